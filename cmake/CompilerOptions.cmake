@@ -1,0 +1,29 @@
+# What every target of this tree is compiled with; `qz_options` is linked privately and not installed.
+add_library(qz_options INTERFACE)
+target_compile_features(qz_options INTERFACE cxx_std_20 c_std_11)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_EXTENSIONS OFF)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_C_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+target_compile_options(qz_options INTERFACE
+  -Werror -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wundef -Wvla -Wformat=2
+  -Wcast-align -Wdouble-promotion
+  $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast -Wextra-semi>
+  # Stated thresholds and exact zeros must hold on every processor and optimisation level.
+  -ffp-contract=off)
+
+if(WIN32)
+  # The debugging help library that the tests run under reads DWARF up to version 4.
+  target_compile_options(qz_options INTERFACE -gdwarf-4)
+  target_compile_definitions(qz_options INTERFACE
+    __USE_MINGW_ANSI_STDIO=1 UNICODE _UNICODE WINVER=0x0601 _WIN32_WINNT=0x0601)
+endif()
+
+if(QZ_SANITIZE)
+  add_compile_options(-fsanitize=${QZ_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${QZ_SANITIZE})
+endif()

@@ -1,0 +1,26 @@
+/* The clock of log lines and frame pacing: steady, high-resolution, never set back.
+ *
+ * It counts from the first clock call of the process. Loading the library makes that call, so for
+ * hosts zero is the moment the library was loaded. Any thread may call these functions.
+ */
+#ifndef QZCORE_CORE_CLOCK_H
+#define QZCORE_CORE_CLOCK_H
+
+#include "Core/Export.h"
+
+#include <stdint.h>
+
+QZ_EXTERN_C_BEGIN
+
+/* Ticks since the first clock call. */
+QZ_API int64_t QZ_get_ticks(void);
+
+/* Ticks per second; the same for the whole life of the process. */
+QZ_API int64_t QZ_get_tick_rate(void);
+
+/* Seconds since the first clock call: ticks times the length of a tick. */
+QZ_API double QZ_get_time(void);
+
+QZ_EXTERN_C_END
+
+#endif

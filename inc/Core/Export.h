@@ -1,0 +1,38 @@
+/* What every public header needs: the export macro and C linkage.
+ *
+ * This is the only place outside src/platform that asks which system it is compiled for.
+ */
+#ifndef QZCORE_CORE_EXPORT_H
+#define QZCORE_CORE_EXPORT_H
+
+#if defined(_WIN32)
+#    if defined(QZCORE_BUILD)
+#        define QZ_API __declspec(dllexport)
+#    else
+#        define QZ_API __declspec(dllimport)
+#    endif
+#else
+#    define QZ_API __attribute__((visibility("default")))
+#endif
+
+/* Lets the compiler check printf-style arguments: the positions of the format and of the first
+ * value to format (0 for functions that take a va_list). */
+#if defined(_WIN32) && defined(__GNUC__) && !defined(__clang__)
+#    define QZ_PRINTF_LIKE(format_position, first_value)                                           \
+        __attribute__((format(gnu_printf, format_position, first_value)))
+#elif defined(__GNUC__)
+#    define QZ_PRINTF_LIKE(format_position, first_value)                                           \
+        __attribute__((format(printf, format_position, first_value)))
+#else
+#    define QZ_PRINTF_LIKE(format_position, first_value)
+#endif
+
+#ifdef __cplusplus
+#    define QZ_EXTERN_C_BEGIN extern "C" {
+#    define QZ_EXTERN_C_END }
+#else
+#    define QZ_EXTERN_C_BEGIN
+#    define QZ_EXTERN_C_END
+#endif
+
+#endif

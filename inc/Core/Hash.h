@@ -1,0 +1,34 @@
+/* 32-bit hashes of blocks, texts and integers: MurmurHash2, the same on every machine.
+ *
+ * Results are 32 bits wide and returned in a wider unsigned integer. The functions are pure and may be
+ * called from any thread. They are fast and well distributed, not safe against somebody who chooses
+ * the input to make them collide.
+ */
+#ifndef QZCORE_CORE_HASH_H
+#define QZCORE_CORE_HASH_H
+
+#include "Core/Export.h"
+
+#include <stddef.h>
+#include <stdint.h>
+
+QZ_EXTERN_C_BEGIN
+
+/* Hashes `length` bytes. data may be null when length is 0. Lengths above 32 bits are hashed whole;
+ * only their low 32 bits are mixed into the seed. */
+QZ_API uint64_t QZ_hash_data(const void* data, size_t length, uint32_t seed);
+
+/* Hashes a text up to its terminator, in one pass. The length is not mixed into the seed, so the
+ * result differs from QZ_hash_data of the same bytes; callers rely on both.
+ *
+ * The text is read four bytes at a time: up to three bytes behind the terminator are read (never
+ * across a page), so memory checkers may want three bytes of room there. */
+QZ_API uint64_t QZ_hash_string(const char* text, uint32_t seed);
+
+/* QZ_hash_data of the value's little-endian bytes with seed 0. */
+QZ_API uint64_t QZ_hash_uint32(uint32_t value);
+QZ_API uint64_t QZ_hash_uint64(uint64_t value);
+
+QZ_EXTERN_C_END
+
+#endif

@@ -1,0 +1,147 @@
+/* Logging.
+ *
+ * Every part of an engine reports through qz_log. A call copies the message into a record of a fixed
+ * pool, queues it without a lock and returns; one writer thread puts the records into the log files.
+ * The calling thread itself echoes the line to the debugger and to standard error, and shows a
+ * message box for alerts.
+ *
+ * Life cycle: loading the library makes the pool and the queue; qz_log_start opens the first file and
+ * starts the writer thread; qz_log_stop ends it. Messages logged before qz_log_start wait in the
+ * queue. A stopped log stays silent and is not started again within one load of the library.
+ *
+ * Limits: 1024 records. A message that finds none free is counted, not waited for: the next message
+ * that gets through is preceded in the files by "%d messages lost". Texts are UTF-8 and are cut, not
+ * refused: module names at 63 bytes, messages at 383 bytes. A null text reads "<NULL>".
+ *
+ * A message equal to the one before it is not written again; when a different one arrives,
+ * "%d duplicate message(s) skipped." is written first. Only the texts are compared, not modules or
+ * levels.
+ *
+ * A line reads "%09.3f %s %s: %s\n": seconds since the library was loaded, the level padded to seven
+ * characters, the module, the message. A message that ends in a line break does not get a second one.
+ * TRACE lines are short, "%s: %s\n" with module and message only.
+ *
+ * Threads: any thread may call qz_log, qz_vlogf and qz_log_set_output at any time; they never wait
+ * for the disk or for a lock and allocate nothing. The other functions are for one thread at a time,
+ * normally the host's main thread.
+ */
+#ifndef QZCORE_CORE_LOG_H
+#define QZCORE_CORE_LOG_H
+
+#include "Core/Export.h"
+
+#include <stdarg.h>
+#include <stdint.h>
+
+/* Levels are bit flags, so that an output's mask is the sum of the levels it accepts. Any other value
+ * prints as "UNKNOWN". */
+enum {
+    QZ_LOG_ALERT = 0x02, /* shown to the user in a message box as well */
+    QZ_LOG_ERROR = 0x08,
+    QZ_LOG_WARNING = 0x10,
+    QZ_LOG_INFO = 0x40,
+    QZ_LOG_DEBUG = 0x80,
+    QZ_LOG_TRACE = 0x100, /* files whose mask names it only; no time, no echo */
+    QZ_LOG_ALL = 0xFF     /* mask: the five ordinary levels, deliberately without TRACE */
+};
+
+/* The same levels by their short names. A name that is already a macro is left alone: windows.h
+ * defines ERROR as 0, builds define DEBUG; code that lives with such macros uses the long names.
+ * Define QZ_LOG_NO_SHORT_NAMES before including this header to have the long names alone. */
+#ifndef QZ_LOG_NO_SHORT_NAMES
+#    ifndef ALERT
+enum { ALERT = QZ_LOG_ALERT };
+#    endif
+#    ifndef ERROR
+enum { ERROR = QZ_LOG_ERROR };
+#    endif
+#    ifndef WARNING
+enum { WARNING = QZ_LOG_WARNING };
+#    endif
+#    ifndef INFO
+enum { INFO = QZ_LOG_INFO };
+#    endif
+#    ifndef DEBUG
+enum { DEBUG = QZ_LOG_DEBUG };
+#    endif
+#    ifndef TRACE
+enum { TRACE = QZ_LOG_TRACE };
+#    endif
+#    ifndef ALL
+enum { ALL = QZ_LOG_ALL };
+#    endif
+#endif
+
+QZ_EXTERN_C_BEGIN
+
+/* Logs one message.
+ *
+ * The text is taken as it stands; a "%" in it means nothing. Unless the level is TRACE, the line goes
+ * to the debugger and to standard error before the call returns: to a console as characters, to a
+ * file or pipe as UTF-8 bytes. Nothing is echoed when standard error was closed or the null device
+ * at load or at qz_log_start. ALERT shows a message box and returns when it is closed; without a
+ * display, and on Linux, the line on standard error is all there is.
+ *
+ * When no record is free the message is counted as lost and not echoed either. */
+QZ_API void qz_log(const char* module, unsigned int level, const char* message);
+
+/* Formats as vprintf does, into at most 1023 bytes, and logs the result. */
+QZ_API void qz_vlogf(const char* module, unsigned int level, const char* format, va_list arguments)
+    QZ_PRINTF_LIKE(3, 0);
+
+/* Starts the writer thread.
+ *
+ * directory: where all log files go, at most 255 bytes; kept as a copy. It is not created.
+ * name: the first output, opened at once as "<directory>/<name>.log" for every module with the mask
+ *   ALL; null opens none. A file of that name that exists is renamed to "<name>.log.old" first, over
+ *   an older one. An output that cannot be opened is silently absent.
+ *
+ * Returns 0; -1 if the thread is already running; the error number if it cannot be started, after an
+ * ALERT "can't start log thread". */
+QZ_API int qz_log_start(const char* directory, const char* name);
+
+/* Ends the writer thread when it has written what is queued, and closes the outputs. Waits for the
+ * disk if it has to. Does nothing if the thread is not running. From then on messages are counted as
+ * lost and appear nowhere. */
+QZ_API void qz_log_stop(void);
+
+/* Closes the facility for good; unloading the library does it. Afterwards qz_log only echoes. */
+QZ_API void qz_log_exit(void);
+
+/* Asks the writer thread to open, change or close an output.
+ *
+ * name: the key of the output and its file's name without ".log"; cut at 63 bytes.
+ * module_filter: the output takes this module's messages only (exact, case-sensitive, cut at 63
+ *   bytes); null or empty takes every module's.
+ * mask: the sum of the levels it takes; 0 closes the output.
+ *
+ * The request queues behind the messages logged before it and takes effect in that order. It is
+ * dropped, and counted as a lost message, when no record is free. */
+QZ_API void qz_log_set_output(const char* name, const char* module_filter, unsigned int mask);
+
+/* What a hook reads: a message as it went to the files. */
+typedef struct qz_log_entry {
+    double time; /* seconds, QZ_get_time */
+    const char* module;
+    const char* message;
+    uint32_t level;
+    uint32_t lost; /* messages lost just before this one, to the files or to the hook */
+} qz_log_entry;
+
+/* A hook lets one consumer, for example a console inside the application, read the messages that the
+ * writer thread has handled. At most 512 wait for it; what comes on top is counted in `lost`. One
+ * thread at a time uses the three functions.
+ *
+ * qz_log_hook_start returns 0, or -1 if the writer thread is not running or a hook is active. */
+QZ_API int qz_log_hook_start(void);
+
+/* Returns the oldest waiting message, or null if there is none or no hook is active. The entry
+ * belongs to the log and stays valid until the next read or qz_log_hook_stop. */
+QZ_API const qz_log_entry* qz_log_hook_read(void);
+
+/* Ends the hook and gives back what it has not read. */
+QZ_API void qz_log_hook_stop(void);
+
+QZ_EXTERN_C_END
+
+#endif

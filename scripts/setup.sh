@@ -1,0 +1,92 @@
+# shellcheck shell=bash
+# Set-up: which Debian packages a command needs, and installing those that are missing.
+
+packages_of() {
+    case $1 in
+    build)
+        # Configuring looks for the tests' needs too; python3 runs the example that binds the library.
+        echo g++ cmake ninja-build pkg-config liblua5.1-0-dev libtbb-dev googletest python3
+        ;;
+    luajit) echo libluajit-5.1-dev ;;
+    windows) echo g++-mingw-w64-x86-64-posix wine wine64 ;;
+    windows-deps)
+        echo dpkg-dev ca-certificates
+        # Node.js from elsewhere brings npm along and conflicts with Debian's package of that name.
+        command -v npm >/dev/null || echo npm
+        ;;
+    bench) echo libbenchmark-dev libspdlog-dev libconcurrentqueue-dev libboost-dev ;;
+    fuzz)
+        # llvm-14 for its symbolizer: without it findings have addresses in place of names.
+        echo clang-14 libclang-rt-14-dev llvm-14
+        ;;
+    docs) echo doxygen ;;
+    format) echo git clang-format-14 ;;
+    lint) echo git clang-tidy-14 shellcheck ;;
+    *) die "no such group of packages: $1" ;;
+    esac
+}
+
+# Makes sure that the packages of the named groups are there. Quick when they are.
+setup() {
+    local group wanted=() missing
+    [ -z "${QZ_SKIP_SETUP:-}" ] || return 0
+    for group in "$@"; do
+        # shellcheck disable=SC2207 # package names hold no spaces
+        wanted+=($(packages_of "$group"))
+    done
+    missing=$(missing_packages "${wanted[@]}")
+    [ -z "$missing" ] || install_packages "$missing"
+}
+
+missing_packages() {
+    command -v dpkg-query >/dev/null || {
+        echo "$*"
+        return
+    }
+    # One question for all names; it exits with 1 for names it has never heard of.
+    comm -13 \
+        <({ dpkg-query -W -f '${db:Status-Status} ${Package}\n' "$@" 2>/dev/null || true; } |
+            sed -n 's/^installed //p' | sort -u) \
+        <(printf '%s\n' "$@" | sort -u) | paste -sd ' '
+}
+
+install_packages() {
+    local missing=$1 as_root=()
+    if ! command -v apt-get >/dev/null; then
+        ask_to_install "$missing"
+    elif [ "$(id -u)" -ne 0 ]; then
+        sudo -n true 2>/dev/null || ask_to_install "$missing"
+        as_root=(sudo -n)
+    fi
+    printf 'Missing Debian packages: %s\n' "$missing"
+    step "Installing them" \
+        "check the network and apt's sources, then: apt-get update && apt-get install $missing" \
+        apt_install "$missing" "${as_root[@]}"
+}
+
+apt_install() { # <packages> [the command that makes one root]
+    local missing=$1
+    shift
+    # A package source that is none of ours may fail to update; the installation tells what counts.
+    "$@" env DEBIAN_FRONTEND=noninteractive apt-get -o Acquire::Retries=3 update || true
+    # shellcheck disable=SC2086 # a list of names
+    "$@" env DEBIAN_FRONTEND=noninteractive apt-get -o Acquire::Retries=3 -o DPkg::Lock::Timeout=300 \
+        install -y --no-install-recommends $missing
+}
+
+ask_to_install() {
+    die "these packages are missing, and installing them needs root and apt-get:" \
+        "    $1" \
+        "As root on Debian 12:" \
+        "    apt-get update && apt-get install --no-install-recommends $1" \
+        "With the same things installed in another way: QZ_SKIP_SETUP=1 ./dev ..."
+}
+
+# The Windows target's own dependencies; what it takes to build them is installed only for that.
+setup_windows() {
+    setup build windows
+    "$QZ_ROOT/scripts/windows_deps.sh" --ready || {
+        setup windows-deps
+        "$QZ_ROOT/scripts/windows_deps.sh"
+    }
+}

@@ -1,0 +1,219 @@
+#!/usr/bin/env bash
+# Builds the dependencies of the Windows target that no mingw package offers, once for each set of
+# versions, into .cache/windows-deps/<key>; the link .cache/windows-deps/current names the one in use.
+#
+#   windows_deps.sh          builds what is missing and prints the folder
+#   windows_deps.sh --ready  exits with 0 when there is nothing to build
+#
+# The folder has bin (DLLs, those of the C++ runtime too), include, lib (import libraries, TBB's CMake
+# package) and share/licenses. It is complete or not there: it gets its name as the last step.
+set -euo pipefail
+
+QZ_ROOT=$(cd -- "$(dirname -- "$(readlink -f -- "${BASH_SOURCE[0]}")")/.." && pwd)
+# shellcheck source=scripts/lib.sh
+source "$QZ_ROOT/scripts/lib.sh"
+
+# Carries GNU libiconv 1.14 whole. The checksum is that of the registry's archive.
+ICONV_PACKAGE="iconv"
+ICONV_VERSION=3.0.1
+ICONV_SHA512=9499c52f155cd1df3647b19f53b6bd46e8ca55443711e7b5f6d3ca59958126d0041911d51321730ad6cd97718f2ae0e71c10514f8fe70d2e11bbd0080d3ef6a8
+
+TRIPLET=x86_64-w64-mingw32
+CACHE=$QZ_ROOT/.cache/windows-deps
+DEB_SRC=$QZ_ROOT/scripts/deb_src.awk
+
+# The versions that the Linux build uses, so that both targets run the same code; fails when one of
+# the packages is not installed.
+find_versions() {
+    TBB_VERSION=$(installed source:Version libtbb-dev) &&
+        LUA_VERSION=$(installed source:Version liblua5.1-0-dev) &&
+        COMPILER_VERSION=$(installed Version g++-mingw-w64-x86-64-posix) &&
+        HEADERS_VERSION=$(installed Version mingw-w64-x86-64-dev)
+}
+
+installed() { # <field> <package>
+    dpkg-query -W -f "\${$1}" "$2" 2>/dev/null
+}
+
+key() {
+    local checksum
+    checksum=$(printf '%s\n' "$TBB_VERSION" "$LUA_VERSION" "$COMPILER_VERSION" "$HEADERS_VERSION" |
+        cat - "$QZ_ROOT/scripts/windows_deps.sh" | sha256sum)
+    printf 'tbb%s-lua%s-iconv%s-gcc%s-%s\n' "${TBB_VERSION%%-*}" "${LUA_VERSION%%-*}" \
+        "$ICONV_VERSION" "${COMPILER_VERSION%%-*}" "${checksum:0:10}"
+}
+
+# apt-get with package lists of its own, made from the machine's sources with only the type changed:
+# proxies, keys and signature checks are the machine's, and its configuration stays as it is.
+source_apt() {
+    apt-get -q -o Acquire::Retries=3 -o Dir::State::Lists="$WORK/apt/lists" \
+        -o Dir::Cache="$WORK/apt/cache" -o Dir::Etc::SourceList="$WORK/apt/sources.list" \
+        -o Dir::Etc::SourceParts="$WORK/apt/sources.list.d" "$@"
+}
+
+# The addresses of Debian's own archive among the machine's sources, by what their signed index says.
+debian_archives() {
+    # shellcheck disable=SC2016 # apt's own variables
+    apt-get "$@" indextargets --format '$(REPO_URI)' 'Created-By: Packages' 'Origin: Debian' | sort -u
+}
+
+# A machine that never updated its lists, or threw them away, cannot tell; ask the archives then.
+debian_archives_or_update() {
+    local private=(-o "Dir::State::Lists=$WORK/apt/binary-lists")
+    debian_archives | grep . || {
+        mkdir -p "$WORK/apt/binary-lists/partial"
+        apt-get -q "${private[@]}" update >&2
+        debian_archives "${private[@]}" | grep .
+    }
+}
+
+write_source_lists() {
+    local file
+    mkdir -p "$WORK"/apt/{lists/partial,cache/archives/partial,sources.list.d}
+    debian_archives_or_update >"$WORK/apt/archives"
+    for file in /etc/apt/sources.list /etc/apt/sources.list.d/*.list; do
+        [ ! -f "$file" ] || awk -f "$DEB_SRC" "$WORK/apt/archives" "$file"
+    done >"$WORK/apt/sources.list"
+    for file in /etc/apt/sources.list.d/*.sources; do
+        [ ! -f "$file" ] || awk -f "$DEB_SRC" "$WORK/apt/archives" RS= "$file"
+    done >"$WORK/apt/sources.list.d/debian.sources"
+    cat "$WORK/apt/sources.list" "$WORK/apt/sources.list.d/debian.sources"
+}
+
+# fetch_debian_source <package> <version>: unpacks it, with Debian's patches, to $WORK/<package>.
+# The archive drops a version when a newer one comes; then the newest is the closest there is.
+fetch_debian_source() {
+    mkdir -p "$WORK/download/$1"
+    cd "$WORK/download/$1"
+    source_apt source --download-only --only-source "$1=$2" ||
+        source_apt source --download-only --only-source "$1"
+    dpkg-source -x ./*.dsc "$WORK/$1"
+}
+
+fetch_debian_sources() {
+    write_source_lists
+    source_apt update
+    fetch_debian_source onetbb "$TBB_VERSION"
+    fetch_debian_source lua5.1 "$LUA_VERSION"
+}
+
+fetch_iconv() {
+    mkdir -p "$WORK/iconv"
+    cd "$WORK/iconv"
+    npm pack --cache "$WORK/npm" "$ICONV_PACKAGE@$ICONV_VERSION"
+    echo "$ICONV_SHA512 $ICONV_PACKAGE-$ICONV_VERSION.tgz" | sha512sum -c
+    tar -xzf "$ICONV_PACKAGE-$ICONV_VERSION.tgz" --strip-components=1
+}
+
+build_tbb() {
+    QZ_WINDOWS_DEPS=$PREFIX cmake -S "$WORK/onetbb" -B "$WORK/onetbb/build" -G Ninja \
+        -DCMAKE_TOOLCHAIN_FILE="$QZ_ROOT/cmake/toolchain-mingw-w64.cmake" \
+        -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX="$PREFIX" \
+        -DCMAKE_INSTALL_LIBDIR=lib -DTBB_TEST=OFF -DTBB_STRICT=OFF -DTBBMALLOC_BUILD=ON \
+        -DTBBMALLOC_PROXY_BUILD=OFF -DTBB_DISABLE_HWLOC_AUTOMATIC_SEARCH=ON
+    cmake --build "$WORK/onetbb/build" -j "$QZ_JOBS"
+    cmake --install "$WORK/onetbb/build" --strip
+    # It names this folder, which is about to be renamed; the CMake package finds itself.
+    rm -rf "$PREFIX/lib/pkgconfig" "$PREFIX/share/doc"
+    keep_licence onetbb "$WORK/onetbb/LICENSE.txt" "$WORK/onetbb/debian/copyright"
+}
+
+# The library alone, from its plain sources: lua.c, luac.c and print.c are the programs.
+build_lua() {
+    cd "$WORK/lua5.1/src"
+    rm lua.c luac.c print.c
+    printf '%s\n' ./*.c |
+        xargs -P "$QZ_JOBS" -n 4 "$TRIPLET-gcc-posix" -c -O2 -g1 -gdwarf-4 -Wall -DLUA_BUILD_AS_DLL
+    "$TRIPLET-gcc-posix" -shared -o "$PREFIX/bin/lua51.dll" ./*.o \
+        -Wl,--out-implib,"$PREFIX/lib/liblua51.dll.a"
+    cp lua.h luaconf.h lualib.h lauxlib.h ../etc/lua.hpp "$PREFIX/include"
+    keep_licence lua "$WORK/lua5.1/COPYRIGHT"
+}
+
+# LGPL, so a DLL of its own.
+build_iconv() {
+    cd "$WORK/iconv"
+    "$TRIPLET-gcc-posix" -shared -O2 -g1 -gdwarf-4 -w -o "$PREFIX/bin/libiconv-2.dll" \
+        -I support -DICONV_CONST=const -DENABLE_EXTRA=1 \
+        deps/libiconv/lib/iconv.c support/localcharset.c -Wl,--out-implib,"$PREFIX/lib/libiconv.dll.a"
+    # The type that the C library's header has, so that one source suits both targets.
+    sed 's/\(iconv (iconv_t cd, \)const char\*/\1char*/' support/iconv.h >"$PREFIX/include/iconv.h"
+    grep -q 'iconv (iconv_t cd, char\*' "$PREFIX/include/iconv.h"
+    keep_licence libiconv LICENSE /usr/share/common-licenses/LGPL-2
+}
+
+copy_runtime() {
+    local name file
+    for name in libstdc++-6.dll libgcc_s_seh-1.dll libwinpthread-1.dll; do
+        file=$("$TRIPLET-g++-posix" -print-file-name="$name")
+        # The compiler knows its own folders only; the thread library stands in the target's.
+        [ -f "$file" ] || file=/usr/$TRIPLET/lib/$name
+        # Nine tenths of the files are debugging information.
+        "$TRIPLET-strip" -g -o "$PREFIX/bin/$name" "$file"
+    done
+    keep_licence gcc-runtime /usr/share/doc/gcc-mingw-w64-x86-64-posix-runtime/copyright
+    keep_licence mingw-w64 /usr/share/doc/mingw-w64-x86-64-dev/copyright
+}
+
+# The documents under /usr/share/doc may be left out on small machines.
+keep_licence() { # <name> <file...>
+    local folder=$PREFIX/share/licenses/$1 file
+    mkdir -p "$folder"
+    shift
+    for file in "$@"; do
+        [ ! -f "$file" ] || cp -L "$file" "$folder"
+    done
+}
+
+publish() {
+    mv -T "$PREFIX" "$CACHE/$KEY"
+    point_to_key
+}
+
+# Renamed into place, so that the link exists at every moment.
+point_to_key() {
+    ln -sfn "$KEY" "$CACHE/current.new"
+    mv -T "$CACHE/current.new" "$CACHE/current"
+}
+
+ready() {
+    [ -z "${QZ_WINDOWS_DEPS:-}" ] || return 0
+    find_versions || return 1
+    KEY=$(key)
+    [ -d "$CACHE/$KEY" ] || return 1
+    [ "$(readlink "$CACHE/current")" = "$KEY" ] || point_to_key
+}
+
+build_all() {
+    local network="check the network and the machine's package sources, then try again"
+    local report="the log says what; is a package of this machine half-installed?"
+    mkdir -p "$CACHE"
+    # One builder at a time; another that waited finds the folder ready.
+    exec 9>"$CACHE/lock"
+    flock 9
+    ! ready || return 0
+    find_versions || die "not all packages are there: run ./dev test --windows"
+    KEY=$(key)
+    # What an interrupted build left; nobody else builds now.
+    rm -rf "$CACHE"/building.*
+    WORK=$(mktemp -d "$CACHE/building.XXXXXX")
+    trap 'rm -rf "$WORK"' EXIT
+    PREFIX=$WORK/prefix
+    mkdir -p "$PREFIX"/{bin,include,lib}
+    step "Windows dependencies: Debian sources" "$network" fetch_debian_sources
+    step "Windows dependencies: libiconv source" "$network (npm must work)" fetch_iconv
+    step "Windows dependencies: Lua 5.1" "$report" build_lua
+    step "Windows dependencies: libiconv 1.14" "$report" build_iconv
+    step "Windows dependencies: oneTBB" "$report" build_tbb
+    step "Windows dependencies: C++ runtime" "$report" copy_runtime
+    publish
+}
+
+case ${1:-} in
+--ready) ready ;;
+'')
+    build_all
+    echo "${QZ_WINDOWS_DEPS:-$CACHE/$KEY}"
+    ;;
+*) die "windows_deps.sh knows --ready only, not: $1" ;;
+esac

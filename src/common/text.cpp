@@ -1,0 +1,252 @@
+#include "Common/Text.h"
+
+#include "Core/Utf8.h"
+
+#include <iconv.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <mutex>
+#include <string_view>
+
+namespace {
+
+// The name that GNU libiconv and the C library both read as UCS-2 in this processor's byte order;
+// "UCS-2-INTERNAL" is unknown to the latter.
+constexpr char kUcs2[] = "UCS-2LE";
+constexpr char kUtf8[] = "utf-8";
+constexpr std::size_t kUcs2Unit = 2;
+
+constexpr std::string_view kReplacementUcs2("\xFD\xFF", kUcs2Unit); // U+FFFD
+constexpr std::string_view kQuestionUcs2("?\0", kUcs2Unit);
+
+// One direction of conversion, open or not.
+class Converter {
+public:
+    Converter() = default;
+    ~Converter() { close(); }
+    Converter(const Converter&) = delete;
+    Converter& operator=(const Converter&) = delete;
+
+    void open(const char* to, const char* from) {
+        if (!isOpen()) {
+            descriptor_ = iconv_open(to, from);
+        }
+    }
+
+    void close() {
+        if (isOpen()) {
+            iconv_close(descriptor_);
+            descriptor_ = closed();
+        }
+    }
+
+    bool isOpen() const { return descriptor_ != closed(); }
+
+    struct Rules {
+        std::size_t inputUnit;            // bytes to skip where the input is not understood
+        std::string_view question;        // what stands for them, in the output's encoding
+        std::string_view beyondFirstPlane; // what stands for a well-formed four-byte character; may be
+                                           // empty: then it is converted, or not understood
+    };
+
+    std::string convert(std::string_view text, const Rules& rules) {
+        Conversion conversion{text, {}};
+        iconv(descriptor_, nullptr, nullptr, nullptr, nullptr); // forgets the state of the last text
+        while (!conversion.input.empty()) {
+            if (!step(conversion) && !conversion.input.empty()) {
+                replace(conversion, rules);
+            }
+        }
+        finish(conversion.output);
+        return std::move(conversion.output);
+    }
+
+private:
+    struct Conversion {
+        std::string_view input;
+        std::string output;
+    };
+
+    static iconv_t closed() { return reinterpret_cast<iconv_t>(-1); }
+
+    // Converts what fits one buffer. False if it stopped at input that is not understood.
+    bool step(Conversion& conversion) {
+        std::array<char, 2048> buffer;
+        char* in = const_cast<char*>(conversion.input.data());
+        char* out = buffer.data();
+        std::size_t inLeft = conversion.input.size();
+        std::size_t outLeft = buffer.size();
+        const bool done = iconv(descriptor_, &in, &inLeft, &out, &outLeft) != kFailed;
+        const bool bufferWasFull = !done && errno == E2BIG && outLeft < buffer.size();
+        conversion.output.append(buffer.data(), buffer.size() - outLeft);
+        conversion.input.remove_prefix(conversion.input.size() - inLeft);
+        return done || bufferWasFull;
+    }
+
+    static void replace(Conversion& conversion, const Rules& rules) {
+        if (!rules.beyondFirstPlane.empty() && startsBeyondFirstPlane(conversion.input)) {
+            conversion.output += rules.beyondFirstPlane;
+            conversion.input.remove_prefix(4);
+        } else {
+            conversion.output += rules.question;
+            conversion.input.remove_prefix(std::min(rules.inputUnit, conversion.input.size()));
+        }
+    }
+
+    // Stateful character sets end a text with a return to their first state.
+    void finish(std::string& output) {
+        std::array<char, 64> buffer;
+        char* out = buffer.data();
+        std::size_t outLeft = buffer.size();
+        if (iconv(descriptor_, nullptr, nullptr, &out, &outLeft) != kFailed) {
+            output.append(buffer.data(), buffer.size() - outLeft);
+        }
+    }
+
+    static bool startsBeyondFirstPlane(std::string_view text) {
+        const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+        const auto follows = [&](std::size_t i) { return (byte(i) & 0xC0) == 0x80; };
+        return text.size() >= 4 && byte(0) >= 0xF0 && byte(0) <= 0xF4 && follows(1) && follows(2) &&
+               follows(3) && (byte(0) != 0xF0 || byte(1) >= 0x90) &&
+               (byte(0) != 0xF4 || byte(1) < 0x90);
+    }
+
+    static constexpr std::size_t kFailed = static_cast<std::size_t>(-1);
+
+    iconv_t descriptor_ = closed();
+};
+
+constexpr Converter::Rules kBytesToBytes{1, "?", {}};
+constexpr Converter::Rules kBytesToWide{1, kQuestionUcs2, kReplacementUcs2};
+constexpr Converter::Rules kWideToBytes{kUcs2Unit, "?", {}};
+
+struct Converters {
+    std::mutex mutex; // the descriptors keep state
+    Converter utf8ToLocal;
+    Converter localToUtf8;
+    Converter wideToUtf8;
+    Converter utf8ToWide;
+};
+
+Converters& converters() {
+    static Converters instance;
+    return instance;
+}
+
+std::string convertLocal(Converter Converters::*which, const std::string& text) {
+    Converters& all = converters();
+    const std::lock_guard lock(all.mutex);
+    Converter& converter = all.*which;
+    return converter.isOpen() ? converter.convert(text, kBytesToBytes) : text;
+}
+
+std::wstring widen(std::string_view ucs2) {
+    std::wstring wide(ucs2.size() / kUcs2Unit, L'\0');
+    for (std::size_t i = 0; i < wide.size(); ++i) {
+        const auto low = static_cast<unsigned char>(ucs2[kUcs2Unit * i]);
+        const auto high = static_cast<unsigned char>(ucs2[kUcs2Unit * i + 1]);
+        wide[i] = static_cast<wchar_t>(low | high << 8);
+    }
+    return wide;
+}
+
+// A unit that is wider than UCS-2 becomes a lone surrogate, which no conversion understands.
+std::string narrow(const std::wstring& wide) {
+    constexpr std::uint32_t kNotUnderstood = 0xD800;
+    std::string ucs2;
+    ucs2.reserve(wide.size() * kUcs2Unit);
+    for (const wchar_t unit : wide) {
+        const auto value = static_cast<std::uint32_t>(unit);
+        const std::uint32_t fitting = value > 0xFFFF ? kNotUnderstood : value;
+        ucs2 += static_cast<char>(fitting & 0xFF);
+        ucs2 += static_cast<char>(fitting >> 8);
+    }
+    return ucs2;
+}
+
+std::size_t announcedLength(unsigned char lead) {
+    if (lead < 0xC0) {
+        return 1;
+    }
+    std::size_t length = 2;
+    for (unsigned bit = 0x20; length < 6 && (lead & bit) != 0; bit >>= 1) {
+        ++length;
+    }
+    return length;
+}
+
+std::size_t characterLength(std::string_view text) {
+    const std::size_t announced = announcedLength(static_cast<unsigned char>(text[0]));
+    std::size_t length = 1;
+    while (length < announced && length < text.size() &&
+           (static_cast<unsigned char>(text[length]) & 0xC0) == 0x80) {
+        ++length;
+    }
+    return length;
+}
+
+// The length in bytes of up to `count` characters.
+std::size_t lengthOf(std::string_view text, std::size_t count) {
+    std::size_t length = 0;
+    for (; count > 0 && length < text.size(); --count) {
+        length += characterLength(text.substr(length));
+    }
+    return length;
+}
+
+} // namespace
+
+std::string Common::uni2mbstr(unsigned int code_point) {
+    char bytes[4];
+    char* end = bytes;
+    UTF8_putc(&end, sizeof bytes, code_point);
+    return {bytes, end};
+}
+
+std::string Common::utf8_substr(const std::string& text, std::size_t first, std::size_t count) {
+    std::string_view rest(text.c_str()); // up to the first NUL
+    rest.remove_prefix(lengthOf(rest, first));
+    return std::string(rest.substr(0, lengthOf(rest, count)));
+}
+
+void Common::iconv_local_init(const std::string& charset) {
+    Converters& all = converters();
+    const std::lock_guard lock(all.mutex);
+    all.utf8ToLocal.open(charset.c_str(), kUtf8);
+    all.localToUtf8.open(kUtf8, charset.c_str());
+    all.wideToUtf8.open(kUtf8, kUcs2);
+    all.utf8ToWide.open(kUcs2, kUtf8);
+}
+
+void Common::iconv_local_exit() {
+    Converters& all = converters();
+    const std::lock_guard lock(all.mutex);
+    all.utf8ToLocal.close();
+    all.localToUtf8.close();
+    all.wideToUtf8.close();
+    all.utf8ToWide.close();
+}
+
+std::string Common::iconv_local_from_utf8(const std::string& text) {
+    return convertLocal(&Converters::utf8ToLocal, text);
+}
+
+std::string Common::iconv_local_to_utf8(const std::string& text) {
+    return convertLocal(&Converters::localToUtf8, text);
+}
+
+std::wstring Common::iconv_utf8_to_wchar(const std::string& text) {
+    Converters& all = converters();
+    const std::lock_guard lock(all.mutex);
+    return all.utf8ToWide.isOpen() ? widen(all.utf8ToWide.convert(text, kBytesToWide))
+                                   : std::wstring();
+}
+
+std::string Common::iconv_utf8_from_wchar(const std::wstring& text) {
+    Converters& all = converters();
+    const std::lock_guard lock(all.mutex);
+    return all.wideToUtf8.isOpen() ? all.wideToUtf8.convert(narrow(text), kWideToBytes)
+                                   : std::string();
+}

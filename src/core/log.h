@@ -1,0 +1,20 @@
+// What the library itself needs of the log beyond its public face.
+#pragma once
+
+#define QZ_LOG_NO_SHORT_NAMES
+#include "Core/Log.h"
+
+// The printf-style call through which the library's own code logs.
+void qz_logf(const char* module, unsigned int level, const char* format, ...) QZ_PRINTF_LIKE(3, 4);
+
+// Makes the record pool and the queues; once for each load. Returns -1 if that was done already.
+int qz_log_init();
+
+namespace core {
+
+// qz_log_exit for the unloading of the library: waits for the writer thread's last lines, but for two
+// seconds only, because a disk that hangs must not keep a process from ending. A thread that has not
+// ended by then keeps what it uses.
+void closeLogAtExit();
+
+} // namespace core

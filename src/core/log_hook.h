@@ -1,0 +1,46 @@
+// The queue from the writer thread to the one consumer that reads along.
+#pragma once
+
+#include "core/log.h"
+#include "core/log_record.h"
+
+#include <atomic>
+
+namespace core {
+
+class LogHook {
+public:
+    explicit LogHook(LogRecordPool& pool) : pool_(pool) {}
+
+    void open();
+
+    // For the consumer. All three; see Core/Log.h.
+    bool start();
+    const qz_log_entry* read();
+    void stop();
+
+    // For the writer thread: true if the hook keeps the record.
+    bool offer(LogRecord& record);
+
+    // Gives back what waits for a consumer that has gone; for the writer thread, or for whoever stands
+    // in for it.
+    void release();
+
+private:
+    static constexpr std::int32_t kMostWaiting = 512;
+
+    bool isTaking() const;
+    void releaseCurrent();
+    void giveBack(LogRecord& record);
+
+    LogRecordPool& pool_;
+    QZ_atomic_gather queue_{};
+    std::atomic<bool> active_{false};
+    std::atomic<bool> closing_{false};
+    std::atomic<std::int32_t> held_{0}; // waiting, and the one being read
+    std::atomic<std::uint32_t> lost_{0};
+    LogRecord* current_ = nullptr; // the consumer's
+    qz_log_entry entry_{};
+};
+
+} // namespace core

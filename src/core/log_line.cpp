@@ -1,0 +1,73 @@
+#include "core/log_line.h"
+
+#include "core/log.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstring>
+
+namespace core {
+
+const char* logLevelName(unsigned int level) {
+    switch (level) {
+    case QZ_LOG_ALERT:
+        return "ALERT  ";
+    case QZ_LOG_ERROR:
+        return "ERROR  ";
+    case QZ_LOG_WARNING:
+        return "WARNING";
+    case QZ_LOG_INFO:
+        return "INFO   ";
+    case QZ_LOG_DEBUG:
+        return "DEBUG  ";
+    default:
+        return "UNKNOWN";
+    }
+}
+
+LogLine::LogLine(double time, unsigned int level, const char* module, const char* message) {
+    if ((level & QZ_LOG_TRACE) == 0) {
+        appendTime(time);
+        append(" ", 1);
+        append(logLevelName(level), 7);
+        append(" ", 1);
+    }
+    append(module);
+    append(": ", 2);
+    append(message);
+    endLine();
+}
+
+// Room for the line break and the terminator is always left.
+void LogLine::append(const char* text, std::size_t length) {
+    const std::size_t fitting = std::min(length, kSize - 2 - length_);
+    std::memcpy(text_ + length_, text, fitting);
+    length_ += fitting;
+}
+
+void LogLine::append(const char* text) {
+    append(text, strnlen(text, kSize));
+}
+
+// As "%09.3f" does it, in any locale: to_chars rounds the same way.
+void LogLine::appendTime(double time) {
+    constexpr std::size_t kWidth = 9;
+    char digits[32];
+    const auto result =
+        std::to_chars(digits, digits + sizeof digits, time, std::chars_format::fixed, 3);
+    const auto length = static_cast<std::size_t>(result.ptr - digits);
+    if (length < kWidth) {
+        append("000000000", kWidth - length);
+    }
+    append(digits, length);
+}
+
+// A message that ends in a line break has made its line whole already.
+void LogLine::endLine() {
+    if (length_ == 0 || text_[length_ - 1] != '\n') {
+        text_[length_++] = '\n';
+    }
+    text_[length_] = '\0';
+}
+
+} // namespace core

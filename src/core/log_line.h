@@ -1,0 +1,31 @@
+// How a message reads in a file and on the console.
+#pragma once
+
+#include <cstddef>
+
+namespace core {
+
+// The level's name, padded to seven characters.
+const char* logLevelName(unsigned int level);
+
+class LogLine {
+public:
+    static constexpr std::size_t kSize = 2048;
+
+    // Cut at the size, line break included. Not a printf: a caller pays for this on every message.
+    LogLine(double time, unsigned int level, const char* module, const char* message);
+
+    const char* text() const { return text_; }
+    std::size_t length() const { return length_; }
+
+private:
+    void append(const char* text, std::size_t length);
+    void append(const char* text);
+    void appendTime(double time);
+    void endLine();
+
+    std::size_t length_ = 0;
+    char text_[kSize];
+};
+
+} // namespace core

@@ -1,0 +1,55 @@
+// The open log files. Touched by one thread at a time: the writer, or whoever starts and ends it.
+#pragma once
+
+#include "core/log_line.h"
+#include "core/log_record.h"
+
+#include <cstdio>
+#include <memory>
+
+namespace core {
+
+class LogOutputs {
+public:
+    // Where files opened from now on go.
+    void setDirectory(const char* directory);
+
+    void open(const char* name, const char* moduleFilter, std::uint32_t mask);
+
+    // Opens, changes or closes an output, as a request record says.
+    void handle(const LogRecord& request);
+
+    // Whether any output takes the message, so that no line is made for none.
+    bool wants(std::uint32_t level, const char* module) const;
+
+    void write(std::uint32_t level, const char* module, const LogLine& line);
+
+    // Hands everything written to the system.
+    void flush();
+
+    void closeAll();
+
+private:
+    struct CloseStream {
+        void operator()(std::FILE* stream) const { std::fclose(stream); }
+    };
+
+    struct Output {
+        std::unique_ptr<Output> next;
+        std::unique_ptr<std::FILE, CloseStream> stream;
+        std::uint32_t mask = 0;
+        bool isWritten = false; // since the last flush
+        char moduleFilter[64] = "";
+        char name[64] = "";
+
+        bool accepts(std::uint32_t level, const char* module) const;
+    };
+
+    // The pointer that holds the output of that name; the one at the end of the list if there is none.
+    std::unique_ptr<Output>& find(const char* name);
+
+    std::unique_ptr<Output> first_;
+    char directory_[256] = "";
+};
+
+} // namespace core

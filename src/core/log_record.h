@@ -1,0 +1,66 @@
+// The unit of the log: what a caller fills and the writer thread writes.
+#pragma once
+
+#include "Core/Atomics.h"
+#include "core/lock_free.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstring>
+
+namespace core {
+
+// A record of its own cache lines: its caller and the writer thread do not disturb their neighbours.
+struct alignas(64) LogRecord {
+    static constexpr double kControlTime = -1.0;
+
+    std::uintptr_t link; // the containers' own
+    double time;         // below 0.0: a request to open, change or close an output
+    std::uint32_t level; // for a request, the output's mask
+    std::uint32_t lost;  // messages lost just before this one
+    char module[64];     // for a request, the module filter
+    char message[384];   // for a request, the output's name
+
+    bool isRequest() const { return time < 0.0; }
+};
+
+// Copies a text into a buffer, cut where it has to be, always terminated.
+inline void copyCut(char* buffer, std::size_t size, const char* text) {
+    const std::size_t length = strnlen(text, size - 1);
+    std::memcpy(buffer, text, length);
+    buffer[length] = '\0';
+}
+
+template<std::size_t size>
+void copyCut(char (&buffer)[size], const char* text) {
+    copyCut(buffer, size, text);
+}
+
+// The fixed set of records. Taking and giving back is lock-free, from any thread.
+class LogRecordPool {
+public:
+    static constexpr std::size_t kRecords = 1024;
+
+    // Makes every record free.
+    void fill() {
+        QZ_atomic_stack_init(&free_);
+        std::for_each(records_.begin(), records_.end(),
+                      [this](LogRecord& record) { give(record); });
+    }
+
+    // Takes all free records out of circulation for good.
+    void drain() {
+        while (take() != nullptr) {
+        }
+    }
+
+    LogRecord* take() { return static_cast<LogRecord*>(stackPop(free_)); }
+    void give(LogRecord& record) { stackPush(free_, &record); }
+
+private:
+    alignas(64) QZ_atomic_stack free_{};
+    std::array<LogRecord, kRecords> records_;
+};
+
+} // namespace core

@@ -1,0 +1,73 @@
+// What happens to records behind the queue.
+#pragma once
+
+#include "core/log_duplicates.h"
+#include "core/log_hook.h"
+#include "core/log_outputs.h"
+#include "core/log_record.h"
+#include "core/wake_signal.h"
+
+#include <atomic>
+#include <array>
+
+namespace core {
+
+// The queue and everything that handles what comes out of it. Any thread may queue; one thread at a time
+// handles: the writer thread while it runs, else whoever starts or ends it.
+class LogWriter {
+public:
+    LogWriter(LogRecordPool& pool, LogDuplicates& duplicates)
+        : pool_(pool), duplicates_(duplicates), hook_(pool) {}
+
+    bool open();
+    void close() { signal_.destroy(); }
+
+    void queue(LogRecord& record) {
+        gatherPush(queue_, &record);
+        signal_.signal();
+    }
+
+    // Makes a running writer thread end when it has handled the batch it is at.
+    void endThread() { signal_.signal(); }
+
+    // The writer thread: until it meets a signal without a record, or `running` is cleared.
+    void run(const std::atomic<bool>& running);
+
+    // Takes all records out of circulation, writes those that are queued and closes the outputs.
+    // Threads that go on logging do not prolong it: they find no record to queue.
+    void drain();
+
+    LogHook& hook() { return hook_; }
+    LogOutputs& outputs() { return outputs_; }
+
+private:
+    static constexpr std::int32_t kBatch = 64;
+
+    // Records that are written but still in a stream's buffer.
+    struct Batch {
+        std::array<LogRecord*, kBatch> records;
+        std::size_t count = 0;
+    };
+
+    struct Message {
+        double time;
+        unsigned int level;
+        const char* module;
+        const char* text;
+    };
+
+    bool collect(Batch& batch, std::int32_t signals);
+    void handle(LogRecord& record);
+    void write(const Message& message);
+    void writeUnlessRepeated(const Message& message);
+    void giveBack(const Batch& batch);
+
+    LogRecordPool& pool_;
+    alignas(64) QZ_atomic_gather queue_{};
+    alignas(64) WakeSignal signal_;
+    alignas(64) LogDuplicates& duplicates_;
+    LogOutputs outputs_;
+    LogHook hook_;
+};
+
+} // namespace core

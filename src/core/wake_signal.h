@@ -1,0 +1,52 @@
+// Counts work for one waiting thread, and wakes it without making the others pay.
+#pragma once
+
+#include "platform/thread.h"
+
+#include <atomic>
+#include <cstdint>
+
+namespace core {
+
+// A counting semaphore with one waiting thread. Waking a sleeping thread costs a system call and, on
+// another processor, tens of microseconds, and it is the signalling thread that pays. So the waiting
+// thread goes to sleep by degrees: while there was work lately it only naps and looks again by
+// itself, and nobody wakes it unless work piles up; after a quiet time it sleeps until it is woken.
+//
+// The price is the length of a nap: work may wait that long before it is seen.
+class WakeSignal {
+public:
+    bool create() { return sleep_.create(0); }
+    void destroy() { sleep_.destroy(); }
+
+    // Adds one piece of work. Any thread.
+    void signal() {
+        const std::int32_t waiting = count_.fetch_add(1, std::memory_order_seq_cst);
+        const State state = state_.load(std::memory_order_seq_cst);
+        if (state == State::asleep || (state == State::napping && waiting >= kTooMuchToNap)) {
+            wake(state);
+        }
+    }
+
+    // Waits until there is work and takes at most `most` pieces of it; returns how many, at least 1.
+    // The waiting thread only.
+    std::int32_t wait(std::int32_t most);
+
+    // Takes at most `most` pieces if there are any, else returns 0. The waiting thread, or whoever
+    // stands in for it when it has ended.
+    std::int32_t take(std::int32_t most);
+
+private:
+    enum class State : std::int32_t { awake, napping, asleep };
+
+    static constexpr std::int32_t kTooMuchToNap = 64;
+
+    void wake(State from);
+    void rest(State how);
+
+    std::atomic<std::int32_t> count_{0};
+    std::atomic<State> state_{State::awake};
+    platform::Semaphore sleep_;
+};
+
+} // namespace core

@@ -1,0 +1,69 @@
+// The composition root: what loading the library brings up, and in which order it goes down. The only
+// file that knows everybody.
+#include "Globals.h"
+
+#include "Core/Clock.h"
+#include "Core/Watch.h"
+#include "Lua/State.h"
+#include "core/log.h"
+#include "core/memory_pool.h"
+#include "core/watch.h"
+#include "lua/pool.h"
+#include "platform/entry.h"
+
+#include <clocale>
+#include <cstdio>
+
+lua_State* globalConfig = nullptr;
+
+namespace {
+
+constexpr char kMainPoolWatch[] = "Main pool";
+constexpr double kMebibyte = 1024.0 * 1024.0;
+
+bool attached = false;
+
+size_t printMainPool(unsigned int, char* buffer, size_t size, void*) {
+    const double footprint = static_cast<double>(core::defaultPool().footprint());
+    return static_cast<size_t>(std::snprintf(buffer, size, "%.1fMB", footprint / kMebibyte));
+}
+
+void attach() {
+    std::setlocale(LC_NUMERIC, "C"); // numbers are printed and read with a point, whatever the user's locale
+    QZ_get_ticks();
+    qz_log_init();
+    core::openWatchTable();
+    core::defaultPool().open();
+    QZ_watch_set(kMainPoolWatch, printMainPool, nullptr);
+    lua::createPool();
+    globalConfig = QZ_lua_open("Config");
+    QZ_lua_openlibs(globalConfig);
+    attached = true;
+}
+
+void detach() {
+    QZ_lua_close(globalConfig);
+    globalConfig = nullptr;
+    lua::destroyPool();
+    QZ_watch_reset(kMainPoolWatch);
+    core::defaultPool().close();
+    core::closeWatchTable();
+    core::closeLogAtExit();
+    attached = false;
+}
+
+} // namespace
+
+void platform::onAttach() {
+    if (!attached) {
+        attach();
+    }
+}
+
+// When every other thread was killed in the middle of what it did, nothing here can be taken down
+// safely, and nothing needs to be: the process ends.
+void platform::onDetach(bool threadsAreGone) {
+    if (attached && !threadsAreGone) {
+        detach();
+    }
+}

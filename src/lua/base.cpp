@@ -1,0 +1,62 @@
+#include "Lua/State.h"
+#include "core/log.h"
+#include "lua/name.h"
+
+#include <lua.hpp>
+
+namespace {
+
+// The text of argument `index`, by the global tostring as scripts may have replaced it.
+void addArgument(lua_State* state, luaL_Buffer* line, int index) {
+    lua_getglobal(state, "tostring");
+    lua_pushvalue(state, index);
+    lua_call(state, 1, 1);
+    if (lua_isstring(state, -1) == 0) {
+        luaL_error(state, "'tostring' must return a string to 'print'");
+    }
+    luaL_addvalue(line);
+}
+
+int print(lua_State* state) {
+    const int count = lua_gettop(state);
+    luaL_Buffer line;
+    luaL_buffinit(state, &line);
+    for (int i = 1; i <= count; ++i) {
+        if (i > 1) {
+            luaL_addchar(&line, '\t');
+        }
+        addArgument(state, &line, i);
+    }
+    luaL_pushresult(&line);
+    const char* const text = lua_tostring(state, -1);
+    qz_log(lua::pushName(state, lua::kNameless), QZ_LOG_DEBUG, text);
+    return 0;
+}
+
+int loadfile(lua_State* state) {
+    if (QZ_lua_loadfile(state, luaL_optstring(state, 1, nullptr)) == 0) {
+        return 1;
+    }
+    lua_pushnil(state);
+    lua_insert(state, -2);
+    return 2;
+}
+
+int dofile(lua_State* state) {
+    const int before = lua_gettop(state);
+    if (QZ_lua_loadfile(state, luaL_optstring(state, 1, nullptr)) != 0) {
+        return lua_error(state);
+    }
+    lua_call(state, 0, LUA_MULTRET);
+    return lua_gettop(state) - before;
+}
+
+} // namespace
+
+int QZ_luaopen_base(lua_State* state) {
+    const int results = luaopen_base(state);
+    lua_register(state, "print", print);
+    lua_register(state, "loadfile", loadfile);
+    lua_register(state, "dofile", dofile);
+    return results;
+}

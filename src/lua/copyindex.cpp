@@ -1,0 +1,105 @@
+#include "Lua/State.h"
+#include "core/log.h"
+#include "lua/name.h"
+
+#include <lua.hpp>
+
+namespace {
+
+constexpr int kMaxDepth = 1000;
+
+// Copies values between states that may also be one and the same: whatever is taken from the
+// source's stack is removed by its index, not popped, because the copy may stand above it.
+struct Copier {
+    lua_State* destination;
+    lua_State* source;
+
+    // Pushes the copy of the value at `index`; of the table on top of the source if a table is
+    // there. False if that is nested too deeply; then both stacks hold leftovers.
+    bool copy(int index, int depth) {
+        switch (lua_type(source, index)) {
+        case LUA_TBOOLEAN:
+            lua_pushboolean(destination, lua_toboolean(source, index));
+            return true;
+        case LUA_TNUMBER:
+            lua_pushnumber(destination, lua_tonumber(source, index));
+            return true;
+        case LUA_TSTRING:
+            lua_pushstring(destination, lua_tostring(source, index));
+            return true;
+        case LUA_TTABLE:
+            return lua_istable(source, -1) && copyTable(depth);
+        default:
+            lua_pushnil(destination);
+            return true;
+        }
+    }
+
+private:
+    bool copyTable(int depth) {
+        // A level takes at most three places on each stack; one stack may be both.
+        if (depth == kMaxDepth || lua_checkstack(source, 6) == 0 ||
+            lua_checkstack(destination, 6) == 0) {
+            return false;
+        }
+        const int table = lua_gettop(source);
+        lua_newtable(destination);
+        const int result = lua_gettop(destination);
+        lua_pushnil(source);
+        while (lua_next(source, table) != 0) {
+            if (!copyEntry(result, depth)) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    // The key and the value are on top of the source; leaves the key there, for the next step.
+    bool copyEntry(int result, int depth) {
+        const int key = lua_gettop(source) - 1;
+        const int value = key + 1;
+        if (!copyPushed(key, depth)) {
+            return false;
+        }
+        if (lua_isnil(destination, -1)) {
+            lua_pop(destination, 1); // nil can be no key
+        } else if (copyPushed(value, depth)) {
+            lua_settable(destination, result);
+        } else {
+            return false;
+        }
+        lua_settop(source, key);
+        return true;
+    }
+
+    // A table is copied from the top, so the value is brought there first.
+    bool copyPushed(int index, int depth) {
+        lua_pushvalue(source, index);
+        const int pushed = lua_gettop(source);
+        if (!copy(-1, depth + 1)) {
+            return false;
+        }
+        lua_remove(source, pushed);
+        return true;
+    }
+};
+
+void logFailure(lua_State* destination) {
+    qz_log(lua::pushName(destination, lua::kNameless), QZ_LOG_ERROR,
+           "QZ_lua_copyindex: the table contains itself or is nested too deeply");
+    lua_pop(destination, 1);
+}
+
+} // namespace
+
+void QZ_lua_copyindex(lua_State* destination, lua_State* source, int index) {
+    const int destinationTop = lua_gettop(destination);
+    const int sourceTop = lua_gettop(source);
+    if (Copier{destination, source}.copy(index, 0)) {
+        return;
+    }
+    lua_settop(source, sourceTop);
+    lua_settop(destination, destinationTop);
+    logFailure(destination);
+    lua_pushnil(destination);
+}

@@ -1,0 +1,213 @@
+#include "Lua/State.h"
+#include "VFS/File.h"
+
+#include <lua.hpp>
+
+#include <algorithm>
+#include <cstdint>
+
+namespace {
+
+constexpr char kMetatable[] = "QZ.io";
+constexpr std::int64_t kPiece = 512;
+static_assert(LUAL_BUFFERSIZE >= kPiece);
+
+struct File {
+    VFS_File* handle; // null once closed
+    std::int32_t position;
+    std::int32_t count;
+    char buffer[1024]; // read ahead: the bytes from `position` to `count` are unread
+};
+
+// The open file at `index`, or null. The size is compared because the debug library lets scripts
+// give the metatable to any userdata.
+File* openFile(lua_State* state, int index) {
+    if (lua_type(state, index) != LUA_TUSERDATA || lua_objlen(state, index) != sizeof(File) ||
+        lua_getmetatable(state, index) == 0) {
+        return nullptr;
+    }
+    luaL_getmetatable(state, kMetatable);
+    const bool isFile = lua_rawequal(state, -1, -2) != 0;
+    lua_pop(state, 2);
+    File* const file = static_cast<File*>(lua_touserdata(state, index));
+    return isFile && file->handle != nullptr ? file : nullptr;
+}
+
+std::int32_t unread(const File& file) {
+    return file.count - file.position;
+}
+
+bool refill(File& file) {
+    file.position = 0;
+    file.count = static_cast<std::int32_t>(VFS_read(file.handle, file.buffer, sizeof file.buffer));
+    return file.count > 0;
+}
+
+// Pushes the next line, or nil at the end of the file. Every carriage return is dropped, wherever
+// it stands.
+int pushLine(lua_State* state, File& file) {
+    luaL_Buffer line;
+    luaL_buffinit(state, &line);
+    bool consumed = false;
+    for (char c = '\0'; c != '\n' && (unread(file) > 0 || refill(file));) {
+        c = file.buffer[file.position++];
+        consumed = true;
+        if (c != '\r' && c != '\n') {
+            luaL_addchar(&line, c);
+        }
+    }
+    luaL_pushresult(&line);
+    if (!consumed) {
+        lua_pushnil(state);
+    }
+    return 1;
+}
+
+// At most `room` bytes: those read ahead first, else the file's own.
+std::size_t readPiece(File& file, char* destination, std::int64_t room) {
+    if (unread(file) == 0) {
+        return VFS_read(file.handle, destination, static_cast<std::size_t>(room));
+    }
+    const auto count = static_cast<std::int32_t>(std::min<std::int64_t>(unread(file), room));
+    std::copy_n(file.buffer + file.position, count, destination);
+    file.position += count;
+    return static_cast<std::size_t>(count);
+}
+
+// Pushes up to `count` bytes, an empty string at the end of the file.
+int pushBytes(lua_State* state, File& file, std::int64_t count) {
+    luaL_Buffer bytes;
+    luaL_buffinit(state, &bytes);
+    while (count > 0) {
+        const std::size_t piece =
+            readPiece(file, luaL_prepbuffer(&bytes), std::min<std::int64_t>(count, kPiece));
+        if (piece == 0) {
+            break;
+        }
+        luaL_addsize(&bytes, piece);
+        count -= static_cast<std::int64_t>(piece);
+    }
+    luaL_pushresult(&bytes);
+    return 1;
+}
+
+int readCount(lua_State* state, File& file, lua_Number count) {
+    constexpr lua_Number kMost = 9007199254740992.0; // no file is larger, and it converts exactly
+    if (!(count >= 0)) {
+        return 0;
+    }
+    return pushBytes(state, file, static_cast<std::int64_t>(std::min(count, kMost)));
+}
+
+int readFormat(lua_State* state, File& file, const char* format) {
+    luaL_argcheck(state, format[0] == '*', 2, "invalid option");
+    switch (format[1]) {
+    case 'l':
+        return pushLine(state, file);
+    case 'a':
+        return pushBytes(state, file, VFS_getsize(file.handle));
+    case 'n':
+        return luaL_error(state, "io.read('*n') is not supported");
+    default:
+        return 0;
+    }
+}
+
+VFS_File* openHandle(const char* name, char mode) {
+    return mode == 'r' ? VFS_open_read(name) : VFS_open_write(name);
+}
+
+int open(lua_State* state) {
+    const char* const name = lua_tostring(state, 1);
+    luaL_argcheck(state, name != nullptr, 1, "requires a filename");
+    const char* const mode = luaL_optstring(state, 2, "r");
+    if (mode[0] != 'r' && mode[0] != 'w') {
+        lua_pushnil(state);
+        lua_pushfstring(state, "io.open(%s): only 'r' and 'w' are supported on VFS", name);
+        return 2;
+    }
+    // The object comes first: nothing can be raised between opening the file and owning it.
+    File* const file = static_cast<File*>(lua_newuserdata(state, sizeof(File)));
+    file->handle = nullptr;
+    file->position = 0;
+    file->count = 0;
+    luaL_getmetatable(state, kMetatable);
+    lua_setmetatable(state, -2);
+    file->handle = openHandle(name, mode[0]);
+    if (file->handle == nullptr) {
+        lua_pushnil(state);
+        lua_pushfstring(state, "can't open \"%s\" for '%s'", name, mode);
+        return 2;
+    }
+    return 1;
+}
+
+int close(lua_State* state) {
+    File* const file = openFile(state, 1);
+    if (file != nullptr) {
+        VFS_close(file->handle);
+        file->handle = nullptr;
+    }
+    return 0;
+}
+
+int read(lua_State* state) {
+    File* const file = openFile(state, 1);
+    if (file == nullptr) {
+        return 0;
+    }
+    if (lua_type(state, 2) == LUA_TNUMBER) {
+        return readCount(state, *file, lua_tonumber(state, 2));
+    }
+    return readFormat(state, *file, luaL_optstring(state, 2, "*l"));
+}
+
+int write(lua_State* state) {
+    const File* const file = openFile(state, 1);
+    if (file == nullptr) {
+        return 0;
+    }
+    const int count = lua_gettop(state);
+    for (int i = 2; i <= count; ++i) {
+        std::size_t length = 0;
+        const char* const text = lua_tolstring(state, i, &length);
+        if (text != nullptr) {
+            VFS_write(file->handle, text, length);
+        }
+    }
+    return 0;
+}
+
+int nextLine(lua_State* state) {
+    File* const file = openFile(state, lua_upvalueindex(1));
+    return file != nullptr ? pushLine(state, *file) : 0;
+}
+
+int lines(lua_State* state) {
+    if (openFile(state, 1) == nullptr) {
+        return 0;
+    }
+    lua_pushvalue(state, 1);
+    lua_pushcclosure(state, nextLine, 1);
+    return 1;
+}
+
+int flush(lua_State* /*state*/) {
+    return 0;
+}
+
+constexpr luaL_Reg kFunctions[] = {
+    {"open", open}, {"close", close}, {"__gc", close},  {"write", write},
+    {"read", read}, {"lines", lines}, {"flush", flush}, {nullptr, nullptr},
+};
+
+} // namespace
+
+int QZ_luaopen_io(lua_State* state) {
+    luaL_newmetatable(state, kMetatable);
+    lua_pushvalue(state, -1);
+    lua_setfield(state, -2, "__index");
+    luaL_register(state, nullptr, kFunctions);
+    luaL_register(state, LUA_IOLIBNAME, kFunctions);
+    return 1;
+}

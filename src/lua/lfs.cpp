@@ -1,0 +1,279 @@
+#include "lua/lfs.h"
+
+#include "VFS/File.h"
+#include "VFS/Locations.h"
+#include "VFS/Paths.h"
+
+#include <lua.hpp>
+
+#include <cstring>
+#include <initializer_list>
+
+namespace {
+
+const char* requiredText(lua_State* state, int index, const char* complaint) {
+    const char* const text = lua_tostring(state, index);
+    luaL_argcheck(state, text != nullptr, index, complaint);
+    return text;
+}
+
+// A table that grows while the file system calls back. An error must not jump over the file
+// system's frames, so each entry is appended in a protected call, and the error is raised
+// afterwards.
+struct Listing {
+    lua_State* state;
+    int append; // stack index of the function that appends `item`
+    const void* item;
+    int count;
+    bool failed; // the error is on top of the stack
+};
+
+// Pushes the appending function for the table on top of the stack.
+void start(Listing& listing, lua_State* state, lua_CFunction append) {
+    lua_pushvalue(state, -1);
+    lua_pushlightuserdata(state, &listing);
+    lua_pushcclosure(state, append, 2);
+    listing = {state, lua_gettop(state), nullptr, 0, false};
+}
+
+// Pops the appending function.
+void finish(Listing& listing) {
+    if (listing.failed) {
+        lua_error(listing.state);
+    }
+    lua_pop(listing.state, 1);
+}
+
+void append(void* context, const void* item) {
+    Listing& listing = *static_cast<Listing*>(context);
+    if (!listing.failed) {
+        listing.item = item;
+        lua_pushvalue(listing.state, listing.append);
+        listing.failed = lua_pcall(listing.state, 0, 0, 0) != 0;
+    }
+}
+
+// For the appending functions: what they append, and the last step with the new entry on top.
+
+Listing& listing(lua_State* state) {
+    return *static_cast<Listing*>(lua_touserdata(state, lua_upvalueindex(2)));
+}
+
+void appendTop(lua_State* state) {
+    const int index = ++listing(state).count;
+    lua_rawseti(state, lua_upvalueindex(1), index);
+    lua_pushinteger(state, index);
+    lua_setfield(state, lua_upvalueindex(1), "n");
+}
+
+int appendName(lua_State* state) {
+    lua_pushstring(state, static_cast<const char*>(listing(state).item));
+    appendTop(state);
+    return 0;
+}
+
+int appendLocation(lua_State* state) {
+    const auto& location = *static_cast<const VFS_Location*>(listing(state).item);
+    lua_createtable(state, 0, 2);
+    lua_pushstring(state, location.name);
+    lua_setfield(state, -2, "name");
+    lua_pushstring(state, location.path);
+    lua_setfield(state, -2, "path");
+    appendTop(state);
+    return 0;
+}
+
+void pushMode(lua_State* state, const char* path) {
+    lua_pushstring(state, VFS_isdir(path) != 0 ? "directory" : "file");
+}
+
+void pushModification(lua_State* state, const char* path) {
+    lua_pushnumber(state, static_cast<lua_Number>(VFS_get_mod_time(path)));
+}
+
+int pushAttribute(lua_State* state, const char* path, const char* name) {
+    if (std::strcmp(name, "mode") == 0) {
+        pushMode(state, path);
+        return 1;
+    }
+    if (std::strcmp(name, "modification") == 0) {
+        pushModification(state, path);
+        return 1;
+    }
+    return 0;
+}
+
+int attributes(lua_State* state) {
+    const char* const path = requiredText(state, 1, "filepath is required");
+    const char* const name = luaL_optstring(state, 2, nullptr);
+    if (VFS_exists(path) == 0) {
+        return 0;
+    }
+    if (name != nullptr) {
+        return pushAttribute(state, path, name);
+    }
+    lua_createtable(state, 0, 2);
+    pushMode(state, path);
+    lua_setfield(state, -2, "mode");
+    pushModification(state, path);
+    lua_setfield(state, -2, "modification");
+    return 1;
+}
+
+int trueOrMessage(lua_State* state, bool done, const char* format, const char* path) {
+    if (done) {
+        lua_pushboolean(state, 1);
+        return 1;
+    }
+    lua_pushnil(state);
+    lua_pushfstring(state, format, path);
+    return 2;
+}
+
+int mkdir(lua_State* state) {
+    const char* const path = requiredText(state, 1, "path is required");
+    return trueOrMessage(state, VFS_mkdir(path) != 0, "can't create directory \"%s\"", path);
+}
+
+int rmdir(lua_State* state) {
+    const char* const path = requiredText(state, 1, "path is required");
+    return trueOrMessage(state, VFS_remove(path) != 0, "can't delete directory \"%s\"", path);
+}
+
+// Walks the directory table given as argument, or else the bound one.
+int nextEntry(lua_State* state) {
+    if (lua_isnoneornil(state, 1)) {
+        lua_settop(state, 0);
+        lua_pushvalue(state, lua_upvalueindex(1));
+    }
+    luaL_argcheck(state, lua_istable(state, 1), 1, "qz_lua_vfs:lfs_dir_walk");
+    lua_getfield(state, 1, "i");
+    // Scripts can store any number here, so it stays one: conversions to integers have limits.
+    const lua_Number cursor = lua_tonumber(state, -1) + 1;
+    lua_pushnumber(state, cursor);
+    lua_setfield(state, 1, "i");
+    lua_pushnumber(state, cursor);
+    lua_gettable(state, 1);
+    return 1;
+}
+
+int closeDirectory(lua_State* state) {
+    luaL_argcheck(state, lua_istable(state, 1), 1, "qz_lua_vfs:lfs_dir_close");
+    lua_getfield(state, 1, "n");
+    const lua_Number count = lua_tonumber(state, -1);
+    // "n" may be anything by now; beyond the table's own length there is nothing to clear.
+    for (int i = static_cast<int>(lua_objlen(state, 1)); i > 0; --i) {
+        if (i <= count) {
+            lua_pushnil(state);
+            lua_rawseti(state, 1, i);
+        }
+    }
+    for (const char* field : {"i", "n", "next", "close"}) {
+        lua_pushnil(state);
+        lua_setfield(state, 1, field);
+    }
+    return 0;
+}
+
+void nameCallback(void* context, const char* /*directory*/, const char* name) {
+    append(context, name);
+}
+
+int dir(lua_State* state) {
+    const char* const path = requiredText(state, 1, "path is required");
+    lua_newtable(state);
+    Listing names;
+    start(names, state, appendName);
+    VFS_readdir(path, nameCallback, &names);
+    finish(names);
+    lua_pushcfunction(state, nextEntry);
+    lua_setfield(state, -2, "next");
+    lua_pushcfunction(state, closeDirectory);
+    lua_setfield(state, -2, "close");
+    lua_pushvalue(state, -1);
+    lua_pushcclosure(state, nextEntry, 1);
+    lua_insert(state, -2);
+    return 2;
+}
+
+int chdir(lua_State* state) {
+    return luaL_error(state, "can't chdir on VFS");
+}
+
+int currentdir(lua_State* state) {
+    lua_pushstring(state, VFS_get_basedir());
+    return 1;
+}
+
+int writedir(lua_State* state) {
+    lua_pushstring(state, VFS_get_writedir());
+    return 1;
+}
+
+int tempdir(lua_State* state) {
+    lua_pushstring(state, VFS_get_tempdir());
+    return 1;
+}
+
+void locationCallback(void* context, const VFS_Location* location) {
+    append(context, location);
+}
+
+int locations(lua_State* state) {
+    lua_newtable(state);
+    lua_pushinteger(state, 0);
+    lua_setfield(state, -2, "n");
+    Listing list;
+    start(list, state, appendLocation);
+    VFS_get_locations(locationCallback, &list);
+    finish(list);
+    return 1;
+}
+
+int addLocation(lua_State* state) {
+    const VFS_Location location = {lua_tostring(state, 1), lua_tostring(state, 2)};
+    if (location.name == nullptr || location.path == nullptr) {
+        return luaL_error(state, "lfs.add_location(name, path)");
+    }
+    lua_pushboolean(state, VFS_add_location(&location) != 0);
+    return 1;
+}
+
+int delLocation(lua_State* state) {
+    const char* const path = requiredText(state, 1, "lfs.del_location(name)");
+    lua_pushboolean(state, VFS_del_location(path) != 0);
+    return 1;
+}
+
+int normpath(lua_State* state) {
+    const char* const path = requiredText(state, 1, "lfs.normpath(path)");
+    char normalised[256];
+    if (VFS_path_normalize(normalised, sizeof normalised, path) == 0) {
+        return 0;
+    }
+    lua_pushstring(state, normalised);
+    return 1;
+}
+
+constexpr luaL_Reg kFunctions[] = {
+    {"attributes", attributes},
+    {"mkdir", mkdir},
+    {"rmdir", rmdir},
+    {"dir", dir},
+    {"chdir", chdir},
+    {"currentdir", currentdir},
+    {"writedir", writedir},
+    {"tempdir", tempdir},
+    {"locations", locations},
+    {"add_location", addLocation},
+    {"del_location", delLocation},
+    {"normpath", normpath},
+    {nullptr, nullptr},
+};
+
+} // namespace
+
+int lua::openLfs(lua_State* state) {
+    luaL_register(state, "lfs", kFunctions);
+    return 1;
+}

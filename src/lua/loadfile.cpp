@@ -1,0 +1,51 @@
+#include "Lua/State.h"
+#include "VFS/File.h"
+
+#include <lua.hpp>
+
+namespace {
+
+struct Chunk {
+    VFS_File* file;
+    char block[4096];
+};
+
+const char* readBlock(lua_State* /*state*/, void* context, size_t* size) {
+    Chunk& chunk = *static_cast<Chunk*>(context);
+    *size = VFS_read(chunk.file, chunk.block, sizeof chunk.block);
+    return chunk.block;
+}
+
+struct Failure {
+    const char* format;
+    const char* path;
+};
+
+int raiseFailure(lua_State* state) {
+    const Failure& failure = *static_cast<const Failure*>(lua_touserdata(state, 1));
+    lua_pushfstring(state, failure.format, failure.path);
+    return lua_error(state);
+}
+
+// Making the message may run out of memory, too; raised in a protected call, it lands on the stack
+// either way.
+int fail(lua_State* state, Failure failure) {
+    const int status = lua_cpcall(state, raiseFailure, &failure);
+    return status == LUA_ERRMEM ? LUA_ERRMEM : LUA_ERRFILE;
+}
+
+} // namespace
+
+int QZ_lua_loadfile(lua_State* state, const char* path) {
+    if (path == nullptr) {
+        return fail(state, {"no filename given", nullptr});
+    }
+    Chunk chunk;
+    chunk.file = VFS_open_read(path);
+    if (chunk.file == nullptr) {
+        return fail(state, {"can't open '%s'", path});
+    }
+    const int status = lua_load(state, readBlock, &chunk, path);
+    VFS_close(chunk.file);
+    return status;
+}

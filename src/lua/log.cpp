@@ -1,0 +1,117 @@
+#include "core/log.h"
+#include "Lua/State.h"
+#include "lua/name.h"
+
+#include <lua.hpp>
+
+#include <cstdint>
+
+namespace {
+
+constexpr char kMetatable[] = "QZ.log";
+constexpr unsigned int kDefaultLevel = QZ_LOG_ERROR;
+
+struct Level {
+    const char* constant;
+    unsigned int value;
+    const char* function; // null: the constant only
+};
+
+constexpr Level kLevels[] = {
+    {"ALERT", QZ_LOG_ALERT, "alert"},       {"ERROR", QZ_LOG_ERROR, "error"},
+    {"WARNING", QZ_LOG_WARNING, "warning"}, {"INFO", QZ_LOG_INFO, "info"},
+    {"DEBUG", QZ_LOG_DEBUG, "debug"},       {"ALL", QZ_LOG_ALL, nullptr},
+    {"TRACE", QZ_LOG_TRACE, nullptr},
+};
+
+// Calls the global string.format. Runs protected, with the format and the values as arguments:
+// scripts may have replaced or removed it, or guard their globals with a metatable.
+int format(lua_State* state) {
+    lua_getglobal(state, "string");
+    lua_getfield(state, -1, "format");
+    lua_remove(state, -2);
+    lua_insert(state, 1);
+    lua_call(state, lua_gettop(state) - 1, 1);
+    return 1;
+}
+
+// The upvalues of each logging function: the level bound to it, and `format`, so that a call
+// allocates nothing of its own.
+constexpr int kBoundLevel = lua_upvalueindex(1);
+constexpr int kFormat = lua_upvalueindex(2);
+
+// The text for the format at index `first` and the values behind it; the format itself when it
+// cannot be filled in; null when it is no text either.
+const char* formatted(lua_State* state, int first) {
+    const int arguments = lua_gettop(state) - first + 1;
+    lua_pushvalue(state, first);
+    lua_insert(state, first);
+    lua_pushvalue(state, kFormat);
+    lua_insert(state, first + 1);
+    const bool filled = lua_pcall(state, arguments, 1, 0) == 0 && lua_isstring(state, -1) != 0;
+    return lua_tostring(state, filled ? -1 : first);
+}
+
+// What no level can be counts as none.
+unsigned int levelOf(lua_Number number) {
+    constexpr lua_Number kLimit = 4294967296.0;
+    return number > -kLimit && number < kLimit
+               ? static_cast<unsigned int>(static_cast<std::int64_t>(number))
+               : 0;
+}
+
+int logMessage(lua_State* state) {
+    const bool levelGiven = lua_type(state, 1) == LUA_TNUMBER; // not text that reads like a number
+    const int first = levelGiven ? 2 : 1;
+    const unsigned int level = levelOf(lua_tonumber(state, levelGiven ? 1 : kBoundLevel));
+    const char* const message =
+        lua_gettop(state) > first ? formatted(state, first) : lua_tostring(state, first);
+    qz_log(lua::pushName(state, lua::kNameless), level != 0 ? level : kDefaultLevel, message);
+    return 0;
+}
+
+// log(...), with the log table itself as first argument.
+int callLog(lua_State* state) {
+    lua_remove(state, 1);
+    return logMessage(state);
+}
+
+int setOutput(lua_State* state) {
+    luaL_argcheck(state, !lua_isnoneornil(state, 1), 1, "logname should be provided");
+    const char* const name = luaL_checkstring(state, 1);
+    const char* const filter = luaL_checkstring(state, 2);
+    qz_log_set_output(name, filter, static_cast<unsigned int>(luaL_checkinteger(state, 3)));
+    return 0;
+}
+
+// Sets a field of the table on top of the stack to a logging function.
+void setFunction(lua_State* state, const char* field, lua_CFunction function, unsigned int level) {
+    lua_pushnumber(state, level);
+    lua_pushcfunction(state, format);
+    lua_pushcclosure(state, function, 2);
+    lua_setfield(state, -2, field);
+}
+
+void setLevel(lua_State* state, const Level& level) {
+    lua_pushnumber(state, level.value);
+    lua_setfield(state, -2, level.constant);
+    if (level.function != nullptr) {
+        setFunction(state, level.function, logMessage, level.value);
+    }
+}
+
+constexpr luaL_Reg kFunctions[] = {{"set_output", setOutput}, {nullptr, nullptr}};
+
+} // namespace
+
+int QZ_luaopen_log(lua_State* state) {
+    luaL_register(state, "log", kFunctions);
+    setFunction(state, "printf", logMessage, 0);
+    for (const Level& level : kLevels) {
+        setLevel(state, level);
+    }
+    luaL_newmetatable(state, kMetatable);
+    setFunction(state, "__call", callLog, QZ_LOG_INFO);
+    lua_setmetatable(state, -2);
+    return 1;
+}

@@ -1,0 +1,30 @@
+// The folders that a system keeps for its users, and its drives. Paths are UTF-8 in the system's
+// own notation; a folder whose path does not fit the buffer counts as unknown.
+#pragma once
+
+#include <cstddef>
+
+namespace platform {
+
+enum class FolderStatus {
+    ready,       // it exists; its path is in the buffer
+    unknown,     // the system does not tell where it is
+    notCreated,  // the path is in the buffer, but there is no such folder
+    unsupported, // the system has no such notion
+};
+
+FolderStatus savedGamesFolder(char* buffer, std::size_t size);
+FolderStatus myGamesFolder(char* buffer, std::size_t size);
+FolderStatus documentsFolder(char* buffer, std::size_t size);
+
+bool temporaryFolder(char* buffer, std::size_t size);
+bool currentDirectory(char* buffer, std::size_t size);
+
+// Makes a path absolute, without "." and ".." segments, whether or not there is something there.
+bool fullPath(const char* path, char* buffer, std::size_t size);
+
+using DriveCallback = void (*)(void* context, const char* name, const char* path);
+
+void listDrives(DriveCallback callback, void* context);
+
+} // namespace platform

@@ -1,0 +1,120 @@
+#include "platform/environment.h"
+
+#include "platform/posix/utf8.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+
+namespace platform {
+
+namespace {
+
+// What fits the other system, in UTF-16 units with the terminator.
+constexpr std::size_t kNameUnits = 32768;
+constexpr std::size_t kSetValueUnits = 32768;
+constexpr std::size_t kGetValueUnits = 65536;
+
+bool fits(const char* text, std::size_t units) {
+    const auto length = utf16Length(text);
+    return length && *length < units;
+}
+
+std::vector<std::string> rawArguments() {
+    std::ifstream file("/proc/self/cmdline", std::ios::binary);
+    const std::string bytes{std::istreambuf_iterator<char>(file), {}};
+    std::vector<std::string> arguments;
+    for (auto begin = bytes.begin(); begin != bytes.end();) {
+        const auto end = std::find(begin, bytes.end(), '\0');
+        arguments.emplace_back(begin, end);
+        begin = end == bytes.end() ? end : end + 1;
+    }
+    return arguments;
+}
+
+bool isPlain(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+           std::strchr("@%+=:,./_-", c) != nullptr || static_cast<unsigned char>(c) >= 0x80;
+}
+
+std::string quoted(const std::string& argument) {
+    if (!argument.empty() && std::all_of(argument.begin(), argument.end(), isPlain)) {
+        return argument;
+    }
+    std::string text = "'";
+    for (const char c : argument) {
+        text += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    }
+    return text + "'";
+}
+
+} // namespace
+
+std::optional<std::string> executableDirectory() {
+    char path[4096];
+    const ssize_t length = readlink("/proc/self/exe", path, sizeof path);
+    if (length <= 0) {
+        return std::nullopt;
+    }
+    const std::string executable(path, static_cast<std::size_t>(length));
+    return executable.substr(0, executable.rfind('/'));
+}
+
+std::optional<std::string> commandLine() {
+    std::string line;
+    for (const std::string& argument : rawArguments()) {
+        if (!utf16Length(argument)) {
+            return std::nullopt;
+        }
+        line += (line.empty() ? "" : " ") + quoted(argument);
+    }
+    return line;
+}
+
+std::vector<std::optional<std::string>> commandArguments() {
+    std::vector<std::optional<std::string>> arguments;
+    for (std::string& argument : rawArguments()) {
+        arguments.push_back(utf16Length(argument) ? std::optional(std::move(argument))
+                                                  : std::nullopt);
+    }
+    return arguments;
+}
+
+VariableStatus getVariable(const char* name, char* buffer, std::size_t size) {
+    if (!fits(name, kNameUnits)) {
+        return VariableStatus::badName;
+    }
+    const char* value = std::getenv(name);
+    if (value == nullptr || *value == '\0') {
+        return VariableStatus::failed;
+    }
+    const auto units = utf16Length(value);
+    if (!units) {
+        return VariableStatus::badValue;
+    }
+    const std::size_t length = std::strlen(value);
+    if (*units >= kGetValueUnits || length >= size) {
+        return VariableStatus::tooBig;
+    }
+    std::memcpy(buffer, value, length + 1);
+    return VariableStatus::done;
+}
+
+VariableStatus setVariable(const char* name, const char* value) {
+    if (!fits(name, kNameUnits)) {
+        return VariableStatus::badName;
+    }
+    if (*value == '\0') {
+        return unsetenv(name) == 0 ? VariableStatus::done : VariableStatus::failed;
+    }
+    if (!fits(value, kSetValueUnits)) {
+        return VariableStatus::badValue;
+    }
+    return setenv(name, value, 1) == 0 ? VariableStatus::done : VariableStatus::failed;
+}
+
+} // namespace platform

@@ -1,0 +1,219 @@
+#include "platform/files.h"
+
+#include "platform/posix/path.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+namespace platform {
+
+namespace {
+
+constexpr mode_t kNewFileMode = 0666;
+constexpr mode_t kNewDirectoryMode = 0777;
+
+SystemError lastError() {
+    return static_cast<SystemError>(errno);
+}
+
+int descriptor(FileHandle file) {
+    return static_cast<int>(file);
+}
+
+// Makes a system call again as long as signals interrupt it.
+template<class Call>
+auto uninterrupted(Call call) {
+    auto result = call();
+    while (result == -1 && errno == EINTR) {
+        result = call();
+    }
+    return result;
+}
+
+int openFlags(FileAccess access) {
+    // Opening a pipe would wait for its other end without O_NONBLOCK, which ordinary files ignore.
+    constexpr int kCommon = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
+    return access == FileAccess::read ? O_RDONLY | kCommon : O_WRONLY | O_CREAT | kCommon;
+}
+
+// What the handle's operations promise (a position, a size, no waiting) only ordinary files keep.
+SystemError requireOrdinaryFile(int file) {
+    struct stat status;
+    if (fstat(file, &status) != 0) {
+        return lastError();
+    }
+    if (S_ISDIR(status.st_mode)) {
+        return EISDIR;
+    }
+    return S_ISREG(status.st_mode) ? 0 : ENXIO;
+}
+
+// Belongs to the open file, so it ends with its last descriptor. A file system without locks has no
+// protection against a second writer, but can be written.
+SystemError claimForWriting(int file) {
+    if (uninterrupted([&] { return flock(file, LOCK_EX | LOCK_NB); }) == 0) {
+        return 0;
+    }
+    return errno == EWOULDBLOCK ? lastError() : 0;
+}
+
+SystemError prepare(int file, FileAccess access) {
+    const SystemError error = requireOrdinaryFile(file);
+    return error != 0 || access == FileAccess::read ? error : claimForWriting(file);
+}
+
+// Repeats a transfer until everything is through, the file ends or something fails.
+template<class Step>
+std::size_t transfer(std::size_t count, SystemError& error, Step step) {
+    error = 0;
+    std::size_t done = 0;
+    while (done < count) {
+        const ssize_t moved = uninterrupted([&] { return step(done, count - done); });
+        if (moved < 0) {
+            error = lastError();
+        }
+        if (moved <= 0) {
+            break;
+        }
+        done += static_cast<std::size_t>(moved);
+    }
+    return done;
+}
+
+SystemError moveTo(FileHandle file, off_t offset, int origin) {
+    return lseek(descriptor(file), offset, origin) < 0 ? lastError() : 0;
+}
+
+bool isSelfOrParent(const char* name) {
+    return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
+}
+
+} // namespace
+
+FileHandle openFile(const char* path, FileAccess access, SystemError& error) {
+    const SystemPath native(path);
+    if (!native.fits()) {
+        error = ENAMETOOLONG;
+        return kNoFile;
+    }
+    const int file =
+        uninterrupted([&] { return open(native.text(), openFlags(access), kNewFileMode); });
+    error = file < 0 ? lastError() : prepare(file, access);
+    if (error == 0) {
+        return file;
+    }
+    if (file >= 0) {
+        close(file);
+    }
+    return kNoFile;
+}
+
+void closeFile(FileHandle file) {
+    close(descriptor(file));
+}
+
+std::size_t readFile(FileHandle file, void* buffer, std::size_t count, SystemError& error) {
+    return transfer(count, error, [&](std::size_t done, std::size_t left) {
+        return read(descriptor(file), static_cast<char*>(buffer) + done, left);
+    });
+}
+
+std::size_t writeFile(FileHandle file, const void* buffer, std::size_t count, SystemError& error) {
+    return transfer(count, error, [&](std::size_t done, std::size_t left) {
+        return write(descriptor(file), static_cast<const char*>(buffer) + done, left);
+    });
+}
+
+SystemError truncateFile(FileHandle file) {
+    std::int64_t position = 0;
+    if (const SystemError error = tellFile(file, position); error != 0) {
+        return error;
+    }
+    const int result = uninterrupted([&] { return ftruncate(descriptor(file), position); });
+    return result < 0 ? lastError() : 0;
+}
+
+SystemError seekFile(FileHandle file, std::int64_t position) {
+    return moveTo(file, position, SEEK_SET);
+}
+
+SystemError seekFileEnd(FileHandle file) {
+    return moveTo(file, 0, SEEK_END);
+}
+
+SystemError tellFile(FileHandle file, std::int64_t& position) {
+    position = lseek(descriptor(file), 0, SEEK_CUR);
+    return position < 0 ? lastError() : 0;
+}
+
+SystemError sizeFile(FileHandle file, std::int64_t& size) {
+    struct stat status;
+    if (fstat(descriptor(file), &status) != 0) {
+        return lastError();
+    }
+    size = status.st_size;
+    return 0;
+}
+
+PathKind pathKind(const char* path) {
+    struct stat status;
+    if (stat(SystemPath(path).text(), &status) != 0) {
+        return PathKind::missing;
+    }
+    return S_ISDIR(status.st_mode) ? PathKind::directory : PathKind::file;
+}
+
+bool removePath(const char* path) {
+    const SystemPath native(path);
+    struct stat status;
+    if (lstat(native.text(), &status) != 0) {
+        return false;
+    }
+    return (S_ISDIR(status.st_mode) ? rmdir(native.text()) : unlink(native.text())) == 0;
+}
+
+bool makeDirectories(const char* path) {
+    char full[kPathRoom];
+    return resolvePath(SystemPath(path).text(), full, sizeof full) &&
+           createDirectories(full, kNewDirectoryMode);
+}
+
+std::int64_t modificationTime(const char* path) {
+    struct stat status;
+    return stat(SystemPath(path).text(), &status) == 0 ? status.st_mtime : 0;
+}
+
+bool listDirectory(const char* path, NameCallback callback, void* context) {
+    DIR* directory = opendir(SystemPath(path).text());
+    if (directory == nullptr) {
+        return false;
+    }
+    // Not every file system lists these two, or lists them first.
+    callback(context, ".");
+    callback(context, "..");
+    errno = 0;
+    while (const dirent* entry = readdir(directory)) {
+        if (!isSelfOrParent(entry->d_name)) {
+            callback(context, entry->d_name);
+        }
+        errno = 0;
+    }
+    const bool complete = errno == 0;
+    closedir(directory);
+    return complete;
+}
+
+void systemErrorText(SystemError error, char* buffer, std::size_t size) {
+    const char* text = strerrordesc_np(static_cast<int>(error)); // never translated
+    std::snprintf(buffer, size, "%s", text == nullptr ? "Unknown error" : text);
+}
+
+} // namespace platform

@@ -1,0 +1,242 @@
+#include "platform/folders.h"
+
+#include "platform/files.h"
+#include "platform/posix/path.h"
+
+#include <mntent.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <optional>
+#include <string_view>
+
+namespace platform {
+
+namespace {
+
+// Room for a path of the virtual file system; what is longer does not fit its directories either.
+using FolderBuffer = std::array<char, 256>;
+
+constexpr mode_t kUserFolderMode = 0700;
+
+bool concatenate(char* buffer, std::size_t size, std::string_view first, std::string_view second) {
+    if (first.size() + second.size() >= size) {
+        return false;
+    }
+    first.copy(buffer, first.size());
+    second.copy(buffer + first.size(), second.size());
+    buffer[first.size() + second.size()] = 0;
+    return true;
+}
+
+// A relative folder in a variable would mean a different one after each change of directory.
+const char* absoluteVariable(const char* name) {
+    const char* value = std::getenv(name);
+    return value != nullptr && value[0] == '/' ? value : nullptr;
+}
+
+bool homeFolder(char* buffer, std::size_t size) {
+    if (const char* home = absoluteVariable("HOME")) {
+        return concatenate(buffer, size, home, "");
+    }
+    passwd entry;
+    passwd* found = nullptr;
+    char texts[4096];
+    return getpwuid_r(getuid(), &entry, texts, sizeof texts, &found) == 0 && found != nullptr &&
+           found->pw_dir[0] == '/' && concatenate(buffer, size, found->pw_dir, "");
+}
+
+bool inHome(char* buffer, std::size_t size, std::string_view rest) {
+    FolderBuffer home;
+    return homeFolder(home.data(), home.size()) &&
+           concatenate(buffer, size, home.data(), rest);
+}
+
+bool fromVariableOrHome(char* buffer, std::size_t size, const char* variable,
+                        std::string_view below_home) {
+    const char* value = absoluteVariable(variable);
+    return value != nullptr ? concatenate(buffer, size, value, "")
+                            : inHome(buffer, size, below_home);
+}
+
+// Tidies an absolute path, which only makes it shorter, and creates the folder if it is missing.
+FolderStatus ensureFolder(char* path, std::size_t size) {
+    FolderBuffer given;
+    if (!concatenate(given.data(), given.size(), path, "") || !resolvePath(given.data(), path, size)) {
+        return FolderStatus::unknown;
+    }
+    createDirectories(path, kUserFolderMode);
+    struct stat status;
+    const bool ready = stat(path, &status) == 0 && S_ISDIR(status.st_mode);
+    return ready ? FolderStatus::ready : FolderStatus::notCreated;
+}
+
+// Takes a double-quoted text apart as a shell would, without expanding anything: a backslash takes
+// the next character as it is. Nothing if the closing quote is missing or it does not fit.
+bool unquote(std::string_view quoted, char* buffer, std::size_t size) {
+    std::size_t length = 0;
+    for (std::size_t i = 0; i < quoted.size() && length + 1 < size; ++i) {
+        if (quoted[i] == '"') {
+            buffer[length] = 0;
+            return true;
+        }
+        if (quoted[i] == '\\' && ++i == quoted.size()) {
+            return false;
+        }
+        if (quoted[i] == 0) {
+            return false;
+        }
+        buffer[length++] = quoted[i];
+    }
+    return false;
+}
+
+// One line of the users' folder file: XDG_DOCUMENTS_DIR="$HOME/..." or ="/...". False for every
+// other line.
+bool parseDocumentsLine(std::string_view line, char* buffer, std::size_t size) {
+    constexpr std::string_view kKey = "XDG_DOCUMENTS_DIR=\"";
+    constexpr std::string_view kHome = "$HOME";
+    line.remove_prefix(std::min(line.find_first_not_of(" \t"), line.size()));
+    if (!line.starts_with(kKey)) {
+        return false;
+    }
+    line.remove_prefix(kKey.size());
+    const bool belowHome = line.starts_with(kHome);
+    if (belowHome) {
+        line.remove_prefix(kHome.size());
+    }
+    FolderBuffer rest;
+    if (!unquote(line, rest.data(), rest.size()) || (rest[0] != '/' && !(belowHome && rest[0] == 0))) {
+        return false;
+    }
+    return belowHome ? inHome(buffer, size, rest.data())
+                     : concatenate(buffer, size, rest.data(), "");
+}
+
+bool parseDocumentsFolder(std::string_view text, char* buffer, std::size_t size) {
+    bool found = false;
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find('\n'), text.size());
+        // The last assignment counts, as it does for a shell.
+        found = parseDocumentsLine(text.substr(0, end), buffer, size) || found;
+        text.remove_prefix(std::min(end + 1, text.size()));
+    }
+    return found;
+}
+
+// The users' folder file as the desktop keeps it. Only its beginning is looked at: the real ones have
+// a dozen lines.
+bool configuredDocumentsFolder(char* buffer, std::size_t size) {
+    FolderBuffer configuration;
+    FolderBuffer path;
+    if (!fromVariableOrHome(configuration.data(), configuration.size(), "XDG_CONFIG_HOME",
+                            "/.config") ||
+        !concatenate(path.data(), path.size(), configuration.data(), "/user-dirs.dirs")) {
+        return false;
+    }
+    SystemError error = 0;
+    const FileHandle file = openFile(path.data(), FileAccess::read, error);
+    if (file == kNoFile) {
+        return false;
+    }
+    std::array<char, 16384> text;
+    const std::size_t length = readFile(file, text.data(), text.size(), error);
+    closeFile(file);
+    return parseDocumentsFolder({text.data(), length}, buffer, size);
+}
+
+bool locateDocuments(char* buffer, std::size_t size) {
+    return configuredDocumentsFolder(buffer, size) || inHome(buffer, size, "/Documents");
+}
+
+// Which file systems have been reported, so that a device mounted in several places counts once.
+class SeenDevices {
+public:
+    bool add(dev_t device) {
+        dev_t* const end = devices_.data() + count_;
+        if (count_ == devices_.size() || std::find(devices_.data(), end, device) != end) {
+            return false;
+        }
+        devices_[count_++] = device;
+        return true;
+    }
+
+private:
+    std::array<dev_t, 64> devices_;
+    std::size_t count_ = 0;
+};
+
+// Disk images and optical discs are no fixed drives.
+bool isFixedDevice(std::string_view device) {
+    return device.starts_with("/dev/") && !device.starts_with("/dev/loop") &&
+           !device.starts_with("/dev/sr") && device != "/dev/fuse";
+}
+
+void reportDrive(const char* mount, SeenDevices& seen, DriveCallback callback, void* context) {
+    struct stat status;
+    FolderBuffer path;
+    const bool root = std::strcmp(mount, "/") == 0;
+    if (stat(mount, &status) == 0 && S_ISDIR(status.st_mode) &&
+        concatenate(path.data(), path.size(), mount, root ? "" : "/") &&
+        seen.add(status.st_dev)) {
+        std::replace(path.begin(), path.begin() + std::strlen(path.data()), '/', '\\');
+        callback(context, mount, path.data());
+    }
+}
+
+} // namespace
+
+FolderStatus savedGamesFolder(char* buffer, std::size_t size) {
+    return fromVariableOrHome(buffer, size, "XDG_DATA_HOME", "/.local/share")
+               ? ensureFolder(buffer, size)
+               : FolderStatus::unknown;
+}
+
+FolderStatus myGamesFolder(char* buffer, std::size_t size) {
+    FolderBuffer documents;
+    const bool known = locateDocuments(documents.data(), documents.size()) &&
+                       concatenate(buffer, size, documents.data(), "/My Games");
+    return known ? ensureFolder(buffer, size) : FolderStatus::unknown;
+}
+
+FolderStatus documentsFolder(char* buffer, std::size_t size) {
+    return locateDocuments(buffer, size) ? ensureFolder(buffer, size) : FolderStatus::unknown;
+}
+
+bool temporaryFolder(char* buffer, std::size_t size) {
+    const char* folder = absoluteVariable("TMPDIR");
+    return resolvePath(folder == nullptr ? "/tmp" : folder, buffer, size);
+}
+
+bool currentDirectory(char* buffer, std::size_t size) {
+    return fullPath(".", buffer, size);
+}
+
+bool fullPath(const char* path, char* buffer, std::size_t size) {
+    return resolvePath(SystemPath(path).text(), buffer, size);
+}
+
+void listDrives(DriveCallback callback, void* context) {
+    SeenDevices seen;
+    reportDrive("/", seen, callback, context);
+    std::FILE* mounts = setmntent("/proc/self/mounts", "re");
+    if (mounts == nullptr) {
+        return;
+    }
+    mntent entry;
+    char texts[4096];
+    while (getmntent_r(mounts, &entry, texts, sizeof texts) != nullptr) {
+        if (isFixedDevice(entry.mnt_fsname)) {
+            reportDrive(entry.mnt_dir, seen, callback, context);
+        }
+    }
+    endmntent(mounts);
+}
+
+} // namespace platform

@@ -1,0 +1,111 @@
+#include "platform/posix/path.h"
+
+#include "platform/posix/utf8.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <string_view>
+
+namespace platform {
+
+namespace {
+
+// Builds an absolute path segment by segment. The root is the empty text meanwhile, so that every
+// segment brings its own slash.
+class PathBuilder {
+public:
+    PathBuilder(char* buffer, std::size_t size) : buffer_(buffer), size_(size) {}
+
+    bool startAtCurrentDirectory() {
+        if (getcwd(buffer_, size_) == nullptr || buffer_[0] != '/') {
+            return false;
+        }
+        length_ = std::strlen(buffer_);
+        if (length_ == 1) {
+            length_ = 0;
+        }
+        return true;
+    }
+
+    bool append(std::string_view segment) {
+        if (segment.empty() || segment == ".") {
+            return true;
+        }
+        if (segment == "..") {
+            while (length_ > 0 && buffer_[--length_] != '/') {
+            }
+            return true;
+        }
+        if (length_ + 1 + segment.size() >= size_) {
+            return false;
+        }
+        buffer_[length_++] = '/';
+        length_ += segment.copy(buffer_ + length_, segment.size());
+        return true;
+    }
+
+    void finish() {
+        if (length_ == 0) {
+            buffer_[length_++] = '/';
+        }
+        buffer_[length_] = 0;
+    }
+
+private:
+    char* buffer_;
+    std::size_t size_;
+    std::size_t length_ = 0;
+};
+
+} // namespace
+
+std::string nativePath(const char* path) {
+    std::string native(path);
+    std::replace(native.begin(), native.end(), '\\', '/');
+    return native;
+}
+
+SystemPath::SystemPath(const char* path) {
+    const std::size_t bytes = std::strlen(path);
+    // Bytes that are not valid UTF-8 are one unit each to the other system's ANSI calls.
+    fits_ = utf16Length({path, bytes}).value_or(bytes) <= kMaxUnits;
+    const std::size_t length = fits_ ? bytes : 0;
+    std::replace_copy(path, path + length, text_, '\\', '/');
+    text_[length] = 0;
+}
+
+bool resolvePath(const char* path, char* buffer, std::size_t size) {
+    if (path[0] == 0 || size < sizeof "/") {
+        return false;
+    }
+    PathBuilder builder(buffer, size);
+    if (path[0] != '/' && !builder.startAtCurrentDirectory()) {
+        return false;
+    }
+    for (const char* segment = path; *segment != 0;) {
+        const std::size_t length = std::strcspn(segment, "/");
+        if (!builder.append({segment, length})) {
+            return false;
+        }
+        segment += length;
+        segment += std::strspn(segment, "/");
+    }
+    builder.finish();
+    return true;
+}
+
+bool createDirectories(char* path, unsigned int mode) {
+    // Whether a parent could not be made or was there already shows when the last one is made.
+    char* slash = path;
+    while ((slash = std::strchr(slash + 1, '/')) != nullptr) {
+        *slash = 0;
+        mkdir(path, mode);
+        *slash = '/';
+    }
+    return mkdir(path, mode) == 0;
+}
+
+} // namespace platform

@@ -1,0 +1,40 @@
+// Paths as this system writes them.
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+namespace platform {
+
+// The library writes paths with backslashes; this is the only place that turns them into slashes.
+std::string nativePath(const char* path);
+
+// The same in a buffer of its own, for calls that must not allocate, and no longer than the 255
+// UTF-16 units that the other system's paths have. A longer path becomes the empty one, which every
+// system call refuses.
+class SystemPath {
+public:
+    explicit SystemPath(const char* path);
+
+    bool fits() const { return fits_; }
+    const char* text() const { return text_; }
+
+private:
+    static constexpr std::size_t kMaxUnits = 255;
+
+    bool fits_;
+    char text_[3 * kMaxUnits + 1]; // three bytes a unit are the most that UTF-8 needs
+};
+
+// Room for any path that the kernel accepts.
+inline constexpr std::size_t kPathRoom = 4096;
+
+// Makes a native path absolute and takes "." and ".." segments out of it, by its text alone; false
+// if it is empty or does not fit.
+bool resolvePath(const char* path, char* buffer, std::size_t size);
+
+// Creates the last directory of a resolved path, its missing parents first, all with the same mode.
+// False if it cannot be created or exists already. The text is changed and restored meanwhile.
+bool createDirectories(char* path, unsigned int mode);
+
+} // namespace platform

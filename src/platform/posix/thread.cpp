@@ -1,0 +1,134 @@
+#include "platform/thread.h"
+
+#include <pthread.h>
+#include <sched.h>
+#include <semaphore.h>
+
+#include <cerrno>
+#include <cstddef>
+#include <ctime>
+#include <memory>
+#include <new>
+
+namespace platform {
+
+namespace {
+
+struct Start {
+    ThreadEntry entry;
+    void* argument;
+};
+
+void* runThread(void* given) {
+    const Start start = *std::unique_ptr<Start>(static_cast<Start*>(given));
+    start.entry(start.argument);
+    return nullptr;
+}
+
+static_assert(sizeof(pthread_t) <= sizeof(Thread::native));
+
+template<class Native>
+Native* as(unsigned char* storage) {
+    return std::launder(reinterpret_cast<Native*>(storage));
+}
+
+} // namespace
+
+bool startThread(Thread& thread, ThreadEntry entry, void* argument) {
+    std::unique_ptr<Start> start(new (std::nothrow) Start{entry, argument});
+    if (!start) {
+        errno = ENOMEM;
+        return false;
+    }
+    pthread_t native{};
+    const int error = pthread_create(&native, nullptr, runThread, start.get());
+    if (error != 0) {
+        errno = error;
+        return false;
+    }
+    static_cast<void>(start.release());
+    thread.native = native;
+    return true;
+}
+
+void joinThread(Thread thread) {
+    pthread_join(thread.native, nullptr);
+}
+
+void yieldThread() {
+    sched_yield();
+}
+
+bool Semaphore::create(std::int32_t initialCount) {
+    static_assert(sizeof(sem_t) <= sizeof(storage_) && alignof(sem_t) <= 8);
+    return initialCount >= 0 &&
+           sem_init(new (storage_) sem_t, 0, static_cast<unsigned>(initialCount)) == 0;
+}
+
+void Semaphore::destroy() {
+    sem_destroy(as<sem_t>(storage_));
+}
+
+bool Semaphore::signal() {
+    return sem_post(as<sem_t>(storage_)) == 0;
+}
+
+int Semaphore::wait() {
+    while (sem_wait(as<sem_t>(storage_)) != 0) {
+        if (errno != EINTR) {
+            return errno;
+        }
+    }
+    return 0;
+}
+
+bool Semaphore::tryWait() {
+    while (sem_trywait(as<sem_t>(storage_)) != 0) {
+        if (errno != EINTR) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool Semaphore::waitFor(std::chrono::microseconds limit) {
+    timespec end{};
+    clock_gettime(CLOCK_MONOTONIC, &end);
+    const auto nanoseconds =
+        end.tv_nsec + std::chrono::duration_cast<std::chrono::nanoseconds>(limit).count();
+    end.tv_sec += nanoseconds / 1'000'000'000;
+    end.tv_nsec = nanoseconds % 1'000'000'000;
+    while (sem_clockwait(as<sem_t>(storage_), CLOCK_MONOTONIC, &end) != 0) {
+        if (errno != EINTR) {
+            return false;
+        }
+    }
+    return true;
+}
+
+void RecursiveMutex::create() {
+    static_assert(sizeof(pthread_mutex_t) <= sizeof(storage_) && alignof(pthread_mutex_t) <= 8);
+    pthread_mutexattr_t attributes;
+    pthread_mutexattr_init(&attributes);
+    pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
+    pthread_mutex_init(new (storage_) pthread_mutex_t, &attributes);
+    pthread_mutexattr_destroy(&attributes);
+}
+
+void RecursiveMutex::destroy() {
+    pthread_mutex_destroy(as<pthread_mutex_t>(storage_));
+}
+
+void RecursiveMutex::lock() {
+    pthread_mutex_lock(as<pthread_mutex_t>(storage_));
+}
+
+bool RecursiveMutex::tryLock() {
+    return pthread_mutex_trylock(as<pthread_mutex_t>(storage_)) == 0;
+}
+
+void RecursiveMutex::unlock() {
+    pthread_mutex_unlock(as<pthread_mutex_t>(storage_));
+}
+
+} // namespace platform

@@ -1,0 +1,61 @@
+// Threads and what they wait for, as the system offers them.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+
+namespace platform {
+
+using ThreadEntry = void (*)(void* argument);
+
+struct Thread {
+    std::uintptr_t native = 0;
+};
+
+// Starts a thread with the system's default stack. On failure returns false with errno set.
+bool startThread(Thread& thread, ThreadEntry entry, void* argument);
+
+// Waits until the thread has ended and gives back what the system keeps of it.
+void joinThread(Thread thread);
+
+void yieldThread();
+
+// A counting semaphore. Made and destroyed explicitly, so that it can stand in static storage that
+// outlives every caller: a signal after destroy() is harmless.
+class Semaphore {
+public:
+    static constexpr std::int32_t kMaximum = 0x7FFFFFFF;
+
+    bool create(std::int32_t initialCount);
+    void destroy();
+
+    // False when the count is at its maximum.
+    bool signal();
+
+    // Waits without limit; 0 when a count was taken, else what the system reported.
+    int wait();
+
+    bool tryWait();
+
+    // False when the time ran out.
+    bool waitFor(std::chrono::microseconds limit);
+
+private:
+    alignas(8) unsigned char storage_[32];
+};
+
+// A mutex that its owner may lock again; made and destroyed explicitly, for the same reason.
+class RecursiveMutex {
+public:
+    void create();
+    void destroy();
+
+    void lock();
+    bool tryLock();
+    void unlock();
+
+private:
+    alignas(8) unsigned char storage_[40];
+};
+
+} // namespace platform

@@ -1,0 +1,105 @@
+#include "platform/environment.h"
+
+#include "platform/win32/wide.h"
+
+#include <windows.h>
+
+#include <shellapi.h>
+
+#include <cstring>
+#include <memory>
+
+namespace platform {
+
+namespace {
+
+constexpr std::size_t kNameUnits = 32768;
+constexpr std::size_t kSetValueUnits = 32768;
+constexpr std::size_t kGetValueUnits = 65536;
+constexpr std::size_t kBytesPerUnit = 6;
+
+std::optional<std::string> toText(const wchar_t* wide) {
+    std::string text(std::wcslen(wide) * kBytesPerUnit + 1, '\0');
+    if (!fromWide(wide, text.data(), text.size())) {
+        return std::nullopt;
+    }
+    text.resize(std::strlen(text.c_str()));
+    return text;
+}
+
+// Environment texts are too long for the stack.
+using WideBuffer = std::unique_ptr<wchar_t[]>;
+
+WideBuffer makeBuffer(std::size_t units) {
+    return WideBuffer(new wchar_t[units]);
+}
+
+} // namespace
+
+std::optional<std::string> executableDirectory() {
+    wchar_t path[MAX_PATH];
+    const DWORD length = GetModuleFileNameW(GetModuleHandleW(nullptr), path, MAX_PATH);
+    if (length == 0 || length == MAX_PATH) {
+        return std::nullopt;
+    }
+    if (wchar_t* separator = std::wcsrchr(path, L'\\')) {
+        *separator = 0;
+    }
+    return toText(path);
+}
+
+std::optional<std::string> commandLine() {
+    return toText(GetCommandLineW());
+}
+
+std::vector<std::optional<std::string>> commandArguments() {
+    std::vector<std::optional<std::string>> arguments;
+    int count = 0;
+    wchar_t** list = CommandLineToArgvW(GetCommandLineW(), &count);
+    for (int i = 0; list != nullptr && i < count; ++i) {
+        arguments.push_back(toText(list[i]));
+    }
+    LocalFree(list);
+    return arguments;
+}
+
+VariableStatus getVariable(const char* name, char* buffer, std::size_t size) {
+    const WideBuffer wideName = makeBuffer(kNameUnits);
+    if (!toWide(name, wideName.get(), kNameUnits)) {
+        return VariableStatus::badName;
+    }
+    const WideBuffer wideValue = makeBuffer(kGetValueUnits);
+    const DWORD length = GetEnvironmentVariableW(wideName.get(), wideValue.get(), kGetValueUnits);
+    if (length == 0) {
+        return VariableStatus::failed;
+    }
+    if (length >= kGetValueUnits) {
+        return VariableStatus::tooBig;
+    }
+    const std::optional<std::string> value = toText(wideValue.get());
+    if (!value) {
+        return VariableStatus::badValue;
+    }
+    if (value->size() >= size) {
+        return VariableStatus::tooBig;
+    }
+    std::memcpy(buffer, value->c_str(), value->size() + 1);
+    return VariableStatus::done;
+}
+
+VariableStatus setVariable(const char* name, const char* value) {
+    const WideBuffer wideName = makeBuffer(kNameUnits);
+    if (!toWide(name, wideName.get(), kNameUnits)) {
+        return VariableStatus::badName;
+    }
+    const WideBuffer wideValue = makeBuffer(kSetValueUnits);
+    const bool removing = *value == '\0';
+    if (!removing && !toWide(value, wideValue.get(), kSetValueUnits)) {
+        return VariableStatus::badValue;
+    }
+    return SetEnvironmentVariableW(wideName.get(), removing ? nullptr : wideValue.get())
+               ? VariableStatus::done
+               : VariableStatus::failed;
+}
+
+} // namespace platform

@@ -1,0 +1,109 @@
+#include "platform/thread.h"
+
+#include <windows.h>
+
+#include <process.h>
+
+#include <cerrno>
+#include <memory>
+#include <new>
+
+namespace platform {
+
+namespace {
+
+struct Start {
+    ThreadEntry entry;
+    void* argument;
+};
+
+unsigned __stdcall runThread(void* given) {
+    const Start start = *std::unique_ptr<Start>(static_cast<Start*>(given));
+    start.entry(start.argument);
+    return 0;
+}
+
+template<class Native>
+Native* as(unsigned char* storage) {
+    return std::launder(reinterpret_cast<Native*>(storage));
+}
+
+} // namespace
+
+bool startThread(Thread& thread, ThreadEntry entry, void* argument) {
+    std::unique_ptr<Start> start(new (std::nothrow) Start{entry, argument});
+    if (!start) {
+        errno = ENOMEM;
+        return false;
+    }
+    // The runtime library's starter, not CreateThread: it prepares errno and the like for the
+    // thread, and reports failure through errno.
+    thread.native = _beginthreadex(nullptr, 0, runThread, start.get(), 0, nullptr);
+    if (thread.native == 0) {
+        return false;
+    }
+    static_cast<void>(start.release());
+    return true;
+}
+
+void joinThread(Thread thread) {
+    const HANDLE handle = reinterpret_cast<HANDLE>(thread.native);
+    WaitForSingleObject(handle, INFINITE);
+    CloseHandle(handle);
+}
+
+void yieldThread() {
+    SwitchToThread();
+}
+
+bool Semaphore::create(std::int32_t initialCount) {
+    HANDLE* handle = new (storage_) HANDLE;
+    *handle = CreateSemaphoreW(nullptr, initialCount, kMaximum, nullptr);
+    return *handle != nullptr;
+}
+
+void Semaphore::destroy() {
+    CloseHandle(*as<HANDLE>(storage_));
+    *as<HANDLE>(storage_) = nullptr;
+}
+
+bool Semaphore::signal() {
+    return ReleaseSemaphore(*as<HANDLE>(storage_), 1, nullptr) != 0;
+}
+
+int Semaphore::wait() {
+    return static_cast<int>(WaitForSingleObject(*as<HANDLE>(storage_), INFINITE));
+}
+
+bool Semaphore::tryWait() {
+    return WaitForSingleObject(*as<HANDLE>(storage_), 0) == WAIT_OBJECT_0;
+}
+
+bool Semaphore::waitFor(std::chrono::microseconds limit) {
+    const auto milliseconds = std::chrono::ceil<std::chrono::milliseconds>(limit).count();
+    return WaitForSingleObject(*as<HANDLE>(storage_), static_cast<DWORD>(milliseconds)) ==
+           WAIT_OBJECT_0;
+}
+
+void RecursiveMutex::create() {
+    static_assert(sizeof(CRITICAL_SECTION) <= sizeof(storage_) && alignof(CRITICAL_SECTION) <= 8);
+    InitializeCriticalSection(new (storage_) CRITICAL_SECTION);
+}
+
+void RecursiveMutex::destroy() {
+    DeleteCriticalSection(as<CRITICAL_SECTION>(storage_));
+}
+
+void RecursiveMutex::lock() {
+    EnterCriticalSection(as<CRITICAL_SECTION>(storage_));
+}
+
+bool RecursiveMutex::tryLock() {
+    return TryEnterCriticalSection(as<CRITICAL_SECTION>(storage_)) != 0;
+}
+
+void RecursiveMutex::unlock() {
+    LeaveCriticalSection(as<CRITICAL_SECTION>(storage_));
+}
+
+} // namespace platform

@@ -1,0 +1,21 @@
+// UTF-8 on this side, UTF-16 on the system's.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace platform {
+
+// Converts into a buffer of `units` UTF-16 units, terminator included. Returns false, with the buffer
+// empty, if the text is not valid UTF-8 or does not fit.
+bool toWide(const char* text, wchar_t* buffer, std::size_t units);
+
+// Converts into a buffer of `size` bytes, terminator included. Returns false, with the buffer empty,
+// if the text has a lone surrogate or does not fit.
+bool fromWide(const wchar_t* text, char* buffer, std::size_t size);
+
+// Converts as much as fits, invalid parts included as replacement characters; for display only.
+std::size_t toWideForDisplay(const char* text, wchar_t* buffer, std::size_t units);
+
+} // namespace platform

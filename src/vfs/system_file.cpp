@@ -1,0 +1,149 @@
+#include "vfs/system_file.h"
+
+#include "core/log.h"
+#include "platform/files.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <new>
+
+namespace {
+
+constexpr std::size_t kPathRoom = 256;
+
+// The name is older than the library's second system.
+struct VFS_File_win32 {
+    VFS_File base; // first, so that the handle is the object
+    platform::FileHandle handle;
+    char path[kPathRoom];
+};
+
+VFS_File_win32& systemFile(VFS_File* file) {
+    return *reinterpret_cast<VFS_File_win32*>(file);
+}
+
+void report(platform::SystemError error, const char* format, ...) QZ_PRINTF_LIKE(2, 3);
+
+void report(platform::SystemError error, const char* format, ...) {
+    char message[1024];
+    std::va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(message, sizeof message, format, arguments);
+    va_end(arguments);
+    char reason[1024];
+    platform::systemErrorText(error, reason, sizeof reason);
+    qz_logf("VFS", QZ_LOG_ERROR, "%s: %s", message, reason);
+}
+
+void closeFile(VFS_File* file) {
+    VFS_File_win32* const self = &systemFile(file);
+    platform::closeFile(self->handle);
+    delete self;
+}
+
+std::size_t readFile(VFS_File* file, void* buffer, std::size_t count) {
+    platform::SystemError error = 0;
+    const std::size_t done = platform::readFile(systemFile(file).handle, buffer, count, error);
+    if (error != 0) {
+        report(error, "ReadFile(%zu bytes)", count);
+    }
+    return done;
+}
+
+std::size_t writeFile(VFS_File* file, const void* buffer, std::size_t count) {
+    platform::SystemError error = 0;
+    const std::size_t done = platform::writeFile(systemFile(file).handle, buffer, count, error);
+    if (error != 0) {
+        report(error, "WriteFile(%zu bytes)", count);
+    }
+    return done;
+}
+
+int seekFile(VFS_File* file, std::int64_t position) {
+    const platform::SystemError error = platform::seekFile(systemFile(file).handle, position);
+    if (error != 0) {
+        report(error, "SetFilePointerEx(%lld)", static_cast<long long>(position));
+    }
+    return error == 0 ? 1 : 0;
+}
+
+std::int64_t tellFile(VFS_File* file) {
+    std::int64_t position = 0;
+    const platform::SystemError error = platform::tellFile(systemFile(file).handle, position);
+    if (error != 0) {
+        report(error, "SetFilePointerEx(+0)");
+    }
+    return error == 0 ? position : 0;
+}
+
+std::int64_t getFileSize(VFS_File* file) {
+    std::int64_t size = 0;
+    const platform::SystemError error = platform::sizeFile(systemFile(file).handle, size);
+    if (error != 0) {
+        report(error, "GetFileSizeEx()");
+    }
+    return error == 0 ? size : 0;
+}
+
+constexpr VFS_FileOps kSystemFileOps = {closeFile, readFile, writeFile,
+                                        seekFile,  tellFile, getFileSize};
+
+// Takes over the system's handle, also when it fails.
+VFS_File* makeFile(platform::FileHandle handle, const char* path) {
+    auto* file = new (std::nothrow) VFS_File_win32;
+    if (file == nullptr) {
+        qz_logf("VFS", QZ_LOG_ERROR, "can't allocate struct VFS_File_win32 for %s", path);
+        platform::closeFile(handle);
+        return nullptr;
+    }
+    file->base.ops = &kSystemFileOps;
+    file->handle = handle;
+    std::snprintf(file->path, sizeof file->path, "%s", path);
+    return &file->base;
+}
+
+platform::FileHandle openOrReport(const char* path, platform::FileAccess access,
+                                  const char* operation) {
+    platform::SystemError error = 0;
+    const platform::FileHandle handle = platform::openFile(path, access, error);
+    if (handle == platform::kNoFile) {
+        report(error, "%s: CreateFile(%s)", operation, path);
+    }
+    return handle;
+}
+
+} // namespace
+
+namespace vfs {
+
+VFS_File* openForReading(const char* path) {
+    platform::SystemError error = 0;
+    const platform::FileHandle handle = platform::openFile(path, platform::FileAccess::read, error);
+    return handle == platform::kNoFile ? nullptr : makeFile(handle, path);
+}
+
+VFS_File* openForWriting(const char* path) {
+    const platform::FileHandle handle =
+        openOrReport(path, platform::FileAccess::write, "VFS_open_write");
+    if (handle == platform::kNoFile) {
+        return nullptr;
+    }
+    if (const platform::SystemError error = platform::truncateFile(handle); error != 0) {
+        report(error, "SetEndOfFile(%s)", path);
+    }
+    return makeFile(handle, path);
+}
+
+VFS_File* openForAppending(const char* path) {
+    const platform::FileHandle handle =
+        openOrReport(path, platform::FileAccess::append, "VFS_open_append");
+    if (handle == platform::kNoFile) {
+        return nullptr;
+    }
+    if (const platform::SystemError error = platform::seekFileEnd(handle); error != 0) {
+        report(error, "SetFilePointerEx(%s, END)", path);
+    }
+    return makeFile(handle, path);
+}
+
+} // namespace vfs

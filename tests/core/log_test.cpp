@@ -1,0 +1,363 @@
+#include "Core/Log.h"
+#include "support/log_capture.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using qz::test::freshDirectory;
+using qz::test::LogCapture;
+using qz::test::readFile;
+using qz::test::writeFile;
+
+namespace fs = std::filesystem;
+
+// A log in a directory of its own. Lines are read after the log was stopped.
+class Log : public ::testing::Test {
+protected:
+    void start(const char* name = "main") {
+        ASSERT_EQ(qz_log_start(directory_.string().c_str(), name), 0);
+    }
+
+    // The lines of an output, each without its time.
+    std::vector<std::string> lines(const std::string& name = "main") const {
+        std::vector<std::string> result;
+        std::istringstream stream(readFile(path(name)));
+        for (std::string line; std::getline(stream, line);) {
+            if (!line.empty() && line.back() == '\r') {
+                line.pop_back();
+            }
+            result.push_back(std::regex_replace(line, std::regex("^[0-9]{5,}\\.[0-9]{3} "), ""));
+        }
+        return result;
+    }
+
+    fs::path path(const std::string& name) const { return directory_ / (name + ".log"); }
+
+    const fs::path directory_ = freshDirectory();
+};
+
+using Lines = std::vector<std::string>;
+
+// What start-up itself logged stands first.
+const std::string kStartUp = "DEBUG   Lua: Created state \"Config\"";
+
+TEST_F(Log, WritesLinesOfEveryLevel) {
+    start();
+    qz_log("M", QZ_LOG_ALERT, "a"); // shows its box, which closes by itself without a display
+    qz_log("M", QZ_LOG_ERROR, "b");
+    qz_log("M", QZ_LOG_WARNING, "c");
+    qz_log("M", QZ_LOG_INFO, "100% %s %n");
+    qz_log("M", QZ_LOG_DEBUG, "e");
+    qz_log("M", QZ_LOG_TRACE, "f");
+    qz_log("M", 0x20, "g");
+    qz_log(nullptr, QZ_LOG_INFO, nullptr);
+    qz_log("M", QZ_LOG_INFO, "one line break\n");
+    qz_log("M", QZ_LOG_INFO, "");
+    qz_log("M", QZ_LOG_INFO, "two\n\n");
+    qz_log_stop();
+    EXPECT_EQ(lines(), (Lines{kStartUp, "ALERT   M: a", "ERROR   M: b", "WARNING M: c",
+                              "INFO    M: 100% %s %n", "DEBUG   M: e", "UNKNOWN M: g",
+                              "INFO    <NULL>: <NULL>", "INFO    M: one line break", "INFO    M: ",
+                              "INFO    M: two", ""}));
+    const std::string first = readFile(path("main")).substr(0, 10);
+    EXPECT_TRUE(std::regex_match(first, std::regex("0000[0-9]\\.[0-9]{3} "))) << first;
+}
+
+TEST_F(Log, CutsLongTexts) {
+    start();
+    qz_log("M", QZ_LOG_INFO, std::string(500, 'x').c_str());
+    qz_log(std::string(100, 'm').c_str(), QZ_LOG_INFO, "y");
+    qz_log("M", QZ_LOG_INFO, std::string(5000, 'z').c_str());
+    qz_log_stop();
+    EXPECT_EQ(lines(), (Lines{kStartUp, "INFO    M: " + std::string(383, 'x'),
+                              "INFO    " + std::string(63, 'm') + ": y",
+                              "INFO    M: " + std::string(383, 'z')}));
+}
+
+TEST_F(Log, ReportsDuplicatesWhenADifferentMessageArrives) {
+    start();
+    qz_log("A", QZ_LOG_INFO, "same");
+    qz_log("A", QZ_LOG_INFO, "same");
+    qz_log("B", QZ_LOG_ERROR, "same"); // only the texts count
+    qz_log("A", QZ_LOG_INFO, "different");
+    qz_log("A", QZ_LOG_INFO, "different"); // never reported: nothing follows
+    qz_log_stop();
+    EXPECT_EQ(lines(), (Lines{kStartUp, "INFO    A: same",
+                              "WARNING LOG: 2 duplicate message(s) skipped.",
+                              "INFO    A: different"}));
+    // The remark carries the time of the message that is its occasion.
+    const std::string text = readFile(path("main"));
+    const auto timeBefore = [&](const char* part) {
+        const std::size_t line = text.rfind('\n', text.find(part)) + 1;
+        return text.substr(line, 9);
+    };
+    EXPECT_EQ(timeBefore("2 duplicate"), timeBefore("A: different"));
+}
+
+TEST_F(Log, CountsWhatThePoolCannotHold) {
+    // Start-up's own line has taken one of the 1024 records.
+    for (int i = 0; i < 1023 + 5; ++i) {
+        qz_log("M", QZ_LOG_TRACE, std::to_string(i).c_str());
+    }
+    start();
+    qz_log_set_output("all", nullptr, QZ_LOG_ALL | QZ_LOG_TRACE);
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    qz_log_set_output("all", nullptr, QZ_LOG_ALL | QZ_LOG_TRACE); // the first may have been lost, too
+    qz_log("M", QZ_LOG_INFO, "after");
+    qz_log_stop();
+    const Lines written = lines();
+    ASSERT_EQ(written.size(), 3u);
+    EXPECT_TRUE(written[1] == "WARNING LOG: 5 messages lost" ||
+                written[1] == "WARNING LOG: 6 messages lost")
+        << written[1];
+    EXPECT_EQ(written[2], "INFO    M: after");
+}
+
+TEST_F(Log, OutputsFilterByModuleAndMask) {
+    start();
+    qz_log_set_output("net", "NET", QZ_LOG_ERROR | QZ_LOG_WARNING);
+    qz_log("NET", QZ_LOG_ERROR, "1");
+    qz_log("NET", QZ_LOG_INFO, "2");
+    qz_log("net", QZ_LOG_ERROR, "3");
+    qz_log("NET2", QZ_LOG_ERROR, "4");
+    qz_log_set_output("net", nullptr, QZ_LOG_INFO | QZ_LOG_TRACE);
+    qz_log("ANY", QZ_LOG_INFO, "5");
+    qz_log("NET", QZ_LOG_ERROR, "6");
+    qz_log("ANY", QZ_LOG_TRACE, "7");
+    qz_log_set_output("net", nullptr, 0);
+    qz_log("NET", QZ_LOG_INFO, "8");
+    qz_log_set_output("closed already", nullptr, 0);
+    qz_log_stop();
+    EXPECT_EQ(lines("net"), (Lines{"ERROR   NET: 1", "INFO    ANY: 5", "ANY: 7"}));
+    EXPECT_EQ(lines().size(), 1u + 7u) << "the first output takes all but TRACE";
+}
+
+TEST_F(Log, KeepsOnePreviousGeneration) {
+    writeFile(path("main"), "older\n");
+    writeFile(directory_ / "main.log.old", "oldest\n");
+    start();
+    const std::string longName(100, 'n');
+    qz_log_set_output(longName.c_str(), nullptr, QZ_LOG_ALL);
+    qz_log("M", QZ_LOG_INFO, "first opening");
+    qz_log_set_output((longName + "and more").c_str(), nullptr, 0); // the same name, once cut
+    qz_log_set_output(longName.c_str(), nullptr, QZ_LOG_ALL);
+    qz_log("M", QZ_LOG_INFO, "second opening");
+    qz_log_stop();
+    EXPECT_EQ(readFile(directory_ / "main.log.old").substr(0, 5), "older");
+    const std::string cut(63, 'n');
+    EXPECT_EQ(lines(cut), Lines{"INFO    M: second opening"});
+    EXPECT_NE(readFile(directory_ / (cut + ".log.old")).find("first opening"), std::string::npos);
+}
+
+TEST_F(Log, AnOutputThatCannotBeOpenedIsSilentlyAbsent) {
+    ASSERT_EQ(qz_log_start((directory_ / "missing").string().c_str(), "main"), 0);
+    qz_log_set_output("../still/missing", nullptr, QZ_LOG_ALL);
+    qz_log_set_output("", nullptr, QZ_LOG_ALL);
+    qz_log("M", QZ_LOG_INFO, "into nothing");
+    qz_log_stop();
+    EXPECT_FALSE(fs::exists(directory_ / "missing"));
+}
+
+TEST_F(Log, RunsOnceAndStaysSilentAfterwards) {
+    EXPECT_EQ(qz_log_hook_start(), -1);
+    qz_log_stop(); // not running: nothing happens
+    start();
+    EXPECT_EQ(qz_log_start(directory_.string().c_str(), "second"), -1);
+    qz_log("M", QZ_LOG_INFO, "written");
+    qz_log_stop();
+    qz_log_stop();
+    ::testing::internal::CaptureStderr();
+    qz_log("M", QZ_LOG_INFO, "after the stop");
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
+    qz_log_exit();
+    qz_log_exit();
+    ::testing::internal::CaptureStderr();
+    qz_log("M", QZ_LOG_INFO, "after the exit: echoed only");
+    qz_log_set_output("late", nullptr, QZ_LOG_ALL);
+    EXPECT_NE(::testing::internal::GetCapturedStderr().find("INFO    M: after the exit"),
+              std::string::npos);
+    EXPECT_EQ(lines(), (Lines{kStartUp, "INFO    M: written"}));
+}
+
+TEST_F(Log, EchoesWholeMessagesToAFileOnStandardError) {
+    start();
+    ::testing::internal::CaptureStderr();
+    qz_log("M", QZ_LOG_INFO, "grün Ω");
+    qz_log("M", QZ_LOG_TRACE, "not this");
+    qz_log("M", QZ_LOG_INFO, std::string(3000, 'x').c_str());
+    const std::string echo = ::testing::internal::GetCapturedStderr();
+    EXPECT_NE(echo.find("INFO    M: grün Ω\n"), std::string::npos);
+    EXPECT_EQ(echo.find("not this"), std::string::npos);
+    EXPECT_EQ(std::count(echo.begin(), echo.end(), 'x'), 2048 - 1 - 1 - 21)
+        << "a line of 2047 bytes: time and level, module, text, line break";
+    qz_log_stop();
+}
+
+TEST(LogHook, DeliversWhatTheWriterThreadHandled) {
+    LogCapture log;
+    EXPECT_EQ(qz_log_hook_start(), -1) << "one is active";
+    qz_log("M", QZ_LOG_WARNING, "one");
+    qz_log("M", QZ_LOG_WARNING, "one");
+    qz_log("M", QZ_LOG_TRACE, "two");
+    EXPECT_EQ(log.messages(), (std::vector<std::string>{"one", "one", "two"}));
+    EXPECT_EQ(qz_log_hook_read(), nullptr);
+    qz_log_hook_stop();
+    EXPECT_EQ(qz_log_hook_read(), nullptr);
+}
+
+TEST(LogHook, CountsWhatItsQueueCannotHold) {
+    ASSERT_EQ(qz_log_start(".", nullptr), 0);
+    ASSERT_EQ(qz_log_hook_start(), 0);
+    constexpr int kMessages = 700;
+    for (int i = 0; i < kMessages; ++i) {
+        qz_log("M", QZ_LOG_TRACE, std::to_string(i).c_str());
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    std::vector<std::string> read;
+    while (const qz_log_entry* entry = qz_log_hook_read()) {
+        read.push_back(entry->message);
+    }
+    EXPECT_EQ(read.size(), 512u);
+    std::uint32_t lost = 0;
+    for (int tries = 0; lost == 0 && tries < 1000; ++tries) {
+        qz_log("M", QZ_LOG_TRACE, "next");
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        if (const qz_log_entry* entry = qz_log_hook_read()) {
+            lost = entry->lost;
+        }
+    }
+    // Start-up's line may have been handled before or after the hook began.
+    EXPECT_GE(lost + 512u, static_cast<unsigned>(kMessages));
+    EXPECT_LE(lost + 512u, static_cast<unsigned>(kMessages) + 1u);
+    qz_log_stop();
+}
+
+// Reads a torture test's file: every message is there or counted as lost, each thread's in order.
+class Tally {
+public:
+    void read(const std::string& text) {
+        static constexpr char kTag[] = "T: ";
+        std::istringstream stream(text);
+        for (std::string line; std::getline(stream, line);) {
+            unsigned lost = 0;
+            const std::size_t message = line.find(kTag);
+            if (std::sscanf(line.c_str() + std::min<std::size_t>(10, line.size()),
+                            "WARNING LOG: %u messages lost", &lost) == 1) {
+                lost_ += lost;
+            } else if (message != std::string::npos) {
+                count(line.substr(message + sizeof kTag - 1));
+            }
+        }
+    }
+
+    std::int64_t written() const { return written_; }
+    std::int64_t lost() const { return lost_; }
+
+private:
+    void count(const std::string& message) {
+        std::size_t thread = 0;
+        long number = 0;
+        if (std::sscanf(message.c_str(), "%zu %ld", &thread, &number) == 2) {
+            ++written_;
+            last_.resize(std::max(last_.size(), thread + 1), -1);
+            EXPECT_LT(last_[thread], number) << "out of order";
+            last_[thread] = number;
+        }
+    }
+
+    std::int64_t written_ = 0;
+    std::int64_t lost_ = 0;
+    std::vector<long> last_;
+};
+
+// Logs until the message is known to have been queued: with it goes the count of what was lost.
+void logSurely(const char* name) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    qz_log("END", QZ_LOG_INFO, name);
+}
+
+#if defined(QZ_TEST_IS_SLOW)
+constexpr int kEach = 10000;
+#else
+constexpr int kEach = 125000;
+#endif
+constexpr int kThreads = 8;
+
+void logFlatOut(int thread) {
+    for (int i = 0; i < kEach; ++i) {
+        const std::string message = std::to_string(thread) + ' ' + std::to_string(i);
+        qz_log("T", QZ_LOG_INFO, message.c_str());
+        if (i % 512 == 0) {
+            std::this_thread::yield();
+        }
+    }
+}
+
+TEST_F(Log, LosesNothingUncounted) {
+    start();
+    ::testing::internal::CaptureStderr();
+    std::atomic<bool> done{false};
+    std::atomic<std::int64_t> requests{0};
+    std::thread director([&] {
+        for (unsigned i = 0; !done; ++i) {
+            const unsigned masks[] = {QZ_LOG_ALL, QZ_LOG_INFO, 0};
+            qz_log_set_output("other", i % 2 ? "T" : nullptr, masks[i % 3]);
+            ++requests;
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+    });
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < kThreads; ++thread) {
+        threads.emplace_back(logFlatOut, thread);
+    }
+    std::for_each(threads.begin(), threads.end(), [](std::thread& thread) { thread.join(); });
+    done = true;
+    director.join();
+    logSurely("the end");
+    qz_log_stop();
+    ::testing::internal::GetCapturedStderr();
+
+    Tally tally;
+    tally.read(readFile(path("main")));
+    constexpr std::int64_t kAll = std::int64_t{kThreads} * kEach;
+    EXPECT_GT(tally.written(), 0);
+    EXPECT_GE(tally.written() + tally.lost(), kAll);
+    EXPECT_LE(tally.written() + tally.lost(), kAll + requests) << "lost requests count as well";
+}
+
+// A stop in the middle of everything: it ends, and so do the callers.
+TEST_F(Log, StopsWhileOthersGoOnLogging) {
+    start();
+    ::testing::internal::CaptureStderr();
+    std::atomic<bool> done{false};
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 4; ++thread) {
+        threads.emplace_back([&, thread] {
+            for (int i = 0; !done; ++i) {
+                qz_log("T", QZ_LOG_INFO, std::to_string(i * 10 + thread).c_str());
+            }
+        });
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    qz_log_stop();
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    done = true;
+    std::for_each(threads.begin(), threads.end(), [](std::thread& thread) { thread.join(); });
+    ::testing::internal::GetCapturedStderr();
+    EXPECT_GT(fs::file_size(path("main")), 0u);
+}
+
+} // namespace

@@ -1,0 +1,174 @@
+#include "Common/Text.h"
+#include "Core/Utf8.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <random>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace {
+
+struct Decoded {
+    std::uint32_t codePoint;
+    std::ptrdiff_t consumed;
+
+    friend bool operator==(const Decoded&, const Decoded&) = default;
+};
+
+// In a buffer of exactly its size, so that address checkers see a byte too many.
+Decoded decode(std::string_view bytes) {
+    const std::vector<char> exact(bytes.begin(), bytes.end());
+    const char* position = exact.data();
+    const std::uint32_t codePoint = UTF8_getc(&position, exact.size());
+    return {codePoint, position - exact.data()};
+}
+
+TEST(Utf8, DecodesInTheOrderThatStoredDataRelyOn) {
+    EXPECT_EQ(decode("A"), (Decoded{0x41, 1}));
+    EXPECT_EQ(decode("\xC3\xA9"), (Decoded{0xE9, 2}));
+    EXPECT_EQ(decode("\xE2\x82\xAC"), (Decoded{0x2B02, 3}));
+    EXPECT_EQ(decode("\xF0\x9F\x98\x80"), (Decoded{0x1F | 0x18 << 6, 4}));
+}
+
+TEST(Utf8, DecodingStaysInBoundsWhateverTheBytes) {
+    EXPECT_EQ(decode(""), (Decoded{0, 0}));
+    EXPECT_EQ(decode(std::string_view("\0", 1)), (Decoded{0, 1}));
+    EXPECT_EQ(decode("\x80"), (Decoded{63, 1}));
+    EXPECT_EQ(decode("\xC3" "A"), (Decoded{63, 2}));
+    EXPECT_EQ(decode(std::string_view("\xC3\0", 2)), (Decoded{0, 2}));
+    EXPECT_EQ(decode("\xE2\x82"), (Decoded{0, 2}));
+    EXPECT_EQ(decode("\xFE\x81\x80\x80\x80\x80\x80"), (Decoded{1, 7}));
+    EXPECT_EQ(decode("\xFF\x81\x80\x80\x80\x80\x80\x80"), (Decoded{1, 8}));
+    std::mt19937 random(1);
+    for (int i = 0; i < 20000; ++i) {
+        std::string bytes(random() % 10, '\0');
+        for (char& byte : bytes) {
+            byte = static_cast<char>(random() | (random() % 2 ? 0x80 : 0));
+        }
+        decode(bytes);
+    }
+}
+
+std::string encode(std::uint32_t codePoint, std::size_t room) {
+    std::string bytes(room + 1, '#');
+    char* position = bytes.data();
+    const std::size_t written = UTF8_putc(&position, room, codePoint);
+    EXPECT_EQ(position, bytes.data() + written);
+    EXPECT_EQ(bytes.substr(written), std::string(room + 1 - written, '#'));
+    return bytes.substr(0, written);
+}
+
+TEST(Utf8, EncodesWithinItsRoom) {
+    EXPECT_EQ(encode(0x20AC, 2), "");
+    EXPECT_EQ(encode(0x20AC, 3), "\xE2\x82\xAC");
+    EXPECT_EQ(encode(0x7F, 1), "\x7F");
+    EXPECT_EQ(encode(0x80, 4), "\xC2\x80");
+    EXPECT_EQ(encode(0xD800, 4), "\xED\xA0\x80");
+    EXPECT_EQ(encode(0xFFFF, 4), "\xEF\xBF\xBF");
+    EXPECT_EQ(encode(0x10000, 4), "\xF0\x90\x80\x80");
+    EXPECT_EQ(encode(0x1FFFFF, 4), "\xF7\xBF\xBF\xBF");
+    EXPECT_EQ(encode(0x200000, 4), "?");
+    EXPECT_EQ(encode(0x41, 0), "");
+    EXPECT_EQ(Common::uni2mbstr(0x20AC), "€");
+    EXPECT_EQ(Common::uni2mbstr(0), std::string(1, '\0'));
+}
+
+TEST(Utf8, CountsCharactersAndStopsAtTheTerminator) {
+    EXPECT_EQ(UTF8_strlen(""), 0u);
+    EXPECT_EQ(UTF8_strlen("aé€😀"), 4u);
+    EXPECT_EQ(UTF8_strlen("\x80\x80"), 2u);
+    EXPECT_EQ(UTF8_strlen("a\xF0\x9F"), 2u);
+    EXPECT_EQ(UTF8_strlen("\xE2"), 1u);
+}
+
+TEST(Text, SubstringsAreCountedInCharacters) {
+    using Common::utf8_substr;
+    EXPECT_EQ(utf8_substr("aé€😀z", 1, 3), "é€😀");
+    EXPECT_EQ(utf8_substr("aé", 0, 100), "aé");
+    EXPECT_EQ(utf8_substr("aé", 5, 1), "");
+    EXPECT_EQ(utf8_substr("\xE2" "ab", 0, 1), "\xE2") << "a sequence broken by another byte";
+    EXPECT_EQ(utf8_substr(std::string("ab\0cd", 5), 1, 4), "b");
+    EXPECT_EQ(utf8_substr("abc", 1, SIZE_MAX), "bc");
+}
+
+class Conversions : public ::testing::Test {
+protected:
+    ~Conversions() override { Common::iconv_local_exit(); }
+};
+
+constexpr char kRussian[] = "Съешь ещё этих мягких французских булок, да выпей же чаю.";
+constexpr char kGreek[] = "Ξεσκεπάζω την ψυχοφθόρα βδελυγμία.";
+constexpr char kJapanese[] = "いろはにほへと ちりぬるを 色は匂へど散りぬるを";
+
+TEST_F(Conversions, LeaveTextAloneBeforeTheyAreOpen) {
+    EXPECT_EQ(Common::iconv_local_from_utf8(kRussian), kRussian);
+    EXPECT_EQ(Common::iconv_local_to_utf8("\xCF"), "\xCF");
+    EXPECT_EQ(Common::iconv_utf8_to_wchar(kRussian), L"");
+    EXPECT_EQ(Common::iconv_utf8_from_wchar(L"text"), "");
+    Common::iconv_local_init("no such character set");
+    EXPECT_EQ(Common::iconv_local_from_utf8(kRussian), kRussian);
+    EXPECT_EQ(Common::iconv_utf8_to_wchar("a"), L"a");
+}
+
+TEST_F(Conversions, RoundTripRealTexts) {
+    struct Case {
+        const char* charset;
+        const char* text;
+        std::size_t localSize;
+    };
+    const Case cases[] = {{"windows-1251", kRussian, 57},
+                          {"KOI8-R", kRussian, 57},
+                          {"ISO-8859-7", kGreek, 34},
+                          {"SHIFT_JIS", kJapanese, 46},
+                          {"EUC-JP", kJapanese, 46},
+                          {"ISO-2022-JP", kJapanese, 64},
+                          {"utf-8", "emoji 😀 too", 14}};
+    for (const Case& c : cases) {
+        Common::iconv_local_init(c.charset);
+        std::string text;
+        std::string local;
+        for (int i = 0; i < 100; ++i) { // many buffers long, characters across their ends
+            text += c.text;
+        }
+        local = Common::iconv_local_from_utf8(text);
+        EXPECT_EQ(Common::iconv_local_from_utf8(c.text).size(), c.localSize) << c.charset;
+        EXPECT_EQ(Common::iconv_local_to_utf8(local), text) << c.charset;
+        EXPECT_EQ(Common::iconv_utf8_from_wchar(Common::iconv_utf8_to_wchar(kJapanese)), kJapanese);
+        Common::iconv_local_exit();
+    }
+}
+
+TEST_F(Conversions, TurnWhatTheyCannotConvertIntoQuestionMarks) {
+    Common::iconv_local_init("ISO-8859-7");
+    EXPECT_EQ(Common::iconv_local_from_utf8("αЖβ"), "\xE1??\xE2") << "one for each byte";
+    EXPECT_EQ(Common::iconv_local_from_utf8("a\xE2\x82"), "a??") << "cut short";
+    EXPECT_EQ(Common::iconv_local_from_utf8("\xFF\xC0\xAFz"), "???z");
+    EXPECT_EQ(Common::iconv_local_to_utf8("a\xFF"), "a?") << "unassigned";
+    EXPECT_EQ(Common::iconv_utf8_to_wchar("a😀b"), L"a\uFFFD" L"b");
+    EXPECT_EQ(Common::iconv_utf8_to_wchar("\xF0\x9F\x98"), L"???");
+    EXPECT_EQ(Common::iconv_utf8_to_wchar("\xF4\x90\x80\x80"), L"????") << "beyond Unicode";
+    const std::wstring lone{L'a', static_cast<wchar_t>(0xD83D), L'b'};
+    EXPECT_EQ(Common::iconv_utf8_from_wchar(lone), "a?b");
+}
+
+TEST_F(Conversions, EndForAnyBytes) {
+    std::mt19937 random(7);
+    for (const char* charset : {"SHIFT_JIS", "ISO-2022-JP", "GB18030", "UTF-16", "UTF-7"}) {
+        Common::iconv_local_init(charset);
+        for (int i = 0; i < 300; ++i) {
+            std::string bytes(random() % 200, '\0');
+            for (char& byte : bytes) {
+                byte = static_cast<char>(random());
+            }
+            Common::iconv_local_to_utf8(bytes);
+            Common::iconv_local_from_utf8(bytes);
+            Common::iconv_utf8_from_wchar(Common::iconv_utf8_to_wchar(bytes));
+        }
+        Common::iconv_local_exit();
+    }
+}
+
+} // namespace

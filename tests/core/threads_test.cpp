@@ -1,0 +1,102 @@
+#include "Core/Clock.h"
+#include "Core/Threads.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <thread>
+
+namespace {
+
+TEST(Threads, RunTheirFunctionAndEnd) {
+    int value = 0;
+    QZ_thread* thread = QZ_thread_create(
+        [](void* argument) -> void* {
+            *static_cast<int*>(argument) = 42;
+            return argument;
+        },
+        &value, 1);
+    ASSERT_NE(thread, nullptr);
+    QZ_thread_wait(thread);
+    EXPECT_EQ(value, 42);
+}
+
+TEST(Semaphores, CountAndRefuseMoreThanTheMaximum) {
+    QZ_semaphore* semaphore = QZ_semaphore_create(1);
+    ASSERT_NE(semaphore, nullptr);
+    EXPECT_EQ(QZ_semaphore_trywait(semaphore), 1);
+    EXPECT_EQ(QZ_semaphore_trywait(semaphore), 0);
+    EXPECT_NE(QZ_semaphore_signal(semaphore), 0);
+    EXPECT_EQ(QZ_semaphore_wait(semaphore), 0);
+    QZ_semaphore_destroy(semaphore);
+
+    QZ_semaphore* full = QZ_semaphore_create(0x7FFFFFFF);
+    ASSERT_NE(full, nullptr);
+    EXPECT_EQ(QZ_semaphore_signal(full), 0);
+    QZ_semaphore_destroy(full);
+    EXPECT_EQ(QZ_semaphore_create(-1), nullptr);
+}
+
+struct PingPong {
+    QZ_semaphore* ping = QZ_semaphore_create(0);
+    QZ_semaphore* pong = QZ_semaphore_create(0);
+    int count = 0; // handed to and fro by the semaphores alone
+};
+
+TEST(Semaphores, WakeAWaitingThreadAndOrderMemory) {
+    PingPong game;
+    QZ_thread* player = QZ_thread_create(
+        [](void* argument) -> void* {
+            auto* shared = static_cast<PingPong*>(argument);
+            for (int i = 0; i < 1000; ++i) {
+                QZ_semaphore_wait(shared->ping);
+                ++shared->count;
+                QZ_semaphore_signal(shared->pong);
+            }
+            return nullptr;
+        },
+        &game, 0);
+    for (int i = 0; i < 1000; ++i) {
+        ++game.count;
+        QZ_semaphore_signal(game.ping);
+        QZ_semaphore_wait(game.pong);
+    }
+    QZ_thread_wait(player);
+    EXPECT_EQ(game.count, 2000);
+    QZ_semaphore_destroy(game.ping);
+    QZ_semaphore_destroy(game.pong);
+}
+
+TEST(Mutexes, AreTheOwnersToLockAgainAndNobodyElses) {
+    QZ_mutex* mutex = QZ_mutex_create();
+    QZ_mutex_lock(mutex);
+    EXPECT_NE(QZ_mutex_trylock(mutex), 0);
+    QZ_mutex_unlock(mutex);
+    int acquired = -1;
+    std::thread([&] { acquired = QZ_mutex_trylock(mutex); }).join();
+    EXPECT_EQ(acquired, 0) << "one of two locks is still held";
+    QZ_mutex_unlock(mutex);
+    std::thread([&] {
+        acquired = QZ_mutex_trylock(mutex);
+        QZ_mutex_unlock(mutex);
+    }).join();
+    EXPECT_NE(acquired, 0);
+    QZ_mutex_destroy(mutex);
+}
+
+TEST(Clock, CountsSecondsFromTheLoadOfTheLibrary) {
+    const double before = QZ_get_time();
+    EXPECT_GT(before, 0.0);
+    EXPECT_LT(before, 60.0);
+    const auto start = std::chrono::steady_clock::now();
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    const double elapsed = QZ_get_time() - before;
+    const std::chrono::duration<double> reference = std::chrono::steady_clock::now() - start;
+    EXPECT_GE(elapsed, 0.049);
+    EXPECT_NEAR(elapsed, reference.count(), 0.040) << "a clock of another rate";
+    EXPECT_GE(QZ_get_tick_rate(), 1000);
+    const double ticks = static_cast<double>(QZ_get_ticks());
+    EXPECT_LE(ticks / static_cast<double>(QZ_get_tick_rate()), QZ_get_time());
+}
+
+} // namespace

@@ -1,0 +1,88 @@
+#include "support/log_capture.h"
+
+#define QZ_LOG_NO_SHORT_NAMES
+#include "Core/Log.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <fstream>
+#include <sstream>
+#include <thread>
+
+namespace qz::test {
+
+namespace {
+
+constexpr char kMarkerModule[] = "LogCapture";
+
+// Unique texts, so that duplicate detection never swallows a marker.
+std::string nextMarker() {
+    static int count = 0;
+    return "marker " + std::to_string(++count);
+}
+
+} // namespace
+
+LogCapture::LogCapture() {
+    EXPECT_EQ(qz_log_start(".", nullptr), 0);
+    EXPECT_EQ(qz_log_hook_start(), 0);
+    take();
+}
+
+LogCapture::~LogCapture() {
+    qz_log_stop();
+}
+
+std::vector<LogLine> LogCapture::take() {
+    const std::string marker = nextMarker();
+    qz_log(kMarkerModule, QZ_LOG_TRACE, marker.c_str());
+    std::vector<LogLine> lines;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (std::chrono::steady_clock::now() < deadline) {
+        const qz_log_entry* entry = qz_log_hook_read();
+        if (entry == nullptr) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        } else if (entry->module == std::string(kMarkerModule) && entry->message == marker) {
+            return lines;
+        } else {
+            lines.push_back({entry->module, entry->level, entry->message});
+        }
+    }
+    ADD_FAILURE() << "the log's writer thread did not deliver a marker";
+    return lines;
+}
+
+std::vector<std::string> LogCapture::messages() {
+    std::vector<std::string> texts;
+    for (LogLine& line : take()) {
+        texts.push_back(std::move(line.message));
+    }
+    return texts;
+}
+
+std::filesystem::path freshDirectory() {
+    const ::testing::TestInfo* test = ::testing::UnitTest::GetInstance()->current_test_info();
+    const std::filesystem::path directory =
+        std::filesystem::current_path() /
+        (std::string(test->test_suite_name()) + "." + test->name());
+    std::filesystem::remove_all(directory);
+    std::filesystem::create_directories(directory);
+    return directory;
+}
+
+std::string readFile(const std::filesystem::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    EXPECT_TRUE(file) << path;
+    std::ostringstream bytes;
+    bytes << file.rdbuf();
+    return std::move(bytes).str();
+}
+
+void writeFile(const std::filesystem::path& path, const std::string& bytes) {
+    std::ofstream file(path, std::ios::binary);
+    file << bytes;
+    EXPECT_TRUE(file.flush()) << path;
+}
+
+} // namespace qz::test
