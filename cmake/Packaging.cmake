@@ -27,6 +27,7 @@ if(WIN32)
   # which the set-up put into one folder.
   file(GLOB QZ_RUNTIME_DLLS ${QZ_WINDOWS_DEPS}/bin/*.dll)
   install(FILES ${QZ_RUNTIME_DLLS} DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(DIRECTORY ${QZ_WINDOWS_DEPS}/share/licenses DESTINATION ${CMAKE_INSTALL_DOCDIR})
 endif()
 
 set(CPACK_PACKAGE_NAME qzcore)

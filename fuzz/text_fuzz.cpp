@@ -21,7 +21,8 @@ void walk(const std::string& text) {
     const char* end = position + text.size();
     while (position != end) {
         const char* before = position;
-        const std::uint32_t codePoint = UTF8_getc(&position, static_cast<std::size_t>(end - position));
+        const std::uint32_t codePoint =
+            UTF8_getc(&position, static_cast<std::size_t>(end - position));
         require(position > before && position <= end);
         char bytes[4];
         char* output = bytes;
@@ -36,7 +37,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (size == 0) {
         return 0;
     }
-    static constexpr const char* kCharsets[] = {"windows-1251", "SHIFT_JIS", "ISO-2022-JP", "UTF-7"};
+    static constexpr const char* kCharsets[] = {"windows-1251", "SHIFT_JIS", "ISO-2022-JP",
+                                                "UTF-7"};
     const std::string text(reinterpret_cast<const char*>(data + 1), size - 1);
     walk(text);
     require(UTF8_strlen(text.c_str()) <= text.size());

@@ -11,8 +11,8 @@ QZ_EXTERN_C_BEGIN
 
 struct lua_State;
 
-/* The Lua state named "Config", with all of the library's script libraries open; for one thread at a
- * time, normally the host's main thread. Null after unloading has begun. */
+/* The Lua state named "Config", with all of the library's script libraries open; for one thread at
+ * a time, normally the host's main thread. Null after unloading has begun. */
 extern QZ_API struct lua_State* globalConfig;
 
 QZ_EXTERN_C_END

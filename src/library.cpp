@@ -1,5 +1,5 @@
-// The composition root: what loading the library brings up, and in which order it goes down. The only
-// file that knows everybody.
+// The composition root: what loading the library brings up, and in which order it goes down. The
+// only file that knows everybody.
 #include "Globals.h"
 
 #include "Core/Clock.h"
@@ -24,12 +24,13 @@ constexpr double kMebibyte = 1024.0 * 1024.0;
 bool attached = false;
 
 size_t printMainPool(unsigned int, char* buffer, size_t size, void*) {
-    const double footprint = static_cast<double>(core::defaultPool().footprint());
+    const auto footprint = static_cast<double>(core::defaultPool().footprint());
     return static_cast<size_t>(std::snprintf(buffer, size, "%.1fMB", footprint / kMebibyte));
 }
 
 void attach() {
-    std::setlocale(LC_NUMERIC, "C"); // numbers are printed and read with a point, whatever the user's locale
+    std::setlocale(LC_NUMERIC,
+                   "C"); // numbers are printed and read with a point, whatever the user's locale
     QZ_get_ticks();
     qz_log_init();
     core::openWatchTable();

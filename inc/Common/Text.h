@@ -1,8 +1,8 @@
 /* Conversions between UTF-8, wide text and the user's local character set. C++ only.
  *
  * Conversions never fail: what cannot be converted becomes "?", one for each input unit that is not
- * understood (a byte, or a unit of wide text). Characters beyond the first plane (emoji, say) have no
- * place in wide text of one unit a character and become U+FFFD. The results are the same on both
+ * understood (a byte, or a unit of wide text). Characters beyond the first plane (emoji, say) have
+ * no place in wide text of one unit a character and become U+FFFD. The results are the same on both
  * targets.
  */
 #ifndef QZCORE_COMMON_TEXT_H
@@ -19,13 +19,13 @@ namespace Common {
 QZ_API std::string uni2mbstr(unsigned int code_point);
 
 /* `count` characters of a UTF-8 text, from the character with index `first` on; both stop at the
- * text's first NUL byte. A character is a lead byte and as many of the continuation bytes it announces
- * as follow. */
+ * text's first NUL byte. A character is a lead byte and as many of the continuation bytes it
+ * announces as follow. */
 QZ_API std::string utf8_substr(const std::string& text, std::size_t first, std::size_t count);
 
 /* Opens the conversions below. charset: a name that iconv knows, for example "windows-1251" or
- * "ISO-8859-7". Those of the four conversions that are open already stay as they are; with an unknown
- * name the two local ones stay closed. Safe to call from any thread, like all of these. */
+ * "ISO-8859-7". Those of the four conversions that are open already stay as they are; with an
+ * unknown name the two local ones stay closed. Safe to call from any thread, like all of these. */
 QZ_API void iconv_local_init(const std::string& charset);
 
 /* Closes them again. */
@@ -35,8 +35,8 @@ QZ_API void iconv_local_exit();
 QZ_API std::string iconv_local_from_utf8(const std::string& text);
 QZ_API std::string iconv_local_to_utf8(const std::string& text);
 
-/* To and from wide text: UCS-2, one character a unit, also where wchar_t is wider. The result is empty
- * while they are not open. */
+/* To and from wide text: UCS-2, one character a unit, also where wchar_t is wider. The result is
+ * empty while they are not open. */
 QZ_API std::wstring iconv_utf8_to_wchar(const std::string& text);
 QZ_API std::string iconv_utf8_from_wchar(const std::wstring& text);
 

@@ -1,8 +1,8 @@
 /* Atomic operations on plain words, and two lock-free intrusive containers.
  *
- * Words are 32 bits or a pointer wide and naturally aligned; each operation is indivisible and a full
- * memory barrier. A word that is used with these functions is not written in any other way while
- * other threads may see it.
+ * Words are 32 bits or a pointer wide and naturally aligned; each operation is indivisible and a
+ * full memory barrier. A word that is used with these functions is not written in any other way
+ * while other threads may see it.
  *
  * Containers hold elements of any type whose first member is a pointer, the link; while an element
  * is in a container the link belongs to the container, and the element to nobody else. Pushing and
@@ -29,8 +29,8 @@ QZ_API uint32_t QZ_atomic_reset(uint32_t* word);
  * Mind the order: the word comes last, and callers rely on it. */
 QZ_API int QZ_atomic_cas_ptr(void* expected, void* desired, void** word);
 
-/* These do nothing: the operations above already order memory. The names let callers state what they
- * mean. */
+/* These do nothing: the operations above already order memory. The names let callers state what
+ * they mean. */
 QZ_API void QZ_atomic_full_barrier(void);
 QZ_API void QZ_atomic_read_barrier(void);
 QZ_API void QZ_atomic_write_barrier(void);
@@ -50,8 +50,9 @@ QZ_API void* QZ_atomic_stack_pop(QZ_atomic_stack* stack);
 /* Does nothing; a stack needs no closing. */
 QZ_API void QZ_atomic_stack_close(QZ_atomic_stack* stack);
 
-/* A first-in first-out queue for any number of pushing threads and one popping thread; that there is
- * only one is the caller's business. It must be initialised, and must not be moved afterwards. */
+/* A first-in first-out queue for any number of pushing threads and one popping thread; that there
+ * is only one is the caller's business. It must be initialised, and must not be moved afterwards.
+ */
 typedef struct QZ_atomic_gather {
     uintptr_t first; /* the oldest element, or the queue itself when empty */
     uintptr_t last;  /* the newest element, or the queue itself; all ones: a push in progress */

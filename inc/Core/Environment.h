@@ -18,8 +18,9 @@ QZ_EXTERN_C_BEGIN
  * its end. Empty if the system does not tell. */
 QZ_API const char* SYS_bindir(void);
 
-/* The whole command line: on Windows as it was given, on Linux the arguments, quoted where they have
- * to be so that a shell would split them again the same way. "#error" if it is not valid text. */
+/* The whole command line: on Windows as it was given, on Linux the arguments, quoted where they
+ * have to be so that a shell would split them again the same way. "#error" if it is not valid text.
+ */
 QZ_API const char* SYS_cmdline(void);
 
 /* The number of arguments, the program's name included. */
@@ -30,8 +31,9 @@ QZ_API const char* const* SYS_argv(void);
 
 /* Reads a variable into buffer, which has room for size bytes, the terminator included.
  *
- * Returns 1; 0 if the variable is not set or is empty (silently), or if the name or the value is not
- * valid text or the value does not fit (with one ERROR line in the log; the buffer is left alone). */
+ * Returns 1; 0 if the variable is not set or is empty (silently), or if the name or the value is
+ * not valid text or the value does not fit (with one ERROR line in the log; the buffer is left
+ * alone). */
 QZ_API int SYS_getenv(const char* name, char* buffer, size_t size);
 
 /* Sets a variable of this process; a null or empty value removes it. Returns non-zero on success; a

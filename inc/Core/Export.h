@@ -18,10 +18,10 @@
 /* Lets the compiler check printf-style arguments: the positions of the format and of the first
  * value to format (0 for functions that take a va_list). */
 #if defined(_WIN32) && defined(__GNUC__) && !defined(__clang__)
-#    define QZ_PRINTF_LIKE(format_position, first_value)                                           \
+#    define QZ_PRINTF_LIKE(format_position, first_value) \
         __attribute__((format(gnu_printf, format_position, first_value)))
 #elif defined(__GNUC__)
-#    define QZ_PRINTF_LIKE(format_position, first_value)                                           \
+#    define QZ_PRINTF_LIKE(format_position, first_value) \
         __attribute__((format(printf, format_position, first_value)))
 #else
 #    define QZ_PRINTF_LIKE(format_position, first_value)

@@ -1,8 +1,8 @@
 /* 32-bit hashes of blocks, texts and integers: MurmurHash2, the same on every machine.
  *
- * Results are 32 bits wide and returned in a wider unsigned integer. The functions are pure and may be
- * called from any thread. They are fast and well distributed, not safe against somebody who chooses
- * the input to make them collide.
+ * Results are 32 bits wide and returned in a wider unsigned integer. The functions are pure and may
+ * be called from any thread. They are fast and well distributed, not safe against somebody who
+ * chooses the input to make them collide.
  */
 #ifndef QZCORE_CORE_HASH_H
 #define QZCORE_CORE_HASH_H

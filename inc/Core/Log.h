@@ -1,29 +1,29 @@
 /* Logging.
  *
- * Every part of an engine reports through qz_log. A call copies the message into a record of a fixed
- * pool, queues it without a lock and returns; one writer thread puts the records into the log files.
- * The calling thread itself echoes the line to the debugger and to standard error, and shows a
- * message box for alerts.
+ * Every part of an engine reports through qz_log. A call copies the message into a record of a
+ * fixed pool, queues it without a lock and returns; one writer thread puts the records into the log
+ * files. The calling thread itself echoes the line to the debugger and to standard error, and shows
+ * a message box for alerts.
  *
- * Life cycle: loading the library makes the pool and the queue; qz_log_start opens the first file and
- * starts the writer thread; qz_log_stop ends it. Messages logged before qz_log_start wait in the
- * queue. A stopped log stays silent and is not started again within one load of the library.
+ * Life cycle: loading the library makes the pool and the queue; qz_log_start opens the first file
+ * and starts the writer thread; qz_log_stop ends it. Messages logged before qz_log_start wait in
+ * the queue. A stopped log stays silent and is not started again within one load of the library.
  *
  * Limits: 1024 records. A message that finds none free is counted, not waited for: the next message
- * that gets through is preceded in the files by "%d messages lost". Texts are UTF-8 and are cut, not
- * refused: module names at 63 bytes, messages at 383 bytes. A null text reads "<NULL>".
+ * that gets through is preceded in the files by "%d messages lost". Texts are UTF-8 and are cut,
+ * not refused: module names at 63 bytes, messages at 383 bytes. A null text reads "<NULL>".
  *
  * A message equal to the one before it is not written again; when a different one arrives,
  * "%d duplicate message(s) skipped." is written first. Only the texts are compared, not modules or
  * levels.
  *
- * A line reads "%09.3f %s %s: %s\n": seconds since the library was loaded, the level padded to seven
- * characters, the module, the message. A message that ends in a line break does not get a second one.
- * TRACE lines are short, "%s: %s\n" with module and message only.
+ * A line reads "%09.3f %s %s: %s\n": seconds since the library was loaded, the level padded to
+ * seven characters, the module, the message. A message that ends in a line break does not get a
+ * second one. TRACE lines are short, "%s: %s\n" with module and message only.
  *
  * Threads: any thread may call qz_log, qz_vlogf and qz_log_set_output at any time; they never wait
- * for the disk or for a lock and allocate nothing. The other functions are for one thread at a time,
- * normally the host's main thread.
+ * for the disk or for a lock and allocate nothing. The other functions are for one thread at a
+ * time, normally the host's main thread.
  */
 #ifndef QZCORE_CORE_LOG_H
 #define QZCORE_CORE_LOG_H
@@ -33,8 +33,8 @@
 #include <stdarg.h>
 #include <stdint.h>
 
-/* Levels are bit flags, so that an output's mask is the sum of the levels it accepts. Any other value
- * prints as "UNKNOWN". */
+/* Levels are bit flags, so that an output's mask is the sum of the levels it accepts. Any other
+ * value prints as "UNKNOWN". */
 enum {
     QZ_LOG_ALERT = 0x02, /* shown to the user in a message box as well */
     QZ_LOG_ERROR = 0x08,
@@ -49,38 +49,44 @@ enum {
  * defines ERROR as 0, builds define DEBUG; code that lives with such macros uses the long names.
  * Define QZ_LOG_NO_SHORT_NAMES before including this header to have the long names alone. */
 #ifndef QZ_LOG_NO_SHORT_NAMES
+#    ifdef __cplusplus
+#        define QZ_LOG_SHORT_NAME(name) inline constexpr unsigned int name = QZ_LOG_##name;
+#    else
+#        define QZ_LOG_SHORT_NAME(name) enum { name = QZ_LOG_##name };
+#    endif
 #    ifndef ALERT
-enum { ALERT = QZ_LOG_ALERT };
+QZ_LOG_SHORT_NAME(ALERT)
 #    endif
 #    ifndef ERROR
-enum { ERROR = QZ_LOG_ERROR };
+QZ_LOG_SHORT_NAME(ERROR)
 #    endif
 #    ifndef WARNING
-enum { WARNING = QZ_LOG_WARNING };
+QZ_LOG_SHORT_NAME(WARNING)
 #    endif
 #    ifndef INFO
-enum { INFO = QZ_LOG_INFO };
+QZ_LOG_SHORT_NAME(INFO)
 #    endif
 #    ifndef DEBUG
-enum { DEBUG = QZ_LOG_DEBUG };
+QZ_LOG_SHORT_NAME(DEBUG)
 #    endif
 #    ifndef TRACE
-enum { TRACE = QZ_LOG_TRACE };
+QZ_LOG_SHORT_NAME(TRACE)
 #    endif
 #    ifndef ALL
-enum { ALL = QZ_LOG_ALL };
+QZ_LOG_SHORT_NAME(ALL)
 #    endif
+#    undef QZ_LOG_SHORT_NAME
 #endif
 
 QZ_EXTERN_C_BEGIN
 
 /* Logs one message.
  *
- * The text is taken as it stands; a "%" in it means nothing. Unless the level is TRACE, the line goes
- * to the debugger and to standard error before the call returns: to a console as characters, to a
- * file or pipe as UTF-8 bytes. Nothing is echoed when standard error was closed or the null device
- * at load or at qz_log_start. ALERT shows a message box and returns when it is closed; without a
- * display, and on Linux, the line on standard error is all there is.
+ * The text is taken as it stands; a "%" in it means nothing. Unless the level is TRACE, the line
+ * goes to the debugger and to standard error before the call returns: to a console as characters,
+ * to a file or pipe as UTF-8 bytes. Nothing is echoed when standard error was closed or the null
+ * device at load or at qz_log_start. ALERT shows a message box and returns when it is closed;
+ * without a display, and on Linux, the line on standard error is all there is.
  *
  * When no record is free the message is counted as lost and not echoed either. */
 QZ_API void qz_log(const char* module, unsigned int level, const char* message);
@@ -93,16 +99,16 @@ QZ_API void qz_vlogf(const char* module, unsigned int level, const char* format,
  *
  * directory: where all log files go, at most 255 bytes; kept as a copy. It is not created.
  * name: the first output, opened at once as "<directory>/<name>.log" for every module with the mask
- *   ALL; null opens none. A file of that name that exists is renamed to "<name>.log.old" first, over
- *   an older one. An output that cannot be opened is silently absent.
+ *   ALL; null opens none. A file of that name that exists is renamed to "<name>.log.old" first,
+ * over an older one. An output that cannot be opened is silently absent.
  *
- * Returns 0; -1 if the thread is already running; the error number if it cannot be started, after an
- * ALERT "can't start log thread". */
+ * Returns 0; -1 if the thread is already running; the error number if it cannot be started, after
+ * an ALERT "can't start log thread". */
 QZ_API int qz_log_start(const char* directory, const char* name);
 
 /* Ends the writer thread when it has written what is queued, and closes the outputs. Waits for the
- * disk if it has to. Does nothing if the thread is not running. From then on messages are counted as
- * lost and appear nowhere. */
+ * disk if it has to. Does nothing if the thread is not running. From then on messages are counted
+ * as lost and appear nowhere. */
 QZ_API void qz_log_stop(void);
 
 /* Closes the facility for good; unloading the library does it. Afterwards qz_log only echoes. */
@@ -128,9 +134,9 @@ typedef struct qz_log_entry {
     uint32_t lost; /* messages lost just before this one, to the files or to the hook */
 } qz_log_entry;
 
-/* A hook lets one consumer, for example a console inside the application, read the messages that the
- * writer thread has handled. At most 512 wait for it; what comes on top is counted in `lost`. One
- * thread at a time uses the three functions.
+/* A hook lets one consumer, for example a console inside the application, read the messages that
+ * the writer thread has handled. At most 512 wait for it; what comes on top is counted in `lost`.
+ * One thread at a time uses the three functions.
  *
  * qz_log_hook_start returns 0, or -1 if the writer thread is not running or a hook is active. */
 QZ_API int qz_log_hook_start(void);

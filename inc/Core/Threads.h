@@ -34,8 +34,8 @@ QZ_API QZ_semaphore* QZ_semaphore_create(int32_t initial_count);
 /* Frees the semaphore; nobody may be waiting for it. */
 QZ_API void QZ_semaphore_destroy(QZ_semaphore* semaphore);
 
-/* Adds one count and wakes a waiting thread if there is one. Returns non-zero on success, 0 when the
- * count is at its maximum. */
+/* Adds one count and wakes a waiting thread if there is one. Returns non-zero on success, 0 when
+ * the count is at its maximum. */
 QZ_API int QZ_semaphore_signal(QZ_semaphore* semaphore);
 
 /* Waits, without limit, for a count and takes it. Returns 0 when it was taken. */

@@ -4,8 +4,8 @@
  * display lists the names and asks for one value or all of them. There are 16 places. The library
  * itself registers "Main pool", "Lua" and others when it is loaded.
  *
- * Threads: safe from any thread. One mutex is held during each call, callbacks included, so a callback
- * must not call these functions.
+ * Threads: safe from any thread. One mutex is held during each call, callbacks included, so a
+ * callback must not call these functions.
  */
 #ifndef QZCORE_CORE_WATCH_H
 #define QZCORE_CORE_WATCH_H
@@ -27,8 +27,8 @@ typedef void (*QZ_watch_list_function)(const char* name, void* context);
 /* Registers a watch. The name is cut at 31 characters, here and wherever a watch is looked up.
  *
  * Returns 1 if it was registered; 0 if the table is full or the name is taken: an existing watch is
- * never replaced. With a null callback it removes the watch of that name and returns 1, or returns 0
- * if there is none. */
+ * never replaced. With a null callback it removes the watch of that name and returns 1, or returns
+ * 0 if there is none. */
 QZ_API int QZ_watch_set(const char* name, QZ_watch_callback callback, void* data);
 
 /* Removes the watch of that name, if there is one. */

@@ -45,10 +45,11 @@ QZ_API void QZ_lua_openlibs(lua_State* state);
 
 /* Loads a chunk from a file of the VFS and leaves it on the stack, uncalled.
  *
- * Source text and precompiled chunks are accepted as lua_load accepts them. The path itself is the
- * chunk's name, without the prefix character by which Lua tells names of files from chunks of text;
- * hence the form of names in error messages, [string "path"], on which callers rely. A first line
- * that begins with "#" is not skipped.
+ * Source text and precompiled chunks are accepted as lua_load accepts them; with LuaJIT, which does
+ * not check precompiled chunks for damage, they are refused as a syntax error. The path itself is
+ * the chunk's name, without the prefix character by which Lua tells names of files from chunks of
+ * text; hence the form of names in error messages, [string "path"], on which callers rely. A first
+ * line that begins with "#" is not skipped.
  *
  * Returns 0, or one of Lua's error codes with a message on the stack in place of the chunk:
  * LUA_ERRFILE (6) with "no filename given" for a null path and "can't open '%s'" for a file that

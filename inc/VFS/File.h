@@ -1,17 +1,17 @@
 /* Files and directories.
  *
  * Paths are UTF-8, with "\" or "/" as separator, and are used exactly as given: relative ones are
- * relative to the current directory, never to a location or to the base directory (VFS/Paths.h joins
- * them). A path has at most 255 characters (UTF-16 units). On Windows one that is longer or not valid
- * UTF-8 is handed to the ANSI calls as it is, deliberately; on Linux a longer one is refused, and
- * bytes that are not valid UTF-8 are a name like any other. A null path is a failure.
+ * relative to the current directory, never to a location or to the base directory (VFS/Paths.h
+ * joins them). A path has at most 255 characters (UTF-16 units). On Windows one that is longer or
+ * not valid UTF-8 is handed to the ANSI calls as it is, deliberately; on Linux a longer one is
+ * refused, and bytes that are not valid UTF-8 are a name like any other. A null path is a failure.
  *
  * Failures are results, never crashes. Probing is normal use, so a failed open for reading and a
  * failed query log nothing; a failed open for writing and a failed operation on a handle log one
  * ERROR line (module "VFS") that ends in the system's own words.
  *
- * Threads: one handle is for one thread at a time; different handles and all queries may be used from
- * any threads at once.
+ * Threads: one handle is for one thread at a time; different handles and all queries may be used
+ * from any threads at once.
  */
 #ifndef QZCORE_VFS_FILE_H
 #define QZCORE_VFS_FILE_H
@@ -44,29 +44,30 @@ struct VFS_FileOps {
  *
  * VFS_open_read: the file must exist; the position is 0.
  * VFS_open_write: the file is created or emptied.
- * VFS_open_append: the file is created if missing; the position is at its end, once: a write goes to
- *   wherever VFS_seek has moved it since.
+ * VFS_open_append: the file is created if missing; the position is at its end, once: a write goes
+ * to wherever VFS_seek has moved it since.
  *
  * Directories are refused. So is, on Linux, whatever else is not an ordinary file (pipes, sockets,
  * devices), at once and without waiting for another end.
  *
  * Sharing: a file that is open for writing cannot be opened for writing again, by any process that
  * opens it through this library; a refused open leaves its contents alone. Windows makes that rule
- * for all programs and extends it: there a file that is open for writing cannot be opened for reading
- * through this library either, nor one that is being read for writing, nor can an open file be
- * removed. On Linux readers and writers do not hinder each other and an open file can be removed. */
+ * for all programs and extends it: there a file that is open for writing cannot be opened for
+ * reading through this library either, nor one that is being read for writing, nor can an open file
+ * be removed. On Linux readers and writers do not hinder each other and an open file can be
+ * removed. */
 QZ_API VFS_File* VFS_open_read(const char* path);
 QZ_API VFS_File* VFS_open_write(const char* path);
 QZ_API VFS_File* VFS_open_append(const char* path);
 
-/* Read or write up to `count` bytes at the position and move it; return how many it were. Fewer than
- * asked for means the end of the file (not an error), or an error, which is logged. Counts and files
- * above 4 GiB work. A null file logs "VFS_read(NULL)" and so on, and returns 0. */
+/* Read or write up to `count` bytes at the position and move it; return how many it were. Fewer
+ * than asked for means the end of the file (not an error), or an error, which is logged. Counts and
+ * files above 4 GiB work. A null file logs "VFS_read(NULL)" and so on, and returns 0. */
 QZ_API size_t VFS_read(VFS_File* file, void* buffer, size_t count);
 QZ_API size_t VFS_write(VFS_File* file, const void* buffer, size_t count);
 
-/* Moves the position to so many bytes from the start; beyond the end is allowed. Returns 1, or 0 with
- * the position unchanged. */
+/* Moves the position to so many bytes from the start; beyond the end is allowed. Returns 1, or 0
+ * with the position unchanged. */
 QZ_API int VFS_seek(VFS_File* file, int64_t position);
 
 /* The position and the size in bytes; 0 on failure. */

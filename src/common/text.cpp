@@ -45,15 +45,16 @@ public:
     bool isOpen() const { return descriptor_ != closed(); }
 
     struct Rules {
-        std::size_t inputUnit;            // bytes to skip where the input is not understood
-        std::string_view question;        // what stands for them, in the output's encoding
-        std::string_view beyondFirstPlane; // what stands for a well-formed four-byte character; may be
-                                           // empty: then it is converted, or not understood
+        std::size_t inputUnit;             // bytes to skip where the input is not understood
+        std::string_view question;         // what stands for them, in the output's encoding
+        std::string_view beyondFirstPlane; // what stands for a well-formed four-byte character; may
+                                           // be empty: then it is converted, or not understood
     };
 
     std::string convert(std::string_view text, const Rules& rules) {
         Conversion conversion{text, {}};
-        iconv(descriptor_, nullptr, nullptr, nullptr, nullptr); // forgets the state of the last text
+        iconv(descriptor_, nullptr, nullptr, nullptr,
+              nullptr); // forgets the state of the last text
         while (!conversion.input.empty()) {
             if (!step(conversion) && !conversion.input.empty()) {
                 replace(conversion, rules);

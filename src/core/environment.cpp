@@ -79,9 +79,9 @@ int SYS_getenv(const char* name, char* buffer, size_t size) {
 
 int SYS_putenv(const char* name, const char* value) {
     using platform::VariableStatus;
-    const VariableStatus status =
-        name != nullptr ? platform::setVariable(name, value != nullptr ? value : "")
-                        : VariableStatus::badName;
+    const VariableStatus status = name != nullptr
+                                      ? platform::setVariable(name, value != nullptr ? value : "")
+                                      : VariableStatus::badName;
     if (status == VariableStatus::badName) {
         qz_logf(kModule, QZ_LOG_ERROR, "SYS_putenv(\"%s\"): bad varname encoding.", orNull(name));
     } else if (status == VariableStatus::badValue) {

@@ -46,7 +46,8 @@ std::uint32_t readTail(const unsigned char* bytes, std::size_t count) {
 // Reads a word of text whose terminator may be its first byte: the bytes behind the terminator are
 // read as well, unless they lie on another page, which may not be there. Address checkers know
 // nothing of pages.
-__attribute__((no_sanitize("address"))) inline std::uint32_t readTextWord(const unsigned char* text) {
+__attribute__((no_sanitize("address"))) inline std::uint32_t
+readTextWord(const unsigned char* text) {
     constexpr std::uintptr_t kSmallestPage = 4096;
     constexpr std::uintptr_t kLastWord = kSmallestPage - sizeof(std::uint32_t);
     if ((reinterpret_cast<std::uintptr_t>(text) & (kSmallestPage - 1)) > kLastWord) [[unlikely]] {

@@ -1,5 +1,5 @@
-// The algorithms of the intrusive stack and queue, inline for the library's own hot paths; the exported
-// functions of Core/Atomics.h are the same, called from outside.
+// The algorithms of the intrusive stack and queue, inline for the library's own hot paths; the
+// exported functions of Core/Atomics.h are the same, called from outside.
 //
 // Both containers lock one of their words, by storing all ones, for the two stores in which they
 // would otherwise be inconsistent. Everything is written for a weakly ordered processor: what one
@@ -33,8 +33,8 @@ inline void* pointerTo(std::uintptr_t word) {
     return reinterpret_cast<void*>(word);
 }
 
-// Swaps a word to "locked" and returns what it held, or returns `unlockable` as soon as the word holds
-// that.
+// Swaps a word to "locked" and returns what it held, or returns `unlockable` as soon as the word
+// holds that.
 inline std::uintptr_t lockWord(AtomicWord word, std::uintptr_t unlockable) {
     Spin spin;
     std::uintptr_t seen = word.load(std::memory_order_relaxed);
@@ -74,9 +74,10 @@ inline void stackPush(QZ_atomic_stack& stack, void* element) {
     stackPushChain(stack, element, element);
 }
 
-// Why the head is locked while its element is taken off: to put the element's successor in its place
-// the successor has to be read, and without the lock the element could be popped, reused and pushed
-// again between that reading and the swap; the swap would succeed and install a stale successor.
+// Why the head is locked while its element is taken off: to put the element's successor in its
+// place the successor has to be read, and without the lock the element could be popped, reused and
+// pushed again between that reading and the swap; the swap would succeed and install a stale
+// successor.
 inline void* stackPop(QZ_atomic_stack& stack) {
     AtomicWord head(stack.head);
     const std::uintptr_t top = lockWord(head, 0);
@@ -94,15 +95,16 @@ inline void gatherInit(QZ_atomic_gather& queue) {
     AtomicWord(queue.last).store(wordOf(&queue), std::memory_order_release);
 }
 
-// Why last is locked during a push: whoever has taken the place behind the old last element must link
-// the new one to it before the next producer links to the new one, or the consumer could meet a chain
-// with a hole. While it is locked other producers spin, and the consumer sees the queue end at the old
-// last element.
+// Why last is locked during a push: whoever has taken the place behind the old last element must
+// link the new one to it before the next producer links to the new one, or the consumer could meet
+// a chain with a hole. While it is locked other producers spin, and the consumer sees the queue end
+// at the old last element.
 inline void gatherPush(QZ_atomic_gather& queue, void* element) {
     const std::uintptr_t pushed = wordOf(element);
     linkOf(pushed).store(wordOf(&queue), std::memory_order_relaxed);
     AtomicWord last(queue.last);
-    const std::uintptr_t noSuchWord = 0; // last is never null: the queue has no other way out of here
+    const std::uintptr_t noSuchWord =
+        0; // last is never null: the queue has no other way out of here
     const std::uintptr_t oldLast = lockWord(last, noSuchWord);
     // Into the queue's first word when it was empty. Release: hands the element to the consumer.
     linkOf(oldLast).store(pushed, std::memory_order_release);
@@ -110,8 +112,8 @@ inline void gatherPush(QZ_atomic_gather& queue, void* element) {
 }
 
 // Takes the only element off the tail. Returns what follows it after all: the queue itself when it
-// could be taken off, or the element that a producer has linked behind it meanwhile. A producer that
-// has locked last is about to do so, hence the loop ends either way.
+// could be taken off, or the element that a producer has linked behind it meanwhile. A producer
+// that has locked last is about to do so, hence the loop ends either way.
 inline std::uintptr_t gatherDetachLast(QZ_atomic_gather& queue, std::uintptr_t element) {
     const std::uintptr_t end = wordOf(&queue);
     AtomicWord last(queue.last);

@@ -21,8 +21,8 @@ using core::LogRecord;
 constexpr unsigned int kPopupMask = QZ_LOG_ALERT;
 constexpr char kNullText[] = "<NULL>";
 
-// Trivial to make and never destroyed: other static objects log before and after their turn, and threads
-// may still be in a call when the process ends.
+// Trivial to make and never destroyed: other static objects log before and after their turn, and
+// threads may still be in a call when the process ends.
 core::LogRecordPool pool;
 constinit core::LogDuplicates duplicates;
 alignas(core::LogWriter) unsigned char writerStorage[sizeof(core::LogWriter)];
@@ -136,7 +136,8 @@ void qz_log(const char* module, unsigned int level, const char* message) {
 void qz_vlogf(const char* module, unsigned int level, const char* format, va_list arguments) {
     char message[1024];
     if (std::vsnprintf(message, sizeof message, format, arguments) < 0) {
-        core::copyCut(message, format); // an argument could not be converted: better this than nothing
+        core::copyCut(message,
+                      format); // an argument could not be converted: better this than nothing
     }
     qz_log(module, level, message);
 }

@@ -12,9 +12,9 @@ int qz_log_init();
 
 namespace core {
 
-// qz_log_exit for the unloading of the library: waits for the writer thread's last lines, but for two
-// seconds only, because a disk that hangs must not keep a process from ending. A thread that has not
-// ended by then keeps what it uses.
+// qz_log_exit for the unloading of the library: waits for the writer thread's last lines, but for
+// two seconds only, because a disk that hangs must not keep a process from ending. A thread that
+// has not ended by then keeps what it uses.
 void closeLogAtExit();
 
 } // namespace core

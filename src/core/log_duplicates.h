@@ -6,9 +6,9 @@
 
 namespace core {
 
-// Compares each message's text with the one before it. The writer thread and the callers of a log that
-// cannot queue share this state: the writer may wait for a caller, who holds it for the comparison of
-// two texts only; a caller never waits for anybody.
+// Compares each message's text with the one before it. The writer thread and the callers of a log
+// that cannot queue share this state: the writer may wait for a caller, who holds it for the
+// comparison of two texts only; a caller never waits for anybody.
 class LogDuplicates {
 public:
     struct Verdict {

@@ -22,8 +22,8 @@ public:
     // For the writer thread: true if the hook keeps the record.
     bool offer(LogRecord& record);
 
-    // Gives back what waits for a consumer that has gone; for the writer thread, or for whoever stands
-    // in for it.
+    // Gives back what waits for a consumer that has gone; for the writer thread, or for whoever
+    // stands in for it.
     void release();
 
 private:

@@ -45,7 +45,8 @@ private:
         bool accepts(std::uint32_t level, const char* module) const;
     };
 
-    // The pointer that holds the output of that name; the one at the end of the list if there is none.
+    // The pointer that holds the output of that name; the one at the end of the list if there is
+    // none.
     std::unique_ptr<Output>& find(const char* name);
 
     std::unique_ptr<Output> first_;

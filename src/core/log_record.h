@@ -11,7 +11,8 @@
 
 namespace core {
 
-// A record of its own cache lines: its caller and the writer thread do not disturb their neighbours.
+// A record of its own cache lines: its caller and the writer thread do not disturb their
+// neighbours.
 struct alignas(64) LogRecord {
     static constexpr double kControlTime = -1.0;
 

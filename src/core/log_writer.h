@@ -7,13 +7,13 @@
 #include "core/log_record.h"
 #include "core/wake_signal.h"
 
-#include <atomic>
 #include <array>
+#include <atomic>
 
 namespace core {
 
-// The queue and everything that handles what comes out of it. Any thread may queue; one thread at a time
-// handles: the writer thread while it runs, else whoever starts or ends it.
+// The queue and everything that handles what comes out of it. Any thread may queue; one thread at a
+// time handles: the writer thread while it runs, else whoever starts or ends it.
 class LogWriter {
 public:
     LogWriter(LogRecordPool& pool, LogDuplicates& duplicates)

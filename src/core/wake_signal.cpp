@@ -19,8 +19,8 @@ void WakeSignal::wake(State from) {
     }
 }
 
-// State and count are written and read in opposite order on the two sides: either this thread sees the
-// work, or the signalling thread sees it resting.
+// State and count are written and read in opposite order on the two sides: either this thread sees
+// the work, or the signalling thread sees it resting.
 void WakeSignal::rest(State how) {
     state_.store(how, std::memory_order_seq_cst);
     bool woken = false;

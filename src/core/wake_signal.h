@@ -8,10 +8,11 @@
 
 namespace core {
 
-// A counting semaphore with one waiting thread. Waking a sleeping thread costs a system call and, on
-// another processor, tens of microseconds, and it is the signalling thread that pays. So the waiting
-// thread goes to sleep by degrees: while there was work lately it only naps and looks again by
-// itself, and nobody wakes it unless work piles up; after a quiet time it sleeps until it is woken.
+// A counting semaphore with one waiting thread. Waking a sleeping thread costs a system call and,
+// on another processor, tens of microseconds, and it is the signalling thread that pays. So the
+// waiting thread goes to sleep by degrees: while there was work lately it only naps and looks again
+// by itself, and nobody wakes it unless work piles up; after a quiet time it sleeps until it is
+// woken.
 //
 // The price is the length of a nap: work may wait that long before it is seen.
 class WakeSignal {
@@ -28,8 +29,8 @@ public:
         }
     }
 
-    // Waits until there is work and takes at most `most` pieces of it; returns how many, at least 1.
-    // The waiting thread only.
+    // Waits until there is work and takes at most `most` pieces of it; returns how many, at
+    // least 1. The waiting thread only.
     std::int32_t wait(std::int32_t most);
 
     // Takes at most `most` pieces if there are any, else returns 0. The waiting thread, or whoever

@@ -26,8 +26,8 @@ struct Watch {
 
 std::array<Watch, kPlaces> watches;
 
-// In static storage, so that a thread that is still in a call when the table closes touches no memory
-// that has gone.
+// In static storage, so that a thread that is still in a call when the table closes touches no
+// memory that has gone.
 platform::RecursiveMutex tableMutex;
 std::atomic<bool> tableIsOpen{false};
 

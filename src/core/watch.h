@@ -5,8 +5,8 @@ namespace core {
 
 void openWatchTable();
 
-// Clears every place. Waits for a callback that is running, but not for ever: one that hangs must not
-// keep a process from ending.
+// Clears every place. Waits for a callback that is running, but not for ever: one that hangs must
+// not keep a process from ending.
 void closeWatchTable();
 
 } // namespace core

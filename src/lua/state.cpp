@@ -42,7 +42,7 @@ constexpr luaL_Reg kLibraries[] = {
     {LUA_OSLIBNAME, QZ_luaopen_os},  {LUA_STRLIBNAME, luaopen_string},
     {LUA_MATHLIBNAME, luaopen_math}, {LUA_DBLIBNAME, luaopen_debug},
     {"log", QZ_luaopen_log},
-#ifdef LUA_JITLIBNAME
+#ifdef LUAJIT_VERSION
     {LUA_JITLIBNAME, luaopen_jit}, // opening it is what turns the compiler on
 #endif
 };

@@ -14,7 +14,8 @@ bool echoWanted();
 // Sends a line of UTF-8 text, terminated, to the debugger and to standard error.
 void echo(const char* text, std::size_t length);
 
-// Shows a modal error box and returns when it is closed; at once where there is nothing to show it on.
+// Shows a modal error box and returns when it is closed; at once where there is nothing to show it
+// on.
 void alertBox(const char* text, const char* caption);
 
 } // namespace platform

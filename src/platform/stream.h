@@ -5,8 +5,8 @@
 
 namespace platform {
 
-// Opens for writing in text mode, truncating; null if it cannot be opened at once. A pipe that nobody
-// reads counts as one that cannot.
+// Opens for writing in text mode, truncating; null if it cannot be opened at once. A pipe that
+// nobody reads counts as one that cannot.
 std::FILE* openTextForWriting(const char* path);
 
 // True for a file that has contents to keep; false for pipes and devices.

@@ -107,13 +107,13 @@ unsigned int VFS_add_location(const VFS_Location* location) {
     }
     LocationRecord** const link = findLink(location->path);
     if (*link != nullptr) {
-        qz_logf("VFS", QZ_LOG_ERROR, "add_location {\"%s\", \"%s\"}: path already added as \"%s\"",
+        qz_logf("VFS", QZ_LOG_ERROR, R"(add_location {"%s", "%s"}: path already added as "%s")",
                 location->name, location->path, (*link)->name);
         return 0;
     }
     auto* record = new (std::nothrow) LocationRecord;
     if (record == nullptr) {
-        qz_logf("VFS", QZ_LOG_ERROR, "add_location {\"%s\", \"%s\"}: not enough memory",
+        qz_logf("VFS", QZ_LOG_ERROR, R"(add_location {"%s", "%s"}: not enough memory)",
                 location->name, location->path);
         return 0;
     }

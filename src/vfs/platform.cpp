@@ -5,7 +5,7 @@
 #include "platform/folders.h"
 #include "vfs/system_file.h"
 
-#include <cstring>
+#include <cstdio>
 
 namespace vfs {
 
@@ -103,9 +103,7 @@ bool useDocuments(char* buffer, std::size_t size) {
 }
 
 void useCurrentDirectory(char* buffer, std::size_t size) {
-    if (size >= sizeof ".") {
-        std::strcpy(buffer, ".");
-    }
+    std::snprintf(buffer, size, ".");
 }
 
 void defaultWriteDirectory(char* buffer, std::size_t size) {

@@ -5,6 +5,7 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 #include <new>
 
 namespace {
@@ -98,7 +99,9 @@ VFS_File* makeFile(platform::FileHandle handle, const char* path) {
     }
     file->base.ops = &kSystemFileOps;
     file->handle = handle;
-    std::snprintf(file->path, sizeof file->path, "%s", path);
+    const std::size_t length = strnlen(path, sizeof file->path - 1);
+    std::memcpy(file->path, path, length);
+    file->path[length] = 0;
     return &file->base;
 }
 

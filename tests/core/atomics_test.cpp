@@ -83,9 +83,9 @@ TEST(AtomicGather, IsFirstInFirstOutAndAcceptsPushesAfterBecomingEmpty) {
     EXPECT_EQ(QZ_atomic_gather_pop(&queue), nullptr);
 }
 
-// The property: an element is owned by one thread at a time. Each thread takes elements, writes to them
-// without any protection of its own, and gives them back; a stale pop would hand one out twice, which
-// shows in the counts (and as a race under ThreadSanitizer).
+// The property: an element is owned by one thread at a time. Each thread takes elements, writes to
+// them without any protection of its own, and gives them back; a stale pop would hand one out
+// twice, which shows in the counts (and as a race under ThreadSanitizer).
 TEST(AtomicStack, HandsEachElementToOneThreadAtATime) {
     constexpr int kRounds = 30000;
     QZ_atomic_stack stack;
@@ -113,8 +113,8 @@ TEST(AtomicStack, HandsEachElementToOneThreadAtATime) {
     EXPECT_EQ(counted, taken.load());
 }
 
-// The property: everything pushed comes out once, each producer's elements in its order. The consumer
-// keeps the queue near empty, where the ends meet.
+// The property: everything pushed comes out once, each producer's elements in its order. The
+// consumer keeps the queue near empty, where the ends meet.
 TEST(AtomicGather, DeliversEveryElementInItsProducersOrder) {
     constexpr int kProducers = 3;
     constexpr int kEach = 40000;

@@ -11,7 +11,9 @@ namespace {
 // The algorithm as its definition reads, byte by byte; `mixed` is what the seed is combined with.
 std::uint32_t reference(const std::string& bytes, std::uint32_t seed, std::uint32_t mixed) {
     constexpr std::uint32_t m = 0x5BD1E995;
-    const auto at = [&](std::size_t i) { return std::uint32_t{static_cast<unsigned char>(bytes[i])}; };
+    const auto at = [&](std::size_t i) {
+        return std::uint32_t{static_cast<unsigned char>(bytes[i])};
+    };
     std::uint32_t hash = seed ^ mixed;
     std::size_t i = 0;
     for (; i + 4 <= bytes.size(); i += 4) {

@@ -1,4 +1,5 @@
-/* Every flat header, as C11 sees it; once more after the macros that windows.h and builds define. */
+/* Every flat header, as C11 sees it; once more after the macros that windows.h and builds define.
+ */
 #define ERROR 0
 #define DEBUG 1
 #define min(a, b) ((a) < (b) ? (a) : (b))

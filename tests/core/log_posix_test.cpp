@@ -51,8 +51,8 @@ TEST(LogOnAPipe, NoCallerWaitsForAStuckDisk) {
     StuckDisk disk(directory / "slow.log");
     ASSERT_EQ(qz_log_start(directory.c_str(), "slow"), 0);
     ::testing::internal::CaptureStderr();
-    // Far more than the pipe and the pool hold. If a caller waited, this would never end: the pipe is
-    // read only afterwards.
+    // Far more than the pipe and the pool hold. If a caller waited, this would never end: the pipe
+    // is read only afterwards.
     constexpr int kMessages = 20000;
     for (int i = 0; i < kMessages; ++i) {
         qz_log("M", QZ_LOG_INFO, ("message " + std::to_string(i)).c_str());

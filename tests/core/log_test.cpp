@@ -70,8 +70,8 @@ TEST_F(Log, WritesLinesOfEveryLevel) {
     qz_log_stop();
     EXPECT_EQ(lines(), (Lines{kStartUp, "ALERT   M: a", "ERROR   M: b", "WARNING M: c",
                               "INFO    M: 100% %s %n", "DEBUG   M: e", "UNKNOWN M: g",
-                              "INFO    <NULL>: <NULL>", "INFO    M: one line break", "INFO    M: ",
-                              "INFO    M: two", ""}));
+                              "INFO    <NULL>: <NULL>", "INFO    M: one line break",
+                              "INFO    M: ", "INFO    M: two", ""}));
     const std::string first = readFile(path("main")).substr(0, 10);
     EXPECT_TRUE(std::regex_match(first, std::regex("0000[0-9]\\.[0-9]{3} "))) << first;
 }
@@ -95,9 +95,9 @@ TEST_F(Log, ReportsDuplicatesWhenADifferentMessageArrives) {
     qz_log("A", QZ_LOG_INFO, "different");
     qz_log("A", QZ_LOG_INFO, "different"); // never reported: nothing follows
     qz_log_stop();
-    EXPECT_EQ(lines(), (Lines{kStartUp, "INFO    A: same",
-                              "WARNING LOG: 2 duplicate message(s) skipped.",
-                              "INFO    A: different"}));
+    EXPECT_EQ(lines(),
+              (Lines{kStartUp, "INFO    A: same", "WARNING LOG: 2 duplicate message(s) skipped.",
+                     "INFO    A: different"}));
     // The remark carries the time of the message that is its occasion.
     const std::string text = readFile(path("main"));
     const auto timeBefore = [&](const char* part) {
@@ -115,7 +115,8 @@ TEST_F(Log, CountsWhatThePoolCannotHold) {
     start();
     qz_log_set_output("all", nullptr, QZ_LOG_ALL | QZ_LOG_TRACE);
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
-    qz_log_set_output("all", nullptr, QZ_LOG_ALL | QZ_LOG_TRACE); // the first may have been lost, too
+    qz_log_set_output("all", nullptr,
+                      QZ_LOG_ALL | QZ_LOG_TRACE); // the first may have been lost, too
     qz_log("M", QZ_LOG_INFO, "after");
     qz_log_stop();
     const Lines written = lines();

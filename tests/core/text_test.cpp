@@ -37,7 +37,9 @@ TEST(Utf8, DecodingStaysInBoundsWhateverTheBytes) {
     EXPECT_EQ(decode(""), (Decoded{0, 0}));
     EXPECT_EQ(decode(std::string_view("\0", 1)), (Decoded{0, 1}));
     EXPECT_EQ(decode("\x80"), (Decoded{63, 1}));
-    EXPECT_EQ(decode("\xC3" "A"), (Decoded{63, 2}));
+    EXPECT_EQ(decode("\xC3"
+                     "A"),
+              (Decoded{63, 2}));
     EXPECT_EQ(decode(std::string_view("\xC3\0", 2)), (Decoded{0, 2}));
     EXPECT_EQ(decode("\xE2\x82"), (Decoded{0, 2}));
     EXPECT_EQ(decode("\xFE\x81\x80\x80\x80\x80\x80"), (Decoded{1, 7}));
@@ -89,7 +91,11 @@ TEST(Text, SubstringsAreCountedInCharacters) {
     EXPECT_EQ(utf8_substr("aé€😀z", 1, 3), "é€😀");
     EXPECT_EQ(utf8_substr("aé", 0, 100), "aé");
     EXPECT_EQ(utf8_substr("aé", 5, 1), "");
-    EXPECT_EQ(utf8_substr("\xE2" "ab", 0, 1), "\xE2") << "a sequence broken by another byte";
+    EXPECT_EQ(utf8_substr("\xE2"
+                          "ab",
+                          0, 1),
+              "\xE2")
+        << "a sequence broken by another byte";
     EXPECT_EQ(utf8_substr(std::string("ab\0cd", 5), 1, 4), "b");
     EXPECT_EQ(utf8_substr("abc", 1, SIZE_MAX), "bc");
 }
@@ -119,12 +125,9 @@ TEST_F(Conversions, RoundTripRealTexts) {
         const char* text;
         std::size_t localSize;
     };
-    const Case cases[] = {{"windows-1251", kRussian, 57},
-                          {"KOI8-R", kRussian, 57},
-                          {"ISO-8859-7", kGreek, 34},
-                          {"SHIFT_JIS", kJapanese, 46},
-                          {"EUC-JP", kJapanese, 46},
-                          {"ISO-2022-JP", kJapanese, 64},
+    const Case cases[] = {{"windows-1251", kRussian, 57}, {"KOI8-R", kRussian, 57},
+                          {"ISO-8859-7", kGreek, 34},     {"SHIFT_JIS", kJapanese, 46},
+                          {"EUC-JP", kJapanese, 46},      {"ISO-2022-JP", kJapanese, 64},
                           {"utf-8", "emoji 😀 too", 14}};
     for (const Case& c : cases) {
         Common::iconv_local_init(c.charset);
@@ -147,7 +150,8 @@ TEST_F(Conversions, TurnWhatTheyCannotConvertIntoQuestionMarks) {
     EXPECT_EQ(Common::iconv_local_from_utf8("a\xE2\x82"), "a??") << "cut short";
     EXPECT_EQ(Common::iconv_local_from_utf8("\xFF\xC0\xAFz"), "???z");
     EXPECT_EQ(Common::iconv_local_to_utf8("a\xFF"), "a?") << "unassigned";
-    EXPECT_EQ(Common::iconv_utf8_to_wchar("a😀b"), L"a\uFFFD" L"b");
+    EXPECT_EQ(Common::iconv_utf8_to_wchar("a😀b"), L"a\uFFFD"
+                                                  L"b");
     EXPECT_EQ(Common::iconv_utf8_to_wchar("\xF0\x9F\x98"), L"???");
     EXPECT_EQ(Common::iconv_utf8_to_wchar("\xF4\x90\x80\x80"), L"????") << "beyond Unicode";
     const std::wstring lone{L'a', static_cast<wchar_t>(0xD83D), L'b'};

@@ -10,8 +10,7 @@
 namespace {
 
 size_t printText(unsigned int mode, char* buffer, size_t size, void* data) {
-    const int length =
-        std::snprintf(buffer, size, "%s/%u", static_cast<const char*>(data), mode);
+    const int length = std::snprintf(buffer, size, "%s/%u", static_cast<const char*>(data), mode);
     return static_cast<size_t>(length);
 }
 

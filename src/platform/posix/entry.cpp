@@ -1,5 +1,5 @@
-// Linked last: constructor functions then run after the static initialisers of every other file, and
-// destructor functions before their destructors. A priority would change that order.
+// Linked last: constructor functions then run after the static initialisers of every other file,
+// and destructor functions before their destructors. A priority would change that order.
 #include "platform/entry.h"
 
 namespace {

@@ -70,7 +70,10 @@ std::optional<std::string> commandLine() {
         if (!utf16Length(argument)) {
             return std::nullopt;
         }
-        line += (line.empty() ? "" : " ") + quoted(argument);
+        if (!line.empty()) {
+            line += ' ';
+        }
+        line += quoted(argument);
     }
     return line;
 }

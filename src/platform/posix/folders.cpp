@@ -54,8 +54,7 @@ bool homeFolder(char* buffer, std::size_t size) {
 
 bool inHome(char* buffer, std::size_t size, std::string_view rest) {
     FolderBuffer home;
-    return homeFolder(home.data(), home.size()) &&
-           concatenate(buffer, size, home.data(), rest);
+    return homeFolder(home.data(), home.size()) && concatenate(buffer, size, home.data(), rest);
 }
 
 bool fromVariableOrHome(char* buffer, std::size_t size, const char* variable,
@@ -68,7 +67,8 @@ bool fromVariableOrHome(char* buffer, std::size_t size, const char* variable,
 // Tidies an absolute path, which only makes it shorter, and creates the folder if it is missing.
 FolderStatus ensureFolder(char* path, std::size_t size) {
     FolderBuffer given;
-    if (!concatenate(given.data(), given.size(), path, "") || !resolvePath(given.data(), path, size)) {
+    if (!concatenate(given.data(), given.size(), path, "") ||
+        !resolvePath(given.data(), path, size)) {
         return FolderStatus::unknown;
     }
     createDirectories(path, kUserFolderMode);
@@ -112,7 +112,8 @@ bool parseDocumentsLine(std::string_view line, char* buffer, std::size_t size) {
         line.remove_prefix(kHome.size());
     }
     FolderBuffer rest;
-    if (!unquote(line, rest.data(), rest.size()) || (rest[0] != '/' && !(belowHome && rest[0] == 0))) {
+    if (!unquote(line, rest.data(), rest.size()) ||
+        (rest[0] != '/' && !(belowHome && rest[0] == 0))) {
         return false;
     }
     return belowHome ? inHome(buffer, size, rest.data())
@@ -130,8 +131,8 @@ bool parseDocumentsFolder(std::string_view text, char* buffer, std::size_t size)
     return found;
 }
 
-// The users' folder file as the desktop keeps it. Only its beginning is looked at: the real ones have
-// a dozen lines.
+// The users' folder file as the desktop keeps it. Only its beginning is looked at: the real ones
+// have a dozen lines.
 bool configuredDocumentsFolder(char* buffer, std::size_t size) {
     FolderBuffer configuration;
     FolderBuffer path;
@@ -183,8 +184,7 @@ void reportDrive(const char* mount, SeenDevices& seen, DriveCallback callback, v
     FolderBuffer path;
     const bool root = std::strcmp(mount, "/") == 0;
     if (stat(mount, &status) == 0 && S_ISDIR(status.st_mode) &&
-        concatenate(path.data(), path.size(), mount, root ? "" : "/") &&
-        seen.add(status.st_dev)) {
+        concatenate(path.data(), path.size(), mount, root ? "" : "/") && seen.add(status.st_dev)) {
         std::replace(path.begin(), path.begin() + std::strlen(path.data()), '/', '\\');
         callback(context, mount, path.data());
     }

@@ -70,8 +70,9 @@ std::string nativePath(const char* path) {
 
 SystemPath::SystemPath(const char* path) {
     const std::size_t bytes = std::strlen(path);
-    // Bytes that are not valid UTF-8 are one unit each to the other system's ANSI calls.
-    fits_ = utf16Length({path, bytes}).value_or(bytes) <= kMaxUnits;
+    // No text has more units than bytes; bytes that are not valid UTF-8 are one unit each to the
+    // other system's ANSI calls.
+    fits_ = bytes <= kMaxUnits || utf16Length({path, bytes}).value_or(bytes) <= kMaxUnits;
     const std::size_t length = fits_ ? bytes : 0;
     std::replace_copy(path, path + length, text_, '\\', '/');
     text_[length] = 0;

@@ -9,10 +9,10 @@
 namespace platform {
 
 std::FILE* openTextForWriting(const char* path) {
-    // O_NONBLOCK makes the opening of a pipe without a reader fail instead of wait; the writing that
-    // follows is to wait.
-    const int descriptor = open(nativePath(path).c_str(),
-                                O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK, 0666);
+    // O_NONBLOCK makes the opening of a pipe without a reader fail instead of wait; the writing
+    // that follows is to wait.
+    const int descriptor =
+        open(nativePath(path).c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK, 0666);
     if (descriptor < 0) {
         return nullptr;
     }

@@ -31,11 +31,11 @@ bool isScalarValue(std::uint32_t codePoint) {
     return codePoint <= 0x10FFFF && (codePoint < 0xD800 || codePoint > 0xDFFF);
 }
 
-// The code point at the front of the text, which holds the whole sequence; nothing if it is not one.
+// The code point at the front of the text, which holds the whole sequence; nothing if it is not
+// one.
 std::optional<std::uint32_t> decode(std::string_view text, Sequence sequence) {
     const auto lead = static_cast<unsigned char>(text[0]);
-    std::uint32_t codePoint =
-        sequence.length == 1 ? lead : lead & (0x7Fu >> sequence.length);
+    std::uint32_t codePoint = sequence.length == 1 ? lead : lead & (0x7Fu >> sequence.length);
     for (std::size_t i = 1; i < sequence.length; ++i) {
         const auto byte = static_cast<unsigned char>(text[i]);
         if ((byte & 0xC0) != 0x80) {

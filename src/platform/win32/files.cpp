@@ -19,7 +19,8 @@ namespace {
 // A path for the wide calls. What cannot be one goes to the ANSI calls, byte by byte as it is.
 class SystemPath {
 public:
-    explicit SystemPath(const char* path) : bytes_(path), isWide_(toWide(path, wide_, std::size(wide_))) {}
+    explicit SystemPath(const char* path)
+        : bytes_(path), isWide_(toWide(path, wide_, std::size(wide_))) {}
 
     // The result of whichever call takes this path.
     template<class WideCall, class AnsiCall>
@@ -132,7 +133,9 @@ public:
     explicit WideListing(const wchar_t* pattern) : handle_(FindFirstFileW(pattern, &entry_)) {}
     HANDLE handle() const { return handle_; }
     bool next() { return FindNextFileW(handle_, &entry_) != 0; }
-    bool name(char* buffer, std::size_t size) const { return fromWide(entry_.cFileName, buffer, size); }
+    bool name(char* buffer, std::size_t size) const {
+        return fromWide(entry_.cFileName, buffer, size);
+    }
 
 private:
     WIN32_FIND_DATAW entry_;
@@ -193,7 +196,8 @@ void closeFile(FileHandle file) {
 
 std::size_t readFile(FileHandle file, void* buffer, std::size_t count, SystemError& error) {
     return transfer(count, error, [&](std::size_t done, DWORD wanted, DWORD* moved) {
-        return ReadFile(systemHandle(file), static_cast<char*>(buffer) + done, wanted, moved, nullptr);
+        return ReadFile(systemHandle(file), static_cast<char*>(buffer) + done, wanted, moved,
+                        nullptr);
     });
 }
 
@@ -282,9 +286,9 @@ void systemErrorText(SystemError error, char* buffer, std::size_t size) {
     constexpr DWORD kEnglish = MAKELANGID(LANG_ENGLISH, SUBLANG_ENGLISH_US);
     strcpy_s(buffer, size, "Unknown error");
     // The mask keeps the text in one line; it leaves a space where the line ended.
-    DWORD length = FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS |
-                                      FORMAT_MESSAGE_MAX_WIDTH_MASK,
-                                  nullptr, error, kEnglish, buffer, static_cast<DWORD>(size), nullptr);
+    DWORD length = FormatMessageA(
+        FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_MAX_WIDTH_MASK,
+        nullptr, error, kEnglish, buffer, static_cast<DWORD>(size), nullptr);
     while (length > 0 && static_cast<unsigned char>(buffer[length - 1]) <= ' ') {
         buffer[--length] = 0;
     }

@@ -85,9 +85,10 @@ FolderStatus savedGamesFolder(char* buffer, std::size_t size) {
     }
     const ComScope com;
     wchar_t* path = nullptr;
-    const bool found = SUCCEEDED(getKnownFolder(
-                           FOLDERID_SavedGames, KF_FLAG_CREATE | KF_FLAG_NO_ALIAS, nullptr, &path)) &&
-                       fromWide(path, buffer, size);
+    const bool found =
+        SUCCEEDED(getKnownFolder(FOLDERID_SavedGames, KF_FLAG_CREATE | KF_FLAG_NO_ALIAS, nullptr,
+                                 &path)) &&
+        fromWide(path, buffer, size);
     CoTaskMemFree(path);
     return found ? FolderStatus::ready : FolderStatus::unknown;
 }

@@ -7,12 +7,12 @@
 
 namespace platform {
 
-// Converts into a buffer of `units` UTF-16 units, terminator included. Returns false, with the buffer
-// empty, if the text is not valid UTF-8 or does not fit.
+// Converts into a buffer of `units` UTF-16 units, terminator included. Returns false, with the
+// buffer empty, if the text is not valid UTF-8 or does not fit.
 bool toWide(const char* text, wchar_t* buffer, std::size_t units);
 
-// Converts into a buffer of `size` bytes, terminator included. Returns false, with the buffer empty,
-// if the text has a lone surrogate or does not fit.
+// Converts into a buffer of `size` bytes, terminator included. Returns false, with the buffer
+// empty, if the text has a lone surrogate or does not fit.
 bool fromWide(const wchar_t* text, char* buffer, std::size_t size);
 
 // Converts as much as fits, invalid parts included as replacement characters; for display only.

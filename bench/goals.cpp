@@ -1,0 +1,132 @@
+#include "goals.h"
+
+#include <benchmark/benchmark.h>
+
+#include <condition_variable>
+#include <cstdio>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <stop_token>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+namespace bench {
+
+namespace {
+
+using Run = benchmark::BenchmarkReporter::Run;
+
+// The medians of a benchmark: its time in nanoseconds, and its counters.
+using Figures = std::map<std::string, double, std::less<>>;
+
+std::string nameOf(const Run& run) {
+    const benchmark::BenchmarkName& name = run.run_name;
+    std::string full = name.function_name;
+    for (const std::string* part : {&name.args, &name.threads}) {
+        if (!part->empty()) {
+            full += "/" + *part;
+        }
+    }
+    return full;
+}
+
+Figures figuresOf(const Run& run) {
+    const double unit = benchmark::GetTimeUnitMultiplier(run.time_unit);
+    Figures figures{{kTime, run.GetAdjustedRealTime() / unit * 1e9}};
+    for (const auto& [name, counter] : run.counters) {
+        figures[name] = counter.value;
+    }
+    return figures;
+}
+
+// Shows medians only (or the one round there is), and keeps them.
+class MedianReporter : public benchmark::ConsoleReporter {
+public:
+    MedianReporter() : ConsoleReporter(OO_None) {}
+
+    void ReportRuns(const std::vector<Run>& runs) override {
+        std::vector<Run> shown;
+        for (const Run& run : runs) {
+            if (run.error_occurred) {
+                shown.push_back(run);
+            } else if (run.aggregate_name == "median" || run.repetitions == 1) {
+                shown.push_back(run);
+                figures_[nameOf(run)] = figuresOf(run);
+            }
+        }
+        ConsoleReporter::ReportRuns(shown);
+    }
+
+    std::optional<double> figure(std::string_view benchmark, std::string_view name) const {
+        const auto found = figures_.find(benchmark);
+        if (found == figures_.end()) {
+            return std::nullopt;
+        }
+        const auto value = found->second.find(name);
+        return value == found->second.end() ? std::nullopt : std::optional(value->second);
+    }
+
+private:
+    std::map<std::string, Figures, std::less<>> figures_;
+};
+
+void print(const Goal& goal, double measured, double peer) {
+    const bool isLimit = goal.sense == Goal::Sense::atMost;
+    const double proportion = measured / peer;
+    const bool isMet = isLimit ? proportion <= goal.proportion : proportion >= goal.proportion;
+    std::printf("%-36s %-36s %-16s %10.4g %10.4g %8.3f  %s %-6.3g %s\n", goal.measured, goal.peer,
+                goal.figure, measured, peer, proportion, isLimit ? "<=" : ">=", goal.proportion,
+                isMet ? "met" : "MISSED");
+}
+
+// Goals whose benchmarks were filtered out are left out as well.
+void printGoals(std::span<const Goal> goals, const MedianReporter& medians) {
+    std::printf("\n%-36s %-36s %-16s %10s %10s %8s  %s\n", "Measured", "Peer", "Figure", "measured",
+                "peer", "ratio", "goal");
+    for (const Goal& goal : goals) {
+        const auto measured = medians.figure(goal.measured, goal.figure);
+        const auto peer = medians.figure(goal.peer, goal.figure);
+        if (measured && peer) {
+            print(goal, *measured, *peer);
+        }
+    }
+}
+
+// While a process has one thread only, the C library leaves out atomic operations that it needs
+// otherwise. No program that a measurement is good for has one thread only.
+class IdleThread {
+    std::mutex mutex_;
+    std::condition_variable_any never_;
+    std::jthread thread_{[this](const std::stop_token& stop) {
+        std::unique_lock lock(mutex_);
+        never_.wait(lock, stop, [] { return false; });
+    }};
+};
+
+} // namespace
+
+int run(int argc, char** argv, std::span<const Goal> goals) {
+    // Rounds in random order: a machine that slows down slows everybody down. Later arguments win.
+    std::string interleaving = "--benchmark_enable_random_interleaving=true";
+    std::string repetitions = "--benchmark_repetitions=5";
+    std::vector<char*> arguments{argv[0], interleaving.data(), repetitions.data()};
+    arguments.insert(arguments.end(), argv + 1, argv + argc);
+    int count = static_cast<int>(arguments.size());
+    arguments.push_back(nullptr);
+
+    benchmark::Initialize(&count, arguments.data());
+    if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) {
+        return 2;
+    }
+    const IdleThread idle;
+    MedianReporter medians;
+    benchmark::RunSpecifiedBenchmarks(&medians);
+    benchmark::Shutdown();
+    printGoals(goals, medians);
+    return 0;
+}
+
+} // namespace bench

@@ -1,0 +1,161 @@
+// Scripts in a state of this library, on its pool and on whichever Lua it was built with, beside
+// stock Lua 5.1 on the C library's realloc.
+#include "goals.h"
+
+#include "Lua/State.h"
+
+#include <benchmark/benchmark.h>
+
+#include <dlfcn.h>
+#include <lua.hpp>
+
+namespace {
+
+#ifdef LUAJIT_VERSION
+constexpr double kProportion = 0.4;
+#else
+constexpr double kProportion = 0.9;
+#endif
+
+constexpr bench::Goal kGoals[] = {
+    bench::atMost(kProportion, "lua/stock/tables", "lua/qz/tables"),
+    bench::atMost(kProportion, "lua/stock/strings", "lua/qz/strings"),
+    bench::atMost(kProportion, "lua/stock/calls", "lua/qz/calls"),
+};
+
+// Each script returns its work as a function, so that an iteration runs it alone.
+constexpr char kTables[] = R"(
+    return function()
+        local units = {}
+        for i = 1, 20000 do
+            units[i] = {id = i, position = {x = i % 97, y = i % 89}, tags = {'a', i}}
+        end
+        table.sort(units, function(a, b)
+            if a.position.x ~= b.position.x then return a.position.x < b.position.x end
+            return a.id < b.id
+        end)
+        local byColumn = {}
+        for _, unit in ipairs(units) do
+            local column = byColumn[unit.position.x] or {}
+            column[#column + 1] = unit
+            byColumn[unit.position.x] = column
+        end
+        return #units + #byColumn
+    end
+)";
+
+constexpr char kStrings[] = R"(
+    return function()
+        local lines = {}
+        for i = 1, 8000 do
+            lines[i] = string.format('unit_%d = %5.2f, "%s"', i, i / 7, ('x'):rep(i % 40))
+        end
+        local text = table.concat(lines, '\n')
+        local count = 0
+        for name, value in text:gmatch('(%w+_%d+) = +([%d.]+)') do
+            count = count + #(name:upper() .. ':' .. value)
+        end
+        return count + #text:gsub('unit', 'object')
+    end
+)";
+
+constexpr char kCalls[] = R"(
+    local function fib(n) return n < 2 and n or fib(n - 1) + fib(n - 2) end
+    local function compose(f, g) return function(...) return f(g(...)) end end
+    local Counter = {}
+    Counter.__index = Counter
+    function Counter:add(n) self.value = self.value + n return self end
+    return function()
+        local sum = fib(20)
+        for i = 1, 10000 do
+            local twice = compose(function(x) return x + i end, function(x) return 2 * x end)
+            sum = sum + twice(i) + select('#', unpack({i, i, i}))
+            sum = sum + setmetatable({value = 0}, Counter):add(i):add(1).value
+        end
+        return sum
+    end
+)";
+
+// This library's Lua is linked; the peer's is loaded at run time, because the two may be different
+// libraries with the same names in them.
+struct LinkedLua {
+    static lua_State* open() {
+        lua_State* const state = QZ_lua_open("bench");
+        QZ_lua_openlibs(state);
+        return state;
+    }
+    static void close(lua_State* state) { QZ_lua_close(state); }
+    static constexpr auto loadstring = luaL_loadstring;
+    static constexpr auto pcall = lua_pcall;
+    static constexpr auto pushvalue = lua_pushvalue;
+    static constexpr auto settop = lua_settop;
+};
+
+template<class Function>
+void find(Function& function, const char* name) {
+    static void* const library = dlopen("liblua5.1.so.0", RTLD_NOW | RTLD_LOCAL | RTLD_DEEPBIND);
+    function = library != nullptr ? reinterpret_cast<Function>(dlsym(library, name)) : nullptr;
+}
+
+struct StockLua {
+    static lua_State* open() {
+        decltype(&luaL_newstate) newstate;
+        decltype(&luaL_openlibs) openlibs;
+        find(newstate, "luaL_newstate");
+        find(openlibs, "luaL_openlibs");
+        find(close, "lua_close");
+        find(loadstring, "luaL_loadstring");
+        find(pcall, "lua_pcall");
+        find(pushvalue, "lua_pushvalue");
+        find(settop, "lua_settop");
+        if (newstate == nullptr) {
+            return nullptr;
+        }
+        lua_State* const state = newstate();
+        openlibs(state);
+        return state;
+    }
+    static inline decltype(&lua_close) close;
+    static inline decltype(&luaL_loadstring) loadstring;
+    static inline decltype(&lua_pcall) pcall;
+    static inline decltype(&lua_pushvalue) pushvalue;
+    static inline decltype(&lua_settop) settop;
+};
+
+template<class Lua>
+void runScript(benchmark::State& benchmark, const char* script) {
+    lua_State* const state = Lua::open();
+    if (state == nullptr) {
+        benchmark.SkipWithError("no stock Lua 5.1 (liblua5.1.so.0)");
+        return;
+    }
+    bool sound = Lua::loadstring(state, script) == 0 && Lua::pcall(state, 0, 1, 0) == 0;
+    for (auto _ : benchmark) {
+        Lua::pushvalue(state, 1);
+        sound = sound && Lua::pcall(state, 0, 1, 0) == 0;
+        Lua::settop(state, 1);
+    }
+    if (!sound) {
+        benchmark.SkipWithError("the script failed");
+    }
+    Lua::close(state);
+}
+
+template<class Lua>
+void addScript(const char* name, const char* script) {
+    benchmark::RegisterBenchmark(name, [script](benchmark::State& state) {
+        runScript<Lua>(state, script);
+    })->Unit(benchmark::kMillisecond);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    addScript<LinkedLua>("lua/qz/tables", kTables);
+    addScript<StockLua>("lua/stock/tables", kTables);
+    addScript<LinkedLua>("lua/qz/strings", kStrings);
+    addScript<StockLua>("lua/stock/strings", kStrings);
+    addScript<LinkedLua>("lua/qz/calls", kCalls);
+    addScript<StockLua>("lua/stock/calls", kCalls);
+    return bench::run(argc, argv, kGoals);
+}

@@ -1,0 +1,114 @@
+/* An example of a host: opens the log, chooses the directories, runs a Lua script. Copy it and make
+ * it your own. */
+#include "directories.h"
+#include "logging.h"
+#include "options.h"
+#include "progress.h"
+#include "script.h"
+#include "stop.h"
+
+#include "Core/Environment.h"
+#include "Core/Log.h"
+#include "VFS/File.h"
+#include "VFS/Locations.h"
+
+namespace {
+
+enum { kExitFailure = 1, kExitUsage = 2 };
+
+int refuse(const std::string& problem, int exitCode) {
+    std::fprintf(stderr, "qz_host: %s\n", problem.c_str());
+    if (exitCode == kExitUsage) {
+        printUsage(stderr);
+    }
+    return exitCode;
+}
+
+/* Fills in what the command line has left open; returns what is wrong, or an empty text. */
+std::string complete(Options& options) {
+    if (!options.data.empty() && !VFS_isdir(options.data.c_str())) {
+        return "there is no directory " + options.data;
+    }
+    if (options.data.empty()) {
+        options.data = findData();
+    }
+    if (options.script.empty()) {
+        if (options.data.empty()) {
+            return "the data directory is not found; name it with --data, or name a script";
+        }
+        options.script = options.data + "/flock.lua";
+    }
+    return {};
+}
+
+Script describeScript(const Options& options, Progress& progress) {
+    const std::string directory = directoryOf(options.script);
+    Script script;
+    script.path = options.script;
+    script.name = stemOf(options.script);
+    if (script.name.empty()) {
+        script.name = "script"; // an empty module would filter nothing
+    }
+    script.packagePath = directory + "?.lua;" + directory + "lib/?.lua";
+    script.arguments = options.arguments;
+    script.progress = &progress;
+    return script;
+}
+
+void logStart(const Script& script) {
+    hostLog(QZ_LOG_INFO, "running %s with %s", script.path.c_str(), luaVersion());
+    hostLog(QZ_LOG_DEBUG, "base directory: %s", systemPath(VFS_get_basedir()).c_str());
+    hostLog(QZ_LOG_DEBUG, "write directory: %s", systemPath(VFS_get_writedir()).c_str());
+    hostLog(QZ_LOG_DEBUG, "command line: %s", SYS_cmdline());
+}
+
+void logEnd(int exitCode) {
+    if (exitCode == kExitInterrupted) {
+        hostLog(QZ_LOG_WARNING, "interrupted");
+    } else if (exitCode != 0) {
+        hostLog(QZ_LOG_ERROR, "the script failed, exit code %d", exitCode);
+    } else {
+        hostLog(QZ_LOG_INFO, "done");
+    }
+}
+
+int run(const Options& options) {
+    chooseDirectories(options.data);
+    Progress progress;
+    const Script script = describeScript(options, progress);
+    const std::string logs =
+        options.logs.empty() ? systemPath(VFS_get_writedir()) + "logs" : options.logs;
+    const bool logging = startLog(logs, script.name);
+    if (!logging) {
+        hostLog(QZ_LOG_WARNING, "no log files: %s cannot be written", logs.c_str());
+    }
+    logStart(script);
+    catchInterrupts();
+    const int exitCode = runScript(script);
+    progress.clear();
+    logEnd(exitCode);
+    if (logging) {
+        std::printf("logs:   %s\n", logs.c_str());
+    }
+    VFS_exit();
+    qz_log_stop();
+    return exitCode;
+}
+
+} // namespace
+
+int main() {
+    // The library's own argument list, because it is UTF-8 on Windows too.
+    Options options = parseOptions(SYS_argc(), SYS_argv());
+    if (!options.problem.empty()) {
+        return refuse(options.problem, kExitUsage);
+    }
+    if (options.help) {
+        printUsage(stdout);
+        return 0;
+    }
+    if (const std::string problem = complete(options); !problem.empty()) {
+        return refuse(problem, kExitFailure);
+    }
+    return run(options);
+}

@@ -1,0 +1,63 @@
+#include "options.h"
+
+#include <string_view>
+
+namespace {
+
+/* Takes the value behind an option; an option at the end of the line has none. */
+std::string takeValue(int count, const char* const* arguments, int& index, std::string& problem) {
+    if (index + 1 >= count) {
+        problem = std::string(arguments[index]) + " wants a directory";
+        return {};
+    }
+    return arguments[++index];
+}
+
+/* Returns false for what is not an option. */
+bool takeOption(Options& options, int count, const char* const* arguments, int& index) {
+    const std::string_view argument = arguments[index];
+    if (argument == "--help" || argument == "-h") {
+        options.help = true;
+    } else if (argument == "--data") {
+        options.data = takeValue(count, arguments, index, options.problem);
+    } else if (argument == "--logs") {
+        options.logs = takeValue(count, arguments, index, options.problem);
+    } else if (argument.starts_with("-")) {
+        options.problem = "unknown option " + std::string(argument);
+    } else {
+        return false;
+    }
+    return true;
+}
+
+} // namespace
+
+Options parseOptions(int count, const char* const* arguments) {
+    Options options;
+    int index = 1;
+    while (index < count && options.problem.empty() &&
+           takeOption(options, count, arguments, index)) {
+        ++index;
+    }
+    if (options.problem.empty() && index < count) {
+        options.script = arguments[index];
+        options.arguments.assign(arguments + index + 1, arguments + count);
+    }
+    return options;
+}
+
+void printUsage(std::FILE* stream) {
+    std::fputs(
+        "Usage: qz_host [options] [script [arguments]]\n"
+        "\n"
+        "Runs a Lua script with the library's log, files and directories. Without a script:\n"
+        "flock.lua of the data directory, which draws a flight of birds.\n"
+        "\n"
+        "  --data DIR   the data directory (examples/data, or the one beside the program)\n"
+        "  --logs DIR   where the log files go (\"logs\" in the write directory)\n"
+        "  -h, --help   this text\n"
+        "\n"
+        "Exit code: 0, or what the script gives os.exit; 1 if the script fails; 2 if the\n"
+        "command line is wrong; 130 after Ctrl-C.\n",
+        stream);
+}

@@ -1,0 +1,22 @@
+/* What the command line asks for. */
+#ifndef QZ_HOST_OPTIONS_H
+#define QZ_HOST_OPTIONS_H
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+struct Options {
+    bool help = false;
+    std::string data;                   // the data directory; empty: to be looked for
+    std::string logs;                   // the log directory; empty: below the write directory
+    std::string script;                 // empty: the default one of the data directory
+    std::vector<std::string> arguments; // what follows the script
+    std::string problem;                // what is wrong with the command line; empty if nothing is
+};
+
+Options parseOptions(int count, const char* const* arguments);
+
+void printUsage(std::FILE* stream);
+
+#endif

@@ -1,0 +1,55 @@
+#include "progress.h"
+
+#include <cstdio>
+#include <unistd.h> // isatty; mingw-w64 has it too
+
+namespace {
+
+constexpr int kBarWidth = 24;
+constexpr int kTextWidth = 40;
+
+int toPercent(double fraction) {
+    if (!(fraction > 0)) {
+        return 0;
+    }
+    return fraction < 1 ? static_cast<int>(fraction * 100) : 100;
+}
+
+} // namespace
+
+Progress::Progress() : terminal_(isatty(STDOUT_FILENO) != 0) {}
+
+void Progress::report(double fraction, const char* text) noexcept {
+    const int percent = toPercent(fraction);
+    if (terminal_) {
+        update(percent, text);
+    } else {
+        append(percent, text);
+    }
+    std::fflush(stdout);
+}
+
+/* The cursor goes back to the start of the line, so that a line that the log echoes meanwhile
+ * covers this one instead of being glued to its end. */
+void Progress::update(int percent, const char* text) noexcept {
+    static constexpr char kFull[] = "########################";
+    static_assert(sizeof kFull == kBarWidth + 1);
+    std::printf("[%-*.*s] %3d %%  %-*.*s\r", kBarWidth, percent * kBarWidth / 100, kFull, percent,
+                kTextWidth, kTextWidth, text);
+    lineShown_ = true;
+}
+
+void Progress::append(int percent, const char* text) noexcept {
+    if (percent / 10 > lastTenth_) {
+        lastTenth_ = percent / 10;
+        std::printf("%3d %%  %s\n", percent, text);
+    }
+}
+
+void Progress::clear() noexcept {
+    if (lineShown_) {
+        std::printf("%*s\r", kBarWidth + kTextWidth + 11, "");
+        std::fflush(stdout);
+        lineShown_ = false;
+    }
+}

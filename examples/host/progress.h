@@ -1,0 +1,25 @@
+/* Shows how far a job is: on a terminal one line that is updated, otherwise a line for each tenth.
+ */
+#ifndef QZ_HOST_PROGRESS_H
+#define QZ_HOST_PROGRESS_H
+
+class Progress {
+public:
+    Progress();
+
+    /* fraction: 0 to 1; other values are taken for the nearer end, no number for 0. */
+    void report(double fraction, const char* text) noexcept;
+
+    /* Takes the line off the terminal, so that other text can be printed. */
+    void clear() noexcept;
+
+private:
+    void update(int percent, const char* text) noexcept;
+    void append(int percent, const char* text) noexcept;
+
+    bool terminal_;
+    bool lineShown_ = false;
+    int lastTenth_ = -1;
+};
+
+#endif

@@ -1,0 +1,164 @@
+/* Lua reports errors by a long jump over the C and C++ functions that it finds in between. So none
+ * of the functions here that a Lua state calls keeps an object with a destructor. */
+#include "script.h"
+
+#include "logging.h"
+#include "script_error.h"
+#include "stop.h"
+
+#include "Core/Log.h"
+#include "Lua/State.h"
+
+#include <lua.hpp>
+
+#if __has_include(<luajit.h>)
+#    include <luajit.h>
+#endif
+
+namespace {
+
+constexpr int kInstructionsBetweenChecks = 10000;
+
+/* What the functions below need of the host; it outlives the state. */
+struct Run {
+    const Script* script;
+    int exitCode = 1;
+};
+
+Run* runOf(lua_State* L) {
+    return static_cast<Run*>(lua_touserdata(L, lua_upvalueindex(1)));
+}
+
+/* An error ends the script. A script that catches it does not get far: from now on each of its
+ * instructions raises the error again. LuaJIT calls no hooks from the machine code that it makes of
+ * busy loops; in those the functions of the host are what asks, or a second Ctrl-C helps. */
+void checkForStop(lua_State* L, lua_Debug* = nullptr) {
+    if (stopRequested()) {
+        lua_sethook(L, checkForStop, LUA_MASKCOUNT, 1);
+        luaL_error(L, "stopped");
+    }
+}
+
+/* host.progress(fraction [, text]) */
+int hostProgress(lua_State* L) {
+    const double fraction = luaL_checknumber(L, 1);
+    runOf(L)->script->progress->report(fraction, luaL_optstring(L, 2, ""));
+    checkForStop(L);
+    return 0;
+}
+
+/* host.result(path): tells the user of a file that the script has written. */
+int hostResult(lua_State* L) {
+    const char* path = luaL_checkstring(L, 1);
+    runOf(L)->script->progress->clear();
+    std::printf("result: %s\n", path);
+    return 0;
+}
+
+/* os.exit([code]), in place of the one that ends the process with the log still open. */
+int scriptExit(lua_State* L) {
+    const bool failed = lua_isboolean(L, 1) && !lua_toboolean(L, 1);
+    const int code = lua_isboolean(L, 1) ? failed : static_cast<int>(luaL_optinteger(L, 1, 0));
+    requestStop(code & 0xFF);
+    checkForStop(L);
+    return 0;
+}
+
+void setFunction(lua_State* L, const char* name, lua_CFunction function, Run* run) {
+    lua_pushlightuserdata(L, run);
+    lua_pushcclosure(L, function, 1);
+    lua_setfield(L, -2, name);
+}
+
+void setHostFunctions(lua_State* L, Run* run) {
+    lua_newtable(L);
+    setFunction(L, "progress", hostProgress, run);
+    setFunction(L, "result", hostResult, run);
+    lua_setglobal(L, "host");
+
+    lua_getglobal(L, "os");
+    setFunction(L, "exit", scriptExit, run);
+    lua_pop(L, 1);
+}
+
+void setPackagePath(lua_State* L, const Script& script) {
+    lua_getglobal(L, "package");
+    lua_pushstring(L, script.packagePath.c_str());
+    lua_setfield(L, -2, "path");
+    lua_pop(L, 1);
+}
+
+/* The global `arg`, as the stand-alone interpreter has it: the script at 0, its arguments from 1.
+ */
+void setArguments(lua_State* L, const Script& script) {
+    lua_newtable(L);
+    lua_pushstring(L, script.path.c_str());
+    lua_rawseti(L, -2, 0);
+    for (size_t i = 0; i < script.arguments.size(); ++i) {
+        lua_pushstring(L, script.arguments[i].c_str());
+        lua_rawseti(L, -2, static_cast<int>(i + 1));
+    }
+    lua_setglobal(L, "arg");
+}
+
+void pushArguments(lua_State* L, const Script& script) {
+    luaL_checkstack(L, static_cast<int>(script.arguments.size()), "too many arguments");
+    for (size_t i = 0; i < script.arguments.size(); ++i) {
+        lua_pushstring(L, script.arguments[i].c_str());
+    }
+}
+
+/* Loads and calls the script on a state that is ready for it; true if it came to its end. */
+bool loadAndCall(lua_State* L, const Script& script) {
+    lua_pushcfunction(L, logScriptError);
+    const int handler = lua_gettop(L);
+    if (QZ_lua_loadfile(L, script.path.c_str()) != 0) {
+        logLoadError(L, script.name.c_str(), script.path.c_str());
+        return false;
+    }
+    pushArguments(L, script);
+    const int status = lua_pcall(L, static_cast<int>(script.arguments.size()), 0, handler);
+    if (status == LUA_ERRMEM || status == LUA_ERRERR) { // what the handler is not called for
+        logLines(script.name.c_str(), QZ_LOG_ERROR, describeError(L, -1));
+    }
+    return status == 0;
+}
+
+/* Everything that may raise an error happens in here, under protection. */
+int runProtected(lua_State* L) {
+    auto* run = static_cast<Run*>(lua_touserdata(L, 1));
+    const Script& script = *run->script;
+    QZ_lua_openlibs(L);
+    setHostFunctions(L, run);
+    setPackagePath(L, script);
+    setArguments(L, script);
+    lua_sethook(L, checkForStop, LUA_MASKCOUNT, kInstructionsBetweenChecks);
+    if (loadAndCall(L, script)) {
+        run->exitCode = 0;
+    }
+    return 0;
+}
+
+} // namespace
+
+const char* luaVersion() {
+#ifdef LUAJIT_VERSION
+    return LUAJIT_VERSION;
+#else
+    return LUA_RELEASE;
+#endif
+}
+
+int runScript(const Script& script) {
+    lua_State* L = QZ_lua_open(script.name.c_str());
+    if (L == nullptr) {
+        hostLog(QZ_LOG_ERROR, "not enough memory for a Lua state");
+        return 1;
+    }
+    Run run{&script};
+    if (lua_cpcall(L, runProtected, &run) != 0) {
+        logLines(script.name.c_str(), QZ_LOG_ERROR, describeError(L, -1));
+    }
+    QZ_lua_close(L);
+    return stopRequested() ? stopCode() : run.exitCode;
+}

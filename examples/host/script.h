@@ -1,0 +1,25 @@
+/* Runs one Lua script in a state of its own. */
+#ifndef QZ_HOST_SCRIPT_H
+#define QZ_HOST_SCRIPT_H
+
+#include "progress.h"
+
+#include <string>
+#include <vector>
+
+struct Script {
+    std::string path;
+    std::string name; // of the state, and so the module in the log
+    std::string packagePath;
+    std::vector<std::string> arguments;
+    Progress* progress = nullptr;
+};
+
+/* "Lua 5.1.5" or LuaJIT's version. */
+const char* luaVersion();
+
+/* Returns the exit code: 0; 1 when the script cannot be loaded or fails, which the log tells with
+ * file and line; what the script gives os.exit; kExitInterrupted after Ctrl-C. */
+int runScript(const Script& script);
+
+#endif

@@ -1,0 +1,31 @@
+/* Keys of Lua tables, as callers give them. C++ only. */
+#ifndef QZCORE_LUA_KEY_H
+#define QZCORE_LUA_KEY_H
+
+#include <string>
+#include <string_view>
+
+namespace Lua {
+
+/* A key: an integer, or text, which may hold any bytes. Made from what callers have at hand; it only
+ * refers to the text, so it is good for arguments and not to be kept. A null text counts as empty. */
+class Key {
+public:
+    Key(int index) : index_(index) {}
+    Key(const char* text) : isText_(true), text_(text != nullptr ? text : "") {}
+    Key(const std::string& text) : isText_(true), text_(text) {}
+    Key(std::string_view text) : isText_(true), text_(text) {}
+
+    bool isText() const { return isText_; }
+    std::string_view text() const { return text_; }
+    int index() const { return index_; }
+
+private:
+    bool isText_ = false;
+    int index_ = 0;
+    std::string_view text_;
+};
+
+} // namespace Lua
+
+#endif

@@ -1,0 +1,139 @@
+/* Square matrices of two, three or four rows. C++ only.
+ *
+ * Everything here is inline, so that a loop over matrices is not a loop of calls; the library
+ * exports the same functions besides. Inline code follows the host's compiler flags: where those
+ * allow multiplications and additions to be fused, last bits differ from the library's own.
+ */
+#ifndef QZCORE_MATH_MATRIX_H
+#define QZCORE_MATH_MATRIX_H
+
+#include "Core/Export.h"
+
+namespace Math {
+
+/* N is 2, 3 or 4; T is float or double. A default one is all zero. */
+template<int N, typename T>
+struct Matrix {
+    static_assert(N >= 2 && N <= 4);
+
+    T elements[unsigned{N * N}] = {}; /* row by row */
+
+    /* m[row][column], both from 0 to N - 1. */
+    constexpr T* operator[](int row) { return elements + row * N; }
+    constexpr const T* operator[](int row) const { return elements + row * N; }
+
+    /* s on the diagonal, 0 elsewhere: set(1) gives the identity. Returns the matrix. */
+    constexpr Matrix& set(T s);
+
+    /* Transposes in place. Returns the matrix. */
+    constexpr Matrix& transpose();
+};
+
+/* In the functions below `out` may be one of the inputs. */
+
+/* out = the transpose of `in`. */
+template<int N, typename T>
+inline void transpose(Matrix<N, T>& out, const Matrix<N, T>& in);
+
+/* out = a b: out[i][j] is the sum over k, in ascending order, of a[i][k] b[k][j]. */
+template<int N, typename T>
+inline void multiply(Matrix<N, T>& out, const Matrix<N, T>& a, const Matrix<N, T>& b);
+
+/* out = the inverse of the affine matrix m = [[A, t], [0, 1]].
+ *
+ * The columns of A, the upper left block, must be orthogonal to each other; they may have any
+ * length other than zero, which gives infinities or not-a-number. The last row of m is not read. */
+template<int N, typename T>
+inline void invertOrtho(Matrix<N, T>& out, const Matrix<N, T>& m);
+
+template<int N, typename T>
+constexpr Matrix<N, T>& Matrix<N, T>::set(T s) {
+    for (int row = 0; row < N; ++row) {
+        for (int column = 0; column < N; ++column) {
+            (*this)[row][column] = row == column ? s : T(0);
+        }
+    }
+    return *this;
+}
+
+template<int N, typename T>
+constexpr Matrix<N, T>& Matrix<N, T>::transpose() {
+    for (int row = 1; row < N; ++row) {
+        for (int column = 0; column < row; ++column) {
+            const T below = (*this)[row][column];
+            (*this)[row][column] = (*this)[column][row];
+            (*this)[column][row] = below;
+        }
+    }
+    return *this;
+}
+
+template<int N, typename T>
+inline void transpose(Matrix<N, T>& out, const Matrix<N, T>& in) {
+    out = in;
+    out.transpose();
+}
+
+namespace detail {
+
+/* A row that compilers keep in vector registers, whatever the level of optimisation; three
+ * components do not fill one. */
+template<int N, typename T>
+struct Row {
+    typedef T Type __attribute__((vector_size(N * sizeof(T))));
+};
+
+} // namespace detail
+
+template<int N, typename T>
+inline void multiply(Matrix<N, T>& out, const Matrix<N, T>& a, const Matrix<N, T>& b) {
+    Matrix<N, T> product;
+    if constexpr (N == 3) {
+        for (int row = 0; row < N; ++row) {
+            for (int column = 0; column < N; ++column) {
+                product[row][column] =
+                    a[row][0] * b[0][column] + a[row][1] * b[1][column] + a[row][2] * b[2][column];
+            }
+        }
+    } else {
+        typename detail::Row<N, T>::Type rows[unsigned{N}];
+        __builtin_memcpy(rows, b.elements, sizeof rows);
+        for (int row = 0; row < N; ++row) {
+            auto sum = a[row][0] * rows[0];
+            for (int k = 1; k < N; ++k) {
+                sum += a[row][k] * rows[k];
+            }
+            __builtin_memcpy(product[row], &sum, sizeof sum);
+        }
+    }
+    out = product;
+}
+
+template<int N, typename T>
+inline void invertOrtho(Matrix<N, T>& out, const Matrix<N, T>& m) {
+    constexpr int kLast = N - 1;
+    Matrix<N, T> inverse;
+    for (int i = 0; i < kLast; ++i) {
+        T squaredLength = 0;
+        for (int j = 0; j < kLast; ++j) {
+            squaredLength += m[j][i] * m[j][i];
+        }
+        for (int j = 0; j < kLast; ++j) {
+            inverse[i][j] = m[j][i] / squaredLength;
+            inverse[i][kLast] -= inverse[i][j] * m[j][kLast];
+        }
+    }
+    inverse[kLast][kLast] = 1;
+    out = inverse;
+}
+
+extern template struct QZ_API Matrix<2, float>;
+extern template struct QZ_API Matrix<3, float>;
+extern template struct QZ_API Matrix<4, float>;
+extern template struct QZ_API Matrix<2, double>;
+extern template struct QZ_API Matrix<3, double>;
+extern template struct QZ_API Matrix<4, double>;
+
+} // namespace Math
+
+#endif

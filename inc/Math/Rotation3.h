@@ -1,0 +1,158 @@
+/* Rotations in three dimensions, as unit quaternions. C++ only.
+ *
+ * Angles are in radians. The engine's axes: Y is up, X is forward. float and double follow the same
+ * rules, each computed in its own precision unless said otherwise. Thresholds and degenerate
+ * results are part of the contract: other code and stored data depend on them.
+ *
+ * Small operations are inline, so that a loop over rotations is not a loop of calls; the library
+ * exports them besides. Inline code follows the host's compiler flags: where those allow
+ * multiplications and additions to be fused, last bits differ, and with -ffast-math nothing is
+ * promised for not-a-number. Everything with a threshold other than normalize is compiled in the
+ * library and the same for every host.
+ */
+#ifndef QZCORE_MATH_ROTATION3_H
+#define QZCORE_MATH_ROTATION3_H
+
+#include "Core/Export.h"
+#include "Math/Matrix.h"
+#include "Math/Vector.h"
+
+#include <type_traits>
+
+namespace Math {
+
+/* The sequence of axes for setEulerAngles, the first one leftmost. */
+enum class RotationOrder { XYZ = 0, YZX = 1, ZXY = 2, XZY = 3, YXZ = 4, ZYX = 5 };
+
+/* T is float or double. A default one is the identity. */
+template<typename T>
+struct Rotation3 {
+    T x = 0;
+    T y = 0;
+    T z = 0;
+    T w = 1; /* the scalar part, last in memory */
+
+    /* Turns by `angle` about `axis`, which may have any length; a zero axis gives not-a-number. */
+    void setAngleAxis(T angle, const Vector<3, T>& axis);
+
+    /* angle = 2 acos(w), from 0 to 2 pi; axis has length 1. Nothing is validated: the identity
+     * gives a not-a-number axis, and w beyond 1 a not-a-number angle. */
+    void getAngleAxis(T& angle, Vector<3, T>& axis) const;
+
+    /* The product q(first) q(second) q(third) of rotations about the order's three axes. A value
+     * that is no order gives the identity. */
+    void setEulerAngles(RotationOrder order, T first, T second, T third);
+
+    /* The product of a turn by yaw about Y, by pitch about Z, and by roll about X. */
+    void setYawPitchRoll(T yaw, T pitch, T roll);
+
+    /* The inverse: pitch from -pi/2 to pi/2, yaw from 0 to 2 pi, roll from -pi to pi.
+     *
+     * Yaws from -1e-6 to 0 stay negative. Looking straight up or down (a cosine of the pitch not
+     * above 1e-6), yaw and roll are 0. A roll whose sine times the cosine of the pitch is within
+     * 1e-6 of zero comes out positive. */
+    void getYawPitchRoll(T& yaw, T& pitch, T& roll) const;
+
+    /* The shortest turn that takes one unit vector to another. The vectors are not normalised here.
+     *
+     * Opposite vectors have no shortest turn: exactly opposite ones give (0, 0, 0, 0). Callers must
+     * avoid them. */
+    void setFromTo(const Vector<3, T>& from, const Vector<3, T>& to);
+
+    /* Where the rotation takes the X, Y and Z axes; null pointers are left out. */
+    void getBasis(Vector<3, T>* xAxis, Vector<3, T>* yAxis, Vector<3, T>* zAxis) const;
+
+    /* The rotation whose rotated X, Y and Z axes are the rows of the matrix: what getBasis gives.
+     */
+    void fromMatrix(const Matrix<3, T>& axes);
+
+    /* Divides by the length. A length that is zero or not-a-number gives the identity. */
+    void normalize();
+    Rotation3 normalized() const;
+};
+
+/* The Hamilton product: turns by b, then by a. */
+template<typename T>
+inline Rotation3<T> operator*(const Rotation3<T>& a, const Rotation3<T>& b);
+
+/* From `from` (t = 0) to `to` (t = 1) at an even pace along the shorter way; t is not clamped.
+ * Where their dot product is negative, `from` counts with all signs changed.
+ *
+ * From a dot product of 0.95 on it is a plain linear blend, which is not normalised again. */
+template<typename T>
+Rotation3<T> slerp(const Rotation3<T>& from, const Rotation3<T>& to, std::type_identity_t<T> t);
+
+/* Eight multiplications in place of sixteen; stored data depends on this form's rounding. */
+template<typename T>
+inline Rotation3<T> operator*(const Rotation3<T>& a, const Rotation3<T>& b) {
+    const T e = (a.x + a.z) * (b.x + b.y);
+    const T f = (a.x - a.z) * (b.x - b.y);
+    const T g = (a.w + a.y) * (b.w - b.z);
+    const T h = (a.w - a.y) * (b.w + b.z);
+    const T half = T(0.5);
+    return {(a.w + a.x) * (b.w + b.x) - half * ((e + f) + (g + h)),
+            (a.w - a.x) * (b.y + b.z) + half * ((e - f) + (g - h)),
+            (a.y + a.z) * (b.w - b.x) + half * ((e - f) - (g - h)),
+            (a.z - a.y) * (b.y - b.z) + half * ((g + h) - (e + f))};
+}
+
+template<typename T>
+inline void Rotation3<T>::getBasis(Vector<3, T>* xAxis, Vector<3, T>* yAxis,
+                                   Vector<3, T>* zAxis) const {
+    const T x2 = x + x, y2 = y + y, z2 = z + z;
+    const T xx = x * x2, xy = x * y2, xz = x * z2;
+    const T yy = y * y2, yz = y * z2, zz = z * z2;
+    const T wx = w * x2, wy = w * y2, wz = w * z2;
+    if (xAxis) {
+        *xAxis = {1 - (yy + zz), xy + wz, xz - wy};
+    }
+    if (yAxis) {
+        *yAxis = {xy - wz, 1 - (xx + zz), yz + wx};
+    }
+    if (zAxis) {
+        *zAxis = {xz + wy, yz - wx, 1 - (xx + yy)};
+    }
+}
+
+namespace detail {
+
+/* Without <cmath>, which does not bear a host's min and max macros. */
+inline float squareRoot(float value) {
+    return __builtin_sqrtf(value);
+}
+inline double squareRoot(double value) {
+    return __builtin_sqrt(value);
+}
+
+} // namespace detail
+
+template<typename T>
+inline void Rotation3<T>::normalize() {
+    const T length = detail::squareRoot(x * x + y * y + z * z + w * w);
+    if (!(length > 0)) {
+        *this = Rotation3{};
+        return;
+    }
+    x /= length;
+    y /= length;
+    z /= length;
+    w /= length;
+}
+
+template<typename T>
+inline Rotation3<T> Rotation3<T>::normalized() const {
+    Rotation3 result = *this;
+    result.normalize();
+    return result;
+}
+
+extern template struct QZ_API Rotation3<float>;
+extern template struct QZ_API Rotation3<double>;
+extern template QZ_API Rotation3<float> slerp(const Rotation3<float>&, const Rotation3<float>&,
+                                              float);
+extern template QZ_API Rotation3<double> slerp(const Rotation3<double>&, const Rotation3<double>&,
+                                               double);
+
+} // namespace Math
+
+#endif

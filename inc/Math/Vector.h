@@ -1,0 +1,57 @@
+/* Vectors of two, three or four components. C++ only.
+ *
+ * Plain values of N numbers in a row, without padding: they may be copied by memcpy, stored and
+ * sent as they are. A default one is all zero. There is no arithmetic here; the types carry values
+ * between the library and the host's own mathematics.
+ */
+#ifndef QZCORE_MATH_VECTOR_H
+#define QZCORE_MATH_VECTOR_H
+
+#include "Core/Export.h"
+
+namespace Math {
+
+/* N is 2, 3 or 4; T is float or double. Indices run from 0 to N - 1. */
+template<int N, typename T>
+struct Vector;
+
+template<typename T>
+struct Vector<2, T> {
+    T x{};
+    T y{};
+
+    constexpr T& operator[](int i) { return i == 0 ? x : y; }
+    constexpr const T& operator[](int i) const { return i == 0 ? x : y; }
+};
+
+template<typename T>
+struct Vector<3, T> {
+    T x{};
+    T y{};
+    T z{};
+
+    constexpr T& operator[](int i) { return i == 0 ? x : i == 1 ? y : z; }
+    constexpr const T& operator[](int i) const { return i == 0 ? x : i == 1 ? y : z; }
+};
+
+template<typename T>
+struct Vector<4, T> {
+    T x{};
+    T y{};
+    T z{};
+    T w{};
+
+    constexpr T& operator[](int i) { return i == 0 ? x : i == 1 ? y : i == 2 ? z : w; }
+    constexpr const T& operator[](int i) const { return i == 0 ? x : i == 1 ? y : i == 2 ? z : w; }
+};
+
+extern template struct QZ_API Vector<2, float>;
+extern template struct QZ_API Vector<3, float>;
+extern template struct QZ_API Vector<4, float>;
+extern template struct QZ_API Vector<2, double>;
+extern template struct QZ_API Vector<3, double>;
+extern template struct QZ_API Vector<4, double>;
+
+} // namespace Math
+
+#endif

@@ -1,0 +1,20 @@
+// The exported copies; everything is inline in the header.
+#include "Math/Matrix.h"
+
+namespace Math {
+
+// Importing an inline function is no use, so the header does not declare these.
+#define QZ_MATH_MATRIX(N, T)                                                                \
+    template struct Matrix<N, T>;                                                           \
+    template QZ_API void transpose(Matrix<N, T>&, const Matrix<N, T>&);                     \
+    template QZ_API void multiply(Matrix<N, T>&, const Matrix<N, T>&, const Matrix<N, T>&); \
+    template QZ_API void invertOrtho(Matrix<N, T>&, const Matrix<N, T>&);
+QZ_MATH_MATRIX(2, float)
+QZ_MATH_MATRIX(3, float)
+QZ_MATH_MATRIX(4, float)
+QZ_MATH_MATRIX(2, double)
+QZ_MATH_MATRIX(3, double)
+QZ_MATH_MATRIX(4, double)
+#undef QZ_MATH_MATRIX
+
+} // namespace Math

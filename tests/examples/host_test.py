@@ -1,0 +1,175 @@
+"""Runs the example host as its users do: host_test.py [emulator] path/to/qz_host"""
+import os
+import pathlib
+import pty
+import select
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+COMMAND = []
+WINDOWS = False
+
+
+def posix_path(path):
+    """Where a path that a Windows program printed is for us."""
+    if not WINDOWS:
+        return pathlib.Path(path)
+    prefix = pathlib.Path(os.environ.get("WINEPREFIX") or pathlib.Path.home() / ".wine")
+    return prefix / "dosdevices" / path[:2].lower() / path[3:].replace("\\", "/")
+
+
+class HostTest(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+        self.environment = dict(os.environ, XDG_DATA_HOME=str(self.folder / "data"))
+
+    def script(self, text, name="script.lua"):
+        path = self.folder / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_text(text)
+        return name
+
+    def run_host(self, *arguments, cwd=None):
+        """Returns the exit code, standard output and standard error."""
+        done = subprocess.run([*COMMAND, *arguments], cwd=cwd or self.folder, env=self.environment,
+                              text=True, capture_output=True, stdin=subprocess.DEVNULL, timeout=60)
+        return done.returncode, done.stdout, done.stderr
+
+    def run_script(self, text, *arguments):
+        return self.run_host("--logs", "logs", self.script(text), *arguments)
+
+    def log(self, name="host"):
+        return (self.folder / "logs" / f"{name}.log").read_text()
+
+    def test_default_run_draws_the_flight(self):
+        code, out, err = self.run_host("--logs", str(self.folder / "logs"), cwd=ROOT)
+        self.assertEqual(code, 0, err)
+        printed = dict(line.split(":", 1) for line in out.splitlines() if ": " in line)
+        picture = posix_path(printed["result"].strip()).read_text()
+        self.assertTrue(picture.startswith("<?xml") and picture.endswith("</svg>\n"))
+        self.assertGreater(picture.count("<path"), 1000)
+        # The same flight on every system, processor and Lua.
+        self.assertIn("flock: fingerprint of the flight: 866606\n", self.log())
+        self.assertIn(" HOST: done\n", self.log())
+        # The second output holds the script's messages alone, TRACE included, which no other has.
+        self.assertIn("flock: step ", self.log("script"))
+        self.assertNotIn("HOST", self.log("script"))
+        self.assertNotIn("flock: step ", self.log())
+        self.assertEqual([line[:3] for line in out.splitlines() if "%" in line],
+                         [f"{percent:3}" for percent in range(0, 101, 10)])
+
+    def test_usage(self):
+        code, out, _ = self.run_host("--help")
+        self.assertEqual((code, out.split()[0]), (0, "Usage:"))
+        for wrong, answer in (("--frobnicate", "unknown option --frobnicate"),
+                              ("--logs", "--logs wants a directory")):
+            code, out, err = self.run_host(wrong)
+            self.assertEqual((code, out), (2, ""))
+            self.assertIn(f"qz_host: {answer}\nUsage:", err)
+
+    def test_missing_files(self):
+        code, _, err = self.run_host("--logs", "logs", "nowhere.lua")
+        self.assertEqual(code, 1)
+        self.assertIn("can't open 'nowhere.lua'", err)
+        code, _, err = self.run_host("--data", "nowhere")
+        self.assertEqual(code, 1)
+        self.assertIn("there is no directory nowhere", err)
+
+    def test_a_log_directory_that_cannot_be_made_is_no_reason_to_stop(self):
+        (self.folder / "logs").write_text("a file is in the way")
+        code, out, err = self.run_script("return")
+        self.assertEqual(code, 0, err)
+        self.assertIn("no log files", err)
+        self.assertNotIn("logs:", out)
+
+    def test_failing_scripts_name_file_and_line(self):
+        # Lua itself would shorten this name.
+        name = self.script("local function fall()\n  local x = nil + 1\nend\nfall()\n",
+                           "a folder with a long name/and/another one below it/failing script.lua")
+        code, _, err = self.run_host("--logs", "logs", name)
+        self.assertEqual(code, 1)
+        self.assertIn(f": {name}:2: attempt to perform arithmetic", err)
+        self.assertIn(f"{name}:4: in the main chunk\n", self.log())
+        code, _, err = self.run_script("x = 1\nx = = 2\n")
+        self.assertEqual(code, 1)
+        self.assertIn("script.lua:2: unexpected symbol", err)
+        for thrower, message in (("error({})", "the error is not a text"),
+                                 ("local function f() return 1 + f() end f()", "stack overflow")):
+            code, _, err = self.run_script(thrower)
+            self.assertEqual(code, 1)
+            self.assertIn(message, err)
+
+    def test_mistakes_in_the_data_name_file_and_line(self):
+        (self.folder / "world.txt").write_text("title x\nsize 300 200\n\nisland 'x' 1 2\n")
+        code, _, err = self.run_host("--logs", "logs", str(ROOT / "examples/data/flock.lua"),
+                                     "world.txt")
+        self.assertEqual(code, 1)
+        self.assertIn("world.txt:4: island takes 4 value(s), not 3", err)
+
+    def test_arguments_and_exit_code_of_the_script(self):
+        code, _, err = self.run_script(
+            'print(arg[0], arg[1], select("#", ...), ...)\n'
+            'pcall(os.exit, 7)\n'
+            'while true do end\n', "--data", "ä b")
+        self.assertEqual(code, 7)
+        self.assertIn("DEBUG   script: script.lua\t--data\t2\t--data\tä b\n", self.log())
+
+    def test_modules_beside_the_script(self):
+        self.script("return 42\n", "lib/answer.lua")
+        self.assertEqual(self.run_script('os.exit(require "answer")')[0], 42)
+
+    def run_on_terminal(self, *arguments, typed_at=None, typed=b""):
+        """Returns the exit code and what was shown; types something when a text has been shown."""
+        process, terminal = pty.fork()
+        if process == 0:
+            os.chdir(self.folder)
+            os.execvpe(COMMAND[0], [*COMMAND, *arguments], self.environment)
+        self.addCleanup(os.close, terminal)
+        shown = b""
+        while select.select([terminal], [], [], 30)[0]:
+            try:
+                shown += os.read(terminal, 4096)
+            except OSError:  # the other end is closed
+                break
+            if typed_at and typed_at in shown:
+                time.sleep(0.5)  # the script is deep in its loop by now
+                os.write(terminal, typed)
+                typed_at = None
+        else:
+            os.kill(process, signal.SIGKILL)
+        return os.waitstatus_to_exitcode(os.waitpid(process, 0)[1]), shown
+
+    def test_progress_on_a_terminal_is_one_line(self):
+        if WINDOWS:
+            self.skipTest("Wine draws its console with its own cursor movements")
+        name = self.script("for i = 0, 9 do host.progress(i / 10, 'step ' .. i) end\n")
+        code, shown = self.run_on_terminal("--logs", "logs", name)
+        self.assertEqual(code, 0)
+        first, last = shown.index(b"step 0"), shown.index(b"step 9")
+        self.assertEqual(shown.count(b"step "), 10)
+        self.assertNotIn(b"\n", shown[first:last])
+
+    def test_interrupt_ends_cleanly_even_if_the_script_resists(self):
+        # LuaJIT calls no hooks from machine code, so there the host is asked now and then.
+        name = self.script("local jit = string.dump(function() end):sub(2, 3) == 'LJ'\n"
+                           "local function spin()\n"
+                           "    while true do if jit then host.progress(0) end end\n"
+                           "end\n"
+                           "log.info('on my way')\n"
+                           "while true do pcall(spin) end\n")
+        code, _ = self.run_on_terminal("--logs", "logs", name, typed_at=b"on my way", typed=b"\x03")
+        self.assertEqual(code, 130)
+        self.assertTrue(self.log().endswith("WARNING HOST: interrupted\n"))
+
+
+if __name__ == "__main__":
+    COMMAND = sys.argv[1:]
+    WINDOWS = COMMAND[-1].endswith(".exe")
+    unittest.main(argv=sys.argv[:1], verbosity=2)

@@ -1,0 +1,84 @@
+"""Installs the library into a new folder, builds the small examples against it, runs them."""
+import argparse
+import os
+import pathlib
+import shlex
+import subprocess
+import sys
+import tempfile
+import unittest
+
+EXAMPLES = pathlib.Path(__file__).resolve().parents[2] / "examples"
+OPTIONS = argparse.Namespace()
+
+
+def run(command, **options):
+    """Runs a command that must succeed; returns what it printed."""
+    done = subprocess.run([str(part) for part in command], text=True, timeout=200,
+                          stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                          stderr=subprocess.STDOUT, **options)
+    if done.returncode != 0:
+        raise AssertionError(f"{command} ended with {done.returncode}:\n{done.stdout}")
+    return done.stdout
+
+
+class PackageTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        folder = tempfile.TemporaryDirectory()
+        cls.addClassCleanup(folder.cleanup)
+        cls.folder = pathlib.Path(folder.name)
+        cls.prefix = cls.folder / "prefix"
+        run(["cmake", "--install", OPTIONS.build, "--prefix", cls.prefix])
+        cls.environment = dict(os.environ, LD_LIBRARY_PATH=str(cls.prefix / "lib"),
+                               PKG_CONFIG_PATH=str(cls.prefix / "lib/pkgconfig"),
+                               WINEPATH=str(cls.prefix / "bin"))
+
+    def check_log(self, name, language):
+        line = (self.folder / f"{name}.log").read_text().splitlines()[-1]
+        self.assertRegex(line, rf"^\d{{5}}\.\d{{3}} INFO    HELLO: hello from {language}$")
+
+    def needs_linux(self):
+        if OPTIONS.target != "Linux":
+            self.skipTest("for Linux only")
+
+    def test_cpp_through_find_package(self):
+        build = self.folder / "hello_cpp"
+        # A toolchain for another system ignores prefixes of this one, hence the package's folder.
+        place = (f"-DCMAKE_PREFIX_PATH={self.prefix}" if OPTIONS.target == "Linux" else
+                 f"-DqzCore_DIR={self.prefix / 'lib/cmake/qzCore'}")
+        run(["cmake", "-S", EXAMPLES / "hello_cpp", "-B", build, "-G", "Ninja", place,
+             f"-DCMAKE_TOOLCHAIN_FILE={OPTIONS.toolchain}"])
+        run(["cmake", "--build", build])
+        suffix = ".exe" if OPTIONS.target == "Windows" else ""
+        printed = run([*OPTIONS.emulator, build / f"hello_cpp{suffix}", self.folder],
+                      env=self.environment)
+        self.assertIn("Greetings: 1 so far", printed)
+        self.check_log("hello_cpp", r"C\+\+")
+
+    def test_c_through_pkg_config(self):
+        self.needs_linux()
+        flags = run(["pkg-config", "--cflags", "--libs", "qzcore"], env=self.environment)
+        program = self.folder / "hello_c"
+        run([OPTIONS.cc, "-std=c11", "-Wall", "-Wextra", "-Wpedantic", "-Werror",
+             EXAMPLES / "hello_c/hello.c", "-o", program, *shlex.split(flags)])
+        run([program, self.folder], env=self.environment)
+        self.check_log("hello_c", "C")
+
+    def test_python_through_the_c_functions(self):
+        self.needs_linux()
+        printed = run([sys.executable, EXAMPLES / "python/hello.py", self.folder],
+                      env=self.environment)
+        self.assertRegex(printed, r"'hello from Python' is 0x[0-9a-f]{8}\n")
+        self.check_log("hello_py", "Python")
+
+
+if __name__ == "__main__":
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--build", required=True)
+    parser.add_argument("--target", required=True)
+    parser.add_argument("--toolchain", default="")
+    parser.add_argument("--cc", required=True)
+    parser.add_argument("--emulator", type=shlex.split, default=[])
+    parser.parse_args(namespace=OPTIONS)
+    unittest.main(argv=sys.argv[:1], verbosity=2)

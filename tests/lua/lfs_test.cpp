@@ -1,0 +1,117 @@
+#include "VFS/File.h"
+#include "VFS/Locations.h"
+#include "lua/script.h"
+#include "support/log_capture.h"
+
+#include <filesystem>
+
+namespace qz::test {
+
+namespace {
+
+class LuaLfs : public ::testing::Test {
+protected:
+    std::string run(const std::string& code) {
+        return script_.run("local dir = '" + dir_ + "' " + code);
+    }
+
+    Script script_;
+    std::string dir_ = scriptDirectory();
+};
+
+TEST_F(LuaLfs, TellsAttributes) {
+    writeFile(dir_ + "/file", "x");
+    EXPECT_EQ(
+        run("local a = lfs.attributes(dir .. '/file') "
+            "return a.mode, a.modification == lfs.attributes(dir .. '/file', 'modification'), "
+            "math.abs(a.modification - os.time()) < 1000"),
+        "file|true|true");
+    EXPECT_EQ(run("return lfs.attributes(dir, 'mode')"), "directory");
+    EXPECT_EQ(run("return select('#', lfs.attributes(dir .. '/none')), "
+                  "select('#', lfs.attributes(dir .. '/none', 'mode')), "
+                  "select('#', lfs.attributes(dir, 'size'))"),
+              "0|0|0");
+    EXPECT_EQ(run("lfs.attributes()"),
+              "error: bad argument #1 to 'attributes' (filepath is required)");
+}
+
+TEST_F(LuaLfs, MakesAndRemovesDirectories) {
+    EXPECT_EQ(run("local d = dir .. '/a/b' return lfs.mkdir(d), lfs.mkdir(d)"),
+              "true|nil|can't create directory \"" + dir_ + "/a/b\"");
+    EXPECT_EQ(run("return lfs.rmdir(dir .. '/a')"),
+              "nil|can't delete directory \"" + dir_ + "/a\"");
+    EXPECT_EQ(run("return lfs.rmdir(dir .. '/a/b'), lfs.rmdir(dir .. '/a')"), "true|true");
+    EXPECT_EQ(run("lfs.mkdir()"), "error: bad argument #1 to 'mkdir' (path is required)");
+    EXPECT_EQ(run("lfs.rmdir()"), "error: bad argument #1 to 'rmdir' (path is required)");
+}
+
+TEST_F(LuaLfs, OsRemovesThroughTheVfsAndRenamesNothing) {
+    writeFile(dir_ + "/file", "x");
+    EXPECT_EQ(run("return os.remove(dir .. '/file'), os.remove(dir .. '/file')"),
+              "true|nil|deleting " + dir_ + "/file failed");
+    EXPECT_EQ(run("os.remove()"), "error: bad argument #1 to 'remove' (path is required)");
+    EXPECT_EQ(run("return os.rename('a', 'b')"), "nil|os.rename() is not supported on VFS");
+    EXPECT_EQ(run("return type(os.time()), type(os.getenv)"), "number|function");
+}
+
+TEST_F(LuaLfs, WalksDirectories) {
+    writeFile(dir_ + "/one", "");
+    writeFile(dir_ + "/two", "");
+    constexpr char kSorted[] = "table.sort(names) return table.concat(names, ' ')";
+    EXPECT_EQ(
+        run(std::string("local names = {} for n in lfs.dir(dir) do names[#names + 1] = n end ") +
+            kSorted),
+        ". .. one two");
+    EXPECT_EQ(run(std::string("local names, _, d = {}, lfs.dir(dir) assert(d.n == 4 and not d.i) "
+                              "for i = 1, 4 do names[i] = d:next() end "
+                              "assert(d.i == 4 and d:next() == nil) ") +
+                  kSorted),
+              ". .. one two");
+    EXPECT_EQ(run("local step = lfs.dir(dir) local n = 0 while step() do n = n + 1 end return n"),
+              "4");
+    EXPECT_EQ(run("local _, d = lfs.dir(dir .. '/none') return d.n, d:next()"), "nil|nil");
+    EXPECT_EQ(run("lfs.dir()"), "error: bad argument #1 to 'dir' (path is required)");
+    EXPECT_EQ(run("lfs.dir(dir)(5)"), "error: bad argument #1 to '?' (qz_lua_vfs:lfs_dir_walk)");
+}
+
+TEST_F(LuaLfs, ClosesDirectories) {
+    EXPECT_EQ(run("local step, d = lfs.dir(dir) step() local close = d.close "
+                  "d:close() close(d) return next(d)"),
+              "nil");
+    EXPECT_EQ(run("local _, d = lfs.dir(dir) d.n = 1e300 d.i = 1e300 "
+                  "return d:next(), d:close(), next(d)"),
+              "nil|nil|nil");
+    EXPECT_EQ(run("local _, d = lfs.dir(dir) d.close(1)"),
+              "error: bad argument #1 to 'close' (qz_lua_vfs:lfs_dir_close)");
+}
+
+TEST_F(LuaLfs, KnowsTheStandardDirectories) {
+    EXPECT_EQ(run("return lfs.currentdir(), lfs.writedir(), lfs.tempdir()"),
+              std::string(VFS_get_basedir()) + "|" + VFS_get_writedir() + "|" + VFS_get_tempdir());
+    EXPECT_EQ(run("lfs.chdir(dir)"), "error: can't chdir on VFS");
+}
+
+TEST_F(LuaLfs, ManagesLocations) {
+    EXPECT_EQ(run("return lfs.add_location('Saves', 'x:\\\\saves'), "
+                  "lfs.add_location('Other', 'X:\\\\SAVES')"),
+              "true|false");
+    EXPECT_EQ(run("local l = lfs.locations() return l.n == #l, l[1].name, l[1].path"),
+              "true|Saves|x:\\saves");
+    EXPECT_EQ(run("return lfs.del_location('Saves'), lfs.del_location('x:\\\\saves')"),
+              "false|true");
+    EXPECT_EQ(run("lfs.add_location('a')"), "error: lfs.add_location(name, path)");
+    EXPECT_EQ(run("lfs.del_location()"),
+              "error: bad argument #1 to 'del_location' (lfs.del_location(name))");
+}
+
+TEST_F(LuaLfs, NormalisesPaths) {
+    EXPECT_EQ(run("return lfs.normpath('a//b/')"), "a\\b\\");
+    EXPECT_EQ(
+        run("return #lfs.normpath(('x'):rep(255)), select('#', lfs.normpath(('x'):rep(256)))"),
+        "255|0");
+    EXPECT_EQ(run("lfs.normpath()"), "error: bad argument #1 to 'normpath' (lfs.normpath(path))");
+}
+
+} // namespace
+
+} // namespace qz::test

@@ -1,0 +1,104 @@
+#include "lua/script.h"
+#include "support/log_capture.h"
+
+#include <filesystem>
+
+namespace qz::test {
+
+namespace {
+
+class LuaLog : public ::testing::Test {
+protected:
+    LuaLog() { log_.take(); }
+
+    // What one statement logs, as "level module: message" lines.
+    std::string logged(const std::string& code) {
+        EXPECT_EQ(script_.run(code), "") << code;
+        std::string text;
+        for (const LogLine& line : log_.take()) {
+            text += (text.empty() ? "" : "\n") + std::to_string(line.level) + " " + line.message;
+            EXPECT_EQ(line.module, "Test");
+        }
+        return text;
+    }
+
+    LogCapture log_;
+    Script script_;
+};
+
+TEST_F(LuaLog, TakesTheLevelFromTheFunctionOrTheFirstNumber) {
+    EXPECT_EQ(script_.run("return log.ALERT, log.ERROR, log.WARNING, log.INFO, log.DEBUG, log.ALL, "
+                          "log.TRACE"),
+              "2|8|16|64|128|255|256");
+    EXPECT_EQ(logged("log.error('e')"), "8 e");
+    EXPECT_EQ(logged("log.warning('w')"), "16 w");
+    EXPECT_EQ(logged("log.info('i')"), "64 i");
+    EXPECT_EQ(logged("log.debug('d')"), "128 d");
+    EXPECT_EQ(logged("log.info(log.WARNING, 'raised')"), "16 raised");
+    EXPECT_EQ(logged("log.printf('x')"), "8 x");
+    EXPECT_EQ(logged("log.printf(log.DEBUG, 'x2')"), "128 x2");
+    EXPECT_EQ(logged("log.printf(0, 'x3')"), "8 x3");
+    EXPECT_EQ(logged("log.info('128', 'not a level')"), "64 128");
+    EXPECT_EQ(logged("log('called')"), "64 called");
+    EXPECT_EQ(logged("log(log.DEBUG, 'a')"), "128 a");
+    EXPECT_EQ(logged("log(log.TRACE, 't')"), "256 t");
+    EXPECT_EQ(logged("log.info(0/0, 'nan')"), "8 nan");
+    EXPECT_EQ(logged("log.info(1e300, 'huge')"), "8 huge");
+}
+
+TEST_F(LuaLog, FormatsOnlyWhatHasValues) {
+    EXPECT_EQ(logged("log.info('%d%%', 5)"), "64 5%");
+    EXPECT_EQ(logged("log.info('100%')"), "64 100%");
+    EXPECT_EQ(logged("log.info('%s and %s', 'one')"), "64 %s and %s");
+    EXPECT_EQ(logged("log.info('%d', 'no number')"), "64 %d");
+    EXPECT_EQ(logged("log.info('%s', '%n%s')"), "64 %n%s");
+    EXPECT_EQ(logged("log.info(64, 42)"), "64 42");
+}
+
+TEST_F(LuaLog, NeverRaises) {
+    EXPECT_EQ(logged("log.info()"), "64 <NULL>");
+    EXPECT_EQ(logged("log.info(64)"), "64 <NULL>");
+    EXPECT_EQ(logged("log.info({})"), "64 <NULL>");
+    EXPECT_EQ(logged("log.info(nil, 1)"), "64 <NULL>");
+    EXPECT_EQ(logged("local t = {} for i = 1, 7000 do t[i] = i end log.info('%d', unpack(t))"),
+              "64 1");
+    EXPECT_EQ(logged("string.format = function() error('no') end log.info('a %d', 1)"), "64 a %d");
+    EXPECT_EQ(logged("string.format = function() return {} end log.info('b %d', 1)"), "64 b %d");
+    EXPECT_EQ(logged("string.format = coroutine.yield log.info('c %d', 1)"), "64 c %d");
+    EXPECT_EQ(logged("string = nil log.info('d %d', 1)"), "64 d %d");
+    EXPECT_EQ(logged("setmetatable(_G, {__index = error}) log.info('e %d', 1)"), "64 e %d");
+}
+
+// Each level of recursion is a level of the C stack, which Lua bounds.
+TEST_F(LuaLog, FormatThatLogs) {
+    EXPECT_EQ(script_.run("local depth = 0\n"
+                          "string.format = function()\n"
+                          "    depth = depth + 1\n"
+                          "    log.info('%d', 1)\n"
+                          "    return 'deep'\n"
+                          "end\n"
+                          "log.info('%d', 1)\n"
+                          "return depth > 10"),
+              "true");
+}
+
+TEST_F(LuaLog, OpensAndClosesOutputs) {
+    EXPECT_EQ(script_.run("log.set_output()"),
+              "error: bad argument #1 to 'set_output' (logname should be provided)");
+    EXPECT_EQ(script_.run("log.set_output('net')"),
+              "error: bad argument #2 to 'set_output' (string expected, got no value)");
+    EXPECT_EQ(script_.run("log.set_output('net', 'NET')"),
+              "error: bad argument #3 to 'set_output' (number expected, got no value)");
+    std::filesystem::remove("lua_log_test.log");
+    EXPECT_EQ(logged("log.set_output('lua_log_test', 'Test', log.ERROR + log.WARNING)\n"
+                     "log.info('not this') log.error('but this')\n"
+                     "log.set_output('lua_log_test', '', 0) log.error('nor this')"),
+              "64 not this\n8 but this\n8 nor this");
+    const std::string file = readFile("lua_log_test.log");
+    EXPECT_NE(file.find(" ERROR   Test: but this"), std::string::npos) << file;
+    EXPECT_EQ(file.find("n"), std::string::npos) << file;
+}
+
+} // namespace
+
+} // namespace qz::test

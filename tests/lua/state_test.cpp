@@ -1,0 +1,112 @@
+#include "Lua/State.h"
+
+#include "Core/Watch.h"
+#include "lua/script.h"
+#include "support/log_capture.h"
+
+#include <thread>
+#include <vector>
+
+namespace qz::test {
+
+namespace {
+
+TEST(LuaState, IsNamedAndLogsItsLife) {
+    LogCapture log;
+    lua_State* const state = QZ_lua_open("Größe");
+    ASSERT_NE(state, nullptr);
+    lua_getfield(state, LUA_REGISTRYINDEX, "QZ.id");
+    EXPECT_EQ(describe(state, -1), "Größe");
+    lua_pop(state, 1);
+    EXPECT_EQ(lua_gettop(state), 0);
+    QZ_lua_close(state);
+    EXPECT_EQ(log.take(), (std::vector<LogLine>{{"Lua", 0x80, "Created state \"Größe\""},
+                                                {"Lua", 0x80, "Deleted state \"Größe\""}}));
+}
+
+TEST(LuaState, WithoutNameOrWithoutState) {
+    LogCapture log;
+    lua_State* const state = QZ_lua_open(nullptr);
+    QZ_lua_openlibs(state);
+    run(state, "print('x')");
+    QZ_lua_close(state);
+    QZ_lua_openlibs(nullptr);
+    QZ_lua_close(nullptr);
+    EXPECT_EQ(log.take(),
+              (std::vector<LogLine>{{"Lua", 0x80, "Created state \"<NULL>\""},
+                                    {"LUA", 0x80, "x"},
+                                    {"Lua", 0x80, "Deleted state \"!!!missing QZ.id!!!\""}}));
+}
+
+TEST(LuaState, HasTheListedLibrariesAndNoOthers) {
+    Script script;
+    const std::string names = script.run("local names = {}\n"
+                                         "for name in pairs(package.loaded) do\n"
+                                         "    if name ~= 'jit' and not name:find('^jit%.') then\n"
+                                         "        names[#names + 1] = name\n"
+                                         "    end\n"
+                                         "end\n"
+                                         "table.sort(names)\n"
+                                         "return table.concat(names, ' ')");
+    EXPECT_EQ(names, "_G coroutine debug io lfs log math os package string table");
+}
+
+// A script can damage what the library keeps in the registry; the library has to cope.
+TEST(LuaState, SurvivesAHostileRegistry) {
+    LogCapture log;
+    Script script;
+    script.run("local r = debug.getregistry()\n"
+               "setmetatable(r, {__index = function() error('no') end})\n"
+               "rawset(r, 'QZ.id', nil)\n"
+               "print('still here')");
+    QZ_lua_copyindex(script.state(), script.state(), LUA_REGISTRYINDEX);
+    lua_pop(script.state(), 1);
+    const std::vector<LogLine> lines = log.take();
+    ASSERT_EQ(lines.size(), 3u);
+    EXPECT_EQ(lines[1], (LogLine{"LUA", 0x80, "still here"}));
+    EXPECT_EQ(lines[2].module, "LUA");
+}
+
+TEST(LuaState, MemoryIsWatched) {
+    Script script;
+    script.run("big = string.rep('x', 4000000)");
+    char text[64];
+    const size_t length = QZ_watch_get_one("Lua", 0, text, sizeof text);
+    ASSERT_EQ(length, std::string(text).size());
+    double mebibytes = 0;
+    char unit[4] = "";
+    ASSERT_EQ(std::sscanf(text, "Memory: %lf%3s", &mebibytes, unit), 2) << text;
+    EXPECT_STREQ(unit, "MB");
+    EXPECT_GE(mebibytes, 3.8);
+    char little[8];
+    EXPECT_EQ(QZ_watch_get_one("Lua", 0, little, sizeof little), length);
+    EXPECT_STREQ(little, "Memory:");
+}
+
+TEST(LuaState, StatesOfSeveralThreadsShareThePool) {
+    static constexpr char kCode[] = "local t = {}\n"
+                                    "for i = 1, 3000 do t[i] = {i, tostring(i)} end\n"
+                                    "local sum = 0\n"
+                                    "for i = 1, #t do sum = sum + t[i][1] + #t[i][2] end\n"
+                                    "return sum";
+    std::vector<std::string> results(6);
+    std::vector<std::thread> threads;
+    for (std::string& result : results) {
+        threads.emplace_back([&result] {
+            for (int round = 0; round < 5; ++round) {
+                lua_State* const state = QZ_lua_open("thread");
+                QZ_lua_openlibs(state);
+                result = run(state, kCode);
+                QZ_lua_close(state);
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(results, std::vector<std::string>(6, "4512393"));
+}
+
+} // namespace
+
+} // namespace qz::test

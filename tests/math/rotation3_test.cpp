@@ -1,0 +1,391 @@
+// Rotations against matrices that are made without quaternions.
+#include "Math/Rotation3.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <numbers>
+#include <random>
+
+namespace {
+
+constexpr double kPi = std::numbers::pi;
+
+using Column = std::array<double, 3>;
+using Table = std::array<Column, 3>; // [row][column]; turns column vectors
+
+// Rodrigues' formula.
+Table turnAbout(const Column& axis, double angle) {
+    const double length = std::hypot(axis[0], axis[1], axis[2]);
+    const Column n{axis[0] / length, axis[1] / length, axis[2] / length};
+    const Table crossWithAxis{{{0, -n[2], n[1]}, {n[2], 0, -n[0]}, {-n[1], n[0], 0}}};
+    Table result{};
+    for (std::size_t r = 0; r < 3; ++r) {
+        for (std::size_t c = 0; c < 3; ++c) {
+            result[r][c] = (r == c ? std::cos(angle) : 0) + std::sin(angle) * crossWithAxis[r][c] +
+                           (1 - std::cos(angle)) * n[r] * n[c];
+        }
+    }
+    return result;
+}
+
+Table turnAbout(int axis, double angle) {
+    return turnAbout(Column{axis == 0 ? 1.0 : 0, axis == 1 ? 1.0 : 0, axis == 2 ? 1.0 : 0}, angle);
+}
+
+Table operator*(const Table& a, const Table& b) {
+    Table result{};
+    for (std::size_t r = 0; r < 3; ++r) {
+        for (std::size_t c = 0; c < 3; ++c) {
+            for (std::size_t k = 0; k < 3; ++k) {
+                result[r][c] += a[r][k] * b[k][c];
+            }
+        }
+    }
+    return result;
+}
+
+template<typename T>
+using Rotation = Math::Rotation3<T>;
+
+template<typename T>
+using Vector = Math::Vector<3, T>;
+
+template<typename T>
+class Rotation3Test : public testing::Test {
+protected:
+    static constexpr T kTolerance = std::is_same_v<T, float> ? T(3e-6) : T(1e-14);
+
+    T random(double low, double high) {
+        return static_cast<T>(std::uniform_real_distribution<double>(low, high)(generator_));
+    }
+
+    Column randomAxis() {
+        for (;;) {
+            const Column axis{random(-1, 1), random(-1, 1), random(-1, 1)};
+            const double length = std::hypot(axis[0], axis[1], axis[2]);
+            if (length > 0.1 && length < 1) {
+                return axis;
+            }
+        }
+    }
+
+    static Vector<T> vector(const Column& column) {
+        return {static_cast<T>(column[0]), static_cast<T>(column[1]), static_cast<T>(column[2])};
+    }
+
+    Vector<T> randomUnit() {
+        const Column axis = randomAxis();
+        const double length = std::hypot(axis[0], axis[1], axis[2]);
+        return vector({axis[0] / length, axis[1] / length, axis[2] / length});
+    }
+
+    static Rotation<T> about(const Column& axis, double angle) {
+        Rotation<T> rotation;
+        rotation.setAngleAxis(static_cast<T>(angle), vector(axis));
+        return rotation;
+    }
+
+    Rotation<T> randomRotation() { return about(randomAxis(), random(-6, 6)); }
+
+    static std::array<Vector<T>, 3> basisOf(const Rotation<T>& rotation) {
+        std::array<Vector<T>, 3> axes;
+        rotation.getBasis(&axes[0], &axes[1], &axes[2]);
+        return axes;
+    }
+
+    static Table tableOf(const Rotation<T>& rotation) {
+        const auto axes = basisOf(rotation);
+        Table table;
+        for (std::size_t c = 0; c < 3; ++c) {
+            for (std::size_t r = 0; r < 3; ++r) {
+                table[r][c] = static_cast<double>(axes[c][static_cast<int>(r)]);
+            }
+        }
+        return table;
+    }
+
+    static void expectTurns(const Rotation<T>& rotation, const Table& expected) {
+        const Table actual = tableOf(rotation);
+        for (std::size_t r = 0; r < 3; ++r) {
+            for (std::size_t c = 0; c < 3; ++c) {
+                EXPECT_NEAR(actual[r][c], expected[r][c], kTolerance) << r << c;
+            }
+        }
+    }
+
+    static void expectNear(const Rotation<T>& actual, const Rotation<T>& expected,
+                           T tolerance = kTolerance) {
+        EXPECT_NEAR(actual.x, expected.x, tolerance);
+        EXPECT_NEAR(actual.y, expected.y, tolerance);
+        EXPECT_NEAR(actual.z, expected.z, tolerance);
+        EXPECT_NEAR(actual.w, expected.w, tolerance);
+    }
+
+    static void expectSame(const Rotation<T>& actual, const Rotation<T>& expected) {
+        expectNear(actual, expected, 0);
+    }
+
+private:
+    std::mt19937 generator_{20261121};
+};
+
+using Precisions = testing::Types<float, double>;
+TYPED_TEST_SUITE(Rotation3Test, Precisions);
+
+TYPED_TEST(Rotation3Test, LiesInMemoryAsXYZW) {
+    const Rotation<TypeParam> rotation{1, 2, 3, 4};
+    TypeParam components[4];
+    static_assert(sizeof rotation == sizeof components);
+    std::memcpy(components, &rotation, sizeof components);
+    EXPECT_EQ(components[0], 1);
+    EXPECT_EQ(components[3], 4);
+    this->expectSame(Rotation<TypeParam>{}, Rotation<TypeParam>{0, 0, 0, 1});
+}
+
+TYPED_TEST(Rotation3Test, AngleAndAxis) {
+    for (int round = 0; round < 1000; ++round) {
+        const Column axis = this->randomAxis(); // not of unit length
+        const double angle = this->random(0.1, 6.2);
+        const auto rotation = this->about(axis, angle);
+        this->expectTurns(rotation, turnAbout(axis, angle));
+
+        TypeParam angleBack;
+        Vector<TypeParam> axisBack;
+        rotation.getAngleAxis(angleBack, axisBack);
+        const TypeParam tolerance = 100 * TestFixture::kTolerance;
+        EXPECT_NEAR(angleBack, angle, tolerance);
+        const double length = std::hypot(axis[0], axis[1], axis[2]);
+        EXPECT_NEAR(axisBack.x, axis[0] / length, tolerance);
+        EXPECT_NEAR(axisBack.z, axis[2] / length, tolerance);
+    }
+    EXPECT_TRUE(std::isnan(this->about({0, 0, 0}, 1).x));
+    TypeParam angle;
+    Vector<TypeParam> axis;
+    Rotation<TypeParam>{}.getAngleAxis(angle, axis);
+    EXPECT_EQ(angle, 0);
+    EXPECT_TRUE(std::isnan(axis.y));
+}
+
+TYPED_TEST(Rotation3Test, ProductTurnsByTheSecondAndThenTheFirst) {
+    for (int round = 0; round < 1000; ++round) {
+        const auto a = this->randomRotation();
+        const auto b = this->randomRotation();
+        this->expectTurns(a * b, this->tableOf(a) * this->tableOf(b));
+        // The sign of a quaternion does not show in its matrix.
+        EXPECT_NEAR((a * b).w, a.w * b.w - a.x * b.x - a.y * b.y - a.z * b.z, this->kTolerance);
+        this->expectNear(Rotation<TypeParam>{} * a, a);
+    }
+}
+
+TYPED_TEST(Rotation3Test, EulerAnglesInAllOrders) {
+    constexpr int kAxes[6][3] = {{0, 1, 2}, {1, 2, 0}, {2, 0, 1}, {0, 2, 1}, {1, 0, 2}, {2, 1, 0}};
+    Rotation<TypeParam> rotation;
+    for (int order = 0; order < 6; ++order) {
+        for (int round = 0; round < 200; ++round) {
+            const TypeParam a = this->random(-6, 6), b = this->random(-6, 6);
+            const TypeParam c = this->random(-6, 6);
+            rotation.setEulerAngles(static_cast<Math::RotationOrder>(order), a, b, c);
+            this->expectTurns(rotation, turnAbout(kAxes[order][0], static_cast<double>(a)) *
+                                            turnAbout(kAxes[order][1], static_cast<double>(b)) *
+                                            turnAbout(kAxes[order][2], static_cast<double>(c)));
+        }
+    }
+    for (const int none : {-1, 6, 1000000}) {
+        rotation.setEulerAngles(static_cast<Math::RotationOrder>(none), 1, 2, 3);
+        this->expectSame(rotation, {});
+    }
+}
+
+TYPED_TEST(Rotation3Test, YawPitchRollThereAndBack) {
+    Rotation<TypeParam> rotation;
+    const double tolerance = std::is_same_v<TypeParam, float> ? 2e-3 : 1e-6;
+    for (int round = 0; round < 5000; ++round) {
+        const TypeParam yaw = this->random(0, 6.28), pitch = this->random(-1.5, 1.5);
+        const TypeParam roll = this->random(-3.1, 3.1);
+        rotation.setYawPitchRoll(yaw, pitch, roll);
+        this->expectTurns(rotation, turnAbout(1, static_cast<double>(yaw)) *
+                                        turnAbout(2, static_cast<double>(pitch)) *
+                                        turnAbout(0, static_cast<double>(roll)));
+        TypeParam yawBack, pitchBack, rollBack;
+        rotation.getYawPitchRoll(yawBack, pitchBack, rollBack);
+        // Near the horizon an angle's cosine says little about the angle.
+        EXPECT_NEAR(std::cos(yawBack - yaw), 1, tolerance);
+        EXPECT_NEAR(pitchBack, pitch, tolerance);
+        EXPECT_NEAR(std::cos(rollBack - roll), 1, tolerance);
+        EXPECT_GE(yawBack, TypeParam(-1e-6));
+        EXPECT_LT(yawBack, TypeParam(6.2831855));
+    }
+}
+
+TYPED_TEST(Rotation3Test, YawPitchRollAtItsThresholds) {
+    const auto back = [](const Rotation<TypeParam>& rotation) {
+        Vector<TypeParam> angles;
+        rotation.getYawPitchRoll(angles.x, angles.y, angles.z);
+        return angles;
+    };
+    const auto thereAndBack = [&](double yaw, double pitch, double roll) {
+        Rotation<TypeParam> rotation;
+        rotation.setYawPitchRoll(static_cast<TypeParam>(yaw), static_cast<TypeParam>(pitch),
+                                 static_cast<TypeParam>(roll));
+        return back(rotation);
+    };
+    // Straight up and down only the pitch is kept, also where rounding takes its sine beyond 1.
+    const TypeParam half = TypeParam(0.5);
+    for (const TypeParam z : {half, -half, half + TypeParam(1e-6), -half - TypeParam(1e-6)}) {
+        const auto angles = back({half, z > 0 ? half : -half, z, half});
+        EXPECT_EQ(angles.x, 0);
+        EXPECT_EQ(angles.y, std::asin(TypeParam(z > 0 ? 1 : -1)));
+        EXPECT_EQ(angles.z, 0);
+    }
+    // Small negative yaws stay, larger ones go once around.
+    EXPECT_NEAR(back({0, TypeParam(-0.45e-6), 0, 1}).x, -0.9e-6, 1e-12);
+    EXPECT_NEAR(thereAndBack(-1.1e-6, 0, 0).x, 2 * kPi - 1.1e-6, 1e-6);
+    EXPECT_NEAR(thereAndBack(-0.5, 0, 0).x, 2 * kPi - 0.5, 1e-6);
+    EXPECT_EQ(thereAndBack(-0.5, 0, 0).x, -TypeParam(0.5) + TypeParam(6.2831855F))
+        << "two pi in single precision";
+    // The sign of the roll.
+    EXPECT_LT(thereAndBack(0, 0, -0.01).z, 0);
+    EXPECT_GT(thereAndBack(0, 0, 0.01).z, 0);
+    EXPECT_GE(thereAndBack(0, 0, -0.9e-6).z, 0);
+    EXPECT_NEAR(thereAndBack(0.3, 0.2, -3).z, -3, 1e-3);
+}
+
+TYPED_TEST(Rotation3Test, YawJustAboveTheSteepestPitchIsKept) {
+    // A cosine of the pitch of 1e-5 is well above the threshold, one of 1e-7 below it; only double
+    // precision tells such angles from straight up.
+    if (std::is_same_v<TypeParam, float>) {
+        return;
+    }
+    Rotation<TypeParam> rotation;
+    TypeParam yaw, pitch, roll;
+    rotation.setYawPitchRoll(1, TypeParam(kPi / 2 - 1e-5), 0);
+    rotation.getYawPitchRoll(yaw, pitch, roll);
+    EXPECT_NEAR(yaw, 1, 1e-3);
+    rotation.setYawPitchRoll(1, TypeParam(kPi / 2 - 1e-7), 0);
+    rotation.getYawPitchRoll(yaw, pitch, roll);
+    EXPECT_EQ(yaw, 0);
+}
+
+TYPED_TEST(Rotation3Test, FromToIsTheShortestTurn) {
+    Rotation<TypeParam> rotation;
+    for (int round = 0; round < 1000; ++round) {
+        const auto from = this->randomUnit();
+        const auto to = this->randomUnit();
+        const double cosine = static_cast<double>(from.x * to.x + from.y * to.y + from.z * to.z);
+        if (cosine < -0.99) {
+            continue;
+        }
+        rotation.setFromTo(from, to);
+        const auto axes = this->basisOf(rotation);
+        const double tolerance = std::is_same_v<TypeParam, float> ? 2e-4 : 1e-8;
+        for (int i = 0; i < 3; ++i) {
+            EXPECT_NEAR(from.x * axes[0][i] + from.y * axes[1][i] + from.z * axes[2][i], to[i],
+                        tolerance);
+        }
+        EXPECT_NEAR(rotation.w, std::cos(std::acos(cosine) / 2), tolerance);
+        // No part of the turn is about the vectors themselves.
+        EXPECT_NEAR(rotation.x * from.x + rotation.y * from.y + rotation.z * from.z, 0, tolerance);
+    }
+    rotation.setFromTo({0, 1, 0}, {0, 1, 0});
+    this->expectSame(rotation, {0, 0, 0, 1});
+    rotation.setFromTo({0, 0, -1}, {0, 0, 1});
+    this->expectSame(rotation, {0, 0, 0, 0});
+    // Beyond unit length the cosine is clamped and the cross product comes through unscaled.
+    rotation.setFromTo({2, 0, 0}, {2, 1, 0});
+    this->expectSame(rotation, {0, 0, 2, 1});
+}
+
+TYPED_TEST(Rotation3Test, BasisLeavesOutNullPointers) {
+    Vector<TypeParam> y;
+    this->about({0, 0, 1}, kPi / 2).getBasis(nullptr, &y, nullptr);
+    EXPECT_NEAR(y.x, -1, this->kTolerance);
+}
+
+TYPED_TEST(Rotation3Test, FromMatrixUndoesGetBasis) {
+    int branches[4] = {};
+    for (int round = 0; round < 2000; ++round) {
+        const auto rotation = this->randomRotation();
+        const auto axes = this->basisOf(rotation);
+        Math::Matrix<3, TypeParam> rows;
+        for (int r = 0; r < 3; ++r) {
+            for (int c = 0; c < 3; ++c) {
+                rows[r][c] = axes[static_cast<std::size_t>(r)][c];
+            }
+        }
+        Rotation<TypeParam> back;
+        back.fromMatrix(rows);
+        this->expectTurns(back, this->tableOf(rotation));
+        const TypeParam x = std::fabs(back.x), y = std::fabs(back.y), z = std::fabs(back.z);
+        ++branches[rows[0][0] + rows[1][1] + rows[2][2] >= 0 ? 3
+                   : x >= y && x >= z                        ? 0
+                   : y >= z                                  ? 1
+                                                             : 2];
+    }
+    for (const int count : branches) {
+        EXPECT_GT(count, 100);
+    }
+}
+
+// Matrices that are no rotations show which rule was taken.
+TYPED_TEST(Rotation3Test, FromMatrixAtItsTies) {
+    Rotation<TypeParam> rotation;
+    rotation.fromMatrix({}); // trace exactly zero
+    this->expectSame(rotation, {0, 0, 0, TypeParam(0.5)});
+    const TypeParam large = std::sqrt(TypeParam(2)) / 2,
+                    small = TypeParam(0.5) / std::sqrt(TypeParam(2));
+    rotation.fromMatrix({{0, 0.5, 0, 0.5, 0, 0, 0, 0, -1}}); // X and Y tie
+    this->expectSame(rotation, {large, small, 0, 0});
+    rotation.fromMatrix({{-1, 0, 0, 0, 0, 0.5, 0, 0.5, 0}}); // Y and Z tie
+    this->expectSame(rotation, {0, large, small, 0});
+    rotation.fromMatrix({{0, 0, 0.5, 0, -1, 0, 0.5, 0, 0}}); // X and Z tie
+    this->expectSame(rotation, {large, 0, small, 0});
+}
+
+TYPED_TEST(Rotation3Test, Normalize) {
+    const Rotation<TypeParam> rotation{2, 4, -6, 8};
+    const TypeParam length = std::sqrt(TypeParam(120));
+    this->expectNear(rotation.normalized(), {2 / length, 4 / length, -6 / length, 8 / length});
+    this->expectSame((Rotation<TypeParam>{0, 0, 0, 0}.normalized()), {});
+    const TypeParam nan = std::numeric_limits<TypeParam>::quiet_NaN();
+    this->expectSame((Rotation<TypeParam>{1, nan, 0, 1}.normalized()), {});
+}
+
+TYPED_TEST(Rotation3Test, SlerpTurnsAtAnEvenPaceTheShorterWay) {
+    for (int round = 0; round < 1000; ++round) {
+        const auto from = this->randomRotation();
+        const Column axis = this->randomAxis();
+        const double angle = this->random(0.7, 3.0); // d = cos(angle / 2) below 0.95
+        auto to = from * this->about(axis, angle);
+        const TypeParam t = this->random(-0.5, 1.5);
+        const Table expected =
+            this->tableOf(from) * turnAbout(axis, angle * static_cast<double>(t));
+        this->expectTurns(Math::slerp<TypeParam>(from, to, t), expected);
+        to = {-to.x, -to.y, -to.z, -to.w}; // the same turn
+        const auto flipped = Math::slerp(from, to, t);
+        this->expectTurns(flipped, expected);
+        const auto start = Math::slerp(from, to, 0);
+        this->expectNear(start, {-from.x, -from.y, -from.z, -from.w});
+    }
+}
+
+TYPED_TEST(Rotation3Test, SlerpBlendsFromItsThresholdOn) {
+    const Rotation<TypeParam> from{};
+    const auto halfWay = [&](double cosine) {
+        const Rotation<TypeParam> to{static_cast<TypeParam>(std::sqrt(1 - cosine * cosine)), 0, 0,
+                                     static_cast<TypeParam>(cosine)};
+        const Rotation<TypeParam> middle = Math::slerp(from, to, TypeParam(0.5));
+        return std::sqrt(static_cast<double>(middle.x * middle.x + middle.w * middle.w));
+    };
+    EXPECT_NEAR(halfWay(0.94999), 1, 1e-6);
+    EXPECT_NEAR(halfWay(0.95001), std::sqrt((1 + 0.95001) / 2), 1e-6); // shorter than 1
+    const Rotation<TypeParam> to{TypeParam(0.28), 0, 0, TypeParam(0.96)};
+    const TypeParam a = 1 - TypeParam(0.25), b = TypeParam(0.25);
+    this->expectSame(Math::slerp(from, to, 0.25), {b * to.x, 0, 0, a + b * to.w});
+    this->expectSame(Math::slerp(from, to, 1), to);
+}
+
+} // namespace

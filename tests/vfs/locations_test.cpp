@@ -1,0 +1,119 @@
+#include "VFS/Locations.h"
+
+#include "Core/Environment.h"
+#include "VFS/File.h"
+#include "support/log_capture.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using qz::test::freshDirectory;
+using qz::test::LogCapture;
+
+using Locations = std::vector<std::pair<std::string, std::string>>;
+
+void collect(void* context, const VFS_Location* location) {
+    static_cast<Locations*>(context)->emplace_back(location->name, location->path);
+}
+
+Locations listed() {
+    Locations locations;
+    VFS_get_locations(collect, &locations);
+    return locations;
+}
+
+unsigned int add(const std::string& name, const std::string& path) {
+    const VFS_Location location = {name.c_str(), path.c_str()};
+    return VFS_add_location(&location);
+}
+
+TEST(Locations, BeforeInitTheDirectoriesAreRelative) {
+    EXPECT_STREQ(VFS_get_basedir(), "./");
+    EXPECT_STREQ(VFS_get_writedir(), "./");
+    EXPECT_STREQ(VFS_get_tempdir(), "./Temp/");
+}
+
+TEST(Locations, InitChoosesAndCreatesTheDirectories) {
+    // Only one system looks at these; the other one's folders belong to the tests' own user.
+    const std::string root = freshDirectory().string();
+    ASSERT_NE(SYS_putenv("XDG_DATA_HOME", (root + "/data").c_str()), 0);
+    ASSERT_NE(SYS_putenv("TMPDIR", (root + "/temp").c_str()), 0);
+    LogCapture log;
+    const std::string application = "qzCore tests/init";
+    EXPECT_EQ(VFS_init(application.c_str(), "some/where/.."), 1U);
+
+    const std::string base = VFS_get_basedir();
+    EXPECT_TRUE(base.ends_with("\\some\\")) << base;
+    EXPECT_EQ(base.find('/'), std::string::npos);
+    EXPECT_EQ(VFS_exists(base.c_str()), 0) << "it is not created";
+    for (const std::string directory : {VFS_get_writedir(), VFS_get_tempdir()}) {
+        EXPECT_TRUE(directory.ends_with("\\qzCore tests\\init\\")) << directory;
+        EXPECT_NE(VFS_isdir(directory.c_str()), 0) << directory;
+        EXPECT_NE(VFS_remove(directory.c_str()), 0);
+    }
+    const std::vector<std::string> lines = log.messages();
+    ASSERT_EQ(lines.size(), 1U);
+    EXPECT_TRUE(lines[0].starts_with("Using 'Saved Games': \"")) << lines[0];
+}
+
+TEST(Locations, InitSurvivesWhatDoesNotFit) {
+    const std::string root = freshDirectory().string();
+    ASSERT_NE(SYS_putenv("XDG_DATA_HOME", (root + "/data").c_str()), 0);
+    const std::string overlong(300, 'x');
+    EXPECT_EQ(VFS_init(overlong.c_str(), overlong.c_str()), 1U);
+    EXPECT_EQ(std::string(VFS_get_writedir()).find("xxx"), std::string::npos);
+    EXPECT_EQ(std::string(VFS_get_basedir()).find("xxx"), std::string::npos);
+    EXPECT_TRUE(std::string(VFS_get_basedir()).ends_with("\\"));
+    EXPECT_EQ(VFS_init(nullptr, nullptr), 1U);
+    EXPECT_NE(VFS_isdir(VFS_get_writedir()), 0);
+}
+
+TEST(Locations, AreListedOldestFirstAndThenTheDrives) {
+    const Locations drives = listed();
+    EXPECT_FALSE(drives.empty());
+    for (const auto& [name, path] : drives) {
+        EXPECT_TRUE(path.ends_with("\\")) << path;
+        EXPECT_FALSE(name.empty());
+    }
+    EXPECT_EQ(add("same", "C:/One"), 1U);
+    EXPECT_EQ(add("same", "C:\\One"), 1U) << "paths are not normalised";
+    Locations expected = {{"same", "C:/One"}, {"same", "C:\\One"}};
+    expected.insert(expected.end(), drives.begin(), drives.end());
+    EXPECT_EQ(listed(), expected);
+    VFS_exit();
+    EXPECT_EQ(listed(), drives);
+    VFS_get_locations(nullptr, nullptr);
+}
+
+TEST(Locations, PathIsTheKeyWhateverTheCaseOfItsLetters) {
+    LogCapture log;
+    EXPECT_EQ(add("first", "Some/Path"), 1U);
+    EXPECT_EQ(add("second", "some/pATH"), 0U);
+    EXPECT_EQ(log.messages(),
+              std::vector<std::string>{
+                  "add_location {\"second\", \"some/pATH\"}: path already added as \"first\""});
+    EXPECT_EQ(VFS_del_location("first"), 0U) << "a name";
+    EXPECT_EQ(VFS_del_location("SOME/OTHER"), 0U);
+    EXPECT_EQ(VFS_del_location("SOME/PATHS"), 0U);
+    EXPECT_EQ(VFS_del_location("SOME/PATH"), 1U);
+    EXPECT_EQ(VFS_del_location("SOME/PATH"), 0U);
+    EXPECT_EQ(add("again", "Some/Path"), 1U);
+}
+
+TEST(Locations, TextsAreCutAndNullsRefused) {
+    EXPECT_EQ(add(std::string(300, 'n'), std::string(300, 'p')), 1U);
+    EXPECT_EQ(listed().front(), std::pair(std::string(255, 'n'), std::string(255, 'p')));
+    const VFS_Location noName = {nullptr, "path"};
+    const VFS_Location noPath = {"name", nullptr};
+    EXPECT_EQ(VFS_add_location(&noName), 0U);
+    EXPECT_EQ(VFS_add_location(&noPath), 0U);
+    EXPECT_EQ(VFS_add_location(nullptr), 0U);
+    EXPECT_EQ(VFS_del_location(nullptr), 0U);
+}
+
+} // namespace

@@ -1,0 +1,210 @@
+#include "VFS/Paths.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+// A destination with guard bytes around it, so that a byte past its size shows.
+class Destination {
+public:
+    explicit Destination(std::size_t size) : size_(size), bytes_(size + 2 * kGuard, kFill) {}
+
+    ~Destination() {
+        const auto filled = [](char byte) { return byte == kFill; };
+        EXPECT_TRUE(std::all_of(bytes_.begin(), bytes_.begin() + kGuard, filled)) << "before";
+        EXPECT_TRUE(std::all_of(bytes_.end() - kGuard, bytes_.end(), filled)) << "past the size";
+    }
+
+    Destination(const Destination&) = delete;
+    Destination& operator=(const Destination&) = delete;
+
+    char* data() { return bytes_.data() + kGuard; }
+    std::size_t size() const { return size_; }
+
+    std::string text() {
+        const std::size_t length = strnlen(data(), size_);
+        EXPECT_TRUE(size_ == 0 || length < size_) << "not terminated";
+        return {data(), length};
+    }
+
+private:
+    static constexpr std::ptrdiff_t kGuard = 16;
+    static constexpr char kFill = 0x5A;
+
+    std::size_t size_;
+    std::vector<char> bytes_;
+};
+
+// Paths of all shapes, the same in every run: separators in runs, dots, letters, characters of two
+// to four bytes, and stray bytes.
+std::vector<std::string> generatedPaths() {
+    const char* const pieces[] = {"/",  "\\", "//", "\\/",    "a",          "B",    ".",   "..",
+                                  "x ", "C:", "Ж",  "\u20AC", "\U0001F600", "\xFF", "\x80"};
+    std::mt19937 random(1);
+    std::vector<std::string> paths = {"", "/", "\\\\", "///", "a/", "//a//b//"};
+    for (int i = 0; i < 2000; ++i) {
+        std::string path;
+        for (auto count = random() % 12; count > 0; --count) {
+            path += pieces[random() % std::size(pieces)];
+        }
+        paths.push_back(path);
+    }
+    return paths;
+}
+
+using Conversion = unsigned int (*)(char*, size_t, const char*);
+
+std::string convert(Conversion conversion, const std::string& path) {
+    Destination destination(4 * path.size() + 1);
+    EXPECT_EQ(conversion(destination.data(), destination.size(), path.c_str()), 1U) << path;
+    return destination.text();
+}
+
+std::string normalized(const std::string& path) {
+    return convert(VFS_path_normalize, path);
+}
+
+std::string folded(const std::string& path) {
+    return convert(VFS_path_normcase, path);
+}
+
+// Whatever the room, the result is as much of the whole as fits, and 1 only for all of it.
+void expectCutToFit(Conversion conversion, const std::string& path) {
+    const std::string whole = convert(conversion, path);
+    for (std::size_t size = 0; size <= whole.size() + 2; ++size) {
+        Destination destination(size);
+        const unsigned int result = conversion(destination.data(), size, path.c_str());
+        EXPECT_EQ(result, size > whole.size() ? 1U : 0U) << path << " in " << size;
+        EXPECT_TRUE(whole.starts_with(destination.text())) << path << " in " << size;
+    }
+}
+
+std::string joined(const char* base, const char* relative) {
+    Destination destination(256);
+    EXPECT_EQ(VFS_path_join(destination.data(), destination.size(), base, relative), 1U);
+    return destination.text();
+}
+
+TEST(Paths, NormalizeKeepsANetworkPrefixAndNothingElseDoubled) {
+    EXPECT_EQ(normalized("//server//share///x"), "\\\\server\\share\\x");
+    EXPECT_EQ(normalized("a//b"), "a\\b");
+    EXPECT_EQ(normalized("///"), "\\\\");
+    EXPECT_EQ(normalized("a/./../b/"), "a\\.\\..\\b\\");
+    EXPECT_EQ(normalized(""), "");
+}
+
+TEST(Paths, NormalizeHoldsItsPropertiesForAnyPath) {
+    for (const std::string& path : generatedPaths()) {
+        expectCutToFit(VFS_path_normalize, path);
+        const std::string once = normalized(path);
+        EXPECT_EQ(once.find('/'), std::string::npos);
+        EXPECT_EQ(once.find("\\\\", 1), std::string::npos) << path;
+        EXPECT_EQ(normalized(once), once);
+
+        Destination inPlace(path.size() + 1);
+        std::strcpy(inPlace.data(), path.c_str());
+        EXPECT_EQ(VFS_path_normalize(inPlace.data(), inPlace.size(), inPlace.data()), 1U);
+        EXPECT_EQ(inPlace.text(), once);
+    }
+}
+
+TEST(Paths, NormcaseLowersLettersInEveryLocale) {
+    EXPECT_EQ(folded("C:/Data\\X.LUA"), "c:/data\\x.lua");
+    EXPECT_EQ(folded("\u00C9T\u00C9 \u041F\u0423\u0422\u042C \u0394 \u0130 \u01C5 \u0178"),
+              "\u00E9t\u00E9 \u043F\u0443\u0442\u044C \u03B4 i \u01C6 \u00FF");
+    EXPECT_EQ(folded("\u00D7\u00DF"), "\u00D7\u00DF"); // not letters with a lower case
+}
+
+TEST(Paths, NormcaseKeepsTheCodecsGroupOrder) {
+    EXPECT_EQ(folded("\u20AC"), "\u2B02");
+    EXPECT_EQ(folded("a\x80z"), "a?z");
+    EXPECT_EQ(folded("a\xE2\x82"), "a"); // cut short by the terminator: the end
+}
+
+TEST(Paths, NormcaseNeverWritesPastItsRoom) {
+    for (const std::string& path : generatedPaths()) {
+        expectCutToFit(VFS_path_normcase, path);
+    }
+}
+
+TEST(Paths, SplitTakesTheLastSeparator) {
+    const char* file = nullptr;
+    Destination directory(8);
+    EXPECT_EQ(VFS_path_split("a/b\\c", directory.data(), 8, &file), 1U);
+    EXPECT_EQ(directory.text(), "a\\b");
+    EXPECT_STREQ(file, "c");
+    EXPECT_EQ(VFS_path_split("\\c", directory.data(), 8, &file), 1U);
+    EXPECT_EQ(directory.text(), "");
+    EXPECT_STREQ(file, "c");
+    EXPECT_EQ(VFS_path_split("c", directory.data(), 8, nullptr), 1U);
+    EXPECT_EQ(directory.text(), "");
+    EXPECT_EQ(VFS_path_split("c", nullptr, 0, &file), 1U);
+    EXPECT_STREQ(file, "c");
+    EXPECT_EQ(VFS_path_split("12345678/c", directory.data(), 8, &file), 0U);
+    EXPECT_EQ(VFS_path_split("1234567/c", directory.data(), 8, &file), 1U);
+    EXPECT_EQ(VFS_path_split("12345678/c", nullptr, 0, &file), 1U);
+}
+
+TEST(Paths, WhatWasSplitJoinsBack) {
+    for (const std::string& path : generatedPaths()) {
+        Destination directory(path.size() + 1);
+        const char* file = nullptr;
+        ASSERT_EQ(VFS_path_split(path.c_str(), directory.data(), directory.size(), &file), 1U);
+        const std::string base = directory.text();
+        // The root itself has no name to join to.
+        if (base.find_first_not_of('\\') != std::string::npos) {
+            EXPECT_EQ(joined(base.c_str(), file), normalized(path)) << path;
+        }
+    }
+}
+
+TEST(Paths, JoinPutsOneSeparatorAndNeverDiscardsTheBase) {
+    EXPECT_EQ(joined("C:/games", "/saves//x.lua"), "C:\\games\\saves\\x.lua");
+    EXPECT_EQ(joined("C:/games/", "x"), "C:\\games\\x");
+    EXPECT_EQ(joined("a//b", nullptr), "a\\b");
+    EXPECT_EQ(joined(nullptr, "\\\\x"), "x");
+    EXPECT_EQ(joined("a", ""), "a\\");
+}
+
+TEST(Paths, JoinOntoTheDestinationOnlyTurnsSlashes) {
+    Destination path(16);
+    std::strcpy(path.data(), "a//b");
+    EXPECT_EQ(VFS_path_join(path.data(), path.size(), path.data(), "c"), 1U);
+    EXPECT_EQ(path.text(), "a\\\\b\\c");
+
+    Destination unterminated(2);
+    EXPECT_EQ(VFS_path_join(unterminated.data(), 2, unterminated.data(), "c"), 0U);
+}
+
+TEST(Paths, JoinFailsWithoutRoomForTheTerminator) {
+    const std::string whole = "base\\relative";
+    for (std::size_t size = 0; size <= whole.size() + 2; ++size) {
+        Destination destination(size);
+        EXPECT_EQ(VFS_path_join(destination.data(), size, "base", "relative"),
+                  size > whole.size() ? 1U : 0U);
+        EXPECT_TRUE(whole.starts_with(destination.text()));
+    }
+    Destination destination(4);
+    EXPECT_EQ(VFS_path_join(destination.data(), 4, nullptr, "a//b"), 0U)
+        << "before it is collapsed";
+}
+
+TEST(Paths, NullIsAFailure) {
+    const char* file = nullptr;
+    Destination destination(4);
+    for (const Conversion conversion : {VFS_path_normalize, VFS_path_normcase}) {
+        EXPECT_EQ(conversion(destination.data(), 4, nullptr), 0U);
+        EXPECT_EQ(destination.text(), "");
+        EXPECT_EQ(conversion(nullptr, 4, "a"), 0U);
+    }
+    EXPECT_EQ(VFS_path_split(nullptr, destination.data(), 4, &file), 0U);
+    EXPECT_EQ(VFS_path_join(nullptr, 4, "a", "b"), 0U);
+}
+
+} // namespace

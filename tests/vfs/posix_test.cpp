@@ -1,0 +1,268 @@
+// What Linux does in its own way: user folders by environment, sharing, files that are none.
+#include "VFS/File.h"
+#include "VFS/Locations.h"
+#include "VFS/Paths.h"
+
+#include "Core/Environment.h"
+#include "support/log_capture.h"
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <wctype.h>
+
+#include <algorithm>
+#include <csignal>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+using qz::test::freshDirectory;
+using qz::test::LogCapture;
+
+struct Closer {
+    void operator()(VFS_File* file) const { VFS_close(file); }
+};
+using File = std::unique_ptr<VFS_File, Closer>;
+
+std::string asVfsPath(fs::path path) {
+    std::string text = path.string();
+    std::replace(text.begin(), text.end(), '/', '\\');
+    return text;
+}
+
+// A home of the test's own, with every variable that could lead out of it unset.
+class Home : public ::testing::Test {
+protected:
+    Home() : home(freshDirectory()) {
+        for (const char* name : {"XDG_DATA_HOME", "XDG_CONFIG_HOME"}) {
+            SYS_putenv(name, nullptr);
+        }
+        SYS_putenv("HOME", home.c_str());
+        SYS_putenv("TMPDIR", home.c_str());
+    }
+
+    // What stands in the way of creating a folder.
+    void block(const fs::path& path) { qz::test::writeFile(home / path, "in the way"); }
+
+    void configureDocuments(const std::string& text) {
+        fs::create_directories(home / ".config");
+        qz::test::writeFile(home / ".config/user-dirs.dirs", text);
+    }
+
+    std::string writeDirectory() {
+        VFS_init("app", nullptr);
+        return VFS_get_writedir();
+    }
+
+    std::string expected(const std::string& folder) {
+        return asVfsPath(home / folder / "app") + "\\";
+    }
+
+    fs::path home;
+    LogCapture log;
+};
+
+TEST_F(Home, UserFoldersAreTriedInOrder) {
+    SYS_putenv("XDG_DATA_HOME", (home / "data").c_str());
+    EXPECT_EQ(writeDirectory(), expected("data"));
+    SYS_putenv("XDG_DATA_HOME", "relative/data");
+    EXPECT_EQ(writeDirectory(), expected(".local/share"));
+    EXPECT_EQ(VFS_get_tempdir(), expected(""));
+    EXPECT_EQ(log.messages(),
+              (std::vector<std::string>{"Using 'Saved Games': \"" + (home / "data").string() + "\"",
+                                        "Using 'Saved Games': \"" +
+                                            (home / ".local/share").string() + "\""}));
+
+    fs::remove_all(home / ".local");
+    block(".local");
+    EXPECT_EQ(writeDirectory(), expected("Documents/My Games"));
+    fs::remove_all(home / "Documents/My Games");
+    block("Documents/My Games");
+    EXPECT_EQ(writeDirectory(), expected("Documents"));
+    fs::remove_all(home / "Documents");
+    block("Documents");
+    EXPECT_EQ(writeDirectory(), ".\\app\\");
+    EXPECT_NE(VFS_isdir("app"), 0) << "created relative to the current directory";
+    const std::string documents = (home / "Documents").string();
+    EXPECT_EQ(log.messages(), (std::vector<std::string>{
+                                  "Can't get 'Saved Games'",
+                                  "Using 'My Games': \"" + documents + "/My Games\"",
+                                  "Can't get 'Saved Games'",
+                                  "Can't create 'My Games' as \"" + documents + "/My Games\"",
+                                  "Using 'My Documents': \"" + documents + "\"",
+                                  "Can't get 'Saved Games'",
+                                  "Can't create 'My Games' as \"" + documents + "/My Games\"",
+                                  "Can't get 'My Documents' folder",
+                              }));
+}
+
+TEST_F(Home, DocumentsFolderComesFromTheUsersConfiguration) {
+    block(".local");
+    configureDocuments("# XDG_DOCUMENTS_DIR=\"$HOME/no\"\n"
+                       "XDG_DOCUMENTS_DIR=\"$HOME/first\"\n"
+                       "  XDG_DOCUMENTS_DIR=\"$HOME/Doku\\\"mente/\"\n"
+                       "XDG_MUSIC_DIR=\"$HOME/Musik\"\n");
+    EXPECT_EQ(writeDirectory(), expected("Doku\"mente/My Games"));
+    configureDocuments("XDG_DOCUMENTS_DIR=\"" + (home / "absolute").string() + "\"");
+    EXPECT_EQ(writeDirectory(), expected("absolute/My Games"));
+    configureDocuments("XDG_DOCUMENTS_DIR=\"$HOME/\"\n"); // how a user without the folder says so
+    EXPECT_EQ(writeDirectory(), expected("My Games"));
+}
+
+TEST_F(Home, UnusableConfigurationCountsAsNone) {
+    block(".local");
+    const std::string key = "XDG_DOCUMENTS_DIR=";
+    const std::string broken[] = {
+        key,
+        key + "\"",
+        key + "\"$HOME/open",
+        key + "\"$HOME/open\\",
+        key + "\"relative\"",
+        key + "\"$HOMEless\"",
+        key + "\"/nul" + std::string(1, 0) + "\"",
+        key + "\"/" + std::string(100000, 'x') + "\"",
+        std::string(100000, '\n') + key + "\"/behind the limit\"",
+    };
+    for (const std::string& text : broken) {
+        configureDocuments(text);
+        EXPECT_EQ(writeDirectory(), expected("Documents/My Games")) << text.substr(0, 80);
+    }
+    fs::remove(home / ".config/user-dirs.dirs");
+    ASSERT_EQ(mkfifo((home / ".config/user-dirs.dirs").c_str(), 0600), 0);
+    EXPECT_EQ(writeDirectory(), expected("Documents/My Games"));
+}
+
+TEST(Posix, ReadersAndWritersDoNotHinderEachOther) {
+    const std::string path = asVfsPath(freshDirectory() / "a.txt");
+    const File writer(VFS_open_write(path.c_str()));
+    ASSERT_TRUE(writer);
+    ASSERT_EQ(VFS_write(writer.get(), "abc", 3), 3U);
+    const File reader(VFS_open_read(path.c_str()));
+    ASSERT_TRUE(reader);
+    char text[4] = {};
+    EXPECT_EQ(VFS_read(reader.get(), text, 3), 3U);
+    EXPECT_STREQ(text, "abc");
+    EXPECT_NE(VFS_remove(path.c_str()), 0);
+    EXPECT_TRUE(File(VFS_open_write(path.c_str()))) << "another file by now";
+}
+
+TEST(Posix, WhatIsNoOrdinaryFileIsRefusedWithoutWaiting) {
+    const fs::path fifo = freshDirectory() / "fifo";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    const int otherEnd = open(fifo.c_str(), O_RDWR | O_CLOEXEC);
+    for (const fs::path& path : {fifo, fs::path("/dev/null")}) {
+        EXPECT_FALSE(File(VFS_open_read(path.c_str()))) << path;
+        EXPECT_FALSE(File(VFS_open_write(path.c_str()))) << path;
+        EXPECT_NE(VFS_exists(path.c_str()), 0) << path;
+    }
+    close(otherEnd);
+    EXPECT_FALSE(File(VFS_open_read(fifo.c_str())));
+    EXPECT_FALSE(File(VFS_open_append(fifo.c_str())));
+}
+
+TEST(Posix, HandlesAreNotInherited) {
+    const fs::path path = freshDirectory() / "a.txt";
+    const File file(VFS_open_write(path.c_str()));
+    ASSERT_TRUE(file);
+    for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
+        std::error_code error;
+        if (fs::read_symlink(entry, error) == path) {
+            const int descriptor = std::stoi(entry.path().filename());
+            EXPECT_NE(fcntl(descriptor, F_GETFD) & FD_CLOEXEC, 0);
+            return;
+        }
+    }
+    FAIL() << "no descriptor found";
+}
+
+TEST(Posix, WriteThatFailsHalfWayReturnsWhatWasWritten) {
+    const std::string path = asVfsPath(freshDirectory() / "a.txt");
+    LogCapture log;
+    const File file(VFS_open_write(path.c_str()));
+    ASSERT_TRUE(file);
+    std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit limit = {1000, RLIM_INFINITY};
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+    const std::vector<char> bytes(4096);
+    EXPECT_EQ(VFS_write(file.get(), bytes.data(), bytes.size()), 1000U);
+    EXPECT_EQ(log.messages(), std::vector<std::string>{"WriteFile(4096 bytes): File too large"});
+}
+
+// Not on Windows, where a buffer is touched as a whole before anything is read into it.
+TEST(Posix, CountsAboveFourGibibytesAreNotCut) {
+    const fs::path path = freshDirectory() / "a.txt";
+    qz::test::writeFile(path, "text");
+    const File file(VFS_open_read(path.c_str()));
+    ASSERT_TRUE(file);
+    // The low 32 bits are zero: cut to them the count would read nothing.
+    constexpr std::size_t kCount = std::size_t{1} << 32;
+    void* const room = mmap(nullptr, kCount, PROT_READ | PROT_WRITE,
+                            MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    ASSERT_NE(room, MAP_FAILED);
+    EXPECT_EQ(VFS_read(file.get(), room, kCount), 4U);
+    EXPECT_STREQ(static_cast<char*>(room), "text");
+    munmap(room, kCount);
+}
+
+TEST(Posix, RemovingALinkLeavesWhatItPointsAt) {
+    const fs::path directory = freshDirectory();
+    fs::create_directory(directory / "target");
+    fs::create_symlink("target", directory / "link");
+    EXPECT_NE(VFS_isdir((directory / "link").c_str()), 0);
+    EXPECT_NE(VFS_remove((directory / "link").c_str()), 0);
+    EXPECT_TRUE(fs::is_directory(directory / "target"));
+}
+
+TEST(Posix, AnyBytesAreAName) {
+    const fs::path directory = freshDirectory();
+    const std::string path = asVfsPath(directory) + "\\caf\xE9";
+    EXPECT_TRUE(File(VFS_open_write(path.c_str())));
+    EXPECT_TRUE(fs::exists(directory / "caf\xE9"));
+}
+
+TEST(Posix, RootIsTheFirstDrive) {
+    std::vector<std::string> drives;
+    VFS_get_locations(
+        [](void* context, const VFS_Location* location) {
+            static_cast<std::vector<std::string>*>(context)->push_back(std::string(location->name) +
+                                                                       "|" + location->path);
+        },
+        &drives);
+    ASSERT_FALSE(drives.empty());
+    EXPECT_EQ(drives.front(), "/|\\");
+}
+
+// The C library's table of the same standard, but for letters that one of the two does not know
+// yet.
+TEST(Posix, LowerCaseAgreesWithTheSystemsTable) {
+    const locale_t unicode = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+    ASSERT_NE(unicode, nullptr);
+    int letters = 0;
+    for (wint_t c = 0x80; c < 0x800; ++c) {
+        const char text[] = {static_cast<char>(0xC0 | c >> 6), static_cast<char>(0x80 | (c & 0x3F)),
+                             0};
+        wint_t lower = towlower_l(c, unicode);
+        if (lower < 0x80 || lower >= 0x800) {
+            continue; // written with another number of bytes
+        }
+        const char wanted[] = {static_cast<char>(0xC0 | lower >> 6),
+                               static_cast<char>(0x80 | (lower & 0x3F)), 0};
+        char folded[8];
+        EXPECT_EQ(VFS_path_normcase(folded, sizeof folded, text), 1U);
+        EXPECT_STREQ(folded, wanted) << std::hex << c;
+        letters += lower != c;
+    }
+    EXPECT_GT(letters, 400);
+    freelocale(unicode);
+}
+
+} // namespace
