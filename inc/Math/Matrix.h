@@ -7,8 +7,6 @@
 #ifndef QZCORE_MATH_MATRIX_H
 #define QZCORE_MATH_MATRIX_H
 
-#include "Core/Export.h"
-
 namespace Math {
 
 /* N is 2, 3 or 4; T is float or double. A default one is all zero. */
@@ -126,13 +124,6 @@ inline void invertOrtho(Matrix<N, T>& out, const Matrix<N, T>& m) {
     inverse[kLast][kLast] = 1;
     out = inverse;
 }
-
-extern template struct QZ_API Matrix<2, float>;
-extern template struct QZ_API Matrix<3, float>;
-extern template struct QZ_API Matrix<4, float>;
-extern template struct QZ_API Matrix<2, double>;
-extern template struct QZ_API Matrix<3, double>;
-extern template struct QZ_API Matrix<4, double>;
 
 } // namespace Math
 

@@ -33,38 +33,38 @@ struct Rotation3 {
     T w = 1; /* the scalar part, last in memory */
 
     /* Turns by `angle` about `axis`, which may have any length; a zero axis gives not-a-number. */
-    void setAngleAxis(T angle, const Vector<3, T>& axis);
+    QZ_API void setAngleAxis(T angle, const Vector<3, T>& axis);
 
     /* angle = 2 acos(w), from 0 to 2 pi; axis has length 1. Nothing is validated: the identity
      * gives a not-a-number axis, and w beyond 1 a not-a-number angle. */
-    void getAngleAxis(T& angle, Vector<3, T>& axis) const;
+    QZ_API void getAngleAxis(T& angle, Vector<3, T>& axis) const;
 
     /* The product q(first) q(second) q(third) of rotations about the order's three axes. A value
      * that is no order gives the identity. */
-    void setEulerAngles(RotationOrder order, T first, T second, T third);
+    QZ_API void setEulerAngles(RotationOrder order, T first, T second, T third);
 
     /* The product of a turn by yaw about Y, by pitch about Z, and by roll about X. */
-    void setYawPitchRoll(T yaw, T pitch, T roll);
+    QZ_API void setYawPitchRoll(T yaw, T pitch, T roll);
 
     /* The inverse: pitch from -pi/2 to pi/2, yaw from 0 to 2 pi, roll from -pi to pi.
      *
-     * Yaws from -1e-6 to 0 stay negative. Looking straight up or down (a cosine of the pitch not
+     * Yaws from -1e-6 to 0 stay negative; others below 0 get 6.2831855 added, 2 pi in single
+     * precision, for double too. Looking straight up or down (a cosine of the pitch not
      * above 1e-6), yaw and roll are 0. A roll whose sine times the cosine of the pitch is within
      * 1e-6 of zero comes out positive. */
-    void getYawPitchRoll(T& yaw, T& pitch, T& roll) const;
+    QZ_API void getYawPitchRoll(T& yaw, T& pitch, T& roll) const;
 
     /* The shortest turn that takes one unit vector to another. The vectors are not normalised here.
      *
      * Opposite vectors have no shortest turn: exactly opposite ones give (0, 0, 0, 0). Callers must
      * avoid them. */
-    void setFromTo(const Vector<3, T>& from, const Vector<3, T>& to);
+    QZ_API void setFromTo(const Vector<3, T>& from, const Vector<3, T>& to);
 
     /* Where the rotation takes the X, Y and Z axes; null pointers are left out. */
     void getBasis(Vector<3, T>* xAxis, Vector<3, T>* yAxis, Vector<3, T>* zAxis) const;
 
-    /* The rotation whose rotated X, Y and Z axes are the rows of the matrix: what getBasis gives.
-     */
-    void fromMatrix(const Matrix<3, T>& axes);
+    /* The rotation whose rotated X, Y and Z axes are the matrix's rows: what getBasis gives. */
+    QZ_API void fromMatrix(const Matrix<3, T>& axes);
 
     /* Divides by the length. A length that is zero or not-a-number gives the identity. */
     void normalize();
@@ -80,7 +80,8 @@ inline Rotation3<T> operator*(const Rotation3<T>& a, const Rotation3<T>& b);
  *
  * From a dot product of 0.95 on it is a plain linear blend, which is not normalised again. */
 template<typename T>
-Rotation3<T> slerp(const Rotation3<T>& from, const Rotation3<T>& to, std::type_identity_t<T> t);
+QZ_API Rotation3<T> slerp(const Rotation3<T>& from, const Rotation3<T>& to,
+                          std::type_identity_t<T> t);
 
 /* Eight multiplications in place of sixteen; stored data depends on this form's rounding. */
 template<typename T>
@@ -145,13 +146,6 @@ inline Rotation3<T> Rotation3<T>::normalized() const {
     result.normalize();
     return result;
 }
-
-extern template struct QZ_API Rotation3<float>;
-extern template struct QZ_API Rotation3<double>;
-extern template QZ_API Rotation3<float> slerp(const Rotation3<float>&, const Rotation3<float>&,
-                                              float);
-extern template QZ_API Rotation3<double> slerp(const Rotation3<double>&, const Rotation3<double>&,
-                                               double);
 
 } // namespace Math
 

@@ -7,8 +7,6 @@
 #ifndef QZCORE_MATH_VECTOR_H
 #define QZCORE_MATH_VECTOR_H
 
-#include "Core/Export.h"
-
 namespace Math {
 
 /* N is 2, 3 or 4; T is float or double. Indices run from 0 to N - 1. */
@@ -44,13 +42,6 @@ struct Vector<4, T> {
     constexpr T& operator[](int i) { return i == 0 ? x : i == 1 ? y : i == 2 ? z : w; }
     constexpr const T& operator[](int i) const { return i == 0 ? x : i == 1 ? y : i == 2 ? z : w; }
 };
-
-extern template struct QZ_API Vector<2, float>;
-extern template struct QZ_API Vector<3, float>;
-extern template struct QZ_API Vector<4, float>;
-extern template struct QZ_API Vector<2, double>;
-extern template struct QZ_API Vector<3, double>;
-extern template struct QZ_API Vector<4, double>;
 
 } // namespace Math
 

@@ -1,11 +1,14 @@
 // The exported copies; everything is inline in the header.
 #include "Math/Matrix.h"
 
+#include "Core/Export.h"
+
 namespace Math {
 
-// Importing an inline function is no use, so the header does not declare these.
+// One by one: exporting a class leaves its inline members out on Windows.
 #define QZ_MATH_MATRIX(N, T)                                                                \
-    template struct Matrix<N, T>;                                                           \
+    template QZ_API Matrix<N, T>& Matrix<N, T>::set(T);                                     \
+    template QZ_API Matrix<N, T>& Matrix<N, T>::transpose();                                \
     template QZ_API void transpose(Matrix<N, T>&, const Matrix<N, T>&);                     \
     template QZ_API void multiply(Matrix<N, T>&, const Matrix<N, T>&, const Matrix<N, T>&); \
     template QZ_API void invertOrtho(Matrix<N, T>&, const Matrix<N, T>&);

@@ -97,8 +97,8 @@ void Rotation3<T>::getYawPitchRoll(T& yaw, T& pitch, T& roll) const {
     if (static_cast<double>(yaw) < -kTolerance) {
         yaw += static_cast<T>(kTwoPi);
     }
-    const double dx = static_cast<double>(x);
-    const double dz = static_cast<double>(z);
+    const auto dx = static_cast<double>(x);
+    const auto dz = static_cast<double>(z);
     const double cosRoll = (1 - 2 * (dx * dx + dz * dz)) / static_cast<double>(cosine);
     roll = static_cast<T>(std::acos(clampToUnit(cosRoll)));
     if (static_cast<double>(2 * (y * z - x * w)) > kTolerance) {
@@ -160,12 +160,25 @@ Rotation3<T> slerp(const Rotation3<T>& from, const Rotation3<T>& to, std::type_i
     return blend(sign * (std::sin((1 - t) * angle) / sine), from, std::sin(t * angle) / sine, to);
 }
 
-#define QZ_MATH_ROTATION(T)                                                           \
-    template struct Rotation3<T>;                                                     \
-    template QZ_API Rotation3<T> operator*(const Rotation3<T>&, const Rotation3<T>&); \
+// Those that are inline in the header say QZ_API here: exported copies that no host imports.
+// NOLINTBEGIN(bugprone-macro-parentheses): a type needs none
+#define QZ_MATH_ROTATION(T)                                                                  \
+    template void Rotation3<T>::setAngleAxis(T, const Vector<3, T>&);                        \
+    template void Rotation3<T>::getAngleAxis(T&, Vector<3, T>&) const;                       \
+    template void Rotation3<T>::setEulerAngles(RotationOrder, T, T, T);                      \
+    template void Rotation3<T>::setYawPitchRoll(T, T, T);                                    \
+    template void Rotation3<T>::getYawPitchRoll(T&, T&, T&) const;                           \
+    template void Rotation3<T>::setFromTo(const Vector<3, T>&, const Vector<3, T>&);         \
+    template void Rotation3<T>::fromMatrix(const Matrix<3, T>&);                             \
+    template QZ_API void Rotation3<T>::getBasis(Vector<3, T>*, Vector<3, T>*, Vector<3, T>*) \
+        const;                                                                               \
+    template QZ_API void Rotation3<T>::normalize();                                          \
+    template QZ_API Rotation3<T> Rotation3<T>::normalized() const;                           \
+    template QZ_API Rotation3<T> operator*(const Rotation3<T>&, const Rotation3<T>&);        \
     template Rotation3<T> slerp(const Rotation3<T>&, const Rotation3<T>&, std::type_identity_t<T>);
 QZ_MATH_ROTATION(float)
 QZ_MATH_ROTATION(double)
 #undef QZ_MATH_ROTATION
+// NOLINTEND(bugprone-macro-parentheses)
 
 } // namespace Math
