@@ -1,4 +1,4 @@
-# Finds what is installed and names it: qz::lua, qz::tbbmalloc, qz::iconv. Nothing is downloaded here.
+# Finds what is installed and names it: qz::lua, qz::physfs, qz::iconv. Nothing is downloaded here.
 find_package(Threads REQUIRED)
 
 if(QZ_LUA STREQUAL "luajit" AND WIN32)
@@ -11,6 +11,13 @@ if(WIN32)
   add_library(qz::lua INTERFACE IMPORTED)
   target_include_directories(qz::lua SYSTEM INTERFACE ${QZ_LUA_INCLUDE})
   target_link_libraries(qz::lua INTERFACE ${QZ_LUA_LIBRARY})
+
+  find_path(QZ_PHYSFS_INCLUDE physfs.h REQUIRED)
+  find_library(QZ_PHYSFS_LIBRARY NAMES physfs REQUIRED)
+  add_library(qz::physfs INTERFACE IMPORTED)
+  target_include_directories(qz::physfs SYSTEM INTERFACE ${QZ_PHYSFS_INCLUDE})
+  target_compile_definitions(qz::physfs INTERFACE PHYSFS_DECL=)
+  target_link_libraries(qz::physfs INTERFACE ${QZ_PHYSFS_LIBRARY})
 
   find_path(QZ_ICONV_INCLUDE iconv.h REQUIRED)
   find_library(QZ_ICONV_LIBRARY NAMES iconv REQUIRED)
@@ -25,6 +32,9 @@ else()
     pkg_check_modules(QZ_LUA_PC REQUIRED IMPORTED_TARGET lua5.1)
   endif()
   add_library(qz::lua ALIAS PkgConfig::QZ_LUA_PC)
+
+  pkg_check_modules(QZ_PHYSFS_PC REQUIRED IMPORTED_TARGET physfs)
+  add_library(qz::physfs ALIAS PkgConfig::QZ_PHYSFS_PC)
 
   add_library(qz_iconv INTERFACE) # part of the C library
   add_library(qz::iconv ALIAS qz_iconv)

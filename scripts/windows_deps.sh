@@ -18,6 +18,11 @@ ICONV_PACKAGE="iconv"
 ICONV_VERSION=3.0.1
 ICONV_SHA512=9499c52f155cd1df3647b19f53b6bd46e8ca55443711e7b5f6d3ca59958126d0041911d51321730ad6cd97718f2ae0e71c10514f8fe70d2e11bbd0080d3ef6a8
 
+# Carries PhysicsFS whole, in this version; PhysicsFS's own source package is no longer to be had.
+PHYSFS_VERSION=3.1
+PHYSFS_PACKAGE="love"
+PHYSFS_PACKAGE_VERSION=11.4-1
+
 TRIPLET=x86_64-w64-mingw32
 CACHE=$QZ_ROOT/.cache/windows-deps
 DEB_SRC=$QZ_ROOT/scripts/deb_src.awk
@@ -39,8 +44,8 @@ key() {
     local checksum
     checksum=$(printf '%s\n' "$TBB_VERSION" "$LUA_VERSION" "$COMPILER_VERSION" "$HEADERS_VERSION" |
         cat - "$QZ_ROOT/scripts/windows_deps.sh" | sha256sum)
-    printf 'tbb%s-lua%s-iconv%s-gcc%s-%s\n' "${TBB_VERSION%%-*}" "${LUA_VERSION%%-*}" \
-        "$ICONV_VERSION" "${COMPILER_VERSION%%-*}" "${checksum:0:10}"
+    printf 'tbb%s-lua%s-physfs%s-iconv%s-gcc%s-%s\n' "${TBB_VERSION%%-*}" "${LUA_VERSION%%-*}" \
+        "$PHYSFS_VERSION" "$ICONV_VERSION" "${COMPILER_VERSION%%-*}" "${checksum:0:10}"
 }
 
 # apt-get with package lists of its own, made from the machine's sources with only the type changed:
@@ -95,6 +100,7 @@ fetch_debian_sources() {
     source_apt update
     fetch_debian_source onetbb "$TBB_VERSION"
     fetch_debian_source lua5.1 "$LUA_VERSION"
+    fetch_debian_source "$PHYSFS_PACKAGE" "$PHYSFS_PACKAGE_VERSION"
 }
 
 fetch_iconv() {
@@ -128,6 +134,17 @@ build_lua() {
         -Wl,--out-implib,"$PREFIX/lib/liblua51.dll.a"
     cp lua.h luaconf.h lualib.h lauxlib.h ../etc/lua.hpp "$PREFIX/include"
     keep_licence lua "$WORK/lua5.1/COPYRIGHT"
+}
+
+# Static, because qzCore.dll is its one user, and without the kinds of archives that nobody mounts.
+build_physfs() {
+    cd "$WORK/$PHYSFS_PACKAGE/src/libraries/physfs"
+    printf '%s\n' ./*.c |
+        xargs -P "$QZ_JOBS" -n 4 "$TRIPLET-gcc-posix" -c -O2 -g1 -gdwarf-4 -w -DNDEBUG \
+            -DPHYSFS_DECL= -DPHYSFS_SUPPORTS_DEFAULT=0 -DPHYSFS_SUPPORTS_ZIP=1 -DPHYSFS_NO_CDROM_SUPPORT
+    "$TRIPLET-gcc-ar-posix" rcs "$PREFIX/lib/libphysfs.a" ./*.o
+    cp physfs.h "$PREFIX/include"
+    keep_licence physfs "$WORK/$PHYSFS_PACKAGE/debian/copyright"
 }
 
 # LGPL, so a DLL of its own.
@@ -203,6 +220,7 @@ build_all() {
     step "Windows dependencies: Debian sources" "$network" fetch_debian_sources
     step "Windows dependencies: libiconv source" "$network (npm must work)" fetch_iconv
     step "Windows dependencies: Lua 5.1" "$report" build_lua
+    step "Windows dependencies: PhysicsFS $PHYSFS_VERSION" "$report" build_physfs
     step "Windows dependencies: libiconv 1.14" "$report" build_iconv
     step "Windows dependencies: oneTBB" "$report" build_tbb
     step "Windows dependencies: C++ runtime" "$report" copy_runtime

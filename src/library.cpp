@@ -5,8 +5,10 @@
 #include "Core/Clock.h"
 #include "Core/Watch.h"
 #include "Lua/State.h"
+#include "VFS/Archive.h"
 #include "core/log.h"
 #include "core/memory_pool.h"
+#include "core/until_unload.h"
 #include "core/watch.h"
 #include "lua/pool.h"
 #include "platform/entry.h"
@@ -29,8 +31,8 @@ size_t printMainPool(unsigned int, char* buffer, size_t size, void*) {
 }
 
 void attach() {
-    std::setlocale(LC_NUMERIC,
-                   "C"); // numbers are printed and read with a point, whatever the user's locale
+    // Numbers are printed and read with a point, whatever the user's locale.
+    std::setlocale(LC_NUMERIC, "C");
     QZ_get_ticks();
     qz_log_init();
     core::openWatchTable();
@@ -43,13 +45,16 @@ void attach() {
 }
 
 void detach() {
+    core::claimWatchTable();
     QZ_lua_close(globalConfig);
     globalConfig = nullptr;
     lua::destroyPool();
+    vfs_deinit();
     QZ_watch_reset(kMainPoolWatch);
     core::defaultPool().close();
     core::closeWatchTable();
-    core::closeLogAtExit();
+    core::closeLogAtUnload();
+    core::deleteObjectsAtUnload();
     attached = false;
 }
 
@@ -61,10 +66,16 @@ void platform::onAttach() {
     }
 }
 
-// When every other thread was killed in the middle of what it did, nothing here can be taken down
-// safely, and nothing needs to be: the process ends.
+// When every other thread was killed in the middle of what it did, nothing can be taken down
+// safely, and nothing needs to be: the process ends. Only what is already in the log's queue is
+// brought to safety.
 void platform::onDetach(bool threadsAreGone) {
-    if (attached && !threadsAreGone) {
+    if (!attached) {
+        return;
+    }
+    if (threadsAreGone) {
+        core::rescueLogAtProcessEnd();
+    } else {
         detach();
     }
 }

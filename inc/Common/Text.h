@@ -2,8 +2,13 @@
  *
  * Conversions never fail: what cannot be converted becomes "?", one for each input unit that is not
  * understood (a byte, or a unit of wide text). Characters beyond the first plane (emoji, say) have
- * no place in wide text of one unit a character and become U+FFFD. The results are the same on both
- * targets.
+ * no place in wide text of one unit a character and become U+FFFD.
+ *
+ * Wide conversions give the same results on both targets. So do local ones for the single-byte sets
+ * and GB18030; the tables of some East Asian sets (EUC-JP, EUC-KR, SHIFT_JIS, BIG5, CP932) differ
+ * between GNU libiconv, which Windows uses, and the C library in a few characters, "UTF-16" without
+ * a byte order is big-endian on Windows and the processor's own on Linux, and with "UTF-8" as the
+ * local set Linux passes code points beyond Unicode through.
  */
 #ifndef QZCORE_COMMON_TEXT_H
 #define QZCORE_COMMON_TEXT_H

@@ -6,8 +6,9 @@
  *
  * Containers hold elements of any type whose first member is a pointer, the link; while an element
  * is in a container the link belongs to the container, and the element to nobody else. Pushing and
- * popping never allocate, never call the system and never sleep: a thread that meets another in the
- * middle of an operation spins for the two stores it takes.
+ * popping never allocate and never wait for anything but the two stores for which another thread
+ * holds the container; a thread that meets another there spins, and gives way only if the other one
+ * has lost its processor. Not for signal handlers.
  */
 #ifndef QZCORE_CORE_ATOMICS_H
 #define QZCORE_CORE_ATOMICS_H

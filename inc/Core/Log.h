@@ -84,9 +84,10 @@ QZ_EXTERN_C_BEGIN
  *
  * The text is taken as it stands; a "%" in it means nothing. Unless the level is TRACE, the line
  * goes to the debugger and to standard error before the call returns: to a console as characters,
- * to a file or pipe as UTF-8 bytes. Nothing is echoed when standard error was closed or the null
- * device at load or at qz_log_start. ALERT shows a message box and returns when it is closed;
- * without a display, and on Linux, the line on standard error is all there is.
+ * to a file or pipe as UTF-8 bytes. On Linux nothing is echoed when standard error was closed at
+ * load, or was the null device at load and at qz_log_start, which looks again. ALERT shows a
+ * message box and returns when it is closed; without a display, and on Linux, the line on standard
+ * error is all there is.
  *
  * When no record is free the message is counted as lost and not echoed either. */
 QZ_API void qz_log(const char* module, unsigned int level, const char* message);
@@ -97,7 +98,8 @@ QZ_API void qz_vlogf(const char* module, unsigned int level, const char* format,
 
 /* Starts the writer thread.
  *
- * directory: where all log files go, at most 255 bytes; kept as a copy. It is not created.
+ * directory: where all log files go, at most 255 bytes; kept as a copy. It is not created. An empty
+ *   text means the root, null the current directory.
  * name: the first output, opened at once as "<directory>/<name>.log" for every module with the mask
  *   ALL; null opens none. A file of that name that exists is renamed to "<name>.log.old" first,
  * over an older one. An output that cannot be opened is silently absent.
@@ -107,8 +109,8 @@ QZ_API void qz_vlogf(const char* module, unsigned int level, const char* format,
 QZ_API int qz_log_start(const char* directory, const char* name);
 
 /* Ends the writer thread when it has written what is queued, and closes the outputs. Waits for the
- * disk if it has to. Does nothing if the thread is not running. From then on messages are counted
- * as lost and appear nowhere. */
+ * disk if it has to. Ends the hook as well: an entry that was read is gone. Does nothing if the
+ * thread is not running. From then on messages are counted as lost and appear nowhere. */
 QZ_API void qz_log_stop(void);
 
 /* Closes the facility for good; unloading the library does it. Afterwards qz_log only echoes. */
@@ -116,10 +118,10 @@ QZ_API void qz_log_exit(void);
 
 /* Asks the writer thread to open, change or close an output.
  *
- * name: the key of the output and its file's name without ".log"; cut at 63 bytes.
- * module_filter: the output takes this module's messages only (exact, case-sensitive, cut at 63
- *   bytes); null or empty takes every module's.
- * mask: the sum of the levels it takes; 0 closes the output.
+ * name: the key of the output and its file's name without ".log"; cut at 63 bytes. It is trusted:
+ * with separators in it the file lies elsewhere. module_filter: the output takes this module's
+ * messages only (exact, case-sensitive, cut at 63 bytes); null or empty takes every module's. mask:
+ * the sum of the levels it takes; 0 closes the output.
  *
  * The request queues behind the messages logged before it and takes effect in that order. It is
  * dropped, and counted as a lost message, when no record is free. */

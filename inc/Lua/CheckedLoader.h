@@ -31,14 +31,15 @@ public:
 
     /* Runs a file without arguments and drops its results. The stack is left as it was.
      *
-     * file: for a name that ends in ".lua" the compiled file beside it, ".luac", is taken instead if
-     *   it is readable and loads. Readable is what the C library's access function says, which on
+     * file: for a name that ends in ".lua" the compiled file beside it, ".luac", is taken instead
+     * if it is readable and loads. Readable is what the C library's access function says, which on
      *   Windows takes the name in the ANSI code page; the file itself is read through the VFS.
      * table: if not empty, the global table of this name receives everything that the file defines,
      *   and is all that the file sees. A global that is no table is replaced by a new one.
      *
-     * Throws CheckedLoaderException: "Can't do file, name is empty!", or "Can't execute Lua file " +
-     * file + " - " + Lua's text. Lua errors pass through only if memory runs out for the stack. */
+     * Throws CheckedLoaderException: "Can't do file, name is empty!", or "Can't execute Lua file "
+     * + file + " - " + Lua's text. Lua errors pass through only if memory runs out for the stack.
+     */
     void loadFile(lua_State* state, const std::string& file, const std::string& table = {});
 
     /* The same with a result: false if it threw a CheckedLoaderException, whose message is then

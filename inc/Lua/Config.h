@@ -16,16 +16,16 @@
  * bottom to top: "T -> T, value". T is the current table, the value on top of the stack when a
  * function is called. What open and create push is popped by the caller.
  *
- * A path is one or more keys separated by "."; each is used as a text key, also when it looks like a
- * number ("a.1" does not find a[1]), and nothing escapes a dot. Integer keys have functions of their
- * own. A null path counts as the empty text, which is a key like any other.
+ * A path is one or more keys separated by "."; each is used as a text key, also when it looks like
+ * a number ("a.1" does not find a[1]), and nothing escapes a dot. Integer keys have functions of
+ * their own. A null path counts as the empty text, which is a key like any other.
  *
  * Failures: what is missing is no error. Loading and running log one ERROR line (module
  * "Lua::Config") and return false, with the stack as it was. Reading never raises because of what
- * the tables hold: where a metatable's __index raises, the value counts as missing and one ERROR line
- * "Call error %s:%s." names the key and the error. Creating and setting let Lua errors through, as
- * when a path leads through a number; so does everything when memory runs out. Where such errors
- * are to be survived, the call belongs inside lua_pcall or lua_cpcall.
+ * the tables hold: where a metatable's __index raises, the value counts as missing and one ERROR
+ * line "Call error %s:%s." names the key and the error. Creating and setting let Lua errors
+ * through, as when a path leads through a number; so does everything when memory runs out. Where
+ * such errors are to be survived, the call belongs inside lua_pcall or lua_cpcall.
  *
  * Threads: those of the state, one at a time.
  */
@@ -56,9 +56,9 @@ public:
     /* state: not null; stays the caller's and outlives this object and its copies. */
     explicit Config(lua_State* state) : state_(state) {}
 
-    /* Load a file of the VFS (QZ_lua_loadfile) and run it without arguments; all its results stay on
-     * the stack: -> results. On failure the stack is as before and a line is logged:
-     * load "load error %s:%s." (file, error), dofile "Lua error %s in \"%s\"" (error, file). */
+    /* Load a file of the VFS (QZ_lua_loadfile) and run it without arguments; all its results stay
+     * on the stack: -> results. On failure the stack is as before and a line is logged: load "load
+     * error %s:%s." (file, error), dofile "Lua error %s in \"%s\"" (error, file). */
     bool load(const char* file);
     bool dofile(const char* file);
 
@@ -80,7 +80,8 @@ public:
     bool tmpload(const char* file, bool withGlobals);
     bool tmpload_buf(const char* buffer, std::uint64_t size, bool withGlobals);
 
-    /* T -> T, value; nil if a table on the way is missing or no table. */
+    /* T -> T, value; nil if a table on the way is missing or no table, and from some 8000 values on
+     * the stack on, Lua's limit. */
     void get(const char* path);
     void get(int index);
 
@@ -121,14 +122,15 @@ public:
     bool pop(unsigned int* output);
     bool pop(unsigned long* output);
 
-    /* value -> nothing, always. The value is a table with numbers (not strings) at 1, 2, ...; either
-     * all components are written or none. Bytes are cut as above. */
+    /* value -> nothing, always. The value is a table with numbers (not strings) at 1, 2, ...;
+     * either all components are written or none. Bytes are cut as above. */
     bool pop(osg::Vec4ub* output);
     bool pop(osg::Vec2f* output);
     bool pop(osg::Vec3d* output);
     bool pop(osg::Vec4d* output);
 
-    /* Read like pop but leave the value there, for use between two calls of lua_next. */
+    /* Read like pop but leave the value there, for use between two calls of lua_next. A number read
+     * as std::string is a string on the stack from then on. */
     bool iterate_pop(bool* output);
     bool iterate_pop(std::string* output);
     bool iterate_pop(unsigned char* output);
@@ -138,8 +140,10 @@ public:
 
 private:
     void call_log(const char* a, const char* b) const;
-    void pushEntry(const Key& key) const;
-    Key pushContainer(const char* path) const;
+    int pushEntry(const Key& key) const;
+    int replaceByInherited(const Key& key) const;
+    bool pushContainer(const char*& path) const;
+    void pushValue(const Key& key) const;
 
     lua_State* state_;
 };

@@ -7,8 +7,9 @@
 
 namespace Lua {
 
-/* A key: an integer, or text, which may hold any bytes. Made from what callers have at hand; it only
- * refers to the text, so it is good for arguments and not to be kept. A null text counts as empty. */
+/* A key: an integer, or text, which may hold any bytes. Made from what callers have at hand; it
+ * only refers to the text, so it is good for arguments and not to be kept. A null text counts as
+ * empty. */
 class Key {
 public:
     Key(int index) : index_(index) {}

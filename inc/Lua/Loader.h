@@ -1,7 +1,7 @@
 /* Reading structured data from Lua files, with every mistake in them named. C++ only.
  *
- * A loader treats a data file as a schema that must hold: a required entry that is missing or has the
- * wrong type ends in a LoaderException that names it by its full path.
+ * A loader treats a data file as a schema that must hold: a required entry that is missing or has
+ * the wrong type ends in a LoaderException that names it by its full path.
  *
  *     Lua::Loader loader;
  *     loader.load("data/units.lua", "units");
@@ -9,16 +9,16 @@
  *     const double speed = loader.getDouble("speed");   // "units.tank.speed is missing"
  *     loader.endSubtable();
  *
- * The current table is the value on top of the Lua state's stack; entering a table pushes it, leaving
- * pops it. Beside the stack the loader keeps the path, the names of what was entered: keys, array
- * indices, "METATABLE". Stack shapes are written from bottom to top, T for the current table.
+ * The current table is the value on top of the Lua state's stack; entering a table pushes it,
+ * leaving pops it. Beside the stack the loader keeps the path, the names of what was entered: keys,
+ * array indices, "METATABLE". Stack shapes are written from bottom to top, T for the current table.
  *
- * Messages name an entry by the path's components and the key, joined by ".". While nothing has been
- * entered (a loader over a state whose stack the host itself has prepared) that text is empty,
+ * Messages name an entry by the path's components and the key, joined by ".". While nothing has
+ * been entered (a loader over a state whose stack the host itself has prepared) that text is empty,
  * deliberately, key included, and messages begin with the blank that follows it.
  *
- * After any exception stack and path are as before the call, and the caller may go on. Lua errors (a
- * metatable's __index that raises, lack of memory) become LoaderExceptions whose message ends in
+ * After any exception stack and path are as before the call, and the caller may go on. Lua errors
+ * (a metatable's __index that raises, lack of memory) become LoaderExceptions whose message ends in
  * Lua's; they never pass through a loader, except when memory runs out for the stack itself.
  *
  * Threads: those of the state, one at a time.
@@ -49,7 +49,8 @@ public:
 class QZ_API Loader {
 public:
     /* Without a state: reading gives 0, 0.0, false, an empty text, a zero vector or the identity;
-     * walking and writing throw "No Lua state". load(file, table) and createGlobalTable open one. */
+     * walking and writing throw "No Lua state". load(file, table) and createGlobalTable open one.
+     */
     Loader() = default;
 
     /* Over a state of the caller's, which outlives the loader. Null is the same as none. */
@@ -74,22 +75,22 @@ public:
     void load(const std::string& file, const std::string& table);
 
     /* -> T. The path starts anew with the table's name. What earlier calls left on the stack stays
-     * there. Throws "No %s table in config file" if there is no such global table. */
+     * there. Throws "No " + table + " table in config file" if there is no such global table. */
     void load(const std::string& table);
 
     /* -> T. Stores a new empty table under a global name and enters it, like load(table). Opens a
      * state named "Lua::Loader::createGlobalTable" if there is none. */
     void createGlobalTable(const std::string& name);
 
-    /* An entry of the current table. Throw "%s is missing" or "%s is not a %s" with the path and the
-     * type's name; for strings that name is empty, deliberately, and the message ends in "not a ".
+    /* An entry of the current table. Throw "%s is missing" or "%s is not a %s" with the path and
+     * the type's name; for strings that name is empty, deliberately, and the message ends in "not a
+     * ".
      *
      * Numbers are no strings here and texts no numbers. getBoolean takes a number as well: all but
      * 0 are true.
      *
-     * getInt: throws "%s is not an integer (%s)" if the number lies more than 1e-8 above (for
-     * negative ones: below) the integer that is left when its fraction is cut off, so 2.999999999 is
-     * none; nor is what an int cannot hold. */
+     * getInt: throws "%s is not an integer (%s)" if cutting the fraction off changes the number by
+     * more than 1e-8 (3.000000001 is 3, but 2.999999999 is none), or if an int cannot hold it. */
     int getInt(Key key) const;
     double getDouble(Key key) const;
     bool getBoolean(Key key) const;
@@ -99,8 +100,9 @@ public:
     Math::Vector<3, double> getVector(Key key);
     Math::Rotation3<double> getQuaternion(Key key);
 
-    /* Whether there is a value other than nil. Never throws: an entry that cannot be read is none. */
-    bool hasEntry(Key key) const noexcept;
+    /* Whether there is a value other than nil. Never throws: an entry that cannot be read is none.
+     */
+    bool hasEntry(Key key) const;
 
     /* Store into the current table, over whatever was there. */
     void setInt(Key key, int value);
@@ -110,8 +112,8 @@ public:
     void setVector(Key key, const Math::Vector<3, double>& value);
     void setQuaternion(Key key, const Math::Rotation3<double>& value);
 
-    /* Enter a subtable: T -> T, subtable. createSubtable makes it first if there is none. Throw like
-     * getDouble. */
+    /* Enter a subtable: T -> T, subtable. createSubtable makes it first if there is none. Throw
+     * like getDouble. */
     void beginSubtable(Key key);
     void createSubtable(Key key);
 
@@ -139,14 +141,15 @@ public:
      *
      * beginSubtables: T -> T, nil, nil; path + "". nextSubtable: T, key, subtable -> T, next key,
      * next subtable and true, its name last in the path; at the end -> T and false, and the path
-     * without it. Throws "Not a string key in table: %s" or "Not a subtable element in table %s" with
-     * T's path. It stays at the subtable before the bad entry; a loop that is left early takes
+     * without it. Throws "Not a string key in table: %s" or "Not a subtable element in table %s"
+     * with T's path. It stays at the subtable before the bad entry; a loop that is left early takes
      * endSubtable and lua_pop for the key. */
     void beginSubtables();
     bool nextSubtable(std::string& name);
 
-    /* Enter the current table's metatable, and give it a new empty one: T -> T, metatable; left with
-     * endSubtable. Throw "No metatable at %s" if there is none, or the current value is no table. */
+    /* Enter the current table's metatable, and give it a new empty one: T -> T, metatable; left
+     * with endSubtable. Throw "No metatable at %s" if there is none, or the current value is no
+     * table. */
     void beginMetatable();
     void newMetatable();
 
@@ -157,19 +160,17 @@ public:
 private:
     void requireState(const char* name);
     void reserve() const;
-    void enterGlobal(const std::string& name);
-    void enter(std::string name, int values);
     void appendPackagePath() const;
-    [[noreturn]] void failLookup(const Key& key, const std::string& what) const;
-    [[noreturn]] void failWithLuaError(const std::string& where) const;
     std::string pathText(const Key& key) const;
     std::string iteratedPath() const;
-    void pushEntry(const Key& key, int type) const;
+    void check(int status, const Key& key) const;
     void checkEntry(const Key& key, int type) const;
+    [[noreturn]] void failWithLuaError(const std::string& where) const;
+    [[noreturn]] void failLookup(const Key& key, const std::string& what) const;
+    [[noreturn]] void failStep(const char* what) const;
+    void pushEntry(const Key& key, int type) const;
+    void enter(std::string name, int values);
     void readNumbers(const Key& key, double* values, int count);
-    template<class PushValue>
-    void store(const Key& key, const PushValue& pushValue);
-    void storeNumbers(const Key& key, const double* values, int count);
     void beginIteration(const char* component, void (*pushStart)(lua_State*));
     bool isIterating() const;
     void endIteration();

@@ -10,9 +10,9 @@
  *         },
  *     }
  *
- * Where a table is reached a second time (shared or cyclic data), or a key is neither a number nor a
- * string, the flat form is written instead: a numbered list of empty tables, then one assignment for
- * each entry.
+ * Where a table is reached a second time (shared or cyclic data), or a key is neither a number nor
+ * a string, the flat form is written instead: a numbered list of empty tables, then one assignment
+ * for each entry.
  *
  * Entries come in the order of pairs, numbers as Lua's tostring prints them (14 digits). Strings go
  * between double quotes exactly as they are, nothing escaped, deliberately: they must not hold
@@ -40,22 +40,22 @@ public:
 
 class QZ_API Serializer {
 public:
-    /* The stream outlives the serializer. Whether writing worked is for the caller to ask it; what it
-     * throws, if it was told to, ends the saving and is not passed on. */
+    /* The stream outlives the serializer. Whether writing worked is for the caller to ask it; what
+     * it throws, if it was told to, ends the saving and is not passed on. */
     explicit Serializer(std::ostream& out) : out_(out) {}
 
-    /* Writes the global table of this name, with any libraries open that hold pairs, print, tostring,
-     * type and error.
+    /* Writes the global table of this name, with any libraries open that hold pairs, print,
+     * tostring, type and error.
      *
-     * The work is done by a Lua function, __serialize, which is compiled into the state anew by each
-     * call. It and its helpers stay there as globals: fill_cache, write, output_table, can_pretty,
-     * write_tab, dopretty, save_pretty; and __write, which writes nothing once the call is over.
-     * Throws SerializerException with Lua's text if they cannot be put there.
+     * The work is done by a Lua function, __serialize, which is compiled into the state anew by
+     * each call. It and its helpers stay there as globals: fill_cache, write, output_table,
+     * can_pretty, write_tab, dopretty, save_pretty; and __write, which writes nothing once the call
+     * is over. Throws SerializerException with Lua's text if they cannot be put there.
      *
      * An error while the table is written (a function as a value, no table of that name, tables
-     * nested too deeply for Lua) is not reported, deliberately: what was written so far stays in the
-     * stream, and the error message stays on the stack, one value. Callers that want to know compare
-     * lua_gettop. After success the stack is as before. */
+     * nested too deeply for Lua) is not reported, deliberately: what was written so far stays in
+     * the stream, and the error message stays on the stack, one value. Callers that want to know
+     * compare lua_gettop. After success the stack is as before. */
     void serialize(lua_State* state, const std::string& name);
 
 private:

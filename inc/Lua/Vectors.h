@@ -1,8 +1,8 @@
 /* The vectors that Lua::Config reads, for hosts that have no classes of these names. C++ only.
  *
- * Hosts that do have them (numbers in a row, nothing else) include their own headers in place of this
- * one, never both; either kind links against the same library, which only ever sees the memory. A
- * default vector is all zero. Indices run from 0.
+ * Hosts that do have them (numbers in a row, nothing else) include their own headers in place of
+ * this one, never both; either kind links against the same library, which only ever sees the
+ * memory. A default vector is all zero. Indices run from 0.
  */
 #ifndef QZCORE_LUA_VECTORS_H
 #define QZCORE_LUA_VECTORS_H

@@ -74,37 +74,47 @@ inline void transpose(Matrix<N, T>& out, const Matrix<N, T>& in) {
 
 namespace detail {
 
-/* A row that compilers keep in vector registers, whatever the level of optimisation; three
- * components do not fill one. */
+/* N elements that compilers keep in a vector register, whatever the level of optimisation; three do
+ * not fill one. Never passed to functions: how that is done depends on the host's flags. */
 template<int N, typename T>
 struct Row {
     typedef T Type __attribute__((vector_size(N * sizeof(T))));
+
+    /* In memory, aligned as its elements only. */
+    struct __attribute__((packed, may_alias)) Stored {
+        Type row;
+    };
 };
 
 } // namespace detail
 
 template<int N, typename T>
 inline void multiply(Matrix<N, T>& out, const Matrix<N, T>& a, const Matrix<N, T>& b) {
-    Matrix<N, T> product;
+    /* Row by row: a row of `out` is written when the same row of `a` and all of `b` are read. */
     if constexpr (N == 3) {
-        for (int row = 0; row < N; ++row) {
-            for (int column = 0; column < N; ++column) {
-                product[row][column] =
-                    a[row][0] * b[0][column] + a[row][1] * b[1][column] + a[row][2] * b[2][column];
+        const Matrix<N, T> right = b;
+        for (int i = 0; i < N; ++i) {
+            const T x = a[i][0], y = a[i][1], z = a[i][2];
+            for (int j = 0; j < N; ++j) {
+                out[i][j] = x * right[0][j] + y * right[1][j] + z * right[2][j];
             }
         }
     } else {
-        typename detail::Row<N, T>::Type rows[unsigned{N}];
-        __builtin_memcpy(rows, b.elements, sizeof rows);
-        for (int row = 0; row < N; ++row) {
-            auto sum = a[row][0] * rows[0];
+        using Row = typename detail::Row<N, T>::Type;
+        using Stored = typename detail::Row<N, T>::Stored;
+        Row right[unsigned{N}];
+        for (int k = 0; k < N; ++k) {
+            right[k] = reinterpret_cast<const Stored*>(b[k])->row;
+        }
+        for (int i = 0; i < N; ++i) {
+            const Row left = reinterpret_cast<const Stored*>(a[i])->row;
+            Row sum = left[0] * right[0];
             for (int k = 1; k < N; ++k) {
-                sum += a[row][k] * rows[k];
+                sum += left[k] * right[k];
             }
-            __builtin_memcpy(product[row], &sum, sizeof sum);
+            reinterpret_cast<Stored*>(out[i])->row = sum;
         }
     }
-    out = product;
 }
 
 template<int N, typename T>

@@ -43,8 +43,8 @@ QZ_API unsigned int VFS_path_normalize(char* destination, size_t size, const cha
  * characters, those do not come out as themselves: the result is a key to compare and store, not a
  * path to open or to show. Callers rely on keys that were stored before.
  *
- * Lower case is Unicode's simple mapping, by a table of the library's own: the same on every system
- * and in every locale.
+ * Lower case is the runtime library's towlower: in the "C" locale, which a process has until it
+ * sets another one, the letters of ASCII alone.
  *
  * A stray byte becomes "?"; a sequence that the terminator cuts short ends the text. Returns 1; 0
  * if the result was cut to fit, terminated all the same unless size is 0. The buffers must not
@@ -53,11 +53,12 @@ QZ_API unsigned int VFS_path_normcase(char* destination, size_t size, const char
 
 /* Appends a relative path to a base, with one separator between them.
  *
- * base: normalised into the destination first; null stands for the empty path. It may be the
- *   destination itself, a terminated text of less than size bytes, which then only gets "\" for
- * "/". relative: normalised and appended; separators in front of it are dropped, so it can never
- * discard the base. Null appends nothing, not even a separator. Must not lie within the
- * destination.
+ * base: normalised into the destination first; null stands for the empty path. The destination
+ * itself may be the base, a terminated text of less than size bytes; its slashes become backslashes
+ * then and nothing else changes.
+ *
+ * relative: normalised and appended. Separators in front of it are dropped, so it can never discard
+ * the base. Null appends nothing, not even a separator. Must not lie within the destination.
  *
  * Returns 1; 0 if the result does not fit, with a terminated part of it in the destination. */
 QZ_API unsigned int VFS_path_join(char* destination, size_t size, const char* base,

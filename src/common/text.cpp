@@ -1,6 +1,7 @@
 #include "Common/Text.h"
 
 #include "Core/Utf8.h"
+#include "core/until_unload.h"
 
 #include <iconv.h>
 
@@ -132,7 +133,7 @@ struct Converters {
 };
 
 Converters& converters() {
-    static Converters instance;
+    static Converters& instance = core::untilUnload(new Converters);
     return instance;
 }
 

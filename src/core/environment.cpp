@@ -1,6 +1,7 @@
 #include "Core/Environment.h"
 
 #include "core/log.h"
+#include "core/until_unload.h"
 #include "platform/environment.h"
 
 #include <string>
@@ -29,7 +30,7 @@ Arguments readArguments() {
 }
 
 const Arguments& arguments() {
-    static const Arguments read = readArguments();
+    static const Arguments& read = core::untilUnload(new Arguments(readArguments()));
     return read;
 }
 
@@ -40,12 +41,14 @@ const char* orNull(const char* text) {
 } // namespace
 
 const char* SYS_bindir(void) {
-    static const std::string directory = platform::executableDirectory().value_or("");
+    static const std::string& directory =
+        core::untilUnload(new std::string(platform::executableDirectory().value_or("")));
     return directory.c_str();
 }
 
 const char* SYS_cmdline(void) {
-    static const std::string line = platform::commandLine().value_or(kError);
+    static const std::string& line =
+        core::untilUnload(new std::string(platform::commandLine().value_or(kError)));
     return line.c_str();
 }
 

@@ -3,6 +3,7 @@
 #include <bit>
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 namespace {
 
@@ -43,25 +44,51 @@ std::uint32_t readTail(const unsigned char* bytes, std::size_t count) {
     return tail;
 }
 
-// Reads a word of text whose terminator may be its first byte: the bytes behind the terminator are
-// read as well, unless they lie on another page, which may not be there. Address checkers know
-// nothing of pages.
-__attribute__((no_sanitize("address"))) inline std::uint32_t
-readTextWord(const unsigned char* text) {
-    constexpr std::uintptr_t kSmallestPage = 4096;
-    constexpr std::uintptr_t kLastWord = kSmallestPage - sizeof(std::uint32_t);
-    if ((reinterpret_cast<std::uintptr_t>(text) & (kSmallestPage - 1)) > kLastWord) [[unlikely]] {
+// Reads a text word by word. The bytes behind the terminator are read as well, unless they lie on
+// another page, which may not be there.
+class TextWords {
+public:
+    explicit TextWords(const char* text)
+        : next_(reinterpret_cast<const unsigned char*>(text)), lastOnPage_(lastOnPageOf(next_)) {}
+
+    std::uint32_t next() {
+        const unsigned char* word = std::exchange(next_, next_ + sizeof(std::uint32_t));
+        if (reinterpret_cast<std::uintptr_t>(word) > lastOnPage_) [[unlikely]] {
+            lastOnPage_ = lastOnPageOf(next_);
+            return readUpToTerminator(word);
+        }
+        return readWhole(word);
+    }
+
+private:
+    // Where the last word begins that does not cross into the next page.
+    static std::uintptr_t lastOnPageOf(const unsigned char* text) {
+        constexpr std::uintptr_t kSmallestPage = 4096;
+        const std::uintptr_t lastByte =
+            reinterpret_cast<std::uintptr_t>(text) | (kSmallestPage - 1);
+        return lastByte + 1 - sizeof(std::uint32_t);
+    }
+
+    static std::uint32_t readUpToTerminator(const unsigned char* text) {
         std::uint32_t word = 0;
         for (unsigned i = 0; i < sizeof word && text[i] != 0; ++i) {
             word |= std::uint32_t{text[i]} << (8 * i);
         }
         return word;
     }
-    // Not memcpy: checkers replace it by a function of their own that looks at every byte.
-    using Unaligned __attribute__((may_alias, aligned(1))) = std::uint32_t;
-    const std::uint32_t word = *reinterpret_cast<const Unaligned*>(text);
-    return std::endian::native == std::endian::big ? __builtin_bswap32(word) : word;
-}
+
+    // Address checkers know nothing of pages, and replace memcpy by a function of their own that
+    // looks at every byte.
+    __attribute__((no_sanitize("address"))) static std::uint32_t
+    readWhole(const unsigned char* text) {
+        using Unaligned __attribute__((may_alias, aligned(1))) = std::uint32_t;
+        const std::uint32_t word = *reinterpret_cast<const Unaligned*>(text);
+        return std::endian::native == std::endian::big ? __builtin_bswap32(word) : word;
+    }
+
+    const unsigned char* next_;
+    std::uintptr_t lastOnPage_;
+};
 
 // Non-zero if a byte of the word is zero; the lowest set bit then belongs to the first such byte.
 inline std::uint32_t zeroBytes(std::uint32_t word) {
@@ -83,14 +110,13 @@ uint64_t QZ_hash_data(const void* data, size_t length, uint32_t seed) {
 }
 
 uint64_t QZ_hash_string(const char* text, uint32_t seed) {
-    const auto* bytes = reinterpret_cast<const unsigned char*>(text);
+    TextWords words(text);
     std::uint32_t hash = seed;
-    std::uint32_t word = readTextWord(bytes);
+    std::uint32_t word = words.next();
     std::uint32_t zeros = zeroBytes(word);
     while (zeros == 0) {
         hash = mixWord(hash, word);
-        bytes += 4;
-        word = readTextWord(bytes);
+        word = words.next();
         zeros = zeroBytes(word);
     }
     const int tailBits = std::countr_zero(zeros) - 7;

@@ -84,8 +84,9 @@ inline void* stackPop(QZ_atomic_stack& stack) {
     if (top == 0) {
         return nullptr;
     }
-    // This store unlocks. Release: it hands on the successor, whose pusher this thread's acquire is
-    // ordered behind.
+    // This store unlocks. Release: it hands on the successor. That this thread is ordered behind
+    // the successor's pusher, although it has read only what was pushed on top of it, is because
+    // each push's swap continues the release sequence of the one below.
     head.store(linkOf(top).load(std::memory_order_relaxed), std::memory_order_release);
     return pointerTo(top);
 }

@@ -5,14 +5,15 @@
 #include "core/log_line.h"
 #include "core/log_record.h"
 #include "core/log_writer.h"
+#include "core/threads.h"
 #include "platform/console.h"
+#include "platform/thread.h"
 
 #include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <new>
-#include <utility>
 
 namespace {
 
@@ -28,7 +29,12 @@ constinit core::LogDuplicates duplicates;
 alignas(core::LogWriter) unsigned char writerStorage[sizeof(core::LogWriter)];
 
 constinit std::atomic<bool> initialised{false};
-constinit std::atomic<bool> running{false};
+
+// Whoever takes the state from `running` to `ending` is the one who ends the thread and drains.
+enum class ThreadState { none, running, ending };
+constinit std::atomic<ThreadState> threadState{ThreadState::none};
+int threadsProcess = 0; // a child that was forked from it has the state, but not the thread
+
 alignas(64) constinit std::atomic<std::uint32_t> lostMessages{0};
 
 QZ_thread* writerThread = nullptr;
@@ -40,7 +46,8 @@ core::LogWriter& writer() {
 }
 
 void* runWriterThread(void*) {
-    writer().run(running);
+    platform::blockSignals(); // handlers are the host's business, and so is what they interrupt
+    writer().run();
     writerThreadEnded.signal();
     return nullptr;
 }
@@ -57,6 +64,13 @@ LogRecord* takeRecord() {
         lostMessages.fetch_add(1, std::memory_order_relaxed);
     }
     return record;
+}
+
+// What all callers write to was written last on another processor, more often than not. Asking for
+// all of it before the clock is read spares a call the wait for each in turn.
+void prefetchSharedState() {
+    pool.prefetch();
+    writer().prefetch();
 }
 
 // False if the message was lost.
@@ -90,19 +104,38 @@ void reportThreadFailure() {
     echo(QZ_get_time(), QZ_LOG_ALERT, "LOG", kMessage);
 }
 
-// Asks the writer thread to end. False if it did not within the limit: then it keeps everything.
-bool endWriterThread(std::chrono::microseconds limit) {
-    writer().hook().stop();
-    running.store(false, std::memory_order_release);
-    writer().endThread();
-    if (!writerThreadEnded.waitFor(limit)) {
-        return false;
-    }
-    QZ_thread_wait(std::exchange(writerThread, nullptr));
-    return true;
+bool takeOverEnding() {
+    ThreadState expected = ThreadState::running;
+    return threadState.compare_exchange_strong(expected, ThreadState::ending);
 }
 
-constexpr std::chrono::hours kNoLimit{1};
+void askThreadToEnd() {
+    writer().hook().stop();
+    writer().endThread();
+}
+
+void drainAfterThread() {
+    writerThread = nullptr;
+    writer().drain();
+    threadState.store(ThreadState::none, std::memory_order_release);
+}
+
+bool isRunning() {
+    return threadState.load(std::memory_order_acquire) == ThreadState::running;
+}
+
+// Somebody else is ending the thread; false if that takes too long.
+bool waitForOthersEnding(std::chrono::microseconds limit) {
+    constexpr std::chrono::milliseconds kStep{1};
+    for (auto left = limit; threadState.load(std::memory_order_acquire) == ThreadState::ending;
+         left -= kStep) {
+        if (left <= left.zero()) {
+            return false;
+        }
+        platform::sleepFor(kStep);
+    }
+    return true;
+}
 
 } // namespace
 
@@ -121,10 +154,14 @@ int qz_log_init() {
 }
 
 void qz_log(const char* module, unsigned int level, const char* message) {
+    const bool isQueueing = initialised.load(std::memory_order_acquire);
+    if (isQueueing) {
+        prefetchSharedState();
+    }
     const double time = QZ_get_time();
     module = module != nullptr ? module : kNullText;
     message = message != nullptr ? message : kNullText;
-    if (!initialised.load(std::memory_order_acquire)) {
+    if (!isQueueing) {
         duplicates.noteIfFree(message);
     } else if (!queueMessage(time, level, module, message)) {
         duplicates.noteIfFree(message);
@@ -134,6 +171,10 @@ void qz_log(const char* module, unsigned int level, const char* message) {
 }
 
 void qz_vlogf(const char* module, unsigned int level, const char* format, va_list arguments) {
+    if (format == nullptr) {
+        qz_log(module, level, nullptr);
+        return;
+    }
     char message[1024];
     if (std::vsnprintf(message, sizeof message, format, arguments) < 0) {
         core::copyCut(message,
@@ -150,7 +191,8 @@ void qz_logf(const char* module, unsigned int level, const char* format, ...) {
 }
 
 int qz_log_start(const char* directory, const char* name) {
-    if (!initialised.load(std::memory_order_acquire) || running.load(std::memory_order_acquire)) {
+    if (!initialised.load(std::memory_order_acquire) ||
+        threadState.load(std::memory_order_acquire) != ThreadState::none) {
         return -1;
     }
     platform::refreshEcho();
@@ -158,23 +200,25 @@ int qz_log_start(const char* directory, const char* name) {
     if (name != nullptr) {
         writer().outputs().open(name, "", QZ_LOG_ALL);
     }
-    running.store(true, std::memory_order_release);
+    writer().allowThread();
+    threadsProcess = platform::processId();
+    threadState.store(ThreadState::running, std::memory_order_release);
     writerThread = QZ_thread_create(runWriterThread, nullptr, 1);
     if (writerThread != nullptr) {
         return 0;
     }
-    const int error = errno;
-    running.store(false, std::memory_order_release);
+    const int error = errno != 0 ? errno : EAGAIN;
     reportThreadFailure();
-    writer().drain();
+    drainAfterThread();
     return error;
 }
 
 void qz_log_stop(void) {
-    if (running.load(std::memory_order_acquire)) {
-        while (!endWriterThread(kNoLimit)) {
-        }
-        writer().drain();
+    if (takeOverEnding()) {
+        askThreadToEnd();
+        writerThreadEnded.wait();
+        QZ_thread_wait(writerThread);
+        drainAfterThread();
     }
 }
 
@@ -182,7 +226,7 @@ void qz_log_exit(void) {
     if (!initialised.exchange(false)) {
         return;
     }
-    if (running.load(std::memory_order_acquire)) {
+    if (isRunning()) {
         qz_log_stop();
     } else {
         writer().drain();
@@ -190,16 +234,30 @@ void qz_log_exit(void) {
     writer().close();
 }
 
-void core::closeLogAtExit() {
+void core::closeLogAtUnload() {
     constexpr std::chrono::seconds kLongestWait{2};
     if (!initialised.exchange(false)) {
         return;
     }
-    if (running.load(std::memory_order_acquire) && !endWriterThread(kLongestWait)) {
+    const bool threadIsHere = threadsProcess == platform::processId();
+    if (takeOverEnding()) {
+        askThreadToEnd();
+        if (!threadIsHere || !writerThreadEnded.waitFor(kLongestWait)) {
+            return;
+        }
+        core::waitAtUnload(writerThread);
+        drainAfterThread();
+    } else if (!waitForOthersEnding(kLongestWait)) {
         return;
     }
     writer().drain();
     writer().close();
+}
+
+void core::rescueLogAtProcessEnd() {
+    if (initialised.load(std::memory_order_acquire)) {
+        writer().rescue();
+    }
 }
 
 void qz_log_set_output(const char* name, const char* module_filter, unsigned int mask) {
@@ -215,7 +273,7 @@ void qz_log_set_output(const char* name, const char* module_filter, unsigned int
 }
 
 int qz_log_hook_start(void) {
-    return running.load(std::memory_order_acquire) && writer().hook().start() ? 0 : -1;
+    return isRunning() && writer().hook().start() ? 0 : -1;
 }
 
 const qz_log_entry* qz_log_hook_read(void) {

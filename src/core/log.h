@@ -15,6 +15,10 @@ namespace core {
 // qz_log_exit for the unloading of the library: waits for the writer thread's last lines, but for
 // two seconds only, because a disk that hangs must not keep a process from ending. A thread that
 // has not ended by then keeps what it uses.
-void closeLogAtExit();
+void closeLogAtUnload();
+
+// For the end of a process whose other threads were killed: hands the queued lines to the system,
+// and does nothing else.
+void rescueLogAtProcessEnd();
 
 } // namespace core

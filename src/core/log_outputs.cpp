@@ -1,7 +1,6 @@
 #include "core/log_outputs.h"
 
-#include "platform/stream.h"
-
+#include <cstdio>
 #include <cstring>
 #include <new>
 #include <utility>
@@ -11,7 +10,6 @@ namespace core {
 namespace {
 
 constexpr std::size_t kPathSize = 512;
-constexpr std::size_t kStreamBuffer = 32768; // more than a batch of the writer thread
 
 void keepPreviousGeneration(const char* path) {
     constexpr char kSuffix[] = ".old";
@@ -22,9 +20,31 @@ void keepPreviousGeneration(const char* path) {
 
 } // namespace
 
+LogOutputs::Output::~Output() {
+    if (file != platform::kNoTextFile) {
+        flush();
+        platform::closeTextFile(file);
+    }
+}
+
 bool LogOutputs::Output::accepts(std::uint32_t level, const char* module) const {
     return (mask & level) != 0 &&
            (moduleFilter[0] == '\0' || std::strcmp(moduleFilter, module) == 0);
+}
+
+void LogOutputs::Output::append(const LogLine& line) {
+    if (used + line.length() > sizeof buffer) {
+        flush();
+    }
+    std::memcpy(buffer + used, line.text(), line.length());
+    used += line.length();
+}
+
+void LogOutputs::Output::flush() {
+    if (used > 0) {
+        platform::writeText(file, buffer, used);
+        used = 0;
+    }
 }
 
 void LogOutputs::setDirectory(const char* directory) {
@@ -45,9 +65,8 @@ void LogOutputs::open(const char* name, const char* moduleFilter, std::uint32_t 
     if (platform::isOrdinaryFile(path)) {
         keepPreviousGeneration(path);
     }
-    output->stream.reset(platform::openTextForWriting(path));
-    if (output->stream) {
-        std::setvbuf(output->stream.get(), nullptr, _IOFBF, kStreamBuffer);
+    output->file = platform::openTextFile(path);
+    if (output->file != platform::kNoTextFile) {
         output->next = std::move(first_);
         first_ = std::move(output);
     }
@@ -87,17 +106,21 @@ bool LogOutputs::wants(std::uint32_t level, const char* module) const {
 void LogOutputs::write(std::uint32_t level, const char* module, const LogLine& line) {
     for (Output* output = first_.get(); output != nullptr; output = output->next.get()) {
         if (output->accepts(level, module)) {
-            std::fwrite(line.text(), 1, line.length(), output->stream.get());
-            output->isWritten = true;
+            output->append(line);
         }
     }
 }
 
 void LogOutputs::flush() {
     for (Output* output = first_.get(); output != nullptr; output = output->next.get()) {
-        if (std::exchange(output->isWritten, false)) {
-            std::fflush(output->stream.get());
-        }
+        output->flush();
+    }
+}
+
+void LogOutputs::flushWithoutLock() {
+    for (Output* output = first_.get(); output != nullptr; output = output->next.get()) {
+        platform::writeTextWithoutLock(output->file, output->buffer,
+                                       std::exchange(output->used, 0));
     }
 }
 

@@ -3,8 +3,8 @@
 
 #include "core/log_line.h"
 #include "core/log_record.h"
+#include "platform/text_file.h"
 
-#include <cstdio>
 #include <memory>
 
 namespace core {
@@ -27,22 +27,29 @@ public:
     // Hands everything written to the system.
     void flush();
 
+    // The same for the end of a process whose other threads were killed; see platform/text_file.h.
+    void flushWithoutLock();
+
     void closeAll();
 
 private:
-    struct CloseStream {
-        void operator()(std::FILE* stream) const { std::fclose(stream); }
-    };
-
     struct Output {
-        std::unique_ptr<Output> next;
-        std::unique_ptr<std::FILE, CloseStream> stream;
-        std::uint32_t mask = 0;
-        bool isWritten = false; // since the last flush
-        char moduleFilter[64] = "";
-        char name[64] = "";
+        Output() = default;
+        ~Output();
+        Output(const Output&) = delete;
+        Output& operator=(const Output&) = delete;
 
         bool accepts(std::uint32_t level, const char* module) const;
+        void append(const LogLine& line);
+        void flush();
+
+        std::unique_ptr<Output> next;
+        platform::TextFile file = platform::kNoTextFile;
+        std::uint32_t mask = 0;
+        char moduleFilter[64] = "";
+        char name[64] = "";
+        std::size_t used = 0; // of the buffer
+        char buffer[32768];   // more than a batch of the writer thread, as a rule
     };
 
     // The pointer that holds the output of that name; the one at the end of the list if there is

@@ -2,10 +2,12 @@
 #pragma once
 
 #include "Core/Atomics.h"
+#include "core/cache.h"
 #include "core/lock_free.h"
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
@@ -21,7 +23,9 @@ struct alignas(64) LogRecord {
     std::uint32_t level; // for a request, the output's mask
     std::uint32_t lost;  // messages lost just before this one
     char module[64];     // for a request, the module filter
-    char message[384];   // for a request, the output's name
+    // Begins a cache line, so that a short message touches no more than one. For a request, the
+    // output's name.
+    alignas(64) char message[384];
 
     bool isRequest() const { return time < 0.0; }
 };
@@ -56,10 +60,52 @@ public:
         }
     }
 
-    LogRecord* take() { return static_cast<LogRecord*>(stackPop(free_)); }
+    // For a caller that is about to take a record.
+    void prefetch() const { prefetchForWriting(&free_); }
+
+    LogRecord* take() {
+        auto* record = static_cast<LogRecord*>(stackPop(free_));
+        if (record != nullptr) {
+            prefetchRecord(record->link);
+        }
+        return record;
+    }
+
     void give(LogRecord& record) { stackPush(free_, &record); }
 
+    // Records that are given back in one step, at the end of the object's life.
+    class Returns {
+    public:
+        explicit Returns(LogRecordPool& pool) : pool_(pool) {}
+        Returns(const Returns&) = delete;
+        Returns& operator=(const Returns&) = delete;
+
+        ~Returns() {
+            if (top_ != nullptr) {
+                stackPushChain(pool_.free_, top_, bottom_);
+            }
+        }
+
+        void add(LogRecord& record) {
+            record.link = wordOf(top_);
+            top_ = &record;
+            bottom_ = bottom_ != nullptr ? bottom_ : &record;
+        }
+
+    private:
+        LogRecordPool& pool_;
+        LogRecord* top_ = nullptr;
+        LogRecord* bottom_ = nullptr;
+    };
+
 private:
+    // The next record to be taken was last in the hands of the writer thread, most likely on
+    // another processor. It is on its way here while this caller fills the record before it.
+    static void prefetchRecord(std::uintptr_t record) {
+        prefetchForWriting(pointerTo(record));
+        prefetchForWriting(pointerTo(record + offsetof(LogRecord, message)));
+    }
+
     alignas(64) QZ_atomic_stack free_{};
     std::array<LogRecord, kRecords> records_;
 };

@@ -25,14 +25,19 @@ bool LogWriter::open() {
     return signal_.create();
 }
 
-void LogWriter::run(const std::atomic<bool>& running) {
+void LogWriter::run() {
     bool foundAll = true;
-    while (foundAll && running.load(std::memory_order_acquire)) {
+    while (foundAll && !endRequested_.load(std::memory_order_acquire)) {
         Batch batch;
         foundAll = collect(batch, signal_.wait(kBatch));
         outputs_.flush();
         giveBack(batch);
     }
+}
+
+void LogWriter::endThread() {
+    endRequested_.store(true, std::memory_order_release);
+    signal_.signal();
 }
 
 // Handles as many records as there were signals; false if there were fewer records, which is how a
@@ -82,11 +87,28 @@ void LogWriter::write(const Message& message) {
 
 // Only now: whoever takes a record again may rely on its line being in the file.
 void LogWriter::giveBack(const Batch& batch) {
+    LogRecordPool::Returns returns(pool_);
     for (std::size_t i = 0; i < batch.count; ++i) {
         LogRecord& record = *batch.records[i];
         if (record.isRequest() || !hook_.offer(record)) {
-            pool_.give(record);
+            returns.add(record);
         }
+    }
+}
+
+// The chain of links is whole up to its end, whatever was interrupted: a producer links its element
+// before anybody can link behind it. Its length is bounded in case the interruption was a
+// stranger's.
+void LogWriter::rescue() {
+    outputs_.flushWithoutLock();
+    std::uintptr_t element = AtomicWord(queue_.first).load(std::memory_order_acquire);
+    for (std::size_t i = 0; i < LogRecordPool::kRecords && element != wordOf(&queue_); ++i) {
+        const auto& record = *static_cast<const LogRecord*>(pointerTo(element));
+        if (!record.isRequest()) {
+            write({record.time, record.level, record.module, record.message});
+            outputs_.flushWithoutLock();
+        }
+        element = linkOf(element).load(std::memory_order_acquire);
     }
 }
 

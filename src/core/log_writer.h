@@ -22,20 +22,31 @@ public:
     bool open();
     void close() { signal_.destroy(); }
 
+    // For a caller that is about to queue a record.
+    void prefetch() const {
+        prefetchForWriting(&queue_);
+        prefetchForWriting(&signal_);
+    }
+
     void queue(LogRecord& record) {
         gatherPush(queue_, &record);
         signal_.signal();
     }
 
-    // Makes a running writer thread end when it has handled the batch it is at.
-    void endThread() { signal_.signal(); }
+    // The writer thread: until endThread was called or it meets a signal without a record.
+    void run();
 
-    // The writer thread: until it meets a signal without a record, or `running` is cleared.
-    void run(const std::atomic<bool>& running);
+    // Before a thread runs, and to make it end when it has handled the batch it is at.
+    void allowThread() { endRequested_.store(false, std::memory_order_release); }
+    void endThread();
 
     // Takes all records out of circulation, writes those that are queued and closes the outputs.
     // Threads that go on logging do not prolong it: they find no record to queue.
     void drain();
+
+    // Writes what is queued although the thread was killed at it, and everybody else as well: takes
+    // no lock, allocates nothing, changes nothing that somebody may have left half changed.
+    void rescue();
 
     LogHook& hook() { return hook_; }
     LogOutputs& outputs() { return outputs_; }
@@ -66,6 +77,7 @@ private:
     alignas(64) QZ_atomic_gather queue_{};
     alignas(64) WakeSignal signal_;
     alignas(64) LogDuplicates& duplicates_;
+    std::atomic<bool> endRequested_{false};
     LogOutputs outputs_;
     LogHook hook_;
 };

@@ -3,6 +3,8 @@
 
 #include "platform/thread.h"
 
+#include <chrono>
+
 #if defined(__x86_64__)
 #    include <immintrin.h>
 #endif
@@ -17,19 +19,25 @@ inline void relax() {
 }
 
 // One turn of a waiting loop. What is waited for takes nanoseconds, unless the thread that does it
-// has lost its processor: then, after a while, spinning on only keeps it from coming back.
+// has lost its processor: then spinning on only keeps it from coming back. Yielding lets it in,
+// unless it is of lower priority: for that the waiting thread has to sleep.
 class Spin {
 public:
     void turn() {
-        if (++turns_ < kPatience) {
+        ++turns_;
+        if (turns_ < kTurnsBeforeYielding) {
             relax();
-        } else {
+        } else if (turns_ < kTurnsBeforeSleeping) {
             platform::yieldThread();
+        } else {
+            platform::sleepFor(std::chrono::microseconds(50));
         }
     }
 
 private:
-    static constexpr int kPatience = 2000;
+    static constexpr int kTurnsBeforeYielding = 2000;
+    static constexpr int kTurnsBeforeSleeping = 2100;
+
     int turns_ = 0;
 };
 

@@ -1,4 +1,4 @@
-#include "Core/Threads.h"
+#include "core/threads.h"
 
 #include "platform/thread.h"
 
@@ -42,6 +42,11 @@ QZ_thread* QZ_thread_create(QZ_thread_function function, void* argument, uint32_
 
 void QZ_thread_wait(QZ_thread* thread) {
     platform::joinThread(thread->native);
+    delete thread;
+}
+
+void core::waitAtUnload(QZ_thread* thread) {
+    platform::joinEndingThread(thread->native);
     delete thread;
 }
 

@@ -7,8 +7,17 @@ namespace core {
 
 namespace {
 
-constexpr std::chrono::microseconds kNap{100};
-constexpr int kNapsBeforeSleep = 100; // ten milliseconds without work
+constexpr int kTurnsBeforeNap = 32; // some ten microseconds
+
+// Naps grow, so that a log with little to do costs little: a tenth of a millisecond first, sixteen
+// times as much from the fifth on; after a tenth of a second without work the thread sleeps.
+constexpr std::chrono::microseconds kFirstNap{100};
+constexpr int kDoublings = 4;
+constexpr int kNapsBeforeSleep = 64;
+
+std::chrono::microseconds napLength(int naps) {
+    return kFirstNap * (1 << std::min(naps, kDoublings));
+}
 
 } // namespace
 
@@ -21,15 +30,28 @@ void WakeSignal::wake(State from) {
 
 // State and count are written and read in opposite order on the two sides: either this thread sees
 // the work, or the signalling thread sees it resting.
-void WakeSignal::rest(State how) {
+bool WakeSignal::fallAsleep(State how) {
     state_.store(how, std::memory_order_seq_cst);
-    bool woken = false;
-    if (count_.load(std::memory_order_seq_cst) == 0) {
-        woken = how == State::napping ? sleep_.waitFor(kNap) : sleep_.wait() == 0;
+    return count_.load(std::memory_order_seq_cst) == 0;
+}
+
+// For a rest that ended by itself: if somebody is waking this thread all the same, there is a token
+// to be taken.
+void WakeSignal::wakeUp(State from) {
+    if (!state_.compare_exchange_strong(from, State::awake)) {
+        sleep_.wait();
     }
-    State expected = how;
-    if (!woken && !state_.compare_exchange_strong(expected, State::awake)) {
-        sleep_.wait(); // somebody is waking this thread all the same: take the token
+}
+
+void WakeSignal::nap(std::chrono::microseconds length) {
+    if (!fallAsleep(State::napping) || !sleep_.waitFor(length)) {
+        wakeUp(State::napping);
+    }
+}
+
+void WakeSignal::sleep() {
+    if (!fallAsleep(State::asleep) || sleep_.wait() != 0) {
+        wakeUp(State::asleep);
     }
 }
 
@@ -42,11 +64,17 @@ std::int32_t WakeSignal::take(std::int32_t most) {
 }
 
 std::int32_t WakeSignal::wait(std::int32_t most) {
-    for (int rests = 0;; ++rests) {
+    for (int rests = -kTurnsBeforeNap;; ++rests) {
         if (const std::int32_t taken = take(most)) {
             return taken;
         }
-        rest(rests < kNapsBeforeSleep ? State::napping : State::asleep);
+        if (rests < 0) {
+            platform::yieldThread();
+        } else if (rests < kNapsBeforeSleep) {
+            nap(napLength(rests));
+        } else {
+            sleep();
+        }
     }
 }
 

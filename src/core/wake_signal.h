@@ -4,15 +4,16 @@
 #include "platform/thread.h"
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 
 namespace core {
 
 // A counting semaphore with one waiting thread. Waking a sleeping thread costs a system call and,
 // on another processor, tens of microseconds, and it is the signalling thread that pays. So the
-// waiting thread goes to sleep by degrees: while there was work lately it only naps and looks again
-// by itself, and nobody wakes it unless work piles up; after a quiet time it sleeps until it is
-// woken.
+// waiting thread goes to sleep by degrees: out of work it looks around a few times more, then it
+// naps and looks again by itself, and nobody wakes it unless work piles up; after a quiet time it
+// sleeps until it is woken.
 //
 // The price is the length of a nap: work may wait that long before it is seen.
 class WakeSignal {
@@ -43,7 +44,10 @@ private:
     static constexpr std::int32_t kTooMuchToNap = 64;
 
     void wake(State from);
-    void rest(State how);
+    void nap(std::chrono::microseconds length);
+    void sleep();
+    bool fallAsleep(State how);
+    void wakeUp(State from);
 
     std::atomic<std::int32_t> count_{0};
     std::atomic<State> state_{State::awake};

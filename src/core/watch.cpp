@@ -26,19 +26,14 @@ struct Watch {
 
 std::array<Watch, kPlaces> watches;
 
-// In static storage, so that a thread that is still in a call when the table closes touches no
-// memory that has gone.
+// In static storage and never destroyed: a thread may still be in a call when the table closes.
 platform::RecursiveMutex tableMutex;
 std::atomic<bool> tableIsOpen{false};
 
 // Holds the table's mutex; outside the table's life it holds nothing.
 class TableLock {
 public:
-    TableLock() : held_(tableIsOpen.load(std::memory_order_acquire)) {
-        if (held_) {
-            tableMutex.lock();
-        }
-    }
+    TableLock() : held_(isOpen() && lock()) {}
     ~TableLock() {
         if (held_) {
             tableMutex.unlock();
@@ -50,6 +45,18 @@ public:
     explicit operator bool() const { return held_; }
 
 private:
+    static bool isOpen() { return tableIsOpen.load(std::memory_order_acquire); }
+
+    // Again, once it is locked: the table may have been closed meanwhile.
+    static bool lock() {
+        tableMutex.lock();
+        if (!isOpen()) {
+            tableMutex.unlock();
+            return false;
+        }
+        return true;
+    }
+
     const bool held_;
 };
 
@@ -126,15 +133,20 @@ void core::openWatchTable() {
     }
 }
 
-void core::closeWatchTable() {
+void core::claimWatchTable() {
     constexpr double kLongestWait = 2.0;
-    if (!tableIsOpen.load(std::memory_order_acquire) || !lockTableWithin(kLongestWait)) {
-        return;
+    if (tableIsOpen.load(std::memory_order_acquire) && !lockTableWithin(kLongestWait)) {
+        tableIsOpen.store(false, std::memory_order_release);
     }
-    watches.fill(Watch{});
-    tableIsOpen.store(false, std::memory_order_release);
-    tableMutex.unlock();
-    tableMutex.destroy();
+}
+
+// The mutex itself is left as it is: somebody may still be on the way to it.
+void core::closeWatchTable() {
+    if (tableIsOpen.load(std::memory_order_acquire)) {
+        watches.fill(Watch{});
+        tableIsOpen.store(false, std::memory_order_release);
+        tableMutex.unlock();
+    }
 }
 
 int QZ_watch_set(const char* name, QZ_watch_callback callback, void* data) {

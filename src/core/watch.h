@@ -5,8 +5,12 @@ namespace core {
 
 void openWatchTable();
 
-// Clears every place. Waits for a callback that is running, but not for ever: one that hangs must
-// not keep a process from ending.
+// Takes the table for the calling thread, so that it can be emptied step by step. Waits for a
+// callback that is running, but for two seconds only: one that hangs must not keep a process from
+// ending. Then the table is out of use at once.
+void claimWatchTable();
+
+// Clears every place and puts the table out of use; for the thread that has claimed it.
 void closeWatchTable();
 
 } // namespace core

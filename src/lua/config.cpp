@@ -90,8 +90,8 @@ void giveGlobals(lua_State* state, int table) {
     lua_setmetatable(state, table);
 }
 
-// table, chunk -> table; or table, message and false. In place of the chunk there is a message already
-// if loading it has failed.
+// table, chunk -> table; or table, message and false. In place of the chunk there is a message
+// already if loading it has failed.
 bool runInTable(lua_State* state, int loadStatus, bool withGlobals) {
     if (loadStatus != 0) {
         return false;
@@ -116,8 +116,15 @@ bool takeKey(const char*& path, std::string_view& key) {
     return true;
 }
 
-void reserve(lua_State* state) {
-    luaL_checkstack(state, lua::kRoom, "too many open tables");
+void reserve(lua_State* state, int room = lua::kRoom) {
+    luaL_checkstack(state, room, "too many open tables");
+}
+
+// Reading hostile data to any depth must not raise, so what lies too deep for the stack is missing,
+// too.
+void pushMissing(lua_State* state) {
+    reserve(state, 1);
+    lua_pushnil(state);
 }
 
 // T -> T, value; a missing one is made as a table.
@@ -134,10 +141,10 @@ void createEntry(lua_State* state, const Key& key) {
     lua_settable(state, -4);
 }
 
-// Pushes the table that the last key of a path leads into, starting from the one at `index`; returns
-// that key.
+// Pushes the table that the last key of a path leads into, starting from the one at `index`;
+// returns that key.
 Key createContainer(lua_State* state, int index, const char* path) {
-    path = nameOf(path);
+    path = path != nullptr ? path : "";
     lua_pushvalue(state, index);
     for (std::string_view key; takeKey(path, key);) {
         createEntry(state, key);
@@ -210,15 +217,18 @@ bool convertEntry(lua_State* state, Component* output) {
     return isNumber;
 }
 
-// Vectors are known here as memory only; what the classes are like is the host's business.
-template<class Component, int count>
+// table -> nothing. Vectors are known here as memory only; what the classes are like is the host's
+// business.
+template<class Component, std::size_t count>
 bool popVector(lua_State* state, Config& config, void* output) {
     Component values[count];
-    int read = 0;
     bool complete = lua_istable(state, -1);
-    while (complete && read < count) {
-        config.get(read + 1);
-        complete = convertEntry(state, &values[read++]);
+    int index = 0;
+    for (Component& value : values) {
+        if (complete) {
+            config.get(++index);
+            complete = convertEntry(state, &value);
+        }
     }
     lua_pop(state, 1);
     if (complete) {
@@ -280,49 +290,69 @@ void Config::call_log(const char* a, const char* b) const {
     qz_logf(kModule, QZ_LOG_ERROR, "Call error %s:%s.", a, b);
 }
 
-// T -> T, value; nil if there is none. What a table holds itself, which is nearly always all, takes
-// neither a protected call nor a look at its metatable.
-void Config::pushEntry(const Key& key) const {
-    if (!lua_istable(state_, -1)) {
-        lua_pushnil(state_);
-        return;
-    }
+// T -> T, value; nil if there is none. T is a table. Returns the value's type. What a table holds
+// itself, which is nearly always all, takes neither a protected call nor a look at its metatable.
+int Config::pushEntry(const Key& key) const {
     lua::pushKey(state_, key);
     lua_rawget(state_, -2);
-    if (!lua_isnil(state_, -1) || lua_getmetatable(state_, -2) == 0) {
-        return;
+    const int type = lua_type(state_, -1);
+    return type != LUA_TNIL ? type : replaceByInherited(key);
+}
+
+// T, nil -> T, value.
+int Config::replaceByInherited(const Key& key) const {
+    if (lua_getmetatable(state_, -2) == 0) {
+        return LUA_TNIL;
     }
     lua_pop(state_, 2);
     if (lua::pushField(state_, key) != 0) {
+        const char* const error = lua::errorText(state_);
         lua::pushKey(state_, key);
-        call_log(lua_tostring(state_, -1), lua::errorText(state_));
+        call_log(lua_tostring(state_, -1), error);
         lua_pop(state_, 2);
         lua_pushnil(state_);
     }
+    return lua_type(state_, -1);
 }
 
-// T -> T, container: what the last key of the path leads into, which it returns; nil if that is
-// missing.
-Key Config::pushContainer(const char* path) const {
+// T -> T, the table that the path's last key leads into, and true, with that key left as the path;
+// or T -> T and false if it is missing.
+bool Config::pushContainer(const char*& path) const {
     path = path != nullptr ? path : "";
+    if (!lua_istable(state_, -1)) {
+        return false;
+    }
     lua_pushvalue(state_, -1);
     for (std::string_view key; takeKey(path, key);) {
-        pushEntry(key);
+        if (pushEntry(key) != LUA_TTABLE) {
+            lua_pop(state_, 2);
+            return false;
+        }
         lua_replace(state_, -2);
     }
-    return path;
+    return true;
+}
+
+// T -> T, value; nil if there is none.
+void Config::pushValue(const Key& key) const {
+    if (lua_checkstack(state_, lua::kRoom) != 0 && lua_istable(state_, -1)) {
+        pushEntry(key);
+    } else {
+        pushMissing(state_);
+    }
 }
 
 void Config::get(const char* path) {
-    reserve(state_);
-    const Key key = pushContainer(path);
-    pushEntry(key);
-    lua_replace(state_, -2);
+    if (lua_checkstack(state_, lua::kRoom) != 0 && pushContainer(path)) {
+        pushEntry(path);
+        lua_replace(state_, -2);
+    } else {
+        pushMissing(state_);
+    }
 }
 
 void Config::get(int index) {
-    reserve(state_);
-    pushEntry(index);
+    pushValue(index);
 }
 
 bool Config::open(const char* path) {
@@ -336,8 +366,7 @@ bool Config::open(int index) {
 }
 
 bool Config::open_raw(const char* name) {
-    reserve(state_);
-    pushEntry(name);
+    pushValue(name);
     return keepTable(state_);
 }
 
@@ -375,13 +404,10 @@ void Config::set(int index) {
 }
 
 void Config::unset(const char* path) {
-    reserve(state_);
-    const Key key = pushContainer(path);
-    if (!lua_istable(state_, -1)) {
-        lua_pop(state_, 1);
+    if (lua_checkstack(state_, lua::kRoom) == 0 || !pushContainer(path)) {
         return;
     }
-    const int status = lua::protect(state_, 1, 0, [&key](lua_State* state) {
+    const int status = lua::protect(state_, 1, 0, [key = Key(path)](lua_State* state) {
         lua::pushKey(state, key);
         lua_pushnil(state);
         lua_settable(state, 1);

@@ -2,17 +2,7 @@
 
 #include "lua/protect.h"
 
-#include <lua.hpp>
-
 namespace lua {
-
-void pushKey(lua_State* state, const Lua::Key& key) {
-    if (key.isText()) {
-        lua_pushlstring(state, key.text().data(), key.text().size());
-    } else {
-        lua_pushnumber(state, key.index());
-    }
-}
 
 int pushField(lua_State* state, const Lua::Key& key) {
     if (!lua_istable(state, -1)) {

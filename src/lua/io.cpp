@@ -132,6 +132,9 @@ int open(lua_State* state) {
     file->position = 0;
     file->count = 0;
     luaL_getmetatable(state, kMetatable);
+    if (!lua_istable(state, -1)) { // scripts reach the registry through the debug library
+        return luaL_error(state, "the registry has lost \"%s\"", kMetatable);
+    }
     lua_setmetatable(state, -2);
     file->handle = openHandle(name, mode[0]);
     if (file->handle == nullptr) {

@@ -36,8 +36,11 @@ void start(Listing& listing, lua_State* state, lua_CFunction append) {
     listing = {state, lua_gettop(state), nullptr, 0, false};
 }
 
-// Pops the appending function.
+// Takes the listing away from the appending function, which scripts with a hook may have kept, and
+// pops it.
 void finish(Listing& listing) {
+    lua_pushnil(listing.state);
+    lua_setupvalue(listing.state, listing.append, 2);
     if (listing.failed) {
         lua_error(listing.state);
     }
@@ -67,18 +70,10 @@ void appendTop(lua_State* state) {
 }
 
 int appendName(lua_State* state) {
+    if (lua_touserdata(state, lua_upvalueindex(2)) == nullptr) {
+        return 0; // the listing is over
+    }
     lua_pushstring(state, static_cast<const char*>(listing(state).item));
-    appendTop(state);
-    return 0;
-}
-
-int appendLocation(lua_State* state) {
-    const auto& location = *static_cast<const VFS_Location*>(listing(state).item);
-    lua_createtable(state, 0, 2);
-    lua_pushstring(state, location.name);
-    lua_setfield(state, -2, "name");
-    lua_pushstring(state, location.path);
-    lua_setfield(state, -2, "path");
     appendTop(state);
     return 0;
 }
@@ -215,18 +210,65 @@ int tempdir(lua_State* state) {
     return 1;
 }
 
-void locationCallback(void* context, const VFS_Location* location) {
-    append(context, location);
+// The list of locations, as texts behind each other. While the list is walked no Lua code may run:
+// a finaliser could change the list.
+struct LocationTexts {
+    char* texts;
+    std::size_t room;
+    std::size_t size;
+};
+
+std::size_t sizeOf(const VFS_Location& location) {
+    return std::strlen(location.name) + 1 + std::strlen(location.path) + 1;
+}
+
+void addSize(void* context, const VFS_Location* location) {
+    *static_cast<std::size_t*>(context) += sizeOf(*location);
+}
+
+void packText(LocationTexts& packed, const char* text) {
+    const std::size_t size = std::strlen(text) + 1;
+    std::memcpy(packed.texts + packed.size, text, size);
+    packed.size += size;
+}
+
+void packLocation(void* context, const VFS_Location* location) {
+    auto& packed = *static_cast<LocationTexts*>(context);
+    if (sizeOf(*location) <= packed.room - packed.size) {
+        packText(packed, location->name);
+        packText(packed, location->path);
+    }
+}
+
+// Leaves the block that holds the texts on the stack. Making the block may change the list, through
+// a finaliser; what does not fit then is left out.
+LocationTexts packLocations(lua_State* state) {
+    std::size_t size = 0;
+    VFS_get_locations(addSize, &size);
+    LocationTexts packed = {static_cast<char*>(lua_newuserdata(state, size)), size, 0};
+    VFS_get_locations(packLocation, &packed);
+    return packed;
+}
+
+// Sets a field of the table on top of the stack and returns what follows the text.
+const char* setText(lua_State* state, const char* field, const char* text) {
+    lua_pushstring(state, text);
+    lua_setfield(state, -2, field);
+    return text + std::strlen(text) + 1;
 }
 
 int locations(lua_State* state) {
+    const LocationTexts packed = packLocations(state);
     lua_newtable(state);
-    lua_pushinteger(state, 0);
+    int count = 0;
+    for (const char* text = packed.texts; text != packed.texts + packed.size;) {
+        lua_createtable(state, 0, 2);
+        text = setText(state, "name", text);
+        text = setText(state, "path", text);
+        lua_rawseti(state, -2, ++count);
+    }
+    lua_pushinteger(state, count);
     lua_setfield(state, -2, "n");
-    Listing list;
-    start(list, state, appendLocation);
-    VFS_get_locations(locationCallback, &list);
-    finish(list);
     return 1;
 }
 

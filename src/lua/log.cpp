@@ -72,7 +72,9 @@ int logMessage(lua_State* state) {
 
 // log(...), with the log table itself as first argument.
 int callLog(lua_State* state) {
-    lua_remove(state, 1);
+    if (lua_gettop(state) > 0) { // scripts can take the function out of the metatable
+        lua_remove(state, 1);
+    }
     return logMessage(state);
 }
 

@@ -6,8 +6,8 @@ namespace lua {
 
 namespace {
 
-// To push a C function takes memory in Lua 5.1 and may raise. So there is one for all protected calls,
-// made once and kept in the registry under this variable's address: to fetch it takes none.
+// To push a C function takes memory in Lua 5.1 and may raise. So there is one for all protected
+// calls, made once and kept in the registry under this variable's address: to fetch it takes none.
 constexpr char kRunnerKey = 0;
 
 void* runnerKey() {

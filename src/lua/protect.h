@@ -17,9 +17,9 @@ struct ProtectedCall {
 
 int runProtected(lua_State* state, int arguments, int results, const ProtectedCall& call);
 
-// Calls operation(state) as Lua calls a C function, with the arguments on top of the stack, and returns
-// what lua_pcall does. Errors jump out of the operation: nothing in it may need a destructor. It must
-// not throw.
+// Calls operation(state) as Lua calls a C function, with the arguments on top of the stack, and
+// returns what lua_pcall does. Errors jump out of the operation: nothing in it may need a
+// destructor. It must not throw.
 template<class Operation>
 int protect(lua_State* state, int arguments, int results, const Operation& operation) {
     static_assert(std::is_trivially_destructible_v<Operation>);
@@ -30,7 +30,8 @@ int protect(lua_State* state, int arguments, int results, const Operation& opera
     return runProtected(state, arguments, results, call);
 }
 
-// The text of the error message on top of the stack, which keeps it alive. May convert a number there.
+// The text of the error message on top of the stack, which keeps it alive. May convert a number
+// there.
 const char* errorText(lua_State* state);
 
 } // namespace lua

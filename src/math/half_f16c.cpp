@@ -65,9 +65,8 @@ QZ_TARGET_F16C void convertGroups(unsigned short* out, const float* in, std::siz
 
 QZ_TARGET_F16C void convertGroups(float* out, const unsigned short* in, std::size_t end) {
     for (std::size_t i = 0; i < end; i += kGroup) {
-        const __m128i halfs = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in + i));
-        _mm_storeu_ps(out + i, _mm_cvtph_ps(halfs));
-        _mm_storeu_ps(out + i + 4, _mm_cvtph_ps(_mm_unpackhi_epi64(halfs, halfs)));
+        _mm_storeu_ps(out + i, _mm_cvtph_ps(_mm_loadu_si64(in + i)));
+        _mm_storeu_ps(out + i + 4, _mm_cvtph_ps(_mm_loadu_si64(in + i + 4)));
     }
 }
 

@@ -41,6 +41,9 @@ enum class PathKind { missing, file, directory };
 
 PathKind pathKind(const char* path);
 
+// What the C library's access function says; on Windows it takes the path in the ANSI code page.
+bool isReadable(const char* path);
+
 // Removes a file or an empty directory.
 bool removePath(const char* path);
 

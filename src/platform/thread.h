@@ -18,7 +18,18 @@ bool startThread(Thread& thread, ThreadEntry entry, void* argument);
 // Waits until the thread has ended and gives back what the system keeps of it.
 void joinThread(Thread thread);
 
+// The same for a thread that is at its end but may be held up by the loader's lock, which the
+// caller holds: waits for a tenth of a second at most.
+void joinEndingThread(Thread thread);
+
 void yieldThread();
+
+void sleepFor(std::chrono::microseconds time);
+
+// Keeps signals from being handled on the calling thread, those of its own faults excepted.
+void blockSignals();
+
+int processId();
 
 // A counting semaphore. Made and destroyed explicitly, so that it can stand in static storage that
 // outlives every caller: a signal after destroy() is harmless.

@@ -1,11 +1,11 @@
 #include "VFS/Paths.h"
 
 #include "Core/Utf8.h"
-#include "vfs/lower_case.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <cwctype>
 
 namespace {
 
@@ -27,6 +27,11 @@ void makeEmpty(char* destination, std::size_t size) {
 unsigned int refuse(char* destination, std::size_t size) {
     makeEmpty(destination, size);
     return 0;
+}
+
+// The runtime library's mapping, in the process's locale; for the low 16 bits of a code point.
+std::uint32_t lowerCase(char16_t character) {
+    return static_cast<std::uint32_t>(std::towlower(character));
 }
 
 const char* lastSeparator(const char* path) {
@@ -117,7 +122,7 @@ unsigned int VFS_path_normcase(char* destination, size_t size, const char* sourc
     bool complete = true;
     while (const std::uint32_t character = UTF8_getc(&source, kLongestSequence)) {
         const std::size_t written =
-            UTF8_putc(&end, room, vfs::lowerCase(static_cast<char16_t>(character)));
+            UTF8_putc(&end, room, lowerCase(static_cast<char16_t>(character)));
         complete = written > 0;
         if (!complete) {
             break;

@@ -15,6 +15,8 @@
 #include "Core/Watch.h"
 #include "Globals.h"
 #include "Lua/State.h"
+#include "VFS/Archive.h"
+#include "VFS/Binary.h"
 #include "VFS/File.h"
 #include "VFS/Locations.h"
 #include "VFS/Paths.h"

@@ -11,6 +11,8 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
+#include <memory>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -89,6 +91,33 @@ TEST(LogOnAPipe, OneThatNobodyReadsIsNoOutput) {
     qz_log("M", QZ_LOG_INFO, "into nothing");
     qz_log_stop();
     EXPECT_FALSE(std::filesystem::exists(directory / "main.log.old"));
+}
+
+// What is tested is that the child ends; it would not if anything at exit waited for the pipe.
+TEST(LogOnAPipe, NoProcessWaitsForAStuckDiskAtItsEnd) {
+    const auto directory = freshDirectory();
+    const StuckDisk disk(directory / "slow.log");
+    EXPECT_EXIT(
+        {
+            qz_log_start(directory.c_str(), "slow");
+            for (int i = 0; i < 3000; ++i) { // slowly enough for the pipe to fill up
+                qz_log("M", QZ_LOG_INFO, ("message " + std::to_string(i)).c_str());
+                std::this_thread::sleep_for(std::chrono::microseconds(50));
+            }
+            std::exit(0);
+        },
+        ::testing::ExitedWithCode(0), "");
+}
+
+TEST(LogOnAPipe, AReaderThatHasGoneEndsNobody) {
+    const auto directory = freshDirectory();
+    auto disk = std::make_unique<StuckDisk>(directory / "slow.log");
+    ASSERT_EQ(qz_log_start(directory.c_str(), "slow"), 0);
+    disk.reset();
+    for (int i = 0; i < 100; ++i) {
+        qz_log("M", QZ_LOG_INFO, std::to_string(i).c_str());
+    }
+    qz_log_stop(); // a broken pipe would have killed the process before it comes back
 }
 
 } // namespace

@@ -93,7 +93,7 @@ TEST(Clock, CountsSecondsFromTheLoadOfTheLibrary) {
     const double elapsed = QZ_get_time() - before;
     const std::chrono::duration<double> reference = std::chrono::steady_clock::now() - start;
     EXPECT_GE(elapsed, 0.049);
-    EXPECT_NEAR(elapsed, reference.count(), 0.040) << "a clock of another rate";
+    EXPECT_NEAR(elapsed / reference.count(), 1.0, 0.5) << "a clock of another rate";
     EXPECT_GE(QZ_get_tick_rate(), 1000);
     const double ticks = static_cast<double>(QZ_get_ticks());
     EXPECT_LE(ticks / static_cast<double>(QZ_get_tick_rate()), QZ_get_time());

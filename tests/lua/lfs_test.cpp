@@ -112,6 +112,28 @@ TEST_F(LuaLfs, NormalisesPaths) {
     EXPECT_EQ(run("lfs.normpath()"), "error: bad argument #1 to 'normpath' (lfs.normpath(path))");
 }
 
+// The list may change while it is read: the garbage collector runs scripts of its own.
+TEST_F(LuaLfs, SurvivesFinalisersThatChangeTheLocations) {
+    EXPECT_EQ(run("for i = 1, 300 do lfs.add_location('n' .. i, 'p' .. i) end "
+                  "collectgarbage('setpause', 1) collectgarbage('setstepmul', 100000) "
+                  "do local p = newproxy(true) getmetatable(p).__gc = function() "
+                  "for i = 1, 300 do lfs.del_location('p' .. i) end end end "
+                  "local list = lfs.locations() "
+                  "return #list == list.n"),
+              "true");
+}
+
+TEST_F(LuaLfs, AListingThatIsOverTakesNoMoreEntries) {
+    EXPECT_EQ(run("local kept "
+                  "debug.sethook(function() "
+                  "local f = debug.getinfo(2, 'f').func "
+                  "if debug.getinfo(f, 'u').nups == 2 then kept = kept or f end end, 'c') "
+                  "lfs.dir(dir) debug.sethook() "
+                  "if kept then pcall(kept) end "
+                  "return kept ~= nil"),
+              "true");
+}
+
 } // namespace
 
 } // namespace qz::test

@@ -58,6 +58,7 @@ TEST_F(LuaLog, FormatsOnlyWhatHasValues) {
 TEST_F(LuaLog, NeverRaises) {
     EXPECT_EQ(logged("log.info()"), "64 <NULL>");
     EXPECT_EQ(logged("log.info(64)"), "64 <NULL>");
+    EXPECT_EQ(logged("getmetatable(log).__call()"), "64 <NULL>");
     EXPECT_EQ(logged("log.info({})"), "64 <NULL>");
     EXPECT_EQ(logged("log.info(nil, 1)"), "64 <NULL>");
     EXPECT_EQ(logged("local t = {} for i = 1, 7000 do t[i] = i end log.info('%d', unpack(t))"),

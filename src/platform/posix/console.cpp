@@ -1,5 +1,8 @@
 #include "platform/console.h"
 
+#include "platform/posix/broken_pipe.h"
+
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
@@ -11,42 +14,65 @@ namespace platform {
 
 namespace {
 
-std::atomic<bool> wanted{true};
+enum class Echo : int { unknown, nowhere, toFile, toPipe };
 
-bool leadsSomewhere(int descriptor) {
+std::atomic<Echo> destination{Echo::unknown};
+
+Echo inspect(int descriptor) {
     struct stat status {};
     if (fstat(descriptor, &status) != 0) {
-        return false;
+        return Echo::nowhere;
     }
     const dev_t nullDevice = makedev(1, 3);
-    return !(S_ISCHR(status.st_mode) && status.st_rdev == nullDevice);
+    if (S_ISCHR(status.st_mode) && status.st_rdev == nullDevice) {
+        return Echo::nowhere;
+    }
+    return S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode) ? Echo::toPipe : Echo::toFile;
+}
+
+bool isOpen(int descriptor) {
+    return fcntl(descriptor, F_GETFD) >= 0;
+}
+
+void writeAll(const char* text, std::size_t length) {
+    while (length > 0) {
+        const ssize_t written = write(STDERR_FILENO, text, length);
+        if (written > 0) {
+            text += written;
+            length -= static_cast<std::size_t>(written);
+        } else if (errno != EINTR) {
+            return;
+        }
+    }
 }
 
 } // namespace
 
+// A standard error that was closed when the library was loaded stays without an echo: whatever file
+// gets its descriptor later is somebody else's.
 void refreshEcho() {
-    wanted.store(leadsSomewhere(STDERR_FILENO), std::memory_order_relaxed);
+    static const bool wasOpenAtLoad = isOpen(STDERR_FILENO);
+    destination.store(wasOpenAtLoad ? inspect(STDERR_FILENO) : Echo::nowhere,
+                      std::memory_order_relaxed);
 }
 
 bool echoWanted() {
-    return wanted.load(std::memory_order_relaxed);
+    return destination.load(std::memory_order_relaxed) != Echo::nowhere;
 }
 
 void echo(const char* text, std::size_t length) {
     const int callersError = errno;
-    while (length > 0) {
-        const ssize_t written = write(STDERR_FILENO, text, length);
-        if (written < 0 && errno != EINTR) {
-            break;
-        }
-        if (written > 0) {
-            text += written;
-            length -= static_cast<std::size_t>(written);
-        }
+    if (destination.load(std::memory_order_relaxed) == Echo::toFile) {
+        writeAll(text, length);
+    } else {
+        const NoBrokenPipe guard;
+        writeAll(text, length);
     }
     errno = callersError;
 }
 
-void alertBox(const char*, const char*) {} // the line on standard error is the alert
+void alertBox(const char* /*text*/, const char* /*caption*/) {
+    // The line on standard error is the alert.
+}
 
 } // namespace platform

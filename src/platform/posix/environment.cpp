@@ -91,7 +91,8 @@ VariableStatus getVariable(const char* name, char* buffer, std::size_t size) {
     if (!fits(name, kNameUnits)) {
         return VariableStatus::badName;
     }
-    const char* value = std::getenv(name);
+    // The C library would find FOO=bar in the variable FOO; a name has no such sign in it.
+    const char* value = std::strchr(name, '=') == nullptr ? std::getenv(name) : nullptr;
     if (value == nullptr || *value == '\0') {
         return VariableStatus::failed;
     }

@@ -171,6 +171,10 @@ PathKind pathKind(const char* path) {
     return S_ISDIR(status.st_mode) ? PathKind::directory : PathKind::file;
 }
 
+bool isReadable(const char* path) {
+    return access(SystemPath(path).text(), R_OK) == 0;
+}
+
 bool removePath(const char* path) {
     const SystemPath native(path);
     struct stat status;

@@ -3,8 +3,10 @@
 #include <pthread.h>
 #include <sched.h>
 #include <semaphore.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstddef>
 #include <ctime>
 #include <memory>
@@ -55,8 +57,31 @@ void joinThread(Thread thread) {
     pthread_join(thread.native, nullptr);
 }
 
+void joinEndingThread(Thread thread) {
+    joinThread(thread); // threads end here without the loader
+}
+
 void yieldThread() {
     sched_yield();
+}
+
+void sleepFor(std::chrono::microseconds time) {
+    const auto nanoseconds = std::chrono::nanoseconds(time).count();
+    const timespec duration{nanoseconds / 1'000'000'000, nanoseconds % 1'000'000'000};
+    nanosleep(&duration, nullptr);
+}
+
+void blockSignals() {
+    sigset_t signals;
+    sigfillset(&signals);
+    for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP, SIGSYS}) {
+        sigdelset(&signals, fault);
+    }
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+}
+
+int processId() {
+    return getpid();
 }
 
 bool Semaphore::create(std::int32_t initialCount) {

@@ -5,6 +5,7 @@
 #include <windows.h>
 
 // After windows.h, which they need.
+#include <io.h>
 #include <shlobj.h>
 
 #include <algorithm>
@@ -237,6 +238,11 @@ PathKind pathKind(const char* path) {
         return PathKind::missing;
     }
     return (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 ? PathKind::directory : PathKind::file;
+}
+
+bool isReadable(const char* path) {
+    constexpr int kForReading = 4;
+    return _access(path, kForReading) == 0;
 }
 
 bool removePath(const char* path) {

@@ -52,8 +52,25 @@ void joinThread(Thread thread) {
     CloseHandle(handle);
 }
 
+void joinEndingThread(Thread thread) {
+    constexpr DWORD kLongestWait = 100;
+    const auto handle = reinterpret_cast<HANDLE>(thread.native);
+    WaitForSingleObject(handle, kLongestWait);
+    CloseHandle(handle);
+}
+
 void yieldThread() {
     SwitchToThread();
+}
+
+void sleepFor(std::chrono::microseconds time) {
+    Sleep(static_cast<DWORD>(std::chrono::ceil<std::chrono::milliseconds>(time).count()));
+}
+
+void blockSignals() {}
+
+int processId() {
+    return static_cast<int>(GetCurrentProcessId());
 }
 
 bool Semaphore::create(std::int32_t initialCount) {

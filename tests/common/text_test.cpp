@@ -1,89 +1,16 @@
 #include "Common/Text.h"
-#include "Core/Utf8.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
 #include <random>
 #include <string>
-#include <string_view>
-#include <vector>
 
 namespace {
 
-struct Decoded {
-    std::uint32_t codePoint;
-    std::ptrdiff_t consumed;
-
-    friend bool operator==(const Decoded&, const Decoded&) = default;
-};
-
-// In a buffer of exactly its size, so that address checkers see a byte too many.
-Decoded decode(std::string_view bytes) {
-    const std::vector<char> exact(bytes.begin(), bytes.end());
-    const char* position = exact.data();
-    const std::uint32_t codePoint = UTF8_getc(&position, exact.size());
-    return {codePoint, position - exact.data()};
-}
-
-TEST(Utf8, DecodesInTheOrderThatStoredDataRelyOn) {
-    EXPECT_EQ(decode("A"), (Decoded{0x41, 1}));
-    EXPECT_EQ(decode("\xC3\xA9"), (Decoded{0xE9, 2}));
-    EXPECT_EQ(decode("\xE2\x82\xAC"), (Decoded{0x2B02, 3}));
-    EXPECT_EQ(decode("\xF0\x9F\x98\x80"), (Decoded{0x1F | 0x18 << 6, 4}));
-}
-
-TEST(Utf8, DecodingStaysInBoundsWhateverTheBytes) {
-    EXPECT_EQ(decode(""), (Decoded{0, 0}));
-    EXPECT_EQ(decode(std::string_view("\0", 1)), (Decoded{0, 1}));
-    EXPECT_EQ(decode("\x80"), (Decoded{63, 1}));
-    EXPECT_EQ(decode("\xC3"
-                     "A"),
-              (Decoded{63, 2}));
-    EXPECT_EQ(decode(std::string_view("\xC3\0", 2)), (Decoded{0, 2}));
-    EXPECT_EQ(decode("\xE2\x82"), (Decoded{0, 2}));
-    EXPECT_EQ(decode("\xFE\x81\x80\x80\x80\x80\x80"), (Decoded{1, 7}));
-    EXPECT_EQ(decode("\xFF\x81\x80\x80\x80\x80\x80\x80"), (Decoded{1, 8}));
-    std::mt19937 random(1);
-    for (int i = 0; i < 20000; ++i) {
-        std::string bytes(random() % 10, '\0');
-        for (char& byte : bytes) {
-            byte = static_cast<char>(random() | (random() % 2 ? 0x80 : 0));
-        }
-        decode(bytes);
-    }
-}
-
-std::string encode(std::uint32_t codePoint, std::size_t room) {
-    std::string bytes(room + 1, '#');
-    char* position = bytes.data();
-    const std::size_t written = UTF8_putc(&position, room, codePoint);
-    EXPECT_EQ(position, bytes.data() + written);
-    EXPECT_EQ(bytes.substr(written), std::string(room + 1 - written, '#'));
-    return bytes.substr(0, written);
-}
-
-TEST(Utf8, EncodesWithinItsRoom) {
-    EXPECT_EQ(encode(0x20AC, 2), "");
-    EXPECT_EQ(encode(0x20AC, 3), "\xE2\x82\xAC");
-    EXPECT_EQ(encode(0x7F, 1), "\x7F");
-    EXPECT_EQ(encode(0x80, 4), "\xC2\x80");
-    EXPECT_EQ(encode(0xD800, 4), "\xED\xA0\x80");
-    EXPECT_EQ(encode(0xFFFF, 4), "\xEF\xBF\xBF");
-    EXPECT_EQ(encode(0x10000, 4), "\xF0\x90\x80\x80");
-    EXPECT_EQ(encode(0x1FFFFF, 4), "\xF7\xBF\xBF\xBF");
-    EXPECT_EQ(encode(0x200000, 4), "?");
-    EXPECT_EQ(encode(0x41, 0), "");
+TEST(Text, EncodesSingleCharacters) {
     EXPECT_EQ(Common::uni2mbstr(0x20AC), "€");
     EXPECT_EQ(Common::uni2mbstr(0), std::string(1, '\0'));
-}
-
-TEST(Utf8, CountsCharactersAndStopsAtTheTerminator) {
-    EXPECT_EQ(UTF8_strlen(""), 0u);
-    EXPECT_EQ(UTF8_strlen("aé€😀"), 4u);
-    EXPECT_EQ(UTF8_strlen("\x80\x80"), 2u);
-    EXPECT_EQ(UTF8_strlen("a\xF0\x9F"), 2u);
-    EXPECT_EQ(UTF8_strlen("\xE2"), 1u);
 }
 
 TEST(Text, SubstringsAreCountedInCharacters) {

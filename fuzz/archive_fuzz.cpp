@@ -1,0 +1,90 @@
+// Any bytes as an archive: mounting it and reading from it end, with what was read or an error, and
+// leave no file open. PhysicsFS itself is not instrumented; what is explored is the judgement on
+// which archives may reach it, and one that brings it down is a finding all the same.
+// tests/vfs/make_archives.py makes archives to start from.
+#include "VFS/Archive.h"
+
+#define QZ_LOG_NO_SHORT_NAMES
+#include "Core/Log.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+namespace {
+
+void require(bool holds) {
+    if (!holds) {
+        std::abort();
+    }
+}
+
+// A file without a place on the disk.
+class UnnamedFile {
+public:
+    UnnamedFile() : file_(memfd_create("archive", MFD_CLOEXEC)) { require(file_ >= 0); }
+
+    std::string path() const { return "/proc/self/fd/" + std::to_string(file_); }
+
+    void fill(const std::uint8_t* data, std::size_t length) const {
+        require(ftruncate(file_, 0) == 0);
+        require(pwrite(file_, data, length, 0) == static_cast<ssize_t>(length));
+    }
+
+private:
+    int file_;
+};
+
+const UnnamedFile& archive() {
+    static const UnnamedFile file;
+    return file;
+}
+
+void readAndFree(const std::string& name) {
+    std::uint64_t size = 1;
+    void* buffer = vfs_read_file(name.c_str(), &size);
+    require((buffer == nullptr) == (size == 0));
+    vfs_free_file_buffer(buffer);
+}
+
+// Reads the entries whose records can be seen in the bytes, wherever they are.
+void readEntries(const std::string& bytes) {
+    constexpr std::size_t kHeaderSize = 46;
+    constexpr std::size_t kNameLength = 28;
+    for (std::size_t at = 0; (at = bytes.find("PK\1\2", at)) != std::string::npos; ++at) {
+        if (at + kHeaderSize < bytes.size()) {
+            readAndFree(
+                bytes.substr(at + kHeaderSize, static_cast<std::uint8_t>(bytes[at + kNameLength])));
+        }
+    }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+    // The log looks where standard error leads when it starts; its lines would drown the fuzzer's.
+    const int kept = dup(STDERR_FILENO);
+    const int null = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    dup2(null, STDERR_FILENO);
+    qz_log_start(".", nullptr);
+    dup2(kept, STDERR_FILENO);
+    close(null);
+    close(kept);
+    vfs_init();
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t length) {
+    archive().fill(data, length);
+    const std::string path = archive().path();
+    if (vfs_mount(path.c_str(), "/", 1) != 0) {
+        readEntries({reinterpret_cast<const char*>(data), length});
+        require(vfs_unmount(path.c_str()) != 0);
+    }
+    return 0;
+}

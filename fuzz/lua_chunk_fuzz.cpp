@@ -1,0 +1,38 @@
+// Any bytes as a Lua chunk in a file: an error or a function, one value on the stack, and never
+// more memory than the file's length explains. What loads is not run: a script may loop for ever.
+#include "Lua/State.h"
+#include "VFS/File.h"
+
+#include <lua.hpp>
+
+#include <cstdint>
+#include <cstdlib>
+
+namespace {
+
+constexpr char kPath[] = "lua_chunk_fuzz.tmp";
+
+void require(bool holds) {
+    if (!holds) {
+        std::abort();
+    }
+}
+
+void writeChunk(const std::uint8_t* data, std::size_t size) {
+    VFS_remove(kPath); // overwriting is slower on some file systems
+    VFS_File* const file = VFS_open_write(kPath);
+    require(file != nullptr && VFS_write(file, data, size) == size);
+    VFS_close(file);
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    writeChunk(data, size);
+    lua_State* const state = luaL_newstate();
+    const int status = QZ_lua_loadfile(state, kPath);
+    require(lua_gettop(state) == 1);
+    require(status == 0 ? lua_isfunction(state, 1) : lua_isstring(state, 1) != 0);
+    lua_close(state);
+    return 0;
+}

@@ -1,0 +1,73 @@
+/* Whole files from directories and zip archives that are mounted into one tree.
+ *
+ * Mounting a directory also mounts its archive, the name with ".zip" appended: data ships loose, as
+ * one archive, or both, and no reader has to know. Where both have a file, the loose one counts.
+ *
+ * Paths of directories and archives are those of VFS/File.h. Paths within the tree are UTF-8 with
+ * "/" as separator on every system; one with "\", ":" or a segment "." or ".." names nothing, so
+ * nothing leads out of what is mounted. Case matters, except in directories on Windows.
+ *
+ * Archives: stored and deflated entries, also those of zip64 archives, and data in front of the
+ * archive, as in programs that unpack themselves. Entries are found by the bytes of their names.
+ * Their check sums are not looked at. An archive is refused as a whole if it is damaged in its
+ * directory, holds symbolic links, or has names of more than 1024 bytes or 64 levels; so is one
+ * with an entry whose size no data of that archive could unpack to. Symbolic links in directories
+ * are not followed.
+ *
+ * Mount ordinary files only: on Linux opening a pipe in a mounted directory waits for its other
+ * end.
+ *
+ * Failures are a null or zero result and one ERROR line; all lines are the module's "VFS".
+ *
+ * Threads: files may be read from any threads at once. vfs_init, vfs_deinit, mounting and
+ * unmounting are for start-up and shut-down, one at a time; the list of what is mounted is
+ * PhysicsFS's and process-wide. On Linux a host that uses PhysicsFS itself shares it: one of the
+ * two initialises it.
+ */
+#ifndef QZCORE_VFS_ARCHIVE_H
+#define QZCORE_VFS_ARCHIVE_H
+
+#include "Core/Export.h"
+
+#include <stdint.h>
+
+QZ_EXTERN_C_BEGIN
+
+/* Prepares the tree and mounts the directory "./Temp" at "/tmp/", behind what else is mounted; a
+ * missing one is an ERROR line and no more than that. Until then the other functions fail. */
+QZ_API void vfs_init(void);
+
+/* Unmounts everything. Buffers that were read stay valid. Does nothing while another thread is in
+ * one of these functions. The library does it when it is unloaded. */
+QZ_API void vfs_deinit(void);
+
+/* Mounts a directory and its archive, or the one of the two that is there.
+ *
+ * path: of the directory, without a separator at its end, because the archive's name is made from
+ * it; an archive's own path mounts that. With ".zip" at most 255 bytes. mount_point: where in the
+ * tree its files appear; null means the root. append: non-zero puts it behind what is mounted
+ * already, zero in front. Earlier ones win.
+ *
+ * Returns non-zero if anything was mounted, with a DEBUG line for each. A path that is mounted
+ * already stays where it is, also when another mount point is asked for, and counts as mounted. */
+QZ_API int vfs_mount(const char* path, const char* mount_point, int append);
+
+/* Unmounts what vfs_mount mounted under this path, with a DEBUG line for each. Returns non-zero if
+ * there was anything. A directory or archive that a thread is reading stays. */
+QZ_API int vfs_unmount(const char* path);
+
+/* Reads a whole file.
+ *
+ * size: receives its size in bytes, 0 on failure; may be null.
+ *
+ * Returns a buffer of that many bytes, without a terminator, which the caller frees with
+ * vfs_free_file_buffer; null on failure. An empty file is a failure, deliberately, and so is one of
+ * 4 GiB or more. */
+QZ_API void* vfs_read_file(const char* path, uint64_t* size);
+
+/* Frees a buffer from vfs_read_file; null is allowed. */
+QZ_API void vfs_free_file_buffer(void* buffer);
+
+QZ_EXTERN_C_END
+
+#endif

@@ -1,0 +1,25 @@
+// Objects that are made on first use and live until the library is unloaded.
+//
+// A function-local static would die too early: when a process ends, statics are destroyed in the
+// reverse order of their making, so one that was made after a host's own static objects dies before
+// them, and their destructors could not use the library any more.
+#pragma once
+
+namespace core {
+
+using Deleter = void (*)(void* object);
+
+// Has deleter(object) called when the library is unloaded, after which nobody uses the object.
+void deleteAtUnload(void* object, Deleter deleter);
+
+// Calls them all, the last first; for src/library.cpp.
+void deleteObjectsAtUnload();
+
+// Hands an object of its own to the above; meant to initialise a function-local static reference.
+template<class Object>
+Object& untilUnload(Object* object) {
+    deleteAtUnload(object, [](void* pointer) { delete static_cast<Object*>(pointer); });
+    return *object;
+}
+
+} // namespace core

@@ -1,0 +1,524 @@
+#include "Lua/Loader.h"
+
+#include "Lua/State.h"
+#include "lua/field.h"
+#include "lua/protect.h"
+#include "lua/truncate.h"
+
+#include <lua.hpp>
+
+#include <charconv>
+#include <climits>
+#include <cmath>
+#include <cstddef>
+#include <utility>
+
+namespace Lua {
+
+namespace {
+
+std::string textOf(const Key& key) {
+    return key.isText() ? std::string(key.text()) : std::to_string(key.index());
+}
+
+// As Lua prints numbers, but in every locale.
+std::string textOf(double number) {
+    char text[32];
+    const auto end =
+        std::to_chars(text, text + sizeof text, number, std::chars_format::general, 14).ptr;
+    return {text, end};
+}
+
+// For strings there is none, and callers rely on it.
+const char* typeWord(lua_State* state, int type) {
+    return type == LUA_TSTRING ? "" : lua_typename(state, type);
+}
+
+bool isA(lua_State* state, int type) {
+    const int found = lua_type(state, -1);
+    return found == type || (type == LUA_TBOOLEAN && found == LUA_TNUMBER);
+}
+
+std::string join(const std::vector<std::string>& path, std::size_t from, std::size_t to) {
+    std::string text;
+    for (std::size_t i = from; i < to; ++i) {
+        text += (i > from ? "." : "") + path[i];
+    }
+    return text;
+}
+
+// Runs the chunk on top of the stack, if loading it has succeeded; else a message is there already.
+bool run(lua_State* state, int loadStatus) {
+    return loadStatus == 0 && lua_pcall(state, 0, 0, 0) == 0;
+}
+
+void pushZero(lua_State* state) {
+    lua_pushnumber(state, 0);
+}
+
+// T -> T; or T, message and Lua's error code.
+template<class PushValue>
+int storeField(lua_State* state, const Key& key, const PushValue& pushValue) {
+    lua_pushvalue(state, -1);
+    return lua::protect(state, 1, 0, [&](lua_State* inner) {
+        lua::pushKey(inner, key);
+        pushValue(inner);
+        lua_settable(inner, 1);
+        return 0;
+    });
+}
+
+int storeNumbers(lua_State* state, const Key& key, const double* values, int count) {
+    return storeField(state, key, [=](lua_State* inner) {
+        lua_createtable(inner, count, 0);
+        for (int i = 0; i < count; ++i) {
+            lua_pushnumber(inner, values[i]);
+            lua_rawseti(inner, -2, i + 1);
+        }
+    });
+}
+
+// T -> T, value, made as a table if there was none; or T, message and Lua's error code.
+int createField(lua_State* state, const Key& key) {
+    lua_pushvalue(state, -1);
+    return lua::protect(state, 1, 1, [&key](lua_State* inner) {
+        lua::pushKey(inner, key);
+        lua_gettable(inner, 1);
+        if (lua_isnil(inner, -1)) {
+            lua_newtable(inner);
+            lua::pushKey(inner, key);
+            lua_pushvalue(inner, -2);
+            lua_settable(inner, 1);
+        }
+        return 1;
+    });
+}
+
+// T, position, element -> the same with the next ones above; nothing at the end, which a value that
+// is no table has at once. Or a message above and Lua's error code.
+int pushNext(lua_State* state) {
+    lua_pushvalue(state, -3);
+    lua_pushvalue(state, -3);
+    return lua::protect(state, 2, LUA_MULTRET, [](lua_State* inner) {
+        return lua_istable(inner, 1) && lua_next(inner, 1) != 0 ? 2 : 0;
+    });
+}
+
+int pushMetatable(lua_State* state) {
+    return lua_istable(state, -1) ? lua_getmetatable(state, -1) : 0;
+}
+
+} // namespace
+
+Loader::~Loader() {
+    if (ownsState_) {
+        QZ_lua_close(state_);
+    }
+}
+
+void Loader::requireState(const char* name) {
+    if (state_ != nullptr) {
+        return;
+    }
+    state_ = QZ_lua_open(name);
+    if (state_ == nullptr) {
+        throw LoaderException("not enough memory");
+    }
+    ownsState_ = true;
+    QZ_lua_openlibs(state_);
+}
+
+// For what walks and writes. Comes first: to grow the stack is the one thing that may raise.
+void Loader::reserve() const {
+    if (state_ == nullptr) {
+        throw LoaderException("No Lua state");
+    }
+    if (lua_checkstack(state_, lua::kRoom) == 0) {
+        throw LoaderException(getCurrentPath() + " is nested too deeply");
+    }
+}
+
+void Loader::failWithLuaError(const std::string& where) const {
+    const std::string text = where + lua::errorText(state_);
+    lua_pop(state_, 1);
+    throw LoaderException(text);
+}
+
+void Loader::check(int status, const Key& key) const {
+    if (status != 0) {
+        failWithLuaError(pathText(key) + ": ");
+    }
+}
+
+void Loader::failLookup(const Key& key, const std::string& what) const {
+    lua_pop(state_, 1);
+    throw LoaderException(pathText(key) + what);
+}
+
+std::string Loader::pathText(const Key& key) const {
+    return path_.empty() ? "" : getCurrentPath() + "." + textOf(key);
+}
+
+std::string Loader::getCurrentPath(int from) const {
+    return from < 0 ? "" : join(path_, static_cast<std::size_t>(from), path_.size());
+}
+
+// Makes what has been pushed the current table; on failure takes as many values off the stack.
+void Loader::enter(std::string name, int values) {
+    try {
+        path_.push_back(std::move(name));
+    } catch (...) {
+        lua_pop(state_, values);
+        throw;
+    }
+}
+
+void Loader::appendPackagePath() const {
+    const char* const directory = rootDir_.data();
+    const std::size_t length = rootDir_.size();
+    const int status = lua::protect(state_, 0, 0, [=](lua_State* state) {
+        lua_getglobal(state, "package");
+        if (!lua_istable(state, -1)) {
+            return 0; // the caller's state, without that library
+        }
+        lua_getfield(state, -1, "path");
+        if (lua_isstring(state, -1) == 0) {
+            lua_pop(state, 1);
+            lua_pushliteral(state, "");
+        }
+        lua_pushliteral(state, ";");
+        lua_pushlstring(state, directory, length);
+        lua_pushliteral(state, "?.lua;");
+        lua_concat(state, 4);
+        lua_setfield(state, -2, "path");
+        return 0;
+    });
+    if (status != 0) {
+        failWithLuaError("");
+    }
+}
+
+void Loader::load(const std::string& file, const std::string& table) {
+    requireState(file.c_str());
+    reserve();
+    const std::size_t separator = file.find_last_of("/\\");
+    rootDir_ = separator == std::string::npos ? "./" : file.substr(0, separator + 1);
+    appendPackagePath();
+    if (!run(state_, QZ_lua_loadfile(state_, file.c_str()))) {
+        failWithLuaError("");
+    }
+    load(table);
+}
+
+void Loader::load(const std::string& table) {
+    reserve();
+    std::vector<std::string> path{table};
+    lua_pushvalue(state_, LUA_GLOBALSINDEX);
+    const bool readable = lua::pushField(state_, table) == 0;
+    lua_remove(state_, -2);
+    if (!readable || !lua_istable(state_, -1)) {
+        lua_pop(state_, 1);
+        throw LoaderException("No " + table + " table in config file");
+    }
+    path_ = std::move(path);
+}
+
+void Loader::createGlobalTable(const std::string& name) {
+    requireState("Lua::Loader::createGlobalTable");
+    reserve();
+    std::vector<std::string> path{name};
+    const int status = lua::protect(state_, 0, 1, [key = Key(name)](lua_State* state) {
+        lua_newtable(state);
+        lua::pushKey(state, key);
+        lua_pushvalue(state, -2);
+        lua_settable(state, LUA_GLOBALSINDEX);
+        return 1;
+    });
+    if (status != 0) {
+        failWithLuaError("");
+    }
+    path_ = std::move(path);
+}
+
+void Loader::checkEntry(const Key& key, int type) const {
+    if (lua_isnil(state_, -1)) {
+        failLookup(key, " is missing");
+    }
+    if (!isA(state_, type)) {
+        failLookup(key, std::string(" is not a ") + typeWord(state_, type));
+    }
+}
+
+// T -> T, value of the wanted type.
+void Loader::pushEntry(const Key& key, int type) const {
+    reserve();
+    check(lua::pushField(state_, key), key);
+    checkEntry(key, type);
+}
+
+double Loader::getDouble(Key key) const {
+    if (state_ == nullptr) {
+        return 0;
+    }
+    pushEntry(key, LUA_TNUMBER);
+    const double number = lua_tonumber(state_, -1);
+    lua_pop(state_, 1);
+    return number;
+}
+
+int Loader::getInt(Key key) const {
+    constexpr double kTolerance = 1e-8;
+    const double number = getDouble(key);
+    const int integer = lua::truncate<int>(number);
+    if (!(std::fabs(number - integer) <= kTolerance)) {
+        throw LoaderException(pathText(key) + " is not an integer (" + textOf(number) + ")");
+    }
+    return integer;
+}
+
+bool Loader::getBoolean(Key key) const {
+    if (state_ == nullptr) {
+        return false;
+    }
+    pushEntry(key, LUA_TBOOLEAN);
+    const bool truth = lua_type(state_, -1) == LUA_TNUMBER ? lua_tonumber(state_, -1) != 0
+                                                           : lua_toboolean(state_, -1) != 0;
+    lua_pop(state_, 1);
+    return truth;
+}
+
+std::string Loader::getString(Key key) const {
+    if (state_ == nullptr) {
+        return {};
+    }
+    pushEntry(key, LUA_TSTRING);
+    std::size_t length = 0;
+    const char* const text = lua_tolstring(state_, -1, &length);
+    std::string copy(text, length);
+    lua_pop(state_, 1);
+    return copy;
+}
+
+void Loader::readNumbers(const Key& key, double* values, int count) {
+    beginSubtable(key);
+    try {
+        for (int i = 0; i < count; ++i) {
+            values[i] = getDouble(i + 1);
+        }
+    } catch (...) {
+        endSubtable();
+        throw;
+    }
+    endSubtable();
+}
+
+Math::Vector<3, double> Loader::getVector(Key key) {
+    if (state_ == nullptr) {
+        return {};
+    }
+    double values[3];
+    readNumbers(key, values, 3);
+    return {values[0], values[1], values[2]};
+}
+
+Math::Rotation3<double> Loader::getQuaternion(Key key) {
+    if (state_ == nullptr) {
+        return {};
+    }
+    double values[4];
+    readNumbers(key, values, 4);
+    return {values[0], values[1], values[2], values[3]};
+}
+
+bool Loader::hasEntry(Key key) const {
+    if (state_ == nullptr || lua_checkstack(state_, lua::kRoom) == 0) {
+        return false;
+    }
+    const bool present = lua::pushField(state_, key) == 0 && !lua_isnil(state_, -1);
+    lua_pop(state_, 1);
+    return present;
+}
+
+void Loader::setInt(Key key, int value) {
+    setDouble(key, value);
+}
+
+void Loader::setDouble(Key key, double value) {
+    reserve();
+    check(storeField(state_, key, [value](lua_State* state) { lua_pushnumber(state, value); }),
+          key);
+}
+
+void Loader::setBoolean(Key key, bool value) {
+    reserve();
+    check(storeField(state_, key, [value](lua_State* state) { lua_pushboolean(state, value); }),
+          key);
+}
+
+void Loader::setString(Key key, const std::string& value) {
+    reserve();
+    const auto push = [&value](lua_State* state) {
+        lua_pushlstring(state, value.data(), value.size());
+    };
+    check(storeField(state_, key, push), key);
+}
+
+void Loader::setVector(Key key, const Math::Vector<3, double>& value) {
+    reserve();
+    const double values[] = {value.x, value.y, value.z};
+    check(storeNumbers(state_, key, values, 3), key);
+}
+
+void Loader::setQuaternion(Key key, const Math::Rotation3<double>& value) {
+    reserve();
+    const double values[] = {value.x, value.y, value.z, value.w};
+    check(storeNumbers(state_, key, values, 4), key);
+}
+
+void Loader::beginSubtable(Key key) {
+    pushEntry(key, LUA_TTABLE);
+    enter(textOf(key), 1);
+}
+
+void Loader::createSubtable(Key key) {
+    reserve();
+    check(createField(state_, key), key);
+    checkEntry(key, LUA_TTABLE);
+    enter(textOf(key), 1);
+}
+
+void Loader::endSubtable() {
+    if (!path_.empty()) {
+        lua_pop(state_, 1);
+        path_.pop_back();
+    }
+}
+
+// T -> T, start, nil.
+void Loader::beginIteration(const char* component, void (*pushStart)(lua_State*)) {
+    reserve();
+    pushStart(state_);
+    lua_pushnil(state_);
+    enter(component, 2);
+}
+
+// The walked table, where the walk is, and the element are on the stack.
+bool Loader::isIterating() const {
+    return state_ != nullptr && !path_.empty() && lua_gettop(state_) >= 3;
+}
+
+void Loader::endIteration() {
+    lua_pop(state_, 2);
+    path_.pop_back();
+}
+
+void Loader::beginArray(Key key) {
+    beginSubtable(key);
+    try {
+        beginArray();
+    } catch (...) {
+        endSubtable();
+        throw;
+    }
+}
+
+void Loader::beginArray() {
+    beginIteration("0", pushZero);
+}
+
+bool Loader::nextArray() {
+    if (!isIterating() || lua_type(state_, -2) != LUA_TNUMBER) {
+        return false;
+    }
+    reserve();
+    const int last = lua::truncate<int>(lua_tonumber(state_, -2));
+    const int index = last < INT_MAX ? last + 1 : 0;
+    std::string component = std::to_string(index);
+    lua_pushvalue(state_, -3);
+    const int status = lua::pushField(state_, index);
+    lua_remove(state_, -2);
+    if (status != 0) {
+        failWithLuaError(iteratedPath() + "." + component + ": ");
+    }
+    if (lua_isnil(state_, -1) || index == 0) {
+        lua_pop(state_, 1);
+        endIteration();
+        return false;
+    }
+    lua_replace(state_, -2);
+    lua_pushnumber(state_, index);
+    lua_replace(state_, -3);
+    path_.back() = std::move(component);
+    return true;
+}
+
+void Loader::beginSubtables() {
+    beginIteration("", lua_pushnil);
+}
+
+// The path of the table that is walked.
+std::string Loader::iteratedPath() const {
+    return join(path_, 0, path_.size() - 1);
+}
+
+bool Loader::nextSubtable(std::string& name) {
+    if (!isIterating()) {
+        return false;
+    }
+    reserve();
+    const int before = lua_gettop(state_);
+    if (pushNext(state_) != 0) {
+        failWithLuaError(iteratedPath() + ": ");
+    }
+    if (lua_gettop(state_) == before) {
+        endIteration();
+        return false;
+    }
+    if (lua_type(state_, -2) != LUA_TSTRING) {
+        failStep("Not a string key in table: ");
+    }
+    if (!lua_istable(state_, -1)) {
+        failStep("Not a subtable element in table ");
+    }
+    std::size_t length = 0;
+    const char* const key = lua_tolstring(state_, -2, &length);
+    name.assign(key, length);
+    path_.back() = name;
+    lua_replace(state_, -3);
+    lua_replace(state_, -3);
+    return true;
+}
+
+// Drops the next key and subtable again.
+void Loader::failStep(const char* what) const {
+    lua_pop(state_, 2);
+    throw LoaderException(what + iteratedPath());
+}
+
+void Loader::beginMetatable() {
+    reserve();
+    if (pushMetatable(state_) == 0) {
+        throw LoaderException("No metatable at " + getCurrentPath());
+    }
+    enter("METATABLE", 1);
+}
+
+void Loader::newMetatable() {
+    reserve();
+    if (!lua_istable(state_, -1)) {
+        throw LoaderException("No metatable at " + getCurrentPath());
+    }
+    lua_pushvalue(state_, -1);
+    const int status = lua::protect(state_, 1, 1, [](lua_State* state) {
+        lua_newtable(state);
+        lua_pushvalue(state, -1);
+        lua_setmetatable(state, 1);
+        return 1;
+    });
+    if (status != 0) {
+        failWithLuaError(getCurrentPath() + ": ");
+    }
+    enter("METATABLE", 1);
+}
+
+} // namespace Lua

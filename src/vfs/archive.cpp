@@ -1,0 +1,266 @@
+#include "VFS/Archive.h"
+
+#include "VFS/File.h"
+#include "core/log.h"
+#include "vfs/sized_memory.h"
+#include "vfs/zip_check.h"
+
+#include <physfs.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <limits>
+#include <memory>
+
+namespace {
+
+constexpr char kModule[] = "VFS";
+constexpr std::size_t kPathRoom = 256;
+
+// The length of a read is passed in 32 bits.
+constexpr PHYSFS_sint64 kMaxLength = std::numeric_limits<std::uint32_t>::max();
+
+// Tried beside every path that is mounted.
+constexpr const char* kArchiveSuffixes[] = {".zip"};
+constexpr char kNoSuffix[] = "";
+
+const PHYSFS_Allocator kAllocator = {
+    [] { return 1; },
+    [] {},
+    [](PHYSFS_uint64 size) { return vfs::allocateSized(size); },
+    [](void* block, PHYSFS_uint64 size) { return vfs::reallocateSized(block, size); },
+    [](void* block) { vfs::releaseSized(block); },
+};
+
+// Counts who is in PhysicsFS, which at the end of a process cannot be taken down under a thread
+// that still reads and must not be waited for. Closed, the count starts so low that it stays
+// negative.
+class Gate {
+public:
+    bool isOpen() const { return users_ >= 0; }
+    void open() { users_ -= kClosed; }
+
+    bool enter() { return users_++ >= 0; }
+    void leave() { --users_; }
+
+    // False if it is closed or somebody is inside.
+    bool close() {
+        int nobody = 0;
+        return users_.compare_exchange_strong(nobody, kClosed);
+    }
+
+private:
+    static constexpr int kClosed = std::numeric_limits<int>::min() / 2;
+
+    std::atomic<int> users_{kClosed};
+};
+
+constinit Gate gate;
+
+class Visit {
+public:
+    Visit() : allowed_(gate.enter()) {}
+    ~Visit() { gate.leave(); }
+    Visit(const Visit&) = delete;
+    Visit& operator=(const Visit&) = delete;
+
+    explicit operator bool() const { return allowed_; }
+
+private:
+    bool allowed_;
+};
+
+struct Closer {
+    void operator()(PHYSFS_File* file) const { PHYSFS_close(file); }
+};
+using File = std::unique_ptr<PHYSFS_File, Closer>;
+
+struct Releaser {
+    void operator()(void* buffer) const { vfs::releaseSized(buffer); }
+};
+using Buffer = std::unique_ptr<void, Releaser>;
+
+// What PhysicsFS knows a mounted directory or archive by. It hands the path to the system, and
+// every system takes slashes. What does not fit becomes the empty path, which cannot be mounted.
+class MountedName {
+public:
+    MountedName(const char* path, const char* suffix) {
+        const int length = std::snprintf(text_, sizeof text_, "%s%s", path, suffix);
+        if (length < 0 || static_cast<std::size_t>(length) >= sizeof text_) {
+            text_[0] = 0;
+        }
+        std::replace(text_, text_ + std::strlen(text_), '\\', '/');
+    }
+
+    const char* text() const { return text_; }
+
+private:
+    char text_[kPathRoom];
+};
+
+// The other kinds of archives are no part of the interface, and their readers no safer than that of
+// zip files.
+void leaveOnlyZip() {
+    const PHYSFS_ArchiveInfo** type = PHYSFS_supportedArchiveTypes();
+    while (*type != nullptr) {
+        const char* extension = (*type)->extension;
+        // Removing one moves the following ones down.
+        if (std::strcmp(extension, "ZIP") == 0 || PHYSFS_deregisterArchiver(extension) == 0) {
+            ++type;
+        }
+    }
+}
+
+int mountOne(const char* path, const char* suffix, const char* point, int append) {
+    const MountedName name(path, suffix);
+    if (VFS_isdir(name.text()) == 0 && !vfs::isSoundZip(name.text())) {
+        return 0;
+    }
+    const int result = PHYSFS_mount(name.text(), point, append);
+    if (result != 0) {
+        qz_logf(kModule, QZ_LOG_DEBUG, "Mounted %s%s to %s.", path, suffix, point);
+    }
+    return result;
+}
+
+int mountArchives(const char* path, const char* point, int append) {
+    int result = 0;
+    for (const char* suffix : kArchiveSuffixes) {
+        if (const int mounted = mountOne(path, suffix, point, append)) {
+            result = mounted;
+        }
+    }
+    return result;
+}
+
+// Either way round, the directory ends up in front of its archives.
+int mountAll(const char* path, const char* point, int append) {
+    int directory = 0;
+    int archives = 0;
+    if (append != 0) {
+        directory = mountOne(path, kNoSuffix, point, 1);
+        archives = mountArchives(path, point, 1);
+    } else {
+        archives = mountArchives(path, point, 0);
+        directory = mountOne(path, kNoSuffix, point, 0);
+    }
+    return directory != 0 ? directory : archives;
+}
+
+int unmountOne(const char* path, const char* suffix) {
+    const int result = PHYSFS_unmount(MountedName(path, suffix).text());
+    if (result != 0) {
+        qz_logf(kModule, QZ_LOG_DEBUG, "Unmounted %s%s.", path, suffix);
+    }
+    return result;
+}
+
+int unmountAll(const char* path) {
+    int result = unmountOne(path, kNoSuffix);
+    for (const char* suffix : kArchiveSuffixes) {
+        if (const int unmounted = unmountOne(path, suffix)) {
+            result = unmounted;
+        }
+    }
+    return result;
+}
+
+void* refuse(const char* complaint, const char* path, const char* end = ".") {
+    qz_logf(kModule, QZ_LOG_ERROR, "%s %s%s", complaint, path, end);
+    return nullptr;
+}
+
+// The system may read less at a time than it is asked for.
+bool readAll(PHYSFS_File* file, void* buffer, std::size_t length) {
+    auto* const bytes = static_cast<std::byte*>(buffer);
+    for (std::size_t done = 0; done < length;) {
+        const PHYSFS_sint64 count = PHYSFS_readBytes(file, bytes + done, length - done);
+        if (count <= 0) {
+            return false;
+        }
+        done += static_cast<std::size_t>(count);
+    }
+    return true;
+}
+
+} // namespace
+
+extern "C" {
+
+void vfs_init(void) {
+    if (!gate.isOpen()) {
+        PHYSFS_setAllocator(&kAllocator);
+        if (PHYSFS_init(nullptr) != 0) {
+            leaveOnlyZip();
+            gate.open();
+        }
+    }
+    vfs_mount("./Temp", "/tmp/", 1);
+}
+
+void vfs_deinit(void) {
+    if (gate.close()) {
+        PHYSFS_deinit();
+        PHYSFS_setAllocator(nullptr); // the library that has it may go
+    }
+}
+
+int vfs_mount(const char* path, const char* mount_point, int append) {
+    const char* const point = mount_point == nullptr ? "/" : mount_point;
+    const Visit visit;
+    const int result = visit && path != nullptr ? mountAll(path, point, append) : 0;
+    if (result == 0) {
+        qz_logf(kModule, QZ_LOG_ERROR, "Can't mount '%s' to '%s'.", path == nullptr ? "" : path,
+                point);
+    }
+    return result;
+}
+
+int vfs_unmount(const char* path) {
+    const Visit visit;
+    const int result = visit && path != nullptr ? unmountAll(path) : 0;
+    if (result == 0) {
+        qz_logf(kModule, QZ_LOG_ERROR, "Can't unmount '%s'.", path == nullptr ? "" : path);
+    }
+    return result;
+}
+
+void* vfs_read_file(const char* path, uint64_t* size) {
+    if (size != nullptr) {
+        *size = 0;
+    }
+    const Visit visit;
+    const File file(visit && path != nullptr ? PHYSFS_openRead(path) : nullptr);
+    if (!file) {
+        return refuse("Can't open file", path == nullptr ? "" : path);
+    }
+    const PHYSFS_sint64 length = PHYSFS_fileLength(file.get());
+    if (length <= 0) {
+        return refuse("Can't read file", path);
+    }
+    if (length > kMaxLength) {
+        return refuse("Error reading file", path);
+    }
+    const auto count = static_cast<std::size_t>(length);
+    Buffer buffer(vfs::allocateSized(count));
+    if (!buffer) {
+        return refuse("Can't read file", path, ". Out of memory.");
+    }
+    if (!readAll(file.get(), buffer.get(), count)) {
+        return refuse("Error reading file", path);
+    }
+    if (size != nullptr) {
+        *size = count;
+    }
+    return buffer.release();
+}
+
+void vfs_free_file_buffer(void* buffer) {
+    vfs::releaseSized(buffer);
+}
+
+} // extern "C"

@@ -1,0 +1,12 @@
+# Runs the probe and looks at its log: -DPROBE=... -DWAY=... -DEMULATOR=...
+execute_process(COMMAND ${EMULATOR} ${PROBE} ${WAY} RESULT_VARIABLE result ERROR_QUIET TIMEOUT 30)
+if(NOT result EQUAL 0)
+  message(FATAL_ERROR "the probe ended with ${result}")
+endif()
+if(WAY STREQUAL "exit")
+  file(STRINGS ${WAY}.log lines REGEX "INFO    M: line [0-9]+$")
+  list(LENGTH lines count)
+  if(count LESS 200)
+    message(FATAL_ERROR "${count} of 200 lines were written")
+  endif()
+endif()

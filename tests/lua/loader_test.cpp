@@ -1,0 +1,332 @@
+#include "Lua/Loader.h"
+
+#include "Lua/State.h"
+#include "lua/script.h"
+#include "lua/stack_shape.h"
+#include "support/log_capture.h"
+
+#include <climits>
+
+namespace qz::test {
+
+namespace {
+
+class LuaLoader : public ::testing::Test {
+protected:
+    ~LuaLoader() override { lua_settop(state_, 0); }
+
+    template<class Call>
+    auto shaped(int popped, const std::string& pushed, const Call& call) {
+        return qz::test::shaped(state_, popped, pushed, call);
+    }
+
+    // Runs code that makes the global table `root`, and enters it.
+    void use(const std::string& code) {
+        lua_settop(state_, 0);
+        ASSERT_EQ(script_.run(code), "");
+        shaped(0, "table", [&] { loader_.load("root"); });
+    }
+
+    // Reads and writes leave the stack as it is.
+    template<class Call>
+    auto still(const Call& call) {
+        return shaped(0, "", call);
+    }
+
+    // The message of the exception that a call throws, which leaves stack and path as they were.
+    template<class Call>
+    std::string failure(const Call& call) {
+        const std::string path = loader_.getCurrentPath();
+        std::string message = "no exception";
+        still([&] {
+            try {
+                call();
+            } catch (const Lua::LoaderException& exception) {
+                message = exception.what();
+            }
+        });
+        EXPECT_EQ(loader_.getCurrentPath(), path);
+        return message;
+    }
+
+    // The failures of all typed reads of a key, in the order of the interface.
+    std::vector<std::string> failures(const Lua::Key& key) {
+        return {failure([&] { loader_.getInt(key); }),
+                failure([&] { loader_.getDouble(key); }),
+                failure([&] { loader_.getBoolean(key); }),
+                failure([&] { loader_.getString(key); }),
+                failure([&] { loader_.getVector(key); }),
+                failure([&] { loader_.getQuaternion(key); }),
+                failure([&] { loader_.beginSubtable(key); }),
+                failure([&] { loader_.beginArray(key); })};
+    }
+
+    Script script_;
+    lua_State* state_ = script_.state();
+    Lua::Loader loader_{state_};
+};
+
+TEST_F(LuaLoader, ReadsTypedEntries) {
+    use("root = {i = 3.000000001, d = 10.5, t = true, zero = 0, two = 2, s = 'a\\0b',"
+        " v = {1, 2, 3}, q = {0.5, 0, -0.5, 1}, ['k\\0'] = 4, 'first'}");
+    EXPECT_EQ(still([&] { return loader_.getInt("i"); }), 3);
+    EXPECT_EQ(still([&] { return loader_.getDouble(std::string("d")); }), 10.5);
+    EXPECT_TRUE(still([&] { return loader_.getBoolean("t"); }));
+    EXPECT_FALSE(still([&] { return loader_.getBoolean("zero"); }));
+    EXPECT_TRUE(still([&] { return loader_.getBoolean("two"); }));
+    EXPECT_EQ(still([&] { return loader_.getString("s"); }), std::string("a\0b", 3));
+    EXPECT_EQ(still([&] { return loader_.getString(1); }), "first");
+    EXPECT_EQ(loader_.getInt(std::string("k\0", 2)), 4);
+    EXPECT_TRUE(still([&] { return loader_.hasEntry(1); }));
+    EXPECT_FALSE(still([&] { return loader_.hasEntry("k"); }));
+    const Math::Vector<3, double> v = still([&] { return loader_.getVector("v"); });
+    EXPECT_TRUE(v.x == 1 && v.y == 2 && v.z == 3);
+    const Math::Rotation3<double> q = still([&] { return loader_.getQuaternion("q"); });
+    EXPECT_TRUE(q.x == 0.5 && q.y == 0 && q.z == -0.5 && q.w == 1);
+}
+
+TEST_F(LuaLoader, NamesWhatIsMissingOrHasTheWrongType) {
+    use("root = {f = print, sub = {speed = 10.5, big = 2^31, almost = 2.9999999999, nan = 0/0,"
+        " text = '5', v = {1, 2, 'x', 4}}}");
+    const std::string none = "root.none is missing";
+    EXPECT_EQ(failures("none"), std::vector<std::string>(8, none));
+    const std::string f = "root.f is not a ";
+    EXPECT_EQ(failures("f"),
+              (std::vector<std::string>{f + "number", f + "number", f + "boolean", f, f + "table",
+                                        f + "table", f + "table", f + "table"}));
+    shaped(0, "table", [&] { loader_.beginSubtable("sub"); });
+    EXPECT_EQ(failure([&] { loader_.getInt("speed"); }), "root.sub.speed is not an integer (10.5)");
+    EXPECT_EQ(failure([&] { loader_.getInt("big"); }),
+              "root.sub.big is not an integer (2147483648)");
+    EXPECT_EQ(failure([&] { loader_.getInt("almost"); }),
+              "root.sub.almost is not an integer (2.9999999999)");
+    EXPECT_NE(failure([&] { loader_.getInt("nan"); }).find("root.sub.nan is not an integer (-"),
+              std::string::npos);
+    EXPECT_EQ(failure([&] { loader_.getDouble("text"); }), "root.sub.text is not a number");
+    EXPECT_EQ(failure([&] { loader_.getString("speed"); }), "root.sub.speed is not a ");
+    EXPECT_EQ(failure([&] { loader_.getBoolean("text"); }), "root.sub.text is not a boolean");
+    EXPECT_EQ(failure([&] { loader_.getVector("v"); }), "root.sub.v.3 is not a number");
+    EXPECT_EQ(failure([&] { loader_.createSubtable("text"); }), "root.sub.text is not a table");
+    shaped(1, "", [&] { loader_.endSubtable(); });
+    EXPECT_EQ(failure([&] { loader_.load("none"); }), "No none table in config file");
+    EXPECT_EQ(failure([&] { loader_.load("print"); }), "No print table in config file");
+}
+
+TEST_F(LuaLoader, PathTextIsEmptyWhileNothingWasEntered) {
+    lua_newtable(state_);
+    EXPECT_EQ(failure([&] { loader_.getInt("x"); }), " is missing");
+    EXPECT_EQ(failure([&] { loader_.beginMetatable(); }), "No metatable at ");
+    shaped(0, "", [&] { loader_.endSubtable(); });
+}
+
+TEST_F(LuaLoader, Writes) {
+    use("root = {}");
+    still([&] { loader_.setInt("i", -5); });
+    still([&] { loader_.setDouble(2, 0.5); });
+    still([&] { loader_.setBoolean("b", true); });
+    still([&] { loader_.setString("s", std::string("x\0y", 3)); });
+    still([&] { loader_.setVector("v", {1, 2, 3}); });
+    still([&] { loader_.setQuaternion("q", {1, 2, 3, 4}); });
+    shaped(0, "table", [&] { loader_.createSubtable("new"); });
+    EXPECT_EQ(loader_.getCurrentPath(), "root.new");
+    loader_.endSubtable();
+    EXPECT_EQ(script_.run("return root.i, root[2], root.b, #root.s, table.concat(root.v, ','),"
+                          " table.concat(root.q, ','), root.new"),
+              "-5|0.5|true|3|1,2,3|1,2,3,4|table");
+    shaped(0, "table", [&] { loader_.createSubtable("v"); });
+    EXPECT_EQ(loader_.getInt(3), 3);
+    loader_.endSubtable();
+    shaped(0, "table", [&] { loader_.createGlobalTable("made"); });
+    EXPECT_EQ(loader_.getCurrentPath(), "made");
+    loader_.setInt("x", 1);
+    EXPECT_EQ(script_.run("return made.x"), "1");
+}
+
+TEST_F(LuaLoader, WalksArraysToTheFirstNil) {
+    use("root = {list = {{n = 1}, 'scalar', nil, 4}, empty = {}}");
+    shaped(0, "table number nil", [&] { loader_.beginArray("list"); });
+    EXPECT_EQ(loader_.getCurrentPath(1), "list.0");
+    EXPECT_TRUE(shaped(2, "number table", [&] { return loader_.nextArray(); }));
+    EXPECT_EQ(loader_.getInt("n"), 1);
+    EXPECT_EQ(loader_.getCurrentPath(1), "list.1");
+    EXPECT_TRUE(shaped(2, "number string", [&] { return loader_.nextArray(); }));
+    EXPECT_EQ(failure([&] { loader_.getInt("len"); }), "root.list.2.len is missing");
+    EXPECT_FALSE(shaped(2, "", [&] { return loader_.nextArray(); }));
+    EXPECT_FALSE(still([&] { return loader_.nextArray(); })) << "over is over";
+    EXPECT_EQ(loader_.getCurrentPath(), "root.list");
+    shaped(1, "", [&] { loader_.endSubtable(); });
+    loader_.beginArray("empty");
+    EXPECT_FALSE(shaped(2, "", [&] { return loader_.nextArray(); }));
+    EXPECT_EQ(loader_.getCurrentPath(2), "");
+    EXPECT_EQ(loader_.getCurrentPath(-1), "");
+}
+
+TEST_F(LuaLoader, WalksSubtables) {
+    use("root = {good = {a = {n = 1}, b = {n = 2}}, keys = {{}}, values = {x = 5}}");
+    loader_.beginSubtable("good");
+    shaped(0, "nil nil", [&] { loader_.beginSubtables(); });
+    std::string name, names;
+    while (shaped(2, "string table", [&] { return loader_.nextSubtable(name); })) {
+        names += name + std::to_string(loader_.getInt("n"));
+        EXPECT_EQ(loader_.getCurrentPath(), "root.good." + name);
+        if (names.size() == 4) {
+            break;
+        }
+    }
+    EXPECT_TRUE(names == "a1b2" || names == "b2a1") << names;
+    EXPECT_FALSE(shaped(2, "", [&] { return loader_.nextSubtable(name); }));
+    EXPECT_EQ(loader_.getCurrentPath(), "root.good");
+    lua_settop(state_, 0);
+    loader_.load("root");
+    loader_.beginSubtable("keys");
+    loader_.beginSubtables();
+    EXPECT_EQ(failure([&] { loader_.nextSubtable(name); }), "Not a string key in table: root.keys");
+    lua_settop(state_, 0);
+    loader_.load("root");
+    loader_.beginSubtable("values");
+    loader_.beginSubtables();
+    EXPECT_EQ(failure([&] { loader_.nextSubtable(name); }),
+              "Not a subtable element in table root.values");
+}
+
+TEST_F(LuaLoader, EntersMetatables) {
+    use("root = {}");
+    EXPECT_EQ(failure([&] { loader_.beginMetatable(); }), "No metatable at root");
+    shaped(0, "table", [&] { loader_.newMetatable(); });
+    loader_.setString("__metatable", "hidden");
+    EXPECT_EQ(loader_.getCurrentPath(), "root.METATABLE");
+    shaped(1, "", [&] { loader_.endSubtable(); });
+    EXPECT_EQ(script_.run("return getmetatable(root)"), "hidden");
+    shaped(0, "table", [&] { loader_.beginMetatable(); });
+    EXPECT_EQ(loader_.getString("__metatable"), "hidden");
+    loader_.endSubtable();
+    loader_.beginArray();
+    EXPECT_EQ(failure([&] { loader_.newMetatable(); }), "No metatable at root.0")
+        << "not of all nils";
+}
+
+TEST_F(LuaLoader, ErrorsOfMetatablesAreExceptions) {
+    use("root = setmetatable({}, {__index = function(t, k) error('no ' .. k, 0) end,"
+        " __newindex = function() error({}) end})");
+    EXPECT_EQ(failures("x"), std::vector<std::string>(8, "root.x: no x"));
+    EXPECT_FALSE(still([&] { return loader_.hasEntry("x"); }));
+    EXPECT_EQ(failure([&] { loader_.setInt("x", 1); }), "root.x: unknown error");
+    EXPECT_EQ(failure([&] { loader_.setVector(1, {}); }), "root.1: unknown error");
+    EXPECT_EQ(failure([&] { loader_.createSubtable("x"); }), "root.x: no x");
+    loader_.beginArray();
+    EXPECT_EQ(failure([&] { loader_.nextArray(); }), "root.1: no 1");
+    script_.run("setmetatable(_G, {__index = function() error('none') end,"
+                " __newindex = function() error('locked', 0) end})");
+    EXPECT_EQ(failure([&] { loader_.load("x"); }), "No x table in config file");
+    EXPECT_EQ(failure([&] { loader_.createGlobalTable("x"); }), "locked");
+}
+
+TEST_F(LuaLoader, ATableWithinItselfEndsInAnException) {
+    use("root = {} root.t = root");
+    const auto descend = [&] {
+        for (;;) {
+            loader_.beginSubtable("t");
+        }
+    };
+    EXPECT_THROW(descend(), Lua::LoaderException);
+    EXPECT_GT(lua_gettop(state_), 1000);
+    EXPECT_NE(failure([&] { loader_.beginArray(); }).find(".t.t is nested too deeply"),
+              std::string::npos);
+}
+
+TEST_F(LuaLoader, LoadsFilesIntoAStateOfItsOwn) {
+    const std::string dir = scriptDirectory();
+    writeFile(dir + "/units.lua", "units = require('tank')");
+    writeFile(dir + "/tank.lua", "return {tank = {speed = 10.5}}");
+    writeFile(dir + "/bad.lua", "units = = 1");
+    writeFile(dir + "/fails.lua", "error('broken', 0)");
+    Lua::Loader loader;
+    EXPECT_EQ(loader.getLuaState(), nullptr);
+    loader.load(dir + "/units.lua", "units");
+    EXPECT_EQ(loader.getRootDir(), dir + "/");
+    EXPECT_EQ(lua_gettop(loader.getLuaState()), 1);
+    loader.beginSubtable("tank");
+    EXPECT_EQ(loader.getDouble("speed"), 10.5);
+    const auto failureOf = [&](const std::string& file) -> std::string {
+        try {
+            shaped(0, "", [&] { loader.load(file, "units"); });
+        } catch (const Lua::LoaderException& exception) {
+            return exception.what();
+        }
+        return "no exception";
+    };
+    EXPECT_EQ(failureOf("none.lua"), "can't open 'none.lua'");
+    EXPECT_EQ(loader.getRootDir(), "./");
+    EXPECT_EQ(failureOf(dir + "/bad.lua"),
+              "[string \"" + dir + "/bad.lua\"]:1: unexpected symbol near '='");
+    EXPECT_EQ(failureOf(dir + "\\fails.lua"), "broken");
+    EXPECT_EQ(loader.getRootDir(), dir + "\\");
+    EXPECT_EQ(loader.getCurrentPath(), "units.tank");
+    EXPECT_EQ(lua_gettop(loader.getLuaState()), 2);
+}
+
+TEST_F(LuaLoader, WithoutAState) {
+    Lua::Loader loader;
+    EXPECT_EQ(loader.getInt("x"), 0);
+    EXPECT_EQ(loader.getDouble(1), 0.0);
+    EXPECT_FALSE(loader.getBoolean("x") || loader.hasEntry("x") || loader.nextArray());
+    EXPECT_EQ(loader.getString("x"), "");
+    EXPECT_EQ(loader.getVector("x").z, 0.0);
+    EXPECT_EQ(loader.getQuaternion("x").w, 1.0);
+    EXPECT_THROW(loader.beginSubtable("x"), Lua::LoaderException);
+    EXPECT_THROW(loader.setInt("x", 1), Lua::LoaderException);
+    EXPECT_THROW(loader.load("x"), Lua::LoaderException);
+    loader.endSubtable();
+    loader.createGlobalTable("x");
+    EXPECT_EQ(script_.run("return x"), "nil");
+    EXPECT_EQ(run(loader.getLuaState(), "return type(x)"), "table");
+}
+
+// Memory that runs out at each allocation in turn is an exception like others.
+TEST_F(LuaLoader, MemoryThatRunsOut) {
+    bool failed = true;
+    for (long n = 0; failed; ++n) {
+        FailingHeap heap{LONG_MAX, LONG_MAX};
+        lua_State* const state = lua_newstate(FailingHeap::allocate, &heap);
+        lua_newtable(state);
+        heap.failFrom = heap.allocations + n;
+        failed = false;
+        Lua::Loader loader(state);
+        for (int step = 0; step < 6; ++step) {
+            const int top = lua_gettop(state);
+            const std::string path = loader.getCurrentPath();
+            try {
+                switch (step) {
+                case 0:
+                    loader.createGlobalTable("a long name of a global table");
+                    break;
+                case 1:
+                    loader.createSubtable("sub");
+                    break;
+                case 2:
+                    loader.setString("text", std::string(1000, 'x'));
+                    break;
+                case 3:
+                    loader.setVector(1, {});
+                    break;
+                case 4:
+                    loader.getVector(1);
+                    break;
+                default:
+                    loader.beginSubtables();
+                    break;
+                }
+            } catch (const Lua::LoaderException& exception) {
+                failed = true;
+                EXPECT_EQ(lua_gettop(state), top) << step << exception.what();
+                EXPECT_EQ(loader.getCurrentPath(), path) << step;
+            }
+        }
+        lua_close(state);
+        EXPECT_EQ(heap.live, 0u);
+    }
+}
+
+} // namespace
+
+} // namespace qz::test

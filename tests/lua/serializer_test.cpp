@@ -1,0 +1,109 @@
+#include "Lua/Serializer.h"
+
+#include "lua/script.h"
+#include "lua/stack_shape.h"
+#include "support/log_capture.h"
+
+#include <sstream>
+#include <streambuf>
+
+namespace qz::test {
+
+namespace {
+
+class LuaSerializer : public ::testing::Test {
+protected:
+    // Saves a global; the call leaves `pushed` on the stack, which is dropped.
+    std::string save(const std::string& name, const std::string& pushed = "") {
+        std::ostringstream stream;
+        Lua::Serializer serializer(stream);
+        shaped(script_.state(), 0, pushed, [&] { serializer.serialize(script_.state(), name); });
+        message_ = pushed.empty() ? "" : describe(script_.state(), -1);
+        lua_settop(script_.state(), 0);
+        return stream.str();
+    }
+
+    // What code over a saved `t` gives after it was loaded again.
+    std::string reloaded(const std::string& code) { return script_.run(save("t") + "\n" + code); }
+
+    LogCapture log_;
+    Script script_;
+    std::string message_;
+};
+
+TEST_F(LuaSerializer, WritesTreesAsPeopleReadThem) {
+    script_.run("cfg = {speed = 5} t = {[2.5] = {x = {on = true}}} e = {}");
+    log_.take();
+    EXPECT_EQ(save("cfg"), "cfg = {\n    [\"speed\"] = 5,\n}");
+    EXPECT_EQ(save("e"), "e = {\n}");
+    EXPECT_EQ(save("t"), "t = {\n    [2.5] = {\n        [\"x\"] = {\n"
+                         "            [\"on\"] = true,\n        },\n    },\n}");
+    EXPECT_EQ(reloaded("return t[2.5].x.on"), "true");
+    EXPECT_EQ(log_.messages(), std::vector<std::string>());
+    EXPECT_EQ(script_.run("t = {x = 'say \"x\"'}"), "");
+    EXPECT_EQ(reloaded("").substr(0, 6), "error:");
+}
+
+TEST_F(LuaSerializer, WritesSharedAndCyclicTablesFlat) {
+    script_.run("t = {} t.self = t");
+    log_.take();
+    EXPECT_EQ(save("t"), "__cache = {}for i = 1, 1 do __cache[i] = {} end\n\n"
+                         "__cache[1][\"self\"] = __cache[1];\n"
+                         "t = __cache[1];\n__cache = nil;\n");
+    EXPECT_EQ(log_.messages(), std::vector<std::string>{"Cannot pretty"});
+    EXPECT_EQ(reloaded("return t.self == t, __cache"), "true|nil");
+    script_.run("local s = {n = 1.5} t = {a = s, b = {s}, [true] = 'yes', [{key = 'k'}] = s}");
+    log_.take();
+    EXPECT_EQ(reloaded("for k in pairs(t) do if type(k) == 'table' then key = k end end"
+                       " return t.a == t.b[1], t.a.n, t[true], key.key, t[key] == t.a"),
+              "true|1.5|yes|k|true");
+    ASSERT_EQ(log_.messages().size(), 1u);
+    script_.run("t = {[true] = 1}");
+    save("t");
+    EXPECT_EQ(log_.messages(), std::vector<std::string>{"Cannot pretty for key"});
+}
+
+TEST_F(LuaSerializer, LeavesTheMessageOfAnErrorOnTheStack) {
+    script_.run("cfg = {f = print}");
+    EXPECT_EQ(save("cfg", "string"), "cfg = {\n    [\"f\"] = ");
+    EXPECT_EQ(message_.substr(0, 32), "Don't know how to write function") << message_;
+    EXPECT_EQ(save("none", "string"), "");
+    script_.run("deep = {} local t = deep for i = 1, 300000 do t.t = {} t = t.t end");
+    EXPECT_EQ(save("deep", "string"), "");
+    EXPECT_NE(message_.find("stack overflow"), std::string::npos) << message_;
+}
+
+TEST_F(LuaSerializer, ReportsThatItCannotStart) {
+    script_.run("setmetatable(_G, {__newindex = function(t, k) error('locked ' .. k, 0) end})");
+    try {
+        save("_G");
+        ADD_FAILURE() << "no exception";
+    } catch (const Lua::SerializerException& exception) {
+        EXPECT_STREQ(exception.what(), "locked write");
+    }
+    std::ostringstream stream;
+    EXPECT_THROW(Lua::Serializer(stream).serialize(nullptr, "t"), Lua::SerializerException);
+}
+
+TEST_F(LuaSerializer, TheOutputFunctionOutlivesTheCall) {
+    script_.run("t = {1}");
+    save("t");
+    EXPECT_EQ(script_.run("collectgarbage() __write('late') return (pcall(__write))"), "false");
+}
+
+TEST_F(LuaSerializer, StreamsThatThrow) {
+    struct Full : std::streambuf {
+    } full; // takes nothing, and so says the one that it comes with
+    std::ostream stream(&full);
+    stream.exceptions(std::ios::badbit);
+    script_.run("t = {1}");
+    shaped(script_.state(), 0, "string",
+           [&] { Lua::Serializer(stream).serialize(script_.state(), "t"); });
+    EXPECT_EQ(describe(script_.state(), -1), "the stream does not take what is written");
+    EXPECT_TRUE(stream.bad());
+    lua_settop(script_.state(), 0);
+}
+
+} // namespace
+
+} // namespace qz::test

@@ -1,0 +1,88 @@
+// The vectors, in two programs: with the library's own classes, and with a host's, which only share
+// their names and their layout with them. Both link against the same library.
+#include "Lua/Config.h"
+
+#include "lua/script.h"
+#include "lua/stack_shape.h"
+
+#ifdef QZ_TEST_HOST_VECTORS
+
+namespace osg {
+
+class Vec4ub {
+public:
+    typedef unsigned char value_type;
+    value_type operator[](int i) const { return _v[i]; }
+    value_type _v[4] = {};
+};
+
+class Vec2f {
+public:
+    typedef float value_type;
+    value_type operator[](int i) const { return _v[i]; }
+    value_type _v[2] = {};
+};
+
+class Vec3d {
+public:
+    typedef double value_type;
+    value_type operator[](int i) const { return _v[i]; }
+    value_type _v[3] = {};
+};
+
+class Vec4d {
+public:
+    typedef double value_type;
+    value_type operator[](int i) const { return _v[i]; }
+    value_type _v[4] = {};
+};
+
+} // namespace osg
+
+#    define QZ_TEST_SUITE LuaHostVectors
+#else
+#    include "Lua/Vectors.h"
+#    define QZ_TEST_SUITE LuaVectors
+#endif
+
+namespace qz::test {
+
+namespace {
+
+static_assert(sizeof(osg::Vec4ub) == 4 && sizeof(osg::Vec2f) == 8);
+static_assert(sizeof(osg::Vec3d) == 24 && sizeof(osg::Vec4d) == 32);
+
+// The components of what an expression reads as, or none.
+template<class Vector, int count>
+std::vector<double> read(const std::string& expression) {
+    Script script;
+    Lua::Config config(script.state());
+    EXPECT_EQ(luaL_dostring(script.state(), ("return " + expression).c_str()), 0);
+    Vector vector;
+    const bool complete = shaped(script.state(), 1, "", [&] { return config.pop(&vector); });
+    std::vector<double> components;
+    for (int i = 0; i < count; ++i) {
+        EXPECT_TRUE(complete || vector[i] == 0) << "written to without success";
+        components.push_back(vector[i]);
+    }
+    return complete ? components : std::vector<double>();
+}
+
+using Components = std::vector<double>;
+
+TEST(QZ_TEST_SUITE, AllComponentsOrNone) {
+    EXPECT_EQ((read<osg::Vec4ub, 4>("{1, 2.9, 256, -1, 5}")), (Components{1, 2, 0, 255}));
+    EXPECT_EQ((read<osg::Vec2f, 2>("{0.5, -2}")), (Components{0.5, -2}));
+    EXPECT_EQ((read<osg::Vec3d, 3>("setmetatable({1, 2}, {__index = {3, 3, 0.1}})")),
+              (Components{1, 2, 0.1}));
+    EXPECT_EQ((read<osg::Vec4d, 4>("{1, 2, 3, 1e300}")), (Components{1, 2, 3, 1e300}));
+    for (const char* expression :
+         {"{1, 2}", "{1, '2', 3}", "{}", "5", "'text'", "nil",
+          "setmetatable({1, 2}, {__index = function() error('no') end})"}) {
+        EXPECT_EQ((read<osg::Vec3d, 3>(expression)), Components{}) << expression;
+    }
+}
+
+} // namespace
+
+} // namespace qz::test
