@@ -31,9 +31,9 @@ constexpr char kNoSuffix[] = "";
 const PHYSFS_Allocator kAllocator = {
     [] { return 1; },
     [] {},
-    [](PHYSFS_uint64 size) { return vfs::allocateSized(size); },
+    [](PHYSFS_uint64 size) { return vfs::allocateRecycled(size); },
     [](void* block, PHYSFS_uint64 size) { return vfs::reallocateSized(block, size); },
-    [](void* block) { vfs::releaseSized(block); },
+    [](void* block) { vfs::releaseRecycled(block); },
 };
 
 // Counts who is in PhysicsFS, which at the end of a process cannot be taken down under a thread
@@ -113,6 +113,12 @@ void leaveOnlyZip() {
             ++type;
         }
     }
+}
+
+// PhysicsFS may stay in the process when this library goes.
+void takeAllocatorBack() {
+    PHYSFS_setAllocator(nullptr);
+    vfs::dropRecycled();
 }
 
 int mountOne(const char* path, const char* suffix, const char* point, int append) {
@@ -197,6 +203,8 @@ void vfs_init(void) {
         if (PHYSFS_init(nullptr) != 0) {
             leaveOnlyZip();
             gate.open();
+        } else {
+            takeAllocatorBack();
         }
     }
     vfs_mount("./Temp", "/tmp/", 1);
@@ -205,7 +213,7 @@ void vfs_init(void) {
 void vfs_deinit(void) {
     if (gate.close()) {
         PHYSFS_deinit();
-        PHYSFS_setAllocator(nullptr); // the library that has it may go
+        takeAllocatorBack();
     }
 }
 

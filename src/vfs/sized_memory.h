@@ -14,4 +14,13 @@ void* reallocateSized(void* block, std::size_t size);
 // The block may be null.
 void releaseSized(void* block);
 
+// The same for somebody who allocates and frees the same few small blocks all the time, as
+// PhysicsFS does for every file: some that were freed are kept at hand. Never waits, from any
+// thread.
+void* allocateRecycled(std::size_t size);
+void releaseRecycled(void* block);
+
+// Gives the pool back what is kept.
+void dropRecycled();
+
 } // namespace vfs
