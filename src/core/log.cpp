@@ -38,6 +38,7 @@ int threadsProcess = 0; // a child that was forked from it has the state, but no
 alignas(64) constinit std::atomic<std::uint32_t> lostMessages{0};
 
 QZ_thread* writerThread = nullptr;
+platform::Semaphore writerThreadBegun;
 platform::Semaphore writerThreadEnded;
 
 // Made by qz_log_init.
@@ -46,6 +47,7 @@ core::LogWriter& writer() {
 }
 
 void* runWriterThread(void*) {
+    writerThreadBegun.signal();
     platform::blockSignals(); // handlers are the host's business, and so is what they interrupt
     writer().run();
     writerThreadEnded.signal();
@@ -147,6 +149,7 @@ int qz_log_init() {
     lostMessages.store(0, std::memory_order_relaxed);
     new (writerStorage) core::LogWriter(pool, duplicates);
     writer().open();
+    writerThreadBegun.create(0);
     writerThreadEnded.create(0);
     platform::refreshEcho();
     initialised.store(true, std::memory_order_release);
@@ -205,6 +208,9 @@ int qz_log_start(const char* directory, const char* name) {
     threadState.store(ThreadState::running, std::memory_order_release);
     writerThread = QZ_thread_create(runWriterThread, nullptr, 1);
     if (writerThread != nullptr) {
+        // Where threads begin and end with the loader's lock, one that had not begun could not end
+        // during an unloading either. The limit is for hosts that start the log with that lock held.
+        writerThreadBegun.waitFor(std::chrono::seconds(1));
         return 0;
     }
     const int error = errno != 0 ? errno : EAGAIN;
