@@ -209,7 +209,8 @@ int qz_log_start(const char* directory, const char* name) {
     writerThread = QZ_thread_create(runWriterThread, nullptr, 1);
     if (writerThread != nullptr) {
         // Where threads begin and end with the loader's lock, one that had not begun could not end
-        // during an unloading either. The limit is for hosts that start the log with that lock held.
+        // during an unloading either. The limit is for hosts that start the log with that lock
+        // held.
         writerThreadBegun.waitFor(std::chrono::seconds(1));
         return 0;
     }
