@@ -16,7 +16,10 @@ packages_of() {
         # Node.js from elsewhere brings npm along and conflicts with Debian's package of that name.
         command -v npm >/dev/null || echo npm
         ;;
-    bench) echo libbenchmark-dev libspdlog-dev libconcurrentqueue-dev libboost-dev ;;
+    bench)
+        echo libbenchmark-dev libspdlog-dev libconcurrentqueue-dev libboost-dev libglm-dev libeigen3-dev \
+            libimath-dev
+        ;;
     fuzz)
         # llvm-14 for its symbolizer: without it findings have addresses in place of names.
         echo clang-14 libclang-rt-14-dev llvm-14
