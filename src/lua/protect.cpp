@@ -6,45 +6,48 @@ namespace lua {
 
 namespace {
 
-// To push a C function takes memory in Lua 5.1 and may raise. So there is one for all protected
-// calls, made once and kept in the registry under this variable's address: to fetch it takes none.
-constexpr char kRunnerKey = 0;
+// To push a C function takes memory in Lua 5.1, to push a light userdata may do so in LuaJIT, and
+// either may raise then. So one function serves all protected calls. It is made once, kept in the
+// registry, and told what to call through a box of Lua's, its upvalue: to fetch it takes no memory.
+constexpr int kRunnerKey = -0x515A; // references are positive
 
-void* runnerKey() {
-    return const_cast<char*>(&kRunnerKey);
-}
+struct Box {
+    const ProtectedCall* call;
+};
 
 int runCall(lua_State* state) {
-    const auto& call = *static_cast<const ProtectedCall*>(lua_touserdata(state, -1));
-    lua_pop(state, 1);
+    const ProtectedCall& call =
+        *static_cast<Box*>(lua_touserdata(state, lua_upvalueindex(1)))->call;
     return call.invoke(state, call.operation);
 }
 
 int keepRunner(lua_State* state) {
-    lua_pushlightuserdata(state, runnerKey());
-    lua_pushcfunction(state, runCall);
-    lua_rawset(state, LUA_REGISTRYINDEX);
+    lua_newuserdata(state, sizeof(Box));
+    lua_pushcclosure(state, runCall, 1);
+    lua_rawseti(state, LUA_REGISTRYINDEX, kRunnerKey);
     return 0;
 }
 
-bool fetchRunner(lua_State* state) {
-    lua_pushlightuserdata(state, runnerKey());
-    lua_rawget(state, LUA_REGISTRYINDEX);
-    if (lua_tocfunction(state, -1) == runCall) { // scripts reach the registry, too
-        return true;
+bool fetchRunner(lua_State* state, const ProtectedCall& call) {
+    lua_rawgeti(state, LUA_REGISTRYINDEX, kRunnerKey);
+    if (lua_tocfunction(state, -1) != runCall) { // scripts reach the registry, too
+        lua_pop(state, 1);
+        return false;
     }
+    lua_getupvalue(state, -1, 1);
+    static_cast<Box*>(lua_touserdata(state, -1))->call = &call;
     lua_pop(state, 1);
-    return false;
+    return true;
 }
 
 // Pushes the runner, or an error message.
-int pushRunner(lua_State* state) {
-    if (fetchRunner(state)) {
+int pushRunner(lua_State* state, const ProtectedCall& call) {
+    if (fetchRunner(state, call)) {
         return 0;
     }
     const int status = lua_cpcall(state, keepRunner, nullptr);
     if (status == 0) {
-        fetchRunner(state);
+        fetchRunner(state, call);
     }
     return status;
 }
@@ -53,19 +56,18 @@ int pushRunner(lua_State* state) {
 
 int runProtected(lua_State* state, int arguments, int results, const ProtectedCall& call) {
     const int base = lua_gettop(state) - arguments;
-    const int status = pushRunner(state);
+    const int status = pushRunner(state, call);
     lua_insert(state, base + 1);
     if (status != 0) {
         lua_settop(state, base + 1);
         return status;
     }
-    lua_pushlightuserdata(state, const_cast<ProtectedCall*>(&call));
-    return lua_pcall(state, arguments + 1, results, 0);
+    return lua_pcall(state, arguments, results, 0);
 }
 
+// Converts nothing: that could raise.
 const char* errorText(lua_State* state) {
-    const char* const text = lua_tostring(state, -1);
-    return text != nullptr ? text : "unknown error";
+    return lua_type(state, -1) == LUA_TSTRING ? lua_tostring(state, -1) : "unknown error";
 }
 
 } // namespace lua

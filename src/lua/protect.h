@@ -7,7 +7,8 @@ struct lua_State;
 
 namespace lua {
 
-// Room on the stack that callers of the functions below have for themselves besides what these use.
+// The room on the stack that callers reserve before anything else, for what they push themselves
+// and for a protected call. To reserve it is the one thing left that may raise.
 inline constexpr int kRoom = 12;
 
 struct ProtectedCall {
@@ -30,8 +31,7 @@ int protect(lua_State* state, int arguments, int results, const Operation& opera
     return runProtected(state, arguments, results, call);
 }
 
-// The text of the error message on top of the stack, which keeps it alive. May convert a number
-// there.
+// The text of the error message on top of the stack, which keeps it alive.
 const char* errorText(lua_State* state);
 
 } // namespace lua
