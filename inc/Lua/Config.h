@@ -49,8 +49,6 @@ class Vec4d;
 
 namespace Lua {
 
-class Key;
-
 class QZ_API Config {
 public:
     /* state: not null; stays the caller's and outlives this object and its copies. */
@@ -140,10 +138,6 @@ public:
 
 private:
     void call_log(const char* a, const char* b) const;
-    int pushEntry(const Key& key) const;
-    int replaceByInherited(const Key& key) const;
-    bool pushContainer(const char*& path) const;
-    void pushValue(const Key& key) const;
 
     lua_State* state_;
 };

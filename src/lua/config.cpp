@@ -127,6 +127,62 @@ void pushMissing(lua_State* state) {
     lua_pushnil(state);
 }
 
+void logCallError(const char* a, const char* b) {
+    qz_logf(kModule, QZ_LOG_ERROR, "Call error %s:%s.", a, b);
+}
+
+// T, nil -> T, value. Returns the value's type.
+int replaceByInherited(lua_State* state, const Key& key) {
+    if (lua_getmetatable(state, -2) == 0) {
+        return LUA_TNIL;
+    }
+    lua_pop(state, 2);
+    if (lua::pushField(state, key) != 0) {
+        const char* const error = lua::errorText(state);
+        lua::pushKey(state, key);
+        logCallError(lua_tostring(state, -1), error);
+        lua_pop(state, 2);
+        lua_pushnil(state);
+    }
+    return lua_type(state, -1);
+}
+
+// T -> T, value; nil if there is none. T is a table. Returns the value's type. What a table holds
+// itself, which is nearly always all, takes neither a protected call nor a look at its metatable.
+int pushEntry(lua_State* state, const Key& key) {
+    lua::pushKey(state, key);
+    lua_rawget(state, -2);
+    const int type = lua_type(state, -1);
+    return type != LUA_TNIL ? type : replaceByInherited(state, key);
+}
+
+// T -> T, the table that the path's last key leads into, and true, with that key left as the path;
+// or T -> T and false if it is missing.
+bool pushContainer(lua_State* state, const char*& path) {
+    path = path != nullptr ? path : "";
+    if (!lua_istable(state, -1)) {
+        return false;
+    }
+    lua_pushvalue(state, -1);
+    for (std::string_view key; takeKey(path, key);) {
+        if (pushEntry(state, key) != LUA_TTABLE) {
+            lua_pop(state, 2);
+            return false;
+        }
+        lua_replace(state, -2);
+    }
+    return true;
+}
+
+// T -> T, value; nil if there is none.
+void pushValue(lua_State* state, const Key& key) {
+    if (lua_checkstack(state, lua::kRoom) != 0 && lua_istable(state, -1)) {
+        pushEntry(state, key);
+    } else {
+        pushMissing(state);
+    }
+}
+
 // T -> T, value; a missing one is made as a table.
 void createEntry(lua_State* state, const Key& key) {
     lua::pushKey(state, key);
@@ -287,64 +343,12 @@ bool Config::tmpload_buf(const char* buffer, std::uint64_t size, bool withGlobal
 }
 
 void Config::call_log(const char* a, const char* b) const {
-    qz_logf(kModule, QZ_LOG_ERROR, "Call error %s:%s.", a, b);
-}
-
-// T -> T, value; nil if there is none. T is a table. Returns the value's type. What a table holds
-// itself, which is nearly always all, takes neither a protected call nor a look at its metatable.
-int Config::pushEntry(const Key& key) const {
-    lua::pushKey(state_, key);
-    lua_rawget(state_, -2);
-    const int type = lua_type(state_, -1);
-    return type != LUA_TNIL ? type : replaceByInherited(key);
-}
-
-// T, nil -> T, value.
-int Config::replaceByInherited(const Key& key) const {
-    if (lua_getmetatable(state_, -2) == 0) {
-        return LUA_TNIL;
-    }
-    lua_pop(state_, 2);
-    if (lua::pushField(state_, key) != 0) {
-        const char* const error = lua::errorText(state_);
-        lua::pushKey(state_, key);
-        call_log(lua_tostring(state_, -1), error);
-        lua_pop(state_, 2);
-        lua_pushnil(state_);
-    }
-    return lua_type(state_, -1);
-}
-
-// T -> T, the table that the path's last key leads into, and true, with that key left as the path;
-// or T -> T and false if it is missing.
-bool Config::pushContainer(const char*& path) const {
-    path = path != nullptr ? path : "";
-    if (!lua_istable(state_, -1)) {
-        return false;
-    }
-    lua_pushvalue(state_, -1);
-    for (std::string_view key; takeKey(path, key);) {
-        if (pushEntry(key) != LUA_TTABLE) {
-            lua_pop(state_, 2);
-            return false;
-        }
-        lua_replace(state_, -2);
-    }
-    return true;
-}
-
-// T -> T, value; nil if there is none.
-void Config::pushValue(const Key& key) const {
-    if (lua_checkstack(state_, lua::kRoom) != 0 && lua_istable(state_, -1)) {
-        pushEntry(key);
-    } else {
-        pushMissing(state_);
-    }
+    logCallError(a, b);
 }
 
 void Config::get(const char* path) {
-    if (lua_checkstack(state_, lua::kRoom) != 0 && pushContainer(path)) {
-        pushEntry(path);
+    if (lua_checkstack(state_, lua::kRoom) != 0 && pushContainer(state_, path)) {
+        pushEntry(state_, path);
         lua_replace(state_, -2);
     } else {
         pushMissing(state_);
@@ -352,7 +356,7 @@ void Config::get(const char* path) {
 }
 
 void Config::get(int index) {
-    pushValue(index);
+    pushValue(state_, index);
 }
 
 bool Config::open(const char* path) {
@@ -366,7 +370,7 @@ bool Config::open(int index) {
 }
 
 bool Config::open_raw(const char* name) {
-    pushValue(name);
+    pushValue(state_, name);
     return keepTable(state_);
 }
 
@@ -404,7 +408,7 @@ void Config::set(int index) {
 }
 
 void Config::unset(const char* path) {
-    if (lua_checkstack(state_, lua::kRoom) == 0 || !pushContainer(path)) {
+    if (lua_checkstack(state_, lua::kRoom) == 0 || !pushContainer(state_, path)) {
         return;
     }
     const int status = lua::protect(state_, 1, 0, [key = Key(path)](lua_State* state) {
