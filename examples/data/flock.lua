@@ -1,31 +1,56 @@
 -- The example of qz_host: flocks of birds among islands, drawn as a picture.
 --
---     qz_host flock.lua [world [picture]]
---
--- reads a world ("archipelago.txt" at the location "data" unless told otherwise), lets its flocks
--- fly, and writes an SVG picture ("flock.svg" at the location "results"). The host may offer
--- `host.progress` and `host.result`; without them the script works all the same.
+-- The host gives it two tables, `host.world` (what flies where) and `host.settings`, and reads files
+-- of the mounted data for it. What it leaves in the global `state` the host saves, and gives it back
+-- at the next run: the flight goes on from there.
 
-local world = require "world"
 local simulation = require "simulation"
 local statistics = require "statistics"
+local palette = require "palette"
 local picture = require "picture"
+
+local world, settings = host.world, host.settings
 
 local sample_interval = 8 -- steps between two points of a trail
 
-local function location(name)
-    for _, place in ipairs(lfs.locations()) do
-        if place.name == name then
-            return place.path
+local function read_palette()
+    local path = world.palette
+    local text = host.read(path)
+    if not text then
+        error(world.file .. ": world.palette: there is no " .. path .. " in the data", 0)
+    end
+    local colours = palette.parse(text, path)
+    for number, flock in ipairs(world.flocks) do
+        if not colours[flock.colour] then
+            error(string.format("%s: world.flocks.%d.colour: there is no '%s' in %s", world.file,
+                number, flock.colour, path), 0)
         end
     end
-    error("there is no location '" .. name .. "'", 0)
+    return colours
 end
 
-local function report(fraction, text)
-    if host and host.progress then
-        host.progress(fraction, text)
+-- The world's title as it can be saved: what is saved is source text, and nothing is escaped in it.
+local function plain_title()
+    return (world.title:gsub('[%c"\\]', "?"))
+end
+
+-- The flight that was saved, or a new one.
+local function begin_flight()
+    if not state then
+        return simulation.new(world)
     end
+    if state.title ~= plain_title() or state.seed ~= world.seed then
+        error(settings.state .. ": state.title: this is a flight of another world; " ..
+            "--fresh begins anew", 0)
+    end
+    local flight = simulation.thaw(world, state, settings.state .. ": state")
+    log.info("going on from step %d", flight.step_count)
+    return flight
+end
+
+local function keep_flight(flight)
+    state = flight:freeze()
+    state.title, state.seed = plain_title(), world.seed
 end
 
 local function record(trails, flight)
@@ -36,25 +61,24 @@ local function record(trails, flight)
     end
 end
 
-local function fly(described)
-    local flight = simulation.new(described)
-    local measured = statistics.new(described)
+local function fly(flight)
+    local measured = statistics.new(world)
     local trails = {}
     record(trails, flight)
-    for step = 1, described.steps do
+    for step = 1, settings.steps do
         flight:step()
         if step % sample_interval == 0 then
             record(trails, flight)
             measured:sample(flight)
-            report(0.9 * step / described.steps,
-                string.format("step %d of %d", step, described.steps))
+            host.progress(0.9 * step / settings.steps,
+                string.format("step %d of %d", step, settings.steps))
         end
     end
-    return flight, measured, trails
+    return measured, trails
 end
 
-local function log_results(described, flight, measured)
-    for number, flock in ipairs(described.flocks) do
+local function log_results(flight, measured)
+    for number, flock in ipairs(world.flocks) do
         log.info("%s: %d birds, mean order %.2f, mean speed %.2f, %d legs of their route flown",
             flock.name, flock.count, statistics.mean(measured.order[number]),
             statistics.mean(measured.speed[number]), flight.legs_flown[number])
@@ -73,21 +97,22 @@ local function save(path, text)
     file:write(text)
     file:close()
     log.info("wrote %s, %d KB", path, math.ceil(#text / 1024))
-    if host and host.result then
-        host.result(path)
+    host.result(path)
+end
+
+local function main()
+    if not world then
+        error("there is no world to fly in; run this script with qz_host --world FILE", 0)
     end
+    world.colours = read_palette()
+    log.info("'%s': %d islands, %d flocks", world.title, #world.islands, #world.flocks)
+    local flight = begin_flight()
+    local measured, trails = fly(flight)
+    log_results(flight, measured)
+    host.progress(0.9, "drawing")
+    save(settings.picture, picture.draw(world, flight, measured, trails, settings.trails))
+    keep_flight(flight)
+    host.progress(1, "done")
 end
 
-local function main(world_path, picture_path)
-    report(0, "reading the world")
-    local described = world.load(world_path or location("data") .. "archipelago.txt")
-    log.info("'%s': %d islands, %d flocks", described.title, #described.islands, #described.flocks)
-    local flight, measured, trails = fly(described)
-    log_results(described, flight, measured)
-    report(0.9, "drawing")
-    save(picture_path or location("results") .. "flock.svg",
-        picture.draw(described, flight, measured, trails))
-    report(1, "done")
-end
-
-main(...)
+main()

@@ -1,6 +1,9 @@
 #include "directories.h"
 
+#include "user_error.h"
+
 #include "Core/Environment.h"
+#include "VFS/Archive.h"
 #include "VFS/File.h"
 #include "VFS/Locations.h"
 
@@ -14,6 +17,17 @@ constexpr char kSeparators[] = "/\\";
 void addLocation(const char* name, const std::string& path) {
     const VFS_Location location = {name, path.c_str()};
     VFS_add_location(&location);
+}
+
+void mountIfThere(const std::string& directory) {
+    if (VFS_isdir(directory.c_str())) {
+        vfs_mount(directory.c_str(), "/", 1); // its archive too, if it has one
+    }
+    const std::string archive = directory + ".zip";
+    // One that is mounted already counts as mounted.
+    if (VFS_exists(archive.c_str()) && vfs_mount(archive.c_str(), "/", 1) == 0) {
+        throw UserError(archive + " is damaged, or no zip archive");
+    }
 }
 
 } // namespace
@@ -44,6 +58,22 @@ std::string findData() {
         }
     }
     return {};
+}
+
+TempDirectory::TempDirectory() : made_(VFS_mkdir("Temp") != 0) {}
+
+TempDirectory::~TempDirectory() {
+    if (made_) {
+        VFS_remove("Temp"); // unless something is in it
+    }
+}
+
+void mountData(const std::string& data) {
+    vfs_init();
+    if (!data.empty()) {
+        mountIfThere(data);
+    }
+    mountIfThere(std::string(SYS_bindir()) + "/data");
 }
 
 void chooseDirectories(const std::string& data) {

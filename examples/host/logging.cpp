@@ -24,11 +24,12 @@ void logLines(const char* module, unsigned int level, const char* text) noexcept
     }
 }
 
-bool startLog(const std::string& directory, const std::string& scriptModule) {
+bool startLog(const std::string& directory) {
     VFS_mkdir(directory.c_str());
-    if (qz_log_start(directory.c_str(), "host") != 0) {
-        return false;
-    }
-    qz_log_set_output("script", scriptModule.c_str(), QZ_LOG_ALL | QZ_LOG_TRACE);
-    return VFS_exists((directory + "/host.log").c_str()) != 0;
+    return qz_log_start(directory.c_str(), "host") == 0 &&
+           VFS_exists((directory + "/host.log").c_str()) != 0;
+}
+
+void logScript(const std::string& module) {
+    qz_log_set_output("script", module.c_str(), QZ_LOG_ALL | QZ_LOG_TRACE);
 }

@@ -12,8 +12,11 @@ void hostLog(unsigned int level, const char* format, ...) QZ_PRINTF_LIKE(2, 3);
 /* Logs a text line by line: a message is cut at 383 bytes, and a traceback has more. */
 void logLines(const char* module, unsigned int level, const char* text) noexcept;
 
-/* Opens "host.log" for everybody's messages and "script.log" for the script's alone, TRACE
- * included, which no other output shows. Returns false if they cannot be written. */
-bool startLog(const std::string& directory, const std::string& scriptModule);
+/* Opens "host.log" for everybody's messages. Returns false if it cannot be written. */
+bool startLog(const std::string& directory);
+
+/* Opens "script.log" for the script's messages alone, TRACE included, which no other output shows.
+ */
+void logScript(const std::string& module);
 
 #endif

@@ -1,16 +1,22 @@
-/* An example of a host: opens the log, chooses the directories, runs a Lua script. Copy it and make
- * it your own. */
+/* An example of a host: opens the log, chooses the directories, reads its settings and its world,
+ * runs a Lua script and keeps what that wants to keep. Copy it and make it your own. */
 #include "directories.h"
 #include "logging.h"
 #include "options.h"
 #include "progress.h"
 #include "script.h"
+#include "settings.h"
 #include "stop.h"
+#include "world.h"
 
 #include "Core/Environment.h"
 #include "Core/Log.h"
+#include "VFS/Archive.h"
 #include "VFS/File.h"
 #include "VFS/Locations.h"
+
+#include <cstdio>
+#include <exception>
 
 namespace {
 
@@ -32,25 +38,39 @@ std::string complete(Options& options) {
     if (options.data.empty()) {
         options.data = findData();
     }
-    if (options.script.empty()) {
-        if (options.data.empty()) {
-            return "the data directory is not found; name it with --data, or name a script";
-        }
-        options.script = options.data + "/flock.lua";
+    if (options.script.empty() && options.data.empty()) {
+        return "the data directory is not found; name it with --data, or name a script";
     }
     return {};
 }
 
-Script describeScript(const Options& options, Progress& progress) {
-    const std::string directory = directoryOf(options.script);
+Settings readSettings(const Options& options) {
+    const std::string file = options.data + "/settings.lua";
+    return !options.data.empty() && VFS_exists(file.c_str()) ? loadSettings(file) : Settings();
+}
+
+/* A script that the user names gets a world only if one is named as well. */
+std::string worldFile(const Options& options, const Settings& settings) {
+    const bool isDefault = options.world.empty() && options.script.empty();
+    return isDefault ? options.data + "/" + settings.world : options.world;
+}
+
+Script describeScript(const Options& options, const Settings& settings, Progress& progress) {
     Script script;
-    script.path = options.script;
-    script.name = stemOf(options.script);
+    script.path = options.script.empty() ? options.data + "/" + settings.script : options.script;
+    script.name = stemOf(script.path);
     if (script.name.empty()) {
         script.name = "script"; // an empty module would filter nothing
     }
+    const std::string directory = directoryOf(script.path);
     script.packagePath = directory + "?.lua;" + directory + "lib/?.lua";
     script.arguments = options.arguments;
+    script.settings = settings;
+    if (const std::string world = worldFile(options, settings); !world.empty()) {
+        script.world = loadWorld(world);
+    }
+    script.stateFile = systemPath(VFS_get_writedir()) + script.name + ".state.lua";
+    script.fresh = options.fresh;
     script.progress = &progress;
     return script;
 }
@@ -72,24 +92,43 @@ void logEnd(int exitCode) {
     }
 }
 
-int run(const Options& options) {
-    chooseDirectories(options.data);
+int work(const Options& options) {
     Progress progress;
-    const Script script = describeScript(options, progress);
-    const std::string logs =
-        options.logs.empty() ? systemPath(VFS_get_writedir()) + "logs" : options.logs;
-    const bool logging = startLog(logs, script.name);
-    if (!logging) {
-        hostLog(QZ_LOG_WARNING, "no log files: %s cannot be written", logs.c_str());
-    }
+    mountData(options.data);
+    const Script script = describeScript(options, readSettings(options), progress);
+    logScript(script.name);
     logStart(script);
     catchInterrupts();
     const int exitCode = runScript(script);
     progress.clear();
     logEnd(exitCode);
+    return exitCode;
+}
+
+/* Whatever goes wrong ends in one line. */
+int workOrExplain(const Options& options) {
+    try {
+        return work(options);
+    } catch (const std::exception& failure) {
+        hostLog(QZ_LOG_ERROR, "%s", failure.what());
+        return kExitFailure;
+    }
+}
+
+int run(const Options& options) {
+    const TempDirectory temp;
+    chooseDirectories(options.data);
+    const std::string logs =
+        options.logs.empty() ? systemPath(VFS_get_writedir()) + "logs" : options.logs;
+    const bool logging = startLog(logs);
+    if (!logging) {
+        hostLog(QZ_LOG_WARNING, "no log files: %s cannot be written", logs.c_str());
+    }
+    const int exitCode = workOrExplain(options);
     if (logging) {
         std::printf("logs:   %s\n", logs.c_str());
     }
+    vfs_deinit();
     VFS_exit();
     qz_log_stop();
     return exitCode;

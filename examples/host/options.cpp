@@ -7,7 +7,7 @@ namespace {
 /* Takes the value behind an option; an option at the end of the line has none. */
 std::string takeValue(int count, const char* const* arguments, int& index, std::string& problem) {
     if (index + 1 >= count) {
-        problem = std::string(arguments[index]) + " wants a directory";
+        problem = std::string(arguments[index]) + " wants a name";
         return {};
     }
     return arguments[++index];
@@ -20,6 +20,10 @@ bool takeOption(Options& options, int count, const char* const* arguments, int& 
         options.help = true;
     } else if (argument == "--data") {
         options.data = takeValue(count, arguments, index, options.problem);
+    } else if (argument == "--fresh") {
+        options.fresh = true;
+    } else if (argument == "--world") {
+        options.world = takeValue(count, arguments, index, options.problem);
     } else if (argument == "--logs") {
         options.logs = takeValue(count, arguments, index, options.problem);
     } else if (argument.starts_with("-")) {
@@ -50,14 +54,16 @@ void printUsage(std::FILE* stream) {
     std::fputs(
         "Usage: qz_host [options] [script [arguments]]\n"
         "\n"
-        "Runs a Lua script with the library's log, files and directories. Without a script:\n"
-        "flock.lua of the data directory, which draws a flight of birds.\n"
+        "Runs a Lua script with the library's log, files and directories. Without a script: the\n"
+        "one that settings.lua in the data directory names, which draws a flight of birds.\n"
         "\n"
-        "  --data DIR   the data directory (examples/data, or the one beside the program)\n"
-        "  --logs DIR   where the log files go (\"logs\" in the write directory)\n"
-        "  -h, --help   this text\n"
+        "  --data DIR    the data directory (examples/data, or the one beside the program)\n"
+        "  --logs DIR    where the log files go (\"logs\" in the write directory)\n"
+        "  --world FILE  the world that the script gets (without a script, that of the settings)\n"
+        "  --fresh       begin anew instead of going on from the state that the last run saved\n"
+        "  -h, --help    this text\n"
         "\n"
-        "Exit code: 0, or what the script gives os.exit; 1 if the script fails; 2 if the\n"
-        "command line is wrong; 130 after Ctrl-C.\n",
+        "Exit code: 0, or what the script gives os.exit; 1 if the script fails or a file is\n"
+        "wrong; 2 if the command line is wrong; 130 after Ctrl-C.\n",
         stream);
 }

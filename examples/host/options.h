@@ -8,9 +8,11 @@
 
 struct Options {
     bool help = false;
+    bool fresh = false;                 // leave the saved state alone and begin anew
     std::string data;                   // the data directory; empty: to be looked for
+    std::string world;                  // the world's file; empty: what the settings say
     std::string logs;                   // the log directory; empty: below the write directory
-    std::string script;                 // empty: the default one of the data directory
+    std::string script;                 // empty: what the settings say
     std::vector<std::string> arguments; // what follows the script
     std::string problem;                // what is wrong with the command line; empty if nothing is
 };

@@ -2,18 +2,26 @@
  * of the functions here that a Lua state calls keeps an object with a destructor. */
 #include "script.h"
 
+#include "directories.h"
 #include "logging.h"
+#include "saved_state.h"
 #include "script_error.h"
 #include "stop.h"
 
 #include "Core/Log.h"
+#include "Lua/Loader.h"
 #include "Lua/State.h"
+#include "VFS/Archive.h"
+#include "VFS/File.h"
+#include "VFS/Locations.h"
 
 #include <lua.hpp>
 
 #if __has_include(<luajit.h>)
 #    include <luajit.h>
 #endif
+
+#include <memory>
 
 namespace {
 
@@ -23,6 +31,7 @@ constexpr int kInstructionsBetweenChecks = 10000;
 struct Run {
     const Script* script;
     int exitCode = 1;
+    void* fileRead = nullptr; // what host.read has read last
 };
 
 Run* runOf(lua_State* L) {
@@ -55,6 +64,21 @@ int hostResult(lua_State* L) {
     return 0;
 }
 
+/* host.read(path): a file of the mounted data as a text; nil if there is none, which is logged. */
+int hostRead(lua_State* L) {
+    const char* path = luaL_checkstring(L, 1);
+    Run* run = runOf(L);
+    std::uint64_t size = 0;
+    run->fileRead = vfs_read_file(path, &size);
+    if (run->fileRead == nullptr) {
+        return 0;
+    }
+    lua_pushlstring(L, static_cast<const char*>(run->fileRead), static_cast<size_t>(size));
+    vfs_free_file_buffer(run->fileRead);
+    run->fileRead = nullptr;
+    return 1;
+}
+
 /* os.exit([code]), in place of the one that ends the process with the log still open. */
 int scriptExit(lua_State* L) {
     const bool failed = lua_isboolean(L, 1) && !lua_toboolean(L, 1);
@@ -74,6 +98,7 @@ void setHostFunctions(lua_State* L, Run* run) {
     lua_newtable(L);
     setFunction(L, "progress", hostProgress, run);
     setFunction(L, "result", hostResult, run);
+    setFunction(L, "read", hostRead, run);
     lua_setglobal(L, "host");
 
     lua_getglobal(L, "os");
@@ -124,20 +149,64 @@ bool loadAndCall(lua_State* L, const Script& script) {
     return status == 0;
 }
 
-/* Everything that may raise an error happens in here, under protection. */
-int runProtected(lua_State* L) {
-    auto* run = static_cast<Run*>(lua_touserdata(L, 1));
-    const Script& script = *run->script;
+/* A step that may raise an error; it runs under protection. */
+using Step = void (*)(lua_State* L, Run* run);
+
+void prepare(lua_State* L, Run* run) {
     QZ_lua_openlibs(L);
     setHostFunctions(L, run);
-    setPackagePath(L, script);
-    setArguments(L, script);
+    setPackagePath(L, *run->script);
+    setArguments(L, *run->script);
+}
+
+void execute(lua_State* L, Run* run) {
     lua_sethook(L, checkForStop, LUA_MASKCOUNT, kInstructionsBetweenChecks);
-    if (loadAndCall(L, script)) {
+    if (loadAndCall(L, *run->script)) {
         run->exitCode = 0;
     }
-    return 0;
+    lua_sethook(L, nullptr, 0, 0);
 }
+
+template<Step step>
+bool isDone(lua_State* L, Run& run) {
+    const auto call = [](lua_State* inner) {
+        step(inner, static_cast<Run*>(lua_touserdata(inner, 1)));
+        return 0;
+    };
+    if (lua_cpcall(L, call, &run) == 0) {
+        return true;
+    }
+    logLines(run.script->name.c_str(), QZ_LOG_ERROR, describeError(L, -1));
+    lua_pop(L, 1);
+    return false;
+}
+
+void giveSettings(lua_State* L, const Script& script) {
+    Lua::Loader loader(L);
+    loader.load("host");
+    loader.createSubtable("settings");
+    loader.setInt("steps", script.settings.steps);
+    loader.setInt("trails", script.settings.trails);
+    loader.setString("picture", systemPath(VFS_get_writedir()) + script.settings.picture);
+    loader.setString("state", script.stateFile);
+    loader.endSubtable();
+    loader.endSubtable();
+}
+
+/* What the script finds beside the host's functions. */
+void giveData(lua_State* L, const Script& script) {
+    giveSettings(L, script);
+    if (script.world) {
+        giveWorld(L, *script.world);
+    }
+    if (!script.fresh && VFS_exists(script.stateFile.c_str())) {
+        restoreState(L, script.stateFile);
+    }
+}
+
+struct StateCloser {
+    void operator()(lua_State* L) const { QZ_lua_close(L); }
+};
 
 } // namespace
 
@@ -150,15 +219,20 @@ const char* luaVersion() {
 }
 
 int runScript(const Script& script) {
-    lua_State* L = QZ_lua_open(script.name.c_str());
-    if (L == nullptr) {
+    const std::unique_ptr<lua_State, StateCloser> state(QZ_lua_open(script.name.c_str()));
+    if (!state) {
         hostLog(QZ_LOG_ERROR, "not enough memory for a Lua state");
         return 1;
     }
     Run run{&script};
-    if (lua_cpcall(L, runProtected, &run) != 0) {
-        logLines(script.name.c_str(), QZ_LOG_ERROR, describeError(L, -1));
+    if (isDone<prepare>(state.get(), run)) {
+        giveData(state.get(), script);
+        isDone<execute>(state.get(), run);
     }
-    QZ_lua_close(L);
-    return stopRequested() ? stopCode() : run.exitCode;
+    vfs_free_file_buffer(run.fileRead);
+    const int exitCode = stopRequested() ? stopCode() : run.exitCode;
+    if (exitCode == 0) {
+        saveState(state.get(), script.stateFile);
+    }
+    return exitCode;
 }

@@ -3,7 +3,10 @@
 #define QZ_HOST_SCRIPT_H
 
 #include "progress.h"
+#include "settings.h"
+#include "world.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,6 +15,10 @@ struct Script {
     std::string name; // of the state, and so the module in the log
     std::string packagePath;
     std::vector<std::string> arguments;
+    Settings settings;
+    std::optional<World> world;
+    std::string stateFile; // where its global `state` is kept between runs
+    bool fresh = false;    // do not read that file
     Progress* progress = nullptr;
 };
 
@@ -19,7 +26,8 @@ struct Script {
 const char* luaVersion();
 
 /* Returns the exit code: 0; 1 when the script cannot be loaded or fails, which the log tells with
- * file and line; what the script gives os.exit; kExitInterrupted after Ctrl-C. */
+ * file and line; what the script gives os.exit; kExitInterrupted after Ctrl-C. Throws UserError if
+ * the state of the last run cannot be restored, or that of this one not be saved. */
 int runScript(const Script& script);
 
 #endif

@@ -28,7 +28,8 @@ const char* chunkName(const lua_Debug& where) {
     return VFS_exists(where.source) ? where.source : where.short_src;
 }
 
-/* Leaves a copy of the message on the stack in which the shortened name is replaced. */
+/* Leaves a copy of the message on the stack in which the shortened name is replaced; null, and
+ * nothing on the stack, if the message does not begin with a place in the code. */
 const char* withWholeName(lua_State* L, const char* message) {
     lua_Debug where;
     for (int level = 0; level < kDeepestLevel && lua_getstack(L, level, &where); ++level) {
@@ -41,8 +42,7 @@ const char* withWholeName(lua_State* L, const char* message) {
                                    message + length);
         }
     }
-    lua_pushstring(L, message);
-    return lua_tostring(L, -1);
+    return nullptr;
 }
 
 const char* functionName(const lua_Debug& where) {
@@ -83,8 +83,13 @@ const char* describeError(lua_State* L, int index) {
 int logScriptError(lua_State* L) {
     if (!stopRequested()) {
         const char* module = moduleOf(L);
-        logLines(module, QZ_LOG_ERROR, withWholeName(L, describeError(L, 1)));
-        logTraceback(L, module);
+        const char* message = describeError(L, 1);
+        const char* placed = withWholeName(L, message);
+        logLines(module, QZ_LOG_ERROR, placed != nullptr ? placed : message);
+        // A text without a place, error(text, 0), is about the user's files, not about the script.
+        if (placed != nullptr || !lua_isstring(L, 1)) {
+            logTraceback(L, module);
+        }
     }
     lua_settop(L, 1);
     return 1;

@@ -3,12 +3,14 @@ import os
 import pathlib
 import pty
 import select
+import shutil
 import signal
 import subprocess
 import sys
 import tempfile
 import time
 import unittest
+import zipfile
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 COMMAND = []
@@ -49,7 +51,7 @@ class HostTest(unittest.TestCase):
         return (self.folder / "logs" / f"{name}.log").read_text()
 
     def test_default_run_draws_the_flight(self):
-        code, out, err = self.run_host("--logs", str(self.folder / "logs"), cwd=ROOT)
+        code, out, err = self.run_host("--fresh", "--logs", str(self.folder / "logs"), cwd=ROOT)
         self.assertEqual(code, 0, err)
         printed = dict(line.split(":", 1) for line in out.splitlines() if ": " in line)
         picture = posix_path(printed["result"].strip()).read_text()
@@ -69,7 +71,7 @@ class HostTest(unittest.TestCase):
         code, out, _ = self.run_host("--help")
         self.assertEqual((code, out.split()[0]), (0, "Usage:"))
         for wrong, answer in (("--frobnicate", "unknown option --frobnicate"),
-                              ("--logs", "--logs wants a directory")):
+                              ("--logs", "--logs wants a name")):
             code, out, err = self.run_host(wrong)
             self.assertEqual((code, out), (2, ""))
             self.assertIn(f"qz_host: {answer}\nUsage:", err)
@@ -106,12 +108,87 @@ class HostTest(unittest.TestCase):
             self.assertEqual(code, 1)
             self.assertIn(message, err)
 
-    def test_mistakes_in_the_data_name_file_and_line(self):
-        (self.folder / "world.txt").write_text("title x\nsize 300 200\n\nisland 'x' 1 2\n")
-        code, _, err = self.run_host("--logs", "logs", str(ROOT / "examples/data/flock.lua"),
-                                     "world.txt")
+    def fly(self, *arguments, **changes):
+        """Runs the host on a copy of its data: texts in files replaced, a short flight."""
+        data = self.folder / "copy"
+        shutil.rmtree(data, ignore_errors=True)
+        shutil.copytree(ROOT / "examples/data", data)
+        changes = {"settings": ("steps = 1100", "steps = 20"), **changes}
+        for name, (old, new) in changes.items():
+            path = data / f"{name}.lua"
+            text = path.read_text()
+            self.assertIn(old, text)
+            path.write_text(text.replace(old, new))
+        return self.run_host("--data", "copy", "--logs", "logs", *arguments)
+
+    def test_a_second_run_goes_on_where_the_first_one_ended(self):
+        half = ("steps = 1100", "steps = 550")
+        for arguments in (["--fresh"], []):  # Windows programs share one write directory
+            code, _, err = self.fly(*arguments, settings=half)
+            self.assertEqual(code, 0, err)
+            self.assertEqual("going on from step 550" in err, not arguments)
+        # To the last bit what one long flight comes to.
+        self.assertIn("fingerprint of the flight: 866606\n", err)
+        code, _, err = self.fly(archipelago=("Three", "Four"))
         self.assertEqual(code, 1)
-        self.assertIn("world.txt:4: island takes 4 value(s), not 3", err)
+        self.assertIn("flock.state.lua: state.title: this is a flight of another world", err)
+        code, _, err = self.fly("--fresh", archipelago=("Three", "Four"))
+        self.assertEqual(code, 0, err)
+
+    def test_mistakes_in_files_are_one_line_with_file_and_path(self):
+        for change, message in (
+                ({"archipelago": ("radius =  62", "radios = 62")},
+                 "copy/archipelago.lua: world.islands.1.radius is missing"),
+                ({"archipelago": ('"amber", count = 90', '"amber", count = "many"')},
+                 "copy/archipelago.lua: world.flocks.1.count is not a number"),
+                ({"archipelago": ("count = 90", "count = 0")},
+                 "copy/archipelago.lua: world.flocks.1.count is not from 1 to 5000"),
+                ({"archipelago": ("dusk", "night")},
+                 "copy/archipelago.lua: world.palette: there is no palettes/night.txt in the data"),
+                ({"archipelago": ('"rose"', '"pink"')},
+                 "copy/archipelago.lua: world.flocks.2.colour: there is no 'pink' in"),
+                ({"settings": ("steps = 1100", 'steps = "many"')},
+                 "copy/settings.lua: flight.steps must be a number, not a string"),
+                ({"settings": ("steps = 1100", "steps = = 2")},
+                 'settings.lua"]:8: unexpected symbol'),
+                ({"settings": ('"archipelago', '"nowhere')}, "can't open 'copy/nowhere.lua'")):
+            code, _, err = self.fly(**change)
+            self.assertEqual(code, 1)
+            self.assertIn(message, err)
+            self.assertNotIn("in main", err)
+
+    def test_archives_stand_behind_loose_files(self):
+        dusk = (ROOT / "examples/data/palettes/dusk.txt").read_text()
+        with zipfile.ZipFile(self.folder / "copy.zip", "w", zipfile.ZIP_DEFLATED) as archive:
+            archive.writestr("palettes/dusk.txt", dusk.replace("#58e6d9", "#c0ffee"))
+            archive.writestr("palettes/own.txt", dusk.replace("#58e6d9", "#facade"))
+        for palette, colour in (("dusk", "#58e6d9"), ("own", "#facade"), ("dawn", "#1f6f78")):
+            code, out, err = self.fly("--fresh", archipelago=("dusk", palette))
+            self.assertEqual(code, 0, err)
+            picture = out.split("result: ")[1].splitlines()[0]
+            self.assertIn(colour, posix_path(picture).read_text())
+        (self.folder / "copy.zip").write_text("no archive")
+        code, _, err = self.fly()
+        self.assertEqual(code, 1)
+        self.assertIn("copy.zip is damaged, or no zip archive", err)
+
+    def test_what_a_script_keeps(self):
+        counting = "state = state or {runs = 0}\nstate.runs = state.runs + 1\nprint(state.runs)\n"
+        name = f"kept_by_{os.getpid()}.lua"
+
+        def run(text):
+            return self.run_host("--logs", "logs", self.script(text, name))
+
+        self.assertIn(": 1\n", run(counting)[2])
+        self.assertIn(": 2\n", run(counting)[2])
+        # What cannot be saved leaves the last good state where it is.
+        code, _, err = run("state = {print}")
+        self.assertEqual(code, 1)
+        self.assertIn(".state.lua: the state cannot be saved: Don't know how to write", err)
+        code, _, err = run("state = {'two\\nlines'}")
+        self.assertEqual(code, 1)
+        self.assertIn("the state cannot be saved", err)
+        self.assertIn(": 3\n", run(counting)[2])
 
     def test_arguments_and_exit_code_of_the_script(self):
         code, _, err = self.run_script(

@@ -8,7 +8,6 @@ local statistics = require "statistics"
 local picture = {}
 
 local footer_height = 190
-local trail_ages = 7 -- a trail is drawn in as many pieces, from faint to bright
 local serif = "Georgia, 'Times New Roman', 'DejaVu Serif', serif"
 
 local function gradient(out, kind, attributes, stops)
@@ -152,7 +151,8 @@ local function curve(trail, from, to)
     return table.concat(parts, " ")
 end
 
-local function draw_trails_of_age(out, flight, trails, age)
+-- A trail is drawn in pieces, from faint to bright.
+local function draw_trails_of_age(out, flight, trails, age, trail_ages)
     local youth = age / trail_ages
     out:open("g", { stroke_opacity = 0.05 + 0.5 * youth * youth, stroke_width = 0.6 + 0.7 * youth })
     for bird, trail in ipairs(trails) do
@@ -168,10 +168,10 @@ local function draw_trails_of_age(out, flight, trails, age)
     out:close()
 end
 
-local function draw_trails(out, flight, trails)
+local function draw_trails(out, flight, trails, trail_ages)
     out:open("g", { fill = "none", stroke_linecap = "butt", style = "mix-blend-mode:screen" })
     for age = 1, trail_ages do
-        draw_trails_of_age(out, flight, trails, age)
+        draw_trails_of_age(out, flight, trails, age, trail_ages)
     end
     out:close()
 end
@@ -298,14 +298,15 @@ local function draw_footer(out, flight, measured)
 end
 
 -- The text of an SVG file that needs nothing else.
-function picture.draw(world, flight, measured, trails)
+-- trail_ages: the number of pieces that a trail is drawn in.
+function picture.draw(world, flight, measured, trails, trail_ages)
     local out = svg.new(world.width, world.height + footer_height)
     definitions(out, world)
     background(out, world)
     out:open("g", { clip_path = "url(#map)" })
     draw_islands(out, world)
     draw_routes(out, world)
-    draw_trails(out, flight, trails)
+    draw_trails(out, flight, trails, trail_ages)
     draw_birds(out, flight)
     draw_names(out, world)
     out:close()

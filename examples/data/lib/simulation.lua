@@ -184,6 +184,74 @@ function simulation:step()
     end
 end
 
+-- What a flight is made of, beside its world.
+local lists = { "x", "y", "vx", "vy", "ax", "ay", "kind", "leg" }
+local counters = { "step_count", "touches" }
+
+-- Saved numbers are texts of 17 digits: 14, which tables of numbers are saved with, lose a bit now
+-- and then, and a flight that goes on would not be the flight that never stopped.
+local function exact(value)
+    return string.format("%.17g", value)
+end
+
+local function exact_list(values)
+    local texts = {}
+    for i, value in ipairs(values) do
+        texts[i] = exact(value)
+    end
+    return texts
+end
+
+-- A table of texts from which simulation.thaw makes the same flight again.
+function simulation:freeze()
+    local frozen = { random = exact(self.random.state), legs_flown = exact_list(self.legs_flown) }
+    for _, name in ipairs(counters) do
+        frozen[name] = exact(self[name])
+    end
+    for _, name in ipairs(lists) do
+        frozen[name] = exact_list(self[name])
+    end
+    return frozen
+end
+
+local function number(value, path, least, most)
+    local result = tonumber(value)
+    if not result or not (result >= least and result <= most) then
+        error(path .. " is not a number from " .. least .. " to " .. most, 0)
+    end
+    return result
+end
+
+local function numbers(values, path, count)
+    local result = {}
+    for i = 1, count do
+        local value = type(values) == "table" and values[i]
+        result[i] = number(value, path .. "." .. i, -1e9, 1e9)
+    end
+    return result
+end
+
+-- path: for complaints about what does not fit this world.
+function simulation.thaw(world, frozen, path)
+    local self = simulation.new(world)
+    local count = #self.x
+    for _, name in ipairs(lists) do
+        self[name] = numbers(frozen[name], path .. "." .. name, count)
+    end
+    for _, name in ipairs(counters) do
+        self[name] = number(frozen[name], path .. "." .. name, 0, 2 ^ 53)
+    end
+    self.legs_flown = numbers(frozen.legs_flown, path .. ".legs_flown", #world.flocks)
+    self.random.state = number(frozen.random, path .. ".random", 1, 2147483646)
+    for bird, kind in ipairs(self.kind) do
+        local flock = world.flocks[kind]
+        if not flock or not flock.route[self.leg[bird]] then
+            error(path .. ".kind." .. bird .. ": no such flock, or no such leg of its route", 0)
+        end
+    end
+    return self
+end
+
 -- A number that tells two flights apart if a single bird of one is a sixteenth of a pixel off.
 function simulation:fingerprint()
     local sum = 0

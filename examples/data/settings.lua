@@ -1,0 +1,14 @@
+-- What qz_host does unless its command line says otherwise. Pure data: no functions can be called
+-- here. What is left out keeps the value that stands here.
+
+script = "flock.lua"
+world = "archipelago.lua"
+
+flight = {
+    steps = 1100, -- in one run; the next run goes on from there
+}
+
+picture = {
+    file = "flock.svg", -- in the directory of results
+    trails = 7,         -- pieces that a trail is drawn in, from faint to bright
+}

@@ -1,0 +1,73 @@
+#include "settings.h"
+
+#include "user_error.h"
+
+#include "Lua/Config.h"
+#include "Lua/State.h"
+
+#include <lua.hpp>
+
+#include <memory>
+
+namespace {
+
+struct StateCloser {
+    void operator()(lua_State* L) const { QZ_lua_close(L); }
+};
+
+/* Reads settings by their paths from the table on top of the stack. */
+class Reader {
+public:
+    Reader(lua_State* L, std::string file) : L_(L), config_(L), file_(std::move(file)) {}
+
+    void read(const char* path, std::string& value) { readTyped(path, LUA_TSTRING, value); }
+
+    void read(const char* path, int& value, int least, int most) {
+        readTyped(path, LUA_TNUMBER, value);
+        if (value < least || value > most) {
+            fail(path, "must be from " + std::to_string(least) + " to " + std::to_string(most));
+        }
+    }
+
+private:
+    /* Lua would take a number for a text and the other way round; people mean one of the two. */
+    template<class Value>
+    void readTyped(const char* path, int type, Value& value) {
+        config_.get(path);
+        const int found = lua_type(L_, -1);
+        if (found != LUA_TNIL && found != type) {
+            fail(path, std::string("must be a ") + lua_typename(L_, type) + ", not a " +
+                           lua_typename(L_, found));
+        }
+        config_.pop(&value);
+    }
+
+    [[noreturn]] void fail(const char* path, const std::string& problem) const {
+        throw UserError(file_ + ": " + path + " " + problem);
+    }
+
+    lua_State* L_;
+    Lua::Config config_;
+    std::string file_;
+};
+
+} // namespace
+
+Settings loadSettings(const std::string& file) {
+    const std::unique_ptr<lua_State, StateCloser> state(QZ_lua_open("settings"));
+    if (!state) {
+        throw UserError("not enough memory for a Lua state");
+    }
+    // Without globals: a file of settings computes nothing.
+    if (!Lua::Config(state.get()).tmpload(file.c_str(), false)) {
+        throw UserError(file + " is no file of settings; the line above says why");
+    }
+    Settings settings;
+    Reader reader(state.get(), file);
+    reader.read("script", settings.script);
+    reader.read("world", settings.world);
+    reader.read("flight.steps", settings.steps, 1, 100000);
+    reader.read("picture.file", settings.picture);
+    reader.read("picture.trails", settings.trails, 1, 50);
+    return settings;
+}

@@ -1,0 +1,18 @@
+/* What the host does unless the command line says otherwise. */
+#ifndef QZ_HOST_SETTINGS_H
+#define QZ_HOST_SETTINGS_H
+
+#include <string>
+
+struct Settings {
+    std::string script = "flock.lua"; // both in the data directory
+    std::string world = "archipelago.lua";
+    int steps = 1100;
+    std::string picture = "flock.svg"; // in the directory of results
+    int trails = 7;
+};
+
+/* Reads a Lua file of settings; those that it leaves out keep their values. Throws UserError. */
+Settings loadSettings(const std::string& file);
+
+#endif

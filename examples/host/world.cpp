@@ -1,0 +1,169 @@
+#include "world.h"
+
+#include "user_error.h"
+
+#include "Lua/Loader.h"
+
+#include <cstdio>
+
+namespace {
+
+/* A loader that also knows which values make sense. */
+class WorldReader {
+public:
+    explicit WorldReader(World& world) : world_(world) {}
+
+    void read() {
+        loader_.load(world_.file, "world");
+        world_.title = loader_.getString("title");
+        world_.width = whole("width", 200, 10000);
+        world_.height = whole("height", 200, 10000);
+        world_.seed = whole("seed", 1, 2147483646);
+        world_.palette = loader_.getString("palette");
+        for (loader_.beginArray("islands"); loader_.nextArray();) {
+            world_.islands.push_back({loader_.getString("name"), circle()});
+        }
+        loader_.endSubtable();
+        for (loader_.beginArray("flocks"); loader_.nextArray();) {
+            world_.flocks.push_back(flock());
+        }
+        loader_.endSubtable();
+    }
+
+private:
+    [[noreturn]] void fail(const std::string& key, double least, double most) const {
+        char range[64];
+        std::snprintf(range, sizeof range, " is not from %g to %g", least, most);
+        throw Lua::LoaderException(loader_.getCurrentPath() + "." + key + range);
+    }
+
+    template<class Value>
+    Value within(const std::string& key, Value value, double least, double most) const {
+        if (!(value >= least && value <= most)) {
+            fail(key, least, most);
+        }
+        return value;
+    }
+
+    int whole(const char* key, int least, int most) const {
+        return within(key, loader_.getInt(key), least, most);
+    }
+
+    double number(const char* key, double least, double most) const {
+        return within(key, loader_.getDouble(key), least, most);
+    }
+
+    Circle circle() const {
+        return {{number("x", 0, world_.width), number("y", 0, world_.height)},
+                number("radius", 1, 1000)};
+    }
+
+    Flock flock() {
+        Flock flock{};
+        flock.name = loader_.getString("name");
+        flock.colour = loader_.getString("colour");
+        flock.count = whole("count", 1, 5000);
+        loader_.beginSubtable("start");
+        flock.start = circle();
+        loader_.endSubtable();
+        loader_.beginSubtable("speed");
+        flock.leastSpeed = number("least", 0.1, 20);
+        flock.greatestSpeed = number("greatest", flock.leastSpeed, 20);
+        loader_.endSubtable();
+        for (loader_.beginArray("route"); loader_.nextArray();) {
+            flock.route.push_back({within("1", loader_.getDouble(1), 0, world_.width),
+                                   within("2", loader_.getDouble(2), 0, world_.height)});
+        }
+        loader_.endSubtable();
+        if (flock.route.empty()) {
+            throw Lua::LoaderException(loader_.getCurrentPath() + ".route is empty");
+        }
+        return flock;
+    }
+
+    World& world_;
+    Lua::Loader loader_;
+};
+
+/* The other way round: from the structures into a table. */
+class WorldWriter {
+public:
+    explicit WorldWriter(lua_State* L) : loader_(L) {}
+
+    void write(const World& world) {
+        loader_.load("host");
+        loader_.createSubtable("world");
+        loader_.setString("file", world.file);
+        loader_.setString("title", world.title);
+        loader_.setInt("width", world.width);
+        loader_.setInt("height", world.height);
+        loader_.setInt("seed", world.seed);
+        loader_.setString("palette", world.palette);
+        array("islands", world.islands, [this](const Island& island) {
+            loader_.setString("name", island.name);
+            circle(island.shore);
+        });
+        array("flocks", world.flocks, [this](const Flock& one) { flock(one); });
+        loader_.endSubtable();
+        loader_.endSubtable();
+    }
+
+private:
+    template<class Element, class Write>
+    void array(const char* key, const std::vector<Element>& elements, Write writeElement) {
+        loader_.createSubtable(key);
+        int index = 0;
+        for (const Element& element : elements) {
+            loader_.createSubtable(++index);
+            writeElement(element);
+            loader_.endSubtable();
+        }
+        loader_.endSubtable();
+    }
+
+    void point(const Point& point) {
+        loader_.setDouble("x", point.x);
+        loader_.setDouble("y", point.y);
+    }
+
+    void circle(const Circle& circle) {
+        point(circle.centre);
+        loader_.setDouble("radius", circle.radius);
+    }
+
+    void flock(const Flock& flock) {
+        loader_.setString("name", flock.name);
+        loader_.setString("colour", flock.colour);
+        loader_.setInt("count", flock.count);
+        loader_.createSubtable("start");
+        circle(flock.start);
+        loader_.endSubtable();
+        loader_.createSubtable("speed");
+        loader_.setDouble("least", flock.leastSpeed);
+        loader_.setDouble("greatest", flock.greatestSpeed);
+        loader_.endSubtable();
+        array("route", flock.route, [this](const Point& one) { point(one); });
+    }
+
+    Lua::Loader loader_;
+};
+
+} // namespace
+
+World loadWorld(const std::string& file) {
+    World world{};
+    world.file = file;
+    try {
+        WorldReader(world).read();
+    } catch (const Lua::LoaderException& mistake) {
+        throw UserError(file + ": " + mistake.what());
+    }
+    if (world.flocks.empty()) {
+        throw UserError(file + ": world.flocks is empty");
+    }
+    return world;
+}
+
+void giveWorld(lua_State* L, const World& world) {
+    WorldWriter(L).write(world);
+}
