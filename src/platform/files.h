@@ -55,7 +55,8 @@ std::int64_t modificationTime(const char* path);
 
 using NameCallback = void (*)(void* context, const char* name);
 
-// Calls back for each entry, "." and ".." first. False if there is nothing to list.
+// Calls back for each entry, "." and ".." first; the empty path is the root, of the current drive.
+// False if there is nothing to list.
 bool listDirectory(const char* path, NameCallback callback, void* context);
 
 // The system's words for an error, in English and in one line.

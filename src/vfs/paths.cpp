@@ -90,7 +90,7 @@ unsigned int VFS_path_split(const char* path, char* directory, size_t size, cons
 }
 
 unsigned int VFS_path_normalize(char* destination, size_t size, const char* source) {
-    if (destination == nullptr || source == nullptr || size == 0) {
+    if (source == nullptr || (destination == nullptr && size > 0)) {
         return refuse(destination, size);
     }
     std::size_t written = 0;
@@ -108,9 +108,10 @@ unsigned int VFS_path_normalize(char* destination, size_t size, const char* sour
         }
         destination[written++] = separator ? kSeparator : source[read];
     }
-    const bool complete = source[read] == 0;
-    destination[written] = 0;
-    return complete ? 1 : 0;
+    if (size > 0) {
+        destination[written] = 0;
+    }
+    return source[read] == 0 ? 1 : 0;
 }
 
 unsigned int VFS_path_normcase(char* destination, size_t size, const char* source) {

@@ -10,7 +10,7 @@
 namespace vfs {
 
 // Paths are never null here. The directories go into a buffer of `size` bytes, always terminated,
-// without a separator at their end.
+// with or without a separator at their end, as the system has them.
 struct VFS_Platform {
     VFS_File* (*open_read)(const char* path);
     VFS_File* (*open_write)(const char* path);

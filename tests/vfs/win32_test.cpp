@@ -36,6 +36,22 @@ TEST(Win32, OpenFilesAreSharedForReadingOnly) {
     EXPECT_FALSE(File(VFS_open_write(path.c_str())));
 }
 
+TEST(Win32, DevicesAreNoFiles) {
+    EXPECT_FALSE(File(VFS_open_read("NUL")));
+    EXPECT_FALSE(File(VFS_open_write("NUL")));
+    EXPECT_FALSE(File(VFS_open_read("CON")));
+}
+
+TEST(Win32, ADrivesRootListsItselfAndItsParent) {
+    std::vector<std::string> names;
+    const auto keep = [](void* context, const char*, const char* name) {
+        static_cast<std::vector<std::string>*>(context)->push_back(name);
+    };
+    EXPECT_EQ(VFS_readdir("C:\\", keep, &names), 1);
+    EXPECT_EQ(std::count(names.begin(), names.end(), "."), 1);
+    EXPECT_EQ(std::count(names.begin(), names.end(), ".."), 1);
+}
+
 TEST(Win32, PathsThatAreNotUtf8GoToTheAnsiCalls) {
     const std::string directory = freshDirectory().filename().string() + "\\caf\xE9";
     const std::string path = directory + "\\a.txt";

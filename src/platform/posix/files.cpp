@@ -196,7 +196,7 @@ std::int64_t modificationTime(const char* path) {
 }
 
 bool listDirectory(const char* path, NameCallback callback, void* context) {
-    DIR* directory = opendir(SystemPath(path).text());
+    DIR* directory = opendir(*path == 0 ? "/" : SystemPath(path).text());
     if (directory == nullptr) {
         return false;
     }

@@ -128,6 +128,12 @@ std::int64_t asLocalCalendarTime(const FILETIME& written) {
     return std::max<std::int64_t>(_mktime64(&calendar), 0);
 }
 
+// What the handle's operations promise (a position, a size, no waiting) only files on a disk keep;
+// a device such as CON or COM1 is found in every directory.
+SystemError requireOrdinaryFile(HANDLE file) {
+    return GetFileType(file) == FILE_TYPE_DISK ? 0 : ERROR_BAD_FILE_TYPE;
+}
+
 // A listing in progress, wide or ANSI, whose names come out as UTF-8.
 class WideListing {
 public:
@@ -159,14 +165,21 @@ private:
     HANDLE handle_;
 };
 
+bool isSelfOrParent(const char* name) {
+    return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
+}
+
 template<class Listing>
 bool list(Listing listing, NameCallback callback, void* context) {
     if (listing.handle() == INVALID_HANDLE_VALUE) {
         return GetLastError() == ERROR_FILE_NOT_FOUND;
     }
+    // A drive's root lists neither.
+    callback(context, ".");
+    callback(context, "..");
     do {
         char name[256];
-        if (listing.name(name, sizeof name)) {
+        if (listing.name(name, sizeof name) && !isSelfOrParent(name)) {
             callback(context, name);
         }
     } while (listing.next());
@@ -187,7 +200,15 @@ FileHandle openFile(const char* path, FileAccess access, SystemError& error) {
             return CreateFileA(bytes, rights, FILE_SHARE_READ, nullptr, disposition(access),
                                FILE_ATTRIBUTE_NORMAL, nullptr);
         });
-    error = resultOf(file != INVALID_HANDLE_VALUE);
+    if (file == INVALID_HANDLE_VALUE) {
+        error = GetLastError();
+        return kNoFile;
+    }
+    error = requireOrdinaryFile(file);
+    if (error != 0) {
+        CloseHandle(file);
+        return kNoFile;
+    }
     return reinterpret_cast<FileHandle>(file);
 }
 
