@@ -47,8 +47,8 @@ struct VFS_FileOps {
  * VFS_open_append: the file is created if missing; the position is at its end, once: a write goes
  * to wherever VFS_seek has moved it since.
  *
- * Directories are refused. So is whatever else is not an ordinary file (pipes, sockets, devices such
- * as CON), at once and without waiting for another end.
+ * Directories are refused. So is whatever else is not an ordinary file (pipes, sockets, devices
+ * such as CON), at once and without waiting for another end.
  *
  * Sharing: a file that is open for writing cannot be opened for writing again, by any process that
  * opens it through this library; a refused open leaves its contents alone. Windows makes that rule
@@ -87,9 +87,9 @@ QZ_API int VFS_isdir(const char* path);
  * valid during the call only. It must return normally. */
 typedef void (*VFS_readdir_callback)(void* context, const char* directory, const char* name);
 
-/* Lists a directory, "." and ".." first, otherwise in the system's order. The empty path is the root,
- * on Windows that of the current drive. Names of more than 255 bytes of UTF-8, which only Windows can
- * have, are left out.
+/* Lists a directory, "." and ".." first, otherwise in the system's order. The empty path is the
+ * root, on Windows that of the current drive. Names of more than 255 bytes of UTF-8, which only
+ * Windows can have, are left out.
  *
  * Returns 1; 0 if the directory cannot be listed, a missing one for instance. */
 QZ_API int VFS_readdir(const char* path, VFS_readdir_callback callback, void* context);
