@@ -1,0 +1,58 @@
+# What Doxygen reads in place of a public header. The headers speak to people who have them open in
+# an editor: plain comments, one of which may stand over several declarations. Here each becomes a
+# documentation comment of every declaration down to the next empty line, and nothing in it is a
+# command.
+function escaped(text) {
+    if (text ~ /^ *\*     /) { # an indented example stays as it is
+        return text
+    }
+    gsub(/[\\@]/, "\\\\&", text)
+    gsub(/&/, "\\&amp;", text)
+    gsub(/</, "\\&lt;", text)
+    gsub(/>/, "\\&gt;", text)
+    gsub(/#/, "\\#", text)
+    return text
+}
+
+function braces(text) {
+    return gsub(/{/, "{", text) - gsub(/}/, "}", text)
+}
+
+function declares(text) {
+    return text !~ /^ *(}|#|\/\/|public:|private:|protected:)/
+}
+
+BEGIN { ended = 1 }
+
+# A comment that begins a line; the first one is the file's.
+!inside && match($0, /^ *\/\*/) {
+    inside = 1
+    comment = substr($0, 1, RLENGTH) "*" (NR == 1 ? " @file\n *" : "")
+    $0 = substr($0, RLENGTH + 1)
+}
+
+inside {
+    comment = comment escaped($0) "\n"
+    if ($0 ~ /\*\/ *$/) {
+        inside = depth = 0
+        printf "%s", comment
+        printed = 1
+    }
+    next
+}
+
+/^ *$/ {
+    comment = ""
+    print
+    next
+}
+
+{
+    if (comment != "" && !printed && ended && declares($0)) {
+        printf "%s", comment
+    }
+    printed = 0
+    depth += braces($0)
+    ended = depth == 0 && $0 ~ /[;}] *(\/\/.*|\/\*.*)?$/
+    print
+}
