@@ -2,16 +2,22 @@
 # an editor: plain comments, one of which may stand over several declarations. Here each becomes a
 # documentation comment of every declaration down to the next empty line, and nothing in it is a
 # command.
-function escaped(text) {
+function escaped(text,    parts, count, i, result) {
     if (text ~ /^ *\*     /) { # an indented example stays as it is
         return text
     }
-    gsub(/[\\@]/, "\\\\&", text)
     gsub(/&/, "\\&amp;", text)
     gsub(/</, "\\&lt;", text)
     gsub(/>/, "\\&gt;", text)
-    gsub(/#/, "\\#", text)
-    return text
+    # Between double quotes nothing is a command.
+    count = split(text, parts, "\"")
+    for (i = 1; i <= count; i++) {
+        if (i % 2 == 1) {
+            gsub(/[\\@#]/, "\\\\&", parts[i])
+        }
+        result = result (i > 1 ? "\"" : "") parts[i]
+    }
+    return result
 }
 
 function braces(text) {

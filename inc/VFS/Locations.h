@@ -79,7 +79,7 @@ typedef void (*VFS_location_callback)(void* context, const VFS_Location* locatio
  * stand a space and its label, if it has one. On Linux the drives are the mounted file systems of
  * real devices (no images, no optical discs), the root first, each device once and at most 64: the
  * name is the mount point as the system writes it ("/home"), the path the same in the library's
- * notation with a separator at its end ("\home\").
+ * notation with a separator at its end, \home\.
  *
  * The result carries no meaning. */
 QZ_API unsigned int VFS_get_locations(VFS_location_callback callback, void* context);
