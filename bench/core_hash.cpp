@@ -69,6 +69,12 @@ std::uint64_t loop(const void* data, std::size_t length, std::uint32_t seed) {
     return finish(hash);
 }
 
+// The same for a text whose length nobody knows.
+std::uint64_t textLoop(const char* text, std::uint32_t seed) {
+    const std::size_t length = std::strlen(text);
+    return loop(text, length, seed ^ static_cast<std::uint32_t>(length));
+}
+
 std::uint64_t call(DataHash function, const std::string& text, std::uint32_t seed) {
     return function(text.data(), text.size(), seed);
 }
@@ -102,6 +108,7 @@ void add(const char* name, Function function) {
 const bool added = [] {
     add("hash/chain", chain);
     add("hash/loop", loop);
+    add("hash/text_loop", textLoop);
     add("hash/qz_data", QZ_hash_data);
     add("hash/qz_string", QZ_hash_string);
     return true;

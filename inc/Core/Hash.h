@@ -21,8 +21,8 @@ QZ_API uint64_t QZ_hash_data(const void* data, size_t length, uint32_t seed);
 /* Hashes a text up to its terminator, in one pass. The length is not mixed into the seed, so the
  * result differs from QZ_hash_data of the same bytes; callers rely on both.
  *
- * The text is read four bytes at a time: up to three bytes behind the terminator are read (never
- * across a page), so memory checkers may want three bytes of room there. */
+ * The text is read sixteen bytes at a time: up to fifteen bytes behind the terminator are read
+ * (never across a page), which memory checkers may complain about. */
 QZ_API uint64_t QZ_hash_string(const char* text, uint32_t seed);
 
 /* QZ_hash_data of the value's little-endian bytes with seed 0. */

@@ -45,8 +45,9 @@ TEST(Hash, GivesThePublishedValues) {
 
 TEST(Hash, AgreesWithTheDefinitionAtEveryLengthAndAlignment) {
     constexpr std::size_t kLongest = 70;
-    alignas(8) char buffer[8 + kLongest + 8];
-    for (std::size_t offset = 0; offset < 8; ++offset) {
+    constexpr std::size_t kPage = 4096;
+    alignas(kPage) char buffer[2 * kPage]; // texts before, across and behind the end of a page
+    for (std::size_t offset = kPage - kLongest - 2; offset <= kPage + 8; ++offset) {
         for (std::size_t length = 0; length <= kLongest; ++length) {
             std::string text(length, '\0');
             for (std::size_t i = 0; i < length; ++i) {
