@@ -131,7 +131,7 @@ bool waitForOthersEnding(std::chrono::microseconds limit) {
     constexpr std::chrono::milliseconds kStep{1};
     for (auto left = limit; threadState.load(std::memory_order_acquire) == ThreadState::ending;
          left -= kStep) {
-        if (left <= left.zero()) {
+        if (left <= std::chrono::microseconds::zero()) {
             return false;
         }
         platform::sleepFor(kStep);
