@@ -21,6 +21,9 @@
  * (a metatable's __index that raises, lack of memory) become LoaderExceptions whose message ends in
  * Lua's; they never pass through a loader, except when memory runs out for the stack itself.
  *
+ * Loaders may be used inside a lua_CFunction, but the exceptions must be caught there: Lua cannot
+ * let them through.
+ *
  * Threads: those of the state, one at a time.
  */
 #ifndef QZCORE_LUA_LOADER_H
@@ -75,7 +78,8 @@ public:
     void load(const std::string& file, const std::string& table);
 
     /* -> T. The path starts anew with the table's name. What earlier calls left on the stack stays
-     * there. Throws "No " + table + " table in config file" if there is no such global table. */
+     * there. Throws "No " + table + " table in config file" if there is no such global table, or
+     * "%s: %s" with its name and Lua's text if reading the global fails. */
     void load(const std::string& table);
 
     /* -> T. Stores a new empty table under a global name and enters it, like load(table). Opens a
@@ -169,11 +173,11 @@ private:
     [[noreturn]] void failLookup(const Key& key, const std::string& what) const;
     [[noreturn]] void failStep(const char* what) const;
     void pushEntry(const Key& key, int type) const;
-    void enter(std::string name, int values);
+    void enter(const Key& name, int values);
     void readNumbers(const Key& key, double* values, int count);
     void beginIteration(const char* component, void (*pushStart)(lua_State*));
     bool isIterating() const;
-    void endIteration();
+    bool endIteration();
 
     std::string rootDir_;
     lua_State* state_ = nullptr;

@@ -8,7 +8,6 @@
 #include <lua.hpp>
 
 #include <charconv>
-#include <climits>
 #include <cmath>
 #include <cstddef>
 #include <utility>
@@ -47,13 +46,14 @@ std::string join(const std::vector<std::string>& path, std::size_t from, std::si
     return text;
 }
 
+struct PopAtEnd {
+    lua_State* state;
+    ~PopAtEnd() { lua_pop(state, 1); }
+};
+
 // Runs the chunk on top of the stack, if loading it has succeeded; else a message is there already.
 bool run(lua_State* state, int loadStatus) {
     return loadStatus == 0 && lua_pcall(state, 0, 0, 0) == 0;
-}
-
-void pushZero(lua_State* state) {
-    lua_pushnumber(state, 0);
 }
 
 // T -> T; or T, message and Lua's error code.
@@ -76,36 +76,6 @@ int storeNumbers(lua_State* state, const Key& key, const double* values, int cou
             lua_rawseti(inner, -2, i + 1);
         }
     });
-}
-
-// T -> T, value, made as a table if there was none; or T, message and Lua's error code.
-int createField(lua_State* state, const Key& key) {
-    lua_pushvalue(state, -1);
-    return lua::protect(state, 1, 1, [&key](lua_State* inner) {
-        lua::pushKey(inner, key);
-        lua_gettable(inner, 1);
-        if (lua_isnil(inner, -1)) {
-            lua_newtable(inner);
-            lua::pushKey(inner, key);
-            lua_pushvalue(inner, -2);
-            lua_settable(inner, 1);
-        }
-        return 1;
-    });
-}
-
-// T, position, element -> the same with the next ones above; nothing at the end, which a value that
-// is no table has at once. Or a message above and Lua's error code.
-int pushNext(lua_State* state) {
-    lua_pushvalue(state, -3);
-    lua_pushvalue(state, -3);
-    return lua::protect(state, 2, LUA_MULTRET, [](lua_State* inner) {
-        return lua_istable(inner, 1) && lua_next(inner, 1) != 0 ? 2 : 0;
-    });
-}
-
-int pushMetatable(lua_State* state) {
-    return lua_istable(state, -1) ? lua_getmetatable(state, -1) : 0;
 }
 
 } // namespace
@@ -163,10 +133,15 @@ std::string Loader::getCurrentPath(int from) const {
     return from < 0 ? "" : join(path_, static_cast<std::size_t>(from), path_.size());
 }
 
+// The path of the table that is walked.
+std::string Loader::iteratedPath() const {
+    return join(path_, 0, path_.size() - 1);
+}
+
 // Makes what has been pushed the current table; on failure takes as many values off the stack.
-void Loader::enter(std::string name, int values) {
+void Loader::enter(const Key& name, int values) {
     try {
-        path_.push_back(std::move(name));
+        path_.push_back(textOf(name));
     } catch (...) {
         lua_pop(state_, values);
         throw;
@@ -214,9 +189,12 @@ void Loader::load(const std::string& table) {
     reserve();
     std::vector<std::string> path{table};
     lua_pushvalue(state_, LUA_GLOBALSINDEX);
-    const bool readable = lua::pushField(state_, table) == 0;
+    const int status = lua::pushField(state_, table);
     lua_remove(state_, -2);
-    if (!readable || !lua_istable(state_, -1)) {
+    if (status != 0) {
+        failWithLuaError(table + ": ");
+    }
+    if (!lua_istable(state_, -1)) {
         lua_pop(state_, 1);
         throw LoaderException("No " + table + " table in config file");
     }
@@ -292,11 +270,8 @@ std::string Loader::getString(Key key) const {
         return {};
     }
     pushEntry(key, LUA_TSTRING);
-    std::size_t length = 0;
-    const char* const text = lua_tolstring(state_, -1, &length);
-    std::string copy(text, length);
-    lua_pop(state_, 1);
-    return copy;
+    const PopAtEnd entry{state_}; // the copy may not find the memory
+    return {lua_tostring(state_, -1), lua_objlen(state_, -1)};
 }
 
 void Loader::readNumbers(const Key& key, double* values, int count) {
@@ -373,152 +348,6 @@ void Loader::setQuaternion(Key key, const Math::Rotation3<double>& value) {
     reserve();
     const double values[] = {value.x, value.y, value.z, value.w};
     check(storeNumbers(state_, key, values, 4), key);
-}
-
-void Loader::beginSubtable(Key key) {
-    pushEntry(key, LUA_TTABLE);
-    enter(textOf(key), 1);
-}
-
-void Loader::createSubtable(Key key) {
-    reserve();
-    check(createField(state_, key), key);
-    checkEntry(key, LUA_TTABLE);
-    enter(textOf(key), 1);
-}
-
-void Loader::endSubtable() {
-    if (!path_.empty()) {
-        lua_pop(state_, 1);
-        path_.pop_back();
-    }
-}
-
-// T -> T, start, nil.
-void Loader::beginIteration(const char* component, void (*pushStart)(lua_State*)) {
-    reserve();
-    pushStart(state_);
-    lua_pushnil(state_);
-    enter(component, 2);
-}
-
-// The walked table, where the walk is, and the element are on the stack.
-bool Loader::isIterating() const {
-    return state_ != nullptr && !path_.empty() && lua_gettop(state_) >= 3;
-}
-
-void Loader::endIteration() {
-    lua_pop(state_, 2);
-    path_.pop_back();
-}
-
-void Loader::beginArray(Key key) {
-    beginSubtable(key);
-    try {
-        beginArray();
-    } catch (...) {
-        endSubtable();
-        throw;
-    }
-}
-
-void Loader::beginArray() {
-    beginIteration("0", pushZero);
-}
-
-bool Loader::nextArray() {
-    if (!isIterating() || lua_type(state_, -2) != LUA_TNUMBER) {
-        return false;
-    }
-    reserve();
-    const int last = lua::truncate<int>(lua_tonumber(state_, -2));
-    const int index = last < INT_MAX ? last + 1 : 0;
-    std::string component = std::to_string(index);
-    lua_pushvalue(state_, -3);
-    const int status = lua::pushField(state_, index);
-    lua_remove(state_, -2);
-    if (status != 0) {
-        failWithLuaError(iteratedPath() + "." + component + ": ");
-    }
-    if (lua_isnil(state_, -1) || index == 0) {
-        lua_pop(state_, 1);
-        endIteration();
-        return false;
-    }
-    lua_replace(state_, -2);
-    lua_pushnumber(state_, index);
-    lua_replace(state_, -3);
-    path_.back() = std::move(component);
-    return true;
-}
-
-void Loader::beginSubtables() {
-    beginIteration("", lua_pushnil);
-}
-
-// The path of the table that is walked.
-std::string Loader::iteratedPath() const {
-    return join(path_, 0, path_.size() - 1);
-}
-
-bool Loader::nextSubtable(std::string& name) {
-    if (!isIterating()) {
-        return false;
-    }
-    reserve();
-    const int before = lua_gettop(state_);
-    if (pushNext(state_) != 0) {
-        failWithLuaError(iteratedPath() + ": ");
-    }
-    if (lua_gettop(state_) == before) {
-        endIteration();
-        return false;
-    }
-    if (lua_type(state_, -2) != LUA_TSTRING) {
-        failStep("Not a string key in table: ");
-    }
-    if (!lua_istable(state_, -1)) {
-        failStep("Not a subtable element in table ");
-    }
-    std::size_t length = 0;
-    const char* const key = lua_tolstring(state_, -2, &length);
-    name.assign(key, length);
-    path_.back() = name;
-    lua_replace(state_, -3);
-    lua_replace(state_, -3);
-    return true;
-}
-
-// Drops the next key and subtable again.
-void Loader::failStep(const char* what) const {
-    lua_pop(state_, 2);
-    throw LoaderException(what + iteratedPath());
-}
-
-void Loader::beginMetatable() {
-    reserve();
-    if (pushMetatable(state_) == 0) {
-        throw LoaderException("No metatable at " + getCurrentPath());
-    }
-    enter("METATABLE", 1);
-}
-
-void Loader::newMetatable() {
-    reserve();
-    if (!lua_istable(state_, -1)) {
-        throw LoaderException("No metatable at " + getCurrentPath());
-    }
-    lua_pushvalue(state_, -1);
-    const int status = lua::protect(state_, 1, 1, [](lua_State* state) {
-        lua_newtable(state);
-        lua_pushvalue(state, -1);
-        lua_setmetatable(state, 1);
-        return 1;
-    });
-    if (status != 0) {
-        failWithLuaError(getCurrentPath() + ": ");
-    }
-    enter("METATABLE", 1);
 }
 
 } // namespace Lua

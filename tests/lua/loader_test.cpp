@@ -215,9 +215,9 @@ TEST_F(LuaLoader, ErrorsOfMetatablesAreExceptions) {
     EXPECT_EQ(failure([&] { loader_.createSubtable("x"); }), "root.x: no x");
     loader_.beginArray();
     EXPECT_EQ(failure([&] { loader_.nextArray(); }), "root.1: no 1");
-    script_.run("setmetatable(_G, {__index = function() error('none') end,"
+    script_.run("setmetatable(_G, {__index = function() error('none', 0) end,"
                 " __newindex = function() error('locked', 0) end})");
-    EXPECT_EQ(failure([&] { loader_.load("x"); }), "No x table in config file");
+    EXPECT_EQ(failure([&] { loader_.load("x"); }), "x: none");
     EXPECT_EQ(failure([&] { loader_.createGlobalTable("x"); }), "locked");
 }
 
@@ -284,6 +284,14 @@ TEST_F(LuaLoader, WithoutAState) {
 
 // Memory that runs out at each allocation in turn is an exception like others.
 TEST_F(LuaLoader, MemoryThatRunsOut) {
+    constexpr void (*kSteps[])(Lua::Loader&) = {
+        [](Lua::Loader& loader) { loader.createGlobalTable("a long name of a global table"); },
+        [](Lua::Loader& loader) { loader.createSubtable("sub"); },
+        [](Lua::Loader& loader) { loader.setString("text", std::string(1000, 'x')); },
+        [](Lua::Loader& loader) { loader.setVector(1, {}); },
+        [](Lua::Loader& loader) { loader.getVector(1); },
+        [](Lua::Loader& loader) { loader.beginSubtables(); },
+    };
     bool failed = true;
     for (long n = 0; failed; ++n) {
         FailingHeap heap{LONG_MAX, LONG_MAX};
@@ -292,34 +300,15 @@ TEST_F(LuaLoader, MemoryThatRunsOut) {
         heap.failFrom = heap.allocations + n;
         failed = false;
         Lua::Loader loader(state);
-        for (int step = 0; step < 6; ++step) {
+        for (const auto step : kSteps) {
             const int top = lua_gettop(state);
             const std::string path = loader.getCurrentPath();
             try {
-                switch (step) {
-                case 0:
-                    loader.createGlobalTable("a long name of a global table");
-                    break;
-                case 1:
-                    loader.createSubtable("sub");
-                    break;
-                case 2:
-                    loader.setString("text", std::string(1000, 'x'));
-                    break;
-                case 3:
-                    loader.setVector(1, {});
-                    break;
-                case 4:
-                    loader.getVector(1);
-                    break;
-                default:
-                    loader.beginSubtables();
-                    break;
-                }
+                step(loader);
             } catch (const Lua::LoaderException& exception) {
                 failed = true;
-                EXPECT_EQ(lua_gettop(state), top) << step << exception.what();
-                EXPECT_EQ(loader.getCurrentPath(), path) << step;
+                EXPECT_EQ(lua_gettop(state), top) << exception.what();
+                EXPECT_EQ(loader.getCurrentPath(), path);
             }
         }
         lua_close(state);
