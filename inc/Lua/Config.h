@@ -24,8 +24,10 @@
  * "Lua::Config") and return false, with the stack as it was. Reading never raises because of what
  * the tables hold: where a metatable's __index raises, the value counts as missing and one ERROR
  * line "Call error %s:%s." names the key and the error. Creating and setting let Lua errors
- * through, as when a path leads through a number; so does everything when memory runs out. Where
- * such errors are to be survived, the call belongs inside lua_pcall or lua_cpcall.
+ * through, as when a path leads through a number. So does everything when memory runs out, when the
+ * stack has no room (Lua's limit is some 8000 values), or when a finalizer of the state's scripts
+ * raises while Lua collects. Where such errors are to be survived, the call belongs inside
+ * lua_pcall or lua_cpcall.
  *
  * Threads: those of the state, one at a time.
  */
@@ -73,13 +75,13 @@ public:
      * their errors. Without, it sees no globals at all, not even Lua's own functions, deliberately:
      * such files are pure data.
      *
-     * tmpload_buf: the buffer need not be terminated. In the logged line its text stands for the
-     * name. In Lua's own messages the chunk is called "?". */
+     * tmpload_buf: the buffer holds what QZ_lua_loadfile takes, and need not be terminated. In the
+     * logged line its text stands for the name. In Lua's own messages the chunk is called "?". */
     bool tmpload(const char* file, bool withGlobals);
     bool tmpload_buf(const char* buffer, std::uint64_t size, bool withGlobals);
 
-    /* T -> T, value; nil if a table on the way is missing or no table, and from some 8000 values on
-     * the stack on, Lua's limit. */
+    /* T -> T, value; nil if a table on the way is missing or no table, or if the stack has room for
+     * little more. */
     void get(const char* path);
     void get(int index);
 

@@ -293,6 +293,16 @@ TEST_F(LuaConfig, RunsABufferThatIsNotTerminated) {
                                    "load error v==:[string \"?\"]:1: '=' expected near '=='."}));
 }
 
+// Counts that promise gigabytes among them; LuaJIT would run what is damaged.
+TEST_F(LuaConfig, RunsNoBufferThatIsADamagedChunk) {
+    const std::string chunk = script_.run("return string.dump(loadstring('v = 1'))");
+    for (std::size_t i = 0; i < chunk.size(); ++i) {
+        std::string damaged = chunk.substr(0, chunk.size() - 1);
+        damaged[i % damaged.size()] = '\x7f';
+        EXPECT_FALSE(config_.tmpload_buf(damaged.data(), damaged.size(), false)) << i;
+    }
+}
+
 } // namespace
 
 } // namespace qz::test

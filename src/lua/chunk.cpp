@@ -1,0 +1,73 @@
+#include "lua/chunk.h"
+
+#include <utility>
+
+namespace lua {
+
+namespace {
+
+struct Source {
+    lua_Reader read;
+    void* context;
+    bool begun;
+};
+
+const char* readSource(lua_State* state, void* context, std::size_t* size) {
+    Source& source = *static_cast<Source*>(context);
+#ifdef LUAJIT_VERSION
+    // LuaJIT goes by the first byte: a precompiled chunk it trusts, and a damaged one would end the
+    // process; a first line that begins with "#" it skips. Behind a blank, all is source text.
+    if (!source.begun) {
+        source.begun = true;
+        *size = 1;
+        return " ";
+    }
+#endif
+    return source.read(state, source.context, size);
+}
+
+// All at once, then nothing.
+const char* readView(lua_State* /*state*/, void* context, std::size_t* size) {
+    const auto rest = std::exchange(*static_cast<std::string_view*>(context), {});
+    *size = rest.size();
+    return rest.data();
+}
+
+// A damaged count in a precompiled chunk makes Lua ask for any amount of memory and fill it before
+// the chunk turns out to be too short. What a sound chunk needs in one piece is bounded by its
+// length, 16 bytes for a constant of one; the rest is left to what the state itself may need
+// meanwhile.
+struct Limit {
+    lua_Alloc allocate;
+    void* context;
+    std::size_t largest;
+};
+
+void* allocateLimited(void* context, void* block, std::size_t oldSize, std::size_t size) {
+    const Limit& limit = *static_cast<const Limit*>(context);
+    if (size > limit.largest && size > oldSize) {
+        return nullptr;
+    }
+    return limit.allocate(limit.context, block, oldSize, size);
+}
+
+} // namespace
+
+int loadChunk(lua_State* state, lua_Reader read, void* context, std::size_t size,
+              const char* name) {
+    constexpr std::size_t kForTheState = std::size_t{64} << 20;
+    Source source{read, context, false};
+    Limit limit;
+    limit.allocate = lua_getallocf(state, &limit.context);
+    limit.largest = kForTheState + 16 * size;
+    lua_setallocf(state, allocateLimited, &limit);
+    const int status = lua_load(state, readSource, &source, name);
+    lua_setallocf(state, limit.allocate, limit.context);
+    return status;
+}
+
+int loadChunk(lua_State* state, std::string_view chunk, const char* name) {
+    return loadChunk(state, readView, &chunk, chunk.size(), name);
+}
+
+} // namespace lua

@@ -1,0 +1,157 @@
+#include "Lua/Config.h"
+
+#include "Lua/State.h"
+#include "core/log.h"
+#include "lua/chunk.h"
+#include "lua/protect.h"
+
+#include <lua.hpp>
+
+#include <algorithm>
+#include <cstring>
+
+namespace Lua {
+
+namespace {
+
+constexpr char kModule[] = "Lua::Config";
+constexpr int kNameLimit = 255; // of a text that has no name
+
+void reserve(lua_State* state) {
+    luaL_checkstack(state, lua::kRoom, "no room for a chunk");
+}
+
+const char* nameOf(const char* file) {
+    return file != nullptr ? file : "<NULL>";
+}
+
+// These three log the error message on top of the stack, and pop it.
+
+bool failLoad(lua_State* state, const char* name, int length) {
+    qz_logf(kModule, QZ_LOG_ERROR, "load error %.*s:%s.", length, name, lua::errorText(state));
+    lua_pop(state, 1);
+    return false;
+}
+
+bool failLoad(lua_State* state, const char* file) {
+    return failLoad(state, nameOf(file), -1); // a negative precision cuts nothing
+}
+
+bool failRun(lua_State* state, const char* name, int length) {
+    qz_logf(kModule, QZ_LOG_ERROR, "Lua error %s in \"%.*s\"", lua::errorText(state), length, name);
+    lua_pop(state, 1);
+    return false;
+}
+
+// Runs the chunk on top of the stack, if loading it has succeeded; else a message is there already.
+bool run(lua_State* state, int loadStatus, int results) {
+    return loadStatus == 0 && lua_pcall(state, 0, results, 0) == 0;
+}
+
+int loadText(lua_State* state, const char* text) {
+    if (text == nullptr) {
+        lua_pushliteral(state, "no text given");
+        return LUA_ERRSYNTAX;
+    }
+    return lua::loadChunk(state, text, text);
+}
+
+// The length of the part that stands for a text in the log.
+int nameLength(const char* text) {
+    int length = 0;
+    while (length < kNameLimit && std::strchr("\r\n", text[length]) == nullptr) { // NUL included
+        ++length;
+    }
+    return length;
+}
+
+// The dofile of chunks that run in a table of their own, the upvalue.
+int dofileInTable(lua_State* state) {
+    const int before = lua_gettop(state);
+    if (QZ_lua_loadfile(state, luaL_optstring(state, 1, nullptr)) != 0) {
+        return lua_error(state);
+    }
+    lua_pushvalue(state, lua_upvalueindex(1));
+    lua_setfenv(state, -2);
+    lua_call(state, 0, LUA_MULTRET);
+    return lua_gettop(state) - before;
+}
+
+// Lets chunks that run in the table at an index see the state's globals.
+void giveGlobals(lua_State* state, int table) {
+    lua_pushvalue(state, table);
+    lua_setfield(state, table, "_G");
+    lua_pushvalue(state, table);
+    lua_pushcclosure(state, dofileInTable, 1);
+    lua_setfield(state, table, "dofile");
+    lua_newtable(state);
+    lua_pushvalue(state, LUA_GLOBALSINDEX);
+    lua_setfield(state, -2, "__index");
+    lua_setmetatable(state, table);
+}
+
+// table, chunk -> table; or table, message and false. In place of the chunk there is a message
+// already if loading it has failed.
+bool runInTable(lua_State* state, int loadStatus, bool withGlobals) {
+    if (loadStatus != 0) {
+        return false;
+    }
+    const int table = lua_gettop(state) - 1;
+    if (withGlobals) {
+        giveGlobals(state, table);
+    }
+    lua_pushvalue(state, table);
+    lua_setfenv(state, -2);
+    return lua_pcall(state, 0, 0, 0) == 0;
+}
+
+} // namespace
+
+bool Config::load(const char* file) {
+    reserve(state_);
+    return run(state_, QZ_lua_loadfile(state_, file), LUA_MULTRET) || failLoad(state_, file);
+}
+
+bool Config::dofile(const char* file) {
+    reserve(state_);
+    return run(state_, QZ_lua_loadfile(state_, file), LUA_MULTRET) ||
+           failRun(state_, nameOf(file), -1);
+}
+
+bool Config::dostring(const char* text) {
+    reserve(state_);
+    if (run(state_, loadText(state_, text), LUA_MULTRET)) {
+        return true;
+    }
+    const char* const name = nameOf(text);
+    return failRun(state_, name, nameLength(name));
+}
+
+bool Config::tmpload(const char* file, bool withGlobals) {
+    reserve(state_);
+    lua_newtable(state_);
+    if (runInTable(state_, QZ_lua_loadfile(state_, file), withGlobals)) {
+        return true;
+    }
+    failLoad(state_, file);
+    lua_pop(state_, 1);
+    return false;
+}
+
+bool Config::tmpload_buf(const char* buffer, std::uint64_t size, bool withGlobals) {
+    constexpr std::uint64_t kMore = 4096; // than a line of the log takes
+    if (buffer == nullptr) {
+        buffer = "";
+        size = 0;
+    }
+    reserve(state_);
+    lua_newtable(state_);
+    if (runInTable(state_, lua::loadChunk(state_, {buffer, size}, nullptr), withGlobals)) {
+        return true;
+    }
+    failLoad(state_, buffer, static_cast<int>(std::min(size, kMore)));
+    lua_pop(state_, 1);
+    return false;
+}
+
+} // namespace Lua
