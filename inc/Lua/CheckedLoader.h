@@ -11,7 +11,7 @@ struct lua_State;
 
 namespace Lua {
 
-/* what() is the message. */
+/* what() is the message. Must not pass through a lua_CFunction. */
 class QZ_API CheckedLoaderException : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;

@@ -14,10 +14,19 @@
  * a string, the flat form is written instead: a numbered list of empty tables, then one assignment
  * for each entry.
  *
- * Entries come in the order of pairs, numbers as Lua's tostring prints them (14 digits). Strings go
- * between double quotes exactly as they are, nothing escaped, deliberately: they must not hold
- * quotes, backslashes or line breaks, or the output does not compile or means something else.
- * Metatables are not saved.
+ * Entries come in the order of pairs, numbers as Lua's tostring prints them (14 digits). Metatables
+ * are not saved.
+ *
+ * Not all that is written can be read back, deliberately; callers that must be sure load the output
+ * before they rely on it:
+ *
+ * - Strings go between double quotes exactly as they are, nothing escaped. They must not hold
+ *   quotes, backslashes, line breaks or zero bytes, or the output does not compile or means
+ *   something else. The table's name has to be a Lua name.
+ * - Infinity and not-a-number come out as words that Lua takes for globals.
+ * - A tree may be some 190 tables deep, deeper ones do not compile.
+ * - One file may hold some 260 000 different numbers and strings, keys included; with LuaJIT some
+ *   65 000, of which tables in tables count as one each.
  */
 #ifndef QZCORE_LUA_SERIALIZER_H
 #define QZCORE_LUA_SERIALIZER_H
@@ -32,7 +41,7 @@ struct lua_State;
 
 namespace Lua {
 
-/* what() is the message. */
+/* what() is the message. Must not pass through a lua_CFunction. */
 class QZ_API SerializerException : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -44,8 +53,7 @@ public:
      * it throws, if it was told to, ends the saving and is not passed on. */
     explicit Serializer(std::ostream& out) : out_(out) {}
 
-    /* Writes the global table of this name, with any libraries open that hold pairs, print,
-     * tostring, type and error.
+    /* Writes the global table of this name; the base and string libraries are open.
      *
      * The work is done by a Lua function, __serialize, which is compiled into the state anew by
      * each call. It and its helpers stay there as globals: fill_cache, write, output_table,
