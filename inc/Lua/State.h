@@ -60,14 +60,16 @@ QZ_API int QZ_lua_loadfile(lua_State* state, const char* path);
  *
  * Booleans and numbers are copied as they are, strings up to their first zero byte, tables deeply,
  * keys and values by the same rule and without metatables; everything else becomes nil, and an
- * entry whose key or value becomes nil is left out. A table that occurs twice is copied twice.
+ * entry whose key or value becomes nil is left out. A table that occurs in several places is copied
+ * anew for each of them, so that a small table crafted for it grows exponentially: tables of
+ * doubtful origin are not to be copied.
  *
  * For tables mind this: `index` only tells that a table is meant; the one copied is the one on top
  * of the source's stack. Callers push it and give -1, and they rely on it.
  *
  * A table nested deeper than 1000 levels, as one that contains itself is, is not copied at all: the
- * destination gets nil, and one ERROR line names the destination. The same happens if `index` means
- * a table but there is none on top.
+ * destination gets nil, and one ERROR line (module: the destination's name) says why. The same
+ * happens if a stack has no room, or if `index` means a table but there is none on top.
  *
  * The source's stack is left as it was; both stacks may belong to the same Lua universe, or be one.
  * When memory runs out, a Lua error is raised in the state that needed it, and then the source's

@@ -13,9 +13,10 @@ constexpr int kMaxDepth = 1000;
 struct Copier {
     lua_State* destination;
     lua_State* source;
+    const char* failure = nullptr;
 
     // Pushes the copy of the value at `index`; of the table on top of the source if a table is
-    // there. False if that is nested too deeply; then both stacks hold leftovers.
+    // there. False with the failure set if it cannot be copied; then both stacks hold leftovers.
     bool copy(int index, int depth) {
         switch (lua_type(source, index)) {
         case LUA_TBOOLEAN:
@@ -28,7 +29,7 @@ struct Copier {
             lua_pushstring(destination, lua_tostring(source, index));
             return true;
         case LUA_TTABLE:
-            return lua_istable(source, -1) && copyTable(depth);
+            return lua_istable(source, -1) ? copyTable(depth) : fail("no table is on top");
         default:
             lua_pushnil(destination);
             return true;
@@ -36,11 +37,18 @@ struct Copier {
     }
 
 private:
+    bool fail(const char* reason) {
+        failure = reason;
+        return false;
+    }
+
     bool copyTable(int depth) {
+        if (depth == kMaxDepth) {
+            return fail("the table contains itself or is nested too deeply");
+        }
         // A level takes at most three places on each stack; one stack may be both.
-        if (depth == kMaxDepth || lua_checkstack(source, 6) == 0 ||
-            lua_checkstack(destination, 6) == 0) {
-            return false;
+        if (lua_checkstack(source, 6) == 0 || lua_checkstack(destination, 6) == 0) {
+            return fail("no room on the Lua stack");
         }
         const int table = lua_gettop(source);
         lua_newtable(destination);
@@ -84,9 +92,9 @@ private:
     }
 };
 
-void logFailure(lua_State* destination) {
-    qz_log(lua::pushName(destination, lua::kNameless), QZ_LOG_ERROR,
-           "QZ_lua_copyindex: the table contains itself or is nested too deeply");
+void logFailure(lua_State* destination, const char* reason) {
+    qz_logf(lua::pushName(destination, lua::kNameless), QZ_LOG_ERROR, "QZ_lua_copyindex: %s",
+            reason);
     lua_pop(destination, 1);
 }
 
@@ -95,11 +103,12 @@ void logFailure(lua_State* destination) {
 void QZ_lua_copyindex(lua_State* destination, lua_State* source, int index) {
     const int destinationTop = lua_gettop(destination);
     const int sourceTop = lua_gettop(source);
-    if (Copier{destination, source}.copy(index, 0)) {
+    Copier copier{destination, source};
+    if (copier.copy(index, 0)) {
         return;
     }
     lua_settop(source, sourceTop);
     lua_settop(destination, destinationTop);
-    logFailure(destination);
+    logFailure(destination, copier.failure);
     lua_pushnil(destination);
 }
