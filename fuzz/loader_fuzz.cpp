@@ -132,114 +132,43 @@ int build(lua_State* state) {
     return 0;
 }
 
-void read(Lua::Loader& loader, int call, Lua::Key key) {
-    switch (call) {
-    case 0:
-        loader.getInt(key);
-        break;
-    case 1:
-        loader.getDouble(key);
-        break;
-    case 2:
-        loader.getBoolean(key);
-        break;
-    case 3:
-        loader.getString(key);
-        break;
-    case 4:
-        loader.getVector(key);
-        break;
-    case 5:
-        loader.getQuaternion(key);
-        break;
-    case 6:
-        loader.hasEntry(key);
-        break;
-    default:
-        loader.getCurrentPath(key.index());
-        break;
-    }
-}
+using Call = void (*)(Lua::Loader& loader, const Lua::Key& key);
 
-void write(Lua::Loader& loader, int call, Lua::Key key) {
-    switch (call) {
-    case 0:
-        loader.setInt(key, 5);
-        break;
-    case 1:
-        loader.setDouble(key, 0.5);
-        break;
-    case 2:
-        loader.setBoolean(key, true);
-        break;
-    case 3:
-        loader.setString(key, kNames[4]);
-        break;
-    case 4:
-        loader.setVector(key, {});
-        break;
-    case 5:
-        loader.setQuaternion(key, {});
-        break;
-    case 6:
-        loader.createGlobalTable(key.isText() ? std::string(key.text()) : "root");
-        break;
-    default:
-        loader.newMetatable();
-        break;
-    }
-}
-
-void walk(Lua::Loader& loader, int call, Lua::Key key) {
-    std::string name;
-    switch (call) {
-    case 0:
-        loader.beginSubtable(key);
-        break;
-    case 1:
-        loader.createSubtable(key);
-        break;
-    case 2:
-        loader.endSubtable();
-        break;
-    case 3:
-        loader.beginArray(key);
-        break;
-    case 4:
-        loader.nextArray();
-        break;
-    case 5:
-        loader.beginSubtables();
-        break;
-    case 6:
+constexpr Call kCalls[] = {
+    [](auto& loader, auto& key) { loader.getInt(key); },
+    [](auto& loader, auto& key) { loader.getDouble(key); },
+    [](auto& loader, auto& key) { loader.getBoolean(key); },
+    [](auto& loader, auto& key) { loader.getString(key); },
+    [](auto& loader, auto& key) { loader.getVector(key); },
+    [](auto& loader, auto& key) { loader.getQuaternion(key); },
+    [](auto& loader, auto& key) { loader.hasEntry(key); },
+    [](auto& loader, auto& key) { loader.getCurrentPath(key.index()); },
+    [](auto& loader, auto& key) { loader.setInt(key, 5); },
+    [](auto& loader, auto& key) { loader.setDouble(key, 0.5); },
+    [](auto& loader, auto& key) { loader.setBoolean(key, true); },
+    [](auto& loader, auto& key) { loader.setString(key, kNames[4]); },
+    [](auto& loader, auto& key) { loader.setVector(key, {}); },
+    [](auto& loader, auto& key) { loader.setQuaternion(key, {}); },
+    [](auto& loader, auto& key) { loader.createGlobalTable(std::string(key.text())); },
+    [](auto& loader, auto& key) { loader.beginSubtable(key); },
+    [](auto& loader, auto& key) { loader.createSubtable(key); },
+    [](auto& loader, auto& /*key*/) { loader.endSubtable(); },
+    [](auto& loader, auto& key) { loader.beginArray(key); },
+    [](auto& loader, auto& /*key*/) { loader.beginArray(); },
+    [](auto& loader, auto& /*key*/) { loader.nextArray(); },
+    [](auto& loader, auto& /*key*/) { loader.beginSubtables(); },
+    [](auto& loader, auto& /*key*/) {
+        std::string name;
         loader.nextSubtable(name);
-        break;
-    case 7:
-        loader.beginMetatable();
-        break;
-    case 8:
-        loader.beginArray();
-        break;
-    default:
-        loader.load("root");
-        break;
-    }
-}
+    },
+    [](auto& loader, auto& /*key*/) { loader.beginMetatable(); },
+    [](auto& loader, auto& /*key*/) { loader.newMetatable(); },
+    [](auto& loader, auto& /*key*/) { loader.load("root"); },
+};
 
 void callOne(Lua::Loader& loader, Bytes& bytes) {
-    const std::uint8_t call = bytes.take();
-    const Lua::Key key = keyOf(bytes.take());
-    switch (call % 4) {
-    case 0:
-        read(loader, call / 4 % 8, key);
-        break;
-    case 1:
-        write(loader, call / 4 % 8, key);
-        break;
-    default:
-        walk(loader, call / 4 % 10, key);
-        break;
-    }
+    const Call call = kCalls[bytes.take() % std::size(kCalls)];
+    call(loader, keyOf(bytes.take()));
 }
 
 // What is on a stack, as far as values have identities.
