@@ -1,0 +1,64 @@
+#include "Common/Allocator.h"
+
+#include "common/allocator_counters.h"
+#include "core/memory_pool.h"
+
+#include <atomic>
+#include <new>
+
+namespace {
+
+constinit std::atomic<std::uint64_t> heldBytes{0};
+constinit std::atomic<std::uint64_t> allocations{0};
+constinit std::atomic<std::uint64_t> releases{0};
+
+// Static initialisers make containers before the library is attached and its pools are open. They
+// run on one thread; opening is a comparison ever after.
+core::MemoryPool& openPool() {
+    core::MemoryPool& pool = core::defaultPool();
+    pool.open();
+    return pool;
+}
+
+} // namespace
+
+void qz::incSTLAllocatorCounter(std::uint64_t bytes) {
+    heldBytes.fetch_add(bytes, std::memory_order_relaxed);
+    allocations.fetch_add(1, std::memory_order_relaxed);
+}
+
+void qz::decSTLAllocatorCounter(std::uint64_t bytes) {
+    heldBytes.fetch_sub(bytes, std::memory_order_relaxed);
+    releases.fetch_add(1, std::memory_order_relaxed);
+}
+
+std::uint64_t qz::getSTLAllocatorCounter() {
+    return heldBytes.load(std::memory_order_relaxed);
+}
+
+void* qz::allocateCounted(std::size_t bytes) {
+    incSTLAllocatorCounter(bytes);
+    void* const block = openPool().allocate(bytes);
+    if (block == nullptr) {
+        decSTLAllocatorCounter(bytes);
+        throw std::bad_alloc();
+    }
+    return block;
+}
+
+void qz::releaseCounted(void* block, std::size_t bytes) {
+    if (block != nullptr) {
+        core::defaultPool().release(block, bytes);
+        decSTLAllocatorCounter(bytes);
+    }
+}
+
+common::AllocatorActivity common::takeAllocatorActivity() {
+    return {allocations.exchange(0, std::memory_order_relaxed),
+            releases.exchange(0, std::memory_order_relaxed)};
+}
+
+void common::resetAllocatorCounters() {
+    heldBytes.store(0, std::memory_order_relaxed);
+    takeAllocatorActivity();
+}

@@ -1,0 +1,19 @@
+// The library's own look at the counters of qz::allocator, beyond their public face.
+#pragma once
+
+#include <cstdint>
+
+namespace common {
+
+struct AllocatorActivity {
+    std::uint64_t allocations;
+    std::uint64_t releases;
+};
+
+// What happened since the last call.
+AllocatorActivity takeAllocatorActivity();
+
+// Zeroes the bytes held and the activity.
+void resetAllocatorCounters();
+
+} // namespace common
