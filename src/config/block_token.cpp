@@ -1,0 +1,50 @@
+#include "config/block_token.h"
+
+namespace qz::config {
+
+bool BlockToken::matchTokens(Matching& matching) const {
+    if (!isAssignment() && matching.isDeepest()) {
+        return matching.fail();
+    }
+    const Matching::Mark start = matching.mark();
+    if (!open_.matchTokens(matching)) {
+        return false;
+    }
+    Entry& entry = openEntry(matching, start);
+    EntryList kept{};
+    bool isMatch = false;
+    {
+        const Matching::Nesting nesting(matching, kept, isAssignment() ? 0 : 1);
+        isMatch = inner_.matchTokens(matching) && close_.matchTokens(matching);
+    }
+    if (!isMatch) {
+        matching.offerForValue(nullptr);
+        matching.rewind(start);
+        return false;
+    }
+    closeEntry(entry, kept);
+    matching.keep(entry, start);
+    return true;
+}
+
+Entry& BlockToken::openEntry(Matching& matching, const Matching::Mark& start) const {
+    if (type_ == Type::kList) {
+        return matching.makeEntry();
+    }
+    NamedEntry& entry = matching.makeEntry(matching.textOf(*start.position));
+    if (isAssignment()) {
+        matching.offerForValue(&entry);
+    }
+    return entry;
+}
+
+void BlockToken::closeEntry(Entry& entry, EntryList kept) const {
+    if (isAssignment()) {
+        static_cast<NamedEntry&>(entry).valuePlace = entry.place;
+    } else {
+        entry.type = type_;
+        entry.entries = kept;
+    }
+}
+
+} // namespace qz::config

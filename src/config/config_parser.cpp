@@ -1,0 +1,233 @@
+#include "Config/ConfigParser.h"
+
+#include "config/edited_text.h"
+#include "config/lexical_analyser.h"
+#include "config/syntactic_analyser.h"
+#include "config/tree.h"
+#include "config/vocabulary.h"
+#include "config/writer.h"
+#include "platform/whole_file.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstring>
+#include <new>
+#include <optional>
+
+using namespace qz::config;
+
+const char* ConfigParser::Error::what() const noexcept {
+    return message.c_str();
+}
+
+void ConfigParser::Error::reset() {
+    message.clear();
+    line = -1;
+    column = -1;
+}
+
+namespace {
+
+// Both analysers with what they need of each other.
+struct Analysers {
+    Analysers()
+        : lexical(withVocabulary()), syntactic(lexical), names(lexical.find(IdentifierToken())) {}
+
+    static LexicalAnalyser withVocabulary() {
+        LexicalAnalyser lexical;
+        addVocabulary(lexical);
+        return lexical;
+    }
+
+    const LexicalAnalyser lexical;
+    const SyntacticAnalyser syntactic;
+    const std::shared_ptr<const IdentifierToken> names;
+};
+
+enum class Origin { file, memory };
+
+} // namespace
+
+struct ConfigParser::Impl {
+    Impl() {
+        try {
+            analysers.emplace();
+        } catch (const std::bad_alloc&) {
+            analysers.reset(); // what isInitialized tells
+        }
+    }
+
+    void begin();
+    bool parse(SourceText text, Origin origin);
+    void locate(const Place& place);
+
+    bool saveFile(const std::string& name, bool (Impl::*build)(std::string&) const) const;
+    bool saveBuffer(char** buffer, int& length, bool (Impl::*build)(std::string&) const) const;
+    bool buildWithLineFeeds(std::string& text) const { return buildWhole("\n", text); }
+    bool buildForFile(std::string& text) const { return buildWhole("\r\n", text); }
+    bool buildEdited(std::string& text) const;
+    bool buildWhole(const char* lineEnd, std::string& text) const;
+
+    std::optional<Analysers> analysers;
+    Tree tree;
+    std::string fileName;
+    Error error;
+};
+
+// Nothing of the last text is left while the next is read.
+void ConfigParser::Impl::begin() {
+    error.reset();
+    tree.clear();
+}
+
+bool ConfigParser::Impl::parse(SourceText text, Origin origin) {
+    try {
+        tree.setSource(std::move(text));
+        analysers->syntactic.analyse(analysers->lexical.analyse(tree.source()), tree);
+        return true;
+    } catch (const LexicalAnalyser::Error& failure) {
+        locate(failure.where());
+        if (origin == Origin::memory) {
+            error.line = -1;
+        }
+    } catch (const SyntacticAnalyser::Error& failure) {
+        error.message = failure.what();
+        if (failure.where().length > 0) {
+            locate(failure.where());
+        }
+    } catch (const std::exception&) {
+        error.message = "Out of memory";
+    }
+    tree.clear();
+    return false;
+}
+
+void ConfigParser::Impl::locate(const Place& place) {
+    error.line = tree.sourceText().lineOf(place.offset);
+    error.column = static_cast<int>(place.offset);
+}
+
+bool ConfigParser::Impl::buildWhole(const char* lineEnd, std::string& text) const {
+    Writer writer(*analysers->names, lineEnd);
+    const bool isWritten = writer.addEntries(tree.root().entries);
+    text = std::move(writer.text());
+    return isWritten;
+}
+
+bool ConfigParser::Impl::buildEdited(std::string& text) const {
+    return EditedText(tree, *analysers->names).build(text);
+}
+
+bool ConfigParser::Impl::saveFile(const std::string& name,
+                                  bool (Impl::*build)(std::string&) const) const {
+    std::string text;
+    return !name.empty() && analysers && (this->*build)(text) && text.size() <= INT_MAX &&
+           platform::replaceContents(name.c_str(), text);
+}
+
+bool ConfigParser::Impl::saveBuffer(char** buffer, int& length,
+                                    bool (Impl::*build)(std::string&) const) const {
+    std::string text;
+    if (buffer == nullptr || !analysers || !(this->*build)(text) || text.size() >= INT_MAX) {
+        return false;
+    }
+    const std::size_t size = text.size() + 1;
+    *buffer = new char[size];
+    std::copy_n(text.c_str(), size, *buffer);
+    length = static_cast<int>(size);
+    return true;
+}
+
+ConfigParser::ConfigParser() : impl_(std::make_unique<Impl>()) {}
+
+ConfigParser::~ConfigParser() = default;
+
+bool ConfigParser::parse(const std::string& fileName) {
+    impl_->begin();
+    if (!impl_->analysers) {
+        return false;
+    }
+    std::optional<SourceText> text = SourceText::read(fileName);
+    if (!text || !impl_->parse(std::move(*text), Origin::file)) {
+        return false;
+    }
+    impl_->fileName = fileName;
+    return true;
+}
+
+bool ConfigParser::parse(const char* text, int length) {
+    if (text == nullptr || !impl_->analysers) {
+        impl_->begin();
+        return false;
+    }
+    // The copy first: the text may be one that the tree is made of.
+    const std::size_t size = length < 1 ? std::strlen(text) : static_cast<std::size_t>(length);
+    SourceText copy = SourceText::copyOf({text, size});
+    impl_->begin();
+    return impl_->parse(std::move(copy), Origin::memory);
+}
+
+bool ConfigParser::save() {
+    return save(impl_->fileName);
+}
+
+bool ConfigParser::save(const std::string& fileName) {
+    return impl_->saveFile(fileName, &Impl::buildForFile);
+}
+
+bool ConfigParser::save(char** buffer, int& length) {
+    return impl_->saveBuffer(buffer, length, &Impl::buildWithLineFeeds);
+}
+
+bool ConfigParser::saveEdited() {
+    return saveEdited(impl_->fileName);
+}
+
+bool ConfigParser::saveEdited(const std::string& fileName) {
+    return impl_->saveFile(fileName, &Impl::buildEdited);
+}
+
+bool ConfigParser::saveEdited(char** buffer, int& length) {
+    return impl_->saveBuffer(buffer, length, &Impl::buildEdited);
+}
+
+void ConfigParser::reset() {
+    impl_->tree.clear();
+}
+
+ConfigParser::iterator ConfigParser::begin() {
+    Entry& root = impl_->tree.root();
+    return {&impl_->tree, &root, root.entries.first};
+}
+
+ConfigParser::iterator ConfigParser::end() {
+    return {&impl_->tree, &impl_->tree.root(), nullptr};
+}
+
+ConfigParser::iterator ConfigParser::find(const std::string& name) {
+    iterator entry = begin();
+    while (!entry.isEnd() && (*entry)->name() != name) {
+        ++entry;
+    }
+    return entry;
+}
+
+bool ConfigParser::isInitialized() const {
+    return impl_->analysers.has_value();
+}
+
+bool ConfigParser::getLastError(Error& error) const {
+    if (!isInitialized()) {
+        return false;
+    }
+    error = impl_->error;
+    return true;
+}
+
+int ConfigParser::getErrorLine() const {
+    return impl_->error.line;
+}
+
+int ConfigParser::getErrorColumn() const {
+    return impl_->error.column;
+}

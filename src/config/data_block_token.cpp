@@ -1,0 +1,56 @@
+#include "config/data_block_token.h"
+
+#include "config/input.h"
+
+namespace qz::config {
+
+DataBlockToken::DataBlockToken(const char* opening, const char* closing, bool isKept,
+                               std::vector<std::string> escapes)
+    : Token(opening, isKept), closing_(closing), escapes_(std::move(escapes)) {}
+
+std::size_t DataBlockToken::matchText(Input& input, std::size_t offset) const {
+    if (!input.has(text(), offset)) {
+        return 0;
+    }
+    const std::size_t closing = findClosing(input, offset + text().size());
+    return closing == std::string_view::npos ? 0 : closing + closing_.size() - offset;
+}
+
+bool DataBlockToken::isEqual(const Token& other) const {
+    return Token::isEqual(other) && closing_ == static_cast<const DataBlockToken&>(other).closing_;
+}
+
+bool DataBlockToken::canBegin(unsigned char character) const {
+    return static_cast<unsigned char>(text().front()) == character;
+}
+
+std::string_view DataBlockToken::contents(std::string_view match) const {
+    return match.substr(text().size(), match.size() - text().size() - closing_.size());
+}
+
+std::size_t DataBlockToken::findClosing(Input& input, std::size_t offset) const {
+    if (escapes_.empty()) {
+        return input.find(closing_, offset);
+    }
+    while (offset < input.text().size()) {
+        if (const std::size_t escape = escapeLength(input, offset)) {
+            offset += escape;
+        } else if (input.has(closing_, offset)) {
+            return offset;
+        } else {
+            ++offset;
+        }
+    }
+    return std::string_view::npos;
+}
+
+std::size_t DataBlockToken::escapeLength(const Input& input, std::size_t offset) const {
+    for (const std::string& escape : escapes_) {
+        if (input.has(escape, offset)) {
+            return escape.size();
+        }
+    }
+    return 0;
+}
+
+} // namespace qz::config

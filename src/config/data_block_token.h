@@ -1,0 +1,34 @@
+// Everything between an opening and a closing text: comments and quoted text.
+#pragma once
+
+#include "config/token.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace qz::config {
+
+class DataBlockToken : public Token {
+public:
+    // Escapes are texts that are stepped over as a whole inside the block, so that a closing text
+    // in one of them does not close.
+    DataBlockToken(const char* opening, const char* closing, bool isKept,
+                   std::vector<std::string> escapes = {});
+
+    std::size_t matchText(Input& input, std::size_t offset) const override;
+    bool isEqual(const Token& other) const override;
+    bool canBegin(unsigned char character) const override;
+
+    // What lies between the two texts of a whole match, escapes as they are.
+    std::string_view contents(std::string_view match) const;
+
+private:
+    std::size_t findClosing(Input& input, std::size_t offset) const;
+    std::size_t escapeLength(const Input& input, std::size_t offset) const;
+
+    std::string closing_;
+    std::vector<std::string> escapes_;
+};
+
+} // namespace qz::config

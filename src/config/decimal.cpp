@@ -1,0 +1,78 @@
+#include "config/decimal.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+
+namespace qz::config {
+
+namespace {
+
+constexpr int kSignificantDigits = 10;
+
+// The power of ten of the first digit that is not 0, roughly: good enough for numbers that are far
+// too large or too small.
+std::int64_t magnitudeOf(std::string_view text) {
+    const std::size_t exponentAt = std::min(text.find_first_of("eE"), text.size());
+    const std::string_view digits = text.substr(0, exponentAt);
+    const auto point = static_cast<std::int64_t>(std::min(digits.find('.'), digits.size()));
+    const auto first =
+        static_cast<std::int64_t>(std::min(digits.find_first_of("123456789"), digits.size()));
+    std::int64_t exponent = 0;
+    if (exponentAt < text.size()) {
+        const std::string_view rest = text.substr(exponentAt + 1);
+        const bool isNegative = rest.starts_with('-');
+        const char* const begin = rest.data() + (isNegative || rest.starts_with('+') ? 1 : 0);
+        // Longer than any text of digits, but far from what overflows when they are added.
+        exponent = std::int64_t{1} << 40;
+        std::from_chars(begin, rest.data() + rest.size(), exponent);
+        exponent = isNegative ? -exponent : exponent;
+    }
+    return point - first + exponent;
+}
+
+double parseAnySize(std::string_view text) {
+    double value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error == std::errc::result_out_of_range) {
+        return magnitudeOf(text) > 0 ? std::numeric_limits<double>::infinity() : 0;
+    }
+    return value;
+}
+
+} // namespace
+
+double parseDecimal(std::string_view text) {
+    constexpr std::size_t kExactDigits = 15;
+    if (text.size() > kExactDigits) {
+        return parseAnySize(text);
+    }
+    std::int64_t value = 0;
+    for (const char digit : text) {
+        if (digit < '0' || digit > '9') {
+            return parseAnySize(text);
+        }
+        value = value * 10 + (digit - '0');
+    }
+    return static_cast<double>(value);
+}
+
+void appendReal(std::string& output, double value) {
+    // Rounded to so many digits, the largest reals would be too large to be read.
+    constexpr double kLargest = 1.797693134e308;
+    value = std::clamp(value, -kLargest, kLargest);
+    char buffer[32];
+    const auto [end, error] = std::to_chars(std::begin(buffer), std::end(buffer), value,
+                                            std::chars_format::general, kSignificantDigits);
+    const std::string_view text(buffer, end);
+    const std::string_view digits = text.substr(0, text.find('e'));
+    output += digits;
+    if (digits.find('.') == std::string_view::npos) {
+        output += ".0";
+    }
+    output += text.substr(digits.size());
+}
+
+} // namespace qz::config

@@ -1,0 +1,16 @@
+// Decimal numbers as text.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace qz::config {
+
+// The value of digits with or without a fraction and an exponent, correctly rounded: infinite or 0
+// if it is too large or too small. The text has been checked.
+double parseDecimal(std::string_view text);
+
+// Adds a finite real with 10 significant digits, and digits on both sides of its point.
+void appendReal(std::string& output, double value);
+
+} // namespace qz::config

@@ -1,0 +1,255 @@
+#include "config/edited_text.h"
+
+#include "config/writer.h"
+
+#include <algorithm>
+#include <functional>
+#include <tuple>
+#include <utility>
+
+namespace qz::config {
+
+namespace {
+
+// Where the value of an assignment or an item stands; a block is all its own.
+Place valuePlaceOf(const Entry& entry) {
+    const bool isAssignment = entry.isNamed && entry.type != Type::kBlock;
+    return isAssignment ? static_cast<const NamedEntry&>(entry).valuePlace : entry.place;
+}
+
+std::size_t closingBraceOf(const Entry& list) {
+    return valuePlaceOf(list).end() - 1;
+}
+
+} // namespace
+
+EditedText::EditedText(const Tree& tree, const IdentifierToken& names)
+    : tree_(tree), names_(names), layout_(tree.source()), erased_(tree.erased()) {
+    std::sort(erased_.begin(), erased_.end(), [](const auto& left, const auto& right) {
+        return left.list == right.list ? left.place.offset < right.place.offset
+                                       : std::less<>()(left.list, right.list);
+    });
+}
+
+bool EditedText::build(std::string& output) {
+    if (!collectEntries(tree_.root(), 0)) {
+        return false;
+    }
+    apply(output);
+    return true;
+}
+
+// The depth is that of the list's entries.
+bool EditedText::collectEntries(const Entry& list, int depth) {
+    if (list.entries.first == nullptr && &list != &tree_.root()) {
+        return false;
+    }
+    for (const Entry* entry = list.entries.first; entry != nullptr; entry = entry->next) {
+        if (entry->isOriginal && !collectEntry(*entry, depth)) {
+            return false;
+        }
+    }
+    if (!list.areEntriesChanged) {
+        return true;
+    }
+    collectErased(list);
+    return collectInserted(list, depth);
+}
+
+bool EditedText::collectEntry(const Entry& entry, int depth) {
+    if (entry.isNameChanged) {
+        if (!names_.matchesAllOf(entry.name())) {
+            return false;
+        }
+        const std::size_t from = entry.place.offset;
+        const std::size_t length = names_.lengthAt(tree_.source(), from);
+        edits_.push_back({from, from + length, std::string(entry.name())});
+    }
+    if (entry.isValueChanged) {
+        return collectValue(entry, depth);
+    }
+    return !entry.holdsEntries() || collectEntries(entry, depth + 1);
+}
+
+bool EditedText::collectValue(const Entry& entry, int depth) {
+    Writer writer(names_, Layout::kLineEnd, {}, depth);
+    const bool isWritten = writer.addValue(entry);
+    const Place place = valuePlaceOf(entry);
+    edits_.push_back({place.offset, place.end(), std::move(writer.text())});
+    return isWritten;
+}
+
+bool EditedText::collectInserted(const Entry& list, int depth) {
+    const Entry* previous = nullptr;
+    for (const Entry* entry = list.entries.first; entry != nullptr;) {
+        if (entry->isOriginal) {
+            previous = std::exchange(entry, entry->next);
+            continue;
+        }
+        const Entry* const first = entry;
+        while (entry != nullptr && !entry->isOriginal) {
+            entry = entry->next;
+        }
+        const Inserted inserted{first, previous, entry};
+        const bool isDone = list.type == Type::kList ? insertItems(list, inserted, depth)
+                                                     : insertEntries(list, inserted, depth);
+        if (!isDone) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// On lines of their own where their neighbour has one, which a comment behind it belongs to as
+// well.
+bool EditedText::insertEntries(const Entry& list, const Inserted& inserted, int depth) {
+    if (inserted.previous != nullptr) {
+        const std::string_view indentation = layout_.indentationAt(inserted.previous->place.offset);
+        const std::size_t offset = inserted.previous->place.end();
+        if (const auto lineEnd = layout_.lineEndAfterComments(offset)) {
+            const std::string before = std::string(Layout::kLineEnd) += indentation;
+            return insert(inserted, *lineEnd, indentation, depth, before, "");
+        }
+        return insert(inserted, offset, indentation, depth, " ", "");
+    }
+    if (inserted.next != nullptr) {
+        const std::size_t offset = inserted.next->place.offset;
+        const std::string_view indentation = layout_.indentationAt(offset);
+        if (layout_.lineBegin(offset)) {
+            const std::string behind = std::string(Layout::kLineEnd) += indentation;
+            return insert(inserted, offset, indentation, depth, "", behind);
+        }
+        return insert(inserted, offset, indentation, depth, "", " ");
+    }
+    return insertEntriesWhereNoneAre(list, inserted, depth);
+}
+
+bool EditedText::insertEntriesWhereNoneAre(const Entry& list, const Inserted& inserted, int depth) {
+    if (&list == &tree_.root()) {
+        const std::size_t end = tree_.source().size();
+        if (end > 0 && !layout_.endsInLineEnd()) {
+            edits_.push_back({end, end, std::string(Layout::kLineEnd)});
+        }
+        return insert(inserted, end, "", depth, "", Layout::kLineEnd);
+    }
+    const std::size_t closing = closingBraceOf(list);
+    std::string indentation(layout_.indentationAt(list.place.offset));
+    indentation.append(Writer::kIndentation, ' ');
+    if (const auto lineBegin = layout_.lineBegin(closing)) {
+        return insert(inserted, *lineBegin, indentation, depth, indentation, Layout::kLineEnd);
+    }
+    return insert(inserted, closing, indentation, depth, "", " ");
+}
+
+bool EditedText::insertItems(const Entry& list, const Inserted& inserted, int depth) {
+    if (inserted.previous != nullptr) {
+        return insert(inserted, inserted.previous->place.end(), "", depth, ", ", "");
+    }
+    if (inserted.next != nullptr) {
+        return insert(inserted, inserted.next->place.offset, "", depth, "", ", ");
+    }
+    const bool isDone = insert(inserted, closingBraceOf(list), "", depth, ", ", "");
+    edits_.back().text.erase(0, 2); // nothing to divide the first from
+    return isDone;
+}
+
+bool EditedText::insert(const Inserted& inserted, std::size_t offset, std::string_view indentation,
+                        int depth, std::string_view before, std::string_view behind) {
+    Writer writer(names_, Layout::kLineEnd, std::string(indentation), depth);
+    bool isWritten = true;
+    for (const Entry* entry = inserted.first; isWritten && entry != inserted.next;
+         entry = entry->next) {
+        writer.addText(before);
+        isWritten = entry->isNamed ? writer.addEntry(*entry) : writer.addValue(*entry);
+        writer.addText(behind);
+    }
+    edits_.push_back({offset, offset, std::move(writer.text())});
+    return isWritten;
+}
+
+void EditedText::collectErased(const Entry& list) {
+    std::vector<Place> erased = erasedIn(list);
+    if (list.type == Type::kList && !erased.empty()) {
+        appendCommas(list, erased);
+    }
+    // What only blanks divide goes as a whole.
+    for (std::size_t i = 0; i < erased.size();) {
+        const std::size_t from = erased[i].offset;
+        std::size_t to = erased[i].end();
+        while (++i < erased.size() && layout_.skipBlanks(to) == erased[i].offset) {
+            to = erased[i].end();
+        }
+        erase(from, to);
+    }
+}
+
+std::vector<Place> EditedText::erasedIn(const Entry& list) const {
+    const auto [first, last] = std::equal_range(
+        erased_.begin(), erased_.end(), Tree::Erased{&list, {}},
+        [](const auto& left, const auto& right) { return std::less<>()(left.list, right.list); });
+    std::vector<Place> places;
+    std::transform(first, last, std::back_inserter(places),
+                   [](const Tree::Erased& erased) { return erased.place; });
+    return places;
+}
+
+// Of all commas between the items of the text those stay that follow an item that stays, the last
+// one excepted.
+void EditedText::appendCommas(const Entry& list, std::vector<Place>& erased) const {
+    std::vector<Item> items;
+    for (const Place& place : erased) {
+        items.push_back({place, true});
+    }
+    const Entry* lastStaying = nullptr;
+    for (const Entry* item = list.entries.first; item != nullptr; item = item->next) {
+        if (item->isOriginal) {
+            items.push_back({item->place, false});
+            lastStaying = item;
+        }
+    }
+    const auto byOffset = [](const auto& left, const auto& right) {
+        return left.offset < right.offset;
+    };
+    std::sort(items.begin(), items.end(), [&](const Item& left, const Item& right) {
+        return byOffset(left.place, right.place);
+    });
+    for (std::size_t i = 0; i + 1 < items.size(); ++i) {
+        const Item& item = items[i];
+        if (item.isErased || item.place.offset == lastStaying->place.offset) {
+            const std::size_t comma = layout_.commaFrom(item.place.end());
+            erased.push_back({static_cast<std::uint32_t>(comma), 1});
+        }
+    }
+    std::sort(erased.begin(), erased.end(), byOffset);
+}
+
+// With the blanks around, or the whole line, that would be left over.
+void EditedText::erase(std::size_t from, std::size_t to) {
+    const auto lineBegin = layout_.lineBegin(from);
+    const auto lineEnd = layout_.lineEnd(to);
+    if (lineBegin && lineEnd) {
+        from = *lineBegin;
+        to = std::min(*lineEnd + Layout::kLineEnd.size(), tree_.source().size());
+    } else if (lineEnd) {
+        from = layout_.skipBlanksBack(from);
+        to = *lineEnd;
+    } else {
+        to = layout_.skipBlanks(to);
+    }
+    edits_.push_back({from, to, {}});
+}
+
+void EditedText::apply(std::string& output) {
+    std::stable_sort(edits_.begin(), edits_.end(), [](const Edit& left, const Edit& right) {
+        return std::tie(left.from, left.to) < std::tie(right.from, right.to);
+    });
+    std::size_t done = 0;
+    for (const Edit& edit : edits_) {
+        output.append(tree_.source(), done, edit.from - done);
+        output += edit.text;
+        done = edit.to;
+    }
+    output.append(tree_.source(), done);
+}
+
+} // namespace qz::config

@@ -1,0 +1,62 @@
+// The text that was parsed, with the changes of its tree put into their places.
+#pragma once
+
+#include "config/identifier_token.h"
+#include "config/layout.h"
+#include "config/tree.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace qz::config {
+
+class EditedText {
+public:
+    EditedText(const Tree& tree, const IdentifierToken& names);
+
+    // False where a change cannot be read again, as with Writer.
+    bool build(std::string& output);
+
+private:
+    // [from, to) of the text becomes something else.
+    struct Edit {
+        std::size_t from;
+        std::size_t to;
+        std::string text;
+    };
+    struct Item {
+        Place place;
+        bool isErased;
+    };
+    // Entries that were inserted one after the other, and what of the text stands around them; null
+    // where nothing does.
+    struct Inserted {
+        const Entry* first;
+        const Entry* previous;
+        const Entry* next;
+    };
+
+    bool collectEntries(const Entry& list, int depth);
+    bool collectEntry(const Entry& entry, int depth);
+    bool collectValue(const Entry& entry, int depth);
+    bool collectInserted(const Entry& list, int depth);
+    bool insertEntries(const Entry& list, const Inserted& inserted, int depth);
+    bool insertEntriesWhereNoneAre(const Entry& list, const Inserted& inserted, int depth);
+    bool insertItems(const Entry& list, const Inserted& inserted, int depth);
+    bool insert(const Inserted& inserted, std::size_t offset, std::string_view indentation,
+                int depth, std::string_view before, std::string_view behind);
+    void collectErased(const Entry& list);
+    std::vector<Place> erasedIn(const Entry& list) const;
+    void appendCommas(const Entry& list, std::vector<Place>& erased) const;
+    void erase(std::size_t from, std::size_t to);
+    void apply(std::string& output);
+
+    const Tree& tree_;
+    const IdentifierToken& names_;
+    Layout layout_;
+    std::vector<Tree::Erased> erased_; // by list, then by place
+    std::vector<Edit> edits_;
+};
+
+} // namespace qz::config

@@ -1,0 +1,34 @@
+#include "config/grammar.h"
+
+#include "config/chain_token.h"
+#include "config/char_token.h"
+#include "config/identifier_token.h"
+#include "config/math_calculator_token.h"
+#include "config/separator_token.h"
+#include "config/string_token.h"
+
+namespace qz::config {
+
+Grammar::Grammar(const LexicalAnalyser& lexical) {
+    const auto text = [&](const char* separator) {
+        return lexical.find(SeparatorToken(separator));
+    };
+    const auto nameAnd = [&](const char* separator) {
+        return std::make_shared<ChainToken>(
+            ChainToken::Links{lexical.find(IdentifierToken()), text(separator)});
+    };
+    const Rule expression = std::make_shared<MathCalculatorToken>(lexical);
+    const Rule string = std::make_shared<StringToken>(lexical);
+    const Rule character = std::make_shared<CharToken>(lexical);
+
+    const Rule value = choice(expression, choice(string, character));
+    const Rule item = choice(list_, value);
+    list_ = block(Type::kList, text("{"),
+                  sequence(item, count(sequence(text(","), item), 0, kUnlimited)), text("}"));
+    const Rule assignment = block(Type::kUnknown, nameAnd("="), choice(value, list_), text(";"));
+    const Rule entries = count(choice(block_, assignment), 1, kUnlimited);
+    block_ = block(Type::kBlock, nameAnd("{"), entries, text("}"));
+    file_ = entries;
+}
+
+} // namespace qz::config

@@ -1,0 +1,46 @@
+// Lines, blanks and comments of a text, for those who change it in places.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace qz::config {
+
+class Layout {
+public:
+    explicit Layout(std::string_view text) : text_(text) {}
+
+    // The blanks that the line of an offset begins with.
+    std::string_view indentationAt(std::size_t offset) const;
+
+    // Where the line begins, if nothing but blanks stands in it before an offset.
+    std::optional<std::size_t> lineBegin(std::size_t offset) const;
+
+    // Where the line ends, if nothing but blanks, or blanks and comments, stands in it from an
+    // offset on. The line's end is its CR LF or the text's end.
+    std::optional<std::size_t> lineEnd(std::size_t offset) const;
+    std::optional<std::size_t> lineEndAfterComments(std::size_t offset) const;
+
+    // Over blanks, forwards and backwards.
+    std::size_t skipBlanks(std::size_t offset) const;
+    std::size_t skipBlanksBack(std::size_t offset) const;
+
+    // The next comma outside comments; there is one.
+    std::size_t commaFrom(std::size_t offset) const;
+
+    bool endsInLineEnd() const { return text_.ends_with(kLineEnd); }
+
+    static constexpr std::string_view kLineEnd = "\r\n";
+
+private:
+    bool has(std::string_view part, std::size_t offset) const {
+        return text_.substr(offset).starts_with(part);
+    }
+    std::size_t skipComment(std::size_t offset) const;
+
+    std::string_view text_;
+};
+
+} // namespace qz::config

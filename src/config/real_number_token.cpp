@@ -1,0 +1,74 @@
+#include "config/real_number_token.h"
+
+#include "config/decimal.h"
+#include "config/digit_token.h"
+#include "config/identifier_token.h"
+#include "config/separator_token.h"
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+
+namespace qz::config {
+
+namespace {
+
+bool beginsExponent(std::string_view text) {
+    return text.front() == 'e' || text.front() == 'E';
+}
+
+bool areDigits(std::string_view text) {
+    return text.find_first_not_of("0123456789") == std::string_view::npos;
+}
+
+// The text of a number that blanks or comments may divide.
+double parseDivided(const Matching& matching, const Matching::Mark& start) {
+    std::string text;
+    for (const Lexeme& lexeme : matching.lexemesSince(start)) {
+        text += matching.textOf(lexeme);
+    }
+    return parseDecimal(text);
+}
+
+} // namespace
+
+RealNumberToken::RealNumberToken(const LexicalAnalyser& lexical)
+    : digits_(lexical.find(DigitToken()))
+    , point_(lexical.find(SeparatorToken(".")))
+    , identifier_(lexical.find(IdentifierToken()))
+    , plus_(lexical.find(SeparatorToken("+")))
+    , minus_(lexical.find(SeparatorToken("-"))) {}
+
+bool RealNumberToken::read(Matching& matching, Number& number) const {
+    const Matching::Mark start = matching.mark();
+    const bool isMatch = matching.accept(digits_.get()) && matching.accept(point_.get()) &&
+                         matching.expect(digits_.get()) && readExponent(matching);
+    if (!isMatch) {
+        matching.rewind(start);
+        return false;
+    }
+    number.isInteger = false;
+    number.value = parseDivided(matching, start);
+    return true;
+}
+
+// An identifier such as "e3", or "e" with a sign and digits behind it.
+bool RealNumberToken::readExponent(Matching& matching) const {
+    if (!matching.isAt(identifier_.get()) || !beginsExponent(matching.text())) {
+        return true;
+    }
+    const std::string_view digits = matching.text().substr(1);
+    if (!areDigits(digits)) {
+        return matching.fail();
+    }
+    matching.accept(identifier_.get());
+    if (!digits.empty()) {
+        return true;
+    }
+    if (!matching.accept(plus_.get())) {
+        matching.accept(minus_.get());
+    }
+    return matching.expect(digits_.get());
+}
+
+} // namespace qz::config

@@ -1,0 +1,86 @@
+#include "config/source_text.h"
+
+#include "core/log.h"
+#include "platform/files.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstdint>
+
+namespace qz::config {
+
+namespace {
+
+class OpenFile {
+public:
+    explicit OpenFile(const char* path)
+        : handle_(platform::openFile(path, platform::FileAccess::read, error_)) {}
+    ~OpenFile() {
+        if (isOpen()) {
+            platform::closeFile(handle_);
+        }
+    }
+    OpenFile(const OpenFile&) = delete;
+    OpenFile& operator=(const OpenFile&) = delete;
+
+    bool isOpen() const { return handle_ != platform::kNoFile; }
+
+    // Nothing for a file whose positions do not fit an error's column.
+    std::optional<std::size_t> size() const {
+        std::int64_t size = 0;
+        if (platform::sizeFile(handle_, size) != 0 || size > INT_MAX) {
+            return std::nullopt;
+        }
+        return static_cast<std::size_t>(size);
+    }
+
+    bool read(char* buffer, std::size_t count) {
+        return platform::readFile(handle_, buffer, count, error_) == count;
+    }
+
+private:
+    platform::SystemError error_ = 0;
+    platform::FileHandle handle_;
+};
+
+void logFailure(const char* verb, const std::string& fileName) {
+    qz_logf("QZCORE", QZ_LOG_ERROR, "LexicalAnalyser: Cannot %s %s", verb, fileName.c_str());
+}
+
+} // namespace
+
+SourceText::SourceText(std::size_t size)
+    : chars_(std::make_unique_for_overwrite<char[]>(size)), size_(size) {}
+
+SourceText SourceText::copyOf(std::string_view text) {
+    SourceText copy(text.size());
+    std::copy(text.begin(), text.end(), copy.chars_.get());
+    return copy;
+}
+
+std::optional<SourceText> SourceText::read(const std::string& fileName) {
+    OpenFile file(fileName.c_str());
+    if (!file.isOpen()) {
+        logFailure("open", fileName);
+        return std::nullopt;
+    }
+    if (const std::optional<std::size_t> size = file.size()) {
+        SourceText text(*size);
+        if (file.read(text.chars_.get(), *size)) {
+            return text;
+        }
+    }
+    logFailure("read", fileName);
+    return std::nullopt;
+}
+
+int SourceText::lineOf(std::size_t offset) const {
+    int line = 1;
+    for (std::size_t at = view().find_first_of("\r\n"); at < offset;
+         at = view().find_first_of("\r\n", at + 2)) {
+        ++line;
+    }
+    return line;
+}
+
+} // namespace qz::config

@@ -1,0 +1,34 @@
+// The text that is parsed.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace qz::config {
+
+class SourceText {
+public:
+    SourceText() = default;
+
+    static SourceText copyOf(std::string_view text);
+
+    // Logs and gives nothing if the file cannot be opened or read.
+    static std::optional<SourceText> read(const std::string& fileName);
+
+    std::string_view view() const { return {chars_.get(), size_}; }
+
+    // The line of an offset, from 1. CR LF is one line's end, and so is either of them with any
+    // other character behind it.
+    int lineOf(std::size_t offset) const;
+
+private:
+    explicit SourceText(std::size_t size);
+
+    std::unique_ptr<char[]> chars_;
+    std::size_t size_ = 0;
+};
+
+} // namespace qz::config

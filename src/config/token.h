@@ -1,0 +1,57 @@
+// Tokens: what a text may be made of. Lexical ones match characters, the others tokens of the list
+// that came of that. They never change, so that rules share them.
+//
+// What a lexical token has produced is a record that points back to it (Lexeme) rather than one
+// more object of its class: it would differ in its place only, and a text has hundreds of
+// thousands.
+#pragma once
+
+#include "config/entry.h"
+
+#include <cstddef>
+#include <string>
+#include <utility>
+
+namespace qz::config {
+
+class Input;
+class Matching;
+
+class Token {
+public:
+    Token() = default;
+    virtual ~Token() = default;
+    Token(const Token&) = delete;
+    Token& operator=(const Token&) = delete;
+
+    // How many characters of the input it takes from an offset on; 0 if it does not match there.
+    virtual std::size_t matchText(Input& input, std::size_t offset) const;
+
+    // Takes lexemes and adds what is kept of them to the matching's output, or leaves both alone
+    // and has the failure recorded. A lexical token takes one lexeme of its own.
+    virtual bool matchTokens(Matching& matching) const;
+
+    // Of the same class, with the same text.
+    virtual bool isEqual(const Token& other) const;
+
+    // Whether a match of characters can begin with this one.
+    virtual bool canBegin(unsigned char character) const;
+
+    bool isKept() const { return isKept_; }
+    const std::string& text() const { return text_; }
+
+protected:
+    Token(std::string text, bool isKept) : text_(std::move(text)), isKept_(isKept) {}
+
+private:
+    std::string text_;
+    bool isKept_ = true;
+};
+
+// What a lexical token matched.
+struct Lexeme {
+    const Token* token;
+    Place place;
+};
+
+} // namespace qz::config

@@ -1,0 +1,103 @@
+#include "config/writer.h"
+
+#include "config/decimal.h"
+#include "config/escapes.h"
+
+#include <charconv>
+#include <cmath>
+#include <iterator>
+
+namespace qz::config {
+
+namespace {
+
+void appendInteger(std::string& output, int value) {
+    char digits[16];
+    output.append(digits, std::to_chars(std::begin(digits), std::end(digits), value).ptr);
+}
+
+} // namespace
+
+bool Writer::addEntries(const EntryList& entries) {
+    for (const Entry* entry = entries.first; entry != nullptr; entry = entry->next) {
+        text_ += indentation_;
+        if (!addEntry(*entry)) {
+            return false;
+        }
+        text_ += lineEnd_;
+    }
+    return true;
+}
+
+bool Writer::addEntry(const Entry& entry) {
+    if (!names_.matchesAllOf(entry.name())) {
+        return false;
+    }
+    text_ += entry.name();
+    if (entry.type == Type::kBlock) {
+        return addBlock(entry.entries);
+    }
+    text_ += " = ";
+    const bool isWritten = addValue(entry);
+    text_ += ';';
+    return isWritten;
+}
+
+bool Writer::addValue(const Entry& entry) {
+    switch (entry.type) {
+    case Type::kInteger:
+        appendInteger(text_, entry.integer);
+        return true;
+    case Type::kReal:
+        if (!std::isfinite(entry.real)) {
+            return false;
+        }
+        appendReal(text_, entry.real);
+        return true;
+    case Type::kString:
+        text_ += '"';
+        appendEscaped(text_, entry.text());
+        text_ += '"';
+        return true;
+    case Type::kList:
+        return addList(entry.entries);
+    default:
+        return false;
+    }
+}
+
+bool Writer::addBlock(const EntryList& entries) {
+    if (entries.first == nullptr || depth_ == kMaxDepth) {
+        return false;
+    }
+    text_.append(lineEnd_).append(indentation_).append("{").append(lineEnd_);
+    ++depth_;
+    indentation_.append(kIndentation, ' ');
+    const bool isWritten = addEntries(entries);
+    indentation_.resize(indentation_.size() - kIndentation);
+    --depth_;
+    text_.append(indentation_).append("}");
+    return isWritten;
+}
+
+bool Writer::addList(const EntryList& items) {
+    if (items.first == nullptr || depth_ == kMaxDepth) {
+        return false;
+    }
+    ++depth_;
+    bool isWritten = true;
+    char before = '{';
+    for (const Entry* item = items.first; isWritten && item != nullptr; item = item->next) {
+        text_ += before;
+        if (before == ',') {
+            text_ += ' ';
+        }
+        before = ',';
+        isWritten = addValue(*item);
+    }
+    text_ += '}';
+    --depth_;
+    return isWritten;
+}
+
+} // namespace qz::config

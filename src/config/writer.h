@@ -1,0 +1,47 @@
+// Entries as text, in the library's own layout.
+#pragma once
+
+#include "config/entry.h"
+#include "config/identifier_token.h"
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace qz::config {
+
+// Functions return false where there is no text that could be read again: an empty block or list, a
+// real that is not finite, a name that is no identifier, braces that are too deep. The text is of
+// no use then.
+class Writer {
+public:
+    static constexpr std::size_t kIndentation = 4; // blanks for each level
+
+    // indentation and depth are those of the entries that will be added.
+    Writer(const IdentifierToken& names, std::string_view lineEnd, std::string indentation = {},
+           int depth = 0)
+        : names_(names), lineEnd_(lineEnd), indentation_(std::move(indentation)), depth_(depth) {}
+
+    // On lines of their own.
+    bool addEntries(const EntryList& entries);
+
+    // Without anything before or behind it.
+    bool addEntry(const Entry& entry);
+    bool addValue(const Entry& entry);
+    void addText(std::string_view text) { text_ += text; }
+
+    std::string& text() { return text_; }
+
+private:
+    bool addBlock(const EntryList& entries);
+    bool addList(const EntryList& items);
+
+    const IdentifierToken& names_;
+    std::string_view lineEnd_;
+    std::string indentation_;
+    int depth_;
+    std::string text_;
+};
+
+} // namespace qz::config

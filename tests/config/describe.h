@@ -1,0 +1,59 @@
+// A tree as one line of text, for tests to compare: {name:value, ...}, items without a name.
+#pragma once
+
+#include "Config/ConfigParser.h"
+
+#include <cstdio>
+#include <string>
+
+namespace qz::test {
+
+inline std::string describe(const ConfigParser::iterator& begin);
+
+inline std::string describeValue(const ConfigParser::iterator& entry) {
+    char number[32];
+    switch (entry.getType()) {
+    case ConfigParser::iterator::kBlock:
+        return "{" + describe(entry.begin()) + "}";
+    case ConfigParser::iterator::kInteger:
+        return std::to_string(entry.getInt());
+    case ConfigParser::iterator::kReal:
+        std::snprintf(number, sizeof number, "%.10gr", entry.getDouble());
+        return number;
+    case ConfigParser::iterator::kString:
+        return "\"" + entry.getString() + "\"";
+    case ConfigParser::iterator::kList:
+        return "[" + describe(entry.begin()) + "]";
+    default:
+        return "?";
+    }
+}
+
+inline std::string describe(const ConfigParser::iterator& begin) {
+    std::string text;
+    for (ConfigParser::iterator entry = begin; !entry.isEnd(); ++entry) {
+        text += entry.name() + (entry.name().empty() ? "" : ":") + describeValue(entry);
+        text += entry.isLast() ? "" : ", ";
+    }
+    return text;
+}
+
+// A text in memory, by its whole length, zero bytes included.
+inline bool parse(ConfigParser& parser, const std::string& text) {
+    return parser.parse(text.c_str(), static_cast<int>(text.size()));
+}
+
+// What a text parses to, or how it fails: "message@column line N".
+inline std::string parsed(const std::string& text) {
+    ConfigParser parser;
+    if (parse(parser, text)) {
+        return describe(parser.begin());
+    }
+    ConfigParser::Error error;
+    parser.getLastError(error);
+    const std::string left = describe(parser.begin());
+    return error.message + "@" + std::to_string(error.column) + " line " +
+           std::to_string(error.line) + left;
+}
+
+} // namespace qz::test

@@ -1,0 +1,162 @@
+// saveEdited: what was not changed stays as it was written.
+#include "config/describe.h"
+
+#include "support/log_capture.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+
+namespace qz::test {
+
+namespace {
+
+using Change = std::function<void(ConfigParser&)>;
+
+// The text after a change of what it was parsed to; for brevity, "|" stands for the end of a line.
+std::string edited(std::string text, const Change& change) {
+    for (std::size_t at = 0; (at = text.find('|', at)) != std::string::npos;) {
+        text.replace(at, 1, "\r\n");
+    }
+    ConfigParser parser;
+    EXPECT_TRUE(parse(parser, text));
+    change(parser);
+    char* buffer = nullptr;
+    int length = 0;
+    if (!parser.saveEdited(&buffer, length)) {
+        return "failed";
+    }
+    const std::unique_ptr<char[]> owned(buffer);
+    std::string result(buffer, static_cast<std::size_t>(length) - 1);
+    EXPECT_EQ(parsed(result), describe(parser.begin())) << result;
+    for (std::size_t at = 0; (at = result.find("\r\n", at)) != std::string::npos;) {
+        result.replace(at, 2, "|");
+    }
+    return result;
+}
+
+constexpr char kSample[] = "// Settings|"
+                           "|"
+                           "width = 0x400;   // wide|"
+                           "\tratio = 16 / 9.0;|"
+                           "audio|{|    volume = 80; /* loud */|    on = true;|}|"
+                           "colors = { {255, 0, 0},|           {0, 255, 0} }; // RGB|";
+
+TEST(ConfigEdited, LeavesEverythingElseAlone) {
+    EXPECT_EQ(edited(kSample, [](ConfigParser&) {}), kSample);
+    EXPECT_EQ(edited(kSample,
+                     [](ConfigParser& p) {
+                         p.find("width").set(1024); // as it was
+                         p.find("audio").find("on").set(true);
+                     }),
+              kSample);
+    const std::string changed = edited(kSample, [](ConfigParser& p) {
+        p.find("width").set(640);
+        p.find("ratio").setName("aspect");
+        p.find("audio").find("volume").set("max");
+        (++p.find("colors").begin().begin()).set(-0.5);
+    });
+    EXPECT_EQ(changed, "// Settings||width = 640;   // wide|\taspect = 16 / 9.0;|"
+                       "audio|{|    volume = \"max\"; /* loud */|    on = true;|}|"
+                       "colors = { {255, -0.5, 0},|           {0, 255, 0} }; // RGB|");
+    EXPECT_EQ(edited("a = {1, 2};", [](ConfigParser& p) { p.find("a").set(1); }), "a = 1;");
+    EXPECT_EQ(edited("", [](ConfigParser& p) { p.end().insert("a", 1); }), "a = 1;|");
+    EXPECT_EQ(edited("/* a */", [](ConfigParser& p) { p.end().insert("a", 1); }),
+              "/* a */|a = 1;|");
+}
+
+TEST(ConfigEdited, InsertsEntriesWhereTheirNeighboursAre) {
+    const Change insertOne = [](ConfigParser& p) { (++p.begin()).insert("x", 1); };
+    EXPECT_EQ(edited("a = 1; // one|// two|b = 2;|", insertOne),
+              "a = 1; // one|x = 1;|// two|b = 2;|");
+    EXPECT_EQ(edited("\ta = 1;", insertOne), "\ta = 1;|\tx = 1;");
+    EXPECT_EQ(edited("a = 1; b = 2;", insertOne), "a = 1; x = 1; b = 2;");
+    EXPECT_EQ(edited("a = 1; /* | */ b = 2;", insertOne), "a = 1; x = 1; /* | */ b = 2;");
+    EXPECT_EQ(edited("a = 1;", [](ConfigParser& p) { p.begin().insert("x", 1); }), "x = 1;|a = 1;");
+    EXPECT_EQ(edited("b { a = 1; }", [](ConfigParser& p) { p.begin().begin().insert("x", 1); }),
+              "b { x = 1; a = 1; }");
+    EXPECT_EQ(edited("b|{|  a = 1;|}|",
+                     [](ConfigParser& p) {
+                         auto block = p.begin().end().insertBlock("c");
+                         block.end().insert("x", 1);
+                         block.end().insert("y", 2);
+                     }),
+              "b|{|  a = 1;|  c|  {|      x = 1;|      y = 2;|  }|}|");
+    const Change replaceAll = [](ConfigParser& p) {
+        p.begin().begin().erase().insert("x", 1);
+        p.begin().end().insert("y", 2);
+    };
+    EXPECT_EQ(edited(" b|{| a = 1; // one|}|", replaceAll),
+              " b|{| // one|     x = 1;|     y = 2;|}|");
+    EXPECT_EQ(edited("b { a = 1; }", replaceAll), "b { x = 1; y = 2; }");
+}
+
+TEST(ConfigEdited, ErasesEntriesWithTheirLines) {
+    const auto without = [](const std::string& name) {
+        return [name](ConfigParser& p) { p.find(name).erase(); };
+    };
+    EXPECT_EQ(edited("a = 1;|  b = 2; |c = 3;", without("b")), "a = 1;|c = 3;");
+    EXPECT_EQ(edited("a = 1;|  b = 2; // two|c = 3;", without("b")), "a = 1;|  // two|c = 3;");
+    EXPECT_EQ(edited("a = 1; b = 2; c = 3;", without("b")), "a = 1; c = 3;");
+    EXPECT_EQ(edited("a = 1; b = 2; c = 3;", without("c")), "a = 1; b = 2;");
+    EXPECT_EQ(edited("a = 1;|b|{| c = 1;|}|", without("b")), "a = 1;|");
+    EXPECT_EQ(edited("a = 1; b = 2;|c = 3;", [](ConfigParser& p) { p.begin().erase().erase(); }),
+              "c = 3;");
+}
+
+TEST(ConfigEdited, KeepsTheCommasOfListsRight) {
+    // For a list of n items: erase those of `erased`, then insert x and y before the position.
+    const auto change = [](unsigned int erased, int position) {
+        return [erased, position](ConfigParser& p) {
+            auto item = p.begin().begin();
+            for (unsigned int bit = 1; !item.isEnd(); bit *= 2) {
+                (erased & bit) != 0 ? item = item.erase() : ++item;
+            }
+            item = p.begin().begin();
+            for (int i = 0; i < position; ++i) {
+                ++item;
+            }
+            if (position >= 0) {
+                item.insertString("x");
+                item.insertString("y");
+            }
+        };
+    };
+    EXPECT_EQ(edited("a = {1, 2, 3};", change(1, -1)), "a = {2, 3};");
+    EXPECT_EQ(edited("a = {1, 2, 3};", change(2, -1)), "a = {1, 3};");
+    EXPECT_EQ(edited("a = {1, 2, 3};", change(4, -1)), "a = {1, 2};");
+    EXPECT_EQ(edited("a = {1, 2, 3};", change(7, 0)), "a = {\"x\", \"y\"};");
+    EXPECT_EQ(edited("a = {1, 2};", change(0, 1)), "a = {1, \"x\", \"y\", 2};");
+    EXPECT_EQ(edited("a = {1, 2};", change(0, 0)), "a = {\"x\", \"y\", 1, 2};");
+    EXPECT_EQ(edited("a = {|  1, // one, 1|  2, // two|  3|};", change(2, -1)),
+              "a = {|  1, // one, 1|  // two|  3|};");
+    EXPECT_EQ(edited("a = {|  1,|  2,|  3|};", change(2, -1)), "a = {|  1,|  3|};");
+    // Whatever is done, the text says what the tree says: `edited` checks it.
+    for (const char* text : {"a = {1,{2},\"3\",4};", "a = { 1 , /*,*/ 2 /*,*/,|3// ,|,|4 };",
+                             "a = {|1|,|2|,|3|,|4|};"}) {
+        for (unsigned int erased = 0; erased < 16; ++erased) {
+            for (int position = -1; position < 5; ++position) {
+                const bool isEmpty = erased == 15 && position < 0;
+                EXPECT_EQ(edited(text, change(erased, position)) == "failed", isEmpty);
+            }
+        }
+    }
+}
+
+TEST(ConfigEdited, IsSavedToTheFileItCameFrom) {
+    const std::string file = (freshDirectory() / "settings.cfg").string();
+    ConfigParser parser;
+    EXPECT_FALSE(parser.saveEdited());
+    writeFile(file, "a = 1; // one\r\n");
+    ASSERT_TRUE(parser.parse(file));
+    for (int i = 2; i < 4; ++i) {
+        parser.find("a").set(i);
+        ASSERT_TRUE(parser.saveEdited());
+        EXPECT_EQ(readFile(file), "a = " + std::to_string(i) + "; // one\r\n");
+    }
+}
+
+} // namespace
+
+} // namespace qz::test

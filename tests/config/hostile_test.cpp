@@ -1,0 +1,112 @@
+// Input that is made to break the parser: an error or a tree, in linear time, on a bounded stack.
+// What is not linear runs into the time limit of the tests.
+#include "config/describe.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+
+namespace qz::test {
+
+namespace {
+
+constexpr std::size_t kMany = 1'000'000;
+
+std::string repeated(const std::string& part, std::size_t count) {
+    std::string text;
+    while (count-- > 0) {
+        text += part;
+    }
+    return text;
+}
+
+// A list of that many braces, or blocks.
+std::string lists(std::size_t depth) {
+    return "a=" + repeated("{", depth) + "1" + repeated("}", depth) + ";";
+}
+
+std::string blocks(std::size_t depth) {
+    return repeated("a{", depth) + "b=1;" + repeated("}", depth);
+}
+
+TEST(ConfigHostile, NestingIsLimited) {
+    EXPECT_NE(parsed(lists(256)).substr(0, 3), "Err");
+    EXPECT_NE(parsed(blocks(256)).substr(0, 3), "Err");
+    EXPECT_EQ(parsed(lists(257)), "Error@258 line 1");
+    EXPECT_EQ(parsed(blocks(257)), "Error@513 line 1");
+    EXPECT_EQ(parsed("a=" + repeated("{", kMany)), "Error@258 line 1");
+    EXPECT_EQ(parsed(repeated("a{", kMany)), "Error@513 line 1");
+    EXPECT_EQ(parsed(blocks(kMany)), "Error@513 line 1");
+    EXPECT_EQ(parsed("a=" + repeated("(", kMany)), "End Of File@-1 line -1");
+    EXPECT_EQ(parsed("a=" + repeated("-(", kMany) + "1" + repeated(")", kMany) + ";"), "a:1");
+    EXPECT_EQ(parsed("a=" + repeated("1+(", kMany) + ";"), "Error@3000002 line 1");
+}
+
+TEST(ConfigHostile, WhatReadsDeepIsSavedDeep) {
+    ConfigParser parser;
+    for (const std::string& text : {lists(256), blocks(256)}) {
+        ASSERT_TRUE(parse(parser, text));
+        char* buffer = nullptr;
+        int length = 0;
+        ASSERT_TRUE(parser.save(&buffer, length));
+        delete[] buffer;
+        parser.begin().erase();
+    }
+    // Deeper than what can be read: made, refused to be saved, destroyed and erased.
+    for (auto block = parser.end().insertBlock("a"); !block.isEnd();) {
+        for (std::size_t i = 0; i < kMany; ++i) {
+            block = block.end().insertBlock("a");
+        }
+        block.end().insert("b", 1);
+        break;
+    }
+    char* buffer = nullptr;
+    int length = 0;
+    EXPECT_FALSE(parser.save(&buffer, length));
+    EXPECT_FALSE(parser.saveEdited(&buffer, length));
+    parser.begin().erase();
+    EXPECT_TRUE(parser.begin().isEnd());
+}
+
+TEST(ConfigHostile, MegabytesOfOneThing) {
+    EXPECT_EQ(parsed(std::string(20 * kMany, ' ')), "");
+    EXPECT_EQ(parsed(std::string(kMany, ' ') + "?"), "@1000000 line -1");
+    EXPECT_EQ(parsed(std::string(kMany, 'a')), "End Of File@-1 line -1");
+    EXPECT_EQ(parsed("a=0x" + std::string(kMany, 'g')), "Error@3 line 1");
+    EXPECT_EQ(parsed("a=0x" + std::string(kMany, '0') + "1;"), "a:1");
+    EXPECT_EQ(parsed("a=" + std::string(kMany, '0') + "1;"), "a:1");
+    EXPECT_EQ(parsed("a=" + std::string(kMany, '9') + ";"), "Error@2 line 1");
+    EXPECT_EQ(parsed("a=0." + std::string(kMany, '3') + ";"), "a:0.3333333333r");
+    EXPECT_EQ(parsed("a=\"" + std::string(kMany, '\\') + "\";").size(), kMany / 2 + 4);
+    EXPECT_EQ(parsed("a=\"" + std::string(kMany, 'x')), "@2 line -1");
+    EXPECT_EQ(parsed(std::string(kMany, '\0')), "@0 line -1");
+    EXPECT_EQ(parsed("a=1" + repeated("*1", kMany) + ";"), "a:1");
+    // Each of these could be the beginning of what does not end.
+    EXPECT_EQ(parsed(repeated("/* ", kMany)), "Error@0 line 1");
+    EXPECT_EQ(parsed(repeated("//", kMany)), "Error@0 line 1");
+    EXPECT_EQ(parsed(repeated("'", kMany + 1)).substr(0, 1), "@");
+}
+
+// No oracle but the sanitizers', and that whatever was read can be saved and read again.
+TEST(ConfigHostile, RandomPieces) {
+    static const char* const kPieces[] = {"a",  "b1",   "{",  "}",    "=",    ";", ",",    "1",
+                                          "0",  ".",    "e",  "x1f",  "-",    "+", "*",    "/",
+                                          "(",  ")",    "'",  "\"",   "\\",   " ", "\r\n", "//",
+                                          "/*", "true", "*/", "a=1;", "b{c=", "}", "={1,", "\xff"};
+    std::mt19937 random(1);
+    int read = 0;
+    for (int round = 0; round < 20000; ++round) {
+        std::string text = "a{";
+        for (auto count = random() % 12; count > 0; --count) {
+            text += kPieces[random() % std::size(kPieces)];
+        }
+        ConfigParser parser;
+        read += parse(parser, text + "b=1;}") ? 1 : 0;
+    }
+    EXPECT_GT(read, 100);
+}
+
+} // namespace
+
+} // namespace qz::test

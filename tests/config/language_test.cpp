@@ -1,0 +1,176 @@
+// What is read, what it is read as, and where it fails.
+#include "config/describe.h"
+
+#include "support/log_capture.h"
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cmath>
+#include <filesystem>
+
+namespace qz::test {
+
+namespace {
+
+// What the value of `a` parses to, or where in `a = <value>;` it fails.
+std::string value(const std::string& text) {
+    const std::string whole = parsed("a = " + text + ";");
+    return whole.starts_with("a:") ? whole.substr(2) : whole;
+}
+
+TEST(ConfigLanguage, ReadsAWholeFile) {
+    EXPECT_EQ(parsed("graphics {\r\n"
+                     "\twidth = 1024; // of the window\r\n"
+                     "    height = 0x300; gamma = 2.2;\r\n"
+                     "    fullscreen = true; /* not\r\n here */ area = 640 * 480;\r\n"
+                     "    ratio = (16 + 0.0) / 9;\r\n"
+                     "    title = \"a \\\"test\\\"\";\r\n"
+                     "    colors = { {255, 0, 0}, {0, 255, 0} };\r\n"
+                     "    audio { volume = 80; }\r\n"
+                     "}\r\n_last1 = 'x';"),
+              "graphics:{width:1024, height:768, gamma:2.2r, fullscreen:1, area:307200, "
+              "ratio:1.777777778r, title:\"a \"test\"\", colors:[[255, 0, 0], [0, 255, 0]], "
+              "audio:{volume:80}}, _last1:120");
+    EXPECT_EQ(parsed(""), "");
+    EXPECT_EQ(parsed(" \t\r\n// nothing\r\n/* at all */"), "");
+    EXPECT_EQ(parsed("true = false; a=1;a=2;"), "true:0, a:1, a:2");
+}
+
+TEST(ConfigLanguage, ReadsNumbers) {
+    EXPECT_EQ(value("007"), "7");
+    EXPECT_EQ(value("0X1f"), "31");
+    EXPECT_EQ(value("0xFFFFFFFF"), "-1");
+    EXPECT_EQ(value("2147483647"), "2147483647");
+    EXPECT_EQ(value("-2147483648"), "-2147483648");
+    EXPECT_EQ(value("2.0e3"), "2000r");
+    EXPECT_EQ(value("2.5E-1 * 4"), "1r");
+    EXPECT_EQ(value("1.0e+2"), "100r");
+    EXPECT_EQ(value("1 /* a */ . 5"), "1.5r");
+    EXPECT_EQ(value("1.0e999999999999999999999"), "infr");
+    EXPECT_EQ(value("1.0e-999999999999999999999"), "0r");
+    EXPECT_EQ(value("0." + std::string(400, '0') + "1e401"), "1r");
+    EXPECT_EQ(value("1" + std::string(400, '0') + ".0"), "infr");
+    // What is no number as a whole ends where it stops being one.
+    EXPECT_EQ(value("0x1G"), "Error@5 line 1");
+    EXPECT_EQ(value("0 x1"), "Error@6 line 1");
+    EXPECT_EQ(value("1.5e"), "Error@8 line 1");
+    EXPECT_EQ(value("1.5e3x"), "Error@7 line 1");
+    EXPECT_EQ(value(".5"), "Error@4 line 1");
+    EXPECT_EQ(value("5."), "Error@6 line 1");
+    EXPECT_EQ(value("1e5"), "Error@5 line 1");
+    // What does not fit.
+    for (const char* text : {"2147483648", "-2147483649", "0x100000000", "1 / 0", "0 / 0",
+                             "5 + 99999999999", "99999999999999999999999999"}) {
+        EXPECT_EQ(value(text).substr(0, 5), "Error") << text;
+    }
+    EXPECT_EQ(value("2147483648"), "Error@4 line 1");
+    EXPECT_EQ(value("3000000000 - 2999999999"), "1");
+}
+
+TEST(ConfigLanguage, EvaluatesExpressions) {
+    EXPECT_EQ(value("7 / 2"), "3");
+    EXPECT_EQ(value("-7 / 2"), "-3");
+    EXPECT_EQ(value("5 / 2 * 2"), "5");
+    EXPECT_EQ(value("2 + 3 * 4 - 6 / 2"), "11");
+    EXPECT_EQ(value("(2 + 3) * -(4 - 6)"), "10");
+    EXPECT_EQ(value("2 * -3 + +1"), "-5");
+    EXPECT_EQ(value("8 - 4 - 2"), "2");
+    EXPECT_EQ(value("-((1))"), "-1");
+    EXPECT_EQ(value("'a' + true"), "98");
+    EXPECT_EQ(value("1 + 0.0"), "1r");
+    EXPECT_EQ(value("-0.0"), "-0r");
+    EXPECT_EQ(value("--1"), "Error@5 line 1");
+    EXPECT_EQ(value("1 +"), "Error@7 line 1");
+    EXPECT_EQ(value("(1"), "Error@6 line 1");
+    EXPECT_EQ(value("1)"), "Error@5 line 1");
+    EXPECT_EQ(value("()"), "Error@5 line 1");
+    EXPECT_EQ(value("1 + \"a\""), "Error@8 line 1");
+}
+
+TEST(ConfigLanguage, ReadsQuotedText) {
+    EXPECT_EQ(value("''"), "0");
+    EXPECT_EQ(value("'\\n'"), "10");
+    EXPECT_EQ(value("'\\''"), "39");
+    EXPECT_EQ(value("'\xff'"), "-1");
+    EXPECT_EQ(value("'ab'"), "Error@4 line 1");
+    EXPECT_EQ(value("'\\q'"), "Error@4 line 1");
+    EXPECT_EQ(value("\"\""), "\"\"");
+    EXPECT_EQ(value(R"("\a\b\f\n\r\t\v\'\"\\\?")"), "\"\a\b\f\n\r\t\v'\"\\?\"");
+    EXPECT_EQ(value(R"("\\n")"), "\"\\n\"");
+    EXPECT_EQ(value(R"("a\q")"), "Error@4 line 1");
+    EXPECT_EQ(value("\"// a\n\t/* { \""), "\"// a\n\t/* { \"");
+    const std::string anyBytes("\0\xff", 2);
+    EXPECT_EQ(value("\"" + anyBytes + "\""), "\"" + anyBytes + "\"");
+}
+
+TEST(ConfigLanguage, IsStrict) {
+    EXPECT_EQ(parsed("a = 1"), "End Of File@-1 line -1");
+    EXPECT_EQ(parsed("a = 1; b"), "End Of File@-1 line -1");
+    EXPECT_EQ(parsed("a {"), "End Of File@-1 line -1");
+    EXPECT_EQ(parsed("a = ;"), "Error@4 line 1");
+    EXPECT_EQ(parsed("a = 1, 2;"), "Error@5 line 1");
+    EXPECT_EQ(parsed("a = {};"), "Error@5 line 1");
+    EXPECT_EQ(parsed("a = {1,};"), "Error@7 line 1");
+    EXPECT_EQ(parsed("a { }"), "Error@4 line 1");
+    EXPECT_EQ(parsed("a { b = 1; };"), "Error@12 line 1");
+    EXPECT_EQ(parsed("1a = 1;"), "Error@0 line 1");
+    EXPECT_EQ(parsed("a = b;"), "Error@4 line 1");
+    EXPECT_EQ(parsed("a = 1;\r\nb {\r\n c = ,;\r\n}"), "Error@18 line 3");
+    // Characters that begin nothing: the line is not told, and they come before any other mistake.
+    EXPECT_EQ(parsed("a = ;\r\n#"), "@7 line -1");
+    EXPECT_EQ(parsed("a = 1;\nb = 2;"), "@6 line -1");
+    EXPECT_EQ(parsed("a = 1;\rb = 2;"), "@6 line -1");
+    EXPECT_EQ(parsed("a = \"b;"), "@4 line -1");
+    EXPECT_EQ(parsed("a = '\\';"), "@4 line -1");
+    EXPECT_EQ(parsed("a = \xe4;"), "@4 line -1");
+    EXPECT_EQ(parsed(std::string("a = 1;\0", 7)), "@6 line -1");
+    // Comments that do not end are none.
+    EXPECT_EQ(parsed("a = 1; /* b"), "Error@7 line 1");
+    EXPECT_EQ(parsed("a = 1; // b"), "Error@7 line 1");
+}
+
+TEST(ConfigLanguage, TakesTextWithAndWithoutLength) {
+    ConfigParser parser;
+    EXPECT_TRUE(parser.parse("a = 1; b = 2;", 6));
+    EXPECT_EQ(describe(parser.begin()), "a:1");
+    EXPECT_TRUE(parser.parse("a = 1; b = 2;", 0));
+    EXPECT_EQ(describe(parser.begin()), "a:1, b:2");
+    EXPECT_FALSE(parser.parse(nullptr, 0));
+    EXPECT_TRUE(parser.begin().isEnd());
+}
+
+TEST(ConfigLanguage, ReadsFiles) {
+    LogCapture log;
+    const std::filesystem::path file = freshDirectory() / "settings.cfg";
+    ConfigParser parser;
+    writeFile(file, "a = 1;\r\nb = 2 3;\r\n");
+    EXPECT_FALSE(parser.parse(file.string()));
+    EXPECT_EQ(parser.getErrorLine(), 2);
+    EXPECT_EQ(parser.getErrorColumn(), 14);
+    writeFile(file, "a = 1;\r\n\r\n  ?\r\n");
+    EXPECT_FALSE(parser.parse(file.string()));
+    ConfigParser::Error error;
+    EXPECT_TRUE(parser.getLastError(error));
+    EXPECT_EQ(error.message, "");
+    EXPECT_EQ(error.line, 3);
+    EXPECT_EQ(error.column, 12);
+    writeFile(file, "");
+    EXPECT_TRUE(parser.parse(file.string()));
+    EXPECT_EQ(parser.getErrorLine(), -1);
+    EXPECT_EQ(log.messages(), std::vector<std::string>());
+
+    const std::string missing = (file.parent_path() / "none.cfg").string();
+    EXPECT_FALSE(parser.parse(missing));
+    EXPECT_FALSE(parser.parse(file.parent_path().string()));
+    const std::vector<LogLine> lines = log.take();
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_EQ(lines[0].module, "QZCORE");
+    EXPECT_EQ(lines[0].message, "LexicalAnalyser: Cannot open " + missing);
+    EXPECT_TRUE(parser.getLastError(error));
+    EXPECT_EQ(error.column, -1);
+}
+
+} // namespace
+
+} // namespace qz::test

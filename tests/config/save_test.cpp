@@ -1,0 +1,162 @@
+// Saving: the layout, and that what is saved reads back as the same tree.
+#include "config/describe.h"
+
+#include "support/log_capture.h"
+
+#include <gtest/gtest.h>
+
+#include <cfloat>
+#include <climits>
+#include <cmath>
+#include <cstring>
+#include <filesystem>
+#include <limits>
+#include <memory>
+#include <random>
+
+namespace qz::test {
+
+namespace {
+
+// The text with its terminator checked and cut off; "failed" if there is none.
+std::string saved(ConfigParser& parser) {
+    char* buffer = nullptr;
+    int length = 0;
+    if (!parser.save(&buffer, length)) {
+        return "failed";
+    }
+    const std::unique_ptr<char[]> owned(buffer);
+    EXPECT_EQ(buffer[length - 1], 0);
+    return {buffer, static_cast<std::size_t>(length) - 1};
+}
+
+std::string withCrLf(const std::string& text) {
+    std::string result;
+    for (const char character : text) {
+        result += character == '\n' ? std::string("\r\n") : std::string(1, character);
+    }
+    return result;
+}
+
+TEST(ConfigSave, HasOneLayout) {
+    ConfigParser parser;
+    EXPECT_EQ(saved(parser), "");
+    ASSERT_TRUE(parser.parse("a=1;b{c=-5;d{e=0x10;}}l={1,{2.0,\"\\\"\"},{'a'}};", 0));
+    const std::string text = "a = 1;\n"
+                             "b\n"
+                             "{\n"
+                             "    c = -5;\n"
+                             "    d\n"
+                             "    {\n"
+                             "        e = 16;\n"
+                             "    }\n"
+                             "}\n"
+                             "l = {1, {2.0, \"\\\"\"}, {97}};\n";
+    EXPECT_EQ(saved(parser), text);
+    EXPECT_FALSE(parser.save());
+
+    const std::filesystem::path directory = freshDirectory();
+    const std::string file = (directory / "\xc3\xa4.cfg").string();
+    ASSERT_TRUE(parser.save(file));
+    ASSERT_TRUE(parser.parse(file));
+    EXPECT_EQ(saved(parser), text);
+    parser.find("a").set(2);
+    ASSERT_TRUE(parser.save());
+    EXPECT_EQ(withCrLf(saved(parser)).substr(0, 10), "a = 2;\r\nb\r");
+    ConfigParser other;
+    ASSERT_TRUE(other.parse(file));
+    EXPECT_EQ(other.find("a").getInt(), 2);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(directory), {}), 1);
+}
+
+TEST(ConfigSave, WritesEveryValueSoThatItReadsBack) {
+    std::mt19937_64 random(1);
+    ConfigParser parser;
+    for (const double real : {0.0, -0.0, 1.0, 1e9, 123456789012.0, 1e-5, 1e22, DBL_MAX, -DBL_MAX,
+                              DBL_MIN, DBL_TRUE_MIN, 0.1, 100000.0, 9999999999.5}) {
+        parser.end().insert("r", real);
+    }
+    for (const int integer : {0, -1, INT_MAX, INT_MIN}) {
+        parser.end().insert("i", integer);
+    }
+    std::string bytes;
+    for (int code = 0; code < 256; ++code) {
+        bytes += static_cast<char>(code);
+    }
+    parser.end().insert("s", bytes);
+    for (int i = 0; i < 2000; ++i) {
+        const auto bits = random();
+        double real = 0;
+        std::memcpy(&real, &bits, sizeof real);
+        parser.end().insert("r", std::isfinite(real) ? real : 1.0);
+        parser.end().insert("i", static_cast<int>(bits));
+        std::string text;
+        for (auto count = random() % 20; count > 0; --count) {
+            text += "\\\"'?\n\r\t/*x\xff"[random() % 12];
+        }
+        parser.end().insert("s", text);
+    }
+    ConfigParser copy;
+    ASSERT_TRUE(parse(copy, withCrLf(saved(parser))));
+    EXPECT_EQ(saved(copy), saved(parser));
+    for (auto left = parser.begin(), right = copy.begin(); !left.isEnd(); ++left, ++right) {
+        ASSERT_EQ(left.getType(), right.getType());
+        if (left.getType() == ConfigParser::iterator::kReal) {
+            // The largest, rounded to ten digits, could not be read.
+            ASSERT_NEAR(left.getDouble() / 2, right.getDouble() / 2,
+                        std::abs(left.getDouble()) * 5.1e-10);
+        } else {
+            ASSERT_EQ(describeValue(left), describeValue(right));
+        }
+    }
+}
+
+TEST(ConfigSave, RefusesWhatCannotBeReadBack) {
+    const std::filesystem::path file = freshDirectory() / "kept.cfg";
+    writeFile(file, "kept");
+    const auto refuses = [&](void (*change)(ConfigParser&)) {
+        ConfigParser parser;
+        parser.parse("a = 1; b { c = 1; } l = {1};", 0);
+        change(parser);
+        char* buffer = nullptr;
+        int length = 0;
+        const bool refused = !parser.save(&buffer, length) && !parser.save(file.string()) &&
+                             !parser.saveEdited(&buffer, length) &&
+                             !parser.saveEdited(file.string());
+        return refused && buffer == nullptr && readFile(file) == "kept";
+    };
+    using P = ConfigParser;
+    EXPECT_TRUE(refuses([](P& p) { p.find("b").begin().erase(); }));
+    EXPECT_TRUE(refuses([](P& p) { p.find("l").begin().erase(); }));
+    EXPECT_TRUE(refuses([](P& p) { p.end().insertBlock("empty"); }));
+    EXPECT_TRUE(refuses([](P& p) { p.find("a").set(std::numeric_limits<double>::infinity()); }));
+    EXPECT_TRUE(refuses([](P& p) { p.find("a").set(std::nan("")); }));
+    EXPECT_TRUE(refuses([](P& p) { p.find("b").setName("no identifier"); }));
+    EXPECT_TRUE(refuses([](P& p) { p.end().insert("", 1); }));
+    EXPECT_TRUE(refuses([](P& p) { p.end().insert("1a", 1); }));
+    ConfigParser parser;
+    EXPECT_TRUE(parser.parse("a = 1.0 / 0;", 0));
+    EXPECT_EQ(saved(parser), "failed");
+}
+
+TEST(ConfigSave, ReplacesAFileInOneStep) {
+    namespace fs = std::filesystem;
+    const fs::path directory = freshDirectory();
+    const fs::path file = directory / "settings.cfg";
+    writeFile(file, "old = 1;\r\n");
+    fs::permissions(file, fs::perms::owner_write | fs::perms::group_write | fs::perms::others_write,
+                    fs::perm_options::remove);
+    ConfigParser parser;
+    ASSERT_TRUE(parser.parse("a = 1;", 0));
+    EXPECT_TRUE(parser.save(file.string()));
+    EXPECT_EQ(readFile(file), "a = 1;\r\n");
+    EXPECT_NE(fs::status(file).permissions() & fs::perms::owner_write, fs::perms::none);
+    EXPECT_FALSE(parser.save(directory.string()));
+    EXPECT_FALSE(parser.save((directory / "none" / "a.cfg").string()));
+    EXPECT_FALSE(parser.save(""));
+    EXPECT_EQ(std::distance(fs::directory_iterator(directory), {}), 1);
+}
+
+} // namespace
+
+} // namespace qz::test
