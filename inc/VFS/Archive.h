@@ -8,11 +8,12 @@
  * nothing leads out of what is mounted. Case matters, except in directories on Windows.
  *
  * Archives: stored and deflated entries, also those of zip64 archives, and data in front of the
- * archive, as in programs that unpack themselves. Entries are found by the bytes of their names.
- * Their check sums are not looked at. An archive is refused as a whole if it is damaged in its
- * directory, holds symbolic links, or has names of more than 1024 bytes or 64 levels; so is one
- * with an entry whose size no data of that archive could unpack to. Symbolic links in directories
- * are not followed.
+ * archive, as in programs that unpack themselves. Entries are found by the bytes of their names;
+ * encrypted ones cannot be opened by them. Their check sums are not looked at. An archive is
+ * refused as a whole if it is damaged in its directory, holds symbolic links or two entries of one
+ * name, or has names of more than 1024 bytes or 64 levels; so is one with an entry whose size no
+ * data of that archive could unpack to, or with so many entries, upwards of a hundred thousand,
+ * that mounting it would take minutes. Symbolic links in directories are not followed.
  *
  * Mount ordinary files only: on Linux opening a pipe in a mounted directory waits for its other
  * end.
@@ -21,8 +22,8 @@
  *
  * Threads: files may be read from any threads at once. vfs_init, vfs_deinit, mounting and
  * unmounting are for start-up and shut-down, one at a time; the list of what is mounted is
- * PhysicsFS's and process-wide. On Linux a host that uses PhysicsFS itself shares it: one of the
- * two initialises it.
+ * PhysicsFS's and process-wide. On Linux a host that uses PhysicsFS itself shares it, and must
+ * leave it to vfs_init to initialise it: else nothing here works.
  */
 #ifndef QZCORE_VFS_ARCHIVE_H
 #define QZCORE_VFS_ARCHIVE_H

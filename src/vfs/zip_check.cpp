@@ -39,7 +39,9 @@ constexpr std::size_t kTailSize = 66'000;
 
 // PhysicsFS keeps a record for each level of each name, and recurses through them.
 constexpr std::size_t kMaxNameLength = 1024;
-constexpr std::ptrdiff_t kMaxNameDepth = 64;
+constexpr std::size_t kMaxNameDepth = 64;
+// Records that it may look at while it mounts an archive: that takes it some seconds.
+constexpr std::uint64_t kMaxSteps = std::uint64_t{1} << 28;
 
 constexpr std::uint64_t kIsInExtraField = 0xFFFFFFFF;
 constexpr std::uint64_t kExtra64 = 1;
@@ -47,6 +49,7 @@ constexpr std::uint64_t kStored = 0;
 // Two bits are the least that deflate spends on 258 bytes.
 constexpr std::uint64_t kBestDeflation = 1032;
 
+constexpr std::uint64_t kDos = 0; // the system that an entry was made on
 constexpr std::uint64_t kUnixTypeMask = 0170000;
 constexpr std::uint64_t kUnixSymbolicLink = 0120000;
 
@@ -114,6 +117,9 @@ struct Directory {
 
 std::optional<Directory> readDirectory64(const Archive& archive, const Locator64& locator,
                                          std::uint64_t locatorPosition) {
+    if (locatorPosition == 0) {
+        return std::nullopt; // nothing that it could locate is in front of it
+    }
     const std::uint64_t stated = number(locator, 8, 8);
     std::uint64_t position = stated;
     End64 end;
@@ -201,29 +207,65 @@ bool isPlausible(const Sizes& sizes, std::uint64_t method, const Archive& archiv
     return sizes.packed <= archive.size() && sizes.unpacked <= sizes.packed * growth;
 }
 
-bool isSoundName(const Archive& archive, std::uint64_t position, std::size_t length) {
+// What PhysicsFS makes of the names. It has their records in lists, by a hash, and follows one to
+// its end for each record that is new, so that the time grows with the square of their number, or
+// with more if names are chosen to that end.
+class Names {
+public:
+    // False if the name is no sound one, or with it there are too many.
+    bool add(std::string_view name) {
+        std::size_t depth = 0;
+        std::uint32_t hash = 5381;
+        const std::size_t known = commonLength(name);
+        for (std::size_t index = 0; index < name.size(); ++index) {
+            if (name[index] == '/') {
+                ++depth;
+                steps_ += index < known ? 0 : lengths_[hash % lengths_.size()]++;
+            }
+            hash = hash * 33 ^ static_cast<unsigned char>(name[index]);
+        }
+        steps_ += lengths_[hash % lengths_.size()]++;
+        previousLength_ = name.copy(previous_.data(), previous_.size());
+        return depth < kMaxNameDepth && steps_ <= kMaxSteps;
+    }
+
+private:
+    // Directories within it are those of the name before, as a rule.
+    std::size_t commonLength(std::string_view name) const {
+        const std::string_view previous(previous_.data(), previousLength_);
+        const auto end = std::mismatch(name.begin(), name.end(), previous.begin(), previous.end());
+        return static_cast<std::size_t>(end.first - name.begin());
+    }
+
+    std::array<std::uint64_t, 64> lengths_{};
+    std::uint64_t steps_ = 0;
+    std::array<char, kMaxNameLength> previous_;
+    std::size_t previousLength_ = 0;
+};
+
+bool addName(const Archive& archive, std::uint64_t position, const Entry& entry, Names& names) {
     std::array<char, kMaxNameLength> name;
+    const auto length = static_cast<std::size_t>(number(entry, 28, 2));
     if (length == 0 || length > name.size() || !archive.read(position, name.data(), length)) {
         return false;
     }
-    const auto isSeparator = [](char c) { return c == '/' || c == '\\'; };
-    return std::count_if(name.begin(), name.begin() + static_cast<std::ptrdiff_t>(length),
-                         isSeparator) < kMaxNameDepth;
+    const auto end = std::find(name.begin(), name.begin() + length, '\0');
+    if (number(entry, 5, 1) == kDos) {
+        std::replace(name.begin(), end, '\\', '/');
+    }
+    return names.add({name.begin(), end});
 }
 
 // Moves on to the next entry.
-bool isSoundEntry(const Archive& archive, bool is64, std::uint64_t& position) {
+bool addEntry(const Archive& archive, bool is64, std::uint64_t& position, Names& names) {
     Entry entry;
-    if (!archive.read(position, entry, kEntrySignature)) {
-        return false;
-    }
-    const std::uint64_t nameLength = number(entry, 28, 2);
-    const std::uint64_t extraLength = number(entry, 30, 2);
-    const std::uint64_t extra = position + entry.size() + nameLength;
-    if (!isSoundName(archive, position + entry.size(), static_cast<std::size_t>(nameLength)) ||
+    if (!archive.read(position, entry, kEntrySignature) ||
+        !addName(archive, position + entry.size(), entry, names) ||
         (number(entry, 40, 2) & kUnixTypeMask) == kUnixSymbolicLink) {
         return false;
     }
+    const std::uint64_t extra = position + entry.size() + number(entry, 28, 2);
+    const std::uint64_t extraLength = number(entry, 30, 2);
     Sizes sizes = {number(entry, 20, 4), number(entry, 24, 4)};
     const bool hasExtra64 =
         is64 && (sizes.packed == kIsInExtraField || sizes.unpacked == kIsInExtraField ||
@@ -246,9 +288,10 @@ bool isSoundZip(const char* path) {
     if (!directory) {
         return false;
     }
+    Names names;
     std::uint64_t position = directory->position;
     for (std::uint64_t index = 0; index < directory->entries; ++index) {
-        if (!isSoundEntry(archive, directory->is64, position)) {
+        if (!addEntry(archive, directory->is64, position, names)) {
             return false;
         }
     }
