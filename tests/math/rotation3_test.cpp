@@ -5,7 +5,7 @@
 
 #include <array>
 #include <cmath>
-#include <cstring>
+#include <cstddef>
 #include <limits>
 #include <numbers>
 #include <random>
@@ -136,15 +136,8 @@ private:
 using Precisions = testing::Types<float, double>;
 TYPED_TEST_SUITE(Rotation3Test, Precisions);
 
-TYPED_TEST(Rotation3Test, LiesInMemoryAsXYZW) {
-    const Rotation<TypeParam> rotation{1, 2, 3, 4};
-    TypeParam components[4];
-    static_assert(sizeof rotation == sizeof components);
-    std::memcpy(components, &rotation, sizeof components);
-    EXPECT_EQ(components[0], 1);
-    EXPECT_EQ(components[3], 4);
-    this->expectSame(Rotation<TypeParam>{}, Rotation<TypeParam>{0, 0, 0, 1});
-}
+static_assert(offsetof(Rotation<float>, x) == 0 && offsetof(Rotation<float>, w) == 12 &&
+              sizeof(Rotation<float>) == 16);
 
 TYPED_TEST(Rotation3Test, AngleAndAxis) {
     for (int round = 0; round < 1000; ++round) {
@@ -244,30 +237,17 @@ TYPED_TEST(Rotation3Test, YawPitchRollAtItsThresholds) {
     // Small negative yaws stay, larger ones go once around.
     EXPECT_NEAR(back({0, TypeParam(-0.45e-6), 0, 1}).x, -0.9e-6, 1e-12);
     EXPECT_NEAR(thereAndBack(-1.1e-6, 0, 0).x, 2 * kPi - 1.1e-6, 1e-6);
-    EXPECT_NEAR(thereAndBack(-0.5, 0, 0).x, 2 * kPi - 0.5, 1e-6);
     EXPECT_EQ(thereAndBack(-0.5, 0, 0).x, -TypeParam(0.5) + TypeParam(6.2831855F))
         << "two pi in single precision";
     // The sign of the roll.
     EXPECT_LT(thereAndBack(0, 0, -0.01).z, 0);
     EXPECT_GT(thereAndBack(0, 0, 0.01).z, 0);
     EXPECT_GE(thereAndBack(0, 0, -0.9e-6).z, 0);
-    EXPECT_NEAR(thereAndBack(0.3, 0.2, -3).z, -3, 1e-3);
-}
-
-TYPED_TEST(Rotation3Test, YawJustAboveTheSteepestPitchIsKept) {
-    // A cosine of the pitch of 1e-5 is well above the threshold, one of 1e-7 below it; only double
-    // precision tells such angles from straight up.
-    if (std::is_same_v<TypeParam, float>) {
-        return;
+    // Only double precision tells a cosine of the pitch near the threshold from straight up.
+    if (std::is_same_v<TypeParam, double>) {
+        EXPECT_NEAR(thereAndBack(1, kPi / 2 - 1e-5, 0).x, 1, 1e-3);
+        EXPECT_EQ(thereAndBack(1, kPi / 2 - 1e-7, 0).x, 0);
     }
-    Rotation<TypeParam> rotation;
-    TypeParam yaw, pitch, roll;
-    rotation.setYawPitchRoll(1, TypeParam(kPi / 2 - 1e-5), 0);
-    rotation.getYawPitchRoll(yaw, pitch, roll);
-    EXPECT_NEAR(yaw, 1, 1e-3);
-    rotation.setYawPitchRoll(1, TypeParam(kPi / 2 - 1e-7), 0);
-    rotation.getYawPitchRoll(yaw, pitch, roll);
-    EXPECT_EQ(yaw, 0);
 }
 
 TYPED_TEST(Rotation3Test, FromToIsTheShortestTurn) {
@@ -299,12 +279,6 @@ TYPED_TEST(Rotation3Test, FromToIsTheShortestTurn) {
     this->expectSame(rotation, {0, 0, 2, 1});
 }
 
-TYPED_TEST(Rotation3Test, BasisLeavesOutNullPointers) {
-    Vector<TypeParam> y;
-    this->about({0, 0, 1}, kPi / 2).getBasis(nullptr, &y, nullptr);
-    EXPECT_NEAR(y.x, -1, this->kTolerance);
-}
-
 TYPED_TEST(Rotation3Test, FromMatrixUndoesGetBasis) {
     int branches[4] = {};
     for (int round = 0; round < 2000; ++round) {
@@ -317,6 +291,7 @@ TYPED_TEST(Rotation3Test, FromMatrixUndoesGetBasis) {
             }
         }
         Rotation<TypeParam> back;
+        back.getBasis(nullptr, nullptr, nullptr);
         back.fromMatrix(rows);
         this->expectTurns(back, this->tableOf(rotation));
         const TypeParam x = std::fabs(back.x), y = std::fabs(back.y), z = std::fabs(back.z);
