@@ -22,6 +22,9 @@ void joinThread(Thread thread);
 // caller holds: waits for a tenth of a second at most.
 void joinEndingThread(Thread thread);
 
+// Tells the running threads apart; never 0.
+std::uintptr_t currentThread();
+
 void yieldThread();
 
 void sleepFor(std::chrono::microseconds time);

@@ -61,6 +61,10 @@ void joinEndingThread(Thread thread) {
     joinThread(thread); // threads end here without the loader
 }
 
+std::uintptr_t currentThread() {
+    return pthread_self();
+}
+
 void yieldThread() {
     sched_yield();
 }

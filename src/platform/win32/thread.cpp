@@ -59,6 +59,10 @@ void joinEndingThread(Thread thread) {
     CloseHandle(handle);
 }
 
+std::uintptr_t currentThread() {
+    return GetCurrentThreadId();
+}
+
 void yieldThread() {
     SwitchToThread();
 }
