@@ -1,0 +1,138 @@
+#include "Mail/Chunk.h"
+
+#include "mail/memory.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace Mail {
+
+namespace {
+
+// What the pool of the buffers' bytes can ever hold: 8192 blocks of 128 KiB.
+constexpr std::uint64_t kAllBytes = std::uint64_t{8192} * 128 * 1024;
+
+} // namespace
+
+Mem::Ptr<Buffer> Buffer::make() {
+    Mem::Ptr<Buffer> buffer = m_pool.make();
+    return buffer && buffer->data_ != nullptr ? buffer : nullptr;
+}
+
+Buffer::Buffer()
+    : data_(static_cast<unsigned char*>(mail::memory().bufferData.alloc()))
+    , end_(data_ == nullptr ? nullptr : data_ + kCapacity) {}
+
+Buffer::~Buffer() {
+    mail::memory().bufferData.free(data_);
+}
+
+void Buffer::operator delete(void* item) {
+    m_pool.free(item);
+}
+
+Chunk::Chunk(Mem::Ptr<Buffer> buffer, unsigned char* begin, unsigned char* end)
+    : buffer_(std::move(buffer)), begin_(begin), end_(end) {}
+
+// Chains may have many thousands of chunks, so they are taken apart in a loop: each chunk has let
+// go of the next by the time it is deleted.
+Chunk::~Chunk() {
+    Chunk* chunk = next_.detachIfLast();
+    while (chunk != nullptr) {
+        Chunk* const following = chunk->next_.detachIfLast();
+        delete chunk;
+        chunk = following;
+    }
+}
+
+void Chunk::operator delete(void* item) {
+    m_pool.free(item);
+}
+
+Mem::Ptr<Chunk> Chunk::try_alloc(std::uint64_t n) {
+    return mail::memory().fresh.carve(n);
+}
+
+Mem::Ptr<Chunk> Chunk::alloc(std::uint64_t n) {
+    if (n > kAllBytes) {
+        return nullptr;
+    }
+    Chain chain;
+    while (n != 0) {
+        Mem::Ptr<Chunk> chunk = try_alloc(n);
+        if (!chunk) {
+            return nullptr;
+        }
+        n -= chunk->size();
+        chain.append(std::move(chunk));
+    }
+    return chain.take();
+}
+
+std::uint64_t Chunk::totalSize() const {
+    std::uint64_t size = 0;
+    for (const Chunk* chunk = this; chunk != nullptr; chunk = chunk->next_.get()) {
+        size += chunk->size();
+    }
+    return size;
+}
+
+Mem::Ptr<Chunk> Chunk::head(std::uint64_t n) const {
+    return n == 0 ? nullptr : m_pool.make(buffer_, begin_, begin_ + std::min(n, size()));
+}
+
+Mem::Ptr<Chunk> Chunk::tail(std::uint64_t n) const {
+    return n >= size() ? nullptr : m_pool.make(buffer_, begin_ + n, end_);
+}
+
+Mem::Ptr<Chunk> Chunk::rbefore(std::uint64_t n) const {
+    Chain result;
+    for (const Chunk* chunk = this; n != 0 && chunk != nullptr; chunk = chunk->next_.get()) {
+        result.append(chunk->head(n));
+        n -= std::min(n, chunk->size());
+    }
+    return result.take();
+}
+
+Mem::Ptr<Chunk> Chunk::rafter(std::uint64_t n) const {
+    for (const Chunk* chunk = this; chunk != nullptr; chunk = chunk->next_.get()) {
+        if (n < chunk->size()) {
+            Mem::Ptr<Chunk> result = chunk->tail(n);
+            if (result) {
+                result->next_ = chunk->next_;
+            }
+            return result;
+        }
+        n -= chunk->size();
+    }
+    return nullptr;
+}
+
+void Chain::append(Mem::Ptr<Chunk> chunks) {
+    if (!chunks) {
+        return;
+    }
+    (last_ ? last_->next_ : first_) = chunks;
+    while (chunks->next_) {
+        chunks = Mem::Ptr<Chunk>(chunks->next_);
+    }
+    last_ = std::move(chunks);
+}
+
+Mem::Ptr<Chunk> Chain::pop() {
+    Mem::Ptr<Chunk> chunk = std::move(first_);
+    if (chunk) {
+        first_ = std::move(chunk->next_);
+    }
+    if (!first_) {
+        last_ = nullptr;
+    }
+    return chunk;
+}
+
+Mem::Ptr<Chunk> Chain::take() {
+    last_ = nullptr;
+    return std::move(first_);
+}
+
+} // namespace Mail

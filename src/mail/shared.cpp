@@ -1,0 +1,3 @@
+#include "Mail/Shared.h"
+
+Mem::Shared::~Shared() = default;
