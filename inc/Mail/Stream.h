@@ -1,0 +1,302 @@
+/* Writing messages and reading them, as bytes and as fields of bits. C++ only.
+ *
+ *     Mail::Message message(kAddress);
+ *     {
+ *         Mail::Writer writer(message);
+ *         writer.put(kind, 3);
+ *         writer.writeHalf(speed);
+ *     } // here the bytes go into the message
+ *     globalMail->send(message);
+ *
+ *     Mail::Reader reader(message);
+ *     const unsigned int kind = reader.get(3);
+ *     const float speed = reader.readHalf();
+ *
+ * A message says nothing about what it holds: its meaning is the order of the reads, which mirrors
+ * that of the writes. Fields follow each other bit by bit, the most significant bit first;
+ * docs/formats/message.md has the format in full.
+ *
+ * Nothing here reports an error. What is read past the end is zero; what would make a message too
+ * long is dropped; a width outside its range gives any bits, but as many on both sides. Any bytes
+ * may be read in any way.
+ *
+ * A reader or writer belongs to one thread at a time. Several threads may read one message at once,
+ * but nobody may write to a message that is being read.
+ */
+#ifndef QZCORE_MAIL_STREAM_H
+#define QZCORE_MAIL_STREAM_H
+
+#include "Core/Export.h"
+#include "Mail/Chunk.h"
+#include "Mail/Message.h"
+#include "Mail/Shared.h"
+
+#include <stdint.h>
+#include <string.h>
+#include <type_traits>
+
+/* Selects the constructor of an empty reader. */
+namespace Var {
+struct Nil {};
+} // namespace Var
+
+namespace Mail {
+
+/* Writes bytes into buffers as they come, and hands them out as a chain. */
+class QZ_API ByteWriter {
+public:
+    ByteWriter();
+
+    /* Drops what was written if end() has not been called. */
+    ~ByteWriter();
+
+    ByteWriter(const ByteWriter&) = delete;
+    ByteWriter& operator=(const ByteWriter&) = delete;
+
+    ByteWriter& putData(const void* data, uint64_t n);
+
+    /* The `nbytes` low bytes of a number, 1 to 4, the most significant first. */
+    ByteWriter& putInt(int value, uint64_t nbytes);
+
+    /* The chain of everything written, and the end of the writer: what is written afterwards is
+     * dropped. Null if nothing was written, or there was not enough memory for all of it. */
+    Mem::Ptr<Chunk> end();
+
+private:
+    friend class Writer;
+
+    /* Makes room for a byte. False if there is no memory. */
+    bool prepare() { return cursor_ != end_ || nextRegion(); }
+
+    bool nextRegion();
+    void takeRegion();
+    void keepWritten();
+    void giveBackRest();
+    void close();
+
+    Chain chain_;
+    Mem::Ptr<Buffer> buffer_; // null when nothing can be written any more
+    unsigned char* start_ = nullptr;
+    unsigned char* cursor_ = nullptr;
+    unsigned char* end_ = nullptr;
+};
+
+/* Reads the bytes of chains, which stay as they are. */
+class QZ_API ByteReader {
+public:
+    ByteReader() = default;
+
+    /* add(chain). */
+    explicit ByteReader(const Mem::Ptr<Chunk>& chain);
+
+    ByteReader(const ByteReader&) = delete;
+    ByteReader& operator=(const ByteReader&) = delete;
+
+    /* Goes on with this chunk and those that follow it, and forgets what else there was to read.
+     * Returns false if the chunk is null: then there is nothing to read. */
+    bool init(const Mem::Ptr<Chunk>& chunk);
+
+    /* What to read after everything that there is to read. The chain is looked at now: chunks that
+     * are linked behind it later are not read. Null is ignored. */
+    void add(const Mem::Ptr<Chunk>& chain);
+
+    /* Copies up to n bytes and returns how many there were. */
+    uint64_t getData(void* out, uint64_t n);
+
+    /* The next n bytes, or as many as there are, as a chain of their own over the same memory. Null
+     * if that is none. */
+    Mem::Ptr<Chunk> getData(uint64_t n);
+
+    /* A number of `nbytes` bytes, the most significant first; 0 if that is none. Only the last four
+     * count. */
+    int getInt(uint64_t nbytes);
+
+    /* Everything that has not been read, over the same memory; it then has been. Null if that is
+     * nothing. */
+    Mem::Ptr<Chunk> getRemainingData();
+
+private:
+    friend class Reader;
+
+    /* Makes a byte ready at the cursor. False if there are no more. */
+    bool prepare() { return cursor_ != end_ || nextChunk(); }
+
+    bool nextChunk();
+    void enqueue(const Mem::Ptr<Chunk>& chain);
+    void clear();
+
+    Mem::Ptr<Chunk> next_;
+    Mem::Ptr<Chunk> tailOfQueue_; // null unless all that follows are the reader's own chunks
+    Mem::Ptr<Buffer> buffer_;
+    unsigned char* cursor_ = nullptr;
+    unsigned char* end_ = nullptr;
+    uint64_t queued_ = 0;
+};
+
+/* What writers and readers have in common: one function that is written for a Stream both writes a
+ * structure and reads it.
+ *
+ *     void exchange(Mail::Stream& stream, Unit& unit) {
+ *         stream.transfer(unit.type, 12);
+ *         stream.transfer(unit.position);
+ *     }
+ */
+class QZ_API Stream {
+public:
+    virtual ~Stream();
+
+    Stream(const Stream&) = delete;
+    Stream& operator=(const Stream&) = delete;
+
+    bool isWriter() const { return direction_ != 0; }
+
+    /* Writes the low `bits` bits of a number, or of another object that is nothing but its bytes,
+     * or reads them into it; at most its size. Reading leaves its other bits alone, those within
+     * the byte that is read in part excepted: they become 0. */
+    template<class T>
+    void transfer(T& value, int bits = static_cast<int>(sizeof(T) * 8)) {
+        static_assert(std::is_trivially_copyable_v<T>);
+        constexpr int kAll = static_cast<int>(sizeof(T) * 8);
+        stream(&value, bits < kAll ? bits : kAll);
+    }
+
+protected:
+    enum class Direction : uint32_t { read = 0, write = 1 };
+
+    Stream(Direction direction, const Message& message);
+
+    /* Moves the low `bits` bits of an object in little-endian memory in the stream's direction:
+     * first those of its highest byte, if that is not whole, then whole bytes downwards. Does
+     * nothing if there are no bits. */
+    virtual void stream(void* data, int bits) = 0;
+
+    uint32_t direction_;
+    Mem::Ptr<MsgImpl> body_;
+};
+
+/* Writes fields of bits behind what a message holds already, from a new byte on.
+ *
+ * The bytes go into the message when the writer is destroyed; until then it is as it was. If it
+ * would have more than 65535 of them, all that this writer wrote is dropped; callers rely on it. */
+class QZ_API Writer : public Stream, private ByteWriter {
+public:
+    explicit Writer(const Message& message);
+    ~Writer() override;
+
+    /* The low `bits` bits of a number, 1 to 25. */
+    void put(unsigned int value, unsigned char bits) {
+        const unsigned width = bits < kMaxWidth ? bits : kMaxWidth;
+        write(value & ((uint64_t{1} << width) - 1), width);
+    }
+
+    /* A number from 0 to 1 in steps of 1 / (2^bits - 1), the nearest; others become 0 or 1. Up to
+     * 25 bits. */
+    void writeFixed(double value, int bits);
+
+    /* A number from -2^(intBits - 1) up to 2^(intBits - 1), in steps of 2^-fracBits, the next one
+     * towards minus infinity; each width up to 25. Below that range is written its lowest number.
+     *
+     * At its top, values of 2^(intBits - 1) up to one more come out at its bottom: with 8 and 4
+     * bits, 128.5 is read as -127.5. Only from there on is the highest number written. Callers rely
+     * on it. */
+    void writeFixed(double value, int intBits, int fracBits);
+
+    /* As Math::float2half rounds it. 16 bits. */
+    void writeHalf(float value);
+
+    void stream(void* data, int bits) override {
+        if (bits == 32) {
+            uint32_t value = 0;
+            memcpy(&value, data, sizeof value);
+            write(value, 32);
+        } else {
+            writeObject(static_cast<const unsigned char*>(data), bits);
+        }
+    }
+
+private:
+    static constexpr unsigned kMaxWidth = 32;
+
+    /* A field of up to 56 bits, which has no others set. */
+    void write(uint64_t field, unsigned width) {
+        if (end_ - cursor_ < 8 || width == 0) {
+            writeAcross(field, width);
+            return;
+        }
+        const unsigned pending = bitCount_ + width;
+        const uint64_t bits = uint64_t{bits_} << width | field;
+        const uint64_t bytes = __builtin_bswap64(bits << (64 - pending));
+        memcpy(cursor_, &bytes, sizeof bytes); /* what lies behind the cursor is written again */
+        cursor_ += pending / 8;
+        bits_ = static_cast<uint32_t>(bits);
+        bitCount_ = static_cast<uint8_t>(pending % 8);
+    }
+
+    void writeAcross(uint64_t field, unsigned width);
+    void writeObject(const unsigned char* data, int bits);
+    void flush();
+
+    uint32_t bits_ = 0;    /* the low bitCount_ of them are still to be written */
+    uint8_t bitCount_ = 0; /* 0 to 7 */
+};
+
+/* Reads a message from its start. */
+class QZ_API Reader : public Stream, private ByteReader {
+public:
+    /* Of a new message without bytes. */
+    Reader();
+    explicit Reader(const Var::Nil& nil);
+
+    explicit Reader(const Message& message);
+    ~Reader() override;
+
+    /* A number of 1 to 25 bits. */
+    unsigned int get(unsigned char bits) {
+        return static_cast<unsigned int>(read(bits < kMaxWidth ? bits : kMaxWidth));
+    }
+
+    /* What Writer's functions of such names wrote. */
+    double readFixed(int bits);
+    double readFixed(int intBits, int fracBits);
+    float readHalf();
+
+    void stream(void* data, int bits) override {
+        if (bits == 32) {
+            const auto value = static_cast<uint32_t>(read(32));
+            memcpy(data, &value, sizeof value);
+        } else {
+            readObject(static_cast<unsigned char*>(data), bits);
+        }
+    }
+
+private:
+    static constexpr unsigned kMaxWidth = 32;
+
+    /* A field of up to 56 bits. */
+    uint64_t read(unsigned width) {
+        if (end_ - cursor_ < 8 || width == 0) {
+            return readAcross(width);
+        }
+        uint64_t bytes = 0;
+        memcpy(&bytes, cursor_, sizeof bytes);
+        const uint64_t pending = uint64_t{bits_} << 1 << (63 - bitCount_);
+        const uint64_t ahead = pending | __builtin_bswap64(bytes) >> bitCount_;
+        const unsigned fetched = (width + 7 - bitCount_) / 8;
+        const unsigned known = bitCount_ + fetched * 8;
+        cursor_ += fetched;
+        bits_ = static_cast<uint32_t>(ahead >> (64 - known));
+        bitCount_ = static_cast<uint8_t>(known - width);
+        return ahead >> (64 - width);
+    }
+
+    uint64_t readAcross(unsigned width);
+    void readObject(unsigned char* data, int bits);
+    void init();
+
+    uint32_t bits_ = 0;    /* the low bitCount_ of them were fetched and not yet read */
+    uint8_t bitCount_ = 0; /* 0 to 7 */
+};
+
+} // namespace Mail
+
+#endif
