@@ -15,6 +15,13 @@
 #    define QZ_API __attribute__((visibility("default")))
 #endif
 
+/* For what the library looks up in the program that loads it. */
+#if defined(_WIN32)
+#    define QZ_PROGRAM_EXPORT __declspec(dllexport)
+#else
+#    define QZ_PROGRAM_EXPORT __attribute__((visibility("default")))
+#endif
+
 /* Lets the compiler check printf-style arguments: the positions of the format and of the first
  * value to format (0 for functions that take a va_list). */
 #if defined(_WIN32) && defined(__GNUC__) && !defined(__clang__)
@@ -28,9 +35,11 @@
 #endif
 
 #ifdef __cplusplus
+#    define QZ_EXTERN_C extern "C"
 #    define QZ_EXTERN_C_BEGIN extern "C" {
 #    define QZ_EXTERN_C_END }
 #else
+#    define QZ_EXTERN_C extern
 #    define QZ_EXTERN_C_BEGIN
 #    define QZ_EXTERN_C_END
 #endif

@@ -78,16 +78,27 @@ QZ_LOG_SHORT_NAME(ALL)
 #    undef QZ_LOG_SHORT_NAME
 #endif
 
+/* Which levels the program wants echoed, said once in the executable, at file scope:
+ *
+ *     QZ_LOG_ECHO_LEVELS(QZ_LOG_ALERT | QZ_LOG_ERROR);
+ *
+ * It counts from the load of the library on: a command-line tool has no use for the lines that the
+ * library logs then. Without it all levels but TRACE are echoed, which never is. Log files and
+ * message boxes do not ask. */
+#define QZ_LOG_ECHO_LEVELS(levels)                                 \
+    QZ_EXTERN_C QZ_PROGRAM_EXPORT unsigned int qz_log_echo_levels; \
+    unsigned int qz_log_echo_levels = (levels)
+
 QZ_EXTERN_C_BEGIN
 
 /* Logs one message.
  *
- * The text is taken as it stands; a "%" in it means nothing. Unless the level is TRACE, the line
- * goes to the debugger and to standard error before the call returns: to a console as characters,
- * to a file or pipe as UTF-8 bytes. On Linux nothing is echoed when standard error was closed at
- * load, or was the null device at load and at qz_log_start, which looks again. ALERT shows a
- * message box and returns when it is closed; without a display, and on Linux, the line on standard
- * error is all there is.
+ * The text is taken as it stands; a "%" in it means nothing. Unless the level is TRACE, or one that
+ * the program does not want to see, the line goes to the debugger and to standard error before the
+ * call returns: to a console as characters, to a file or pipe as UTF-8 bytes. On Linux nothing is
+ * echoed when standard error was closed at load, or was the null device at load and at
+ * qz_log_start, which looks again. ALERT shows a message box and returns when it is closed; without
+ * a display, and on Linux, the line on standard error is all there is.
  *
  * When no record is free the message is counted as lost and not echoed either. */
 QZ_API void qz_log(const char* module, unsigned int level, const char* message);

@@ -19,6 +19,7 @@ namespace {
 
 using core::LogRecord;
 
+constexpr unsigned int kEchoable = ~static_cast<unsigned int>(QZ_LOG_TRACE);
 constexpr unsigned int kPopupMask = QZ_LOG_ALERT;
 constexpr char kNullText[] = "<NULL>";
 
@@ -29,6 +30,8 @@ constinit core::LogDuplicates duplicates;
 alignas(core::LogWriter) unsigned char writerStorage[sizeof(core::LogWriter)];
 
 constinit std::atomic<bool> initialised{false};
+
+constinit std::atomic<unsigned int> echoMask{kEchoable};
 
 // Whoever takes the state from `running` to `ending` is the one who ends the thread and drains.
 enum class ThreadState { none, running, ending };
@@ -91,7 +94,7 @@ bool queueMessage(double time, unsigned int level, const char* module, const cha
 }
 
 void echo(double time, unsigned int level, const char* module, const char* message) {
-    if ((level & QZ_LOG_TRACE) == 0 && platform::echoWanted()) {
+    if ((level & ~echoMask.load(std::memory_order_relaxed)) == 0 && platform::echoWanted()) {
         const core::LogLine line(time, level, module, message);
         platform::echo(line.text(), line.length());
     }
@@ -152,6 +155,9 @@ int qz_log_init() {
     writerThreadBegun.create(0);
     writerThreadEnded.create(0);
     platform::refreshEcho();
+    if (const unsigned int* const levels = platform::echoLevels()) {
+        echoMask.store(*levels & kEchoable, std::memory_order_relaxed);
+    }
     initialised.store(true, std::memory_order_release);
     return 0;
 }

@@ -8,6 +8,9 @@ namespace platform {
 // Looks again at what standard error is. Cheap enough for start-up, too dear for each line.
 void refreshEcho();
 
+// The program's qz_log_echo_levels; null if it has none.
+const unsigned int* echoLevels();
+
 // False when nobody could see an echo, so that no line has to be made for it.
 bool echoWanted();
 

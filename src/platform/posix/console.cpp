@@ -10,6 +10,9 @@
 #include <atomic>
 #include <cerrno>
 
+// Left empty by the linker unless the program has one; naming it here makes the linker export that.
+extern "C" __attribute__((weak)) unsigned int qz_log_echo_levels;
+
 namespace platform {
 
 namespace {
@@ -54,6 +57,10 @@ void refreshEcho() {
     static const bool wasOpenAtLoad = isOpen(STDERR_FILENO);
     destination.store(wasOpenAtLoad ? inspect(STDERR_FILENO) : Echo::nowhere,
                       std::memory_order_relaxed);
+}
+
+const unsigned int* echoLevels() {
+    return &qz_log_echo_levels;
 }
 
 bool echoWanted() {

@@ -24,6 +24,11 @@ void writeToStandardError(const char* text, std::size_t length, const wchar_t* w
 
 void refreshEcho() {}
 
+const unsigned int* echoLevels() {
+    const FARPROC variable = GetProcAddress(GetModuleHandleW(nullptr), "qz_log_echo_levels");
+    return reinterpret_cast<const unsigned int*>(variable);
+}
+
 bool echoWanted() {
     return true; // a debugger, or a viewer of debugger output, may listen at any time
 }
