@@ -1,0 +1,137 @@
+"""Runs the command-line tool as its users do: qz_test.py [emulator] path/to/qz"""
+import json
+import pathlib
+import subprocess
+import sys
+import tempfile
+import unittest
+
+COMMAND = []
+
+SETTINGS = ('// how the window looks\r\n'
+            'title = "Outpost";\r\n'
+            'graphics {\r\n'
+            '    width  = 640 * 2;  // pixels\r\n'
+            '    scale = 1.50;\r\n'
+            '    colors = {{255, 0, 0}, {0, 255, 0}};\r\n'
+            '}\r\n'
+            'key = 1;\r\n'
+            'key = 2;\r\n')
+
+
+class QzTest(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+        self.file("settings.cfg", SETTINGS)
+
+    def file(self, name, text):
+        (self.folder / name).write_bytes(text.encode())
+
+    def text(self, name="settings.cfg"):
+        return (self.folder / name).read_bytes().decode()
+
+    def run_qz(self, *arguments):
+        """Returns the exit code, standard output and standard error, lines ending in line feeds."""
+        done = subprocess.run([*COMMAND, *arguments], cwd=self.folder, text=True,
+                              capture_output=True, stdin=subprocess.DEVNULL, timeout=60)
+        return done.returncode, done.stdout, done.stderr
+
+    def conf(self, *arguments):
+        code, out, err = self.run_qz("conf", *arguments)
+        self.assertEqual((code, err), (0, ""))
+        return out
+
+    def refused(self, *arguments):
+        code, out, err = self.run_qz("conf", *arguments)
+        self.assertEqual((code, out), (1, ""))
+        return err
+
+    def test_check_shows_the_spot(self):
+        self.assertEqual(self.conf("check", "settings.cfg"), "")
+        self.file("token.cfg", 'ä = 1;\r\n\r\nb = 2 @ 3;\r\n'.replace("ä", "a"))
+        self.file("grammar.cfg", 'text = "äöü" = 1;\r\n')
+        self.file("end.cfg", "a {\r\n  b = 1;\r\n")
+        err = self.refused("check", "token.cfg", "nowhere.cfg", "grammar.cfg", "end.cfg",
+                           "settings.cfg")
+        self.assertIn("token.cfg:3: error: nothing begins with this character, at offset 16\n"
+                      "    b = 2 @ 3;\n"
+                      "          ^\n", err)
+        self.assertIn("grammar.cfg:1: error: this is not expected here, at offset 16\n"
+                      '    text = "äöü" = 1;\n'
+                      "                 ^\n", err)
+        self.assertIn("nowhere.cfg: cannot be opened", err)
+        self.assertIn("end.cfg:3: error: the file ends too early", err)
+        self.assertNotIn("settings.cfg", err)
+
+    def test_bare_line_feeds(self):
+        self.file("lf.cfg", "a = 1;\n\nb = 2 @ 3;\n")
+        self.assertIn("lf.cfg:1:", self.refused("check", "lf.cfg"))
+        self.assertIn("lf.cfg:3: error: nothing begins with this character, at offset 14\n",
+                      self.refused("check", "--lf", "lf.cfg"))
+        self.file("lf.cfg", "// first\na = 1; // one\n")
+        self.conf("set", "--lf", "lf.cfg", "a", "2")
+        self.assertEqual(self.text("lf.cfg"), "// first\na = 2; // one\n")
+
+    def test_get(self):
+        for path, value in (("title", "Outpost"), ("graphics.width", "1280"),
+                            ("graphics.scale", "1.5"), ("graphics.colors.1", "[0, 255, 0]"),
+                            ("graphics.colors.1.1", "255"), ("key", "1")):
+            self.assertEqual(self.conf("get", "settings.cfg", path), value + "\n")
+        for path, problem in (("graphics.height", "is missing"), ("title.x", "leads through"),
+                              ("graphics.colors.x", "leads to no item"),
+                              ("graphics.colors.2", "is missing"), ("graphics..x", "is no path")):
+            self.assertIn(problem, self.refused("get", "settings.cfg", path))
+
+    def test_set_changes_nothing_else(self):
+        expected = SETTINGS
+        for path, value, old, new in (
+                ("graphics.width", "800", "640 * 2;", "800;"),
+                ("graphics.colors.1.2", "7", "{0, 255, 0}", "{0, 255, 7}"),
+                ("title", "7", '"Outpost"', '"7"')):
+            self.conf("set", "settings.cfg", path, value)
+            expected = expected.replace(old, new)
+            self.assertEqual(self.text(), expected)
+        for path, value in (("sound.music.volume", "0.5"), ("graphics.name", "x y"),
+                            ("graphics.colors.2", "9")):
+            self.conf("set", "settings.cfg", path, value)
+            self.assertEqual(self.conf("get", "settings.cfg", path), value + "\n")
+        self.assertIn("// pixels\r\n", self.text())
+        before = self.text()
+        for path, value, problem in (("graphics.width", "wide", "is an integer, and 'wide' is"),
+                                     ("graphics.scale", "inf", "is a real"),
+                                     ("graphics", "1", "is a block or a list"),
+                                     ("no name", "1", "")):
+            self.assertIn(problem, self.refused("set", "settings.cfg", path, value))
+        self.assertEqual(self.text(), before)
+        self.assertEqual([path.name for path in self.folder.iterdir()], ["settings.cfg"])
+
+    def test_json_and_format(self):
+        expected = {"title": "Outpost", "key": [1, 2],
+                    "graphics": {"width": 1280, "scale": 1.5,
+                                 "colors": [[255, 0, 0], [0, 255, 0]]}}
+        self.assertEqual(json.loads(self.conf("json", "settings.cfg")), expected)
+        (self.folder / "bytes.cfg").write_bytes(b'a = "\\\\ \\" \xff\xe4 \x01 \xe2\x82\xac\xed\xa0\x80";\r\n')
+        self.assertEqual(json.loads(self.conf("json", "bytes.cfg"))["a"],
+                         '\\ " \ufffd\ufffd \x01 \u20ac\ufffd\ufffd\ufffd')
+        self.assertIn("width = 1280;", self.conf("fmt", "settings.cfg"))
+        self.conf("fmt", "--write", "settings.cfg")
+        self.assertEqual(json.loads(self.conf("json", "settings.cfg")), expected)
+        self.assertNotIn("pixels", self.text())
+
+    def test_usage(self):
+        for help_wanted in (["--help"], ["conf", "--help"], ["conf", "set", "--help"]):
+            code, out, err = self.run_qz(*help_wanted)
+            self.assertEqual((code, out[:9], err), (0, "Usage: qz", ""))
+        for wrong in ([], ["frob"], ["conf"], ["conf", "frob"], ["conf", "get", "settings.cfg"],
+                      ["conf", "get", "--frob", "settings.cfg", "a"],
+                      ["conf", "json", "--write", "settings.cfg"]):
+            code, out, err = self.run_qz(*wrong)
+            self.assertEqual((code, out), (2, ""))
+            self.assertIn("qz: error: ", err)
+
+
+if __name__ == "__main__":
+    COMMAND = sys.argv[1:]
+    unittest.main(argv=sys.argv[:1], verbosity=2)

@@ -1,0 +1,170 @@
+#include "conf.h"
+
+#include "conf_commands.h"
+#include "failure.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <string_view>
+
+namespace {
+
+struct CommandLine {
+    ConfOptions options;
+    bool help = false;
+    Arguments operands;
+};
+
+struct Command {
+    std::string_view name;
+    size_t fewest, most; // operands
+    const char* help;
+    int (*run)(const CommandLine& line);
+};
+
+constexpr size_t kAnyNumber = static_cast<size_t>(-1);
+
+int check(const CommandLine& line) {
+    return confCheck(line.operands, line.options);
+}
+
+int get(const CommandLine& line) {
+    confGet(line.operands[0], line.operands[1], line.options);
+    return 0;
+}
+
+int set(const CommandLine& line) {
+    confSet(line.operands[0], line.operands[1], line.operands[2], line.options);
+    return 0;
+}
+
+int format(const CommandLine& line) {
+    confFormat(line.operands[0], line.options);
+    return 0;
+}
+
+int json(const CommandLine& line) {
+    confJson(line.operands[0], line.options);
+    return 0;
+}
+
+constexpr Command kCommands[] = {
+    {"check", 1, kAnyNumber,
+     "Usage: qz conf check [--lf] FILE ...\n"
+     "\n"
+     "Says for each file that is no configuration what is wrong, in which line, at which offset\n"
+     "in bytes, and shows the spot. Exit code 1 if there is such a file.\n",
+     check},
+    {"get", 2, 2,
+     "Usage: qz conf get [--lf] FILE PATH\n"
+     "\n"
+     "Prints a value: a text as it is, a block or a list as JSON. A path names entries, the first\n"
+     "of each name, and items of lists, counted from 0: graphics.colors.0.2\n",
+     get},
+    {"set", 3, 3,
+     "Usage: qz conf set [--lf] [--string] FILE PATH VALUE\n"
+     "\n"
+     "Changes a value in place; comments, order and spelling of everything else stay. A value\n"
+     "keeps its type: what is an integer is set to integers only. An entry that is missing is\n"
+     "added, with the blocks around it, as an integer, a real or a text, by what it looks like;\n"
+     "the number after a list's last item adds one to it.\n"
+     "\n"
+     "  --string   set a text, whatever the value looks like and whatever was there\n",
+     set},
+    {"fmt", 1, 1,
+     "Usage: qz conf fmt [--lf] [--write] FILE\n"
+     "\n"
+     "Prints the file in the library's own layout. Comments are lost, and so is the difference\n"
+     "between an expression and its result.\n"
+     "\n"
+     "  --write    replace the file instead of printing\n",
+     format},
+    {"json", 1, 1,
+     "Usage: qz conf json [--lf] FILE\n"
+     "\n"
+     "Prints the file as JSON. Entries of the same name become one array. Bytes that are not\n"
+     "UTF-8 become U+FFFD.\n",
+     json},
+};
+
+constexpr char kUsage[] =
+    "Usage: qz conf <command> [options] FILE ...\n"
+    "\n"
+    "  check FILE ...        what is wrong, and where\n"
+    "  get FILE PATH         print a value\n"
+    "  set FILE PATH VALUE   change a value, and nothing else\n"
+    "  fmt FILE              print the file in the standard layout\n"
+    "  json FILE             print the file as JSON\n"
+    "\n"
+    "  --lf                  read and write bare line feeds in place of CR LF\n"
+    "  --help                about one command: qz conf <command> --help\n"
+    "\n"
+    "Options stand before the operands; -- ends them.\n";
+
+// Returns false for what is no option.
+bool takeOption(CommandLine& line, const std::string& argument) {
+    if (argument == "--lf") {
+        line.options.bareLineFeeds = true;
+    } else if (argument == "--write") {
+        line.options.write = true;
+    } else if (argument == "--string") {
+        line.options.asString = true;
+    } else if (argument == "--help" || argument == "-h") {
+        line.help = true;
+    } else if (argument.size() > 1 && argument[0] == '-') {
+        throw UsageError("there is no option " + argument);
+    } else {
+        return false;
+    }
+    return true;
+}
+
+CommandLine readCommandLine(const Arguments& arguments) {
+    CommandLine line;
+    auto argument = arguments.begin() + 1;
+    while (argument != arguments.end() && *argument != "--" && takeOption(line, *argument)) {
+        ++argument;
+    }
+    if (argument != arguments.end() && *argument == "--") {
+        ++argument;
+    }
+    line.operands.assign(argument, arguments.end());
+    return line;
+}
+
+void checkOperands(const Command& command, const CommandLine& line) {
+    const size_t count = line.operands.size();
+    if (count < command.fewest || count > command.most) {
+        const std::string help = command.help;
+        throw UsageError(help.substr(0, help.find('\n')));
+    }
+    if (line.options.write && command.name != "fmt") {
+        throw UsageError("--write is for fmt only");
+    }
+    if (line.options.asString && command.name != "set") {
+        throw UsageError("--string is for set only");
+    }
+}
+
+} // namespace
+
+int conf(const Arguments& arguments) {
+    if (arguments.empty()) {
+        throw UsageError("no command of conf");
+    }
+    if (arguments[0] == "--help" || arguments[0] == "-h") {
+        std::fputs(kUsage, stdout);
+        return 0;
+    }
+    const auto command = std::ranges::find(kCommands, arguments[0], &Command::name);
+    if (command == std::end(kCommands)) {
+        throw UsageError("there is no command conf " + arguments[0]);
+    }
+    const CommandLine line = readCommandLine(arguments);
+    if (line.help) {
+        std::fputs(command->help, stdout);
+        return 0;
+    }
+    checkOperands(*command, line);
+    return command->run(line);
+}

@@ -1,0 +1,192 @@
+#include "conf_commands.h"
+#include "conf_file.h"
+#include "failure.h"
+
+#include <charconv>
+#include <cmath>
+#include <optional>
+#include <string_view>
+#include <utility>
+
+namespace {
+
+using Iterator = ConfigParser::iterator;
+
+// A dotted path: names of entries, and numbers of items in lists.
+class Path {
+public:
+    explicit Path(std::string text) : text_(std::move(text)) {
+        std::string_view rest = text_;
+        for (size_t dot = rest.find('.'); dot != std::string_view::npos; dot = rest.find('.')) {
+            add(rest.substr(0, dot));
+            rest.remove_prefix(dot + 1);
+        }
+        add(rest);
+    }
+
+    const std::string& text() const { return text_; }
+    size_t size() const { return parts_.size(); }
+    const std::string& operator[](size_t i) const { return parts_[i]; }
+
+private:
+    void add(std::string_view part) {
+        if (part.empty()) {
+            throw Failure("'" + text_ + "' is no path: a name is missing");
+        }
+        parts_.emplace_back(part);
+    }
+
+    std::string text_;
+    std::vector<std::string> parts_;
+};
+
+template<class Number>
+std::optional<Number> numberIn(std::string_view text) {
+    Number number{};
+    if (text.starts_with('+')) {
+        text.remove_prefix(1);
+    }
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    const bool isWhole = error == std::errc{} && end == text.data() + text.size();
+    return isWhole ? std::optional(number) : std::nullopt;
+}
+
+std::optional<double> finiteIn(std::string_view text) {
+    const std::optional<double> number = numberIn<double>(text);
+    return number && std::isfinite(*number) ? number : std::nullopt;
+}
+
+// The item of that number; the end if there are as many before it, nothing if there are fewer.
+std::optional<Iterator> itemAt(const Iterator& list, const std::string& part) {
+    const std::optional<unsigned> index = numberIn<unsigned>(part);
+    if (!index) {
+        return std::nullopt;
+    }
+    Iterator item = list.begin();
+    for (unsigned i = 0; i < *index; ++i, ++item) {
+        if (item.isEnd()) {
+            return std::nullopt;
+        }
+    }
+    return item;
+}
+
+class Editor {
+public:
+    Editor(ConfFile& file, const Path& path) : file_(file), path_(path) {}
+
+    Iterator find() {
+        Iterator entry = file_.tree().find(path_[0]);
+        for (size_t i = 1; i < path_.size() && !entry.isEnd(); ++i) {
+            entry = within(entry, i);
+        }
+        if (entry.isEnd()) {
+            fail("is missing");
+        }
+        return entry;
+    }
+
+    void set(const std::string& value, bool asString) {
+        Iterator entry = file_.tree().find(path_[0]);
+        Iterator end = file_.tree().end();
+        for (size_t i = 1; i < path_.size(); ++i) {
+            if (entry.isEnd()) {
+                entry = end.insertBlock(path_[i - 1]);
+            }
+            end = entry.end();
+            entry = within(entry, i);
+        }
+        if (entry.isEnd()) {
+            insert(end, value, asString);
+        } else {
+            replace(entry, value, asString);
+        }
+    }
+
+private:
+    // The entry of the next part of the path; the end of the list or block if it is missing.
+    Iterator within(const Iterator& entry, size_t part) const {
+        if (entry.getType() == Iterator::kList) {
+            const std::optional<Iterator> item = itemAt(entry, path_[part]);
+            if (!item) {
+                fail("leads to no item of a list");
+            }
+            return *item;
+        }
+        if (entry.getType() != Iterator::kBlock) {
+            fail("leads through a value");
+        }
+        return entry.find(path_[part]);
+    }
+
+    void insert(Iterator& end, const std::string& value, bool asString) const {
+        const std::string& name = path_[path_.size() - 1];
+        // Items have no names; where a name belongs, the number is none.
+        const bool isItem = numberIn<unsigned>(name).has_value();
+        const auto number = asString ? std::nullopt : numberIn<int>(value);
+        const auto real = asString ? std::nullopt : finiteIn(value);
+        Iterator added;
+        if (number) {
+            added = isItem ? end.insertInt(*number) : end.insertInt(name, *number);
+        } else if (real) {
+            added = isItem ? end.insertDouble(*real) : end.insertDouble(name, *real);
+        } else {
+            added = isItem ? end.insertString(value) : end.insertString(name, value);
+        }
+        if (added.isEnd()) {
+            fail("can not be added");
+        }
+    }
+
+    void replace(Iterator& entry, const std::string& value, bool asString) const {
+        switch (asString ? Iterator::kString : entry.getType()) {
+        case Iterator::kInteger:
+            entry.set(required(numberIn<int>(value), "an integer", value));
+            break;
+        case Iterator::kReal:
+            entry.set(required(finiteIn(value), "a real", value));
+            break;
+        case Iterator::kString:
+            if (entry.set(value)) {
+                break;
+            }
+            [[fallthrough]];
+        default:
+            fail("is a block or a list, which cannot be set as a whole");
+        }
+    }
+
+    template<class Number>
+    Number required(std::optional<Number> number, const char* type,
+                    const std::string& value) const {
+        if (!number) {
+            fail(std::string("is ") + type + ", and '" + value + "' is none");
+        }
+        return *number;
+    }
+
+    [[noreturn]] void fail(const std::string& problem) const {
+        throw Failure(file_.name() + ": " + path_.text() + " " + problem);
+    }
+
+    ConfFile& file_;
+    const Path& path_;
+};
+
+} // namespace
+
+void confGet(const std::string& name, const std::string& path, const ConfOptions& options) {
+    ConfFile file(name, options.bareLineFeeds);
+    file.parse();
+    const Path parts(path);
+    printValue(Editor(file, parts).find());
+}
+
+void confSet(const std::string& name, const std::string& path, const std::string& value,
+             const ConfOptions& options) {
+    ConfFile file(name, options.bareLineFeeds);
+    file.parse();
+    const Path parts(path);
+    Editor(file, parts).set(value, options.asString);
+    file.writeEdited();
+}

@@ -1,0 +1,34 @@
+#include "conf_commands.h"
+#include "conf_file.h"
+#include "json.h"
+
+#include <cstdio>
+
+namespace {
+
+void print(const std::string& text) {
+    std::fwrite(text.data(), 1, text.size(), stdout);
+}
+
+} // namespace
+
+void printValue(const ConfigParser::iterator& entry) {
+    std::string text;
+    print((entry.getString(text) ? text : jsonValue(entry)) + "\n");
+}
+
+void confFormat(const std::string& name, const ConfOptions& options) {
+    ConfFile file(name, options.bareLineFeeds);
+    file.parse();
+    if (options.write) {
+        file.writeFormatted();
+    } else {
+        print(file.formatted());
+    }
+}
+
+void confJson(const std::string& name, const ConfOptions& options) {
+    ConfFile file(name, options.bareLineFeeds);
+    file.parse();
+    print(jsonObject(file.tree().begin()) + "\n");
+}

@@ -1,0 +1,186 @@
+#include "json.h"
+
+#include <charconv>
+#include <cstdint>
+#include <map>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using Iterator = ConfigParser::iterator;
+
+class Printer {
+public:
+    std::string take() { return std::move(text_); }
+
+    void value(const Iterator& entry) {
+        switch (entry.getType()) {
+        case Iterator::kBlock:
+            object(entry.begin());
+            break;
+        case Iterator::kList:
+            array(entry.begin());
+            break;
+        case Iterator::kInteger:
+            text_ += std::to_string(entry.getInt());
+            break;
+        case Iterator::kReal:
+            number(entry.getDouble());
+            break;
+        default:
+            string(entry.getString());
+        }
+    }
+
+    void object(Iterator first) {
+        open('{');
+        const char* separator = "";
+        for (const auto& [name, entries] : grouped(first)) {
+            text_ += separator;
+            separator = ",";
+            line();
+            string(name);
+            text_ += ": ";
+            if (entries.size() == 1) {
+                value(entries.front());
+            } else {
+                array(entries);
+            }
+        }
+        close('}');
+    }
+
+private:
+    using Group = std::pair<std::string, std::vector<Iterator>>;
+
+    // By name, in the order in which the names come first.
+    static std::vector<Group> grouped(Iterator entry) {
+        std::vector<Group> groups;
+        std::map<std::string, size_t, std::less<>> places;
+        for (; !entry.isEnd(); ++entry) {
+            const auto [place, isNew] = places.emplace(entry.name(), groups.size());
+            if (isNew) {
+                groups.push_back({entry.name(), {}});
+            }
+            groups[place->second].second.push_back(entry);
+        }
+        return groups;
+    }
+
+    void array(Iterator item) {
+        std::vector<Iterator> items;
+        for (; !item.isEnd(); ++item) {
+            items.push_back(item);
+        }
+        array(items);
+    }
+
+    void array(const std::vector<Iterator>& items) {
+        text_ += '[';
+        const char* separator = "";
+        for (const Iterator& item : items) {
+            text_ += separator;
+            separator = ", ";
+            value(item);
+        }
+        text_ += ']';
+    }
+
+    // As short as reads back the same; it keeps a point, so that readers see a real.
+    void number(double value) {
+        char digits[32];
+        const std::string_view shortest(digits,
+                                        std::to_chars(digits, digits + sizeof digits, value).ptr);
+        text_ += shortest;
+        if (shortest.find_first_of(".e") == std::string_view::npos) {
+            text_ += ".0";
+        }
+    }
+
+    void string(std::string_view text) {
+        text_ += '"';
+        while (!text.empty()) {
+            const size_t length = sequenceLength(text);
+            if (length == 0) {
+                text_ += "\xEF\xBF\xBD"; // U+FFFD
+                text.remove_prefix(1);
+            } else {
+                character(text.substr(0, length));
+                text.remove_prefix(length);
+            }
+        }
+        text_ += '"';
+    }
+
+    void character(std::string_view sequence) {
+        const char c = sequence.front();
+        if (c == '"' || c == '\\') {
+            text_ += {'\\', c};
+        } else if (static_cast<unsigned char>(c) < 0x20) {
+            constexpr char kDigits[] = "0123456789abcdef";
+            text_ += "\\u00";
+            text_ += {kDigits[c >> 4], kDigits[c & 15]};
+        } else {
+            text_ += sequence;
+        }
+    }
+
+    // Of the character that the text begins with; 0 if that is not UTF-8.
+    static size_t sequenceLength(std::string_view text) {
+        const auto lead = static_cast<unsigned char>(text[0]);
+        const size_t length = lead < 0x80   ? 1
+                              : lead < 0xC2 ? 0
+                              : lead < 0xE0 ? 2
+                              : lead < 0xF0 ? 3
+                              : lead < 0xF5 ? 4
+                                            : 0;
+        if (length == 0 || length > text.size()) {
+            return 0;
+        }
+        std::uint32_t code = length == 1 ? lead : lead & (0x7FU >> length);
+        for (size_t i = 1; i < length; ++i) {
+            const auto byte = static_cast<unsigned char>(text[i]);
+            if ((byte & 0xC0U) != 0x80) {
+                return 0;
+            }
+            code = code << 6 | (byte & 0x3FU);
+        }
+        const bool overlong = (length == 3 && code < 0x800) || (length == 4 && code < 0x10000);
+        const bool surrogate = code >= 0xD800 && code < 0xE000;
+        return overlong || surrogate || code > 0x10FFFF ? 0 : length;
+    }
+
+    void open(char bracket) {
+        text_ += bracket;
+        ++depth_;
+    }
+
+    void close(char bracket) {
+        --depth_;
+        if (text_.back() != '{') {
+            line();
+        }
+        text_ += bracket;
+    }
+
+    void line() { text_.append("\n").append(2 * depth_, ' '); }
+
+    std::string text_;
+    size_t depth_ = 0;
+};
+
+} // namespace
+
+std::string jsonObject(ConfigParser::iterator first) {
+    Printer printer;
+    printer.object(first);
+    return printer.take();
+}
+
+std::string jsonValue(const ConfigParser::iterator& entry) {
+    Printer printer;
+    printer.value(entry);
+    return printer.take();
+}

@@ -1,0 +1,64 @@
+// The command-line tool: finds the command and turns what it throws into an exit code.
+#include "conf.h"
+#include "failure.h"
+#include "terminal.h"
+
+#include "Core/Environment.h"
+#include "Core/Log.h"
+
+#include <cstdio>
+#include <exception>
+
+// The library's lines about its own start are no part of a tool's answers.
+QZ_LOG_ECHO_LEVELS(QZ_LOG_ALERT);
+
+namespace {
+
+enum { kExitFailure = 1, kExitUsage = 2 };
+
+constexpr char kUsage[] = "Usage: qz conf <command> [options] FILE ...\n"
+                          "\n"
+                          "Works on files of the engine. Commands:\n"
+                          "\n"
+                          "  conf    check, read and change configuration files (qz conf --help)\n"
+                          "\n"
+                          "Exit code: 0; 1 if the job failed; 2 if the command line is wrong.\n";
+
+int run(const Arguments& arguments) {
+    if (arguments.empty()) {
+        throw UsageError("no command");
+    }
+    if (arguments[0] == "--help" || arguments[0] == "-h" || arguments[0] == "help") {
+        std::fputs(kUsage, stdout);
+        return 0;
+    }
+    if (arguments[0] == "conf") {
+        return conf({arguments.begin() + 1, arguments.end()});
+    }
+    throw UsageError("there is no command " + arguments[0]);
+}
+
+int runAndExplain(const Arguments& arguments) {
+    try {
+        const int exitCode = run(arguments);
+        if (std::fflush(stdout) != 0) {
+            throw Failure("standard output cannot be written");
+        }
+        return exitCode;
+    } catch (const UsageError& mistake) {
+        complain(mistake.what());
+        std::fputs("See qz --help.\n", stderr);
+        return kExitUsage;
+    } catch (const std::exception& failure) {
+        complain(failure.what());
+        return kExitFailure;
+    }
+}
+
+} // namespace
+
+int main() {
+    // The library's own argument list, because it is UTF-8 on Windows too.
+    const char* const* arguments = SYS_argv();
+    return runAndExplain({arguments + 1, arguments + SYS_argc()});
+}

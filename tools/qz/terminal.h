@@ -1,0 +1,13 @@
+// What people see of the program.
+#pragma once
+
+#include <cstdio>
+#include <string>
+#include <string_view>
+
+// The text in red or green where the stream is a terminal that shows colours, else as it is.
+std::string red(std::FILE* stream, std::string_view text);
+std::string green(std::FILE* stream, std::string_view text);
+
+// One line on standard error: "qz: error: ...".
+void complain(std::string_view problem);
