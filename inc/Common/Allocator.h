@@ -48,17 +48,22 @@ public:
      * std::bad_alloc. */
     T* allocate(std::size_t count) {
         static_assert(alignof(T) <= 16, "the pool aligns to 16 bytes");
-        if (count > PTRDIFF_MAX / sizeof(T)) {
+        if (count > PTRDIFF_MAX / bytes(1)) {
             throw std::length_error("list<T> too long");
         }
-        return static_cast<T*>(allocateCounted(count * sizeof(T)));
+        return static_cast<T*>(allocateCounted(bytes(count)));
     }
 
-    void deallocate(T* block, std::size_t count) { releaseCounted(block, count * sizeof(T)); }
+    void deallocate(T* block, std::size_t count) { releaseCounted(block, bytes(count)); }
 
     template<typename U>
     bool operator==(const allocator<U>&) const {
         return true;
+    }
+
+private:
+    static constexpr std::size_t bytes(std::size_t count) {
+        return count * sizeof(T); // NOLINT(bugprone-sizeof-expression): T may be a pointer
     }
 };
 

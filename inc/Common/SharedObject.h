@@ -44,6 +44,7 @@ protected:
 
     /* A copy is another object, with references of its own. */
     ISharedObject(const ISharedObject& /*other*/) {}
+    // NOLINTNEXTLINE(cert-oop54-cpp): nothing is copied
     ISharedObject& operator=(const ISharedObject& /*other*/) { return *this; }
 
 private:

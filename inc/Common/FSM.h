@@ -1,0 +1,248 @@
+/* Table-driven finite state machines. C++ only.
+ *
+ * A symbol takes a machine from one state to another. The transition may emit an output symbol, and
+ * states may emit one when they are left and one when they are entered: first the old state's, then
+ * the transition's, then the new state's. Output symbols go to the machine's recipients. A stack of
+ * states lets a transition return to where the machine came from.
+ *
+ *     struct DoorTables : Common::FSM::Descriptor {
+ *         void load() override {
+ *             clear();
+ *             setInitialState(kClosed);
+ *             addTransition(kClosed, kPush, kCreak, kOpen, Common::FSM::kKeepStack);
+ *             addTransition(kOpen, kPush, kSlam, kClosed, Common::FSM::kKeepStack);
+ *             setInitializied();
+ *         }
+ *     };
+ *
+ * States and symbols are small, dense numbers of the application's choosing: they are indices.
+ * Nothing here reports an error: symbols and states that the tables do not know are ignored, and so
+ * is all input of a machine without a descriptor or without a recipient.
+ *
+ * Threads: a machine and its descriptor belong to one thread. Recipients may call any function of
+ * the machine that calls them, but not destroy it; see onSymbol.
+ */
+#ifndef QZCORE_COMMON_FSM_H
+#define QZCORE_COMMON_FSM_H
+
+#include "Common/Allocator.h"
+#include "Core/Export.h"
+
+#include <algorithm>
+#include <cstdint>
+
+namespace Common {
+
+/* Members carry the export one by one, so that the others can be compiled into one another. */
+class FSM {
+public:
+    /* Three names for one value, deliberately: where it stands tells which is meant. */
+    QZ_API static const std::uint32_t NO_STATE = 0xFFFFFFFD;  /* no state; as a target: stay */
+    QZ_API static const std::uint32_t NO_SYMBOL = 0xFFFFFFFD; /* no symbol; as an output: none */
+    QZ_API static const std::uint32_t ANY_STATE = 0xFFFFFFFD; /* as a source: in every state */
+
+    /* Reserved; machines treat it like any state without a row. */
+    QZ_API static const std::uint32_t NEW_STATE = 0xFFFFFFFE;
+
+    /* As a target: the state on top of the stack, which is popped. With an empty stack the machine
+     * enters a state of this number. */
+    QZ_API static const std::uint32_t PREVIOUS_STATE = 0xFFFFFFFF;
+
+    /* Tables have rows and columns for states and symbols below this. What is added for others is
+     * ignored. */
+    QZ_API static const std::uint32_t kTableLimit = 1u << 20;
+
+    /* What a transition does to the stack before the state changes; transitions that stay, and
+     * those to PREVIOUS_STATE, do nothing of this. */
+    enum StackOperation : std::uint32_t {
+        kKeepStack = 0,
+        kPushState = 1,  /* push the current state */
+        kReplaceTop = 2, /* overwrite the top with the current state; nothing if there is none */
+        kPopTop = 3,     /* drop the top; nothing if there is none */
+    };
+
+    /* A default one is empty: it does nothing. */
+    struct Transition {
+        std::uint32_t outputSymbol = NO_SYMBOL;
+        std::uint32_t targetState = NO_STATE;
+        std::uint32_t stackOperation = kKeepStack;
+
+        Transition() = default;
+        Transition(std::uint32_t output, std::uint32_t target, std::uint32_t operation)
+            : outputSymbol(output), targetState(target), stackOperation(operation) {}
+
+        bool isEmpty() const { return outputSymbol == NO_SYMBOL && targetState == NO_STATE; }
+    };
+
+    /* The tables, which any number of machines may share; it outlives them. A subclass fills them
+     * in load(). */
+    class QZ_API Descriptor {
+    public:
+        Descriptor() = default;
+        Descriptor(const Descriptor&) = default;
+        Descriptor& operator=(const Descriptor&) = default;
+        virtual ~Descriptor();
+
+        /* Empties the tables, but for the transitions from ANY_STATE, which stay, deliberately. The
+         * base's load() does the same. */
+        virtual void clear();
+        virtual void load();
+
+        /* Whether the tables are filled, for their owner's use; clear() takes it back. Misspelt,
+         * and callers rely on it. */
+        void setInitializied() { initialized_ = true; }
+        bool isInitializied() const { return initialized_; }
+
+    protected:
+        /* Replaces what was there for that state and symbol. A transition from ANY_STATE counts in
+         * every state, before the state's own. */
+        void addTransition(std::uint32_t fromState, std::uint32_t symbol,
+                           std::uint32_t outputSymbol, std::uint32_t targetState,
+                           StackOperation operation);
+
+        /* May be added twice; the order does not matter. */
+        void addFinishState(std::uint32_t state);
+
+        /* What the state emits when it is entered or left; replaces what was there. */
+        void addOnEnterOutputSymbol(std::uint32_t state, std::uint32_t symbol);
+        void addOnExitOutputSymbol(std::uint32_t state, std::uint32_t symbol);
+
+        void setInitialState(std::uint32_t state) { initialState_ = state; }
+
+    private:
+        friend class FSM;
+
+        using Row = qz::vector<Transition>;
+        using Symbols = qz::vector<std::uint32_t>;
+
+        static const Transition* cell(const Row& row, std::uint32_t symbol) {
+            return symbol < row.size() ? &row[symbol] : nullptr;
+        }
+        static std::uint32_t symbolAt(const Symbols& symbols, std::uint32_t state) {
+            return state < symbols.size() ? symbols[state] : NO_SYMBOL;
+        }
+        static void setSymbol(Symbols& symbols, std::uint32_t state, std::uint32_t symbol);
+
+        std::uint32_t getInitialState() const { return initialState_; }
+        bool isFinishState(std::uint32_t state) const {
+            return std::binary_search(finishStates_.begin(), finishStates_.end(), state);
+        }
+        const Row* getTransitions(std::uint32_t state) const {
+            return state < stateTransitions_.size() ? &stateTransitions_[state] : nullptr;
+        }
+        const Transition* getTransition(std::uint32_t symbol) const {
+            return cell(anyStateTransitions_, symbol);
+        }
+        const Transition* getTransition(std::uint32_t state, std::uint32_t symbol) const {
+            const Row* const row = getTransitions(state);
+            return row != nullptr ? cell(*row, symbol) : nullptr;
+        }
+
+        bool initialized_ = false;
+        std::uint32_t initialState_ = NO_STATE;
+        Symbols finishStates_; // sorted, each once
+        Row anyStateTransitions_;
+        qz::vector<Row> stateTransitions_;
+        Symbols onExitSymbols_;
+        Symbols onEnterSymbols_;
+    };
+
+    /* Gets a machine's output symbols. Misspelt, and callers rely on it. */
+    class SymbolRecepient {
+    public:
+        virtual void onOutputSymbol(std::uint32_t symbol) = 0;
+
+    protected:
+        ~SymbolRecepient() = default;
+    };
+
+    /* The name is for whoever reads the host's code; it is not kept. */
+    QZ_API explicit FSM(const char* name);
+    QZ_API FSM(const char* name, Descriptor* descriptor, SymbolRecepient* recipient);
+
+    /* A copy has the same tables, recipients, state, stack and queue, and is busy with nothing. */
+    FSM(const FSM&) = default;
+    FSM& operator=(const FSM&) = default;
+
+    /* Adds a recipient behind those that are there, even if it is one of them, and takes the
+     * descriptor, which is not owned. Null adds none, or leaves the machine without a descriptor.
+     * If the machine is valid it then enters the initial state, which may emit a symbol; without an
+     * initial state it stays where it is. */
+    QZ_API void init(Descriptor* descriptor, SymbolRecepient* recipient);
+
+    /* Makes the machine what it was before the first init: recipients, descriptor, state, stack and
+     * queue are gone. */
+    QZ_API void uninit();
+
+    /* Enters the initial state again. Stack and queue stay as they are. */
+    QZ_API void reset();
+
+    /* Processes the oldest symbol of the queue, just that one; call it once a frame, or until the
+     * queue is empty. Does nothing in the midst of processing. */
+    QZ_API void checkSymbolsQueue();
+    bool symbolsQueueIsEmpty() const { return delayedSymbols_.empty(); }
+
+    /* NO_STATE before a state was entered. */
+    std::uint32_t getState() const { return state_; }
+    bool inInitialState() const {
+        return descriptor_ != nullptr && state_ == descriptor_->getInitialState();
+    }
+    bool inFinishState() const { return inFinish_; }
+
+    Descriptor* getDescriptor() const { return descriptor_; }
+
+    /* Whether there are a descriptor and a recipient. */
+    bool valid() const { return descriptor_ != nullptr && !recipients_.empty(); }
+
+protected:
+    /* Processes a symbol. In the midst of processing, that is when a recipient calls this, the
+     * symbol goes to the queue and waits for a later onSymbol or checkSymbolsQueue. If others wait,
+     * it goes behind them and the oldest is processed. */
+    void onSymbol(std::uint32_t symbol) {
+        if (valid()) {
+            if (!busy_.set && delayedSymbols_.empty()) {
+                onSymbol_(symbol);
+            } else {
+                onSymbolBehindOthers(symbol);
+            }
+        }
+    }
+
+    /* Puts a symbol into the queue. */
+    QZ_API void onSymbolDelayed(std::uint32_t symbol);
+
+private:
+    struct Busy {
+        Busy() = default;
+        Busy(const Busy& /*other*/) {}
+        // NOLINTNEXTLINE(cert-oop54-cpp): nothing is copied
+        Busy& operator=(const Busy& /*other*/) { return *this; }
+
+        bool set = false;
+    };
+
+    QZ_API void onSymbolBehindOthers(std::uint32_t symbol);
+    QZ_API void onSymbol_(std::uint32_t symbol);
+    void enterToState_(std::uint32_t state);
+    void exitFromState_();
+    void sendOutputSymbol_(std::uint32_t symbol);
+
+    const Transition* findTransition(std::uint32_t symbol) const;
+    void follow(const Transition& transition);
+    std::uint32_t takeTarget(const Transition& transition);
+    std::uint32_t popState();
+    void changeStack(std::uint32_t operation);
+    bool changesTo(std::uint32_t state) const { return state != NO_STATE && state != state_; }
+
+    qz::vector<SymbolRecepient*> recipients_;
+    std::uint32_t state_ = NO_STATE;
+    qz::deque<std::uint32_t> delayedSymbols_;
+    qz::deque<std::uint32_t> stateStack_;
+    Busy busy_;
+    bool inFinish_ = false;
+    Descriptor* descriptor_ = nullptr;
+};
+
+} // namespace Common
+
+#endif

@@ -1,0 +1,151 @@
+#include "Common/FSM.h"
+
+namespace Common {
+
+// Constants that are inline would not be exported by every compiler.
+const std::uint32_t FSM::NO_STATE;
+const std::uint32_t FSM::NO_SYMBOL;
+const std::uint32_t FSM::ANY_STATE;
+const std::uint32_t FSM::NEW_STATE;
+const std::uint32_t FSM::PREVIOUS_STATE;
+const std::uint32_t FSM::kTableLimit;
+
+FSM::FSM(const char* /*name*/) {}
+
+FSM::FSM(const char* name, Descriptor* descriptor, SymbolRecepient* recipient) : FSM(name) {
+    init(descriptor, recipient);
+}
+
+void FSM::init(Descriptor* descriptor, SymbolRecepient* recipient) {
+    if (recipient != nullptr) {
+        recipients_.push_back(recipient);
+    }
+    descriptor_ = descriptor;
+    busy_.set = false;
+    inFinish_ = false;
+    if (valid()) {
+        enterToState_(descriptor_->getInitialState());
+    }
+}
+
+void FSM::uninit() {
+    *this = FSM("");
+}
+
+void FSM::reset() {
+    if (valid()) {
+        enterToState_(descriptor_->getInitialState());
+    }
+    busy_.set = false;
+}
+
+void FSM::onSymbolBehindOthers(std::uint32_t symbol) {
+    delayedSymbols_.push_back(symbol);
+    checkSymbolsQueue();
+}
+
+void FSM::onSymbolDelayed(std::uint32_t symbol) {
+    delayedSymbols_.push_back(symbol);
+}
+
+void FSM::checkSymbolsQueue() {
+    if (busy_.set || delayedSymbols_.empty()) {
+        return;
+    }
+    const std::uint32_t symbol = delayedSymbols_.front();
+    delayedSymbols_.pop_front();
+    if (valid()) {
+        onSymbol_(symbol);
+    }
+}
+
+void FSM::onSymbol_(std::uint32_t symbol) {
+    busy_.set = true;
+    if (const Transition* const transition = findTransition(symbol)) {
+        follow(*transition);
+    }
+    busy_.set = false;
+}
+
+const FSM::Transition* FSM::findTransition(std::uint32_t symbol) const {
+    const Transition* found = descriptor_->getTransition(symbol);
+    if (found == nullptr || found->isEmpty()) {
+        found = descriptor_->getTransition(state_, symbol);
+    }
+    return found != nullptr && !found->isEmpty() ? found : nullptr;
+}
+
+// Recipients may change the tables, so nothing is read from the transition once one was called.
+// They may also reset the machine, or bring it elsewhere: the remaining steps go on from there.
+void FSM::follow(const Transition& transition) {
+    const std::uint32_t output = transition.outputSymbol;
+    const std::uint32_t target = takeTarget(transition);
+    if (changesTo(target)) {
+        exitFromState_();
+    }
+    if (output != NO_SYMBOL) {
+        sendOutputSymbol_(output);
+    }
+    if (changesTo(target)) {
+        enterToState_(target);
+    }
+}
+
+std::uint32_t FSM::takeTarget(const Transition& transition) {
+    if (transition.targetState == PREVIOUS_STATE) {
+        return popState();
+    }
+    if (transition.targetState != NO_STATE && transition.stackOperation != kKeepStack) {
+        changeStack(transition.stackOperation);
+    }
+    return transition.targetState;
+}
+
+std::uint32_t FSM::popState() {
+    if (stateStack_.empty()) {
+        return PREVIOUS_STATE;
+    }
+    const std::uint32_t state = stateStack_.back();
+    stateStack_.pop_back();
+    return state;
+}
+
+void FSM::changeStack(std::uint32_t operation) {
+    if (operation == kPushState) {
+        stateStack_.push_back(state_);
+    } else if (operation == kReplaceTop && !stateStack_.empty()) {
+        stateStack_.back() = state_;
+    } else if (operation == kPopTop && !stateStack_.empty()) {
+        stateStack_.pop_back();
+    }
+}
+
+void FSM::exitFromState_() {
+    const std::uint32_t symbol = Descriptor::symbolAt(descriptor_->onExitSymbols_, state_);
+    if (symbol != NO_SYMBOL) {
+        sendOutputSymbol_(symbol);
+    }
+}
+
+// A recipient of an earlier symbol may have taken the descriptor away.
+void FSM::enterToState_(std::uint32_t state) {
+    if (state == NO_STATE || descriptor_ == nullptr) {
+        return;
+    }
+    state_ = state;
+    inFinish_ = descriptor_->isFinishState(state);
+    const std::uint32_t symbol = Descriptor::symbolAt(descriptor_->onEnterSymbols_, state);
+    if (symbol != NO_SYMBOL) {
+        sendOutputSymbol_(symbol);
+    }
+}
+
+// By index: a recipient may add another one, or take all of them away.
+void FSM::sendOutputSymbol_(std::uint32_t symbol) {
+    // NOLINTNEXTLINE(modernize-loop-convert)
+    for (std::size_t i = 0; i < recipients_.size(); ++i) {
+        recipients_[i]->onOutputSymbol(symbol);
+    }
+}
+
+} // namespace Common

@@ -1,0 +1,330 @@
+#include "Common/FSM.h"
+
+#include <gtest/gtest.h>
+
+#include <deque>
+#include <map>
+#include <random>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using Common::FSM;
+using Number = std::uint32_t;
+
+constexpr Number kNone = 0xFFFFFFFD, kNew = 0xFFFFFFFE, kPrevious = 0xFFFFFFFF;
+
+struct Tables {
+    Number initial = kNone;
+    std::map<std::pair<Number, Number>, FSM::Transition> transitions; // by state and symbol
+    std::map<Number, Number> onEnter, onExit;
+    std::set<Number> finish;
+};
+
+class Descriptor : public FSM::Descriptor {
+public:
+    explicit Descriptor(const Tables& tables) {
+        setInitialState(tables.initial);
+        for (const auto& [from, to] : tables.transitions) {
+            addTransition(from.first, from.second, to.outputSymbol, to.targetState,
+                          static_cast<FSM::StackOperation>(to.stackOperation));
+        }
+        for (const auto& [state, symbol] : tables.onEnter) {
+            addOnEnterOutputSymbol(state, symbol);
+        }
+        for (const auto& [state, symbol] : tables.onExit) {
+            addOnExitOutputSymbol(state, symbol);
+        }
+        for (const Number state : tables.finish) {
+            addFinishState(state);
+        }
+    }
+
+    using FSM::Descriptor::addFinishState;
+    using FSM::Descriptor::addOnEnterOutputSymbol;
+    using FSM::Descriptor::addTransition;
+    using FSM::Descriptor::setInitialState;
+};
+
+class Machine : public FSM {
+public:
+    Machine() : FSM("tested") {}
+    using FSM::FSM;
+    using FSM::onSymbol;
+    using FSM::onSymbolDelayed;
+};
+
+// The rules once more, over maps.
+class Reference {
+public:
+    void init(const Tables* tables, FSM::SymbolRecepient* recipient) {
+        recipients_.push_back(recipient);
+        tables_ = tables;
+        busy_ = finished_ = false;
+        enter(tables_->initial);
+    }
+    void uninit() { *this = Reference(); }
+    void reset() {
+        if (tables_ != nullptr) {
+            enter(tables_->initial);
+        }
+        busy_ = false;
+    }
+
+    void onSymbol(Number symbol) {
+        if (tables_ != nullptr) {
+            queue_.push_back(symbol);
+            checkSymbolsQueue();
+        }
+    }
+    void onSymbolDelayed(Number symbol) { queue_.push_back(symbol); }
+    void checkSymbolsQueue() {
+        if (!busy_ && !queue_.empty()) {
+            const Number symbol = queue_.front();
+            queue_.pop_front();
+            if (tables_ != nullptr) {
+                busy_ = true;
+                process(symbol);
+                busy_ = false;
+            }
+        }
+    }
+
+    std::string look() const {
+        return std::to_string(state_) + (finished_ ? " finished" : "") +
+               (tables_ != nullptr && state_ == tables_->initial ? " initial" : "") +
+               (queue_.empty() ? "" : " waiting");
+    }
+
+private:
+    static Number at(const std::map<Number, Number>& map, Number key) {
+        const auto found = map.find(key);
+        return found != map.end() ? found->second : kNone;
+    }
+    void emit(Number symbol) {
+        // Those who come or go during the round count at once.
+        for (std::size_t i = 0; symbol != kNone && i < recipients_.size(); ++i) {
+            recipients_[i]->onOutputSymbol(symbol);
+        }
+    }
+    void enter(Number state) {
+        if (state != kNone && tables_ != nullptr) {
+            state_ = state;
+            finished_ = tables_->finish.count(state) != 0;
+            emit(at(tables_->onEnter, state));
+        }
+    }
+    void process(Number symbol) {
+        for (const Number from : {kNone, state_}) {
+            const auto found = tables_->transitions.find({from, symbol});
+            if (found != tables_->transitions.end() && !found->second.isEmpty()) {
+                follow(found->second);
+                return;
+            }
+        }
+    }
+    void follow(FSM::Transition step) {
+        Number target = step.targetState;
+        if (target == kPrevious) {
+            target = stack_.empty() ? kPrevious : stack_.back();
+            step.stackOperation = 3;
+        }
+        const bool onStack = !stack_.empty();
+        if (step.targetState != kNone) {
+            if (onStack && (step.stackOperation == 2 || step.stackOperation == 3)) {
+                stack_.pop_back();
+            }
+            if (step.stackOperation == 1 || (onStack && step.stackOperation == 2)) {
+                stack_.push_back(state_);
+            }
+        }
+        if (target != kNone && target != state_) {
+            emit(at(tables_->onExit, state_));
+        }
+        emit(step.outputSymbol);
+        if (target != kNone && target != state_) {
+            enter(target);
+        }
+    }
+
+    std::vector<FSM::SymbolRecepient*> recipients_;
+    Number state_ = kNone;
+    std::deque<Number> queue_;
+    std::vector<Number> stack_;
+    bool busy_ = false, finished_ = false;
+    const Tables* tables_ = nullptr;
+};
+
+std::string lookOf(const Machine& machine) {
+    return std::to_string(machine.getState()) + (machine.inFinishState() ? " finished" : "") +
+           (machine.inInitialState() ? " initial" : "") +
+           (machine.symbolsQueueIsEmpty() ? "" : " waiting");
+}
+std::string lookOf(const Reference& reference) {
+    return reference.look();
+}
+
+// A machine, or the reference, with two recipients that write down what they get and, as the
+// numbers say, call the machine from within.
+template<typename Tested, typename Table>
+class Player {
+public:
+    explicit Player(Table* tables) : tables_(tables) { subject_.init(tables_, &first_); }
+
+    void play(Number action, Number symbol) {
+        callsLeft_ = 4;
+        act(action, symbol);
+        log += lookOf(subject_) + "\n";
+    }
+
+    std::string log;
+
+private:
+    struct Recipient final : FSM::SymbolRecepient {
+        Recipient(Player* owner, const char* name) : player(owner), tag(name) {}
+        void onOutputSymbol(Number symbol) override {
+            player->log += tag + std::to_string(symbol) + " ";
+            if (player->callsLeft_-- > 0) {
+                player->act(symbol * 7 % 64, symbol % 6);
+            }
+        }
+        Player* player;
+        std::string tag;
+    };
+
+    void act(Number action, Number symbol) {
+        if (action == 0) {
+            subject_.uninit();
+        } else if (action == 1) {
+            subject_.init(tables_, &second_);
+        } else if (action < 5) {
+            subject_.reset();
+        } else if (action < 12) {
+            subject_.onSymbolDelayed(symbol);
+        } else if (action < 28) {
+            subject_.checkSymbolsQueue();
+        } else {
+            subject_.onSymbol(symbol);
+        }
+    }
+
+    Tested subject_;
+    Table* tables_;
+    Recipient first_{this, "a"}, second_{this, "b"};
+    int callsLeft_ = 4;
+};
+
+class RandomTables {
+public:
+    Number below(Number end) { return static_cast<Number>(generator_() % end); }
+
+    Tables next() {
+        Tables tables;
+        tables.initial = below(8) == 0 ? kNone : below(5);
+        for (Number i = below(30); i > 0; --i) {
+            const Number from = below(8) == 0 ? kNone : below(5), symbol = below(6);
+            tables.transitions[{from, symbol}] = {output(), target(), below(5)};
+        }
+        for (Number state : {0u, 1u, 2u, 3u, 7u}) {
+            tables.onEnter[state] = output();
+            tables.onExit[below(5)] = output();
+        }
+        tables.finish = {below(6), below(6), kPrevious};
+        return tables;
+    }
+
+private:
+    Number output() { return below(3) == 0 ? kNone : below(40); }
+    Number target() {
+        constexpr Number special[] = {kNone, kNew, kPrevious, kPrevious};
+        const Number index = below(16);
+        return index < 4 ? special[index] : index % 6;
+    }
+
+    std::mt19937 generator_{73};
+};
+
+TEST(FSM, DoesWhatTheReferenceDoes) {
+    RandomTables random;
+    for (int round = 0; round < 1000; ++round) {
+        const Tables tables = random.next();
+        Descriptor descriptor(tables);
+        Player<Machine, Descriptor> tested(&descriptor);
+        Player<Reference, const Tables> reference(&tables);
+        for (int step = 0; step < 100; ++step) {
+            const Number action = random.below(64);
+            const Number symbol = random.below(9) == 0 ? kNone + random.below(3) : random.below(7);
+            tested.play(action, symbol);
+            reference.play(action, symbol);
+        }
+        ASSERT_EQ(tested.log, reference.log) << "round " << round;
+    }
+}
+
+struct Recorder final : FSM::SymbolRecepient {
+    void onOutputSymbol(Number symbol) override { symbols.push_back(symbol); }
+    std::vector<Number> symbols;
+};
+
+TEST(FSM, TablesHaveABound) {
+    const std::uint64_t before = qz::getSTLAllocatorCounter();
+    {
+        Descriptor descriptor{Tables()};
+        const std::uint64_t empty = qz::getSTLAllocatorCounter();
+        for (const Number beyond : {FSM::kTableLimit, kNone - 1, kNone, kNew, kPrevious}) {
+            descriptor.addTransition(0, beyond, 1, 1, FSM::kKeepStack);
+            descriptor.addOnEnterOutputSymbol(beyond, 1);
+            if (beyond != FSM::ANY_STATE) {
+                descriptor.addTransition(beyond, 0, 1, 1, FSM::kKeepStack);
+            }
+        }
+        EXPECT_EQ(qz::getSTLAllocatorCounter(), empty);
+        descriptor.addTransition(FSM::kTableLimit - 1, 10, 1, FSM::NO_STATE, FSM::kKeepStack);
+        descriptor.setInitialState(FSM::kTableLimit - 1);
+        Recorder recorder;
+        Machine machine("big", &descriptor, &recorder);
+        machine.onSymbol(9);
+        machine.onSymbol(10);
+        EXPECT_EQ(recorder.symbols, std::vector<Number>{1});
+    }
+    EXPECT_EQ(qz::getSTLAllocatorCounter(), before);
+}
+
+TEST(FSM, ClearKeepsTheTransitionsFromAnyState) {
+    Descriptor descriptor({0, {{{0, 1}, {5, kNone, 0}}, {{kNone, 2}, {6, kNone, 0}}}, {}, {}, {}});
+    descriptor.setInitializied();
+    descriptor.load();
+    EXPECT_FALSE(descriptor.isInitializied());
+    Recorder recorder;
+    Machine machine("cleared", &descriptor, &recorder);
+    EXPECT_EQ(machine.getState(), FSM::NO_STATE);
+    machine.onSymbol(1);
+    machine.onSymbol(2);
+    EXPECT_EQ(recorder.symbols, std::vector<Number>{6});
+}
+
+TEST(FSM, DropsTheInputOfAnInvalidMachine) {
+    Descriptor descriptor({0, {{{0, 1}, {5, 2, 0}}}, {}, {}, {}});
+    Machine machine("deaf", &descriptor, nullptr);
+    machine.onSymbol(1);
+    machine.onSymbolDelayed(1);
+    machine.checkSymbolsQueue();
+    machine.reset();
+    EXPECT_TRUE(machine.symbolsQueueIsEmpty());
+    EXPECT_FALSE(machine.valid());
+
+    Recorder recorder;
+    machine.init(&descriptor, &recorder);
+    Machine copy = machine;
+    copy.onSymbol(1);
+    EXPECT_EQ(copy.getState(), 2u);
+    EXPECT_TRUE(machine.inInitialState());
+    machine.init(nullptr, nullptr);
+    machine.onSymbol(1);
+    EXPECT_EQ(recorder.symbols, std::vector<Number>{5});
+}
+
+} // namespace
