@@ -32,7 +32,7 @@ Result into(std::size_t size, Call call) {
     const unsigned int status = call(buffer.get());
     require(status <= 1);
     const std::size_t length = strnlen(buffer.get(), size);
-    require(size == 0 ? status == 0 : length < size);
+    require(size == 0 || length < size);
     return {status, {buffer.get(), length}};
 }
 

@@ -115,11 +115,11 @@ unsigned int VFS_path_normalize(char* destination, size_t size, const char* sour
 }
 
 unsigned int VFS_path_normcase(char* destination, size_t size, const char* source) {
-    if (destination == nullptr || source == nullptr || size == 0) {
+    if (source == nullptr || (destination == nullptr && size > 0)) {
         return refuse(destination, size);
     }
     char* end = destination;
-    std::size_t room = size - 1;
+    std::size_t room = size > 0 ? size - 1 : 0;
     bool complete = true;
     while (const std::uint32_t character = UTF8_getc(&source, kLongestSequence)) {
         const std::size_t written =
@@ -130,7 +130,9 @@ unsigned int VFS_path_normcase(char* destination, size_t size, const char* sourc
         }
         room -= written;
     }
-    *end = 0;
+    if (size > 0) {
+        *end = 0;
+    }
     return complete ? 1 : 0;
 }
 
