@@ -2,11 +2,19 @@
 
 #include "config/input.h"
 
+#include <algorithm>
+
 namespace qz::config {
 
 DataBlockToken::DataBlockToken(const char* opening, const char* closing, bool isKept,
                                std::vector<std::string> escapes)
-    : Token(opening, isKept), closing_(closing), escapes_(std::move(escapes)) {}
+    : Token(opening, isKept), closing_(closing), escapes_(std::move(escapes)) {
+    const auto setSpecial = [&](const std::string& text) {
+        isSpecial_[static_cast<unsigned char>(text.front())] = true;
+    };
+    setSpecial(closing_);
+    std::for_each(escapes_.begin(), escapes_.end(), setSpecial);
+}
 
 std::size_t DataBlockToken::matchText(Input& input, std::size_t offset) const {
     if (!input.has(text(), offset)) {
@@ -33,7 +41,9 @@ std::size_t DataBlockToken::findClosing(Input& input, std::size_t offset) const 
         return input.find(closing_, offset);
     }
     while (offset < input.text().size()) {
-        if (const std::size_t escape = escapeLength(input, offset)) {
+        if (!isSpecial_[static_cast<unsigned char>(input.text()[offset])]) {
+            ++offset;
+        } else if (const std::size_t escape = escapeLength(input, offset)) {
             offset += escape;
         } else if (input.has(closing_, offset)) {
             return offset;

@@ -3,6 +3,7 @@
 
 #include "config/token.h"
 
+#include <array>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -29,6 +30,7 @@ private:
 
     std::string closing_;
     std::vector<std::string> escapes_;
+    std::array<bool, 256> isSpecial_{}; // what the closing text or an escape begins with
 };
 
 } // namespace qz::config

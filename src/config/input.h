@@ -13,8 +13,17 @@ public:
 
     std::string_view text() const { return text_; }
 
+    // For parts of a few characters: a call to compare memory would take longer than comparing.
     bool has(std::string_view part, std::size_t offset) const {
-        return text_.substr(offset).starts_with(part);
+        if (text_.size() - offset < part.size()) {
+            return false;
+        }
+        for (std::size_t i = 0; i < part.size(); ++i) {
+            if (text_[offset + i] != part[i]) {
+                return false;
+            }
+        }
+        return true;
     }
 
     // The first occurrence from an offset on, or npos. Looks for what is missing only once: a text

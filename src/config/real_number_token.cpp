@@ -5,7 +5,8 @@
 #include "config/identifier_token.h"
 #include "config/separator_token.h"
 
-#include <algorithm>
+#include <cstddef>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -21,10 +22,19 @@ bool areDigits(std::string_view text) {
     return text.find_first_not_of("0123456789") == std::string_view::npos;
 }
 
-// The text of a number that blanks or comments may divide.
-double parseDivided(const Matching& matching, const Matching::Mark& start) {
+// Blanks or comments may divide the lexemes.
+double valueOf(const Matching& matching, std::span<const Lexeme> lexemes) {
+    std::size_t length = 0;
+    for (const Lexeme& lexeme : lexemes) {
+        length += lexeme.place.length;
+    }
+    const Place first = lexemes.front().place;
+    const Place whole{first.offset, lexemes.back().place.end() - first.offset};
+    if (whole.length == length) {
+        return parseDecimal(matching.textOf({nullptr, whole}));
+    }
     std::string text;
-    for (const Lexeme& lexeme : matching.lexemesSince(start)) {
+    for (const Lexeme& lexeme : lexemes) {
         text += matching.textOf(lexeme);
     }
     return parseDecimal(text);
@@ -48,7 +58,7 @@ bool RealNumberToken::read(Matching& matching, Number& number) const {
         return false;
     }
     number.isInteger = false;
-    number.value = parseDivided(matching, start);
+    number.value = valueOf(matching, matching.lexemesSince(start));
     return true;
 }
 

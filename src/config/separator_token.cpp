@@ -5,7 +5,13 @@
 namespace qz::config {
 
 std::size_t SeparatorToken::matchText(Input& input, std::size_t offset) const {
-    return input.has(text(), offset) ? text().size() : 0;
+    const std::string_view part = text();
+    std::size_t end = offset;
+    // What is dropped may go in runs: most of many texts is blanks.
+    while (input.has(part, end) && (end == offset || !isKept())) {
+        end += part.size();
+    }
+    return end - offset;
 }
 
 bool SeparatorToken::canBegin(unsigned char character) const {
