@@ -76,8 +76,8 @@ void mountData(const std::string& data) {
     mountIfThere(std::string(SYS_bindir()) + "/data");
 }
 
-void chooseDirectories(const std::string& data) {
-    VFS_init("qz_host", data.c_str());
+void chooseDirectories(const std::string& application, const std::string& data) {
+    VFS_init(application.c_str(), data.c_str());
     addLocation("data", systemPath(VFS_get_basedir()));
     addLocation("results", systemPath(VFS_get_writedir()));
 }

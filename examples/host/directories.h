@@ -34,6 +34,6 @@ private:
 
 /* Chooses the base, write and temporary directories and names the locations "data" and "results"
  * for scripts. */
-void chooseDirectories(const std::string& data);
+void chooseDirectories(const std::string& application, const std::string& data);
 
 #endif

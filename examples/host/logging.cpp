@@ -30,6 +30,10 @@ bool startLog(const std::string& directory) {
            VFS_exists((directory + "/host.log").c_str()) != 0;
 }
 
+void openOutput(const LogOutput& output) {
+    qz_log_set_output(output.name.c_str(), output.module.c_str(), output.levels);
+}
+
 void logScript(const std::string& module) {
     qz_log_set_output("script", module.c_str(), QZ_LOG_ALL | QZ_LOG_TRACE);
 }

@@ -15,6 +15,14 @@ void logLines(const char* module, unsigned int level, const char* text) noexcept
 /* Opens "host.log" for everybody's messages. Returns false if it cannot be written. */
 bool startLog(const std::string& directory);
 
+struct LogOutput {
+    std::string name;
+    std::string module;      // empty: everybody's messages
+    unsigned int levels = 0; // their sum
+};
+
+void openOutput(const LogOutput& output);
+
 /* Opens "script.log" for the script's messages alone, TRACE included, which no other output shows.
  */
 void logScript(const std::string& module);

@@ -6,7 +6,9 @@
 #include "progress.h"
 #include "script.h"
 #include "settings.h"
+#include "startup.h"
 #include "stop.h"
+#include "user_error.h"
 #include "world.h"
 
 #include "Core/Environment.h"
@@ -15,6 +17,7 @@
 #include "VFS/File.h"
 #include "VFS/Locations.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 
@@ -44,6 +47,15 @@ std::string complete(Options& options) {
     return {};
 }
 
+/* The data directory may be without a start-up file; one that the user names has to be there. */
+Startup readStartup(const Options& options) {
+    if (!options.config.empty()) {
+        return loadStartup(options.config);
+    }
+    const std::string file = options.data + "/host.cfg";
+    return !options.data.empty() && VFS_exists(file.c_str()) ? loadStartup(file) : Startup();
+}
+
 Settings readSettings(const Options& options) {
     const std::string file = options.data + "/settings.lua";
     return !options.data.empty() && VFS_exists(file.c_str()) ? loadSettings(file) : Settings();
@@ -55,7 +67,7 @@ std::string worldFile(const Options& options, const Settings& settings) {
     return isDefault ? options.data + "/" + settings.world : options.world;
 }
 
-Script describeScript(const Options& options, const Settings& settings, Progress& progress) {
+Script describeScript(const Options& options, const Settings& settings) {
     Script script;
     script.path = options.script.empty() ? options.data + "/" + settings.script : options.script;
     script.name = stemOf(script.path);
@@ -71,7 +83,6 @@ Script describeScript(const Options& options, const Settings& settings, Progress
     }
     script.stateFile = systemPath(VFS_get_writedir()) + script.name + ".state.lua";
     script.fresh = options.fresh;
-    script.progress = &progress;
     return script;
 }
 
@@ -92,10 +103,12 @@ void logEnd(int exitCode) {
     }
 }
 
-int work(const Options& options) {
-    Progress progress;
+int work(const Options& options, const Startup& startup) {
+    Progress progress(startup.progressLines);
     mountData(options.data);
-    const Script script = describeScript(options, readSettings(options), progress);
+    Script script = describeScript(options, readSettings(options));
+    script.checks = startup.checks;
+    script.progress = &progress;
     logScript(script.name);
     logStart(script);
     catchInterrupts();
@@ -106,25 +119,33 @@ int work(const Options& options) {
 }
 
 /* Whatever goes wrong ends in one line. */
-int workOrExplain(const Options& options) {
+int workOrExplain(const Options& options, const Startup& startup) {
     try {
-        return work(options);
+        return work(options, startup);
     } catch (const std::exception& failure) {
         hostLog(QZ_LOG_ERROR, "%s", failure.what());
         return kExitFailure;
     }
 }
 
-int run(const Options& options) {
+std::string logDirectory(const Options& options, const Startup& startup) {
+    if (!options.logs.empty()) {
+        return options.logs;
+    }
+    return startup.logDirectory.empty() ? systemPath(VFS_get_writedir()) + "logs"
+                                        : startup.logDirectory;
+}
+
+int run(const Options& options, const Startup& startup) {
     const TempDirectory temp;
-    chooseDirectories(options.data);
-    const std::string logs =
-        options.logs.empty() ? systemPath(VFS_get_writedir()) + "logs" : options.logs;
+    chooseDirectories(startup.application, options.data);
+    const std::string logs = logDirectory(options, startup);
     const bool logging = startLog(logs);
     if (!logging) {
         hostLog(QZ_LOG_WARNING, "no log files: %s cannot be written", logs.c_str());
     }
-    const int exitCode = workOrExplain(options);
+    std::ranges::for_each(startup.logOutputs, openOutput);
+    const int exitCode = workOrExplain(options, startup);
     if (logging) {
         std::printf("logs:   %s\n", logs.c_str());
     }
@@ -149,5 +170,9 @@ int main() {
     if (const std::string problem = complete(options); !problem.empty()) {
         return refuse(problem, kExitFailure);
     }
-    return run(options);
+    try {
+        return run(options, readStartup(options));
+    } catch (const UserError& mistake) {
+        return refuse(mistake.what(), kExitFailure);
+    }
 }

@@ -24,6 +24,8 @@ bool takeOption(Options& options, int count, const char* const* arguments, int& 
         options.fresh = true;
     } else if (argument == "--world") {
         options.world = takeValue(count, arguments, index, options.problem);
+    } else if (argument == "--config") {
+        options.config = takeValue(count, arguments, index, options.problem);
     } else if (argument == "--logs") {
         options.logs = takeValue(count, arguments, index, options.problem);
     } else if (argument.starts_with("-")) {
@@ -57,11 +59,12 @@ void printUsage(std::FILE* stream) {
         "Runs a Lua script with the library's log, files and directories. Without a script: the\n"
         "one that settings.lua in the data directory names, which draws a flight of birds.\n"
         "\n"
-        "  --data DIR    the data directory (examples/data, or the one beside the program)\n"
-        "  --logs DIR    where the log files go (\"logs\" in the write directory)\n"
-        "  --world FILE  the world that the script gets (without a script, that of the settings)\n"
-        "  --fresh       begin anew instead of going on from the state that the last run saved\n"
-        "  -h, --help    this text\n"
+        "  --data DIR     the data directory (examples/data, or the one beside the program)\n"
+        "  --config FILE  what the host starts with (host.cfg in the data directory)\n"
+        "  --logs DIR     where the log files go (\"logs\" in the write directory)\n"
+        "  --world FILE   the world that the script gets (without a script, that of the settings)\n"
+        "  --fresh        begin anew instead of going on from the state that the last run saved\n"
+        "  -h, --help     this text\n"
         "\n"
         "Exit code: 0, or what the script gives os.exit; 1 if the script fails or a file is\n"
         "wrong; 2 if the command line is wrong; 130 after Ctrl-C.\n",

@@ -11,6 +11,7 @@ struct Options {
     bool fresh = false;                 // leave the saved state alone and begin anew
     std::string data;                   // the data directory; empty: to be looked for
     std::string world;                  // the world's file; empty: what the settings say
+    std::string config;                 // the start-up file; empty: host.cfg of the data directory
     std::string logs;                   // the log directory; empty: below the write directory
     std::string script;                 // empty: what the settings say
     std::vector<std::string> arguments; // what follows the script

@@ -17,7 +17,7 @@ int toPercent(double fraction) {
 
 } // namespace
 
-Progress::Progress() : terminal_(isatty(STDOUT_FILENO) != 0) {}
+Progress::Progress(int lines) : terminal_(isatty(STDOUT_FILENO) != 0), lines_(lines) {}
 
 void Progress::report(double fraction, const char* text) noexcept {
     const int percent = toPercent(fraction);
@@ -40,8 +40,9 @@ void Progress::update(int percent, const char* text) noexcept {
 }
 
 void Progress::append(int percent, const char* text) noexcept {
-    if (percent / 10 > lastTenth_) {
-        lastTenth_ = percent / 10;
+    const int line = percent * lines_ / 100;
+    if (line > lastLine_) {
+        lastLine_ = line;
         std::printf("%3d %%  %s\n", percent, text);
     }
 }

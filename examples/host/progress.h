@@ -1,11 +1,12 @@
-/* Shows how far a job is: on a terminal one line that is updated, otherwise a line for each tenth.
- */
+/* Shows how far a job is: on a terminal one line that is updated, otherwise a line for
+ * each of so many parts. */
 #ifndef QZ_HOST_PROGRESS_H
 #define QZ_HOST_PROGRESS_H
 
 class Progress {
 public:
-    Progress();
+    /* lines: how many the whole job takes where no line can be updated. */
+    explicit Progress(int lines);
 
     /* fraction: 0 to 1; other values are taken for the nearer end, no number for 0. */
     void report(double fraction, const char* text) noexcept;
@@ -19,7 +20,8 @@ private:
 
     bool terminal_;
     bool lineShown_ = false;
-    int lastTenth_ = -1;
+    int lines_;
+    int lastLine_ = -1;
 };
 
 #endif

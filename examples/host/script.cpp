@@ -25,8 +25,6 @@
 
 namespace {
 
-constexpr int kInstructionsBetweenChecks = 10000;
-
 /* What the functions below need of the host; it outlives the state. */
 struct Run {
     const Script* script;
@@ -160,7 +158,7 @@ void prepare(lua_State* L, Run* run) {
 }
 
 void execute(lua_State* L, Run* run) {
-    lua_sethook(L, checkForStop, LUA_MASKCOUNT, kInstructionsBetweenChecks);
+    lua_sethook(L, checkForStop, LUA_MASKCOUNT, run->script->checks);
     if (loadAndCall(L, *run->script)) {
         run->exitCode = 0;
     }

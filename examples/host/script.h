@@ -19,6 +19,7 @@ struct Script {
     std::optional<World> world;
     std::string stateFile; // where its global `state` is kept between runs
     bool fresh = false;    // do not read that file
+    int checks = 10000;    // instructions between two looks for Ctrl-C
     Progress* progress = nullptr;
 };
 

@@ -157,6 +157,34 @@ class HostTest(unittest.TestCase):
             self.assertIn(message, err)
             self.assertNotIn("in main", err)
 
+    def test_mistakes_in_the_start_up_file_are_explained(self):
+        path = self.folder / "own.cfg"
+        for text, message in (
+                ('rates\r\n{\r\n    checks = 1 @ 2;\r\n}\r\n',
+                 "own.cfg:3: nothing begins with the character at offset 25"),
+                ('rates {\r\n    checks = = 2;\r\n}\r\n', "own.cfg:2: unexpected at offset 22"),
+                ("rates {\r\n", "own.cfg: the file ends too early"),
+                ("rates { check = 5; }\r\n", "own.cfg: rates.check is no setting"),
+                ('rates { checks = "x"; }\r\n', "own.cfg: rates.checks must be a whole number"),
+                ('log { output { name = "x"; levels = {"loud"}; } }\r\n',
+                 "own.cfg: log.output.levels: there is no level 'loud'")):
+            path.write_bytes(text.encode())
+            code, _, err = self.run_host("--config", "own.cfg", self.script("return\n"))
+            self.assertEqual(code, 1)
+            self.assertIn(f"qz_host: {message}", err)
+
+    def test_start_up_file(self):
+        (self.folder / "own.cfg").write_bytes(
+            b'rates { progress = 2; }\r\n'
+            b'log { directory = "own logs"; output { name = "w"; levels = {"warning"}; } }\r\n')
+        code, out, err = self.run_host("--config", "own.cfg", self.script(
+            "log.warning('one') log.info('two')\n"
+            "for i = 0, 100 do host.progress(i / 100, 'x') end\n"))
+        self.assertEqual(code, 0, err)
+        self.assertEqual(out.count("%"), 3)
+        self.assertRegex((self.folder / "own logs/w.log").read_text(),
+                         r"^\d+\.\d+ WARNING script: one\n$")
+
     def test_archives_stand_behind_loose_files(self):
         dusk = (ROOT / "examples/data/palettes/dusk.txt").read_text()
         with zipfile.ZipFile(self.folder / "copy.zip", "w", zipfile.ZIP_DEFLATED) as archive:

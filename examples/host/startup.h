@@ -1,0 +1,21 @@
+/* What the host needs to know before it starts anything. */
+#ifndef QZ_HOST_STARTUP_H
+#define QZ_HOST_STARTUP_H
+
+#include "logging.h"
+
+#include <string>
+#include <vector>
+
+struct Startup {
+    std::string application = "qz_host"; // names the write directory
+    int checks = 10000;                  // instructions between two looks for Ctrl-C
+    int progressLines = 10;
+    std::string logDirectory; // empty: below the write directory
+    std::vector<LogOutput> logOutputs;
+};
+
+/* Reads a configuration file; what it leaves out keeps its value. Throws UserError. */
+Startup loadStartup(const std::string& file);
+
+#endif
