@@ -1,6 +1,7 @@
 #include "VFS/Archive.h"
 
 #include "VFS/File.h"
+#include "core/gate.h"
 #include "core/log.h"
 #include "vfs/sized_memory.h"
 #include "vfs/zip_check.h"
@@ -8,7 +9,6 @@
 #include <physfs.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -36,43 +36,8 @@ const PHYSFS_Allocator kAllocator = {
     [](void* block) { vfs::releaseRecycled(block); },
 };
 
-// Counts who is in PhysicsFS, which at the end of a process cannot be taken down under a thread
-// that still reads and must not be waited for. Closed, the count starts so low that it stays
-// negative.
-class Gate {
-public:
-    bool isOpen() const { return users_ >= 0; }
-    void open() { users_ -= kClosed; }
-
-    bool enter() { return users_++ >= 0; }
-    void leave() { --users_; }
-
-    // False if it is closed or somebody is inside.
-    bool close() {
-        int nobody = 0;
-        return users_.compare_exchange_strong(nobody, kClosed);
-    }
-
-private:
-    static constexpr int kClosed = std::numeric_limits<int>::min() / 2;
-
-    std::atomic<int> users_{kClosed};
-};
-
-constinit Gate gate;
-
-class Visit {
-public:
-    Visit() : allowed_(gate.enter()) {}
-    ~Visit() { gate.leave(); }
-    Visit(const Visit&) = delete;
-    Visit& operator=(const Visit&) = delete;
-
-    explicit operator bool() const { return allowed_; }
-
-private:
-    bool allowed_;
-};
+// At the end of a process PhysicsFS cannot be taken down under a thread that still reads.
+constinit core::Gate gate;
 
 struct Closer {
     void operator()(PHYSFS_File* file) const { PHYSFS_close(file); }
@@ -219,7 +184,7 @@ void vfs_deinit(void) {
 
 int vfs_mount(const char* path, const char* mount_point, int append) {
     const char* const point = mount_point == nullptr ? "/" : mount_point;
-    const Visit visit;
+    const core::Gate::Visit visit(gate);
     const int result = visit && path != nullptr ? mountAll(path, point, append) : 0;
     if (result == 0) {
         qz_logf(kModule, QZ_LOG_ERROR, "Can't mount '%s' to '%s'.", path == nullptr ? "" : path,
@@ -229,7 +194,7 @@ int vfs_mount(const char* path, const char* mount_point, int append) {
 }
 
 int vfs_unmount(const char* path) {
-    const Visit visit;
+    const core::Gate::Visit visit(gate);
     const int result = visit && path != nullptr ? unmountAll(path) : 0;
     if (result == 0) {
         qz_logf(kModule, QZ_LOG_ERROR, "Can't unmount '%s'.", path == nullptr ? "" : path);
@@ -241,7 +206,7 @@ void* vfs_read_file(const char* path, uint64_t* size) {
     if (size != nullptr) {
         *size = 0;
     }
-    const Visit visit;
+    const core::Gate::Visit visit(gate);
     const File file(visit && path != nullptr ? PHYSFS_openRead(path) : nullptr);
     if (!file) {
         return refuse("Can't open file", path == nullptr ? "" : path);

@@ -1,0 +1,275 @@
+#include "common/profiler.h"
+
+#include "Core/Clock.h"
+#include "core/gate.h"
+#include "platform/thread.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+#include <new>
+
+namespace common {
+
+namespace {
+
+// Who is in a call of any profiler.
+constinit core::Gate gate(core::Gate::State::open);
+
+// Cut between characters.
+void copyName(char (&name)[kNameSize], const char* text) {
+    std::size_t length = strnlen(text, kNameSize);
+    if (length == kNameSize) {
+        --length;
+        while (length > 0 && (static_cast<unsigned char>(text[length]) & 0xC0U) == 0x80) {
+            --length;
+        }
+    }
+    std::memcpy(name, text, length);
+    name[length] = '\0';
+}
+
+std::size_t cacheSlot(const char* name, std::size_t slots) {
+    return (reinterpret_cast<std::uintptr_t>(name) >> 3U) % slots;
+}
+
+// A section that has begun but not ended yet has a unit without a count.
+void add(std::map<std::string, ProfiledUnit>& all, const ProfiledUnit& unit) {
+    if (unit.count == 0) {
+        return;
+    }
+    const auto [place, isNew] = all.emplace(unit.name, unit);
+    if (!isNew) {
+        ProfiledUnit& sum = place->second;
+        sum.minimum = std::min(sum.minimum, unit.minimum);
+        sum.maximum = std::max(sum.maximum, unit.maximum);
+        sum.total += unit.total;
+        sum.count += unit.count;
+    }
+}
+
+// Never destroyed: when a process ends, other threads may still be in a section.
+union NeverDestroyed {
+    constexpr NeverDestroyed() : profiler() {}
+    ~NeverDestroyed() {} // NOLINT(modernize-use-equals-default): it would be deleted
+
+    Common::Profiler profiler;
+};
+
+constinit NeverDestroyed theProfiler;
+
+} // namespace
+
+void ProfiledThread::enter(const char* name, unsigned session, std::int64_t now) {
+    const std::lock_guard lock(mutex_);
+    continueIn(session);
+    if (depth_ < kMaxDepth) {
+        open_[depth_] = {unitOf(name), now};
+    }
+    ++depth_;
+}
+
+void ProfiledThread::leave(unsigned session, std::int64_t now, std::atomic<std::int64_t>& room) {
+    const std::lock_guard lock(mutex_);
+    continueIn(session);
+    if (depth_ == 0 || --depth_ >= kMaxDepth || open_[depth_].unit == kNoUnit) {
+        return;
+    }
+    const auto [index, start] = open_[depth_];
+    const std::int64_t duration = now - start;
+    ProfiledUnit& unit = units_[index];
+    unit.minimum = unit.count == 0 ? duration : std::min(unit.minimum, duration);
+    unit.maximum = std::max(unit.maximum, duration);
+    unit.total += duration;
+    ++unit.count;
+    if (room.fetch_sub(1, std::memory_order_relaxed) > 0) {
+        sections_.push_back({index, start, duration});
+    }
+}
+
+void ProfiledThread::reset() {
+    const std::lock_guard lock(mutex_);
+    depth_ = 0;
+    units_ = {};
+    sections_ = {};
+}
+
+void ProfiledThread::continueIn(unsigned session) {
+    if (session_ != session) {
+        session_ = session;
+        depth_ = 0;
+    }
+}
+
+std::uint32_t ProfiledThread::unitOf(const char* name) noexcept {
+    std::uint32_t& guess = cache_[cacheSlot(name, kCacheSize)];
+    if (guess < units_.size() && std::strcmp(units_[guess].name, name) == 0) {
+        return guess;
+    }
+    try {
+        return guess = findOrAdd(name);
+    } catch (const std::bad_alloc&) {
+        return kNoUnit;
+    }
+}
+
+std::uint32_t ProfiledThread::findOrAdd(const char* name) {
+    ProfiledUnit unit{};
+    copyName(unit.name, name);
+    const auto found = std::ranges::find_if(
+        units_, [&](const ProfiledUnit& one) { return std::strcmp(one.name, unit.name) == 0; });
+    const auto index = static_cast<std::uint32_t>(found - units_.begin());
+    if (found == units_.end()) {
+        units_.push_back(unit);
+    }
+    return index;
+}
+
+void closeGlobalProfiler() {
+    constexpr int kPatience = 100;
+    globalProfiler.stop();
+    for (int i = 0; i < kPatience; ++i) {
+        if (gate.close()) {
+            globalProfiler.~Profiler();
+            return;
+        }
+        platform::sleepFor(std::chrono::milliseconds(1));
+    }
+}
+
+} // namespace common
+
+using common::gate;
+using Visit = core::Gate::Visit;
+
+Common::Profiler& globalProfiler = common::theProfiler.profiler;
+
+namespace Common {
+
+std::uint64_t Profiler::Recording::nextId() {
+    static std::atomic<std::uint64_t> last{0};
+    return ++last;
+}
+
+// Null if there is no memory.
+common::ProfiledThread* Profiler::Recording::threadFor() {
+    struct Own {
+        std::uint64_t recording;
+        common::ProfiledThread* thread;
+    };
+    static thread_local Own own{};
+    if (own.recording != id) {
+        const std::lock_guard lock(threadsMutex);
+        threads.emplace_back(static_cast<unsigned>(threads.size() + 1));
+        own = {id, &threads.back()};
+    }
+    return own.thread;
+}
+
+std::map<std::string, common::ProfiledUnit> Profiler::Recording::merged() const {
+    std::map<std::string, common::ProfiledUnit> all;
+    const std::lock_guard lock(threadsMutex);
+    for (const common::ProfiledThread& thread : threads) {
+        thread.read([&](unsigned, const auto& units, const auto&) {
+            for (const common::ProfiledUnit& unit : units) {
+                common::add(all, unit);
+            }
+        });
+    }
+    return all;
+}
+
+Profiler::~Profiler() {
+    delete recording_.exchange(nullptr);
+}
+
+void Profiler::start() {
+    const Visit visit(gate);
+    if (!visit) {
+        return;
+    }
+    if (recording_.load() == nullptr) {
+        auto* const made = new (std::nothrow) Recording;
+        Recording* nobodys = nullptr;
+        if (made == nullptr || !recording_.compare_exchange_strong(nobodys, made)) {
+            delete made;
+        }
+    }
+    if (Recording* const recording = recording_.load()) {
+        recording->session.fetch_add(1);
+        running_.store(true, std::memory_order_release);
+    }
+}
+
+void Profiler::reset() {
+    const Visit visit(gate);
+    Recording* const recording = visit ? recording_.load() : nullptr;
+    if (recording == nullptr) {
+        return;
+    }
+    const std::lock_guard lock(recording->threadsMutex);
+    recording->room = Recording::kMaxSections;
+    for (common::ProfiledThread& thread : recording->threads) {
+        thread.reset();
+    }
+}
+
+void Profiler::enterSection(const char* name) {
+    const Visit visit(gate);
+    Recording* const recording = visit ? recording_.load() : nullptr;
+    if (recording == nullptr) {
+        return;
+    }
+    try {
+        // The clock last, so that a first section is not charged for its bookkeeping.
+        common::ProfiledThread* const thread = recording->threadFor();
+        thread->enter(name == nullptr ? "<NULL>" : name, recording->session.load(), QZ_get_ticks());
+    } catch (const std::bad_alloc&) {
+        // Not recorded.
+    }
+}
+
+void Profiler::leaveSection() {
+    const std::int64_t now = QZ_get_ticks();
+    const Visit visit(gate);
+    Recording* const recording = visit ? recording_.load() : nullptr;
+    if (recording == nullptr) {
+        return;
+    }
+    try {
+        recording->threadFor()->leave(recording->session.load(), now, recording->room);
+    } catch (const std::bad_alloc&) {
+        // Counted, but not in the trace.
+    }
+}
+
+void Profiler::visit(Visitor visitor, void* context) const {
+    const Visit inside(gate);
+    const Recording* const recording = inside ? recording_.load() : nullptr;
+    if (recording == nullptr) {
+        return;
+    }
+    const double second = 1.0 / static_cast<double>(QZ_get_tick_rate());
+    for (const auto& [name, unit] : recording->merged()) {
+        const double total = static_cast<double>(unit.total) * second;
+        const Statistics statistics = {
+            unit.count, total, static_cast<double>(unit.minimum) * second,
+            static_cast<double>(unit.maximum) * second, total / static_cast<double>(unit.count)};
+        visitor(context, name.c_str(), statistics);
+    }
+}
+
+std::uint64_t Profiler::dropped() const {
+    const Visit visit(gate);
+    const Recording* const recording = visit ? recording_.load() : nullptr;
+    const std::int64_t room = recording == nullptr ? 0 : recording->room.load();
+    return room < 0 ? static_cast<std::uint64_t>(-room) : 0;
+}
+
+bool Profiler::writeTrace(const char* path) const {
+    const Visit visit(gate);
+    const Recording* const recording = visit ? recording_.load() : nullptr;
+    return path != nullptr && common::writeTrace(recording, path);
+}
+
+} // namespace Common

@@ -1,0 +1,115 @@
+#include "Core/Clock.h"
+#include "common/profiler.h"
+#include "platform/files.h"
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <string_view>
+
+namespace common {
+
+namespace {
+
+// A file that is written in large pieces; a failure is remembered.
+class TraceFile {
+public:
+    explicit TraceFile(const char* path)
+        : file_(platform::openFile(path, platform::FileAccess::write, error_)) {
+        if (file_ != platform::kNoFile) {
+            error_ = platform::truncateFile(file_);
+        }
+    }
+
+    ~TraceFile() { close(); }
+    TraceFile(const TraceFile&) = delete;
+    TraceFile& operator=(const TraceFile&) = delete;
+
+    void write(std::string_view text) {
+        text_ += text;
+        if (text_.size() >= kPiece) {
+            flush();
+        }
+    }
+
+    // True if everything was written.
+    bool close() {
+        if (file_ != platform::kNoFile) {
+            flush();
+            platform::closeFile(file_);
+            file_ = platform::kNoFile;
+        }
+        return error_ == 0;
+    }
+
+private:
+    static constexpr std::size_t kPiece = 1 << 16;
+
+    void flush() {
+        if (error_ == 0) {
+            platform::writeFile(file_, text_.data(), text_.size(), error_);
+        }
+        text_.clear();
+    }
+
+    platform::SystemError error_ = 0;
+    platform::FileHandle file_;
+    std::string text_;
+};
+
+std::string quoted(const char* name) {
+    std::string text = "\"";
+    for (const char* c = name; *c != '\0'; ++c) {
+        if (*c == '"' || *c == '\\') {
+            text += {'\\', *c};
+        } else if (static_cast<unsigned char>(*c) < ' ') {
+            char escape[8];
+            std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(*c));
+            text += escape;
+        } else {
+            text += *c;
+        }
+    }
+    return text + '"';
+}
+
+// In the format's unit, microseconds.
+class Times {
+public:
+    Times() : scale_(1e6 / static_cast<double>(QZ_get_tick_rate())) {}
+
+    double operator()(std::int64_t ticks) const { return static_cast<double>(ticks) * scale_; }
+
+private:
+    double scale_;
+};
+
+} // namespace
+
+bool writeTrace(const Common::Profiler::Recording* recording, const char* path) {
+    TraceFile file(path);
+    const Times microseconds;
+    const char* separator = "\n";
+    file.write("{\"displayTimeUnit\":\"ms\",\"traceEvents\":[");
+    const auto writeThread = [&](unsigned number, const auto& units, const auto& sections) {
+        for (const ProfiledSection& section : sections) {
+            char times[96];
+            std::snprintf(times, sizeof times,
+                          ",\"ph\":\"X\",\"pid\":1,\"tid\":%u,\"ts\":%.3f,\"dur\":%.3f}", number,
+                          microseconds(section.start), microseconds(section.duration));
+            file.write(separator);
+            separator = ",\n";
+            file.write("{\"name\":" + quoted(units[section.unit].name) + times);
+        }
+    };
+    if (recording != nullptr) {
+        const std::lock_guard lock(recording->threadsMutex);
+        for (const ProfiledThread& thread : recording->threads) {
+            thread.read(writeThread);
+        }
+    }
+    file.write("\n]}\n");
+    return file.close();
+}
+
+} // namespace common

@@ -1,0 +1,140 @@
+#include "Common/Profiler.h"
+
+#include "Common/Allocator.h"
+#include "support/log_capture.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <fstream>
+#include <map>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using Common::ProfiledFunc;
+using Common::Profiler;
+
+std::map<std::string, Profiler::Statistics> statistics(const Profiler& profiler) {
+    std::map<std::string, Profiler::Statistics> result;
+    profiler.visit(
+        [](void* context, const char* name, const Profiler::Statistics& one) {
+            static_cast<std::map<std::string, Profiler::Statistics>*>(context)->emplace(name, one);
+        },
+        &result);
+    return result;
+}
+
+void sleep(int milliseconds) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+}
+
+TEST(Profiler, CountsAndTimesSectionsAndFrames) {
+    Profiler profiler;
+    profiler.enter("before the start");
+    profiler.start();
+    profiler.leave(); // of nothing
+    for (int i = 0; i < 3; ++i) {
+        profiler.startFrame();
+        {
+            const ProfiledFunc outer("outer", profiler);
+            const ProfiledFunc inner("inner", profiler);
+            sleep(i == 0 ? 20 : 1);
+        }
+        profiler.endFrame();
+    }
+    const auto all = statistics(profiler);
+    ASSERT_EQ(all.size(), 3U);
+    for (const char* name : {"frame", "outer", "inner"}) {
+        const Profiler::Statistics& one = all.at(name);
+        EXPECT_EQ(one.count, 3U) << name;
+        EXPECT_GE(one.maximum, 0.015);
+        EXPECT_LT(one.minimum, one.maximum);
+        EXPECT_DOUBLE_EQ(one.average, one.total / 3);
+    }
+    EXPECT_LE(all.at("inner").total, all.at("outer").total);
+    profiler.reset();
+    EXPECT_TRUE(statistics(profiler).empty());
+}
+
+TEST(Profiler, WhatIsOpenAtAStopDoesNotCount) {
+    Profiler profiler;
+    profiler.start();
+    {
+        const ProfiledFunc cutOff("cut off", profiler);
+        profiler.stop();
+        const ProfiledFunc unseen("unseen", profiler);
+        profiler.start();
+        const ProfiledFunc seen("seen", profiler);
+    }
+    const auto all = statistics(profiler);
+    ASSERT_EQ(all.size(), 1U);
+    EXPECT_EQ(all.count("seen"), 1U);
+}
+
+TEST(Profiler, DeepSectionsAndLongNamesAreBounded) {
+    Profiler profiler;
+    profiler.start();
+    const std::string longName = std::string(62, 'x') + "\u20AC";
+    for (int i = 0; i < 100; ++i) {
+        profiler.enter(i == 0 ? longName.c_str() : nullptr);
+    }
+    for (int i = 0; i < 101; ++i) {
+        profiler.leave();
+    }
+    const auto all = statistics(profiler);
+    EXPECT_EQ(all.at(std::string(62, 'x')).count, 1U); // no half character
+    EXPECT_EQ(all.at("<NULL>").count, 63U);
+}
+
+TEST(Profiler, WritesATraceOfEachThread) {
+    const std::uint64_t before = qz::getSTLAllocatorCounter();
+    const std::string path = (qz::test::freshDirectory() / "trace.json").string();
+    {
+        Profiler profiler;
+        profiler.start();
+        std::vector<std::thread> threads;
+        for (int i = 0; i < 4; ++i) {
+            threads.emplace_back([&profiler] {
+                for (int n = 0; n < 500; ++n) {
+                    const ProfiledFunc outer("a \"name\"\n", profiler);
+                    const ProfiledFunc inner("inner", profiler);
+                }
+            });
+        }
+        for (int n = 0; n < 50; ++n) { // readers and writers at once
+            EXPECT_LE(statistics(profiler).size(), 2U);
+        }
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
+        EXPECT_EQ(statistics(profiler).at("inner").count, 2000U);
+        EXPECT_GT(qz::getSTLAllocatorCounter(), before);
+        EXPECT_TRUE(profiler.writeTrace(path.c_str()));
+        EXPECT_FALSE(profiler.writeTrace((path + "/nowhere").c_str()));
+        EXPECT_EQ(profiler.dropped(), 0U);
+    }
+    EXPECT_EQ(qz::getSTLAllocatorCounter(), before);
+
+    std::ifstream file(path);
+    std::map<std::string, int> perThread;
+    std::string line;
+    std::getline(file, line);
+    EXPECT_EQ(line, "{\"displayTimeUnit\":\"ms\",\"traceEvents\":[");
+    const std::regex event(
+        "\\{\"name\":\"(a \\\\\"name\\\\\"\\\\u000a|inner)\",\"ph\":\"X\",\"pid\":1,"
+        "\"tid\":(\\d+),\"ts\":[0-9.]+,\"dur\":[0-9.]+\\},?");
+    std::smatch match;
+    while (std::getline(file, line) && std::regex_match(line, match, event)) {
+        ++perThread[match[2]];
+    }
+    EXPECT_EQ(line, "]}");
+    EXPECT_EQ(perThread,
+              (std::map<std::string, int>{{"1", 1000}, {"2", 1000}, {"3", 1000}, {"4", 1000}}));
+}
+
+} // namespace
