@@ -1,11 +1,19 @@
-/* The process-wide objects that the library makes when it is loaded.
+/* The process-wide objects that the library makes when it is loaded, and the debug form of new.
  *
- * They exist from load to unload, belong to the library and must not be freed.
+ * They exist from load to unload, belong to the library and must not be freed. Loading brings up,
+ * in this order: numbers printed with a point (the numeric locale "C"), the log, the watch table
+ * with "Main pool", "Lua" and "STL allocator", globalConfig, globalFactoryManager, globalMail;
+ * unloading takes them down in reverse order, the log last. What could not be made for want of
+ * memory is null.
+ *
+ * globalProfiler stands in Common/Profiler.h.
  */
 #ifndef QZCORE_GLOBALS_H
 #define QZCORE_GLOBALS_H
 
 #include "Core/Export.h"
+
+#include <stddef.h>
 
 QZ_EXTERN_C_BEGIN
 
@@ -16,5 +24,32 @@ struct lua_State;
 extern QZ_API struct lua_State* globalConfig;
 
 QZ_EXTERN_C_END
+
+#ifdef __cplusplus
+
+namespace Common {
+
+class FactoryManager;
+
+/* The engine's factories. */
+extern QZ_API FactoryManager* globalFactoryManager;
+
+} // namespace Common
+
+/* Where modules register the classes that they can make, before anything else of the library is
+ * needed: it is there for static initialisers, too. */
+extern QZ_API Common::FactoryManager* registry;
+
+/* The same, for Common::Registrator: stores it in *out with a reference, which is the caller's. The
+ * first call makes it, and is the library's own, on loading. */
+QZ_API void getRegistry(Common::FactoryManager** out);
+
+/* Allocates as new does. Besides it counts the bytes, and opens the file "memory.log" of the
+ * current directory for appending and closes it again; `file` and `line` are not used. Callers rely
+ * on the file. Throws std::bad_alloc. */
+QZ_API void* operator new(size_t size, const char* file, int line);
+QZ_API void operator delete(void* block, const char* file, int line) noexcept;
+
+#endif
 
 #endif

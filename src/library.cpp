@@ -2,10 +2,15 @@
 // only file that knows everybody.
 #include "Globals.h"
 
+#include "Common/Allocator.h"
+#include "Common/Factory.h"
 #include "Core/Clock.h"
 #include "Core/Watch.h"
 #include "Lua/State.h"
 #include "VFS/Archive.h"
+#include "common/allocator_counters.h"
+#include "common/profiler.h"
+#include "common/registry.h"
 #include "core/log.h"
 #include "core/memory_pool.h"
 #include "core/until_unload.h"
@@ -15,12 +20,15 @@
 
 #include <clocale>
 #include <cstdio>
+#include <new>
 
 lua_State* globalConfig = nullptr;
+Common::FactoryManager* Common::globalFactoryManager = nullptr;
 
 namespace {
 
 constexpr char kMainPoolWatch[] = "Main pool";
+constexpr char kAllocatorWatch[] = "STL allocator";
 constexpr double kMebibyte = 1024.0 * 1024.0;
 
 bool attached = false;
@@ -28,6 +36,29 @@ bool attached = false;
 size_t printMainPool(unsigned int, char* buffer, size_t size, void*) {
     const auto footprint = static_cast<double>(core::defaultPool().footprint());
     return static_cast<size_t>(std::snprintf(buffer, size, "%.1fMB", footprint / kMebibyte));
+}
+
+// Reading it begins a new count of allocations and releases.
+size_t printAllocator(unsigned int, char* buffer, size_t size, void*) {
+    const double held = static_cast<double>(qz::getSTLAllocatorCounter()) / kMebibyte;
+    const common::AllocatorActivity activity = common::takeAllocatorActivity();
+    return static_cast<size_t>(std::snprintf(buffer, size, "total %2.2f Mb, new %d, delete %d",
+                                             held, static_cast<int>(activity.allocations),
+                                             static_cast<int>(activity.releases)));
+}
+
+void makeFactoryManager() {
+    Common::globalFactoryManager = new (std::nothrow) Common::FactoryManager;
+    if (Common::globalFactoryManager != nullptr) {
+        Common::globalFactoryManager->addRef();
+    }
+}
+
+// The pointer stays: whoever holds a reference of his own goes on using it.
+void dropFactoryManager() {
+    if (Common::globalFactoryManager != nullptr) {
+        Common::globalFactoryManager->release();
+    }
 }
 
 void attach() {
@@ -39,17 +70,23 @@ void attach() {
     core::defaultPool().open();
     QZ_watch_set(kMainPoolWatch, printMainPool, nullptr);
     lua::createPool();
+    common::resetAllocatorCounters();
+    QZ_watch_set(kAllocatorWatch, printAllocator, nullptr);
     globalConfig = QZ_lua_open("Config");
     QZ_lua_openlibs(globalConfig);
+    makeFactoryManager();
     attached = true;
 }
 
 void detach() {
     core::claimWatchTable();
+    dropFactoryManager();
     QZ_lua_close(globalConfig);
     globalConfig = nullptr;
     lua::destroyPool();
     vfs_deinit();
+    common::releaseRegistry();
+    common::closeGlobalProfiler();
     QZ_watch_reset(kMainPoolWatch);
     core::defaultPool().close();
     core::closeWatchTable();

@@ -1,0 +1,73 @@
+#include "Globals.h"
+
+#include "Common/Allocator.h"
+#include "Common/Factory.h"
+#include "Core/Watch.h"
+#include "VFS/File.h"
+
+#include <gtest/gtest.h>
+
+#include <clocale>
+#include <cstdio>
+#include <set>
+#include <string>
+
+namespace {
+
+TEST(Globals, AreThereWhenTheLibraryIs) {
+    EXPECT_NE(globalConfig, nullptr);
+    ASSERT_NE(Common::globalFactoryManager, nullptr);
+    EXPECT_EQ(Common::globalFactoryManager->getRefCount(), 1);
+    std::set<std::string> watches;
+    QZ_watch_get_list(
+        [](const char* name, void* context) {
+            static_cast<std::set<std::string>*>(context)->insert(name);
+        },
+        &watches);
+    for (const char* name : {"Main pool", "Lua", "STL allocator"}) {
+        EXPECT_EQ(watches.count(name), 1U) << name;
+    }
+}
+
+TEST(Globals, TheRegistryIsOneAndEachCallAddsAReference) {
+    ASSERT_NE(registry, nullptr);
+    const std::int32_t before = registry->getRefCount();
+    Common::FactoryManager* again = nullptr;
+    getRegistry(&again);
+    EXPECT_EQ(again, registry);
+    EXPECT_EQ(registry->getRefCount(), before + 1);
+    again->release();
+}
+
+TEST(Globals, TheAllocatorWatchTellsWhatHappenedSinceTheLastLook) {
+    const auto look = [] {
+        char text[64] = "";
+        QZ_watch_get_one("STL allocator", 0, text, sizeof text);
+        return std::string(text);
+    };
+    look();
+    qz::vector<char> bytes(3 << 20);
+    EXPECT_EQ(look(), "total 3.00 Mb, new 1, delete 0");
+    bytes = qz::vector<char>();
+    EXPECT_EQ(look(), "total 0.00 Mb, new 0, delete 1");
+}
+
+TEST(Globals, NumbersHaveAPointInThisProcess) {
+    EXPECT_STREQ(std::setlocale(LC_NUMERIC, nullptr), "C");
+}
+
+TEST(Globals, DebugNewTouchesItsFile) {
+    std::remove("memory.log");
+    struct Thrower {
+        explicit Thrower(bool throws) {
+            if (throws) {
+                throw 1;
+            }
+        }
+    };
+    delete new (__FILE__, __LINE__) Thrower(false);
+    EXPECT_NE(VFS_exists("memory.log"), 0);
+    EXPECT_THROW(new (__FILE__, __LINE__) Thrower(true), int);
+}
+
+} // namespace
