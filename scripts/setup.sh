@@ -18,7 +18,7 @@ packages_of() {
         ;;
     bench)
         echo libbenchmark-dev libspdlog-dev libconcurrentqueue-dev libboost-dev libglm-dev libeigen3-dev \
-            libimath-dev
+            libimath-dev libconfig-dev nlohmann-json3-dev libtomlplusplus-dev rapidjson-dev
         ;;
     fuzz)
         # llvm-14 for its symbolizer: without it findings have addresses in place of names.
