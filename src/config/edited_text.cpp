@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <iterator>
 #include <tuple>
 #include <utility>
 
@@ -197,9 +198,9 @@ std::vector<Place> EditedText::erasedIn(const Entry& list) const {
 // one excepted.
 void EditedText::appendCommas(const Entry& list, std::vector<Place>& erased) const {
     std::vector<Item> items;
-    for (const Place& place : erased) {
-        items.push_back({place, true});
-    }
+    std::transform(erased.begin(), erased.end(), std::back_inserter(items), [](const Place& place) {
+        return Item{place, true};
+    });
     const Entry* lastStaying = nullptr;
     for (const Entry* item = list.entries.first; item != nullptr; item = item->next) {
         if (item->isOriginal) {

@@ -22,9 +22,9 @@ bool LexicalAnalyser::add(std::shared_ptr<const Token> token) {
 
 std::vector<Lexeme> LexicalAnalyser::analyse(std::string_view text) const {
     // Most texts have fewer lexemes than this; memory that is not touched costs next to nothing.
-    constexpr std::size_t kMaxReserved = 1U << 20;
+    constexpr std::size_t kMaxReserved = 1U << 24;
     std::vector<Lexeme> lexemes;
-    lexemes.reserve(std::min(text.size() / 4, kMaxReserved));
+    lexemes.reserve(std::min(text.size() / 2, kMaxReserved));
     Input input(text);
     std::size_t length = 0;
     for (std::size_t offset = 0; offset < text.size(); offset += length) {

@@ -25,6 +25,7 @@ public:
     Token& operator=(const Token&) = delete;
 
     // How many characters of the input it takes from an offset on; 0 if it does not match there.
+    // Asked only where canBegin is true.
     virtual std::size_t matchText(Input& input, std::size_t offset) const;
 
     // Takes lexemes and adds what is kept of them to the matching's output, or leaves both alone

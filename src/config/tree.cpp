@@ -34,13 +34,13 @@ void Tree::setSource(SourceText source) {
 }
 
 Entry& Tree::makeOriginal() {
-    Entry& entry = create<Entry>(parsed_);
+    auto& entry = create<Entry>(parsed_);
     entry.isOriginal = true;
     return entry;
 }
 
 NamedEntry& Tree::makeOriginal(std::string_view name) {
-    NamedEntry& entry = create<NamedEntry>(parsed_);
+    auto& entry = create<NamedEntry>(parsed_);
     entry.isOriginal = true;
     setName(entry, name);
     return entry;
@@ -55,7 +55,7 @@ Entry& Tree::make() {
 }
 
 NamedEntry& Tree::make(std::string_view name) {
-    NamedEntry& entry = create<NamedEntry>(changed_);
+    auto& entry = create<NamedEntry>(changed_);
     setName(entry, {});
     rename(entry, name);
     return entry;
