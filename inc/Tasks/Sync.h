@@ -1,4 +1,4 @@
-/* A lock and a counter for classes. C++ only. */
+/* A lock, a counter and a thread for classes. C++ only. */
 #ifndef QZCORE_TASKS_SYNC_H
 #define QZCORE_TASKS_SYNC_H
 
@@ -52,6 +52,52 @@ public:
 
 private:
     std::atomic<int32_t> value_{0};
+};
+
+/* A thread that runs a task again and again until the task has had enough or is told to stop.
+ *
+ * Threads: one owner, other than the thread itself, calls the functions. */
+class QZ_API Thread {
+public:
+    class Task {
+    public:
+        /* One pass of work. `again` is false on a thread's first pass and true on all later ones.
+         * Returns whether there is to be another pass. It must not throw. */
+        virtual bool run(bool again) = 0;
+
+        virtual ~Task() = default;
+    };
+
+    Thread() = default;
+    Thread(const Thread&) = delete;
+    Thread& operator=(const Thread&) = delete;
+
+    /* Waits, without limit, until the task ends by itself; it is not told to stop, deliberately. */
+    ~Thread();
+
+    /* Starts a thread for the task, which must live until the thread has been waited for. Does
+     * nothing if there is a thread already, or if the system has none to give: see isRunning. */
+    void start(Task* task);
+
+    /* Lets the pass that is running be the last one, and waits for it, without limit. */
+    void stop();
+
+    /* Waits until the task ends, for that many milliseconds at most; without limit for a negative
+     * number. Returns whether the thread has gone; true if there was none. */
+    bool wait(int milliseconds);
+
+    /* True from start to the stop or wait that collects the thread, even if the task has ended. */
+    bool isRunning() const { return thread_ != nullptr; }
+
+private:
+    struct Worker;
+
+    void work();
+    void collect();
+
+    Task* task_ = nullptr;
+    Worker* thread_ = nullptr;
+    std::atomic<uint32_t> running_{0};
 };
 
 } // namespace Sync

@@ -1,0 +1,75 @@
+#include "Tasks/Sync.h"
+
+#include "platform/thread.h"
+
+#include <chrono>
+#include <memory>
+#include <new>
+
+struct Sync::Thread::Worker {
+    platform::Thread native;
+    platform::Semaphore
+        finished; // the system's own wait for a thread knows no time limit everywhere
+
+    Worker() { finished.create(0); }
+    ~Worker() { finished.destroy(); }
+};
+
+namespace Sync {
+
+Thread::~Thread() {
+    wait(-1);
+}
+
+void Thread::start(Task* task) {
+    if (thread_ != nullptr || task == nullptr) {
+        return;
+    }
+    std::unique_ptr<Worker> worker(new (std::nothrow) Worker);
+    if (!worker) {
+        return;
+    }
+    task_ = task;
+    thread_ = worker.get();
+    running_ = 1;
+    const auto run = [](void* self) { static_cast<Thread*>(self)->work(); };
+    if (platform::startThread(worker->native, run, this)) {
+        static_cast<void>(worker.release());
+    } else {
+        task_ = nullptr;
+        thread_ = nullptr;
+    }
+}
+
+void Thread::stop() {
+    running_ = 0;
+    wait(-1);
+}
+
+bool Thread::wait(int milliseconds) {
+    if (thread_ == nullptr) {
+        return true;
+    }
+    if (milliseconds >= 0 && !thread_->finished.waitFor(std::chrono::milliseconds(milliseconds))) {
+        return false;
+    }
+    collect();
+    return true;
+}
+
+void Thread::work() {
+    bool again = task_->run(false);
+    while (running_ != 0 && again) {
+        again = task_->run(true);
+    }
+    thread_->finished.signal();
+}
+
+void Thread::collect() {
+    platform::joinThread(thread_->native);
+    delete thread_;
+    thread_ = nullptr;
+    task_ = nullptr;
+}
+
+} // namespace Sync

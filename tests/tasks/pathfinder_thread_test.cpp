@@ -1,0 +1,74 @@
+#include "Tasks/PathfinderThread.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <thread>
+
+namespace {
+
+using namespace std::chrono_literals;
+
+bool comesTrue(const std::atomic<unsigned>& count, unsigned value) {
+    for (int i = 0; i < 5000 && count != value; ++i) {
+        std::this_thread::sleep_for(1ms);
+    }
+    return count == value;
+}
+
+template<unsigned Factor, unsigned Term>
+void change(void* number) {
+    auto& value = *static_cast<std::atomic<unsigned>*>(number);
+    value = value * Factor + Term;
+}
+
+TEST(PathfinderThread, RunsQueriesInTheOrderAdded) {
+    static std::atomic<unsigned> first, second;
+    const auto addMany = [](std::atomic<unsigned>* number) {
+        for (int i = 0; i < 1000; ++i) {
+            PathfinderThread::instance()->addQuery(change<3, 1>, number);
+            PathfinderThread::instance()->addQuery(change<5, 7>, number);
+        }
+    };
+    std::thread other(addMany, &first);
+    addMany(&second);
+    other.join();
+    unsigned expected = 0;
+    for (int i = 0; i < 1000; ++i) {
+        expected = (expected * 3 + 1) * 5 + 7;
+    }
+    EXPECT_TRUE(comesTrue(first, expected));
+    EXPECT_TRUE(comesTrue(second, expected));
+}
+
+// Each query alone, when the thread has just found nothing to do or has been asleep for a while.
+TEST(PathfinderThread, LeavesNoQueryWaitingForTheNext) {
+    static std::atomic<unsigned> done{0};
+    PathfinderThread::instance()->addQuery(nullptr, nullptr);
+    for (unsigned i = 1; i <= 500; ++i) {
+        PathfinderThread::instance()->addQuery(change<1, 1>, &done);
+        ASSERT_TRUE(comesTrue(done, i));
+    }
+}
+
+// The process ends while a query runs and another waits; a hang is ended by the time limit.
+TEST(PathfinderThread, HoldsNoProcessUp) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    static std::atomic<unsigned> running{0};
+    const auto endless = [](void*) {
+        for (running = 1;;) {
+            std::this_thread::sleep_for(1ms);
+        }
+    };
+    EXPECT_EXIT(
+        {
+            PathfinderThread::instance()->addQuery(endless, nullptr);
+            PathfinderThread::instance()->addQuery(endless, nullptr);
+            std::exit(comesTrue(running, 1) ? 7 : 8);
+        },
+        testing::ExitedWithCode(7), "");
+}
+
+} // namespace
