@@ -1,0 +1,95 @@
+/* Delivering messages to whoever is registered under their address. C++ only.
+ *
+ * There is no queue and no thread: a message is handled within send(), on the sender's thread. The
+ * process's own server is `globalMail`.
+ */
+#ifndef QZCORE_MAIL_SERVER_H
+#define QZCORE_MAIL_SERVER_H
+
+#include "Common/Allocator.h"
+#include "Core/Export.h"
+#include "Mail/Message.h"
+#include "Mail/Shared.h"
+#include "Tasks/Sync.h"
+
+#include <functional>
+#include <map>
+#include <stdint.h>
+#include <utility>
+
+namespace Mail {
+
+/* A receiver; derive from it. The server and everybody who sends to it keep it alive. */
+class QZ_API Mailbox : public Mem::Shared {
+public:
+    explicit Mailbox(uint32_t ownAddress = 0) : address(ownAddress) {}
+    ~Mailbox() override;
+
+    /* Under which it is registered, and it must not change while it is: the server goes by the
+     * address that a mailbox had when it was added. */
+    uint32_t address;
+
+    /* Handles a message and says whether it was accepted. Runs on the sender's thread, on several
+     * at once if several send. It may do anything, send and unregister its own mailbox included.
+     * Messages are shared: what is to be changed is to be copied. */
+    virtual bool receive(const Message& message) = 0;
+};
+
+/* Any thread may call anything at any time. */
+class QZ_API Server {
+public:
+    virtual ~Server();
+
+    /* Registers a mailbox under its own address. Null is ignored, and so is a mailbox whose address
+     * is taken, deliberately: who comes first stays, and callers rely on it. */
+    virtual void addMailbox(const Mem::Ptr<Mailbox>& mailbox) = 0;
+
+    /* Makes an address free again. Does nothing if it is. Somebody may just be sending to the
+     * mailbox that was there, and it may still receive after this. */
+    virtual void removeMailbox(uint32_t address) = 0;
+
+    /* Lets the receiver at the message's address handle it and returns its result; false if there
+     * is none, or no message. */
+    virtual bool send(const Message& message) = 0;
+
+    /* The mailbox at an address, or null. */
+    virtual Mem::Ptr<Mailbox> getMailbox(uint32_t address) = 0;
+
+protected:
+    Server() = default;
+    Server(const Server&) = delete;
+    Server& operator=(const Server&) = delete;
+};
+
+/* The server. Addresses below a size are looked up at once, all others in the logarithm of their
+ * number. */
+class QZ_API ServerImpl : public Server {
+public:
+    explicit ServerImpl(uint32_t directSize);
+
+    /* Nobody may use it any more. */
+    ~ServerImpl() override;
+
+    void addMailbox(const Mem::Ptr<Mailbox>& mailbox) override;
+    void removeMailbox(uint32_t address) override;
+
+    /* Looks the receiver up with getMailbox, so a derived server may find it in another way. */
+    bool send(const Message& message) override;
+
+    Mem::Ptr<Mailbox> getMailbox(uint32_t address) override;
+
+private:
+    using Overflow = std::map<uint32_t, Mem::Ptr<Mailbox>, std::less<uint32_t>,
+                              qz::allocator<std::pair<const uint32_t, Mem::Ptr<Mailbox>>>>;
+
+    Mem::Ptr<Mailbox> take(uint32_t address);
+
+    Sync::Futex lock_;
+    uint32_t directSize_;
+    qz::vector<Mem::Ptr<Mailbox>> direct_;
+    Overflow overflow_;
+};
+
+} // namespace Mail
+
+#endif

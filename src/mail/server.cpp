@@ -1,0 +1,73 @@
+#include "Mail/Server.h"
+
+#include <mutex>
+#include <utility>
+
+namespace Mail {
+
+Mailbox::~Mailbox() = default;
+
+Server::~Server() = default;
+
+ServerImpl::ServerImpl(std::uint32_t directSize) : directSize_(directSize), direct_(directSize) {}
+
+// One by one and while the server still stands, for the same reason as in removeMailbox.
+ServerImpl::~ServerImpl() {
+    while (!overflow_.empty()) {
+        const Mem::Ptr<Mailbox> removed = take(overflow_.begin()->first);
+    }
+    for (Mem::Ptr<Mailbox>& mailbox : direct_) {
+        const Mem::Ptr<Mailbox> removed = std::move(mailbox);
+    }
+}
+
+void ServerImpl::addMailbox(const Mem::Ptr<Mailbox>& mailbox) {
+    if (!mailbox) {
+        return;
+    }
+    const std::uint32_t address = mailbox->address;
+    const std::lock_guard lock(lock_);
+    if (address >= directSize_) {
+        overflow_.try_emplace(address, mailbox);
+    } else if (!direct_[address]) {
+        direct_[address] = mailbox;
+    }
+}
+
+// The mailbox goes when the lock has been given up: its destructor may call the server.
+void ServerImpl::removeMailbox(std::uint32_t address) {
+    const Mem::Ptr<Mailbox> removed = take(address);
+}
+
+Mem::Ptr<Mailbox> ServerImpl::take(std::uint32_t address) {
+    const std::lock_guard lock(lock_);
+    if (address < directSize_) {
+        return std::move(direct_[address]);
+    }
+    const auto found = overflow_.find(address);
+    if (found == overflow_.end()) {
+        return nullptr;
+    }
+    Mem::Ptr<Mailbox> mailbox = std::move(found->second);
+    overflow_.erase(found);
+    return mailbox;
+}
+
+bool ServerImpl::send(const Message& message) {
+    if (!message) {
+        return false;
+    }
+    const Mem::Ptr<Mailbox> receiver = getMailbox(message.getAddress());
+    return receiver && receiver->receive(message);
+}
+
+Mem::Ptr<Mailbox> ServerImpl::getMailbox(std::uint32_t address) {
+    const std::lock_guard lock(lock_);
+    if (address < directSize_) {
+        return direct_[address];
+    }
+    const auto found = overflow_.find(address);
+    return found == overflow_.end() ? nullptr : found->second;
+}
+
+} // namespace Mail

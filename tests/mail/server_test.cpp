@@ -1,0 +1,181 @@
+#include "Mail/Server.h"
+
+#include "Mail/Stream.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <limits>
+#include <random>
+#include <thread>
+#include <vector>
+
+namespace {
+
+class Box : public Mail::Mailbox {
+public:
+    using Receive = std::function<bool(const Mail::Message&)>;
+
+    explicit Box(
+        std::uint32_t ownAddress, Receive receive = [](const auto&) { return true; })
+        : Mailbox(ownAddress), receive_(std::move(receive)) {}
+    ~Box() override {
+        if (atEnd) {
+            atEnd();
+        }
+    }
+
+    bool receive(const Mail::Message& message) override { return receive_(message); }
+
+    std::function<void()> atEnd;
+
+private:
+    Receive receive_;
+};
+
+Mem::Ptr<Box> box(
+    std::uint32_t address, Box::Receive receive = [](const auto&) { return true; }) {
+    return Mem::Ptr<Box>(new Box(address, std::move(receive)));
+}
+
+class MailServer : public ::testing::TestWithParam<std::uint32_t> {
+protected:
+    Mail::ServerImpl server{256};
+};
+
+INSTANTIATE_TEST_SUITE_P(Addresses, MailServer,
+                         ::testing::Values(0, 7, 255, 256, 1000,
+                                           std::numeric_limits<std::uint32_t>::max()));
+
+TEST_P(MailServer, KeepsWhoRegistersFirst) {
+    const Mem::Ptr<Box> a = box(GetParam()), b = box(GetParam());
+    server.removeMailbox(GetParam());
+    EXPECT_EQ(server.getMailbox(GetParam()), nullptr);
+    server.addMailbox(nullptr);
+    server.addMailbox(a);
+    server.addMailbox(b);
+    server.addMailbox(a);
+    EXPECT_EQ(server.getMailbox(GetParam()), a);
+    EXPECT_EQ(server.getMailbox(GetParam() ^ 256), nullptr);
+    server.removeMailbox(GetParam());
+    server.addMailbox(b);
+    EXPECT_EQ(server.getMailbox(GetParam()), b);
+}
+
+TEST_P(MailServer, ReturnsWhatTheReceiverReturns) {
+    bool answer = true;
+    const Mail::Message message(GetParam());
+    Mail::Writer(message).put(42, 8);
+    EXPECT_FALSE(server.send(message));
+    EXPECT_FALSE(server.send(Mail::Message()));
+    server.addMailbox(box(GetParam(), [&](const Mail::Message& received) {
+        EXPECT_EQ(received, message);
+        EXPECT_EQ(Mail::Reader(received).get(8), 42U);
+        return answer;
+    }));
+    EXPECT_TRUE(server.send(message));
+    answer = false;
+    EXPECT_FALSE(server.send(message));
+}
+
+TEST_P(MailServer, LetsAReceiverUnregisterItself) {
+    bool living = true;
+    Mem::Ptr<Box> leaving = box(GetParam(), [&](const Mail::Message& message) {
+        server.removeMailbox(GetParam());
+        EXPECT_TRUE(living);
+        return !server.send(message);
+    });
+    leaving->atEnd = [&] { living = false; };
+    server.addMailbox(leaving);
+    leaving = nullptr;
+    EXPECT_TRUE(server.send(Mail::Message(GetParam())));
+    EXPECT_FALSE(living);
+}
+
+TEST(MailServerEnd, ReleasesReceiversAndMemory) {
+    const std::uint64_t before = qz::getSTLAllocatorCounter();
+    int ended = 0;
+    {
+        Mail::ServerImpl server(256);
+        for (std::uint32_t address = 0; address < 600; ++address) {
+            Mem::Ptr<Box> made = box(address);
+            made->atEnd = [&, address] {
+                ++ended;
+                EXPECT_EQ(server.getMailbox(address), nullptr);
+                server.removeMailbox(address + 1);
+            };
+            server.addMailbox(made);
+        }
+        server.removeMailbox(300);
+        EXPECT_EQ(ended, 300) << "each removes the next";
+    }
+    EXPECT_EQ(ended, 600);
+    EXPECT_EQ(qz::getSTLAllocatorCounter(), before);
+}
+
+class Forwarding : public Mail::ServerImpl {
+public:
+    Forwarding() : ServerImpl(4) {}
+    Mem::Ptr<Mail::Mailbox> getMailbox(std::uint32_t) override { return ServerImpl::getMailbox(2); }
+};
+
+TEST(MailServerLookup, MayBeChangedByADerivedServer) {
+    Forwarding server;
+    server.addMailbox(box(2));
+    EXPECT_TRUE(server.send(Mail::Message(77)));
+}
+
+Mail::Message numbered(std::uint32_t address, unsigned hops, unsigned length) {
+    const Mail::Message message(address);
+    Mail::Writer writer(message);
+    writer.put(hops, 4);
+    writer.put(length, 12);
+    for (unsigned i = 0; i < length; ++i) {
+        writer.put(i + length, 7);
+    }
+    return message;
+}
+
+// Each thread registers, unregisters, writes and sends as it likes; receivers check what they get,
+// pass it on and now and then unregister themselves.
+TEST(MailServerThreads, DoAllAtOnce) {
+    using Clock = std::chrono::steady_clock;
+    constexpr std::uint32_t kAddresses = 12;
+    Mail::ServerImpl server(kAddresses / 2);
+    std::atomic<unsigned> received{0};
+    const auto receive = [&](const Mail::Message& message) {
+        ++received;
+        Mail::Reader reader(message);
+        const unsigned hops = reader.get(4), length = reader.get(12);
+        for (unsigned i = 0; i < length; ++i) {
+            EXPECT_EQ(reader.get(7), (i + length) % 128);
+        }
+        if (hops == 0) {
+            server.removeMailbox(message.getAddress());
+            return true;
+        }
+        return server.send(numbered((message.getAddress() + hops) % kAddresses, hops - 1, length));
+    };
+    const Clock::time_point end = Clock::now() + std::chrono::seconds(2);
+    std::vector<std::jthread> threads;
+    for (unsigned seed = 0; seed < 4; ++seed) {
+        threads.emplace_back([&, seed] {
+            std::minstd_rand random(seed + 1);
+            while (Clock::now() < end) {
+                const auto address = static_cast<std::uint32_t>(random() % kAddresses);
+                server.addMailbox(box(address, receive));
+                server.send(numbered(address, static_cast<unsigned>(random() % 4),
+                                     static_cast<unsigned>(random() % 3000)));
+                if (random() % 8 == 0) {
+                    server.removeMailbox(address);
+                }
+            }
+        });
+    }
+    threads.clear();
+    EXPECT_GT(received, 100U);
+}
+
+} // namespace
