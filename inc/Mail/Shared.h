@@ -35,8 +35,9 @@ private:
 
     void retain() { ++refCount_; }
 
-    /* True if that was the last reference. */
-    bool release() { return --refCount_ == 0; }
+    /* True if that was the last reference. Whoever holds the only one need not count down: nobody
+     * else can take another. */
+    bool release() { return refCount_.get() == 1 || --refCount_ == 0; }
 
     void destroy() { delete this; }
 

@@ -31,6 +31,7 @@
 #include "Mail/Message.h"
 #include "Mail/Shared.h"
 
+#include <new>
 #include <stdint.h>
 #include <string.h>
 #include <type_traits>
@@ -186,7 +187,7 @@ public:
     /* The low `bits` bits of a number, 1 to 25. */
     void put(unsigned int value, unsigned char bits) {
         const unsigned width = bits < kMaxWidth ? bits : kMaxWidth;
-        write(value & ((uint64_t{1} << width) - 1), width);
+        write(static_cast<uint32_t>(value & ((uint64_t{1} << width) - 1)), width);
     }
 
     /* A number from 0 to 1 in steps of 1 / (2^bits - 1), the nearest; others become 0 or 1. Up to
@@ -204,11 +205,11 @@ public:
     /* As Math::float2half rounds it. 16 bits. */
     void writeHalf(float value);
 
-    void stream(void* data, int bits) override {
+    void stream(void* data, int bits) final {
         if (bits == 32) {
             uint32_t value = 0;
             memcpy(&value, data, sizeof value);
-            write(value, 32);
+            writeWord(value);
         } else {
             writeObject(static_cast<const unsigned char*>(data), bits);
         }
@@ -217,27 +218,44 @@ public:
 private:
     static constexpr unsigned kMaxWidth = 32;
 
-    /* A field of up to 56 bits, which has no others set. */
-    void write(uint64_t field, unsigned width) {
-        if (end_ - cursor_ < 8 || width == 0) {
-            writeAcross(field, width);
-            return;
+    /* A field of up to 32 bits, which has no others set. */
+    void write(uint32_t field, unsigned width) {
+        bits_ = bits_ << width | field;
+        bitCount_ += width;
+        if (bitCount_ >= 32) {
+            bitCount_ -= 32;
+            store(static_cast<uint32_t>(bits_ >> bitCount_));
         }
-        const unsigned pending = bitCount_ + width;
-        const uint64_t bits = uint64_t{bits_} << width | field;
-        const uint64_t bytes = __builtin_bswap64(bits << (64 - pending));
-        memcpy(cursor_, &bytes, sizeof bytes); /* what lies behind the cursor is written again */
-        cursor_ += pending / 8;
-        bits_ = static_cast<uint32_t>(bits);
-        bitCount_ = static_cast<uint8_t>(pending % 8);
     }
 
-    void writeAcross(uint64_t field, unsigned width);
+    /* A field of 32 bits: as many are pending afterwards as were before. */
+    void writeWord(uint32_t field) {
+        bits_ = bits_ << 32 | field;
+        store(static_cast<uint32_t>(bits_ >> bitCount_));
+    }
+
+    /* Four bytes anywhere. A type of its own, so that storing them is known not to change the
+     * writer, whose state can then stay in registers from field to field. */
+    struct [[gnu::packed]] Word {
+        uint32_t bytes;
+    };
+
+    void store(uint32_t word) {
+        if (end_ - cursor_ < 4) {
+            storeAcross(word);
+            return;
+        }
+        new (cursor_) Word{__builtin_bswap32(word)};
+        cursor_ += 4;
+    }
+
+    void storeAcross(uint32_t word);
+    void storeByte(uint64_t byte);
     void writeObject(const unsigned char* data, int bits);
     void flush();
 
-    uint32_t bits_ = 0;    /* the low bitCount_ of them are still to be written */
-    uint8_t bitCount_ = 0; /* 0 to 7 */
+    uint64_t bits_ = 0;     /* the low bitCount_ of them are still to be written */
+    uint64_t bitCount_ = 0; /* 0 to 31 */
 };
 
 /* Reads a message from its start. */
@@ -252,7 +270,8 @@ public:
 
     /* A number of 1 to 25 bits. */
     unsigned int get(unsigned char bits) {
-        return static_cast<unsigned int>(read(bits < kMaxWidth ? bits : kMaxWidth));
+        const unsigned width = bits < kMaxWidth ? bits : kMaxWidth;
+        return read(width);
     }
 
     /* What Writer's functions of such names wrote. */
@@ -260,9 +279,9 @@ public:
     double readFixed(int intBits, int fracBits);
     float readHalf();
 
-    void stream(void* data, int bits) override {
+    void stream(void* data, int bits) final {
         if (bits == 32) {
-            const auto value = static_cast<uint32_t>(read(32));
+            const uint32_t value = readWord();
             memcpy(data, &value, sizeof value);
         } else {
             readObject(static_cast<unsigned char*>(data), bits);
@@ -272,29 +291,38 @@ public:
 private:
     static constexpr unsigned kMaxWidth = 32;
 
-    /* A field of up to 56 bits. */
-    uint64_t read(unsigned width) {
-        if (end_ - cursor_ < 8 || width == 0) {
-            return readAcross(width);
+    /* A field of up to 32 bits. */
+    uint32_t read(unsigned width) {
+        if (bitCount_ < width) {
+            bits_ = bits_ << 32 | fetch();
+            bitCount_ += 32;
         }
-        uint64_t bytes = 0;
-        memcpy(&bytes, cursor_, sizeof bytes);
-        const uint64_t pending = uint64_t{bits_} << 1 << (63 - bitCount_);
-        const uint64_t ahead = pending | __builtin_bswap64(bytes) >> bitCount_;
-        const unsigned fetched = (width + 7 - bitCount_) / 8;
-        const unsigned known = bitCount_ + fetched * 8;
-        cursor_ += fetched;
-        bits_ = static_cast<uint32_t>(ahead >> (64 - known));
-        bitCount_ = static_cast<uint8_t>(known - width);
-        return ahead >> (64 - width);
+        bitCount_ -= width;
+        return static_cast<uint32_t>(bits_ >> bitCount_ & ((uint64_t{1} << width) - 1));
     }
 
-    uint64_t readAcross(unsigned width);
+    /* A field of 32 bits. */
+    uint32_t readWord() {
+        bits_ = bits_ << 32 | fetch();
+        return static_cast<uint32_t>(bits_ >> bitCount_);
+    }
+
+    uint32_t fetch() {
+        if (end_ - cursor_ < 4) {
+            return fetchAcross();
+        }
+        uint32_t bytes = 0;
+        memcpy(&bytes, cursor_, sizeof bytes);
+        cursor_ += sizeof bytes;
+        return __builtin_bswap32(bytes);
+    }
+
+    uint32_t fetchAcross();
     void readObject(unsigned char* data, int bits);
     void init();
 
-    uint32_t bits_ = 0;    /* the low bitCount_ of them were fetched and not yet read */
-    uint8_t bitCount_ = 0; /* 0 to 7 */
+    uint64_t bits_ = 0;     /* the low bitCount_ of them were fetched and not yet read */
+    uint64_t bitCount_ = 0; /* 0 to 31 */
 };
 
 } // namespace Mail

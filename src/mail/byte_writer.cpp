@@ -62,7 +62,7 @@ void ByteWriter::takeRegion() {
         close();
         return;
     }
-    buffer_ = region->buffer_;
+    buffer_ = std::move(region->buffer_);
     start_ = cursor_ = region->begin();
     end_ = region->end();
 }

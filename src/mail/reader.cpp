@@ -2,21 +2,10 @@
 #include "Math/Half.h"
 #include "mail/fixed_point.h"
 
-#include <algorithm>
 #include <cstddef>
+#include <cstring>
 
 namespace Mail {
-
-namespace {
-
-// The low `count` bytes, up to 7, into little-endian memory.
-void store(unsigned char* data, std::size_t count, std::uint64_t value) {
-    for (std::size_t i = 0; i < count; ++i) {
-        data[i] = static_cast<unsigned char>(value >> 8 * i);
-    }
-}
-
-} // namespace
 
 Reader::Reader() : Reader(Message(0)) {}
 
@@ -44,17 +33,13 @@ float Reader::readHalf() {
     return Math::half2float(static_cast<unsigned short>(read(16)));
 }
 
-// Byte by byte, where a chunk ends.
-std::uint64_t Reader::readAcross(unsigned width) {
-    std::uint64_t bits = bits_;
-    unsigned known = bitCount_;
-    while (known < width) {
-        bits = bits << 8 | (prepare() ? *cursor_++ : 0U);
-        known += 8;
+// Where a chunk ends.
+std::uint32_t Reader::fetchAcross() {
+    std::uint32_t word = 0;
+    for (unsigned i = 0; i < sizeof word; ++i) {
+        word = word << 8 | (prepare() ? *cursor_++ : 0U);
     }
-    bits_ = static_cast<std::uint32_t>(bits);
-    bitCount_ = static_cast<std::uint8_t>(known - width);
-    return (bits >> bitCount_) & ((std::uint64_t{1} << width) - 1);
+    return word;
 }
 
 void Reader::readObject(unsigned char* data, int bits) {
@@ -66,10 +51,12 @@ void Reader::readObject(unsigned char* data, int bits) {
     if (partial != 0) {
         data[count] = static_cast<unsigned char>(read(partial));
     }
-    while (count != 0) {
-        const std::size_t step = std::min<std::size_t>(count, 7);
-        count -= step;
-        store(data + count, step, read(static_cast<unsigned>(step) * 8));
+    for (; count >= 4; count -= 4) {
+        const std::uint32_t value = readWord();
+        std::memcpy(data + count - 4, &value, sizeof value);
+    }
+    for (; count != 0; --count) {
+        data[count - 1] = static_cast<unsigned char>(read(8));
     }
 }
 

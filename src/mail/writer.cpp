@@ -2,9 +2,9 @@
 #include "Math/Half.h"
 #include "mail/fixed_point.h"
 
-#include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstring>
 #include <utility>
 
 namespace Mail {
@@ -13,12 +13,9 @@ namespace {
 
 constexpr unsigned kAllBits = ~0U;
 
-// The number, up to 7 bytes long, that lies in little-endian memory.
-std::uint64_t load(const unsigned char* data, std::size_t count) {
-    std::uint64_t value = 0;
-    for (std::size_t i = count; i != 0; --i) {
-        value = value << 8 | data[i - 1];
-    }
+std::uint32_t load(const unsigned char* data) {
+    std::uint32_t value = 0;
+    std::memcpy(&value, data, sizeof value);
     return value;
 }
 
@@ -75,18 +72,17 @@ void Writer::writeHalf(float value) {
     write(Math::float2half(value), 16);
 }
 
-// Byte by byte, where a region ends.
-void Writer::writeAcross(std::uint64_t field, unsigned width) {
-    const std::uint64_t bits = std::uint64_t{bits_} << width | field;
-    unsigned pending = bitCount_ + width;
-    while (pending >= 8) {
-        pending -= 8;
-        if (prepare()) {
-            *cursor_++ = static_cast<unsigned char>(bits >> pending);
-        }
+// Where a region ends.
+void Writer::storeAcross(std::uint32_t word) {
+    for (unsigned left = 32; left != 0; left -= 8) {
+        storeByte(word >> (left - 8));
     }
-    bits_ = static_cast<std::uint32_t>(bits);
-    bitCount_ = static_cast<std::uint8_t>(pending);
+}
+
+void Writer::storeByte(std::uint64_t byte) {
+    if (prepare()) {
+        *cursor_++ = static_cast<unsigned char>(byte);
+    }
 }
 
 void Writer::writeObject(const unsigned char* data, int bits) {
@@ -98,16 +94,21 @@ void Writer::writeObject(const unsigned char* data, int bits) {
     if (partial != 0) {
         write(data[count] & ((1U << partial) - 1), partial);
     }
-    while (count != 0) {
-        const std::size_t step = std::min<std::size_t>(count, 7);
-        count -= step;
-        write(load(data + count, step), static_cast<unsigned>(step) * 8);
+    for (; count >= 4; count -= 4) {
+        writeWord(load(data + count - 4));
+    }
+    for (; count != 0; --count) {
+        write(data[count - 1], 8);
     }
 }
 
 void Writer::flush() {
+    for (; bitCount_ >= 8; bitCount_ -= 8) {
+        storeByte(bits_ >> (bitCount_ - 8));
+    }
     if (bitCount_ != 0) {
-        write(0, 8U - bitCount_);
+        storeByte(bits_ << (8 - bitCount_));
+        bitCount_ = 0;
     }
 }
 

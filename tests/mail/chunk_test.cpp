@@ -2,12 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <random>
 #include <string>
-#include <thread>
-#include <vector>
 
 namespace {
 
@@ -101,37 +98,12 @@ TEST(Chunk, PartsOfAChainShareItsBytes) {
     EXPECT_EQ(part(Parts::kAfter, chain, ~std::uint64_t{0}), nullptr);
 }
 
-TEST(Chunk, PartsKeepTheBytesAlive) {
-    const ChunkPtr last = part(Parts::kAfter, numbered(3000), 2990);
-    const std::string text = bytes(last);
-    const ChunkPtr others = numbered(100000);
-    EXPECT_EQ(bytes(last), text);
-}
-
 TEST(Chunk, LongChainsAreReleasedWithoutRecursion) {
     Mail::Chain chain;
     for (int i = 0; i < 300000; ++i) {
         chain.append(Mail::Chunk::try_alloc(1));
     }
     EXPECT_EQ(chain.first()->totalSize(), 300000U);
-}
-
-TEST(Chunk, ThreadsGetDifferentBytes) {
-    std::vector<std::jthread> threads;
-    for (int me = 1; me <= 4; ++me) {
-        threads.emplace_back([me] {
-            const auto mark = static_cast<unsigned char>(me);
-            std::vector<ChunkPtr> held;
-            for (std::uint64_t i = 0; i < 3000; ++i) {
-                held.push_back(Mail::Chunk::try_alloc(i % 90 + 1));
-                std::fill(held.back()->begin(), held.back()->end(), mark);
-            }
-            for (const ChunkPtr& chunk : held) {
-                ASSERT_EQ(std::count(chunk->begin(), chunk->end(), mark),
-                          chunk->end() - chunk->begin());
-            }
-        });
-    }
 }
 
 } // namespace

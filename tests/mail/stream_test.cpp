@@ -9,7 +9,6 @@
 #include <limits>
 #include <random>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace {
@@ -163,6 +162,7 @@ TEST(Stream, IsBitForBitWhatAStringOfBitsSays) {
     }
 }
 
+// Those of docs/formats/message.md among them.
 TEST(Stream, WritesTheseBytes) {
     EXPECT_EQ(written([](auto& w) { w.put(5, 3), w.put(1, 1); }), Bytes({0xB0}));
     EXPECT_EQ(written([](auto& w) { w.put(0xFFFFFFFF, 1), w.put(0x12345, 20); }),
@@ -171,6 +171,16 @@ TEST(Stream, WritesTheseBytes) {
     EXPECT_EQ(written([&](auto& w) { w.stream(&number, 32); }), Bytes({0x0A, 0x0B, 0x0C, 0x0D}));
     EXPECT_EQ(written([&](auto& w) { w.stream(&number, 12); }), Bytes({0xC0, 0xD0}));
     EXPECT_EQ(written([](auto& w) { w.writeHalf(1.0F); }), Bytes({0x3C, 0x00}));
+    Bytes object{1, 2, 3};
+    EXPECT_EQ(written([&](auto& w) { w.stream(object.data(), 24); }), Bytes({3, 2, 1}));
+    char name[4] = {'t', 'a', 'n', 'k'};
+    EXPECT_EQ(written([&](auto& w) {
+                  w.put(3, 3);
+                  w.writeFixed(0.5, 10);
+                  w.writeFixed(12.75, 12, 4);
+                  w.stream(name, 32);
+              }),
+              Bytes({0x70, 0x04, 0x06, 0x63, 0x5B, 0x73, 0x0B, 0xA0}));
     EXPECT_EQ(written([](auto&) {}), Bytes());
     EXPECT_EQ(written([&](auto& w) { w.put(1, 0), w.stream(&number, 0), w.stream(&number, -8); }),
               Bytes());
@@ -397,19 +407,6 @@ TEST(ByteReader, LeavesTheChainsItReadsAsTheyAre) {
     EXPECT_TRUE(reader.init(second)) << "forgets what was queued";
     reader.add(second);
     EXPECT_EQ(text(reader.getRemainingData()), b + b);
-}
-
-TEST(Stream, ThreadsWriteAtOnce) {
-    std::vector<std::jthread> threads;
-    for (unsigned me = 1; me <= 4; ++me) {
-        threads.emplace_back([me] {
-            Random random(me);
-            for (int round = 0; round < 500; ++round) {
-                const Bytes data = random.bytes(random.upTo(1500));
-                ASSERT_EQ(bytesOf(messageOf(data)), data);
-            }
-        });
-    }
 }
 
 } // namespace

@@ -45,11 +45,4 @@ TEST(Futex, TryLockWaitsWhateverItsTimeOut) {
     futex.unlock();
 }
 
-TEST(Counter, ReturnsTheNewValue) {
-    Sync::Counter counter;
-    EXPECT_EQ(++counter, 1);
-    EXPECT_EQ(++counter, 2);
-    EXPECT_EQ(--counter, 1);
-}
-
 } // namespace
