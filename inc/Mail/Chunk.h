@@ -14,6 +14,7 @@
 #include "Mail/Pool.h"
 #include "Mail/Shared.h"
 
+#include <stddef.h>
 #include <stdint.h>
 
 namespace Mail {
@@ -29,7 +30,8 @@ public:
     unsigned char* data() const { return data_; }
     unsigned char* end() const { return end_; }
 
-    static void operator delete(void* item);
+    static void* operator new(size_t) = delete; /* they come from the pool alone */
+    static void operator delete(void* item);    // NOLINT(*-new-delete-overloads,cert-dcl54-cpp)
 
     /* Lives as long as the library. */
     static Mem::PoolOf<Buffer>& m_pool;
@@ -66,7 +68,8 @@ public:
     /* The bytes of the chain that starts here. */
     uint64_t totalSize() const;
 
-    static void operator delete(void* item);
+    static void* operator new(size_t) = delete; /* they come from the pool alone */
+    static void operator delete(void* item);    // NOLINT(*-new-delete-overloads,cert-dcl54-cpp)
 
     /* Lives as long as the library. */
     static Mem::PoolOf<Chunk>& m_pool;

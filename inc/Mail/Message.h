@@ -7,6 +7,7 @@
 #include "Mail/Pool.h"
 #include "Mail/Shared.h"
 
+#include <stddef.h>
 #include <stdint.h>
 
 namespace Mail {
@@ -14,7 +15,8 @@ namespace Mail {
 /* What the handles to a message share. */
 class QZ_API MsgImpl : private Mem::Shared {
 public:
-    static void operator delete(void* item);
+    static void* operator new(size_t) = delete; /* they come from the pool alone */
+    static void operator delete(void* item);    // NOLINT(*-new-delete-overloads,cert-dcl54-cpp)
 
     /* Lives as long as the library. */
     static Mem::PoolOf<MsgImpl>& m_pool;

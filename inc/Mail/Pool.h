@@ -58,6 +58,7 @@ private:
  * operator of its own, and descends from Mem::Shared:
  *
  *     class Order : public Mem::Shared {
+ *         static void* operator new(size_t) = delete;
  *         static void operator delete(void* item) { pool.free(item); }
  *         ...
  *     Mem::Ptr<Order> order = pool.make(arguments);

@@ -38,6 +38,8 @@ public:
 /* Any thread may call anything at any time. */
 class QZ_API Server {
 public:
+    Server(const Server&) = delete;
+    Server& operator=(const Server&) = delete;
     virtual ~Server();
 
     /* Registers a mailbox under its own address. Null is ignored, and so is a mailbox whose address
@@ -57,8 +59,6 @@ public:
 
 protected:
     Server() = default;
-    Server(const Server&) = delete;
-    Server& operator=(const Server&) = delete;
 };
 
 /* The server. Addresses below a size are looked up at once, all others in the logarithm of their
@@ -79,7 +79,7 @@ public:
     Mem::Ptr<Mailbox> getMailbox(uint32_t address) override;
 
 private:
-    using Overflow = std::map<uint32_t, Mem::Ptr<Mailbox>, std::less<uint32_t>,
+    using Overflow = std::map<uint32_t, Mem::Ptr<Mailbox>, std::less<>,
                               qz::allocator<std::pair<const uint32_t, Mem::Ptr<Mailbox>>>>;
 
     Mem::Ptr<Mailbox> take(uint32_t address);

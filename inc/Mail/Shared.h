@@ -69,13 +69,8 @@ public:
     ~Ptr() { release(); }
 
     /* The new reference is taken before the old one is given up. */
-    Ptr& operator=(const Ptr& other) {
-        Ptr(other).swap(*this);
-        return *this;
-    }
-
-    Ptr& operator=(Ptr&& other) noexcept {
-        Ptr(std::move(other)).swap(*this);
+    Ptr& operator=(Ptr other) noexcept {
+        swap(other);
         return *this;
     }
 
@@ -112,6 +107,7 @@ private:
     }
 
     void release() {
+        // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete): it does not see the counts
         if (object_ != nullptr && base(object_).release()) {
             base(object_).destroy();
         }

@@ -11,12 +11,12 @@ ByteReader::ByteReader(const Mem::Ptr<Chunk>& chain) {
 }
 
 bool ByteReader::init(const Mem::Ptr<Chunk>& chunk) {
-    const Mem::Ptr<Chunk> entered = chunk; // the parameter may be next_
-    if (!entered) {
+    const Chunk* const entered = chunk.get();
+    if (entered == nullptr) {
         clear();
         return false;
     }
-    if (entered != next_) {
+    if (entered != next_.get()) {
         tailOfQueue_ = nullptr;
         queued_ = 0;
     }
@@ -24,7 +24,7 @@ bool ByteReader::init(const Mem::Ptr<Chunk>& chunk) {
     cursor_ = entered->begin();
     end_ = entered->end();
     queued_ -= std::min(queued_, entered->size());
-    next_ = entered->next_;
+    next_ = entered->next_; // the chunk itself may go with this
     if (!next_) {
         tailOfQueue_ = nullptr;
     }

@@ -27,6 +27,7 @@ Buffer::~Buffer() {
     mail::memory().bufferData.free(data_);
 }
 
+// NOLINTNEXTLINE(*-new-delete-overloads,cert-dcl54-cpp): what `new` is for is the pool
 void Buffer::operator delete(void* item) {
     m_pool.free(item);
 }
@@ -45,6 +46,7 @@ Chunk::~Chunk() {
     }
 }
 
+// NOLINTNEXTLINE(*-new-delete-overloads,cert-dcl54-cpp): what `new` is for is the pool
 void Chunk::operator delete(void* item) {
     m_pool.free(item);
 }

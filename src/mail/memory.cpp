@@ -7,7 +7,7 @@ namespace {
 // Never destroyed by itself.
 union Storage {
     constexpr Storage() : unused() {}
-    ~Storage() {}
+    ~Storage() {} // NOLINT(modernize-use-equals-default): that would be a deleted one
 
     char unused;
     mail::Memory memory;

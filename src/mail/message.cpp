@@ -4,6 +4,7 @@ namespace Mail {
 
 MsgImpl::~MsgImpl() = default;
 
+// NOLINTNEXTLINE(*-new-delete-overloads,cert-dcl54-cpp): what `new` is for is the pool
 void MsgImpl::operator delete(void* item) {
     m_pool.free(item);
 }

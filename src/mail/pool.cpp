@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr std::uint64_t kBlockUnit = 128 * 1024;
+constexpr std::uint64_t kBlockUnit = std::uint64_t{128} * 1024;
 constexpr std::uint64_t kMaxBlocks = 8192;
 constexpr std::uint64_t kTableSize = kMaxBlocks * sizeof(void*);
 

@@ -45,7 +45,8 @@ void Writer::writeFixed(double value, int bits) {
     } else if (scaled >= highest) {
         put(kAllBits, width);
     } else {
-        put(static_cast<unsigned>(scaled + 0.5), width);
+        const double raised = scaled + 0.5;
+        put(static_cast<unsigned>(raised), width);
     }
 }
 

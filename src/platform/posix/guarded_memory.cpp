@@ -8,7 +8,7 @@ namespace platform {
 
 namespace {
 
-constexpr std::uint64_t kGuard = 64 * 1024;
+constexpr std::uint64_t kGuard = std::uint64_t{64} * 1024;
 constexpr std::uint64_t kLargest = std::numeric_limits<std::int64_t>::max() - 2 * kGuard;
 
 } // namespace
