@@ -36,6 +36,13 @@ extern QZ_API FactoryManager* globalFactoryManager;
 
 } // namespace Common
 
+namespace Mail {
+class Server;
+}
+
+/* Delivers messages between the engine's parts; addresses below 256 are found fastest. */
+extern QZ_API Mail::Server* globalMail;
+
 /* Where modules register the classes that they can make, before anything else of the library is
  * needed: it is there for static initialisers, too. */
 extern QZ_API Common::FactoryManager* registry;

@@ -7,6 +7,7 @@
 #include "Core/Clock.h"
 #include "Core/Watch.h"
 #include "Lua/State.h"
+#include "Mail/Server.h"
 #include "VFS/Archive.h"
 #include "common/allocator_counters.h"
 #include "common/profiler.h"
@@ -16,19 +17,24 @@
 #include "core/until_unload.h"
 #include "core/watch.h"
 #include "lua/pool.h"
+#include "mail/memory.h"
 #include "platform/entry.h"
 
 #include <clocale>
+#include <cstdint>
 #include <cstdio>
 #include <new>
+#include <utility>
 
 lua_State* globalConfig = nullptr;
 Common::FactoryManager* Common::globalFactoryManager = nullptr;
+Mail::Server* globalMail = nullptr;
 
 namespace {
 
 constexpr char kMainPoolWatch[] = "Main pool";
 constexpr char kAllocatorWatch[] = "STL allocator";
+constexpr std::uint32_t kDirectMailboxes = 256;
 constexpr double kMebibyte = 1024.0 * 1024.0;
 
 bool attached = false;
@@ -75,12 +81,22 @@ void attach() {
     globalConfig = QZ_lua_open("Config");
     QZ_lua_openlibs(globalConfig);
     makeFactoryManager();
+    globalMail = new (std::nothrow) Mail::ServerImpl(kDirectMailboxes);
     attached = true;
 }
 
-void detach() {
+// At the end of the process other threads may still be sending.
+void dropMail(platform::Detach reason) {
+    if (reason == platform::Detach::unload) {
+        delete std::exchange(globalMail, nullptr);
+        mail::closeMemory();
+    }
+}
+
+void detach(platform::Detach reason) {
     core::claimWatchTable();
     dropFactoryManager();
+    dropMail(reason);
     QZ_lua_close(globalConfig);
     globalConfig = nullptr;
     lua::destroyPool();
@@ -106,13 +122,13 @@ void platform::onAttach() {
 // When every other thread was killed in the middle of what it did, nothing can be taken down
 // safely, and nothing needs to be: the process ends. Only what is already in the log's queue is
 // brought to safety.
-void platform::onDetach(bool threadsAreGone) {
+void platform::onDetach(Detach reason) {
     if (!attached) {
         return;
     }
-    if (threadsAreGone) {
+    if (reason == Detach::threadsAreGone) {
         core::rescueLogAtProcessEnd();
     } else {
-        detach();
+        detach(reason);
     }
 }

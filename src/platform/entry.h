@@ -6,9 +6,14 @@ namespace platform {
 // The library has been loaded; every static initialiser has run.
 void onAttach();
 
-// The library is about to go. threadsAreGone: the process is ending and every other thread was
-// killed, possibly in the middle of a lock or an allocation; nothing may be locked, allocated or
-// waited for.
-void onDetach(bool threadsAreGone);
+// Why the library is about to go.
+enum class Detach {
+    unload,        // the process goes on without it; nobody is in a call
+    exit,          // the process is ending; other threads may be in the middle of any call
+    threadsAreGone // so it is, and all of them were killed, possibly in the middle of a lock or an
+                   // allocation: nothing may be locked, allocated or waited for
+};
+
+void onDetach(Detach reason);
 
 } // namespace platform

@@ -15,6 +15,7 @@ namespace {
 
 TEST(Globals, AreThereWhenTheLibraryIs) {
     EXPECT_NE(globalConfig, nullptr);
+    EXPECT_NE(globalMail, nullptr);
     ASSERT_NE(Common::globalFactoryManager, nullptr);
     EXPECT_EQ(Common::globalFactoryManager->getRefCount(), 1);
 }

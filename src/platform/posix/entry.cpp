@@ -8,8 +8,16 @@ __attribute__((constructor)) void attachLibrary() {
     platform::onAttach();
 }
 
+bool processIsEnding = false;
+
+// When the process ends, static objects are destroyed before the destructor functions run; when the
+// library is unloaded, after.
+struct EndNotice {
+    ~EndNotice() { processIsEnding = true; }
+} endNotice;
+
 __attribute__((destructor)) void detachLibrary() {
-    platform::onDetach(false);
+    platform::onDetach(processIsEnding ? platform::Detach::exit : platform::Detach::unload);
 }
 
 } // namespace

@@ -7,7 +7,8 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID reserved) {
         platform::onAttach();
     } else if (reason == DLL_PROCESS_DETACH) {
         const bool processIsEnding = reserved != nullptr;
-        platform::onDetach(processIsEnding);
+        platform::onDetach(processIsEnding ? platform::Detach::threadsAreGone
+                                           : platform::Detach::unload);
     }
     return TRUE;
 }
