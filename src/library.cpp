@@ -85,10 +85,10 @@ void attach() {
     attached = true;
 }
 
-// At the end of the process other threads may still be sending.
+// At the end of the process other threads, and the host's static objects, may still use messages.
 void dropMail(platform::Detach reason) {
+    delete std::exchange(globalMail, nullptr);
     if (reason == platform::Detach::unload) {
-        delete std::exchange(globalMail, nullptr);
         mail::closeMemory();
     }
 }

@@ -8,16 +8,9 @@ __attribute__((constructor)) void attachLibrary() {
     platform::onAttach();
 }
 
-bool processIsEnding = false;
-
-// When the process ends, static objects are destroyed before the destructor functions run; when the
-// library is unloaded, after.
-struct EndNotice {
-    ~EndNotice() { processIsEnding = true; }
-} endNotice;
-
+// Nothing tells whether the process ends or goes on without the library: the worse is assumed.
 __attribute__((destructor)) void detachLibrary() {
-    platform::onDetach(processIsEnding ? platform::Detach::exit : platform::Detach::unload);
+    platform::onDetach(platform::Detach::exit);
 }
 
 } // namespace
