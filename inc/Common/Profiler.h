@@ -67,12 +67,12 @@ public:
     /* Enter and leave a section. The name is copied, and cut at 63 bytes; null is "<NULL>".
      * Sections more than 64 deep on one thread are not recorded; those of a thread that finds no
      * memory are not either. Leaving without having entered does nothing. */
-    void enter(const char* name) {
+    void enter(const char* name) noexcept {
         if (isRunning()) {
             enterSection(name);
         }
     }
-    void leave() {
+    void leave() noexcept {
         if (isRunning()) {
             leaveSection();
         }
@@ -91,8 +91,8 @@ public:
     struct Recording; /* the library's own */
 
 private:
-    QZ_API void enterSection(const char* name);
-    QZ_API void leaveSection();
+    QZ_API void enterSection(const char* name) noexcept;
+    QZ_API void leaveSection() noexcept;
 
     std::atomic<bool> running_{false};
     std::atomic<Recording*> recording_{nullptr};

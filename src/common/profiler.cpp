@@ -108,7 +108,7 @@ std::uint32_t ProfiledThread::unitOf(const char* name) noexcept {
     }
     try {
         return guess = findOrAdd(name);
-    } catch (const std::bad_alloc&) {
+    } catch (...) {
         return kNoUnit;
     }
 }
@@ -214,7 +214,7 @@ void Profiler::reset() {
     }
 }
 
-void Profiler::enterSection(const char* name) {
+void Profiler::enterSection(const char* name) noexcept {
     const Visit visit(gate);
     Recording* const recording = visit ? recording_.load() : nullptr;
     if (recording == nullptr) {
@@ -224,12 +224,12 @@ void Profiler::enterSection(const char* name) {
         // The clock last, so that a first section is not charged for its bookkeeping.
         common::ProfiledThread* const thread = recording->threadFor();
         thread->enter(name == nullptr ? "<NULL>" : name, recording->session.load(), QZ_get_ticks());
-    } catch (const std::bad_alloc&) {
+    } catch (...) {
         // Not recorded.
     }
 }
 
-void Profiler::leaveSection() {
+void Profiler::leaveSection() noexcept {
     const std::int64_t now = QZ_get_ticks();
     const Visit visit(gate);
     Recording* const recording = visit ? recording_.load() : nullptr;
@@ -238,7 +238,7 @@ void Profiler::leaveSection() {
     }
     try {
         recording->threadFor()->leave(recording->session.load(), now, recording->room);
-    } catch (const std::bad_alloc&) {
+    } catch (...) {
         // Counted, but not in the trace.
     }
 }

@@ -90,12 +90,12 @@ bool writeTrace(const Common::Profiler::Recording* recording, const char* path) 
     TraceFile file(path);
     const Times microseconds;
     const char* separator = "\n";
-    file.write("{\"displayTimeUnit\":\"ms\",\"traceEvents\":[");
+    file.write(R"({"displayTimeUnit":"ms","traceEvents":[)");
     const auto writeThread = [&](unsigned number, const auto& units, const auto& sections) {
         for (const ProfiledSection& section : sections) {
             char times[96];
             std::snprintf(times, sizeof times,
-                          ",\"ph\":\"X\",\"pid\":1,\"tid\":%u,\"ts\":%.3f,\"dur\":%.3f}", number,
+                          R"(,"ph":"X","pid":1,"tid":%u,"ts":%.3f,"dur":%.3f})", number,
                           microseconds(section.start), microseconds(section.duration));
             file.write(separator);
             separator = ",\n";

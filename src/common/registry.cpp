@@ -12,8 +12,8 @@ constinit Common::FactoryManager* theRegistry = nullptr;
 Common::FactoryManager* makeRegistry() {
     Common::FactoryManager* made = nullptr;
     getRegistry(&made);
-    made->release();
-    return made;
+    made->release(); // the library's own reference keeps it
+    return theRegistry;
 }
 
 } // namespace
