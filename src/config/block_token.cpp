@@ -23,7 +23,7 @@ bool BlockToken::matchTokens(Matching& matching) const {
         return false;
     }
     closeEntry(entry, kept);
-    matching.keep(entry, start);
+    matching.keep(entry, start.position);
     return true;
 }
 
@@ -31,7 +31,7 @@ Entry& BlockToken::openEntry(Matching& matching, const Matching::Mark& start) co
     if (type_ == Type::kList) {
         return matching.makeEntry();
     }
-    NamedEntry& entry = matching.makeEntry(matching.textOf(*start.position));
+    NamedEntry& entry = matching.makeEntry(matching.textOf(matching.placeOf(start.position)));
     if (isAssignment()) {
         matching.offerForValue(&entry);
     }

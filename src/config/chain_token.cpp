@@ -7,11 +7,11 @@
 namespace qz::config {
 
 bool ChainToken::matchTokens(Matching& matching) const {
-    const Matching::Mark start = matching.mark();
+    const Matching::Position start = matching.position();
     const bool isMatch = std::all_of(links_.begin(), links_.end(),
                                      [&](const auto& link) { return matching.expect(link.get()); });
     if (!isMatch) {
-        matching.rewind(start);
+        matching.returnTo(start);
     }
     return isMatch;
 }

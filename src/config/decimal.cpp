@@ -44,19 +44,27 @@ double parseAnySize(std::string_view text) {
 
 } // namespace
 
+// With so few digits, a whole number and a power of ten are both exact, and so their quotient is
+// rounded once, as it should be.
 double parseDecimal(std::string_view text) {
     constexpr std::size_t kExactDigits = 15;
+    static constexpr double kPowers[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6, 1e7,
+                                         1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14};
     if (text.size() > kExactDigits) {
         return parseAnySize(text);
     }
-    std::int64_t value = 0;
-    for (const char digit : text) {
-        if (digit < '0' || digit > '9') {
+    std::int64_t digits = 0;
+    std::size_t point = text.size() - 1;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '.') {
+            point = i;
+        } else if (text[i] >= '0' && text[i] <= '9') {
+            digits = digits * 10 + (text[i] - '0');
+        } else {
             return parseAnySize(text);
         }
-        value = value * 10 + (digit - '0');
     }
-    return static_cast<double>(value);
+    return static_cast<double>(digits) / kPowers[text.size() - 1 - point];
 }
 
 void appendReal(std::string& output, double value) {

@@ -51,7 +51,7 @@ bool IntegerNumberToken::readHexadecimal(Matching& matching, Number& number) con
     if (matching.text() != "0") {
         return false;
     }
-    const Matching::Mark start = matching.mark();
+    const Matching::Position start = matching.position();
     matching.accept(digits_.get());
     if (matching.isAt(identifier_.get()) && matching.isAdjacent()) {
         const std::string_view text = matching.text();
@@ -60,7 +60,7 @@ bool IntegerNumberToken::readHexadecimal(Matching& matching, Number& number) con
             return matching.accept(identifier_.get());
         }
     }
-    matching.rewind(start);
+    matching.returnTo(start);
     return false;
 }
 

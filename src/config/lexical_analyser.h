@@ -19,6 +19,8 @@ public:
         using AnalysisError::AnalysisError;
     };
 
+    LexicalAnalyser();
+
     // Where several tokens match, the one that was added first wins.
     bool add(std::shared_ptr<const Token> token);
 
@@ -29,14 +31,26 @@ public:
     }
 
     // The lexemes that are kept. Throws Error at the first character that begins none.
-    std::vector<Lexeme> analyse(std::string_view text) const;
+    Lexemes analyse(std::string_view text) const;
+
+    // By their numbers; null for 0.
+    const std::vector<std::shared_ptr<const Token>>& tokens() const { return tokens_; }
 
 private:
+    static constexpr TokenNumber kNone = 0;
+
+    // Which tokens a match can be of that begins with a certain character.
+    struct Beginning {
+        TokenNumber sure = kNone; // the first of them, if the character is all of it
+        std::vector<TokenNumber> possible;
+    };
+
     std::shared_ptr<const Token> findEqual(const Token& like) const;
-    const Token* match(Input& input, std::size_t offset, std::size_t& length) const;
+    TokenNumber match(Input& input, std::size_t offset, std::size_t& length) const;
 
     std::vector<std::shared_ptr<const Token>> tokens_;
-    std::array<std::vector<const Token*>, 256> tokensByBeginning_;
+    std::array<bool, 256> isKept_{}; // by number
+    std::array<Beginning, 256> beginnings_;
 };
 
 } // namespace qz::config

@@ -7,9 +7,9 @@ Entry& Matching::makeEntry() {
     return offered == nullptr ? tree_.makeOriginal() : *offered;
 }
 
-void Matching::keep(Entry& entry, const Mark& start) {
-    const Place first = start.position->place;
-    entry.place = {first.offset, position_[-1].place.end() - first.offset};
+void Matching::keep(Entry& entry, Position start) {
+    const std::uint32_t offset = placeOf(start).offset;
+    entry.place = {offset, placeOf(position_ - 1).end() - offset};
     output_->append(entry);
 }
 

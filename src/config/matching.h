@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <memory>
 #include <span>
 #include <string_view>
 #include <utility>
@@ -20,16 +21,25 @@ struct Number {
 
 class Matching {
 public:
-    Matching(std::span<const Lexeme> lexemes, Tree& tree)
-        : position_(lexemes.data())
-        , end_(position_ + lexemes.size())
+    using Table = std::span<const std::shared_ptr<const Token>>;
+
+    Matching(Table table, const Lexemes& lexemes, Tree& tree)
+        : table_(table)
+        , lexemes_(lexemes)
+        , position_(lexemes.tokens.data())
         , furthestFailure_(position_)
         , tree_(tree)
         , output_(&tree.root().entries) {}
 
-    // Where to return to after a failure.
+    // Of the lexeme that is next.
+    using Position = const TokenNumber*;
+
+    Position position() const { return position_; }
+    void returnTo(Position position) { position_ = position; }
+
+    // Where to return to after a failure, if something may have been kept meanwhile.
     struct Mark {
-        const Lexeme* position;
+        Position position;
         Entry* lastKept;
     };
 
@@ -39,8 +49,8 @@ public:
         output_->endWith(mark.lastKept);
     }
 
-    bool isAtEnd() const { return position_ == end_; }
-    bool isAt(const Token* token) const { return !isAtEnd() && position_->token == token; }
+    bool isAtEnd() const { return *position_ == 0; }
+    bool isAt(const Token* token) const { return table_[*position_].get() == token; }
     bool accept(const Token* token) {
         const bool isThere = isAt(token);
         position_ += isThere ? 1 : 0;
@@ -54,18 +64,18 @@ public:
         furthestFailure_ = std::max(furthestFailure_, position_);
         return false;
     }
-    bool hasFailedAtEnd() const { return furthestFailure_ == end_; }
-    Place furthestFailure() const { return furthestFailure_->place; }
+    bool hasFailedAtEnd() const { return *furthestFailure_ == 0; }
+    Place furthestFailure() const { return placeOf(furthestFailure_); }
 
-    std::span<const Lexeme> lexemesSince(const Mark& start) const {
-        return {start.position, position_};
+    Place placeOf(Position lexeme) const {
+        return lexemes_.places[static_cast<std::size_t>(lexeme - lexemes_.tokens.data())];
     }
-    std::string_view textOf(const Lexeme& lexeme) const {
-        return tree_.source().substr(lexeme.place.offset, lexeme.place.length);
+    std::string_view textOf(Place place) const {
+        return tree_.source().substr(place.offset, place.length);
     }
     // Of the current lexeme, and whether it follows its neighbour without anything between.
-    std::string_view text() const { return textOf(*position_); }
-    bool isAdjacent() const { return position_[-1].place.end() == position_->place.offset; }
+    std::string_view text() const { return textOf(placeOf(position_)); }
+    bool isAdjacent() const { return placeOf(position_ - 1).end() == placeOf(position_).offset; }
 
     // An entry to fill; it belongs to what the value becomes a part of, if that has one ready.
     Entry& makeEntry();
@@ -76,7 +86,7 @@ public:
     char* makeChars(std::size_t count) { return tree_.makeOriginalChars(count); }
 
     // Adds an entry that was filled by what was matched since the mark.
-    void keep(Entry& entry, const Mark& start);
+    void keep(Entry& entry, Position start);
 
     // As long as it lives, what is kept goes into a list of its own.
     class Nesting {
@@ -103,9 +113,10 @@ public:
     bool isDeepest() const { return depth_ == kMaxDepth; }
 
 private:
-    const Lexeme* position_;
-    const Lexeme* end_;
-    const Lexeme* furthestFailure_;
+    Table table_;
+    const Lexemes& lexemes_;
+    Position position_;
+    Position furthestFailure_;
     Tree& tree_;
     EntryList* output_;
     Entry* offered_ = nullptr;

@@ -17,16 +17,18 @@ MathCalculatorToken::MathCalculatorToken(const LexicalAnalyser& lexical)
     , close_(lexical.find(SeparatorToken(")"))) {}
 
 bool MathCalculatorToken::read(Matching& matching, Number& number) const {
-    const Matching::Mark start = matching.mark();
+    const Matching::Position start = matching.position();
     // Nearly always it is one number, which needs no stacks.
+    const bool isNegated = readSign(matching);
     if (readOperand(matching, number) && !isAtOperator(matching)) {
+        number.value = isNegated ? -number.value : number.value;
         return true;
     }
-    matching.rewind(start);
+    matching.returnTo(start);
     if (readExpression(matching, number)) {
         return true;
     }
-    matching.rewind(start);
+    matching.returnTo(start);
     return false;
 }
 

@@ -14,14 +14,14 @@ bool fitsInt(double value) {
 } // namespace
 
 bool NumberToken::matchTokens(Matching& matching) const {
-    const Matching::Mark start = matching.mark();
+    const Matching::Position start = matching.position();
     Number number;
     if (!read(matching, number)) {
         return matching.fail();
     }
     const double whole = std::trunc(number.value);
     if (number.isInteger && !fitsInt(whole)) {
-        matching.rewind(start);
+        matching.returnTo(start);
         return matching.fail();
     }
     Entry& entry = matching.makeEntry();

@@ -6,7 +6,6 @@
 #include "config/separator_token.h"
 
 #include <cstddef>
-#include <span>
 #include <string>
 #include <string_view>
 
@@ -23,19 +22,19 @@ bool areDigits(std::string_view text) {
 }
 
 // Blanks or comments may divide the lexemes.
-double valueOf(const Matching& matching, std::span<const Lexeme> lexemes) {
+double valueSince(const Matching& matching, Matching::Position start) {
     std::size_t length = 0;
-    for (const Lexeme& lexeme : lexemes) {
-        length += lexeme.place.length;
+    for (Matching::Position at = start; at != matching.position(); ++at) {
+        length += matching.placeOf(at).length;
     }
-    const Place first = lexemes.front().place;
-    const Place whole{first.offset, lexemes.back().place.end() - first.offset};
+    const std::uint32_t offset = matching.placeOf(start).offset;
+    const Place whole{offset, matching.placeOf(matching.position() - 1).end() - offset};
     if (whole.length == length) {
-        return parseDecimal(matching.textOf({nullptr, whole}));
+        return parseDecimal(matching.textOf(whole));
     }
     std::string text;
-    for (const Lexeme& lexeme : lexemes) {
-        text += matching.textOf(lexeme);
+    for (Matching::Position at = start; at != matching.position(); ++at) {
+        text += matching.textOf(matching.placeOf(at));
     }
     return parseDecimal(text);
 }
@@ -50,15 +49,15 @@ RealNumberToken::RealNumberToken(const LexicalAnalyser& lexical)
     , minus_(lexical.find(SeparatorToken("-"))) {}
 
 bool RealNumberToken::read(Matching& matching, Number& number) const {
-    const Matching::Mark start = matching.mark();
+    const Matching::Position start = matching.position();
     const bool isMatch = matching.accept(digits_.get()) && matching.accept(point_.get()) &&
                          matching.expect(digits_.get()) && readExponent(matching);
     if (!isMatch) {
-        matching.rewind(start);
+        matching.returnTo(start);
         return false;
     }
     number.isInteger = false;
-    number.value = valueOf(matching, matching.lexemesSince(start));
+    number.value = valueSince(matching, start);
     return true;
 }
 

@@ -11,6 +11,7 @@ public:
 
     std::size_t matchText(Input& input, std::size_t offset) const override;
     bool canBegin(unsigned char character) const override;
+    bool isOneCharacter() const override { return text().size() == 1; }
 };
 
 } // namespace qz::config

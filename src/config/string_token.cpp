@@ -34,7 +34,7 @@ bool StringToken::matchTokens(Matching& matching) const {
     if (!text) {
         return matching.fail();
     }
-    const Matching::Mark start = matching.mark();
+    const Matching::Position start = matching.position();
     matching.accept(quoted_.get());
     Entry& entry = matching.makeEntry();
     entry.type = Type::kString;

@@ -4,11 +4,11 @@
 
 namespace qz::config {
 
-void SyntacticAnalyser::analyse(std::span<const Lexeme> lexemes, Tree& tree) const {
-    if (lexemes.empty()) {
+void SyntacticAnalyser::analyse(const Lexemes& lexemes, Tree& tree) const {
+    if (lexemes.places.empty()) {
         return;
     }
-    Matching matching(lexemes, tree);
+    Matching matching(lexical_.tokens(), lexemes, tree);
     if (grammar_.start().matchTokens(matching) && matching.isAtEnd()) {
         return;
     }

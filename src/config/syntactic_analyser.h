@@ -5,8 +5,6 @@
 #include "config/grammar.h"
 #include "config/tree.h"
 
-#include <span>
-
 namespace qz::config {
 
 class SyntacticAnalyser {
@@ -16,12 +14,14 @@ public:
         using AnalysisError::AnalysisError;
     };
 
-    explicit SyntacticAnalyser(const LexicalAnalyser& lexical) : grammar_(lexical) {}
+    explicit SyntacticAnalyser(const LexicalAnalyser& lexical)
+        : lexical_(lexical), grammar_(lexical) {}
 
     // Adds the entries to an empty tree, or throws Error and leaves some of them there.
-    void analyse(std::span<const Lexeme> lexemes, Tree& tree) const;
+    void analyse(const Lexemes& lexemes, Tree& tree) const;
 
 private:
+    const LexicalAnalyser& lexical_;
     Grammar grammar_;
 };
 

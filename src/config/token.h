@@ -1,7 +1,7 @@
 // Tokens: what a text may be made of. Lexical ones match characters, the others tokens of the list
 // that came of that. They never change, so that rules share them.
 //
-// What a lexical token has produced is a record that points back to it (Lexeme) rather than one
+// What a lexical token has produced is a record of it and of the place (Lexemes) rather than one
 // more object of its class: it would differ in its place only, and a text has hundreds of
 // thousands.
 #pragma once
@@ -9,8 +9,10 @@
 #include "config/entry.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace qz::config {
 
@@ -38,6 +40,9 @@ public:
     // Whether a match of characters can begin with this one.
     virtual bool canBegin(unsigned char character) const;
 
+    // Whether a character that it can begin with is all that it matches.
+    virtual bool isOneCharacter() const { return false; }
+
     bool isKept() const { return isKept_; }
     const std::string& text() const { return text_; }
 
@@ -49,10 +54,14 @@ private:
     bool isKept_ = true;
 };
 
-// What a lexical token matched.
-struct Lexeme {
-    const Token* token;
-    Place place;
+// A lexical token's number in its table. 0 stands behind the last lexeme of a text.
+using TokenNumber = std::uint8_t;
+
+// What lexical tokens matched: tokens[i] at places[i]. They lie apart because matching looks at the
+// tokens again and again, and at few of the places.
+struct Lexemes {
+    std::vector<TokenNumber> tokens; // one more, which is 0
+    std::vector<Place> places;
 };
 
 } // namespace qz::config
