@@ -1,6 +1,7 @@
 #include "config/layout.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace qz::config {
 
@@ -10,9 +11,14 @@ constexpr std::string_view kBlanks = " \t";
 
 } // namespace
 
+Layout::Layout(std::string_view text) : text_(text), lines_{0} {
+    for (std::size_t at = 0; (at = text.find('\n', at)) != std::string_view::npos;) {
+        lines_.push_back(++at);
+    }
+}
+
 std::string_view Layout::indentationAt(std::size_t offset) const {
-    const std::size_t lineBreak = text_.substr(0, offset).rfind('\n');
-    const std::size_t begin = lineBreak == std::string_view::npos ? 0 : lineBreak + 1;
+    const std::size_t begin = *std::prev(std::upper_bound(lines_.begin(), lines_.end(), offset));
     return text_.substr(begin, std::min(skipBlanks(begin), offset) - begin);
 }
 

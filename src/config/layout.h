@@ -5,12 +5,13 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace qz::config {
 
 class Layout {
 public:
-    explicit Layout(std::string_view text) : text_(text) {}
+    explicit Layout(std::string_view text);
 
     // The blanks that the line of an offset begins with.
     std::string_view indentationAt(std::size_t offset) const;
@@ -41,6 +42,8 @@ private:
     std::size_t skipComment(std::size_t offset) const;
 
     std::string_view text_;
+    // Found once: a long line with many changes would take quadratic time otherwise.
+    std::vector<std::size_t> lines_; // where they begin
 };
 
 } // namespace qz::config
