@@ -70,7 +70,8 @@ public:
 
     /* Read a file, or a text in memory; a length below 1 means that it ends at its first zero byte.
      * The tree is replaced, also by the empty one after a failure, and iterators end their lives.
-     * An empty text is an empty tree. Only a file that was read changes the file name of save().
+     * An empty text is an empty tree. Only a file that was read changes the file name of save();
+     * after a failure that is still the last such file, and save() would leave it empty.
      *
      * False, with getLastError telling why:
      * - a character that begins nothing: empty message, and the position; in memory the column
@@ -78,7 +79,8 @@ public:
      * - text that the grammar has no place for: "Error" and the position of the first such token;
      * - text that ends too early: "End Of File", no position;
      * - a file that cannot be opened or read: empty message, no position, and a line in the log;
-     * - memory that runs out: "Out of memory", no position.
+     * - memory that runs out: "Out of memory", no position;
+     * - a null text or one that is too long: empty message, no position.
      *
      * Braces may be nested 256 deep; a deeper one is an error like any other. Parentheses have no
      * limit. An integer expression whose result does not fit an int, infinite or no number at all
@@ -95,7 +97,8 @@ public:
      * which parse does not accept, both deliberately; callers rely on it.
      *
      * A file is replaced in one step: whatever happens meanwhile, it holds either its old contents
-     * or all of the new ones. Its permissions stay, plus those to read and write for its owner.
+     * or all of the new ones. Its permissions stay, plus those to read and write for its owner. The
+     * new one is made beside it, so that its directory has to be writable.
      *
      * False, with nothing written, if the file cannot be written, there is no file name, the text
      * is longer than an int can say, or the tree holds what no file can: an empty block or list, a

@@ -57,8 +57,9 @@ struct ConfigParser::Impl {
         }
     }
 
-    void begin();
-    bool parse(SourceText text, Origin origin);
+    // Gets the text from a function, which may have none.
+    template<class Read>
+    bool parse(Read read, Origin origin);
     void locate(const Place& place);
 
     bool saveFile(const std::string& name, bool (Impl::*build)(std::string&) const) const;
@@ -74,15 +75,19 @@ struct ConfigParser::Impl {
     Error error;
 };
 
-// Nothing of the last text is left while the next is read.
-void ConfigParser::Impl::begin() {
+template<class Read>
+bool ConfigParser::Impl::parse(Read read, Origin origin) {
     error.reset();
-    tree.clear();
-}
-
-bool ConfigParser::Impl::parse(SourceText text, Origin origin) {
+    tree.clear(); // before the next text is read: both may be large
+    if (!analysers) {
+        return false;
+    }
     try {
-        tree.setSource(std::move(text));
+        std::optional<SourceText> text = read();
+        if (!text) {
+            return false;
+        }
+        tree.setSource(std::move(*text));
         analysers->syntactic.analyse(analysers->lexical.analyse(tree.source()), tree);
         return true;
     } catch (const LexicalAnalyser::Error& failure) {
@@ -143,12 +148,8 @@ ConfigParser::ConfigParser() : impl_(std::make_unique<Impl>()) {}
 ConfigParser::~ConfigParser() = default;
 
 bool ConfigParser::parse(const std::string& fileName) {
-    impl_->begin();
-    if (!impl_->analysers) {
-        return false;
-    }
-    std::optional<SourceText> text = SourceText::read(fileName);
-    if (!text || !impl_->parse(std::move(*text), Origin::file)) {
+    const auto read = [&] { return SourceText::read(fileName); };
+    if (!impl_->parse(read, Origin::file)) {
         return false;
     }
     impl_->fileName = fileName;
@@ -156,15 +157,14 @@ bool ConfigParser::parse(const std::string& fileName) {
 }
 
 bool ConfigParser::parse(const char* text, int length) {
-    if (text == nullptr || !impl_->analysers) {
-        impl_->begin();
-        return false;
-    }
-    // The copy first: the text may be one that the tree is made of.
-    const std::size_t size = length < 1 ? std::strlen(text) : static_cast<std::size_t>(length);
-    SourceText copy = SourceText::copyOf({text, size});
-    impl_->begin();
-    return impl_->parse(std::move(copy), Origin::memory);
+    const auto copy = [&]() -> std::optional<SourceText> {
+        if (text == nullptr) {
+            return std::nullopt;
+        }
+        const std::size_t size = length < 1 ? std::strlen(text) : static_cast<std::size_t>(length);
+        return size > INT_MAX ? std::nullopt : std::optional(SourceText::copyOf({text, size}));
+    };
+    return impl_->parse(copy, Origin::memory);
 }
 
 bool ConfigParser::save() {
