@@ -98,6 +98,11 @@ class QzTest(unittest.TestCase):
             self.conf("set", "settings.cfg", path, value)
             self.assertEqual(self.conf("get", "settings.cfg", path), value + "\n")
         self.assertIn("// pixels\r\n", self.text())
+        self.file("settings.cfg.new", "somebody else's")
+        self.conf("set", "settings.cfg", "key", "true")
+        self.assertEqual(self.conf("get", "settings.cfg", "key"), "1\n")
+        self.assertEqual(self.text("settings.cfg.new"), "somebody else's")
+        (self.folder / "settings.cfg.new").unlink()
         before = self.text()
         for path, value, problem in (("graphics.width", "wide", "is an integer, and 'wide' is"),
                                      ("graphics.scale", "inf", "is a real"),

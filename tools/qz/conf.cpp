@@ -65,9 +65,9 @@ constexpr Command kCommands[] = {
      "Usage: qz conf set [--lf] [--string] FILE PATH VALUE\n"
      "\n"
      "Changes a value in place; comments, order and spelling of everything else stay. A value\n"
-     "keeps its type: what is an integer is set to integers only. An entry that is missing is\n"
-     "added, with the blocks around it, as an integer, a real or a text, by what it looks like;\n"
-     "the number after a list's last item adds one to it.\n"
+     "keeps its type: what is an integer is set to integers only, true and false among them. An\n"
+     "entry that is missing is added, with the blocks around it, as an integer, a real or a text,\n"
+     "by what it looks like; the number after a list's last item adds one to it.\n"
      "\n"
      "  --string   set a text, whatever the value looks like and whatever was there\n",
      set},
@@ -83,7 +83,7 @@ constexpr Command kCommands[] = {
      "Usage: qz conf json [--lf] FILE\n"
      "\n"
      "Prints the file as JSON. Entries of the same name become one array. Bytes that are not\n"
-     "UTF-8 become U+FFFD.\n",
+     "UTF-8 become U+FFFD, and a real that is not finite becomes null.\n",
      json},
 };
 

@@ -51,6 +51,14 @@ std::optional<Number> numberIn(std::string_view text) {
     return isWhole ? std::optional(number) : std::nullopt;
 }
 
+// Spelled as in a file or as a number, signed or not.
+std::optional<int> integerIn(std::string_view text) {
+    if (text == "true" || text == "false") {
+        return text == "true" ? 1 : 0;
+    }
+    return numberIn<int>(text);
+}
+
 std::optional<double> finiteIn(std::string_view text) {
     const std::optional<double> number = numberIn<double>(text);
     return number && std::isfinite(*number) ? number : std::nullopt;
@@ -123,7 +131,7 @@ private:
         const std::string& name = path_[path_.size() - 1];
         // Items have no names; where a name belongs, the number is none.
         const bool isItem = numberIn<unsigned>(name).has_value();
-        const auto number = asString ? std::nullopt : numberIn<int>(value);
+        const auto number = asString ? std::nullopt : integerIn(value);
         const auto real = asString ? std::nullopt : finiteIn(value);
         Iterator added;
         if (number) {
@@ -141,7 +149,7 @@ private:
     void replace(Iterator& entry, const std::string& value, bool asString) const {
         switch (asString ? Iterator::kString : entry.getType()) {
         case Iterator::kInteger:
-            entry.set(required(numberIn<int>(value), "an integer", value));
+            entry.set(required(integerIn(value), "an integer", value));
             break;
         case Iterator::kReal:
             entry.set(required(finiteIn(value), "a real", value));

@@ -3,9 +3,9 @@
 #include "failure.h"
 
 #include "VFS/File.h"
+#include "platform/whole_file.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <limits>
 #include <memory>
 
@@ -22,7 +22,10 @@ std::string readFile(const std::string& name) {
         throw Failure(name + ": cannot be opened");
     }
     std::string text(static_cast<size_t>(VFS_getsize(file.get())), '\0');
-    text.resize(VFS_read(file.get(), text.data(), text.size()));
+    // What is read in part must not be written back as the whole.
+    if (VFS_read(file.get(), text.data(), text.size()) != text.size()) {
+        throw Failure(name + ": cannot be read");
+    }
     return text;
 }
 
@@ -59,24 +62,14 @@ std::string describe(const std::string& message) {
     return message.empty() ? "nothing begins with this character" : message;
 }
 
-std::filesystem::path pathOf(const std::string& name) {
-    return {std::u8string(name.begin(), name.end())};
-}
-
-bool write(const std::string& name, const std::string& text) {
-    const File file(VFS_open_write(name.c_str()));
-    return file && VFS_write(file.get(), text.data(), text.size()) == text.size();
-}
-
 // What the parser saves into a buffer. `save` is one of its two ways to do it.
 template<class Save>
 std::string saved(const std::string& name, Save save) {
     char* buffer = nullptr;
     int length = 0;
     if (!save(&buffer, length)) {
-        throw Failure(
-            name +
-            ": holds what no file can: an empty block or list, or a name that is no identifier");
+        throw Failure(name + ": holds what no file can: an empty block or list, a real that is "
+                             "not finite, or a name that is no identifier");
     }
     const std::unique_ptr<char[]> owner(buffer);
     return {buffer, static_cast<size_t>(length) - 1}; // without the terminator
@@ -152,16 +145,7 @@ void ConfFile::writeEdited() {
 }
 
 void ConfFile::replace(const std::string& text) const {
-    const std::string draft = name_ + ".new";
-    std::error_code error;
-    if (!write(draft, text)) {
-        std::filesystem::remove(pathOf(draft), error);
-        throw Failure(draft + ": cannot be written");
-    }
-    const auto permissions = std::filesystem::status(pathOf(name_), error).permissions();
-    std::filesystem::permissions(pathOf(draft), permissions, error);
-    std::filesystem::rename(pathOf(draft), pathOf(name_), error);
-    if (error) {
-        throw Failure(name_ + ": cannot be replaced: " + error.message());
+    if (!platform::replaceContents(name_.c_str(), text)) {
+        throw Failure(name_ + ": cannot be replaced");
     }
 }

@@ -1,6 +1,7 @@
 #include "json.h"
 
 #include <charconv>
+#include <cmath>
 #include <cstdint>
 #include <map>
 #include <string_view>
@@ -88,8 +89,13 @@ private:
         text_ += ']';
     }
 
-    // As short as reads back the same; it keeps a point, so that readers see a real.
+    // As short as reads back the same; it keeps a point, so that readers see a real. JSON has no
+    // number that is not finite.
     void number(double value) {
+        if (!std::isfinite(value)) {
+            text_ += "null";
+            return;
+        }
         char digits[32];
         const std::string_view shortest(digits,
                                         std::to_chars(digits, digits + sizeof digits, value).ptr);

@@ -41,7 +41,7 @@ int run(const Arguments& arguments) {
 int runAndExplain(const Arguments& arguments) {
     try {
         const int exitCode = run(arguments);
-        if (std::fflush(stdout) != 0) {
+        if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
             throw Failure("standard output cannot be written");
         }
         return exitCode;

@@ -46,11 +46,17 @@ std::string followLinks(const std::string& path) {
     return resolved == nullptr ? path : resolved.get();
 }
 
+// A link that leads nowhere could be replaced, but not followed.
+bool isLink(const std::string& path) {
+    struct stat found {};
+    return lstat(path.c_str(), &found) == 0 && S_ISLNK(found.st_mode);
+}
+
 // A new file with a name of its own in the directory of another, where it can take its place.
-Descriptor createBeside(const std::string& path, std::string& name) {
+Descriptor createBeside(const std::string& path, mode_t mode, std::string& name) {
     for (int attempt = 0; attempt < 100; ++attempt) {
         name = path + "." + std::to_string(getpid()) + "-" + std::to_string(attempt) + ".tmp";
-        const int file = open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        const int file = open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
         if (file >= 0 || errno != EEXIST) {
             return Descriptor(file);
         }
@@ -95,11 +101,14 @@ bool replaceContents(const char* path, std::string_view bytes) {
     const std::string target = followLinks(nativePath(path));
     struct stat old {};
     const bool exists = stat(target.c_str(), &old) == 0;
-    if (exists && !S_ISREG(old.st_mode)) {
+    if (exists ? !S_ISREG(old.st_mode) : isLink(target)) {
         return false;
     }
+    // Nobody may read meanwhile what only some could read before.
+    constexpr mode_t kOwnerOnly = S_IRUSR | S_IWUSR;
+    constexpr mode_t kAsUsual = 0666;
     std::string name;
-    Descriptor file = createBeside(target, name);
+    Descriptor file = createBeside(target, exists ? kOwnerOnly : kAsUsual, name);
     if (!file.isOpen()) {
         return false;
     }
