@@ -82,6 +82,9 @@ private:
         } else if (path == "log.output.module") {
             value(entry, path, output.module);
         } else if (path == "log.output.levels") {
+            if (entry.getType() != Entry::kList) {
+                fail(path + " must be a list");
+            }
             for (Entry item = entry.begin(); !item.isEnd(); ++item) {
                 std::string name;
                 value(item, path, name);

@@ -166,6 +166,8 @@ class HostTest(unittest.TestCase):
                 ("rates {\r\n", "own.cfg: the file ends too early"),
                 ("rates { check = 5; }\r\n", "own.cfg: rates.check is no setting"),
                 ('rates { checks = "x"; }\r\n', "own.cfg: rates.checks must be a whole number"),
+                ('log { output { name = "x"; levels = "all"; } }\r\n',
+                 "own.cfg: log.output.levels must be a list"),
                 ('log { output { name = "x"; levels = {"loud"}; } }\r\n',
                  "own.cfg: log.output.levels: there is no level 'loud'")):
             path.write_bytes(text.encode())
