@@ -41,15 +41,12 @@ std::size_t DataBlockToken::findClosing(Input& input, std::size_t offset) const 
         return input.find(closing_, offset);
     }
     while (offset < input.text().size()) {
-        if (!isSpecial_[static_cast<unsigned char>(input.text()[offset])]) {
-            ++offset;
-        } else if (const std::size_t escape = escapeLength(input, offset)) {
-            offset += escape;
-        } else if (input.has(closing_, offset)) {
+        const bool isSpecial = isSpecial_[static_cast<unsigned char>(input.text()[offset])];
+        const std::size_t escape = isSpecial ? escapeLength(input, offset) : 0;
+        if (isSpecial && escape == 0 && input.has(closing_, offset)) {
             return offset;
-        } else {
-            ++offset;
         }
+        offset += escape > 0 ? escape : 1;
     }
     return std::string_view::npos;
 }

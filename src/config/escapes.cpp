@@ -34,8 +34,8 @@ std::optional<std::size_t> resolveEscapes(std::string_view raw, char* output) {
         if (raw.empty()) {
             return static_cast<std::size_t>(end - output);
         }
-        const std::size_t found = raw.size() == 1 ? kNames.npos : kNames.find(raw[1]);
-        if (found == kNames.npos) {
+        const std::size_t found = raw.size() == 1 ? std::string_view::npos : kNames.find(raw[1]);
+        if (found == std::string_view::npos) {
             return std::nullopt;
         }
         *end++ = kCharacters[found];
