@@ -40,6 +40,8 @@ else()
   add_library(qz::iconv ALIAS qz_iconv)
 endif()
 
+find_package(TBB CONFIG REQUIRED COMPONENTS tbb)
+
 # An allocator that is not instrumented hides memory errors and hand-overs from the sanitizers, so
 # instrumented builds keep the pools' accounting over the C library's allocator.
 if(QZ_SANITIZE)

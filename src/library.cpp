@@ -19,6 +19,7 @@
 #include "lua/pool.h"
 #include "mail/memory.h"
 #include "platform/entry.h"
+#include "tasks/task_manager.h"
 
 #include <clocale>
 #include <cstdint>
@@ -94,6 +95,11 @@ void dropMail(platform::Detach reason) {
 }
 
 void detach(platform::Detach reason) {
+    if (!tasks::haveEndedAtUnload()) {
+        // The callback that still runs may use all the rest; the process is ending anyhow.
+        core::closeLogAtUnload();
+        return;
+    }
     core::claimWatchTable();
     dropFactoryManager();
     dropMail(reason);

@@ -7,4 +7,8 @@ namespace platform {
 // threads of the library's own that nobody can wait for.
 void keepLibraryLoaded();
 
+// Has function called when the process begins to end, before the libraries that are loaded by now
+// are taken down. Never called on systems that kill all other threads first.
+void onExit(void (*function)());
+
 } // namespace platform

@@ -25,6 +25,10 @@ void joinEndingThread(Thread thread);
 // Tells the running threads apart; never 0.
 std::uintptr_t currentThread();
 
+// Takes from the calling thread what libraries have attached to it, as if it were a new one. For a
+// thread that ends the process: a library may not expect one of its own threads to do that.
+void forgetThreadValues();
+
 void yieldThread();
 
 void sleepFor(std::chrono::microseconds time);

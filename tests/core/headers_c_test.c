@@ -15,6 +15,7 @@
 #include "Core/Watch.h"
 #include "Globals.h"
 #include "Lua/State.h"
+#include "Tasks/TaskManager.h"
 #include "VFS/Archive.h"
 #include "VFS/Binary.h"
 #include "VFS/File.h"

@@ -1,40 +1,8 @@
 // Loads and unloads the library again and again, as it is and with a running log.
+#include "support/loaded_library.h"
+
 #include <cstdio>
 #include <string_view>
-
-#ifdef _WIN32
-#    include <windows.h>
-
-using Library = HMODULE;
-
-Library load(const char* path) {
-    return LoadLibraryA(path);
-}
-
-void* find(Library library, const char* name) {
-    return reinterpret_cast<void*>(GetProcAddress(library, name));
-}
-
-bool unload(Library library) {
-    return FreeLibrary(library) != 0;
-}
-#else
-#    include <dlfcn.h>
-
-using Library = void*;
-
-Library load(const char* path) {
-    return dlopen(path, RTLD_NOW | RTLD_LOCAL);
-}
-
-void* find(Library library, const char* name) {
-    return dlsym(library, name);
-}
-
-bool unload(Library library) {
-    return dlclose(library) == 0;
-}
-#endif
 
 namespace {
 

@@ -1,5 +1,6 @@
 #include "platform/thread.h"
 
+#include <limits.h>
 #include <pthread.h>
 #include <sched.h>
 #include <semaphore.h>
@@ -63,6 +64,14 @@ void joinEndingThread(Thread thread) {
 
 std::uintptr_t currentThread() {
     return pthread_self();
+}
+
+void forgetThreadValues() {
+    for (pthread_key_t key = 0; key < PTHREAD_KEYS_MAX; ++key) {
+        if (pthread_getspecific(key) != nullptr) {
+            pthread_setspecific(key, nullptr);
+        }
+    }
 }
 
 void yieldThread() {

@@ -7,3 +7,5 @@ void platform::keepLibraryLoaded() {
     GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_PIN | GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
                        reinterpret_cast<LPCWSTR>(&keepLibraryLoaded), &self);
 }
+
+void platform::onExit(void (*)()) {}

@@ -63,6 +63,8 @@ std::uintptr_t currentThread() {
     return GetCurrentThreadId();
 }
 
+void forgetThreadValues() {}
+
 void yieldThread() {
     SwitchToThread();
 }

@@ -1,0 +1,45 @@
+// The serial queues by their numbers.
+#pragma once
+
+#include "tasks/serial_queue.h"
+
+#include <oneapi/tbb/spin_mutex.h>
+
+#include <atomic>
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+namespace tasks {
+
+// Finding a queue takes no lock: the list only grows, and when its table is full a larger one takes
+// its place, while the old one stays for those who are still reading it.
+class QueueList {
+public:
+    // Null if there is none of that number.
+    SerialQueue* at(std::size_t number) const {
+        return number < size() ? table_.load(std::memory_order_relaxed)[number] : nullptr;
+    }
+
+    std::size_t size() const { return size_.load(std::memory_order_acquire); }
+
+    // The number of the queue of that name; makes the queue if there is none.
+    std::size_t findOrMake(std::string_view name, Workers& workers);
+
+private:
+    using Table = std::unique_ptr<SerialQueue*[]>;
+
+    std::optional<std::size_t> find(std::string_view name, std::size_t from, std::size_t to) const;
+    void append(SerialQueue* queue);
+    void grow();
+
+    std::atomic<std::size_t> size_{0}; // publishes the table and its entries
+    std::atomic<SerialQueue**> table_{nullptr};
+    std::size_t capacity_ = 0;
+    std::vector<Table> tables_; // the old ones too
+    tbb::spin_mutex mutex_;     // of changes
+};
+
+} // namespace tasks

@@ -1,0 +1,112 @@
+#include "tasks/serial_queue.h"
+
+#include "Core/Clock.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace tasks {
+
+namespace {
+
+// A turn is meant to take this long: long beside what it costs to change turns, short beside a
+// frame.
+constexpr double kSecondsATurn = 0.0002;
+constexpr int kMostCallbacksATurn = 64;
+
+} // namespace
+
+SerialQueue::SerialQueue(std::string name, Workers& workers)
+    : name_(std::move(name)), workers_(workers), callbacksATurn_(kMostCallbacksATurn) {}
+
+void SerialQueue::add(Task task) {
+    if (workers_.isStopped()) {
+        return;
+    }
+    {
+        const Lock lock(mutex_);
+        if (hasTurn_) {
+            pending_.push_back(task);
+            return;
+        }
+        hasTurn_ = true;
+        current_ = task;
+    }
+    workers_.add({this, takeTurn});
+}
+
+// The turn's batch is not for others to touch; the turn drops it when it sees the new epoch.
+void SerialQueue::clear() {
+    std::deque<Task> discarded;
+    const Lock lock(mutex_);
+    pending_.swap(discarded);
+    epoch_.fetch_add(1, std::memory_order_relaxed);
+}
+
+bool SerialQueue::hasPending() {
+    const Lock lock(mutex_);
+    return !pending_.empty() ||
+           (!batchIsCleared() && batchLeft_.load(std::memory_order_relaxed) != 0);
+}
+
+bool SerialQueue::isIdle() {
+    const Lock lock(mutex_);
+    return !hasTurn_;
+}
+
+void SerialQueue::takeTurn(void* self) {
+    static_cast<SerialQueue*>(self)->takeTurn();
+}
+
+void SerialQueue::takeTurn() {
+    const std::int64_t begin = QZ_get_ticks();
+    for (int left = callbacksATurn_; left > 0; --left) {
+        current_.run();
+        if (workers_.isStopped() || !advance()) {
+            return;
+        }
+    }
+    measureTurn(QZ_get_ticks() - begin);
+    workers_.add({this, takeTurn});
+}
+
+// As many callbacks next time as would have filled the time this time.
+void SerialQueue::measureTurn(std::int64_t ticks) {
+    const double seconds = static_cast<double>(ticks) / static_cast<double>(QZ_get_tick_rate());
+    const double fitting =
+        callbacksATurn_ * kSecondsATurn / std::max(seconds, kSecondsATurn / kMostCallbacksATurn);
+    callbacksATurn_ = static_cast<int>(std::clamp(fitting, 1.0, double{kMostCallbacksATurn}));
+}
+
+// Makes the next callback current; ends the turn and returns false if there is none.
+bool SerialQueue::advance() {
+    if (batch_.empty() || batchIsCleared()) {
+        if (!takeBatch()) {
+            return false;
+        }
+    }
+    current_ = batch_.front();
+    batch_.pop_front();
+    batchLeft_.store(batch_.size(), std::memory_order_relaxed);
+    return true;
+}
+
+// Once the turn has ended another one may begin on another worker.
+bool SerialQueue::takeBatch() {
+    batch_.clear();
+    const Lock lock(mutex_);
+    batchLeft_.store(0, std::memory_order_relaxed);
+    if (pending_.empty()) {
+        hasTurn_ = false;
+        return false;
+    }
+    batch_.swap(pending_);
+    batchEpoch_ = epoch_.load(std::memory_order_relaxed);
+    return true;
+}
+
+bool SerialQueue::batchIsCleared() const {
+    return batchEpoch_ != epoch_.load(std::memory_order_relaxed);
+}
+
+} // namespace tasks

@@ -1,0 +1,14 @@
+#pragma once
+
+#include "Tasks/TaskManager.h"
+
+namespace tasks {
+
+struct Task {
+    void* argument = nullptr;
+    QZ_task_function function = nullptr;
+
+    void run() const { function(argument); }
+};
+
+} // namespace tasks

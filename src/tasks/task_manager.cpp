@@ -1,0 +1,212 @@
+#include "tasks/task_manager.h"
+
+#include "Core/Clock.h"
+#include "Tasks/TaskManager.h"
+#include "platform/library.h"
+#include "platform/thread.h"
+#include "tasks/queue_list.h"
+#include "tasks/workers.h"
+
+#include <oneapi/tbb/spin_mutex.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <string_view>
+
+namespace {
+
+using tasks::SerialQueue;
+using tasks::Task;
+using tasks::Workers;
+
+constexpr std::chrono::milliseconds kPoll{100};
+constexpr std::chrono::milliseconds kLongestWaitAtExit{2000};
+constexpr double kUntilEmpty = 1000000.0;
+
+class TaskManager {
+public:
+    explicit TaskManager(bool isStopped) : workers_(isStopped) {}
+
+    void addTask(Task task) { workers_.add(task); }
+
+    std::size_t createSerialQueue(std::string_view name) {
+        return queues_.findOrMake(name, workers_);
+    }
+    SerialQueue* serialQueue(std::size_t number) const { return queues_.at(number); }
+    void wait(SerialQueue& queue);
+    void waitForAllSerialQueues();
+
+    void addMainThreadTask(Task task);
+    void runMainThreadTasks(double seconds);
+
+    bool stop(std::chrono::milliseconds limit);
+    bool shutDown(std::chrono::milliseconds limit);
+
+private:
+    using Lock = tbb::spin_mutex::scoped_lock;
+
+    bool hasPendingSerialTasks() const;
+    bool takeMainThreadTask(Task& task);
+
+    Workers workers_;
+    tasks::QueueList queues_;
+
+    tbb::spin_mutex mainThreadMutex_;
+    std::deque<Task> mainThreadTasks_;
+};
+
+void TaskManager::wait(SerialQueue& queue) {
+    while (!workers_.isStopped() && !queue.isIdle()) {
+        platform::sleepFor(kPoll);
+    }
+}
+
+bool TaskManager::hasPendingSerialTasks() const {
+    for (std::size_t i = 0; i < queues_.size(); ++i) {
+        if (queues_.at(i)->hasPending()) {
+            return true;
+        }
+    }
+    return false;
+}
+
+void TaskManager::waitForAllSerialQueues() {
+    runMainThreadTasks(kUntilEmpty);
+    while (!workers_.isStopped() && hasPendingSerialTasks()) {
+        platform::sleepFor(kPoll);
+        runMainThreadTasks(kUntilEmpty);
+    }
+    runMainThreadTasks(kUntilEmpty);
+}
+
+void TaskManager::addMainThreadTask(Task task) {
+    const Lock lock(mainThreadMutex_);
+    if (!workers_.isStopped()) {
+        mainThreadTasks_.push_back(task);
+    }
+}
+
+bool TaskManager::takeMainThreadTask(Task& task) {
+    const Lock lock(mainThreadMutex_);
+    if (mainThreadTasks_.empty()) {
+        return false;
+    }
+    task = mainThreadTasks_.front();
+    mainThreadTasks_.pop_front();
+    return true;
+}
+
+// Not "longer than the budget": where the clock is coarse, a task may take no time at all, and with
+// a budget of nothing another one would run.
+void TaskManager::runMainThreadTasks(double seconds) {
+    const double start = QZ_get_time();
+    Task task;
+    while (takeMainThreadTask(task)) {
+        task.run();
+        const bool isTimeLeft = QZ_get_time() - start < seconds;
+        if (!isTimeLeft) {
+            return;
+        }
+    }
+}
+
+bool TaskManager::stop(std::chrono::milliseconds limit) {
+    const bool tasksHaveEnded = workers_.stop(limit);
+    const Lock lock(mainThreadMutex_);
+    mainThreadTasks_.clear();
+    return tasksHaveEnded;
+}
+
+bool TaskManager::shutDown(std::chrono::milliseconds limit) {
+    return stop(limit) && !Workers::isCalledByTask() && workers_.close(limit);
+}
+
+std::atomic<TaskManager*> existing{nullptr};
+std::atomic<bool> isUnloading{false};
+
+// Called before oneTBB goes down, which takes the thread that ends the process for a guest: a
+// worker crashes there, unless it is known no more.
+void stopAtExit() {
+    existing.load()->stop(kLongestWaitAtExit);
+    if (Workers::isCalledByTask()) {
+        platform::forgetThreadValues();
+    }
+}
+
+TaskManager* makeManager() {
+    platform::keepLibraryLoaded();
+    existing = new TaskManager(isUnloading);
+    platform::onExit(stopAtExit);
+    return existing;
+}
+
+// Never deleted: there is no moment at which nobody may call it any more.
+TaskManager& manager() {
+    static TaskManager& made = *makeManager();
+    return made;
+}
+
+std::chrono::milliseconds toMilliseconds(double seconds) {
+    constexpr double kMost = 1000000.0;
+    const double limited = seconds > 0.0 ? std::min(seconds, kMost) : 0.0;
+    return std::chrono::milliseconds(static_cast<std::int64_t>(limited * 1000.0));
+}
+
+} // namespace
+
+bool tasks::haveEndedAtUnload() {
+    isUnloading = true;
+    TaskManager* const manager = existing;
+    return manager == nullptr || manager->stop(std::chrono::milliseconds(0));
+}
+
+void QZ_add_task(void* argument, QZ_task_function function) {
+    if (function != nullptr) {
+        manager().addTask({argument, function});
+    }
+}
+
+size_t QZ_create_serial_queue(const char* name) {
+    return manager().createSerialQueue(name != nullptr ? name : "");
+}
+
+void QZ_add_serial_queue_task(size_t queue, void* argument, QZ_task_function function) {
+    SerialQueue* const found = manager().serialQueue(queue);
+    if (found != nullptr && function != nullptr) {
+        found->add({argument, function});
+    }
+}
+
+void QZ_wait_serial_queue(size_t queue) {
+    if (SerialQueue* const found = manager().serialQueue(queue)) {
+        manager().wait(*found);
+    }
+}
+
+void QZ_clear_serial_queue(size_t queue, int) {
+    if (SerialQueue* const found = manager().serialQueue(queue)) {
+        found->clear();
+    }
+}
+
+void QZ_wait_all_serial_queues(void) {
+    manager().waitForAllSerialQueues();
+}
+
+void QZ_add_main_thread_task(void* argument, QZ_task_function function) {
+    if (function != nullptr) {
+        manager().addMainThreadTask({argument, function});
+    }
+}
+
+void QZ_make_main_thread_task(double seconds) {
+    manager().runMainThreadTasks(seconds);
+}
+
+int QZ_shutdown_tasks(double seconds) {
+    return manager().shutDown(toMilliseconds(seconds)) ? 1 : 0;
+}

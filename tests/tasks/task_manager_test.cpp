@@ -1,0 +1,296 @@
+#include "Tasks/TaskManager.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <deque>
+#include <functional>
+#include <latch>
+#include <limits>
+#include <memory>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using namespace std::chrono_literals;
+
+using Closure = std::function<void()>;
+
+void runOnce(void* closure) {
+    const std::unique_ptr<Closure> owned(static_cast<Closure*>(closure));
+    (*owned)();
+}
+
+void addTask(Closure closure) {
+    QZ_add_task(new Closure(std::move(closure)), runOnce);
+}
+
+void addSerial(size_t queue, Closure closure) {
+    QZ_add_serial_queue_task(queue, new Closure(std::move(closure)), runOnce);
+}
+
+void addMain(Closure closure) {
+    QZ_add_main_thread_task(new Closure(std::move(closure)), runOnce);
+}
+
+void count(void* counter) {
+    static_cast<std::atomic<int>*>(counter)->fetch_add(1);
+}
+
+// Nothing runs any more when a test's own objects go.
+class TaskManager : public testing::Test {
+protected:
+    ~TaskManager() override { EXPECT_EQ(QZ_shutdown_tasks(10.0), 1); }
+};
+
+TEST_F(TaskManager, RunsEveryTaskOnceWhoeverAddsIt) {
+    constexpr int kAdders = 4;
+    constexpr int kTasks = 20000;
+    std::atomic<int> done{0};
+    std::vector<std::jthread> adders;
+    for (int i = 0; i < kAdders; ++i) {
+        adders.emplace_back([&] {
+            for (int task = 0; task < kTasks; ++task) {
+                QZ_add_task(&done, count);
+            }
+        });
+    }
+    adders.clear();
+    while (done < kAdders * kTasks) {
+        std::this_thread::sleep_for(1ms);
+    }
+    std::this_thread::sleep_for(10ms);
+    EXPECT_EQ(done, kAdders * kTasks);
+}
+
+// Two tasks, of which neither may be kept waiting by the other, whatever the workers did before.
+TEST_F(TaskManager, RunsTwoTasksThatWaitForEachOther) {
+    for (int round = 0; round < 500; ++round) {
+        std::latch meeting(2);
+        std::latch done(2);
+        const auto meet = [&] {
+            meeting.arrive_and_wait();
+            done.count_down();
+        };
+        addTask(meet);
+        if (round % 3 == 0) {
+            std::this_thread::sleep_for(std::chrono::microseconds(round % 100));
+        }
+        round % 2 == 0 ? addTask(meet) : addSerial(QZ_create_serial_queue("meeting"), meet);
+        done.wait();
+    }
+}
+
+TEST_F(TaskManager, NumbersQueuesByName) {
+    EXPECT_EQ(QZ_create_serial_queue("a"), 0U);
+    EXPECT_EQ(QZ_create_serial_queue("A"), 1U);
+    EXPECT_EQ(QZ_create_serial_queue("a"), 0U);
+    EXPECT_EQ(QZ_create_serial_queue(nullptr), QZ_create_serial_queue(""));
+
+    std::array<std::array<size_t, 100>, 4> found{};
+    std::vector<std::jthread> threads;
+    for (auto& mine : found) {
+        threads.emplace_back([&] {
+            for (size_t i = 0; i < mine.size(); ++i) {
+                mine[i] = QZ_create_serial_queue(std::to_string(i).c_str());
+            }
+        });
+    }
+    threads.clear();
+    for (const auto& others : found) {
+        EXPECT_EQ(others, found[0]);
+    }
+    EXPECT_EQ(QZ_create_serial_queue("new"), 103U); // after "a", "A", "" and these
+}
+
+// The counters are nobody's but the queue's, without any synchronisation; the pauses let the queues
+// run empty all the time, the moment at which a callback could be lost.
+TEST_F(TaskManager, SerialCallbacksRunOneByOneInOrderAndNoneIsLost) {
+    constexpr int kAdders = 2;
+    constexpr int kEach = 20000;
+    struct Queue {
+        size_t index;
+        std::array<int, kAdders> next{};
+        bool isBroken = false;
+    };
+    struct Entry {
+        Queue* queue;
+        size_t adder;
+        int number;
+
+        static void run(void* given) {
+            const Entry& entry = *static_cast<Entry*>(given);
+            int& next = entry.queue->next[entry.adder];
+            entry.queue->isBroken |= next != entry.number;
+            ++next;
+        }
+    };
+    std::array<Queue, 2> queues{Queue{QZ_create_serial_queue("first")},
+                                Queue{QZ_create_serial_queue("second")}};
+    std::array<std::deque<Entry>, kAdders> entries;
+    std::vector<std::jthread> adders;
+    for (size_t adder = 0; adder < kAdders; ++adder) {
+        adders.emplace_back([&, adder] {
+            for (int i = 0; i < kEach; ++i) {
+                for (Queue& queue : queues) {
+                    Entry& entry = entries[adder].emplace_back(Entry{&queue, adder, i});
+                    QZ_add_serial_queue_task(queue.index, &entry, Entry::run);
+                }
+                if (i % 16 == 0) {
+                    std::this_thread::yield();
+                }
+            }
+        });
+    }
+    adders.clear();
+    for (const Queue& queue : queues) {
+        QZ_wait_serial_queue(queue.index);
+        EXPECT_EQ(queue.next, (std::array{kEach, kEach}));
+        EXPECT_FALSE(queue.isBroken);
+    }
+}
+
+TEST_F(TaskManager, ClearDiscardsWhatWaitsAndNothingElse) {
+    const size_t queue = QZ_create_serial_queue("cleared");
+    for (int alreadyTaken : {0, 1}) { // callbacks of the turn before the one that is cleared
+        std::atomic<int> done{0};
+        std::latch added(1);
+        std::latch begun(1);
+        std::latch cleared(1);
+        for (int i = 0; i < alreadyTaken; ++i) {
+            addSerial(queue, [&] { added.wait(); });
+        }
+        addSerial(queue, [&] {
+            begun.count_down();
+            cleared.wait();
+            ++done;
+        });
+        for (int i = 0; i < 100; ++i) {
+            QZ_add_serial_queue_task(queue, &done, count);
+        }
+        added.count_down();
+        begun.wait();
+        QZ_clear_serial_queue(queue, 1);
+        QZ_wait_all_serial_queues(); // one is running, which does not count
+        EXPECT_EQ(done, 0);
+        cleared.count_down();
+        QZ_wait_serial_queue(queue);
+        EXPECT_EQ(done, 1);
+        QZ_add_serial_queue_task(queue, &done, count);
+        QZ_wait_serial_queue(queue);
+        EXPECT_EQ(done, 2);
+    }
+}
+
+TEST_F(TaskManager, MainThreadTasksKeepToTheBudget) {
+    std::vector<int> ran;
+    for (int i = 0; i < 5; ++i) {
+        addMain([&ran, i] {
+            ran.push_back(i);
+            std::this_thread::sleep_for(i == 3 ? 20ms : 0ms);
+        });
+    }
+    QZ_make_main_thread_task(0.0);
+    EXPECT_EQ(ran.size(), 1U);
+    QZ_make_main_thread_task(std::numeric_limits<double>::quiet_NaN());
+    EXPECT_EQ(ran.size(), 2U);
+    QZ_make_main_thread_task(0.02);
+    EXPECT_EQ(ran.size(), 4U);
+    QZ_make_main_thread_task(1000.0);
+    QZ_make_main_thread_task(1000.0);
+    EXPECT_EQ(ran, (std::vector{0, 1, 2, 3, 4}));
+}
+
+TEST_F(TaskManager, WaitingForAllQueuesRunsWhatTheyPostToTheMainThread) {
+    const auto mainThread = std::this_thread::get_id();
+    std::atomic<int> answered{0};
+    const auto ask = [&] {
+        std::latch answer(1);
+        addMain([&] {
+            answered += std::this_thread::get_id() == mainThread ? 1 : 0;
+            answer.count_down();
+        });
+        answer.wait();
+    };
+    const size_t queue = QZ_create_serial_queue("asking");
+    for (int i = 0; i < 3; ++i) {
+        addSerial(queue, ask);
+    }
+    addSerial(queue, [] {});
+    QZ_wait_all_serial_queues();
+    EXPECT_EQ(answered, 3);
+}
+
+// More queues than workers, none of which is ever empty.
+TEST_F(TaskManager, BusyQueuesLetOthersIn) {
+    struct Endless {
+        size_t index;
+        std::atomic<int> runs{0};
+
+        static void run(void* given) {
+            auto& self = *static_cast<Endless*>(given);
+            ++self.runs;
+            QZ_add_serial_queue_task(self.index, given, run);
+        }
+    };
+    static std::deque<Endless> queues; // some still run when the test ends
+    for (unsigned i = 0; i < 4 * std::max(2U, std::thread::hardware_concurrency()); ++i) {
+        Endless& queue = queues.emplace_back(QZ_create_serial_queue(std::to_string(i).c_str()));
+        QZ_add_serial_queue_task(queue.index, &queue, Endless::run);
+        QZ_add_serial_queue_task(queue.index, &queue, Endless::run); // so that one always waits
+    }
+    std::latch independent(1);
+    addTask([&] { independent.count_down(); });
+    independent.wait();
+    for (const Endless& queue : queues) {
+        while (queue.runs < 1000) {
+            std::this_thread::sleep_for(1ms);
+        }
+    }
+}
+
+TEST_F(TaskManager, ShutDownEndsEverything) {
+    std::atomic<int> done{0};
+    std::latch begun(1);
+    std::latch end(1);
+    std::atomic<int> result{-1};
+    const size_t queue = QZ_create_serial_queue("ended");
+    addSerial(queue, [&] {
+        result = QZ_shutdown_tasks(10.0); // waits for nothing
+        begun.count_down();
+        end.wait();
+    });
+    QZ_add_serial_queue_task(queue, &done, count);
+    QZ_add_main_thread_task(&done, count);
+    begun.wait();
+    EXPECT_EQ(result, 0);
+    EXPECT_EQ(QZ_shutdown_tasks(0.01), 0);
+    end.count_down();
+    EXPECT_EQ(QZ_shutdown_tasks(10.0), 1);
+
+    QZ_add_task(&done, count);
+    QZ_add_serial_queue_task(queue, &done, count);
+    QZ_add_main_thread_task(&done, count);
+    QZ_make_main_thread_task(1.0);
+    QZ_wait_serial_queue(queue);
+    QZ_wait_all_serial_queues();
+    EXPECT_EQ(done, 0);
+}
+
+TEST_F(TaskManager, IgnoresWhatIsNotThere) {
+    QZ_add_serial_queue_task(0, nullptr, runOnce);
+    QZ_wait_serial_queue(~size_t{0});
+    QZ_clear_serial_queue(7, 0);
+    QZ_add_task(nullptr, nullptr);
+    QZ_add_serial_queue_task(QZ_create_serial_queue("there"), nullptr, nullptr);
+    QZ_add_main_thread_task(nullptr, nullptr);
+    QZ_wait_all_serial_queues();
+}
+
+} // namespace

@@ -1,0 +1,121 @@
+// Ends in one of several ways in the middle of everything: tasks_end_probe <library> <way> <number>
+// The library is loaded as a host of plug-ins does it, so that it can be unloaded as well. The
+// number varies the moment at which the end comes.
+#include "support/loaded_library.h"
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <cstddef>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+#include <thread>
+
+namespace {
+
+using namespace std::chrono_literals;
+
+using Function = void (*)(void*);
+
+struct Tasks {
+    void (*addTask)(void*, Function) = nullptr;
+    std::size_t (*createQueue)(const char*) = nullptr;
+    void (*addSerial)(std::size_t, void*, Function) = nullptr;
+    void (*addMain)(void*, Function) = nullptr;
+    int (*shutDown)(double) = nullptr;
+
+    bool findIn(Library library) {
+        return find(library, "QZ_add_task", addTask) &&
+               find(library, "QZ_create_serial_queue", createQueue) &&
+               find(library, "QZ_add_serial_queue_task", addSerial) &&
+               find(library, "QZ_add_main_thread_task", addMain) &&
+               find(library, "QZ_shutdown_tasks", shutDown);
+    }
+
+private:
+    template<class Type>
+    static bool find(Library library, const char* name, Type& function) {
+        function = reinterpret_cast<Type>(::find(library, name));
+        return function != nullptr;
+    }
+};
+
+constinit Tasks tasks;
+constinit std::atomic<int> done{0};
+
+void runShortly(void*) {
+    ++done;
+}
+
+void sleepShortly(void*) {
+    std::this_thread::sleep_for(2ms);
+    ++done;
+}
+
+void runForEver(void*) {
+    for (;;) {
+        std::this_thread::sleep_for(1ms);
+    }
+}
+
+void exitFromTask(void*) {
+    std::exit(0);
+}
+
+// Keeps the queue busy for ever.
+void addItselfAgain(void* queue) {
+    tasks.addSerial(*static_cast<std::size_t*>(queue), queue, addItselfAgain);
+}
+
+// As fast as they are run.
+void addForEver() {
+    constexpr int kMostWaiting = 500;
+    for (int i = 0;; ++i) {
+        tasks.addTask(nullptr, i % 100 == 0 ? sleepShortly : runShortly);
+        while (i - done > kMostWaiting) {
+            std::this_thread::sleep_for(1ms);
+        }
+    }
+}
+
+void keepBusy() {
+    static std::array<std::size_t, 4> queues{};
+    for (std::size_t i = 0; i < queues.size(); ++i) {
+        queues[i] = tasks.createQueue(std::to_string(i).c_str());
+        tasks.addSerial(queues[i], &queues[i], addItselfAgain);
+        tasks.addMain(nullptr, runShortly);
+    }
+    std::thread(addForEver).detach();
+}
+
+int end(Library library, std::string_view way) {
+    if (way == "exit_from_task") {
+        tasks.addTask(nullptr, exitFromTask);
+        std::this_thread::sleep_for(20s);
+        return 3;
+    }
+    if (way.starts_with("shutdown") && tasks.shutDown(20.0) != 1) {
+        return 4;
+    }
+    if (way.ends_with("unload") && !unload(library)) {
+        return 5;
+    }
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    const Library library = argc == 4 ? load(argv[1]) : nullptr;
+    if (library == nullptr || !tasks.findIn(library)) {
+        return 2;
+    }
+    const std::string_view way = argv[2];
+    if (way == "exit_while_running") {
+        tasks.addTask(nullptr, runForEver);
+    }
+    keepBusy();
+    std::this_thread::sleep_for(std::chrono::microseconds(std::atoi(argv[3]) * 50 % 3000));
+    return end(library, way);
+}
