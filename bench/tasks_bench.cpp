@@ -1,0 +1,197 @@
+// Tasks and serial queues beside others. A round hands over a number of tiny tasks from one thread
+// and waits until the last one is done. On one processor: taskset -c 0.
+#include "Tasks/TaskManager.h"
+
+#include "goals.h"
+
+#include <benchmark/benchmark.h>
+#include <boost/asio/post.hpp>
+#include <boost/asio/strand.hpp>
+#include <boost/asio/thread_pool.hpp>
+#include <tbb/global_control.h>
+#include <tbb/task_arena.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstddef>
+#include <deque>
+#include <future>
+#include <semaphore>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+constexpr std::size_t kTasks = 1 << 16;
+constexpr std::size_t kThreads = 1 << 8; // std::async starts one for each
+
+unsigned workers() {
+    return std::max(2U, std::thread::hardware_concurrency());
+}
+
+// --- Independent tasks.
+
+class Round {
+public:
+    explicit Round(std::size_t tasks) : left_(tasks) {}
+
+    void taskIsDone() {
+        if (left_.fetch_sub(1) == 1) {
+            done_.release();
+        }
+    }
+
+    void wait() { done_.acquire(); }
+
+private:
+    alignas(64) std::atomic<std::size_t> left_;
+    std::binary_semaphore done_{0};
+};
+
+class QzTasks {
+public:
+    void add(Round& round) {
+        QZ_add_task(&round, [](void* given) { static_cast<Round*>(given)->taskIsDone(); });
+    }
+};
+
+class TbbArena {
+public:
+    void add(Round& round) {
+        arena_.enqueue([&round] { round.taskIsDone(); });
+    }
+
+private:
+    // As many workers as the others have.
+    tbb::global_control control_{tbb::global_control::max_allowed_parallelism, workers() + 1};
+    tbb::task_arena arena_{static_cast<int>(workers()), 0};
+};
+
+class AsioPool {
+public:
+    void add(Round& round) {
+        boost::asio::post(pool_, [&round] { round.taskIsDone(); });
+    }
+
+private:
+    boost::asio::thread_pool pool_{workers()};
+};
+
+class StdAsync {
+public:
+    void add(Round& round) {
+        futures_.push_back(std::async(std::launch::async, [&round] { round.taskIsDone(); }));
+    }
+
+private:
+    std::vector<std::future<void>> futures_;
+};
+
+template<class Pool>
+void tasks(benchmark::State& state) {
+    const auto count = static_cast<std::size_t>(state.range(0));
+    Pool pool;
+    for (auto _ : state) {
+        Round round(count);
+        for (std::size_t i = 0; i < count; ++i) {
+            pool.add(round);
+        }
+        round.wait();
+    }
+    state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+
+// --- Serial queues.
+
+// A callback of a queue needs no atomic counter: that is what such queues are for.
+struct alignas(64) Stage {
+    std::size_t left;
+    Round* round;
+
+    void callbackIsDone() {
+        if (--left == 0) {
+            round->taskIsDone();
+        }
+    }
+};
+
+class QzQueue {
+public:
+    explicit QzQueue(std::size_t number)
+        : index_(QZ_create_serial_queue(std::to_string(number).c_str())) {}
+
+    void add(Stage& stage) {
+        QZ_add_serial_queue_task(index_, &stage,
+                                 [](void* given) { static_cast<Stage*>(given)->callbackIsDone(); });
+    }
+
+private:
+    std::size_t index_;
+};
+
+class AsioStrand {
+public:
+    explicit AsioStrand(boost::asio::thread_pool& pool) : strand_(pool.get_executor()) {}
+
+    void add(Stage& stage) {
+        boost::asio::post(strand_, [&stage] { stage.callbackIsDone(); });
+    }
+
+private:
+    boost::asio::strand<boost::asio::thread_pool::executor_type> strand_;
+};
+
+template<class Queue, class AddQueues>
+void serialRounds(benchmark::State& state, AddQueues addQueues) {
+    const auto queueCount = static_cast<std::size_t>(state.range(0));
+    std::deque<Queue> queues;
+    addQueues(queues, queueCount);
+    for (auto _ : state) {
+        Round round(queueCount);
+        std::vector<Stage> stages(queueCount, Stage{kTasks / queueCount, &round});
+        for (std::size_t i = 0; i < kTasks; ++i) {
+            queues[i % queueCount].add(stages[i % queueCount]);
+        }
+        round.wait();
+    }
+    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(kTasks));
+}
+
+void qzSerial(benchmark::State& state) {
+    serialRounds<QzQueue>(state, [](std::deque<QzQueue>& queues, std::size_t count) {
+        for (std::size_t i = 0; i < count; ++i) {
+            queues.emplace_back(i);
+        }
+    });
+}
+
+void asioStrand(benchmark::State& state) {
+    boost::asio::thread_pool pool(workers());
+    serialRounds<AsioStrand>(state, [&](std::deque<AsioStrand>& queues, std::size_t count) {
+        for (std::size_t i = 0; i < count; ++i) {
+            queues.emplace_back(pool);
+        }
+    });
+}
+
+BENCHMARK(tasks<QzTasks>)->Name("qz_task")->Arg(kTasks)->Arg(kThreads)->UseRealTime();
+BENCHMARK(tasks<TbbArena>)->Name("tbb_enqueue")->Arg(kTasks)->UseRealTime();
+BENCHMARK(tasks<AsioPool>)->Name("asio_post")->Arg(kTasks)->UseRealTime();
+BENCHMARK(tasks<StdAsync>)->Name("std_async")->Arg(kThreads)->UseRealTime();
+BENCHMARK(qzSerial)->Name("qz_serial")->Arg(1)->Arg(16)->UseRealTime();
+BENCHMARK(asioStrand)->Name("asio_strand")->Arg(1)->Arg(16)->UseRealTime();
+
+constexpr bench::Goal kGoals[] = {
+    bench::atMost(0.6, "tbb_enqueue/65536", "qz_task/65536"),
+    bench::atMost(1.0, "asio_post/65536", "qz_task/65536"),
+    bench::atMost(1.0, "std_async/256", "qz_task/256"),
+    bench::atMost(0.15, "asio_strand/1", "qz_serial/1"),
+    bench::atMost(0.25, "asio_strand/16", "qz_serial/16"),
+};
+
+} // namespace
+
+int main(int argc, char** argv) {
+    return bench::run(argc, argv, kGoals);
+}
