@@ -1,6 +1,7 @@
 // Ends in one of several ways in the middle of everything: tasks_end_probe <library> <way> <number>
 // The library is loaded as a host of plug-ins does it, so that it can be unloaded as well. The
 // number varies the moment at which the end comes.
+#include "Tasks/TaskManager.h"
 #include "support/loaded_library.h"
 
 #include <array>
@@ -16,32 +17,15 @@ namespace {
 
 using namespace std::chrono_literals;
 
-using Function = void (*)(void*);
-
 struct Tasks {
-    void (*addTask)(void*, Function) = nullptr;
-    std::size_t (*createQueue)(const char*) = nullptr;
-    void (*addSerial)(std::size_t, void*, Function) = nullptr;
-    void (*addMain)(void*, Function) = nullptr;
-    int (*shutDown)(double) = nullptr;
-
-    bool findIn(Library library) {
-        return find(library, "QZ_add_task", addTask) &&
-               find(library, "QZ_create_serial_queue", createQueue) &&
-               find(library, "QZ_add_serial_queue_task", addSerial) &&
-               find(library, "QZ_add_main_thread_task", addMain) &&
-               find(library, "QZ_shutdown_tasks", shutDown);
-    }
-
-private:
-    template<class Type>
-    static bool find(Library library, const char* name, Type& function) {
-        function = reinterpret_cast<Type>(::find(library, name));
-        return function != nullptr;
-    }
+    decltype(&QZ_add_task) addTask;
+    decltype(&QZ_create_serial_queue) createQueue;
+    decltype(&QZ_add_serial_queue_task) addSerial;
+    decltype(&QZ_add_main_thread_task) addMain;
+    decltype(&QZ_shutdown_tasks) shutDown;
 };
 
-constinit Tasks tasks;
+constinit Tasks tasks{};
 constinit std::atomic<int> done{0};
 
 void runShortly(void*) {
@@ -89,6 +73,20 @@ void keepBusy() {
     std::thread(addForEver).detach();
 }
 
+template<class Function>
+bool find(Library library, const char* name, Function& function) {
+    function = reinterpret_cast<Function>(::find(library, name));
+    return function != nullptr;
+}
+
+bool findTasks(Library library) {
+    return find(library, "QZ_add_task", tasks.addTask) &&
+           find(library, "QZ_create_serial_queue", tasks.createQueue) &&
+           find(library, "QZ_add_serial_queue_task", tasks.addSerial) &&
+           find(library, "QZ_add_main_thread_task", tasks.addMain) &&
+           find(library, "QZ_shutdown_tasks", tasks.shutDown);
+}
+
 int end(Library library, std::string_view way) {
     if (way == "exit_from_task") {
         tasks.addTask(nullptr, exitFromTask);
@@ -108,7 +106,7 @@ int end(Library library, std::string_view way) {
 
 int main(int argc, char** argv) {
     const Library library = argc == 4 ? load(argv[1]) : nullptr;
-    if (library == nullptr || !tasks.findIn(library)) {
+    if (library == nullptr || !findTasks(library)) {
         return 2;
     }
     const std::string_view way = argv[2];
