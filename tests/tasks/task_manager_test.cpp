@@ -1,4 +1,5 @@
 #include "Tasks/TaskManager.h"
+#include "support/latch.h"
 
 #include <gtest/gtest.h>
 
@@ -8,7 +9,6 @@
 #include <chrono>
 #include <deque>
 #include <functional>
-#include <latch>
 #include <limits>
 #include <memory>
 #include <string>
@@ -72,8 +72,8 @@ TEST_F(TaskManager, RunsEveryTaskOnceWhoeverAddsIt) {
 // Two tasks, of which neither may be kept waiting by the other, whatever the workers did before.
 TEST_F(TaskManager, RunsTwoTasksThatWaitForEachOther) {
     for (int round = 0; round < 500; ++round) {
-        std::latch meeting(2);
-        std::latch done(2);
+        Latch meeting(2);
+        Latch done(2);
         const auto meet = [&] {
             meeting.arrive_and_wait();
             done.count_down();
@@ -162,9 +162,9 @@ TEST_F(TaskManager, ClearDiscardsWhatWaitsAndNothingElse) {
     const size_t queue = QZ_create_serial_queue("cleared");
     for (int alreadyTaken : {0, 1}) { // callbacks of the turn before the one that is cleared
         std::atomic<int> done{0};
-        std::latch added(1);
-        std::latch begun(1);
-        std::latch cleared(1);
+        Latch added(1);
+        Latch begun(1);
+        Latch cleared(1);
         for (int i = 0; i < alreadyTaken; ++i) {
             addSerial(queue, [&] { added.wait(); });
         }
@@ -213,7 +213,7 @@ TEST_F(TaskManager, WaitingForAllQueuesRunsWhatTheyPostToTheMainThread) {
     const auto mainThread = std::this_thread::get_id();
     std::atomic<int> answered{0};
     const auto ask = [&] {
-        std::latch answer(1);
+        Latch answer(1);
         addMain([&] {
             answered += std::this_thread::get_id() == mainThread ? 1 : 0;
             answer.count_down();
@@ -247,7 +247,7 @@ TEST_F(TaskManager, BusyQueuesLetOthersIn) {
         QZ_add_serial_queue_task(queue.index, &queue, Endless::run);
         QZ_add_serial_queue_task(queue.index, &queue, Endless::run); // so that one always waits
     }
-    std::latch independent(1);
+    Latch independent(1);
     addTask([&] { independent.count_down(); });
     independent.wait();
     for (const Endless& queue : queues) {
@@ -259,8 +259,8 @@ TEST_F(TaskManager, BusyQueuesLetOthersIn) {
 
 TEST_F(TaskManager, ShutDownEndsEverything) {
     std::atomic<int> done{0};
-    std::latch begun(1);
-    std::latch end(1);
+    Latch begun(1);
+    Latch end(1);
     std::atomic<int> result{-1};
     const size_t queue = QZ_create_serial_queue("ended");
     addSerial(queue, [&] {
