@@ -8,16 +8,16 @@ world = {
     palette = "palettes/dusk.txt", -- or "palettes/dawn.txt", which is in the packed archive
 
     islands = {
-        { name = "Grey Stack",     x =  330, y = 300, radius =  62 },
-        { name = "Hog Skerry",     x =  465, y = 640, radius =  84 },
+        { name = "Grey Stack",     x =  330, y = 300, radius =  62, berths = 1 },
+        { name = "Hog Skerry",     x =  465, y = 640, radius =  84, berths = 2 },
         { name = "Little Hog",     x =  610, y = 745, radius =  30 },
-        { name = "The Anvil",      x =  700, y = 350, radius = 104 },
+        { name = "The Anvil",      x =  700, y = 350, radius = 104, berths = 2 },
         { name = "Cormorant",      x =  872, y = 160, radius =  34 },
         { name = "Widow's Tooth",  x =  905, y = 600, radius =  58 },
-        { name = "Long Holm",      x = 1120, y = 335, radius =  78 },
+        { name = "Long Holm",      x = 1120, y = 335, radius =  78, berths = 1 },
         { name = "North Light",    x = 1290, y = 165, radius =  40 },
-        { name = "Sheep Isle",     x = 1195, y = 690, radius =  96 },
-        { name = "Gull Rock",      x = 1420, y = 470, radius =  46 },
+        { name = "Sheep Isle",     x = 1195, y = 690, radius =  96, berths = 2 },
+        { name = "Gull Rock",      x = 1420, y = 470, radius =  46, berths = 1 },
     },
 
     -- A flock starts within `start` and flies from point to point of its route, round and round;
@@ -50,5 +50,14 @@ world = {
                 { 800, 200 }, { 1010, 250 }, { 1270, 480 }, { 1530, 640 },
             },
         },
+    },
+
+    -- After the script they sail from island to island, round and round: in frames of the host, which
+    -- asks for berths in harbours. Speeds are pixels a second.
+    ferries = {
+        { name = "Selkie",       speed = 260, route = { "Hog Skerry", "Sheep Isle", "Gull Rock" } },
+        { name = "Grey Pilgrim", speed = 310, route = { "Grey Stack", "The Anvil", "Long Holm" } },
+        { name = "Fulmar",       speed = 220, route = { "Sheep Isle", "Long Holm", "The Anvil" } },
+        { name = "Little Auk",   speed = 400, route = { "The Anvil", "Gull Rock" } },
     },
 }

@@ -12,3 +12,8 @@ picture = {
     file = "flock.svg", -- in the directory of results
     trails = 7,         -- pieces that a trail is drawn in, from faint to bright
 }
+
+ferries = { -- sail when the script is done
+    frames = 300,
+    rate = 60, -- frames a second
+}

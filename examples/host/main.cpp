@@ -1,6 +1,8 @@
 /* An example of a host: opens the log, chooses the directories, reads its settings and its world,
- * runs a Lua script and keeps what that wants to keep. Copy it and make it your own. */
+ * runs a Lua script, keeps what that wants to keep, and lets ferries sail in frames. Copy it and
+ * make it your own. */
 #include "directories.h"
+#include "frames.h"
 #include "logging.h"
 #include "options.h"
 #include "progress.h"
@@ -67,6 +69,13 @@ std::string worldFile(const Options& options, const Settings& settings) {
     return isDefault ? options.data + "/" + settings.world : options.world;
 }
 
+/* Not if the script has failed or was stopped. */
+void runFramesAfter(int exitCode, const Script& script) {
+    if (exitCode == 0 && script.world && script.settings.frames > 0) {
+        runFrames(*script.world, script.settings);
+    }
+}
+
 Script describeScript(const Options& options, const Settings& settings) {
     Script script;
     script.path = options.script.empty() ? options.data + "/" + settings.script : options.script;
@@ -106,14 +115,20 @@ void logEnd(int exitCode) {
 int work(const Options& options, const Startup& startup) {
     Progress progress(startup.progressLines);
     mountData(options.data);
-    Script script = describeScript(options, readSettings(options));
+    Settings settings = readSettings(options);
+    settings.frames = options.frames.value_or(settings.frames);
+    Script script = describeScript(options, settings);
     script.checks = startup.checks;
     script.progress = &progress;
     logScript(script.name);
     logStart(script);
     catchInterrupts();
-    const int exitCode = runScript(script);
+    int exitCode = runScript(script);
     progress.clear();
+    runFramesAfter(exitCode, script);
+    if (stopRequested()) {
+        exitCode = stopCode();
+    }
     logEnd(exitCode);
     return exitCode;
 }

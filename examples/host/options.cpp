@@ -1,6 +1,8 @@
 #include "options.h"
 
+#include <charconv>
 #include <string_view>
+#include <system_error>
 
 namespace {
 
@@ -11,6 +13,18 @@ std::string takeValue(int count, const char* const* arguments, int& index, std::
         return {};
     }
     return arguments[++index];
+}
+
+int takeNumber(int count, const char* const* arguments, int& index, std::string& problem) {
+    const std::string option = arguments[index];
+    const std::string text = takeValue(count, arguments, index, problem);
+    int number = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stopped, error] = std::from_chars(text.data(), end, number);
+    if (problem.empty() && (error != std::errc() || stopped != end || number < 0)) {
+        problem = option + " wants a number from 0 on, not " + text;
+    }
+    return number;
 }
 
 /* Returns false for what is not an option. */
@@ -26,6 +40,8 @@ bool takeOption(Options& options, int count, const char* const* arguments, int& 
         options.world = takeValue(count, arguments, index, options.problem);
     } else if (argument == "--config") {
         options.config = takeValue(count, arguments, index, options.problem);
+    } else if (argument == "--frames") {
+        options.frames = takeNumber(count, arguments, index, options.problem);
     } else if (argument == "--logs") {
         options.logs = takeValue(count, arguments, index, options.problem);
     } else if (argument.starts_with("-")) {
@@ -63,6 +79,7 @@ void printUsage(std::FILE* stream) {
         "  --config FILE  what the host starts with (host.cfg in the data directory)\n"
         "  --logs DIR     where the log files go (\"logs\" in the write directory)\n"
         "  --world FILE   the world that the script gets (without a script, that of the settings)\n"
+        "  --frames N     how many frames the ferries sail after the script; 0 for none\n"
         "  --fresh        begin anew instead of going on from the state that the last run saved\n"
         "  -h, --help     this text\n"
         "\n"

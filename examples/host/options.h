@@ -3,6 +3,7 @@
 #define QZ_HOST_OPTIONS_H
 
 #include <cstdio>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -11,6 +12,7 @@ struct Options {
     bool fresh = false;                 // leave the saved state alone and begin anew
     std::string data;                   // the data directory; empty: to be looked for
     std::string world;                  // the world's file; empty: what the settings say
+    std::optional<int> frames;          // what the settings say unless it is given
     std::string config;                 // the start-up file; empty: host.cfg of the data directory
     std::string logs;                   // the log directory; empty: below the write directory
     std::string script;                 // empty: what the settings say

@@ -2,18 +2,12 @@
 
 #include "user_error.h"
 
+#include "Globals.h"
 #include "Lua/Config.h"
-#include "Lua/State.h"
 
 #include <lua.hpp>
 
-#include <memory>
-
 namespace {
-
-struct StateCloser {
-    void operator()(lua_State* L) const { QZ_lua_close(L); }
-};
 
 /* Reads settings by their paths from the table on top of the stack. */
 class Reader {
@@ -54,20 +48,22 @@ private:
 } // namespace
 
 Settings loadSettings(const std::string& file) {
-    const std::unique_ptr<lua_State, StateCloser> state(QZ_lua_open("settings"));
-    if (!state) {
+    // Made by the library for this purpose.
+    if (globalConfig == nullptr) {
         throw UserError("not enough memory for a Lua state");
     }
     // Without globals: a file of settings computes nothing.
-    if (!Lua::Config(state.get()).tmpload(file.c_str(), false)) {
+    if (!Lua::Config(globalConfig).tmpload(file.c_str(), false)) {
         throw UserError(file + " is no file of settings; the line above says why");
     }
     Settings settings;
-    Reader reader(state.get(), file);
+    Reader reader(globalConfig, file);
     reader.read("script", settings.script);
     reader.read("world", settings.world);
     reader.read("flight.steps", settings.steps, 1, 100000);
     reader.read("picture.file", settings.picture);
     reader.read("picture.trails", settings.trails, 1, 50);
+    reader.read("ferries.frames", settings.frames, 0, 1000000000);
+    reader.read("ferries.rate", settings.rate, 1, 1000);
     return settings;
 }

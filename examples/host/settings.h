@@ -10,6 +10,8 @@ struct Settings {
     int steps = 1100;
     std::string picture = "flock.svg"; // in the directory of results
     int trails = 7;
+    int frames = 300; // of the ferries, after the script
+    int rate = 60;    // of these a second
 };
 
 /* Reads a Lua file of settings; those that it leaves out keep their values. Throws UserError. */

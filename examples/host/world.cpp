@@ -1,9 +1,11 @@
 #include "world.h"
 
+#include "letters.h"
 #include "user_error.h"
 
 #include "Lua/Loader.h"
 
+#include <algorithm>
 #include <cstdio>
 
 namespace {
@@ -21,13 +23,16 @@ public:
         world_.seed = whole("seed", 1, 2147483646);
         world_.palette = loader_.getString("palette");
         for (loader_.beginArray("islands"); loader_.nextArray();) {
-            world_.islands.push_back({loader_.getString("name"), circle()});
+            world_.islands.push_back({loader_.getString("name"), circle(), berths()});
         }
         loader_.endSubtable();
         for (loader_.beginArray("flocks"); loader_.nextArray();) {
             world_.flocks.push_back(flock());
         }
         loader_.endSubtable();
+        if (loader_.hasEntry("ferries")) {
+            readFerries();
+        }
     }
 
 private:
@@ -56,6 +61,60 @@ private:
     Circle circle() const {
         return {{number("x", 0, world_.width), number("y", 0, world_.height)},
                 number("radius", 1, 1000)};
+    }
+
+    int berths() const { return loader_.hasEntry("berths") ? whole("berths", 1, 100) : 0; }
+
+    void readFerries() {
+        if (std::ranges::count_if(
+                world_.islands, [](const Island& one) { return one.berths > 0; }) > kMostHarbours) {
+            throw Lua::LoaderException("world.islands: too many of them have berths");
+        }
+        for (loader_.beginArray("ferries"); loader_.nextArray();) {
+            if (world_.ferries.size() == kMostFerries) {
+                throw Lua::LoaderException("world.ferries: these are too many");
+            }
+            world_.ferries.push_back(ferry());
+        }
+        loader_.endSubtable();
+    }
+
+    FerryData ferry() {
+        FerryData ferry{loader_.getString("name"), number("speed", 1, 1000), {}};
+        loader_.beginSubtable("route");
+        for (int stop = 1; loader_.hasEntry(stop); ++stop) {
+            ferry.route.push_back(loader_.getString(stop));
+            checkHarbour(ferry.route.back(), stop);
+        }
+        if (ferry.route.size() < 2) {
+            throw Lua::LoaderException(loader_.getCurrentPath() + " has less than two stops");
+        }
+        checkRoom(ferry.route.front());
+        loader_.endSubtable();
+        return ferry;
+    }
+
+    const Island* findHarbour(const std::string& name) const {
+        const auto found = std::ranges::find_if(
+            world_.islands, [&](const Island& one) { return one.berths > 0 && one.name == name; });
+        return found == world_.islands.end() ? nullptr : &*found;
+    }
+
+    void checkHarbour(const std::string& name, int stop) const {
+        if (findHarbour(name) == nullptr) {
+            throw Lua::LoaderException(loader_.getCurrentPath() + "." + std::to_string(stop) +
+                                       ": no island '" + name + "' has berths");
+        }
+    }
+
+    /* All who begin in one harbour need a berth there. */
+    void checkRoom(const std::string& harbour) const {
+        const auto others = std::ranges::count_if(
+            world_.ferries, [&](const FerryData& one) { return one.route.front() == harbour; });
+        if (others == findHarbour(harbour)->berths) {
+            throw Lua::LoaderException(loader_.getCurrentPath() + ": no berth is left in '" +
+                                       harbour + "'");
+        }
     }
 
     Flock flock() {

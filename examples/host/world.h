@@ -1,24 +1,18 @@
-/* What the flocks fly around, and who flies. */
+/* What the flocks fly around, who flies, and who sails. */
 #ifndef QZ_HOST_WORLD_H
 #define QZ_HOST_WORLD_H
+
+#include "geometry.h"
 
 #include <string>
 #include <vector>
 
 struct lua_State;
 
-struct Point {
-    double x, y;
-};
-
-struct Circle {
-    Point centre;
-    double radius;
-};
-
 struct Island {
     std::string name;
     Circle shore;
+    int berths; // of its harbour; 0 if it has none
 };
 
 struct Flock {
@@ -30,6 +24,12 @@ struct Flock {
     std::vector<Point> route;
 };
 
+struct FerryData {
+    std::string name;
+    double speed;                   // in points a second
+    std::vector<std::string> route; // two islands or more, all with harbours
+};
+
 struct World {
     std::string file;
     std::string title;
@@ -38,6 +38,7 @@ struct World {
     std::string palette;
     std::vector<Island> islands;
     std::vector<Flock> flocks;
+    std::vector<FerryData> ferries;
 };
 
 /* Reads the table `world` of a Lua file. Throws UserError. */

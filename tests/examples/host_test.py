@@ -1,4 +1,5 @@
 """Runs the example host as its users do: host_test.py [emulator] path/to/qz_host"""
+import json
 import os
 import pathlib
 import pty
@@ -51,7 +52,8 @@ class HostTest(unittest.TestCase):
         return (self.folder / "logs" / f"{name}.log").read_text()
 
     def test_default_run_draws_the_flight(self):
-        code, out, err = self.run_host("--fresh", "--logs", str(self.folder / "logs"), cwd=ROOT)
+        code, out, err = self.run_host("--fresh", "--frames", "0", "--logs",
+                                       str(self.folder / "logs"), cwd=ROOT)
         self.assertEqual(code, 0, err)
         printed = dict(line.split(":", 1) for line in out.splitlines() if ": " in line)
         picture = posix_path(printed["result"].strip()).read_text()
@@ -71,8 +73,9 @@ class HostTest(unittest.TestCase):
         code, out, _ = self.run_host("--help")
         self.assertEqual((code, out.split()[0]), (0, "Usage:"))
         for wrong, answer in (("--frobnicate", "unknown option --frobnicate"),
-                              ("--logs", "--logs wants a name")):
-            code, out, err = self.run_host(wrong)
+                              ("--logs", "--logs wants a name"),
+                              ("--frames -1", "--frames wants a number from 0 on, not -1")):
+            code, out, err = self.run_host(*wrong.split())
             self.assertEqual((code, out), (2, ""))
             self.assertIn(f"qz_host: {answer}\nUsage:", err)
 
@@ -114,6 +117,7 @@ class HostTest(unittest.TestCase):
         shutil.rmtree(data, ignore_errors=True)
         shutil.copytree(ROOT / "examples/data", data)
         changes = {"settings": ("steps = 1100", "steps = 20"), **changes}
+        arguments = arguments if "--frames" in arguments else ("--frames", "0", *arguments)
         for name, (old, new) in changes.items():
             path = data / f"{name}.lua"
             text = path.read_text()
@@ -147,6 +151,10 @@ class HostTest(unittest.TestCase):
                  "copy/archipelago.lua: world.palette: there is no palettes/night.txt in the data"),
                 ({"archipelago": ('"rose"', '"pink"')},
                  "copy/archipelago.lua: world.flocks.2.colour: there is no 'pink' in"),
+                ({"archipelago": ('"Gull Rock" } },\n    }', '"Cormorant" } },\n    }')},
+                 "copy/archipelago.lua: world.ferries.4.route.2: no island 'Cormorant' has berths"),
+                ({"archipelago": ('"The Anvil", "Gull Rock" }', '"Grey Stack", "Gull Rock" }')},
+                 "copy/archipelago.lua: world.ferries.4.route: no berth is left in 'Grey Stack'"),
                 ({"settings": ("steps = 1100", 'steps = "many"')},
                  "copy/settings.lua: flight.steps must be a number, not a string"),
                 ({"settings": ("steps = 1100", "steps = = 2")},
@@ -156,6 +164,21 @@ class HostTest(unittest.TestCase):
             self.assertEqual(code, 1)
             self.assertIn(message, err)
             self.assertNotIn("in main", err)
+
+    def test_ferries_sail_in_frames(self):
+        code, out, err = self.fly("--fresh", "--frames", "240")
+        self.assertEqual(code, 0, err)
+        self.assertNotIn("no way", err)
+        self.assertRegex(err, r"HOST: 240 frames, 4 ferries, \d+ arrivals")
+        _, logbook, profile = [posix_path(line.split(": ")[1]) for line in out.splitlines()
+                               if line.startswith("result: ")]
+        lines = [line.split(maxsplit=1) for line in logbook.read_text().splitlines()]
+        self.assertGreaterEqual(len(lines), 3)
+        self.assertEqual(lines, sorted(lines, key=lambda line: float(line[0])))
+        self.assertIn("Fulmar reached Long Holm", [what for _, what in lines])
+        names = [event.get("name") for event in json.loads(profile.read_text())["traceEvents"]]
+        self.assertEqual(names.count("frame"), 240)
+        self.assertGreaterEqual(names.count("find course"), 4)
 
     def test_mistakes_in_the_start_up_file_are_explained(self):
         path = self.folder / "own.cfg"
@@ -277,6 +300,15 @@ class HostTest(unittest.TestCase):
         code, _ = self.run_on_terminal("--logs", "logs", name, typed_at=b"on my way", typed=b"\x03")
         self.assertEqual(code, 130)
         self.assertTrue(self.log().endswith("WARNING HOST: interrupted\n"))
+
+    def test_interrupt_ends_frames_cleanly(self):
+        shutil.copy(ROOT / "examples/data/archipelago.lua", self.folder / "world.lua")
+        code, shown = self.run_on_terminal(
+            "--logs", "logs", "--world", "world.lua", "--frames", "100000", self.script("return\n"),
+            typed_at=b"leaves", typed=b"\x03")
+        self.assertEqual(code, 130)
+        self.assertIn(b"profile.json", shown)
+        self.assertRegex(self.log(), r"\d+ frames, 4 ferries, \d+ arrivals\n(.*\n)*.*interrupted\n$")
 
 
 if __name__ == "__main__":

@@ -1,0 +1,18 @@
+/* How a ferry gets from one harbour to another without running aground. */
+#ifndef QZ_HOST_COURSE_H
+#define QZ_HOST_COURSE_H
+
+#include "geometry.h"
+
+#include <vector>
+
+struct Sea {
+    int width, height;
+    std::vector<Circle> shores;
+};
+
+/* The shortest way over a grid, from point to point; empty if there is none. Takes long: meant for
+ * a worker thread. Any number of threads may look at one sea. */
+std::vector<Point> findCourse(const Sea& sea, Point from, Point to);
+
+#endif

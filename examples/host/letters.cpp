@@ -1,0 +1,32 @@
+#include "letters.h"
+
+#include "Globals.h"
+#include "Mail/Server.h"
+#include "Mail/Stream.h"
+
+namespace {
+
+/* One function for both directions, so that they cannot differ. */
+void exchange(Mail::Stream& stream, Letter& letter) {
+    stream.transfer(letter.kind, 2);
+    stream.transfer(letter.sender, 8);
+}
+
+} // namespace
+
+bool post(std::uint32_t address, const Letter& letter) {
+    const Mail::Message message(address);
+    {
+        Mail::Writer writer(message);
+        Letter copy = letter;
+        exchange(writer, copy);
+    }
+    return globalMail->send(message);
+}
+
+Letter readLetter(const Mail::Message& message) {
+    Letter letter{};
+    Mail::Reader reader(message);
+    exchange(reader, letter);
+    return letter;
+}
