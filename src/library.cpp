@@ -38,6 +38,7 @@ constexpr char kAllocatorWatch[] = "STL allocator";
 constexpr std::uint32_t kDirectMailboxes = 256;
 constexpr double kMebibyte = 1024.0 * 1024.0;
 
+Mail::ServerImpl* mailServer = nullptr; // what globalMail is, unless the host has put another there
 bool attached = false;
 
 size_t printMainPool(unsigned int, char* buffer, size_t size, void*) {
@@ -82,15 +83,18 @@ void attach() {
     globalConfig = QZ_lua_open("Config");
     QZ_lua_openlibs(globalConfig);
     makeFactoryManager();
-    globalMail = new (std::nothrow) Mail::ServerImpl(kDirectMailboxes);
+    globalMail = mailServer = new (std::nothrow) Mail::ServerImpl(kDirectMailboxes);
     attached = true;
 }
 
-// At the end of the process other threads, and the host's static objects, may still use messages.
+// At the end of the process other threads, and the host's static objects, may still use messages:
+// there is a server then, but nobody to receive.
 void dropMail(platform::Detach reason) {
-    delete std::exchange(globalMail, nullptr);
     if (reason == platform::Detach::unload) {
+        delete std::exchange(globalMail, nullptr);
         mail::closeMemory();
+    } else if (mailServer != nullptr) {
+        mailServer->close();
     }
 }
 

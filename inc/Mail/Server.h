@@ -67,8 +67,12 @@ class QZ_API ServerImpl : public Server {
 public:
     explicit ServerImpl(uint32_t directSize);
 
-    /* Nobody may use it any more. */
+    /* close(). Nobody may use it any more. */
     ~ServerImpl() override;
+
+    /* Lets go of all mailboxes and takes no others, as at the end of a process, when other threads
+     * may still be sending: to them, there is nobody. */
+    void close();
 
     void addMailbox(const Mem::Ptr<Mailbox>& mailbox) override;
     void removeMailbox(uint32_t address) override;
@@ -81,13 +85,15 @@ public:
 private:
     using Overflow = std::map<uint32_t, Mem::Ptr<Mailbox>, std::less<>,
                               qz::allocator<std::pair<const uint32_t, Mem::Ptr<Mailbox>>>>;
+    using Direct = qz::vector<Mem::Ptr<Mailbox>>;
 
     Mem::Ptr<Mailbox> take(uint32_t address);
 
     Sync::Futex lock_;
-    uint32_t directSize_;
-    qz::vector<Mem::Ptr<Mailbox>> direct_;
+    uint32_t directSize_; /* 0 when it is closed */
+    Direct direct_;
     Overflow overflow_;
+    bool isClosed_ = false;
 };
 
 } // namespace Mail

@@ -11,14 +11,19 @@ Server::~Server() = default;
 
 ServerImpl::ServerImpl(std::uint32_t directSize) : directSize_(directSize), direct_(directSize) {}
 
-// One by one and while the server still stands, for the same reason as in removeMailbox.
 ServerImpl::~ServerImpl() {
-    while (!overflow_.empty()) {
-        const Mem::Ptr<Mailbox> removed = take(overflow_.begin()->first);
-    }
-    for (Mem::Ptr<Mailbox>& mailbox : direct_) {
-        const Mem::Ptr<Mailbox> removed = std::move(mailbox);
-    }
+    close();
+}
+
+// The mailboxes go when the lock has been given up, as in removeMailbox.
+void ServerImpl::close() {
+    Direct direct;
+    Overflow overflow;
+    const std::lock_guard lock(lock_);
+    isClosed_ = true;
+    directSize_ = 0;
+    direct.swap(direct_);
+    overflow.swap(overflow_);
 }
 
 void ServerImpl::addMailbox(const Mem::Ptr<Mailbox>& mailbox) {
@@ -27,10 +32,12 @@ void ServerImpl::addMailbox(const Mem::Ptr<Mailbox>& mailbox) {
     }
     const std::uint32_t address = mailbox->address;
     const std::lock_guard lock(lock_);
-    if (address >= directSize_) {
+    if (address < directSize_) {
+        if (!direct_[address]) {
+            direct_[address] = mailbox;
+        }
+    } else if (!isClosed_) {
         overflow_.try_emplace(address, mailbox);
-    } else if (!direct_[address]) {
-        direct_[address] = mailbox;
     }
 }
 

@@ -1,11 +1,13 @@
 #include "Mail/Server.h"
 
+#include "Globals.h"
 #include "Mail/Stream.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <chrono>
+#include <cstdlib>
 #include <functional>
 #include <limits>
 #include <random>
@@ -115,6 +117,24 @@ TEST(MailServerEnd, ReleasesReceiversAndMemory) {
     EXPECT_EQ(qz::getSTLAllocatorCounter(), before);
 }
 
+TEST(MailServerEnd, TakesNobodyOnceItIsClosed) {
+    Mail::ServerImpl server(4);
+    int ended = 0;
+    for (const std::uint32_t address : {3U, 4U, 5U}) {
+        Mem::Ptr<Box> made = box(address);
+        made->atEnd = [&, address] {
+            ++ended;
+            server.addMailbox(box(address));
+            EXPECT_FALSE(server.send(Mail::Message(address)));
+        };
+        server.addMailbox(made);
+    }
+    server.close();
+    EXPECT_EQ(ended, 3);
+    server.removeMailbox(3);
+    server.close();
+}
+
 class Forwarding : public Mail::ServerImpl {
 public:
     Forwarding() : ServerImpl(4) {}
@@ -176,6 +196,29 @@ TEST(MailServerThreads, DoAllAtOnce) {
     }
     threads.clear();
     EXPECT_GT(received, 100U);
+}
+
+void postForEver(unsigned seed) {
+    std::minstd_rand random(seed + 1);
+    for (;;) {
+        const auto address = static_cast<std::uint32_t>(random() % 600);
+        globalMail->addMailbox(box(address));
+        globalMail->send(numbered(address, 0, static_cast<unsigned>(random() % 300)));
+        globalMail->removeMailbox(address);
+    }
+}
+
+TEST(MailServerDeathTest, ProcessesEndInTheMidstOfCalls) {
+    for (int i = 0; i < 20; ++i) {
+        const auto postAndExit = [i] {
+            for (unsigned seed = 0; seed < 3; ++seed) {
+                std::thread(postForEver, seed).detach();
+            }
+            std::this_thread::sleep_for(std::chrono::microseconds(700 * i));
+            std::exit(0);
+        };
+        ASSERT_EXIT(postAndExit(), ::testing::ExitedWithCode(0), "");
+    }
 }
 
 } // namespace
