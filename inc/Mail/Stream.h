@@ -32,6 +32,7 @@
 #include "Mail/Shared.h"
 
 #include <new>
+#include <stddef.h>
 #include <stdint.h>
 #include <string.h>
 #include <type_traits>
@@ -252,6 +253,7 @@ private:
     void storeAcross(uint32_t word);
     void storeByte(uint64_t byte);
     void writeObject(const unsigned char* data, int bits);
+    size_t writeRun(const unsigned char* data, size_t count);
     void flush();
 
     uint64_t bits_ = 0;     /* the low bitCount_ of them are still to be written */

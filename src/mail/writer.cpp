@@ -95,12 +95,28 @@ void Writer::writeObject(const unsigned char* data, int bits) {
     if (partial != 0) {
         write(data[count] & ((1U << partial) - 1), partial);
     }
-    for (; count >= 4; count -= 4) {
-        writeWord(load(data + count - 4));
+    count = writeRun(data, count);
+    for (; count >= 4; count = writeRun(data, count - 4)) {
+        writeWord(load(data + count - 4)); // across the end of a region
     }
     for (; count != 0; --count) {
         write(data[count - 1], 8);
     }
+}
+
+// Words from the end of an object, as long as there is room in the region: what changes stays in
+// registers. Returns how many bytes are left.
+std::size_t Writer::writeRun(const unsigned char* data, std::size_t count) {
+    std::uint64_t bits = bits_;
+    unsigned char* to = cursor_;
+    for (; count >= 4 && end_ - to >= 4; count -= 4) {
+        bits = bits << 32 | load(data + count - 4);
+        new (to) Word{__builtin_bswap32(static_cast<std::uint32_t>(bits >> bitCount_))};
+        to += 4;
+    }
+    bits_ = bits;
+    cursor_ = to;
+    return count;
 }
 
 void Writer::flush() {
