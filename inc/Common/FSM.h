@@ -121,7 +121,47 @@ public:
         static std::uint32_t symbolAt(const Symbols& symbols, std::uint32_t state) {
             return state < symbols.size() ? symbols[state] : NO_SYMBOL;
         }
-        static void setSymbol(Symbols& symbols, std::uint32_t state, std::uint32_t symbol);
+        void setSymbol(Symbols& symbols, std::uint32_t state, std::uint32_t symbol);
+
+        /* A transition that, from one state, does nothing but emit a symbol and change the state:
+         * the stack is left alone, and the two states emit nothing. */
+        struct Step {
+            std::uint32_t outputSymbol = NO_SYMBOL;
+            std::uint32_t targetState = NO_STATE; /* if this is it, the tables have the answer */
+            bool finishes = false;
+        };
+
+        /* All of those, found at once; they are gone when the tables change. A copy has none. */
+        struct Steps {
+            Steps() = default;
+            Steps(const Steps& /*other*/) {}
+            // NOLINTNEXTLINE(cert-oop54-cpp): nothing is copied
+            Steps& operator=(const Steps& /*other*/) {
+                forget();
+                return *this;
+            }
+
+            void forget() {
+                states = 0;
+                ++version;
+            }
+            const Step* find(std::uint32_t state, std::uint32_t symbol) const {
+                if (state >= states || symbol >= symbols) {
+                    return nullptr;
+                }
+                const Step& step = table[std::size_t{state} * symbols + symbol];
+                return step.targetState != NO_STATE ? &step : nullptr;
+            }
+
+            qz::vector<Step> table;
+            std::uint32_t states = 0;
+            std::uint32_t symbols = 0;
+            std::uint32_t version = 0; /* of the tables */
+        };
+
+        void findSteps();
+        Step stepFor(std::uint32_t state, std::uint32_t symbol) const;
+        const Transition* findTransition(std::uint32_t state, std::uint32_t symbol) const;
 
         std::uint32_t getInitialState() const { return initialState_; }
         bool isFinishState(std::uint32_t state) const {
@@ -145,6 +185,7 @@ public:
         qz::vector<Row> stateTransitions_;
         Symbols onExitSymbols_;
         Symbols onEnterSymbols_;
+        Steps steps_;
     };
 
     /* Gets a machine's output symbols. Misspelt, and callers rely on it. */
@@ -167,7 +208,8 @@ public:
     /* Adds a recipient behind those that are there, even if it is one of them, and takes the
      * descriptor, which is not owned. Null adds none, or leaves the machine without a descriptor.
      * If the machine is valid it then enters the initial state, which may emit a symbol; without an
-     * initial state it stays where it is. */
+     * initial state it stays where it is. Tables that are filled by then, and not changed later,
+     * are the fastest. */
     QZ_API void init(Descriptor* descriptor, SymbolRecepient* recipient);
 
     /* Makes the machine what it was before the first init: recipients, descriptor, state, stack and
@@ -227,7 +269,7 @@ private:
     void exitFromState_();
     void sendOutputSymbol_(std::uint32_t symbol);
 
-    const Transition* findTransition(std::uint32_t symbol) const;
+    void make(const Descriptor::Step& step);
     void follow(const Transition& transition);
     std::uint32_t takeTarget(const Transition& transition);
     std::uint32_t popState();

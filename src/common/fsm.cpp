@@ -24,6 +24,7 @@ void FSM::init(Descriptor* descriptor, SymbolRecepient* recipient) {
     busy_.set = false;
     inFinish_ = false;
     if (valid()) {
+        descriptor_->findSteps();
         enterToState_(descriptor_->getInitialState());
     }
 }
@@ -59,20 +60,33 @@ void FSM::checkSymbolsQueue() {
     }
 }
 
-void FSM::onSymbol_(std::uint32_t symbol) {
-    busy_.set = true;
-    if (const Transition* const transition = findTransition(symbol)) {
-        follow(*transition);
+// What follow does, as long as recipients leave the tables alone. Whether the state is another one
+// is a matter of chance and not worth a branch.
+inline void FSM::make(const Descriptor::Step& step) {
+    const Descriptor* const descriptor = descriptor_;
+    const std::uint32_t version = descriptor->steps_.version;
+    const std::uint32_t target = step.targetState;
+    const bool finishes = step.finishes;
+    if (step.outputSymbol != NO_SYMBOL) {
+        sendOutputSymbol_(step.outputSymbol);
     }
-    busy_.set = false;
+    if (descriptor_ == descriptor && descriptor->steps_.version == version) {
+        const bool stays = state_ == target;
+        inFinish_ = (stays & inFinish_) | (!stays & finishes);
+        state_ = target;
+    } else if (changesTo(target)) {
+        enterToState_(target);
+    }
 }
 
-const FSM::Transition* FSM::findTransition(std::uint32_t symbol) const {
-    const Transition* found = descriptor_->getTransition(symbol);
-    if (found == nullptr || found->isEmpty()) {
-        found = descriptor_->getTransition(state_, symbol);
+void FSM::onSymbol_(std::uint32_t symbol) {
+    busy_.set = true;
+    if (const Descriptor::Step* const step = descriptor_->steps_.find(state_, symbol)) {
+        make(*step);
+    } else if (const Transition* const found = descriptor_->findTransition(state_, symbol)) {
+        follow(*found);
     }
-    return found != nullptr && !found->isEmpty() ? found : nullptr;
+    busy_.set = false;
 }
 
 // Recipients may change the tables, so nothing is read from the transition once one was called.

@@ -2,9 +2,17 @@
 
 namespace Common {
 
+namespace {
+
+// Larger tables go without: they are sparse, as a rule.
+constexpr std::size_t kMostSteps = std::size_t{1} << 16;
+
+} // namespace
+
 FSM::Descriptor::~Descriptor() = default;
 
 void FSM::Descriptor::clear() {
+    steps_.forget();
     initialized_ = false;
     initialState_ = NO_STATE;
     finishStates_.clear();
@@ -20,6 +28,7 @@ void FSM::Descriptor::load() {
 void FSM::Descriptor::addTransition(std::uint32_t fromState, std::uint32_t symbol,
                                     std::uint32_t outputSymbol, std::uint32_t targetState,
                                     StackOperation operation) {
+    steps_.forget();
     const bool fromAny = fromState == ANY_STATE;
     if (symbol >= kTableLimit || (fromState >= kTableLimit && !fromAny)) {
         return;
@@ -35,6 +44,7 @@ void FSM::Descriptor::addTransition(std::uint32_t fromState, std::uint32_t symbo
 }
 
 void FSM::Descriptor::addFinishState(std::uint32_t state) {
+    steps_.forget();
     const auto place = std::lower_bound(finishStates_.begin(), finishStates_.end(), state);
     if (place == finishStates_.end() || *place != state) {
         finishStates_.insert(place, state);
@@ -53,10 +63,54 @@ void FSM::Descriptor::setSymbol(Symbols& symbols, std::uint32_t state, std::uint
     if (state >= kTableLimit) {
         return;
     }
+    steps_.forget();
     if (state >= symbols.size()) {
         symbols.resize(state + 1, NO_SYMBOL);
     }
     symbols[state] = symbol;
+}
+
+// An any-state transition counts before the state's own, unless it is empty.
+const FSM::Transition* FSM::Descriptor::findTransition(std::uint32_t state,
+                                                       std::uint32_t symbol) const {
+    const Transition* found = getTransition(symbol);
+    if (found == nullptr || found->isEmpty()) {
+        found = getTransition(state, symbol);
+    }
+    return found != nullptr && !found->isEmpty() ? found : nullptr;
+}
+
+void FSM::Descriptor::findSteps() {
+    const auto states = static_cast<std::uint32_t>(stateTransitions_.size());
+    if (steps_.states == states || states > kMostSteps) {
+        return;
+    }
+    std::size_t symbols = anyStateTransitions_.size();
+    for (const Row& row : stateTransitions_) {
+        symbols = std::max(symbols, row.size());
+    }
+    if (states * symbols > kMostSteps) {
+        return;
+    }
+    steps_.symbols = static_cast<std::uint32_t>(symbols);
+    steps_.table.clear();
+    for (std::uint32_t state = 0; state < states; ++state) {
+        for (std::uint32_t symbol = 0; symbol < steps_.symbols; ++symbol) {
+            steps_.table.push_back(stepFor(state, symbol));
+        }
+    }
+    steps_.states = states;
+}
+
+FSM::Descriptor::Step FSM::Descriptor::stepFor(std::uint32_t state, std::uint32_t symbol) const {
+    const Transition* const found = findTransition(state, symbol);
+    if (found == nullptr || found->targetState >= NO_STATE || found->stackOperation != kKeepStack) {
+        return {};
+    }
+    const std::uint32_t target = found->targetState;
+    const bool isSilent = (target == state || symbolAt(onExitSymbols_, state) == NO_SYMBOL) &&
+                          symbolAt(onEnterSymbols_, target) == NO_SYMBOL;
+    return isSilent ? Step{found->outputSymbol, target, isFinishState(target)} : Step{};
 }
 
 } // namespace Common

@@ -22,6 +22,16 @@ struct Tables {
     std::map<std::pair<Number, Number>, FSM::Transition> transitions; // by state and symbol
     std::map<Number, Number> onEnter, onExit;
     std::set<Number> finish;
+
+    void change(Number n) {
+        if (n % 3 == 0) {
+            transitions[{n % 5, n % 6}] = {n % 40, n % 7, 0};
+        } else if (n % 3 == 1) {
+            onEnter[n % 4] = n % 40;
+        } else {
+            finish.insert(n % 6);
+        }
+    }
 };
 
 class Descriptor : public FSM::Descriptor {
@@ -38,6 +48,16 @@ public:
         }
         for (const Number state : tables.finish) {
             addFinishState(state);
+        }
+    }
+
+    void change(Number n) {
+        if (n % 3 == 0) {
+            addTransition(n % 5, n % 6, n % 40, n % 7, FSM::kKeepStack);
+        } else if (n % 3 == 1) {
+            addOnEnterOutputSymbol(n % 4, n % 40);
+        } else {
+            addFinishState(n % 6);
         }
     }
 
@@ -194,8 +214,10 @@ private:
             subject_.uninit();
         } else if (action == 1) {
             subject_.init(tables_, &second_);
-        } else if (action < 5) {
+        } else if (action < 4) {
             subject_.reset();
+        } else if (action < 7) {
+            tables_->change(symbol + ++changes_ * 7);
         } else if (action < 12) {
             subject_.onSymbolDelayed(symbol);
         } else if (action < 28) {
@@ -209,6 +231,7 @@ private:
     Table* tables_;
     Recipient first_{this, "a"}, second_{this, "b"};
     int callsLeft_ = 4;
+    Number changes_ = 0;
 };
 
 class RandomTables {
@@ -217,14 +240,15 @@ public:
 
     Tables next() {
         Tables tables;
+        const bool plain = below(2) == 0;
         tables.initial = below(8) == 0 ? kNone : below(5);
         for (Number i = below(30); i > 0; --i) {
             const Number from = below(8) == 0 ? kNone : below(5), symbol = below(6);
-            tables.transitions[{from, symbol}] = {output(), target(), below(5)};
+            tables.transitions[{from, symbol}] = {output(), target(), plain ? 0 : below(5)};
         }
         for (Number state : {0u, 1u, 2u, 3u, 7u}) {
-            tables.onEnter[state] = output();
-            tables.onExit[state] = output();
+            tables.onEnter[state] = plain ? kNone : output();
+            tables.onExit[state] = plain ? kNone : output();
         }
         tables.finish = {below(6), below(6), kPrevious};
         return tables;
@@ -244,10 +268,10 @@ private:
 TEST(FSM, DoesWhatTheReferenceDoes) {
     RandomTables random;
     for (int round = 0; round < 1000; ++round) {
-        const Tables tables = random.next();
+        Tables tables = random.next();
         Descriptor descriptor(tables);
         Player<Machine, Descriptor> tested(&descriptor);
-        Player<Reference, const Tables> reference(&tables);
+        Player<Reference, Tables> reference(&tables);
         for (int step = 0; step < 100; ++step) {
             const Number action = random.below(64);
             const Number symbol = random.below(9) == 0 ? kNone + random.below(3) : random.below(7);
@@ -288,11 +312,13 @@ TEST(FSM, TablesHaveABound) {
 }
 
 TEST(FSM, ClearKeepsTheTransitionsFromAnyState) {
-    Descriptor descriptor({0, {{{0, 1}, {5, kNone, 0}}, {{kNone, 2}, {6, kNone, 0}}}, {}, {}, {}});
+    Descriptor descriptor({0, {{{0, 1}, {5, 0, 0}}, {{kNone, 2}, {6, kNone, 0}}}, {}, {}, {}});
+    Recorder recorder;
+    Machine earlier("earlier", &descriptor, &recorder);
     descriptor.setInitializied();
     descriptor.load();
     EXPECT_FALSE(descriptor.isInitializied());
-    Recorder recorder;
+    earlier.onSymbol(1);
     Machine machine("cleared", &descriptor, nullptr);
     machine.onSymbol(2);
     machine.onSymbolDelayed(2);
