@@ -1,6 +1,7 @@
 #include "Common/Factory.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace Common {
 
@@ -29,7 +30,11 @@ void Factory::removeIdentifier(const Identifier& identifier) {
         [doomed = identifier](const Identifier& each) { return each == doomed; });
 }
 
-FactoryManager::~FactoryManager() = default;
+// The tables are empty by the time that factories go, whose destructors may ask this manager.
+FactoryManager::~FactoryManager() {
+    const auto entries = std::exchange(entries_, {});
+    const auto factories = std::exchange(factories_, {});
+}
 
 const FactoryManager::Entry* FactoryManager::find(const Identifier& identifier) const {
     const auto found = std::find_if(entries_.begin(), entries_.end(),

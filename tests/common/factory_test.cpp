@@ -143,6 +143,31 @@ TEST(FactoryManager, LeavesAloneWhatItDoesNotKnow) {
     EXPECT_EQ(alive, 2);
 }
 
+// Destroys what it made when it goes, by way of the manager.
+class Owner : public ThingFactory {
+public:
+    Owner(FactoryManager* manager, int* alive)
+        : ThingFactory(alive, {"Owned"}), manager_(manager), alive_(alive) {}
+    ~Owner() override {
+        Thing left("Owned", alive_);
+        manager_->destroyInstance(&left);
+    }
+
+private:
+    FactoryManager* manager_;
+    int* alive_;
+};
+
+TEST(FactoryManager, IsEmptyWhenItsFactoriesGo) {
+    int alive = 0;
+    {
+        const Ref<FactoryManager> manager(new FactoryManager);
+        manager->addFactory(new Owner(manager.get(), &alive));
+        manager->addFactory(new ThingFactory(&alive, {"Owned"}));
+    }
+    EXPECT_EQ(alive, 0);
+}
+
 Ref<FactoryManager>& theManager() {
     static Ref<FactoryManager> manager(new FactoryManager);
     return manager;
