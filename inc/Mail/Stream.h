@@ -57,7 +57,7 @@ public:
 
     ByteWriter& putData(const void* data, uint64_t n);
 
-    /* The `nbytes` low bytes of a number, 1 to 4, the most significant first. */
+    /* The `nbytes` low bytes of a number, the most significant first. 1 to 4; more count as 4. */
     ByteWriter& putInt(int value, uint64_t nbytes);
 
     /* The chain of everything written, and the end of the writer: what is written afterwards is
