@@ -18,8 +18,8 @@ packages_of() {
         ;;
     bench)
         echo libbenchmark-dev libspdlog-dev libconcurrentqueue-dev libboost-dev libglm-dev libeigen3-dev \
-            libimath-dev libconfig-dev nlohmann-json3-dev libtomlplusplus-dev rapidjson-dev \
-            libprotobuf-dev protobuf-compiler libflatbuffers-dev flatbuffers-compiler libmimalloc2.0
+            libimath-dev libpcg-cpp-dev libconfig-dev nlohmann-json3-dev libtomlplusplus-dev \
+            rapidjson-dev libprotobuf-dev protobuf-compiler libflatbuffers-dev flatbuffers-compiler libmimalloc2.0
         ;;
     fuzz)
         # llvm-14 for its symbolizer: without it findings have addresses in place of names.

@@ -8,6 +8,7 @@
 #include "Core/Watch.h"
 #include "Lua/State.h"
 #include "Mail/Server.h"
+#include "Random/RandomManager.h"
 #include "VFS/Archive.h"
 #include "common/allocator_counters.h"
 #include "common/profiler.h"
@@ -122,6 +123,11 @@ void detach(platform::Detach reason) {
 }
 
 } // namespace
+
+RandomManager* globalRandomManager() {
+    static RandomManager& manager = core::untilUnload(new RandomManager);
+    return &manager;
+}
 
 void platform::onAttach() {
     if (!attached) {
