@@ -10,5 +10,7 @@
 
 #include "Math/Half.h"
 #include "Math/Matrix.h"
+#include "Math/Predictor.h"
+#include "Math/RateMeter.h"
 #include "Math/Rotation3.h"
 #include "Math/Vector.h"
