@@ -1,5 +1,6 @@
 // The headers after windows.h, whose macros take common names; and after its worst two where there
 // is no windows.h. Compiled, never run.
+#include "Common/Allocator.h" // standard headers do not bear those macros
 #if __has_include(<windows.h>)
 #    include <windows.h>
 #endif
@@ -14,3 +15,4 @@
 #include "Math/RateMeter.h"
 #include "Math/Rotation3.h"
 #include "Math/Vector.h"
+#include "Math/nMatrix.h"

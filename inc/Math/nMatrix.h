@@ -1,0 +1,163 @@
+/* Matrices of any size, for small jobs of linear algebra. C++ only.
+ *
+ *     nMatrix<double> covariance;
+ *     covariance.diag(3, 0.5);
+ *     covariance.invertByLU();
+ *
+ * Rows and columns count from 0. Operations on shapes that do not fit each other do not throw; each
+ * says what comes out. std::bad_alloc or std::length_error when memory does not suffice.
+ *
+ * Threads: an object is for one thread at a time, or for any number that only read it.
+ */
+#ifndef QZCORE_MATH_NMATRIX_H
+#define QZCORE_MATH_NMATRIX_H
+
+#include "Common/Allocator.h"
+#include "Core/Export.h"
+
+/* T is double. Arrays hold as many numbers as the matrix, row by row. */
+template<typename T>
+class nMatrix {
+public:
+    using Row = qz::vector<T>;
+
+    /* Without rows; n x n or rows x cols, of zeros or filled from the array. */
+    nMatrix() = default;
+    QZ_API explicit nMatrix(unsigned n);
+    QZ_API nMatrix(unsigned rows, unsigned cols);
+    QZ_API nMatrix(unsigned n, const T* elements);
+    QZ_API nMatrix(unsigned rows, unsigned cols, const T* elements);
+    nMatrix(const nMatrix&) = default;
+    nMatrix(nMatrix&&) noexcept = default;
+    nMatrix& operator=(const nMatrix&) = default;
+    nMatrix& operator=(nMatrix&&) noexcept = default;
+    ~nMatrix() = default;
+
+    unsigned Rows() const { return static_cast<unsigned>(rows_.size()); }
+
+    /* The length of the first row; 0 without rows. */
+    unsigned Cols() const { return rows_.empty() ? 0 : static_cast<unsigned>(rows_[0].size()); }
+
+    bool isEmpty() const { return rows_.empty(); }
+
+    /* A row, below Rows(). It must keep its length. */
+    Row& operator[](unsigned row) { return rows_[row]; }
+    const Row& operator[](unsigned row) const { return rows_[row]; }
+
+    /* Takes the shape and fills it from the array, which must not be part of the matrix. */
+    QZ_API void init(unsigned rows, unsigned cols, const T* elements);
+    QZ_API void init(unsigned n, const T* elements);
+
+    /* A new shape: elements that are in both stay, new ones are 0. */
+    QZ_API void resize(unsigned rows, unsigned cols);
+    QZ_API void resize(unsigned n);
+
+    /* Every element becomes 0. */
+    QZ_API void null();
+
+    /* No rows are left. */
+    QZ_API void clear();
+
+    /* n x n, with d on the diagonal and 0 elsewhere. */
+    QZ_API void diag(unsigned n, const T* d);
+    QZ_API void diag(unsigned n, T d);
+
+    /* n x n, with the square root of variances[i] times variances[j] at [i][j]: the covariances of
+     * fully correlated variables. There are no correlation coefficients, deliberately. */
+    QZ_API void cov(unsigned n, const T* variances);
+
+    /* Delete a row, a column or one of each; an index beyond the last one deletes nothing. */
+    QZ_API void removeRow(unsigned row);
+    QZ_API void removeCol(unsigned col);
+    QZ_API void remove(unsigned row, unsigned col);
+
+    /* A copy without the row and the column. */
+    QZ_API nMatrix getExtract(unsigned row, unsigned col) const;
+
+    QZ_API void transpose();
+    QZ_API nMatrix getTranspose() const;
+
+    /* Operands of different shapes, or factors of which the first has not as many columns as the
+     * second has rows, give the matrix without rows. */
+    QZ_API nMatrix& operator+=(const nMatrix& other);
+    QZ_API nMatrix& operator-=(const nMatrix& other);
+    QZ_API nMatrix& operator*=(const nMatrix& other);
+    QZ_API nMatrix& operator*=(T factor);
+
+    /* The determinant by expansion along the first row, in spite of the name. 0 if the matrix is
+     * empty or not square. The time doubles with each row; from 16 rows on it grows with the
+     * factorial. */
+    QZ_API T getDeterminantByLeibniz() const;
+
+    /* The determinant by LU decomposition with partial pivoting; 0 if the matrix is singular, empty
+     * or not square. */
+    QZ_API T getDeterminantByLU() const;
+
+    /* The minor of the element with its sign, by expansion: 0 if the matrix is not square, has
+     * fewer than two columns or has no such element. */
+    QZ_API T getCofactor(unsigned row, unsigned col) const;
+
+    /* Invert the matrix in place, by cofactors or by LU decomposition with partial pivoting. It is
+     * left unchanged if it is not square or singular: if the determinant by expansion, or a pivot,
+     * is exactly 0. By cofactors a 1 x 1 matrix is left unchanged as well, and callers rely on it.
+     */
+    QZ_API void invertByCofactors();
+    QZ_API void invertByLU();
+
+private:
+    QZ_API bool isSquare() const;
+    QZ_API bool hasShapeOf(const nMatrix& other) const;
+
+    qz::vector<Row> rows_;
+};
+
+/* As the members do. */
+template<typename T>
+nMatrix<T> operator+(nMatrix<T> a, const nMatrix<T>& b) {
+    a += b;
+    return a;
+}
+
+template<typename T>
+nMatrix<T> operator-(nMatrix<T> a, const nMatrix<T>& b) {
+    a -= b;
+    return a;
+}
+
+template<typename T>
+nMatrix<T> operator*(nMatrix<T> a, const nMatrix<T>& b) {
+    a *= b;
+    return a;
+}
+
+template<typename T>
+nMatrix<T> operator*(nMatrix<T> a, typename nMatrix<T>::Row::value_type factor) {
+    a *= factor;
+    return a;
+}
+
+template<typename T>
+nMatrix<T> operator*(typename nMatrix<T>::Row::value_type factor, nMatrix<T> a) {
+    a *= factor;
+    return a;
+}
+
+/* Writes a matrix to a file: an empty line, the title, and each row on a line of its own.
+ *
+ * path, mode: as the C library's fopen takes them; "a" appends.
+ * format: printf's, with one conversion of a double and with what is to stand between elements,
+ *   "%8.3f " for example: nothing is added. A line is cut at 999 characters.
+ *
+ * Nothing is written if the file cannot be opened or one of the texts is null. */
+template<typename T>
+QZ_API void fprint_matrix(const char* path, const char* mode, const char* title,
+                          const nMatrix<T>& matrix, const char* format);
+
+namespace Math {
+
+/* The C library's pow. */
+QZ_API double pow(double base, double exponent);
+
+} // namespace Math
+
+#endif

@@ -1,0 +1,184 @@
+#include "Math/nMatrix.h"
+
+#include "support/log_capture.h"
+
+#include <Eigen/Dense>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <random>
+
+namespace {
+
+using Matrix = nMatrix<double>;
+using Reference = Eigen::Matrix<long double, Eigen::Dynamic, Eigen::Dynamic>;
+
+constexpr double kEpsilon = std::numeric_limits<double>::epsilon();
+
+std::vector<double> elements(const Matrix& matrix) {
+    std::vector<double> all;
+    for (unsigned i = 0; i < matrix.Rows(); ++i) {
+        all.insert(all.end(), matrix[i].begin(), matrix[i].end());
+    }
+    return all;
+}
+
+bool equal(const Matrix& a, const Matrix& b) {
+    return a.Rows() == b.Rows() && a.Cols() == b.Cols() && elements(a) == elements(b);
+}
+
+Reference reference(const Matrix& matrix) {
+    Reference result(matrix.Rows(), matrix.Cols());
+    for (unsigned i = 0; i < matrix.Rows(); ++i) {
+        for (unsigned j = 0; j < matrix.Cols(); ++j) {
+            result(i, j) = static_cast<long double>(matrix[i][j]);
+        }
+    }
+    return result;
+}
+
+template<class Element>
+Matrix filled(unsigned n, Element element) {
+    Matrix matrix(n);
+    for (unsigned i = 0; i < n; ++i) {
+        for (unsigned j = 0; j < n; ++j) {
+            matrix[i][j] = element(i, j);
+        }
+    }
+    return matrix;
+}
+
+std::vector<Matrix> matricesOf(unsigned n) {
+    std::mt19937 generator(n);
+    std::uniform_real_distribution<double> number(-1, 1);
+    const auto random = [&](unsigned, unsigned) { return number(generator); };
+    const auto dominant = [&](unsigned i, unsigned j) { return number(generator) + n * (i == j); };
+    const auto hilbert = [](unsigned i, unsigned j) { return 1.0 / (i + j + 1); };
+    const auto graded = [&](unsigned i, unsigned) {
+        return std::ldexp(number(generator), 6 * static_cast<int>(i) - 30);
+    };
+    return {filled(n, dominant), filled(n, random), filled(n, hilbert), filled(n, graded)};
+}
+
+// Eigen in extended precision is the truth; the condition number says how much of it survives.
+TEST(NMatrix, AgreesWithEigenAsFarAsTheConditionAllows) {
+    for (unsigned n = 1; n <= 12; ++n) {
+        for (const Matrix& matrix : matricesOf(n)) {
+            const Reference a = reference(matrix);
+            const Eigen::PartialPivLU<Reference> lu(a);
+            const Reference inverse = lu.inverse();
+            const auto condition = static_cast<double>(a.norm() * inverse.norm());
+            const double tolerance = 4 * n * kEpsilon * condition;
+
+            const auto determinant = static_cast<double>(lu.determinant());
+            EXPECT_NEAR(matrix.getDeterminantByLU() / determinant, 1, tolerance) << n;
+
+            Matrix inverted = matrix;
+            inverted.invertByLU();
+            const Reference difference = reference(inverted) - inverse;
+            EXPECT_LE(static_cast<double>(difference.norm() / inverse.norm()), tolerance) << n;
+        }
+    }
+}
+
+// Small whole numbers, so that every product and sum is exact.
+TEST(NMatrix, ExpandsExactly) {
+    std::mt19937 generator(3);
+    std::uniform_int_distribution<int> digit(-2, 2);
+    for (const unsigned n : {1U, 2U, 3U, 4U, 7U, 12U, 17U}) {
+        const Matrix matrix = filled(n, [&](unsigned, unsigned) { return digit(generator); });
+        const auto expected = std::round(static_cast<double>(reference(matrix).determinant()));
+        EXPECT_EQ(matrix.getDeterminantByLeibniz(), expected) << n;
+    }
+    for (const unsigned n : {2U, 5U, 8U}) {
+        const Matrix matrix = matricesOf(n)[0];
+        Matrix byCofactors = matrix, byLu = matrix;
+        byCofactors.invertByCofactors();
+        byLu.invertByLU();
+        const Reference difference = reference(byCofactors) - reference(byLu);
+        EXPECT_LE(static_cast<double>(difference.norm()), 1e-14) << n;
+    }
+}
+
+TEST(NMatrix, ExchangesRowsAndCountsThem) {
+    const Matrix swapped(3, std::vector<double>{0, 0, 4, 2, 0, 0, 0, 8, 0}.data());
+    EXPECT_EQ(swapped.getDeterminantByLU(), 64);
+    Matrix inverse = swapped;
+    inverse.invertByLU();
+    EXPECT_EQ(elements(inverse), (std::vector<double>{0, 0.5, 0, 0, 0, 0.125, 0.25, 0, 0}));
+    Matrix one(1, std::vector<double>{5}.data());
+    one.invertByCofactors();
+    EXPECT_EQ(one[0][0], 5);
+    one.invertByLU();
+    EXPECT_EQ(one[0][0], 0.2);
+}
+
+TEST(NMatrix, LeavesWhatHasNoInverse) {
+    const Matrix singular(3, std::vector<double>{1, 2, 3, 2, 4, 6, 1, 1, 1}.data());
+    const Matrix oblong(2, 3, std::vector<double>{1, 2, 3, 4, 5, 6}.data());
+    for (const Matrix& matrix : {singular, oblong, Matrix()}) {
+        EXPECT_EQ(matrix.getDeterminantByLeibniz(), 0);
+        EXPECT_EQ(matrix.getDeterminantByLU(), 0);
+        Matrix inverse = matrix;
+        inverse.invertByCofactors();
+        inverse.invertByLU();
+        EXPECT_TRUE(equal(inverse, matrix));
+    }
+    EXPECT_EQ(oblong.getCofactor(0, 0), 0);
+    const Matrix two(2, std::vector<double>{1, 2, 3, 4}.data());
+    EXPECT_EQ(two.getCofactor(0, 1), -3);
+    EXPECT_EQ(two.getCofactor(1, 1), 1);
+    EXPECT_EQ(two.getCofactor(2, 2), 0);
+}
+
+TEST(NMatrix, ChangesItsShape) {
+    Matrix matrix(2, 3, std::vector<double>{1, 2, 3, 4, 5, 6}.data());
+    EXPECT_EQ(elements(matrix.getTranspose()), (std::vector<double>{1, 4, 2, 5, 3, 6}));
+    EXPECT_EQ(elements(matrix.getExtract(0, 1)), (std::vector<double>{4, 6}));
+    EXPECT_EQ(elements(matrix.getExtract(9, 9)), elements(matrix));
+    matrix.resize(3, 2);
+    EXPECT_EQ(elements(matrix), (std::vector<double>{1, 2, 4, 5, 0, 0}));
+    matrix.remove(1, 0);
+    EXPECT_EQ(elements(matrix), (std::vector<double>{2, 0}));
+    matrix.diag(2, 3.0);
+    EXPECT_EQ(elements(matrix), (std::vector<double>{3, 0, 0, 3}));
+    matrix.cov(2, std::vector<double>{4, 9}.data());
+    EXPECT_EQ(elements(matrix), (std::vector<double>{4, 6, 6, 9}));
+    matrix.null();
+    EXPECT_EQ(elements(matrix), (std::vector<double>{0, 0, 0, 0}));
+    matrix.clear();
+    EXPECT_TRUE(matrix.isEmpty());
+    EXPECT_EQ(matrix.Cols(), 0U);
+}
+
+TEST(NMatrix, Calculates) {
+    const Matrix a(2, 3, std::vector<double>{1, 2, 3, 4, 5, 6}.data());
+    EXPECT_EQ(elements(a + a), elements(2 * a));
+    EXPECT_EQ(elements(a - a * 0.5), elements(0.5 * a));
+    EXPECT_EQ(elements(a * a.getTranspose()), (std::vector<double>{14, 32, 32, 77}));
+    Matrix square = a * a.getTranspose();
+    square *= square;
+    EXPECT_EQ(elements(square), (std::vector<double>{1220, 2912, 2912, 6953}));
+    EXPECT_TRUE((a * a).isEmpty());
+    EXPECT_TRUE((a + a.getTranspose()).isEmpty());
+    EXPECT_TRUE((a - a.getTranspose()).isEmpty());
+    EXPECT_EQ(Math::pow(2, 0.5), std::pow(2, 0.5));
+}
+
+TEST(NMatrix, IsPrinted) {
+    const std::string path = (qz::test::freshDirectory() / "matrix.txt").string();
+    const Matrix matrix(2, std::vector<double>{1, 2.5, -3, 4}.data());
+    fprint_matrix(path.c_str(), "wb", "first", matrix, "%.1f ");
+    fprint_matrix(path.c_str(), "ab", "second", Matrix(1, 600), "%.0f,");
+    std::string cut;
+    for (int i = 0; i < 500; ++i) {
+        cut += "0,";
+    }
+    cut.pop_back();
+    EXPECT_EQ(qz::test::readFile(path), "\nfirst\n1.0 2.5 \n-3.0 4.0 \n\nsecond\n" + cut + "\n");
+    fprint_matrix((path + "/none").c_str(), "w", "title", matrix, "%f");
+    fprint_matrix(path.c_str(), nullptr, "title", matrix, "%f");
+}
+
+} // namespace
