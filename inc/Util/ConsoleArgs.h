@@ -1,0 +1,103 @@
+/* A command line, as a list of its tokens and by option. C++ only.
+ *
+ *     qz::ConsoleArgs args(SYS_argc(), SYS_argv());
+ *     int port = 0;
+ *     args.getOptionalInt("-port", port, 7777);
+ *     for (const std::string& file : args.getAllValues("--load")) ...
+ *
+ * Every token that begins with "-" is an option, and the tokens that follow it up to the next
+ * option are its values; those before the first option, the program's name among them, are values
+ * of the option with the empty name. So negative numbers are options, deliberately. Names keep
+ * their dashes: "-x" and "--x" are two options. An option given twice has the values of both.
+ *
+ * Threads: an object is for one thread at a time, or for any number that only read it.
+ */
+#ifndef QZCORE_UTIL_CONSOLEARGS_H
+#define QZCORE_UTIL_CONSOLEARGS_H
+
+#include "Core/Export.h"
+
+#include <cstdint>
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace qz {
+
+/* what() is the message. */
+class QZ_API InvalidConsoleArgsException : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+class QZ_API ConsoleArgs {
+public:
+    /* No tokens. */
+    ConsoleArgs();
+
+    /* A process's arguments, the program's name included; a count below 1 gives no tokens. Throws
+     * InvalidConsoleArgsException "Failed to parse console arguments" if one of them is null or
+     * empty. */
+    ConsoleArgs(int count, const char* const* arguments);
+
+    /* These tokens, in order. */
+    explicit ConsoleArgs(const std::string& token);
+    ConsoleArgs(const std::string& first, const std::string& second);
+    ConsoleArgs(const std::string& first, const std::string& second, const std::string& third);
+    explicit ConsoleArgs(std::vector<std::string> tokens);
+
+    /* The number of tokens. */
+    std::uint64_t size() const { return tokens_.size(); }
+
+    /* The index of the first token that is equal to the name, or -1. */
+    int indexOf(const std::string& name) const;
+
+    /* Whether there is such a token, as an option or as a value. */
+    bool defined(const std::string& name) const;
+
+    /* The token with this index. Throws InvalidConsoleArgsException "Invalid console arguments" if
+     * there is none. */
+    std::string operator[](int index) const;
+
+    /* An option's first value; empty if it has none or is unknown. */
+    std::string operator[](const std::string& name) const;
+    std::string operator[](const char* name) const { return (*this)[std::string(name)]; }
+
+    /* Look an option up if its name is among the tokens; whether as an option or as a value makes
+     * no difference, deliberately: a name that is only a value has the empty string as its own
+     * value.
+     *
+     * If it is not there, `out` becomes the default, or stays what it is where there is none.
+     *
+     * A number is a decimal one as a whole, with "+" or "-" before it or not. What is not, or does
+     * not fit, throws InvalidConsoleArgsException with the message
+     * Failed to parse "NAME" integer argument: "VALUE", or "double" in place of "integer"; `out`
+     * stays what it is. */
+    void getOptionalString(const std::string& name, std::string& out) const;
+    void getOptionalInt(const std::string& name, int& out) const;
+    void getOptionalInt(const std::string& name, int& out, int otherwise) const;
+    void getOptionalDouble(const std::string& name, double& out) const;
+    void getOptionalDouble(const std::string& name, double& out, double otherwise) const;
+
+    /* All of an option's values; none if it is unknown. */
+    std::vector<std::string> getAllValues(const std::string& name) const;
+
+    /* Removes the first token, if there is one. Options keep their values. */
+    void pop();
+
+    /* Removes an option, and from the first token equal to its name on: with a count of -1 that
+     * token and its values up to the next option, else `count` tokens, that one included, as far as
+     * there are so many. */
+    void removeKey(const std::string& name, int count);
+
+private:
+    void init();
+
+    std::vector<std::string> tokens_;
+    std::map<std::string, std::vector<std::string>> options_;
+};
+
+} // namespace qz
+
+#endif
