@@ -43,10 +43,15 @@ class Server;
 /* Delivers messages between the engine's parts; addresses below 256 are found fastest. */
 extern QZ_API Mail::Server* globalMail;
 
+class FPS_Controller;
+
+/* Paces the host's main loop; there for static initialisers, too. */
+extern QZ_API FPS_Controller* globalFpsController;
+
 class RandomManager;
 
-/* The tables of random numbers that all random objects read unless told otherwise; made by the first
- * call. Any thread may call it. Throws std::bad_alloc. */
+/* The tables of random numbers that all random objects read unless told otherwise; made by the
+ * first call. Any thread may call it. Throws std::bad_alloc. */
 QZ_API RandomManager* globalRandomManager();
 
 /* Where modules register the classes that they can make, before anything else of the library is

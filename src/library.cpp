@@ -9,6 +9,7 @@
 #include "Lua/State.h"
 #include "Mail/Server.h"
 #include "Random/RandomManager.h"
+#include "Util/FPS_Controller.h"
 #include "VFS/Archive.h"
 #include "common/allocator_counters.h"
 #include "common/profiler.h"
@@ -41,6 +42,8 @@ constexpr double kMebibyte = 1024.0 * 1024.0;
 
 Mail::ServerImpl* mailServer = nullptr; // what globalMail is, unless the host has put another there
 bool attached = false;
+
+constinit FPS_Controller fpsController;
 
 size_t printMainPool(unsigned int, char* buffer, size_t size, void*) {
     const auto footprint = static_cast<double>(core::defaultPool().footprint());
@@ -123,6 +126,8 @@ void detach(platform::Detach reason) {
 }
 
 } // namespace
+
+FPS_Controller* globalFpsController = &fpsController;
 
 RandomManager* globalRandomManager() {
     static RandomManager& manager = core::untilUnload(new RandomManager);

@@ -8,4 +8,5 @@
 #include "Random/RandomManager.h"
 #include "Random/Randomizer.h"
 #include "Util/ConsoleArgs.h"
+#include "Util/FPS_Controller.h"
 #include "Util/Strings.h"

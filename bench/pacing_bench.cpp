@@ -1,0 +1,92 @@
+// How evenly frames are paced: what their durations are off from the wanted one, with work of
+// changing length in them. The peer keeps to a grid of absolute times.
+#include "goals.h"
+
+#include "Core/Clock.h"
+#include "Util/FPS_Controller.h"
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <random>
+#include <thread>
+#include <vector>
+
+namespace {
+
+constexpr int kFrames = 150;
+
+class Controller {
+public:
+    explicit Controller(double duration) : controller_(static_cast<float>(1 / duration)) {}
+    void startFrame() { controller_.StartFrame(); }
+
+private:
+    FPS_Controller controller_;
+};
+
+class Grid {
+public:
+    explicit Grid(double duration)
+        : step_(std::chrono::duration_cast<std::chrono::nanoseconds>(
+              std::chrono::duration<double>(duration))) {}
+
+    void startFrame() {
+        next_ += step_;
+        std::this_thread::sleep_until(next_);
+    }
+
+private:
+    std::chrono::nanoseconds step_;
+    std::chrono::steady_clock::time_point next_ = std::chrono::steady_clock::now();
+};
+
+void workFor(double seconds) {
+    const double end = QZ_get_time() + seconds;
+    while (QZ_get_time() < end) {
+    }
+}
+
+double percentile(std::vector<double>& values, double part) {
+    const auto place =
+        values.begin() + static_cast<std::ptrdiff_t>(part * static_cast<double>(values.size() - 1));
+    std::nth_element(values.begin(), place, values.end());
+    return *place;
+}
+
+// Reports microseconds.
+template<class Pacer>
+void pace(benchmark::State& state) {
+    const double wanted = 1.0 / static_cast<double>(state.range(0));
+    Pacer pacer(wanted);
+    std::mt19937 generator(1);
+    std::uniform_real_distribution<double> work(0, wanted / 2);
+    std::vector<double> errors;
+    pacer.startFrame();
+    double last = QZ_get_time();
+    for (auto _ : state) {
+        workFor(work(generator));
+        pacer.startFrame();
+        const double now = QZ_get_time();
+        errors.push_back(std::fabs(now - last - wanted) * 1e6);
+        last = now;
+    }
+    state.counters["p50_us"] = percentile(errors, 0.5);
+    state.counters["p99_us"] = percentile(errors, 0.99);
+}
+
+BENCHMARK(pace<Controller>)
+    ->Name("pacing/qz")
+    ->Arg(60)
+    ->Arg(144)
+    ->Iterations(kFrames)
+    ->UseRealTime();
+BENCHMARK(pace<Grid>)->Name("pacing/grid")->Arg(60)->Arg(144)->Iterations(kFrames)->UseRealTime();
+
+} // namespace
+
+int main(int argc, char** argv) {
+    return bench::run(argc, argv, {});
+}

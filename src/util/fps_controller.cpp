@@ -1,0 +1,69 @@
+#include "Util/FPS_Controller.h"
+
+#include "Core/Clock.h"
+#include "core/log.h"
+#include "platform/thread.h"
+
+#include <algorithm>
+#include <chrono>
+
+namespace {
+
+constexpr char kModule[] = "QZCORE";
+
+// Whole milliseconds, and no more than every system's sleep takes.
+std::chrono::milliseconds sleepingTime(double seconds) {
+    constexpr double kLongest = 0xFFFFFFFE;
+    return std::chrono::milliseconds(static_cast<std::int64_t>(std::min(seconds * 1000, kLongest)));
+}
+
+// Counters start again at 0: the host may run for years.
+void count(std::int32_t& counter) {
+    counter = counter == INT32_MAX ? 0 : counter + 1;
+}
+
+} // namespace
+
+void FPS_Controller::SetMaxFPS(float maxFps) {
+    minimumDuration_ = durationOf(maxFps);
+}
+
+void FPS_Controller::SetThreshold(float threshold) {
+    threshold_ = threshold;
+}
+
+void FPS_Controller::StartFrame() {
+    if (!IsFrameInTime()) {
+        count(skippedCount_);
+    }
+    previousStart_ = currentStart_;
+    measure();
+    if (minimumDuration_ > lastDuration_) {
+        platform::sleepFor(sleepingTime(minimumDuration_ - lastDuration_));
+        measure();
+    }
+    count(frameCount_);
+    totalTime_ += lastDuration_;
+}
+
+bool FPS_Controller::IsFrameInTime() const {
+    return static_cast<double>(threshold_) * lastDuration_ + currentStart_ > QZ_get_time();
+}
+
+void FPS_Controller::PrintStats() const {
+    if (frameCount_ == 0) {
+        return;
+    }
+    const auto average = static_cast<float>(frameCount_ / totalTime_);
+    qz_logf(kModule, QZ_LOG_INFO, "Average FPS: %f", static_cast<double>(average));
+    const float percentage =
+        static_cast<float>(skippedCount_) * 100 / static_cast<float>(frameCount_);
+    qz_logf(kModule, QZ_LOG_INFO, "Skiped Frames: %d/%d (%f%%)", skippedCount_, frameCount_,
+            static_cast<double>(percentage));
+}
+
+// The frame that begins now ends the one before.
+void FPS_Controller::measure() {
+    currentStart_ = QZ_get_time();
+    lastDuration_ = currentStart_ - previousStart_;
+}
