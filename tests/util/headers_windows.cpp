@@ -10,3 +10,5 @@
 #include "Util/ConsoleArgs.h"
 #include "Util/FPS_Controller.h"
 #include "Util/Strings.h"
+#include "Util/System.h"
+#include "Util/TempFilesManager.h"

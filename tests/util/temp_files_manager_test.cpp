@@ -1,0 +1,80 @@
+#include "Util/TempFilesManager.h"
+
+#include "VFS/File.h"
+#include "VFS/Locations.h"
+#include "support/log_capture.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <mutex>
+#include <regex>
+#include <set>
+#include <thread>
+
+namespace {
+
+using CoreUtils::TempFilesManager;
+
+void create(const std::string& name) {
+    VFS_File* const file = VFS_open_write(name.c_str());
+    ASSERT_NE(file, nullptr);
+    VFS_close(file);
+}
+
+class TempFiles : public testing::Test {
+protected:
+    void SetUp() override {
+        std::filesystem::current_path(qz::test::freshDirectory());
+        VFS_mkdir(VFS_get_tempdir());
+    }
+};
+
+TEST_F(TempFiles, HaveNamesOfTheirOwn) {
+    const std::string name = TempFilesManager::getTempFileName("tmp");
+    EXPECT_TRUE(std::regex_match(name, std::regex(R"(\./Temp//tmp0000[0-7][0-9A-F]{3})"))) << name;
+    EXPECT_EQ(VFS_exists(name.c_str()), 0);
+    const std::size_t room = 255 - 8 - std::string("./Temp//").size();
+    EXPECT_EQ(TempFilesManager::getTempFileName(std::string(room, 'x')).size(), 255U);
+    EXPECT_EQ(TempFilesManager::getTempFileName(std::string(room + 1, 'x')), "");
+    EXPECT_EQ(TempFilesManager::getTempFileName(std::string(100'000, 'x')), "");
+}
+
+TEST_F(TempFiles, AreRemovedWithTheirManager) {
+    std::string first, second;
+    {
+        TempFilesManager manager;
+        first = manager.newTempFile("a");
+        create(first);
+        manager.addTempFile("./Temp/never created");
+        manager.addTempFile(std::string(1000, 'x'));
+        second = "./Temp/given";
+        manager.addTempFile(second);
+        create(second);
+        TempFilesManager moved = std::move(manager);
+        TempFilesManager other;
+        other = moved;
+        EXPECT_NE(VFS_exists(first.c_str()), 0);
+    }
+    EXPECT_EQ(VFS_exists(first.c_str()), 0);
+    EXPECT_EQ(VFS_exists(second.c_str()), 0);
+}
+
+TEST_F(TempFiles, AreDifferentForThreadsAtOnce) {
+    std::mutex mutex;
+    std::set<std::string> names;
+    std::vector<std::jthread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([&] {
+            for (int j = 0; j < 200; ++j) {
+                const std::string name = TempFilesManager::getTempFileName("shared");
+                const std::lock_guard lock(mutex);
+                names.insert(name);
+            }
+        });
+    }
+    threads.clear();
+    EXPECT_EQ(names.size(), 800U);
+}
+
+} // namespace
