@@ -1,0 +1,326 @@
+// A POSIX shared-memory object outlives its users, so whether somebody still has it open is said by
+// locks on its file, which the kernel takes away from the dead:
+//
+//   gate   held alone while an object is opened or closed
+//   life   held together by all who have it open; who can have it alone is the only one
+//
+// They belong to the open file, not to the process: a process may open an object twice, and a
+// forked child keeps what its parent had open. The last to close removes the name; if it was killed
+// instead, the next to open that name starts afresh, and whoever makes any object clears away the
+// dead ones.
+#include "platform/shared_memory.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <pthread.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <ctime>
+#include <memory>
+#include <new>
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace platform {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr char kObjectFolder[] = "/dev/shm";
+constexpr std::string_view kMemoryPrefix = "qzCore.memory.";
+constexpr std::string_view kMutexPrefix = "qzCore.mutex.";
+constexpr mode_t kSameUser = 0600;
+constexpr std::chrono::seconds kPatience(1);
+
+constexpr off_t kGate = 0;
+constexpr off_t kLife = 1;
+
+struct flock lockOf(off_t which, int type) {
+    struct flock lock {};
+    lock.l_type = static_cast<short>(type);
+    lock.l_whence = SEEK_SET;
+    lock.l_start = which;
+    lock.l_len = 1;
+    return lock;
+}
+
+bool setLock(int file, off_t which, int type) {
+    struct flock lock = lockOf(which, type);
+    return fcntl(file, F_OFD_SETLK, &lock) == 0;
+}
+
+// Those in front of us need microseconds, unless they were stopped.
+bool passGate(int file) {
+    const Clock::time_point deadline = Clock::now() + kPatience;
+    while (!setLock(file, kGate, F_WRLCK)) {
+        if ((errno != EAGAIN && errno != EACCES) || Clock::now() > deadline) {
+            return false;
+        }
+        const timespec pause{0, 200'000};
+        nanosleep(&pause, nullptr);
+    }
+    return true;
+}
+
+bool isRemoved(int file) {
+    struct stat status {};
+    return fstat(file, &status) != 0 || status.st_nlink == 0;
+}
+
+std::uint64_t sizeOfFile(int file) {
+    struct stat status {};
+    return fstat(file, &status) == 0 ? static_cast<std::uint64_t>(status.st_size) : 0;
+}
+
+// The system's limit of names is also ours.
+bool isObjectName(const std::string& name) {
+    return name.size() <= NAME_MAX && name.find('/') == std::string::npos;
+}
+
+std::string pathOf(std::string_view prefix, const char* name) {
+    return "/" + std::string(prefix) + name;
+}
+
+// Removes the object if nobody else has it open. The gate is passed.
+void removeIfAlone(int file, const char* path) {
+    if (!isRemoved(file) && setLock(file, kLife, F_WRLCK)) {
+        shm_unlink(path);
+    }
+}
+
+class File {
+public:
+    explicit File(int number) : number_(number) {}
+    File(File&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
+    ~File() {
+        if (number_ >= 0) {
+            close(number_);
+        }
+    }
+    File& operator=(File&&) = delete;
+
+    int number() const { return number_; }
+
+private:
+    int number_;
+};
+
+// Calls back with each object whose name begins with the prefix.
+template<class Callback>
+void forEachObject(std::string_view prefix, Callback callback) {
+    const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(kObjectFolder), closedir);
+    while (const dirent* entry = folder ? readdir(folder.get()) : nullptr) {
+        const std::string_view name = entry->d_name;
+        if (name.starts_with(prefix)) {
+            callback(std::string(name));
+        }
+    }
+}
+
+void removeDead(std::string_view prefix) {
+    forEachObject(prefix, [](const std::string& name) {
+        const std::string path = "/" + name;
+        const File file(shm_open(path.c_str(), O_RDWR | O_CLOEXEC, 0));
+        if (file.number() >= 0 && setLock(file.number(), kGate, F_WRLCK)) {
+            removeIfAlone(file.number(), path.c_str());
+        }
+    });
+}
+
+// Takes no lock, not even for a moment: an opener would believe that the dead live.
+bool hasLife(const std::string& path) {
+    const File file(shm_open(path.c_str(), O_RDWR | O_CLOEXEC, 0));
+    struct flock lock = lockOf(kLife, F_WRLCK);
+    return file.number() >= 0 && fcntl(file.number(), F_OFD_GETLK, &lock) == 0 &&
+           lock.l_type != F_UNLCK;
+}
+
+// A mapped object with a share in its life.
+class SharedObject {
+public:
+    SharedObject() = default;
+    SharedObject(const SharedObject&) = delete;
+    SharedObject& operator=(const SharedObject&) = delete;
+
+    ~SharedObject() {
+        if (bytes_ != nullptr) {
+            munmap(bytes_, size_);
+        }
+        if (file_ >= 0) {
+            if (passGate(file_)) {
+                removeIfAlone(file_, path_.c_str());
+            }
+            close(file_);
+        }
+    }
+
+    // `initialise` gets the zeros of a new object, and is given again, with new zeros, to the next
+    // process if this one dies in it.
+    template<class Initialise>
+    bool open(std::string path, std::uint64_t size, Initialise initialise, bool& isNew) {
+        path_ = std::move(path);
+        if (!openPassingGate()) {
+            return false;
+        }
+        isNew = setLock(file_, kLife, F_WRLCK);
+        const bool isOpen = (!isNew || makeZeros(size)) && map() &&
+                            (!isNew || initialise(bytes_)) && setLock(file_, kLife, F_RDLCK);
+        setLock(file_, kGate, F_UNLCK);
+        return isOpen;
+    }
+
+    char* bytes() const { return bytes_; }
+    std::uint64_t size() const { return size_; }
+
+private:
+    // Who waited at the gate may find that the object was removed in front of him.
+    bool openPassingGate() {
+        const Clock::time_point deadline = Clock::now() + kPatience;
+        do {
+            file_ = shm_open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, kSameUser);
+            if (file_ < 0) {
+                return false;
+            }
+            if (passGate(file_) && !isRemoved(file_)) {
+                return true;
+            }
+            close(file_);
+            file_ = -1;
+        } while (Clock::now() < deadline);
+        return false;
+    }
+
+    // The pages are asked for now: later their lack would end the process.
+    bool makeZeros(std::uint64_t size) const {
+        return ftruncate(file_, 0) == 0 && posix_fallocate(file_, 0, static_cast<off_t>(size)) == 0;
+    }
+
+    bool map() {
+        size_ = sizeOfFile(file_);
+        void* const mapped =
+            size_ == 0 ? MAP_FAILED
+                       : mmap(nullptr, size_, PROT_READ | PROT_WRITE, MAP_SHARED, file_, 0);
+        bytes_ = mapped == MAP_FAILED ? nullptr : static_cast<char*>(mapped);
+        return bytes_ != nullptr;
+    }
+
+    std::string path_;
+    int file_ = -1;
+    char* bytes_ = nullptr;
+    std::uint64_t size_ = 0;
+};
+
+// Robust: the next to lock it after its owner's death is told, and goes on.
+bool initialiseMutex(void* bytes) {
+    pthread_mutexattr_t attributes;
+    pthread_mutexattr_init(&attributes);
+    pthread_mutexattr_setpshared(&attributes, PTHREAD_PROCESS_SHARED);
+    pthread_mutexattr_setrobust(&attributes, PTHREAD_MUTEX_ROBUST);
+    const int error = pthread_mutex_init(static_cast<pthread_mutex_t*>(bytes), &attributes);
+    pthread_mutexattr_destroy(&attributes);
+    return error == 0;
+}
+
+// By the clock that can be set: the call that takes the steady one is unknown to the thread
+// sanitizer.
+timespec after(std::chrono::milliseconds limit) {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    const std::int64_t nanoseconds = now.tv_nsec + limit.count() % 1000 * 1'000'000;
+    return {now.tv_sec + limit.count() / 1000 + nanoseconds / 1'000'000'000,
+            nanoseconds % 1'000'000'000};
+}
+
+} // namespace
+
+struct SharedMemory {
+    SharedObject object;
+};
+
+struct SharedMutex {
+    SharedObject object;
+
+    pthread_mutex_t* native() const {
+        return std::launder(reinterpret_cast<pthread_mutex_t*>(object.bytes()));
+    }
+};
+
+SharedMemory* openSharedMemory(const char* name, std::uint32_t size, void*) {
+    auto shared = std::make_unique<SharedMemory>();
+    bool isNew = false;
+    if (!isObjectName(std::string(kMemoryPrefix) + name) ||
+        !shared->object.open(
+            pathOf(kMemoryPrefix, name), size, [](void*) { return true; }, isNew)) {
+        return nullptr;
+    }
+    if (isNew) {
+        removeDead(kMemoryPrefix);
+        removeDead(kMutexPrefix);
+    }
+    return shared.release();
+}
+
+void closeSharedMemory(SharedMemory* shared) {
+    delete shared;
+}
+
+char* bytesOf(const SharedMemory& shared) {
+    return shared.object.bytes();
+}
+
+std::uint64_t sizeOf(const SharedMemory& shared) {
+    return shared.object.size();
+}
+
+bool sharedMemoryExists(const char* name) {
+    return hasLife(pathOf(kMemoryPrefix, name));
+}
+
+void listSharedMemory(void (*callback)(void* context, const char* name), void* context) {
+    forEachObject(kMemoryPrefix, [&](const std::string& name) {
+        if (hasLife("/" + name)) {
+            callback(context, name.c_str() + kMemoryPrefix.size());
+        }
+    });
+}
+
+SharedMutex* openSharedMutex(const char* name, void*) {
+    auto mutex = std::make_unique<SharedMutex>();
+    bool isNew = false;
+    if (!isObjectName(std::string(kMutexPrefix) + name) ||
+        !mutex->object.open(pathOf(kMutexPrefix, name), sizeof(pthread_mutex_t), initialiseMutex,
+                            isNew) ||
+        mutex->object.size() < sizeof(pthread_mutex_t)) {
+        return nullptr;
+    }
+    return mutex.release();
+}
+
+void closeSharedMutex(SharedMutex* mutex) {
+    delete mutex;
+}
+
+bool lockShared(SharedMutex& mutex, std::chrono::milliseconds limit) {
+    int error = pthread_mutex_trylock(mutex.native());
+    if (error == EBUSY) {
+        const timespec deadline = after(limit);
+        error = pthread_mutex_timedlock(mutex.native(), &deadline);
+    }
+    if (error == EOWNERDEAD) {
+        error = pthread_mutex_consistent(mutex.native());
+    }
+    return error == 0;
+}
+
+void unlockShared(SharedMutex& mutex) {
+    pthread_mutex_unlock(mutex.native());
+}
+
+} // namespace platform

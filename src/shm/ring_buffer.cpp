@@ -1,0 +1,167 @@
+#include "shm/ring_view.h"
+
+using shm::Cursor;
+using shm::RingView;
+
+namespace {
+
+// Behind the header. The two that change together when a record is added are one word.
+struct Counters {
+    struct alignas(8) Records {
+        std::uint32_t held;
+        std::uint32_t added;
+    };
+    Records records;
+    std::uint32_t deleted;
+};
+
+constexpr std::uint32_t kCountersSize = 12;
+constexpr std::uint32_t kLengthSize = sizeof(std::uint32_t);
+
+std::uint64_t lengthOf(const char* head) {
+    std::uint32_t length = 0;
+    std::memcpy(&length, head, sizeof length);
+    return length;
+}
+
+constexpr shm::Framing kFraming{kLengthSize, lengthOf};
+
+std::atomic_ref<Counters::Records> recordsOf(char* memory) {
+    return std::atomic_ref(reinterpret_cast<Counters*>(memory + sizeof(shm::RingHeader))->records);
+}
+
+std::atomic_ref<std::uint32_t> deletedOf(char* memory) {
+    return std::atomic_ref(reinterpret_cast<Counters*>(memory + sizeof(shm::RingHeader))->deleted);
+}
+
+} // namespace
+
+CRingBuffer::~CRingBuffer() = default;
+
+unsigned long CRingBuffer::GetHeaderSize() {
+    return sizeof(shm::RingHeader) + kCountersSize;
+}
+
+int CRingBuffer::Open(char* block) {
+    pushing_ = false;
+    toPop_ = 0;
+    return CBaseRingBuffer::Open(block);
+}
+
+void CRingBuffer::InitHeader(unsigned long size) {
+    pushing_ = false;
+    toPop_ = 0;
+    CBaseRingBuffer::InitHeader(size);
+    recordsOf(memory).store({0, 0}, std::memory_order_relaxed);
+    deletedOf(memory).store(0, std::memory_order_relaxed);
+}
+
+int CRingBuffer::DiscardNextRecord() {
+    const RingView::Discarded discarded =
+        memory == nullptr ? RingView::Discarded::nothing : RingView(*this).discard(kFraming);
+    if (discarded == RingView::Discarded::nothing) {
+        return 0;
+    }
+    Counters::Records records = recordsOf(memory).load(std::memory_order_relaxed);
+    const std::uint32_t gone = discarded == RingView::Discarded::everything ? records.held : 1;
+    records.held -= gone;
+    recordsOf(memory).store(records, std::memory_order_relaxed);
+    deletedOf(memory).fetch_add(gone, std::memory_order_relaxed);
+    return 1;
+}
+
+int CRingBuffer::PushStart(unsigned long length) {
+    pushing_ = false;
+    if (memory == nullptr || length == 0 || length > UINT32_MAX - kLengthSize ||
+        TrySearchMemory(length + kLengthSize) == 0) {
+        return 0;
+    }
+    const RingView view(*this);
+    const auto announced = static_cast<std::uint32_t>(length);
+    char head[kLengthSize];
+    std::memcpy(head, &announced, sizeof head);
+    Cursor at = view.write();
+    view.put(at, head, sizeof head, sizeof head);
+    pushPos_ = at.pos;
+    pushLap_ = at.lap;
+    toPush_ = announced;
+    pushing_ = true;
+    return 1;
+}
+
+int CRingBuffer::PushData(const char* data, unsigned long n) {
+    if (!pushing_ || data == nullptr || n == 0) {
+        return 0;
+    }
+    const auto taken = static_cast<std::uint32_t>(std::min<unsigned long>(n, toPush_));
+    Cursor at{pushPos_, pushLap_};
+    RingView(*this).put(at, data, taken, taken);
+    pushPos_ = at.pos;
+    pushLap_ = at.lap;
+    toPush_ -= taken;
+    return n == taken ? 1 : 0;
+}
+
+int CRingBuffer::PushStop() {
+    if (!pushing_) {
+        return 0;
+    }
+    const RingView view(*this);
+    Cursor at{pushPos_, pushLap_};
+    view.skip(at, toPush_);
+    view.setWrite(at);
+    Counters::Records records = recordsOf(memory).load(std::memory_order_relaxed);
+    ++records.held;
+    ++records.added;
+    recordsOf(memory).store(records, std::memory_order_relaxed);
+    pushing_ = false;
+    return toPush_ == 0 ? 1 : 0;
+}
+
+unsigned long CRingBuffer::PopStart(int* overwritten) {
+    PopStop();
+    shm::Record record;
+    if (!NextRecord(kFraming, record, overwritten)) {
+        return 0;
+    }
+    recordPos_ = record.start.pos;
+    recordLap_ = record.start.lap;
+    readPos = record.payload.pos;
+    readLap = record.payload.lap;
+    toPop_ = static_cast<std::uint32_t>(record.length);
+    return toPop_;
+}
+
+int CRingBuffer::PopData(const char* dst, unsigned long dstLen, unsigned long n) {
+    if (memory == nullptr) {
+        return 0;
+    }
+    const RingView view(*this);
+    const auto taken = static_cast<std::uint32_t>(std::min<unsigned long>(n, toPop_));
+    Cursor at = view.cursorOf(readPos, readLap);
+    view.get(at, const_cast<char*>(dst), dst == nullptr ? 0 : dstLen, taken);
+    const bool isLost = taken > 0 && Cursor{recordPos_, recordLap_}.isBehind(view.oldest());
+    // From where the record began the next PopStart sees that the writer has gone over it.
+    readPos = isLost ? recordPos_ : at.pos;
+    readLap = isLost ? recordLap_ : at.lap;
+    toPop_ = isLost ? 0 : toPop_ - taken;
+    return !isLost && n == taken ? 1 : 0;
+}
+
+void CRingBuffer::PopStop() {
+    if (toPop_ != 0) {
+        PopData(nullptr, 0, toPop_);
+    }
+}
+
+unsigned long CRingBuffer::GetTotalCount() {
+    return memory == nullptr ? 0 : recordsOf(memory).load(std::memory_order_relaxed).held;
+}
+
+unsigned long CRingBuffer::GetAddCount() {
+    return memory == nullptr ? 0 : recordsOf(memory).load(std::memory_order_relaxed).added;
+}
+
+unsigned long CRingBuffer::GetDelCount() {
+    return memory == nullptr ? 0 : deletedOf(memory).load(std::memory_order_relaxed);
+}

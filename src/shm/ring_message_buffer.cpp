@@ -1,0 +1,197 @@
+#include "platform/shared_memory.h"
+#include "shm/ring_view.h"
+
+#include <array>
+#include <chrono>
+#include <cstdarg>
+#include <cstdio>
+#include <ctime>
+#include <exception>
+#include <new>
+#include <string>
+#include <string_view>
+
+using shm::Cursor;
+using shm::RingView;
+
+namespace {
+
+constexpr unsigned long kDefaultSize = 20000;
+constexpr std::size_t kMostName = 64;
+constexpr std::uint32_t kMeasure = 0xFFFFFFFF;
+constexpr std::size_t kFormatRoom = 1024;
+constexpr std::chrono::milliseconds kPatience(1000);
+
+struct MessageHead {
+    std::uint32_t size; // of what follows this field
+    std::uint32_t words[3];
+    std::int64_t time;
+};
+constexpr std::uint32_t kHeadSize = sizeof(MessageHead);
+constexpr std::uint32_t kHeadBehindSize = 20;
+static_assert(kHeadSize == 24 && kHeadSize == shm::Framing::kMostHead);
+
+std::uint64_t textLengthOf(const char* head) {
+    std::uint32_t size = 0;
+    std::memcpy(&size, head, sizeof size);
+    return size < kHeadBehindSize ? UINT64_MAX : size - kHeadBehindSize;
+}
+
+constexpr shm::Framing kFraming{kHeadSize, textLengthOf};
+
+// Memory without a name has no mutex, and nobody to keep out.
+class Lock {
+public:
+    explicit Lock(platform::SharedMutex* mutex)
+        : mutex_(mutex), isHeld_(mutex == nullptr || platform::lockShared(*mutex, kPatience)) {}
+    ~Lock() {
+        if (isHeld_ && mutex_ != nullptr) {
+            platform::unlockShared(*mutex_);
+        }
+    }
+    Lock(const Lock&) = delete;
+    Lock& operator=(const Lock&) = delete;
+
+    explicit operator bool() const { return isHeld_; }
+
+private:
+    platform::SharedMutex* mutex_;
+    bool isHeld_;
+};
+
+} // namespace
+
+CRingMessageBuffer::~CRingMessageBuffer() {
+    Close(0);
+}
+
+CRingMessageBuffer* CRingMessageBuffer::OpenNew(const char* name, unsigned long size,
+                                                SECURITY_ATTRIBUTES* security) {
+    auto* const ring = new (std::nothrow) CRingMessageBuffer;
+    if (ring != nullptr && ring->Open(name, size, security) == 0) {
+        delete ring;
+        return nullptr;
+    }
+    return ring;
+}
+
+int CRingMessageBuffer::Open(const char* name, unsigned long size, SECURITY_ATTRIBUTES* security) {
+    const std::size_t length = name == nullptr ? 0 : strnlen(name, kMostName + 1);
+    if (memory != nullptr || length == 0 || length > kMostName ||
+        std::strchr(name, '/') != nullptr || size > UINT32_MAX) {
+        return 0;
+    }
+    const unsigned long wanted = size == 0 ? kDefaultSize : size;
+    try {
+        mapping = platform::openSharedMemory(name, static_cast<std::uint32_t>(wanted), security);
+        if (mapping != nullptr) {
+            mutex = platform::openSharedMutex((std::string(name) + "_mutex").c_str(), security);
+        }
+    } catch (const std::exception&) { // no memory
+    }
+    if (mutex == nullptr || OpenBlock(wanted) == 0) {
+        Close(0);
+        return 0;
+    }
+    return 1;
+}
+
+// Who made the memory may have died, or been overtaken, before it initialised it; so whoever comes
+// first does, alone. New memory is all zeros.
+int CRingMessageBuffer::OpenBlock(unsigned long size) {
+    const Lock lock(mutex);
+    const std::uint64_t mapped = std::min<std::uint64_t>(platform::sizeOf(*mapping), UINT32_MAX);
+    if (!lock || mapped <= GetHeaderSize()) {
+        return 0;
+    }
+    char* const block = platform::bytesOf(*mapping);
+    const bool isNew = std::atomic_ref(RingView::headerOf(block)->totalSize).load() == 0;
+    return isNew ? Init(block, std::min(size, static_cast<unsigned long>(mapped)))
+                 : Attach(block, static_cast<unsigned long>(mapped));
+}
+
+int CRingMessageBuffer::Close(int deleteSelf) {
+    Detach();
+    if (mutex != nullptr) {
+        platform::closeSharedMutex(mutex);
+    }
+    if (mapping != nullptr) {
+        platform::closeSharedMemory(mapping);
+    }
+    mutex = nullptr;
+    mapping = nullptr;
+    if (deleteSelf != 0) {
+        delete this;
+    }
+    return 1;
+}
+
+int CRingMessageBuffer::DiscardNextRecord() {
+    return memory != nullptr && RingView(*this).discard(kFraming) != RingView::Discarded::nothing;
+}
+
+int CRingMessageBuffer::AddMessage(const char* text, unsigned long length) {
+    if (memory == nullptr || (text == nullptr && length != 0)) {
+        return 0;
+    }
+    if (length >= kMeasure) {
+        length = static_cast<unsigned long>(std::strlen(text));
+    }
+    if (length > UINT32_MAX - kHeadSize) {
+        return 0;
+    }
+    const Lock lock(mutex);
+    if (!lock || TrySearchMemory(length + kHeadSize) == 0) {
+        return 0;
+    }
+    const MessageHead head{static_cast<std::uint32_t>(length) + kHeadBehindSize,
+                           {0, 0, 0},
+                           static_cast<std::int64_t>(std::time(nullptr))};
+    const RingView view(*this);
+    Cursor at = view.write();
+    view.put(at, std::bit_cast<std::array<char, kHeadSize>>(head).data(), kHeadSize, kHeadSize);
+    view.put(at, text, length, length);
+    view.setWrite(at);
+    return 1;
+}
+
+int CRingMessageBuffer::AddFormatMessage(const char* format, ...) {
+    char text[kFormatRoom];
+    va_list arguments;
+    va_start(arguments, format);
+    const int length = std::vsnprintf(text, sizeof text, format, arguments);
+    va_end(arguments);
+    return length < 0 ? 0 : AddMessage(text, static_cast<unsigned long>(std::strlen(text)));
+}
+
+int CRingMessageBuffer::GetMessageA(unsigned long& word1, unsigned long& word2,
+                                    unsigned long& word3, int64_t& time, const char* text,
+                                    unsigned long capacity) {
+    // Who has read everything, and asks often, need not disturb the others.
+    if (memory == nullptr ||
+        RingView(*this).write() ==
+            Cursor{static_cast<std::uint32_t>(readPos), static_cast<std::uint32_t>(readLap)}) {
+        return 0;
+    }
+    const Lock lock(mutex);
+    shm::Record record;
+    if (!lock || !NextRecord(kFraming, record, nullptr)) {
+        return 0;
+    }
+    const RingView view(*this);
+    const std::uint64_t room = text == nullptr ? 0 : capacity;
+    char* const copy = const_cast<char*>(text);
+    view.get(record.payload, copy, room, record.length);
+    if (record.length < room) {
+        copy[record.length] = 0;
+    }
+    readPos = record.payload.pos;
+    readLap = record.payload.lap;
+    MessageHead head;
+    std::memcpy(&head, record.head, sizeof head);
+    word1 = head.words[0];
+    word2 = head.words[1];
+    word3 = head.words[2];
+    time = head.time;
+    return record.length <= room ? 1 : 2;
+}

@@ -1,0 +1,77 @@
+#include "shm/ring_view.h"
+
+using shm::Cursor;
+using shm::RingView;
+
+namespace {
+
+constexpr std::uint32_t kHeadSize = sizeof(tag_TUNIHeader);
+static_assert(kHeadSize == 4);
+
+std::uint64_t payloadOf(const char* head) {
+    tag_TUNIHeader header;
+    std::memcpy(&header, head, sizeof header);
+    return header.length;
+}
+
+// A reader that is lapped again and again while it copies goes away with nothing.
+constexpr int kAttempts = 16;
+
+constexpr shm::Framing kFraming{kHeadSize, payloadOf};
+
+} // namespace
+
+CUNIRingBuffer::~CUNIRingBuffer() = default;
+
+int CUNIRingBuffer::DiscardNextRecord() {
+    return memory != nullptr && RingView(*this).discard(kFraming) != RingView::Discarded::nothing;
+}
+
+int CUNIRingBuffer::Put(const tag_TUNIHeader* header, const char* data, unsigned short dataLen) {
+    if (header == nullptr || header->length < dataLen || (data == nullptr && dataLen > 0) ||
+        TrySearchMemory(header->length + kHeadSize) == 0) {
+        return 0;
+    }
+    const RingView view(*this);
+    const std::uint32_t ownHeader = kHeadSize + header->length - dataLen;
+    Cursor at = view.write();
+    view.put(at, reinterpret_cast<const char*>(header), ownHeader, ownHeader);
+    view.put(at, data, dataLen, dataLen);
+    view.setWrite(at);
+    return 1;
+}
+
+int CUNIRingBuffer::Get(const char* dst, unsigned long cap, int* overwritten) {
+    int lapped = 0;
+    int isWhole = 0;
+    shm::Record record;
+    bool isLost = true;
+    for (int attempt = 0; isLost && attempt < kAttempts; ++attempt) {
+        if (!NextRecord(kFraming, record, &lapped)) {
+            break;
+        }
+        const RingView view(*this);
+        const std::uint64_t size = kHeadSize + record.length;
+        Cursor at = record.start;
+        view.get(at, const_cast<char*>(dst), dst == nullptr ? 0 : cap, size);
+        isLost = record.start.isBehind(view.oldest());
+        if (!isLost) {
+            readPos = at.pos;
+            readLap = at.lap;
+            isWhole = dst != nullptr && size <= cap ? 1 : 0;
+        }
+    }
+    if (overwritten != nullptr) {
+        *overwritten = lapped;
+    }
+    return isWhole;
+}
+
+int CUNIRingBuffer::ReadHeader(tag_TUNIHeader* header, int* overwritten) {
+    shm::Record record;
+    if (header == nullptr || !NextRecord(kFraming, record, overwritten)) {
+        return 0;
+    }
+    std::memcpy(header, record.head, sizeof *header);
+    return 1;
+}

@@ -1,0 +1,241 @@
+#include "Shm/MappedFile.h"
+#include "support/log_capture.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+using Lines = std::vector<std::string>;
+
+class MappedFile : public testing::Test {
+protected:
+    void TearDown() override { std::filesystem::remove(path()); }
+
+    // The tests run beside each other.
+    static const char* path() {
+        static const std::string name =
+            std::string(testing::UnitTest::GetInstance()->current_test_info()->name()) + ".bin";
+        return name.c_str();
+    }
+
+    static void write(const std::string& bytes) {
+        std::ofstream(path(), std::ios::binary | std::ios::trunc) << bytes;
+    }
+    static std::string read() {
+        std::ifstream file(path(), std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+    static Lines linesOf(const misc::mmf& file) {
+        Lines lines;
+        unsigned int pos = 0;
+        int length = -1;
+        while (const char* line = file.getline(pos, length)) {
+            lines.emplace_back(line, static_cast<std::size_t>(length));
+        }
+        return lines;
+    }
+    static Lines linesOf(const std::string& bytes) {
+        write(bytes);
+        return linesOf(misc::mmf(path(), true));
+    }
+    static std::string problemOf(misc::mmf_write& image, const char* name, int bytes) {
+        try {
+            image.Create(name, bytes);
+        } catch (const misc::error& problem) {
+            EXPECT_EQ(image.memory, nullptr);
+            return problem.what();
+        }
+        return "";
+    }
+};
+
+TEST_F(MappedFile, Lines) {
+    EXPECT_EQ(linesOf("a\r\n\r\nb"), Lines({"a", "b"}));
+    EXPECT_EQ(linesOf("\n\r\na\n\n"), Lines({"", "a"})); // one empty line at the start
+    EXPECT_EQ(linesOf("\n"), Lines({""}));
+    EXPECT_EQ(linesOf(std::string("a\0b\n\x8a\x8d\n", 7)),
+              Lines({std::string("a\0b", 3), "\x8a\x8d"}));
+    EXPECT_EQ(linesOf(""), Lines());
+
+    // Lines of all lengths at all distances from the end, beside the plainest way to find them.
+    std::mt19937 random(20261121);
+    for (int round = 0; round < 200; ++round) {
+        Lines expected;
+        std::string bytes;
+        for (unsigned int i = 0; i < 1 + random() % 20; ++i) {
+            expected.emplace_back(1 + random() % 70, static_cast<char>(' ' + random() % 200));
+            bytes += expected.back() + (i % 3 == 0 ? "\r\n" : i % 3 == 1 ? "\n" : "\r\r\n");
+        }
+        if (round % 2 == 0) {
+            bytes.erase(bytes.find_last_not_of("\r\n") + 1);
+        }
+        ASSERT_EQ(linesOf(bytes), expected);
+    }
+}
+
+TEST_F(MappedFile, Open) {
+    write("first");
+    misc::mmf file(path(), true);
+    ASSERT_NE(file.view, nullptr);
+    EXPECT_EQ(std::string(file.view, file.size), "first");
+    EXPECT_TRUE(file.readOnly);
+    EXPECT_EQ(misc::mmf::reservedmemory, 5U);
+    EXPECT_TRUE(file.open(path(), false));
+    file.view[0] = 'F';
+    file.close();
+    file.close();
+    EXPECT_EQ(file.view, nullptr);
+    EXPECT_EQ(read(), "First");
+    EXPECT_EQ(misc::mmf::reservedmemory, 10U);
+
+    write("");
+    EXPECT_TRUE(file.open(path(), true));
+    EXPECT_EQ(file.size, 0U);
+    EXPECT_TRUE(file.open(path(), false));
+    EXPECT_TRUE(file.open_copyaccess(path(), 1));
+    EXPECT_EQ(misc::mmf::reservedmemory, 10U);
+}
+
+TEST_F(MappedFile, Failures) {
+    qz::test::LogCapture log;
+    misc::mmf file;
+    EXPECT_FALSE(file.open(nullptr, true));
+    EXPECT_STREQ(file.error(), "");
+    EXPECT_FALSE(file.open("no_such_file", true));
+    EXPECT_EQ(std::string(file.error()).rfind("CreateFile(\"no_such_file\", read): ", 0), 0U);
+    EXPECT_FALSE(file.open("no_such_file", false));
+    EXPECT_EQ(std::string(file.error()).rfind("CreateFile(\"no_such_file\", write): ", 0), 0U);
+    const std::string logged = file.error();
+    EXPECT_FALSE(file.open_copyaccess(".", 1));
+    EXPECT_FALSE(file.open_copyaccess("also_missing", 1));
+    EXPECT_EQ(std::string(file.error()).rfind("CreateFile(\"also_missing\", read): ", 0), 0U);
+    const qz::test::LogLine last{"QZCORE", 0x08, logged};
+    const std::vector<qz::test::LogLine> lines = log.take();
+    ASSERT_EQ(lines.size(), 2U); // not those of the copies
+    EXPECT_EQ(lines.back(), last);
+    write("x");
+    EXPECT_FALSE(file.open_copyaccess(path(), -1));
+    EXPECT_EQ(file.view, nullptr);
+
+    std::filesystem::resize_file(path(), std::uintmax_t{4} << 30);
+    EXPECT_FALSE(file.open(path(), true));
+    EXPECT_NE(std::string(file.error()).find("large"), std::string::npos) << file.error();
+}
+
+TEST_F(MappedFile, CopyOnWrite) {
+    std::string bytes(3 * 65536 + 100, 'x');
+    bytes[65536] = 'y';
+    write(bytes);
+    for (const int units : {0, 1, 2, 3, 4, 0x7FFFFFFF}) {
+        misc::mmf file;
+        ASSERT_TRUE(file.open_copyaccess(path(), units)) << file.error();
+        ASSERT_EQ(std::string(file.view, file.size), bytes);
+        const std::size_t writable =
+            std::min<std::size_t>(bytes.size(), static_cast<std::size_t>(units) * 65536);
+        for (std::size_t i = 0; i < writable; i += 1000) {
+            file.view[i] = 'z';
+        }
+        if (writable > 0) {
+            file.view[writable - 1] = 'z';
+        }
+        EXPECT_EQ(file.view[bytes.size() - 1], writable == bytes.size() ? 'z' : 'x');
+        EXPECT_EQ(read(), bytes);
+        EXPECT_EQ(misc::mmf::reservedmemory, 0U);
+    }
+}
+
+TEST_F(MappedFile, ShrinksWhileMapped) {
+    write(std::string(3 * 65536, 'x'));
+    misc::mmf file(path(), true);
+    ASSERT_NE(file.view, nullptr);
+    std::error_code refused;
+    std::filesystem::resize_file(path(), 65536, refused);
+    EXPECT_EQ(file.view[65535], 'x'); // what is left stays readable
+    EXPECT_EQ(file.size, 3U * 65536);
+    if (refused) {
+        EXPECT_EQ(file.view[65536], 'x');
+    }
+}
+
+TEST_F(MappedFile, Writer) {
+    misc::mmf_write image(16);
+    ASSERT_TRUE(image.Create(path(), 100'000));
+    int offset = -1;
+    EXPECT_TRUE(image.alloc(1, &offset));
+    EXPECT_EQ(offset, 0);
+    EXPECT_TRUE(image.alloc(1, &offset));
+    EXPECT_EQ(offset, 16);
+    image.memory[offset] = 'x';
+    EXPECT_EQ(image.used, 32U);
+    EXPECT_EQ(image.committed, image.pageSize);
+    image.baseOffset = 1000;
+    EXPECT_TRUE(image.alloc(0, &offset));
+    EXPECT_EQ(offset, 1032);
+    EXPECT_FALSE(image.alloc(-1, &offset));
+    EXPECT_FALSE(image.alloc(1, nullptr));
+    for (const int tooMuch : {99'969, 0x7FFFFFFF}) {
+        EXPECT_THROW(image.alloc(tooMuch, &offset), misc::error);
+    }
+    EXPECT_TRUE(image.alloc(99'968, &offset));
+    try {
+        image.alloc(1, &offset);
+        ADD_FAILURE();
+    } catch (const misc::error& problem) {
+        EXPECT_STREQ(problem.what(), "Memory overflow 100000");
+    }
+    image.sideCursor = 48;
+    image.sideRemaining = 40;
+    EXPECT_TRUE(image.alloc(17, &offset));
+    EXPECT_EQ(offset, 48);
+    EXPECT_EQ(image.sideCursor, 80U);
+    EXPECT_THROW(image.alloc(17, &offset), misc::error); // no room there, nor elsewhere
+    EXPECT_EQ(image.allocated[0], 100'000U);
+    image.Close();
+    std::string expected(100'000, 0);
+    expected[16] = 'x';
+    EXPECT_EQ(read(), expected);
+
+    ASSERT_TRUE(image.Create(path(), 10));
+    image.Reset();
+    image.Close();
+    EXPECT_EQ(read(), expected); // only Close writes, and only what was begun
+    ASSERT_TRUE(image.Create(path(), 10));
+    image.Close();
+    EXPECT_EQ(read(), ""); // over what was there
+}
+
+TEST_F(MappedFile, WriterFailures) {
+    int offset = 0;
+    for (const int alignment : {0, -16, 3, 24}) {
+        misc::mmf_write image(alignment);
+        ASSERT_TRUE(image.Create(nullptr, 100));
+        EXPECT_FALSE(image.alloc(1, &offset));
+    }
+    misc::mmf_write image(1);
+    EXPECT_THROW(image.alloc(1, &offset), misc::error);
+    EXPECT_EQ(problemOf(image, "x", -5), "Reserve -5 failed: insufficient address space");
+    EXPECT_EQ(problemOf(image, std::string(256, 'n').c_str(), 5).rfind("CreateFile(", 0), 0U);
+    ASSERT_TRUE(image.Create("no_such_folder/image", 5));
+    try {
+        image.Close();
+        ADD_FAILURE();
+    } catch (const misc::error& problem) {
+        EXPECT_EQ(
+            std::string(problem.what()).rfind("CreateFile(\"no_such_folder/image\", write) ", 0),
+            0U);
+    }
+    EXPECT_EQ(image.memory, nullptr);
+    uint64_t size = 0;
+    void* const most = misc::mmf_write::reserveMax(size);
+    EXPECT_EQ(size, 0x40000000U);
+    misc::mmf_write::freeReserved(most);
+}
+
+} // namespace

@@ -1,0 +1,113 @@
+"""Rings of messages between processes: processes_test.py [emulator] path/to/ring_probe"""
+import glob
+import os
+import random
+import subprocess
+import sys
+import time
+import unittest
+
+PROBE = []
+MESSAGES = 1000000
+WRITING_MS = 6000
+KILLS = 25
+# An emulator's mutex takes a hundred times as long, and so does the start of a process.
+KILLS_EMULATED = 5
+
+
+class Process:
+    def __init__(self, *arguments):
+        self.process = subprocess.Popen([*PROBE, *map(str, arguments)], text=True,
+                                        stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+
+    def line(self):
+        return self.process.stdout.readline().strip()
+
+    def ask(self):
+        self.process.stdin.write("\n")
+        self.process.stdin.flush()
+        return self.line()
+
+    def finish(self):
+        """Returns the exit code and the rest of what it said."""
+        out, _ = self.process.communicate(timeout=100)
+        return self.process.returncode, out.strip()
+
+    def kill(self):
+        self.process.kill()
+        self.process.wait()
+        self.process.stdin.close()
+        self.process.stdout.close()
+
+
+class RingTest(unittest.TestCase):
+    def setUp(self):
+        self.name = f"qz test {os.getpid()} {self._testMethodName}"
+
+    def start(self, role, *arguments, name=None):
+        process = Process(role, name or self.name, *arguments)
+        self.addCleanup(process.kill)
+        return process
+
+    def start_ready(self, role, name=None):
+        process = self.start(role, name=name)
+        self.assertEqual(process.line(), "ready")
+        return process
+
+    def count(self, name=None):
+        return self.start("count", name=name).finish()
+
+    def assert_nothing_left(self, name=None):
+        """Where shared memory is a file; elsewhere the system sees to it."""
+        self.assertEqual(glob.glob(f"/dev/shm/*{name or self.name}*"), [])
+
+    def test_four_readers_are_lapped(self):
+        readers = [self.start_ready("read") for _ in range(4)]
+        code, written = self.start("write", MESSAGES, WRITING_MS).finish()
+        self.assertEqual(code, 0, written)
+        for reader in readers:
+            code, result = reader.finish()
+            self.assertEqual(code, 0, result)
+            print(f"read {result}, written {written}")
+        self.assert_nothing_left()
+
+    def test_killed_in_the_middle(self):
+        chance = random.Random(20261121)
+        survivor = self.start_ready("check")
+        for _ in range(KILLS):
+            victims = [self.start_ready("churn") for _ in range(2)]
+            time.sleep(chance.uniform(0, 0.02))
+            self.assertEqual(survivor.ask(), "fine")
+            for victim in victims:
+                victim.kill()
+                self.assertEqual(survivor.ask(), "fine")
+        self.assertEqual(survivor.finish(), (0, ""))
+        self.assert_nothing_left()
+
+    def test_killed_while_it_opens(self):
+        chance = random.Random(20261122)
+        for _ in range(KILLS):
+            victims = [self.start("churn") for _ in range(2)]
+            time.sleep(chance.uniform(0, 0.02))
+            for victim in victims:
+                victim.kill()
+            code, messages = self.count()
+            self.assertEqual((code, messages), (0, "0"))
+        self.assert_nothing_left()
+
+    def test_all_are_killed(self):
+        victims = [self.start_ready("churn") for _ in range(2)]
+        for victim in victims:
+            victim.kill()
+        # Whoever makes any ring clears away what they have left.
+        other = self.name + " other"
+        self.assertEqual(self.count(other), (0, "0"))
+        self.assert_nothing_left()
+        self.assert_nothing_left(other)
+
+
+if __name__ == "__main__":
+    PROBE = sys.argv[1:]
+    if len(PROBE) > 1:
+        KILLS = KILLS_EMULATED
+    unittest.main(argv=sys.argv[:1], verbosity=2)
