@@ -1,6 +1,7 @@
 // The command-line tool: finds the command and turns what it throws into an exit code.
 #include "conf.h"
 #include "failure.h"
+#include "log.h"
 #include "terminal.h"
 
 #include "Core/Environment.h"
@@ -16,11 +17,12 @@ namespace {
 
 enum { kExitFailure = 1, kExitUsage = 2 };
 
-constexpr char kUsage[] = "Usage: qz conf <command> [options] FILE ...\n"
+constexpr char kUsage[] = "Usage: qz <command> ...\n"
                           "\n"
-                          "Works on files of the engine. Commands:\n"
+                          "Works on files and running programs of the engine. Commands:\n"
                           "\n"
                           "  conf    check, read and change configuration files (qz conf --help)\n"
+                          "  log     show the logs of running programs (qz log --help)\n"
                           "\n"
                           "Exit code: 0; 1 if the job failed; 2 if the command line is wrong.\n";
 
@@ -34,6 +36,9 @@ int run(const Arguments& arguments) {
     }
     if (arguments[0] == "conf") {
         return conf({arguments.begin() + 1, arguments.end()});
+    }
+    if (arguments[0] == "log") {
+        return logCommand({arguments.begin() + 1, arguments.end()});
     }
     throw UsageError("there is no command " + arguments[0]);
 }

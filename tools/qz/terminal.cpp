@@ -16,14 +16,14 @@ bool showsColours(std::FILE* stream) {
            std::string_view(std::getenv("TERM")) != "dumb" && !isSet("NO_COLOR");
 }
 
+} // namespace
+
 std::string coloured(std::FILE* stream, const char* code, std::string_view text) {
     if (!showsColours(stream)) {
         return std::string(text);
     }
     return std::string("\033[") + code + "m" + std::string(text) + "\033[0m";
 }
-
-} // namespace
 
 std::string red(std::FILE* stream, std::string_view text) {
     return coloured(stream, "1;31", text);

@@ -6,6 +6,8 @@
 #include <string_view>
 
 // The text in red or green where the stream is a terminal that shows colours, else as it is.
+// `code` is what stands between "\033[" and "m".
+std::string coloured(std::FILE* stream, const char* code, std::string_view text);
 std::string red(std::FILE* stream, std::string_view text);
 std::string green(std::FILE* stream, std::string_view text);
 

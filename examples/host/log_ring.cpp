@@ -1,0 +1,66 @@
+#include "log_ring.h"
+
+#include "Core/Log.h"
+#include "Shm/RingBuffer.h"
+
+namespace {
+
+constexpr unsigned long kSize = 256 * 1024;
+
+// Other threads may log as fast as this one reads.
+constexpr int kMostAtOnce = 512;
+
+const char* nameOf(unsigned int level) {
+    switch (level) {
+    case QZ_LOG_ALERT:
+        return "ALERT";
+    case QZ_LOG_ERROR:
+        return "ERROR";
+    case QZ_LOG_WARNING:
+        return "WARNING";
+    case QZ_LOG_INFO:
+        return "INFO";
+    case QZ_LOG_DEBUG:
+        return "DEBUG";
+    case QZ_LOG_TRACE:
+        return "TRACE";
+    default:
+        return "UNKNOWN";
+    }
+}
+
+} // namespace
+
+LogRing::LogRing(const std::string& name)
+    : ring_(CRingMessageBuffer::OpenNew(("qz_log." + name).c_str(), kSize, nullptr)) {
+    if (ring_ != nullptr && qz_log_hook_start() != 0) {
+        ring_->Close(1);
+        ring_ = nullptr;
+    }
+}
+
+LogRing::~LogRing() {
+    if (ring_ != nullptr) {
+        pump();
+        qz_log_hook_stop();
+        ring_->Close(1);
+    }
+}
+
+void LogRing::pump() {
+    if (ring_ == nullptr) {
+        return;
+    }
+    const qz_log_entry* entry = nullptr;
+    for (int i = 0; i < kMostAtOnce && (entry = qz_log_hook_read()) != nullptr; ++i) {
+        publish(*entry);
+    }
+}
+
+void LogRing::publish(const qz_log_entry& entry) {
+    if (entry.lost != 0) {
+        ring_->AddFormatMessage("%09.3f WARNING LOG: %u messages lost", entry.time, entry.lost);
+    }
+    ring_->AddFormatMessage("%09.3f %-7s %s: %s", entry.time, nameOf(entry.level), entry.module,
+                            entry.message);
+}

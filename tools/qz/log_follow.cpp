@@ -1,0 +1,167 @@
+#include "failure.h"
+#include "log_commands.h"
+#include "platform/shared_memory.h"
+#include "terminal.h"
+
+#include "Shm/RingBuffer.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <iterator>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// A log goes by this and its name in shared memory; docs/formats/shared-memory.md has the lines.
+constexpr std::string_view kPrefix = "qz_log.";
+constexpr std::chrono::milliseconds kPause(20);
+
+struct Level {
+    std::string_view name;
+    const char* colour;
+};
+
+// The worst first.
+constexpr Level kLevels[] = {
+    {"ALERT", "1;31"}, {"ERROR", "31"}, {"WARNING", "33"},
+    {"INFO", "32"},    {"DEBUG", "2"},  {"TRACE", "2"},
+};
+
+// "00012.345 WARNING NET: server is late" in its parts; without them if it is something else.
+struct Line {
+    std::string_view time;
+    std::string_view level;
+    std::string_view module;
+    std::string_view rest; // from behind the level
+
+    explicit Line(std::string_view line) : rest(line) {
+        const std::size_t levelStart = line.find(' ') + 1;
+        const std::size_t levelEnd = line.find(' ', levelStart);
+        const std::size_t moduleStart = line.find_first_not_of(' ', levelEnd);
+        const std::size_t moduleEnd = line.find(": ", moduleStart);
+        if (levelStart == 0 || moduleEnd == std::string_view::npos) {
+            return;
+        }
+        time = line.substr(0, levelStart);
+        level = line.substr(levelStart, levelEnd - levelStart);
+        module = line.substr(moduleStart, moduleEnd - moduleStart);
+        rest = line.substr(levelEnd);
+    }
+};
+
+// What another process has written moves no cursor and changes no title here.
+std::string printable(std::string_view text) {
+    std::string shown;
+    for (const char c : text.substr(0, text.find_last_not_of("\r\n") + 1)) {
+        const auto byte = static_cast<unsigned char>(c);
+        const bool isSecondOfControl = byte >= 0x80 && byte < 0xA0 && shown.ends_with('\xC2');
+        if (c == '\n') {
+            shown += "\n    ";
+        } else if ((byte < 0x20 && c != '\t') || byte == 0x7F) {
+            shown += '?';
+        } else if (isSecondOfControl) {
+            shown.back() = '?';
+        } else {
+            shown += c;
+        }
+    }
+    return shown;
+}
+
+bool isWanted(const Line& line, std::string_view text, const FollowOptions& options) {
+    const int rank = rankOfLevel(std::string(line.level));
+    return (options.rank < 0 || (rank >= 0 && rank <= options.rank)) &&
+           (options.module.empty() || line.module == options.module) &&
+           text.find(options.text) != std::string_view::npos;
+}
+
+void show(const Line& line, bool colours) {
+    const int rank = rankOfLevel(std::string(line.level));
+    const std::string level = printable(line.level);
+    const std::string shown =
+        rank >= 0 && colours ? coloured(stdout, kLevels[rank].colour, level) : level;
+    std::printf("%s%s%s\n", printable(line.time).c_str(), shown.c_str(),
+                printable(line.rest).c_str());
+}
+
+class LogReader : private CRingMessageBuffer {
+public:
+    explicit LogReader(const std::string& section) {
+        if (Open(section.c_str(), 0, nullptr) == 0) {
+            throw Failure("the log cannot be opened");
+        }
+    }
+
+    bool isLapped() { return IsReadOverwritten() != 0; }
+
+    // Nothing if there is no line, which is not the same as an empty one.
+    bool read(std::string_view& text) {
+        unsigned long words[3] = {};
+        std::int64_t time = 0;
+        if (GetMessageA(words[0], words[1], words[2], time, text_, sizeof text_ - 1) == 0) {
+            return false;
+        }
+        text = text_;
+        return true;
+    }
+
+private:
+    char text_[1024] = "";
+};
+
+} // namespace
+
+int rankOfLevel(const std::string& name) {
+    const auto* const found = std::ranges::find(kLevels, name, &Level::name);
+    return found == std::end(kLevels) ? -1 : static_cast<int>(found - kLevels);
+}
+
+void logList() {
+    std::vector<std::string> names;
+    platform::listSharedMemory(
+        [](void* context, const char* section) {
+            const std::string_view name = section;
+            if (name.starts_with(kPrefix)) {
+                static_cast<std::vector<std::string>*>(context)->push_back(
+                    printable(name.substr(kPrefix.size())));
+            }
+        },
+        &names);
+    std::ranges::sort(names);
+    for (const std::string& name : names) {
+        std::puts(name.c_str());
+    }
+}
+
+void logFollow(const std::string& name, const FollowOptions& options) {
+    const std::string section = std::string(kPrefix) + name;
+    if (!platform::sharedMemoryExists(section.c_str())) {
+        throw Failure("no running program publishes a log " + printable(name) +
+                      "; see qz log list");
+    }
+    LogReader reader(section);
+    const auto start = Clock::now();
+    unsigned long shown = 0;
+    while (shown < options.count && Clock::now() - start < options.time) {
+        if (reader.isLapped()) {
+            std::puts("... lines were missed");
+        }
+        std::string_view text;
+        if (!reader.read(text)) {
+            if (std::fflush(stdout) != 0) {
+                return; // nobody looks any more; the caller says so
+            }
+            std::this_thread::sleep_for(kPause);
+            continue;
+        }
+        const Line line(text);
+        if (isWanted(line, text, options)) {
+            show(line, options.colours);
+            ++shown;
+        }
+    }
+}
