@@ -97,8 +97,11 @@ void dropMail(platform::Detach reason) {
     if (reason == platform::Detach::unload) {
         delete std::exchange(globalMail, nullptr);
         mail::closeMemory();
-    } else if (mailServer != nullptr) {
-        mailServer->close();
+    } else {
+        if (mailServer != nullptr) {
+            mailServer->close();
+        }
+        mail::trimMemory();
     }
 }
 

@@ -32,6 +32,11 @@ Mem::Ptr<Chunk> FreshSpace::carve(std::uint64_t n) {
     return piece;
 }
 
+void FreshSpace::clear() {
+    const std::lock_guard lock(lock_);
+    current_ = nullptr;
+}
+
 Mem::Ptr<Chunk> SpareSpace::take() {
     {
         const std::lock_guard lock(lock_);
@@ -45,6 +50,11 @@ Mem::Ptr<Chunk> SpareSpace::take() {
 void SpareSpace::giveBack(Mem::Ptr<Chunk> region) {
     const std::lock_guard lock(lock_);
     regions_.append(std::move(region));
+}
+
+void SpareSpace::clear() {
+    const std::lock_guard lock(lock_);
+    regions_.take();
 }
 
 } // namespace Mail

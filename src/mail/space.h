@@ -27,6 +27,8 @@ public:
     // 1 to `n` bytes; null if n is 0 or there is no memory.
     Mem::Ptr<Chunk> carve(std::uint64_t n);
 
+    void clear();
+
 private:
     Mem::Ptr<Chunk> current_;
 };
@@ -39,6 +41,8 @@ public:
     Mem::Ptr<Chunk> take();
 
     void giveBack(Mem::Ptr<Chunk> region);
+
+    void clear();
 
 private:
     Chain regions_;
