@@ -8,7 +8,9 @@
 
 namespace {
 
-constexpr double kSecondsMoored = 0.6;
+constexpr double kShortestStay = 0.4;
+constexpr double kLongestStay = 0.9;
+constexpr double kSecondsBetweenReports = 0.2;
 constexpr double kSecondsBetweenQuestions = 0.25;
 
 enum State : std::uint32_t { kMoored, kPlanning, kWaiting, kSailing };
@@ -54,7 +56,7 @@ Common::FSM::Descriptor* Ferry::tables() {
 }
 
 Ferry::Ferry(std::uint32_t ownAddress, std::string name, double speed, Route route, const Sea& sea,
-             OnArrival onArrival)
+             const FerryImage& image, OnArrival onArrival)
     : Mailbox(ownAddress)
     , FSM("ferry")
     , name_(std::move(name))
@@ -62,9 +64,23 @@ Ferry::Ferry(std::uint32_t ownAddress, std::string name, double speed, Route rou
     , route_(std::move(route))
     , sea_(sea)
     , onArrival_(std::move(onArrival))
-    , position_(here()->place()) {
+    , leg_(image.stop % route_.size())
+    , position_(here()->place())
+    , random_(image.random, static_cast<std::uint32_t>(image.randomOffset))
+    , stay_(nextStay()) {
     init(tables(), this);
     post(here()->address, {Letter::Kind::askBerth, address});
+}
+
+/* A ferry that sails has a berth where it sails to. */
+FerryImage Ferry::image() const {
+    const std::size_t stop = getState() == kSailing ? (leg_ + 1) % route_.size() : leg_;
+    return {static_cast<std::uint32_t>(stop), random_.getType(),
+            static_cast<std::int32_t>(random_.getOffset())};
+}
+
+double Ferry::nextStay() {
+    return kShortestStay + (kLongestStay - kShortestStay) * static_cast<double>(random_.get());
 }
 
 void Ferry::update(double seconds) {
@@ -75,7 +91,7 @@ void Ferry::update(double seconds) {
     waited_ += seconds;
     if (getState() == kSailing) {
         sail(seconds);
-    } else if (waited_ > (getState() == kMoored ? kSecondsMoored : kSecondsBetweenQuestions)) {
+    } else if (waited_ > (getState() == kMoored ? stay_ : kSecondsBetweenQuestions)) {
         onSymbol(kTimeIsUp);
     }
 }
@@ -144,11 +160,35 @@ void Ferry::castOff() {
 void Ferry::moor() {
     leg_ = (leg_ + 1) % route_.size();
     position_ = here()->place();
+    velocity_ = {};
+    tellPosition(); // or it would be expected to sail on
+    stay_ = nextStay();
     onArrival_(*this, *here());
 }
 
 void Ferry::sail(double seconds) {
-    double left = speed_ * seconds;
+    const Point before = position_;
+    advance(speed_ * seconds);
+    velocity_ = {(position_.x - before.x) / seconds, (position_.y - before.y) / seconds};
+    report(seconds);
+    if (reached_ == search_.course.size()) {
+        onSymbol(kArrived);
+    }
+}
+
+void Ferry::report(double seconds) {
+    untilReport_ -= seconds;
+    if (untilReport_ <= 0) {
+        untilReport_ += kSecondsBetweenReports;
+        tellPosition();
+    }
+}
+
+void Ferry::tellPosition() const {
+    post(kLookout, {Letter::Kind::position, address, {position_, velocity_}});
+}
+
+void Ferry::advance(double left) {
     const std::vector<Point>& course = search_.course;
     while (reached_ < course.size()) {
         const double toNext = distance(position_, course[reached_]);
@@ -159,5 +199,4 @@ void Ferry::sail(double seconds) {
         left -= toNext;
         position_ = course[reached_++];
     }
-    onSymbol(kArrived);
 }

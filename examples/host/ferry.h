@@ -3,11 +3,13 @@
 #define QZ_HOST_FERRY_H
 
 #include "course.h"
+#include "fleet_image.h"
 #include "harbour.h"
 #include "letters.h"
 
 #include "Common/FSM.h"
 #include "Mail/Server.h"
+#include "Random/RandomManager.h"
 
 #include <functional>
 #include <string>
@@ -26,13 +28,15 @@ public:
     using Route = std::vector<Mem::Ptr<Harbour>>;
     using OnArrival = std::function<void(const Ferry&, const Harbour&)>;
 
-    /* speed: in points a second. sea: lives longer than the ferry. Takes a berth of the route's
-     * first harbour, if there is one. */
+    /* speed: in points a second. sea: lives longer than the ferry. Takes a berth of the harbour
+     * where the image leaves it, if there is one. */
     Ferry(std::uint32_t address, std::string name, double speed, Route route, const Sea& sea,
-          OnArrival onArrival);
+          const FerryImage& image, OnArrival onArrival);
 
     const std::string& name() const { return name_; }
-    Point position() const { return position_; }
+
+    /* Where it is, or is going to be. */
+    FerryImage image() const;
 
     /* Once a frame. */
     void update(double seconds);
@@ -56,6 +60,10 @@ private:
     void castOff();
     void moor();
     void sail(double seconds);
+    void advance(double left);
+    void report(double seconds);
+    void tellPosition() const;
+    double nextStay();
 
     const Mem::Ptr<Harbour>& here() const { return route_[leg_]; }
     const Mem::Ptr<Harbour>& next() const { return route_[(leg_ + 1) % route_.size()]; }
@@ -67,6 +75,10 @@ private:
     OnArrival onArrival_;
     std::size_t leg_ = 0;
     Point position_;
+    Point velocity_{};
+    RandomObject random_; // for how long it stays
+    double stay_;
+    double untilReport_ = 0;
     double waited_ = 0; // seconds since the state began, or since it asked last
     Search search_{};
     std::size_t reached_ = 0; // points of the course

@@ -25,9 +25,17 @@ Sea seaOf(const World& world) {
     return sea;
 }
 
+/* Each ferry has other random numbers. */
+FerryImage newFerry(std::size_t number) {
+    constexpr std::size_t kApart = 97;
+    return {0, RandomObject::kUniform, static_cast<std::int32_t>(number * kApart)};
+}
+
 } // namespace
 
-Fleet::Fleet(const World& world, Logbook& logbook) : logbook_(logbook), sea_(seaOf(world)) {
+Fleet::Fleet(const World& world, const std::vector<FerryImage>& images, Logbook& logbook)
+    : logbook_(logbook), sea_(seaOf(world)), lookout_(new Lookout) {
+    globalMail->addMailbox(lookout_);
     for (const Island& island : world.islands) {
         if (island.berths > 0) {
             const auto address = kFirstHarbour + static_cast<std::uint32_t>(harbours_.size());
@@ -36,10 +44,13 @@ Fleet::Fleet(const World& world, Logbook& logbook) : logbook_(logbook), sea_(sea
             globalMail->addMailbox(harbours_.back());
         }
     }
-    std::ranges::for_each(world.ferries, [this](const FerryData& data) { add(data); });
+    for (std::size_t i = 0; i < world.ferries.size(); ++i) {
+        add(world.ferries[i], i < images.size() ? images[i] : newFerry(i));
+    }
 }
 
 Fleet::~Fleet() {
+    globalMail->removeMailbox(lookout_->address);
     for (const auto& ferry : ferries_) {
         globalMail->removeMailbox(ferry->address);
     }
@@ -53,14 +64,14 @@ Mem::Ptr<Harbour> Fleet::harbour(const std::string& name) const {
                                  [&](const auto& harbour) { return harbour->name() == name; });
 }
 
-void Fleet::add(const FerryData& data) {
+void Fleet::add(const FerryData& data, const FerryImage& image) {
     Ferry::Route route;
     for (const std::string& name : data.route) {
         route.push_back(harbour(name));
     }
     const auto address = kFirstFerry + static_cast<std::uint32_t>(ferries_.size());
     ferries_.emplace_back(new Ferry(
-        address, data.name, data.speed, std::move(route), sea_,
+        address, data.name, data.speed, std::move(route), sea_, image,
         [this](const Ferry& ferry, const Harbour& harbour) { noteArrival(ferry, harbour); }));
     globalMail->addMailbox(ferries_.back());
 }
@@ -70,6 +81,15 @@ void Fleet::update(double seconds) {
     for (const auto& ferry : ferries_) {
         ferry->update(seconds);
     }
+    lookout_->update(seconds);
+}
+
+std::vector<FerryImage> Fleet::images() const {
+    std::vector<FerryImage> images;
+    for (const auto& ferry : ferries_) {
+        images.push_back(ferry->image());
+    }
+    return images;
 }
 
 void Fleet::noteArrival(const Ferry& ferry, const Harbour& harbour) {

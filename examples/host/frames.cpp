@@ -8,17 +8,16 @@
 #include "user_error.h"
 
 #include "Common/Profiler.h"
+#include "Core/Hash.h"
 #include "Core/Log.h"
+#include "Globals.h"
 #include "Tasks/TaskManager.h"
+#include "Util/FPS_Controller.h"
 #include "VFS/Locations.h"
 
-#include <chrono>
 #include <cstdio>
-#include <thread>
 
 namespace {
-
-using Clock = std::chrono::steady_clock;
 
 constexpr double kSecondsForMainThreadTasks = 0.002;
 constexpr double kSecondsForTasksToEnd = 2.0;
@@ -53,19 +52,24 @@ void runFrame(Fleet& fleet, double seconds) {
     globalProfiler.endFrame();
 }
 
-/* Returns how many frames ran. */
-int sail(Fleet& fleet, const Settings& settings) {
-    const double seconds = 1.0 / settings.rate;
-    const auto length =
-        std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
-    auto next = Clock::now();
+/* Returns how many frames ran. They are paced, but each one is a step of the same length, so that
+ * ferries sail the same way on every machine. */
+int sail(Fleet& fleet, const Settings& settings, LogRing& logRing) {
+    globalFpsController->SetMaxFPS(static_cast<float>(settings.rate));
     int frame = 0;
     for (; frame < settings.frames && !stopRequested(); ++frame) {
-        runFrame(fleet, seconds);
-        next += length;
-        std::this_thread::sleep_until(next);
+        globalFpsController->StartFrame();
+        runFrame(fleet, 1.0 / settings.rate);
+        logRing.pump();
     }
+    globalFpsController->PrintStats();
     return frame;
+}
+
+void logVoyages(const Fleet& fleet, int frames) {
+    hostLog(QZ_LOG_INFO, "%d frames, %d arrivals", frames, fleet.arrivals());
+    hostLog(QZ_LOG_INFO, "the lookout had %d reports, its predictions were off by %.1f on average",
+            fleet.lookout().reports(), fleet.lookout().meanError());
 }
 
 void logSection(void*, const char* name, const Common::Profiler::Statistics& section) {
@@ -86,16 +90,17 @@ void writeProfile() {
 
 } // namespace
 
-void runFrames(const World& world, const Settings& settings) {
+void runFrames(const World& world, const Settings& settings, bool fresh, LogRing& logRing) {
     const std::string file = resultFile("logbook.txt");
+    const std::string image = resultFile("ferries.img");
+    const auto identity = static_cast<std::uint32_t>(QZ_hash_string(world.title.c_str(), 0));
     {
         Logbook logbook(file);
-        Fleet fleet(world, logbook);
+        Fleet fleet(world, fresh ? std::vector<FerryImage>() : loadFleet(image, identity), logbook);
         const EndOfTasks endOfTasks;
         globalProfiler.start();
-        const int frames = sail(fleet, settings);
-        hostLog(QZ_LOG_INFO, "%d frames, %zu ferries, %d arrivals", frames, world.ferries.size(),
-                fleet.arrivals());
+        logVoyages(fleet, sail(fleet, settings, logRing));
+        saveFleet(image, identity, fleet.images());
     }
     std::printf("result: %s\n", file.c_str());
     writeProfile();

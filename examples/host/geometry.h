@@ -8,6 +8,11 @@ struct Point {
     double x, y;
 };
 
+struct Motion {
+    Point position;
+    Point velocity; // a second
+};
+
 struct Circle {
     Point centre;
     double radius;

@@ -8,8 +8,11 @@ namespace {
 
 /* One function for both directions, so that they cannot differ. */
 void exchange(Mail::Stream& stream, Letter& letter) {
-    stream.transfer(letter.kind, 2);
+    stream.transfer(letter.kind, 3);
     stream.transfer(letter.sender, 8);
+    if (letter.kind == Letter::Kind::position) {
+        stream.transfer(letter.motion);
+    }
 }
 
 } // namespace

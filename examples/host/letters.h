@@ -2,6 +2,8 @@
 #ifndef QZ_HOST_LETTERS_H
 #define QZ_HOST_LETTERS_H
 
+#include "geometry.h"
+
 #include "Mail/Message.h"
 
 #include <cstdint>
@@ -9,16 +11,18 @@
 /* Addresses: the server finds those below 256 fastest. */
 enum : std::uint32_t {
     kFirstHarbour = 1,
-    kFirstFerry = 128,
     kMostHarbours = 100,
-    kMostFerries = 100
+    kFirstFerry = 128,
+    kMostFerries = 100,
+    kLookout = 255,
 };
 
 struct Letter {
-    enum class Kind : std::uint32_t { askBerth, berthGranted, berthRefused, berthLeft };
+    enum class Kind : std::uint32_t { askBerth, berthGranted, berthRefused, berthLeft, position };
 
     Kind kind;
     std::uint32_t sender; // its address
+    Motion motion{};      // of a ferry that tells its position
 };
 
 /* Delivers a letter before it returns; false if nobody has that address. */

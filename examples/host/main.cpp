@@ -3,6 +3,7 @@
  * make it your own. */
 #include "directories.h"
 #include "frames.h"
+#include "log_ring.h"
 #include "logging.h"
 #include "options.h"
 #include "progress.h"
@@ -72,7 +73,7 @@ std::string worldFile(const Options& options, const Settings& settings) {
 /* Not if the script has failed or was stopped. */
 void runFramesAfter(int exitCode, const Script& script) {
     if (exitCode == 0 && script.world && script.settings.frames > 0) {
-        runFrames(*script.world, script.settings);
+        runFrames(*script.world, script.settings, script.fresh, *script.logRing);
     }
 }
 
@@ -112,7 +113,7 @@ void logEnd(int exitCode) {
     }
 }
 
-int work(const Options& options, const Startup& startup) {
+int work(const Options& options, const Startup& startup, LogRing& ring) {
     Progress progress(startup.progressLines);
     mountData(options.data);
     Settings settings = readSettings(options);
@@ -120,6 +121,7 @@ int work(const Options& options, const Startup& startup) {
     Script script = describeScript(options, settings);
     script.checks = startup.checks;
     script.progress = &progress;
+    script.logRing = &ring;
     logScript(script.name);
     logStart(script);
     catchInterrupts();
@@ -135,8 +137,9 @@ int work(const Options& options, const Startup& startup) {
 
 /* Whatever goes wrong ends in one line. */
 int workOrExplain(const Options& options, const Startup& startup) {
+    LogRing ring("qz_host");
     try {
-        return work(options, startup);
+        return work(options, startup, ring);
     } catch (const std::exception& failure) {
         hostLog(QZ_LOG_ERROR, "%s", failure.what());
         return kExitFailure;

@@ -1,69 +1,67 @@
 #include "options.h"
 
-#include <charconv>
+#include "Util/ConsoleArgs.h"
+
+#include <algorithm>
+#include <iterator>
 #include <string_view>
-#include <system_error>
 
 namespace {
 
-/* Takes the value behind an option; an option at the end of the line has none. */
-std::string takeValue(int count, const char* const* arguments, int& index, std::string& problem) {
-    if (index + 1 >= count) {
-        problem = std::string(arguments[index]) + " wants a name";
-        return {};
+struct Known {
+    std::string_view name;
+    bool hasValue;
+};
+
+constexpr Known kKnown[] = {
+    {"--config", true}, {"--data", true}, {"--frames", true}, {"--fresh", false},
+    {"--help", false},  {"--logs", true}, {"--world", true},  {"-h", false},
+};
+
+/* How many of the arguments are the host's own: what follows the script is the script's. Throws the
+ * exception of ConsoleArgs, with what is wrong. */
+int countOwn(int count, const char* const* arguments) {
+    int index = 1;
+    while (index < count && arguments[index][0] == '-') {
+        const std::string option = arguments[index];
+        const auto* const known = std::ranges::find(kKnown, option, &Known::name);
+        if (known == std::end(kKnown)) {
+            throw qz::InvalidConsoleArgsException("unknown option " + option);
+        }
+        index += known->hasValue ? 2 : 1;
+        if (index > count || (known->hasValue && arguments[index - 1][0] == '-')) {
+            throw qz::InvalidConsoleArgsException(option + " wants a value");
+        }
     }
-    return arguments[++index];
+    return index;
 }
 
-int takeNumber(int count, const char* const* arguments, int& index, std::string& problem) {
-    const std::string option = arguments[index];
-    const std::string text = takeValue(count, arguments, index, problem);
-    int number = 0;
-    const char* const end = text.data() + text.size();
-    const auto [stopped, error] = std::from_chars(text.data(), end, number);
-    if (problem.empty() && (error != std::errc() || stopped != end || number < 0)) {
-        problem = option + " wants a number from 0 on, not " + text;
+void read(Options& options, int count, const char* const* arguments) {
+    const int own = countOwn(count, arguments);
+    const qz::ConsoleArgs args(own, arguments);
+    options.help = args.defined("--help") || args.defined("-h");
+    options.fresh = args.defined("--fresh");
+    args.getOptionalString("--data", options.data);
+    args.getOptionalString("--world", options.world);
+    args.getOptionalString("--config", options.config);
+    args.getOptionalString("--logs", options.logs);
+    if (args.defined("--frames")) {
+        args.getOptionalInt("--frames", options.frames.emplace());
     }
-    return number;
-}
-
-/* Returns false for what is not an option. */
-bool takeOption(Options& options, int count, const char* const* arguments, int& index) {
-    const std::string_view argument = arguments[index];
-    if (argument == "--help" || argument == "-h") {
-        options.help = true;
-    } else if (argument == "--data") {
-        options.data = takeValue(count, arguments, index, options.problem);
-    } else if (argument == "--fresh") {
-        options.fresh = true;
-    } else if (argument == "--world") {
-        options.world = takeValue(count, arguments, index, options.problem);
-    } else if (argument == "--config") {
-        options.config = takeValue(count, arguments, index, options.problem);
-    } else if (argument == "--frames") {
-        options.frames = takeNumber(count, arguments, index, options.problem);
-    } else if (argument == "--logs") {
-        options.logs = takeValue(count, arguments, index, options.problem);
-    } else if (argument.starts_with("-")) {
-        options.problem = "unknown option " + std::string(argument);
-    } else {
-        return false;
+    if (own < count) {
+        options.script = arguments[own];
+        options.arguments.assign(arguments + own + 1, arguments + count);
     }
-    return true;
 }
 
 } // namespace
 
 Options parseOptions(int count, const char* const* arguments) {
     Options options;
-    int index = 1;
-    while (index < count && options.problem.empty() &&
-           takeOption(options, count, arguments, index)) {
-        ++index;
-    }
-    if (options.problem.empty() && index < count) {
-        options.script = arguments[index];
-        options.arguments.assign(arguments + index + 1, arguments + count);
+    try {
+        read(options, count, arguments);
+    } catch (const qz::InvalidConsoleArgsException& wrong) {
+        options.problem = wrong.what();
     }
     return options;
 }

@@ -50,6 +50,7 @@ void checkForStop(lua_State* L, lua_Debug* = nullptr) {
 int hostProgress(lua_State* L) {
     const double fraction = luaL_checknumber(L, 1);
     runOf(L)->script->progress->report(fraction, luaL_optstring(L, 2, ""));
+    runOf(L)->script->logRing->pump();
     checkForStop(L);
     return 0;
 }
