@@ -49,7 +49,7 @@ void QueueList::grow() {
     const std::size_t capacity = std::max(2 * capacity_, kFirstCapacity);
     Table larger(new SerialQueue*[capacity]);
     std::copy_n(table_.load(std::memory_order_relaxed), capacity_, larger.get());
-    table_.store(larger.get(), std::memory_order_relaxed);
+    table_.store(larger.get(), std::memory_order_release);
     tables_.push_back(std::move(larger));
     capacity_ = capacity;
 }

@@ -20,7 +20,7 @@ class QueueList {
 public:
     // Null if there is none of that number.
     SerialQueue* at(std::size_t number) const {
-        return number < size() ? table_.load(std::memory_order_relaxed)[number] : nullptr;
+        return number < size() ? table_.load(std::memory_order_acquire)[number] : nullptr;
     }
 
     std::size_t size() const { return size_.load(std::memory_order_acquire); }
@@ -35,8 +35,8 @@ private:
     void append(SerialQueue* queue);
     void grow();
 
-    std::atomic<std::size_t> size_{0}; // publishes the table and its entries
-    std::atomic<SerialQueue**> table_{nullptr};
+    std::atomic<std::size_t> size_{0}; // publishes an entry, and a table that has room for it
+    std::atomic<SerialQueue**> table_{nullptr}; // the newest may be seen before the size is
     std::size_t capacity_ = 0;
     std::vector<Table> tables_; // the old ones too
     tbb::spin_mutex mutex_;     // of changes
