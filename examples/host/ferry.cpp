@@ -69,6 +69,9 @@ Ferry::Ferry(std::uint32_t ownAddress, std::string name, double speed, Route rou
     , random_(image.random, static_cast<std::uint32_t>(image.randomOffset))
     , stay_(nextStay()) {
     init(tables(), this);
+}
+
+void Ferry::begin() {
     post(here()->address, {Letter::Kind::askBerth, address});
 }
 

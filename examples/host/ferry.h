@@ -28,8 +28,7 @@ public:
     using Route = std::vector<Mem::Ptr<Harbour>>;
     using OnArrival = std::function<void(const Ferry&, const Harbour&)>;
 
-    /* speed: in points a second. sea: lives longer than the ferry. Takes a berth of the harbour
-     * where the image leaves it, if there is one. */
+    /* speed: in points a second. sea: lives longer than the ferry. */
     Ferry(std::uint32_t address, std::string name, double speed, Route route, const Sea& sea,
           const FerryImage& image, OnArrival onArrival);
 
@@ -37,6 +36,9 @@ public:
 
     /* Where it is, or is going to be. */
     FerryImage image() const;
+
+    /* Takes a berth where the image leaves it, if there is one. When it has a mailbox. */
+    void begin();
 
     /* Once a frame. */
     void update(double seconds);

@@ -74,6 +74,7 @@ void Fleet::add(const FerryData& data, const FerryImage& image) {
         address, data.name, data.speed, std::move(route), sea_, image,
         [this](const Ferry& ferry, const Harbour& harbour) { noteArrival(ferry, harbour); }));
     globalMail->addMailbox(ferries_.back());
+    ferries_.back()->begin();
 }
 
 void Fleet::update(double seconds) {

@@ -2,6 +2,7 @@
 
 #include "directories.h"
 #include "fleet.h"
+#include "letters.h"
 #include "logbook.h"
 #include "logging.h"
 #include "stop.h"
@@ -68,6 +69,9 @@ int sail(Fleet& fleet, const Settings& settings, LogRing& logRing) {
 
 void logVoyages(const Fleet& fleet, int frames) {
     hostLog(QZ_LOG_INFO, "%d frames, %d arrivals", frames, fleet.arrivals());
+    hostLog(postage().lost == 0 ? QZ_LOG_INFO : QZ_LOG_WARNING, "%llu letters, %llu of them lost",
+            static_cast<unsigned long long>(postage().letters),
+            static_cast<unsigned long long>(postage().lost));
     hostLog(QZ_LOG_INFO, "the lookout had %d reports, its predictions were off by %.1f on average",
             fleet.lookout().reports(), fleet.lookout().meanError());
 }

@@ -15,16 +15,25 @@ void exchange(Mail::Stream& stream, Letter& letter) {
     }
 }
 
+Postage counted{};
+
 } // namespace
 
-bool post(std::uint32_t address, const Letter& letter) {
+void post(std::uint32_t address, const Letter& letter) {
     const Mail::Message message(address);
     {
         Mail::Writer writer(message);
         Letter copy = letter;
         exchange(writer, copy);
     }
-    return globalMail->send(message);
+    ++counted.letters;
+    if (!globalMail->send(message)) {
+        ++counted.lost;
+    }
+}
+
+Postage postage() {
+    return counted;
 }
 
 Letter readLetter(const Mail::Message& message) {

@@ -25,8 +25,16 @@ struct Letter {
     Motion motion{};      // of a ferry that tells its position
 };
 
-/* Delivers a letter before it returns; false if nobody has that address. */
-bool post(std::uint32_t address, const Letter& letter);
+/* Delivers a letter before it returns. */
+void post(std::uint32_t address, const Letter& letter);
+
+/* How many were posted so far, and how many of them nobody took. */
+struct Postage {
+    std::uint64_t letters;
+    std::uint64_t lost;
+};
+
+Postage postage();
 
 Letter readLetter(const Mail::Message& message);
 

@@ -171,6 +171,7 @@ class HostTest(unittest.TestCase):
         self.assertEqual(code, 0, err)
         self.assertNotIn("no way", err)
         self.assertRegex(err, r"HOST: 240 frames, \d+ arrivals")
+        self.assertRegex(err, r"\d\d letters, 0 of them lost")
         _, logbook, profile = [posix_path(line.split(": ")[1]) for line in out.splitlines()
                                if line.startswith("result: ")]
         lines = [line.split(maxsplit=1) for line in logbook.read_text().splitlines()]
