@@ -1,8 +1,10 @@
-"""Installs the library into a new folder, builds the small examples against it, runs them."""
+"""Unpacks a package of the library, or installs it, and moves it to a new folder; builds the small
+examples against it and runs them."""
 import argparse
 import os
 import pathlib
 import shlex
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -28,11 +30,34 @@ class PackageTest(unittest.TestCase):
         folder = tempfile.TemporaryDirectory()
         cls.addClassCleanup(folder.cleanup)
         cls.folder = pathlib.Path(folder.name)
-        cls.prefix = cls.folder / "prefix"
-        run(["cmake", "--install", OPTIONS.build, "--prefix", cls.prefix])
+        cls.prefix = cls.folder / "moved"
+        shutil.move(cls.install(cls.folder / "first"), cls.prefix)
         cls.environment = dict(os.environ, LD_LIBRARY_PATH=str(cls.prefix / "lib"),
                                PKG_CONFIG_PATH=str(cls.prefix / "lib/pkgconfig"),
                                WINEPATH=str(cls.prefix / "bin"))
+
+    @staticmethod
+    def install(folder):
+        """Returns where the package is."""
+        if OPTIONS.archive is None:
+            run(["cmake", "--install", OPTIONS.build, "--prefix", folder])
+            return folder
+        shutil.unpack_archive(OPTIONS.archive, folder)
+        (place,) = folder.iterdir()
+        for tool in (place / "bin").iterdir():
+            tool.chmod(0o755)  # zip archives do not tell
+        return place
+
+    def test_tool_finds_the_library(self):
+        suffix = ".exe" if OPTIONS.target == "Windows" else ""
+        self.assertIn("Usage", run([*OPTIONS.emulator, self.prefix / f"bin/qz{suffix}", "--help"],
+                                   cwd=self.folder))
+
+    def test_licences_are_there(self):
+        documents = self.prefix / "share/doc/qzCore"
+        self.assertTrue((documents / "LICENSE").exists())
+        if OPTIONS.target == "Windows":  # the package brings what it needs
+            self.assertTrue(list((documents / "licenses").rglob("*")))
 
     def check_log(self, name, language):
         line = (self.folder / f"{name}.log").read_text().splitlines()[-1]
@@ -75,7 +100,9 @@ class PackageTest(unittest.TestCase):
 
 if __name__ == "__main__":
     parser = argparse.ArgumentParser()
-    parser.add_argument("--build", required=True)
+    source = parser.add_mutually_exclusive_group(required=True)
+    source.add_argument("--build")
+    source.add_argument("--archive")
     parser.add_argument("--target", required=True)
     parser.add_argument("--toolchain", default="")
     parser.add_argument("--cc", required=True)
