@@ -45,8 +45,9 @@ public:
     /* Reads a table of globalRandomManager(); every type but kNormal counts as kUniform. */
     explicit RandomObject(std::int32_t type = kUniform, std::uint32_t offset = 0);
 
-    /* Reads this table, which must not be empty and must neither go nor change its size while the
-     * object reads it. The type is what getType says; above kCustom it becomes kCustom. */
+    /* Reads this table, which must neither go nor change its size while the object reads it; an
+     * empty one counts as a table with the entry 0. The type is what getType says; above kCustom it
+     * becomes kCustom. */
     RandomObject(const RandomTable& table, std::int32_t type, std::uint32_t offset = 0);
 
     RandomObject(const RandomObject&) = default;

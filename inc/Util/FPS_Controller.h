@@ -37,7 +37,10 @@ public:
 
     /* Ends a frame and begins the next. If the one that ends was shorter than the most frames per
      * second allow, it first sleeps for what is missing, in whole milliseconds (rounded down); the
-     * sleep is part of that frame. A frame that was late by now counts as skipped. */
+     * sleep is part of that frame. A frame that was late by now counts as skipped.
+     *
+     * Windows wakes sleepers with its timer, every 15.6 ms unless the process has asked for better
+     * (timeBeginPeriod). */
     void StartFrame();
 
     /* Whether the running frame is not late yet. */

@@ -55,6 +55,7 @@ void RandomObject::serialize(RandomSerializer& serializer) {
 }
 
 void RandomObject::read(const RandomTable& table) {
-    values_ = table.data();
-    size_ = static_cast<std::uint32_t>(table.size());
+    static constexpr float kNothing = 0;
+    values_ = table.empty() ? &kNothing : table.data();
+    size_ = table.empty() ? 1 : static_cast<std::uint32_t>(table.size());
 }

@@ -16,16 +16,14 @@ using Reference = Eigen::Matrix<long double, Eigen::Dynamic, Eigen::Dynamic>;
 
 constexpr double kEpsilon = std::numeric_limits<double>::epsilon();
 
-std::vector<double> elements(const Matrix& matrix) {
-    std::vector<double> all;
+using Numbers = std::vector<double>;
+
+Numbers elements(const Matrix& matrix) {
+    Numbers all;
     for (unsigned i = 0; i < matrix.Rows(); ++i) {
         all.insert(all.end(), matrix[i].begin(), matrix[i].end());
     }
     return all;
-}
-
-bool equal(const Matrix& a, const Matrix& b) {
-    return a.Rows() == b.Rows() && a.Cols() == b.Cols() && elements(a) == elements(b);
 }
 
 Reference reference(const Matrix& matrix) {
@@ -91,23 +89,18 @@ TEST(NMatrix, ExpandsExactly) {
         const auto expected = std::round(static_cast<double>(reference(matrix).determinant()));
         EXPECT_EQ(matrix.getDeterminantByLeibniz(), expected) << n;
     }
-    for (const unsigned n : {2U, 5U, 8U}) {
-        const Matrix matrix = matricesOf(n)[0];
-        Matrix byCofactors = matrix, byLu = matrix;
-        byCofactors.invertByCofactors();
-        byLu.invertByLU();
-        const Reference difference = reference(byCofactors) - reference(byLu);
-        EXPECT_LE(static_cast<double>(difference.norm()), 1e-14) << n;
-    }
+    Matrix inverse(3, Numbers{2, 0, 1, 0, 4, 0, 3, 0, 2}.data()); // of determinant 4
+    inverse.invertByCofactors();
+    EXPECT_EQ(elements(inverse), (Numbers{2, 0, -1, 0, 0.25, 0, -3, 0, 2}));
 }
 
 TEST(NMatrix, ExchangesRowsAndCountsThem) {
-    const Matrix swapped(3, std::vector<double>{0, 0, 4, 2, 0, 0, 0, 8, 0}.data());
+    const Matrix swapped(3, Numbers{0, 0, 4, 2, 0, 0, 0, 8, 0}.data());
     EXPECT_EQ(swapped.getDeterminantByLU(), 64);
     Matrix inverse = swapped;
     inverse.invertByLU();
-    EXPECT_EQ(elements(inverse), (std::vector<double>{0, 0.5, 0, 0, 0, 0.125, 0.25, 0, 0}));
-    Matrix one(1, std::vector<double>{5}.data());
+    EXPECT_EQ(elements(inverse), (Numbers{0, 0.5, 0, 0, 0, 0.125, 0.25, 0, 0}));
+    Matrix one(1, Numbers{5}.data());
     one.invertByCofactors();
     EXPECT_EQ(one[0][0], 5);
     one.invertByLU();
@@ -115,51 +108,51 @@ TEST(NMatrix, ExchangesRowsAndCountsThem) {
 }
 
 TEST(NMatrix, LeavesWhatHasNoInverse) {
-    const Matrix singular(3, std::vector<double>{1, 2, 3, 2, 4, 6, 1, 1, 1}.data());
-    const Matrix oblong(2, 3, std::vector<double>{1, 2, 3, 4, 5, 6}.data());
+    const Matrix singular(3, Numbers{1, 2, 3, 2, 4, 6, 1, 1, 1}.data());
+    const Matrix oblong(2, 3, Numbers{1, 2, 3, 4, 5, 6}.data());
     for (const Matrix& matrix : {singular, oblong, Matrix()}) {
         EXPECT_EQ(matrix.getDeterminantByLeibniz(), 0);
         EXPECT_EQ(matrix.getDeterminantByLU(), 0);
         Matrix inverse = matrix;
         inverse.invertByCofactors();
         inverse.invertByLU();
-        EXPECT_TRUE(equal(inverse, matrix));
+        EXPECT_EQ(elements(inverse), elements(matrix));
     }
     EXPECT_EQ(oblong.getCofactor(0, 0), 0);
-    const Matrix two(2, std::vector<double>{1, 2, 3, 4}.data());
+    const Matrix two(2, Numbers{1, 2, 3, 4}.data());
     EXPECT_EQ(two.getCofactor(0, 1), -3);
     EXPECT_EQ(two.getCofactor(1, 1), 1);
     EXPECT_EQ(two.getCofactor(2, 2), 0);
 }
 
 TEST(NMatrix, ChangesItsShape) {
-    Matrix matrix(2, 3, std::vector<double>{1, 2, 3, 4, 5, 6}.data());
-    EXPECT_EQ(elements(matrix.getTranspose()), (std::vector<double>{1, 4, 2, 5, 3, 6}));
-    EXPECT_EQ(elements(matrix.getExtract(0, 1)), (std::vector<double>{4, 6}));
+    Matrix matrix(2, 3, Numbers{1, 2, 3, 4, 5, 6}.data());
+    EXPECT_EQ(elements(matrix.getTranspose()), (Numbers{1, 4, 2, 5, 3, 6}));
+    EXPECT_EQ(elements(matrix.getExtract(0, 1)), (Numbers{4, 6}));
     EXPECT_EQ(elements(matrix.getExtract(9, 9)), elements(matrix));
     matrix.resize(3, 2);
-    EXPECT_EQ(elements(matrix), (std::vector<double>{1, 2, 4, 5, 0, 0}));
+    EXPECT_EQ(elements(matrix), (Numbers{1, 2, 4, 5, 0, 0}));
     matrix.remove(1, 0);
-    EXPECT_EQ(elements(matrix), (std::vector<double>{2, 0}));
+    EXPECT_EQ(elements(matrix), (Numbers{2, 0}));
     matrix.diag(2, 3.0);
-    EXPECT_EQ(elements(matrix), (std::vector<double>{3, 0, 0, 3}));
-    matrix.cov(2, std::vector<double>{4, 9}.data());
-    EXPECT_EQ(elements(matrix), (std::vector<double>{4, 6, 6, 9}));
+    EXPECT_EQ(elements(matrix), (Numbers{3, 0, 0, 3}));
+    matrix.cov(2, Numbers{4, 9}.data());
+    EXPECT_EQ(elements(matrix), (Numbers{4, 6, 6, 9}));
     matrix.null();
-    EXPECT_EQ(elements(matrix), (std::vector<double>{0, 0, 0, 0}));
+    EXPECT_EQ(elements(matrix), (Numbers{0, 0, 0, 0}));
     matrix.clear();
     EXPECT_TRUE(matrix.isEmpty());
     EXPECT_EQ(matrix.Cols(), 0U);
 }
 
 TEST(NMatrix, Calculates) {
-    const Matrix a(2, 3, std::vector<double>{1, 2, 3, 4, 5, 6}.data());
+    const Matrix a(2, 3, Numbers{1, 2, 3, 4, 5, 6}.data());
     EXPECT_EQ(elements(a + a), elements(2 * a));
     EXPECT_EQ(elements(a - a * 0.5), elements(0.5 * a));
-    EXPECT_EQ(elements(a * a.getTranspose()), (std::vector<double>{14, 32, 32, 77}));
+    EXPECT_EQ(elements(a * a.getTranspose()), (Numbers{14, 32, 32, 77}));
     Matrix square = a * a.getTranspose();
     square *= square;
-    EXPECT_EQ(elements(square), (std::vector<double>{1220, 2912, 2912, 6953}));
+    EXPECT_EQ(elements(square), (Numbers{1220, 2912, 2912, 6953}));
     EXPECT_TRUE((a * a).isEmpty());
     EXPECT_TRUE((a + a.getTranspose()).isEmpty());
     EXPECT_TRUE((a - a.getTranspose()).isEmpty());
@@ -168,7 +161,7 @@ TEST(NMatrix, Calculates) {
 
 TEST(NMatrix, IsPrinted) {
     const std::string path = (qz::test::freshDirectory() / "matrix.txt").string();
-    const Matrix matrix(2, std::vector<double>{1, 2.5, -3, 4}.data());
+    const Matrix matrix(2, Numbers{1, 2.5, -3, 4}.data());
     fprint_matrix(path.c_str(), "wb", "first", matrix, "%.1f ");
     fprint_matrix(path.c_str(), "ab", "second", Matrix(1, 600), "%.0f,");
     std::string cut;

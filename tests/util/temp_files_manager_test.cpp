@@ -16,12 +16,6 @@ namespace {
 
 using CoreUtils::TempFilesManager;
 
-void create(const std::string& name) {
-    VFS_File* const file = VFS_open_write(name.c_str());
-    ASSERT_NE(file, nullptr);
-    VFS_close(file);
-}
-
 class TempFiles : public testing::Test {
 protected:
     void SetUp() override {
@@ -45,12 +39,12 @@ TEST_F(TempFiles, AreRemovedWithTheirManager) {
     {
         TempFilesManager manager;
         first = manager.newTempFile("a");
-        create(first);
+        qz::test::writeFile(first, "");
         manager.addTempFile("./Temp/never created");
         manager.addTempFile(std::string(1000, 'x'));
         second = "./Temp/given";
         manager.addTempFile(second);
-        create(second);
+        qz::test::writeFile(second, "");
         TempFilesManager moved = std::move(manager);
         TempFilesManager other;
         other = moved;
