@@ -36,6 +36,29 @@ else()
   pkg_check_modules(QZ_PHYSFS_PC REQUIRED IMPORTED_TARGET physfs)
   add_library(qz::physfs ALIAS PkgConfig::QZ_PHYSFS_PC)
 
+  # It has the functions of C++ exceptions as well; named first, the compiler's own runtime keeps them.
+  pkg_check_modules(QZ_UNWIND_PC REQUIRED IMPORTED_TARGET libunwind)
+  add_library(qz_unwind INTERFACE)
+  target_link_libraries(qz_unwind INTERFACE -Wl,--push-state,--no-as-needed -lgcc_s -Wl,--pop-state
+                        PkgConfig::QZ_UNWIND_PC)
+  add_library(qz::unwind ALIAS qz_unwind)
+
+  # Part of GCC, and linked in statically: found where that keeps its own files. The compiler's other
+  # headers there must not get in clang's way.
+  execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=libbacktrace.a
+    OUTPUT_VARIABLE QZ_BACKTRACE_LIBRARY OUTPUT_STRIP_TRAILING_WHITESPACE)
+  cmake_path(GET QZ_BACKTRACE_LIBRARY PARENT_PATH QZ_BACKTRACE_FOLDER)
+  if(NOT EXISTS ${QZ_BACKTRACE_FOLDER}/include/backtrace.h)
+    message(FATAL_ERROR "libbacktrace, which comes with GCC, was not found")
+  endif()
+  configure_file(${QZ_BACKTRACE_FOLDER}/include/backtrace.h
+    ${PROJECT_BINARY_DIR}/backtrace/backtrace.h COPYONLY)
+  add_library(qz_backtrace INTERFACE)
+  target_include_directories(qz_backtrace SYSTEM INTERFACE ${PROJECT_BINARY_DIR}/backtrace)
+  target_link_libraries(qz_backtrace INTERFACE ${QZ_BACKTRACE_LIBRARY})
+  target_link_options(qz_backtrace INTERFACE -Wl,--exclude-libs,libbacktrace.a)
+  add_library(qz::backtrace ALIAS qz_backtrace)
+
   add_library(qz_iconv INTERFACE) # part of the C library
   add_library(qz::iconv ALIAS qz_iconv)
 endif()

@@ -41,6 +41,7 @@ int threadsProcess = 0; // a child that was forked from it has the state, but no
 alignas(64) constinit std::atomic<std::uint32_t> lostMessages{0};
 
 QZ_thread* writerThread = nullptr;
+constinit std::atomic<std::uintptr_t> writerThreadId{0};
 platform::Semaphore writerThreadBegun;
 platform::Semaphore writerThreadEnded;
 
@@ -50,6 +51,7 @@ core::LogWriter& writer() {
 }
 
 void* runWriterThread(void*) {
+    writerThreadId.store(platform::currentThread(), std::memory_order_relaxed);
     writerThreadBegun.signal();
     platform::blockSignals(); // handlers are the host's business, and so is what they interrupt
     writer().run();
@@ -265,6 +267,17 @@ void core::closeLogAtUnload() {
     }
     writer().drain();
     writer().close();
+}
+
+void core::letLogCatchUp(std::chrono::milliseconds longest) {
+    constexpr std::chrono::milliseconds kStep{1};
+    if (writerThreadId.load(std::memory_order_relaxed) == platform::currentThread()) {
+        return;
+    }
+    while (longest.count() > 0 && isRunning() && !writer().isIdle()) {
+        platform::sleepFor(kStep);
+        longest -= kStep;
+    }
 }
 
 void core::rescueLogAtProcessEnd() {

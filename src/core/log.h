@@ -4,6 +4,8 @@
 #define QZ_LOG_NO_SHORT_NAMES
 #include "Core/Log.h"
 
+#include <chrono>
+
 // The printf-style call through which the library's own code logs.
 void qz_logf(const char* module, unsigned int level, const char* format, ...) QZ_PRINTF_LIKE(3, 4);
 
@@ -20,5 +22,10 @@ void closeLogAtUnload();
 // For the end of a process whose other threads were killed: hands the queued lines to the system,
 // and does nothing else.
 void rescueLogAtProcessEnd();
+
+// For the handler of a crash: waits until the writer thread has written what is queued, for so long
+// at most, and not at all if it is the writer thread that crashed. Takes no lock and allocates
+// nothing.
+void letLogCatchUp(std::chrono::milliseconds longest);
 
 } // namespace core

@@ -33,6 +33,9 @@ public:
         signal_.signal();
     }
 
+    // True if everything queued so far is written and the writer thread rests. Any thread.
+    bool isIdle() const { return signal_.isIdle(); }
+
     // The writer thread: until endThread was called or it meets a signal without a record.
     void run();
 

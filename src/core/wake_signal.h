@@ -38,6 +38,13 @@ public:
     // stands in for it when it has ended.
     std::int32_t take(std::int32_t most);
 
+    // True if there is no work, and the waiting thread has come back for more and found none. Any
+    // thread. In this order: it takes work only while it is awake.
+    bool isIdle() const {
+        return count_.load(std::memory_order_seq_cst) == 0 &&
+               state_.load(std::memory_order_seq_cst) != State::awake;
+    }
+
 private:
     enum class State : std::int32_t { awake, napping, asleep };
 

@@ -11,6 +11,9 @@ namespace platform {
 // The executable's directory without a separator at its end; nothing if the system does not tell.
 std::optional<std::string> executableDirectory();
 
+// The executable's file name; nothing if the system does not tell.
+std::optional<std::string> executableName();
+
 // The command line as one text; nothing if it is not valid text.
 std::optional<std::string> commandLine();
 

@@ -17,6 +17,7 @@ enum class FileAccess {
     read,   // an existing file
     write,  // created if missing; emptied by the time truncateFile has been called
     append, // created if missing
+    record, // as append; each write waits for the disk, and nobody else may even read
 };
 
 // Opens an ordinary file and, for writing, claims it: a second writer is refused before it can

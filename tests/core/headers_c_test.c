@@ -7,6 +7,7 @@
 
 #include "Core/Atomics.h"
 #include "Core/Clock.h"
+#include "Core/CrashReport.h"
 #include "Core/Environment.h"
 #include "Core/Hash.h"
 #include "Core/Log.h"

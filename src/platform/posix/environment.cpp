@@ -24,6 +24,13 @@ bool fits(const char* text, std::size_t units) {
     return length && *length < units;
 }
 
+std::optional<std::string> executablePath() {
+    char path[4096];
+    const ssize_t length = readlink("/proc/self/exe", path, sizeof path);
+    return length > 0 ? std::optional(std::string(path, static_cast<std::size_t>(length)))
+                      : std::nullopt;
+}
+
 std::vector<std::string> rawArguments() {
     std::ifstream file("/proc/self/cmdline", std::ios::binary);
     const std::string bytes{std::istreambuf_iterator<char>(file), {}};
@@ -55,13 +62,14 @@ std::string quoted(const std::string& argument) {
 } // namespace
 
 std::optional<std::string> executableDirectory() {
-    char path[4096];
-    const ssize_t length = readlink("/proc/self/exe", path, sizeof path);
-    if (length <= 0) {
-        return std::nullopt;
-    }
-    const std::string executable(path, static_cast<std::size_t>(length));
-    return executable.substr(0, executable.rfind('/'));
+    const auto executable = executablePath();
+    return executable ? std::optional(executable->substr(0, executable->rfind('/'))) : std::nullopt;
+}
+
+std::optional<std::string> executableName() {
+    const auto executable = executablePath();
+    return executable ? std::optional(executable->substr(executable->rfind('/') + 1))
+                      : std::nullopt;
 }
 
 std::optional<std::string> commandLine() {

@@ -41,7 +41,14 @@ auto uninterrupted(Call call) {
 int openFlags(FileAccess access) {
     // Opening a pipe would wait for its other end without O_NONBLOCK, which ordinary files ignore.
     constexpr int kCommon = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
-    return access == FileAccess::read ? O_RDONLY | kCommon : O_WRONLY | O_CREAT | kCommon;
+    switch (access) {
+    case FileAccess::read:
+        return O_RDONLY | kCommon;
+    case FileAccess::record:
+        return O_WRONLY | O_CREAT | O_APPEND | O_DSYNC | kCommon;
+    default:
+        return O_WRONLY | O_CREAT | kCommon;
+    }
 }
 
 // What the handle's operations promise (a position, a size, no waiting) only ordinary files keep.

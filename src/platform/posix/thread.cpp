@@ -1,6 +1,8 @@
 #include "platform/thread.h"
 
 #include <limits.h>
+#include "platform/posix/alternate_stack.h"
+
 #include <pthread.h>
 #include <sched.h>
 #include <semaphore.h>
@@ -24,6 +26,7 @@ struct Start {
 
 void* runThread(void* given) {
     const Start start = *std::unique_ptr<Start>(static_cast<Start*>(given));
+    const AlternateStack stack;
     start.entry(start.argument);
     return nullptr;
 }

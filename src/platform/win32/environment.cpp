@@ -27,6 +27,19 @@ std::optional<std::string> toText(const wchar_t* wide) {
     return text;
 }
 
+class ExecutablePath {
+public:
+    ExecutablePath() : length_(GetModuleFileNameW(GetModuleHandleW(nullptr), path_, MAX_PATH)) {}
+
+    bool isKnown() const { return length_ > 0 && length_ < MAX_PATH; }
+    const wchar_t* text() const { return path_; }
+    wchar_t* lastSeparator() { return isKnown() ? std::wcsrchr(path_, L'\\') : nullptr; }
+
+private:
+    wchar_t path_[MAX_PATH];
+    DWORD length_;
+};
+
 // Environment texts are too long for the stack.
 using WideBuffer = std::unique_ptr<wchar_t[]>;
 
@@ -37,15 +50,21 @@ WideBuffer makeBuffer(std::size_t units) {
 } // namespace
 
 std::optional<std::string> executableDirectory() {
-    wchar_t path[MAX_PATH];
-    const DWORD length = GetModuleFileNameW(GetModuleHandleW(nullptr), path, MAX_PATH);
-    if (length == 0 || length == MAX_PATH) {
+    ExecutablePath path;
+    if (!path.isKnown()) {
         return std::nullopt;
     }
-    if (wchar_t* separator = std::wcsrchr(path, L'\\')) {
+    if (wchar_t* separator = path.lastSeparator()) {
         *separator = 0;
     }
-    return toText(path);
+    return toText(path.text());
+}
+
+std::optional<std::string> executableName() {
+    ExecutablePath path;
+    const wchar_t* separator = path.lastSeparator();
+    return path.isKnown() ? toText(separator != nullptr ? separator + 1 : path.text())
+                          : std::nullopt;
 }
 
 std::optional<std::string> commandLine() {

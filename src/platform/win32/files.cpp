@@ -191,14 +191,18 @@ bool list(Listing listing, NameCallback callback, void* context) {
 
 FileHandle openFile(const char* path, FileAccess access, SystemError& error) {
     const DWORD rights = access == FileAccess::read ? GENERIC_READ : GENERIC_WRITE;
+    const bool isRecord = access == FileAccess::record;
+    const DWORD sharing = isRecord ? 0 : FILE_SHARE_READ;
+    const DWORD attributes =
+        isRecord ? FILE_ATTRIBUTE_NORMAL | FILE_FLAG_WRITE_THROUGH : FILE_ATTRIBUTE_NORMAL;
     const HANDLE file = SystemPath(path).call(
         [&](const wchar_t* wide) {
-            return CreateFileW(wide, rights, FILE_SHARE_READ, nullptr, disposition(access),
-                               FILE_ATTRIBUTE_NORMAL, nullptr);
+            return CreateFileW(wide, rights, sharing, nullptr, disposition(access), attributes,
+                               nullptr);
         },
         [&](const char* bytes) {
-            return CreateFileA(bytes, rights, FILE_SHARE_READ, nullptr, disposition(access),
-                               FILE_ATTRIBUTE_NORMAL, nullptr);
+            return CreateFileA(bytes, rights, sharing, nullptr, disposition(access), attributes,
+                               nullptr);
         });
     if (file == INVALID_HANDLE_VALUE) {
         error = GetLastError();

@@ -1,5 +1,7 @@
 #include "platform/thread.h"
 
+#include "platform/win32/fault_stack.h"
+
 #include <windows.h>
 
 #include <process.h>
@@ -19,6 +21,7 @@ struct Start {
 
 unsigned __stdcall runThread(void* given) {
     const Start start = *std::unique_ptr<Start>(static_cast<Start*>(given));
+    keepStackForFaults();
     start.entry(start.argument);
     return 0;
 }

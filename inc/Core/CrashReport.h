@@ -1,0 +1,67 @@
+/* Crash reports: what the process died of, and where.
+ *
+ * When the process dies of a fault that nobody handles (a bad pointer, a division by zero, a stack
+ * that overflows, abort() and the like), a text file is left with the fault, the module and one
+ * line for each stack frame, innermost first, with symbol and source line where debugging
+ * information can be read. After that the handler that was there before runs, or what the system
+ * does by itself: a core dump, a dialogue. bt_retrace reads such reports later, when symbols may be
+ * at hand that were not, and writes an annotated copy beside each. docs/formats/crash-report.md has
+ * the format.
+ *
+ * What counts as a fault: on Windows what reaches the unhandled-exception filter, and abort() of
+ * the C runtime that the library uses; on Linux SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS
+ * and SIGABRT, under the names that the other system has for them.
+ *
+ * Before the handler passes on, the log's writer thread gets up to a second to write what is
+ * queued.
+ */
+#ifndef QZCORE_CORE_CRASHREPORT_H
+#define QZCORE_CORE_CRASHREPORT_H
+
+#include "Core/Export.h"
+
+QZ_EXTERN_C_BEGIN
+
+struct _EXCEPTION_POINTERS;
+
+/* What windows.h calls LPTOP_LEVEL_EXCEPTION_FILTER. On Linux it is the handler that SIGSEGV had,
+ * to be compared and not to be called; null where that was the default. */
+typedef long (*bt_filter)(struct _EXCEPTION_POINTERS* exception);
+
+/* Installs the crash handler and returns the filter that it replaces, which runs after it.
+ *
+ * Reports are named "<prefix>-<date>-<time>.crash", with the time of the crash in UTC, as in
+ * game-20260101-120000.crash; the prefix (UTF-8, cut at 259 bytes) may begin with a path, and else
+ * the file goes to the current directory, the one at the time of the crash. Null stands for the
+ * executable's file name without its directory and without the part from its last point on.
+ *
+ * Call it early, from the main thread. A second call only changes the prefix and returns null. The
+ * library stays loaded from then on. Not for use by two threads at once.
+ *
+ * On Linux a thread whose stack overflows needs another stack to report that. The thread that calls
+ * bt_init has one then, and so have all threads that the library's functions start; other threads
+ * may set one with sigaltstack (64 KiB are plenty), or they die of an overflow without a report. */
+QZ_API bt_filter bt_init(const char* prefix);
+
+/* Takes the handler away and puts back the one that was there before bt_init. Does nothing when
+ * none is installed. */
+QZ_API void bt_fini(void);
+
+/* Writes an annotated copy, "<report>.info", beside each report that has none yet: every file whose
+ * path is `directory` followed by any text that ends in ".crash". So `directory` (UTF-8) must end
+ * with a separator, or what follows the last one is how names begin.
+ *
+ * In the copy each frame is looked up anew. A frame counts as known by the section, offset and
+ * module path that its line carries, in the file of that name, which is read and never run; a line
+ * without them is found by its address if the rest of the report tells which module lay there.
+ * Where that fails, because the file is gone, is younger than the crash, or contradicts the line,
+ * the line keeps its text and says so. It never names a symbol that may be the wrong one.
+ *
+ * Returns the number of copies written; 0 if there is nothing to do; -1 if the system's debugging
+ * help cannot be used. Reports that cannot be read, or are larger than 64 MiB, are skipped, and so
+ * are copies that cannot be written. Any thread; one call at a time does its work. */
+QZ_API int bt_retrace(const char* directory);
+
+QZ_EXTERN_C_END
+
+#endif

@@ -1,0 +1,170 @@
+#include "Core/CrashReport.h"
+
+#include "core/crash_text.h"
+#include "core/log.h"
+#include "platform/crash.h"
+#include "platform/environment.h"
+#include "platform/files.h"
+#include "platform/library.h"
+#include "platform/symbols.h"
+
+#include <chrono>
+#include <cstring>
+#include <exception>
+#include <string>
+#include <string_view>
+
+namespace {
+
+using core::CrashLine;
+
+constexpr std::size_t kLongestPrefix = 259;
+constexpr std::chrono::milliseconds kLogMoment{1000};
+
+// An endless recursion has more frames than anybody reads or a disk likes to hold.
+constexpr int kMostFrames = 4096;
+
+constinit char prefix[kLongestPrefix + 1] = "";
+constinit bool isInstalled = false;
+
+// Lines go to the file one by one as long as each costs something to get at, and later many at
+// once.
+class ReportFile {
+public:
+    explicit ReportFile(const char* path)
+        : file_(platform::openFile(path, platform::FileAccess::record, error_)) {
+        if (isOpen()) {
+            platform::seekFileEnd(file_);
+        }
+    }
+    ~ReportFile() {
+        if (isOpen()) {
+            flush();
+            platform::closeFile(file_);
+        }
+    }
+    ReportFile(const ReportFile&) = delete;
+    ReportFile& operator=(const ReportFile&) = delete;
+
+    bool isOpen() const { return file_ != platform::kNoFile; }
+
+    void write(CrashLine& line) {
+        const std::string_view text = line.end().text();
+        if (used_ + text.size() > sizeof buffer_) {
+            flush();
+        }
+        std::memcpy(buffer_ + used_, text.data(), text.size());
+        used_ += text.size();
+        if (++lines_ <= kWrittenAtOnce) {
+            flush();
+        }
+    }
+
+private:
+    static constexpr int kWrittenAtOnce = 64;
+
+    void flush() {
+        platform::writeFile(file_, buffer_, used_, error_);
+        used_ = 0;
+    }
+
+    platform::SystemError error_ = 0;
+    platform::FileHandle file_;
+    int lines_ = 0;
+    std::size_t used_ = 0;
+    char buffer_[4096];
+};
+
+// What a report needs, outside the stack of which there may be little.
+struct Workplace {
+    ReportFile* file;
+    int frames;
+    platform::ModulePlace place;
+    platform::SourcePlace source;
+};
+constinit Workplace workplace{};
+
+bool writeFrame(void*, const platform::StackFrame& frame) {
+    if (++workplace.frames > kMostFrames) {
+        return false;
+    }
+    workplace.source = {};
+    platform::findModule(frame.address, workplace.place);
+    if (workplace.place.section != 0) {
+        platform::findSource(frame.address, frame.isReturnAddress, workplace.source);
+    }
+    CrashLine line;
+    line.hex(static_cast<std::uint32_t>(frame.address), 8).add(" ");
+    line.hex(static_cast<std::uint32_t>(frame.frame), 8).add(" ");
+    core::addLocation(line, workplace.place, workplace.source);
+    workplace.file->write(line);
+    return true;
+}
+
+void writeHeader(const platform::Fault& fault, std::string_view stamp) {
+    const platform::ModulePlace& place = workplace.place;
+    platform::findModule(fault.address, workplace.place);
+    CrashLine title;
+    workplace.file->write(title.add("# -------------- ").add(stamp).add(" --------------"));
+    CrashLine module;
+    workplace.file->write(module.add(place.module));
+    CrashLine cause;
+    cause.add("# ").hex(fault.code, 8).add(" ").add(core::faultName(fault.code));
+    cause.add(" at ").hex(static_cast<std::uint32_t>(fault.address), 8).add(" ");
+    workplace.file->write(cause.hex(place.section, 2).add(":").hex(place.offset, 8));
+}
+
+void writeReport(const platform::Fault& fault) {
+    CrashLine stamp;
+    core::addTimeStamp(stamp, platform::systemTime());
+    CrashLine path;
+    path.add(prefix).add("-").add(stamp.text()).add(".crash");
+    ReportFile file(path.terminated());
+    if (file.isOpen()) {
+        workplace.file = &file;
+        workplace.frames = 0;
+        writeHeader(fault, stamp.text());
+        platform::walkStack(fault, writeFrame, nullptr);
+    }
+}
+
+void onFault(const platform::Fault& fault) {
+    writeReport(fault);
+    core::letLogCatchUp(kLogMoment);
+}
+
+// Not in the middle of a character.
+void setPrefix(std::string_view text) {
+    std::size_t length = std::min(text.size(), kLongestPrefix);
+    if (length < text.size()) {
+        while (length > 0 && (static_cast<unsigned char>(text[length]) & 0xC0U) == 0x80) {
+            --length;
+        }
+    }
+    std::memcpy(prefix, text.data(), length);
+    prefix[length] = 0;
+}
+
+std::string programName() {
+    const std::string name = platform::executableName().value_or("program");
+    return name.substr(0, name.rfind('.'));
+}
+
+} // namespace
+
+bt_filter bt_init(const char* given) {
+    setPrefix(given != nullptr ? std::string(given) : programName());
+    if (isInstalled) {
+        return nullptr;
+    }
+    platform::keepLibraryLoaded(); // the system calls the handler whatever became of the library
+    isInstalled = true;
+    return reinterpret_cast<bt_filter>(platform::installFaultFunction(onFault));
+}
+
+void bt_fini() {
+    if (isInstalled) {
+        isInstalled = false;
+        platform::removeFaultFunction();
+    }
+}

@@ -1,0 +1,298 @@
+#include "Core/CrashReport.h"
+#include "core/crash_lines.h"
+#include "core/crash_modules.h"
+#include "core/crash_text.h"
+#include "platform/files.h"
+#include "platform/symbols.h"
+#include "platform/whole_file.h"
+
+#include <cxxabi.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace {
+
+using core::LineCursor;
+using platform::ModuleFile;
+
+constexpr std::size_t kHeadLimit = 260;
+constexpr std::size_t kFrameLimit = 1040;
+constexpr std::int64_t kLargestReport = std::int64_t{64} << 20;
+constexpr std::string_view kReportEnding = ".crash";
+constexpr std::string_view kCopyEnding = ".info";
+
+bool isComment(std::string_view line) {
+    return !line.empty() && line[0] == '#';
+}
+
+// "ns::f(int) const" to "ns::f": the place is what counts, and the parentheses follow anyway.
+void dropParameters(std::string& name) {
+    const std::size_t close = name.rfind(')');
+    if (close == std::string::npos) {
+        return;
+    }
+    int depth = 0;
+    for (std::size_t i = close + 1; i-- > 0;) {
+        depth += name[i] == ')' ? 1 : 0;
+        depth -= name[i] == '(' ? 1 : 0;
+        if (depth == 0) {
+            name.resize(i > 0 ? i : name.size());
+            return;
+        }
+    }
+}
+
+// Symbols of C++ as people write them.
+void makeReadable(platform::SourcePlace& source) {
+    if (std::strncmp(source.symbol, "_Z", 2) != 0) {
+        return;
+    }
+    int status = 0;
+    const std::unique_ptr<char, decltype(&std::free)> text(
+        abi::__cxa_demangle(source.symbol, nullptr, nullptr, &status), &std::free);
+    if (status == 0 && text != nullptr) {
+        std::string name(text.get());
+        dropParameters(name);
+        source.symbol[name.copy(source.symbol, sizeof source.symbol - 1)] = 0;
+    }
+}
+
+// A frame as the report tells it, found again in its module's file.
+struct Position {
+    ModuleFile* file = nullptr;
+    std::string_view path;
+    std::uint32_t address = 0; // from the module's beginning
+    const char* problem = nullptr;
+};
+
+class Retrace {
+public:
+    Retrace(std::string_view report, core::ModuleFiles& files) : report_(report), files_(files) {
+        learnBases();
+    }
+
+    std::string copy();
+
+private:
+    void learnBases();
+    Position locate(unsigned section, std::uint32_t offset, std::string_view text,
+                    std::uint32_t address);
+    Position locate(const core::FrameLine& frame);
+    void learn(const Position& position, std::uint32_t address);
+    void writeFrame(const LineCursor::Line& line, bool isReturnAddress);
+    void write(const core::FrameLine& frame, std::string_view text, std::string_view remark);
+    bool writeFound(const core::FrameLine& frame, const Position& position, bool isReturnAddress);
+
+    std::string_view report_;
+    core::ModuleFiles& files_;
+    core::ModuleBases bases_;
+    std::optional<std::int64_t> crashTime_;
+    std::string copy_;
+};
+
+Position Retrace::locate(unsigned section, std::uint32_t offset, std::string_view text,
+                         std::uint32_t address) {
+    Position position;
+    position.file = text.empty() ? nullptr : files_.find(text, position.path);
+    if (text.empty()) {
+        position.problem = "in no module";
+    } else if (position.file == nullptr) {
+        position.problem = "no such module here";
+    } else if (crashTime_ && position.file->changeTime() > *crashTime_) {
+        position.problem = "the module is younger than the crash";
+    } else if (!position.file->addressOf(section, offset, position.address)) {
+        position.problem = "the module has no such place";
+    } else if (!position.file->mayBeginAt(address - position.address)) {
+        position.problem = "the module could not have been there";
+    }
+    return position;
+}
+
+Position Retrace::locate(const core::FrameLine& frame) {
+    core::LocatedText location;
+    if (core::parseLocation(frame.text, location)) {
+        return locate(location.section, location.offset, location.rest, frame.address);
+    }
+    const core::ModuleBases::Found found = bases_.find(frame.address);
+    Position position{found.file, found.path, found.address, nullptr};
+    if (found.file == nullptr) {
+        position.problem = "nothing tells what was there";
+    }
+    return position;
+}
+
+void Retrace::learn(const Position& position, std::uint32_t address) {
+    if (position.problem == nullptr) {
+        bases_.add(*position.file, position.path, address - position.address);
+    }
+}
+
+// What the report tells about the modules' addresses, for lines that tell nothing but theirs.
+void Retrace::learnBases() {
+    LineCursor lines(report_);
+    std::string_view lastPlain;
+    for (LineCursor::Line line; lines.next(kFrameLimit, line);) {
+        core::CauseLine cause;
+        core::FrameLine frame;
+        core::LocatedText location;
+        if (const std::int64_t time = core::parseTitle(line.text); time >= 0) {
+            crashTime_ = crashTime_.value_or(time);
+        } else if (core::parseCause(line.text, cause)) {
+            learn(locate(cause.section, cause.offset, lastPlain, cause.address), cause.address);
+        } else if (core::parseFrame(line.text, frame) &&
+                   core::parseLocation(frame.text, location)) {
+            learn(locate(frame), frame.address);
+        }
+        lastPlain = isComment(line.text) ? lastPlain : line.text;
+    }
+}
+
+std::string Retrace::copy() {
+    LineCursor lines(report_);
+    LineCursor::Line line;
+    bool isInHead = true;
+    while (isInHead && lines.next(kHeadLimit, line)) {
+        isInHead = isComment(line.text);
+        if (isInHead) {
+            copy_ += line.whole;
+        } else {
+            copy_.append(line.text).append(line.cut).append("\n");
+        }
+    }
+    bool isReturnAddress = false; // the first one is the fault's own
+    while (lines.next(kFrameLimit, line)) {
+        if (isComment(line.text)) {
+            core::CauseLine cause;
+            copy_ += line.whole;
+            isReturnAddress = isReturnAddress && !core::parseCause(line.text, cause);
+        } else {
+            writeFrame(line, isReturnAddress);
+            isReturnAddress = true;
+        }
+    }
+    return std::move(copy_);
+}
+
+void Retrace::writeFrame(const LineCursor::Line& line, bool isReturnAddress) {
+    core::FrameLine frame;
+    if (!core::parseFrame(line.text, frame)) {
+        copy_.append("#INVALID LINE: ").append(line.text).append(line.cut).append("\n");
+        return;
+    }
+    const Position position = locate(frame);
+    if (position.problem != nullptr) {
+        write(frame, frame.text, position.problem);
+    } else if (!writeFound(frame, position, isReturnAddress)) {
+        write(frame, frame.text, {});
+    }
+}
+
+void Retrace::write(const core::FrameLine& frame, std::string_view text, std::string_view remark) {
+    core::CrashLine numbers;
+    copy_ += numbers.hex(frame.address, 8).add(" ").hex(frame.frame, 8).add(" ").text();
+    copy_ += text;
+    if (!remark.empty()) {
+        copy_.append(text.empty() || text.back() == ' ' ? "" : " ");
+        copy_.append("(not retraced: ").append(remark).append(")");
+    }
+    copy_ += '\n';
+}
+
+// False if no more is known than before.
+bool Retrace::writeFound(const core::FrameLine& frame, const Position& position,
+                         bool isReturnAddress) {
+    platform::SourcePlace source;
+    position.file->source(position.address, isReturnAddress, source);
+    core::LocatedText location;
+    if (source.symbol[0] == 0 && source.file[0] == 0 && core::parseLocation(frame.text, location)) {
+        return false;
+    }
+    makeReadable(source);
+    platform::ModulePlace place;
+    position.file->placeOf(position.address, place.section, place.offset);
+    place.module[position.path.copy(place.module, sizeof place.module - 1)] = 0;
+    core::CrashLine text;
+    core::addLocation(text, place, source);
+    write(frame, text.text(), {});
+    return true;
+}
+
+// Nothing if it cannot be read.
+std::optional<std::string> readReport(const std::string& path) {
+    platform::SystemError error = 0;
+    const platform::FileHandle file =
+        platform::openFile(path.c_str(), platform::FileAccess::read, error);
+    if (file == platform::kNoFile) {
+        return std::nullopt;
+    }
+    std::optional<std::string> text;
+    std::int64_t size = 0;
+    if (platform::sizeFile(file, size) == 0 && size <= kLargestReport) {
+        text.emplace(static_cast<std::size_t>(size), '\0');
+        text->resize(platform::readFile(file, text->data(), text->size(), error));
+        text = error == 0 ? std::move(text) : std::nullopt;
+    }
+    platform::closeFile(file);
+    return text;
+}
+
+bool retraceReport(const std::string& path, core::ModuleFiles& files) {
+    const std::string copyPath = path + std::string(kCopyEnding);
+    if (platform::pathKind(copyPath.c_str()) != platform::PathKind::missing) {
+        return false;
+    }
+    const std::optional<std::string> report = readReport(path);
+    return report && platform::replaceContents(copyPath.c_str(), Retrace(*report, files).copy());
+}
+
+struct Listing {
+    std::string_view begin; // of the names
+    std::vector<std::string> names;
+};
+
+void addReport(void* context, const char* name) {
+    auto& listing = *static_cast<Listing*>(context);
+    const std::string_view text(name);
+    if (text.size() >= listing.begin.size() + kReportEnding.size() &&
+        text.starts_with(listing.begin) && text.ends_with(kReportEnding)) {
+        listing.names.emplace_back(text);
+    }
+}
+
+int retraceAll(std::string_view pattern) {
+    const std::size_t nameBegin = pattern.find_last_of("/\\") + 1;
+    const std::string folder(pattern.substr(0, nameBegin));
+    Listing listing{pattern.substr(nameBegin), {}};
+    platform::listDirectory(folder.empty() ? "." : folder.c_str(), addReport, &listing);
+    if (!platform::openSymbolFiles()) {
+        return -1;
+    }
+    core::ModuleFiles files;
+    int count = 0;
+    for (const std::string& name : listing.names) {
+        count += retraceReport(folder + name, files) ? 1 : 0;
+    }
+    return count;
+}
+
+} // namespace
+
+int bt_retrace(const char* directory) {
+    if (directory == nullptr) {
+        return 0;
+    }
+    try {
+        static std::mutex mutex; // one conversation with the system's symbol reader at a time
+        const std::lock_guard lock(mutex);
+        return retraceAll(directory);
+    } catch (const std::exception&) {
+        return -1; // out of memory
+    }
+}

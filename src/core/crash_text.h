@@ -1,0 +1,47 @@
+// How crash reports are worded.
+#pragma once
+
+#include "platform/symbols.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+namespace core {
+
+// A line that is put together without the C library, whose formatting may allocate. What does not
+// fit is cut, but for the line's end.
+class CrashLine {
+public:
+    std::string_view text() const { return {text_, length_}; }
+    const char* terminated() {
+        text_[length_] = 0;
+        return text_;
+    }
+
+    CrashLine& add(std::string_view text);
+    CrashLine& hex(std::uint64_t value, unsigned digits = 1);
+    CrashLine& decimal(std::uint64_t value, unsigned digits = 1);
+    CrashLine& end();
+
+private:
+    static constexpr std::size_t kRoom = 1024;
+
+    CrashLine& number(std::uint64_t value, unsigned base, unsigned digits);
+
+    char text_[kRoom];
+    std::size_t length_ = 0;
+};
+
+// "YYYYMMDD-hhmmss", and back: -1 if it is none.
+void addTimeStamp(CrashLine& line, std::int64_t time);
+std::int64_t readTimeStamp(std::string_view stamp);
+
+// "section:offset module symbol()+displacement file:line", as far as known.
+void addLocation(CrashLine& line, const platform::ModulePlace& place,
+                 const platform::SourcePlace& source);
+
+// The name of an exception; valid until the next call.
+const char* faultName(std::uint32_t code);
+
+} // namespace core

@@ -1,0 +1,46 @@
+// A stack for the handling of faults: one that overflowed cannot be used for it.
+#pragma once
+
+#include <csignal>
+#include <cstddef>
+
+namespace platform {
+
+// Enough for the walk and for reading debugging information (16 KiB) beneath the registers that the
+// largest processors save.
+inline constexpr std::size_t kAlternateStackSize = 65536;
+
+// Makes memory the alternate stack of the calling thread unless it has one that will do: the
+// sanitizers give it one, and so may the host. False if it was left as it was.
+inline bool useAlternateStack(void* memory, stack_t& before) {
+    constexpr std::size_t kWillDo = 24576;
+    if (sigaltstack(nullptr, &before) != 0 ||
+        ((before.ss_flags & SS_DISABLE) == 0 && before.ss_size >= kWillDo)) {
+        return false;
+    }
+    stack_t stack{};
+    stack.ss_sp = memory;
+    stack.ss_size = kAlternateStackSize;
+    return sigaltstack(&stack, nullptr) == 0;
+}
+
+// For a thread's first function: the far end of the very stack that may overflow at its other one.
+class AlternateStack {
+public:
+    // The memory is touched when it is needed.
+    AlternateStack() : isMine_(useAlternateStack(memory_, before_)) {} // NOLINT: see above
+    ~AlternateStack() {
+        if (isMine_) {
+            sigaltstack(&before_, nullptr);
+        }
+    }
+    AlternateStack(const AlternateStack&) = delete;
+    AlternateStack& operator=(const AlternateStack&) = delete;
+
+private:
+    alignas(16) char memory_[kAlternateStackSize];
+    stack_t before_;
+    bool isMine_;
+};
+
+} // namespace platform

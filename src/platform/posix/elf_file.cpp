@@ -1,0 +1,102 @@
+#include "platform/posix/elf_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+
+namespace platform {
+
+namespace {
+
+constexpr std::uint64_t kPage = 4096;
+
+constexpr std::uint64_t pageOf(std::uint64_t address) {
+    return address & ~(kPage - 1);
+}
+
+// Thread-local storage has addresses of its own that overlap those of the sections behind it.
+bool isInMemory(const Elf64_Shdr& section) {
+    const bool isThreadLocal = (section.sh_flags & SHF_TLS) != 0 && section.sh_type == SHT_NOBITS;
+    return (section.sh_flags & SHF_ALLOC) != 0 && !isThreadLocal;
+}
+
+} // namespace
+
+ElfFile::ElfFile(const char* path)
+    : file_(::open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK)) {
+    isOpen_ = file_ >= 0 && readHeader() && readSegments();
+}
+
+ElfFile::~ElfFile() {
+    if (file_ >= 0) {
+        ::close(file_);
+    }
+}
+
+bool ElfFile::read(void* buffer, std::size_t count, std::uint64_t offset) const {
+    return pread(file_, buffer, count, static_cast<off_t>(offset)) == static_cast<ssize_t>(count);
+}
+
+bool ElfFile::readHeader() {
+    struct stat status {};
+    if (fstat(file_, &status) != 0 || !S_ISREG(status.st_mode) ||
+        !read(&header_, sizeof header_, 0)) {
+        return false;
+    }
+    changeTime_ = status.st_mtim.tv_sec;
+    return std::memcmp(header_.e_ident, ELFMAG, SELFMAG) == 0 &&
+           header_.e_ident[EI_CLASS] == ELFCLASS64 && header_.e_ident[EI_DATA] == ELFDATA2LSB &&
+           (header_.e_type == ET_EXEC || header_.e_type == ET_DYN);
+}
+
+bool ElfFile::readSegments() {
+    std::uint64_t begin = UINT64_MAX;
+    std::uint64_t end = 0;
+    for (unsigned i = 0; i < header_.e_phnum; ++i) {
+        Elf64_Phdr segment;
+        if (!read(&segment, sizeof segment, header_.e_phoff + i * sizeof segment)) {
+            return false;
+        }
+        if (segment.p_type == PT_LOAD) {
+            begin = std::min(begin, pageOf(segment.p_vaddr));
+            end = std::max(end, segment.p_vaddr + segment.p_memsz);
+        }
+    }
+    loadAddress_ = begin;
+    size_ = end - begin;
+    return begin < end;
+}
+
+bool ElfFile::section(unsigned number, Elf64_Shdr& section) const {
+    return number > 0 && number < header_.e_shnum && header_.e_shentsize == sizeof section &&
+           read(&section, sizeof section, header_.e_shoff + number * sizeof section) &&
+           isInMemory(section);
+}
+
+unsigned ElfFile::sectionAt(std::uint64_t address, std::uint32_t& offset) const {
+    for (unsigned i = 1; i < header_.e_shnum; ++i) {
+        Elf64_Shdr found;
+        if (section(i, found) && address - found.sh_addr < found.sh_size) {
+            offset = static_cast<std::uint32_t>(address - found.sh_addr);
+            return i;
+        }
+    }
+    return 0;
+}
+
+bool ElfFile::beginsLike(const void* memory) const {
+    char piece[512];
+    for (std::uint64_t done = 0; done < kPage; done += sizeof piece) {
+        const ssize_t count = pread(file_, piece, sizeof piece, static_cast<off_t>(done));
+        if (count < 0 || std::memcmp(piece, static_cast<const char*>(memory) + done,
+                                     static_cast<std::size_t>(count)) != 0) {
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace platform

@@ -1,0 +1,42 @@
+// One crash report at a time, whatever happens meanwhile.
+#pragma once
+
+#include "platform/thread.h"
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+
+namespace platform {
+
+// The right to write a report. The first thread that crashes has it; others wait for their turn,
+// for a limited time, because the first one may be stuck. Trivial to make and never destroyed, and
+// safe in a signal handler.
+class ReportTurn {
+public:
+    // True while the calling thread has the turn: what it meets now is a fault of the handler
+    // itself.
+    bool isMine() const { return holder_.load(std::memory_order_relaxed) == currentThread(); }
+
+    // False if others did not end in time.
+    bool take() {
+        constexpr std::chrono::milliseconds kStep{5};
+        for (std::chrono::milliseconds left = kLongestWait; left.count() > 0; left -= kStep) {
+            std::uintptr_t nobody = 0;
+            if (holder_.compare_exchange_strong(nobody, currentThread())) {
+                return true;
+            }
+            sleepFor(kStep);
+        }
+        return false;
+    }
+
+    void giveBack() { holder_.store(0, std::memory_order_release); }
+
+private:
+    static constexpr std::chrono::seconds kLongestWait{30};
+
+    std::atomic<std::uintptr_t> holder_{0};
+};
+
+} // namespace platform

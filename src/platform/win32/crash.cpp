@@ -1,0 +1,223 @@
+#include "platform/crash.h"
+
+#include "platform/report_turn.h"
+#include "platform/thread.h"
+#include "platform/win32/fault_stack.h"
+#include "platform/win32/symbols.h"
+#include "platform/win32/wide.h"
+
+#include <windows.h>
+
+// After windows.h, which it needs.
+#include <dbghelp.h>
+
+#include <atomic>
+#include <csignal>
+#include <iterator>
+
+namespace platform {
+
+namespace {
+
+struct Registers {
+    const CONTEXT* context;
+    DWORD thread;
+};
+
+using AbortFunction = void (*)(int);
+
+constinit std::atomic<FaultFunction> faultFunction{nullptr};
+constinit LPTOP_LEVEL_EXCEPTION_FILTER previousFilter = nullptr;
+constinit AbortFunction previousAbort = SIG_DFL;
+constinit ReportTurn turn;
+
+Semaphore helperRequest;
+Semaphore helperDone;
+
+// Reports on behalf of a thread that has no stack left for it.
+class Helper {
+public:
+    void start() {
+        if (thread_ == 0 && helperRequest.create(0) && helperDone.create(0)) {
+            Thread thread;
+            if (startThread(thread, run, this)) {
+                thread_ = thread.native; // runs until the process ends
+            }
+        }
+    }
+
+    bool isRunning() const { return thread_ != 0; }
+    bool isMe() const { return id_.load() == currentThread(); }
+
+    void report(const Fault& fault) {
+        constexpr std::chrono::seconds kLongestWait{25};
+        fault_ = fault;
+        helperRequest.signal();
+        helperDone.waitFor(kLongestWait);
+    }
+
+private:
+    static void run(void* given) {
+        auto& self = *static_cast<Helper*>(given);
+        self.id_.store(currentThread());
+        while (helperRequest.wait() == 0) {
+            faultFunction.load()(self.fault_);
+            helperDone.signal();
+        }
+    }
+
+    std::uintptr_t thread_ = 0;
+    std::atomic<std::uintptr_t> id_{0};
+    Fault fault_;
+};
+
+constinit Helper helper;
+
+void report(const Fault& fault) {
+    if (turn.isMine() || helper.isMe() || !turn.take()) {
+        return;
+    }
+    if (fault.code == fault_code::kStackOverflow && helper.isRunning()) {
+        helper.report(fault);
+    } else {
+        faultFunction.load()(fault);
+    }
+    turn.giveBack();
+}
+
+LONG WINAPI onException(EXCEPTION_POINTERS* exception) {
+    const EXCEPTION_RECORD& record = *exception->ExceptionRecord;
+    Registers registers{exception->ContextRecord, GetCurrentThreadId()};
+    const auto address = reinterpret_cast<std::uintptr_t>(record.ExceptionAddress);
+    const bool isFetch = record.ExceptionCode == EXCEPTION_ACCESS_VIOLATION &&
+                         record.NumberParameters >= 2 && record.ExceptionInformation[1] == address;
+    report({static_cast<std::uint32_t>(record.ExceptionCode), address, &registers, isFetch});
+    return previousFilter != nullptr ? previousFilter(exception) : EXCEPTION_CONTINUE_SEARCH;
+}
+
+HMODULE moduleOf(DWORD64 address) {
+    void* module = nullptr;
+    RtlPcToFileHeader(reinterpret_cast<void*>(address), &module);
+    return static_cast<HMODULE>(module);
+}
+
+// To the caller of the first function in this library.
+void leaveLibrary(CONTEXT& context) {
+    const HMODULE library = moduleOf(context.Rip);
+    while (context.Rip != 0 && moduleOf(context.Rip) == library) {
+        DWORD64 base = 0;
+        PRUNTIME_FUNCTION entry = RtlLookupFunctionEntry(context.Rip, &base, nullptr);
+        if (entry == nullptr) {
+            return;
+        }
+        void* data = nullptr;
+        DWORD64 frame = 0;
+        RtlVirtualUnwind(UNW_FLAG_NHANDLER, base, context.Rip, entry, &context, &data, &frame,
+                         nullptr);
+    }
+}
+
+// abort() does not come past the filter.
+void onAbort(int signal) {
+    CONTEXT context;
+    RtlCaptureContext(&context);
+    leaveLibrary(context);
+    Registers registers{&context, GetCurrentThreadId()};
+    report({fault_code::kAbort, static_cast<std::uintptr_t>(context.Rip), &registers, false});
+    if (previousAbort != SIG_DFL && previousAbort != SIG_IGN) {
+        previousAbort(signal);
+    }
+}
+
+// Nothing is known about the place that was jumped to, but a call has left its return address.
+bool leaveNowhere(CONTEXT& context, HANDLE process) {
+    SIZE_T count = 0;
+    DWORD64 caller = 0;
+    if (!ReadProcessMemory(process, reinterpret_cast<const void*>(context.Rsp), &caller,
+                           sizeof caller, &count)) {
+        return false;
+    }
+    context.Rip = caller;
+    context.Rsp += sizeof caller;
+    return true;
+}
+
+STACKFRAME64 firstFrame(const CONTEXT& context) {
+    STACKFRAME64 frame = {};
+    frame.AddrPC = {context.Rip, 0, AddrModeFlat};
+    frame.AddrFrame = {context.Rbp, 0, AddrModeFlat};
+    frame.AddrStack = {context.Rsp, 0, AddrModeFlat};
+    return frame;
+}
+
+void walk(HANDLE process, HANDLE thread, CONTEXT& context, bool isReturnAddress,
+          FrameFunction function, void* callbackContext) {
+    STACKFRAME64 frame = firstFrame(context);
+    while (StackWalk64(IMAGE_FILE_MACHINE_AMD64, process, thread, &frame, &context, nullptr,
+                       SymFunctionTableAccess64, SymGetModuleBase64, nullptr) &&
+           frame.AddrStack.Offset != 0 &&
+           function(callbackContext,
+                    {static_cast<std::uintptr_t>(frame.AddrPC.Offset),
+                     static_cast<std::uintptr_t>(frame.AddrStack.Offset), isReturnAddress})) {
+        isReturnAddress = true;
+    }
+}
+
+} // namespace
+
+AnyFunction installFaultFunction(FaultFunction function) {
+    faultFunction.store(function);
+    helper.start();
+    keepStackForFaults();
+    previousFilter = SetUnhandledExceptionFilter(onException);
+    previousAbort = std::signal(SIGABRT, onAbort);
+    return reinterpret_cast<AnyFunction>(previousFilter);
+}
+
+void removeFaultFunction() {
+    SetUnhandledExceptionFilter(previousFilter);
+    std::signal(SIGABRT, previousAbort);
+}
+
+void walkStack(const Fault& fault, FrameFunction function, void* context) {
+    const auto& registers = *static_cast<const Registers*>(fault.registers);
+    const HANDLE process = startSymbols();
+    if (process == nullptr) {
+        return;
+    }
+    const HANDLE thread =
+        OpenThread(THREAD_GET_CONTEXT | THREAD_SUSPEND_RESUME | THREAD_QUERY_INFORMATION, FALSE,
+                   registers.thread);
+    CONTEXT copy = *registers.context; // the walk changes it
+    bool goesOn = true;
+    if (fault.isJumpToNowhere) {
+        const auto stack = static_cast<std::uintptr_t>(copy.Rsp);
+        goesOn = function(context, {fault.address, stack, false}) && leaveNowhere(copy, process);
+    }
+    if (goesOn) {
+        const bool isReturnAddress = fault.isJumpToNowhere || fault.code == fault_code::kAbort;
+        walk(process, thread, copy, isReturnAddress, function, context);
+    }
+    CloseHandle(thread);
+    endSymbols();
+}
+
+bool faultText(std::uint32_t code, char* buffer, std::size_t size) {
+    static wchar_t text[512];
+    const HMODULE core = GetModuleHandleW(L"ntdll.dll");
+    const DWORD length =
+        FormatMessageW(FORMAT_MESSAGE_FROM_HMODULE | FORMAT_MESSAGE_IGNORE_INSERTS, core, code, 0,
+                       text, static_cast<DWORD>(std::size(text)), nullptr);
+    return length > 0 && fromWide(text, buffer, size) && buffer[0] != 0;
+}
+
+std::int64_t systemTime() {
+    constexpr std::int64_t kEpoch = 116'444'736'000'000'000;
+    FILETIME now;
+    GetSystemTimeAsFileTime(&now);
+    const auto ticks = (static_cast<std::int64_t>(now.dwHighDateTime) << 32) |
+                       static_cast<std::int64_t>(now.dwLowDateTime);
+    return (ticks - kEpoch) / 10'000'000;
+}
+
+} // namespace platform

@@ -1,0 +1,265 @@
+#include "platform/win32/symbols.h"
+
+#include "platform/symbols.h"
+#include "platform/win32/pe_image.h"
+#include "platform/win32/wide.h"
+
+#include <windows.h>
+
+// After windows.h, which it needs.
+#include <dbghelp.h>
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+
+namespace platform {
+
+namespace {
+
+constexpr std::int64_t kEpoch = 116'444'736'000'000'000; // the year 1970 in a FILETIME
+constexpr std::int64_t kTicksPerSecond = 10'000'000;
+
+constinit HANDLE process = nullptr; // this one, while its symbols are open
+
+// Any value tells sessions for files apart.
+HANDLE fileSession() {
+    static char session;
+    return &session;
+}
+
+bool initialise(HANDLE session, bool isThisProcess) {
+    SymSetOptions(SYMOPT_UNDNAME | SYMOPT_LOAD_LINES | SYMOPT_EXACT_SYMBOLS |
+                  SYMOPT_FAIL_CRITICAL_ERRORS | SYMOPT_NO_PROMPTS);
+    return SymInitializeW(session, nullptr, isThisProcess) != FALSE;
+}
+
+// For a host that uses the library itself, and has it open for this process by the usual handle.
+bool initialiseAnew() {
+    const HANDLE self = GetCurrentProcess();
+    return DuplicateHandle(self, self, self, &process, 0, FALSE, DUPLICATE_SAME_ACCESS) &&
+           initialise(process, true);
+}
+
+void copyText(char (&to)[SourcePlace::kNameRoom], const char* from) {
+    const std::size_t length = std::min(std::strlen(from), sizeof to - 1);
+    std::memcpy(to, from, length);
+    to[length] = 0;
+}
+
+// The library names the nearest symbol below the address, however far away. It is the right one if
+// it stands in the same function.
+bool isRight(const SYMBOL_INFO& symbol, std::uint64_t address, std::uint64_t base,
+             const PeImage& image) {
+    constexpr ULONG kFunction = 5; // SymTagFunction
+    std::uint32_t begin = 0;
+    if (image.functionBegin(static_cast<std::uint32_t>(address - base), begin)) {
+        return symbol.Address >= base + begin && symbol.Address <= address;
+    }
+    return symbol.Tag == kFunction && address - symbol.Address < symbol.Size;
+}
+
+void lookUp(HANDLE session, std::uint64_t address, std::uint64_t base, const PeImage& image,
+            bool isReturnAddress, SourcePlace& place) {
+    place = {};
+    const std::uint64_t instruction = isReturnAddress ? address - 1 : address;
+    alignas(SYMBOL_INFO) char memory[sizeof(SYMBOL_INFO) + SourcePlace::kNameRoom] = {};
+    auto& symbol = *reinterpret_cast<SYMBOL_INFO*>(memory);
+    symbol.SizeOfStruct = sizeof symbol;
+    symbol.MaxNameLen = SourcePlace::kNameRoom;
+    DWORD64 displacement = 0;
+    if (SymFromAddr(session, instruction, &displacement, &symbol)) {
+        if (!isRight(symbol, instruction, base, image)) {
+            return;
+        }
+        copyText(place.symbol, symbol.Name);
+        place.displacement = address - symbol.Address;
+    }
+    IMAGEHLP_LINE64 line = {};
+    line.SizeOfStruct = sizeof line;
+    DWORD columns = 0;
+    if (SymGetLineFromAddr64(session, instruction, &columns, &line) && line.FileName != nullptr) {
+        copyText(place.file, line.FileName);
+        place.line = line.LineNumber;
+    }
+}
+
+// The module of this process that an address belongs to; null if none.
+HMODULE moduleAt(std::uintptr_t address) {
+    MEMORY_BASIC_INFORMATION region;
+    const bool isKnown =
+        VirtualQuery(reinterpret_cast<const void*>(address), &region, sizeof region) != 0;
+    return isKnown && region.Type == MEM_IMAGE ? static_cast<HMODULE>(region.AllocationBase)
+                                               : nullptr;
+}
+
+PeImage imageOf(HMODULE module) {
+    // The first page has the headers, and they tell how much follows.
+    constexpr std::size_t kPage = 4096;
+    const PeImage headers(module, kPage, PeImage::Layout::mapped);
+    return headers.isValid() ? PeImage(module, headers.sizeInMemory(), PeImage::Layout::mapped)
+                             : headers;
+}
+
+class FileMapping {
+public:
+    explicit FileMapping(const wchar_t* path)
+        : file_(CreateFileW(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr,
+                            OPEN_EXISTING, 0, nullptr)) {
+        LARGE_INTEGER size;
+        if (file_ == INVALID_HANDLE_VALUE || GetFileType(file_) != FILE_TYPE_DISK ||
+            !GetFileSizeEx(file_, &size) || size.QuadPart <= 0) {
+            return;
+        }
+        mapping_ = CreateFileMappingW(file_, nullptr, PAGE_READONLY, 0, 0, nullptr);
+        if (mapping_ != nullptr) {
+            bytes_ = MapViewOfFile(mapping_, FILE_MAP_READ, 0, 0, 0);
+            size_ = static_cast<std::size_t>(size.QuadPart);
+        }
+    }
+    ~FileMapping() {
+        if (bytes_ != nullptr) {
+            UnmapViewOfFile(bytes_);
+        }
+        if (mapping_ != nullptr) {
+            CloseHandle(mapping_);
+        }
+        if (file_ != INVALID_HANDLE_VALUE) {
+            CloseHandle(file_);
+        }
+    }
+    FileMapping(const FileMapping&) = delete;
+    FileMapping& operator=(const FileMapping&) = delete;
+
+    PeImage image() const {
+        return bytes_ != nullptr ? PeImage(bytes_, size_, PeImage::Layout::file) : PeImage();
+    }
+
+    std::int64_t changeTime() const {
+        FILETIME written = {};
+        GetFileTime(file_, nullptr, nullptr, &written);
+        const auto ticks = (static_cast<std::int64_t>(written.dwHighDateTime) << 32) |
+                           static_cast<std::int64_t>(written.dwLowDateTime);
+        return (ticks - kEpoch) / kTicksPerSecond;
+    }
+
+private:
+    HANDLE file_;
+    HANDLE mapping_ = nullptr;
+    const void* bytes_ = nullptr;
+    std::size_t size_ = 0;
+};
+
+class PeModule final : public ModuleFile {
+public:
+    explicit PeModule(const wchar_t* path) : path_(path), file_(path), image_(file_.image()) {}
+
+    ~PeModule() override {
+        if (base_ != 0) {
+            SymUnloadModule64(fileSession(), base_);
+        }
+    }
+
+    bool isOpen() const { return image_.isValid(); }
+
+    std::int64_t changeTime() const override { return file_.changeTime(); }
+    bool mayBeginAt(std::uint32_t base) const override { return base % 65536 == 0; }
+    std::uint32_t size() const override { return image_.sizeInMemory(); }
+
+    bool addressOf(unsigned section, std::uint32_t offset, std::uint32_t& address) const override {
+        return image_.addressOf(section, offset, address);
+    }
+
+    void placeOf(std::uint32_t address, unsigned& section, std::uint32_t& offset) const override {
+        offset = 0;
+        section = image_.sectionAt(address, offset);
+    }
+
+    void source(std::uint32_t address, bool isReturnAddress, SourcePlace& place) override {
+        place = {};
+        if (load()) {
+            lookUp(fileSession(), base_ + address, base_, image_, isReturnAddress, place);
+        }
+    }
+
+private:
+    // Modules of a session may not overlap; one at a time is loaded to addresses of its own.
+    bool load() {
+        if (base_ == 0) {
+            static DWORD64 next = 0x100'0000'0000;
+            constexpr DWORD64 kGap = 0x1'0000'0000;
+            base_ = SymLoadModuleExW(fileSession(), nullptr, path_.c_str(), nullptr, next, size(),
+                                     nullptr, 0);
+            next += kGap;
+        }
+        return base_ != 0;
+    }
+
+    std::wstring path_;
+    FileMapping file_;
+    PeImage image_;
+    DWORD64 base_ = 0;
+};
+
+// A drive's, and no device or another machine's: whoever wrote the report is not to choose whom
+// this one talks to.
+bool isLocalPath(const wchar_t* path) {
+    const wchar_t drive = path[0];
+    const bool isLetter = (drive >= L'A' && drive <= L'Z') || (drive >= L'a' && drive <= L'z');
+    return isLetter && path[1] == L':' && (path[2] == L'\\' || path[2] == L'/');
+}
+
+} // namespace
+
+HANDLE startSymbols() {
+    process = GetCurrentProcess();
+    return initialise(process, true) || initialiseAnew() ? process : nullptr;
+}
+
+void endSymbols() {
+    SymCleanup(process);
+}
+
+void findModule(std::uintptr_t address, ModulePlace& place) {
+    place = {};
+    const HMODULE module = moduleAt(address);
+    if (module == nullptr) {
+        return;
+    }
+    wchar_t path[ModulePlace::kPathRoom / 2];
+    const DWORD length = GetModuleFileNameW(module, path, ModulePlace::kPathRoom / 2);
+    if (length > 0) {
+        fromWide(path, place.module, sizeof place.module);
+    }
+    const PeImage image = imageOf(module);
+    if (image.isValid()) {
+        const auto offset = address - reinterpret_cast<std::uintptr_t>(module);
+        place.section = image.sectionAt(static_cast<std::uint32_t>(offset), place.offset);
+    }
+}
+
+void findSource(std::uintptr_t address, bool isReturnAddress, SourcePlace& place) {
+    const HMODULE module = moduleAt(address);
+    const PeImage image = module != nullptr ? imageOf(module) : PeImage();
+    place = {};
+    if (image.isValid()) {
+        lookUp(process, address, reinterpret_cast<std::uintptr_t>(module), image, isReturnAddress,
+               place);
+    }
+}
+
+std::unique_ptr<ModuleFile> ModuleFile::open(const char* path) {
+    wchar_t wide[ModulePlace::kPathRoom];
+    if (!toWide(path, wide, ModulePlace::kPathRoom) || !isLocalPath(wide)) {
+        return nullptr;
+    }
+    auto module = std::make_unique<PeModule>(wide);
+    return module->isOpen() ? std::move(module) : nullptr;
+}
+
+bool openSymbolFiles() {
+    static const bool isOpen = initialise(fileSession(), false);
+    return isOpen;
+}
+
+} // namespace platform
