@@ -30,6 +30,13 @@ if(WIN32)
   install(DIRECTORY ${QZ_WINDOWS_DEPS}/share/licenses DESTINATION ${CMAKE_INSTALL_DOCDIR})
 endif()
 
+if(NOT WIN32)
+  # Linked in statically; the text is part of the compiler's. Small machines may lack it.
+  cmake_path(GET QZ_BACKTRACE_FOLDER FILENAME QZ_GCC_VERSION)
+  install(FILES /usr/share/doc/gcc-${QZ_GCC_VERSION}-base/copyright OPTIONAL
+    DESTINATION ${CMAKE_INSTALL_DOCDIR}/licenses/libbacktrace)
+endif()
+
 set(CPACK_PACKAGE_NAME qzcore)
 set(CPACK_PACKAGE_VENDOR "the qzCore developers")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY ${PROJECT_DESCRIPTION})

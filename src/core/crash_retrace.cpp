@@ -236,7 +236,8 @@ std::optional<std::string> readReport(const std::string& path) {
     std::int64_t size = 0;
     if (platform::sizeFile(file, size) == 0 && size <= kLargestReport) {
         text.emplace(static_cast<std::size_t>(size), '\0');
-        text->resize(platform::readFile(file, text->data(), text->size(), error));
+        const std::size_t count = platform::readFile(file, text->data(), text->size(), error);
+        text->resize(count);
         text = error == 0 ? std::move(text) : std::nullopt;
     }
     platform::closeFile(file);

@@ -36,6 +36,8 @@ void findSource(std::uintptr_t address, bool isReturnAddress, SourcePlace& place
 class ModuleFile {
 public:
     virtual ~ModuleFile() = default;
+    ModuleFile(const ModuleFile&) = delete;
+    ModuleFile& operator=(const ModuleFile&) = delete;
 
     // Null if there is no such ordinary file by an absolute local path, or if it is no module.
     static std::unique_ptr<ModuleFile> open(const char* path);
@@ -60,8 +62,6 @@ public:
 
 protected:
     ModuleFile() = default;
-    ModuleFile(const ModuleFile&) = delete;
-    ModuleFile& operator=(const ModuleFile&) = delete;
 };
 
 // Whether files can be asked for symbols at all. Files are opened and asked by one thread at a

@@ -139,7 +139,9 @@ int main(int argc, char** argv) {
     if (way == std::end(kWays)) {
         return 2;
     }
-    makeQuiet();
+    if (where != "prefixed") {
+        makeQuiet(); // once it is the system's turn
+    }
     if (where == "chained") {
         installOtherHandler();
     }

@@ -49,7 +49,8 @@ class CrashTest(unittest.TestCase):
     def crash(self, *arguments, probe=PROBE):
         """Returns the report's lines; there is one report, and the process has failed."""
         done = self.run_probe(*arguments, probe=probe)
-        self.assertNotEqual(done.returncode, 0, done)
+        if not ON_WINDOWS:  # where the debugger that the system starts decides
+            self.assertLess(done.returncode, 0, done)
         reports = list(self.folder.glob("*.crash"))
         self.assertEqual(len(reports), 1, (arguments, done))
         self.report = reports[0]
@@ -140,7 +141,7 @@ class CrashTest(unittest.TestCase):
         self.crash("null", "prefixed")
         self.assertTrue(self.report.name.startswith("named-"))
         self.report.unlink()
-        self.assertNotEqual(self.run_probe("null", "finished").returncode, 0)
+        self.assertNotIn(self.run_probe("null", "finished").returncode, (0, 2))
         self.assertEqual(list(self.folder.glob("*.crash")), [])
 
     def test_earlier_handler_runs_afterwards(self):

@@ -125,11 +125,25 @@ class QzTest(unittest.TestCase):
         self.assertEqual(json.loads(self.conf("json", "settings.cfg")), expected)
         self.assertNotIn("pixels", self.text())
 
+    def test_retrace(self):
+        self.file("a.crash", "# -------------- 20260101-120000 --------------\n/nowhere/game\n"
+                             "# C0000005 ACCESS_VIOLATION at 00001234 01:00000234\n"
+                             "00001234 00005678 0001:00000234 /nowhere/game\n")
+        self.file("b.crash.txt", "no report\n")
+        for count in ("1 report retraced\n", "0 reports retraced\n"):
+            self.assertEqual(self.run_qz("retrace", "."), (0, count, ""))
+        self.assertEqual(self.text("a.crash.info"), self.text("a.crash")[:-1] +
+                         " (not retraced: no such module here)\n")
+        code, out, err = self.run_qz("retrace", "nowhere")
+        self.assertEqual((code, out), (1, ""))
+        self.assertIn("nowhere: no such directory", err)
+
     def test_usage(self):
-        for help_wanted in (["--help"], ["conf", "--help"], ["conf", "set", "--help"]):
+        for help_wanted in (["--help"], ["conf", "--help"], ["conf", "set", "--help"],
+                            ["retrace", "--help"]):
             code, out, err = self.run_qz(*help_wanted)
             self.assertEqual((code, out[:9], err), (0, "Usage: qz", ""))
-        for wrong in ([], ["frob"], ["conf"], ["conf", "frob"], ["conf", "get", "settings.cfg"],
+        for wrong in ([], ["frob"], ["retrace"], ["retrace", "--frob"], ["conf"], ["conf", "frob"], ["conf", "get", "settings.cfg"],
                       ["conf", "get", "--frob", "settings.cfg", "a"],
                       ["conf", "json", "--write", "settings.cfg"]):
             code, out, err = self.run_qz(*wrong)

@@ -2,6 +2,7 @@
 #include "conf.h"
 #include "failure.h"
 #include "log.h"
+#include "retrace.h"
 #include "terminal.h"
 
 #include "Core/Environment.h"
@@ -18,11 +19,14 @@ namespace {
 enum { kExitFailure = 1, kExitUsage = 2 };
 
 constexpr char kUsage[] = "Usage: qz <command> ...\n"
+constexpr char kUsage[] = "Usage: qz conf <command> [options] FILE ...\n"
+                          "       qz retrace DIR ...\n"
                           "\n"
                           "Works on files and running programs of the engine. Commands:\n"
                           "\n"
                           "  conf    check, read and change configuration files (qz conf --help)\n"
                           "  log     show the logs of running programs (qz log --help)\n"
+                          "  retrace look up the symbols of crash reports (qz retrace --help)\n"
                           "\n"
                           "Exit code: 0; 1 if the job failed; 2 if the command line is wrong.\n";
 
@@ -39,6 +43,8 @@ int run(const Arguments& arguments) {
     }
     if (arguments[0] == "log") {
         return logCommand({arguments.begin() + 1, arguments.end()});
+    if (arguments[0] == "retrace") {
+        return retrace({arguments.begin() + 1, arguments.end()});
     }
     throw UsageError("there is no command " + arguments[0]);
 }

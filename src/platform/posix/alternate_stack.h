@@ -13,7 +13,7 @@ inline constexpr std::size_t kAlternateStackSize = 65536;
 // Makes memory the alternate stack of the calling thread unless it has one that will do: the
 // sanitizers give it one, and so may the host. False if it was left as it was.
 inline bool useAlternateStack(void* memory, stack_t& before) {
-    constexpr std::size_t kWillDo = 24576;
+    constexpr std::size_t kWillDo = 49152;
     if (sigaltstack(nullptr, &before) != 0 ||
         ((before.ss_flags & SS_DISABLE) == 0 && before.ss_size >= kWillDo)) {
         return false;

@@ -99,7 +99,7 @@ struct Entry {
 
 bool findMapping(std::uintptr_t address, Mapping& mapping) {
     LineReader maps("/proc/self/maps");
-    char line[sizeof mapping.path + 80];
+    char line[sizeof mapping.path + 80] = "";
     while (maps.next(line, sizeof line)) {
         const Entry entry(line);
         const bool isSameFile = std::strcmp(entry.rest, mapping.path) == 0;
