@@ -129,16 +129,44 @@ void onAbort(int signal) {
     }
 }
 
+template<class Value>
+bool read(HANDLE process, DWORD64 address, Value& value) {
+    SIZE_T count = 0;
+    return ReadProcessMemory(process, reinterpret_cast<const void*>(address), &value, sizeof value,
+                             &count) != 0;
+}
+
 // Nothing is known about the place that was jumped to, but a call has left its return address.
 bool leaveNowhere(CONTEXT& context, HANDLE process) {
-    SIZE_T count = 0;
     DWORD64 caller = 0;
-    if (!ReadProcessMemory(process, reinterpret_cast<const void*>(context.Rsp), &caller,
-                           sizeof caller, &count)) {
+    if (!read(process, context.Rsp, caller)) {
         return false;
     }
     context.Rip = caller;
     context.Rsp += sizeof caller;
+    return true;
+}
+
+// The compiler's helper that touches the pages of a large frame, the usual place for a stack to
+// overflow, saves two registers and tells the unwinder nothing. It is known by the call behind its
+// return address.
+bool leaveStackProbe(CONTEXT& context, HANDLE process) {
+    constexpr DWORD64 kSaved = 2 * sizeof(DWORD64);
+    constexpr DWORD64 kLongest = 64;
+    struct [[gnu::packed]] Call {
+        std::uint8_t code;
+        std::int32_t distance;
+    };
+    constexpr std::uint8_t kNearCall = 0xE8;
+    DWORD64 caller = 0;
+    Call call{};
+    if (!read(process, context.Rsp + kSaved, caller) ||
+        !read(process, caller - sizeof call, call) || call.code != kNearCall ||
+        context.Rip - (caller + static_cast<DWORD64>(std::int64_t{call.distance})) > kLongest) {
+        return false;
+    }
+    context.Rip = caller;
+    context.Rsp += kSaved + sizeof caller;
     return true;
 }
 
@@ -189,13 +217,16 @@ void walkStack(const Fault& fault, FrameFunction function, void* context) {
         OpenThread(THREAD_GET_CONTEXT | THREAD_SUSPEND_RESUME | THREAD_QUERY_INFORMATION, FALSE,
                    registers.thread);
     CONTEXT copy = *registers.context; // the walk changes it
+    const auto stack = static_cast<std::uintptr_t>(copy.Rsp);
+    const bool isFirstLeft = fault.isJumpToNowhere ? leaveNowhere(copy, process)
+                                                   : fault.code == fault_code::kStackOverflow &&
+                                                         leaveStackProbe(copy, process);
     bool goesOn = true;
-    if (fault.isJumpToNowhere) {
-        const auto stack = static_cast<std::uintptr_t>(copy.Rsp);
-        goesOn = function(context, {fault.address, stack, false}) && leaveNowhere(copy, process);
+    if (fault.isJumpToNowhere || isFirstLeft) {
+        goesOn = function(context, {fault.address, stack, false}) && isFirstLeft;
     }
     if (goesOn) {
-        const bool isReturnAddress = fault.isJumpToNowhere || fault.code == fault_code::kAbort;
+        const bool isReturnAddress = isFirstLeft || fault.code == fault_code::kAbort;
         walk(process, thread, copy, isReturnAddress, function, context);
     }
     CloseHandle(thread);

@@ -29,8 +29,8 @@ HANDLE fileSession() {
 }
 
 bool initialise(HANDLE session, bool isThisProcess) {
-    SymSetOptions(SYMOPT_UNDNAME | SYMOPT_LOAD_LINES | SYMOPT_EXACT_SYMBOLS |
-                  SYMOPT_FAIL_CRITICAL_ERRORS | SYMOPT_NO_PROMPTS);
+    SymSetOptions(SYMOPT_UNDNAME | SYMOPT_LOAD_LINES | SYMOPT_DEFERRED_LOADS |
+                  SYMOPT_EXACT_SYMBOLS | SYMOPT_FAIL_CRITICAL_ERRORS | SYMOPT_NO_PROMPTS);
     return SymInitializeW(session, nullptr, isThisProcess) != FALSE;
 }
 
