@@ -6,10 +6,8 @@ packages_of() {
     build)
         # Configuring looks for the tests' needs too; python3 runs the example that binds the library,
         # and with zip it makes the archives that the tests mount.
-        echo g++ cmake ninja-build pkg-config liblua5.1-0-dev libphysfs-dev libtbb-dev googletest \
-            libeigen3-dev python3 zip
         echo g++ cmake ninja-build pkg-config liblua5.1-0-dev libphysfs-dev libtbb-dev libunwind-dev \
-            googletest python3 zip
+            googletest libeigen3-dev python3 zip
         ;;
     luajit) echo libluajit-5.1-dev ;;
     windows) echo g++-mingw-w64-x86-64-posix wine wine64 ;;

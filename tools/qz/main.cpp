@@ -19,8 +19,6 @@ namespace {
 enum { kExitFailure = 1, kExitUsage = 2 };
 
 constexpr char kUsage[] = "Usage: qz <command> ...\n"
-constexpr char kUsage[] = "Usage: qz conf <command> [options] FILE ...\n"
-                          "       qz retrace DIR ...\n"
                           "\n"
                           "Works on files and running programs of the engine. Commands:\n"
                           "\n"
@@ -43,6 +41,7 @@ int run(const Arguments& arguments) {
     }
     if (arguments[0] == "log") {
         return logCommand({arguments.begin() + 1, arguments.end()});
+    }
     if (arguments[0] == "retrace") {
         return retrace({arguments.begin() + 1, arguments.end()});
     }

@@ -1,8 +1,8 @@
 #include "platform/thread.h"
 
-#include <limits.h>
 #include "platform/posix/alternate_stack.h"
 
+#include <limits.h>
 #include <pthread.h>
 #include <sched.h>
 #include <semaphore.h>
