@@ -2,7 +2,7 @@
 
 #include "Core/Log.h"
 #include "platform/mapped_file.h"
-#include "shm/line_end.h"
+#include "shm/line.h"
 #include "shm/message.h"
 
 #include <algorithm>
@@ -127,10 +127,12 @@ const char* mmf::getline(unsigned int& pos, int& length) const {
         return nullptr;
     }
     const char* const line = view + pos;
-    const char* const limit = line + std::min<uint32_t>(size - pos, INT_MAX);
-    const char* const lineEnd = shm::findLineEnd(line, limit);
-    length = static_cast<int>(lineEnd - line);
-    pos = static_cast<unsigned int>(shm::skipLineEnds(lineEnd, view + size) - view);
+    const char* const end = view + size;
+    const char* const lineEnd = shm::findLineEnd(line, end);
+    const bool isTooLong = lineEnd - line > INT_MAX;
+    length = isTooLong ? INT_MAX : static_cast<int>(lineEnd - line);
+    pos = isTooLong ? pos + INT_MAX
+                    : static_cast<unsigned int>(shm::skipLineEnds(lineEnd, end) - view);
     return line;
 }
 

@@ -16,15 +16,7 @@ struct Counters {
 };
 
 constexpr std::uint32_t kCountersSize = 12;
-constexpr std::uint32_t kLengthSize = sizeof(std::uint32_t);
-
-std::uint64_t lengthOf(const char* head) {
-    std::uint32_t length = 0;
-    std::memcpy(&length, head, sizeof length);
-    return length;
-}
-
-constexpr shm::Framing kFraming{kLengthSize, lengthOf};
+constexpr shm::Framing kFraming{[](std::uint32_t length) { return std::uint64_t{length}; }};
 
 std::atomic_ref<Counters::Records> recordsOf(char* memory) {
     return std::atomic_ref(reinterpret_cast<Counters*>(memory + sizeof(shm::RingHeader))->records);
@@ -66,19 +58,20 @@ int CRingBuffer::DiscardNextRecord() {
     const std::uint32_t gone = discarded == RingView::Discarded::everything ? records.held : 1;
     records.held -= gone;
     recordsOf(memory).store(records, std::memory_order_relaxed);
-    deletedOf(memory).fetch_add(gone, std::memory_order_relaxed);
+    const std::uint32_t deleted = deletedOf(memory).load(std::memory_order_relaxed);
+    deletedOf(memory).store(deleted + gone, std::memory_order_relaxed);
     return 1;
 }
 
 int CRingBuffer::PushStart(unsigned long length) {
     pushing_ = false;
-    if (memory == nullptr || length == 0 || length > UINT32_MAX - kLengthSize ||
-        TrySearchMemory(length + kLengthSize) == 0) {
+    if (memory == nullptr || length == 0 || length > UINT32_MAX - shm::kPrefixSize ||
+        TrySearchMemory(length + shm::kPrefixSize) == 0) {
         return 0;
     }
     const RingView view(*this);
     const auto announced = static_cast<std::uint32_t>(length);
-    char head[kLengthSize];
+    char head[shm::kPrefixSize];
     std::memcpy(head, &announced, sizeof head);
     Cursor at = view.write();
     view.put(at, head, sizeof head, sizeof head);
@@ -126,9 +119,9 @@ unsigned long CRingBuffer::PopStart(int* overwritten) {
     }
     recordPos_ = record.start.pos;
     recordLap_ = record.start.lap;
-    readPos = record.payload.pos;
-    readLap = record.payload.lap;
-    toPop_ = static_cast<std::uint32_t>(record.length);
+    readPos = record.rest.pos;
+    readLap = record.rest.lap;
+    toPop_ = static_cast<std::uint32_t>(record.restLength);
     return toPop_;
 }
 

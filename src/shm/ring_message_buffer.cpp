@@ -28,16 +28,11 @@ struct MessageHead {
     std::int64_t time;
 };
 constexpr std::uint32_t kHeadSize = sizeof(MessageHead);
-constexpr std::uint32_t kHeadBehindSize = 20;
-static_assert(kHeadSize == 24 && kHeadSize == shm::Framing::kMostHead);
+constexpr std::uint32_t kHeadRest = kHeadSize - shm::kPrefixSize;
+static_assert(kHeadSize == 24);
 
-std::uint64_t textLengthOf(const char* head) {
-    std::uint32_t size = 0;
-    std::memcpy(&size, head, sizeof size);
-    return size < kHeadBehindSize ? UINT64_MAX : size - kHeadBehindSize;
-}
-
-constexpr shm::Framing kFraming{kHeadSize, textLengthOf};
+constexpr shm::Framing kFraming{
+    [](std::uint32_t size) { return size < kHeadRest ? UINT64_MAX : std::uint64_t{size}; }};
 
 // Memory without a name has no mutex, and nobody to keep out.
 class Lock {
@@ -144,13 +139,13 @@ int CRingMessageBuffer::AddMessage(const char* text, unsigned long length) {
     if (!lock || TrySearchMemory(length + kHeadSize) == 0) {
         return 0;
     }
-    const MessageHead head{static_cast<std::uint32_t>(length) + kHeadBehindSize,
+    const MessageHead head{static_cast<std::uint32_t>(length) + kHeadRest,
                            {0, 0, 0},
                            static_cast<std::int64_t>(std::time(nullptr))};
     const RingView view(*this);
     Cursor at = view.write();
-    view.put(at, std::bit_cast<std::array<char, kHeadSize>>(head).data(), kHeadSize, kHeadSize);
-    view.put(at, text, length, length);
+    view.putAlone(at, std::bit_cast<std::array<char, kHeadSize>>(head).data(), kHeadSize);
+    view.putAlone(at, text, length);
     view.setWrite(at);
     return 1;
 }
@@ -179,19 +174,22 @@ int CRingMessageBuffer::GetMessageA(unsigned long& word1, unsigned long& word2,
         return 0;
     }
     const RingView view(*this);
+    Cursor at = record.start;
+    std::array<char, kHeadSize> bytes{};
+    view.getAlone(at, bytes.data(), kHeadSize, kHeadSize);
+    const std::uint64_t length = record.restLength - kHeadRest;
     const std::uint64_t room = text == nullptr ? 0 : capacity;
     char* const copy = const_cast<char*>(text);
-    view.get(record.payload, copy, room, record.length);
-    if (record.length < room) {
-        copy[record.length] = 0;
+    view.getAlone(at, copy, room, length);
+    if (length < room) {
+        copy[length] = 0;
     }
-    readPos = record.payload.pos;
-    readLap = record.payload.lap;
-    MessageHead head;
-    std::memcpy(&head, record.head, sizeof head);
+    readPos = at.pos;
+    readLap = at.lap;
+    const auto head = std::bit_cast<MessageHead>(bytes);
     word1 = head.words[0];
     word2 = head.words[1];
     word3 = head.words[2];
     time = head.time;
-    return record.length <= room ? 1 : 2;
+    return length <= room ? 1 : 2;
 }

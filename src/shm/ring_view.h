@@ -43,54 +43,99 @@ struct RingHeader {
 };
 static_assert(sizeof(RingHeader) == 32 && offsetof(RingHeader, oldest) == 24);
 
-// How records begin, and what their beginning says of how many bytes follow it; more than any block
-// has if it makes no sense.
-struct Framing {
-    static constexpr std::uint32_t kMostHead = 24;
+// Every record begins with four bytes that say, in one way or another, how many follow them; more
+// than any block has if they make no sense.
+inline constexpr std::uint32_t kPrefixSize = 4;
 
-    std::uint32_t head;
-    std::uint64_t (*payload)(const char* head);
+struct Framing {
+    std::uint64_t (*rest)(std::uint32_t prefix);
 };
 
 struct Record {
     Cursor start;
-    Cursor payload;
-    std::uint64_t length; // of the payload
-    char head[Framing::kMostHead];
+    Cursor rest; // where it begins
+    std::uint32_t prefix;
+    std::uint64_t restLength;
 };
 
-inline void storeShared(char* to, const char* from, std::size_t count) {
-    using Word = std::uint64_t;
-    for (; count > 0 && reinterpret_cast<std::uintptr_t>(to) % sizeof(Word) != 0; --count) {
-        std::atomic_ref(*to++).store(*from++, std::memory_order_release);
+template<std::size_t Unit>
+bool isAlignedTo(const char* place) {
+    return reinterpret_cast<std::uintptr_t>(place) % Unit == 0;
+}
+
+template<class Word>
+void storeWord(char* to, const char* from) {
+    Word word = 0;
+    std::memcpy(&word, from, sizeof word);
+    std::atomic_ref(*reinterpret_cast<Word*>(to)).store(word, std::memory_order_release);
+}
+
+template<class Word>
+void loadWord(char* to, char* from) {
+    const Word word =
+        std::atomic_ref(*reinterpret_cast<Word*>(from)).load(std::memory_order_acquire);
+    std::memcpy(to, &word, sizeof word);
+}
+
+// Cuts `count` bytes at `block` into words: single bytes and fours up to the first place where an
+// eight can stand, eights, and the rest. `copy` takes an offset and one of the three, as a zero.
+template<class Copy>
+void forEachWord(const char* block, std::size_t count, Copy copy) {
+    std::size_t done = 0;
+    const auto cut = [&](auto word) {
+        copy(done, word);
+        return sizeof word;
+    };
+    while (done < count && !isAlignedTo<8>(block + done)) {
+        if (isAlignedTo<4>(block + done) && count - done >= 4) {
+            done += cut(std::uint32_t{});
+        } else {
+            done += cut(std::uint8_t{});
+        }
     }
-    for (; count >= sizeof(Word); count -= sizeof(Word)) {
-        Word word;
-        std::memcpy(&word, from, sizeof word);
-        std::atomic_ref(*reinterpret_cast<Word*>(to)).store(word, std::memory_order_release);
-        to += sizeof word;
-        from += sizeof word;
+    while (count - done >= 8) {
+        done += cut(std::uint64_t{});
     }
-    for (; count > 0; --count) {
-        std::atomic_ref(*to++).store(*from++, std::memory_order_release);
+    if (count - done >= 4) {
+        done += cut(std::uint32_t{});
+    }
+    while (done < count) {
+        done += cut(std::uint8_t{});
     }
 }
 
+// This processor keeps loads in order among themselves, and stores too, so one instruction does it
+// for long runs; its start takes longer than a few dozen words.
+#if defined(__x86_64__) && !defined(QZ_COPY_BY_WORDS)
+constexpr std::size_t kLongRun = 256;
+
+inline void copyLongRun(char* to, const char* from, std::size_t count) {
+    asm volatile("rep movsb" : "+D"(to), "+S"(from), "+c"(count) : : "memory");
+}
+#else
+constexpr std::size_t kLongRun = SIZE_MAX;
+
+inline void copyLongRun(char*, const char*, std::size_t) {}
+#endif
+
+inline void storeShared(char* to, const char* from, std::size_t count) {
+    if (count >= kLongRun) {
+        copyLongRun(to, from, count);
+        return;
+    }
+    forEachWord(to, count, [=](std::size_t offset, auto word) {
+        storeWord<decltype(word)>(to + offset, from + offset);
+    });
+}
+
 inline void loadShared(char* to, char* from, std::size_t count) {
-    using Word = std::uint64_t;
-    for (; count > 0 && reinterpret_cast<std::uintptr_t>(from) % sizeof(Word) != 0; --count) {
-        *to++ = std::atomic_ref(*from++).load(std::memory_order_acquire);
+    if (count >= kLongRun) {
+        copyLongRun(to, from, count);
+        return;
     }
-    for (; count >= sizeof(Word); count -= sizeof(Word)) {
-        const Word word =
-            std::atomic_ref(*reinterpret_cast<Word*>(from)).load(std::memory_order_acquire);
-        std::memcpy(to, &word, sizeof word);
-        to += sizeof word;
-        from += sizeof word;
-    }
-    for (; count > 0; --count) {
-        *to++ = std::atomic_ref(*from++).load(std::memory_order_acquire);
-    }
+    forEachWord(from, count, [=](std::size_t offset, auto word) {
+        loadWord<decltype(word)>(to + offset, from + offset);
+    });
 }
 
 class RingView {
@@ -134,39 +179,73 @@ public:
             to += part;
         });
     }
-    void skip(Cursor& at, std::uint64_t length) const { get(at, nullptr, 0, length); }
+    void skip(Cursor& at, std::uint64_t length) const {
+        const std::uint64_t untilEnd = dataEnd_ - at.pos;
+        if (length < untilEnd) {
+            at.pos += static_cast<std::uint32_t>(length);
+        } else {
+            at = {dataStart_ + static_cast<std::uint32_t>(length - untilEnd), at.lap + 1};
+        }
+    }
+
+    // The same for who holds a lock against all others.
+    void putAlone(Cursor& at, const char* from, std::uint64_t length) const {
+        move(at, length, length, [&](char* block, std::size_t part) {
+            std::memcpy(block, from, part);
+            from += part;
+        });
+    }
+    void getAlone(Cursor& at, char* to, std::uint64_t count, std::uint64_t length) const {
+        move(at, std::min(count, length), length, [&](char* block, std::size_t part) {
+            std::memcpy(to, block, part);
+            to += part;
+        });
+    }
 
     // False if no whole record is there.
     bool findRecord(const Framing& framing, Cursor start, Record& record) const {
         const std::uint64_t readable = distance(start, write());
-        if (readable < framing.head) {
+        if (readable < kPrefixSize) {
             return false;
         }
-        record.start = record.payload = start;
-        get(record.payload, record.head, framing.head, framing.head);
-        record.length = framing.payload(record.head);
-        return record.length <= readable - framing.head;
+        record.start = record.rest = start;
+        record.prefix = takePrefix(record.rest);
+        record.restLength = framing.rest(record.prefix);
+        return record.restLength <= readable - kPrefixSize;
     }
 
     enum class Discarded { nothing, record, everything };
 
     // Where the oldest record makes no sense, nothing behind it can be found either.
     Discarded discard(const Framing& framing) const {
-        const Cursor end = write();
+        const Cursor start = oldest(), end = write();
         Record record;
-        if (oldest().pos == end.pos) {
+        if (start.pos == end.pos) {
             return Discarded::nothing;
         }
-        if (!findRecord(framing, oldest(), record)) {
+        if (!findRecord(framing, start, record)) {
             setOldest(end);
             return Discarded::everything;
         }
-        skip(record.payload, record.length);
-        setOldest(record.payload);
+        skip(record.rest, record.restLength);
+        setOldest(record.rest);
         return Discarded::record;
     }
 
 private:
+    // Mostly it lies in one word.
+    std::uint32_t takePrefix(Cursor& at) const {
+        std::uint32_t prefix = 0;
+        char* const place = memory_ + at.pos;
+        if (dataEnd_ - at.pos >= kPrefixSize && isAlignedTo<kPrefixSize>(place)) {
+            loadWord<std::uint32_t>(reinterpret_cast<char*>(&prefix), place);
+            skip(at, kPrefixSize);
+        } else {
+            get(at, reinterpret_cast<char*>(&prefix), kPrefixSize, kPrefixSize);
+        }
+        return prefix;
+    }
+
     Cursor inside(Cursor cursor) const {
         const bool isInside = cursor.pos >= dataStart_ && cursor.pos < dataEnd_;
         return {isInside ? cursor.pos : dataStart_, cursor.lap};
@@ -183,17 +262,14 @@ private:
     // In two parts if the end of the data lies between.
     template<class Copy>
     void move(Cursor& at, std::uint64_t count, std::uint64_t length, Copy copy) const {
-        const std::uint64_t untilEnd = dataEnd_ - at.pos;
-        const std::uint64_t first = std::min(count, untilEnd);
-        copy(memory_ + at.pos, first);
+        const std::uint64_t first = std::min<std::uint64_t>(count, dataEnd_ - at.pos);
+        if (first > 0) {
+            copy(memory_ + at.pos, first);
+        }
         if (count > first) {
             copy(memory_ + dataStart_, count - first);
         }
-        if (length < untilEnd) {
-            at.pos += static_cast<std::uint32_t>(length);
-        } else {
-            at = {dataStart_ + static_cast<std::uint32_t>(length - untilEnd), at.lap + 1};
-        }
+        skip(at, length);
     }
 
     char* memory_;

@@ -5,19 +5,13 @@ using shm::RingView;
 
 namespace {
 
-constexpr std::uint32_t kHeadSize = sizeof(tag_TUNIHeader);
-static_assert(kHeadSize == 4);
-
-std::uint64_t payloadOf(const char* head) {
-    tag_TUNIHeader header;
-    std::memcpy(&header, head, sizeof header);
-    return header.length;
-}
+static_assert(sizeof(tag_TUNIHeader) == shm::kPrefixSize);
 
 // A reader that is lapped again and again while it copies goes away with nothing.
 constexpr int kAttempts = 16;
 
-constexpr shm::Framing kFraming{kHeadSize, payloadOf};
+// The length is in the upper half.
+constexpr shm::Framing kFraming{[](std::uint32_t prefix) { return std::uint64_t{prefix >> 16}; }};
 
 } // namespace
 
@@ -29,11 +23,11 @@ int CUNIRingBuffer::DiscardNextRecord() {
 
 int CUNIRingBuffer::Put(const tag_TUNIHeader* header, const char* data, unsigned short dataLen) {
     if (header == nullptr || header->length < dataLen || (data == nullptr && dataLen > 0) ||
-        TrySearchMemory(header->length + kHeadSize) == 0) {
+        TrySearchMemory(header->length + shm::kPrefixSize) == 0) {
         return 0;
     }
     const RingView view(*this);
-    const std::uint32_t ownHeader = kHeadSize + header->length - dataLen;
+    const std::uint32_t ownHeader = shm::kPrefixSize + header->length - dataLen;
     Cursor at = view.write();
     view.put(at, reinterpret_cast<const char*>(header), ownHeader, ownHeader);
     view.put(at, data, dataLen, dataLen);
@@ -51,7 +45,7 @@ int CUNIRingBuffer::Get(const char* dst, unsigned long cap, int* overwritten) {
             break;
         }
         const RingView view(*this);
-        const std::uint64_t size = kHeadSize + record.length;
+        const std::uint64_t size = shm::kPrefixSize + record.restLength;
         Cursor at = record.start;
         view.get(at, const_cast<char*>(dst), dst == nullptr ? 0 : cap, size);
         isLost = record.start.isBehind(view.oldest());
@@ -72,6 +66,6 @@ int CUNIRingBuffer::ReadHeader(tag_TUNIHeader* header, int* overwritten) {
     if (header == nullptr || !NextRecord(kFraming, record, overwritten)) {
         return 0;
     }
-    std::memcpy(header, record.head, sizeof *header);
+    std::memcpy(header, &record.prefix, sizeof *header);
     return 1;
 }

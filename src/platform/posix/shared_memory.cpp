@@ -39,6 +39,9 @@ constexpr std::string_view kMutexPrefix = "qzCore.mutex.";
 constexpr mode_t kSameUser = 0600;
 constexpr std::chrono::seconds kPatience(1);
 
+// Who holds a mutex for longer than this has probably lost the processor.
+constexpr int kSpins = 100;
+
 constexpr off_t kGate = 0;
 constexpr off_t kLife = 1;
 
@@ -84,8 +87,9 @@ bool isObjectName(const std::string& name) {
     return name.size() <= NAME_MAX && name.find('/') == std::string::npos;
 }
 
-std::string pathOf(std::string_view prefix, const char* name) {
-    return "/" + std::string(prefix) + name;
+std::string pathOf(std::string_view prefix, std::string_view name) {
+    std::string path(1, '/');
+    return path.append(prefix).append(name);
 }
 
 // Removes the object if nobody else has it open. The gate is passed.
@@ -126,7 +130,7 @@ void forEachObject(std::string_view prefix, Callback callback) {
 
 void removeDead(std::string_view prefix) {
     forEachObject(prefix, [](const std::string& name) {
-        const std::string path = "/" + name;
+        const std::string path = pathOf({}, name);
         const File file(shm_open(path.c_str(), O_RDWR | O_CLOEXEC, 0));
         if (file.number() >= 0 && setLock(file.number(), kGate, F_WRLCK)) {
             removeIfAlone(file.number(), path.c_str());
@@ -285,7 +289,7 @@ bool sharedMemoryExists(const char* name) {
 
 void listSharedMemory(void (*callback)(void* context, const char* name), void* context) {
     forEachObject(kMemoryPrefix, [&](const std::string& name) {
-        if (hasLife("/" + name)) {
+        if (hasLife(pathOf({}, name))) {
             callback(context, name.c_str() + kMemoryPrefix.size());
         }
     });
@@ -309,6 +313,10 @@ void closeSharedMutex(SharedMutex* mutex) {
 
 bool lockShared(SharedMutex& mutex, std::chrono::milliseconds limit) {
     int error = pthread_mutex_trylock(mutex.native());
+    for (int i = 0; error == EBUSY && i < kSpins; ++i) {
+        __builtin_ia32_pause();
+        error = pthread_mutex_trylock(mutex.native());
+    }
     if (error == EBUSY) {
         const timespec deadline = after(limit);
         error = pthread_mutex_timedlock(mutex.native(), &deadline);

@@ -1,0 +1,79 @@
+// Where a line ends.
+#pragma once
+
+#include <bit>
+#include <cstddef>
+
+#ifdef __SSE2__
+#    include <emmintrin.h>
+#endif
+
+namespace shm {
+
+inline bool isLineEnd(char c) {
+    return c == '\r' || c == '\n';
+}
+
+#ifdef __SSE2__
+
+constexpr std::ptrdiff_t kStep = 16, kStride = 64;
+
+// 16 bytes: all ones for each that ends a line, else zeros.
+inline __m128i lineEndsAt(const char* text) {
+    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text));
+    return _mm_or_si128(_mm_cmpeq_epi8(bytes, _mm_set1_epi8('\r')),
+                        _mm_cmpeq_epi8(bytes, _mm_set1_epi8('\n')));
+}
+
+inline bool hasLineEnd(const char* stride) {
+    const __m128i first = _mm_or_si128(lineEndsAt(stride), lineEndsAt(stride + kStep));
+    const __m128i second =
+        _mm_or_si128(lineEndsAt(stride + 2 * kStep), lineEndsAt(stride + 3 * kStep));
+    return _mm_movemask_epi8(_mm_or_si128(first, second)) != 0;
+}
+
+inline const char* findInSteps(const char* text, const char* end) {
+    for (; end - text >= kStep; text += kStep) {
+        const auto ends = static_cast<unsigned int>(_mm_movemask_epi8(lineEndsAt(text)));
+        if (ends != 0) {
+            return text + std::countr_zero(ends);
+        }
+    }
+    while (text != end && !isLineEnd(*text)) {
+        ++text;
+    }
+    return text;
+}
+
+// The first line end, or `end`. Most lines are short: strides only pay off behind the first.
+inline const char* findLineEnd(const char* text, const char* end) {
+    const char* const near = end - text > kStride ? text + kStride : end;
+    const char* const found = findInSteps(text, near);
+    if (found != near) {
+        return found;
+    }
+    for (text = near; end - text >= kStride && !hasLineEnd(text); text += kStride) {
+    }
+    return findInSteps(text, end);
+}
+
+#else
+
+inline const char* findLineEnd(const char* text, const char* end) {
+    while (text != end && !isLineEnd(*text)) {
+        ++text;
+    }
+    return text;
+}
+
+#endif
+
+// Mostly there are one or two, and the next line waits for the answer.
+inline const char* skipLineEnds(const char* text, const char* end) {
+    while (text != end && isLineEnd(*text)) {
+        ++text;
+    }
+    return text;
+}
+
+} // namespace shm
