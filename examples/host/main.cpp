@@ -14,6 +14,7 @@
 #include "user_error.h"
 #include "world.h"
 
+#include "Core/CrashReport.h"
 #include "Core/Environment.h"
 #include "Core/Log.h"
 #include "VFS/Archive.h"
@@ -154,6 +155,15 @@ std::string logDirectory(const Options& options, const Startup& startup) {
                                         : startup.logDirectory;
 }
 
+/* Reports of earlier runs get their symbols before this run can leave one. */
+void watchForCrashes(const std::string& directory) {
+    if (const int reports = bt_retrace((directory + "/").c_str()); reports > 0) {
+        hostLog(QZ_LOG_WARNING, "it crashed: %d new reports (.crash.info) in %s", reports,
+                directory.c_str());
+    }
+    bt_init((directory + "/qz_host").c_str());
+}
+
 int run(const Options& options, const Startup& startup) {
     const TempDirectory temp;
     chooseDirectories(startup.application, options.data);
@@ -163,12 +173,14 @@ int run(const Options& options, const Startup& startup) {
         hostLog(QZ_LOG_WARNING, "no log files: %s cannot be written", logs.c_str());
     }
     std::ranges::for_each(startup.logOutputs, openOutput);
+    watchForCrashes(logs);
     const int exitCode = workOrExplain(options, startup);
     if (logging) {
         std::printf("logs:   %s\n", logs.c_str());
     }
     vfs_deinit();
     VFS_exit();
+    bt_fini();
     qz_log_stop();
     return exitCode;
 }

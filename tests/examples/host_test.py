@@ -192,6 +192,27 @@ class HostTest(unittest.TestCase):
         self.assertEqual(code, 0, err)
         self.assertIn("ferries.img is of another world, or damaged", err)
 
+    def test_a_crash_is_told_of_at_the_next_start(self):
+        if WINDOWS:
+            self.skipTest("a program cannot be made to crash from outside")
+        for name in ("ASAN_OPTIONS", "TSAN_OPTIONS"):  # whose own handlers would be first
+            self.environment[name] = os.environ.get(name, "") + ":handle_segv=0"
+        script = self.script("log.info('on my way') while true do end\n")
+        host = subprocess.Popen([*COMMAND, "--logs", "logs", script], cwd=self.folder, text=True,
+                                env=self.environment, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
+        with host:
+            while "on my way" not in host.stderr.readline():
+                pass
+            host.send_signal(signal.SIGSEGV)
+        self.assertNotEqual(host.returncode, 0)
+        self.assertIn("on my way", self.log())
+        (report,) = (self.folder / "logs").glob("qz_host-*.crash")
+        self.assertIn("ACCESS_VIOLATION", report.read_text())
+        code, _, err = self.run_script("return")
+        self.assertEqual(code, 0, err)
+        self.assertIn("it crashed: 1 new reports (.crash.info) in logs", err)
+        self.assertIn("main", report.with_name(report.name + ".info").read_text())
+
     def test_its_log_can_be_followed(self):
         qz = COMMAND[:-1] + [str(pathlib.Path(COMMAND[-1]).with_name(pathlib.Path(COMMAND[-1]).name
                                                                      .replace("qz_host", "qz")))]
