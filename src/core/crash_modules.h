@@ -13,7 +13,7 @@
 namespace core {
 
 // Finds modules' files, each once. The number of look-ups is limited: a report may name as many
-// files as it likes.
+// files as it likes. One for each report, so that none uses up another's share.
 class ModuleFiles {
 public:
     // The longest beginning of the text, up to its end or a space, that is the path of a module;

@@ -74,9 +74,7 @@ struct Position {
 
 class Retrace {
 public:
-    Retrace(std::string_view report, core::ModuleFiles& files) : report_(report), files_(files) {
-        learnBases();
-    }
+    explicit Retrace(std::string_view report) : report_(report) { learnBases(); }
 
     std::string copy();
 
@@ -91,7 +89,7 @@ private:
     bool writeFound(const core::FrameLine& frame, const Position& position, bool isReturnAddress);
 
     std::string_view report_;
-    core::ModuleFiles& files_;
+    core::ModuleFiles files_;
     core::ModuleBases bases_;
     std::optional<std::int64_t> crashTime_;
     std::string copy_;
@@ -244,13 +242,13 @@ std::optional<std::string> readReport(const std::string& path) {
     return text;
 }
 
-bool retraceReport(const std::string& path, core::ModuleFiles& files) {
+bool retraceReport(const std::string& path) {
     const std::string copyPath = path + std::string(kCopyEnding);
     if (platform::pathKind(copyPath.c_str()) != platform::PathKind::missing) {
         return false;
     }
     const std::optional<std::string> report = readReport(path);
-    return report && platform::replaceContents(copyPath.c_str(), Retrace(*report, files).copy());
+    return report && platform::replaceContents(copyPath.c_str(), Retrace(*report).copy());
 }
 
 struct Listing {
@@ -275,10 +273,9 @@ int retraceAll(std::string_view pattern) {
     if (!platform::openSymbolFiles()) {
         return -1;
     }
-    core::ModuleFiles files;
     int count = 0;
     for (const std::string& name : listing.names) {
-        count += retraceReport(folder + name, files) ? 1 : 0;
+        count += retraceReport(folder + name) ? 1 : 0;
     }
     return count;
 }

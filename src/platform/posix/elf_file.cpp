@@ -23,10 +23,17 @@ bool isInMemory(const Elf64_Shdr& section) {
     return (section.sh_flags & SHF_ALLOC) != 0 && !isThreadLocal;
 }
 
+// Asked before it is opened as well: opening a device may do something.
+int openOrdinary(const char* path) {
+    struct stat status {};
+    return stat(path, &status) == 0 && S_ISREG(status.st_mode)
+               ? ::open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK)
+               : -1;
+}
+
 } // namespace
 
-ElfFile::ElfFile(const char* path)
-    : file_(::open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK)) {
+ElfFile::ElfFile(const char* path) : file_(openOrdinary(path)) {
     isOpen_ = file_ >= 0 && readHeader() && readSegments();
 }
 

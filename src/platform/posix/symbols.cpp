@@ -58,6 +58,9 @@ void takeSymbol(void* context, std::uintptr_t, const char* name, std::uintptr_t 
 void lookUp(backtrace_state* state, std::uintptr_t address, bool isReturnAddress,
             SourcePlace& place) {
     place = {};
+    if (state == nullptr) {
+        return;
+    }
     Lookup lookup{address, &place};
     const std::uintptr_t instruction = isReturnAddress ? address - 1 : address;
     backtrace_syminfo(state, instruction, takeSymbol, ignoreError, &lookup);
@@ -72,14 +75,16 @@ int takeFirstAddress(dl_phdr_info* program, std::size_t, void* address) {
 
 // Nothing that the reader allocates can be given back, so what was read is kept for the next time.
 backtrace_state* symbolsOf(const std::string& path, std::int64_t changeTime) {
+    constexpr std::size_t kMostModules = 512; // reports may name any
     static std::map<std::pair<std::string, std::int64_t>, backtrace_state*> known;
-    backtrace_state*& symbols = known[{path, changeTime}];
-    if (symbols == nullptr) {
-        // The reader keeps the pointer to the path, and nodes of a map stay where they are.
-        const char* kept = known.find({path, changeTime})->first.first.c_str();
-        symbols = backtrace_create_state(kept, 0, ignoreError, nullptr);
+    const auto found = known.find({path, changeTime});
+    if (found != known.end() || known.size() >= kMostModules) {
+        return found != known.end() ? found->second : nullptr;
     }
-    return symbols;
+    const auto added = known.try_emplace({path, changeTime}, nullptr).first;
+    // The reader keeps the pointer to the path, and nodes of a map stay where they are.
+    added->second = backtrace_create_state(added->first.first.c_str(), 0, ignoreError, nullptr);
+    return added->second;
 }
 
 class ElfModule final : public ModuleFile {
