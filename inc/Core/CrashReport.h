@@ -31,9 +31,10 @@ typedef long (*bt_filter)(struct _EXCEPTION_POINTERS* exception);
 /* Installs the crash handler and returns the filter that it replaces, which runs after it.
  *
  * Reports are named "<prefix>-<date>-<time>.crash", with the time of the crash in UTC, as in
- * game-20260101-120000.crash; the prefix (UTF-8, cut at 259 bytes) may begin with a path, and else
- * the file goes to the current directory, the one at the time of the crash. Null stands for the
- * executable's file name without its directory and without the part from its last point on.
+ * game-20260101-120000.crash. The prefix (UTF-8, cut at 259 bytes) may begin with a path, all in
+ * all of 255 characters at most; else the file goes to the current directory, the one at the time
+ * of the crash. Null stands for the executable's file name without its directory and without the
+ * part from its last point on.
  *
  * Call it early, from the main thread. A second call only changes the prefix and returns null. The
  * library stays loaded from then on. Not for use by two threads at once.

@@ -270,6 +270,9 @@ int retraceAll(std::string_view pattern) {
     const std::string folder(pattern.substr(0, nameBegin));
     Listing listing{pattern.substr(nameBegin), {}};
     platform::listDirectory(folder.empty() ? "." : folder.c_str(), addReport, &listing);
+    if (listing.names.empty()) {
+        return 0;
+    }
     if (!platform::openSymbolFiles()) {
         return -1;
     }

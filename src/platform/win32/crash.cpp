@@ -236,10 +236,12 @@ void walkStack(const Fault& fault, FrameFunction function, void* context) {
 bool faultText(std::uint32_t code, char* buffer, std::size_t size) {
     static wchar_t text[512];
     const HMODULE core = GetModuleHandleW(L"ntdll.dll");
-    const DWORD length =
-        FormatMessageW(FORMAT_MESSAGE_FROM_HMODULE | FORMAT_MESSAGE_IGNORE_INSERTS, core, code, 0,
-                       text, static_cast<DWORD>(std::size(text)), nullptr);
-    return length > 0 && fromWide(text, buffer, size) && buffer[0] != 0;
+    DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_HMODULE | FORMAT_MESSAGE_IGNORE_INSERTS, core,
+                                  code, 0, text, static_cast<DWORD>(std::size(text)), nullptr);
+    while (length > 0 && text[length - 1] <= L' ') {
+        text[--length] = 0; // messages end with a line's end
+    }
+    return length > 0 && fromWide(text, buffer, size);
 }
 
 std::int64_t systemTime() {
