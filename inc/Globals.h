@@ -2,9 +2,10 @@
  *
  * They exist from load to unload, belong to the library and must not be freed. Loading brings up,
  * in this order: numbers printed with a point (the numeric locale "C"), the log, the watch table
- * with "Main pool", "Lua" and "STL allocator", globalConfig, globalFactoryManager, globalMail;
- * unloading takes them down in reverse order, the log last. What could not be made for want of
- * memory is null.
+ * with "Main pool", "Lua" and "STL allocator", globalConfig, globalFactoryManager, globalMail.
+ * Unloading takes down globalFactoryManager, globalMail, globalConfig, the watch table, and the log
+ * last. What could not be made for want of memory is null. docs/guides/start-and-stop.md has the
+ * whole, and what becomes of it at the end of a process.
  *
  * globalProfiler stands in Common/Profiler.h.
  */

@@ -22,8 +22,10 @@
  * second one. TRACE lines are short, "%s: %s\n" with module and message only.
  *
  * Threads: any thread may call qz_log, qz_vlogf and qz_log_set_output at any time; they never wait
- * for the disk or for a lock and allocate nothing. The other functions are for one thread at a
- * time, normally the host's main thread.
+ * for the log files or for a lock and allocate nothing. The echo is apart from that: it waits for
+ * whoever takes standard error, and an alert for the user. The other functions are for one thread
+ * at a time, normally the host's main thread. None is for signal handlers, nor for a child of fork,
+ * which has no writer thread.
  */
 #ifndef QZCORE_CORE_LOG_H
 #define QZCORE_CORE_LOG_H
