@@ -4,6 +4,8 @@
 
 #include <condition_variable>
 #include <cstdio>
+#include <filesystem>
+#include <fstream>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -73,26 +75,67 @@ private:
     std::map<std::string, Figures, std::less<>> figures_;
 };
 
-void print(const Goal& goal, double measured, double peer) {
-    const bool isLimit = goal.sense == Goal::Sense::atMost;
-    const double proportion = measured / peer;
-    const bool isMet = isLimit ? proportion <= goal.proportion : proportion >= goal.proportion;
-    std::printf("%-36s %-36s %-16s %10.4g %10.4g %8.3f  %s %-6.3g %s\n", goal.measured, goal.peer,
-                goal.figure, measured, peer, proportion, isLimit ? "<=" : ">=", goal.proportion,
-                isMet ? "met" : "MISSED");
-}
+struct Result {
+    const Goal* goal;
+    double measured, peer;
+
+    double proportion() const { return measured / peer; }
+    bool isMet() const {
+        return goal->sense == Goal::Sense::atMost ? proportion() <= goal->proportion
+                                                  : proportion() >= goal->proportion;
+    }
+    const char* sense() const { return goal->sense == Goal::Sense::atMost ? "<=" : ">="; }
+};
 
 // Goals whose benchmarks were filtered out are left out as well.
-void printGoals(std::span<const Goal> goals, const MedianReporter& medians) {
-    std::printf("\n%-36s %-36s %-16s %10s %10s %8s  %s\n", "Measured", "Peer", "Figure", "measured",
-                "peer", "ratio", "goal");
+std::vector<Result> resultsOf(std::span<const Goal> goals, const MedianReporter& medians) {
+    std::vector<Result> results;
     for (const Goal& goal : goals) {
         const auto measured = medians.figure(goal.measured, goal.figure);
         const auto peer = medians.figure(goal.peer, goal.figure);
         if (measured && peer) {
-            print(goal, *measured, *peer);
+            results.push_back({&goal, *measured, *peer});
         }
     }
+    return results;
+}
+
+void print(const std::vector<Result>& results) {
+    std::printf("\n%-36s %-36s %-16s %10s %10s %8s  %s\n", "Measured", "Peer", "Figure", "measured",
+                "peer", "ratio", "goal");
+    for (const Result& result : results) {
+        const Goal& goal = *result.goal;
+        std::printf("%-36s %-36s %-16s %10.4g %10.4g %8.3f  %s %-6.3g %s\n", goal.measured,
+                    goal.peer, goal.figure, result.measured, result.peer, result.proportion(),
+                    result.sense(), goal.proportion, result.isMet() ? "met" : "MISSED");
+    }
+}
+
+// One line each, for scripts/bench_chart.py: the program, the goal's names, the ratio, the goal.
+bool append(const std::vector<Result>& results, const std::string& program,
+            const std::string& path) {
+    std::ofstream file(path, std::ios::app);
+    for (const Result& result : results) {
+        const Goal& goal = *result.goal;
+        file << program << ',' << goal.measured << ',' << goal.peer << ',' << goal.figure << ','
+             << result.proportion() << ',' << result.sense() << ',' << goal.proportion << '\n';
+    }
+    file.flush();
+    return file.good();
+}
+
+// Takes "--ratios=<file>" out of the arguments; empty if it is not among them.
+std::string takeRatiosFile(std::vector<char*>& arguments) {
+    constexpr std::string_view kOption = "--ratios=";
+    std::string path;
+    std::erase_if(arguments, [&](std::string_view argument) {
+        const bool isOption = argument.starts_with(kOption);
+        if (isOption) {
+            path = argument.substr(kOption.size());
+        }
+        return isOption;
+    });
+    return path;
 }
 
 // While a process has one thread only, the C library leaves out atomic operations that it needs
@@ -114,6 +157,7 @@ int run(int argc, char** argv, std::span<const Goal> goals) {
     std::string repetitions = "--benchmark_repetitions=5";
     std::vector<char*> arguments{argv[0], interleaving.data(), repetitions.data()};
     arguments.insert(arguments.end(), argv + 1, argv + argc);
+    const std::string ratiosFile = takeRatiosFile(arguments);
     int count = static_cast<int>(arguments.size());
     arguments.push_back(nullptr);
 
@@ -125,7 +169,13 @@ int run(int argc, char** argv, std::span<const Goal> goals) {
     MedianReporter medians;
     benchmark::RunSpecifiedBenchmarks(&medians);
     benchmark::Shutdown();
-    printGoals(goals, medians);
+    const std::vector<Result> results = resultsOf(goals, medians);
+    print(results);
+    const std::string program = std::filesystem::path(argv[0]).stem().string();
+    if (!ratiosFile.empty() && !append(results, program, ratiosFile)) {
+        std::perror(ratiosFile.c_str());
+        return 1;
+    }
     return 0;
 }
 

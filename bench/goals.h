@@ -31,6 +31,7 @@ constexpr Goal atLeast(double proportion, const char* peer, const char* measured
 
 // A benchmark program's main function: runs what is registered, five rounds of each in random order
 // unless the command line (Google Benchmark's) says otherwise, and ends with a table of the goals.
+// The option --ratios=<file> also appends them to a file of comma-separated values.
 int run(int argc, char** argv, std::span<const Goal> goals);
 
 } // namespace bench
