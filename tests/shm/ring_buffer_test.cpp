@@ -242,7 +242,7 @@ TEST(UniRingBuffer, Records) {
     EXPECT_EQ(reader.Get(copy, sizeof copy, &overwritten), 0);
     EXPECT_EQ(overwritten, 1);
     header.length = 0xFFFF;
-    EXPECT_EQ(ring.Put(&header, block.get(), 0xFFFF), 0);
+    EXPECT_EQ(ring.Put(&header, std::string(0xFFFF, 'x').data(), 0xFFFF), 0);
     EXPECT_EQ(reader.ReadHeader(&seen, &overwritten), 0);
 }
 
@@ -314,8 +314,8 @@ TEST(RingMessageBuffer, Block) {
     EXPECT_EQ(block.words(12), Words({132, 32, 100, 132, 58, 0, 32, 0, 22, 0, 0, 0}));
     EXPECT_EQ(std::string(block.get() + 56, 2), "ab");
     EXPECT_LE(block.word(48), static_cast<std::uint32_t>(std::time(nullptr)));
-    EXPECT_EQ(ring.AddMessage(block.get(), 76), 0);
-    EXPECT_EQ(ring.AddMessage(block.get(), 75), 1);
+    EXPECT_EQ(ring.AddMessage(std::string(76, 'x').data(), 76), 0);
+    EXPECT_EQ(ring.AddMessage(std::string(75, 'x').data(), 75), 1);
 }
 
 TEST(RingMessageBuffer, Names) {

@@ -45,6 +45,13 @@ constexpr int kSpins = 100;
 constexpr off_t kGate = 0;
 constexpr off_t kLife = 1;
 
+// Tells the processor that this is a waiting loop.
+void relax() {
+#if defined(__x86_64__)
+    __builtin_ia32_pause();
+#endif
+}
+
 struct flock lockOf(off_t which, int type) {
     struct flock lock {};
     lock.l_type = static_cast<short>(type);
@@ -314,7 +321,7 @@ void closeSharedMutex(SharedMutex* mutex) {
 bool lockShared(SharedMutex& mutex, std::chrono::milliseconds limit) {
     int error = pthread_mutex_trylock(mutex.native());
     for (int i = 0; error == EBUSY && i < kSpins; ++i) {
-        __builtin_ia32_pause();
+        relax();
         error = pthread_mutex_trylock(mutex.native());
     }
     if (error == EBUSY) {
