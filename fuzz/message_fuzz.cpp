@@ -41,8 +41,8 @@ public:
         std::uint64_t value = 0;
         for (; width != 0; --width, ++position_) {
             const std::size_t byte = position_ / 8;
-            const unsigned bit =
-                byte < bytes_.size() ? bytes_[byte] >> (7 - position_ % 8) & 1U : 0;
+            const unsigned octet = byte < bytes_.size() ? bytes_[byte] : 0;
+            const unsigned bit = octet >> (7 - position_ % 8) & 1;
             value = value << 1 | bit;
         }
         return value;
