@@ -59,8 +59,9 @@ QZ_API void bt_fini(void);
  * the line keeps its text and says so. It never names a symbol that may be the wrong one.
  *
  * Returns the number of copies written; 0 if there is nothing to do; -1 if the system's debugging
- * help cannot be used. Reports that cannot be read, or are larger than 64 MiB, are skipped, and so
- * are copies that cannot be written. Any thread; one call at a time does its work. */
+ * help cannot be used, or memory runs out. Reports that cannot be read, or are larger than 64 MiB,
+ * are skipped, and so are copies that cannot be written. Any thread; one call at a time does its
+ * work. */
 QZ_API int bt_retrace(const char* directory);
 
 QZ_EXTERN_C_END

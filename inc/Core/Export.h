@@ -1,6 +1,6 @@
 /* What every public header needs: the export macro and C linkage.
  *
- * This is the only place outside src/platform that asks which system it is compiled for.
+ * This is the only place of the library outside src/platform that asks which system it is for.
  */
 #ifndef QZCORE_CORE_EXPORT_H
 #define QZCORE_CORE_EXPORT_H
