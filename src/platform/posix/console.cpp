@@ -1,6 +1,7 @@
 #include "platform/console.h"
 
 #include "platform/posix/broken_pipe.h"
+#include "platform/posix/descriptor.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -37,18 +38,6 @@ bool isOpen(int descriptor) {
     return fcntl(descriptor, F_GETFD) >= 0;
 }
 
-void writeAll(const char* text, std::size_t length) {
-    while (length > 0) {
-        const ssize_t written = write(STDERR_FILENO, text, length);
-        if (written > 0) {
-            text += written;
-            length -= static_cast<std::size_t>(written);
-        } else if (errno != EINTR) {
-            return;
-        }
-    }
-}
-
 } // namespace
 
 // A standard error that was closed when the library was loaded stays without an echo: whatever file
@@ -70,10 +59,10 @@ bool echoWanted() {
 void echo(const char* text, std::size_t length) {
     const int callersError = errno;
     if (destination.load(std::memory_order_relaxed) == Echo::toFile) {
-        writeAll(text, length);
+        writeAll(STDERR_FILENO, {text, length});
     } else {
         const NoBrokenPipe guard;
-        writeAll(text, length);
+        writeAll(STDERR_FILENO, {text, length});
     }
     errno = callersError;
 }

@@ -1,5 +1,6 @@
 #include "platform/files.h"
 
+#include "platform/posix/descriptor.h"
 #include "platform/posix/path.h"
 
 #include <dirent.h>
@@ -51,18 +52,6 @@ int openFlags(FileAccess access) {
     }
 }
 
-// What the handle's operations promise (a position, a size, no waiting) only ordinary files keep.
-SystemError requireOrdinaryFile(int file) {
-    struct stat status;
-    if (fstat(file, &status) != 0) {
-        return lastError();
-    }
-    if (S_ISDIR(status.st_mode)) {
-        return EISDIR;
-    }
-    return S_ISREG(status.st_mode) ? 0 : ENXIO;
-}
-
 // Belongs to the open file, so it ends with its last descriptor. A file system without locks has no
 // protection against a second writer, but can be written.
 SystemError claimForWriting(int file) {
@@ -72,8 +61,9 @@ SystemError claimForWriting(int file) {
     return errno == EWOULDBLOCK ? lastError() : 0;
 }
 
+// What the handle's operations promise (a position, a size, no waiting) only ordinary files keep.
 SystemError prepare(int file, FileAccess access) {
-    const SystemError error = requireOrdinaryFile(file);
+    const auto error = static_cast<SystemError>(requireOrdinaryFile(file));
     return error != 0 || access == FileAccess::read ? error : claimForWriting(file);
 }
 

@@ -1,10 +1,10 @@
 #include "platform/mapped_file.h"
 
+#include "platform/posix/descriptor.h"
 #include "platform/posix/path.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -16,17 +16,6 @@ namespace {
 // A file is its own mapping here; as a handle it is one more, because 0 stands for none.
 int fileOf(MappingHandle mapping) {
     return static_cast<int>(mapping - 1);
-}
-
-SystemError requireOrdinaryFile(int file) {
-    struct stat status {};
-    if (fstat(file, &status) != 0) {
-        return lastSystemError();
-    }
-    if (S_ISDIR(status.st_mode)) {
-        return EISDIR;
-    }
-    return S_ISREG(status.st_mode) ? 0 : ENXIO;
 }
 
 char* map(MappingHandle mapping, int protection, int kind, std::uint32_t size, SystemError& error) {
@@ -49,7 +38,7 @@ FileHandle openFileToMap(const char* path, bool readOnly, SystemError& error) {
     // Opening a pipe would wait for its other end without O_NONBLOCK.
     const int file = open(nativePath(path).c_str(),
                           (readOnly ? O_RDONLY : O_RDWR) | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
-    error = file < 0 ? lastSystemError() : requireOrdinaryFile(file);
+    error = file < 0 ? lastSystemError() : static_cast<SystemError>(requireOrdinaryFile(file));
     if (file >= 0 && error != 0) {
         close(file);
         return kNoFile;

@@ -1,13 +1,13 @@
 #include "platform/text_file.h"
 
 #include "platform/posix/broken_pipe.h"
+#include "platform/posix/descriptor.h"
 #include "platform/posix/path.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdio>
 
 namespace platform {
@@ -45,15 +45,7 @@ TextFile openTextFile(const char* path) {
 
 void writeText(TextFile file, const char* text, std::size_t length) {
     const NoBrokenPipe guard;
-    while (length > 0) {
-        const ssize_t written = write(descriptorOf(file), text, length);
-        if (written > 0) {
-            text += written;
-            length -= static_cast<std::size_t>(written);
-        } else if (errno != EINTR) {
-            return;
-        }
-    }
+    writeAll(descriptorOf(file), {text, length});
 }
 
 void writeTextWithoutLock(TextFile file, const char* text, std::size_t length) {

@@ -1,14 +1,13 @@
 #include "platform/whole_file.h"
 
+#include "platform/posix/descriptor.h"
 #include "platform/posix/path.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -62,18 +61,6 @@ Descriptor createBeside(const std::string& path, mode_t mode, std::string& name)
         }
     }
     return Descriptor(-1);
-}
-
-bool writeAll(int file, std::string_view bytes) {
-    while (!bytes.empty()) {
-        const ssize_t written =
-            write(file, bytes.data(), std::min<std::size_t>(bytes.size(), INT_MAX));
-        if (written < 0 && errno != EINTR) {
-            return false;
-        }
-        bytes.remove_prefix(static_cast<std::size_t>(written < 0 ? 0 : written));
-    }
-    return true;
 }
 
 // Owner and permissions of the file that is replaced. Another owner's is given away where that is

@@ -3,6 +3,7 @@
 #include "platform/report_turn.h"
 #include "platform/thread.h"
 #include "platform/win32/fault_stack.h"
+#include "platform/win32/file_time.h"
 #include "platform/win32/symbols.h"
 #include "platform/win32/wide.h"
 
@@ -245,12 +246,9 @@ bool faultText(std::uint32_t code, char* buffer, std::size_t size) {
 }
 
 std::int64_t systemTime() {
-    constexpr std::int64_t kEpoch = 116'444'736'000'000'000;
     FILETIME now;
     GetSystemTimeAsFileTime(&now);
-    const auto ticks = (static_cast<std::int64_t>(now.dwHighDateTime) << 32) |
-                       static_cast<std::int64_t>(now.dwLowDateTime);
-    return (ticks - kEpoch) / 10'000'000;
+    return secondsOf(now);
 }
 
 } // namespace platform

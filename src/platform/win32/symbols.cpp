@@ -1,6 +1,7 @@
 #include "platform/win32/symbols.h"
 
 #include "platform/symbols.h"
+#include "platform/win32/file_time.h"
 #include "platform/win32/pe_image.h"
 #include "platform/win32/wide.h"
 
@@ -16,9 +17,6 @@
 namespace platform {
 
 namespace {
-
-constexpr std::int64_t kEpoch = 116'444'736'000'000'000; // the year 1970 in a FILETIME
-constexpr std::int64_t kTicksPerSecond = 10'000'000;
 
 constinit HANDLE process = nullptr; // this one, while its symbols are open
 
@@ -138,9 +136,7 @@ public:
     std::int64_t changeTime() const {
         FILETIME written = {};
         GetFileTime(file_, nullptr, nullptr, &written);
-        const auto ticks = (static_cast<std::int64_t>(written.dwHighDateTime) << 32) |
-                           static_cast<std::int64_t>(written.dwLowDateTime);
-        return (ticks - kEpoch) / kTicksPerSecond;
+        return secondsOf(written);
     }
 
 private:

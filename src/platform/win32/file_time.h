@@ -1,0 +1,19 @@
+// Times as the system counts them.
+#pragma once
+
+#include <windows.h>
+
+#include <cstdint>
+
+namespace platform {
+
+// Since the start of 1970, UTC; a FILETIME counts tenths of a microsecond since 1601.
+inline std::int64_t secondsOf(const FILETIME& time) {
+    constexpr std::int64_t kEpoch = 116'444'736'000'000'000;
+    constexpr std::int64_t kTicksPerSecond = 10'000'000;
+    const auto ticks = (static_cast<std::int64_t>(time.dwHighDateTime) << 32) |
+                       static_cast<std::int64_t>(time.dwLowDateTime);
+    return (ticks - kEpoch) / kTicksPerSecond;
+}
+
+} // namespace platform
