@@ -1,6 +1,7 @@
 #include "common/profiler.h"
 
 #include "Core/Clock.h"
+#include "core/cut_text.h"
 #include "core/gate.h"
 #include "platform/thread.h"
 
@@ -16,15 +17,8 @@ namespace {
 // Who is in a call of any profiler.
 constinit core::Gate gate(core::Gate::State::open);
 
-// Cut between characters.
 void copyName(char (&name)[kNameSize], const char* text) {
-    std::size_t length = strnlen(text, kNameSize);
-    if (length == kNameSize) {
-        --length;
-        while (length > 0 && (static_cast<unsigned char>(text[length]) & 0xC0U) == 0x80) {
-            --length;
-        }
-    }
+    const std::size_t length = core::lengthToKeep({text, strnlen(text, kNameSize)}, kNameSize - 1);
     std::memcpy(name, text, length);
     name[length] = '\0';
 }

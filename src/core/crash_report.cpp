@@ -1,6 +1,7 @@
 #include "Core/CrashReport.h"
 
 #include "core/crash_text.h"
+#include "core/cut_text.h"
 #include "core/log.h"
 #include "platform/crash.h"
 #include "platform/environment.h"
@@ -10,7 +11,6 @@
 
 #include <chrono>
 #include <cstring>
-#include <exception>
 #include <string>
 #include <string_view>
 
@@ -133,14 +133,8 @@ void onFault(const platform::Fault& fault) {
     core::letLogCatchUp(kLogMoment);
 }
 
-// Not in the middle of a character.
 void setPrefix(std::string_view text) {
-    std::size_t length = std::min(text.size(), kLongestPrefix);
-    if (length < text.size()) {
-        while (length > 0 && (static_cast<unsigned char>(text[length]) & 0xC0U) == 0x80) {
-            --length;
-        }
-    }
+    const std::size_t length = core::lengthToKeep(text, kLongestPrefix);
     std::memcpy(prefix, text.data(), length);
     prefix[length] = 0;
 }
