@@ -66,7 +66,8 @@ endif()
 find_package(TBB CONFIG REQUIRED COMPONENTS tbb)
 
 # An allocator that is not instrumented hides memory errors and hand-overs from the sanitizers, so
-# instrumented builds keep the pools' accounting over the C library's allocator.
+# instrumented builds keep the pools' accounting over the C library's allocator: the name says which
+# src/core/memory_pool_*.cpp is compiled.
 if(QZ_SANITIZE)
   set(QZ_POOL_BACKEND system)
 else()

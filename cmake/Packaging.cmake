@@ -29,9 +29,7 @@ if(WIN32)
   file(GLOB QZ_RUNTIME_DLLS ${QZ_WINDOWS_DEPS}/bin/*.dll)
   install(FILES ${QZ_RUNTIME_DLLS} DESTINATION ${CMAKE_INSTALL_BINDIR})
   install(DIRECTORY ${QZ_WINDOWS_DEPS}/share/licenses DESTINATION ${CMAKE_INSTALL_DOCDIR})
-endif()
-
-if(NOT WIN32)
+else()
   # Linked in statically; the text is part of the compiler's. Small machines may lack it.
   cmake_path(GET QZ_BACKTRACE_FOLDER FILENAME QZ_GCC_VERSION)
   install(FILES /usr/share/doc/gcc-${QZ_GCC_VERSION}-base/copyright OPTIONAL
