@@ -2,6 +2,8 @@
 // leave no file open. PhysicsFS itself is not instrumented; what is explored is the judgement on
 // which archives may reach it, and one that brings it down is a finding all the same.
 // tests/vfs/make_archives.py makes archives to start from.
+#include "require.h"
+
 #include "VFS/Archive.h"
 
 #define QZ_LOG_NO_SHORT_NAMES
@@ -12,17 +14,10 @@
 #include <unistd.h>
 
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 
 namespace {
-
-void require(bool holds) {
-    if (!holds) {
-        std::abort();
-    }
-}
 
 // A file without a place on the disk.
 class UnnamedFile {

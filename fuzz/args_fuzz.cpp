@@ -1,5 +1,7 @@
 // Command lines, and the string and path helpers, on any text: nothing but the stated exception, no
 // token lost or made up, and the properties that callers build on.
+#include "require.h"
+
 #include "Util/ConsoleArgs.h"
 #include "Util/Strings.h"
 
@@ -7,7 +9,6 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -15,12 +16,6 @@
 namespace {
 
 using Tokens = std::vector<std::string>;
-
-void require(bool holds) {
-    if (!holds) {
-        std::abort();
-    }
-}
 
 Tokens split(const std::string& text) {
     Tokens tokens(1);

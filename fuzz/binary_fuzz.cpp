@@ -1,21 +1,16 @@
 // Any bytes as a file of records: the readers end, stay within their buffers, only go forwards, and
 // read what the writers write.
+#include "require.h"
+
 #include "VFS/Binary.h"
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <vector>
 
 namespace {
-
-void require(bool holds) {
-    if (!holds) {
-        std::abort();
-    }
-}
 
 // A file in memory.
 struct MemoryFile {

@@ -1,5 +1,7 @@
 // Configuration texts: parse, walk, save, parse again, the same tree. Then the input's bytes choose
 // changes, and what saveEdited makes of the text must say what the tree says.
+#include "require.h"
+
 #include "Config/ConfigParser.h"
 
 #include <cmath>
@@ -12,12 +14,6 @@
 namespace {
 
 using iterator = ConfigParser::iterator;
-
-void require(bool holds) {
-    if (!holds) {
-        std::abort();
-    }
-}
 
 bool parse(ConfigParser& parser, const std::string& text) {
     const bool isParsed = parser.parse(text.c_str(), static_cast<int>(text.size()));

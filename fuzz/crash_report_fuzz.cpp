@@ -1,4 +1,6 @@
 // Any bytes as a crash report: retracing ends, and every line of it is in the copy.
+#include "require.h"
+
 #include "Core/CrashReport.h"
 
 #include <algorithm>
@@ -12,12 +14,6 @@
 namespace {
 
 namespace fs = std::filesystem;
-
-void require(bool condition) {
-    if (!condition) {
-        std::abort();
-    }
-}
 
 // A folder of this process's own, so that several can run.
 const fs::path& folder() {

@@ -1,24 +1,19 @@
 // The table loader over random tables and random calls, in any order: what begins need not end,
 // what ends need not have begun, and the tables hold cycles, values of all types, and metatables
 // whose functions raise errors. After any exception stack and path are as before.
+#include "require.h"
+
 #include "Lua/Loader.h"
 
 #include <lua.hpp>
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <iterator>
 #include <string>
 #include <vector>
 
 namespace {
-
-void require(bool holds) {
-    if (!holds) {
-        std::abort();
-    }
-}
 
 // The input; zeros when it is used up.
 class Bytes {

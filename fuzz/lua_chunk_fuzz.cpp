@@ -1,22 +1,17 @@
 // Any bytes as a Lua chunk in a file: an error or a function, one value on the stack, and never
 // more memory than the file's length explains. What loads is not run: a script may loop for ever.
+#include "require.h"
+
 #include "Lua/State.h"
 #include "VFS/File.h"
 
 #include <lua.hpp>
 
 #include <cstdint>
-#include <cstdlib>
 
 namespace {
 
 constexpr char kPath[] = "lua_chunk_fuzz.tmp";
-
-void require(bool holds) {
-    if (!holds) {
-        std::abort();
-    }
-}
 
 void writeChunk(const std::uint8_t* data, std::size_t size) {
     VFS_remove(kPath); // overwriting is slower on some file systems

@@ -1,11 +1,12 @@
 // Any bytes as a mapped file: its lines are those that the plainest search finds, and changes to a
 // copy stay in memory.
+#include "require.h"
+
 #include "Shm/MappedFile.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -14,12 +15,6 @@
 namespace {
 
 constexpr char kBreaks[] = "\r\n";
-
-void require(bool holds) {
-    if (!holds) {
-        std::abort();
-    }
-}
 
 // A file of this process's own, for as long as it runs.
 class Sample {

@@ -1,10 +1,11 @@
 // Any bytes as a message, read in any way: readers end, stay within the message, and read what a
 // plain string of bits would give.
+#include "require.h"
+
 #include "Mail/Stream.h"
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <deque>
 #include <vector>
@@ -13,12 +14,6 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 using ChunkPtr = Mem::Ptr<Mail::Chunk>;
-
-void require(bool holds) {
-    if (!holds) {
-        std::abort();
-    }
-}
 
 // The first byte says how many bytes of instructions follow, the rest is the message.
 struct Input {

@@ -1,22 +1,17 @@
 // The path functions on any text and any room: no byte past the size (the buffers are exactly as
 // large as they are said to be), always terminated, and the properties that callers build on.
+#include "require.h"
+
 #include "VFS/Paths.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string>
 
 namespace {
-
-void require(bool holds) {
-    if (!holds) {
-        std::abort();
-    }
-}
 
 using Conversion = unsigned int (*)(char*, size_t, const char*);
 

@@ -1,19 +1,14 @@
 // Any bytes as text: the character codec stays in its bounds and the conversions end.
+#include "require.h"
+
 #include "Common/Text.h"
 #include "Core/Hash.h"
 #include "Core/Utf8.h"
 
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 
 namespace {
-
-void require(bool condition) {
-    if (!condition) {
-        std::abort();
-    }
-}
 
 // Reading character by character covers the text, each step forward and none past its end.
 void walk(const std::string& text) {
