@@ -12,8 +12,6 @@
 
 namespace {
 
-using Arguments = std::vector<std::string>;
-
 constexpr char kUsage[] =
     "Usage: qz log list\n"
     "       qz log follow [options] NAME\n"

@@ -1,8 +1,7 @@
 // qz log: the logs of programs that are running.
 #pragma once
 
-#include <string>
-#include <vector>
+#include "arguments.h"
 
 // Returns the exit code. Throws Failure and UsageError.
-int logCommand(const std::vector<std::string>& arguments);
+int logCommand(const Arguments& arguments);

@@ -34,7 +34,7 @@ int retraceIn(const std::string& directory) {
 
 } // namespace
 
-int retrace(const std::vector<std::string>& arguments) {
+int retrace(const Arguments& arguments) {
     if (arguments.empty()) {
         throw UsageError("retrace needs a directory");
     }

@@ -1,8 +1,7 @@
 // qz retrace: symbols for crash reports.
 #pragma once
 
-#include <string>
-#include <vector>
+#include "arguments.h"
 
 // Takes the arguments behind "retrace"; returns the exit code, or throws.
-int retrace(const std::vector<std::string>& arguments);
+int retrace(const Arguments& arguments);

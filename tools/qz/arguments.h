@@ -1,0 +1,7 @@
+// What stands behind a command, in UTF-8.
+#pragma once
+
+#include <string>
+#include <vector>
+
+using Arguments = std::vector<std::string>;
