@@ -27,7 +27,6 @@ public:
 
     const std::string& name() const { return name_; }
     Point place() const { return place_; }
-    int taken() const { return static_cast<int>(getState()); }
 
     bool receive(const Mail::Message& message) override;
 

@@ -54,8 +54,8 @@ public:
 
     std::string convert(std::string_view text, const Rules& rules) {
         Conversion conversion{text, {}};
-        iconv(descriptor_, nullptr, nullptr, nullptr,
-              nullptr); // forgets the state of the last text
+        // Forgets the state of the last text.
+        iconv(descriptor_, nullptr, nullptr, nullptr, nullptr);
         while (!conversion.input.empty()) {
             if (!step(conversion) && !conversion.input.empty()) {
                 replace(conversion, rules);

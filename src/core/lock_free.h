@@ -104,9 +104,8 @@ inline void gatherPush(QZ_atomic_gather& queue, void* element) {
     const std::uintptr_t pushed = wordOf(element);
     linkOf(pushed).store(wordOf(&queue), std::memory_order_relaxed);
     AtomicWord last(queue.last);
-    const std::uintptr_t noSuchWord =
-        0; // last is never null: the queue has no other way out of here
-    const std::uintptr_t oldLast = lockWord(last, noSuchWord);
+    constexpr std::uintptr_t kNever = 0; // last is never null: there is no giving up
+    const std::uintptr_t oldLast = lockWord(last, kNever);
     // Into the queue's first word when it was empty. Release: hands the element to the consumer.
     linkOf(oldLast).store(pushed, std::memory_order_release);
     last.store(pushed, std::memory_order_release);

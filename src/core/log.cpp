@@ -188,8 +188,8 @@ void qz_vlogf(const char* module, unsigned int level, const char* format, va_lis
     }
     char message[1024];
     if (std::vsnprintf(message, sizeof message, format, arguments) < 0) {
-        core::copyCut(message,
-                      format); // an argument could not be converted: better this than nothing
+        // An argument could not be converted: better this than nothing.
+        core::copyCut(message, format);
     }
     qz_log(module, level, message);
 }

@@ -1,6 +1,6 @@
 #include "Shm/MappedFile.h"
 
-#include "Core/Log.h"
+#include "core/log.h"
 #include "platform/mapped_file.h"
 #include "shm/line.h"
 #include "shm/message.h"

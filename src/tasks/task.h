@@ -1,3 +1,4 @@
+// A callback with its argument.
 #pragma once
 
 #include "Tasks/TaskManager.h"

@@ -8,8 +8,8 @@
 
 struct Sync::Thread::Worker {
     platform::Thread native;
-    platform::Semaphore
-        finished; // the system's own wait for a thread knows no time limit everywhere
+    // The system's own wait for a thread knows no time limit everywhere.
+    platform::Semaphore finished;
 
     Worker() { finished.create(0); }
     ~Worker() { finished.destroy(); }
