@@ -91,16 +91,17 @@ bool SerialQueue::advance() {
     return true;
 }
 
-// Once the turn has ended another one may begin on another worker.
+// Once the turn has ended another one may begin on another worker. What is pending stays in sight
+// of those who look: the first of the batch is all but current.
 bool SerialQueue::takeBatch() {
     batch_.clear();
     const Lock lock(mutex_);
-    batchLeft_.store(0, std::memory_order_relaxed);
     if (pending_.empty()) {
         hasTurn_ = false;
         return false;
     }
     batch_.swap(pending_);
+    batchLeft_.store(batch_.size() - 1, std::memory_order_relaxed);
     batchEpoch_ = epoch_.load(std::memory_order_relaxed);
     return true;
 }
