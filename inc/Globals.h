@@ -7,6 +7,9 @@
  * last. What could not be made for want of memory is null. docs/guides/start-and-stop.md has the
  * whole, and what becomes of it at the end of a process.
  *
+ * At the end of the process they stay, because other threads may be using them; no destructor of
+ * theirs is called and no finalizer of Lua. Only the log is brought to its end.
+ *
  * globalProfiler stands in Common/Profiler.h.
  */
 #ifndef QZCORE_GLOBALS_H

@@ -91,29 +91,11 @@ void attach() {
     attached = true;
 }
 
-// At the end of the process other threads, and the host's static objects, may still use messages:
-// there is a server then, but nobody to receive.
-void dropMail(platform::Detach reason) {
-    if (reason == platform::Detach::unload) {
-        delete std::exchange(globalMail, nullptr);
-        mail::closeMemory();
-    } else {
-        if (mailServer != nullptr) {
-            mailServer->close();
-        }
-        mail::trimMemory();
-    }
-}
-
-void detach(platform::Detach reason) {
-    if (!tasks::haveEndedAtUnload()) {
-        // The callback that still runs may use all the rest; the process is ending anyhow.
-        core::closeLogAtUnload();
-        return;
-    }
-    core::claimWatchTable();
+// The process goes on without the library, and nobody is in a call.
+void detach() {
     dropFactoryManager();
-    dropMail(reason);
+    delete std::exchange(globalMail, nullptr);
+    mail::closeMemory();
     QZ_lua_close(globalConfig);
     globalConfig = nullptr;
     lua::destroyPool();
@@ -125,7 +107,17 @@ void detach(platform::Detach reason) {
     core::closeWatchTable();
     core::closeLogAtUnload();
     core::deleteObjectsAtUnload();
-    attached = false;
+}
+
+// The process ends: other threads may be in the middle of any call, and the host's static objects
+// may make another. What they use stays and goes with the process; but no task begins any more, and
+// there is nobody to receive messages.
+void detachAtExit() {
+    tasks::discardAtExit();
+    if (mailServer != nullptr) {
+        mailServer->close();
+    }
+    core::closeLogAtUnload();
 }
 
 } // namespace
@@ -147,12 +139,18 @@ void platform::onAttach() {
 // safely, and nothing needs to be: the process ends. Only what is already in the log's queue is
 // brought to safety.
 void platform::onDetach(Detach reason) {
-    if (!attached) {
+    if (!std::exchange(attached, false)) {
         return;
     }
-    if (reason == Detach::threadsAreGone) {
+    switch (reason) {
+    case Detach::unload:
+        detach();
+        break;
+    case Detach::exit:
+        detachAtExit();
+        break;
+    case Detach::threadsAreGone:
         core::rescueLogAtProcessEnd();
-    } else {
-        detach(reason);
+        break;
     }
 }

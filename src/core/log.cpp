@@ -131,6 +131,17 @@ bool isRunning() {
     return threadState.load(std::memory_order_acquire) == ThreadState::running;
 }
 
+void closeWriter() {
+    writer().drain();
+    writer().close();
+    const bool somebodyIsEndingTheThread =
+        threadState.load(std::memory_order_acquire) == ThreadState::ending;
+    if (!somebodyIsEndingTheThread) {
+        writerThreadBegun.destroy();
+        writerThreadEnded.destroy();
+    }
+}
+
 // Somebody else is ending the thread; false if that takes too long.
 bool waitForOthersEnding(std::chrono::microseconds limit) {
     constexpr std::chrono::milliseconds kStep{1};
@@ -241,12 +252,8 @@ void qz_log_exit(void) {
     if (!initialised.exchange(false)) {
         return;
     }
-    if (isRunning()) {
-        qz_log_stop();
-    } else {
-        writer().drain();
-    }
-    writer().close();
+    qz_log_stop();
+    closeWriter();
 }
 
 void core::closeLogAtUnload() {
@@ -265,8 +272,7 @@ void core::closeLogAtUnload() {
     } else if (!waitForOthersEnding(kLongestWait)) {
         return;
     }
-    writer().drain();
-    writer().close();
+    closeWriter();
 }
 
 void core::letLogCatchUp(std::chrono::milliseconds longest) {

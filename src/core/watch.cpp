@@ -2,7 +2,6 @@
 
 #include "core/watch.h"
 
-#include "Core/Clock.h"
 #include "platform/thread.h"
 
 #include <algorithm>
@@ -26,14 +25,17 @@ struct Watch {
 
 std::array<Watch, kPlaces> watches;
 
-// In static storage and never destroyed: a thread may still be in a call when the table closes.
-platform::RecursiveMutex tableMutex;
+platform::RecursiveMutex tableMutex; // there while the table is open
 std::atomic<bool> tableIsOpen{false};
 
 // Holds the table's mutex; outside the table's life it holds nothing.
 class TableLock {
 public:
-    TableLock() : held_(isOpen() && lock()) {}
+    TableLock() : held_(tableIsOpen.load(std::memory_order_acquire)) {
+        if (held_) {
+            tableMutex.lock();
+        }
+    }
     ~TableLock() {
         if (held_) {
             tableMutex.unlock();
@@ -45,18 +47,6 @@ public:
     explicit operator bool() const { return held_; }
 
 private:
-    static bool isOpen() { return tableIsOpen.load(std::memory_order_acquire); }
-
-    // Again, once it is locked: the table may have been closed meanwhile.
-    static bool lock() {
-        tableMutex.lock();
-        if (!isOpen()) {
-            tableMutex.unlock();
-            return false;
-        }
-        return true;
-    }
-
     const bool held_;
 };
 
@@ -113,17 +103,6 @@ private:
     std::size_t written_ = 0;
 };
 
-bool lockTableWithin(double seconds) {
-    const double end = QZ_get_time() + seconds;
-    while (!tableMutex.tryLock()) {
-        if (QZ_get_time() > end) {
-            return false;
-        }
-        platform::yieldThread();
-    }
-    return true;
-}
-
 } // namespace
 
 void core::openWatchTable() {
@@ -133,19 +112,10 @@ void core::openWatchTable() {
     }
 }
 
-void core::claimWatchTable() {
-    constexpr double kLongestWait = 2.0;
-    if (tableIsOpen.load(std::memory_order_acquire) && !lockTableWithin(kLongestWait)) {
-        tableIsOpen.store(false, std::memory_order_release);
-    }
-}
-
-// The mutex itself is left as it is: somebody may still be on the way to it.
 void core::closeWatchTable() {
-    if (tableIsOpen.load(std::memory_order_acquire)) {
+    if (tableIsOpen.exchange(false)) {
         watches.fill(Watch{});
-        tableIsOpen.store(false, std::memory_order_release);
-        tableMutex.unlock();
+        tableMutex.destroy();
     }
 }
 

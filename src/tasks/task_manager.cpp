@@ -126,7 +126,7 @@ bool TaskManager::shutDown(std::chrono::milliseconds limit) {
 }
 
 std::atomic<TaskManager*> existing{nullptr};
-std::atomic<bool> isUnloading{false};
+std::atomic<bool> processIsEnding{false};
 
 // Called before oneTBB goes down, which takes the thread that ends the process for a guest: a
 // worker crashes there, unless it is known no more.
@@ -139,7 +139,7 @@ void stopAtExit() {
 
 TaskManager* makeManager() {
     platform::keepLibraryLoaded();
-    existing = new TaskManager(isUnloading);
+    existing = new TaskManager(processIsEnding);
     platform::onExit(stopAtExit);
     return existing;
 }
@@ -158,10 +158,11 @@ std::chrono::milliseconds toMilliseconds(double seconds) {
 
 } // namespace
 
-bool tasks::haveEndedAtUnload() {
-    isUnloading = true;
-    TaskManager* const manager = existing;
-    return manager == nullptr || manager->stop(std::chrono::milliseconds(0));
+void tasks::discardAtExit() {
+    processIsEnding = true;
+    if (TaskManager* const manager = existing) {
+        manager->stop(std::chrono::milliseconds(0));
+    }
 }
 
 void QZ_add_task(void* argument, QZ_task_function function) {

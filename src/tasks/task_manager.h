@@ -3,8 +3,8 @@
 
 namespace tasks {
 
-// For the unloading of the library: lets no callback begin any more. False if one is still running,
-// for which the process has waited already: then what it may use has to stay.
-bool haveEndedAtUnload();
+// For the end of the process: discards what waits and lets no callback begin any more. Those that
+// still run, for which the process has waited already, run on.
+void discardAtExit();
 
 } // namespace tasks

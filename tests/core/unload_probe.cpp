@@ -1,28 +1,47 @@
-// Loads and unloads the library again and again, as it is and with a running log.
+// Loads and unloads the library as a host of plug-ins does it, or ends in the middle of calls:
+// unload_probe <way> <library> <plug-in> [<number>]
+// The number varies the moment at which the end comes.
+#include "support/footprint.h"
 #include "support/loaded_library.h"
 
+#include <atomic>
+#include <chrono>
+#include <clocale>
+#include <cstddef>
 #include <cstdio>
+#include <cstdlib>
 #include <string_view>
+#include <thread>
 
 namespace {
 
+using namespace std::chrono_literals;
+
 using LogStart = int (*)(const char*, const char*);
 using Log = void (*)(const char*, unsigned int, const char*);
+using Query = void (*)(void*);
 
-bool loadOnce(const char* path, bool withLog) {
+template<class Function>
+Function find(Library library, const char* name) {
+    const auto found = reinterpret_cast<Function>(::find(library, name));
+    if (found == nullptr) {
+        std::fprintf(stderr, "no %s\n", name);
+        std::exit(2);
+    }
+    return found;
+}
+
+Library loadOrEnd(const char* path) {
     const Library library = load(path);
     if (library == nullptr) {
-        return false;
+        std::fprintf(stderr, "cannot load %s\n", path);
+        std::exit(2);
     }
-    if (withLog) {
-        const auto start = reinterpret_cast<LogStart>(find(library, "qz_log_start"));
-        const auto log = reinterpret_cast<Log>(find(library, "qz_log"));
-        if (start == nullptr || log == nullptr || start(".", "unload") != 0) {
-            return false;
-        }
-        log("M", 0x40, "the only line");
-    }
-    return unload(library);
+    return library;
+}
+
+bool loadOnce(const char* path) {
+    return unload(loadOrEnd(path));
 }
 
 bool lineWasWritten() {
@@ -38,18 +57,108 @@ bool lineWasWritten() {
     return found;
 }
 
+bool loadWithLog(const char* path) {
+    const Library library = loadOrEnd(path);
+    if (find<LogStart>(library, "qz_log_start")(".", "unload") != 0) {
+        return false;
+    }
+    find<Log>(library, "qz_log")("M", 0x40, "the only line");
+    return unload(library) && lineWasWritten();
+}
+
+bool usePlugIn(const char* path) {
+    const Library plugIn = loadOrEnd(path);
+    find<void (*)()>(plugIn, "useOnce")();
+    return unload(plugIn);
+}
+
+bool loadAgainAndAgain(const char* library, const char* plugIn, int times) {
+    for (int i = 0; i < times; ++i) {
+        if (!loadOnce(library) || (i % 50 == 0 && (!loadWithLog(library) || !usePlugIn(plugIn)))) {
+            std::fprintf(stderr, "failed at load %d\n", i);
+            return false;
+        }
+    }
+    return true;
+}
+
+// What the first loads leave behind is the system's and the libraries' beneath.
+bool leavesNothing(const char* library, const char* plugIn) {
+    constexpr std::size_t kSomeBytes = 20'000;
+    constexpr std::size_t kSome = 20;
+    if (!loadAgainAndAgain(library, plugIn, 100)) {
+        return false;
+    }
+    const Footprint before = footprint();
+    if (!loadAgainAndAgain(library, plugIn, 1000)) {
+        return false;
+    }
+    const Footprint after = footprint();
+    before.print("before");
+    after.print("after");
+    return after.heapBytes <= before.heapBytes + kSomeBytes &&
+           after.mappings <= before.mappings + kSome && after.handles <= before.handles + kSome &&
+           after.threads == before.threads;
+}
+
+// The thread cannot end; it keeps the library, and goes on.
+bool unloadsUnderQueries(const char* library, const char* plugIn) {
+    static std::atomic<int> runs{0};
+    static std::atomic<bool> unloaded{false};
+    const Query query = [](void*) {
+        for (++runs; !unloaded;) {
+            std::this_thread::sleep_for(1ms);
+        }
+    };
+    const Library loaded = loadOrEnd(plugIn);
+    const auto addQuery = find<void (*)(Query)>(loaded, "addQuery");
+    for (int i = 0; i < 3; ++i) {
+        addQuery(query);
+    }
+    if (!unload(loaded) || !loadOnce(library)) {
+        return false;
+    }
+    unloaded = true;
+    for (int i = 0; i < 10'000 && runs != 3; ++i) {
+        std::this_thread::sleep_for(1ms);
+    }
+    return runs == 3;
+}
+
+// In a process that writes commas.
+int printsPoints(const char* library) {
+    constexpr int kSkipped = 77;
+    const char* const german = std::setlocale(LC_ALL, "de_DE.UTF-8");
+    if (german == nullptr && std::setlocale(LC_ALL, "German") == nullptr) {
+        return kSkipped;
+    }
+    using Watch = std::size_t (*)(const char*, unsigned, char*, std::size_t);
+    char text[100] = "";
+    const auto watch = find<Watch>(loadOrEnd(library), "QZ_watch_get_one");
+    watch("Main pool", 0, text, sizeof text);
+    return std::string_view(text).find('.') != std::string_view::npos ? 0 : 1;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 2) {
+    if (argc < 4) {
         return 2;
     }
-    for (int i = 0; i < 100; ++i) {
-        const bool withLog = i % 10 == 0;
-        if (!loadOnce(argv[1], withLog) || (withLog && !lineWasWritten())) {
-            std::fprintf(stderr, "failed at load %d\n", i);
-            return 1;
-        }
+    const std::string_view way = argv[1];
+    if (way == "unload") {
+        return leavesNothing(argv[2], argv[3]) ? 0 : 1;
     }
-    return 0;
+    if (way == "unload_under_queries") {
+        return unloadsUnderQueries(argv[2], argv[3]) ? 0 : 1;
+    }
+    if (way == "locale") {
+        return printsPoints(argv[2]);
+    }
+    find<void (*)()>(loadOrEnd(argv[3]), "useForEver")();
+    std::this_thread::sleep_for(std::chrono::microseconds(argc > 4 ? std::atoi(argv[4]) * 500 : 0));
+    if (way == "exit_from_thread") {
+        std::thread([] { std::exit(0); }).join();
+    }
+    std::exit(0);
 }

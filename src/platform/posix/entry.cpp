@@ -2,15 +2,44 @@
 // and destructor functions before their destructors. A priority would change that order.
 #include "platform/entry.h"
 
+#include <dlfcn.h>
+
+#include <atomic>
+#include <cstdlib>
+
+// Destructor functions are called alike for dlclose and for the end of the process. Exit handlers
+// tell: at the end of the process they have been called by then, and in dlclose they follow. But
+// those of a library that was loaded with the program are late, too; it stays until the end.
+//
+// A library that another one loads from a static initialiser, before main, is taken for unloaded at
+// the end.
 namespace {
 
-__attribute__((constructor)) void attachLibrary() {
-    platform::onAttach();
+constinit std::atomic<bool> processIsEnding{false};
+
+// While a library is being loaded at run time nobody finds its names here, not even if it is going
+// to be global. The name is any that it exports.
+bool isPartOfProgram() {
+    void* const program = dlopen(nullptr, RTLD_LAZY);
+    const bool isFound = program == nullptr || dlsym(program, "qz_log") != nullptr;
+    if (program != nullptr) {
+        dlclose(program);
+    }
+    return isFound;
 }
 
-// Nothing tells whether the process ends or goes on without the library: the worse is assumed.
+// Attached first, because dlopen may go on with the initialisers of those who use the library.
+__attribute__((constructor)) void attachLibrary() {
+    platform::onAttach();
+    if (isPartOfProgram()) {
+        processIsEnding = true;
+    } else {
+        std::atexit([] { processIsEnding = true; });
+    }
+}
+
 __attribute__((destructor)) void detachLibrary() {
-    platform::onDetach(platform::Detach::exit);
+    platform::onDetach(processIsEnding ? platform::Detach::exit : platform::Detach::unload);
 }
 
 } // namespace
