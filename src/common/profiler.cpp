@@ -2,20 +2,14 @@
 
 #include "Core/Clock.h"
 #include "core/cut_text.h"
-#include "core/gate.h"
-#include "platform/thread.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstring>
 #include <new>
 
 namespace common {
 
 namespace {
-
-// Who is in a call of any profiler.
-constinit core::Gate gate(core::Gate::State::open);
 
 void copyName(char (&name)[kNameSize], const char* text) {
     const std::size_t length = core::lengthToKeep({text, strnlen(text, kNameSize)}, kNameSize - 1);
@@ -25,6 +19,16 @@ void copyName(char (&name)[kNameSize], const char* text) {
 
 std::size_t cacheSlot(const char* name, std::size_t slots) {
     return (reinterpret_cast<std::uintptr_t>(name) >> 3U) % slots;
+}
+
+// Tells threads apart, those that have ended too.
+std::uint64_t ownSerial() {
+    static std::atomic<std::uint64_t> last{0};
+    static thread_local std::uint64_t own = 0;
+    if (own == 0) {
+        own = ++last;
+    }
+    return own;
 }
 
 // A section that has begun but not ended yet has a unit without a count.
@@ -120,21 +124,11 @@ std::uint32_t ProfiledThread::findOrAdd(const char* name) {
 }
 
 void closeGlobalProfiler() {
-    constexpr int kPatience = 100;
     globalProfiler.stop();
-    for (int i = 0; i < kPatience; ++i) {
-        if (gate.close()) {
-            globalProfiler.~Profiler();
-            return;
-        }
-        platform::sleepFor(std::chrono::milliseconds(1));
-    }
+    globalProfiler.~Profiler();
 }
 
 } // namespace common
-
-using common::gate;
-using Visit = core::Gate::Visit;
 
 Common::Profiler& globalProfiler = common::theProfiler.profiler;
 
@@ -145,7 +139,7 @@ std::uint64_t Profiler::Recording::nextId() {
     return ++last;
 }
 
-// Null if there is no memory.
+// The one used last is at hand: hardly anybody has more than one profiler.
 common::ProfiledThread* Profiler::Recording::threadFor() {
     struct Own {
         std::uint64_t recording;
@@ -153,11 +147,18 @@ common::ProfiledThread* Profiler::Recording::threadFor() {
     };
     static thread_local Own own{};
     if (own.recording != id) {
-        const std::lock_guard lock(threadsMutex);
-        threads.emplace_back(static_cast<unsigned>(threads.size() + 1));
-        own = {id, &threads.back()};
+        own = {id, &findOrAddThread(common::ownSerial())};
     }
     return own.thread;
+}
+
+common::ProfiledThread& Profiler::Recording::findOrAddThread(std::uint64_t serial) {
+    const std::lock_guard lock(threadsMutex);
+    const auto found = std::ranges::find_if(
+        threads, [=](const common::ProfiledThread& thread) { return thread.owner() == serial; });
+    return found != threads.end()
+               ? *found
+               : threads.emplace_back(static_cast<unsigned>(threads.size() + 1), serial);
 }
 
 std::map<std::string, common::ProfiledUnit> Profiler::Recording::merged() const {
@@ -178,10 +179,6 @@ Profiler::~Profiler() {
 }
 
 void Profiler::start() {
-    const Visit visit(gate);
-    if (!visit) {
-        return;
-    }
     if (recording_.load() == nullptr) {
         auto* const made = new (std::nothrow) Recording;
         Recording* nobodys = nullptr;
@@ -196,8 +193,7 @@ void Profiler::start() {
 }
 
 void Profiler::reset() {
-    const Visit visit(gate);
-    Recording* const recording = visit ? recording_.load() : nullptr;
+    Recording* const recording = recording_.load(std::memory_order_acquire);
     if (recording == nullptr) {
         return;
     }
@@ -209,8 +205,7 @@ void Profiler::reset() {
 }
 
 void Profiler::enterSection(const char* name) noexcept {
-    const Visit visit(gate);
-    Recording* const recording = visit ? recording_.load() : nullptr;
+    Recording* const recording = recording_.load(std::memory_order_acquire);
     if (recording == nullptr) {
         return;
     }
@@ -225,8 +220,7 @@ void Profiler::enterSection(const char* name) noexcept {
 
 void Profiler::leaveSection() noexcept {
     const std::int64_t now = QZ_get_ticks();
-    const Visit visit(gate);
-    Recording* const recording = visit ? recording_.load() : nullptr;
+    Recording* const recording = recording_.load(std::memory_order_acquire);
     if (recording == nullptr) {
         return;
     }
@@ -238,8 +232,7 @@ void Profiler::leaveSection() noexcept {
 }
 
 void Profiler::visit(Visitor visitor, void* context) const {
-    const Visit inside(gate);
-    const Recording* const recording = inside ? recording_.load() : nullptr;
+    const Recording* const recording = recording_.load();
     if (recording == nullptr) {
         return;
     }
@@ -254,16 +247,13 @@ void Profiler::visit(Visitor visitor, void* context) const {
 }
 
 std::uint64_t Profiler::dropped() const {
-    const Visit visit(gate);
-    const Recording* const recording = visit ? recording_.load() : nullptr;
+    const Recording* const recording = recording_.load();
     const std::int64_t room = recording == nullptr ? 0 : recording->room.load();
     return room < 0 ? static_cast<std::uint64_t>(-room) : 0;
 }
 
 bool Profiler::writeTrace(const char* path) const {
-    const Visit visit(gate);
-    const Recording* const recording = visit ? recording_.load() : nullptr;
-    return path != nullptr && common::writeTrace(recording, path);
+    return path != nullptr && common::writeTrace(recording_.load(), path);
 }
 
 } // namespace Common

@@ -30,7 +30,9 @@ struct ProfiledSection {
 // ever meets anybody, and by who reads.
 class ProfiledThread {
 public:
-    explicit ProfiledThread(unsigned number) : number_(number) {}
+    ProfiledThread(unsigned number, std::uint64_t owner) : number_(number), owner_(owner) {}
+
+    std::uint64_t owner() const { return owner_; }
 
     // session: sections of an earlier one were cut off by its end, and do not count.
     void enter(const char* name, unsigned session, std::int64_t now);
@@ -61,7 +63,8 @@ private:
     std::uint32_t findOrAdd(const char* name);
 
     mutable std::mutex mutex_;
-    unsigned number_;
+    const unsigned number_;
+    const std::uint64_t owner_; // the thread
     unsigned session_ = 0;
     std::size_t depth_ = 0;
     std::array<Open, kMaxDepth> open_{};
@@ -73,8 +76,7 @@ private:
 // Null: an empty trace.
 bool writeTrace(const Common::Profiler::Recording* recording, const char* path);
 
-// For the end of the library, when threads may still be in a call: gives the global profiler's
-// memory back if they are out of it within a tenth of a second, else leaves it.
+// For the unloading of the library: gives the global profiler's memory back.
 void closeGlobalProfiler();
 
 } // namespace common
@@ -95,4 +97,6 @@ struct Common::Profiler::Recording {
 
 private:
     static std::uint64_t nextId();
+
+    common::ProfiledThread& findOrAddThread(std::uint64_t serial);
 };

@@ -61,6 +61,18 @@ TEST(Profiler, CountsAndTimesSectionsAndFrames) {
     EXPECT_TRUE(statistics(profiler).empty());
 }
 
+TEST(Profiler, ThreadsMayUseSeveralInTurn) {
+    Profiler one, other;
+    one.start();
+    other.start();
+    for (int i = 0; i < 3; ++i) {
+        const ProfiledFunc outer("outer", one);
+        const ProfiledFunc inner("inner", other);
+    }
+    EXPECT_EQ(statistics(one).at("outer").count, 3U);
+    EXPECT_EQ(statistics(other).at("inner").count, 3U);
+}
+
 TEST(Profiler, WhatIsOpenAtAStopDoesNotCount) {
     Profiler profiler;
     profiler.start();
