@@ -197,11 +197,12 @@ class HostTest(unittest.TestCase):
             self.skipTest("a program cannot be made to crash from outside")
         for name in ("ASAN_OPTIONS", "TSAN_OPTIONS"):  # whose own handlers would be first
             self.environment[name] = os.environ.get(name, "") + ":handle_segv=0"
-        script = self.script("log.info('on my way') while true do end\n")
+        # The second message may be in the midst of being logged when the crash comes.
+        script = self.script("log.info('on my way') log.info('still') while true do end\n")
         host = subprocess.Popen([*COMMAND, "--logs", "logs", script], cwd=self.folder, text=True,
                                 env=self.environment, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
         with host:
-            while "on my way" not in host.stderr.readline():
+            while "still" not in host.stderr.readline():
                 pass
             host.send_signal(signal.SIGSEGV)
         self.assertNotEqual(host.returncode, 0)
