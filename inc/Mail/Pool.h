@@ -16,8 +16,8 @@ namespace Mem {
  * lies between 64 KiB of address space on either side that may not be touched, so running past its
  * end faults at once.
  *
- * A pool grows up to 8192 blocks and gives them back when it is destroyed or trimmed, not before.
- * Every function may be called from any thread. */
+ * A pool grows up to 8192 blocks and gives them back when it is destroyed, not before. Every
+ * function may be called from any thread. */
 class QZ_API Pool {
 public:
     /* Items of `itemSize` bytes, at least 8, one right after the other: what alignment they have
@@ -38,11 +38,7 @@ public:
      * caller's business. */
     void free(void* item);
 
-    /* Gives all blocks back if no item is in use, else does nothing. The pool may be used on. */
-    void trim();
-
 private:
-    void releaseBlocks();
     void* pop();
     void* carve();
     bool grow();
@@ -52,11 +48,10 @@ private:
     uint64_t itemSize_;
     unsigned char* cursor_ = nullptr;
     uint64_t remaining_ = 0;
-    void** blocks_ = nullptr; // the table, made with the first block
+    void** blocks_;
     uint64_t blockCount_ = 0;
     uint64_t maxBlocks_;
     uint64_t blockSize_;
-    uint64_t itemsInUse_ = 0;
 };
 
 /* The pool of one class. A class whose objects return to their pool by themselves says so with an

@@ -30,13 +30,3 @@ mail::Memory& mail::memory() {
 void mail::closeMemory() {
     storage.memory.~Memory();
 }
-
-void mail::trimMemory() {
-    Memory& memory = storage.memory;
-    memory.fresh.clear();
-    memory.spare.clear();
-    memory.chunks.trim();
-    memory.buffers.trim();
-    memory.bufferData.trim();
-    memory.bodies.trim();
-}

@@ -26,8 +26,4 @@ Memory& memory();
 // use their messages then.
 void closeMemory();
 
-// Gives back what no message needs, while others may make and release messages: for the end of the
-// process, and where an unloading cannot be told from it.
-void trimMemory();
-
 } // namespace mail

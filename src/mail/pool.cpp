@@ -26,14 +26,11 @@ std::uint64_t blockSizeFor(std::uint64_t itemSize, std::uint32_t itemsPerBlock) 
 
 Mem::Pool::Pool(std::uint64_t itemSize, std::uint32_t itemsPerBlock)
     : itemSize_(std::max<std::uint64_t>(itemSize, sizeof(void*)))
+    , blocks_(static_cast<void**>(platform::allocateGuarded(kTableSize)))
     , maxBlocks_(kMaxBlocks)
     , blockSize_(blockSizeFor(itemSize_, itemsPerBlock)) {}
 
 Mem::Pool::~Pool() {
-    releaseBlocks();
-}
-
-void Mem::Pool::releaseBlocks() {
     std::for_each_n(blocks_, blockCount_,
                     [this](void* block) { platform::releaseGuarded(block, blockSize_); });
     platform::releaseGuarded(blocks_, kTableSize);
@@ -41,11 +38,10 @@ void Mem::Pool::releaseBlocks() {
 
 void* Mem::Pool::alloc() {
     const std::lock_guard lock(lock_);
-    if (freeList_ == nullptr && itemSize_ > remaining_ && !grow()) {
-        return nullptr;
+    if (freeList_ != nullptr) {
+        return pop();
     }
-    ++itemsInUse_;
-    return freeList_ != nullptr ? pop() : carve();
+    return itemSize_ <= remaining_ || grow() ? carve() : nullptr;
 }
 
 void Mem::Pool::free(void* item) {
@@ -53,22 +49,8 @@ void Mem::Pool::free(void* item) {
         return;
     }
     const std::lock_guard lock(lock_);
-    --itemsInUse_;
     std::memcpy(item, &freeList_, sizeof freeList_);
     freeList_ = item;
-}
-
-void Mem::Pool::trim() {
-    const std::lock_guard lock(lock_);
-    if (itemsInUse_ != 0) {
-        return;
-    }
-    releaseBlocks();
-    freeList_ = nullptr;
-    cursor_ = nullptr;
-    remaining_ = 0;
-    blocks_ = nullptr;
-    blockCount_ = 0;
 }
 
 // Items are as far apart as they are large, so a link may lie across any boundary.
@@ -86,9 +68,6 @@ void* Mem::Pool::carve() {
 }
 
 bool Mem::Pool::grow() {
-    if (blocks_ == nullptr) {
-        blocks_ = static_cast<void**>(platform::allocateGuarded(kTableSize));
-    }
     if (blocks_ == nullptr || blockCount_ == maxBlocks_) {
         return false;
     }

@@ -32,11 +32,6 @@ Mem::Ptr<Chunk> FreshSpace::carve(std::uint64_t n) {
     return piece;
 }
 
-void FreshSpace::clear() {
-    const std::lock_guard lock(lock_);
-    current_ = nullptr;
-}
-
 Mem::Ptr<Chunk> SpareSpace::take() {
     {
         const std::lock_guard lock(lock_);
@@ -50,11 +45,6 @@ Mem::Ptr<Chunk> SpareSpace::take() {
 void SpareSpace::giveBack(Mem::Ptr<Chunk> region) {
     const std::lock_guard lock(lock_);
     regions_.append(std::move(region));
-}
-
-void SpareSpace::clear() {
-    const std::lock_guard lock(lock_);
-    regions_.take();
 }
 
 } // namespace Mail

@@ -27,8 +27,6 @@ public:
     // 1 to `n` bytes; null if n is 0 or there is no memory.
     Mem::Ptr<Chunk> carve(std::uint64_t n);
 
-    void clear();
-
 private:
     Mem::Ptr<Chunk> current_;
 };
@@ -41,8 +39,6 @@ public:
     Mem::Ptr<Chunk> take();
 
     void giveBack(Mem::Ptr<Chunk> region);
-
-    void clear();
 
 private:
     Chain regions_;
