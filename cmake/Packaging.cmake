@@ -29,6 +29,9 @@ if(WIN32)
   file(GLOB QZ_RUNTIME_DLLS ${QZ_WINDOWS_DEPS}/bin/*.dll)
   install(FILES ${QZ_RUNTIME_DLLS} DESTINATION ${CMAKE_INSTALL_BINDIR})
   install(DIRECTORY ${QZ_WINDOWS_DEPS}/share/licenses DESTINATION ${CMAKE_INSTALL_DOCDIR})
+  # What the licence of GCC's runtime refers to.
+  install(FILES /usr/share/common-licenses/GPL-3 DESTINATION ${CMAKE_INSTALL_DOCDIR}/licenses
+    OPTIONAL)
 else()
   # Linked in statically; the text is part of the compiler's. Small machines may lack it.
   cmake_path(GET QZ_BACKTRACE_FOLDER FILENAME QZ_GCC_VERSION)
