@@ -103,11 +103,12 @@ protected:
     /* Bytes that this reader has not read. */
     unsigned long GetBusySize();
 
-    /* 1 if what this reader would read next has been overwritten. */
+    /* 1 if what this reader would read next has been overwritten, or the reader is ahead of a
+     * writer that began anew. */
     int IsReadOverwritten();
 
-    /* Moves such a reader, or one that is ahead of a writer that began anew, to the oldest record.
-     * *corrected, which may be null, becomes 1 if it was moved, else 0. */
+    /* Moves such a reader to the oldest record. *corrected, which may be null, becomes 1 if it was
+     * moved, else 0. */
     void CorrectReadPosition(int* corrected);
 
     char* memory = nullptr; /* the start of the block, and so its header */

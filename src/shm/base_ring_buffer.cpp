@@ -174,21 +174,17 @@ int CBaseRingBuffer::IsReadOverwritten() {
         return 0;
     }
     const RingView view(*this);
-    return view.cursorOf(readPos, readLap).isBehind(view.oldest()) ? 1 : 0;
+    const Cursor reader = view.cursorOf(readPos, readLap);
+    return reader.isBehind(view.oldest()) || view.write().isBehind(reader) ? 1 : 0;
 }
 
 void CBaseRingBuffer::CorrectReadPosition(int* corrected) {
-    bool isMoved = false;
-    if (memory != nullptr) {
-        const RingView view(*this);
-        const Cursor reader = view.cursorOf(readPos, readLap);
-        isMoved = reader.isBehind(view.oldest()) || view.write().isBehind(reader);
-        if (isMoved) {
-            ReadFromOldest();
-        }
+    const int isOverwritten = IsReadOverwritten();
+    if (isOverwritten != 0) {
+        ReadFromOldest();
     }
     if (corrected != nullptr) {
-        *corrected = isMoved ? 1 : 0;
+        *corrected = isOverwritten;
     }
 }
 

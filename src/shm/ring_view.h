@@ -27,8 +27,10 @@ struct alignas(8) Cursor {
     std::uint32_t lap;
 
     bool operator==(const Cursor&) const = default;
+    // Counts of laps wrap too: whatever is less than half of their range ahead is the later one.
     bool isBehind(Cursor other) const {
-        return lap < other.lap || (lap == other.lap && pos < other.pos);
+        constexpr std::uint32_t kHalf = 0x80000000;
+        return lap == other.lap ? pos < other.pos : other.lap - lap < kHalf;
     }
 };
 

@@ -139,6 +139,28 @@ TEST(RingBuffer, RoomAndLapping) {
     EXPECT_EQ(pop(late, &overwritten), "new");
 }
 
+// A writer that goes on for long enough starts to count its laps from 0 again.
+TEST(RingBuffer, LapsWrap) {
+    Block block(144);
+    CRingBuffer writer, reader, late;
+    ASSERT_EQ(writer.Init(block.get(), 144), 1);
+    block.setWord(20, 0xFFFFFFFF);
+    block.setWord(28, 0xFFFFFFFF);
+    ASSERT_EQ(reader.Open(block.get()), 1);
+    ASSERT_EQ(late.Open(block.get()), 1);
+    for (int i = 0; i < 100; ++i) {
+        const std::string text = std::to_string(i);
+        ASSERT_EQ(push(writer, text), 1);
+        int overwritten = -1;
+        ASSERT_EQ(pop(reader, &overwritten), text);
+        ASSERT_EQ(overwritten, 0);
+        ASSERT_EQ(pop(reader), "-");
+    }
+    int overwritten = 0;
+    EXPECT_NE(pop(late, &overwritten), "0");
+    EXPECT_EQ(overwritten, 1);
+}
+
 TEST(RingBuffer, Refusals) {
     Block block(200);
     CRingBuffer ring;
