@@ -235,10 +235,14 @@ public:
      *
      * name: UTF-8, 1 to 64 bytes, no slash; on Windows it may begin with "Global\". size: more than
      *   32; of no interest if the memory is there already. security: for a new object on Windows;
-     *   not used on Linux, where the memory is for the same user only.
+     *   not used on Linux, where the memory is for the same user only, and what another user has
+     *   made is refused.
      *
      * Fails, leaving the object closed and alive, if it is open already, the memory is there but no
-     * ring, the system refuses, or another party holds the mutex for longer than a second. */
+     * ring, the system refuses, or another party holds the mutex for longer than a second.
+     *
+     * A forked child may close what its parent has opened, which goes on as it was; to use it both
+     * need objects of their own. */
     int Open(const char* name, unsigned long size, SECURITY_ATTRIBUTES* security);
 
     /* Lets go of both, and deletes the object, which OpenNew or new has made, if deleteSelf is not

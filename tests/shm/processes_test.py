@@ -95,6 +95,18 @@ class RingTest(unittest.TestCase):
             self.assertEqual((code, messages), (0, "0"))
         self.assert_nothing_left()
 
+    def test_of_another_user(self):
+        if len(PROBE) > 1 or os.geteuid() != 0:
+            self.skipTest("only root can give files away, where shared memory is a file")
+        for path in (f"/dev/shm/qzCore.memory.{self.name}",
+                     f"/dev/shm/qzCore.mutex.{self.name}_mutex"):
+            with open(path, "wb"):
+                os.chown(path, 65534, 65534)
+            self.assertEqual(self.count(), (1, "cannot open"))
+            os.chown(path, 0, 0)
+            self.assertEqual(self.count(), (0, "0"))
+        self.assert_nothing_left()
+
     def test_all_are_killed(self):
         victims = [self.start_ready("churn") for _ in range(2)]
         for victim in victims:

@@ -89,6 +89,12 @@ std::uint64_t sizeOfFile(int file) {
     return fstat(file, &status) == 0 ? static_cast<std::uint64_t>(status.st_size) : 0;
 }
 
+// Who else can write to an object can also put into a mutex what our locking would follow anywhere.
+bool isOurs(int file) {
+    struct stat status {};
+    return fstat(file, &status) == 0 && status.st_uid == geteuid();
+}
+
 // The system's limit of names is also ours.
 bool isObjectName(const std::string& name) {
     return name.size() <= NAME_MAX && name.find('/') == std::string::npos;
@@ -139,7 +145,7 @@ void removeDead(std::string_view prefix) {
     forEachObject(prefix, [](const std::string& name) {
         const std::string path = pathOf({}, name);
         const File file(shm_open(path.c_str(), O_RDWR | O_CLOEXEC, 0));
-        if (file.number() >= 0 && setLock(file.number(), kGate, F_WRLCK)) {
+        if (isOurs(file.number()) && setLock(file.number(), kGate, F_WRLCK)) {
             removeIfAlone(file.number(), path.c_str());
         }
     });
@@ -149,7 +155,7 @@ void removeDead(std::string_view prefix) {
 bool hasLife(const std::string& path) {
     const File file(shm_open(path.c_str(), O_RDWR | O_CLOEXEC, 0));
     struct flock lock = lockOf(kLife, F_WRLCK);
-    return file.number() >= 0 && fcntl(file.number(), F_OFD_GETLK, &lock) == 0 &&
+    return isOurs(file.number()) && fcntl(file.number(), F_OFD_GETLK, &lock) == 0 &&
            lock.l_type != F_UNLCK;
 }
 
@@ -165,7 +171,7 @@ public:
             munmap(bytes_, size_);
         }
         if (file_ >= 0) {
-            if (passGate(file_)) {
+            if (opener_ == getpid() && passGate(file_)) {
                 removeIfAlone(file_, path_.c_str());
             }
             close(file_);
@@ -199,11 +205,15 @@ private:
             if (file_ < 0) {
                 return false;
             }
-            if (passGate(file_) && !isRemoved(file_)) {
+            const bool isRefused = !isOurs(file_);
+            if (!isRefused && passGate(file_) && !isRemoved(file_)) {
                 return true;
             }
             close(file_);
             file_ = -1;
+            if (isRefused) {
+                return false;
+            }
         } while (Clock::now() < deadline);
         return false;
     }
@@ -224,6 +234,8 @@ private:
 
     std::string path_;
     int file_ = -1;
+    // To a forked child the locks that it has in common with its parent say nothing of the parent.
+    const pid_t opener_ = getpid();
     char* bytes_ = nullptr;
     std::uint64_t size_ = 0;
 };
