@@ -13,10 +13,13 @@ namespace shm {
 inline std::string format(const char* format, ...) QZ_PRINTF_LIKE(1, 2);
 
 inline std::string format(const char* format, ...) {
-    char text[1024]; // a path and a system's message
-    va_list arguments;
+    va_list arguments, again;
     va_start(arguments, format);
-    std::vsnprintf(text, sizeof text, format, arguments);
+    va_copy(again, arguments);
+    const int length = std::vsnprintf(nullptr, 0, format, arguments);
+    std::string text(length < 0 ? 0 : static_cast<std::size_t>(length), '\0');
+    std::vsnprintf(text.data(), text.size() + 1, format, again);
+    va_end(again);
     va_end(arguments);
     return text;
 }

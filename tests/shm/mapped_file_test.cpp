@@ -120,6 +120,9 @@ TEST_F(MappedFile, Failures) {
     const std::vector<qz::test::LogLine> lines = log.take();
     ASSERT_EQ(lines.size(), 2U); // not those of the copies
     EXPECT_EQ(lines.back(), last);
+    const std::string longName(3000, 'n'); // what the system says of it comes behind
+    EXPECT_FALSE(file.open_copyaccess(longName.c_str(), 1));
+    EXPECT_EQ(std::string(file.error()).rfind("CreateFile(\"" + longName + "\", read): ", 0), 0U);
     write("x");
     EXPECT_FALSE(file.open_copyaccess(path(), -1));
     EXPECT_EQ(file.view, nullptr);
