@@ -52,15 +52,19 @@ void LogRing::pump() {
         return;
     }
     const qz_log_entry* entry = nullptr;
+    // A reader that was stopped with the lock in its hands costs a second once, not for each line.
     for (int i = 0; i < kMostAtOnce && (entry = qz_log_hook_read()) != nullptr; ++i) {
-        publish(*entry);
+        if (!publish(*entry)) {
+            break;
+        }
     }
 }
 
-void LogRing::publish(const qz_log_entry& entry) {
-    if (entry.lost != 0) {
-        ring_->AddFormatMessage("%09.3f WARNING LOG: %u messages lost", entry.time, entry.lost);
+bool LogRing::publish(const qz_log_entry& entry) {
+    if (entry.lost != 0 && ring_->AddFormatMessage("%09.3f WARNING LOG: %u messages lost",
+                                                   entry.time, entry.lost) == 0) {
+        return false;
     }
-    ring_->AddFormatMessage("%09.3f %-7s %s: %s", entry.time, nameOf(entry.level), entry.module,
-                            entry.message);
+    return ring_->AddFormatMessage("%09.3f %-7s %s: %s", entry.time, nameOf(entry.level),
+                                   entry.module, entry.message) != 0;
 }

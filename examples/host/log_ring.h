@@ -8,7 +8,8 @@ class CRingMessageBuffer;
 struct qz_log_entry;
 
 /* Reads the log's hook, of which there is one, and writes what it reads into shared memory. Nobody
- * need look, and whoever does cannot hold the program up. */
+ * need look, and whoever does cannot hold the program up, unless it is stopped (by a debugger, say)
+ * just while it reads: then each pump takes a second, and its line is lost, until it goes on. */
 class LogRing {
 public:
     /* name: letters, digits, ".", "-" and "_", at most 57. After qz_log_start. If the memory or the
@@ -24,7 +25,7 @@ public:
     void pump();
 
 private:
-    void publish(const qz_log_entry& entry);
+    bool publish(const qz_log_entry& entry);
 
     CRingMessageBuffer* ring_;
 };
