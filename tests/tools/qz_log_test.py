@@ -23,8 +23,9 @@ class LogTest(unittest.TestCase):
 
     @staticmethod
     def log(program, *lines):
-        program.stdin.write("".join(line + "\n" for line in lines))
-        program.stdin.flush()
+        for line in lines:
+            program.stdin.buffer.write((line if isinstance(line, bytes) else line.encode()) + b"\n")
+        program.stdin.buffer.flush()
 
     @staticmethod
     def stop(program):
@@ -58,6 +59,15 @@ class LogTest(unittest.TestCase):
         self.assertEqual(self.follow("--module", "GAME", self.name, "--count", "2"), every[2:4])
         self.assertEqual(self.follow(self.name, "--grep", "packet", "--count", "1"), every[4:])
         self.assertEqual(self.follow(self.name, "--level", "alert", "--timeout", "0.2"), [])
+
+    def test_controls_are_shown(self):
+        # A control sequence as a byte, as a character, in a longer form; and what is none.
+        texts = [b"\x9b2Jred", b"\xc2\x9b2Jred", b"\xe0\x82\x9b2Jred", b"\xc3\xa9\xe2\x82\xac"]
+        program = self.publish(self.name, [])
+        self.log(program, *(b"40 M " + text for text in texts))
+        for line, text in zip(self.follow(self.name, "--module", "M", "--count", "4"), texts):
+            self.assertNotRegex(line, "[\x00-\x1f\x7f-\x9f]")
+            self.assertTrue(line.endswith("2Jred" if b"red" in text else "\u00e9\u20ac"), line)
 
     def test_live(self):
         program = self.publish(self.name, [])
