@@ -208,7 +208,8 @@ public:
      * first `cap` are copied, and it is gone past all the same. *overwritten as above. */
     int Get(const char* dst, unsigned long cap, int* overwritten);
 
-    /* Copies the first four bytes of the next record and stays in front of it. */
+    /* Copies the first four bytes of the next record and leaves the reader where it was, so that
+     * the next call says once more that it was lapped. */
     int ReadHeader(tag_TUNIHeader* header, int* overwritten);
 
 protected:

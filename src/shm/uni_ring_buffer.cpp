@@ -63,7 +63,11 @@ int CUNIRingBuffer::Get(const char* dst, unsigned long cap, int* overwritten) {
 
 int CUNIRingBuffer::ReadHeader(tag_TUNIHeader* header, int* overwritten) {
     shm::Record record;
-    if (header == nullptr || !NextRecord(kFraming, record, overwritten)) {
+    const unsigned long pos = readPos, lap = readLap;
+    const bool isFound = header != nullptr && NextRecord(kFraming, record, overwritten);
+    readPos = pos;
+    readLap = lap;
+    if (!isFound) {
         return 0;
     }
     std::memcpy(header, &record.prefix, sizeof *header);

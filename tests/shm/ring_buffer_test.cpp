@@ -261,8 +261,10 @@ TEST(UniRingBuffer, Records) {
         ASSERT_EQ(ring.Put(&header, std::string(30, 'd').data(), static_cast<unsigned short>(i)),
                   1);
     }
-    EXPECT_EQ(reader.Get(copy, sizeof copy, &overwritten), 0);
+    EXPECT_EQ(reader.ReadHeader(&seen, &overwritten), 1);
     EXPECT_EQ(overwritten, 1);
+    EXPECT_EQ(reader.Get(copy, sizeof copy, &overwritten), 0);
+    EXPECT_EQ(overwritten, 1); // a look ahead changes nothing
     header.length = 0xFFFF;
     EXPECT_EQ(ring.Put(&header, std::string(0xFFFF, 'x').data(), 0xFFFF), 0);
     EXPECT_EQ(reader.ReadHeader(&seen, &overwritten), 0);
