@@ -24,8 +24,9 @@
  * Threads: any thread may call qz_log, qz_vlogf and qz_log_set_output at any time; they never wait
  * for the log files or for a lock and allocate nothing. The echo is apart from that: it waits for
  * whoever takes standard error, and an alert for the user. The other functions are for one thread
- * at a time, normally the host's main thread. None is for signal handlers, nor for a child of fork,
- * which has no writer thread.
+ * at a time, normally the host's main thread. None is for signal handlers. In a child that was
+ * forked while the writer thread ran, which has none, messages are echoed at best, and qz_log_stop
+ * and qz_log_exit leave the files to the parent.
  */
 #ifndef QZCORE_CORE_LOG_H
 #define QZCORE_CORE_LOG_H

@@ -111,6 +111,13 @@ void reportThreadFailure() {
     echo(QZ_get_time(), QZ_LOG_ALERT, "LOG", kMessage);
 }
 
+// In a child that was forked while the thread ran. What is queued is the parent's to write, and
+// locks that the thread held stay locked.
+bool isThreadElsewhere() {
+    return threadState.load(std::memory_order_acquire) != ThreadState::none &&
+           threadsProcess != platform::processId();
+}
+
 bool takeOverEnding() {
     ThreadState expected = ThreadState::running;
     return threadState.compare_exchange_strong(expected, ThreadState::ending);
@@ -240,7 +247,7 @@ int qz_log_start(const char* directory, const char* name) {
 }
 
 void qz_log_stop(void) {
-    if (takeOverEnding()) {
+    if (!isThreadElsewhere() && takeOverEnding()) {
         askThreadToEnd();
         writerThreadEnded.wait();
         QZ_thread_wait(writerThread);
@@ -249,7 +256,7 @@ void qz_log_stop(void) {
 }
 
 void qz_log_exit(void) {
-    if (!initialised.exchange(false)) {
+    if (!initialised.exchange(false) || isThreadElsewhere()) {
         return;
     }
     qz_log_stop();
@@ -258,13 +265,12 @@ void qz_log_exit(void) {
 
 void core::closeLogAtUnload() {
     constexpr std::chrono::seconds kLongestWait{2};
-    if (!initialised.exchange(false)) {
+    if (!initialised.exchange(false) || isThreadElsewhere()) {
         return;
     }
-    const bool threadIsHere = threadsProcess == platform::processId();
     if (takeOverEnding()) {
         askThreadToEnd();
-        if (!threadIsHere || !writerThreadEnded.waitFor(kLongestWait)) {
+        if (!writerThreadEnded.waitFor(kLongestWait)) {
             return;
         }
         core::waitAtUnload(writerThread);
@@ -277,7 +283,8 @@ void core::closeLogAtUnload() {
 
 void core::letLogCatchUp(std::chrono::milliseconds longest) {
     constexpr std::chrono::milliseconds kStep{1};
-    if (writerThreadId.load(std::memory_order_relaxed) == platform::currentThread()) {
+    if (writerThreadId.load(std::memory_order_relaxed) == platform::currentThread() ||
+        isThreadElsewhere()) {
         return;
     }
     while (longest.count() > 0 && isRunning() && !writer().isIdle()) {

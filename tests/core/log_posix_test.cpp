@@ -120,4 +120,25 @@ TEST(LogOnAPipe, AReaderThatHasGoneEndsNobody) {
     qz_log_stop(); // a broken pipe would have killed the process before it comes back
 }
 
+// A death test forks.
+TEST(LogInAForkedChild, LeavesTheFilesToTheParent) {
+    const auto directory = freshDirectory();
+    ASSERT_EQ(qz_log_start(directory.c_str(), "forked"), 0);
+    EXPECT_EXIT(
+        {
+            alarm(20);
+            qz_log("M", QZ_LOG_TRACE, "of the child");
+            qz_log_stop();
+            qz_log_exit();
+            std::exit(3);
+        },
+        ::testing::ExitedWithCode(3), "");
+    ::testing::internal::CaptureStderr();
+    qz_log("M", QZ_LOG_INFO, "of the parent");
+    qz_log_stop();
+    ::testing::internal::GetCapturedStderr();
+    EXPECT_NE(qz::test::readFile(directory / "forked.log").find("of the parent"),
+              std::string::npos);
+}
+
 } // namespace
