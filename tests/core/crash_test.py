@@ -3,6 +3,7 @@ import os
 import pathlib
 import re
 import shutil
+import struct
 import subprocess
 import sys
 import tempfile
@@ -136,6 +137,22 @@ class CrashTest(unittest.TestCase):
         self.assertEqual(self.retrace(), 1)
         copy = self.lines(self.report.with_name(self.report.name + ".info"))
         self.assertEqual(copy[3], lines[3] + " (not retraced: the module is younger than the crash)")
+
+    # A report may name a file that was made to be slow.
+    @unittest.skipIf(ON_WINDOWS, "makes an ELF file")
+    def test_retrace_is_done_with_a_module_of_too_many_sections(self):
+        sections = 65535
+        header = struct.pack("<16sHHIQQQIHHHHHH", b"\x7fELF\x02\x01\x01", 3, 62, 1, 0, 64, 120, 0, 64, 56, 1,
+                             64, sections, 0)
+        segment = struct.pack("<IIQQQQQQ", 1, 5, 0, 0, 0, 1 << 20, 1 << 20, 4096)
+        section = struct.pack("<IIQQQQIIQQ", 0, 1, 2, 0, 0, 16, 0, 0, 1, 0)
+        module = self.folder / "module"
+        module.write_bytes(header + segment + sections * section)
+        located = "00000000 1 0001:00000000 %s\n" % module
+        (self.folder / "slow.crash").write_text("%s\n%s%s" % (module, located, "00001000 1\n" * 50_000))
+        self.assertEqual(self.retrace(), 1)
+        copy = self.lines(self.folder / "slow.crash.info")
+        self.assertEqual(copy[-1], "00001000 00000001 0000:00000000 %s" % module)
 
     def test_prefix_and_end(self):
         self.crash("null", "prefixed")

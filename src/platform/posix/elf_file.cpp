@@ -13,6 +13,10 @@ namespace {
 
 constexpr std::uint64_t kPage = 4096;
 
+// Far more than linkers make. Tables can claim so many entries that looking through them for each
+// line of a report would take days.
+constexpr unsigned kMostEntries = 512;
+
 constexpr std::uint64_t pageOf(std::uint64_t address) {
     return address & ~(kPage - 1);
 }
@@ -60,6 +64,9 @@ bool ElfFile::readHeader() {
 }
 
 bool ElfFile::readSegments() {
+    if (header_.e_phnum > kMostEntries) {
+        return false;
+    }
     std::uint64_t begin = UINT64_MAX;
     std::uint64_t end = 0;
     for (unsigned i = 0; i < header_.e_phnum; ++i) {
@@ -77,18 +84,32 @@ bool ElfFile::readSegments() {
     return begin < end;
 }
 
+// As many sections as there are, but no more than the room has.
+unsigned ElfFile::readSections(unsigned first, Elf64_Shdr* sections, unsigned room) const {
+    const unsigned end = std::min<unsigned>(header_.e_shnum, kMostEntries);
+    const unsigned count = first < end ? std::min(end - first, room) : 0;
+    return header_.e_shentsize == sizeof *sections &&
+                   read(sections, count * sizeof *sections,
+                        header_.e_shoff + first * sizeof *sections)
+               ? count
+               : 0;
+}
+
 bool ElfFile::section(unsigned number, Elf64_Shdr& section) const {
-    return number > 0 && number < header_.e_shnum && header_.e_shentsize == sizeof section &&
-           read(&section, sizeof section, header_.e_shoff + number * sizeof section) &&
-           isInMemory(section);
+    return number > 0 && readSections(number, &section, 1) == 1 && isInMemory(section);
 }
 
 unsigned ElfFile::sectionAt(std::uint64_t address, std::uint32_t& offset) const {
-    for (unsigned i = 1; i < header_.e_shnum; ++i) {
-        Elf64_Shdr found;
-        if (section(i, found) && address - found.sh_addr < found.sh_size) {
-            offset = static_cast<std::uint32_t>(address - found.sh_addr);
-            return i;
+    constexpr unsigned kAtOnce = 16;
+    Elf64_Shdr sections[kAtOnce];
+    unsigned count = 0;
+    for (unsigned first = 1; (count = readSections(first, sections, kAtOnce)) > 0; first += count) {
+        for (unsigned i = 0; i < count; ++i) {
+            const std::uint64_t distance = address - sections[i].sh_addr;
+            if (isInMemory(sections[i]) && distance < sections[i].sh_size) {
+                offset = static_cast<std::uint32_t>(distance);
+                return first + i;
+            }
         }
     }
     return 0;

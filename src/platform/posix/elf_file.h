@@ -40,6 +40,7 @@ private:
     bool read(void* buffer, std::size_t count, std::uint64_t offset) const;
     bool readHeader();
     bool readSegments();
+    unsigned readSections(unsigned first, Elf64_Shdr* sections, unsigned room) const;
 
     int file_;
     bool isOpen_ = false;

@@ -6,6 +6,10 @@ namespace platform {
 
 namespace {
 
+// Far more than linkers make. A table can claim so many that looking through them for each line of
+// a report would take hours.
+constexpr unsigned kMostSections = 512;
+
 std::uint32_t lengthOf(const IMAGE_SECTION_HEADER& section) {
     return static_cast<std::uint32_t>(std::max(section.Misc.VirtualSize, section.SizeOfRawData));
 }
@@ -48,8 +52,8 @@ const Value* PeImage::inMemory(std::uint32_t address, std::size_t count) const {
 }
 
 const IMAGE_SECTION_HEADER* PeImage::section(unsigned number) const {
-    return number > 0 && number <= headers_->FileHeader.NumberOfSections ? &sections_[number - 1]
-                                                                         : nullptr;
+    const auto count = std::min<unsigned>(headers_->FileHeader.NumberOfSections, kMostSections);
+    return number > 0 && number <= count ? &sections_[number - 1] : nullptr;
 }
 
 unsigned PeImage::sectionAt(std::uint32_t address, std::uint32_t& offset) const {
