@@ -58,6 +58,7 @@ bool ElfFile::readHeader() {
         return false;
     }
     changeTime_ = status.st_mtim.tv_sec;
+    fileSize_ = static_cast<std::uint64_t>(status.st_size);
     return std::memcmp(header_.e_ident, ELFMAG, SELFMAG) == 0 &&
            header_.e_ident[EI_CLASS] == ELFCLASS64 && header_.e_ident[EI_DATA] == ELFDATA2LSB &&
            (header_.e_type == ET_EXEC || header_.e_type == ET_DYN);
@@ -113,6 +114,28 @@ unsigned ElfFile::sectionAt(std::uint64_t address, std::uint32_t& offset) const 
         }
     }
     return 0;
+}
+
+bool ElfFile::isWhole() const {
+    // Numbers too large for the header stand in the first section; no module has so many.
+    if (header_.e_shstrndx >= std::max<unsigned>(header_.e_shnum, 1) ||
+        (header_.e_shnum == 0 && header_.e_shoff != 0)) {
+        return false;
+    }
+    for (unsigned i = 0; i < header_.e_shnum; ++i) {
+        Elf64_Shdr found;
+        if (readSections(i, &found, 1) == 0) {
+            return false;
+        }
+        const bool isInFile =
+            found.sh_offset <= fileSize_ && found.sh_size <= fileSize_ - found.sh_offset;
+        const bool isOnlyInMemory =
+            found.sh_type == SHT_NOBITS && (found.sh_flags & SHF_ALLOC) != 0;
+        if (!isInFile && (!isOnlyInMemory || i == header_.e_shstrndx)) {
+            return false;
+        }
+    }
+    return true;
 }
 
 bool ElfFile::beginsLike(const void* memory) const {

@@ -27,6 +27,9 @@ public:
 
     std::int64_t changeTime() const { return changeTime_; }
 
+    // Whether the sections' contents are all there. Who maps one that is cut off gets a signal.
+    bool isWhole() const;
+
     bool section(unsigned number, Elf64_Shdr& section) const;
 
     // The section that has the address in memory, 0 if none.
@@ -47,6 +50,7 @@ private:
     Elf64_Ehdr header_{};
     std::uint64_t loadAddress_ = 0;
     std::uint64_t size_ = 0;
+    std::uint64_t fileSize_ = 0;
     std::int64_t changeTime_ = 0;
 };
 

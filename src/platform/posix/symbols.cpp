@@ -89,7 +89,8 @@ backtrace_state* symbolsOf(const std::string& path, std::int64_t changeTime) {
 
 class ElfModule final : public ModuleFile {
 public:
-    explicit ElfModule(const char* path) : file_(path), path_(path) {}
+    explicit ElfModule(const char* path)
+        : file_(path), path_(path), isWhole_(file_.isOpen() && file_.isWhole()) {}
 
     bool isOpen() const {
         return file_.isOpen() && file_.size() <= std::numeric_limits<std::uint32_t>::max();
@@ -119,6 +120,10 @@ public:
     // The symbol reader takes the named file for the running program. So it looks for a file that
     // can be moved where the program is, and for any other where the file says.
     void source(std::uint32_t address, bool isReturnAddress, SourcePlace& place) override {
+        place = {};
+        if (!isWhole_) {
+            return;
+        }
         std::uintptr_t base = 0;
         if (!file_.isFixed()) {
             dl_iterate_phdr(takeFirstAddress, &base);
@@ -130,6 +135,7 @@ public:
 private:
     ElfFile file_;
     std::string path_;
+    bool isWhole_; // the symbol reader maps what sections it finds, there or not
 };
 
 } // namespace
