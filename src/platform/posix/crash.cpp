@@ -79,6 +79,15 @@ std::uint32_t codeOfSegv(const siginfo_t& info, void* registers) {
                : fault_code::kAccessViolation;
 }
 
+// Without an address: the stack pointer is none.
+std::uint32_t codeOfBus(const siginfo_t& info) {
+    if (info.si_code == SI_KERNEL) {
+        return fault_code::kAccessViolation;
+    }
+    return info.si_code == BUS_ADRALN ? fault_code::kDatatypeMisalignment
+                                      : fault_code::kInPageError;
+}
+
 std::uint32_t codeOfFpe(const siginfo_t& info) {
     switch (info.si_code) {
     case FPE_INTDIV:
@@ -105,8 +114,7 @@ std::uint32_t codeOf(const siginfo_t& info, void* registers) {
     case SIGSEGV:
         return codeOfSegv(info, registers);
     case SIGBUS:
-        return info.si_code == BUS_ADRALN ? fault_code::kDatatypeMisalignment
-                                          : fault_code::kInPageError;
+        return codeOfBus(info);
     case SIGFPE:
         return codeOfFpe(info);
     case SIGILL:
