@@ -133,11 +133,11 @@ void nMatrix<T>::clear() {
 
 template<typename T>
 void nMatrix<T>::diag(unsigned n, const T* d) {
-    resize(n);
-    null();
+    nMatrix diagonal(n); // the numbers may be a row of this one
     for (unsigned i = 0; i < n; ++i) {
-        rows_[i][i] = d[i];
+        diagonal[i][i] = d[i];
     }
+    *this = std::move(diagonal);
 }
 
 template<typename T>
@@ -147,12 +147,13 @@ void nMatrix<T>::diag(unsigned n, T d) {
 
 template<typename T>
 void nMatrix<T>::cov(unsigned n, const T* variances) {
-    resize(n);
+    nMatrix covariance(n); // as in diag
     for (unsigned i = 0; i < n; ++i) {
         for (unsigned j = 0; j < n; ++j) {
-            rows_[i][j] = std::sqrt(variances[i] * variances[j]);
+            covariance[i][j] = std::sqrt(variances[i] * variances[j]);
         }
     }
+    *this = std::move(covariance);
 }
 
 template<typename T>

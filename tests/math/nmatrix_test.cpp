@@ -138,6 +138,11 @@ TEST(NMatrix, ChangesItsShape) {
     EXPECT_EQ(elements(matrix), (Numbers{3, 0, 0, 3}));
     matrix.cov(2, Numbers{4, 9}.data());
     EXPECT_EQ(elements(matrix), (Numbers{4, 6, 6, 9}));
+    matrix.diag(2, matrix[1].data());
+    EXPECT_EQ(elements(matrix), (Numbers{6, 0, 0, 9}));
+    matrix.init(2, Numbers{4, 9, 1, 1}.data());
+    matrix.cov(2, matrix[0].data());
+    EXPECT_EQ(elements(matrix), (Numbers{4, 6, 6, 9}));
     matrix.null();
     EXPECT_EQ(elements(matrix), (Numbers{0, 0, 0, 0}));
     matrix.clear();
