@@ -124,7 +124,9 @@ SharedMemory* openSharedMemory(const char* name, std::uint32_t size, void* secur
     }
     shared->bytes = MapViewOfFile(shared->section.get(), FILE_MAP_ALL_ACCESS, 0, 0, 0);
     MEMORY_BASIC_INFORMATION region = {};
-    if (shared->bytes == nullptr || VirtualQuery(shared->bytes, &region, sizeof region) == 0) {
+    // Others may have made a section whose pages are only reserved.
+    if (shared->bytes == nullptr || VirtualQuery(shared->bytes, &region, sizeof region) == 0 ||
+        region.State != MEM_COMMIT) {
         return nullptr;
     }
     shared->size = region.RegionSize;
