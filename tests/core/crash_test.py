@@ -161,6 +161,20 @@ class CrashTest(unittest.TestCase):
         struct.pack_into("<Q", cut, 0x28, len(cut))
         module.write_bytes(cut + whole[begin:begin + 64 * count])
 
+    # A module may say that a pipe has its symbols.
+    @unittest.skipIf(ON_WINDOWS, "makes a pipe")
+    def test_retrace_waits_for_no_pipe(self):
+        lines = self.crash("null", "main")
+        module = self.folder / "module"
+        (self.folder / "pipe").write_bytes(PROBE.read_bytes())
+        subprocess.run([STRIP.replace("strip", "objcopy"), "--strip-all",
+                        "--add-gnu-debuglink=%s" % (self.folder / "pipe"), str(PROBE), str(module)], check=True)
+        (self.folder / "pipe").unlink()
+        os.mkfifo(self.folder / "pipe")
+        os.utime(module, (1, 1))
+        self.report.write_text("\n".join(lines).replace(str(PROBE), str(module)) + "\n")
+        self.assertEqual(self.retrace(), 1)
+
     # A report may name a file that was made to be slow.
     @unittest.skipIf(ON_WINDOWS, "makes an ELF file")
     def test_retrace_is_done_with_a_module_of_too_many_sections(self):

@@ -138,6 +138,25 @@ bool ElfFile::isWhole() const {
     return true;
 }
 
+bool ElfFile::textOf(const char* sectionName, char* text, std::size_t room) const {
+    Elf64_Shdr names;
+    Elf64_Shdr found;
+    char name[32] = "";
+    const std::size_t length = std::min(std::strlen(sectionName) + 1, sizeof name);
+    if (readSections(header_.e_shstrndx, &names, 1) == 0) {
+        return false;
+    }
+    for (unsigned i = 1; readSections(i, &found, 1) == 1; ++i) {
+        if (read(name, length, names.sh_offset + found.sh_name) &&
+            std::memcmp(name, sectionName, length) == 0) {
+            const auto count = std::min<std::uint64_t>(found.sh_size, room - 1);
+            text[count] = 0;
+            return read(text, count, found.sh_offset);
+        }
+    }
+    return false;
+}
+
 bool ElfFile::beginsLike(const void* memory) const {
     char piece[512];
     for (std::uint64_t done = 0; done < kPage; done += sizeof piece) {

@@ -30,6 +30,9 @@ public:
     // Whether the sections' contents are all there. Who maps one that is cut off gets a signal.
     bool isWhole() const;
 
+    // What the section with this name begins with, cut to fit; false if there is none.
+    bool textOf(const char* sectionName, char* text, std::size_t room) const;
+
     bool section(unsigned number, Elf64_Shdr& section) const;
 
     // The section that has the address in memory, 0 if none.

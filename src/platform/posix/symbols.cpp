@@ -6,11 +6,15 @@
 
 #include <backtrace.h>
 #include <link.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <climits>
+#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <map>
+#include <memory>
 #include <string>
 #include <utility>
 
@@ -87,10 +91,46 @@ backtrace_state* symbolsOf(const std::string& path, std::int64_t changeTime) {
     return added->second;
 }
 
+std::string folderOf(const std::string& path) {
+    return path.substr(0, path.rfind('/') + 1);
+}
+
+bool isReadable(const ElfFile& file, const std::string& path, int linksLeft);
+
+// The symbol reader follows links from a module to files with its debugging information, and asks
+// none of them what it is.
+bool isLinkReadable(const std::string& path, int linksLeft) {
+    return access(path.c_str(), F_OK) != 0 ||
+           (linksLeft > 0 && isReadable(ElfFile(path.c_str()), path, linksLeft - 1));
+}
+
+bool isReadable(const ElfFile& file, const std::string& path, int linksLeft) {
+    if (!file.isOpen() || !file.isWhole()) {
+        return false;
+    }
+    const std::unique_ptr<char, decltype(&std::free)> resolved(realpath(path.c_str(), nullptr),
+                                                               &std::free);
+    const std::string real = folderOf(resolved != nullptr ? resolved.get() : path);
+    const std::string own = folderOf(path);
+    for (const char* section : {".gnu_debuglink", ".gnu_debugaltlink"}) {
+        char link[PATH_MAX];
+        if (!file.textOf(section, link, sizeof link)) {
+            continue;
+        }
+        for (const std::string& folder : {own, own + ".debug/", real, real + ".debug/",
+                                          "/usr/lib/debug" + own, std::string()}) {
+            if ((!folder.empty() || link[0] == '/') && !isLinkReadable(folder + link, linksLeft)) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
 class ElfModule final : public ModuleFile {
 public:
     explicit ElfModule(const char* path)
-        : file_(path), path_(path), isWhole_(file_.isOpen() && file_.isWhole()) {}
+        : file_(path), path_(path), isReadable_(isReadable(file_, path_, 2)) {}
 
     bool isOpen() const {
         return file_.isOpen() && file_.size() <= std::numeric_limits<std::uint32_t>::max();
@@ -121,7 +161,7 @@ public:
     // can be moved where the program is, and for any other where the file says.
     void source(std::uint32_t address, bool isReturnAddress, SourcePlace& place) override {
         place = {};
-        if (!isWhole_) {
+        if (!isReadable_) {
             return;
         }
         std::uintptr_t base = 0;
@@ -135,7 +175,7 @@ public:
 private:
     ElfFile file_;
     std::string path_;
-    bool isWhole_; // the symbol reader maps what sections it finds, there or not
+    bool isReadable_; // the symbol reader maps what sections it finds, there or not
 };
 
 } // namespace
