@@ -73,8 +73,8 @@ class LogTest(unittest.TestCase):
 
     def test_live(self):
         program = self.publish(self.name, [])
-        follower = subprocess.Popen([*QZ, "log", "follow", self.name, "--count", "2"], text=True,
-                                    stdout=subprocess.PIPE)
+        follower = subprocess.Popen([*QZ, "log", "follow", self.name, "--module", "M", "--count", "2"],
+                                    text=True, stdout=subprocess.PIPE)
         self.addCleanup(follower.stdout.close)
         for message in ("first", "second"):
             self.log(program, f"40 M {message}")
