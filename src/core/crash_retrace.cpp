@@ -233,10 +233,11 @@ std::optional<std::string> readReport(const std::string& path) {
     std::optional<std::string> text;
     std::int64_t size = 0;
     if (platform::sizeFile(file, size) == 0 && size <= kLargestReport) {
-        text.emplace(static_cast<std::size_t>(size), '\0');
-        const std::size_t count = platform::readFile(file, text->data(), text->size(), error);
-        text->resize(count);
-        text = error == 0 ? std::move(text) : std::nullopt;
+        std::string content(static_cast<std::size_t>(size), '\0');
+        content.resize(platform::readFile(file, content.data(), content.size(), error));
+        if (error == 0) {
+            text = std::move(content);
+        }
     }
     platform::closeFile(file);
     return text;
