@@ -6,14 +6,9 @@
 
 namespace core {
 
-// Closed, the count starts so low that it stays negative.
+// Closed at first. Then the count starts so low that it stays negative.
 class Gate {
 public:
-    enum class State { closed, open };
-
-    constexpr explicit Gate(State state = State::closed)
-        : users_(state == State::open ? 0 : kClosed) {}
-
     bool isOpen() const { return users_ >= 0; }
     void open() { users_ -= kClosed; }
 
@@ -44,7 +39,7 @@ public:
 private:
     static constexpr int kClosed = std::numeric_limits<int>::min() / 2;
 
-    std::atomic<int> users_;
+    std::atomic<int> users_{kClosed};
 };
 
 } // namespace core

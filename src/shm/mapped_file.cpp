@@ -15,6 +15,23 @@ namespace {
 
 constexpr char kModule[] = "QZCORE";
 
+// A null name fails without a message. map() throws with one.
+template<class Map>
+bool opens(mmf& image, const char* fileName, Map map) {
+    image.close();
+    if (fileName == nullptr) {
+        return false;
+    }
+    try {
+        map();
+        return true;
+    } catch (const misc::error& failure) {
+        image.errorText = failure.what();
+        image.close();
+        return false;
+    }
+}
+
 } // namespace
 
 uint64_t mmf::reservedmemory = 0;
@@ -32,34 +49,17 @@ mmf::~mmf() {
 }
 
 bool mmf::open(const char* fileName, bool isReadOnly) {
-    close();
-    if (fileName == nullptr) {
-        return false;
-    }
-    try {
-        mapWhole(fileName, isReadOnly);
+    if (opens(*this, fileName, [&] { mapWhole(fileName, isReadOnly); })) {
         return true;
-    } catch (const misc::error& failure) {
-        errorText = failure.what();
-        close();
-        qz_log(kModule, QZ_LOG_ERROR, error());
-        return false;
     }
+    if (fileName != nullptr) {
+        qz_log(kModule, QZ_LOG_ERROR, error());
+    }
+    return false;
 }
 
 bool mmf::open_copyaccess(const char* fileName, int writableUnits) {
-    close();
-    if (fileName == nullptr) {
-        return false;
-    }
-    try {
-        mapCopy(fileName, writableUnits);
-        return true;
-    } catch (const misc::error& failure) {
-        errorText = failure.what();
-        close();
-        return false;
-    }
+    return opens(*this, fileName, [&] { mapCopy(fileName, writableUnits); });
 }
 
 void mmf::openFile(const char* fileName, bool isReadOnly) {

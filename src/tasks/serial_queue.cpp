@@ -17,7 +17,7 @@ constexpr int kMostCallbacksATurn = 64;
 } // namespace
 
 SerialQueue::SerialQueue(std::string name, Workers& workers)
-    : name_(std::move(name)), workers_(workers), callbacksATurn_(kMostCallbacksATurn) {}
+    : name_(std::move(name)), workers_(workers) {}
 
 void SerialQueue::add(Task task) {
     if (workers_.isStopped()) {

@@ -55,7 +55,7 @@ private:
     // The turn's own, but for what others may look at.
     alignas(64) Task current_;
     std::deque<Task> batch_;
-    int callbacksATurn_;
+    int callbacksATurn_ = 1; // until it is known how long they take
     std::atomic<std::size_t> batchLeft_{0};
     std::atomic<std::uint32_t> epoch_{0}; // how often the queue was cleared
 };

@@ -36,7 +36,7 @@ const PHYSFS_Allocator kAllocator = {
     [](void* block) { vfs::releaseRecycled(block); },
 };
 
-// At the end of a process PhysicsFS cannot be taken down under a thread that still reads.
+// PhysicsFS cannot be taken down under a thread that still reads.
 constinit core::Gate gate;
 
 struct Closer {
