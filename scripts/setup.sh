@@ -5,9 +5,10 @@ packages_of() {
     case $1 in
     build)
         # Configuring looks for the tests' needs too; python3 runs the example that binds the library,
-        # and with zip it makes the archives that the tests mount.
+        # and with zip it makes the archives that the tests mount. locales has what the tests make
+        # a locale with a decimal comma from.
         echo g++ cmake ninja-build pkg-config liblua5.1-0-dev libphysfs-dev libtbb-dev libunwind-dev \
-            googletest libeigen3-dev python3 zip
+            googletest libeigen3-dev python3 zip locales
         ;;
     luajit) echo libluajit-5.1-dev ;;
     windows) echo g++-mingw-w64-x86-64-posix wine wine64 ;;
