@@ -47,6 +47,9 @@ struct VFS_FileOps {
  * VFS_open_append: the file is created if missing; the position is at its end, once: a write goes
  * to wherever VFS_seek has moved it since.
  *
+ * A file that the system will not empty, or whose end it will not tell, is opened all the same
+ * after an ERROR line, deliberately: with its old contents, or at its start.
+ *
  * Directories are refused. So is whatever else is not an ordinary file (pipes, sockets, devices
  * such as CON), at once and without waiting for another end.
  *

@@ -1,0 +1,283 @@
+#!/usr/bin/env python3
+"""Makes calls fail on purpose, one after the other, and judges what the drivers in fault/ make of it.
+
+For each driver a run without faults counts its calls of each kind; then each call fails once, and,
+where that is realistic, it and all later ones do. What came of it is one of
+
+    clean        nothing was to be seen of it
+    documented   a call said that it failed, as its header has it, and worked again afterwards
+    wrong        a promise of a header is broken, an exception where there is none, for instance
+    torn         a file is neither what it was nor what it was to become
+    lost         data is gone that nobody counts
+    leak         afterwards more memory or files are in use than without the fault
+    crash, hang  the process died, or did not end
+
+and all from "wrong" on end in exit code 1. Points are tried in an order that spreads over all of
+them, so that whatever time there is is a fair sample; the order is always the same.
+"""
+import argparse
+import concurrent.futures
+import errno
+import os
+import pathlib
+import re
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+import zipfile
+
+GOOD = ("clean", "documented")
+BAD = ("wrong", "torn", "lost", "leak", "crash", "hang")
+TIMEOUT = 20  # seconds; the library itself waits two at most
+
+# How the calls of a kind fail: with which errors, once and from then on. Interruptions end.
+BOTH = ("once", "on")
+ONCE = ("once",)
+FAULTS = {
+    "alloc": [("ENOMEM", BOTH)],
+    "mmap": [("ENOMEM", BOTH)],
+    "protect": [("ENOMEM", BOTH)],
+    "thread": [("EAGAIN", BOTH)],
+    "open": [("EMFILE", BOTH), ("EACCES", ONCE)],
+    "list": [("EIO", BOTH)],
+    "read": [("EIO", BOTH), ("EINTR", ONCE), ("SHORT", ONCE)],
+    "write": [("ENOSPC", BOTH), ("EIO", ONCE), ("EINTR", ONCE), ("SHORT", ONCE)],
+    "stat": [("EACCES", BOTH)],
+    "lock": [("ENOLCK", BOTH), ("EINTR", ONCE)],
+    "rename": [("ENOSPC", BOTH)],
+    "remove": [("EACCES", BOTH)],
+    "mkdir": [("ENOSPC", BOTH)],
+    "mode": [("EPERM", BOTH)],
+    "size": [("ENOSPC", BOTH), ("EINTR", ONCE)],
+    "seek": [("EIO", ONCE)],
+    "sync": [("EIO", BOTH)],
+    "close": [("EIO", BOTH), ("EINTR", ONCE)],
+    "shm": [("EMFILE", BOTH)],
+    "wait": [("EINTR", ONCE)],
+    "signal": [("ENOMEM", ONCE)],
+    "init": [("EAGAIN", BOTH)],
+    "load": [("ENOMEM", ONCE)],
+}
+
+
+class Point:
+    """One fault in one family: `<family> <kind> <number> <once|on> <error>`."""
+
+    def __init__(self, family, kind=None, number=0, mode="once", error="SHORT"):
+        self.family, self.kind, self.number = family, kind, int(number)
+        self.mode, self.error = mode, error
+
+    def __str__(self):
+        return f"{self.family} {self.kind} {self.number} {self.mode} {self.error}"
+
+    def setting(self):
+        code = 0 if self.error == "SHORT" else getattr(errno, self.error)
+        return f"{self.kind} {self.number} {self.mode} {code}" if self.kind else ""
+
+
+class Outcome:
+    def __init__(self, status, output, errors):
+        self.status, self.output, self.errors = status, output, errors
+
+    def lines(self, label):
+        return re.findall(rf"^{label}: (.*)$", self.output, re.MULTILINE)
+
+    def use(self):
+        return {name: int(value) for name, value in re.findall(r"(\w+)=(-?\d+)", self.output)}
+
+    def counts(self):
+        return {kind: int(n) for kind, n in (line.split() for line in self.lines("count"))}
+
+    def judge(self, reference):
+        """The class, and what to say about it."""
+        if self.status is None:
+            return "hang", f"still running after {TIMEOUT} s"
+        if self.status < 0:
+            return "crash", signal.Signals(-self.status).name + self.last_words()
+        if "LeakSanitizer" in self.errors:
+            return "leak", self.last_words()
+        if self.status != 0 or not self.output.endswith("done\n"):
+            return "crash", f"ended with {self.status}" + self.last_words()
+        for verdict in ("wrong", "torn", "lost"):
+            if self.lines(verdict):
+                return verdict, "; ".join(self.lines(verdict))
+        more = [f"{name} {value - reference[name]:+d}" for name, value in self.use().items()
+                if value > reference.get(name, value)]
+        if more:
+            return "leak", ", ".join(more)
+        failed = self.lines("documented")
+        return ("documented", "; ".join(failed)) if failed else ("clean", "")
+
+    def last_words(self):
+        words = re.findall(r"^.*(?:what\(\)|ERROR: \w+Sanitizer|SUMMARY|runtime error).*$",
+                           self.errors, re.MULTILINE)
+        return "".join("; " + line.strip() for line in words[-2:])
+
+
+class Sweep:
+    def __init__(self, build):
+        self.build = pathlib.Path(build).resolve()
+        self.injector = self.build / "lib" / "qz_fault.so"
+        self.fixtures = pathlib.Path(tempfile.mkdtemp(prefix="qz-fault-"))
+        os.mkdir(self.fixtures / "data")
+        (self.fixtures / "data" / "loose.txt").write_text("loose\n" * 500)
+        with zipfile.ZipFile(self.fixtures / "data.zip", "w", zipfile.ZIP_DEFLATED) as archive:
+            archive.writestr("sub/packed.txt", "packed\n" * 500)
+        self.references = {}
+
+    def families(self):
+        return sorted(path.name[: -len("_fault")] for path in (self.build / "bin").glob("*_fault"))
+
+    def close(self):
+        shutil.rmtree(self.fixtures, ignore_errors=True)
+
+    def run(self, point, trace=False, timeout=TIMEOUT):
+        work = pathlib.Path(tempfile.mkdtemp(prefix="qz-fault-"))
+        shutil.copytree(self.fixtures, work, dirs_exist_ok=True)
+        home = work / "home"
+        home.mkdir()
+        environment = {
+            "PATH": os.environ["PATH"], "HOME": str(home), "TMPDIR": str(home), "LC_ALL": "C",
+            "LD_PRELOAD": str(self.injector), "QZ_FAULT": point.setting(),
+            "ASAN_OPTIONS": "verify_asan_link_order=0:allocator_may_return_null=1",
+            **({"QZ_FAULT_TRACE": "1"} if trace else {}),
+        }
+        program = self.build / "bin" / f"{point.family}_fault"
+        try:
+            with open(home / "errors", "w+b") as errors, open(home / "output", "w+b") as output:
+                process = subprocess.Popen([program], cwd=work, env=environment, stderr=errors,
+                                           stdout=output, stdin=subprocess.DEVNULL,
+                                           start_new_session=True)
+                try:
+                    status = process.wait(timeout)
+                except subprocess.TimeoutExpired:
+                    os.killpg(process.pid, signal.SIGKILL)
+                    process.wait()
+                    status = None
+                texts = []
+                for file in (output, errors):
+                    file.seek(0)
+                    texts.append(file.read().decode("utf-8", "replace"))
+            return Outcome(status, *texts)
+        finally:
+            shutil.rmtree(work, ignore_errors=True)
+
+    def learn(self, family):
+        """Calls of each kind, and what is in use in the end; both vary a little with threads."""
+        outcomes = [self.run(Point(family)) for _ in range(3)]
+        for outcome in outcomes:
+            verdict, detail = outcome.judge({})
+            if verdict != "clean":
+                sys.exit(f"fault: {family} fails without any fault: {verdict}: {detail}\n"
+                         + outcome.errors[-2000:])
+        uses = [outcome.use() for outcome in outcomes]
+        self.references[family] = {name: max(use[name] for use in uses) for name in uses[0]}
+        counts = [outcome.counts() for outcome in outcomes]
+        return {kind: max(count[kind] for count in counts) for kind in counts[0]}
+
+    def points(self, family, kinds, wanted):
+        """All points with a key: by increasing keys each part of the list is spread evenly."""
+        counts = self.learn(family)
+        for kind, errors in FAULTS.items():
+            for error, modes in errors if kind in kinds else []:
+                for mode in (mode for mode in modes if mode in wanted):
+                    for number in range(counts[kind]):
+                        key = number * 0.6180339887498949 % 1
+                        yield key, Point(family, kind, number + 1, mode, error)
+
+    def try_point(self, point):
+        outcome = self.run(point)
+        verdict, detail = outcome.judge(self.references[point.family])
+        if verdict in ("hang", "leak"):  # a machine that is busy is no finding
+            outcome = self.run(point, timeout=3 * TIMEOUT)
+            verdict, detail = outcome.judge(self.references[point.family])
+        return point, verdict, detail
+
+    def where(self, errors):
+        """The way to the call, by source lines where they are this tree's."""
+        frames = re.findall(r"^frame: (\S+) (0x[0-9a-f]+)$", errors, re.MULTILINE)
+        for module, offset in frames:
+            if pathlib.Path(module).resolve().is_relative_to(self.build):
+                yield subprocess.run(["addr2line", "-Cfips", "-e", module, hex(int(offset, 16) - 1)],
+                                     capture_output=True, text=True).stdout.rstrip()
+            else:
+                yield f"{os.path.basename(module)} {offset}"
+
+
+def show(sweep, point):
+    """Repeats one point and tells everything about it."""
+    sweep.learn(point.family)
+    outcome = sweep.run(point, trace=True)
+    verdict, detail = outcome.judge(sweep.references[point.family])
+    print(outcome.output)
+    print("--- standard error\n" + re.sub(r"^frame: .*\n", "", outcome.errors, flags=re.MULTILINE))
+    print("--- the way to the call", *sweep.where(outcome.errors), sep="\n")
+    print(f"--- {verdict}: {detail}")
+    return 0 if verdict in GOOD else 1
+
+
+def search(sweep, families, options):
+    kinds = set(options.kinds.split(",")) & FAULTS.keys()
+    modes = options.modes.split(",")
+    budget, jobs = options.budget, options.jobs
+    points = [keyed for family in families for keyed in sweep.points(family, kinds, modes)]
+    points.sort(key=lambda keyed: keyed[0])
+    end = time.monotonic() + budget
+    table = {family: dict.fromkeys(("points", "tried") + GOOD + BAD, 0) for family in families}
+    for _, point in points:
+        table[point.family]["points"] += 1
+    lock = threading.Lock()
+    remaining = iter(points)
+
+    def work():
+        while time.monotonic() < end:
+            with lock:
+                point = next(remaining, (None, None))[1]
+            if point is None:
+                return
+            _, verdict, detail = sweep.try_point(point)
+            with lock:
+                table[point.family]["tried"] += 1
+                table[point.family][verdict] += 1
+                if verdict in BAD:
+                    print(f"{verdict:6} {detail}\n       ./dev fault --point '{point}'", flush=True)
+
+    with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
+        for worker in [pool.submit(work) for _ in range(jobs)]:
+            worker.result()
+    columns = ("points", "tried") + GOOD + BAD
+    print(f"{'':10}" + "".join(f"{column:>11}" for column in columns))
+    for family in families:
+        print(f"{family:10}" + "".join(f"{table[family][column]:11}" for column in columns))
+    return 1 if any(row[verdict] for row in table.values() for verdict in BAD) else 0
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("--build", default="build/linux", help="the build folder")
+    parser.add_argument("--budget", type=float, default=600, help="seconds for all families")
+    parser.add_argument("--jobs", type=int, default=os.cpu_count())
+    parser.add_argument("--kinds", default=",".join(FAULTS), help="only these kinds of calls")
+    parser.add_argument("--modes", default="once,on", help="once, on (from then on), or both")
+    parser.add_argument("--point", help="repeat one: '<family> <kind> <number> <once|on> <error>'")
+    parser.add_argument("families", nargs="*")
+    options = parser.parse_args()
+    sweep = Sweep(options.build)
+    try:
+        if options.point:
+            return show(sweep, Point(*options.point.split()))
+        known = sweep.families()
+        unknown = set(options.families) - set(known)
+        if unknown:
+            sys.exit(f"fault: no such family: {', '.join(unknown)}; there are {', '.join(known)}")
+        return search(sweep, options.families or known, options)
+    finally:
+        sweep.close()
+
+
+if __name__ == "__main__":
+    sys.exit(main())
