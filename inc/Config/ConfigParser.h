@@ -23,6 +23,10 @@
  * Paths are UTF-8 with either separator, at most 255 characters, and name files of the system; the
  * virtual file system is not asked. Files and texts are at most 2 GiB - 1 byte.
  *
+ * Memory that runs out is no reason to throw, except where a std::string or container is to hold
+ * more than it has room for, in the functions that return or fill one. A change is then not made at
+ * all: the tree is as it was and can be saved.
+ *
  * Threads: different parsers share nothing. One parser, with its iterators, is for one thread at a
  * time; several may read from it while none changes it.
  */
@@ -39,6 +43,7 @@
 namespace qz::config {
 class Tree;
 struct Entry;
+struct Value;
 } // namespace qz::config
 
 class QZ_API ConfigParser {
@@ -62,7 +67,8 @@ public:
         int column = -1;
     };
 
-    /* An empty tree. Letters of identifiers are those of the C library's isalpha at this time. */
+    /* An empty tree. Letters of identifiers are those of the C library's isalpha at this time.
+     * Throws std::bad_alloc if there is no memory for the parser itself. */
     ConfigParser();
     virtual ~ConfigParser();
     ConfigParser(const ConfigParser&) = delete;
@@ -100,10 +106,10 @@ public:
      * or all of the new ones. Its permissions stay, plus those to read and write for its owner. The
      * new one is made beside it, so that its directory has to be writable.
      *
-     * False, with nothing written, if the file cannot be written, there is no file name, the text
-     * is longer than an int can say, or the tree holds what no file can: an empty block or list, a
-     * real that is infinite or no number, a name that is no identifier, braces more than 256 deep.
-     */
+     * False, with nothing written, if the file cannot be written, there is no file name, memory
+     * runs out, the text is longer than an int can say, or the tree holds what no file can: an
+     * empty block or list, a real that is infinite or no number, a name that is no identifier,
+     * braces more than 256 deep. */
     bool save();
     bool save(const std::string& fileName);
     bool save(char** buffer, int& length);
@@ -177,7 +183,8 @@ public:
     iterator end() const;
     iterator find(const std::string& name) const;
 
-    /* Empty for items. A name that is no identifier can be set, but not saved. */
+    /* Empty for items. A name that is no identifier can be set, but not saved. False for items, at
+     * the end, and if memory runs out. */
     std::string name() const;
     bool setName(const std::string& name);
 
@@ -210,9 +217,9 @@ public:
     template<class T, class Container>
     bool getList(Container& items) const;
 
-    /* Replace the value, whatever its type was, a list included. False for blocks and at the end.
-     * A bool is stored as 1 or 0, a float as a real. The overloads for literal text, where a null
-     * one is refused, keep it from being taken for a bool. */
+    /* Replace the value, whatever its type was, a list included. False for blocks, at the end, and
+     * if memory runs out. A bool is stored as 1 or 0, a float as a real. The overloads for literal
+     * text, where a null one is refused, keep it from being taken for a bool. */
     bool setInt(int value);
     bool setDouble(double value);
     bool setFloat(float value);
@@ -227,7 +234,7 @@ public:
 
     /* Insert before this position and return the new entry's. With a name: a block, empty at first,
      * or an assignment, into the top level or a block. Without: an item, into a list. In the wrong
-     * place nothing is inserted and the result is the end. */
+     * place, or if memory runs out, nothing is inserted and the result is the end. */
     iterator insertBlock(const std::string& name);
     iterator insertInt(const std::string& name, int value);
     iterator insertDouble(const std::string& name, double value);
@@ -250,7 +257,8 @@ public:
     iterator insertBool(bool value);
     iterator insertString(const std::string& value);
 
-    /* Removes the entry with everything in it and returns the position of the next one. */
+    /* Removes the entry with everything in it and returns the position of the next one. That never
+     * fails. */
     iterator erase();
 
 private:
@@ -260,9 +268,8 @@ private:
         : tree_(tree), list_(list), entry_(entry) {}
 
     iterator end_() const { return {tree_, list_, nullptr}; }
-    bool holdsValue_() const;
-    iterator insertNamed_(const std::string& name);
-    iterator insertItem_();
+    bool set_(const qz::config::Value& value);
+    iterator insert_(const std::string* name, const qz::config::Value& value);
 
     qz::config::Tree* tree_ = nullptr;
     qz::config::Entry* list_ = nullptr;  /* the block or list around; the root for the top level */

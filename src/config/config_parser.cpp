@@ -62,8 +62,12 @@ struct ConfigParser::Impl {
     bool parse(Read read, Origin origin);
     void locate(const Place& place);
 
-    bool saveFile(const std::string& name, bool (Impl::*build)(std::string&) const) const;
-    bool saveBuffer(char** buffer, int& length, bool (Impl::*build)(std::string&) const) const;
+    // A function that makes the text, and one that puts it where it is to be.
+    using Build = bool (Impl::*)(std::string&) const;
+    template<class Save>
+    bool save(Build build, Save save) const;
+    bool saveFile(const std::string& name, Build build) const;
+    bool saveBuffer(char** buffer, int& length, Build build) const;
     bool buildWithLineFeeds(std::string& text) const { return buildWhole("\n", text); }
     bool buildForFile(std::string& text) const { return buildWhole("\r\n", text); }
     bool buildEdited(std::string& text) const;
@@ -123,24 +127,33 @@ bool ConfigParser::Impl::buildEdited(std::string& text) const {
     return EditedText(tree, *analysers->names).build(text);
 }
 
-bool ConfigParser::Impl::saveFile(const std::string& name,
-                                  bool (Impl::*build)(std::string&) const) const {
-    std::string text;
-    return !name.empty() && analysers && (this->*build)(text) && text.size() <= INT_MAX &&
-           platform::replaceContents(name.c_str(), text);
+template<class Save>
+bool ConfigParser::Impl::save(Build build, Save save) const {
+    try {
+        std::string text;
+        return analysers && (this->*build)(text) && save(text);
+    } catch (const std::exception&) {
+        return false; // out of memory
+    }
 }
 
-bool ConfigParser::Impl::saveBuffer(char** buffer, int& length,
-                                    bool (Impl::*build)(std::string&) const) const {
-    std::string text;
-    if (buffer == nullptr || !analysers || !(this->*build)(text) || text.size() >= INT_MAX) {
-        return false;
-    }
-    const std::size_t size = text.size() + 1;
-    *buffer = new char[size];
-    std::copy_n(text.c_str(), size, *buffer);
-    length = static_cast<int>(size);
-    return true;
+bool ConfigParser::Impl::saveFile(const std::string& name, Build build) const {
+    return !name.empty() && save(build, [&](const std::string& text) {
+        return text.size() <= INT_MAX && platform::replaceContents(name.c_str(), text);
+    });
+}
+
+bool ConfigParser::Impl::saveBuffer(char** buffer, int& length, Build build) const {
+    return buffer != nullptr && save(build, [&](const std::string& text) {
+               if (text.size() >= INT_MAX) {
+                   return false;
+               }
+               const std::size_t size = text.size() + 1;
+               *buffer = new char[size];
+               std::copy_n(text.c_str(), size, *buffer);
+               length = static_cast<int>(size);
+               return true;
+           });
 }
 
 ConfigParser::ConfigParser() : impl_(std::make_unique<Impl>()) {}
@@ -148,11 +161,15 @@ ConfigParser::ConfigParser() : impl_(std::make_unique<Impl>()) {}
 ConfigParser::~ConfigParser() = default;
 
 bool ConfigParser::parse(const std::string& fileName) {
-    const auto read = [&] { return SourceText::read(fileName); };
+    std::string name;
+    const auto read = [&] {
+        name = fileName; // first, because it may take memory
+        return SourceText::read(fileName);
+    };
     if (!impl_->parse(read, Origin::file)) {
         return false;
     }
-    impl_->fileName = fileName;
+    impl_->fileName.swap(name);
     return true;
 }
 

@@ -25,7 +25,10 @@ std::size_t closingBraceOf(const Entry& list) {
 } // namespace
 
 EditedText::EditedText(const Tree& tree, const IdentifierToken& names)
-    : tree_(tree), names_(names), layout_(tree.source()), erased_(tree.erased()) {
+    : tree_(tree), names_(names), layout_(tree.source()) {
+    for (const Entry* entry = tree.erased(); entry != nullptr; entry = entry->next) {
+        erased_.push_back({entry->previous, entry->place});
+    }
     std::sort(erased_.begin(), erased_.end(), [](const auto& left, const auto& right) {
         return left.list == right.list ? left.place.offset < right.place.offset
                                        : std::less<>()(left.list, right.list);
@@ -186,11 +189,11 @@ void EditedText::collectErased(const Entry& list) {
 
 std::vector<Place> EditedText::erasedIn(const Entry& list) const {
     const auto [first, last] = std::equal_range(
-        erased_.begin(), erased_.end(), Tree::Erased{&list, {}},
+        erased_.begin(), erased_.end(), Erased{&list, {}},
         [](const auto& left, const auto& right) { return std::less<>()(left.list, right.list); });
     std::vector<Place> places;
     std::transform(first, last, std::back_inserter(places),
-                   [](const Tree::Erased& erased) { return erased.place; });
+                   [](const Erased& erased) { return erased.place; });
     return places;
 }
 

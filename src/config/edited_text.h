@@ -29,6 +29,10 @@ private:
         Place place;
         bool isErased;
     };
+    struct Erased {
+        const Entry* list;
+        Place place;
+    };
     // Entries that were inserted one after the other, and what of the text stands around them; null
     // where nothing does.
     struct Inserted {
@@ -55,7 +59,7 @@ private:
     const Tree& tree_;
     const IdentifierToken& names_;
     Layout layout_;
-    std::vector<Tree::Erased> erased_; // by list, then by place
+    std::vector<Erased> erased_; // by list, then by place
     std::vector<Edit> edits_;
 };
 

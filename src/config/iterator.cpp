@@ -2,6 +2,10 @@
 
 #include <cstdint>
 #include <limits>
+#include <new>
+#include <optional>
+#include <string_view>
+#include <variant>
 
 using namespace qz::config;
 
@@ -18,8 +22,13 @@ Value orThrow(bool (ConfigParser::iterator::*read)(Value&) const,
     return value;
 }
 
-bool fits(const std::string& text) {
+bool fits(std::string_view text) {
     return text.size() <= std::numeric_limits<std::uint32_t>::max();
+}
+
+bool valueFits(const Value& value) {
+    const auto* const text = std::get_if<std::string_view>(&value);
+    return text == nullptr || fits(*text);
 }
 
 } // namespace
@@ -76,8 +85,12 @@ bool ConfigParser::iterator::setName(const std::string& name) {
     if (entry_ == nullptr || !entry_->isNamed || !fits(name)) {
         return false;
     }
-    tree_->rename(static_cast<NamedEntry&>(*entry_), name);
-    return true;
+    try {
+        tree_->rename(static_cast<NamedEntry&>(*entry_), name);
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
 }
 
 ConfigParser::iterator::Type ConfigParser::iterator::getType() const {
@@ -147,102 +160,68 @@ bool ConfigParser::iterator::getBool() const {
 }
 
 bool ConfigParser::iterator::setInt(int value) {
-    if (!holdsValue_()) {
-        return false;
-    }
-    tree_->setInteger(*entry_, value);
-    return true;
+    return set_(value);
 }
 
 bool ConfigParser::iterator::setDouble(double value) {
-    if (!holdsValue_()) {
-        return false;
-    }
-    tree_->setReal(*entry_, value);
-    return true;
+    return set_(value);
 }
 
 bool ConfigParser::iterator::setFloat(float value) {
-    return setDouble(static_cast<double>(value));
+    return set_(static_cast<double>(value));
 }
 
 bool ConfigParser::iterator::setBool(bool value) {
-    return setInt(value ? 1 : 0);
+    return set_(value ? 1 : 0);
 }
 
 bool ConfigParser::iterator::setString(const std::string& value) {
-    if (!holdsValue_() || !fits(value)) {
-        return false;
-    }
-    tree_->setText(*entry_, value);
-    return true;
+    return set_(value);
 }
 
 ConfigParser::iterator ConfigParser::iterator::insertBlock(const std::string& name) {
-    iterator entry = insertNamed_(name);
-    if (!entry.isEnd()) {
-        entry.entry_->type = kBlock;
-    }
-    return entry;
+    return insert_(&name, EmptyBlock{});
 }
 
 ConfigParser::iterator ConfigParser::iterator::insertInt(const std::string& name, int value) {
-    iterator entry = insertNamed_(name);
-    entry.setInt(value);
-    return entry;
+    return insert_(&name, value);
 }
 
 ConfigParser::iterator ConfigParser::iterator::insertDouble(const std::string& name, double value) {
-    iterator entry = insertNamed_(name);
-    entry.setDouble(value);
-    return entry;
+    return insert_(&name, value);
 }
 
 ConfigParser::iterator ConfigParser::iterator::insertFloat(const std::string& name, float value) {
-    return insertDouble(name, static_cast<double>(value));
+    return insert_(&name, static_cast<double>(value));
 }
 
 ConfigParser::iterator ConfigParser::iterator::insertBool(const std::string& name, bool value) {
-    return insertInt(name, value ? 1 : 0);
+    return insert_(&name, value ? 1 : 0);
 }
 
 ConfigParser::iterator ConfigParser::iterator::insertString(const std::string& name,
                                                             const std::string& value) {
-    if (!fits(value)) {
-        return end_();
-    }
-    iterator entry = insertNamed_(name);
-    entry.setString(value);
-    return entry;
+    return insert_(&name, value);
 }
 
 ConfigParser::iterator ConfigParser::iterator::insertInt(int value) {
-    iterator item = insertItem_();
-    item.setInt(value);
-    return item;
+    return insert_(nullptr, value);
 }
 
 ConfigParser::iterator ConfigParser::iterator::insertDouble(double value) {
-    iterator item = insertItem_();
-    item.setDouble(value);
-    return item;
+    return insert_(nullptr, value);
 }
 
 ConfigParser::iterator ConfigParser::iterator::insertFloat(float value) {
-    return insertDouble(static_cast<double>(value));
+    return insert_(nullptr, static_cast<double>(value));
 }
 
 ConfigParser::iterator ConfigParser::iterator::insertBool(bool value) {
-    return insertInt(value ? 1 : 0);
+    return insert_(nullptr, value ? 1 : 0);
 }
 
 ConfigParser::iterator ConfigParser::iterator::insertString(const std::string& value) {
-    if (!fits(value)) {
-        return end_();
-    }
-    iterator item = insertItem_();
-    item.setString(value);
-    return item;
+    return insert_(nullptr, value);
 }
 
 ConfigParser::iterator ConfigParser::iterator::erase() {
@@ -254,25 +233,30 @@ ConfigParser::iterator ConfigParser::iterator::erase() {
     return next;
 }
 
-bool ConfigParser::iterator::holdsValue_() const {
-    return entry_ != nullptr && entry_->type != kBlock;
+bool ConfigParser::iterator::set_(const Value& value) {
+    if (entry_ == nullptr || entry_->type == kBlock || !valueFits(value)) {
+        return false;
+    }
+    try {
+        tree_->set(*entry_, value);
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
 }
 
-// An entry of no type yet, before this position; the end if this is no list of named entries.
-ConfigParser::iterator ConfigParser::iterator::insertNamed_(const std::string& name) {
-    if (list_ == nullptr || list_->type != kBlock || !fits(name)) {
+// Names are for the top level and blocks, items without one for lists.
+ConfigParser::iterator ConfigParser::iterator::insert_(const std::string* name,
+                                                       const Value& value) {
+    const Type place = name == nullptr ? kList : kBlock;
+    if (list_ == nullptr || list_->type != place || !valueFits(value) ||
+        (name != nullptr && !fits(*name))) {
         return end_();
     }
-    Entry& entry = tree_->make(name);
-    tree_->insert(*list_, entry_, entry);
-    return {tree_, list_, &entry};
-}
-
-ConfigParser::iterator ConfigParser::iterator::insertItem_() {
-    if (list_ == nullptr || list_->type != kList) {
+    try {
+        const auto given = name == nullptr ? std::nullopt : std::optional<std::string_view>(*name);
+        return {tree_, list_, &tree_->insert(*list_, entry_, given, value)};
+    } catch (const std::bad_alloc&) {
         return end_();
     }
-    Entry& item = tree_->make();
-    tree_->insert(*list_, entry_, item);
-    return {tree_, list_, &item};
 }

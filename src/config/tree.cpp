@@ -4,14 +4,15 @@
 #include <bit>
 #include <cstdint>
 #include <new>
+#include <utility>
 
 namespace qz::config {
 
 namespace {
 
 template<class Kind>
-Kind& create(std::pmr::memory_resource& memory) {
-    return *new (memory.allocate(sizeof(Kind), alignof(Kind))) Kind();
+Kind& createIn(void* memory) {
+    return *new (memory) Kind();
 }
 
 void setName(NamedEntry& entry, std::string_view name) {
@@ -25,8 +26,8 @@ void setName(NamedEntry& entry, std::string_view name) {
 void Tree::setSource(SourceText source) {
     source_ = std::move(source);
     parsed_.release();
-    changed_.release();
-    erased_.clear();
+    changed_.releaseAll();
+    erased_ = nullptr;
     root_ = {};
     root_.type = Type::kBlock;
     root_.isNamed = true;
@@ -34,13 +35,13 @@ void Tree::setSource(SourceText source) {
 }
 
 Entry& Tree::makeOriginal() {
-    auto& entry = create<Entry>(parsed_);
+    auto& entry = createIn<Entry>(parsed_.allocate(sizeof(Entry), alignof(Entry)));
     entry.isOriginal = true;
     return entry;
 }
 
 NamedEntry& Tree::makeOriginal(std::string_view name) {
-    auto& entry = create<NamedEntry>(parsed_);
+    auto& entry = createIn<NamedEntry>(parsed_.allocate(sizeof(NamedEntry), alignof(NamedEntry)));
     entry.isOriginal = true;
     setName(entry, name);
     return entry;
@@ -50,18 +51,58 @@ char* Tree::makeOriginalChars(std::size_t count) {
     return static_cast<char*>(parsed_.allocate(count, 1));
 }
 
-Entry& Tree::make() {
-    return create<Entry>(changed_);
-}
-
-NamedEntry& Tree::make(std::string_view name) {
-    auto& entry = create<NamedEntry>(changed_);
-    setName(entry, {});
-    rename(entry, name);
+Entry& Tree::insert(Entry& list, Entry* before, std::optional<std::string_view> name,
+                    const Value& value) {
+    Entry& entry = name ? createIn<NamedEntry>(changed_.allocate(sizeof(NamedEntry)))
+                        : createIn<Entry>(changed_.allocate(sizeof(Entry)));
+    try {
+        if (name) {
+            setName(static_cast<NamedEntry&>(entry), {});
+            rename(static_cast<NamedEntry&>(entry), *name);
+        }
+        set(entry, value);
+    } catch (...) {
+        releaseOne(entry);
+        throw;
+    }
+    list.entries.insert(before, entry);
+    list.areEntriesChanged = true;
     return entry;
 }
 
-void Tree::setInteger(Entry& entry, int value) {
+void Tree::rename(NamedEntry& entry, std::string_view name) {
+    if (entry.name() == name) {
+        return;
+    }
+    const char* const chars = copyChars(name);
+    if (entry.ownsName) {
+        changed_.release(entry.nameChars);
+    }
+    setName(entry, {chars, name.size()});
+    entry.ownsName = true;
+    entry.isNameChanged = true;
+}
+
+void Tree::erase(Entry& list, Entry& entry) {
+    list.entries.remove(entry);
+    list.areEntriesChanged = true;
+    entry.next = nullptr; // alone
+    release({&entry});
+    if (entry.isOriginal) {
+        entry.next = std::exchange(erased_, &entry);
+        entry.previous = &list;
+    }
+}
+
+void Tree::set(Entry& entry, const Value& value) {
+    std::visit([&](const auto& one) { setOne(entry, one); }, value);
+}
+
+void Tree::setOne(Entry& entry, EmptyBlock /*value*/) {
+    entry.type = Type::kBlock;
+}
+
+void Tree::setOne(Entry& entry, int value) {
     if (entry.type == Type::kInteger && entry.integer == value) {
         return;
     }
@@ -70,7 +111,7 @@ void Tree::setInteger(Entry& entry, int value) {
     entry.integer = value;
 }
 
-void Tree::setReal(Entry& entry, double value) {
+void Tree::setOne(Entry& entry, double value) {
     constexpr auto bits = [](double real) { return std::bit_cast<std::uint64_t>(real); };
     if (entry.type == Type::kReal && bits(entry.real) == bits(value)) {
         return;
@@ -80,7 +121,7 @@ void Tree::setReal(Entry& entry, double value) {
     entry.real = value;
 }
 
-void Tree::setText(Entry& entry, std::string_view value) {
+void Tree::setOne(Entry& entry, std::string_view value) {
     if (entry.type == Type::kString && entry.text() == value) {
         return;
     }
@@ -92,49 +133,17 @@ void Tree::setText(Entry& entry, std::string_view value) {
     entry.ownsChars = true;
 }
 
-void Tree::rename(NamedEntry& entry, std::string_view name) {
-    if (entry.name() == name) {
-        return;
-    }
-    const char* const chars = copyChars(name);
-    if (entry.ownsName) {
-        releaseChars(entry.nameChars, entry.nameLength);
-    }
-    setName(entry, {chars, name.size()});
-    entry.ownsName = true;
-    entry.isNameChanged = true;
-}
-
-void Tree::insert(Entry& list, Entry* before, Entry& entry) {
-    list.entries.insert(before, entry);
-    list.areEntriesChanged = true;
-}
-
-void Tree::erase(Entry& list, Entry& entry) {
-    if (entry.isOriginal) {
-        erased_.push_back({&list, entry.place});
-    }
-    list.entries.remove(entry);
-    list.areEntriesChanged = true;
-    entry.next = nullptr; // alone
-    release({&entry});
-}
-
 char* Tree::copyChars(std::string_view chars) {
-    char* const copy = static_cast<char*>(changed_.allocate(chars.size(), 1));
+    char* const copy = static_cast<char*>(changed_.allocate(chars.size()));
     std::copy(chars.begin(), chars.end(), copy);
     return copy;
-}
-
-void Tree::releaseChars(const char* chars, std::size_t count) {
-    changed_.deallocate(const_cast<char*>(chars), count, 1);
 }
 
 void Tree::dropValue(Entry& entry) {
     if (entry.type == Type::kList) {
         release(entry.entries);
     } else if (entry.ownsChars) {
-        releaseChars(entry.chars, entry.charCount);
+        changed_.release(entry.chars);
     }
     entry.ownsChars = false;
     entry.isValueChanged = true;
@@ -156,19 +165,13 @@ void Tree::release(EntryList entries) {
 // Those of the text stay in the memory of parsing.
 void Tree::releaseOne(Entry& entry) {
     if (entry.type == Type::kString && entry.ownsChars) {
-        releaseChars(entry.chars, entry.charCount);
+        changed_.release(entry.chars);
     }
     if (entry.isNamed && entry.ownsName) {
-        const std::string_view name = entry.name();
-        releaseChars(name.data(), name.size());
+        changed_.release(static_cast<NamedEntry&>(entry).nameChars);
     }
-    if (entry.isOriginal) {
-        return;
-    }
-    if (entry.isNamed) {
-        changed_.deallocate(&entry, sizeof(NamedEntry), alignof(NamedEntry));
-    } else {
-        changed_.deallocate(&entry, sizeof(Entry), alignof(Entry));
+    if (!entry.isOriginal) {
+        changed_.release(&entry);
     }
 }
 

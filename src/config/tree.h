@@ -1,24 +1,26 @@
 // A text and the entries that it and later changes have made.
 #pragma once
 
+#include "config/changed_memory.h"
 #include "config/entry.h"
 #include "config/source_text.h"
 
 #include <cstddef>
 #include <memory_resource>
+#include <optional>
 #include <string_view>
-#include <vector>
+#include <variant>
 
 namespace qz::config {
 
+// What an entry can be set to, or be at first.
+struct EmptyBlock {};
+struct Value : std::variant<EmptyBlock, int, double, std::string_view> {
+    using variant::variant;
+};
+
 class Tree {
 public:
-    // Where an entry of the text has been erased from its list.
-    struct Erased {
-        const Entry* list;
-        Place place;
-    };
-
     Tree() { clear(); }
     Tree(const Tree&) = delete;
     Tree& operator=(const Tree&) = delete;
@@ -31,7 +33,10 @@ public:
     std::string_view source() const { return source_.view(); }
     NamedEntry& root() { return root_; } // a block without a name
     const NamedEntry& root() const { return root_; }
-    const std::vector<Erased>& erased() const { return erased_; }
+
+    // Entries of the text that have been erased: linked by `next`, and what each has as `previous`
+    // is the list that it was in. They take no memory of their own, so erasing never fails.
+    const Entry* erased() const { return erased_; }
 
     // For the parser: entries of the text, and characters, in memory that lives as long as they.
     // The name stands in the text.
@@ -39,22 +44,24 @@ public:
     NamedEntry& makeOriginal(std::string_view name);
     char* makeOriginalChars(std::size_t count);
 
-    // For changes: entries without a value that stand in no list yet.
-    Entry& make();
-    NamedEntry& make(std::string_view name);
-
-    // Replace the value of an entry that is no block. What is equal is no change.
-    void setInteger(Entry& entry, int value);
-    void setReal(Entry& entry, double value);
-    void setText(Entry& entry, std::string_view value);
+    // Changes. If memory runs out, they throw and have changed nothing.
+    //
+    // A new entry before another or, if that is null, at the end. With a name in a block, and
+    // without one in a list.
+    Entry& insert(Entry& list, Entry* before, std::optional<std::string_view> name,
+                  const Value& value);
     void rename(NamedEntry& entry, std::string_view name);
-
-    void insert(Entry& list, Entry* before, Entry& entry);
     void erase(Entry& list, Entry& entry);
 
+    // Replaces the value of an entry that is no block. What is equal is no change.
+    void set(Entry& entry, const Value& value);
+
 private:
+    void setOne(Entry& entry, EmptyBlock);
+    void setOne(Entry& entry, int value);
+    void setOne(Entry& entry, double value);
+    void setOne(Entry& entry, std::string_view value);
     char* copyChars(std::string_view chars);
-    void releaseChars(const char* chars, std::size_t count);
     void dropValue(Entry& entry);
     void release(EntryList entries);
     void releaseOne(Entry& entry);
@@ -62,8 +69,8 @@ private:
     SourceText source_;
     std::pmr::monotonic_buffer_resource parsed_;
     // Gives back what a change replaces, so that a tree that is changed for ever does not grow.
-    std::pmr::unsynchronized_pool_resource changed_;
-    std::vector<Erased> erased_;
+    ChangedMemory changed_;
+    Entry* erased_ = nullptr;
     NamedEntry root_;
 };
 

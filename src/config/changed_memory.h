@@ -1,0 +1,49 @@
+// Memory for what changes add to a tree: blocks that go one by one, or all at once. In place of the
+// standard library's pool resource, which in GCC 12 loses count when an allocation fails.
+#pragma once
+
+#include <cstddef>
+#include <new>
+
+namespace qz::config {
+
+class ChangedMemory {
+public:
+    ChangedMemory() = default;
+    ~ChangedMemory() { releaseAll(); }
+    ChangedMemory(const ChangedMemory&) = delete;
+    ChangedMemory& operator=(const ChangedMemory&) = delete;
+
+    // Aligned for whatever `new` is; throws what `new` throws.
+    void* allocate(std::size_t size) {
+        auto* const block =
+            new (::operator new(sizeof(Block) + size)) Block{blocks_.next, &blocks_};
+        block->next->previous = block;
+        blocks_.next = block;
+        return block + 1;
+    }
+
+    void release(const void* memory) {
+        auto* const block = static_cast<Block*>(const_cast<void*>(memory)) - 1;
+        block->previous->next = block->next;
+        block->next->previous = block->previous;
+        ::operator delete(block);
+    }
+
+    void releaseAll() {
+        while (blocks_.next != &blocks_) {
+            release(blocks_.next + 1);
+        }
+    }
+
+private:
+    // What stands before each of them.
+    struct alignas(__STDCPP_DEFAULT_NEW_ALIGNMENT__) Block {
+        Block* next;
+        Block* previous;
+    };
+
+    Block blocks_{&blocks_, &blocks_}; // a ring with this one as its start
+};
+
+} // namespace qz::config
