@@ -13,7 +13,9 @@
  * and SIGABRT, under the names that the other system has for them.
  *
  * Before the handler passes on, the log's writer thread gets up to a second to write what is
- * queued.
+ * queued. A process writes 16 reports at most: the handler that was there before may return to the
+ * fault, which then happens again. A report that takes longer than 25 seconds is cut off: a lock of
+ * the system's may never come free.
  */
 #ifndef QZCORE_CORE_CRASHREPORT_H
 #define QZCORE_CORE_CRASHREPORT_H
@@ -28,7 +30,9 @@ struct _EXCEPTION_POINTERS;
  * to be compared and not to be called; null where that was the default. */
 typedef long (*bt_filter)(struct _EXCEPTION_POINTERS* exception);
 
-/* Installs the crash handler and returns the filter that it replaces, which runs after it.
+/* Installs the crash handler and returns the filter that it replaces, which runs after it. On Linux
+ * that is each signal's handler, as the system would have called it: with the signals blocked that
+ * it asked for, and once only if it was installed with SA_RESETHAND.
  *
  * Reports are named "<prefix>-<date>-<time>.crash", with the time of the crash in UTC, as in
  * game-20260101-120000.crash. The prefix (UTF-8, cut at 259 bytes) may begin with a path, all in
@@ -41,7 +45,8 @@ typedef long (*bt_filter)(struct _EXCEPTION_POINTERS* exception);
  *
  * On Linux a thread whose stack overflows needs another stack to report that. The thread that calls
  * bt_init has one then, and so have all threads that the library's functions start; other threads
- * may set one with sigaltstack (64 KiB are plenty), or they die of an overflow without a report. */
+ * may set one with sigaltstack, of any size that the system accepts, or they die of an overflow
+ * without a report. */
 QZ_API bt_filter bt_init(const char* prefix);
 
 /* Takes the handler away and puts back the one that was there before bt_init. Does nothing when

@@ -24,8 +24,12 @@ constexpr std::chrono::milliseconds kLogMoment{1000};
 // An endless recursion has more frames than anybody reads or a disk likes to hold.
 constexpr int kMostFrames = 4096;
 
+// The handler that runs after the report may return to the fault, again and again.
+constexpr int kMostReports = 16;
+
 constinit char prefix[kLongestPrefix + 1] = "";
 constinit bool isInstalled = false;
+constinit int reports = 0; // one at a time
 
 // Lines go to the file one by one as long as each costs something to get at, and later many at
 // once.
@@ -129,6 +133,9 @@ void writeReport(const platform::Fault& fault) {
 }
 
 void onFault(const platform::Fault& fault) {
+    if (++reports > kMostReports) {
+        return;
+    }
     writeReport(fault);
     core::letLogCatchUp(kLogMoment);
 }

@@ -120,6 +120,15 @@ constexpr Way kWays[] = {
     {"system", dieInSystemWay},
 };
 
+struct Other {
+    const char* where;
+    OtherHandler kind;
+};
+
+constexpr Other kOtherHandlers[] = {{"chained", OtherHandler::exits},
+                                    {"chained_returning", OtherHandler::returns},
+                                    {"chained_once", OtherHandler::returnsOnce}};
+
 void* die(void* given) {
     outerFrame(static_cast<const Way*>(given)->function);
     return nullptr;
@@ -142,10 +151,20 @@ int main(int argc, char** argv) {
     if (where != "prefixed") {
         makeQuiet(); // once it is the system's turn
     }
-    if (where == "chained") {
-        installOtherHandler();
+    for (const auto& [name, kind] : kOtherHandlers) {
+        if (where == name) {
+            installOtherHandler(kind);
+        }
     }
     bt_init(where == "prefixed" ? "named" : nullptr);
+    if (where == "put_back" || where == "put_back_and_finished") {
+        const Restore restore = replaceHandler();
+        bt_fini();
+        restore();
+    }
+    if (where == "put_back") {
+        bt_init(nullptr);
+    }
     if (where == "finished") {
         bt_fini();
     }
@@ -156,7 +175,9 @@ int main(int argc, char** argv) {
         }
     }
     auto* given = const_cast<Way*>(way);
-    if (where == "thread") {
+    if (where == "foreign") {
+        runInForeignThread(die, given);
+    } else if (where == "thread") {
         QZ_thread_wait(QZ_thread_create(die, given, 0));
     } else {
         die(given);

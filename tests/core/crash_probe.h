@@ -7,5 +7,18 @@ void makeQuiet();
 // A way to die that only this system has.
 extern "C" void dieInSystemWay();
 
-// A handler as the host might have it: says "other handler" and exits with 7.
-void installOtherHandler();
+// A handler as the host might have it, which says "other handler".
+enum class OtherHandler {
+    exits,       // with 7
+    returns,     // to the fault; exits the hundredth time
+    returnsOnce, // and is for one call only, where the system has that
+};
+void installOtherHandler(OtherHandler kind);
+
+// Puts another handler in the place of the present one, and returns what puts that back.
+using Restore = void (*)();
+Restore replaceHandler();
+
+// Has function(argument) called by a thread that the library knows nothing of, with as little room
+// for handlers as the system allows.
+void runInForeignThread(void* (*function)(void*), void* argument);

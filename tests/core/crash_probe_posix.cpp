@@ -1,6 +1,7 @@
 #include "crash_probe.h"
 
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -10,9 +11,30 @@
 
 namespace {
 
+int callsLeft = 1;
+
 void otherHandler(int) {
     static_cast<void>(write(STDOUT_FILENO, "other handler\n", 14));
-    _exit(7);
+    if (--callsLeft == 0) {
+        _exit(7);
+    }
+}
+
+struct sigaction replaced;
+
+struct Call {
+    void* (*function)(void*);
+    void* argument;
+};
+
+void* runWithSmallStackForHandlers(void* given) {
+    static char memory[8192];
+    stack_t stack{};
+    stack.ss_sp = memory;
+    stack.ss_size = sizeof memory;
+    sigaltstack(&stack, nullptr);
+    const auto& call = *static_cast<Call*>(given);
+    return call.function(call.argument);
 }
 
 } // namespace
@@ -30,8 +52,24 @@ void dieInSystemWay() {
     bytes[0] = 1;
 }
 
-void installOtherHandler() {
+void installOtherHandler(OtherHandler kind) {
     struct sigaction action {};
     action.sa_handler = otherHandler;
+    action.sa_flags = kind == OtherHandler::returnsOnce ? static_cast<int>(SA_RESETHAND) : 0;
+    callsLeft = kind == OtherHandler::exits ? 1 : 100;
     sigaction(SIGSEGV, &action, nullptr);
+}
+
+Restore replaceHandler() {
+    struct sigaction action {};
+    action.sa_handler = otherHandler;
+    sigaction(SIGSEGV, &action, &replaced);
+    return [] { sigaction(SIGSEGV, &replaced, nullptr); };
+}
+
+void runInForeignThread(void* (*function)(void*), void* argument) {
+    Call call{function, argument};
+    pthread_t thread{};
+    pthread_create(&thread, nullptr, runWithSmallStackForHandlers, &call);
+    pthread_join(thread, nullptr);
 }

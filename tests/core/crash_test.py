@@ -203,6 +203,37 @@ class CrashTest(unittest.TestCase):
         self.assertEqual((done.returncode, done.stdout.strip()), (7, b"other handler"))
         self.assertEqual(len(list(self.folder.glob("*.crash"))), 1)
 
+    # Its stack for handlers may be smaller than a report needs.
+    def test_foreign_thread(self):
+        for way in ("null",) if ON_WINDOWS else ("null", "overflow"):
+            self.check_frames(self.crash(way, "foreign")[3:], NAMES[way][2])
+            self.report.unlink()
+
+    # Wine may end the thread and say nothing; the library's own must not keep the process then.
+    def test_overflow_of_the_main_thread_ends_the_process(self):
+        self.assertNotIn(self.run_probe("overflow").returncode, (0, 2))
+
+    def count_reports(self):
+        return sum(path.read_text().count("# ------") for path in self.folder.glob("*.crash"))
+
+    def test_earlier_handler_that_returns_to_the_fault(self):
+        done = self.run_probe("null", "chained_returning")
+        self.assertEqual((done.returncode, done.stdout.count(b"other handler")), (7, 100))
+        self.assertEqual(self.count_reports(), 16)
+
+    @unittest.skipIf(ON_WINDOWS, "where handlers are for any number of calls")
+    def test_earlier_handler_for_one_call(self):
+        done = self.run_probe("null", "chained_once")
+        self.assertEqual((done.returncode, done.stdout.count(b"other handler")), (-11, 1))
+
+    # A handler that was there meanwhile puts back what it found, which was the library's.
+    def test_handler_is_not_its_own_successor(self):
+        for where, reports in (("put_back", 1), ("put_back_and_finished", 0)):
+            self.assertNotIn(self.run_probe("null", where).returncode, (0, 2))
+            self.assertEqual(self.count_reports(), reports)
+            for path in self.folder.glob("*.crash"):
+                path.unlink()
+
     def test_system_ends_the_process(self):
         if ON_WINDOWS:
             return

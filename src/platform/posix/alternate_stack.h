@@ -1,4 +1,4 @@
-// A stack for the handling of faults: one that overflowed cannot be used for it.
+// A stack for signal handlers: one that overflowed cannot be used for them.
 #pragma once
 
 #include <csignal>
@@ -6,16 +6,14 @@
 
 namespace platform {
 
-// Enough for the walk and for reading debugging information (16 KiB) beneath the registers that the
-// largest processors save.
+// The report has a stack of its own (report_stack.h). This one has room for the registers that the
+// largest processors save, and for the handlers of others that run after the report.
 inline constexpr std::size_t kAlternateStackSize = 65536;
 
-// Makes memory the alternate stack of the calling thread unless it has one that will do: the
-// sanitizers give it one, and so may the host. False if it was left as it was.
+// Makes memory the alternate stack of the calling thread unless it has one: the sanitizers give it
+// one, and so may the host. False if it was left as it was.
 inline bool useAlternateStack(void* memory, stack_t& before) {
-    constexpr std::size_t kWillDo = 49152;
-    if (sigaltstack(nullptr, &before) != 0 ||
-        ((before.ss_flags & SS_DISABLE) == 0 && before.ss_size >= kWillDo)) {
+    if (sigaltstack(nullptr, &before) != 0 || (before.ss_flags & SS_DISABLE) == 0) {
         return false;
     }
     stack_t stack{};

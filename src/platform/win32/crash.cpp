@@ -1,8 +1,8 @@
 #include "platform/crash.h"
 
+#include "platform/fault_stack.h"
 #include "platform/report_turn.h"
 #include "platform/thread.h"
-#include "platform/win32/fault_stack.h"
 #include "platform/win32/file_time.h"
 #include "platform/win32/symbols.h"
 #include "platform/win32/wide.h"
@@ -32,18 +32,29 @@ constinit LPTOP_LEVEL_EXCEPTION_FILTER previousFilter = nullptr;
 constinit AbortFunction previousAbort = SIG_DFL;
 constinit ReportTurn turn;
 
-Semaphore helperRequest;
-Semaphore helperDone;
+// ntdll's, which no header declares with its name.
+using ThreadQuery = LONG(NTAPI*)(HANDLE, ULONG, void*, ULONG, ULONG*);
+constexpr ULONG kAmILastThread = 12;
+
+bool isLastThread() {
+    const auto query = reinterpret_cast<ThreadQuery>(reinterpret_cast<void*>(
+        GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "NtQueryInformationThread")));
+    ULONG answer = 0;
+    return query != nullptr &&
+           query(GetCurrentThread(), kAmILastThread, &answer, sizeof answer, nullptr) >= 0 &&
+           answer != 0;
+}
 
 // Reports on behalf of a thread that has no stack left for it.
 class Helper {
 public:
     void start() {
-        if (thread_ == 0 && helperRequest.create(0) && helperDone.create(0)) {
-            Thread thread;
-            if (startThread(thread, run, this)) {
-                thread_ = thread.native; // runs until the process ends
-            }
+        if (thread_ != 0 || !makeHandles()) {
+            return;
+        }
+        Thread thread;
+        if (startThread(thread, run, this)) {
+            thread_ = thread.native;
         }
     }
 
@@ -51,22 +62,59 @@ public:
     bool isMe() const { return id_.load() == currentThread(); }
 
     void report(const Fault& fault) {
-        constexpr std::chrono::seconds kLongestWait{25};
+        constexpr DWORD kLongestWait = 25'000;
         fault_ = fault;
-        helperRequest.signal();
-        helperDone.waitFor(kLongestWait);
+        SetEvent(request_);
+        WaitForSingleObject(done_, kLongestWait);
     }
 
 private:
+    // A second call goes on with what an earlier one has made.
+    bool makeHandles() {
+        const HANDLE process = GetCurrentProcess();
+        const auto makeEvent = [](HANDLE& event) {
+            event = event != nullptr ? event : CreateEventW(nullptr, FALSE, FALSE, nullptr);
+            return event != nullptr;
+        };
+        return makeEvent(request_) && makeEvent(done_) &&
+               (starter_ != nullptr || DuplicateHandle(process, GetCurrentThread(), process,
+                                                       &starter_, SYNCHRONIZE, FALSE, 0) != FALSE);
+    }
+
     static void run(void* given) {
         auto& self = *static_cast<Helper*>(given);
         self.id_.store(currentThread());
-        while (helperRequest.wait() == 0) {
-            faultFunction.load()(self.fault_);
-            helperDone.signal();
+        while (self.waitForRequest()) {
+            if (const FaultFunction function = faultFunction.load()) {
+                function(self.fault_);
+            }
+            SetEvent(self.done_);
         }
+        // As the end of the last other thread would have done, had this one not been there.
+        ExitProcess(kEndedByOverflow);
     }
 
+    // False when all others have gone: a system may end a thread whose stack overflowed, and
+    // nothing else. The starter, which is the main thread as a rule, goes last or with the process;
+    // after its end this looks around now and then.
+    bool waitForRequest() const {
+        constexpr DWORD kPoll = 1000;
+        const HANDLE handles[] = {request_, starter_};
+        DWORD woken = WaitForMultipleObjects(2, handles, FALSE, INFINITE);
+        while (woken != WAIT_OBJECT_0) {
+            if (isLastThread()) {
+                return false;
+            }
+            woken = WaitForSingleObject(request_, kPoll);
+        }
+        return true;
+    }
+
+    static constexpr UINT kEndedByOverflow = fault_code::kStackOverflow;
+
+    HANDLE request_ = nullptr;
+    HANDLE done_ = nullptr;
+    HANDLE starter_ = nullptr;
     std::uintptr_t thread_ = 0;
     std::atomic<std::uintptr_t> id_{0};
     Fault fault_;
@@ -75,13 +123,14 @@ private:
 constinit Helper helper;
 
 void report(const Fault& fault) {
-    if (turn.isMine() || helper.isMe() || !turn.take()) {
+    const FaultFunction function = faultFunction.load();
+    if (function == nullptr || turn.isMine() || helper.isMe() || !turn.take()) {
         return;
     }
     if (fault.code == fault_code::kStackOverflow && helper.isRunning()) {
         helper.report(fault);
     } else {
-        faultFunction.load()(fault);
+        function(fault);
     }
     turn.giveBack();
 }
@@ -194,16 +243,25 @@ void walk(HANDLE process, HANDLE thread, CONTEXT& context, bool isReturnAddress,
 
 } // namespace
 
+// A filter that was installed later and chained to this one may have put it back. It must not
+// become its own successor; the same goes for the handler of abort().
 AnyFunction installFaultFunction(FaultFunction function) {
     faultFunction.store(function);
     helper.start();
     keepStackForFaults();
-    previousFilter = SetUnhandledExceptionFilter(onException);
-    previousAbort = std::signal(SIGABRT, onAbort);
+    const LPTOP_LEVEL_EXCEPTION_FILTER filter = SetUnhandledExceptionFilter(onException);
+    if (filter != onException) {
+        previousFilter = filter;
+    }
+    const AbortFunction abort = std::signal(SIGABRT, onAbort);
+    if (abort != onAbort) {
+        previousAbort = abort;
+    }
     return reinterpret_cast<AnyFunction>(previousFilter);
 }
 
 void removeFaultFunction() {
+    faultFunction.store(nullptr); // somebody may have chained to the filter, and go on calling it
     SetUnhandledExceptionFilter(previousFilter);
     std::signal(SIGABRT, previousAbort);
 }

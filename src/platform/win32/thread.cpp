@@ -1,6 +1,6 @@
 #include "platform/thread.h"
 
-#include "platform/win32/fault_stack.h"
+#include "platform/fault_stack.h"
 
 #include <windows.h>
 

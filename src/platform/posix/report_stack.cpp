@@ -1,0 +1,69 @@
+#include "platform/posix/report_stack.h"
+
+#include <sys/mman.h>
+
+#include <csignal>
+#include <cstddef>
+
+namespace platform {
+
+namespace {
+
+constexpr std::size_t kPage = 4096;
+
+// Measured: 21 KiB, most of them for reading debugging information.
+constexpr std::size_t kSize = 256 * 1024;
+constexpr std::size_t kSizeForFaults = 64 * 1024;
+
+struct Memory {
+    alignas(kPage) char guard[kPage];
+    alignas(kPage) char stack[kSize];
+    alignas(kPage) char stackForFaults[kSizeForFaults];
+};
+constinit Memory memory{};
+
+// Registers that functions preserve keep the old stack's place.
+void callOnStack(void* top, void (*function)(void*), void* argument) {
+    asm volatile("movq %%rsp, %%rbx\n\t"
+                 "movq %[top], %%rsp\n\t"
+                 "callq *%[function]\n\t"
+                 "movq %%rbx, %%rsp"
+                 : "+D"(argument), [top] "+a"(top), [function] "+d"(function)
+                 :
+                 : "rbx", "rcx", "rsi", "r8", "r9", "r10", "r11", "xmm0", "xmm1", "xmm2", "xmm3",
+                   "xmm4", "xmm5", "xmm6", "xmm7", "xmm8", "xmm9", "xmm10", "xmm11", "xmm12",
+                   "xmm13", "xmm14", "xmm15", "memory", "cc");
+}
+
+struct Call {
+    void (*function)(void*);
+    void* argument;
+};
+
+// The system allows another alternate stack only while none is in use, and goes by the stack
+// pointer for that.
+void callWithStackForFaults(void* given) {
+    const auto& call = *static_cast<const Call*>(given);
+    stack_t forFaults{};
+    forFaults.ss_sp = memory.stackForFaults;
+    forFaults.ss_size = kSizeForFaults;
+    stack_t before;
+    const bool isSet = sigaltstack(&forFaults, &before) == 0;
+    call.function(call.argument);
+    if (isSet) {
+        sigaltstack(&before, nullptr);
+    }
+}
+
+} // namespace
+
+void ReportStack::prepare() {
+    mprotect(memory.guard, kPage, PROT_NONE);
+}
+
+void ReportStack::run(void (*function)(void*), void* argument) {
+    Call call{function, argument};
+    callOnStack(memory.stack + kSize, callWithStackForFaults, &call);
+}
+
+} // namespace platform
