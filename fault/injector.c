@@ -35,11 +35,11 @@
 
 /* ---- counting and choosing ------------------------------------------------------------------- */
 
-#define KINDS(_)                                                                             \
-    _(alloc)                                                                                 \
-    _(mmap) _(protect) _(thread) _(open) _(list) _(read) _(write) _(stat) _(lock) _(rename)  \
-        _(remove) _(mkdir) _(mode) _(size) _(seek) _(sync) _(close) _(shm) _(wait) _(signal) \
-            _(init) _(load)
+#define KINDS(_)                                                                              \
+    _(alloc)                                                                                  \
+    _(mmap)                                                                                   \
+    _(protect) _(thread) _(open) _(list) _(read) _(write) _(stat) _(lock) _(rename) _(remove) \
+        _(mkdir) _(mode) _(size) _(seek) _(sync) _(close) _(shm) _(wait) _(signal) _(init) _(load)
 
 #define ENUMERATOR(name) k_##name,
 #define NAME(name) #name,

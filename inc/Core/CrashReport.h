@@ -43,10 +43,10 @@ typedef long (*bt_filter)(struct _EXCEPTION_POINTERS* exception);
  * Call it early, from the main thread. A second call only changes the prefix and returns null. The
  * library stays loaded from then on. Not for use by two threads at once.
  *
- * On Linux a thread whose stack overflows needs another stack to report that. The thread that calls
- * bt_init has one then, and so have all threads that the library's functions start; other threads
- * may set one with sigaltstack, of any size that the system accepts, or they die of an overflow
- * without a report. */
+ * A thread whose stack overflows needs room elsewhere to report that. The thread that calls bt_init
+ * has it then, and so have all threads that the library's functions start and those that run tasks.
+ * Other threads get it from QZ_thread_adopt (Core/Threads.h), or on Linux from sigaltstack, of any
+ * size that the system accepts; without it they die of an overflow and leave no report. */
 QZ_API bt_filter bt_init(const char* prefix);
 
 /* Takes the handler away and puts back the one that was there before bt_init. Does nothing when

@@ -28,6 +28,18 @@ QZ_API QZ_thread* QZ_thread_create(QZ_thread_function function, void* argument, 
  * waited for, exactly once, and not by itself. */
 QZ_API void QZ_thread_wait(QZ_thread* thread);
 
+/* Gives the calling thread what the threads have that QZ_thread_create starts and those that run
+ * tasks: the overflow of its stack leaves a crash report (Core/CrashReport.h). For threads that the
+ * host starts by other means; the one that calls bt_init has it already.
+ *
+ * On Linux that is an alternate stack for signal handlers, 64 KiB of which untouched pages cost
+ * nothing; one that the thread has is left in place. On Windows 32 KiB of the thread's own stack
+ * are kept for the filter. It is given back when the thread ends, and on Linux the library stays
+ * loaded from the first call on. Further calls cost a system call and change nothing.
+ *
+ * Returns non-zero if the thread has it, 0 if the system has no memory for it. */
+QZ_API int QZ_thread_adopt(void);
+
 /* Makes a counting semaphore; counts reach from 0 to 0x7FFFFFFF. Null if the platform refuses. */
 QZ_API QZ_semaphore* QZ_semaphore_create(int32_t initial_count);
 

@@ -1,5 +1,6 @@
 #include "core/threads.h"
 
+#include "platform/fault_stack.h"
 #include "platform/thread.h"
 
 #include <cerrno>
@@ -43,6 +44,10 @@ QZ_thread* QZ_thread_create(QZ_thread_function function, void* argument, uint32_
 void QZ_thread_wait(QZ_thread* thread) {
     platform::joinThread(thread->native);
     delete thread;
+}
+
+int QZ_thread_adopt() {
+    return platform::keepStackForFaults() ? 1 : 0;
 }
 
 void core::waitAtUnload(QZ_thread* thread) {

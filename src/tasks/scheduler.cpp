@@ -2,6 +2,8 @@
 // take each task that goes through it for a race.
 #include "tasks/scheduler.h"
 
+#include "tasks/worker_observer.h"
+
 #include <oneapi/tbb/global_control.h>
 #include <oneapi/tbb/info.h>
 #include <oneapi/tbb/task_arena.h>
@@ -16,6 +18,7 @@ struct Scheduler::Arena {
     tbb::global_control control{tbb::global_control::max_allowed_parallelism, workerCount() + 1};
     tbb::task_scheduler_handle handle{tbb::attach{}};
     tbb::task_arena arena{static_cast<int>(workerCount()), 0};
+    WorkerObserver observer{arena};
 };
 
 unsigned Scheduler::workerCount() {

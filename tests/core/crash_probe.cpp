@@ -5,6 +5,7 @@
 #include "Core/CrashReport.h"
 #include "Core/Log.h"
 #include "Core/Threads.h"
+#include "Tasks/TaskManager.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -12,6 +13,7 @@
 #include <exception>
 #include <iterator>
 #include <string>
+#include <thread>
 
 #if defined(__GNUC__) && !defined(__clang__)
 #    define PROBE_FUNCTION __attribute__((noinline, noipa))
@@ -175,7 +177,12 @@ int main(int argc, char** argv) {
         }
     }
     auto* given = const_cast<Way*>(way);
-    if (where == "foreign") {
+    if (where == "task") {
+        QZ_add_task(given, [](void* task) { die(task); });
+        QZ_semaphore_wait(QZ_semaphore_create(0));
+    } else if (where == "adopted") {
+        std::thread([given] { return QZ_thread_adopt() != 0 ? die(given) : nullptr; }).join();
+    } else if (where == "foreign") {
         runInForeignThread(die, given);
     } else if (where == "thread") {
         QZ_thread_wait(QZ_thread_create(die, given, 0));

@@ -203,10 +203,12 @@ class CrashTest(unittest.TestCase):
         self.assertEqual((done.returncode, done.stdout.strip()), (7, b"other handler"))
         self.assertEqual(len(list(self.folder.glob("*.crash"))), 1)
 
-    # Its stack for handlers may be smaller than a report needs.
-    def test_foreign_thread(self):
-        for way in ("null",) if ON_WINDOWS else ("null", "overflow"):
-            self.check_frames(self.crash(way, "foreign")[3:], NAMES[way][2])
+    # A foreign thread's stack for handlers may be smaller than a report needs.
+    def test_threads_of_others(self):
+        for way, where in (("null", "foreign"), ("null" if ON_WINDOWS else "overflow", "foreign"),
+                           ("large_frames", "adopted"), ("large_frames", "task")):
+            with self.subTest(way=way, where=where):
+                self.check_frames(self.crash(way, where)[3:], NAMES[way][2])
             self.report.unlink()
 
     # Wine may end the thread and say nothing; the library's own must not keep the process then.

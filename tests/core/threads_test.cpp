@@ -3,7 +3,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
+#include <cstddef>
+#include <fstream>
+#include <iterator>
 #include <thread>
 
 namespace {
@@ -19,6 +23,25 @@ TEST(Threads, RunTheirFunctionAndEnd) {
     ASSERT_NE(thread, nullptr);
     QZ_thread_wait(thread);
     EXPECT_EQ(value, 42);
+}
+
+// Not to be read on Windows, where nothing is mapped for a thread.
+std::ptrdiff_t mappings() {
+    std::ifstream lines("/proc/self/maps");
+    return std::count(std::istreambuf_iterator<char>(lines), {}, '\n');
+}
+
+TEST(Threads, AreAdoptedUntilTheyEnd) {
+    const auto adopt = [] {
+        EXPECT_NE(QZ_thread_adopt(), 0);
+        EXPECT_NE(QZ_thread_adopt(), 0);
+    };
+    std::thread(adopt).join();
+    const std::ptrdiff_t before = mappings();
+    for (int i = 0; i < 100; ++i) {
+        std::thread(adopt).join();
+    }
+    EXPECT_LT(mappings(), before + 50);
 }
 
 TEST(Semaphores, CountAndRefuseMoreThanTheMaximum) {
