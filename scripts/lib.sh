@@ -16,20 +16,42 @@ seconds_since() {
     printf '%d.%d' $((tenths / 10)) $((tenths % 10))
 }
 
+# Tells how far a step is until it is killed: the count of build steps where the log has one, else the
+# time. A terminal's line is rewritten each second; elsewhere there is a new line every ten.
+show_progress() { # <title> <log>
+    local seconds=0 progress
+    while sleep 1 >/dev/null 2>&1; do # it may outlive this loop, and must not keep our pipes
+        kill -0 $$ 2>/dev/null || return 0
+        seconds=$((seconds + 1))
+        [ -t 1 ] || [ $((seconds % 10)) -eq 0 ] || continue
+        progress=$(tail -c 8192 "$2" | grep -aoE '^\[[0-9]+/[0-9]+\]' | tail -n 1)
+        if [ -t 1 ]; then
+            printf '\r\e[K%s ... %s' "$1" "${progress:-$seconds s}"
+        else
+            printf '%s\n%s ... ' "${progress:-$seconds s}" "$1"
+        fi
+    done
+}
+
 # step <title> <advice> <command...>: one line for a step that works; for one that fails the end of
 # its log and what to do about it. Do not call it in a condition: bash would then let a function
 # go on after its first failing command.
 step() {
-    local title=$1 advice=$2 log started status
+    local title=$1 advice=$2 log started status watcher
     shift 2
     mkdir -p "$QZ_LOGS"
     log=$QZ_LOGS/${title//[!A-Za-z0-9.-]/_}.log
+    : >"$log"
     started=$EPOCHREALTIME
     printf '%s ... ' "$title"
+    show_progress "$title" "$log" &
+    watcher=$!
     set +e
     (set -e && "$@") </dev/null >"$log" 2>&1
     status=$?
+    { kill "$watcher" && wait "$watcher"; } 2>/dev/null
     set -e
+    [ ! -t 1 ] || printf '\r\e[K%s ... ' "$title"
     if [ "$status" -eq 0 ]; then
         printf '%s s\n' "$(seconds_since "$started")"
         return
