@@ -1,4 +1,5 @@
 # Finds what is installed and names it: qz::lua, qz::physfs, qz::iconv. Nothing is downloaded here.
+# qzCore::lua is the same Lua, by the name that hosts know from the installed package.
 find_package(Threads REQUIRED)
 
 if(QZ_LUA STREQUAL "luajit" AND WIN32)
@@ -8,7 +9,8 @@ endif()
 if(WIN32)
   find_path(QZ_LUA_INCLUDE lua.h REQUIRED)
   find_library(QZ_LUA_LIBRARY NAMES lua51 REQUIRED)
-  add_library(qz::lua INTERFACE IMPORTED)
+  add_library(qz::lua INTERFACE IMPORTED GLOBAL)
+  add_library(qzCore::lua ALIAS qz::lua)
   target_include_directories(qz::lua SYSTEM INTERFACE ${QZ_LUA_INCLUDE})
   target_link_libraries(qz::lua INTERFACE ${QZ_LUA_LIBRARY})
 
@@ -27,11 +29,13 @@ if(WIN32)
 else()
   find_package(PkgConfig REQUIRED)
   if(QZ_LUA STREQUAL "luajit")
-    pkg_check_modules(QZ_LUA_PC REQUIRED IMPORTED_TARGET luajit)
+    set(QZ_LUA_MODULE luajit)
   else()
-    pkg_check_modules(QZ_LUA_PC REQUIRED IMPORTED_TARGET lua5.1)
+    set(QZ_LUA_MODULE lua5.1)
   endif()
+  pkg_check_modules(QZ_LUA_PC REQUIRED IMPORTED_TARGET GLOBAL ${QZ_LUA_MODULE})
   add_library(qz::lua ALIAS PkgConfig::QZ_LUA_PC)
+  add_library(qzCore::lua ALIAS PkgConfig::QZ_LUA_PC)
 
   pkg_check_modules(QZ_PHYSFS_PC REQUIRED IMPORTED_TARGET physfs)
   add_library(qz::physfs ALIAS PkgConfig::QZ_PHYSFS_PC)

@@ -26,6 +26,7 @@ packages_of() {
         # llvm-14 for its symbolizer: without it findings have addresses in place of names.
         echo clang-14 libclang-rt-14-dev llvm-14
         ;;
+    package) echo dpkg-dev ;; # finds out what the Debian package depends on
     docs) echo doxygen ;;
     format) echo git clang-format-14 ;;
     lint) echo git clang-tidy-14 shellcheck ;;

@@ -13,6 +13,7 @@
 #include "Core/Log.h"
 #include "Core/Threads.h"
 #include "Core/Utf8.h"
+#include "Core/Version.h"
 #include "Core/Watch.h"
 #include "Globals.h"
 #include "Lua/State.h"

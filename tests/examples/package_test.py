@@ -3,6 +3,7 @@ examples against it and runs them."""
 import argparse
 import os
 import pathlib
+import re
 import shlex
 import shutil
 import subprocess
@@ -68,6 +69,43 @@ class PackageTest(unittest.TestCase):
     def needs_linux(self):
         if OPTIONS.target != "Linux":
             self.skipTest("for Linux only")
+
+    def readme_blocks(self, language):
+        text = (EXAMPLES.parent / "README.md").read_text(encoding="utf-8")
+        return re.findall(rf"^```{language}\n(.*?)^```$", text, re.M | re.S)
+
+    def test_readme_builds_with_its_own_commands(self):
+        """The programs, the CMakeLists.txt and the compiler's lines of the README, word for word."""
+        self.needs_linux()
+        place = self.folder / "readme"
+        place.mkdir()
+        (script,) = (block for block in self.readme_blocks("sh") if "g++" in block)
+        plain_c, plain_cpp, with_lua = (line.partition("#")[0].strip()
+                                        for line in script.splitlines()[1:])
+        (c_program,) = self.readme_blocks("c")
+        cpp_program, lua_program = self.readme_blocks("cpp")
+        lua = run(["pkg-config", "--variable=lua_module", "qzcore"], env=self.environment).strip()
+        with_lua = with_lua.replace("lua5.1", lua)
+        home = dict(self.environment, HOME=str(place))
+        for name, program, line, printed in (
+                ("host.c", c_program, plain_c, "WARNING NET: server is late"),
+                ("host.cpp", cpp_program, plain_cpp, "HOST: ships: 6"),
+                ("host.cpp", lua_program, with_lua, "script: writing to ")):
+            with self.subTest(line=line):
+                (place / name).write_text(program, encoding="utf-8")
+                run(["sh", "-c", line], cwd=place, env=home)
+                self.assertIn(printed, run([place / "host"], cwd=place, env=home))
+        (project,) = self.readme_blocks("cmake")
+        (place / "CMakeLists.txt").write_text(project, encoding="utf-8")
+        run(["cmake", "-G", "Ninja", "-B", "build", f"-DCMAKE_PREFIX_PATH={self.prefix}"], cwd=place)
+        run(["cmake", "--build", "build"], cwd=place)
+        self.assertIn("script: writing to ", run([place / "build/host"], cwd=place, env=home))
+
+    def test_version_is_one(self):
+        suffix = ".exe" if OPTIONS.target == "Windows" else ""
+        version = run([*OPTIONS.emulator, self.prefix / f"bin/qz{suffix}", "--version"]).split()[1]
+        pc_file = (self.prefix / "lib/pkgconfig/qzcore.pc").read_text(encoding="utf-8")
+        self.assertIn(f"Version: {version}\n", pc_file)
 
     def test_cpp_through_find_package(self):
         build = self.folder / "hello_cpp"

@@ -7,6 +7,7 @@
 
 #include "Core/Environment.h"
 #include "Core/Log.h"
+#include "Core/Version.h"
 
 #include <cstdio>
 #include <exception>
@@ -26,6 +27,8 @@ constexpr char kUsage[] = "Usage: qz <command> ...\n"
                           "  log     show the logs of running programs (qz log --help)\n"
                           "  retrace look up the symbols of crash reports (qz retrace --help)\n"
                           "\n"
+                          "qz --version tells the version of the library.\n"
+                          "\n"
                           "Exit code: 0; 1 if the job failed; 2 if the command line is wrong.\n";
 
 int run(const Arguments& arguments) {
@@ -34,6 +37,10 @@ int run(const Arguments& arguments) {
     }
     if (arguments[0] == "--help" || arguments[0] == "-h" || arguments[0] == "help") {
         std::fputs(kUsage, stdout);
+        return 0;
+    }
+    if (arguments[0] == "--version") {
+        std::printf("qz %s\n", QZ_version_string());
         return 0;
     }
     if (arguments[0] == "conf") {

@@ -1,0 +1,73 @@
+# Installation, so that find_package(qzCore CONFIG) and pkg-config qzcore work. Components: runtime,
+# development, tools, docs.
+include(CMakePackageConfigHelpers)
+
+install(TARGETS qzCore EXPORT qzCoreTargets
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
+install(DIRECTORY inc/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qzCore COMPONENT development
+  FILES_MATCHING PATTERN "*.h")
+install(FILES LICENSE README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT docs)
+install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT docs
+  FILES_MATCHING PATTERN "*.md" PATTERN "*.svg")
+
+if(TARGET qz)
+  # The tool finds the library from wherever the package is.
+  if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}" OR IS_ABSOLUTE "${CMAKE_INSTALL_BINDIR}")
+    set(QZ_TOOL_RPATH ${CMAKE_INSTALL_FULL_LIBDIR})
+  else()
+    file(RELATIVE_PATH QZ_TOOL_RPATH /x/${CMAKE_INSTALL_BINDIR} /x/${CMAKE_INSTALL_LIBDIR})
+    string(PREPEND QZ_TOOL_RPATH "$ORIGIN/")
+  endif()
+  if(NOT WIN32)
+    set_target_properties(qz PROPERTIES INSTALL_RPATH "${QZ_TOOL_RPATH}")
+  endif()
+  install(TARGETS qz RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+  install(FILES tools/qz/qz.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+  install(FILES tools/qz/qz.bash-completion RENAME qz COMPONENT tools
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+endif()
+
+set(QZ_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/qzCore)
+install(EXPORT qzCoreTargets NAMESPACE qzCore:: DESTINATION ${QZ_CMAKE_DIR} COMPONENT development)
+configure_package_config_file(cmake/qzCoreConfig.cmake.in ${PROJECT_BINARY_DIR}/qzCoreConfig.cmake
+  INSTALL_DESTINATION ${QZ_CMAKE_DIR})
+# Until 1.0 a minor version may change the interface.
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/qzCoreConfigVersion.cmake
+  COMPATIBILITY SameMinorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/qzCoreConfig.cmake
+              ${PROJECT_BINARY_DIR}/qzCoreConfigVersion.cmake
+  DESTINATION ${QZ_CMAKE_DIR} COMPONENT development)
+
+# Relative to its own place, so that the package may be moved; not where the folders are fixed.
+if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}" OR IS_ABSOLUTE "${CMAKE_INSTALL_INCLUDEDIR}")
+  set(QZ_PC_PREFIX ${CMAKE_INSTALL_PREFIX})
+  set(QZ_PC_LIBDIR ${CMAKE_INSTALL_FULL_LIBDIR})
+  set(QZ_PC_INCLUDEDIR ${CMAKE_INSTALL_FULL_INCLUDEDIR})
+else()
+  file(RELATIVE_PATH QZ_PC_PREFIX /x/${CMAKE_INSTALL_LIBDIR}/pkgconfig /x)
+  string(PREPEND QZ_PC_PREFIX "\${pcfiledir}/")
+  set(QZ_PC_LIBDIR "\${prefix}/${CMAKE_INSTALL_LIBDIR}")
+  set(QZ_PC_INCLUDEDIR "\${prefix}/${CMAKE_INSTALL_INCLUDEDIR}")
+endif()
+configure_file(cmake/qzcore.pc.in ${PROJECT_BINARY_DIR}/qzcore.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/qzcore.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+  COMPONENT development)
+
+if(WIN32)
+  # The DLL is no use without those it loads: Lua, the allocator, iconv and the C++ runtime, all of
+  # which the set-up put into one folder.
+  file(GLOB QZ_RUNTIME_DLLS ${QZ_WINDOWS_DEPS}/bin/*.dll)
+  install(FILES ${QZ_RUNTIME_DLLS} DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)
+  install(DIRECTORY ${QZ_WINDOWS_DEPS}/share/licenses DESTINATION ${CMAKE_INSTALL_DOCDIR}
+    COMPONENT runtime)
+  # What the licence of GCC's runtime refers to.
+  install(FILES /usr/share/common-licenses/GPL-3 DESTINATION ${CMAKE_INSTALL_DOCDIR}/licenses
+    COMPONENT runtime OPTIONAL)
+else()
+  # Linked in statically; the text is part of the compiler's. Small machines may lack it.
+  cmake_path(GET QZ_BACKTRACE_FOLDER FILENAME QZ_GCC_VERSION)
+  install(FILES /usr/share/doc/gcc-${QZ_GCC_VERSION}-base/copyright OPTIONAL
+    DESTINATION ${CMAKE_INSTALL_DOCDIR}/licenses/libbacktrace COMPONENT runtime)
+endif()
