@@ -30,6 +30,7 @@
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/uio.h>
+#include <sys/xattr.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -348,6 +349,10 @@ CALL(stat, -1, int, fstat, (int file, struct stat* status), (file, status))
 CALL(stat, -1, int, fstatat, (int file, const char* path, struct stat* status, int flags),
      (file, path, status, flags))
 CALL(stat, -1, int, access, (const char* path, int mode), (path, mode))
+CALL(stat, -1, int, faccessat, (int at, const char* path, int mode, int flags),
+     (at, path, mode, flags))
+CALL(stat, -1, ssize_t, readlinkat, (int at, const char* path, char* buffer, size_t size),
+     (at, path, buffer, size))
 CALL(stat, NULL, char*, realpath, (const char* path, char* resolved), (path, resolved))
 CALL(stat, NULL, char*, getcwd, (char* buffer, size_t size), (buffer, size))
 CALL(stat, -1, ssize_t, readlink, (const char* path, char* buffer, size_t size),
@@ -355,10 +360,21 @@ CALL(stat, -1, ssize_t, readlink, (const char* path, char* buffer, size_t size),
 CALL(lock, -1, int, flock, (int file, int operation), (file, operation))
 CALL(rename, -1, int, rename, (const char* from, const char* to), (from, to))
 CALL(rename, -1, int, link, (const char* from, const char* to), (from, to))
+CALL(rename, -1, int, renameat, (int at, const char* from, int to_at, const char* to),
+     (at, from, to_at, to))
 CALL(remove, -1, int, unlink, (const char* path), (path))
+CALL(remove, -1, int, unlinkat, (int at, const char* path, int flags), (at, path, flags))
 CALL(remove, -1, int, rmdir, (const char* path), (path))
 CALL(mkdir, -1, int, mkdir, (const char* path, mode_t mode), (path, mode))
 CALL(mode, -1, int, fchmod, (int file, mode_t mode), (file, mode))
+CALL(mode, -1, int, fchmodat, (int at, const char* path, mode_t mode, int flags),
+     (at, path, mode, flags))
+CALL(mode, -1, ssize_t, fgetxattr, (int file, const char* name, void* value, size_t size),
+     (file, name, value, size))
+CALL(mode, -1, int, fsetxattr,
+     (int file, const char* name, const void* value, size_t size, int flags),
+     (file, name, value, size, flags))
+CALL(mode, -1, int, fremovexattr, (int file, const char* name), (file, name))
 CALL(mode, -1, int, fchown, (int file, uid_t user, gid_t group), (file, user, group))
 CALL(size, -1, int, ftruncate, (int file, off_t size), (file, size))
 CALL(size, chosen.error, int, posix_fallocate, (int file, off_t from, off_t size),

@@ -103,8 +103,17 @@ public:
      * which parse does not accept, both deliberately; callers rely on it.
      *
      * A file is replaced in one step: whatever happens meanwhile, it holds either its old contents
-     * or all of the new ones. Its permissions stay, plus those to read and write for its owner. The
-     * new one is made beside it, so that its directory has to be writable.
+     * or all of the new ones. It keeps its permissions, plus those to read and write for its owner,
+     * its access list, on Linux its owner, on Windows its attributes. On Linux symbolic links are
+     * followed, and one that leads nowhere cannot be saved to; on Windows the link is replaced.
+     * Other names of the file (hard links) keep the old contents.
+     *
+     * The new contents are first written to a file beside it, named after it with ".qzsave-" and
+     * numbers behind. A program that is killed leaves that file; the next save removes it.
+     *
+     * Where the directory lets no file be made, or a new file could not get the owner or the access
+     * list, the file itself is written, not in one step: who reads it meanwhile may see a part. A
+     * full disk does no harm in this case either, but a crash does. Hard links stay.
      *
      * False, with nothing written, if the file cannot be written, there is no file name, memory
      * runs out, the text is longer than an int can say, or the tree holds what no file can: an

@@ -8,31 +8,65 @@
 #include <cerrno>
 #include <climits>
 #include <string_view>
+#include <utility>
 
 namespace platform {
 
-// 0 for an ordinary file, else the error that its opening is to fail with.
-inline int requireOrdinaryFile(int file) {
-    struct stat status {};
-    if (fstat(file, &status) != 0) {
-        return errno;
+// Makes a system call again as long as signals interrupt it.
+template<class Call>
+auto uninterrupted(Call call) {
+    auto result = call();
+    while (result == -1 && errno == EINTR) {
+        result = call();
     }
+    return result;
+}
+
+// Owns a descriptor; a negative number is none.
+class Descriptor {
+public:
+    explicit Descriptor(int number = -1) : number_(number) {}
+    Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
+    Descriptor& operator=(Descriptor&& other) noexcept {
+        std::swap(number_, other.number_);
+        return *this;
+    }
+    ~Descriptor() {
+        if (isOpen()) {
+            close(number_);
+        }
+    }
+
+    bool isOpen() const { return number_ >= 0; }
+    int number() const { return number_; }
+
+private:
+    int number_;
+};
+
+// 0 for an ordinary file, else the error that its opening is to fail with.
+inline int requireOrdinary(const struct stat& status) {
     if (S_ISDIR(status.st_mode)) {
         return EISDIR;
     }
     return S_ISREG(status.st_mode) ? 0 : ENXIO;
 }
 
+inline int requireOrdinaryFile(int file) {
+    struct stat status {};
+    return fstat(file, &status) != 0 ? errno : requireOrdinary(status);
+}
+
 // Goes on where signals interrupt it, and where the system takes less in one call.
 inline bool writeAll(int file, std::string_view bytes) {
     while (!bytes.empty()) {
-        const ssize_t written =
-            write(file, bytes.data(), std::min<std::size_t>(bytes.size(), INT_MAX));
-        if (written > 0) {
-            bytes.remove_prefix(static_cast<std::size_t>(written));
-        } else if (errno != EINTR) {
+        const ssize_t written = uninterrupted([&] {
+            return write(file, bytes.data(), std::min<std::size_t>(bytes.size(), INT_MAX));
+        });
+        if (written <= 0) {
             return false;
         }
+        bytes.remove_prefix(static_cast<std::size_t>(written));
     }
     return true;
 }

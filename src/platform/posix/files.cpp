@@ -29,16 +29,6 @@ int descriptor(FileHandle file) {
     return static_cast<int>(file);
 }
 
-// Makes a system call again as long as signals interrupt it.
-template<class Call>
-auto uninterrupted(Call call) {
-    auto result = call();
-    while (result == -1 && errno == EINTR) {
-        result = call();
-    }
-    return result;
-}
-
 int openFlags(FileAccess access) {
     // Opening a pipe would wait for its other end without O_NONBLOCK, which ordinary files ignore.
     constexpr int kCommon = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;

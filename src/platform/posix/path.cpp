@@ -68,6 +68,15 @@ std::string nativePath(const char* path) {
     return native;
 }
 
+bool writeNativePath(const char* path, char* buffer, std::size_t size) {
+    const std::size_t length = std::strlen(path);
+    if (length >= size) {
+        return false;
+    }
+    std::replace_copy(path, path + length + 1, buffer, '\\', '/');
+    return true;
+}
+
 SystemPath::SystemPath(const char* path) {
     const std::size_t bytes = std::strlen(path);
     // No text has more units than bytes; bytes that are not valid UTF-8 are one unit each to the

@@ -9,6 +9,9 @@ namespace platform {
 // The library writes paths with backslashes; this is the only place that turns them into slashes.
 std::string nativePath(const char* path);
 
+// The same into a buffer; false if it does not fit.
+bool writeNativePath(const char* path, char* buffer, std::size_t size);
+
 // The same in a buffer of its own, for calls that must not allocate, and no longer than the 255
 // UTF-16 units that the other system's paths have. A longer path becomes the empty one, which every
 // system call refuses.

@@ -2,112 +2,212 @@
 
 #include "platform/posix/descriptor.h"
 #include "platform/posix/path.h"
+#include "platform/posix/replacement_file.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <cstdio>
-#include <cstdlib>
-#include <memory>
-#include <string>
-#include <utility>
+#include <cstring>
+#include <string_view>
 
 namespace platform {
 
 namespace {
 
-class Descriptor {
+constexpr mode_t kOwnerOnly = S_IRUSR | S_IWUSR;
+constexpr mode_t kAsUsual = 0666;
+
+SystemError lastError() {
+    return static_cast<SystemError>(errno);
+}
+
+// The file behind a path, by its directory and its name there.
+class Target {
 public:
-    explicit Descriptor(int number) : number_(number) {}
-    ~Descriptor() { close(); }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
+    // Follows links; 0 if an ordinary file was found or one can be made.
+    SystemError locate(const char* path);
 
-    bool isOpen() const { return number_ >= 0; }
-    int number() const { return number_; }
+    int directory() const { return directory_.number(); }
+    const char* name() const { return name_; }
+    bool exists() const { return exists_; }
+    const struct stat& status() const { return status_; }
 
-    // Some file systems tell only now what they could not write.
-    bool close() {
-        const int number = std::exchange(number_, -1);
-        return number < 0 || ::close(number) == 0 || errno == EINTR;
+    Descriptor open(int flags) const {
+        return Descriptor(uninterrupted([&] {
+            return openat(directory(), name_,
+                          flags | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
+        }));
     }
 
 private:
-    int number_;
+    bool enterDirectory();
+
+    char path_[kPathRoom];
+    const char* name_ = path_;
+    Descriptor directory_{AT_FDCWD};
+    bool exists_ = false;
+    struct stat status_ {};
 };
 
-// Where a chain of links ends; the path itself if nothing is there yet.
-std::string followLinks(const std::string& path) {
-    const std::unique_ptr<char, decltype(&std::free)> resolved(realpath(path.c_str(), nullptr),
-                                                               std::free);
-    return resolved == nullptr ? path : resolved.get();
-}
-
-// A link that leads nowhere could be replaced, but not followed.
-bool isLink(const std::string& path) {
-    struct stat found {};
-    return lstat(path.c_str(), &found) == 0 && S_ISLNK(found.st_mode);
-}
-
-// A new file with a name of its own in the directory of another, where it can take its place.
-Descriptor createBeside(const std::string& path, mode_t mode, std::string& name) {
-    for (int attempt = 0; attempt < 100; ++attempt) {
-        name = path + "." + std::to_string(getpid()) + "-" + std::to_string(attempt) + ".tmp";
-        const int file = open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
-        if (file >= 0 || errno != EEXIST) {
-            return Descriptor(file);
-        }
+SystemError Target::locate(const char* path) {
+    constexpr int kMostLinks = 40;
+    if (!writeNativePath(path, path_, sizeof path_)) {
+        return ENAMETOOLONG;
     }
-    return Descriptor(-1);
+    for (int links = 0; links < kMostLinks; ++links) {
+        if (!enterDirectory()) {
+            return lastError();
+        }
+        if (fstatat(directory(), name_, &status_, AT_SYMLINK_NOFOLLOW) != 0) {
+            return errno == ENOENT && links == 0 ? 0 : lastError();
+        }
+        if (!S_ISLNK(status_.st_mode)) {
+            exists_ = true;
+            return static_cast<SystemError>(requireOrdinary(status_));
+        }
+        char text[kPathRoom];
+        const ssize_t length = readlinkat(directory(), name_, text, sizeof text - 1);
+        if (length < 0) {
+            return lastError();
+        }
+        std::memcpy(path_, text, static_cast<std::size_t>(length));
+        path_[length] = 0;
+    }
+    return ELOOP;
 }
 
-// Owner and permissions of the file that is replaced. Another owner's is given away where that is
-// allowed, and otherwise becomes one's own.
-bool takeOver(int file, const struct stat& old) {
-    if (fchown(file, old.st_uid, old.st_gid) != 0 && errno != EPERM) {
+// Opens the directory part of the path, which a link gives relative to its own directory. Reading
+// is for fsync, and not needed otherwise.
+bool Target::enterDirectory() {
+    char* const slash = std::strrchr(path_, '/');
+    name_ = slash == nullptr ? path_ : slash + 1;
+    char text[kPathRoom];
+    const std::string_view part =
+        slash == nullptr ? "." : std::string_view(path_, static_cast<std::size_t>(name_ - path_));
+    text[part.copy(text, part.size())] = 0;
+    const auto open = [&](int access) {
+        return Descriptor(uninterrupted(
+            [&] { return openat(directory(), text, access | O_DIRECTORY | O_CLOEXEC); }));
+    };
+    Descriptor opened = open(O_RDONLY);
+    if (!opened.isOpen() && errno == EACCES) {
+        opened = open(O_PATH);
+    }
+    directory_ = std::move(opened);
+    return directory_.isOpen();
+}
+
+// The access list beyond the permissions. A new file may have got one from its directory.
+bool copyAccessList(const Target& target, int file) {
+    constexpr char kName[] = "system.posix_acl_access";
+    const Descriptor old = target.open(O_RDONLY);
+    if (!old.isOpen()) {
         return false;
     }
-    return fchmod(file, (old.st_mode & 07777) | S_IRUSR | S_IWUSR) == 0;
+    char list[16384];
+    const ssize_t size = fgetxattr(old.number(), kName, list, sizeof list);
+    if (size >= 0) {
+        return fsetxattr(file, kName, list, static_cast<std::size_t>(size), 0) == 0;
+    }
+    if (errno == ENODATA) {
+        return fremovexattr(file, kName) == 0 || errno == ENODATA;
+    }
+    return errno == ENOTSUP;
 }
 
-// So that the new name survives a power cut; the contents are safe either way.
-void syncDirectoryOf(const std::string& path) {
-    const std::size_t slash = path.rfind('/');
-    const std::string directory = slash == std::string::npos ? "." : path.substr(0, slash + 1);
-    const Descriptor opened(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (opened.isOpen()) {
-        fsync(opened.number());
+bool giveOwner(const struct stat& old, int file) {
+    struct stat now {};
+    const bool isSame =
+        fstat(file, &now) == 0 && now.st_uid == old.st_uid && now.st_gid == old.st_gid;
+    return isSame || fchown(file, old.st_uid, old.st_gid) == 0;
+}
+
+// Who may do what with the file that is replaced.
+bool takeOver(const Target& target, int file) {
+    const struct stat& old = target.status();
+    return giveOwner(old, file) && copyAccessList(target, file) &&
+           fchmod(file, (old.st_mode & 07777) | kOwnerOnly) == 0;
+}
+
+// What a directory or a mounted file says to those who may still write the file itself.
+bool isRefusal(SystemError error) {
+    constexpr int kRefusals[] = {EACCES, EPERM, EROFS, EBUSY, EXDEV};
+    return std::find(std::begin(kRefusals), std::end(kRefusals), static_cast<int>(error)) !=
+           std::end(kRefusals);
+}
+
+Replacement replaceByNewFile(const Target& target, std::string_view bytes) {
+    ReplacementFile file(target.directory(), target.name());
+    // Nobody may read meanwhile what only some could read before.
+    if (!file.create(target.exists() ? kOwnerOnly : kAsUsual)) {
+        return {lastError(), false};
     }
+    if (target.exists() && !takeOver(target, file.number())) {
+        return {EPERM, true};
+    }
+    const bool isReplaced = writeAll(file.number(), bytes) &&
+                            uninterrupted([&] { return fsync(file.number()); }) == 0 &&
+                            file.takePlace();
+    if (!isReplaced) {
+        return {lastError(), true};
+    }
+    fsync(target.directory()); // so that the name survives a power cut; the contents do already
+    return {};
+}
+
+// Makes sure that there is room for all that is to be written. 0 is success; a file system that
+// cannot say is taken at its word.
+int makeRoom(int file, std::size_t size) {
+    int error = EINTR;
+    while (size != 0 && error == EINTR) {
+        error = posix_fallocate(file, 0, static_cast<off_t>(size));
+    }
+    return size == 0 || error == EOPNOTSUPP || error == EINVAL ? 0 : error;
+}
+
+bool truncate(int file, off_t size) {
+    return uninterrupted([&] { return ftruncate(file, size); }) == 0;
+}
+
+Replacement writeInPlace(const Target& target, std::string_view bytes) {
+    const struct stat& old = target.status();
+    if ((old.st_mode & kOwnerOnly) != kOwnerOnly) {
+        static_cast<void>(
+            fchmodat(target.directory(), target.name(), (old.st_mode & 07777) | kOwnerOnly, 0));
+    }
+    const Descriptor file = target.open(O_WRONLY);
+    if (!file.isOpen()) {
+        return {lastError(), false};
+    }
+    if (const int error = makeRoom(file.number(), bytes.size()); error != 0) {
+        truncate(file.number(), old.st_size);
+        return {static_cast<SystemError>(error), true};
+    }
+    const bool isWritten = writeAll(file.number(), bytes) &&
+                           truncate(file.number(), static_cast<off_t>(bytes.size())) &&
+                           uninterrupted([&] { return fsync(file.number()); }) == 0;
+    return {isWritten ? 0 : lastError(), true};
 }
 
 } // namespace
 
-bool replaceContents(const char* path, std::string_view bytes) {
-    const std::string target = followLinks(nativePath(path));
-    struct stat old {};
-    const bool exists = stat(target.c_str(), &old) == 0;
-    if (exists ? !S_ISREG(old.st_mode) : isLink(target)) {
-        return false;
+Replacement replaceContents(const char* path, std::string_view bytes,
+                            WriteProtected writeProtected) noexcept {
+    Target target;
+    if (const SystemError error = target.locate(path); error != 0) {
+        return {error, false};
     }
-    // Nobody may read meanwhile what only some could read before.
-    constexpr mode_t kOwnerOnly = S_IRUSR | S_IWUSR;
-    constexpr mode_t kAsUsual = 0666;
-    std::string name;
-    Descriptor file = createBeside(target, exists ? kOwnerOnly : kAsUsual, name);
-    if (!file.isOpen()) {
-        return false;
+    if (writeProtected == WriteProtected::refuse && target.exists() &&
+        faccessat(target.directory(), target.name(), W_OK, AT_EACCESS) != 0) {
+        return {lastError(), false};
     }
-    const bool isReplaced =
-        writeAll(file.number(), bytes) && (!exists || takeOver(file.number(), old)) &&
-        fsync(file.number()) == 0 && file.close() && std::rename(name.c_str(), target.c_str()) == 0;
-    if (isReplaced) {
-        syncDirectoryOf(target);
-    } else {
-        unlink(name.c_str());
-    }
-    return isReplaced;
+    ReplacementFile::removeAbandoned(target.directory(), target.name());
+    const Replacement result = replaceByNewFile(target, bytes);
+    return target.exists() && isRefusal(result.error) ? writeInPlace(target, bytes) : result;
 }
 
 } // namespace platform

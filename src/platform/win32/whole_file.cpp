@@ -5,6 +5,8 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <atomic>
+#include <cstddef>
 #include <cwchar>
 #include <iterator>
 
@@ -13,7 +15,11 @@ namespace platform {
 namespace {
 
 constexpr std::size_t kPathUnits = MAX_PATH + 1;
-constexpr std::size_t kNameUnits = kPathUnits + 32;
+constexpr std::size_t kTemporaryUnits = kPathUnits + 32;
+
+// Behind the name of the file that is replaced, of which no more is taken than leaves room.
+constexpr wchar_t kMark[] = L".qzsave-";
+constexpr std::size_t kMostOfName = 200;
 
 class Handle {
 public:
@@ -33,55 +39,224 @@ private:
     HANDLE handle_;
 };
 
-// A name of this process's own in the directory of another file, where it can take its place.
-void nameBeside(const wchar_t* path, wchar_t (&name)[kNameUnits]) {
-    std::swprintf(name, std::size(name), L"%ls.%lu-%lu.tmp", path, GetCurrentProcessId(),
-                  GetCurrentThreadId());
+// An existing file that is writable as long as this lives; keep() lets it stay so.
+class WritableFile {
+public:
+    WritableFile(const wchar_t* path, DWORD attributes)
+        : path_(path)
+        , attributes_(attributes)
+        , isChanged_((attributes & FILE_ATTRIBUTE_READONLY) != 0 &&
+                     SetFileAttributesW(
+                         path, attributes & ~static_cast<DWORD>(FILE_ATTRIBUTE_READONLY)) != 0) {}
+    ~WritableFile() {
+        if (isChanged_) {
+            SetFileAttributesW(path_, attributes_);
+        }
+    }
+    WritableFile(const WritableFile&) = delete;
+    WritableFile& operator=(const WritableFile&) = delete;
+
+    void keep() { isChanged_ = false; }
+
+private:
+    const wchar_t* path_;
+    DWORD attributes_;
+    bool isChanged_;
+};
+
+struct Target {
+    wchar_t path[kPathUnits];
+    bool exists;
+    DWORD attributes; // those that a new file is to have
+};
+
+SystemError locate(const char* path, Target& target) {
+    if (!toWide(path, target.path, kPathUnits)) {
+        return ERROR_PATH_NOT_FOUND;
+    }
+    const DWORD attributes = GetFileAttributesW(target.path);
+    target.exists = attributes != INVALID_FILE_ATTRIBUTES;
+    target.attributes = target.exists ? attributes : FILE_ATTRIBUTE_NORMAL;
+    if (!target.exists) {
+        return GetLastError() == ERROR_FILE_NOT_FOUND ? 0 : GetLastError();
+    }
+    return (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 ? ERROR_ACCESS_DENIED : 0;
 }
 
-bool writeNew(const wchar_t* path, std::string_view bytes) {
-    const Handle file(CreateFileW(path, GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
-                                  FILE_ATTRIBUTE_NORMAL, nullptr));
-    if (!file.isOpen()) {
-        return false;
+const wchar_t* nameIn(const wchar_t* path) {
+    const wchar_t* name = path;
+    for (const wchar_t* at = path; *at != 0; ++at) {
+        name = *at == L'/' || *at == L'\\' || *at == L':' ? at + 1 : name;
     }
+    return name;
+}
+
+// A name in the directory of another file, which ends in the mark and `rest`.
+void nameBeside(const wchar_t* path, const wchar_t* rest, wchar_t (&name)[kTemporaryUnits]) {
+    const auto folder = static_cast<std::size_t>(nameIn(path) - path);
+    const std::size_t length = std::min(std::wcslen(path), folder + kMostOfName);
+    std::swprintf(name, std::size(name), L"%.*ls%ls%ls", static_cast<int>(length), path, kMark,
+                  rest);
+}
+
+// Those of other processes that live are open, and the system does not remove them.
+void removeAbandoned(const wchar_t* path) {
+    wchar_t pattern[kTemporaryUnits];
+    nameBeside(path, L"*", pattern);
+    const auto folder = static_cast<std::size_t>(nameIn(pattern) - pattern);
+    WIN32_FIND_DATAW found;
+    const HANDLE search = FindFirstFileW(pattern, &found);
+    for (bool more = search != INVALID_HANDLE_VALUE; more;
+         more = FindNextFileW(search, &found) != 0) {
+        wchar_t name[kTemporaryUnits + MAX_PATH];
+        std::swprintf(name, std::size(name), L"%.*ls%ls", static_cast<int>(folder), pattern,
+                      found.cFileName);
+        DeleteFileW(name);
+    }
+    if (search != INVALID_HANDLE_VALUE) {
+        FindClose(search);
+    }
+}
+
+// Who may do what with a file. Without it a new file has what its directory says.
+class AccessList {
+public:
+    bool read(const Target& target) {
+        if (target.exists) {
+            DWORD needed = 0;
+            descriptor_ = bytes_;
+            return GetFileSecurityW(target.path, DACL_SECURITY_INFORMATION, bytes_, sizeof bytes_,
+                                    &needed) != 0;
+        }
+        return true;
+    }
+
+    SECURITY_ATTRIBUTES attributes() { return {sizeof(SECURITY_ATTRIBUTES), descriptor_, FALSE}; }
+
+private:
+    alignas(void*) std::byte bytes_[16384];
+    void* descriptor_ = nullptr;
+};
+
+// Nobody else can open it as long as it is open here.
+HANDLE createBeside(const Target& target, AccessList& access) {
+    static constinit std::atomic<unsigned int> count{0};
+    wchar_t rest[32];
+    std::swprintf(rest, std::size(rest), L"%lu-%u", GetCurrentProcessId(),
+                  count.fetch_add(1, std::memory_order_relaxed));
+    wchar_t name[kTemporaryUnits];
+    nameBeside(target.path, rest, name);
+    SECURITY_ATTRIBUTES security = access.attributes();
+    return CreateFileW(name, GENERIC_WRITE | DELETE, 0, &security, CREATE_NEW,
+                       target.attributes & ~static_cast<DWORD>(FILE_ATTRIBUTE_READONLY), nullptr);
+}
+
+bool writeAll(HANDLE file, std::string_view bytes) {
     while (!bytes.empty()) {
         constexpr std::size_t kMaxTransfer = 0x40000000;
         const auto wanted = static_cast<DWORD>(std::min(bytes.size(), kMaxTransfer));
         DWORD written = 0;
-        if (!WriteFile(file.get(), bytes.data(), wanted, &written, nullptr) || written == 0) {
+        if (!WriteFile(file, bytes.data(), wanted, &written, nullptr) || written == 0) {
             return false;
         }
         bytes.remove_prefix(written);
     }
-    return FlushFileBuffers(file.get()) != 0;
+    return true;
 }
 
-// Nothing can take the place of a file that is not writable.
-bool makeWritable(const wchar_t* path) {
-    const DWORD attributes = GetFileAttributesW(path);
-    if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_READONLY) == 0) {
-        return true;
+// Gives an open file another name, over a file that has it.
+bool rename(HANDLE file, const wchar_t* name) {
+    alignas(FILE_RENAME_INFO) std::byte room[sizeof(FILE_RENAME_INFO) + sizeof(Target::path)] = {};
+    auto* const info = reinterpret_cast<FILE_RENAME_INFO*>(room);
+    info->ReplaceIfExists = TRUE;
+    info->FileNameLength = static_cast<DWORD>(std::wcslen(name) * sizeof(wchar_t));
+    std::copy_n(name, std::wcslen(name), info->FileName);
+    return SetFileInformationByHandle(file, FileRenameInfo, info, sizeof room) != 0;
+}
+
+void removeOpenFile(HANDLE file) {
+    FILE_DISPOSITION_INFO remove{TRUE};
+    SetFileInformationByHandle(file, FileDispositionInfo, &remove, sizeof remove);
+}
+
+Replacement replaceByNewFile(const Target& target, HANDLE file, std::string_view bytes) {
+    const bool isReplaced =
+        writeAll(file, bytes) && FlushFileBuffers(file) && rename(file, target.path);
+    if (!isReplaced) {
+        const SystemError error = GetLastError();
+        removeOpenFile(file);
+        return {error, true};
     }
-    return SetFileAttributesW(path, attributes & ~static_cast<DWORD>(FILE_ATTRIBUTE_READONLY)) != 0;
+    FlushFileBuffers(file); // the name, too
+    return {};
+}
+
+bool setEnd(HANDLE file, LONGLONG size) {
+    LARGE_INTEGER end;
+    end.QuadPart = size;
+    return SetFilePointerEx(file, end, nullptr, FILE_BEGIN) && SetEndOfFile(file);
+}
+
+bool setPosition(HANDLE file, LONGLONG position) {
+    LARGE_INTEGER to;
+    to.QuadPart = position;
+    return SetFilePointerEx(file, to, nullptr, FILE_BEGIN) != 0;
+}
+
+// Only a file that nobody else has open: one that is mapped cannot get shorter.
+Replacement writeInPlace(const Target& target, std::string_view bytes) {
+    const Handle file(
+        CreateFileW(target.path, GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+    if (!file.isOpen()) {
+        return {GetLastError(), false};
+    }
+    LARGE_INTEGER old;
+    if (GetFileType(file.get()) != FILE_TYPE_DISK || !GetFileSizeEx(file.get(), &old)) {
+        return {ERROR_BAD_FILE_TYPE, false};
+    }
+    const auto size = static_cast<LONGLONG>(bytes.size());
+    if (size > old.QuadPart && !setEnd(file.get(), size)) {
+        const SystemError error = GetLastError();
+        setEnd(file.get(), old.QuadPart);
+        return {error, true};
+    }
+    const bool isWritten = setPosition(file.get(), 0) && writeAll(file.get(), bytes) &&
+                           SetEndOfFile(file.get()) && FlushFileBuffers(file.get());
+    return {isWritten ? 0 : GetLastError(), true};
+}
+
+Replacement replace(const Target& target, std::string_view bytes) {
+    AccessList access;
+    if (access.read(target)) {
+        const Handle file(createBeside(target, access));
+        if (file.isOpen()) {
+            return replaceByNewFile(target, file.get(), bytes);
+        }
+    }
+    const SystemError error = GetLastError();
+    const bool isRefusal = error == ERROR_ACCESS_DENIED || error == ERROR_INSUFFICIENT_BUFFER;
+    return target.exists && isRefusal ? writeInPlace(target, bytes) : Replacement{error, false};
 }
 
 } // namespace
 
-bool replaceContents(const char* path, std::string_view bytes) {
-    wchar_t target[kPathUnits];
-    wchar_t name[kNameUnits];
-    if (!toWide(path, target, kPathUnits)) {
-        return false;
+Replacement replaceContents(const char* path, std::string_view bytes,
+                            WriteProtected writeProtected) noexcept {
+    Target target;
+    if (const SystemError error = locate(path, target); error != 0) {
+        return {error, false};
     }
-    nameBeside(target, name);
-    const bool isReplaced =
-        writeNew(name, bytes) && makeWritable(target) &&
-        MoveFileExW(name, target, MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != 0;
-    if (!isReplaced) {
-        DeleteFileW(name);
+    const bool isReadOnly = (target.attributes & FILE_ATTRIBUTE_READONLY) != 0;
+    if (isReadOnly && writeProtected == WriteProtected::refuse) {
+        return {ERROR_ACCESS_DENIED, false};
     }
-    return isReplaced;
+    removeAbandoned(target.path);
+    WritableFile writable(target.path, target.attributes);
+    const Replacement result = replace(target, bytes);
+    if (result) {
+        writable.keep();
+    }
+    return result;
 }
 
 } // namespace platform

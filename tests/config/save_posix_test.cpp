@@ -1,0 +1,238 @@
+// What becomes of a file that is saved, on Linux: links, owner, rights, what a killed process left.
+#include "config/describe.h"
+
+#include "support/log_capture.h"
+#include "support/ordinary_user.h"
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <filesystem>
+#include <string>
+
+namespace qz::test {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+bool save(const fs::path& file, const std::string& text = "a = 1;") {
+    ConfigParser parser;
+    return parser.parse(text.c_str(), 0) && parser.save(file.string());
+}
+
+struct stat statusOf(const fs::path& file) {
+    struct stat status {};
+    EXPECT_EQ(lstat(file.c_str(), &status), 0) << file;
+    return status;
+}
+
+fs::path makeFile(const fs::path& file, mode_t mode) {
+    writeFile(file, "old");
+    EXPECT_EQ(chmod(file.c_str(), mode), 0);
+    return file;
+}
+
+auto countIn(const fs::path& directory) {
+    return std::distance(fs::directory_iterator(directory), {});
+}
+
+// Sizes of files are limited as long as it lives; a larger write fails.
+class SmallDisk {
+public:
+    explicit SmallDisk(rlim_t bytes) {
+        std::signal(SIGXFSZ, SIG_IGN);
+        getrlimit(RLIMIT_FSIZE, &before_);
+        const rlimit limit{bytes, before_.rlim_max};
+        EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+    }
+    ~SmallDisk() { setrlimit(RLIMIT_FSIZE, &before_); }
+    SmallDisk(const SmallDisk&) = delete;
+    SmallDisk& operator=(const SmallDisk&) = delete;
+
+private:
+    rlimit before_{};
+};
+
+TEST(ConfigSavePosix, KeepsOwnerAndRights) {
+    const fs::path file = makeFile(freshDirectory() / "a.cfg", 0640);
+    const bool isRoot = geteuid() == 0;
+    if (isRoot) {
+        ASSERT_EQ(chown(file.c_str(), 12, 34), 0);
+    }
+    const ino_t before = statusOf(file).st_ino;
+    ASSERT_TRUE(save(file));
+    const struct stat after = statusOf(file);
+    EXPECT_EQ(after.st_mode & 07777U, 0640U);
+    EXPECT_NE(after.st_ino, before) << "in one step";
+    if (isRoot) {
+        EXPECT_EQ(after.st_uid, 12U);
+        EXPECT_EQ(after.st_gid, 34U);
+    }
+}
+
+TEST(ConfigSavePosix, KeepsTheAccessList) {
+    const fs::path file = makeFile(freshDirectory() / "a.cfg", 0600);
+    // Version 2; owner rw, user 12 rw, group nothing, mask rw, others nothing.
+    const unsigned char list[] = "\2\0\0\0\1\0\6\0\377\377\377\377\2\0\6\0\14\0\0\0\4\0\0\0\377\377"
+                                 "\377\377\20\0\6\0\377\377\377\377\40\0\0\0\377\377\377\377";
+    constexpr char kName[] = "system.posix_acl_access";
+    if (setxattr(file.c_str(), kName, list, sizeof list - 1, 0) != 0) {
+        GTEST_SKIP() << "the file system has no access lists";
+    }
+    ASSERT_TRUE(save(file));
+    unsigned char kept[sizeof list] = {};
+    ASSERT_EQ(getxattr(file.c_str(), kName, kept, sizeof kept),
+              static_cast<ssize_t>(sizeof list - 1))
+        << "the mask alone would let the group write";
+    EXPECT_TRUE(std::equal(kept, kept + sizeof list - 1, list));
+}
+
+TEST(ConfigSavePosix, FollowsLinks) {
+    const fs::path directory = freshDirectory();
+    fs::create_directories(directory / "real");
+    makeFile(directory / "real/a.cfg", 0644);
+    fs::create_symlink("real/second", directory / "link.cfg");
+    fs::create_symlink(directory / "real/a.cfg", directory / "real/second");
+    fs::create_symlink("nowhere", directory / "dangling");
+    fs::create_symlink("circle", directory / "circle");
+    EXPECT_TRUE(save(directory / "link.cfg"));
+    EXPECT_EQ(readFile(directory / "real/a.cfg"), "a = 1;\r\n");
+    EXPECT_TRUE(S_ISLNK(statusOf(directory / "link.cfg").st_mode));
+    EXPECT_TRUE(S_ISLNK(statusOf(directory / "real/second").st_mode));
+    EXPECT_FALSE(save(directory / "dangling"));
+    EXPECT_FALSE(save(directory / "circle"));
+
+    // In a directory whose own path is longer than the system takes, no absolute path can be had.
+    const fs::path deep(std::string(250, 'd'));
+    const fs::path start = fs::current_path();
+    fs::current_path(directory);
+    for (int i = 0; i < 17; ++i) {
+        ASSERT_EQ(mkdir(deep.c_str(), 0755), 0);
+        ASSERT_EQ(chdir(deep.c_str()), 0);
+    }
+    makeFile("a.cfg", 0600);
+    fs::create_symlink("a.cfg", "link.cfg");
+    EXPECT_TRUE(save("link.cfg"));
+    EXPECT_TRUE(S_ISLNK(statusOf("link.cfg").st_mode));
+    EXPECT_EQ(statusOf("a.cfg").st_mode & 07777U, 0600U);
+    fs::current_path(start);
+    fs::remove_all(directory);
+}
+
+TEST(ConfigSavePosix, RemovesWhatKilledProcessesLeft) {
+    const fs::path directory = freshDirectory();
+    const fs::path file = makeFile(directory / "a.cfg", 0644);
+    const auto saveAndDie = [&] {
+        const pid_t child = fork();
+        if (child == 0) { // the system ends it in the middle of writing
+            const rlimit none{0, 0};
+            const rlimit little{4, 4};
+            setrlimit(RLIMIT_CORE, &none);
+            std::signal(SIGXFSZ, SIG_DFL);
+            setrlimit(RLIMIT_FSIZE, &little);
+            _exit(save(file) ? 0 : 1);
+        }
+        int status = 0;
+        waitpid(child, &status, 0);
+        return WIFSIGNALED(status);
+    };
+    ASSERT_TRUE(saveAndDie());
+    EXPECT_EQ(readFile(file), "old");
+    ASSERT_EQ(countIn(directory), 2);
+    writeFile(directory / "b.cfg", "another file");
+    writeFile(directory / "a.cfg.tmp", "of somebody else");
+
+    // What is locked belongs to somebody who is at it.
+    fs::path left;
+    for (const auto& entry : fs::directory_iterator(directory)) {
+        const fs::path& path = entry.path();
+        left = fs::file_size(path) < 5 && path != file ? path : left;
+    }
+    const int living = open(left.c_str(), O_RDONLY | O_CLOEXEC);
+    ASSERT_EQ(flock(living, LOCK_EX), 0);
+    EXPECT_TRUE(save(file));
+    EXPECT_TRUE(fs::exists(left));
+    EXPECT_TRUE(save(directory / "b.cfg"));
+    close(living);
+    EXPECT_TRUE(save(directory / "b.cfg"));
+    EXPECT_TRUE(fs::exists(left)) << "left by another file's save";
+    EXPECT_TRUE(save(file));
+    EXPECT_FALSE(fs::exists(left));
+    EXPECT_EQ(countIn(directory), 3);
+}
+
+TEST(ConfigSavePosix, WritesInPlaceWhatCannotKeepItsOwner) {
+    const fs::path directory = freshDirectory();
+    const fs::path foreign = makeFile(directory / "foreign.cfg", 0666);
+    ASSERT_EQ(chmod(directory.c_str(), 0777), 0);
+    const uid_t owner = statusOf(foreign).st_uid;
+    const OrdinaryUser user;
+    EXPECT_TRUE(save(foreign));
+    EXPECT_EQ(statusOf(foreign).st_uid, owner);
+    EXPECT_EQ(readFile(foreign), "a = 1;\r\n");
+}
+
+TEST(ConfigSavePosix, WritesInPlaceWhereNoFileCanBeMade) {
+    const fs::path directory = freshDirectory();
+    const fs::path file = makeFile(directory / "a.cfg", 0444);
+    if (geteuid() == 0) {
+        ASSERT_EQ(chown(file.c_str(), kNobody, kNobody), 0);
+    }
+    ASSERT_EQ(chmod(directory.c_str(), 0555), 0);
+    {
+        const OrdinaryUser user;
+        const ino_t before = statusOf(file).st_ino;
+        EXPECT_TRUE(save(file, "long = \"0123456789\";"));
+        EXPECT_TRUE(save(file));
+        EXPECT_EQ(statusOf(file).st_ino, before);
+        EXPECT_EQ(statusOf(file).st_mode & 07777U, 0644U);
+        {
+            const SmallDisk disk(20);
+            EXPECT_FALSE(save(file, "long = \"0123456789\";"));
+        }
+        EXPECT_EQ(readFile(file), "a = 1;\r\n");
+        EXPECT_FALSE(save(directory / "new.cfg"));
+    }
+    EXPECT_EQ(countIn(directory), 1);
+    ASSERT_EQ(chmod(directory.c_str(), 0755), 0);
+}
+
+TEST(ConfigSavePosix, KeepsTheOldContentsOnAFullDisk) {
+    const fs::path directory = freshDirectory();
+    const fs::path file = makeFile(directory / "a.cfg", 0644);
+    {
+        const SmallDisk disk(4);
+        EXPECT_FALSE(save(file));
+    }
+    EXPECT_EQ(readFile(file), "old");
+    EXPECT_EQ(countIn(directory), 1);
+}
+
+TEST(ConfigSavePosix, OtherNamesKeepTheOldContents) {
+    const fs::path directory = freshDirectory();
+    const fs::path file = makeFile(directory / "a.cfg", 0644);
+    fs::create_hard_link(file, directory / "other.cfg");
+    EXPECT_TRUE(save(file));
+    EXPECT_EQ(readFile(directory / "other.cfg"), "old");
+}
+
+TEST(ConfigSavePosix, TakesEveryNameThatTheSystemTakes) {
+    fs::current_path(freshDirectory());
+    EXPECT_TRUE(save(std::string(250, 'n')));
+    EXPECT_TRUE(save(std::string(250, 'n')));
+    EXPECT_EQ(countIn("."), 1);
+}
+
+} // namespace
+
+} // namespace qz::test

@@ -1,0 +1,144 @@
+// What becomes of a file that is saved, on Windows: attributes, access list, what a killed process
+// left.
+#include "config/describe.h"
+
+#include "support/log_capture.h"
+
+#include <gtest/gtest.h>
+
+#include <windows.h>
+
+#include <aclapi.h>
+#include <sddl.h>
+
+#include <filesystem>
+#include <string>
+
+namespace qz::test {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+bool save(const fs::path& file) {
+    ConfigParser parser;
+    return parser.parse("a = 1;", 0) && parser.save(file.string());
+}
+
+fs::path makeFile(const fs::path& file) {
+    writeFile(file, "old");
+    return file;
+}
+
+auto countIn(const fs::path& directory) {
+    return std::distance(fs::directory_iterator(directory), {});
+}
+
+bool setAccess(const fs::path& file, const wchar_t* list) {
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(list, SDDL_REVISION_1, &descriptor,
+                                                              nullptr)) {
+        return false;
+    }
+    const bool isSet = SetFileSecurityW(file.c_str(), DACL_SECURITY_INFORMATION, descriptor) != 0;
+    LocalFree(descriptor);
+    return isSet;
+}
+
+// In the system's own notation, "O:..." or "D:...".
+std::wstring securityOf(const fs::path& file, SECURITY_INFORMATION part) {
+    alignas(void*) char descriptor[4096];
+    DWORD size = 0;
+    wchar_t* text = nullptr;
+    if (!GetFileSecurityW(file.c_str(), part, descriptor, sizeof descriptor, &size) ||
+        !ConvertSecurityDescriptorToStringSecurityDescriptorW(descriptor, SDDL_REVISION_1, part,
+                                                              &text, nullptr)) {
+        return L"none";
+    }
+    const std::wstring result = text;
+    LocalFree(text);
+    return result;
+}
+
+std::wstring accessOf(const fs::path& file) {
+    return securityOf(file, DACL_SECURITY_INFORMATION);
+}
+
+TEST(ConfigSaveWin32, KeepsTheAccessList) {
+    const fs::path directory = freshDirectory();
+    const fs::path file = makeFile(directory / "a.cfg");
+    const std::wstring ofFolder = accessOf(file);
+    const std::wstring owner = securityOf(file, OWNER_SECURITY_INFORMATION).substr(2);
+    ASSERT_TRUE(setAccess(file, (L"D:P(A;;FA;;;" + owner + L")").c_str()));
+    const std::wstring before = accessOf(file);
+    ASSERT_NE(before, ofFolder);
+    EXPECT_TRUE(save(file));
+    EXPECT_EQ(accessOf(file), before);
+    EXPECT_EQ(readFile(file), "a = 1;\r\n");
+}
+
+TEST(ConfigSaveWin32, KeepsAttributes) {
+    const fs::path file = makeFile(freshDirectory() / "a.cfg");
+    constexpr DWORD kWanted = FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM;
+    ASSERT_TRUE(SetFileAttributesW(file.c_str(), kWanted | FILE_ATTRIBUTE_READONLY));
+    const DWORD before = GetFileAttributesW(file.c_str());
+    if ((before & kWanted) != kWanted) {
+        GTEST_SKIP() << "the file system has no such attributes";
+    }
+    EXPECT_TRUE(save(file));
+    EXPECT_EQ(GetFileAttributesW(file.c_str()) & (kWanted | FILE_ATTRIBUTE_READONLY), kWanted);
+
+    // A file that cannot be saved stays protected.
+    ASSERT_TRUE(SetFileAttributesW(file.c_str(), FILE_ATTRIBUTE_READONLY));
+    const HANDLE reader = CreateFileW(file.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                      OPEN_EXISTING, 0, nullptr);
+    EXPECT_FALSE(save(file));
+    CloseHandle(reader);
+    EXPECT_NE(GetFileAttributesW(file.c_str()) & FILE_ATTRIBUTE_READONLY, 0U);
+    EXPECT_EQ(countIn(file.parent_path()), 1);
+    SetFileAttributesW(file.c_str(), FILE_ATTRIBUTE_NORMAL);
+}
+
+TEST(ConfigSaveWin32, RemovesWhatKilledProcessesLeft) {
+    const fs::path directory = freshDirectory();
+    const fs::path file = makeFile(directory / "a.cfg");
+    const fs::path left = makeFile(directory / "a.cfg.qzsave-1234-0");
+    const HANDLE living =
+        CreateFileW(left.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    EXPECT_TRUE(save(file));
+    EXPECT_TRUE(fs::exists(left));
+    CloseHandle(living);
+    EXPECT_TRUE(save(directory / "b.cfg"));
+    EXPECT_TRUE(fs::exists(left));
+    EXPECT_TRUE(save(file));
+    EXPECT_FALSE(fs::exists(left));
+    EXPECT_EQ(countIn(directory), 2);
+}
+
+TEST(ConfigSaveWin32, WritesInPlaceWhereNoFileCanBeMade) {
+    const fs::path directory = freshDirectory();
+    const fs::path file = makeFile(directory / "a.cfg");
+    writeFile(file, std::string(1000, 'x'));
+    if (!setAccess(directory, L"D:P(A;OICI;GRGX;;;WD)") || save(directory / "new.cfg")) {
+        setAccess(directory, L"D:P(A;OICI;FA;;;WD)");
+        GTEST_SKIP() << "this user may do everything";
+    }
+    EXPECT_TRUE(save(file));
+    EXPECT_EQ(readFile(file), "a = 1;\r\n");
+    setAccess(directory, L"D:P(A;OICI;FA;;;WD)");
+}
+
+TEST(ConfigSaveWin32, TakesEveryNameThatTheSystemTakes) {
+    fs::current_path(freshDirectory());
+    const std::string name(250, 'n');
+    if (CloseHandle(CreateFileA(name.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr)) ==
+        0) {
+        GTEST_SKIP() << "the path would be too long";
+    }
+    EXPECT_TRUE(save(name));
+    EXPECT_EQ(countIn("."), 1);
+}
+
+} // namespace
+
+} // namespace qz::test

@@ -1,0 +1,34 @@
+// The rights of somebody to whom the system refuses things, on Linux.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+namespace qz::test {
+
+constexpr uid_t kNobody = 65534;
+
+// The superuser becomes nobody for as long as it lives; others stay who they are.
+class OrdinaryUser {
+public:
+    OrdinaryUser() : wasRoot_(geteuid() == 0) {
+        if (wasRoot_) {
+            EXPECT_EQ(setegid(kNobody), 0);
+            EXPECT_EQ(seteuid(kNobody), 0);
+        }
+    }
+    ~OrdinaryUser() {
+        if (wasRoot_) {
+            EXPECT_EQ(seteuid(0), 0);
+            EXPECT_EQ(setegid(0), 0);
+        }
+    }
+    OrdinaryUser(const OrdinaryUser&) = delete;
+    OrdinaryUser& operator=(const OrdinaryUser&) = delete;
+
+private:
+    bool wasRoot_;
+};
+
+} // namespace qz::test
