@@ -53,7 +53,8 @@ QZ_API void QZ_lua_openlibs(lua_State* state);
  *
  * Returns 0, or one of Lua's error codes with a message on the stack in place of the chunk:
  * LUA_ERRFILE (6) with "no filename given" for a null path and "can't open '%s'" for a file that
- * does not open; LUA_ERRSYNTAX, LUA_ERRMEM. Never raises. */
+ * does not open, "can't read '%s'" for one that cannot be read to its end; LUA_ERRSYNTAX,
+ * LUA_ERRMEM. Never raises. */
 QZ_API int QZ_lua_loadfile(lua_State* state, const char* path);
 
 /* Pushes on `destination` a copy of the value at `index` of `source`.

@@ -5,6 +5,8 @@
 // them, and their destructors could not use the library any more.
 #pragma once
 
+#include <memory>
+
 namespace core {
 
 using Deleter = void (*)(void* object);
@@ -16,10 +18,12 @@ void deleteAtUnload(void* object, Deleter deleter);
 void deleteObjectsAtUnload();
 
 // Hands an object of its own to the above; meant to initialise a function-local static reference.
+// Deletes it if there is no memory to remember it, and throws std::bad_alloc.
 template<class Object>
 Object& untilUnload(Object* object) {
+    std::unique_ptr<Object> owned(object);
     deleteAtUnload(object, [](void* pointer) { delete static_cast<Object*>(pointer); });
-    return *object;
+    return *owned.release();
 }
 
 } // namespace core

@@ -8,12 +8,18 @@ namespace {
 
 struct Chunk {
     VFS_File* file;
+    const char* path;
     char block[4096];
 };
 
-const char* readBlock(lua_State* /*state*/, void* context, size_t* size) {
+// Nothing read means the end only at the end: half a file must not pass for a whole one.
+const char* readBlock(lua_State* state, void* context, size_t* size) {
     Chunk& chunk = *static_cast<Chunk*>(context);
     *size = VFS_read(chunk.file, chunk.block, sizeof chunk.block);
+    if (*size == 0 && VFS_tell(chunk.file) < VFS_getsize(chunk.file)) {
+        lua_pushfstring(state, "can't read '%s'", chunk.path);
+        lua_error(state);
+    }
     return chunk.block;
 }
 
@@ -42,6 +48,7 @@ int QZ_lua_loadfile(lua_State* state, const char* path) {
         return fail(state, {"no filename given", nullptr});
     }
     Chunk chunk;
+    chunk.path = path;
     chunk.file = VFS_open_read(path);
     if (chunk.file == nullptr) {
         return fail(state, {"can't open '%s'", path});
@@ -49,5 +56,5 @@ int QZ_lua_loadfile(lua_State* state, const char* path) {
     const auto size = static_cast<size_t>(VFS_getsize(chunk.file));
     const int status = lua::loadChunk(state, readBlock, &chunk, size, path);
     VFS_close(chunk.file);
-    return status;
+    return status == LUA_ERRRUN ? LUA_ERRFILE : status;
 }
