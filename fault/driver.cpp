@@ -57,6 +57,11 @@ void report() {
 
 } // namespace
 
+void giveUp() {
+    dprintf(STDOUT_FILENO, "done\n");
+    _exit(0);
+}
+
 bool isDisturbed() {
     return disturbed;
 }

@@ -39,6 +39,9 @@ bool stepOrThrow(const char* what, Function function) {
     }
 }
 
+// Ends the process: what follows would not tell anything.
+[[noreturn]] void giveUp();
+
 // Whether this is the pass with a fault.
 bool isDisturbed();
 

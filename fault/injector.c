@@ -36,11 +36,12 @@
 
 /* ---- counting and choosing ------------------------------------------------------------------- */
 
-#define KINDS(_)                                                                              \
-    _(alloc)                                                                                  \
-    _(mmap)                                                                                   \
-    _(protect) _(thread) _(open) _(list) _(read) _(write) _(stat) _(lock) _(rename) _(remove) \
-        _(mkdir) _(mode) _(size) _(seek) _(sync) _(close) _(shm) _(wait) _(signal) _(init) _(load)
+/* clang-format off */
+#define KINDS(_)                                                                                 \
+    _(alloc) _(mmap) _(protect) _(thread) _(open) _(list) _(read) _(write) _(stat) _(lock)       \
+    _(rename) _(remove) _(mkdir) _(mode) _(size) _(seek) _(sync) _(close) _(shm) _(wait)         \
+    _(signal) _(key) _(load)
+/* clang-format on */
 
 #define ENUMERATOR(name) k_##name,
 #define NAME(name) #name,
@@ -396,12 +397,8 @@ CALL(signal, -1, int, sigaction, (int number, const struct sigaction* now, struc
 CALL(signal, -1, int, sigaltstack, (const stack_t* now, stack_t* old), (now, old))
 CALL(signal, chosen.error, int, pthread_sigmask, (int how, const sigset_t* now, sigset_t* old),
      (how, now, old))
-CALL(init, chosen.error, int, pthread_mutex_init,
-     (pthread_mutex_t * mutex, const pthread_mutexattr_t* how), (mutex, how))
-CALL(init, chosen.error, int, pthread_key_create, (pthread_key_t * key, void (*end)(void*)),
+CALL(key, chosen.error, int, pthread_key_create, (pthread_key_t * key, void (*end)(void*)),
      (key, end))
-CALL(init, -1, int, sem_init, (sem_t * semaphore, int shared, unsigned count),
-     (semaphore, shared, count))
 CALL(load, NULL, void*, dlopen, (const char* path, int flags), (path, flags))
 
 /* ---- calls that do something else as well ------------------------------------------------------

@@ -1,0 +1,65 @@
+// Tasks: each one that was added runs once, or a line of the log says that it will not.
+#include "driver.h"
+
+#include "Tasks/TaskManager.h"
+
+#include <atomic>
+
+#include <unistd.h>
+
+namespace {
+
+constexpr int kTasks = 12;
+
+std::atomic<int> ran{0};
+
+void count(void*) {
+    ++ran;
+}
+
+int errorLines() {
+    const Aside aside;
+    int lines = 0;
+    const std::string log = readFile("home/errors");
+    for (std::size_t at = 0; (at = log.find(" ERROR ", at)) != std::string::npos; ++at) {
+        ++lines;
+    }
+    return lines;
+}
+
+// Serial and independent tasks end some time; main-thread tasks are run here.
+void await(int added, int linesBefore) {
+    for (int i = 0; i < 1000 && ran < added; ++i) {
+        QZ_make_main_thread_task(1);
+        const Aside aside;
+        usleep(1000);
+        if (ran + errorLines() - linesBefore >= added && i > 20) {
+            break;
+        }
+    }
+    const int reported = errorLines() - linesBefore;
+    counted(ran <= added && ran + reported >= added, "tasks that nobody reported");
+    step(reported == 0, "adding tasks");
+}
+
+} // namespace
+
+void prepare() {}
+
+void work() {
+    ran = 0;
+    const int lines = errorLines();
+    const std::size_t queue = QZ_create_serial_queue("queue");
+    for (int i = 0; i < kTasks; ++i) {
+        QZ_add_task(nullptr, count);
+        QZ_add_serial_queue_task(queue, nullptr, count);
+        QZ_add_main_thread_task(nullptr, count);
+    }
+    QZ_wait_serial_queue(queue);
+    await(3 * kTasks, lines);
+    QZ_wait_all_serial_queues();
+}
+
+void finish() {
+    holds(QZ_shutdown_tasks(2) == 1, "QZ_shutdown_tasks");
+}
