@@ -1,11 +1,11 @@
 /* The process-wide objects that the library makes when it is loaded, and the debug form of new.
  *
  * They exist from load to unload, belong to the library and must not be freed. Loading brings up,
- * in this order: numbers printed with a point (the numeric locale "C"), the log, the watch table
- * with "Main pool", "Lua" and "STL allocator", globalConfig, globalFactoryManager, globalMail.
- * Unloading takes down globalFactoryManager, globalMail, globalConfig, the watch table, and the log
- * last. What could not be made for want of memory is null. docs/guides/start-and-stop.md has the
- * whole, and what becomes of it at the end of a process.
+ * in this order: the numeric locale "C", the log, the watch table with "Main pool", "Lua" and "STL
+ * allocator", globalConfig, globalFactoryManager, globalMail. Unloading takes down
+ * globalFactoryManager, globalMail, globalConfig, the watch table, and the log last. What could not
+ * be made for want of memory is null. docs/guides/start-and-stop.md has the whole, with what
+ * another locale does and what becomes of everything at the end of a process.
  *
  * At the end of the process they stay, because other threads may be using them; no destructor of
  * theirs is called and no finalizer of Lua. Only the log is brought to its end.

@@ -14,6 +14,7 @@
 #include "common/allocator_counters.h"
 #include "common/profiler.h"
 #include "common/registry.h"
+#include "core/decimal.h"
 #include "core/log.h"
 #include "core/memory_pool.h"
 #include "core/until_unload.h"
@@ -46,16 +47,17 @@ bool attached = false;
 constinit FPS_Controller fpsController;
 
 size_t printMainPool(unsigned int, char* buffer, size_t size, void*) {
-    const auto footprint = static_cast<double>(core::defaultPool().footprint());
-    return static_cast<size_t>(std::snprintf(buffer, size, "%.1fMB", footprint / kMebibyte));
+    const core::Fixed footprint(static_cast<double>(core::defaultPool().footprint()) / kMebibyte,
+                                1);
+    return static_cast<size_t>(std::snprintf(buffer, size, "%sMB", footprint.text()));
 }
 
 // Reading it begins a new count of allocations and releases.
 size_t printAllocator(unsigned int, char* buffer, size_t size, void*) {
-    const double held = static_cast<double>(qz::getSTLAllocatorCounter()) / kMebibyte;
+    const core::Fixed held(static_cast<double>(qz::getSTLAllocatorCounter()) / kMebibyte, 2);
     const common::AllocatorActivity activity = common::takeAllocatorActivity();
-    return static_cast<size_t>(std::snprintf(buffer, size, "total %2.2f Mb, new %d, delete %d",
-                                             held, static_cast<int>(activity.allocations),
+    return static_cast<size_t>(std::snprintf(buffer, size, "total %s Mb, new %d, delete %d",
+                                             held.text(), static_cast<int>(activity.allocations),
                                              static_cast<int>(activity.releases)));
 }
 

@@ -106,7 +106,8 @@ QZ_EXTERN_C_BEGIN
  * When no record is free the message is counted as lost and not echoed either. */
 QZ_API void qz_log(const char* module, unsigned int level, const char* message);
 
-/* Formats as vprintf does, into at most 1023 bytes, and logs the result. */
+/* Formats as vprintf does, in the process's locale, into at most 1023 bytes, and logs the result.
+ */
 QZ_API void qz_vlogf(const char* module, unsigned int level, const char* format, va_list arguments)
     QZ_PRINTF_LIKE(3, 0);
 

@@ -146,7 +146,8 @@ nMatrix<T> operator*(typename nMatrix<T>::Row::value_type factor, nMatrix<T> a) 
  *
  * path, mode: as the C library's fopen takes them; "a" appends.
  * format: printf's, with one conversion of a double and with what is to stand between elements,
- *   "%8.3f " for example: nothing is added. A line is cut at 999 characters.
+ *   "%8.3f " for example: nothing is added. A line is cut at 999 characters. The
+ *   C library formats, with the decimal sign of the process's locale.
  *
  * Nothing is written if the file cannot be opened or one of the texts is null. */
 template<typename T>

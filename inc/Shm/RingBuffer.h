@@ -256,7 +256,7 @@ public:
      * than a second. */
     int AddMessage(const char* text, unsigned long length);
 
-    /* The same for what the format gives, cut at 1023 bytes. */
+    /* The same for what printf makes of the format, in the process's locale, cut at 1023 bytes. */
     int AddFormatMessage(const char* format, ...) QZ_PRINTF_LIKE(2, 3);
 
     /* Reads the next text: at most `capacity` bytes of it to `text`, which is written to although

@@ -1,5 +1,6 @@
 #include "Core/Clock.h"
 #include "common/profiler.h"
+#include "core/decimal.h"
 #include "platform/files.h"
 
 #include <cstdio>
@@ -93,13 +94,12 @@ bool writeTrace(const Common::Profiler::Recording* recording, const char* path) 
     file.write(R"({"displayTimeUnit":"ms","traceEvents":[)");
     const auto writeThread = [&](unsigned number, const auto& units, const auto& sections) {
         for (const ProfiledSection& section : sections) {
-            char times[96];
-            std::snprintf(times, sizeof times,
-                          R"(,"ph":"X","pid":1,"tid":%u,"ts":%.3f,"dur":%.3f})", number,
-                          microseconds(section.start), microseconds(section.duration));
             file.write(separator);
             separator = ",\n";
-            file.write("{\"name\":" + quoted(units[section.unit].name) + times);
+            file.write("{\"name\":" + quoted(units[section.unit].name) +
+                       R"(,"ph":"X","pid":1,"tid":)" + std::to_string(number) + R"(,"ts":)" +
+                       core::Fixed(microseconds(section.start), 3).text() + R"(,"dur":)" +
+                       core::Fixed(microseconds(section.duration), 3).text() + "}");
         }
     };
     if (recording != nullptr) {

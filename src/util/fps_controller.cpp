@@ -1,6 +1,7 @@
 #include "Util/FPS_Controller.h"
 
 #include "Core/Clock.h"
+#include "core/decimal.h"
 #include "core/log.h"
 #include "platform/thread.h"
 
@@ -54,12 +55,14 @@ void FPS_Controller::PrintStats() const {
     if (frameCount_ == 0) {
         return;
     }
+    constexpr int kDecimals = 6;
     const auto average = static_cast<float>(frameCount_ / totalTime_);
-    qz_logf(kModule, QZ_LOG_INFO, "Average FPS: %f", static_cast<double>(average));
+    qz_logf(kModule, QZ_LOG_INFO, "Average FPS: %s",
+            core::Fixed(static_cast<double>(average), kDecimals).text());
     const float percentage =
         static_cast<float>(skippedCount_) * 100 / static_cast<float>(frameCount_);
-    qz_logf(kModule, QZ_LOG_INFO, "Skiped Frames: %d/%d (%f%%)", skippedCount_, frameCount_,
-            static_cast<double>(percentage));
+    qz_logf(kModule, QZ_LOG_INFO, "Skiped Frames: %d/%d (%s%%)", skippedCount_, frameCount_,
+            core::Fixed(static_cast<double>(percentage), kDecimals).text());
 }
 
 // The frame that begins now ends the one before.
