@@ -79,12 +79,12 @@ protected:
     ~Chunk() override;
 
     /* Parts of this chunk alone, as new chunks: its first `n` bytes, or all if it has fewer; and
-     * what comes after them. Null if that is nothing. */
+     * what comes after them. Null if that is nothing, or there is no memory. */
     Mem::Ptr<Chunk> head(uint64_t n) const;
     Mem::Ptr<Chunk> tail(uint64_t n) const;
 
-    /* The same for the chain that starts here. What follows the first chunk of rafter's result is
-     * shared with this chain. */
+    /* The same for the chain that starts here: all of that part or null. What follows the first
+     * chunk of rafter's result is shared with this chain. */
     Mem::Ptr<Chunk> rbefore(uint64_t n) const;
     Mem::Ptr<Chunk> rafter(uint64_t n) const;
 

@@ -35,7 +35,7 @@ public:
     virtual bool receive(const Message& message) = 0;
 };
 
-/* Any thread may call anything at any time. */
+/* Any thread may call anything at any time, and nothing of it throws but what a mailbox throws. */
 class QZ_API Server {
 public:
     Server(const Server&) = delete;
@@ -43,7 +43,8 @@ public:
     virtual ~Server();
 
     /* Registers a mailbox under its own address. Null is ignored, and so is a mailbox whose address
-     * is taken, deliberately: who comes first stays, and callers rely on it. */
+     * is taken, deliberately: who comes first stays, and callers rely on it. Nor is it registered
+     * if there is no memory for that; getMailbox tells. */
     virtual void addMailbox(const Mem::Ptr<Mailbox>& mailbox) = 0;
 
     /* Makes an address free again. Does nothing if it is. Somebody may just be sending to the
@@ -65,6 +66,7 @@ protected:
  * number. */
 class QZ_API ServerImpl : public Server {
 public:
+    /* Throws std::bad_alloc if there is no memory for that many. */
     explicit ServerImpl(uint32_t directSize);
 
     /* close(). Nobody may use it any more. */
@@ -87,6 +89,7 @@ private:
                               qz::allocator<std::pair<const uint32_t, Mem::Ptr<Mailbox>>>>;
     using Direct = qz::vector<Mem::Ptr<Mailbox>>;
 
+    void addToOverflow(uint32_t address, const Mem::Ptr<Mailbox>& mailbox);
     Mem::Ptr<Mailbox> take(uint32_t address);
 
     Sync::Futex lock_;

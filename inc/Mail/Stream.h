@@ -16,9 +16,9 @@
  * that of the writes. Fields follow each other bit by bit, the most significant bit first;
  * docs/formats/message.md has the format in full.
  *
- * Nothing here reports an error. What is read past the end is zero; what would make a message too
- * long is dropped; a width outside its range gives any bits, but as many on both sides. Any bytes
- * may be read in any way.
+ * Bits are written and read without a word about errors. What is read past the end is zero; what
+ * would make a message too long, or finds no memory, is dropped as a whole; a width outside its
+ * range gives any bits, but as many on both sides. Any bytes may be read in any way.
  *
  * A reader or writer belongs to one thread at a time. Several threads may read one message at once,
  * but nobody may write to a message that is being read.
@@ -88,7 +88,7 @@ class QZ_API ByteReader {
 public:
     ByteReader() = default;
 
-    /* add(chain). */
+    /* add(chain): nothing to read if there is no memory for it. */
     explicit ByteReader(const Mem::Ptr<Chunk>& chain);
 
     ByteReader(const ByteReader&) = delete;
@@ -99,14 +99,15 @@ public:
     bool init(const Mem::Ptr<Chunk>& chunk);
 
     /* What to read after everything that there is to read. The chain is looked at now: chunks that
-     * are linked behind it later are not read. Null is ignored. */
-    void add(const Mem::Ptr<Chunk>& chain);
+     * are linked behind it later are not read. Null is ignored. False, with nothing added, if there
+     * is no memory. */
+    bool add(const Mem::Ptr<Chunk>& chain);
 
     /* Copies up to n bytes and returns how many there were. */
     uint64_t getData(void* out, uint64_t n);
 
     /* The next n bytes, or as many as there are, as a chain of their own over the same memory. Null
-     * if that is none. */
+     * if that is none, or there is no memory: then nothing has been read. */
     Mem::Ptr<Chunk> getData(uint64_t n);
 
     /* A number of `nbytes` bytes, the most significant first; 0 if that is none. Only the last four
@@ -114,7 +115,7 @@ public:
     int getInt(uint64_t nbytes);
 
     /* Everything that has not been read, over the same memory; it then has been. Null if that is
-     * nothing. */
+     * nothing, or there is no memory: then nothing has been read. */
     Mem::Ptr<Chunk> getRemainingData();
 
 private:
@@ -124,7 +125,9 @@ private:
     bool prepare() { return cursor_ != end_ || nextChunk(); }
 
     bool nextChunk();
-    void enqueue(const Mem::Ptr<Chunk>& chain);
+    Mem::Ptr<Chunk> peek(uint64_t n) const;
+    static Mem::Ptr<Chunk> copyOf(const Mem::Ptr<Chunk>& chain);
+    void enqueue(Mem::Ptr<Chunk> chain);
     void clear();
 
     Mem::Ptr<Chunk> next_;
@@ -179,7 +182,9 @@ protected:
 /* Writes fields of bits behind what a message holds already, from a new byte on.
  *
  * The bytes go into the message when the writer is destroyed; until then it is as it was. If it
- * would have more than 65535 of them, all that this writer wrote is dropped; callers rely on it. */
+ * would have more than 65535 of them, all that this writer wrote is dropped; callers rely on it. So
+ * it is if memory runs out: a message has all that a writer wrote or none of it. getSize() tells.
+ */
 class QZ_API Writer : public Stream, private ByteWriter {
 public:
     explicit Writer(const Message& message);

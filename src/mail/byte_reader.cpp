@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 #include <utility>
 
 namespace Mail {
@@ -33,23 +34,34 @@ bool ByteReader::init(const Mem::Ptr<Chunk>& chunk) {
 
 // Chunks are linked through themselves, and those that are given are somebody else's, maybe a
 // message's: to link anything behind them would change it. So the queue gets chunks of its own.
-void ByteReader::add(const Mem::Ptr<Chunk>& chain) {
-    if (!tailOfQueue_) {
-        const Mem::Ptr<Chunk> shared = std::move(next_);
-        queued_ = 0;
-        enqueue(shared);
+bool ByteReader::add(const Mem::Ptr<Chunk>& chain) {
+    const Mem::Ptr<Chunk> shared = tailOfQueue_ ? nullptr : next_;
+    Mem::Ptr<Chunk> first = copyOf(shared);
+    Mem::Ptr<Chunk> second = copyOf(chain);
+    if ((shared && !first) || (chain && !second)) {
+        return false;
     }
-    enqueue(chain);
+    if (shared) {
+        next_ = nullptr;
+        queued_ = 0;
+        enqueue(std::move(first));
+    }
+    enqueue(std::move(second));
+    return true;
 }
 
-void ByteReader::enqueue(const Mem::Ptr<Chunk>& chain) {
-    for (const Chunk* chunk = chain.get(); chunk != nullptr; chunk = chunk->next_.get()) {
-        Mem::Ptr<Chunk> copy = chunk->head(chunk->size());
-        if (copy) {
-            queued_ += copy->size();
-            (tailOfQueue_ ? tailOfQueue_->next_ : next_) = copy;
-            tailOfQueue_ = std::move(copy);
-        }
+// Null for none, and if there is no memory for all of it.
+Mem::Ptr<Chunk> ByteReader::copyOf(const Mem::Ptr<Chunk>& chain) {
+    constexpr auto kAll = std::numeric_limits<std::uint64_t>::max();
+    return chain ? chain->rbefore(kAll) : nullptr;
+}
+
+void ByteReader::enqueue(Mem::Ptr<Chunk> chain) {
+    while (chain) {
+        queued_ += chain->size();
+        (tailOfQueue_ ? tailOfQueue_->next_ : next_) = chain;
+        tailOfQueue_ = chain;
+        chain = Mem::Ptr<Chunk>(chain->next_);
     }
 }
 
@@ -66,14 +78,29 @@ std::uint64_t ByteReader::getData(void* out, std::uint64_t n) {
 }
 
 Mem::Ptr<Chunk> ByteReader::getData(std::uint64_t n) {
-    Chain result;
-    while (n != 0 && prepare()) {
+    Mem::Ptr<Chunk> result = peek(n);
+    while (result && n != 0 && prepare()) {
         const auto count = std::min(n, static_cast<std::uint64_t>(end_ - cursor_));
-        result.append(Chunk::m_pool.make(buffer_, cursor_, cursor_ + count));
         cursor_ += count;
         n -= count;
     }
-    return result.take();
+    return result;
+}
+
+// As getData, but nothing has been read.
+Mem::Ptr<Chunk> ByteReader::peek(std::uint64_t n) const {
+    const auto here = std::min(n, static_cast<std::uint64_t>(end_ - cursor_));
+    Mem::Ptr<Chunk> first =
+        here != 0 ? Chunk::m_pool.make(buffer_, cursor_, cursor_ + here) : nullptr;
+    if ((here != 0 && !first) || here == n || !next_) {
+        return first;
+    }
+    Mem::Ptr<Chunk> others = next_->rbefore(n - here);
+    if (!first || !others) {
+        return others;
+    }
+    first->next_ = std::move(others);
+    return first;
 }
 
 int ByteReader::getInt(std::uint64_t nbytes) {
@@ -86,13 +113,16 @@ int ByteReader::getInt(std::uint64_t nbytes) {
 }
 
 Mem::Ptr<Chunk> ByteReader::getRemainingData() {
-    Chain result;
+    Mem::Ptr<Chunk> result = next_;
     if (cursor_ != end_) {
-        result.append(Chunk::m_pool.make(buffer_, cursor_, end_));
+        result = Chunk::m_pool.make(buffer_, cursor_, end_);
+        if (!result) {
+            return nullptr;
+        }
+        result->next_ = next_;
     }
-    result.append(next_);
     clear();
-    return result.take();
+    return result;
 }
 
 bool ByteReader::nextChunk() {

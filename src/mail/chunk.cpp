@@ -90,7 +90,11 @@ Mem::Ptr<Chunk> Chunk::tail(std::uint64_t n) const {
 Mem::Ptr<Chunk> Chunk::rbefore(std::uint64_t n) const {
     Chain result;
     for (const Chunk* chunk = this; n != 0 && chunk != nullptr; chunk = chunk->next_.get()) {
-        result.append(chunk->head(n));
+        Mem::Ptr<Chunk> part = chunk->head(n);
+        if (!part) {
+            return nullptr; // without it, bytes would be missing in the middle
+        }
+        result.append(std::move(part));
         n -= std::min(n, chunk->size());
     }
     return result.take();

@@ -1,6 +1,7 @@
 #include "Mail/Server.h"
 
 #include <mutex>
+#include <new>
 #include <utility>
 
 namespace Mail {
@@ -37,7 +38,15 @@ void ServerImpl::addMailbox(const Mem::Ptr<Mailbox>& mailbox) {
             direct_[address] = mailbox;
         }
     } else if (!isClosed_) {
+        addToOverflow(address, mailbox);
+    }
+}
+
+void ServerImpl::addToOverflow(std::uint32_t address, const Mem::Ptr<Mailbox>& mailbox) {
+    try {
         overflow_.try_emplace(address, mailbox);
+    } catch (const std::bad_alloc&) {
+        // Not registered, as the header says.
     }
 }
 
