@@ -35,10 +35,14 @@ typedef long (*bt_filter)(struct _EXCEPTION_POINTERS* exception);
  * it asked for, and once only if it was installed with SA_RESETHAND.
  *
  * Reports are named "<prefix>-<date>-<time>.crash", with the time of the crash in UTC, as in
- * game-20260101-120000.crash. The prefix (UTF-8, cut at 259 bytes) may begin with a path, all in
- * all of 255 characters at most; else the file goes to the current directory, the one at the time
- * of the crash. Null stands for the executable's file name without its directory and without the
- * part from its last point on.
+ * game-20260101-120000.crash. The prefix (UTF-8, cut at 259 bytes) may begin with a path, with
+ * either separator; else the file goes to the current directory, the one at the time of the crash.
+ * On Windows a report's path, prefix and all, has 255 characters at most. Null stands for the
+ * executable's file name without its directory and without the part from its last point on.
+ *
+ * The folder has to exist: if it does not, one ERROR is logged at once, and a crash leaves no
+ * report. A report that was written is announced by its path, as an ERROR in the log, which shows
+ * on standard error too.
  *
  * Call it early, from the main thread. A second call only changes the prefix and returns null. The
  * library stays loaded from then on. Not for use by two threads at once.
@@ -54,8 +58,9 @@ QZ_API bt_filter bt_init(const char* prefix);
 QZ_API void bt_fini(void);
 
 /* Writes an annotated copy, "<report>.info", beside each report that has none yet: every file whose
- * path is `directory` followed by any text that ends in ".crash". So `directory` (UTF-8) must end
- * with a separator, or what follows the last one is how names begin.
+ * path is `directory` (UTF-8, with either separator) followed by any text that ends in ".crash".
+ * Without a separator at its end, what follows the last one is how names begin; if that names a
+ * folder, the reports in the folder are taken as well.
  *
  * In the copy each frame is looked up anew. A frame counts as known by the section, offset and
  * module path that its line carries, in the file of that name, which is read and never run; a line

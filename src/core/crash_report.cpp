@@ -11,6 +11,7 @@
 
 #include <chrono>
 #include <cstring>
+#include <exception>
 #include <string>
 #include <string_view>
 
@@ -18,6 +19,8 @@ namespace {
 
 using core::CrashLine;
 
+constexpr char kModule[] = "QZCORE";
+constexpr char kNamelessProgram[] = "program";
 constexpr std::size_t kLongestPrefix = 259;
 constexpr std::chrono::milliseconds kLogMoment{1000};
 
@@ -124,12 +127,15 @@ void writeReport(const platform::Fault& fault) {
     CrashLine path;
     path.add(prefix).add("-").add(stamp.text()).add(".crash");
     ReportFile file(path.terminated());
-    if (file.isOpen()) {
-        workplace.file = &file;
-        workplace.frames = 0;
-        writeHeader(fault, stamp.text());
-        platform::walkStack(fault, writeFrame, nullptr);
+    if (!file.isOpen()) {
+        return;
     }
+    workplace.file = &file;
+    workplace.frames = 0;
+    writeHeader(fault, stamp.text());
+    platform::walkStack(fault, writeFrame, nullptr);
+    CrashLine message;
+    qz_log(kModule, QZ_LOG_ERROR, message.add("Crash report: ").add(path.text()).terminated());
 }
 
 void onFault(const platform::Fault& fault) {
@@ -146,15 +152,32 @@ void setPrefix(std::string_view text) {
     prefix[length] = 0;
 }
 
-std::string programName() {
-    const std::string name = platform::executableName().value_or("program");
-    return name.substr(0, name.rfind('.'));
+void usePrefixOfProgram() try {
+    const std::string name = platform::executableName().value_or(kNamelessProgram);
+    setPrefix(std::string_view(name).substr(0, name.rfind('.')));
+} catch (const std::exception&) { // out of memory
+    setPrefix(kNamelessProgram);
+}
+
+// Who crashes cannot say so any more.
+void reportMissingFolder() {
+    const std::size_t length = std::string_view(prefix).find_last_of("/\\") + 1;
+    char folder[sizeof prefix] = "";
+    std::memcpy(folder, prefix, length);
+    if (length > 0 && platform::pathKind(folder) != platform::PathKind::directory) {
+        qz_logf(kModule, QZ_LOG_ERROR, "There is no folder \"%s\" for crash reports", folder);
+    }
 }
 
 } // namespace
 
 bt_filter bt_init(const char* given) {
-    setPrefix(given != nullptr ? std::string(given) : programName());
+    if (given != nullptr) {
+        setPrefix(given);
+    } else {
+        usePrefixOfProgram();
+    }
+    reportMissingFolder();
     if (isInstalled) {
         return nullptr;
     }

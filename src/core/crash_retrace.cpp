@@ -266,7 +266,8 @@ void addReport(void* context, const char* name) {
     }
 }
 
-int retraceAll(std::string_view pattern) {
+// Those of all reports whose paths begin with the pattern.
+int retraceMatching(std::string_view pattern) {
     const std::size_t nameBegin = pattern.find_last_of("/\\") + 1;
     const std::string folder(pattern.substr(0, nameBegin));
     Listing listing{pattern.substr(nameBegin), {}};
@@ -282,6 +283,15 @@ int retraceAll(std::string_view pattern) {
         count += retraceReport(folder + name) ? 1 : 0;
     }
     return count;
+}
+
+// A folder counts as one without a separator at its end, too.
+int retraceAll(const std::string& pattern) {
+    const int count = retraceMatching(pattern);
+    const bool isFolder = !pattern.empty() && pattern.find_last_of("/\\") + 1 != pattern.size() &&
+                          platform::pathKind(pattern.c_str()) == platform::PathKind::directory;
+    const int more = isFolder && count >= 0 ? retraceMatching(pattern + '\\') : 0;
+    return more >= 0 ? count + more : more;
 }
 
 } // namespace

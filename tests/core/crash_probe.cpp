@@ -158,7 +158,7 @@ int main(int argc, char** argv) {
             installOtherHandler(kind);
         }
     }
-    bt_init(where == "prefixed" ? "named" : nullptr);
+    bt_init(where == "prefixed" ? (argc > 3 ? argv[3] : "named") : nullptr);
     if (where == "put_back" || where == "put_back_and_finished") {
         const Restore restore = replaceHandler();
         bt_fini();

@@ -99,9 +99,17 @@ class CrashTest(unittest.TestCase):
                         self.assertIn(lines[1], frames[0][5])
                 self.report.unlink()
 
-    def retrace(self):
-        done = self.run_probe("retrace", str(self.folder) + "/")
+    def retrace(self, folder=None):
+        done = self.run_probe("retrace", folder or str(self.folder) + "/")
         return done.returncode
+
+    def test_retrace_takes_a_folder_with_any_end(self):
+        (self.folder / "a").mkdir()
+        for end in ("", "/", "\\"):
+            for path in (self.folder / "a" / "x.crash", self.folder / "ab.crash"):
+                path.write_text("# title\nmodule\n")
+                path.with_name(path.name + ".info").unlink(missing_ok=True)
+            self.assertEqual(self.retrace("a" + end), 1 if end else 2)
 
     # A frame of a stripped program has a place but no name; with the symbols at hand, it gets one.
     def test_retrace_names_what_had_no_symbols(self):
@@ -195,6 +203,18 @@ class CrashTest(unittest.TestCase):
         self.crash("null", "prefixed")
         self.assertTrue(self.report.name.startswith("named-"))
         self.report.unlink()
+        # As long as the system takes it, in a folder, with either separator.
+        for name in ("named", "n" * (100 if ON_WINDOWS else 200)):
+            for separator in "/\\":
+                folder = self.folder / ("folder" + "f" * 40)
+                folder.mkdir()
+                done = self.run_probe("null", "prefixed", folder.name + separator + name)
+                reports = list(folder.glob(name + "-*.crash"))
+                self.assertEqual(len(reports), 1, (name, separator, done))
+                self.assertIn(b"Crash report: " + (folder.name + separator + reports[0].name).encode(), done.stderr)
+                shutil.rmtree(folder)
+        done = self.run_probe("null", "prefixed", "missing/named")
+        self.assertEqual(done.stderr.count(b'There is no folder "missing/" for crash reports'), 1, done)
         self.assertNotIn(self.run_probe("null", "finished").returncode, (0, 2))
         self.assertEqual(list(self.folder.glob("*.crash")), [])
 

@@ -86,7 +86,9 @@ bool isSelfOrParent(const char* name) {
 } // namespace
 
 FileHandle openFile(const char* path, FileAccess access, SystemError& error) {
-    const SystemPath native(path);
+    const SystemPath native(path, access == FileAccess::record
+                                      ? SystemPath::Limit::theKernels
+                                      : SystemPath::Limit::asOnTheOtherSystem);
     if (!native.fits()) {
         error = ENAMETOOLONG;
         return kNoFile;

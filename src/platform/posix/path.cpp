@@ -77,11 +77,12 @@ bool writeNativePath(const char* path, char* buffer, std::size_t size) {
     return true;
 }
 
-SystemPath::SystemPath(const char* path) {
+SystemPath::SystemPath(const char* path, Limit limit) {
     const std::size_t bytes = std::strlen(path);
     // No text has more units than bytes; bytes that are not valid UTF-8 are one unit each to the
     // other system's ANSI calls.
-    fits_ = bytes <= kMaxUnits || utf16Length({path, bytes}).value_or(bytes) <= kMaxUnits;
+    fits_ = bytes < sizeof text_ && (limit == Limit::theKernels || bytes <= kMaxUnits ||
+                                     utf16Length({path, bytes}).value_or(bytes) <= kMaxUnits);
     const std::size_t length = fits_ ? bytes : 0;
     std::replace_copy(path, path + length, text_, '\\', '/');
     text_[length] = 0;

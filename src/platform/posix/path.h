@@ -12,12 +12,17 @@ std::string nativePath(const char* path);
 // The same into a buffer; false if it does not fit.
 bool writeNativePath(const char* path, char* buffer, std::size_t size);
 
-// The same in a buffer of its own, for calls that must not allocate, and no longer than the 255
-// UTF-16 units that the other system's paths have. A longer path becomes the empty one, which every
-// system call refuses.
+// Room for any path that the kernel accepts.
+inline constexpr std::size_t kPathRoom = 4096;
+
+// The same in a buffer of its own, for calls that must not allocate. Files of the host have no
+// longer paths than the other system's, of 255 UTF-16 units. A path that does not fit becomes the
+// empty one, which every system call refuses.
 class SystemPath {
 public:
-    explicit SystemPath(const char* path);
+    enum class Limit { asOnTheOtherSystem, theKernels };
+
+    explicit SystemPath(const char* path, Limit limit = Limit::asOnTheOtherSystem);
 
     bool fits() const { return fits_; }
     const char* text() const { return text_; }
@@ -26,11 +31,8 @@ private:
     static constexpr std::size_t kMaxUnits = 255;
 
     bool fits_;
-    char text_[3 * kMaxUnits + 1]; // three bytes a unit are the most that UTF-8 needs
+    char text_[kPathRoom];
 };
-
-// Room for any path that the kernel accepts.
-inline constexpr std::size_t kPathRoom = 4096;
 
 // Makes a native path absolute and takes "." and ".." segments out of it, by its text alone; false
 // if it is empty or does not fit.
