@@ -305,13 +305,19 @@ NEW(_ZnwmRKSt9nothrow_t, (size_t size, const void* tag), (size, tag), return NUL
 NEW(_ZnamRKSt9nothrow_t, (size_t size, const void* tag), (size, tag), return NULL)
 #endif
 
+/* The allocator of the pools keeps stocks, whose size is its own business. */
+static bool is_stock(const void* caller) {
+    Dl_info info;
+    return dladdr(caller, &info) != 0 && strstr(info.dli_fname, "libtbbmalloc") != NULL;
+}
+
 EXPORT void* mmap(void* at, size_t size, int access, int flags, int file, off_t offset) {
     REAL(mmap)
     if (fails(k_mmap)) {
         return MAP_FAILED;
     }
     void* const view = real(at, size, access, flags, file, offset);
-    if (view != MAP_FAILED && (flags & MAP_FIXED) == 0) {
+    if (view != MAP_FAILED && (flags & MAP_FIXED) == 0 && !is_stock(__builtin_return_address(0))) {
         atomic_fetch_add(&state.mapped, (long long)size);
     }
     return view;
@@ -320,7 +326,7 @@ EXPORT void* mmap(void* at, size_t size, int access, int flags, int file, off_t 
 EXPORT int munmap(void* at, size_t size) {
     REAL(munmap)
     const int result = real(at, size);
-    if (result == 0) {
+    if (result == 0 && !is_stock(__builtin_return_address(0))) {
         atomic_fetch_sub(&state.mapped, (long long)size);
     }
     return result;
