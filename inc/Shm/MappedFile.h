@@ -54,8 +54,8 @@ public:
     /* Maps the file for reading, or for reading and writing: then what is written to the memory is
      * written to the file. Others may go on reading and writing it. What was open is closed first.
      *
-     * On failure returns false, logs the message as an error of "QZCORE" and keeps it. A null name
-     * fails without a message. */
+     * On failure returns false, logs the message as an error of "QZCORE" and keeps it; it is "Out
+     * of memory" if there is none for the message. A null name fails without a message. */
     bool open(const char* fileName, bool readOnly);
 
     /* Maps the file for reading, and its first writableUnits times 64 KiB so that they may be
@@ -106,7 +106,8 @@ private:
  *     new (image.memory + offset) Header;
  *     image.Close();
  *
- * Failures of the system are misc::error exceptions, thrown after the object was reset. The fields
+ * Failures of the system are misc::error exceptions, thrown after the object was reset, and
+ * std::bad_alloc if there is no memory for their message. The fields
  * are for reading, but for `memory`, whose bytes are the image (zeros at first), and for the two of
  * the side region. */
 class QZ_API mmf_write {
@@ -144,15 +145,18 @@ public:
     /* Discards the image. */
     void Reset();
 
-    /* Writes the image to its file, which is made or overwritten, and discards it. Throws
-     * "CreateFile(\"%s\", write) %s" or "WriteFile(MEM_RESERVE, %d) %s". */
+    /* Writes the image to its file, which is made or replaced, and discards it. The file is
+     * replaced in one step, as ConfigParser::save does it and with the same exceptions, so that
+     * those who have mapped the old one keep it; on Windows it cannot be replaced as long as they
+     * have. A file that is not writable is left alone. Throws "CreateFile(\"%s\", write) %s" or
+     * "WriteFile(MEM_RESERVE, %d) %s", with the old contents in place. */
     void Close();
 
     char fileName[256] = {};
     uint32_t reservedWord = 0;
     uint32_t baseOffset = 0;    /* added to every offset */
     uint32_t allocated[2] = {}; /* the first: all sizes, rounded up, since Create */
-    intptr_t file = -1;         /* while it is written */
+    intptr_t file = -1;         /* always -1 */
     char* memory = nullptr;     /* the image */
     uint64_t reserved = 0;      /* bytes that there are of it */
     uint32_t committed = 0;     /* the most that were used, in whole pages */

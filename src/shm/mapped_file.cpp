@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <atomic>
 #include <climits>
+#include <new>
 
 namespace misc {
 
@@ -15,7 +16,19 @@ namespace {
 
 constexpr char kModule[] = "QZCORE";
 
-// A null name fails without a message. map() throws with one.
+// Throws only what runs out of memory.
+template<class Map>
+bool mapsOrKeepsMessage(mmf& image, Map map) {
+    try {
+        map();
+        return true;
+    } catch (const misc::error& failure) {
+        image.errorText = failure.what();
+        return false;
+    }
+}
+
+// A null name fails without a message.
 template<class Map>
 bool opens(mmf& image, const char* fileName, Map map) {
     image.close();
@@ -23,13 +36,14 @@ bool opens(mmf& image, const char* fileName, Map map) {
         return false;
     }
     try {
-        map();
-        return true;
-    } catch (const misc::error& failure) {
-        image.errorText = failure.what();
-        image.close();
-        return false;
+        if (mapsOrKeepsMessage(image, map)) {
+            return true;
+        }
+    } catch (const std::bad_alloc&) {
+        image.errorText = "Out of memory"; // so short that no string allocates it
     }
+    image.close();
+    return false;
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "Shm/MappedFile.h"
 
 #include "platform/mapped_file.h"
+#include "platform/whole_file.h"
 #include "shm/message.h"
 
 #include <bit>
@@ -102,10 +103,6 @@ bool mmf_write::takeAside(uint64_t size, int* offset) {
 }
 
 void mmf_write::Reset() {
-    if (file != platform::kNoFile) {
-        platform::closeFile(file);
-    }
-    file = platform::kNoFile;
     freeReserved(memory);
     memory = nullptr;
     fileName[0] = 0;
@@ -127,19 +124,15 @@ void mmf_write::Close() {
 }
 
 void mmf_write::write() {
-    platform::SystemError problem = 0;
-    file = platform::openFile(fileName, platform::FileAccess::write, problem);
-    if (file != platform::kNoFile) {
-        problem = platform::truncateFile(file);
+    const platform::Replacement result =
+        platform::replaceContents(fileName, {memory, used}, platform::WriteProtected::refuse);
+    if (result) {
+        return;
     }
-    if (problem != 0) {
-        throw error(
-            shm::format("CreateFile(\"%s\", write) %s", fileName, shm::textOf(problem).c_str()));
-    }
-    if (platform::writeFile(file, memory, used, problem) != used) {
-        throw error(
-            shm::format("WriteFile(MEM_RESERVE, %u) %s", used, shm::textOf(problem).c_str()));
-    }
+    const std::string reason = shm::textOf(result.error);
+    throw error(result.isWriting
+                    ? shm::format("WriteFile(MEM_RESERVE, %u) %s", used, reason.c_str())
+                    : shm::format("CreateFile(\"%s\", write) %s", fileName, reason.c_str()));
 }
 
 } // namespace misc

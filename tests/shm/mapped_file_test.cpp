@@ -214,6 +214,36 @@ TEST_F(MappedFile, Writer) {
     EXPECT_EQ(read(), ""); // over what was there
 }
 
+TEST_F(MappedFile, WriterLeavesTheMappingsOfOthers) {
+    write(std::string(100'000, 'x'));
+    misc::mmf old(path(), true);
+    ASSERT_NE(old.view, nullptr);
+    misc::mmf_write image(1);
+    ASSERT_TRUE(image.Create(path(), 10));
+    bool isReplaced = true;
+    try {
+        image.Close();
+    } catch (const misc::error&) {
+        isReplaced = false; // as Windows has it
+    }
+    EXPECT_EQ(old.view[99'999], 'x');
+    old.close();
+    EXPECT_EQ(read().size(), isReplaced ? 0U : 100'000U);
+}
+
+TEST_F(MappedFile, WriterLeavesProtectedFiles) {
+    write("kept");
+    std::filesystem::permissions(path(), std::filesystem::perms::owner_read);
+    if (std::ofstream(path(), std::ios::app)) {
+        GTEST_SKIP() << "this user may write everything";
+    }
+    misc::mmf_write image(1);
+    ASSERT_TRUE(image.Create(path(), 10));
+    EXPECT_THROW(image.Close(), misc::error);
+    EXPECT_EQ(read(), "kept");
+    std::filesystem::permissions(path(), std::filesystem::perms::all);
+}
+
 TEST_F(MappedFile, WriterFailures) {
     int offset = 0;
     for (const int alignment : {0, -16, 3, 24}) {

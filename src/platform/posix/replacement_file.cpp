@@ -40,7 +40,7 @@ bool lock(int file) {
 // Before the lock is there, somebody else may have taken the file for an abandoned one.
 bool claim(int file) {
     struct stat status {};
-    return lock(file) ? fstat(file, &status) == 0 && status.st_nlink != 0 : errno != EWOULDBLOCK;
+    return lock(file) ? fstat(file, &status) != 0 || status.st_nlink != 0 : errno != EWOULDBLOCK;
 }
 
 // With the lock held nobody else can have given the name to another file, once it is compared.
