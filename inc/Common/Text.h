@@ -29,8 +29,9 @@ QZ_API std::string uni2mbstr(unsigned int code_point);
 QZ_API std::string utf8_substr(const std::string& text, std::size_t first, std::size_t count);
 
 /* Opens the conversions below. charset: a name that iconv knows, for example "windows-1251" or
- * "ISO-8859-7". Those of the four conversions that are open already stay as they are; with an
- * unknown name the two local ones stay closed. Safe to call from any thread, like all of these. */
+ * "ISO-8859-7". Local and wide conversions are each opened in both directions or not
+ * at all; those that are open already stay as they are. With an unknown name, or without memory or
+ * descriptors, they stay closed. Safe to call from any thread, like all of these. */
 QZ_API void iconv_local_init(const std::string& charset);
 
 /* Closes them again. */

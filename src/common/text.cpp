@@ -137,6 +137,16 @@ Converters& converters() {
     return instance;
 }
 
+// Opens both directions, or none of them: the other one might get another character set later.
+void openBoth(Converter& there, Converter& back, const char* from, const char* to) {
+    there.open(to, from);
+    back.open(from, to);
+    if (!there.isOpen() || !back.isOpen()) {
+        there.close();
+        back.close();
+    }
+}
+
 std::string convertLocal(Converter Converters::*which, const std::string& text) {
     Converters& all = converters();
     const std::lock_guard lock(all.mutex);
@@ -216,10 +226,8 @@ std::string Common::utf8_substr(const std::string& text, std::size_t first, std:
 void Common::iconv_local_init(const std::string& charset) {
     Converters& all = converters();
     const std::lock_guard lock(all.mutex);
-    all.utf8ToLocal.open(charset.c_str(), kUtf8);
-    all.localToUtf8.open(kUtf8, charset.c_str());
-    all.wideToUtf8.open(kUtf8, kUcs2);
-    all.utf8ToWide.open(kUcs2, kUtf8);
+    openBoth(all.utf8ToLocal, all.localToUtf8, kUtf8, charset.c_str());
+    openBoth(all.utf8ToWide, all.wideToUtf8, kUtf8, kUcs2);
 }
 
 void Common::iconv_local_exit() {
