@@ -1,6 +1,6 @@
 // Memory and locks that processes share by name, UTF-8. They last as long as somebody has them
-// open; where the system itself would keep them longer, what the dead have left behind goes when
-// the next one is made.
+// open; where the system itself would keep them longer, what killed processes have left stays until
+// any memory is opened or listed.
 #pragma once
 
 #include <chrono>
@@ -25,6 +25,9 @@ bool sharedMemoryExists(const char* name);
 
 // Calls back with the name of each one that the user may see and that a process has open.
 void listSharedMemory(void (*callback)(void* context, const char* name), void* context);
+
+// Frees what only the dead have open.
+void removeDeadSharedMemory();
 
 SharedMutex* openSharedMutex(const char* name, void* security);
 void closeSharedMutex(SharedMutex* mutex);

@@ -3,9 +3,12 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <csignal>
+#include <string>
 
 TEST(RingMessageBuffer, ForkedChildCloses) {
     const std::string name = "qz fork " + std::to_string(getpid());
@@ -29,4 +32,43 @@ TEST(RingMessageBuffer, ForkedChildCloses) {
     other->Close(1);
     ring->Close(1);
     EXPECT_NE(access(("/dev/shm/qzCore.memory." + name).c_str(), F_OK), 0);
+}
+
+TEST(RingMessageBuffer, IsMadeUnderSignals) {
+    struct sigaction interrupting {};
+    interrupting.sa_handler = [](int) {};
+    ASSERT_EQ(sigaction(SIGALRM, &interrupting, nullptr), 0);
+    const itimerval often{{0, 500}, {0, 500}};
+    ASSERT_EQ(setitimer(ITIMER_REAL, &often, nullptr), 0);
+    const std::string name = "qz signals " + std::to_string(getpid());
+    for (int i = 0; i < 5; ++i) {
+        CRingMessageBuffer* const ring =
+            CRingMessageBuffer::OpenNew(name.c_str(), 64 << 20, nullptr);
+        EXPECT_NE(ring, nullptr);
+        if (ring != nullptr) {
+            ring->Close(1);
+        }
+    }
+    const itimerval never{};
+    setitimer(ITIMER_REAL, &never, nullptr);
+}
+
+TEST(RingMessageBuffer, OpeningAnyFreesWhatTheDeadLeft) {
+    const std::string name = "qz living " + std::to_string(getpid());
+    const std::string deadName = "qz dead " + std::to_string(getpid());
+    CRingMessageBuffer* const ring = CRingMessageBuffer::OpenNew(name.c_str(), 0, nullptr);
+    ASSERT_NE(ring, nullptr);
+    const pid_t child = fork();
+    if (child == 0) {
+        CRingMessageBuffer::OpenNew(deadName.c_str(), 0, nullptr);
+        std::raise(SIGKILL);
+    }
+    ASSERT_EQ(waitpid(child, nullptr, 0), child);
+    const std::string left = "/dev/shm/qzCore.memory." + deadName;
+    EXPECT_EQ(access(left.c_str(), F_OK), 0);
+    CRingMessageBuffer* const again = CRingMessageBuffer::OpenNew(name.c_str(), 0, nullptr);
+    ASSERT_NE(again, nullptr);
+    EXPECT_NE(access(left.c_str(), F_OK), 0);
+    again->Close(1);
+    ring->Close(1);
 }

@@ -1,6 +1,7 @@
 // What several topics do with file descriptors.
 #pragma once
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -69,6 +70,20 @@ inline bool writeAll(int file, std::string_view bytes) {
         bytes.remove_prefix(static_cast<std::size_t>(written));
     }
     return true;
+}
+
+// Has the system set the first `size` bytes of a file aside, so that writing them does not fail for
+// want of room; 0 or the error. In pieces: where files lie in memory, a call that a signal
+// interrupts has done nothing, and under frequent signals a long one never comes to its end.
+inline int reserveRoom(int file, off_t size) {
+    constexpr off_t kPiece = 256 * 1024;
+    int error = 0;
+    for (off_t done = 0; done < size && error == 0; done += kPiece) {
+        do {
+            error = posix_fallocate(file, done, std::min(kPiece, size - done));
+        } while (error == EINTR);
+    }
+    return error;
 }
 
 } // namespace platform

@@ -6,9 +6,11 @@
 //
 // They belong to the open file, not to the process: a process may open an object twice, and a
 // forked child keeps what its parent had open. The last to close removes the name; if it was killed
-// instead, the next to open that name starts afresh, and whoever makes any object clears away the
-// dead ones.
+// instead, the next to open that name starts afresh, and whoever opens or lists any memory clears
+// away the dead.
 #include "platform/shared_memory.h"
+
+#include "platform/posix/descriptor.h"
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -105,29 +107,16 @@ std::string pathOf(std::string_view prefix, std::string_view name) {
     return path.append(prefix).append(name);
 }
 
+Descriptor openObject(const std::string& path) {
+    return Descriptor(uninterrupted([&] { return shm_open(path.c_str(), O_RDWR | O_CLOEXEC, 0); }));
+}
+
 // Removes the object if nobody else has it open. The gate is passed.
 void removeIfAlone(int file, const char* path) {
     if (!isRemoved(file) && setLock(file, kLife, F_WRLCK)) {
         shm_unlink(path);
     }
 }
-
-class File {
-public:
-    explicit File(int number) : number_(number) {}
-    File(File&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
-    ~File() {
-        if (number_ >= 0) {
-            close(number_);
-        }
-    }
-    File& operator=(File&&) = delete;
-
-    int number() const { return number_; }
-
-private:
-    int number_;
-};
 
 // Calls back with each object whose name begins with the prefix.
 template<class Callback>
@@ -144,7 +133,7 @@ void forEachObject(std::string_view prefix, Callback callback) {
 void removeDead(std::string_view prefix) {
     forEachObject(prefix, [](const std::string& name) {
         const std::string path = pathOf({}, name);
-        const File file(shm_open(path.c_str(), O_RDWR | O_CLOEXEC, 0));
+        const Descriptor file = openObject(path);
         if (isOurs(file.number()) && setLock(file.number(), kGate, F_WRLCK)) {
             removeIfAlone(file.number(), path.c_str());
         }
@@ -153,7 +142,7 @@ void removeDead(std::string_view prefix) {
 
 // Takes no lock, not even for a moment: an opener would believe that the dead live.
 bool hasLife(const std::string& path) {
-    const File file(shm_open(path.c_str(), O_RDWR | O_CLOEXEC, 0));
+    const Descriptor file = openObject(path);
     struct flock lock = lockOf(kLife, F_WRLCK);
     return isOurs(file.number()) && fcntl(file.number(), F_OFD_GETLK, &lock) == 0 &&
            lock.l_type != F_UNLCK;
@@ -201,7 +190,8 @@ private:
     bool openPassingGate() {
         const Clock::time_point deadline = Clock::now() + kPatience;
         do {
-            file_ = shm_open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, kSameUser);
+            file_ = uninterrupted(
+                [&] { return shm_open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, kSameUser); });
             if (file_ < 0) {
                 return false;
             }
@@ -220,7 +210,8 @@ private:
 
     // The pages are asked for now: later their lack would end the process.
     bool makeZeros(std::uint64_t size) const {
-        return ftruncate(file_, 0) == 0 && posix_fallocate(file_, 0, static_cast<off_t>(size)) == 0;
+        return uninterrupted([&] { return ftruncate(file_, 0); }) == 0 &&
+               reserveRoom(file_, static_cast<off_t>(size)) == 0;
     }
 
     bool map() {
@@ -275,6 +266,11 @@ struct SharedMutex {
     }
 };
 
+void removeDeadSharedMemory() {
+    removeDead(kMemoryPrefix);
+    removeDead(kMutexPrefix);
+}
+
 SharedMemory* openSharedMemory(const char* name, std::uint32_t size, void*) {
     auto shared = std::make_unique<SharedMemory>();
     bool isNew = false;
@@ -283,10 +279,7 @@ SharedMemory* openSharedMemory(const char* name, std::uint32_t size, void*) {
             pathOf(kMemoryPrefix, name), size, [](void*) { return true; }, isNew)) {
         return nullptr;
     }
-    if (isNew) {
-        removeDead(kMemoryPrefix);
-        removeDead(kMutexPrefix);
-    }
+    removeDeadSharedMemory();
     return shared.release();
 }
 
@@ -307,6 +300,7 @@ bool sharedMemoryExists(const char* name) {
 }
 
 void listSharedMemory(void (*callback)(void* context, const char* name), void* context) {
+    removeDeadSharedMemory();
     forEachObject(kMemoryPrefix, [&](const std::string& name) {
         if (hasLife(pathOf({}, name))) {
             callback(context, name.c_str() + kMemoryPrefix.size());

@@ -162,11 +162,8 @@ Replacement replaceByNewFile(const Target& target, std::string_view bytes) {
 // Makes sure that there is room for all that is to be written. 0 is success; a file system that
 // cannot say is taken at its word.
 int makeRoom(int file, std::size_t size) {
-    int error = EINTR;
-    while (size != 0 && error == EINTR) {
-        error = posix_fallocate(file, 0, static_cast<off_t>(size));
-    }
-    return size == 0 || error == EOPNOTSUPP || error == EINVAL ? 0 : error;
+    const int error = reserveRoom(file, static_cast<off_t>(size));
+    return error == EOPNOTSUPP || error == EINVAL ? 0 : error;
 }
 
 bool truncate(int file, off_t size) {
