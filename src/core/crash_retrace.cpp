@@ -222,33 +222,41 @@ bool Retrace::writeFound(const core::FrameLine& frame, const Position& position,
     return true;
 }
 
-// Nothing if it cannot be read.
-std::optional<std::string> readReport(const std::string& path) {
-    platform::SystemError error = 0;
-    const platform::FileHandle file =
-        platform::openFile(path.c_str(), platform::FileAccess::read, error);
-    if (file == platform::kNoFile) {
-        return std::nullopt;
-    }
-    std::optional<std::string> text;
-    std::int64_t size = 0;
-    if (platform::sizeFile(file, size) == 0 && size <= kLargestReport) {
-        std::string content(static_cast<std::size_t>(size), '\0');
-        content.resize(platform::readFile(file, content.data(), content.size(), error));
-        if (error == 0) {
-            text = std::move(content);
+class ReportReader {
+public:
+    explicit ReportReader(const std::string& path)
+        : file_(platform::openFile(path.c_str(), platform::FileAccess::read, error_)) {}
+    ~ReportReader() {
+        if (file_ != platform::kNoFile) {
+            platform::closeFile(file_);
         }
     }
-    platform::closeFile(file);
-    return text;
-}
+    ReportReader(const ReportReader&) = delete;
+    ReportReader& operator=(const ReportReader&) = delete;
+
+    // Nothing if it cannot be read.
+    std::optional<std::string> text() {
+        std::int64_t size = 0;
+        if (file_ == platform::kNoFile || platform::sizeFile(file_, size) != 0 ||
+            size > kLargestReport) {
+            return std::nullopt;
+        }
+        std::string text(static_cast<std::size_t>(size), '\0');
+        text.resize(platform::readFile(file_, text.data(), text.size(), error_));
+        return error_ == 0 ? std::optional(std::move(text)) : std::nullopt;
+    }
+
+private:
+    platform::SystemError error_ = 0;
+    platform::FileHandle file_;
+};
 
 bool retraceReport(const std::string& path) {
     const std::string copyPath = path + std::string(kCopyEnding);
     if (platform::pathKind(copyPath.c_str()) != platform::PathKind::missing) {
         return false;
     }
-    const std::optional<std::string> report = readReport(path);
+    const std::optional<std::string> report = ReportReader(path).text();
     return report && platform::replaceContents(copyPath.c_str(), Retrace(*report).copy());
 }
 

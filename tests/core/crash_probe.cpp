@@ -167,6 +167,9 @@ int main(int argc, char** argv) {
     if (where == "put_back") {
         bt_init(nullptr);
     }
+    if (where == "without_descriptors") {
+        useUpDescriptors();
+    }
     if (where == "finished") {
         bt_fini();
     }

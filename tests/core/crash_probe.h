@@ -22,3 +22,6 @@ Restore replaceHandler();
 // Has function(argument) called by a thread that the library knows nothing of, with as little room
 // for handlers as the system allows.
 void runInForeignThread(void* (*function)(void*), void* argument);
+
+// Opens files until the system refuses, where it does.
+void useUpDescriptors();

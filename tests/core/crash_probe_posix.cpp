@@ -73,3 +73,10 @@ void runInForeignThread(void* (*function)(void*), void* argument) {
     pthread_create(&thread, nullptr, runWithSmallStackForHandlers, &call);
     pthread_join(thread, nullptr);
 }
+
+void useUpDescriptors() {
+    const rlimit few{100, 100};
+    setrlimit(RLIMIT_NOFILE, &few);
+    while (open("/dev/null", O_RDONLY) >= 0) {
+    }
+}

@@ -62,3 +62,5 @@ void runInForeignThread(void* (*function)(void*), void* argument) {
     Call call{function, argument};
     WaitForSingleObject(CreateThread(nullptr, 0, run, &call, 0, nullptr), INFINITE);
 }
+
+void useUpDescriptors() {}

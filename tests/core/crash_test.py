@@ -235,6 +235,9 @@ class CrashTest(unittest.TestCase):
     def test_overflow_of_the_main_thread_ends_the_process(self):
         self.assertNotIn(self.run_probe("overflow").returncode, (0, 2))
 
+    def test_report_when_descriptors_have_run_out(self):
+        self.check_frames(self.crash("null", "without_descriptors")[3:], "dieOfNull")
+
     def count_reports(self):
         return sum(path.read_text().count("# ------") for path in self.folder.glob("*.crash"))
 

@@ -2,8 +2,10 @@
 
 #include "platform/fault_stack.h"
 #include "platform/posix/fault_of.h"
+#include "platform/posix/mappings.h"
 #include "platform/posix/report_deadline.h"
 #include "platform/posix/report_stack.h"
+#include "platform/posix/spare_descriptors.h"
 #include "platform/report_turn.h"
 
 #include <sys/syscall.h>
@@ -29,6 +31,7 @@ constinit Hook hooks[] = {{SIGSEGV, {}}, {SIGBUS, {}},  {SIGFPE, {}}, {SIGILL, {
                           {SIGTRAP, {}}, {SIGABRT, {}}, {SIGSYS, {}}};
 constinit std::atomic<FaultFunction> faultFunction{nullptr};
 constinit ReportTurn turn;
+constinit SpareDescriptors spare;
 sigjmp_buf wayOut; // of a report that meets a fault itself, or has taken too long
 
 struct Received {
@@ -42,9 +45,12 @@ void report(void* given) {
     const FaultFunction function = faultFunction.load();
     ReportDeadline deadline;
     deadline.start();
+    spare.release();
+    forgetMappings();
     if (sigsetjmp(wayOut, 1) == 0 && function != nullptr) {
         function(faultOf(*received.info, received.registers));
     }
+    spare.hold();
     deadline.stop();
 }
 
@@ -151,6 +157,7 @@ void remember(Hook& hook) {
 AnyFunction installFaultFunction(FaultFunction function) {
     keepStackForFaults();
     ReportStack::prepare();
+    spare.hold();
     faultFunction.store(function);
     struct sigaction action {};
     action.sa_sigaction = onSignal;
@@ -173,6 +180,7 @@ void removeFaultFunction() {
     for (const Hook& hook : hooks) {
         sigaction(hook.signal, &hook.previous, nullptr);
     }
+    spare.release();
 }
 
 bool faultText(std::uint32_t, char*, std::size_t) {

@@ -95,9 +95,8 @@ struct Entry {
     std::uintptr_t offset;
 };
 
-} // namespace
-
-bool findMapping(std::uintptr_t address, Mapping& mapping) {
+bool readMapping(std::uintptr_t address, Mapping& mapping) {
+    mapping = {};
     LineReader maps("/proc/self/maps");
     char line[sizeof mapping.path + 80] = "";
     while (maps.next(line, sizeof line)) {
@@ -110,11 +109,36 @@ bool findMapping(std::uintptr_t address, Mapping& mapping) {
             mapping.base = entry.offset == 0 ? entry.begin : 0;
         }
         if (address - entry.begin < entry.end - entry.begin) {
+            mapping.begin = entry.begin;
+            mapping.end = entry.end;
             return true;
         }
     }
-    mapping = {};
     return false;
+}
+
+// Enough for the modules on any stack. Pages that are not used cost nothing.
+constexpr std::size_t kMostKnown = 256;
+constinit Mapping known[kMostKnown] = {};
+constinit std::size_t knownCount = 0;
+
+} // namespace
+
+const Mapping* findMapping(std::uintptr_t address) {
+    for (std::size_t i = 0; i < knownCount; ++i) {
+        if (address - known[i].begin < known[i].end - known[i].begin) {
+            return &known[i];
+        }
+    }
+    knownCount = knownCount < kMostKnown ? knownCount : 0;
+    if (!readMapping(address, known[knownCount])) {
+        return nullptr;
+    }
+    return &known[knownCount++];
+}
+
+void forgetMappings() {
+    knownCount = 0;
 }
 
 } // namespace platform

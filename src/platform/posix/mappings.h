@@ -7,12 +7,18 @@
 namespace platform {
 
 struct Mapping {
+    std::uintptr_t begin = 0;
+    std::uintptr_t end = 0;
     std::uintptr_t base = 0; // where the file's first byte is mapped; 0 if it is not
     char path[1024] = "";    // or "[stack]" and the like; empty if nobody gave it a name
 };
 
-// False if nothing is mapped at the address. Safe in a signal handler: it asks the kernel, and not
-// the loader, whose lock a crashed thread may hold.
-bool findMapping(std::uintptr_t address, Mapping& mapping);
+// Null if nothing is mapped at the address; else valid until the next call. Safe in a signal
+// handler: it asks the kernel, and not the loader, whose lock a crashed thread may hold. Remembers
+// what it found, because the kernel lists all mappings each time. For one thread at a time.
+const Mapping* findMapping(std::uintptr_t address);
+
+// For the next report: what is mapped where may have changed.
+void forgetMappings();
 
 } // namespace platform

@@ -186,16 +186,16 @@ void startSymbols() {
 
 void findModule(std::uintptr_t address, ModulePlace& place) {
     place = {};
-    Mapping mapping;
-    if (!findMapping(address, mapping)) {
+    const Mapping* mapping = findMapping(address);
+    if (mapping == nullptr) {
         return;
     }
-    static_assert(sizeof place.module == sizeof mapping.path);
-    std::memcpy(place.module, mapping.path, sizeof place.module);
-    const ElfFile file(mapping.path);
-    if (mapping.base != 0 && file.isOpen() &&
-        file.beginsLike(reinterpret_cast<const void*>(mapping.base))) {
-        place.section = file.sectionAt(address - mapping.base + file.loadAddress(), place.offset);
+    static_assert(sizeof place.module == sizeof mapping->path);
+    std::memcpy(place.module, mapping->path, sizeof place.module);
+    const ElfFile file(mapping->path);
+    if (mapping->base != 0 && file.isOpen() &&
+        file.beginsLike(reinterpret_cast<const void*>(mapping->base))) {
+        place.section = file.sectionAt(address - mapping->base + file.loadAddress(), place.offset);
     }
 }
 

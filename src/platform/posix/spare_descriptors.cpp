@@ -1,0 +1,41 @@
+#include "platform/posix/spare_descriptors.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace platform {
+
+// All of one empty file in memory, whose number nobody else's has.
+void SpareDescriptors::hold() {
+    if (isMine(files_[0])) {
+        return;
+    }
+    files_[0] = memfd_create("spare", MFD_CLOEXEC);
+    struct stat status {};
+    if (files_[0] < 0 || fstat(files_[0], &status) != 0) {
+        return;
+    }
+    id_ = status.st_ino;
+    for (int i = 1; i < kCount; ++i) {
+        files_[i] = fcntl(files_[0], F_DUPFD_CLOEXEC, 0);
+    }
+}
+
+void SpareDescriptors::release() {
+    for (int& file : files_) {
+        if (isMine(file)) {
+            close(file);
+        }
+        file = -1;
+    }
+}
+
+bool SpareDescriptors::isMine(int file) const {
+    struct stat status {};
+    return file >= 0 && fstat(file, &status) == 0 && status.st_ino == id_ &&
+           S_ISREG(status.st_mode) && status.st_nlink == 0;
+}
+
+} // namespace platform
