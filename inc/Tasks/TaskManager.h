@@ -16,7 +16,14 @@
  * and what a callback did is visible to the next one of its queue. A null function is not added.
  *
  * A callback on a worker must not throw: the process would end. An exception of a main-thread task
- * reaches whoever runs it. No function here reports an error.
+ * reaches whoever runs it; otherwise no function here throws or reports an error. A callback for
+ * which there is no memory is not added, and one line in the log says so. What else is running is
+ * not affected.
+ *
+ * Threads that the system does not give: when a worker cannot be started, plain threads take the
+ * place of oneTBB's, as many as are needed, and end when there is nothing to do. If there are none
+ * of these to be had either, callbacks wait, one line in the log says so, and each later call of a
+ * function that adds, waits or runs main-thread tasks tries again.
  *
  * Life cycle: the first call of any function starts the manager and keeps the library loaded until
  * the process ends, because its workers run the library's code. Callbacks that have not begun when
@@ -43,7 +50,8 @@ QZ_API void QZ_add_task(void* argument, QZ_task_function function);
 
 /* Returns the identifier of the serial queue of that name, which is made if there is none: 0, 1, 2
  * and so on, in the order of making. Names are compared byte by byte; a null name is the empty one.
- * A queue lives as long as the process. */
+ * A queue lives as long as the process. Without memory for one, the result is ~(size_t)0, which is
+ * no queue's, and one line in the log says so. */
 QZ_API size_t QZ_create_serial_queue(const char* name);
 
 /* Adds function(argument) to the end of a queue and returns at once. Like the other functions, does

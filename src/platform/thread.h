@@ -18,7 +18,10 @@ bool startThread(Thread& thread, ThreadEntry entry, void* argument);
 // Waits until the thread has ended and gives back what the system keeps of it.
 void joinThread(Thread thread);
 
-// The same for a thread that is at its end but may be held up by the loader's lock, which the
+// Instead of joinThread: the system gives it back when the thread ends.
+void detachThread(Thread thread);
+
+// joinThread for a thread that is at its end but may be held up by the loader's lock, which the
 // caller holds: waits for a tenth of a second at most.
 void joinEndingThread(Thread thread);
 

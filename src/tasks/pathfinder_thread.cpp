@@ -4,6 +4,7 @@
 #include "platform/thread.h"
 
 #include <mutex>
+#include <new>
 
 struct PathfinderThread::Worker {
     platform::Thread native;
@@ -12,8 +13,10 @@ struct PathfinderThread::Worker {
     platform::Semaphore queriesLeft; // one count a query, so that none is ever left waiting
 
     Worker() {
+        if (!queriesLeft.create(0)) {
+            throw std::bad_alloc();
+        }
         mutex.create();
-        queriesLeft.create(0);
     }
 };
 

@@ -1,6 +1,7 @@
 #include "tasks/queue_list.h"
 
 #include <algorithm>
+#include <new>
 #include <string>
 
 namespace tasks {
@@ -22,7 +23,13 @@ std::size_t QueueList::findOrMake(std::string_view name, Workers& workers) {
     if (const auto found = find(name, known, end)) {
         return *found;
     }
-    append(new SerialQueue(std::string(name), workers));
+    makeRoom(end + 1);
+    auto queue = std::make_unique<SerialQueue>(std::string(name), workers);
+    if (!workers.reserve()) {
+        throw std::bad_alloc();
+    }
+    table_.load(std::memory_order_relaxed)[end] = queue.release();
+    size_.store(end + 1, std::memory_order_release);
     return end;
 }
 
@@ -36,21 +43,15 @@ std::optional<std::size_t> QueueList::find(std::string_view name, std::size_t fr
     return std::nullopt;
 }
 
-void QueueList::append(SerialQueue* queue) {
-    const std::size_t size = this->size();
-    if (size == capacity_) {
-        grow();
+void QueueList::makeRoom(std::size_t count) {
+    if (count <= capacity_) {
+        return;
     }
-    table_.load(std::memory_order_relaxed)[size] = queue;
-    size_.store(size + 1, std::memory_order_release);
-}
-
-void QueueList::grow() {
     const std::size_t capacity = std::max(2 * capacity_, kFirstCapacity);
-    Table larger(new SerialQueue*[capacity]);
-    std::copy_n(table_.load(std::memory_order_relaxed), capacity_, larger.get());
-    table_.store(larger.get(), std::memory_order_release);
-    tables_.push_back(std::move(larger));
+    SerialQueue** const larger =
+        tables_.emplace_back(std::make_unique<SerialQueue*[]>(capacity)).get();
+    std::copy_n(table_.load(std::memory_order_relaxed), capacity_, larger);
+    table_.store(larger, std::memory_order_release);
     capacity_ = capacity;
 }
 

@@ -25,15 +25,15 @@ public:
 
     std::size_t size() const { return size_.load(std::memory_order_acquire); }
 
-    // The number of the queue of that name; makes the queue if there is none.
+    // The number of the queue of that name; makes the queue if there is none. Throws std::bad_alloc
+    // when there is no memory for one, and has changed nothing then.
     std::size_t findOrMake(std::string_view name, Workers& workers);
 
 private:
     using Table = std::unique_ptr<SerialQueue*[]>;
 
     std::optional<std::size_t> find(std::string_view name, std::size_t from, std::size_t to) const;
-    void append(SerialQueue* queue);
-    void grow();
+    void makeRoom(std::size_t count);
 
     std::atomic<std::size_t> size_{0}; // publishes an entry, and a table that has room for it
     std::atomic<SerialQueue**> table_{nullptr}; // the newest may be seen before the size is

@@ -19,27 +19,26 @@ constexpr int kMostCallbacksATurn = 64;
 SerialQueue::SerialQueue(std::string name, Workers& workers)
     : name_(std::move(name)), workers_(workers) {}
 
-void SerialQueue::add(Task task) {
+bool SerialQueue::add(Task task) {
     if (workers_.isStopped()) {
-        return;
+        return true;
     }
     {
         const Lock lock(mutex_);
         if (hasTurn_) {
-            pending_.push_back(task);
-            return;
+            return pending_.push(task);
         }
         hasTurn_ = true;
         current_ = task;
     }
-    workers_.add({this, takeTurn});
+    workers_.addReserved({this, takeTurn});
+    return true;
 }
 
 // The turn's batch is not for others to touch; the turn drops it when it sees the new epoch.
 void SerialQueue::clear() {
-    std::deque<Task> discarded;
     const Lock lock(mutex_);
-    pending_.swap(discarded);
+    pending_.clear();
     epoch_.fetch_add(1, std::memory_order_relaxed);
 }
 
@@ -67,7 +66,7 @@ void SerialQueue::takeTurn() {
         }
     }
     measureTurn(QZ_get_ticks() - begin);
-    workers_.add({this, takeTurn});
+    workers_.addReserved({this, takeTurn});
 }
 
 // As many callbacks next time as would have filled the time this time.
@@ -85,8 +84,7 @@ bool SerialQueue::advance() {
             return false;
         }
     }
-    current_ = batch_.front();
-    batch_.pop_front();
+    current_ = batch_.pop();
     batchLeft_.store(batch_.size(), std::memory_order_relaxed);
     return true;
 }

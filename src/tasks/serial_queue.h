@@ -1,14 +1,13 @@
 // A queue whose callbacks run one after another.
 #pragma once
 
-#include "tasks/task.h"
+#include "tasks/task_ring.h"
 #include "tasks/workers.h"
 
 #include <oneapi/tbb/spin_mutex.h>
 
 #include <atomic>
 #include <cstdint>
-#include <deque>
 #include <string>
 #include <string_view>
 
@@ -24,11 +23,13 @@ namespace tasks {
 // only once a batch.
 class SerialQueue {
 public:
+    // The workers keep room for its turn: see Workers::reserve.
     SerialQueue(std::string name, Workers& workers);
 
     std::string_view name() const { return name_; }
 
-    void add(Task task);
+    // False if there is no memory for it.
+    bool add(Task task);
     void clear();
     bool hasPending();
     bool isIdle();
@@ -49,12 +50,12 @@ private:
 
     alignas(64) tbb::spin_mutex mutex_;
     bool hasTurn_ = false;
-    std::deque<Task> pending_;
+    TaskRing pending_;
     std::uint32_t batchEpoch_ = 0; // the epoch at which the batch was taken
 
     // The turn's own, but for what others may look at.
     alignas(64) Task current_;
-    std::deque<Task> batch_;
+    TaskRing batch_;
     int callbacksATurn_ = 1; // until it is known how long they take
     std::atomic<std::size_t> batchLeft_{0};
     std::atomic<std::uint32_t> epoch_{0}; // how often the queue was cleared

@@ -1,10 +1,13 @@
 #include "tasks/task_manager.h"
 
+#define QZ_LOG_NO_SHORT_NAMES
 #include "Core/Clock.h"
+#include "Core/Log.h"
 #include "Tasks/TaskManager.h"
 #include "platform/library.h"
 #include "platform/thread.h"
 #include "tasks/queue_list.h"
+#include "tasks/task_ring.h"
 #include "tasks/workers.h"
 
 #include <oneapi/tbb/spin_mutex.h>
@@ -14,7 +17,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <deque>
+#include <new>
 #include <string_view>
 
 namespace {
@@ -26,12 +29,13 @@ using tasks::Workers;
 constexpr std::chrono::milliseconds kPoll{100};
 constexpr std::chrono::milliseconds kLongestWaitAtExit{2000};
 constexpr double kUntilEmpty = 1000000.0;
+constexpr std::size_t kNoQueue = ~std::size_t{0};
 
 class TaskManager {
 public:
     explicit TaskManager(bool isStopped) : workers_(isStopped) {}
 
-    void addTask(Task task) { workers_.add(task); }
+    bool addTask(Task task) { return workers_.add(task); }
 
     std::size_t createSerialQueue(std::string_view name) {
         return queues_.findOrMake(name, workers_);
@@ -40,7 +44,7 @@ public:
     void wait(SerialQueue& queue);
     void waitForAllSerialQueues();
 
-    void addMainThreadTask(Task task);
+    bool addMainThreadTask(Task task);
     void runMainThreadTasks(double seconds);
 
     bool stop(std::chrono::milliseconds limit);
@@ -56,11 +60,12 @@ private:
     tasks::QueueList queues_;
 
     tbb::spin_mutex mainThreadMutex_;
-    std::deque<Task> mainThreadTasks_;
+    tasks::TaskRing mainThreadTasks_;
 };
 
 void TaskManager::wait(SerialQueue& queue) {
     while (!workers_.isStopped() && !queue.isIdle()) {
+        workers_.retry();
         platform::sleepFor(kPoll);
     }
 }
@@ -83,11 +88,9 @@ void TaskManager::waitForAllSerialQueues() {
     runMainThreadTasks(kUntilEmpty);
 }
 
-void TaskManager::addMainThreadTask(Task task) {
+bool TaskManager::addMainThreadTask(Task task) {
     const Lock lock(mainThreadMutex_);
-    if (!workers_.isStopped()) {
-        mainThreadTasks_.push_back(task);
-    }
+    return workers_.isStopped() || mainThreadTasks_.push(task);
 }
 
 bool TaskManager::takeMainThreadTask(Task& task) {
@@ -95,14 +98,14 @@ bool TaskManager::takeMainThreadTask(Task& task) {
     if (mainThreadTasks_.empty()) {
         return false;
     }
-    task = mainThreadTasks_.front();
-    mainThreadTasks_.pop_front();
+    task = mainThreadTasks_.pop();
     return true;
 }
 
 // Not "longer than the budget": where the clock is coarse, a task may take no time at all, and with
 // a budget of nothing another one would run.
 void TaskManager::runMainThreadTasks(double seconds) {
+    workers_.retry();
     const double start = QZ_get_time();
     Task task;
     while (takeMainThreadTask(task)) {
@@ -137,17 +140,24 @@ void stopAtExit() {
     }
 }
 
+// Never destroyed: there is no moment at which nobody may call it any more.
 TaskManager* makeManager() {
+    alignas(TaskManager) static std::byte storage[sizeof(TaskManager)];
     platform::keepLibraryLoaded();
-    existing = new TaskManager(processIsEnding);
+    existing = new (storage) TaskManager(processIsEnding);
     platform::onExit(stopAtExit);
     return existing;
 }
 
-// Never deleted: there is no moment at which nobody may call it any more.
 TaskManager& manager() {
     static TaskManager& made = *makeManager();
     return made;
+}
+
+void reportIfLost(bool isAdded) {
+    if (!isAdded) {
+        qz_log("QZCORE", QZ_LOG_ERROR, "No memory for a task: it was not added.");
+    }
 }
 
 std::chrono::milliseconds toMilliseconds(double seconds) {
@@ -167,18 +177,23 @@ void tasks::discardAtExit() {
 
 void QZ_add_task(void* argument, QZ_task_function function) {
     if (function != nullptr) {
-        manager().addTask({argument, function});
+        reportIfLost(manager().addTask({argument, function}));
     }
 }
 
 size_t QZ_create_serial_queue(const char* name) {
-    return manager().createSerialQueue(name != nullptr ? name : "");
+    try {
+        return manager().createSerialQueue(name != nullptr ? name : "");
+    } catch (const std::bad_alloc&) {
+        qz_log("QZCORE", QZ_LOG_ERROR, "No memory for a serial queue: it was not made.");
+        return kNoQueue;
+    }
 }
 
 void QZ_add_serial_queue_task(size_t queue, void* argument, QZ_task_function function) {
     SerialQueue* const found = manager().serialQueue(queue);
     if (found != nullptr && function != nullptr) {
-        found->add({argument, function});
+        reportIfLost(found->add({argument, function}));
     }
 }
 
@@ -200,7 +215,7 @@ void QZ_wait_all_serial_queues(void) {
 
 void QZ_add_main_thread_task(void* argument, QZ_task_function function) {
     if (function != nullptr) {
-        manager().addMainThreadTask({argument, function});
+        reportIfLost(manager().addMainThreadTask({argument, function}));
     }
 }
 

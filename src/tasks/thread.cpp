@@ -11,7 +11,6 @@ struct Sync::Thread::Worker {
     // The system's own wait for a thread knows no time limit everywhere.
     platform::Semaphore finished;
 
-    Worker() { finished.create(0); }
     ~Worker() { finished.destroy(); }
 };
 
@@ -26,7 +25,7 @@ void Thread::start(Task* task) {
         return;
     }
     std::unique_ptr<Worker> worker(new (std::nothrow) Worker);
-    if (!worker) {
+    if (!worker || !worker->finished.create(0)) {
         return;
     }
     task_ = task;

@@ -1,7 +1,11 @@
 #include "tasks/workers.h"
 
+#define QZ_LOG_NO_SHORT_NAMES
+#include "Core/Log.h"
 #include "core/spin.h"
 #include "platform/thread.h"
+
+#include <utility>
 
 namespace tasks {
 
@@ -33,26 +37,63 @@ bool waitUntil(std::chrono::milliseconds limit, Condition isTrue) {
 
 } // namespace
 
-Workers::Workers(bool isStopped)
-    : scheduler_(isStopped ? nullptr : new Scheduler), isStopped_(isStopped) {}
+Workers::Workers(bool isStopped) : isStopped_(isStopped) {
+    if (!isStopped) {
+        scheduler_.emplace();
+    }
+}
 
 bool Workers::isCalledByTask() {
     return drainersHere != 0;
 }
 
-void Workers::add(Task task) {
+bool Workers::reserve() {
+    const Lock lock(mutex_);
+    const bool isRoom = tasks_.reserve(tasks_.size() + reserved_ + 1);
+    reserved_ += isRoom ? 1 : 0;
+    return isRoom;
+}
+
+bool Workers::add(Task task) {
+    return push(task, Room::any);
+}
+
+void Workers::addReserved(Task task) {
+    push(task, Room::reserved);
+}
+
+bool Workers::push(Task task, Room room) {
     bool isNeeded = false;
     {
         const Lock lock(mutex_);
         if (isStopped()) {
-            return;
+            return true;
         }
-        tasks_.push_back(task);
+        const std::size_t toLeave = room == Room::any ? reserved_ : 0;
+        if (!tasks_.reserve(tasks_.size() + 1 + toLeave)) {
+            return false;
+        }
+        tasks_.push(task);
         hasTasks_.store(true, std::memory_order_relaxed);
         isNeeded = countDrainerIfNeeded();
     }
     if (isNeeded) {
-        enqueueDrainer();
+        callDrainer();
+    }
+    return true;
+}
+
+void Workers::retry() {
+    if (!hasTasks_.load(std::memory_order_relaxed)) {
+        return;
+    }
+    bool isNeeded = false;
+    {
+        const Lock lock(mutex_);
+        isNeeded = countDrainerIfNeeded();
+    }
+    if (isNeeded) {
+        callDrainer();
     }
 }
 
@@ -62,15 +103,55 @@ bool Workers::countDrainerIfNeeded() {
         return false;
     }
     ++drainers_;
-    ++looking_;
-    ++enqueuing_;
+    countAsAwaited();
     return true;
 }
 
-void Workers::enqueueDrainer() {
-    scheduler_->enqueue(drain, this);
+void Workers::countAsAwaited() {
+    ++looking_;
+    ++awaited_;
+    ++calling_;
+}
+
+// False if oneTBB does not run it.
+bool Workers::callDrainer() {
+    const bool isCalled = scheduler_->enqueue(drain, this);
+    if (!isCalled) {
+        callSpareDrainers();
+    }
     const Lock lock(mutex_);
-    --enqueuing_;
+    --calling_;
+    return isCalled;
+}
+
+// For all that are awaited: with a worker oneTBB may have lost what it was given before.
+void Workers::callSpareDrainers() {
+    unsigned left = 0;
+    {
+        const Lock lock(mutex_);
+        left = awaited_;
+    }
+    for (; left > 0; --left) {
+        if (!spareThreads_.start()) {
+            giveDrainerUp();
+        }
+    }
+}
+
+void Workers::giveDrainerUp() {
+    {
+        const Lock lock(mutex_);
+        if (awaited_ == 0) {
+            return;
+        }
+        --awaited_;
+        --looking_;
+        --drainers_;
+        if (std::exchange(isShortage_, true)) {
+            return;
+        }
+    }
+    qz_log("QZCORE", QZ_LOG_ERROR, "No thread can be started for tasks: they wait.");
 }
 
 void Workers::drain(void* self) {
@@ -78,22 +159,44 @@ void Workers::drain(void* self) {
 }
 
 void Workers::drain() {
-    {
-        const Lock lock(mutex_);
-        ++inside_;
+    while (enter()) {
+        ++drainersHere;
+        const bool isTurnOver = drainForATurn();
+        const bool hasLeft = !isTurnOver || goBehindOthers();
+        --drainersHere;
+        if (hasLeft) {
+            return;
+        }
     }
-    ++drainersHere;
+}
+
+// In the place of one that is awaited; where none is, only if there is something to do.
+bool Workers::enter() {
+    const Lock lock(mutex_);
+    if (awaited_ != 0) {
+        --awaited_;
+    } else if (!tasks_.empty() && drainers_ != mostDrainers_) {
+        ++drainers_;
+        ++looking_;
+    } else {
+        return false;
+    }
+    ++inside_;
+    isShortage_ = false;
+    return true;
+}
+
+// True when it was a turn's worth; false when the drainer has left.
+bool Workers::drainForATurn() {
     Task task;
     auto activity = Activity::looking;
-    int left = kTasksATurn;
-    while (left > 0 && next(task, activity)) {
+    for (int left = kTasksATurn; left > 0; --left) {
+        if (!next(task, activity)) {
+            return false;
+        }
         task.run();
-        --left;
     }
-    if (left == 0) {
-        goBehindOthers();
-    }
-    --drainersHere;
+    return true;
 }
 
 // False when the drainer has left.
@@ -110,7 +213,7 @@ bool Workers::next(Task& task, Activity& activity) {
             }
         }
         if (isNeeded) {
-            enqueueDrainer();
+            callDrainer();
         }
         if (isFound) {
             return true;
@@ -123,8 +226,7 @@ bool Workers::take(Task& task, Activity& activity) {
     if (tasks_.empty()) {
         return false;
     }
-    task = tasks_.front();
-    tasks_.pop_front();
+    task = tasks_.pop();
     hasTasks_.store(!tasks_.empty(), std::memory_order_relaxed);
     if (activity == Activity::looking) {
         activity = Activity::running;
@@ -157,27 +259,26 @@ void Workers::lookAround() const {
     }
 }
 
-// Waiting for a worker again it counts as looking.
-void Workers::goBehindOthers() {
+// Awaited again it counts as looking. False if there are no others to go behind; then it enters
+// again.
+bool Workers::goBehindOthers() {
     {
         const Lock lock(mutex_);
         --inside_;
         if (isStopped()) {
             --drainers_;
-            return;
+            return true;
         }
-        ++looking_;
-        ++enqueuing_;
+        countAsAwaited();
     }
-    enqueueDrainer();
+    return callDrainer();
 }
 
 bool Workers::stop(std::chrono::milliseconds limit) {
-    std::deque<Task> discarded;
     {
         const Lock lock(mutex_);
         isStopped_.store(true, std::memory_order_release);
-        tasks_.swap(discarded);
+        tasks_.clear();
         hasTasks_.store(false, std::memory_order_relaxed);
     }
     return waitUntil(limit, [this] { return tasksHaveEnded(); });
@@ -187,20 +288,24 @@ bool Workers::close(std::chrono::milliseconds limit) {
     if (!waitUntil(limit, [this] { return drainersHaveEnded(); })) {
         return false;
     }
-    std::unique_ptr<Scheduler> closed;
-    const Lock lock(mutex_);
-    closed.swap(scheduler_);
+    {
+        const Lock lock(mutex_);
+        if (std::exchange(isClosed_, true)) {
+            return true;
+        }
+    }
+    scheduler_.reset();
     return true;
 }
 
 bool Workers::tasksHaveEnded() {
     const Lock lock(mutex_);
-    return inside_ <= drainersHere && enqueuing_ == 0;
+    return inside_ <= drainersHere && calling_ == 0;
 }
 
 bool Workers::drainersHaveEnded() {
     const Lock lock(mutex_);
-    return drainers_ == 0 && enqueuing_ == 0;
+    return drainers_ == 0 && calling_ == 0 && spareThreads_.haveEnded();
 }
 
 } // namespace tasks

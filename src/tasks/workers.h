@@ -2,14 +2,15 @@
 #pragma once
 
 #include "tasks/scheduler.h"
-#include "tasks/task.h"
+#include "tasks/spare_threads.h"
+#include "tasks/task_ring.h"
 
 #include <oneapi/tbb/spin_mutex.h>
 
 #include <atomic>
 #include <chrono>
-#include <deque>
-#include <memory>
+#include <cstddef>
+#include <optional>
 
 namespace tasks {
 
@@ -21,12 +22,25 @@ namespace tasks {
 // As long as a task waits, a drainer is on the look-out for one, or every worker has a drainer: so
 // a task that blocks never keeps another one waiting while there is a worker left. Whoever makes
 // the queue non-empty, and whichever drainer turns from looking to running, sees to that.
+//
+// A drainer is counted before somebody is asked to run it. All are alike: whoever comes to drain
+// takes the place of any that is waited for. So if asking fails, and nobody knows whether oneTBB
+// will call all the same, one that is waited for is taken off the count, and one too many does no
+// harm.
 class Workers {
 public:
     // Stopped from the start if there is to be nothing to run on.
     explicit Workers(bool isStopped);
 
-    void add(Task task);
+    // False if there is no memory for it.
+    bool add(Task task);
+
+    // Keeps room for one more task that waits at a time, which addReserved then adds without fail.
+    bool reserve();
+    void addReserved(Task task);
+
+    // If tasks wait because no thread could be started, tries again.
+    void retry();
 
     // Discards what waits and lets nothing begin any more; then waits for the tasks that run, the
     // caller's own excepted. False if one is still running when the time is over.
@@ -44,31 +58,45 @@ private:
     enum class Activity { looking, running };
     using Lock = tbb::spin_mutex::scoped_lock;
 
+    enum class Room { any, reserved };
+
+    bool push(Task task, Room room);
+
     static void drain(void* self);
 
     void drain();
+    bool enter();
+    bool drainForATurn();
     bool next(Task& task, Activity& activity);
     bool take(Task& task, Activity& activity);
     bool stayToLook(Activity& activity);
     void lookAround() const;
-    void goBehindOthers();
+    bool goBehindOthers();
 
     bool countDrainerIfNeeded();
-    void enqueueDrainer();
+    void countAsAwaited();
+    bool callDrainer();
+    void callSpareDrainers();
+    void giveDrainerUp();
 
     bool tasksHaveEnded();
     bool drainersHaveEnded();
 
     const unsigned mostDrainers_ = Scheduler::workerCount();
-    std::unique_ptr<Scheduler> scheduler_;
+    std::optional<Scheduler> scheduler_;
+    SpareThreads spareThreads_{drain, this};
     std::atomic<bool> isStopped_; // changed under the lock
 
     alignas(64) tbb::spin_mutex mutex_; // of all below
-    std::deque<Task> tasks_;
-    unsigned drainers_ = 0;             // with those that still wait for a worker
-    unsigned looking_ = 0;              // of these, likewise with those
-    unsigned inside_ = 0;               // on a worker
-    unsigned enqueuing_ = 0;            // calls of the scheduler
+    TaskRing tasks_;
+    std::size_t reserved_ = 0;
+    unsigned drainers_ = 0; // with those that are awaited
+    unsigned looking_ = 0;  // of these, likewise with those
+    unsigned awaited_ = 0;  // asked for, not yet on a thread
+    unsigned inside_ = 0;   // on a thread
+    unsigned calling_ = 0;  // who are asking for one just now
+    bool isClosed_ = false;
+    bool isShortage_ = false;           // of threads, and reported
     std::atomic<bool> hasTasks_{false}; // for those who look without the lock
 };
 

@@ -61,6 +61,10 @@ void joinThread(Thread thread) {
     pthread_join(thread.native, nullptr);
 }
 
+void detachThread(Thread thread) {
+    pthread_detach(thread.native);
+}
+
 void joinEndingThread(Thread thread) {
     joinThread(thread); // threads end here without the loader
 }

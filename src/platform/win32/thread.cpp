@@ -55,6 +55,10 @@ void joinThread(Thread thread) {
     CloseHandle(handle);
 }
 
+void detachThread(Thread thread) {
+    CloseHandle(reinterpret_cast<HANDLE>(thread.native));
+}
+
 void joinEndingThread(Thread thread) {
     constexpr DWORD kLongestWait = 100;
     const auto handle = reinterpret_cast<HANDLE>(thread.native);

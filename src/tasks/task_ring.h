@@ -1,0 +1,78 @@
+// Tasks, first in first out.
+#pragma once
+
+#include "tasks/task.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstddef>
+#include <memory>
+#include <new>
+#include <utility>
+
+namespace tasks {
+
+// An array that grows, and keeps what it has grown to. Unlike a deque it takes no memory until the
+// first task comes, and tells when there is none instead of throwing.
+class TaskRing {
+public:
+    std::size_t size() const { return size_; }
+    bool empty() const { return size_ == 0; }
+
+    // Makes room for that many tasks in all; false if there is no memory for them.
+    bool reserve(std::size_t count) {
+        return count <= capacity_ || grow(std::bit_ceil(std::max(count, kFirstCapacity)));
+    }
+
+    bool push(Task task) {
+        if (!reserve(size_ + 1)) {
+            return false;
+        }
+        slot(size_) = task;
+        ++size_;
+        return true;
+    }
+
+    // Not for an empty ring.
+    Task pop() {
+        const Task oldest = slot(0);
+        first_ = (first_ + 1) & (capacity_ - 1);
+        --size_;
+        return oldest;
+    }
+
+    void clear() { size_ = 0; }
+
+    void swap(TaskRing& other) noexcept {
+        slots_.swap(other.slots_);
+        std::swap(capacity_, other.capacity_);
+        std::swap(first_, other.first_);
+        std::swap(size_, other.size_);
+    }
+
+private:
+    static constexpr std::size_t kFirstCapacity = 32;
+
+    Task& slot(std::size_t number) { return slots_[(first_ + number) & (capacity_ - 1)]; }
+
+    bool grow(std::size_t capacity) {
+        std::unique_ptr<Task[]> larger(new (std::nothrow) Task[capacity]);
+        if (!larger) {
+            return false;
+        }
+        for (std::size_t i = 0; i < size_; ++i) {
+            larger[i] = slot(i);
+        }
+        slots_ = std::move(larger);
+        capacity_ = capacity;
+        first_ = 0;
+        return true;
+    }
+
+    std::unique_ptr<Task[]> slots_;
+    std::size_t capacity_ = 0; // a power of two
+    std::size_t first_ = 0;
+    std::size_t size_ = 0;
+};
+
+} // namespace tasks

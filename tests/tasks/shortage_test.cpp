@@ -1,0 +1,158 @@
+// Threads that cannot be started, and memory that runs out.
+#include "Core/Threads.h"
+#include "Tasks/PathfinderThread.h"
+#include "Tasks/Sync.h"
+#include "Tasks/TaskManager.h"
+#include "support/failing_new.h"
+#include "support/failing_threads.h"
+#include "support/latch.h"
+#include "support/log_capture.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using namespace std::chrono_literals;
+using qz::test::FailingNew;
+using qz::test::FailingThreads;
+
+void count(void* counter) {
+    static_cast<std::atomic<int>*>(counter)->fetch_add(1);
+}
+
+void meet(void* latch) {
+    static_cast<Latch*>(latch)->arrive_and_wait();
+}
+
+bool reaches(const std::atomic<int>& counter, int value) {
+    for (int i = 0; i < 5000 && counter < value; ++i) {
+        std::this_thread::sleep_for(1ms);
+    }
+    return counter >= value;
+}
+
+class ThreadShortage : public testing::TestWithParam<int> {};
+
+// The first, the second and so on, of oneTBB's workers and then of those that take their place.
+TEST_P(ThreadShortage, OneThreadThatCannotBeStartedStopsNoTask) {
+    std::atomic<int> done{0};
+    const size_t queue = QZ_create_serial_queue("short");
+    {
+        const FailingThreads failing(GetParam(), 1);
+        QZ_add_task(&done, count);
+        QZ_add_serial_queue_task(queue, &done, count);
+    }
+    for (int i = 0; i < 1000; ++i) {
+        QZ_add_task(&done, count);
+    }
+    EXPECT_TRUE(reaches(done, 1002));
+    Latch meeting(2); // neither keeps the other one waiting
+    QZ_add_task(&meeting, meet);
+    QZ_add_serial_queue_task(queue, &meeting, meet);
+    QZ_wait_serial_queue(queue);
+    EXPECT_EQ(QZ_shutdown_tasks(10.0), 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(Tasks, ThreadShortage, testing::Range(0, 4));
+
+TEST(Shortage, TasksWaitUntilThereAreThreads) {
+    qz::test::LogCapture log;
+    std::atomic<int> done{0};
+    size_t queue = 0;
+    {
+        const FailingThreads failing(0, 1000000);
+        queue = QZ_create_serial_queue("waiting");
+        for (int i = 0; i < 3; ++i) {
+            QZ_add_task(&done, count);
+            QZ_add_serial_queue_task(queue, &done, count);
+        }
+        QZ_make_main_thread_task(0.0);
+        EXPECT_EQ(done, 0);
+    }
+    EXPECT_EQ(log.messages(),
+              (std::vector<std::string>{"No thread can be started for tasks: they wait."}));
+    QZ_wait_serial_queue(queue);
+    EXPECT_TRUE(reaches(done, 6));
+    EXPECT_EQ(QZ_shutdown_tasks(10.0), 1);
+}
+
+// Each allocation in turn: one that fails loses one task at most.
+TEST(Shortage, MemoryThatRunsOutLosesOneTask) {
+    qz::test::LogCapture log;
+    constexpr int kTasks = 200;
+    std::atomic<int> done{0};
+    size_t queue = 0;
+    const auto fill = [&](auto add) {
+        for (int i = 0; i < kTasks; ++i) {
+            add();
+        }
+    };
+    const auto fails = [&](int allocation, auto call) {
+        const FailingNew failing(allocation);
+        EXPECT_NO_THROW(call());
+        return failing.hasFailed();
+    };
+    fails(0, [&] { queue = QZ_create_serial_queue("made although oneTBB has failed"); });
+    EXPECT_EQ(queue, 0U);
+    bool isShort = true;
+    for (int allocation = 0; isShort; ++allocation) {
+        const std::string name = "a queue whose name takes memory " + std::to_string(allocation);
+        isShort = fails(allocation, [&] { queue = QZ_create_serial_queue(name.c_str()); });
+        EXPECT_EQ(queue == ~size_t{0}, isShort);
+        queue = QZ_create_serial_queue(name.c_str());
+
+        done = 0;
+        Latch added(1);
+        QZ_add_serial_queue_task(queue, &added, [](void* l) { static_cast<Latch*>(l)->wait(); });
+        const std::array lost{
+            fails(allocation,
+                  [&] { fill([&] { QZ_add_serial_queue_task(queue, &done, count); }); }),
+            fails(allocation, [&] { fill([&] { QZ_add_main_thread_task(&done, count); }); }),
+            fails(allocation, [&] { fill([&] { QZ_add_task(&done, count); }); }),
+        };
+        added.count_down();
+        QZ_wait_serial_queue(queue);
+        QZ_make_main_thread_task(1000.0);
+        const auto losses = static_cast<int>(std::ranges::count(lost, true));
+        EXPECT_TRUE(reaches(done, 3 * kTasks - losses)) << done << ", " << losses;
+        EXPECT_LE(done, 3 * kTasks);
+        isShort |= losses != 0;
+    }
+    const auto messages = log.messages();
+    for (const char* expected : {"No memory for a serial queue: it was not made.",
+                                 "No memory for a task: it was not added."}) {
+        EXPECT_NE(std::ranges::find(messages, expected), messages.end()) << expected;
+    }
+    EXPECT_EQ(QZ_shutdown_tasks(10.0), 1);
+}
+
+TEST(Shortage, ThreadsThatCannotBeStartedAreReported) {
+    struct Once : Sync::Thread::Task {
+        bool run(bool) override { return false; }
+    } task;
+    static std::atomic<int> done{0};
+    Sync::Thread thread;
+    {
+        const FailingThreads failing(0, 1000000);
+        EXPECT_EQ(QZ_thread_create([](void*) -> void* { return nullptr; }, nullptr, 0), nullptr);
+        EXPECT_EQ(errno, ENOMEM);
+        thread.start(&task);
+        EXPECT_FALSE(thread.isRunning());
+        PathfinderThread::instance()->addQuery(count, &done);
+    }
+    thread.start(&task);
+    EXPECT_TRUE(thread.isRunning());
+    PathfinderThread::instance()->addQuery(count, &done);
+    EXPECT_TRUE(reaches(done, 2));
+}
+
+} // namespace
