@@ -62,8 +62,9 @@ QZ_API RandomManager* globalRandomManager();
  * needed: it is there for static initialisers, too. */
 extern QZ_API Common::FactoryManager* registry;
 
-/* The same, for Common::Registrator: stores it in *out with a reference, which is the caller's. The
- * first call makes it, and is the library's own, on loading. */
+/* The same, for Common::Registrator: stores it in *out with a reference, which is the caller's, or
+ * null if there is no memory for it. The first call makes it, and is the library's own, on loading:
+ * there are two references then, that of the library and that of `registry`. */
 QZ_API void getRegistry(Common::FactoryManager** out);
 
 /* Allocates as new does. Besides it counts the bytes, and opens the file "memory.log" of the

@@ -30,9 +30,9 @@
 #include <new>
 #include <utility>
 
-lua_State* globalConfig = nullptr;
-Common::FactoryManager* Common::globalFactoryManager = nullptr;
-Mail::Server* globalMail = nullptr;
+constinit lua_State* globalConfig = nullptr;
+constinit Common::FactoryManager* Common::globalFactoryManager = nullptr;
+constinit Mail::Server* globalMail = nullptr;
 
 namespace {
 
@@ -41,8 +41,9 @@ constexpr char kAllocatorWatch[] = "STL allocator";
 constexpr std::uint32_t kDirectMailboxes = 256;
 constexpr double kMebibyte = 1024.0 * 1024.0;
 
-Mail::ServerImpl* mailServer = nullptr; // what globalMail is, unless the host has put another there
-bool attached = false;
+// What globalMail is, unless the host has put another there.
+constinit Mail::ServerImpl* mailServer = nullptr;
+constinit bool attached = false;
 
 constinit FPS_Controller fpsController;
 
@@ -61,8 +62,19 @@ size_t printAllocator(unsigned int, char* buffer, size_t size, void*) {
                                              static_cast<int>(activity.releases)));
 }
 
+// Null if there is no memory, for the object or for what it holds: a host that loads the library
+// must not end because of that.
+template<class Object, class... Arguments>
+Object* makeOrNull(Arguments... arguments) {
+    try {
+        return new Object(arguments...);
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
 void makeFactoryManager() {
-    Common::globalFactoryManager = new (std::nothrow) Common::FactoryManager;
+    Common::globalFactoryManager = makeOrNull<Common::FactoryManager>();
     if (Common::globalFactoryManager != nullptr) {
         Common::globalFactoryManager->addRef();
     }
@@ -75,7 +87,15 @@ void dropFactoryManager() {
     }
 }
 
+// What would be made by static initialisers if their order could be relied on.
+void initialiseStatics() {
+    common::makeRegistry();
+    common::openGlobalProfiler();
+    mail::openMemory();
+}
+
 void attach() {
+    initialiseStatics();
     // Numbers are printed and read with a point, whatever the user's locale.
     std::setlocale(LC_NUMERIC, "C");
     QZ_get_ticks();
@@ -89,7 +109,7 @@ void attach() {
     globalConfig = QZ_lua_open("Config");
     QZ_lua_openlibs(globalConfig);
     makeFactoryManager();
-    globalMail = mailServer = new (std::nothrow) Mail::ServerImpl(kDirectMailboxes);
+    globalMail = mailServer = makeOrNull<Mail::ServerImpl>(kDirectMailboxes);
     attached = true;
 }
 
@@ -124,7 +144,7 @@ void detachAtExit() {
 
 } // namespace
 
-FPS_Controller* globalFpsController = &fpsController;
+constinit FPS_Controller* globalFpsController = &fpsController;
 
 RandomManager* globalRandomManager() {
     static RandomManager& manager = core::untilUnload(new RandomManager);

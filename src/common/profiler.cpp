@@ -2,6 +2,7 @@
 
 #include "Core/Clock.h"
 #include "core/cut_text.h"
+#include "core/static_storage.h"
 
 #include <algorithm>
 #include <cstring>
@@ -46,15 +47,8 @@ void add(std::map<std::string, ProfiledUnit>& all, const ProfiledUnit& unit) {
     }
 }
 
-// Never destroyed: when a process ends, other threads may still be in a section.
-union NeverDestroyed {
-    constexpr NeverDestroyed() : profiler() {}
-    ~NeverDestroyed() {} // NOLINT(modernize-use-equals-default): it would be deleted
-
-    Common::Profiler profiler;
-};
-
-constinit NeverDestroyed theProfiler;
+// Not destroyed when a process ends: other threads may still be in a section.
+constinit core::StaticStorage<Common::Profiler> theProfiler{};
 
 } // namespace
 
@@ -123,14 +117,18 @@ std::uint32_t ProfiledThread::findOrAdd(const char* name) {
     return index;
 }
 
+void openGlobalProfiler() {
+    theProfiler.make();
+}
+
 void closeGlobalProfiler() {
     globalProfiler.stop();
-    globalProfiler.~Profiler();
+    theProfiler.destroy();
 }
 
 } // namespace common
 
-Common::Profiler& globalProfiler = common::theProfiler.profiler;
+Common::Profiler& globalProfiler = reinterpret_cast<Common::Profiler&>(common::theProfiler);
 
 namespace Common {
 

@@ -76,6 +76,9 @@ private:
 // Null: an empty trace.
 bool writeTrace(const Common::Profiler::Recording* recording, const char* path);
 
+// Makes the global profiler, when the library is loaded.
+void openGlobalProfiler();
+
 // For the unloading of the library: gives the global profiler's memory back.
 void closeGlobalProfiler();
 

@@ -3,34 +3,39 @@
 #include "Common/Factory.h"
 #include "Globals.h"
 
+#include <new>
 #include <utility>
 
 namespace {
 
 constinit Common::FactoryManager* theRegistry = nullptr;
 
-Common::FactoryManager* makeRegistry() {
-    Common::FactoryManager* made = nullptr;
-    getRegistry(&made);
-    made->release(); // the library's own reference keeps it
-    return theRegistry;
-}
-
 } // namespace
+
+constinit Common::FactoryManager* registry = nullptr;
 
 void getRegistry(Common::FactoryManager** out) {
     if (theRegistry == nullptr) {
-        theRegistry = new Common::FactoryManager;
+        theRegistry = new (std::nothrow) Common::FactoryManager;
+        if (theRegistry != nullptr) {
+            theRegistry->addRef();
+        }
+    }
+    if (theRegistry != nullptr) {
         theRegistry->addRef();
     }
-    theRegistry->addRef();
     *out = theRegistry;
 }
 
-Common::FactoryManager* registry = makeRegistry();
+void common::makeRegistry() {
+    getRegistry(&registry);
+}
 
+// The one that keeps it, and the one that `registry` was stored with.
 void common::releaseRegistry() {
-    if (theRegistry != nullptr) {
-        std::exchange(theRegistry, nullptr)->release();
+    registry = nullptr;
+    if (Common::FactoryManager* const released = std::exchange(theRegistry, nullptr)) {
+        released->release();
+        released->release();
     }
 }

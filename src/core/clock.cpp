@@ -7,9 +7,9 @@
 namespace {
 
 // 0.0 until the first call. Two first calls at once may both set the clock; the later base wins.
-std::atomic<double> secondsPerTick{0.0};
-std::atomic<std::int64_t> base{0};
-std::atomic<std::int64_t> rate{0};
+constinit std::atomic<double> secondsPerTick{0.0};
+constinit std::atomic<std::int64_t> base{0};
+constinit std::atomic<std::int64_t> rate{0};
 
 bool isSet() {
     return secondsPerTick.load(std::memory_order_acquire) != 0.0;

@@ -7,7 +7,7 @@
 
 namespace {
 
-std::atomic<std::uint64_t> allocatedBytes{0};
+constinit std::atomic<std::uint64_t> allocatedBytes{0};
 
 } // namespace
 

@@ -5,6 +5,7 @@
 #include "core/log_line.h"
 #include "core/log_record.h"
 #include "core/log_writer.h"
+#include "core/static_storage.h"
 #include "core/threads.h"
 #include "platform/console.h"
 #include "platform/thread.h"
@@ -13,7 +14,6 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
-#include <new>
 
 namespace {
 
@@ -23,11 +23,11 @@ constexpr unsigned int kEchoable = ~static_cast<unsigned int>(QZ_LOG_TRACE);
 constexpr unsigned int kPopupMask = QZ_LOG_ALERT;
 constexpr char kNullText[] = "<NULL>";
 
-// Trivial to make and never destroyed: other static objects log before and after their turn, and
-// threads may still be in a call when the process ends.
-core::LogRecordPool pool;
+// Constant and never destroyed: other static objects log before and after their turn, and threads
+// may still be in a call when the process ends.
+constinit core::LogRecordPool pool;
 constinit core::LogDuplicates duplicates;
-alignas(core::LogWriter) unsigned char writerStorage[sizeof(core::LogWriter)];
+constinit core::StaticStorage<core::LogWriter> writerStorage{}; // made by qz_log_init
 
 constinit std::atomic<bool> initialised{false};
 
@@ -36,18 +36,18 @@ constinit std::atomic<unsigned int> echoMask{kEchoable};
 // Whoever takes the state from `running` to `ending` is the one who ends the thread and drains.
 enum class ThreadState { none, running, ending };
 constinit std::atomic<ThreadState> threadState{ThreadState::none};
-int threadsProcess = 0; // a child that was forked from it has the state, but not the thread
+constinit int threadsProcess =
+    0; // a child that was forked from it has the state, but not the thread
 
 alignas(64) constinit std::atomic<std::uint32_t> lostMessages{0};
 
-QZ_thread* writerThread = nullptr;
+constinit QZ_thread* writerThread = nullptr;
 constinit std::atomic<std::uintptr_t> writerThreadId{0};
-platform::Semaphore writerThreadBegun;
-platform::Semaphore writerThreadEnded;
+constinit platform::Semaphore writerThreadBegun{};
+constinit platform::Semaphore writerThreadEnded{};
 
-// Made by qz_log_init.
 core::LogWriter& writer() {
-    return *std::launder(reinterpret_cast<core::LogWriter*>(writerStorage));
+    return writerStorage.object();
 }
 
 void* runWriterThread(void*) {
@@ -170,7 +170,7 @@ int qz_log_init() {
     }
     pool.fill();
     lostMessages.store(0, std::memory_order_relaxed);
-    new (writerStorage) core::LogWriter(pool, duplicates);
+    writerStorage.make(pool, duplicates);
     writer().open();
     writerThreadBegun.create(0);
     writerThreadEnded.create(0);

@@ -107,7 +107,7 @@ private:
     }
 
     alignas(64) QZ_atomic_stack free_{};
-    std::array<LogRecord, kRecords> records_;
+    std::array<LogRecord, kRecords> records_{};
 };
 
 } // namespace core

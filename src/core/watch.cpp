@@ -23,10 +23,10 @@ struct Watch {
     Name name{};
 };
 
-std::array<Watch, kPlaces> watches;
+constinit std::array<Watch, kPlaces> watches{};
 
-platform::RecursiveMutex tableMutex; // there while the table is open
-std::atomic<bool> tableIsOpen{false};
+constinit platform::RecursiveMutex tableMutex{}; // there while the table is open
+constinit std::atomic<bool> tableIsOpen{false};
 
 // Holds the table's mutex; outside the table's life it holds nothing.
 class TableLock {

@@ -1,32 +1,25 @@
 #include "mail/memory.h"
 
-#include <new>
+#include "core/static_storage.h"
 
 namespace {
 
-// Never destroyed by itself.
-union Storage {
-    constexpr Storage() : unused() {}
-    ~Storage() {} // NOLINT(modernize-use-equals-default): that would be a deleted one
-
-    char unused;
-    mail::Memory memory;
-};
-
-Storage storage;
-
-[[maybe_unused]] const mail::Memory* const made = new (&storage.memory) mail::Memory;
+constinit core::StaticStorage<mail::Memory> storage{};
 
 } // namespace
 
-Mem::PoolOf<Mail::Buffer>& Mail::Buffer::m_pool = storage.memory.buffers;
-Mem::PoolOf<Mail::Chunk>& Mail::Chunk::m_pool = storage.memory.chunks;
-Mem::PoolOf<Mail::MsgImpl>& Mail::MsgImpl::m_pool = storage.memory.bodies;
+Mem::PoolOf<Mail::Buffer>& Mail::Buffer::m_pool = reinterpret_cast<mail::Memory&>(storage).buffers;
+Mem::PoolOf<Mail::Chunk>& Mail::Chunk::m_pool = reinterpret_cast<mail::Memory&>(storage).chunks;
+Mem::PoolOf<Mail::MsgImpl>& Mail::MsgImpl::m_pool = reinterpret_cast<mail::Memory&>(storage).bodies;
 
 mail::Memory& mail::memory() {
-    return storage.memory;
+    return storage.object();
+}
+
+void mail::openMemory() {
+    storage.make();
 }
 
 void mail::closeMemory() {
-    storage.memory.~Memory();
+    storage.destroy();
 }

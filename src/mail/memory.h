@@ -18,8 +18,10 @@ struct Memory {
     Mail::SpareSpace spare;
 };
 
-// Ready from static initialisation on.
 Memory& memory();
+
+// Makes all of it, once for each load: src/library.cpp does that before anybody can use messages.
+void openMemory();
 
 // Gives all of it back, for src/library.cpp: when the library is unloaded from a process that goes
 // on, and not when the process ends, because other threads and a host's static objects may still

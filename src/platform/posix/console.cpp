@@ -20,7 +20,7 @@ namespace {
 
 enum class Echo : int { unknown, nowhere, toFile, toPipe };
 
-std::atomic<Echo> destination{Echo::unknown};
+constinit std::atomic<Echo> destination{Echo::unknown};
 
 Echo inspect(int descriptor) {
     struct stat status {};

@@ -1,5 +1,5 @@
-// Linked last: constructor functions then run after the static initialisers of every other file,
-// and destructor functions before their destructors. A priority would change that order.
+// Without a priority: with one, the destructor function would run after the exit handlers of the
+// library's own local statics.
 #include "platform/entry.h"
 
 #include <dlfcn.h>
