@@ -36,22 +36,22 @@ private:
 };
 
 /* A counter of 32 bits that any thread may change at any time. Both operators return the new value
- * and are full memory barriers. */
+ * and are full memory barriers. The value wraps around. */
 class Counter {
 public:
     Counter() = default;
-    explicit Counter(int32_t value) : value_(value) {}
+    explicit Counter(int32_t value) : value_(static_cast<uint32_t>(value)) {}
 
     Counter(const Counter&) = delete;
     Counter& operator=(const Counter&) = delete;
 
-    int32_t operator++() { return value_.fetch_add(1) + 1; }
-    int32_t operator--() { return value_.fetch_sub(1) - 1; }
+    int32_t operator++() { return static_cast<int32_t>(++value_); }
+    int32_t operator--() { return static_cast<int32_t>(--value_); }
 
-    int32_t get() const { return value_.load(); }
+    int32_t get() const { return static_cast<int32_t>(value_.load()); }
 
 private:
-    std::atomic<int32_t> value_{0};
+    std::atomic<uint32_t> value_{0}; /* unsigned: overflow is defined */
 };
 
 /* A thread that runs a task again and again until the task has had enough or is told to stop.

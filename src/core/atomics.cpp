@@ -6,12 +6,13 @@
 
 static_assert(std::atomic_ref<std::uintptr_t>::is_always_lock_free);
 
+// Atomic arithmetic wraps around; on the previous value that is up to unsigned numbers.
 int32_t QZ_atomic_inc(int32_t* word) {
-    return std::atomic_ref(*word).fetch_add(1) + 1;
+    return static_cast<int32_t>(static_cast<uint32_t>(std::atomic_ref(*word).fetch_add(1)) + 1);
 }
 
 int32_t QZ_atomic_dec(int32_t* word) {
-    return std::atomic_ref(*word).fetch_sub(1) - 1;
+    return static_cast<int32_t>(static_cast<uint32_t>(std::atomic_ref(*word).fetch_sub(1)) - 1);
 }
 
 uint32_t QZ_atomic_reset(uint32_t* word) {

@@ -31,6 +31,9 @@ TEST(Atomics, WordsReturnTheirNewOrPreviousValue) {
     EXPECT_EQ(QZ_atomic_inc(&counter), 1);
     EXPECT_EQ(QZ_atomic_dec(&counter), 0);
     EXPECT_EQ(QZ_atomic_dec(&counter), -1);
+    counter = INT32_MAX;
+    EXPECT_EQ(QZ_atomic_inc(&counter), INT32_MIN);
+    EXPECT_EQ(QZ_atomic_dec(&counter), INT32_MAX);
     uint32_t lost = 7;
     EXPECT_EQ(QZ_atomic_reset(&lost), 7u);
     EXPECT_EQ(lost, 0u);
