@@ -8,6 +8,7 @@
 #include <semaphore.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
@@ -16,6 +17,8 @@
 #include <new>
 
 namespace platform {
+
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -29,6 +32,16 @@ void* runThread(void* given) {
     const AlternateStack stack;
     start.entry(start.argument);
     return nullptr;
+}
+
+// On the clock that nobody sets.
+timespec after(std::chrono::nanoseconds time) {
+    timespec moment{};
+    clock_gettime(CLOCK_MONOTONIC, &moment);
+    const auto nanoseconds = moment.tv_nsec + std::max(time, 0ns).count();
+    moment.tv_sec += nanoseconds / 1'000'000'000;
+    moment.tv_nsec = nanoseconds % 1'000'000'000;
+    return moment;
 }
 
 static_assert(sizeof(pthread_t) <= sizeof(Thread::native));
@@ -85,10 +98,11 @@ void yieldThread() {
     sched_yield();
 }
 
+// Until a moment, not for a time: a signal interrupts the call but not the wait.
 void sleepFor(std::chrono::microseconds time) {
-    const auto nanoseconds = std::chrono::nanoseconds(time).count();
-    const timespec duration{nanoseconds / 1'000'000'000, nanoseconds % 1'000'000'000};
-    nanosleep(&duration, nullptr);
+    const timespec end = after(time);
+    while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &end, nullptr) == EINTR) {
+    }
 }
 
 void blockSignals() {
@@ -137,12 +151,7 @@ bool Semaphore::tryWait() {
 }
 
 bool Semaphore::waitFor(std::chrono::microseconds limit) {
-    timespec end{};
-    clock_gettime(CLOCK_MONOTONIC, &end);
-    const auto nanoseconds =
-        end.tv_nsec + std::chrono::duration_cast<std::chrono::nanoseconds>(limit).count();
-    end.tv_sec += nanoseconds / 1'000'000'000;
-    end.tv_nsec = nanoseconds % 1'000'000'000;
+    const timespec end = after(limit);
     while (sem_clockwait(as<sem_t>(storage_), CLOCK_MONOTONIC, &end) != 0) {
         if (errno != EINTR) {
             return false;
