@@ -4,6 +4,8 @@
 #include "core/until_unload.h"
 #include "platform/environment.h"
 
+#include <exception>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -29,9 +31,43 @@ Arguments readArguments() {
     return arguments;
 }
 
-const Arguments& arguments() {
-    static const Arguments& read = core::untilUnload(new Arguments(readArguments()));
-    return read;
+std::string readCommandLine() {
+    return platform::commandLine().value_or(kError);
+}
+
+std::string readDirectory() {
+    return platform::executableDirectory().value();
+}
+
+// What the system said the first time that it could be asked. Null if it cannot this time: no
+// descriptor is free, for instance, or no memory.
+template<class Answer, Answer (*ask)()>
+const Answer* askOnce() noexcept {
+    try {
+        static const Answer& answer = core::untilUnload(new Answer(ask()));
+        return &answer;
+    } catch (const std::exception&) {
+        return nullptr;
+    }
+}
+
+const Arguments* arguments() {
+    return askOnce<Arguments, readArguments>();
+}
+
+template<std::string (*ask)()>
+const char* textOrEmpty() {
+    const std::string* const text = askOnce<std::string, ask>();
+    return text != nullptr ? text->c_str() : "";
+}
+
+template<class Call>
+platform::VariableStatus failWithoutMemory(Call call) noexcept {
+    try {
+        return call();
+    } catch (const std::bad_alloc&) {
+        return platform::VariableStatus::failed;
+    }
 }
 
 const char* orNull(const char* text) {
@@ -41,29 +77,30 @@ const char* orNull(const char* text) {
 } // namespace
 
 const char* SYS_bindir(void) {
-    static const std::string& directory =
-        core::untilUnload(new std::string(platform::executableDirectory().value_or("")));
-    return directory.c_str();
+    return textOrEmpty<readDirectory>();
 }
 
 const char* SYS_cmdline(void) {
-    static const std::string& line =
-        core::untilUnload(new std::string(platform::commandLine().value_or(kError)));
-    return line.c_str();
+    return textOrEmpty<readCommandLine>();
 }
 
 int SYS_argc(void) {
-    return static_cast<int>(arguments().texts.size());
+    const Arguments* const known = arguments();
+    return known != nullptr ? static_cast<int>(known->texts.size()) : 0;
 }
 
 const char* const* SYS_argv(void) {
-    return arguments().pointers.data();
+    static constexpr const char* kNone[] = {nullptr};
+    const Arguments* const known = arguments();
+    return known != nullptr ? known->pointers.data() : kNone;
 }
 
 int SYS_getenv(const char* name, char* buffer, size_t size) {
     using platform::VariableStatus;
-    const VariableStatus status =
-        name != nullptr ? platform::getVariable(name, buffer, size) : VariableStatus::badName;
+    const VariableStatus status = failWithoutMemory([=] {
+        return name != nullptr ? platform::getVariable(name, buffer, size)
+                               : VariableStatus::badName;
+    });
     switch (status) {
     case VariableStatus::done:
         return 1;
@@ -82,9 +119,10 @@ int SYS_getenv(const char* name, char* buffer, size_t size) {
 
 int SYS_putenv(const char* name, const char* value) {
     using platform::VariableStatus;
-    const VariableStatus status = name != nullptr
-                                      ? platform::setVariable(name, value != nullptr ? value : "")
-                                      : VariableStatus::badName;
+    const VariableStatus status = failWithoutMemory([=] {
+        return name != nullptr ? platform::setVariable(name, value != nullptr ? value : "")
+                               : VariableStatus::badName;
+    });
     if (status == VariableStatus::badName) {
         qz_logf(kModule, QZ_LOG_ERROR, "SYS_putenv(\"%s\"): bad varname encoding.", orNull(name));
     } else if (status == VariableStatus::badValue) {

@@ -1,4 +1,4 @@
-// The process as the system describes it, in UTF-8.
+// The process as the system describes it, in UTF-8. Every function may throw std::bad_alloc.
 #pragma once
 
 #include <cstddef>
@@ -14,10 +14,12 @@ std::optional<std::string> executableDirectory();
 // The executable's file name; nothing if the system does not tell.
 std::optional<std::string> executableName();
 
-// The command line as one text; nothing if it is not valid text.
+// The command line as one text; nothing if it is not valid text. Throws std::system_error if the
+// system does not tell it this time.
 std::optional<std::string> commandLine();
 
-// The arguments, the program's name first; nothing in place of one that is not valid text.
+// The arguments, the program's name first; nothing in place of one that is not valid text. Throws
+// as commandLine does.
 std::vector<std::optional<std::string>> commandArguments();
 
 enum class VariableStatus { done, failed, badName, badValue, tooBig };

@@ -5,10 +5,12 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <system_error>
 
 namespace platform {
 
@@ -33,6 +35,9 @@ std::optional<std::string> executablePath() {
 
 std::vector<std::string> rawArguments() {
     std::ifstream file("/proc/self/cmdline", std::ios::binary);
+    if (!file) {
+        throw std::system_error(errno, std::generic_category());
+    }
     const std::string bytes{std::istreambuf_iterator<char>(file), {}};
     std::vector<std::string> arguments;
     for (auto begin = bytes.begin(); begin != bytes.end();) {

@@ -6,8 +6,10 @@
 
 #include <shellapi.h>
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
+#include <system_error>
 
 namespace platform {
 
@@ -72,13 +74,14 @@ std::optional<std::string> commandLine() {
 }
 
 std::vector<std::optional<std::string>> commandArguments() {
-    std::vector<std::optional<std::string>> arguments;
     int count = 0;
-    wchar_t** list = CommandLineToArgvW(GetCommandLineW(), &count);
-    for (int i = 0; list != nullptr && i < count; ++i) {
-        arguments.push_back(toText(list[i]));
+    const std::unique_ptr<wchar_t*[], decltype(&LocalFree)> list(
+        CommandLineToArgvW(GetCommandLineW(), &count), LocalFree);
+    if (!list) {
+        throw std::system_error(static_cast<int>(GetLastError()), std::system_category());
     }
-    LocalFree(list);
+    std::vector<std::optional<std::string>> arguments(static_cast<std::size_t>(count));
+    std::transform(list.get(), list.get() + count, arguments.begin(), toText);
     return arguments;
 }
 
