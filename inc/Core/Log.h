@@ -10,7 +10,10 @@
  * the queue. A stopped log stays silent and is not started again within one load of the library.
  *
  * Limits: 1024 records. A message that finds none free is counted, not waited for: the next message
- * that gets through is preceded in the files by "%d messages lost". Texts are UTF-8 and are cut,
+ * that gets through is preceded in the files by "%d messages lost", and if none does, the files end
+ * with that. The same line begins what a file takes again after it refused messages because its
+ * disk was full, for instance; it stands there whatever module and levels the file is for. A line
+ * that was written in part is taken back or, in a pipe, ended. Texts are UTF-8 and are cut,
  * not refused: module names at 63 bytes, messages at 383 bytes. A null text reads "<NULL>".
  *
  * A message equal to the one before it is not written again; when a different one arrives,
@@ -23,7 +26,8 @@
  *
  * Threads: any thread may call qz_log, qz_vlogf and qz_log_set_output at any time; they never wait
  * for the log files or for a lock and allocate nothing. The echo is apart from that: it waits for
- * whoever takes standard error, and an alert for the user. The other functions are for one thread
+ * whoever takes standard error, without limit if that is a pipe that is full, and an alert for the
+ * user. Nobody reading the pipe any more ends no process. The other functions are for one thread
  * at a time, normally the host's main thread. None is for signal handlers. In a child that was
  * forked while the writer thread ran, which has none, messages are echoed at best, and qz_log_stop
  * and qz_log_exit leave the files to the parent.
@@ -117,15 +121,16 @@ QZ_API void qz_vlogf(const char* module, unsigned int level, const char* format,
  *   text means the root, null the current directory.
  * name: the first output, opened at once as "<directory>/<name>.log" for every module with the mask
  *   ALL; null opens none. A file of that name that exists is renamed to "<name>.log.old" first,
- * over an older one. An output that cannot be opened is silently absent.
+ *   over an older one. If it cannot be opened, because there is no such directory for instance, the
+ *   log runs without it, and an ERROR line of the echo says so.
  *
- * Returns 0; -1 if the thread is already running; the error number if it cannot be started, after
- * an ALERT "can't start log thread". */
+ * Returns 0; -1 if the thread is running or has ended before; the error number if it cannot be
+ * started, after an ALERT "can't start log thread". */
 QZ_API int qz_log_start(const char* directory, const char* name);
 
 /* Ends the writer thread when it has written what is queued, and closes the outputs. Waits for the
- * disk if it has to. Ends the hook as well: an entry that was read is gone. Does nothing if the
- * thread is not running. From then on messages are counted as lost and appear nowhere. */
+ * disk if it has to. Ends the hook as well. Does nothing if the thread is not running. From then on
+ * messages are counted as lost and appear nowhere. */
 QZ_API void qz_log_stop(void);
 
 /* Closes the facility for good; unloading the library does it. Afterwards qz_log only echoes. */
@@ -136,7 +141,8 @@ QZ_API void qz_log_exit(void);
  * name: the key of the output and its file's name without ".log"; cut at 63 bytes. It is trusted:
  * with separators in it the file lies elsewhere. module_filter: the output takes this module's
  * messages only (exact, case-sensitive, cut at 63 bytes); null or empty takes every module's. mask:
- * the sum of the levels it takes; 0 closes the output.
+ * the sum of the levels it takes; 0 closes the output. An output that cannot be opened, for want of
+ * memory too, is silently absent.
  *
  * The request queues behind the messages logged before it and takes effect in that order. It is
  * dropped, and counted as a lost message, when no record is free. */

@@ -34,12 +34,10 @@ constinit std::atomic<bool> initialised{false};
 constinit std::atomic<unsigned int> echoMask{kEchoable};
 
 // Whoever takes the state from `running` to `ending` is the one who ends the thread and drains.
-enum class ThreadState { none, running, ending };
+enum class ThreadState { none, running, ending, ended };
 constinit std::atomic<ThreadState> threadState{ThreadState::none};
 constinit int threadsProcess =
     0; // a child that was forked from it has the state, but not the thread
-
-alignas(64) constinit std::atomic<std::uint32_t> lostMessages{0};
 
 constinit QZ_thread* writerThread = nullptr;
 constinit std::atomic<std::uintptr_t> writerThreadId{0};
@@ -59,20 +57,6 @@ void* runWriterThread(void*) {
     return nullptr;
 }
 
-// The exchange is dearer than the look, and nearly always there is nothing to fetch.
-std::uint32_t takeLostMessages() {
-    return lostMessages.load(std::memory_order_relaxed) == 0 ? 0 : lostMessages.exchange(0);
-}
-
-// Null if no record is free; what should have gone into it is then counted as lost.
-LogRecord* takeRecord() {
-    LogRecord* record = pool.take();
-    if (record == nullptr) {
-        lostMessages.fetch_add(1, std::memory_order_relaxed);
-    }
-    return record;
-}
-
 // What all callers write to was written last on another processor, more often than not. Asking for
 // all of it before the clock is read spares a call the wait for each in turn.
 void prefetchSharedState() {
@@ -82,13 +66,13 @@ void prefetchSharedState() {
 
 // False if the message was lost.
 bool queueMessage(double time, unsigned int level, const char* module, const char* message) {
-    LogRecord* record = takeRecord();
+    LogRecord* record = pool.take();
     if (record == nullptr) {
         return false;
     }
     record->time = time;
     record->level = level;
-    record->lost = takeLostMessages();
+    record->lost = pool.takeLost();
     core::copyCut(record->module, module);
     core::copyCut(record->message, message);
     writer().queue(*record);
@@ -105,16 +89,25 @@ void echo(double time, unsigned int level, const char* module, const char* messa
     }
 }
 
-void reportThreadFailure() {
-    constexpr char kMessage[] = "can't start log thread";
-    duplicates.noteIfFree(kMessage);
-    echo(QZ_get_time(), QZ_LOG_ALERT, "LOG", kMessage);
+// For what no log file can tell.
+void report(unsigned int level, const char* message) {
+    duplicates.noteIfFree(message);
+    echo(QZ_get_time(), level, core::kLogModule, message);
+}
+
+void openFirstOutput(const char* directory, const char* name) {
+    if (!writer().outputs().open(name, "", QZ_LOG_ALL)) {
+        char message[512];
+        std::snprintf(message, sizeof message, "can't open \"%s/%s.log\"", directory, name);
+        report(QZ_LOG_ERROR, message);
+    }
 }
 
 // In a child that was forked while the thread ran. What is queued is the parent's to write, and
 // locks that the thread held stay locked.
 bool isThreadElsewhere() {
-    return threadState.load(std::memory_order_acquire) != ThreadState::none &&
+    const ThreadState state = threadState.load(std::memory_order_acquire);
+    return (state == ThreadState::running || state == ThreadState::ending) &&
            threadsProcess != platform::processId();
 }
 
@@ -124,14 +117,14 @@ bool takeOverEnding() {
 }
 
 void askThreadToEnd() {
-    writer().hook().stop();
+    writer().hook().close();
     writer().endThread();
 }
 
 void drainAfterThread() {
     writerThread = nullptr;
     writer().drain();
-    threadState.store(ThreadState::none, std::memory_order_release);
+    threadState.store(ThreadState::ended, std::memory_order_release);
 }
 
 bool isRunning() {
@@ -169,7 +162,6 @@ int qz_log_init() {
         return -1;
     }
     pool.fill();
-    lostMessages.store(0, std::memory_order_relaxed);
     writerStorage.make(pool, duplicates);
     writer().open();
     writerThreadBegun.create(0);
@@ -225,9 +217,10 @@ int qz_log_start(const char* directory, const char* name) {
         return -1;
     }
     platform::refreshEcho();
-    writer().outputs().setDirectory(directory != nullptr ? directory : ".");
+    directory = directory != nullptr ? directory : ".";
+    writer().outputs().setDirectory(directory);
     if (name != nullptr) {
-        writer().outputs().open(name, "", QZ_LOG_ALL);
+        openFirstOutput(directory, name);
     }
     writer().allowThread();
     threadsProcess = platform::processId();
@@ -241,7 +234,7 @@ int qz_log_start(const char* directory, const char* name) {
         return 0;
     }
     const int error = errno != 0 ? errno : EAGAIN;
-    reportThreadFailure();
+    report(QZ_LOG_ALERT, "can't start log thread");
     drainAfterThread();
     return error;
 }
@@ -300,7 +293,7 @@ void core::rescueLogAtProcessEnd() {
 }
 
 void qz_log_set_output(const char* name, const char* module_filter, unsigned int mask) {
-    LogRecord* record = initialised.load(std::memory_order_acquire) ? takeRecord() : nullptr;
+    LogRecord* record = initialised.load(std::memory_order_acquire) ? pool.take() : nullptr;
     if (record != nullptr) {
         record->time = LogRecord::kControlTime;
         record->level = mask;

@@ -1,26 +1,22 @@
 #include "core/log_duplicates.h"
 
 #include "core/log_record.h"
-#include "core/spin.h"
 
 #include <cstring>
+#include <mutex>
 #include <utility>
 
 namespace core {
 
 LogDuplicates::Verdict LogDuplicates::check(const char* message) {
-    for (Spin spin; busy_.test_and_set(std::memory_order_acquire);) {
-        spin.turn();
-    }
-    const Verdict verdict = compare(message);
-    busy_.clear(std::memory_order_release);
-    return verdict;
+    const std::lock_guard lock(lock_);
+    return compare(message);
 }
 
 void LogDuplicates::noteIfFree(const char* message) {
-    if (!busy_.test_and_set(std::memory_order_acquire)) {
+    const std::unique_lock lock(lock_, std::try_to_lock);
+    if (lock) {
         compare(message);
-        busy_.clear(std::memory_order_release);
     }
 }
 

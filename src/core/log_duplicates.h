@@ -1,7 +1,8 @@
 // Keeps a message from being written again and again.
 #pragma once
 
-#include <atomic>
+#include "core/spin.h"
+
 #include <cstddef>
 
 namespace core {
@@ -27,7 +28,7 @@ private:
 
     static constexpr std::size_t kSize = 2048;
 
-    std::atomic_flag busy_;
+    SpinLock lock_;
     unsigned int count_ = 0;
     char last_[kSize] = "";
 };

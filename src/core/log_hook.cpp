@@ -1,5 +1,6 @@
 #include "core/log_hook.h"
 
+#include <mutex>
 #include <utility>
 
 namespace core {
@@ -17,6 +18,7 @@ bool LogHook::isTaking() const {
 }
 
 const qz_log_entry* LogHook::read() {
+    const std::lock_guard lock(lock_);
     if (!isTaking()) {
         return nullptr;
     }
@@ -31,6 +33,7 @@ const qz_log_entry* LogHook::read() {
 }
 
 void LogHook::stop() {
+    const std::lock_guard lock(lock_);
     if (!active_.load(std::memory_order_acquire)) {
         return;
     }
@@ -39,6 +42,11 @@ void LogHook::stop() {
     entry_ = {};
     // Last: it hands the queue over to the writer thread.
     closing_.store(true, std::memory_order_release);
+}
+
+void LogHook::close() {
+    const std::lock_guard lock(lock_);
+    active_.store(false, std::memory_order_release);
 }
 
 bool LogHook::offer(LogRecord& record) {
@@ -61,6 +69,7 @@ bool LogHook::offer(LogRecord& record) {
 }
 
 void LogHook::release() {
+    const std::lock_guard lock(lock_);
     while (void* record = gatherPop(queue_)) {
         giveBack(*static_cast<LogRecord*>(record));
     }

@@ -3,6 +3,7 @@
 
 #include "core/log.h"
 #include "core/log_record.h"
+#include "core/spin.h"
 
 #include <atomic>
 
@@ -18,6 +19,10 @@ public:
     bool start();
     const qz_log_entry* read();
     void stop();
+
+    // For the end of the log, on any thread: the consumer may be in the middle of a call and go on
+    // reading its entry, which stays as it is.
+    void close();
 
     // For the writer thread: true if the hook keeps the record.
     bool offer(LogRecord& record);
@@ -35,6 +40,9 @@ private:
 
     LogRecordPool& pool_;
     QZ_atomic_gather queue_{};
+    // Held for the few instructions in which the queue has two readers, or might have: when the
+    // process ends, the consumer does not know.
+    SpinLock lock_;
     std::atomic<bool> active_{false};
     std::atomic<bool> closing_{false};
     std::atomic<std::int32_t> held_{0}; // waiting, and the one being read

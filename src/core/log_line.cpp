@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstdio>
 #include <cstring>
 
 namespace core {
@@ -23,6 +24,10 @@ const char* logLevelName(unsigned int level) {
     default:
         return "UNKNOWN";
     }
+}
+
+LogRemark::LogRemark(std::uint32_t number, const char* what) {
+    std::snprintf(text, sizeof text, "%u %s", number, what);
 }
 
 LogLine::LogLine(double time, unsigned int level, const char* module, const char* message) {

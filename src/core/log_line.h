@@ -2,11 +2,26 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 
 namespace core {
 
 // The level's name, padded to seven characters.
 const char* logLevelName(unsigned int level);
+
+// The module of what the log itself has to say.
+inline constexpr char kLogModule[] = "LOG";
+
+// What the log itself has to say, on the occasion of a message.
+struct LogRemark {
+    LogRemark(std::uint32_t number, const char* what);
+
+    char text[64];
+};
+
+struct LostRemark : LogRemark {
+    explicit LostRemark(std::uint32_t number) : LogRemark(number, "messages lost") {}
+};
 
 class LogLine {
 public:

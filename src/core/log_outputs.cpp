@@ -7,69 +7,31 @@
 
 namespace core {
 
-namespace {
-
-constexpr std::size_t kPathSize = 512;
-
-void keepPreviousGeneration(const char* path) {
-    constexpr char kSuffix[] = ".old";
-    char old[kPathSize + sizeof kSuffix];
-    std::snprintf(old, sizeof old, "%s%s", path, kSuffix);
-    platform::replaceFile(path, old);
-}
-
-} // namespace
-
-LogOutputs::Output::~Output() {
-    if (file != platform::kNoTextFile) {
-        flush();
-        platform::closeTextFile(file);
-    }
-}
-
-bool LogOutputs::Output::accepts(std::uint32_t level, const char* module) const {
-    return (mask & level) != 0 &&
-           (moduleFilter[0] == '\0' || std::strcmp(moduleFilter, module) == 0);
-}
-
-void LogOutputs::Output::append(const LogLine& line) {
-    if (used + line.length() > sizeof buffer) {
-        flush();
-    }
-    std::memcpy(buffer + used, line.text(), line.length());
-    used += line.length();
-}
-
-void LogOutputs::Output::flush() {
-    if (used > 0) {
-        platform::writeText(file, buffer, used);
-        used = 0;
-    }
+bool LogOutputs::Output::accepts(const LogMessage& message) const {
+    return (mask & message.level) != 0 &&
+           (moduleFilter[0] == '\0' || std::strcmp(moduleFilter, message.module) == 0);
 }
 
 void LogOutputs::setDirectory(const char* directory) {
     copyCut(directory_, directory);
 }
 
-void LogOutputs::open(const char* name, const char* moduleFilter, std::uint32_t mask) {
+bool LogOutputs::open(const char* name, const char* moduleFilter, std::uint32_t mask) {
     std::unique_ptr<Output> output(new (std::nothrow) Output);
     if (!output) {
-        return;
+        return false;
     }
     output->mask = mask;
     copyCut(output->moduleFilter, moduleFilter);
     copyCut(output->name, name);
-
-    char path[kPathSize];
+    char path[512];
     std::snprintf(path, sizeof path, "%s/%s.log", directory_, output->name);
-    if (platform::isOrdinaryFile(path)) {
-        keepPreviousGeneration(path);
+    if (!output->file.open(path)) {
+        return false;
     }
-    output->file = platform::openTextFile(path);
-    if (output->file != platform::kNoTextFile) {
-        output->next = std::move(first_);
-        first_ = std::move(output);
-    }
+    output->next = std::move(first_);
+    first_ = std::move(output);
+    return true;
 }
 
 std::unique_ptr<LogOutputs::Output>& LogOutputs::find(const char* name) {
@@ -94,33 +56,25 @@ void LogOutputs::handle(const LogRecord& request) {
     }
 }
 
-bool LogOutputs::wants(std::uint32_t level, const char* module) const {
-    for (const Output* output = first_.get(); output != nullptr; output = output->next.get()) {
-        if (output->accepts(level, module)) {
-            return true;
-        }
+void LogOutputs::write(const LogMessage& message) {
+    Output* output = first_.get();
+    while (output != nullptr && !output->accepts(message)) {
+        output = output->next.get();
     }
-    return false;
-}
-
-void LogOutputs::write(std::uint32_t level, const char* module, const LogLine& line) {
-    for (Output* output = first_.get(); output != nullptr; output = output->next.get()) {
-        if (output->accepts(level, module)) {
-            output->append(line);
+    if (output == nullptr) {
+        return;
+    }
+    const LogLine line(message.time, message.level, message.module, message.text);
+    for (; output != nullptr; output = output->next.get()) {
+        if (output->accepts(message)) {
+            output->file.append(line, message.time, message.count);
         }
     }
 }
 
 void LogOutputs::flush() {
     for (Output* output = first_.get(); output != nullptr; output = output->next.get()) {
-        output->flush();
-    }
-}
-
-void LogOutputs::flushWithoutLock() {
-    for (Output* output = first_.get(); output != nullptr; output = output->next.get()) {
-        platform::writeTextWithoutLock(output->file, output->buffer,
-                                       std::exchange(output->used, 0));
+        output->file.flush();
     }
 }
 

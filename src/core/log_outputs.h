@@ -1,55 +1,50 @@
 // The open log files. Touched by one thread at a time: the writer, or whoever starts and ends it.
 #pragma once
 
-#include "core/log_line.h"
+#include "core/log_file.h"
 #include "core/log_record.h"
-#include "platform/text_file.h"
 
+#include <cstdint>
 #include <memory>
 
 namespace core {
+
+struct LogMessage {
+    double time;
+    std::uint32_t level;
+    const char* module;
+    const char* text;
+    std::uint32_t count = 1; // how many messages go with it if it gets lost
+};
 
 class LogOutputs {
 public:
     // Where files opened from now on go.
     void setDirectory(const char* directory);
 
-    void open(const char* name, const char* moduleFilter, std::uint32_t mask);
+    // False if there is no such output then.
+    bool open(const char* name, const char* moduleFilter, std::uint32_t mask);
 
     // Opens, changes or closes an output, as a request record says.
     void handle(const LogRecord& request);
 
-    // Whether any output takes the message, so that no line is made for none.
-    bool wants(std::uint32_t level, const char* module) const;
+    // No line is made for a message that no output takes.
+    void write(const LogMessage& message);
 
-    void write(std::uint32_t level, const char* module, const LogLine& line);
-
-    // Hands everything written to the system.
+    // Hands everything written to the system. Takes no lock and allocates nothing.
     void flush();
-
-    // The same for the end of a process whose other threads were killed; see platform/text_file.h.
-    void flushWithoutLock();
 
     void closeAll();
 
 private:
     struct Output {
-        Output() = default;
-        ~Output();
-        Output(const Output&) = delete;
-        Output& operator=(const Output&) = delete;
-
-        bool accepts(std::uint32_t level, const char* module) const;
-        void append(const LogLine& line);
-        void flush();
+        bool accepts(const LogMessage& message) const;
 
         std::unique_ptr<Output> next;
-        platform::TextFile file = platform::kNoTextFile;
+        LogFile file;
         std::uint32_t mask = 0;
         char moduleFilter[64] = "";
         char name[64] = "";
-        std::size_t used = 0; // of the buffer
-        char buffer[32768];   // more than a batch of the writer thread, as a rule
     };
 
     // The pointer that holds the output of that name; the one at the end of the list if there is

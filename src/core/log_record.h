@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -50,25 +51,35 @@ public:
     // Makes every record free.
     void fill() {
         QZ_atomic_stack_init(&free_);
+        lost_.store(0, std::memory_order_relaxed);
         std::for_each(records_.begin(), records_.end(),
                       [this](LogRecord& record) { give(record); });
     }
 
     // Takes all free records out of circulation for good.
     void drain() {
-        while (take() != nullptr) {
+        while (stackPop(free_) != nullptr) {
         }
     }
 
     // For a caller that is about to take a record.
     void prefetch() const { prefetchForWriting(&free_); }
 
+    // Null if no record is free; what should have gone into it is then counted as lost.
     LogRecord* take() {
         auto* record = static_cast<LogRecord*>(stackPop(free_));
         if (record != nullptr) {
             prefetchRecord(record->link);
+        } else {
+            lost_.fetch_add(1, std::memory_order_relaxed);
         }
         return record;
+    }
+
+    // How much was lost since the last call. The exchange is dearer than the look, and nearly
+    // always there is nothing to fetch.
+    std::uint32_t takeLost() {
+        return lost_.load(std::memory_order_relaxed) == 0 ? 0 : lost_.exchange(0);
     }
 
     void give(LogRecord& record) { stackPush(free_, &record); }
@@ -107,6 +118,7 @@ private:
     }
 
     alignas(64) QZ_atomic_stack free_{};
+    alignas(64) std::atomic<std::uint32_t> lost_{0};
     std::array<LogRecord, kRecords> records_{};
 };
 

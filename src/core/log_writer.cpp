@@ -1,23 +1,8 @@
 #include "core/log_writer.h"
 
-#include <cstdio>
+#include "Core/Clock.h"
 
 namespace core {
-
-namespace {
-
-constexpr char kModule[] = "LOG";
-
-// What the log itself has to say, at the time of the message that is the occasion.
-struct Remark {
-    Remark(unsigned int number, const char* what) {
-        std::snprintf(text, sizeof text, "%u %s", number, what);
-    }
-
-    char text[64];
-};
-
-} // namespace
 
 bool LogWriter::open() {
     gatherInit(queue_);
@@ -60,29 +45,25 @@ void LogWriter::handle(LogRecord& record) {
         return;
     }
     if (record.lost != 0) {
-        const Remark remark(record.lost, "messages lost");
-        writeUnlessRepeated({record.time, QZ_LOG_WARNING, kModule, remark.text});
+        writeLost(record.lost, record.time);
     }
     writeUnlessRepeated({record.time, record.level, record.module, record.message});
 }
 
-void LogWriter::writeUnlessRepeated(const Message& message) {
+void LogWriter::writeLost(std::uint32_t lost, double time) {
+    writeUnlessRepeated({time, QZ_LOG_WARNING, kLogModule, LostRemark(lost).text, lost});
+}
+
+void LogWriter::writeUnlessRepeated(const LogMessage& message) {
     const LogDuplicates::Verdict verdict = duplicates_.check(message.text);
     if (verdict.isDuplicate) {
         return;
     }
     if (verdict.skipped != 0) {
-        const Remark remark(verdict.skipped, "duplicate message(s) skipped.");
-        write({message.time, QZ_LOG_WARNING, kModule, remark.text});
+        const LogRemark remark(verdict.skipped, "duplicate message(s) skipped.");
+        outputs_.write({message.time, QZ_LOG_WARNING, kLogModule, remark.text, verdict.skipped});
     }
-    write(message);
-}
-
-void LogWriter::write(const Message& message) {
-    if (outputs_.wants(message.level, message.module)) {
-        outputs_.write(message.level, message.module,
-                       LogLine(message.time, message.level, message.module, message.text));
-    }
+    outputs_.write(message);
 }
 
 // Only now: whoever takes a record again may rely on its line being in the file.
@@ -100,13 +81,17 @@ void LogWriter::giveBack(const Batch& batch) {
 // before anybody can link behind it. Its length is bounded in case the interruption was a
 // stranger's.
 void LogWriter::rescue() {
-    outputs_.flushWithoutLock();
+    outputs_.flush();
     std::uintptr_t element = AtomicWord(queue_.first).load(std::memory_order_acquire);
     for (std::size_t i = 0; i < LogRecordPool::kRecords && element != wordOf(&queue_); ++i) {
         const auto& record = *static_cast<const LogRecord*>(pointerTo(element));
         if (!record.isRequest()) {
-            write({record.time, record.level, record.module, record.message});
-            outputs_.flushWithoutLock();
+            if (record.lost != 0) {
+                outputs_.write({record.time, QZ_LOG_WARNING, kLogModule,
+                                LostRemark(record.lost).text, record.lost});
+            }
+            outputs_.write({record.time, record.level, record.module, record.message});
+            outputs_.flush();
         }
         element = linkOf(element).load(std::memory_order_acquire);
     }
@@ -121,6 +106,9 @@ void LogWriter::drain() {
         if (!collect(batch, signals)) {
             break;
         }
+    }
+    if (const std::uint32_t lost = pool_.takeLost()) {
+        writeLost(lost, QZ_get_time());
     }
     outputs_.closeAll();
 }

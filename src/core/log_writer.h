@@ -43,7 +43,8 @@ public:
     void allowThread() { endRequested_.store(false, std::memory_order_release); }
     void endThread();
 
-    // Takes all records out of circulation, writes those that are queued and closes the outputs.
+    // Takes all records out of circulation, writes those that are queued, says how many messages
+    // were lost since, and closes the outputs.
     // Threads that go on logging do not prolong it: they find no record to queue.
     void drain();
 
@@ -63,17 +64,10 @@ private:
         std::size_t count = 0;
     };
 
-    struct Message {
-        double time;
-        unsigned int level;
-        const char* module;
-        const char* text;
-    };
-
     bool collect(Batch& batch, std::int32_t signals);
     void handle(LogRecord& record);
-    void write(const Message& message);
-    void writeUnlessRepeated(const Message& message);
+    void writeLost(std::uint32_t lost, double time);
+    void writeUnlessRepeated(const LogMessage& message);
     void giveBack(const Batch& batch);
 
     LogRecordPool& pool_;

@@ -3,6 +3,7 @@
 
 #include "platform/thread.h"
 
+#include <atomic>
 #include <chrono>
 
 #if defined(__x86_64__)
@@ -39,6 +40,21 @@ private:
     static constexpr int kTurnsBeforeSleeping = 2100;
 
     int turns_ = 0;
+};
+
+// For what takes a few instructions. Without a system call, and free from the first moment on.
+class SpinLock {
+public:
+    void lock() {
+        for (Spin spin; !try_lock();) {
+            spin.turn();
+        }
+    }
+    bool try_lock() { return !busy_.test_and_set(std::memory_order_acquire); }
+    void unlock() { busy_.clear(std::memory_order_release); }
+
+private:
+    std::atomic_flag busy_;
 };
 
 } // namespace core

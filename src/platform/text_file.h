@@ -1,9 +1,11 @@
 // Files that text is written to, by UTF-8 path: log files. Not buffered here; a write is in the
-// hands of the system when it returns.
+// hands of the system when it returns. Nothing here allocates or takes a lock of the C library,
+// which a thread that was killed at the end of the process may have had in its hands.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 namespace platform {
 
@@ -15,12 +17,13 @@ constexpr TextFile kNoTextFile = 0;
 // reads counts as one that cannot.
 TextFile openTextFile(const char* path);
 
-// Line breaks are written as the system has them. Waits for the disk; what it refuses is lost.
-void writeText(TextFile file, const char* text, std::size_t length);
+// Line breaks are written as the system has them. Waits for the disk. Returns how much of the text
+// it has taken: less than all if it refuses the rest, because it is full for instance.
+std::size_t writeText(TextFile file, std::string_view text);
 
-// The same without taking a lock of the C library: for the end of a process whose other threads
-// were killed, possibly with that lock in their hands.
-void writeTextWithoutLock(TextFile file, const char* text, std::size_t length);
+// Takes the last part of what was written back out of the file. False if that cannot be done, as
+// with a pipe.
+bool takeBackText(TextFile file, std::string_view tail);
 
 void closeTextFile(TextFile file);
 

@@ -16,6 +16,12 @@ void logForEver() {
     }
 }
 
+void readForEver() {
+    for (qz_log_hook_start();;) {
+        qz_log_hook_read();
+    }
+}
+
 // The library outlives the host's static objects.
 struct LateUser {
     ~LateUser() { qz_log("M", QZ_LOG_INFO, SYS_argc() > 1 ? SYS_bindir() : ""); }
@@ -27,7 +33,11 @@ int main(int argc, char** argv) {
     if (argc != 2 || qz_log_start(".", argv[1]) != 0) {
         return 2;
     }
-    if (argv[1] == std::string("exit_while_logging")) {
+    if (argv[1] == std::string("exit_while_reading")) {
+        std::thread(logForEver).detach();
+        std::thread(readForEver).detach();
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    } else if (argv[1] == std::string("exit_while_logging")) {
         for (int i = 0; i < 3; ++i) {
             std::thread(logForEver).detach();
         }

@@ -1,8 +1,14 @@
 # Runs the probe and looks at its log: -DPROBE=... -DWAY=... -DEMULATOR=...
-execute_process(COMMAND ${EMULATOR} ${PROBE} ${WAY} RESULT_VARIABLE result ERROR_QUIET TIMEOUT 30)
-if(NOT result EQUAL 0)
-  message(FATAL_ERROR "the probe ended with ${result}")
+set(runs 1)
+if(WAY STREQUAL "exit_while_reading")
+  set(runs 5) # the end seldom meets the reader in a call
 endif()
+foreach(run RANGE 1 ${runs})
+  execute_process(COMMAND ${EMULATOR} ${PROBE} ${WAY} RESULT_VARIABLE result ERROR_QUIET TIMEOUT 30)
+  if(NOT result EQUAL 0)
+    message(FATAL_ERROR "run ${run}: the probe ended with ${result}")
+  endif()
+endforeach()
 if(WAY STREQUAL "exit")
   file(STRINGS ${WAY}.log lines REGEX "INFO    M: line [0-9]+$")
   list(LENGTH lines count)

@@ -5,10 +5,14 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
+#include <csignal>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -16,17 +20,19 @@
 #include <sstream>
 #include <string>
 #include <thread>
+#include <utility>
 
 namespace {
 
 using qz::test::freshDirectory;
+using qz::test::readFile;
 
 // A disk that takes nothing until it is told to.
 class StuckDisk {
 public:
-    explicit StuckDisk(const std::filesystem::path& path) {
+    explicit StuckDisk(const std::filesystem::path& path) : path_(path) {
         EXPECT_EQ(mkfifo(path.c_str(), 0600), 0);
-        reader_ = open(path.c_str(), O_RDONLY | O_NONBLOCK);
+        comeBack();
         EXPECT_GE(reader_, 0);
     }
     ~StuckDisk() { close(reader_); }
@@ -44,9 +50,82 @@ public:
         return text;
     }
 
+    void leave() { close(std::exchange(reader_, -1)); }
+    void comeBack() { reader_ = open(path_.c_str(), O_RDONLY | O_NONBLOCK); }
+
 private:
+    const std::filesystem::path path_;
     int reader_;
 };
+
+// While it lives, files cannot grow beyond a size.
+class SmallFiles {
+public:
+    explicit SmallFiles(rlim_t most) {
+        getrlimit(RLIMIT_FSIZE, &before_);
+        const rlimit limit{most, before_.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~SmallFiles() { setrlimit(RLIMIT_FSIZE, &before_); }
+    SmallFiles(const SmallFiles&) = delete;
+    SmallFiles& operator=(const SmallFiles&) = delete;
+
+private:
+    rlimit before_{};
+};
+
+// Standard error is somebody's pipe while it lives.
+class PipeOnStandardError {
+public:
+    PipeOnStandardError() : before_(dup(STDERR_FILENO)) {
+        EXPECT_EQ(pipe(ends_), 0);
+        dup2(ends_[1], STDERR_FILENO);
+        close(ends_[1]);
+    }
+    ~PipeOnStandardError() {
+        dup2(before_, STDERR_FILENO);
+        close(before_);
+    }
+    PipeOnStandardError(const PipeOnStandardError&) = delete;
+    PipeOnStandardError& operator=(const PipeOnStandardError&) = delete;
+
+    int reader() const { return ends_[0]; }
+
+private:
+    const int before_;
+    int ends_[2];
+};
+
+// What became of messages "message <number>.".
+struct Account {
+    explicit Account(const std::string& text) {
+        std::istringstream lines(text);
+        for (std::string line; std::getline(lines, line);) {
+            unsigned number = 0;
+            int length = -1;
+            const std::string rest = line.substr(std::min<std::size_t>(line.size(), 10));
+            if (std::sscanf(rest.c_str(), "WARNING LOG: %u messages lost%n", &number, &length) ==
+                1) {
+                lost += number;
+            } else {
+                std::sscanf(rest.c_str(), "INFO    M: message %u.%n", &number, &length);
+                written += length > 0 ? 1 : 0;
+            }
+            isTorn = isTorn || (line.find("M: ") != std::string::npos &&
+                                length != static_cast<int>(rest.size()));
+        }
+    }
+
+    std::int64_t written = 0;
+    std::int64_t lost = 0;
+    bool isTorn = false; // a line that is not whole, or two in one
+};
+
+void logMessages(int first, int end) {
+    for (int i = first; i < end; ++i) {
+        qz_log("M", QZ_LOG_INFO, ("message " + std::to_string(i) + ".").c_str());
+    }
+}
 
 TEST(LogOnAPipe, NoCallerWaitsForAStuckDisk) {
     const auto directory = freshDirectory();
@@ -56,9 +135,7 @@ TEST(LogOnAPipe, NoCallerWaitsForAStuckDisk) {
     // Far more than the pipe and the pool hold. If a caller waited, this would never end: the pipe
     // is read only afterwards.
     constexpr int kMessages = 20000;
-    for (int i = 0; i < kMessages; ++i) {
-        qz_log("M", QZ_LOG_INFO, ("message " + std::to_string(i)).c_str());
-    }
+    logMessages(0, kMessages);
     std::string text;
     std::thread reader([&] { text = disk.readAll(); });
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
@@ -67,20 +144,9 @@ TEST(LogOnAPipe, NoCallerWaitsForAStuckDisk) {
     reader.join();
     ::testing::internal::GetCapturedStderr();
 
-    std::int64_t written = 0;
-    std::int64_t lost = 0;
-    std::istringstream lines(text);
-    for (std::string line; std::getline(lines, line);) {
-        unsigned remarked = 0;
-        const std::size_t remark = line.find("WARNING LOG: ");
-        if (remark != std::string::npos &&
-            std::sscanf(line.c_str() + remark, "WARNING LOG: %u messages lost", &remarked) == 1) {
-            lost += remarked;
-        }
-        written += line.find("M: message ") != std::string::npos ? 1 : 0;
-    }
-    EXPECT_GT(lost, 0);
-    EXPECT_EQ(written + lost, kMessages);
+    const Account account(text);
+    EXPECT_GT(account.lost, 0);
+    EXPECT_EQ(account.written + account.lost, kMessages);
     EXPECT_NE(text.find("M: the last"), std::string::npos);
 }
 
@@ -109,15 +175,102 @@ TEST(LogOnAPipe, NoProcessWaitsForAStuckDiskAtItsEnd) {
         ::testing::ExitedWithCode(0), "");
 }
 
-TEST(LogOnAPipe, AReaderThatHasGoneEndsNobody) {
+// Without the guard of the log's, a broken pipe would kill the process.
+TEST(LogOnAPipe, AReaderThatHasGoneEndsNobodyAndTheNextOneLearnsWhatWasLost) {
     const auto directory = freshDirectory();
     auto disk = std::make_unique<StuckDisk>(directory / "slow.log");
     ASSERT_EQ(qz_log_start(directory.c_str(), "slow"), 0);
-    disk.reset();
-    for (int i = 0; i < 100; ++i) {
-        qz_log("M", QZ_LOG_INFO, std::to_string(i).c_str());
+    ::testing::internal::CaptureStderr();
+    const auto logSlowly = [](int first, int end) { // so that the pool does not run out
+        for (int i = first; i < end; i += 100) {
+            logMessages(i, i + 100);
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+    };
+    logSlowly(0, 2500); // more than a pipe holds, and its last write is cut short
+    disk->leave();
+    logSlowly(2500, 2600);
+    disk->comeBack();
+    std::string text;
+    std::thread reader([&] { text = disk->readAll(); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    logMessages(2600, 2700);
+    qz_log_stop();
+    reader.join();
+    ::testing::internal::GetCapturedStderr();
+    const Account account(text);
+    EXPECT_GT(account.lost, 0);
+    EXPECT_EQ(account.written + account.lost, 2700);
+}
+
+// A limit on the size of files refuses them as a full disk does, the last write in the middle of a
+// line.
+TEST(LogOnAFullDisk, CountsWhatIsLostAndKeepsWholeLines) {
+    const auto directory = freshDirectory();
+    ASSERT_EQ(qz_log_start(directory.c_str(), "full"), 0);
+    ::testing::internal::CaptureStderr();
+    const auto logInBatches = [](int first, int end) {
+        for (int i = first; i < end; i += 10) {
+            logMessages(i, i + 10);
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+    };
+    {
+        const SmallFiles limit(1000);
+        logInBatches(0, 100);
     }
-    qz_log_stop(); // a broken pipe would have killed the process before it comes back
+    logInBatches(100, 110);
+    const Account between(readFile(directory / "full.log"));
+    EXPECT_GT(between.lost, 0);
+    EXPECT_EQ(between.written + between.lost, 110);
+    {
+        const SmallFiles limit(1000);
+        logInBatches(110, 120);
+        qz_log_stop(); // on this thread
+    }
+    ::testing::internal::GetCapturedStderr();
+    const std::string text = readFile(directory / "full.log");
+    const Account account(text);
+    EXPECT_FALSE(account.isTorn) << text;
+    EXPECT_EQ(text.back(), '\n');
+    EXPECT_EQ(account.written, between.written);
+}
+
+// Redirected after the start, of which nobody tells the log. A broken pipe would kill the process.
+TEST(LogEcho, AReaderThatHasGoneEndsNobody) {
+    const auto directory = freshDirectory();
+    ASSERT_EQ(qz_log_start(directory.c_str(), nullptr), 0);
+    const PipeOnStandardError standardError;
+    close(standardError.reader());
+    qz_log("M", QZ_LOG_INFO, "to nobody");
+    sigset_t pending;
+    sigpending(&pending);
+    EXPECT_EQ(sigismember(&pending, SIGPIPE), 0);
+    qz_log_stop();
+}
+
+TEST(LogEcho, WaitsForAPipeThatSomebodyMadeNonBlocking) {
+    constexpr int kMessages = 1000;
+    std::string text;
+    std::thread reader;
+    {
+        const PipeOnStandardError standardError;
+        fcntl(STDERR_FILENO, F_SETFL, O_NONBLOCK);
+        fcntl(STDERR_FILENO, F_SETPIPE_SZ, 4096);
+        reader = std::thread([&text, pipe = standardError.reader()] {
+            char buffer[512];
+            for (ssize_t count; (count = read(pipe, buffer, sizeof buffer)) > 0;) {
+                text.append(buffer, static_cast<std::size_t>(count));
+                std::this_thread::sleep_for(std::chrono::microseconds(100));
+            }
+            close(pipe);
+        });
+        logMessages(0, kMessages);
+    }
+    reader.join();
+    const Account account(text);
+    EXPECT_EQ(account.written, kMessages);
+    EXPECT_FALSE(account.isTorn);
 }
 
 // A death test forks.
@@ -137,8 +290,7 @@ TEST(LogInAForkedChild, LeavesTheFilesToTheParent) {
     qz_log("M", QZ_LOG_INFO, "of the parent");
     qz_log_stop();
     ::testing::internal::GetCapturedStderr();
-    EXPECT_NE(qz::test::readFile(directory / "forked.log").find("of the parent"),
-              std::string::npos);
+    EXPECT_NE(readFile(directory / "forked.log").find("of the parent"), std::string::npos);
 }
 
 } // namespace

@@ -127,6 +127,15 @@ TEST_F(Log, CountsWhatThePoolCannotHold) {
     EXPECT_EQ(written[2], "INFO    M: after");
 }
 
+TEST_F(Log, SaysAtItsEndWhatWasLostAfterTheLastMessage) {
+    for (int i = 0; i < 1023 + 5; ++i) {
+        qz_log("M", QZ_LOG_TRACE, std::to_string(i).c_str());
+    }
+    start();
+    qz_log_stop();
+    EXPECT_EQ(lines(), (Lines{kStartUp, "WARNING LOG: 5 messages lost"}));
+}
+
 TEST_F(Log, OutputsFilterByModuleAndMask) {
     start();
     qz_log_set_output("net", "NET", QZ_LOG_ERROR | QZ_LOG_WARNING);
@@ -163,8 +172,11 @@ TEST_F(Log, KeepsOnePreviousGeneration) {
     EXPECT_NE(readFile(directory_ / (cut + ".log.old")).find("first opening"), std::string::npos);
 }
 
-TEST_F(Log, AnOutputThatCannotBeOpenedIsSilentlyAbsent) {
+TEST_F(Log, AnOutputThatCannotBeOpenedIsAbsentAndOnlyTheFirstSaysSo) {
+    ::testing::internal::CaptureStderr();
     ASSERT_EQ(qz_log_start((directory_ / "missing").string().c_str(), "main"), 0);
+    const std::string echo = ::testing::internal::GetCapturedStderr();
+    EXPECT_NE(echo.find("ERROR   LOG: can't open \""), std::string::npos) << echo;
     qz_log_set_output("../still/missing", nullptr, QZ_LOG_ALL);
     qz_log_set_output("", nullptr, QZ_LOG_ALL);
     qz_log("M", QZ_LOG_INFO, "into nothing");
@@ -180,6 +192,7 @@ TEST_F(Log, RunsOnceAndStaysSilentAfterwards) {
     qz_log("M", QZ_LOG_INFO, "written");
     qz_log_stop();
     qz_log_stop();
+    EXPECT_EQ(qz_log_start(directory_.string().c_str(), "main"), -1) << "it stays stopped";
     ::testing::internal::CaptureStderr();
     qz_log("M", QZ_LOG_INFO, "after the stop");
     EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");

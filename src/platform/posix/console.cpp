@@ -1,15 +1,17 @@
 #include "platform/console.h"
 
-#include "platform/posix/broken_pipe.h"
 #include "platform/posix/descriptor.h"
+#include "platform/posix/write_signals.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
+#include <string_view>
 
 // Left empty by the linker unless the program has one; naming it here makes the linker export that.
 extern "C" __attribute__((weak)) unsigned int qz_log_echo_levels;
@@ -18,24 +20,29 @@ namespace platform {
 
 namespace {
 
-enum class Echo : int { unknown, nowhere, toFile, toPipe };
+constinit std::atomic<bool> isEchoing{true};
 
-constinit std::atomic<Echo> destination{Echo::unknown};
-
-Echo inspect(int descriptor) {
+bool leadsSomewhere(int descriptor) {
     struct stat status {};
     if (fstat(descriptor, &status) != 0) {
-        return Echo::nowhere;
+        return false;
     }
     const dev_t nullDevice = makedev(1, 3);
-    if (S_ISCHR(status.st_mode) && status.st_rdev == nullDevice) {
-        return Echo::nowhere;
-    }
-    return S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode) ? Echo::toPipe : Echo::toFile;
+    return !S_ISCHR(status.st_mode) || status.st_rdev != nullDevice;
 }
 
 bool isOpen(int descriptor) {
     return fcntl(descriptor, F_GETFD) >= 0;
+}
+
+// Whoever shares a pipe or terminal may have made it non-blocking; it is waited for all the same.
+bool waitUntilItTakesMore(int descriptor) {
+    pollfd wish{descriptor, POLLOUT, 0};
+    int ready = 0;
+    do {
+        ready = poll(&wish, 1, -1);
+    } while (ready < 0 && errno == EINTR);
+    return ready > 0;
 }
 
 } // namespace
@@ -44,8 +51,7 @@ bool isOpen(int descriptor) {
 // gets its descriptor later is somebody else's.
 void refreshEcho() {
     static const bool wasOpenAtLoad = isOpen(STDERR_FILENO);
-    destination.store(wasOpenAtLoad ? inspect(STDERR_FILENO) : Echo::nowhere,
-                      std::memory_order_relaxed);
+    isEchoing.store(wasOpenAtLoad && leadsSomewhere(STDERR_FILENO), std::memory_order_relaxed);
 }
 
 const unsigned int* echoLevels() {
@@ -53,17 +59,18 @@ const unsigned int* echoLevels() {
 }
 
 bool echoWanted() {
-    return destination.load(std::memory_order_relaxed) != Echo::nowhere;
+    return isEchoing.load(std::memory_order_relaxed);
 }
 
+// What standard error is may change at any time: a host that redirects it, to a pipe for instance,
+// asks nobody.
 void echo(const char* text, std::size_t length) {
     const int callersError = errno;
-    if (destination.load(std::memory_order_relaxed) == Echo::toFile) {
-        writeAll(STDERR_FILENO, {text, length});
-    } else {
-        const NoBrokenPipe guard;
-        writeAll(STDERR_FILENO, {text, length});
-    }
+    const NoWriteSignals guard;
+    std::string_view left(text, length);
+    do {
+        left.remove_prefix(writeMost(STDERR_FILENO, left));
+    } while (!left.empty() && errno == EAGAIN && waitUntilItTakesMore(STDERR_FILENO));
     errno = callersError;
 }
 

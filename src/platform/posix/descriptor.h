@@ -58,18 +58,25 @@ inline int requireOrdinaryFile(int file) {
     return fstat(file, &status) != 0 ? errno : requireOrdinary(status);
 }
 
-// Goes on where signals interrupt it, and where the system takes less in one call.
-inline bool writeAll(int file, std::string_view bytes) {
-    while (!bytes.empty()) {
+// Goes on where signals interrupt it, and where the system takes less in one call. Returns how much
+// the system has taken until it refused, with errno set.
+inline std::size_t writeMost(int file, std::string_view bytes) {
+    std::size_t taken = 0;
+    while (taken < bytes.size()) {
         const ssize_t written = uninterrupted([&] {
-            return write(file, bytes.data(), std::min<std::size_t>(bytes.size(), INT_MAX));
+            return write(file, bytes.data() + taken,
+                         std::min<std::size_t>(bytes.size() - taken, INT_MAX));
         });
         if (written <= 0) {
-            return false;
+            break;
         }
-        bytes.remove_prefix(static_cast<std::size_t>(written));
+        taken += static_cast<std::size_t>(written);
     }
-    return true;
+    return taken;
+}
+
+inline bool writeAll(int file, std::string_view bytes) {
+    return writeMost(file, bytes) == bytes.size();
 }
 
 // Has the system set the first `size` bytes of a file aside, so that writing them does not fail for

@@ -1,8 +1,8 @@
 #include "platform/text_file.h"
 
-#include "platform/posix/broken_pipe.h"
 #include "platform/posix/descriptor.h"
 #include "platform/posix/path.h"
+#include "platform/posix/write_signals.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -18,11 +18,15 @@ int descriptorOf(TextFile file) {
     return static_cast<int>(file);
 }
 
+struct KernelPath : SystemPath {
+    explicit KernelPath(const char* path) : SystemPath(path, Limit::theKernels) {}
+};
+
 // O_NONBLOCK makes the opening of a pipe without a reader fail instead of wait; the writing that
 // follows is to wait.
 int openWithoutWaiting(const char* path) {
     const int descriptor =
-        open(nativePath(path).c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK, 0666);
+        open(KernelPath(path).text(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK, 0666);
     if (descriptor >= 0) {
         fcntl(descriptor, F_SETFL, fcntl(descriptor, F_GETFL) & ~O_NONBLOCK);
     }
@@ -43,13 +47,16 @@ TextFile openTextFile(const char* path) {
     return moved < 0 ? kNoTextFile : moved;
 }
 
-void writeText(TextFile file, const char* text, std::size_t length) {
-    const NoBrokenPipe guard;
-    writeAll(descriptorOf(file), {text, length});
+std::size_t writeText(TextFile file, std::string_view text) {
+    const NoWriteSignals guard;
+    return writeMost(descriptorOf(file), text);
 }
 
-void writeTextWithoutLock(TextFile file, const char* text, std::size_t length) {
-    writeText(file, text, length); // there is no lock in it
+bool takeBackText(TextFile file, std::string_view tail) {
+    const int descriptor = descriptorOf(file);
+    const off_t end =
+        lseek(descriptor, 0, SEEK_CUR) - static_cast<off_t>(tail.size()); // negative for a pipe
+    return end >= 0 && ftruncate(descriptor, end) == 0 && lseek(descriptor, end, SEEK_SET) == end;
 }
 
 void closeTextFile(TextFile file) {
@@ -58,12 +65,13 @@ void closeTextFile(TextFile file) {
 
 bool isOrdinaryFile(const char* path) {
     struct stat status {};
-    return stat(nativePath(path).c_str(), &status) == 0 && S_ISREG(status.st_mode);
+    return stat(KernelPath(path).text(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
 void replaceFile(const char* from, const char* to) {
-    unlink(nativePath(to).c_str());
-    static_cast<void>(std::rename(nativePath(from).c_str(), nativePath(to).c_str()));
+    const KernelPath target(to);
+    unlink(target.text());
+    static_cast<void>(std::rename(KernelPath(from).text(), target.text()));
 }
 
 } // namespace platform

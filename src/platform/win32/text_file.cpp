@@ -4,10 +4,7 @@
 
 #include <windows.h>
 
-#include <io.h>
-
 #include <algorithm>
-#include <cstdio>
 
 namespace platform {
 
@@ -15,13 +12,50 @@ namespace {
 
 constexpr std::size_t kPathUnits = MAX_PATH + 1;
 
-std::FILE* streamOf(TextFile file) {
-    return reinterpret_cast<std::FILE*>(file);
+HANDLE handleOf(TextFile file) {
+    return reinterpret_cast<HANDLE>(file);
 }
 
-void writeBytes(HANDLE handle, const char* bytes, std::size_t count) {
-    DWORD written = 0;
-    WriteFile(handle, bytes, static_cast<DWORD>(count), &written, nullptr);
+// As much of a text as fits, with the system's line breaks.
+class NativePiece {
+public:
+    explicit NativePiece(std::string_view text) {
+        for (; consumed_ < text.size() && size_ + 2 <= sizeof bytes_; ++consumed_) {
+            if (text[consumed_] == '\n') {
+                bytes_[size_++] = '\r';
+            }
+            bytes_[size_++] = text[consumed_];
+        }
+    }
+
+    const char* bytes() const { return bytes_; }
+    DWORD size() const { return size_; }
+    std::size_t consumed() const { return consumed_; } // of the text
+
+private:
+    DWORD size_ = 0;
+    std::size_t consumed_ = 0;
+    char bytes_[4096];
+};
+
+DWORD nativeSize(std::string_view text) {
+    return static_cast<DWORD>(text.size()) +
+           static_cast<DWORD>(std::count(text.begin(), text.end(), '\n'));
+}
+
+// How much of a text lies whole in so many bytes of its native form.
+std::size_t textWithin(std::string_view text, DWORD bytes) {
+    std::size_t whole = 0;
+    while (whole < text.size() && nativeSize(text.substr(0, whole + 1)) <= bytes) {
+        ++whole;
+    }
+    return whole;
+}
+
+bool takeBack(HANDLE handle, DWORD bytes) {
+    LARGE_INTEGER distance{};
+    distance.QuadPart = -static_cast<LONGLONG>(bytes);
+    return SetFilePointerEx(handle, distance, nullptr, FILE_CURRENT) && SetEndOfFile(handle);
 }
 
 } // namespace
@@ -31,30 +65,37 @@ TextFile openTextFile(const char* path) {
     if (!toWide(path, wide, kPathUnits)) {
         return kNoTextFile;
     }
-    return reinterpret_cast<TextFile>(_wfopen(wide, L"w"));
+    const HANDLE handle = CreateFileW(wide, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                      nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+    return handle != INVALID_HANDLE_VALUE ? reinterpret_cast<TextFile>(handle) : kNoTextFile;
 }
 
-void writeText(TextFile file, const char* text, std::size_t length) {
-    std::fwrite(text, 1, length, streamOf(file));
-    std::fflush(streamOf(file));
-}
-
-void writeTextWithoutLock(TextFile file, const char* text, std::size_t length) {
-    const auto handle = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(streamOf(file))));
-    const char* const end = text + length;
-    while (text != end) {
-        const char* const lineEnd = std::find(text, end, '\n');
-        writeBytes(handle, text, static_cast<std::size_t>(lineEnd - text));
-        text = lineEnd;
-        if (text != end) {
-            writeBytes(handle, "\r\n", 2);
-            ++text;
+std::size_t writeText(TextFile file, std::string_view text) {
+    std::size_t taken = 0;
+    while (taken < text.size()) {
+        const NativePiece piece(text.substr(taken));
+        DWORD written = 0;
+        WriteFile(handleOf(file), piece.bytes(), piece.size(), &written, nullptr);
+        if (written < piece.size()) {
+            const std::string_view rest = text.substr(taken, piece.consumed());
+            const std::size_t whole = textWithin(rest, written);
+            // Half a line break stays nowhere.
+            if (const DWORD odd = written - nativeSize(rest.substr(0, whole)); odd > 0) {
+                takeBack(handleOf(file), odd);
+            }
+            return taken + whole;
         }
+        taken += piece.consumed();
     }
+    return taken;
+}
+
+bool takeBackText(TextFile file, std::string_view tail) {
+    return takeBack(handleOf(file), nativeSize(tail));
 }
 
 void closeTextFile(TextFile file) {
-    std::fclose(streamOf(file));
+    CloseHandle(handleOf(file));
 }
 
 bool isOrdinaryFile(const char* path) {
