@@ -1,5 +1,6 @@
 #include "Core/CrashReport.h"
 
+#include "core/crash_terminate.h"
 #include "core/crash_text.h"
 #include "core/cut_text.h"
 #include "core/log.h"
@@ -183,6 +184,7 @@ bt_filter bt_init(const char* given) {
     }
     platform::keepLibraryLoaded(); // the system calls the handler whatever became of the library
     isInstalled = true;
+    core::logUncaughtExceptions();
     return reinterpret_cast<bt_filter>(platform::installFaultFunction(onFault));
 }
 
@@ -190,5 +192,6 @@ void bt_fini() {
     if (isInstalled) {
         isInstalled = false;
         platform::removeFaultFunction();
+        core::leaveUncaughtExceptions();
     }
 }

@@ -12,6 +12,7 @@
 #include <cstring>
 #include <exception>
 #include <iterator>
+#include <stdexcept>
 #include <string>
 #include <thread>
 
@@ -68,6 +69,10 @@ PROBE_FUNCTION void dieOfTerminate() {
     std::terminate();
 }
 
+PROBE_FUNCTION void dieOfException() {
+    throw std::runtime_error("nobody wants this");
+}
+
 PROBE_FUNCTION void dieInNowhere() {
     void (*volatile nowhere)() = nullptr;
     asm volatile("call *%0" : : "r"(nowhere) : "memory");
@@ -116,6 +121,7 @@ constexpr Way kWays[] = {
     {"privilege", dieOfPrivilege},
     {"abort", dieOfAbort},
     {"terminate", dieOfTerminate},
+    {"exception", dieOfException},
     {"nowhere", dieInNowhere},
     {"overflow", overflow},
     {"large_frames", overflowInLargeSteps},

@@ -238,6 +238,11 @@ class CrashTest(unittest.TestCase):
     def test_report_when_descriptors_have_run_out(self):
         self.check_frames(self.crash("null", "without_descriptors")[3:], "dieOfNull")
 
+    def test_uncaught_exception_is_in_the_log(self):
+        done = self.run_probe("exception")
+        self.assertIn(b"QZCORE: Uncaught exception: nobody wants this", done.stderr)
+        self.assertEqual(self.count_reports(), 1)
+
     def count_reports(self):
         return sum(path.read_text().count("# ------") for path in self.folder.glob("*.crash"))
 
