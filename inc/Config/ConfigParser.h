@@ -90,8 +90,9 @@ public:
      *
      * Braces may be nested 256 deep; a deeper one is an error like any other. Parentheses have no
      * limit. An integer expression whose result does not fit an int, infinite or no number at all
-     * included, is an error at its first token; only the result counts, not what comes on the
-     * way. A hexadecimal number has 32 bits and is taken as signed: 0xFFFFFFFF is -1. */
+     * included, is an error at its first token, and so is a real one that is infinite or no number;
+     * only the result counts, not what comes on the way. A hexadecimal number has 32 bits and is
+     * taken as signed: 0xFFFFFFFF is -1. */
     bool parse(const std::string& fileName);
     bool parse(const char* text, int length);
 
@@ -125,7 +126,8 @@ public:
 
     /* Save the text that was parsed with only the changed, inserted and erased entries altered:
      * comments, order, blank lines and the spelling of everything else stay. What is set to the
-     * value that it already has is not changed. A line goes if nothing is left on it.
+     * value that it already has is not changed. A line goes if nothing is left on it. A real that
+     * was set or inserted has as many digits as it takes to read the same number again.
      *
      * As save, but with CR LF in the buffer too: it can be parsed as it is. */
     bool saveEdited();

@@ -117,7 +117,7 @@ void ConfigParser::Impl::locate(const Place& place) {
 }
 
 bool ConfigParser::Impl::buildWhole(const char* lineEnd, std::string& text) const {
-    Writer writer(*analysers->names, lineEnd);
+    Writer writer(*analysers->names, lineEnd, Writer::Reals::tenDigits);
     const bool isWritten = writer.addEntries(tree.root().entries);
     text = std::move(writer.text());
     return isWritten;

@@ -42,6 +42,16 @@ double parseAnySize(std::string_view text) {
     return value;
 }
 
+// Of what to_chars makes of a real, which may be without a point.
+void appendWithPoint(std::string& output, std::string_view text) {
+    const std::string_view digits = text.substr(0, text.find('e'));
+    output += digits;
+    if (digits.find('.') == std::string_view::npos) {
+        output += ".0";
+    }
+    output += text.substr(digits.size());
+}
+
 } // namespace
 
 // With so few digits, a whole number and a power of ten are both exact, and so their quotient is
@@ -74,13 +84,13 @@ void appendReal(std::string& output, double value) {
     char buffer[32];
     const auto [end, error] = std::to_chars(std::begin(buffer), std::end(buffer), value,
                                             std::chars_format::general, kSignificantDigits);
-    const std::string_view text(buffer, end);
-    const std::string_view digits = text.substr(0, text.find('e'));
-    output += digits;
-    if (digits.find('.') == std::string_view::npos) {
-        output += ".0";
-    }
-    output += text.substr(digits.size());
+    appendWithPoint(output, {buffer, end});
+}
+
+void appendShortestReal(std::string& output, double value) {
+    char buffer[32];
+    const auto [end, error] = std::to_chars(std::begin(buffer), std::end(buffer), value);
+    appendWithPoint(output, {buffer, end});
 }
 
 } // namespace qz::config

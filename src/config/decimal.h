@@ -10,7 +10,9 @@ namespace qz::config {
 // if it is too large or too small. The text has been checked.
 double parseDecimal(std::string_view text);
 
-// Adds a finite real with 10 significant digits, and digits on both sides of its point.
+// Add a finite real with digits on both sides of its point: 10 significant ones, or the fewest that
+// read back as the same number.
 void appendReal(std::string& output, double value);
+void appendShortestReal(std::string& output, double value);
 
 } // namespace qz::config

@@ -76,7 +76,7 @@ bool EditedText::collectEntry(const Entry& entry, int depth) {
 }
 
 bool EditedText::collectValue(const Entry& entry, int depth) {
-    Writer writer(names_, Layout::kLineEnd, {}, depth);
+    Writer writer(names_, Layout::kLineEnd, Writer::Reals::shortest, {}, depth);
     const bool isWritten = writer.addValue(entry);
     const Place place = valuePlaceOf(entry);
     edits_.push_back({place.offset, place.end(), std::move(writer.text())});
@@ -159,7 +159,8 @@ bool EditedText::insertItems(const Entry& list, const Inserted& inserted, int de
 
 bool EditedText::insert(const Inserted& inserted, std::size_t offset, std::string_view indentation,
                         int depth, std::string_view before, std::string_view behind) {
-    Writer writer(names_, Layout::kLineEnd, std::string(indentation), depth);
+    Writer writer(names_, Layout::kLineEnd, Writer::Reals::shortest, std::string(indentation),
+                  depth);
     bool isWritten = true;
     for (const Entry* entry = inserted.first; isWritten && entry != inserted.next;
          entry = entry->next) {

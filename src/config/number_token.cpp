@@ -7,8 +7,10 @@ namespace qz::config {
 
 namespace {
 
-bool fitsInt(double value) {
-    return value >= INT_MIN && value <= INT_MAX; // false for what is no number
+// Only what can be saved.
+bool fits(const Number& number) {
+    const double whole = std::trunc(number.value);
+    return number.isInteger ? whole >= INT_MIN && whole <= INT_MAX : std::isfinite(number.value);
 }
 
 } // namespace
@@ -19,15 +21,14 @@ bool NumberToken::matchTokens(Matching& matching) const {
     if (!read(matching, number)) {
         return matching.fail();
     }
-    const double whole = std::trunc(number.value);
-    if (number.isInteger && !fitsInt(whole)) {
+    if (!fits(number)) {
         matching.returnTo(start);
         return matching.fail();
     }
     Entry& entry = matching.makeEntry();
     if (number.isInteger) {
         entry.type = Type::kInteger;
-        entry.integer = static_cast<int>(whole);
+        entry.integer = static_cast<int>(number.value);
     } else {
         entry.type = Type::kReal;
         entry.real = number.value;

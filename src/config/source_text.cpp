@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <climits>
 #include <cstdint>
+#include <string>
+#include <utility>
 
 namespace qz::config {
 
@@ -34,8 +36,10 @@ public:
         return static_cast<std::size_t>(size);
     }
 
-    bool read(char* buffer, std::size_t count) {
-        return platform::readFile(handle_, buffer, count, error_) == count;
+    bool hasFailed() const { return error_ != 0; }
+
+    std::size_t read(char* buffer, std::size_t count) {
+        return platform::readFile(handle_, buffer, count, error_);
     }
 
 private:
@@ -45,6 +49,19 @@ private:
 
 void logFailure(const char* verb, const std::string& fileName) {
     qz_logf("QZCORE", QZ_LOG_ERROR, "LexicalAnalyser: Cannot %s %s", verb, fileName.c_str());
+}
+
+// A file that is empty by its size may have contents all the same, as in /proc.
+std::optional<SourceText> readToEnd(OpenFile& file) {
+    std::string bytes;
+    char part[4096];
+    std::size_t count = 0;
+    do {
+        count = file.read(part, sizeof part);
+        bytes.append(part, count);
+    } while (count == sizeof part && bytes.size() <= INT_MAX);
+    return file.hasFailed() || bytes.size() > INT_MAX ? std::nullopt
+                                                      : std::optional(SourceText::copyOf(bytes));
 }
 
 } // namespace
@@ -64,11 +81,18 @@ std::optional<SourceText> SourceText::read(const std::string& fileName) {
         logFailure("open", fileName);
         return std::nullopt;
     }
-    if (const std::optional<std::size_t> size = file.size()) {
-        SourceText text(*size);
-        if (file.read(text.chars_.get(), *size)) {
-            return text;
+    const std::optional<std::size_t> size = file.size();
+    std::optional<SourceText> text;
+    if (size && *size == 0) {
+        text = readToEnd(file);
+    } else if (size) {
+        text = SourceText(*size);
+        if (file.read(text->chars_.get(), *size) != *size) {
+            text.reset();
         }
+    }
+    if (text) {
+        return text;
     }
     logFailure("read", fileName);
     return std::nullopt;

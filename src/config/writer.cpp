@@ -52,7 +52,7 @@ bool Writer::addValue(const Entry& entry) {
         if (!std::isfinite(entry.real)) {
             return false;
         }
-        appendReal(text_, entry.real);
+        (reals_ == Reals::shortest ? appendShortestReal : appendReal)(text_, entry.real);
         return true;
     case Type::kString:
         text_ += '"';

@@ -18,10 +18,16 @@ class Writer {
 public:
     static constexpr std::size_t kIndentation = 4; // blanks for each level
 
+    enum class Reals { tenDigits, shortest };
+
     // indentation and depth are those of the entries that will be added.
-    Writer(const IdentifierToken& names, std::string_view lineEnd, std::string indentation = {},
-           int depth = 0)
-        : names_(names), lineEnd_(lineEnd), indentation_(std::move(indentation)), depth_(depth) {}
+    Writer(const IdentifierToken& names, std::string_view lineEnd, Reals reals,
+           std::string indentation = {}, int depth = 0)
+        : names_(names)
+        , lineEnd_(lineEnd)
+        , reals_(reals)
+        , indentation_(std::move(indentation))
+        , depth_(depth) {}
 
     // On lines of their own.
     bool addEntries(const EntryList& entries);
@@ -39,6 +45,7 @@ private:
 
     const IdentifierToken& names_;
     std::string_view lineEnd_;
+    Reals reals_;
     std::string indentation_;
     int depth_;
     std::string text_;

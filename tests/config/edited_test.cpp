@@ -61,6 +61,14 @@ TEST(ConfigEdited, LeavesEverythingElseAlone) {
                        "audio|{|    volume = \"max\"; /* loud */|    on = true;|}|"
                        "colors = { {255, -0.5, 0},|           {0, 255, 0} }; // RGB|");
     EXPECT_EQ(edited("a = {1, 2};", [](ConfigParser& p) { p.find("a").set(1); }), "a = 1;");
+    EXPECT_EQ(edited("a = {1};",
+                     [](ConfigParser& p) {
+                         p.find("a").begin().set(1700000000123.0);
+                         for (const double real : {0.1, 1.0 / 3, 1e22, -5e-324}) {
+                             p.find("a").end().insertDouble(real);
+                         }
+                     }),
+              "a = {1700000000123.0, 0.1, 0.3333333333333333, 1.0e+22, -5.0e-324};");
     EXPECT_EQ(edited("", [](ConfigParser& p) { p.end().insert("a", 1); }), "a = 1;|");
     EXPECT_EQ(edited("/* a */", [](ConfigParser& p) { p.end().insert("a", 1); }),
               "/* a */|a = 1;|");

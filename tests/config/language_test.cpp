@@ -47,10 +47,12 @@ TEST(ConfigLanguage, ReadsNumbers) {
     EXPECT_EQ(value("2.5E-1 * 4"), "1r");
     EXPECT_EQ(value("1.0e+2"), "100r");
     EXPECT_EQ(value("1 /* a */ . 5"), "1.5r");
-    EXPECT_EQ(value("1.0e999999999999999999999"), "infr");
+    EXPECT_EQ(value("1.0e999999999999999999999"), "Error@4 line 1");
+    EXPECT_EQ(value("1 - 1.0e200 * 1.0e200"), "Error@4 line 1");
+    EXPECT_EQ(value("0.0 / 0"), "Error@4 line 1");
     EXPECT_EQ(value("1.0e-999999999999999999999"), "0r");
     EXPECT_EQ(value("0." + std::string(400, '0') + "1e401"), "1r");
-    EXPECT_EQ(value("1" + std::string(400, '0') + ".0"), "infr");
+    EXPECT_EQ(value("1" + std::string(400, '0') + ".0"), "Error@4 line 1");
     // What is no number as a whole ends where it stops being one.
     EXPECT_EQ(value("0x1G"), "Error@5 line 1");
     EXPECT_EQ(value("0 x1"), "Error@6 line 1");

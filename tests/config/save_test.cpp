@@ -135,8 +135,7 @@ TEST(ConfigSave, RefusesWhatCannotBeReadBack) {
     EXPECT_TRUE(refuses([](P& p) { p.end().insert("", 1); }));
     EXPECT_TRUE(refuses([](P& p) { p.end().insert("1a", 1); }));
     ConfigParser parser;
-    EXPECT_TRUE(parser.parse("a = 1.0 / 0;", 0));
-    EXPECT_EQ(saved(parser), "failed");
+    EXPECT_FALSE(parser.parse("a = 1.0 / 0;", 0));
 }
 
 TEST(ConfigSave, ReplacesAFileInOneStep) {
