@@ -35,6 +35,10 @@ QZ_EXTERN_C_BEGIN
  * Windows what GetTempPath says, on Linux $TMPDIR, else /tmp. Variables with a relative path are
  * ignored on Linux; home is $HOME, else what the password database says.
  *
+ * The temporary directory on Linux belongs to the user alone. Where somebody else has made one of
+ * that name, or a link, or where others may write to it, a number goes behind the first segment of
+ * the application's name ("game-1" to "game-15"); if all are taken it lies in ".".
+ *
  * Each directory ends in "\" and is absolute unless "." was all there was. What does not fit in 255
  * bytes counts as not to be had; an application name that does not fit is left out. Failure to
  * create the directories is not reported.

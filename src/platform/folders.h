@@ -23,6 +23,12 @@ bool currentDirectory(char* buffer, std::size_t size);
 // Makes a path absolute, without "." and ".." segments, whether or not there is something there.
 bool fullPath(const char* path, char* buffer, std::size_t size);
 
+// Makes the directory `path` below `parent`, for this user alone. Where everybody may make files,
+// somebody else may have been there first: false if a directory on the way from the parent belongs
+// to another user, can be written by others, is a link or no directory at all. Always true where
+// users have temporary folders of their own.
+bool makeOwnDirectories(const char* parent, const char* path);
+
 using DriveCallback = void (*)(void* context, const char* name, const char* path);
 
 void listDrives(DriveCallback callback, void* context);

@@ -2,6 +2,7 @@
 
 #include "VFS/Paths.h"
 #include "core/log.h"
+#include "platform/folders.h"
 #include "vfs/platform.h"
 
 #include <algorithm>
@@ -63,10 +64,38 @@ void endWithSeparator(char* directory) {
 }
 
 // Below the write or temporary directory.
-void makeApplicationDirectory(char* directory, const char* application) {
+void enterApplicationDirectory(char* directory, const char* application) {
     VFS_path_join(directory, kPathRoom, directory, application);
     endWithSeparator(directory);
-    vfs::kPlatform.mkdir(directory);
+}
+
+// The application's name with a number behind its first segment; 0 is no number.
+void numberedName(char* name, std::size_t size, const char* application, unsigned int number) {
+    const std::size_t leading = std::strspn(application, "/\\");
+    const std::size_t first = leading + std::strcspn(application + leading, "/\\");
+    if (number == 0) {
+        std::snprintf(name, size, "%s", application);
+    } else {
+        std::snprintf(name, size, "%.*s-%u%s", static_cast<int>(first), application, number,
+                      application + first);
+    }
+}
+
+// Others may have made a directory of that name first. One after the other is tried.
+bool makeTemporaryDirectory(const char* application) {
+    constexpr unsigned int kMostNumbers = 16;
+    char parent[kPathRoom];
+    std::memcpy(parent, tempDirectory, sizeof parent);
+    for (unsigned int number = 0; number < kMostNumbers; ++number) {
+        char name[kPathRoom];
+        numberedName(name, sizeof name, application, number);
+        std::memcpy(tempDirectory, parent, sizeof parent);
+        enterApplicationDirectory(tempDirectory, name);
+        if (platform::makeOwnDirectories(parent, tempDirectory)) {
+            return true;
+        }
+    }
+    return false;
 }
 
 } // namespace
@@ -77,9 +106,14 @@ unsigned int VFS_init(const char* application, const char* base_hint) {
     vfs::kPlatform.get_basedir(base_hint, baseDirectory, kPathRoom);
     endWithSeparator(baseDirectory);
     vfs::kPlatform.default_writedir(writeDirectory, kPathRoom);
-    makeApplicationDirectory(writeDirectory, application);
+    enterApplicationDirectory(writeDirectory, application);
+    vfs::kPlatform.mkdir(writeDirectory);
     vfs::kPlatform.default_tempdir(tempDirectory, kPathRoom);
-    makeApplicationDirectory(tempDirectory, application);
+    if (!makeTemporaryDirectory(application == nullptr ? "" : application)) {
+        std::snprintf(tempDirectory, kPathRoom, ".");
+        enterApplicationDirectory(tempDirectory, application);
+        vfs::kPlatform.mkdir(tempDirectory);
+    }
     return 1;
 }
 

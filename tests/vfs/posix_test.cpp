@@ -105,6 +105,34 @@ TEST_F(Home, UserFoldersAreTriedInOrder) {
                               }));
 }
 
+TEST_F(Home, TemporaryDirectoryIsTheUsersOwn) {
+    const auto temporary = [&](const char* application) {
+        VFS_init(application, nullptr);
+        const std::string path = VFS_get_tempdir();
+        const std::string prefix = asVfsPath(home) + "\\";
+        return path.starts_with(prefix) ? path.substr(prefix.size()) : path;
+    };
+    EXPECT_EQ(temporary("a\\b"), "a\\b\\");
+    EXPECT_EQ(temporary("a\\b"), "a\\b\\") << "it is there now";
+    EXPECT_EQ(fs::status(home / "a").permissions(), fs::perms::owner_all);
+    fs::create_directory_symlink(home / "a", home / "link");
+    EXPECT_EQ(temporary("link/b"), "link-1\\b\\");
+    fs::permissions(home / "a", fs::perms::all);
+    EXPECT_EQ(temporary("a"), "a-1\\");
+    block("a-2");
+    fs::permissions(home / "a-1", fs::perms::all);
+    EXPECT_EQ(temporary("a"), "a-3\\");
+    if (geteuid() == 0) {
+        ASSERT_EQ(chown((home / "a-3").c_str(), 12, 34), 0);
+        EXPECT_EQ(temporary("a"), "a-4\\");
+    }
+    for (int i = 1; i < 16; ++i) {
+        fs::remove_all(home / ("a-" + std::to_string(i)));
+        block("a-" + std::to_string(i));
+    }
+    EXPECT_EQ(temporary("a"), ".\\a\\");
+}
+
 TEST_F(Home, DocumentsFolderComesFromTheUsersConfiguration) {
     block(".local");
     configureDocuments("# XDG_DOCUMENTS_DIR=\"$HOME/no\"\n"

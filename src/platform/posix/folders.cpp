@@ -15,6 +15,7 @@
 #include <cstring>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 namespace platform {
 
@@ -190,6 +191,13 @@ void reportDrive(const char* mount, SeenDevices& seen, DriveCallback callback, v
     }
 }
 
+// A directory that nobody but this user can have put something into.
+bool isOwnDirectory(const char* path) {
+    struct stat status {};
+    return lstat(path, &status) == 0 && S_ISDIR(status.st_mode) && status.st_uid == geteuid() &&
+           (status.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+}
+
 } // namespace
 
 FolderStatus savedGamesFolder(char* buffer, std::size_t size) {
@@ -220,6 +228,30 @@ bool currentDirectory(char* buffer, std::size_t size) {
 
 bool fullPath(const char* path, char* buffer, std::size_t size) {
     return resolvePath(SystemPath(path).text(), buffer, size);
+}
+
+bool makeOwnDirectories(const char* parent, const char* path) {
+    char above[kPathRoom];
+    char full[kPathRoom];
+    if (!resolvePath(SystemPath(parent).text(), above, sizeof above) ||
+        !resolvePath(SystemPath(path).text(), full, sizeof full)) {
+        return false;
+    }
+    createDirectories(above, 0777);
+    // A path that leads elsewhere is the caller's own wish.
+    const std::size_t length = std::strlen(above);
+    char* const below = full + (std::strncmp(full, above, length) == 0 ? length : 0);
+    createDirectories(full, kUserFolderMode);
+    for (char* end = below; *end != 0;) {
+        end += std::strcspn(end + 1, "/") + 1;
+        const char separator = std::exchange(*end, '\0');
+        const bool isOwn = isOwnDirectory(full);
+        *end = separator;
+        if (!isOwn) {
+            return false;
+        }
+    }
+    return true;
 }
 
 void listDrives(DriveCallback callback, void* context) {

@@ -1,5 +1,6 @@
 #include "platform/folders.h"
 
+#include "platform/files.h"
 #include "platform/win32/wide.h"
 
 // Defines the folder identifiers here instead of asking for a library of them.
@@ -123,6 +124,11 @@ bool fullPath(const char* path, char* buffer, std::size_t size) {
     wchar_t full[kPathUnits];
     return toWide(path, given, kPathUnits) &&
            convertResult(GetFullPathNameW(given, kPathUnits, full, nullptr), full, buffer, size);
+}
+
+bool makeOwnDirectories(const char*, const char* path) {
+    makeDirectories(path);
+    return true;
 }
 
 void listDrives(DriveCallback callback, void* context) {
