@@ -237,9 +237,10 @@ public:
     bool valid() const { return descriptor_ != nullptr && !recipients_.empty(); }
 
 protected:
-    /* Processes a symbol. In the midst of processing, that is when a recipient calls this, the
-     * symbol goes to the queue and waits for a later onSymbol or checkSymbolsQueue. If others wait,
-     * it goes behind them and the oldest is processed. */
+    /* Processes a symbol. What a recipient throws reaches the caller, and the machine goes on from
+     * the state in which it is then. In the midst of processing, that is when a recipient calls
+     * this, the symbol goes to the queue and waits for a later onSymbol or checkSymbolsQueue. If
+     * others wait, it goes behind them and the oldest is processed. */
     void onSymbol(std::uint32_t symbol) {
         if (valid()) {
             if (!busy_.set && delayedSymbols_.empty()) {

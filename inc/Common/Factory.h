@@ -55,6 +55,8 @@ public:
     const qz::list<Identifier>& requestIdentifiers() const { return identifiers_; }
 
 private:
+    friend class FactoryManager;
+
     qz::list<Identifier> identifiers_;
 };
 
@@ -78,7 +80,8 @@ public:
 
     /* Takes references to the factory, and its identifiers as they are now: what it lists later
      * counts only after it was removed and added again. Null, the manager itself and a factory that
-     * is there already are ignored. */
+     * is there already are ignored. Throws std::bad_alloc when there is no memory, and has added
+     * nothing then. */
     void addFactory(Factory* factory);
 
     /* Gives the references back, which deletes a factory that nobody else holds. Identifiers that

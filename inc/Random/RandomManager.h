@@ -101,7 +101,8 @@ public:
     RandomManager(const RandomManager&) = delete;
     RandomManager& operator=(const RandomManager&) = delete;
 
-    /* Destroys its objects, the first one first. Whoever reads its tables must not outlive it. */
+    /* Destroys its objects, the first one first; their destructors may add and remove others.
+     * Whoever reads its tables must not outlive it. */
     virtual ~RandomManager();
 
     /* Takes an object made with new. Null and one that it has already are ignored. */

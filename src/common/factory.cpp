@@ -65,11 +65,19 @@ void FactoryManager::addFactory(Factory* factory) {
         std::any_of(factories_.begin(), factories_.end(), isIt)) {
         return;
     }
-    const Ref<Factory> added = factories_.emplace_back(factory);
+    const Ref<Factory> added(factory);
+    qz::vector<Entry> entries = entries_;
+    qz::list<Identifier> news;
     for (const Identifier& identifier : factory->requestIdentifiers()) {
-        entries_.emplace_back(identifier, added);
-        addIdentifier(identifier);
+        entries.emplace_back(identifier, added);
+        if (std::find(identifiers_.begin(), identifiers_.end(), identifier) == identifiers_.end()) {
+            news.push_back(identifier);
+        }
     }
+    factories_.push_back(added);
+    // From here on nothing takes memory: all of the factory is added, or nothing.
+    entries_.swap(entries);
+    identifiers_.splice(identifiers_.end(), news);
 }
 
 void FactoryManager::removeFactory(Factory* factory) {

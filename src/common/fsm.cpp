@@ -80,13 +80,17 @@ inline void FSM::make(const Descriptor::Step& step) {
 }
 
 void FSM::onSymbol_(std::uint32_t symbol) {
-    busy_.set = true;
+    // A recipient may throw, and the machine goes on from where it is then.
+    struct Turn {
+        Busy& busy;
+        explicit Turn(Busy& given) : busy(given) { busy.set = true; }
+        ~Turn() { busy.set = false; }
+    } const turn(busy_);
     if (const Descriptor::Step* const step = descriptor_->steps_.find(state_, symbol)) {
         make(*step);
     } else if (const Transition* const found = descriptor_->findTransition(state_, symbol)) {
         follow(*found);
     }
-    busy_.set = false;
 }
 
 // Recipients may change the tables, so nothing is read from the transition once one was called.

@@ -6,6 +6,7 @@
 
 #include <lua.hpp>
 
+#include <cmath>
 #include <cstring>
 #include <initializer_list>
 
@@ -100,10 +101,10 @@ int pushAttribute(lua_State* state, const char* path, const char* name) {
 
 int attributes(lua_State* state) {
     const char* const path = requiredText(state, 1, "filepath is required");
-    const char* const name = luaL_optstring(state, 2, nullptr);
     if (VFS_exists(path) == 0) {
         return 0;
     }
+    const char* const name = luaL_optstring(state, 2, nullptr);
     if (name != nullptr) {
         return pushAttribute(state, path, name);
     }
@@ -152,17 +153,30 @@ int nextEntry(lua_State* state) {
     return 1;
 }
 
+bool isEntry(lua_State* state, int index, lua_Number count) {
+    const lua_Number key = lua_tonumber(state, index);
+    return lua_type(state, index) == LUA_TNUMBER && key >= 1 && key <= count &&
+           key == std::floor(key);
+}
+
+// Goes by the keys that there are: scripts may have made holes, and "n" any number.
+void clearEntries(lua_State* state, lua_Number count) {
+    lua_pushnil(state);
+    while (lua_next(state, 1) != 0) {
+        lua_pop(state, 1);
+        if (isEntry(state, -1, count)) {
+            lua_pushvalue(state, -1);
+            lua_pushnil(state);
+            lua_rawset(state, 1);
+        }
+    }
+}
+
 int closeDirectory(lua_State* state) {
     luaL_argcheck(state, lua_istable(state, 1), 1, "qz_lua_vfs:lfs_dir_close");
     lua_getfield(state, 1, "n");
     const lua_Number count = lua_tonumber(state, -1);
-    // "n" may be anything by now; beyond the table's own length there is nothing to clear.
-    for (int i = static_cast<int>(lua_objlen(state, 1)); i > 0; --i) {
-        if (i <= count) {
-            lua_pushnil(state);
-            lua_rawseti(state, 1, i);
-        }
-    }
+    clearEntries(state, count);
     for (const char* field : {"i", "n", "next", "close"}) {
         lua_pushnil(state);
         lua_setfield(state, 1, field);

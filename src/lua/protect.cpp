@@ -2,6 +2,8 @@
 
 #include <lua.hpp>
 
+#include <utility>
+
 namespace lua {
 
 namespace {
@@ -11,43 +13,48 @@ namespace {
 // registry, and told what to call through a box of Lua's, its upvalue: to fetch it takes no memory.
 constexpr int kRunnerKey = -0x515A; // references are positive
 
+// The box tells what to call from runProtected to the beginning of the runner, and nothing before
+// and after: scripts reach the runner, too. A call hook of a script may come in between, and make
+// protected calls of its own.
 struct Box {
     const ProtectedCall* call;
 };
 
 int runCall(lua_State* state) {
-    const ProtectedCall& call =
-        *static_cast<Box*>(lua_touserdata(state, lua_upvalueindex(1)))->call;
-    return call.invoke(state, call.operation);
+    Box& box = *static_cast<Box*>(lua_touserdata(state, lua_upvalueindex(1)));
+    const ProtectedCall* const call = std::exchange(box.call, nullptr);
+    return call != nullptr ? call->invoke(state, call->operation) : 0;
 }
 
 int keepRunner(lua_State* state) {
-    lua_newuserdata(state, sizeof(Box));
+    static_cast<Box*>(lua_newuserdata(state, sizeof(Box)))->call = nullptr;
     lua_pushcclosure(state, runCall, 1);
     lua_rawseti(state, LUA_REGISTRYINDEX, kRunnerKey);
     return 0;
 }
 
-bool fetchRunner(lua_State* state, const ProtectedCall& call) {
+// Pushes the runner; -> its box, or null and nothing pushed.
+Box* fetchRunner(lua_State* state) {
     lua_rawgeti(state, LUA_REGISTRYINDEX, kRunnerKey);
     if (lua_tocfunction(state, -1) != runCall) { // scripts reach the registry, too
         lua_pop(state, 1);
-        return false;
+        return nullptr;
     }
     lua_getupvalue(state, -1, 1);
-    static_cast<Box*>(lua_touserdata(state, -1))->call = &call;
+    auto* const box = static_cast<Box*>(lua_touserdata(state, -1));
     lua_pop(state, 1);
-    return true;
+    return box;
 }
 
 // Pushes the runner, or an error message.
-int pushRunner(lua_State* state, const ProtectedCall& call) {
-    if (fetchRunner(state, call)) {
+int pushRunner(lua_State* state, Box*& box) {
+    box = fetchRunner(state);
+    if (box != nullptr) {
         return 0;
     }
     const int status = lua_cpcall(state, keepRunner, nullptr);
     if (status == 0) {
-        fetchRunner(state, call);
+        box = fetchRunner(state);
     }
     return status;
 }
@@ -56,13 +63,17 @@ int pushRunner(lua_State* state, const ProtectedCall& call) {
 
 int runProtected(lua_State* state, int arguments, int results, const ProtectedCall& call) {
     const int base = lua_gettop(state) - arguments;
-    const int status = pushRunner(state, call);
+    Box* box = nullptr;
+    int status = pushRunner(state, box);
     lua_insert(state, base + 1);
     if (status != 0) {
         lua_settop(state, base + 1);
         return status;
     }
-    return lua_pcall(state, arguments, results, 0);
+    const ProtectedCall* const outer = std::exchange(box->call, &call);
+    status = lua_pcall(state, arguments, results, 0);
+    box->call = outer; // nothing was collected since the runner left the stack
+    return status;
 }
 
 // Converts nothing: that could raise.

@@ -55,7 +55,11 @@ RandomManager::RandomManager()
     : uniform_(createUniform(kSeed, kCount, kBins, kThreshold)), normal_(createNormal(uniform_)) {}
 
 RandomManager::~RandomManager() {
-    for (const RandomObject* const object : objects_) {
+    // One by one: their destructors may change the list.
+    std::ranges::reverse(objects_);
+    while (!objects_.empty()) {
+        const RandomObject* const object = objects_.back();
+        objects_.pop_back();
         delete object;
     }
 }

@@ -1,10 +1,12 @@
 #include "Common/Factory.h"
 
 #include "Common/Allocator.h"
+#include "support/failing_new.h"
 
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -166,6 +168,23 @@ TEST(FactoryManager, IsEmptyWhenItsFactoriesGo) {
         manager->addFactory(new ThingFactory(&alive, {"Owned"}));
     }
     EXPECT_EQ(alive, 0);
+}
+
+TEST(FactoryManager, AddsAllOfAFactoryOrNothing) {
+    constexpr char kFirst[] = "a name that takes memory", kSecond[] = "another one that does";
+    int alive = 0;
+    const Ref<FactoryManager> manager(new FactoryManager);
+    const Ref<ThingFactory> factory(new ThingFactory(&alive, {kFirst, kSecond}));
+    for (int allocation = 0, failed = 1; failed != 0; ++allocation) {
+        try {
+            const qz::test::FailingNew failing(allocation);
+            failed = 0;
+            manager->addFactory(factory.get());
+        } catch (const std::bad_alloc&) {
+            failed = 1;
+        }
+        EXPECT_EQ(names(*manager), failed != 0 ? Names() : (Names{kFirst, kSecond}));
+    }
 }
 
 Ref<FactoryManager>& theManager() {

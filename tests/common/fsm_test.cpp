@@ -287,6 +287,26 @@ struct Recorder final : FSM::SymbolRecepient {
     std::vector<Number> symbols;
 };
 
+TEST(FSM, GoesOnAfterARecipientThatThrows) {
+    struct Thrower final : FSM::SymbolRecepient {
+        void onOutputSymbol(Number symbol) override {
+            if (symbol == 1) {
+                throw 1;
+            }
+        }
+    } thrower;
+    Tables tables;
+    tables.initial = 0;
+    tables.transitions[{0, 0}] = {1, 0, 0};
+    tables.transitions[{0, 1}] = {2, 3, 0};
+    Descriptor descriptor(tables);
+    Machine machine;
+    machine.init(&descriptor, &thrower);
+    EXPECT_THROW(machine.onSymbol(0), int);
+    machine.onSymbol(1);
+    EXPECT_EQ(machine.getState(), 3U);
+}
+
 TEST(FSM, TablesHaveABound) {
     const std::uint64_t before = qz::getSTLAllocatorCounter();
     {

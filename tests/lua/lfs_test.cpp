@@ -54,6 +54,17 @@ TEST_F(LuaLfs, OsRemovesThroughTheVfsAndRenamesNothing) {
     EXPECT_EQ(run("return type(os.time()), type(os.getenv)"), "number|function");
 }
 
+TEST_F(LuaLfs, AttributesOfWhatIsMissingAreNothing) {
+    EXPECT_EQ(run("return select('#', lfs.attributes('missing', {}))"), "0");
+}
+
+TEST_F(LuaLfs, CloseTakesAllEntriesWhateverIsMissing) {
+    writeFile(dir_ + "/one", "");
+    EXPECT_EQ(run("local _, d = lfs.dir(dir) d[2] = nil d[-1] = 'mine' d:close() "
+                  "local left = 0 for _ in pairs(d) do left = left + 1 end return left, d[-1]"),
+              "1|mine");
+}
+
 TEST_F(LuaLfs, WalksDirectories) {
     writeFile(dir_ + "/one", "");
     writeFile(dir_ + "/two", "");

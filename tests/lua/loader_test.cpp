@@ -283,6 +283,25 @@ TEST_F(LuaLoader, WithoutAState) {
 }
 
 // Memory that runs out at each allocation in turn is an exception like others.
+// A tracer written in Lua, which uses a loader of its own while a call of the host's begins; and a
+// script that calls whatever functions it finds.
+TEST_F(LuaLoader, ScriptsComeInBetween) {
+    use("root, traced = {}, {}");
+    lua_pushcfunction(state_, [](lua_State* inner) {
+        Lua::Loader loader(inner);
+        loader.load("traced");
+        loader.setInt("calls", 1);
+        return 0;
+    });
+    lua_setglobal(state_, "trace");
+    EXPECT_EQ(script_.run("debug.sethook(trace, 'c')"), "");
+    loader_.setInt("untraced", 5);
+    EXPECT_EQ(script_.run("debug.sethook() for _, f in pairs(debug.getregistry()) do "
+                          "if type(f) == 'function' then f() end end "
+                          "return traced.calls, root.untraced"),
+              "1|5");
+}
+
 TEST_F(LuaLoader, MemoryThatRunsOut) {
     constexpr void (*kSteps[])(Lua::Loader&) = {
         [](Lua::Loader& loader) { loader.createGlobalTable("a long name of a global table"); },

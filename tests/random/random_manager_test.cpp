@@ -152,4 +152,32 @@ TEST(RandomManager, OwnsItsObjects) {
     EXPECT_EQ(alive, 0);
 }
 
+// Takes another one along, and leaves two behind.
+class Leaving final : public Counted {
+public:
+    Leaving(int& alive, RandomManager& manager, RandomObject* other)
+        : Counted(alive), alive_(alive), manager_(manager), other_(other) {}
+    ~Leaving() override {
+        manager_.remove(other_);
+        manager_.add(new Counted(alive_));
+        manager_.add(new Counted(alive_));
+    }
+
+private:
+    int& alive_;
+    RandomManager& manager_;
+    RandomObject* other_;
+};
+
+TEST(RandomManager, ObjectsThatGoMayChangeTheList) {
+    int alive = 0;
+    {
+        RandomManager manager;
+        auto* const other = new Counted(alive);
+        manager.add(new Leaving(alive, manager, other));
+        manager.add(other);
+    }
+    EXPECT_EQ(alive, 0);
+}
+
 } // namespace
