@@ -56,6 +56,24 @@ install(FILES ${PROJECT_BINARY_DIR}/qzcore.pc DESTINATION ${CMAKE_INSTALL_LIBDIR
   COMPONENT development)
 
 if(WIN32)
+  if(QZ_MS_LIBRARY)
+    install(FILES ${QZ_MS_LIBRARY} DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
+  endif()
+  # For hosts that call Lua themselves.
+  foreach(header IN ITEMS lua.h luaconf.h lualib.h lauxlib.h lua.hpp)
+    install(FILES ${QZ_LUA_INCLUDE}/${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/lua5.1
+      COMPONENT development)
+  endforeach()
+  install(FILES ${QZ_LUA_LIBRARY} DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
+  if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    foreach(target IN ITEMS qzCore qz)
+      if(TARGET ${target})
+        install(FILES $<PATH:REPLACE_EXTENSION,LAST_ONLY,$<TARGET_FILE:${target}>,pdb>
+          DESTINATION symbols COMPONENT symbols)
+      endif()
+    endforeach()
+    install(DIRECTORY ${QZ_WINDOWS_DEPS}/symbols/ DESTINATION symbols COMPONENT symbols)
+  endif()
   # The DLL is no use without those it loads: Lua, the allocator, iconv and the C++ runtime, all of
   # which the set-up put into one folder.
   file(GLOB QZ_RUNTIME_DLLS ${QZ_WINDOWS_DEPS}/bin/*.dll)

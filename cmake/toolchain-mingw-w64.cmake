@@ -1,38 +1,8 @@
-# Cross-builds for 64-bit Windows with Debian's mingw-w64 and runs what it built under Wine.
-#
-# The dependencies that no mingw package offers come from scripts/windows_deps.sh; the environment
-# variable QZ_WINDOWS_DEPS names another folder of the same layout (bin, include, lib) instead.
-set(CMAKE_SYSTEM_NAME Windows)
-set(CMAKE_SYSTEM_PROCESSOR AMD64)
+# Cross-builds for 64-bit Windows with Debian's GCC for mingw-w64, as hosts of the library may do.
+include(${CMAKE_CURRENT_LIST_DIR}/windows-target.cmake)
 
 # The posix variant: its standard library has std::thread and std::mutex, the win32 variant's has not.
-set(_qz_triplet x86_64-w64-mingw32)
-set(CMAKE_C_COMPILER ${_qz_triplet}-gcc-posix)
-set(CMAKE_CXX_COMPILER ${_qz_triplet}-g++-posix)
-set(CMAKE_RC_COMPILER ${_qz_triplet}-windres)
-set(CMAKE_AR ${_qz_triplet}-gcc-ar-posix)
-set(CMAKE_RANLIB ${_qz_triplet}-gcc-ranlib-posix)
-
-# Kept in the cache, because a configuration that the build itself starts may lack the environment;
-# handed on to try_compile, whose projects read this file with a cache of their own.
-if(DEFINED ENV{QZ_WINDOWS_DEPS})
-  set(QZ_WINDOWS_DEPS "$ENV{QZ_WINDOWS_DEPS}" CACHE PATH "Dependencies built for Windows" FORCE)
-else()
-  cmake_path(SET _qz_built_deps NORMALIZE
-             "${CMAKE_CURRENT_LIST_DIR}/../.cache/windows-deps/current")
-  set(QZ_WINDOWS_DEPS "${_qz_built_deps}" CACHE PATH "Dependencies built for Windows")
-endif()
-list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES QZ_WINDOWS_DEPS)
-
-# Libraries and headers of the build machine would be found by name and then fail to link.
-set(CMAKE_FIND_ROOT_PATH ${QZ_WINDOWS_DEPS} /usr/${_qz_triplet})
-set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
-set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
-set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
-set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
-
-# An absolute path, so that tests run whatever PATH is then; without Wine the tree still builds.
-find_program(QZ_WINE NAMES wine wine64 wine-stable)
-if(QZ_WINE)
-  set(CMAKE_CROSSCOMPILING_EMULATOR ${QZ_WINE})
-endif()
+set(CMAKE_C_COMPILER ${QZ_MINGW}-gcc-posix)
+set(CMAKE_CXX_COMPILER ${QZ_MINGW}-g++-posix)
+set(CMAKE_AR ${QZ_MINGW}-gcc-ar-posix)
+set(CMAKE_RANLIB ${QZ_MINGW}-gcc-ranlib-posix)

@@ -11,7 +11,7 @@ packages_of() {
             googletest libeigen3-dev python3 zip locales
         ;;
     luajit) echo libluajit-5.1-dev ;;
-    windows) echo g++-mingw-w64-x86-64-posix wine wine64 ;;
+    windows) echo g++-mingw-w64-x86-64-posix clang-14 lld-14 llvm-14 wine wine64 ;;
     windows-deps)
         echo dpkg-dev ca-certificates
         # Node.js from elsewhere brings npm along and conflicts with Debian's package of that name.

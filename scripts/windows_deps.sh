@@ -6,7 +6,8 @@
 #   windows_deps.sh --ready  exits with 0 when there is nothing to build
 #
 # The folder has bin (DLLs, those of the C++ runtime too), include, lib (import libraries, TBB's CMake
-# package) and share/licenses. It is complete or not there: it gets its name as the last step.
+# package), symbols (PDB files) and share/licenses. It is complete or not there: it gets its name as
+# the last step.
 set -euo pipefail
 
 QZ_ROOT=$(cd -- "$(dirname -- "$(readlink -f -- "${BASH_SOURCE[0]}")")/.." && pwd)
@@ -33,6 +34,7 @@ find_versions() {
     TBB_VERSION=$(installed source:Version libtbb-dev) &&
         LUA_VERSION=$(installed source:Version liblua5.1-0-dev) &&
         COMPILER_VERSION=$(installed Version g++-mingw-w64-x86-64-posix) &&
+        CLANG_VERSION=$(installed Version clang-14) &&
         HEADERS_VERSION=$(installed Version mingw-w64-x86-64-dev)
 }
 
@@ -42,8 +44,10 @@ installed() { # <field> <package>
 
 key() {
     local checksum
-    checksum=$(printf '%s\n' "$TBB_VERSION" "$LUA_VERSION" "$COMPILER_VERSION" "$HEADERS_VERSION" |
-        cat - "$QZ_ROOT/scripts/windows_deps.sh" | sha256sum)
+    checksum=$(printf '%s\n' "$TBB_VERSION" "$LUA_VERSION" "$COMPILER_VERSION" "$CLANG_VERSION" \
+        "$HEADERS_VERSION" |
+        cat - "$QZ_ROOT"/scripts/windows_deps.sh "$QZ_ROOT"/scripts/windows_deps/CMakeLists.txt |
+        sha256sum)
     printf 'tbb%s-lua%s-physfs%s-iconv%s-gcc%s-%s\n' "${TBB_VERSION%%-*}" "${LUA_VERSION%%-*}" \
         "$PHYSFS_VERSION" "$ICONV_VERSION" "${COMPILER_VERSION%%-*}" "${checksum:0:10}"
 }
@@ -111,12 +115,14 @@ fetch_iconv() {
     tar -xzf "$ICONV_PACKAGE-$ICONV_VERSION.tgz" --strip-components=1
 }
 
+# By GCC, for which oneTBB has its lists of exports; and for Windows 7, which lacks a function that
+# oneTBB takes otherwise.
 build_tbb() {
     QZ_WINDOWS_DEPS=$PREFIX cmake -S "$WORK/onetbb" -B "$WORK/onetbb/build" -G Ninja \
         -DCMAKE_TOOLCHAIN_FILE="$QZ_ROOT/cmake/toolchain-mingw-w64.cmake" \
-        -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX="$PREFIX" \
-        -DCMAKE_INSTALL_LIBDIR=lib -DTBB_TEST=OFF -DTBB_STRICT=OFF -DTBBMALLOC_BUILD=ON \
-        -DTBBMALLOC_PROXY_BUILD=OFF -DTBB_DISABLE_HWLOC_AUTOMATIC_SEARCH=ON
+        -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX="$PREFIX" -DCMAKE_INSTALL_LIBDIR=lib \
+        -DCMAKE_CXX_FLAGS="-DWINVER=0x0601 -D_WIN32_WINNT=0x0601" -DTBB_TEST=OFF -DTBB_STRICT=OFF \
+        -DTBBMALLOC_BUILD=ON -DTBBMALLOC_PROXY_BUILD=OFF -DTBB_DISABLE_HWLOC_AUTOMATIC_SEARCH=ON
     cmake --build "$WORK/onetbb/build" -j "$QZ_JOBS"
     cmake --install "$WORK/onetbb/build" --strip
     # It names this folder, which is about to be renamed; the CMake package finds itself.
@@ -124,39 +130,17 @@ build_tbb() {
     keep_licence onetbb "$WORK/onetbb/LICENSE.txt" "$WORK/onetbb/debian/copyright"
 }
 
-# The library alone, from its plain sources: lua.c, luac.c and print.c are the programs.
-build_lua() {
-    cd "$WORK/lua5.1/src"
-    rm lua.c luac.c print.c
-    printf '%s\n' ./*.c |
-        xargs -P "$QZ_JOBS" -n 4 "$TRIPLET-gcc-posix" -c -O2 -g1 -gdwarf-4 -Wall -DLUA_BUILD_AS_DLL
-    "$TRIPLET-gcc-posix" -shared -o "$PREFIX/bin/lua51.dll" ./*.o \
-        -Wl,--out-implib,"$PREFIX/lib/liblua51.dll.a"
-    cp lua.h luaconf.h lualib.h lauxlib.h ../etc/lua.hpp "$PREFIX/include"
+# Lua, PhysicsFS and libiconv, which bring no build for this target.
+build_plain() {
+    QZ_WINDOWS_DEPS=$PREFIX cmake -S "$QZ_ROOT/scripts/windows_deps" -B "$WORK/plain" -G Ninja \
+        -DCMAKE_TOOLCHAIN_FILE="$QZ_ROOT/cmake/toolchain-windows.cmake" \
+        -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_INSTALL_PREFIX="$PREFIX" -DCMAKE_INSTALL_LIBDIR=lib \
+        -DQZ_SOURCES="$WORK" -DQZ_PHYSFS="$WORK/$PHYSFS_PACKAGE/src/libraries/physfs"
+    cmake --build "$WORK/plain" -j "$QZ_JOBS"
+    cmake --install "$WORK/plain"
     keep_licence lua "$WORK/lua5.1/COPYRIGHT"
-}
-
-# Static, because qzCore.dll is its one user, and without the kinds of archives that nobody mounts.
-build_physfs() {
-    cd "$WORK/$PHYSFS_PACKAGE/src/libraries/physfs"
-    printf '%s\n' ./*.c |
-        xargs -P "$QZ_JOBS" -n 4 "$TRIPLET-gcc-posix" -c -O2 -g1 -gdwarf-4 -w -DNDEBUG \
-            -DPHYSFS_DECL= -DPHYSFS_SUPPORTS_DEFAULT=0 -DPHYSFS_SUPPORTS_ZIP=1 -DPHYSFS_NO_CDROM_SUPPORT
-    "$TRIPLET-gcc-ar-posix" rcs "$PREFIX/lib/libphysfs.a" ./*.o
-    cp physfs.h "$PREFIX/include"
     keep_licence physfs "$WORK/$PHYSFS_PACKAGE/debian/copyright"
-}
-
-# LGPL, so a DLL of its own.
-build_iconv() {
-    cd "$WORK/iconv"
-    "$TRIPLET-gcc-posix" -shared -O2 -g1 -gdwarf-4 -w -o "$PREFIX/bin/libiconv-2.dll" \
-        -I support -DICONV_CONST=const -DENABLE_EXTRA=1 \
-        deps/libiconv/lib/iconv.c support/localcharset.c -Wl,--out-implib,"$PREFIX/lib/libiconv.dll.a"
-    # The type that the C library's header has, so that one source suits both targets.
-    sed 's/\(iconv (iconv_t cd, \)const char\*/\1char*/' support/iconv.h >"$PREFIX/include/iconv.h"
-    grep -q 'iconv (iconv_t cd, char\*' "$PREFIX/include/iconv.h"
-    keep_licence libiconv LICENSE /usr/share/common-licenses/LGPL-2
+    keep_licence libiconv "$WORK/iconv/LICENSE" /usr/share/common-licenses/LGPL-2
 }
 
 copy_runtime() {
@@ -219,9 +203,7 @@ build_all() {
     mkdir -p "$PREFIX"/{bin,include,lib}
     step "Windows dependencies: Debian sources" "$network" fetch_debian_sources
     step "Windows dependencies: libiconv source" "$network (npm must work)" fetch_iconv
-    step "Windows dependencies: Lua 5.1" "$report" build_lua
-    step "Windows dependencies: PhysicsFS $PHYSFS_VERSION" "$report" build_physfs
-    step "Windows dependencies: libiconv 1.14" "$report" build_iconv
+    step "Windows dependencies: Lua 5.1, PhysicsFS $PHYSFS_VERSION, libiconv 1.14" "$report" build_plain
     step "Windows dependencies: oneTBB" "$report" build_tbb
     step "Windows dependencies: C++ runtime" "$report" copy_runtime
     publish

@@ -81,12 +81,14 @@ PROBE_FUNCTION void dieInNowhere() {
 PROBE_FUNCTION int dieOfOverflow(int depth) {
     volatile char room[256];
     room[0] = static_cast<char>(depth);
+    asm volatile("" : : "r"(room) : "memory");
     return dieOfOverflow(depth + 1) + room[0];
 }
 
 PROBE_FUNCTION int dieOfLargeFrames(int depth) {
     volatile char room[300'000];
     room[0] = static_cast<char>(depth);
+    asm volatile("" : : "r"(room) : "memory"); // all of it, whatever the compiler sees used
     return dieOfLargeFrames(depth + 1) + room[0];
 }
 

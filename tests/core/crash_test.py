@@ -13,6 +13,8 @@ PROBE = pathlib.Path(sys.argv[1]).resolve()
 STRIP = sys.argv[2]
 EMULATOR = sys.argv[3:]
 ON_WINDOWS = bool(EMULATOR)
+# Where a program's symbols are, if not in itself.
+PDB = PROBE.with_suffix(".pdb") if ON_WINDOWS and PROBE.with_suffix(".pdb").exists() else None
 
 NAMES = {
     "null": ("C0000005", "ACCESS_VIOLATION", "dieOfNull"),
@@ -38,6 +40,17 @@ class CrashTest(unittest.TestCase):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         self.folder = pathlib.Path(folder.name)
+
+    def put_program(self, symbols):
+        """The program in the test's folder, with its symbols or without. Nobody finds them elsewhere."""
+        program = self.folder / PROBE.name
+        shutil.copy2(PROBE, program)
+        os.environ["WINEPATH"] = os.environ.get("WINEPATH", "") + ";" + str(PROBE.parent)
+        if PDB and symbols:
+            shutil.copy2(PDB, self.folder)
+        elif not symbols:
+            subprocess.run([STRIP, str(program)], check=True)
+        return program
 
     def run_probe(self, *arguments, probe=PROBE):
         # The sanitizers' own handlers would be the previous ones; here it is the system's turn.
@@ -113,14 +126,11 @@ class CrashTest(unittest.TestCase):
 
     # A frame of a stripped program has a place but no name; with the symbols at hand, it gets one.
     def test_retrace_names_what_had_no_symbols(self):
-        program = self.folder / PROBE.name
-        shutil.copy2(PROBE, program)
-        os.environ["WINEPATH"] = os.environ.get("WINEPATH", "") + ";" + str(PROBE.parent)
-        subprocess.run([STRIP, str(program)], check=True)
+        program = self.put_program(symbols=False)
         lines = self.crash("null", "main", probe=program)
         self.assertNotIn("dieOfNull", "\n".join(lines))
         self.assertIn(PROBE.name, lines[3])
-        shutil.copy2(PROBE, program)
+        self.put_program(symbols=True)
         # A line without its text is found again by what the others tell; a line without sense is kept.
         self.report.write_text("\n".join(lines[:4] + [lines[4][:17], "no frame", "12345678 1 nothing"]
                                          + lines[5:]) + "\n")
@@ -135,16 +145,65 @@ class CrashTest(unittest.TestCase):
 
     # The symbols of another build of the module would be the wrong ones.
     def test_retrace_refuses_a_younger_module(self):
-        program = self.folder / PROBE.name
-        shutil.copy2(PROBE, program)
-        subprocess.run([STRIP, str(program)], check=True)
+        program = self.put_program(symbols=False)
         os.utime(program, (1, 1))
         lines = self.crash("null", "main", probe=program)
-        shutil.copy2(PROBE, program)
+        self.put_program(symbols=True)
         os.utime(program, (4102444800, 4102444800))
         self.assertEqual(self.retrace(), 1)
         copy = self.lines(self.report.with_name(self.report.name + ".info"))
         self.assertEqual(copy[3], lines[3] + " (not retraced: the module is younger than the crash)")
+
+    def symbol_path(self, folder):
+        os.environ["_NT_SYMBOL_PATH"] = "Z:" + str(folder)
+        self.addCleanup(os.environ.pop, "_NT_SYMBOL_PATH")
+
+    # Stripped, the program holds nothing but the name and the signature of its PDB.
+    @unittest.skipUnless(PDB, "no PDB files")
+    def test_symbols_come_from_the_pdb_wherever_it_is(self):
+        for place, is_named in (("bin", False), ("symbols", False), ("elsewhere", True)):
+            with self.subTest(place=place):
+                program = self.folder / "bin" / PROBE.name
+                program.parent.mkdir(exist_ok=True)
+                shutil.move(self.put_program(symbols=False), program)
+                shutil.copy2(PROBE.parent / "qzCore.dll", program.parent)
+                symbols = self.folder / place
+                symbols.mkdir(exist_ok=True)
+                shutil.copy2(PDB, symbols)
+                if is_named:
+                    self.symbol_path(symbols)
+                lines = self.crash("null", "main", probe=program)
+                self.report.unlink()
+                self.check_frames(lines[3:], "dieOfNull")
+                (symbols / PDB.name).rename(self.folder / "hidden")
+                lines = self.crash("null", "main", probe=program)
+                self.assertNotIn("dieOfNull", "\n".join(lines))
+                (self.folder / "hidden").rename(symbols / PDB.name)
+                self.assertEqual(self.retrace(), 1)
+                copy = self.report.with_name(self.report.name + ".info")
+                self.check_frames(self.lines(copy)[3:], "dieOfNull")
+                for path in (self.report, copy, symbols / PDB.name):
+                    path.unlink()
+
+    # The signature is the one in the program; the number counts the links since then.
+    @unittest.skipUnless(PDB, "no PDB files")
+    def test_pdb_of_another_build_is_not_believed(self):
+        program = self.put_program(symbols=False)
+        image = PROBE.read_bytes()
+        at = image.index(b"RSDS") + 4
+        signature, (age,) = image[at:at + 16], struct.unpack_from("<I", image, at + 16)
+        for foreign in (signature[:-1] + bytes([signature[-1] ^ 1]) + struct.pack("<I", age),
+                        signature + struct.pack("<I", age + 1)):
+            with self.subTest(foreign=foreign.hex()):
+                shutil.copy2(PDB, self.folder)
+                program.chmod(0o755)
+                program.write_bytes(image[:at] + foreign + image[at + 20:])
+                self.assertNotIn("dieOfNull", "\n".join(self.crash("null", "main", probe=program)))
+                self.assertEqual(self.retrace(), 1)
+                copy = self.report.with_name(self.report.name + ".info")
+                self.assertNotIn("dieOfNull", copy.read_text())
+                self.report.unlink()
+                copy.unlink()
 
     # Whoever reads the part of a mapped file that is cut off dies.
     def test_retrace_survives_a_module_that_is_cut_off(self):

@@ -63,7 +63,7 @@ std::vector<double> read(const std::string& expression) {
     std::vector<double> components;
     for (int i = 0; i < count; ++i) {
         EXPECT_TRUE(complete || vector[i] == 0) << "written to without success";
-        components.push_back(vector[i]);
+        components.push_back(static_cast<double>(vector[i]));
     }
     return complete ? components : std::vector<double>();
 }

@@ -13,10 +13,10 @@ using ChunkPtr = Mem::Ptr<Mail::Chunk>;
 // Lets the tests at the protected functions.
 struct Parts : Mail::Chunk {
     using Part = ChunkPtr (Mail::Chunk::*)(std::uint64_t) const;
-    static constexpr Part kHead = &Parts::head;
-    static constexpr Part kTail = &Parts::tail;
-    static constexpr Part kBefore = &Parts::rbefore;
-    static constexpr Part kAfter = &Parts::rafter;
+    static inline const Part kHead = &Parts::head;
+    static inline const Part kTail = &Parts::tail;
+    static inline const Part kBefore = &Parts::rbefore;
+    static inline const Part kAfter = &Parts::rafter;
 };
 
 ChunkPtr part(Parts::Part which, const ChunkPtr& chunk, std::uint64_t n) {

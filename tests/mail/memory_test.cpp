@@ -67,8 +67,7 @@ std::string rest(Mail::ByteReader& reader) {
 
 struct Parts : Mail::Chunk {
     static ChunkPtr before(const ChunkPtr& chain, std::uint64_t n) {
-        constexpr auto kBefore = &Parts::rbefore;
-        return ((*chain).*kBefore)(n);
+        return ((*chain).*(&Parts::rbefore))(n);
     }
 };
 

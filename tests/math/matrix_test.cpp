@@ -9,7 +9,7 @@
 #include <type_traits>
 
 using Exported = Math::Matrix<4, float>;
-extern template Exported& Exported::set(float);
+extern template Exported& Math::Matrix<4, float>::set(float);
 extern template void Math::multiply(Exported&, const Exported&, const Exported&);
 
 namespace {

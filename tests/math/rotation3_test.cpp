@@ -59,13 +59,15 @@ class Rotation3Test : public testing::Test {
 protected:
     static constexpr T kTolerance = std::is_same_v<T, float> ? T(3e-6) : T(1e-14);
 
+    double angle(double low, double high) { return static_cast<double>(random(low, high)); }
+
     T random(double low, double high) {
         return static_cast<T>(std::uniform_real_distribution<double>(low, high)(generator_));
     }
 
     Column randomAxis() {
         for (;;) {
-            const Column axis{random(-1, 1), random(-1, 1), random(-1, 1)};
+            const Column axis{angle(-1, 1), angle(-1, 1), angle(-1, 1)};
             const double length = std::hypot(axis[0], axis[1], axis[2]);
             if (length > 0.1 && length < 1) {
                 return axis;
@@ -89,7 +91,7 @@ protected:
         return rotation;
     }
 
-    Rotation<T> randomRotation() { return about(randomAxis(), random(-6, 6)); }
+    Rotation<T> randomRotation() { return about(randomAxis(), angle(-6, 6)); }
 
     static std::array<Vector<T>, 3> basisOf(const Rotation<T>& rotation) {
         std::array<Vector<T>, 3> axes;
@@ -142,7 +144,7 @@ static_assert(offsetof(Rotation<float>, x) == 0 && offsetof(Rotation<float>, w) 
 TYPED_TEST(Rotation3Test, AngleAndAxis) {
     for (int round = 0; round < 1000; ++round) {
         const Column axis = this->randomAxis(); // not of unit length
-        const double angle = this->random(0.1, 6.2);
+        const double angle = this->angle(0.1, 6.2);
         const auto rotation = this->about(axis, angle);
         this->expectTurns(rotation, turnAbout(axis, angle));
 
@@ -333,7 +335,7 @@ TYPED_TEST(Rotation3Test, SlerpTurnsAtAnEvenPaceTheShorterWay) {
     for (int round = 0; round < 1000; ++round) {
         const auto from = this->randomRotation();
         const Column axis = this->randomAxis();
-        const double angle = this->random(0.7, 3.0); // d = cos(angle / 2) below 0.95
+        const double angle = this->angle(0.7, 3.0); // d = cos(angle / 2) below 0.95
         auto to = from * this->about(axis, angle);
         const TypeParam t = this->random(-0.5, 1.5);
         const Table expected =

@@ -232,6 +232,8 @@ TEST_F(TaskManager, WaitingForAllQueuesRunsWhatTheyPostToTheMainThread) {
 // More queues than workers, none of which is ever empty.
 TEST_F(TaskManager, BusyQueuesLetOthersIn) {
     struct Endless {
+        explicit Endless(size_t queue) : index(queue) {}
+
         size_t index;
         std::atomic<int> runs{0};
 

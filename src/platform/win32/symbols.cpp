@@ -12,7 +12,9 @@
 
 #include <algorithm>
 #include <cstring>
+#include <cwchar>
 #include <string>
+#include <string_view>
 
 namespace platform {
 
@@ -30,6 +32,55 @@ bool initialise(HANDLE session, bool isThisProcess) {
     SymSetOptions(SYMOPT_UNDNAME | SYMOPT_LOAD_LINES | SYMOPT_DEFERRED_LOADS |
                   SYMOPT_EXACT_SYMBOLS | SYMOPT_FAIL_CRITICAL_ERRORS | SYMOPT_NO_PROMPTS);
     return SymInitializeW(session, nullptr, isThisProcess) != FALSE;
+}
+
+// Where PDB files are looked for. Made for a fault function, so without memory from the heap.
+class SearchPath {
+public:
+    // Where the system looks by itself: the current directory, and what _NT_SYMBOL_PATH names.
+    explicit SearchPath(HANDLE session) {
+        length_ = SymGetSearchPathW(session, text_, kRoom) ? std::wcslen(text_) : 0;
+    }
+
+    // Beside the module, and in the folder that packages keep them in.
+    void addThoseOf(const wchar_t* module) {
+        if (const wchar_t* separator = std::wcsrchr(module, L'\\')) {
+            const auto length = static_cast<std::size_t>(separator - module);
+            add(module, length, L"");
+            add(module, length, L"\\..\\symbols");
+        }
+    }
+
+    void use(HANDLE session) const { SymSetSearchPathW(session, text_); }
+
+private:
+    static constexpr std::size_t kRoom = 4096;
+
+    void add(const wchar_t* folder, std::size_t folderLength, std::wstring_view ending) {
+        if (length_ + folderLength + ending.size() + 2 <= kRoom) {
+            text_[length_] = L';';
+            std::wmemcpy(text_ + length_ + 1, folder, folderLength);
+            length_ +=
+                1 + folderLength + ending.copy(text_ + length_ + 1 + folderLength, ending.size());
+            text_[length_] = 0;
+        }
+    }
+
+    wchar_t text_[kRoom] = L"";
+    std::size_t length_;
+};
+
+void searchForThisLibrary() {
+    wchar_t path[ModulePlace::kPathRoom];
+    HMODULE library = nullptr;
+    if (GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS |
+                               GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                           reinterpret_cast<const wchar_t*>(&searchForThisLibrary), &library) &&
+        GetModuleFileNameW(library, path, ModulePlace::kPathRoom) < ModulePlace::kPathRoom) {
+        SearchPath folders(process);
+        folders.addThoseOf(path);
+        folders.use(process);
+    }
 }
 
 // For a host that uses the library itself, and has it open for this process by the usual handle.
@@ -184,6 +235,10 @@ private:
         if (base_ == 0) {
             static DWORD64 next = 0x100'0000'0000;
             constexpr DWORD64 kGap = 0x1'0000'0000;
+            static const SearchPath usual(fileSession());
+            SearchPath folders = usual;
+            folders.addThoseOf(path_.c_str());
+            folders.use(fileSession());
             base_ = SymLoadModuleExW(fileSession(), nullptr, path_.c_str(), nullptr, next, size(),
                                      nullptr, 0);
             next += kGap;
@@ -209,7 +264,11 @@ bool isLocalPath(const wchar_t* path) {
 
 HANDLE startSymbols() {
     process = GetCurrentProcess();
-    return initialise(process, true) || initialiseAnew() ? process : nullptr;
+    if (!initialise(process, true) && !initialiseAnew()) {
+        return nullptr;
+    }
+    searchForThisLibrary();
+    return process;
 }
 
 void endSymbols() {

@@ -1,0 +1,33 @@
+# What both toolchains for 64-bit Windows share: Debian's mingw-w64, and Wine to run what they build.
+#
+# The dependencies that no mingw package offers come from scripts/windows_deps.sh; the environment
+# variable QZ_WINDOWS_DEPS names another folder of the same layout (bin, include, lib) instead.
+set(CMAKE_SYSTEM_NAME Windows)
+set(CMAKE_SYSTEM_PROCESSOR AMD64)
+
+set(QZ_MINGW x86_64-w64-mingw32)
+set(CMAKE_RC_COMPILER ${QZ_MINGW}-windres)
+
+# Kept in the cache, because a configuration that the build itself starts may lack the environment;
+# handed on to try_compile, whose projects read this file with a cache of their own.
+if(DEFINED ENV{QZ_WINDOWS_DEPS})
+  set(QZ_WINDOWS_DEPS "$ENV{QZ_WINDOWS_DEPS}" CACHE PATH "Dependencies built for Windows" FORCE)
+else()
+  cmake_path(SET _qz_built_deps NORMALIZE
+             "${CMAKE_CURRENT_LIST_DIR}/../.cache/windows-deps/current")
+  set(QZ_WINDOWS_DEPS "${_qz_built_deps}" CACHE PATH "Dependencies built for Windows")
+endif()
+list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES QZ_WINDOWS_DEPS)
+
+# Libraries and headers of the build machine would be found by name and then fail to link.
+set(CMAKE_FIND_ROOT_PATH ${QZ_WINDOWS_DEPS} /usr/${QZ_MINGW})
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+
+# An absolute path, so that tests run whatever PATH is then; without Wine the tree still builds.
+find_program(QZ_WINE NAMES wine wine64 wine-stable)
+if(QZ_WINE)
+  set(CMAKE_CROSSCOMPILING_EMULATOR ${QZ_WINE})
+endif()
