@@ -1,4 +1,5 @@
-/* The allocator of the library's containers, and the count of what they hold. C++ only.
+/* The allocator of the library's containers, and the count of what they hold. C++ only, for
+ * programs built by the library's compiler.
  *
  * Blocks come from the process's default pool, the one behind the watch "Main pool", and are
  * counted by the watch "STL allocator". Containers with this allocator work as soon as the library
@@ -10,6 +11,7 @@
 #define QZCORE_COMMON_ALLOCATOR_H
 
 #include "Core/Export.h"
+#include "Core/SameCompiler.h"
 
 #include <cstddef>
 #include <cstdint>

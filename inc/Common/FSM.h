@@ -1,4 +1,4 @@
-/* Table-driven finite state machines. C++ only.
+/* Table-driven finite state machines. C++ only, for programs built by the library's compiler.
  *
  * A symbol takes a machine from one state to another. The transition may emit an output symbol, and
  * states may emit one when they are left and one when they are entered: first the old state's, then
@@ -27,6 +27,7 @@
 
 #include "Common/Allocator.h"
 #include "Core/Export.h"
+#include "Core/SameCompiler.h"
 
 #include <algorithm>
 #include <cstdint>

@@ -1,4 +1,4 @@
-/* Creating objects by class name. C++ only.
+/* Creating objects by class name. C++ only, for programs built by the library's compiler.
  *
  * A factory says which class names it can make; a manager hands a request on to the factory that
  * declared the name. Each module registers its factories for as long as it is loaded:
@@ -23,6 +23,7 @@
 #include "Common/Identifier.h"
 #include "Common/SharedObject.h"
 #include "Core/Export.h"
+#include "Core/SameCompiler.h"
 
 #include <utility>
 

@@ -1,8 +1,10 @@
-/* Class names, by which objects are created and known. C++ only. */
+/* Class names, by which objects are created and known. C++ only, for programs built by the
+ * library's compiler. */
 #ifndef QZCORE_COMMON_IDENTIFIER_H
 #define QZCORE_COMMON_IDENTIFIER_H
 
 #include "Core/Export.h"
+#include "Core/SameCompiler.h"
 
 #include <compare>
 #include <string>

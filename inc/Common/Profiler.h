@@ -1,4 +1,4 @@
-/* Where the time of a frame goes. C++ only.
+/* Where the time of a frame goes. C++ only, for programs built by the library's compiler.
  *
  *     void update() {
  *         Common::ProfiledFunc profiled("update");
@@ -23,6 +23,7 @@
 #define QZCORE_COMMON_PROFILER_H
 
 #include "Core/Export.h"
+#include "Core/SameCompiler.h"
 
 #include <atomic>
 #include <cstdint>

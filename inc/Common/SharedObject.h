@@ -1,4 +1,5 @@
-/* Reference-counted objects and objects that know their class's name. C++ only.
+/* Reference-counted objects and objects that know their class's name. C++ only, for programs built
+ * by the library's compiler.
  *
  *     class Tank : public Common::Identifiable { ... };
  *
@@ -12,6 +13,7 @@
 
 #include "Common/Identifier.h"
 #include "Core/Export.h"
+#include "Core/SameCompiler.h"
 
 #include <cstdint>
 #include <utility>

@@ -1,4 +1,5 @@
-/* Conversions between UTF-8, wide text and the user's local character set. C++ only.
+/* Conversions between UTF-8, wide text and the user's local character set. C++ only, for programs
+ * built by the library's compiler.
  *
  * Conversions never fail: what cannot be converted becomes "?", one for each input unit that is not
  * understood (a byte, or a unit of wide text). Characters beyond the first plane (emoji, say) have
@@ -14,6 +15,7 @@
 #define QZCORE_COMMON_TEXT_H
 
 #include "Core/Export.h"
+#include "Core/SameCompiler.h"
 
 #include <cstddef>
 #include <string>

@@ -1,4 +1,5 @@
-/* Configuration files: reading, changing, saving. C++ only.
+/* Configuration files: reading, changing, saving. C++ only, for programs built by the library's
+ * compiler.
  *
  *     ConfigParser config;
  *     if (!config.parse("settings.cfg")) {
@@ -34,6 +35,7 @@
 #define QZCORE_CONFIG_CONFIGPARSER_H
 
 #include "Core/Export.h"
+#include "Core/SameCompiler.h"
 
 #include <exception>
 #include <memory>

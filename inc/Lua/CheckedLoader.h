@@ -1,8 +1,10 @@
-/* Running a Lua file into a global table of its own. C++ only. */
+/* Running a Lua file into a global table of its own. C++ only, for programs built by the library's
+ * compiler. */
 #ifndef QZCORE_LUA_CHECKEDLOADER_H
 #define QZCORE_LUA_CHECKEDLOADER_H
 
 #include "Core/Export.h"
+#include "Core/SameCompiler.h"
 
 #include <stdexcept>
 #include <string>

@@ -1,4 +1,4 @@
-/* Settings in Lua tables, by dotted path. C++ only.
+/* Settings in Lua tables, by dotted path. C++ only, for programs built by the library's compiler.
  *
  *     Lua::Config config(state);
  *     if (config.tmpload("settings.lua", false)) {     // settings
@@ -35,6 +35,7 @@
 #define QZCORE_LUA_CONFIG_H
 
 #include "Core/Export.h"
+#include "Core/SameCompiler.h"
 
 #include <cstdint>
 #include <string>

@@ -1,6 +1,9 @@
-/* Keys of Lua tables, as callers give them. C++ only. */
+/* Keys of Lua tables, as callers give them. C++ only, for programs built by the library's compiler.
+ */
 #ifndef QZCORE_LUA_KEY_H
 #define QZCORE_LUA_KEY_H
+
+#include "Core/SameCompiler.h"
 
 #include <string>
 #include <string_view>

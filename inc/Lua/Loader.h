@@ -1,4 +1,5 @@
-/* Reading structured data from Lua files, with every mistake in them named. C++ only.
+/* Reading structured data from Lua files, with every mistake in them named. C++ only, for programs
+ * built by the library's compiler.
  *
  * A loader treats a data file as a schema that must hold: a required entry that is missing or has
  * the wrong type ends in a LoaderException that names it by its full path.
@@ -30,6 +31,7 @@
 #define QZCORE_LUA_LOADER_H
 
 #include "Core/Export.h"
+#include "Core/SameCompiler.h"
 #include "Lua/Key.h"
 #include "Math/Rotation3.h"
 #include "Math/Vector.h"

@@ -1,4 +1,4 @@
-/* Saving a Lua table as Lua source. C++ only.
+/* Saving a Lua table as Lua source. C++ only, for programs built by the library's compiler.
  *
  * The source, when run, rebuilds the table under the same global name. Plain trees are written in a
  * nested form that people can read and edit:
@@ -32,6 +32,7 @@
 #define QZCORE_LUA_SERIALIZER_H
 
 #include "Core/Export.h"
+#include "Core/SameCompiler.h"
 
 #include <iosfwd>
 #include <stdexcept>

@@ -1,4 +1,5 @@
-/* The vectors that Lua::Config reads, for hosts that have no classes of these names. C++ only.
+/* The vectors that Lua::Config reads, for hosts that have no classes of these names. C++ only, for
+ * programs built by the library's compiler.
  *
  * Hosts that do have them (numbers in a row, nothing else) include their own headers in place of
  * this one, never both; either kind links against the same library, which only ever sees the
@@ -6,6 +7,8 @@
  */
 #ifndef QZCORE_LUA_VECTORS_H
 #define QZCORE_LUA_VECTORS_H
+
+#include "Core/SameCompiler.h"
 
 namespace osg {
 

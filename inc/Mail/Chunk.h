@@ -1,4 +1,5 @@
-/* The memory of messages: buffers of 1024 bytes, and chunks that refer to parts of them. C++ only.
+/* The memory of messages: buffers of 1024 bytes, and chunks that refer to parts of them. C++ only,
+ * for programs built by the library's compiler.
  *
  * Chunks link up to chains, which is what messages consist of. Taking a part of a chain makes new
  * chunks over the same bytes and copies nothing. All of it comes from pools, so what is released is
@@ -11,6 +12,7 @@
 #define QZCORE_MAIL_CHUNK_H
 
 #include "Core/Export.h"
+#include "Core/SameCompiler.h"
 #include "Mail/Pool.h"
 #include "Mail/Shared.h"
 

@@ -1,8 +1,10 @@
-/* Messages: an address and a string of bytes. C++ only. */
+/* Messages: an address and a string of bytes. C++ only, for programs built by the library's
+ * compiler. */
 #ifndef QZCORE_MAIL_MESSAGE_H
 #define QZCORE_MAIL_MESSAGE_H
 
 #include "Core/Export.h"
+#include "Core/SameCompiler.h"
 #include "Mail/Chunk.h"
 #include "Mail/Pool.h"
 #include "Mail/Shared.h"

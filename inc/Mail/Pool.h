@@ -1,8 +1,10 @@
-/* Pools of objects of one size, recycled instead of returned to the heap. C++ only. */
+/* Pools of objects of one size, recycled instead of returned to the heap. C++ only, for programs
+ * built by the library's compiler. */
 #ifndef QZCORE_MAIL_POOL_H
 #define QZCORE_MAIL_POOL_H
 
 #include "Core/Export.h"
+#include "Core/SameCompiler.h"
 #include "Mail/Shared.h"
 #include "Tasks/Sync.h"
 

@@ -1,4 +1,5 @@
-/* Delivering messages to whoever is registered under their address. C++ only.
+/* Delivering messages to whoever is registered under their address. C++ only, for programs built by
+ * the library's compiler.
  *
  * There is no queue and no thread: a message is handled within send(), on the sender's thread. The
  * process's own server is `globalMail`.
@@ -8,6 +9,7 @@
 
 #include "Common/Allocator.h"
 #include "Core/Export.h"
+#include "Core/SameCompiler.h"
 #include "Mail/Message.h"
 #include "Mail/Shared.h"
 #include "Tasks/Sync.h"

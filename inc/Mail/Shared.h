@@ -1,4 +1,5 @@
-/* Objects that live as long as somebody refers to them. C++ only.
+/* Objects that live as long as somebody refers to them. C++ only, for programs built by the
+ * library's compiler.
  *
  * The count of references may change on any threads at once; a single Mem::Ptr, like any pointer,
  * belongs to one thread at a time.
@@ -7,6 +8,7 @@
 #define QZCORE_MAIL_SHARED_H
 
 #include "Core/Export.h"
+#include "Core/SameCompiler.h"
 #include "Tasks/Sync.h"
 
 #include <type_traits>

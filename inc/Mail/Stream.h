@@ -1,4 +1,5 @@
-/* Writing messages and reading them, as bytes and as fields of bits. C++ only.
+/* Writing messages and reading them, as bytes and as fields of bits. C++ only, for programs built
+ * by the library's compiler.
  *
  *     Mail::Message message(kAddress);
  *     {
@@ -27,6 +28,7 @@
 #define QZCORE_MAIL_STREAM_H
 
 #include "Core/Export.h"
+#include "Core/SameCompiler.h"
 #include "Mail/Chunk.h"
 #include "Mail/Message.h"
 #include "Mail/Shared.h"
@@ -43,6 +45,15 @@ struct Nil {};
 } // namespace Var
 
 namespace Mail {
+
+namespace detail {
+
+/* The bytes in the other order, in a form that compilers know for their one instruction. */
+constexpr uint32_t swapBytes(uint32_t word) {
+    return word << 24 | (word & 0xFF00) << 8 | (word >> 8 & 0xFF00) | word >> 24;
+}
+
+} // namespace detail
 
 /* Writes bytes into buffers as they come, and hands them out as a chain. */
 class QZ_API ByteWriter {
@@ -242,16 +253,18 @@ private:
 
     /* Four bytes anywhere. A type of its own, so that storing them is known not to change the
      * writer, whose state can then stay in registers from field to field. */
-    struct [[gnu::packed]] Word {
+#pragma pack(push, 1)
+    struct Word {
         uint32_t bytes;
     };
+#pragma pack(pop)
 
     void store(uint32_t word) {
         if (end_ - cursor_ < 4) {
             storeAcross(word);
             return;
         }
-        new (cursor_) Word{__builtin_bswap32(word)};
+        new (cursor_) Word{detail::swapBytes(word)};
         cursor_ += 4;
     }
 
@@ -321,7 +334,7 @@ private:
         uint32_t bytes = 0;
         memcpy(&bytes, cursor_, sizeof bytes);
         cursor_ += sizeof bytes;
-        return __builtin_bswap32(bytes);
+        return detail::swapBytes(bytes);
     }
 
     uint32_t fetchAcross();

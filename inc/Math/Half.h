@@ -1,5 +1,5 @@
 /* Half floats: IEEE 754 binary16 in an unsigned short, for values that are stored or sent. C++
- * only.
+ * only, for programs built by the library's compiler.
  *
  * The conversions work on bits: they give the same results on every machine, whatever the rounding
  * mode, leave the floating-point state as it was, and may be called from any thread. Stored data
@@ -9,6 +9,7 @@
 #define QZCORE_MATH_HALF_H
 
 #include "Core/Export.h"
+#include "Core/SameCompiler.h"
 
 #include <stddef.h>
 

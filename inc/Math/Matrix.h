@@ -1,4 +1,5 @@
-/* Square matrices of two, three or four rows. C++ only.
+/* Square matrices of two, three or four rows. C++ only, for programs built by the library's
+ * compiler.
  *
  * Everything here is inline, so that a loop over matrices is not a loop of calls; the library
  * exports the same functions besides. Inline code follows the host's compiler flags: where those
@@ -6,6 +7,8 @@
  */
 #ifndef QZCORE_MATH_MATRIX_H
 #define QZCORE_MATH_MATRIX_H
+
+#include "Core/SameCompiler.h"
 
 namespace Math {
 
@@ -74,6 +77,7 @@ inline void transpose(Matrix<N, T>& out, const Matrix<N, T>& in) {
 
 namespace detail {
 
+#if defined(__GNUC__)
 /* N elements that compilers keep in a vector register, whatever the level of optimisation; three do
  * not fill one. Never passed to functions: how that is done depends on the host's flags. */
 template<int N, typename T>
@@ -85,6 +89,36 @@ struct Row {
         Type row;
     };
 };
+#else
+/* The same for compilers without such types; these let any structure name what is in memory. */
+template<int N, typename T>
+struct Row {
+    struct Type {
+        T elements[N];
+
+        T operator[](int i) const { return elements[i]; }
+
+        Type& operator+=(const Type& other) {
+            for (int i = 0; i < N; ++i) {
+                elements[i] += other.elements[i];
+            }
+            return *this;
+        }
+
+        friend Type operator*(T factor, const Type& row) {
+            Type product;
+            for (int i = 0; i < N; ++i) {
+                product.elements[i] = factor * row.elements[i];
+            }
+            return product;
+        }
+    };
+
+    struct Stored {
+        Type row;
+    };
+};
+#endif
 
 } // namespace detail
 

@@ -1,4 +1,5 @@
-/* Extrapolation of one signal, a coordinate of a moving object say, in fixed ticks. C++ only.
+/* Extrapolation of one signal, a coordinate of a moving object say, in fixed ticks. C++ only, for
+ * programs built by the library's compiler.
  *
  *     Math::Predictor3 x;
  *     x.init(position, speed, c);
@@ -28,6 +29,7 @@
 #define QZCORE_MATH_PREDICTOR_H
 
 #include "Core/Export.h"
+#include "Core/SameCompiler.h"
 
 namespace Math {
 

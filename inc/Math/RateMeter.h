@@ -1,8 +1,9 @@
-/* How often something happens, smoothed. C++ only. */
+/* How often something happens, smoothed. C++ only, for programs built by the library's compiler. */
 #ifndef QZCORE_MATH_RATEMETER_H
 #define QZCORE_MATH_RATEMETER_H
 
 #include "Core/Export.h"
+#include "Core/SameCompiler.h"
 
 namespace Math {
 

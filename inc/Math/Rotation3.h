@@ -1,4 +1,5 @@
-/* Rotations in three dimensions, as unit quaternions. C++ only.
+/* Rotations in three dimensions, as unit quaternions. C++ only, for programs built by the library's
+ * compiler.
  *
  * Angles are in radians. The engine's axes: Y is up, X is forward. float and double follow the same
  * rules, each computed in its own precision unless said otherwise. Thresholds and degenerate
@@ -14,10 +15,15 @@
 #define QZCORE_MATH_ROTATION3_H
 
 #include "Core/Export.h"
+#include "Core/SameCompiler.h"
 #include "Math/Matrix.h"
 #include "Math/Vector.h"
 
 #include <type_traits>
+
+#if !defined(__GNUC__)
+#    include <math.h>
+#endif
 
 namespace Math {
 
@@ -118,12 +124,21 @@ inline void Rotation3<T>::getBasis(Vector<3, T>* xAxis, Vector<3, T>* yAxis,
 namespace detail {
 
 /* Without <cmath>, which does not bear a host's min and max macros. */
+#if defined(__GNUC__)
 inline float squareRoot(float value) {
     return __builtin_sqrtf(value);
 }
 inline double squareRoot(double value) {
     return __builtin_sqrt(value);
 }
+#else
+inline float squareRoot(float value) {
+    return ::sqrtf(value);
+}
+inline double squareRoot(double value) {
+    return ::sqrt(value);
+}
+#endif
 
 } // namespace detail
 

@@ -1,4 +1,4 @@
-/* Vectors of two, three or four components. C++ only.
+/* Vectors of two, three or four components. C++ only, for programs built by the library's compiler.
  *
  * Plain values of N numbers in a row, without padding: they may be copied by memcpy, stored and
  * sent as they are. A default one is all zero. There is no arithmetic here; the types carry values
@@ -6,6 +6,8 @@
  */
 #ifndef QZCORE_MATH_VECTOR_H
 #define QZCORE_MATH_VECTOR_H
+
+#include "Core/SameCompiler.h"
 
 namespace Math {
 

@@ -1,4 +1,5 @@
-/* Matrices of any size, for small jobs of linear algebra. C++ only.
+/* Matrices of any size, for small jobs of linear algebra. C++ only, for programs built by the
+ * library's compiler.
  *
  *     nMatrix<double> covariance;
  *     covariance.diag(3, 0.5);
@@ -14,6 +15,7 @@
 
 #include "Common/Allocator.h"
 #include "Core/Export.h"
+#include "Core/SameCompiler.h"
 
 /* T is double. Arrays hold as many numbers as the matrix, row by row. */
 template<typename T>

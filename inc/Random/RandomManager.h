@@ -1,5 +1,5 @@
 /* Random numbers from tables: the same for every run, drawn at the cost of a read, and saved and
- * restored as a position. C++ only.
+ * restored as a position. C++ only, for programs built by the library's compiler.
  *
  *     RandomObject noise(RandomObject::kNormal, 17);
  *     float gust = noise.get();
@@ -14,6 +14,7 @@
 #define QZCORE_RANDOM_RANDOMMANAGER_H
 
 #include "Core/Export.h"
+#include "Core/SameCompiler.h"
 
 #include <cstdint>
 #include <vector>

@@ -1,5 +1,6 @@
 /* Small seeded generators of integers, and a manager that seeds them all from one: with the same
- * seed a whole simulation takes the same course. C++ only.
+ * seed a whole simulation takes the same course. C++ only, for programs built by the library's
+ * compiler.
  *
  * The generator: the state shifted left by 12 bits, plus 150889, modulo 714025, in 32-bit
  * arithmetic; the new state is the value. Values are below 714025. A seed of 2^20 or more loses its
@@ -11,6 +12,7 @@
 #define QZCORE_RANDOM_RANDOMIZER_H
 
 #include "Core/Export.h"
+#include "Core/SameCompiler.h"
 
 #include <cstdint>
 #include <vector>

@@ -1,4 +1,5 @@
-/* Files as memory: read where they lie, and made whole before they are written. C++ only.
+/* Files as memory: read where they lie, and made whole before they are written. C++ only, for
+ * programs built by the library's compiler.
  *
  *     misc::mmf world("world.img", true);
  *     if (world.view == nullptr) {
@@ -19,6 +20,7 @@
 #define QZCORE_SHM_MAPPEDFILE_H
 
 #include "Core/Export.h"
+#include "Core/SameCompiler.h"
 
 #include <stdint.h>
 

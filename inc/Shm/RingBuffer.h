@@ -1,4 +1,5 @@
-/* Ring buffers in one flat block of memory, mostly one that processes share by name. C++ only.
+/* Ring buffers in one flat block of memory, mostly one that processes share by name. C++ only, for
+ * programs built by the library's compiler.
  *
  * One party writes records, any number of others read them. The writer never waits for readers:
  * when room runs out it discards the oldest records. Reading takes nothing out; each reader keeps
@@ -32,6 +33,7 @@
 #define QZCORE_SHM_RINGBUFFER_H
 
 #include "Core/Export.h"
+#include "Core/SameCompiler.h"
 
 #include <stdint.h>
 

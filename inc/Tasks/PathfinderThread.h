@@ -1,10 +1,12 @@
-/* One thread for the whole process that runs queries, one at a time, in the order added. C++ only.
+/* One thread for the whole process that runs queries, one at a time, in the order added. C++ only,
+ * for programs built by the library's compiler.
  */
 #ifndef QZCORE_TASKS_PATHFINDERTHREAD_H
 #define QZCORE_TASKS_PATHFINDERTHREAD_H
 
 #include "Common/Allocator.h"
 #include "Core/Export.h"
+#include "Core/SameCompiler.h"
 
 #include <utility>
 

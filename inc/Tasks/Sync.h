@@ -1,8 +1,10 @@
-/* A lock, a counter and a thread for classes. C++ only. */
+/* A lock, a counter and a thread for classes. C++ only, for programs built by the library's
+ * compiler. */
 #ifndef QZCORE_TASKS_SYNC_H
 #define QZCORE_TASKS_SYNC_H
 
 #include "Core/Export.h"
+#include "Core/SameCompiler.h"
 
 #include <atomic>
 #include <stdint.h>

@@ -1,4 +1,5 @@
-/* A command line, as a list of its tokens and by option. C++ only.
+/* A command line, as a list of its tokens and by option. C++ only, for programs built by the
+ * library's compiler.
  *
  *     qz::ConsoleArgs args(SYS_argc(), SYS_argv());
  *     int port = 0;
@@ -16,6 +17,7 @@
 #define QZCORE_UTIL_CONSOLEARGS_H
 
 #include "Core/Export.h"
+#include "Core/SameCompiler.h"
 
 #include <cstdint>
 #include <map>

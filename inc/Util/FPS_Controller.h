@@ -1,4 +1,4 @@
-/* Pacing of a loop's frames. C++ only.
+/* Pacing of a loop's frames. C++ only, for programs built by the library's compiler.
  *
  *     globalFpsController->SetMaxFPS(60);
  *     while (running) {
@@ -20,6 +20,7 @@
 #define QZCORE_UTIL_FPS_CONTROLLER_H
 
 #include "Core/Export.h"
+#include "Core/SameCompiler.h"
 
 #include <cstdint>
 

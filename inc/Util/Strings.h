@@ -1,4 +1,4 @@
-/* Strings and paths. C++ only.
+/* Strings and paths. C++ only, for programs built by the library's compiler.
  *
  * The functions take UTF-8 and leave their input alone. Both separators count, "/" and "\". What is
  * made here has forward slashes and lower case: keys to compare and store paths under. Paths of the
@@ -13,6 +13,7 @@
 #define QZCORE_UTIL_STRINGS_H
 
 #include "Core/Export.h"
+#include "Core/SameCompiler.h"
 
 #include <string>
 

@@ -1,8 +1,10 @@
-/* The base of a host's subsystems: something that is initialised and uninitialised. C++ only. */
+/* The base of a host's subsystems: something that is initialised and uninitialised. C++ only, for
+ * programs built by the library's compiler. */
 #ifndef QZCORE_UTIL_SYSTEM_H
 #define QZCORE_UTIL_SYSTEM_H
 
 #include "Core/Export.h"
+#include "Core/SameCompiler.h"
 
 /* Not initialised when it is made; a copy is what the original is. Nothing happens on destruction.
  * The order of the functions is that of their slots, which callers rely on. Not locked. */

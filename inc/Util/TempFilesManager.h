@@ -1,8 +1,10 @@
-/* Temporary files that are gone when their manager is. C++ only. */
+/* Temporary files that are gone when their manager is. C++ only, for programs built by the
+ * library's compiler. */
 #ifndef QZCORE_UTIL_TEMPFILESMANAGER_H
 #define QZCORE_UTIL_TEMPFILESMANAGER_H
 
 #include "Core/Export.h"
+#include "Core/SameCompiler.h"
 
 #include <string>
 #include <vector>

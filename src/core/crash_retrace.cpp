@@ -2,11 +2,10 @@
 #include "core/crash_lines.h"
 #include "core/crash_modules.h"
 #include "core/crash_text.h"
+#include "platform/demangle.h"
 #include "platform/files.h"
 #include "platform/symbols.h"
 #include "platform/whole_file.h"
-
-#include <cxxabi.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -54,11 +53,7 @@ void makeReadable(platform::SourcePlace& source) {
     if (std::strncmp(source.symbol, "_Z", 2) != 0) {
         return;
     }
-    int status = 0;
-    const std::unique_ptr<char, decltype(&std::free)> text(
-        abi::__cxa_demangle(source.symbol, nullptr, nullptr, &status), &std::free);
-    if (status == 0 && text != nullptr) {
-        std::string name(text.get());
+    if (std::string name = platform::demangled(source.symbol); !name.empty()) {
         dropParameters(name);
         source.symbol[name.copy(source.symbol, sizeof source.symbol - 1)] = 0;
     }

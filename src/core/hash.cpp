@@ -1,10 +1,12 @@
 #include "Core/Hash.h"
 
+#include "platform/compiler.h"
+
 #include <bit>
 #include <cstdint>
 #include <cstring>
 
-#ifdef __SSE2__
+#ifdef QZ_X64
 #    include <emmintrin.h>
 #endif
 
@@ -16,7 +18,7 @@ std::uint32_t readWord(const unsigned char* bytes) {
     std::uint32_t word;
     std::memcpy(&word, bytes, sizeof word);
     if constexpr (std::endian::native == std::endian::big) {
-        word = __builtin_bswap32(word);
+        word = word << 24 | (word & 0xFF00) << 8 | (word >> 8 & 0xFF00) | word >> 24;
     }
     return word;
 }
@@ -75,11 +77,10 @@ bool crossesPage(const unsigned char* block) {
     return offset > kSmallestPage - kBlock;
 }
 
-#ifdef __SSE2__
+#ifdef QZ_X64
 // Reads the whole block, also behind the terminator, where an address checker sees a fault and a
 // thread checker somebody else's data.
-__attribute__((no_sanitize("address", "thread"))) std::size_t
-lengthWithinPage(const unsigned char* block) {
+QZ_UNCHECKED_READS std::size_t lengthWithinPage(const unsigned char* block) {
     const __m128i zeros =
         _mm_cmpeq_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(block)), __m128i{});
     const auto mask = static_cast<std::uint32_t>(_mm_movemask_epi8(zeros));

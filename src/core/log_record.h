@@ -2,8 +2,8 @@
 #pragma once
 
 #include "Core/Atomics.h"
-#include "core/cache.h"
 #include "core/lock_free.h"
+#include "platform/compiler.h"
 
 #include <algorithm>
 #include <array>
@@ -63,7 +63,7 @@ public:
     }
 
     // For a caller that is about to take a record.
-    void prefetch() const { prefetchForWriting(&free_); }
+    void prefetch() const { platform::prefetchForWriting(&free_); }
 
     // Null if no record is free; what should have gone into it is then counted as lost.
     LogRecord* take() {
@@ -113,8 +113,8 @@ private:
     // The next record to be taken was last in the hands of the writer thread, most likely on
     // another processor. It is on its way here while this caller fills the record before it.
     static void prefetchRecord(std::uintptr_t record) {
-        prefetchForWriting(pointerTo(record));
-        prefetchForWriting(pointerTo(record + offsetof(LogRecord, message)));
+        platform::prefetchForWriting(pointerTo(record));
+        platform::prefetchForWriting(pointerTo(record + offsetof(LogRecord, message)));
     }
 
     alignas(64) QZ_atomic_stack free_{};

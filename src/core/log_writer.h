@@ -24,8 +24,8 @@ public:
 
     // For a caller that is about to queue a record.
     void prefetch() const {
-        prefetchForWriting(&queue_);
-        prefetchForWriting(&signal_);
+        platform::prefetchForWriting(&queue_);
+        platform::prefetchForWriting(&signal_);
     }
 
     void queue(LogRecord& record) {

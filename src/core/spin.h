@@ -1,12 +1,13 @@
 // Waiting for another thread to finish a few instructions.
 #pragma once
 
+#include "platform/compiler.h"
 #include "platform/thread.h"
 
 #include <atomic>
 #include <chrono>
 
-#if defined(__x86_64__)
+#if defined(QZ_X64)
 #    include <immintrin.h>
 #endif
 
@@ -14,7 +15,7 @@ namespace core {
 
 // Tells the processor that this is a waiting loop.
 inline void relax() {
-#if defined(__x86_64__)
+#if defined(QZ_X64)
     _mm_pause();
 #endif
 }

@@ -1,5 +1,6 @@
 #include "Core/Utf8.h"
 
+#include <cstddef>
 #include <cstdint>
 
 namespace {

@@ -111,7 +111,7 @@ std::size_t Writer::writeRun(const unsigned char* data, std::size_t count) {
     unsigned char* to = cursor_;
     for (; count >= 4 && end_ - to >= 4; count -= 4) {
         bits = bits << 32 | load(data + count - 4);
-        new (to) Word{__builtin_bswap32(static_cast<std::uint32_t>(bits >> bitCount_))};
+        new (to) Word{detail::swapBytes(static_cast<std::uint32_t>(bits >> bitCount_))};
         to += 4;
     }
     bits_ = bits;

@@ -1,15 +1,15 @@
 #include "math/half_f16c.h"
 
 #include "Math/Half.h"
+#include "platform/compiler.h"
 
-#if defined(__x86_64__)
+#if defined(QZ_X64)
 
-#    include <cpuid.h>
 #    include <immintrin.h>
 
 // Only these functions use the instructions, so that the library still runs on processors without.
 // 128 bits at a time: code for 64-bit Windows cannot keep 256-bit values on its stack safely.
-#    define QZ_TARGET_F16C __attribute__((target("avx,f16c")))
+#    define QZ_TARGET_F16C QZ_FOR_PROCESSOR("avx,f16c")
 
 namespace math {
 
@@ -81,10 +81,11 @@ std::size_t convert(To* out, const From* in, std::size_t count) {
 } // namespace
 
 bool hasF16c() {
-    unsigned a, b, c, d;
-    __builtin_cpu_init();
-    // "avx" also says that the system saves the wide registers, which these instructions need.
-    return __builtin_cpu_supports("avx") && __get_cpuid(1, &a, &b, &c, &d) && (c & bit_F16C) != 0;
+    constexpr std::uint32_t kNeeded = 1U << 27 | 1U << 28 | 1U << 29; // OSXSAVE, AVX, F16C
+    constexpr std::uint64_t kWideRegisters =
+        6; // which these instructions need, and a system must save
+    return (platform::processorFeatures() & kNeeded) == kNeeded &&
+           (platform::savedRegisters() & kWideRegisters) == kWideRegisters;
 }
 
 std::size_t float2halfF16c(unsigned short* out, const float* in, std::size_t count) {

@@ -1,10 +1,12 @@
 // Where a line ends.
 #pragma once
 
+#include "platform/compiler.h"
+
 #include <bit>
 #include <cstddef>
 
-#ifdef __SSE2__
+#ifdef QZ_X64
 #    include <emmintrin.h>
 #endif
 
@@ -14,7 +16,7 @@ inline bool isLineEnd(char c) {
     return c == '\r' || c == '\n';
 }
 
-#ifdef __SSE2__
+#ifdef QZ_X64
 
 constexpr std::ptrdiff_t kStep = 16, kStride = 64;
 

@@ -10,6 +10,7 @@
 #pragma once
 
 #include "Shm/RingBuffer.h"
+#include "platform/compiler.h"
 
 #include <algorithm>
 #include <atomic>
@@ -108,11 +109,11 @@ void forEachWord(const char* block, std::size_t count, Copy copy) {
 
 // This processor keeps loads in order among themselves, and stores too, so one instruction does it
 // for long runs; its start takes longer than a few dozen words.
-#if defined(__x86_64__) && !defined(QZ_COPY_BY_WORDS)
+#if defined(QZ_X64) && !defined(QZ_COPY_BY_WORDS)
 constexpr std::size_t kLongRun = 256;
 
 inline void copyLongRun(char* to, const char* from, std::size_t count) {
-    asm volatile("rep movsb" : "+D"(to), "+S"(from), "+c"(count) : : "memory");
+    platform::moveBytes(to, from, count);
 }
 #else
 constexpr std::size_t kLongRun = SIZE_MAX;

@@ -203,10 +203,12 @@ bool leaveNowhere(CONTEXT& context, HANDLE process) {
 bool leaveStackProbe(CONTEXT& context, HANDLE process) {
     constexpr DWORD64 kSaved = 2 * sizeof(DWORD64);
     constexpr DWORD64 kLongest = 64;
-    struct [[gnu::packed]] Call {
+#pragma pack(push, 1)
+    struct Call {
         std::uint8_t code;
         std::int32_t distance;
     };
+#pragma pack(pop)
     constexpr std::uint8_t kNearCall = 0xE8;
     DWORD64 caller = 0;
     Call call{};

@@ -1,0 +1,15 @@
+/* What the headers marked "C++ only" have in common: their classes are called in the C++ binary
+ * interface of the compiler that built the library, so the program has to be built by the same one.
+ * Programs by other compilers have the flat functions.
+ */
+#ifndef QZCORE_CORE_SAMECOMPILER_H
+#define QZCORE_CORE_SAMECOMPILER_H
+
+/* The library's CMake target defines it for programs when Microsoft's compiler built the library.
+ */
+#if defined(_MSC_VER) && !defined(QZCORE_BUILT_BY_MSVC)
+#    error \
+        "This header needs a qzCore built by the same compiler; use the headers of flat functions."
+#endif
+
+#endif

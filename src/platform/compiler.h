@@ -1,0 +1,81 @@
+// What GCC and clang spell in one way and Microsoft's compiler in another.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#if defined(__x86_64__) || defined(_M_X64)
+#    define QZ_X64
+#endif
+
+#if defined(__GNUC__) || defined(__clang__)
+#    define QZ_GNU_SYNTAX
+#    if defined(QZ_X64)
+#        include <cpuid.h>
+#    endif
+#else
+#    include <intrin.h>
+#endif
+
+// QZ_FOR_PROCESSOR: the function uses instructions that not every processor has.
+// QZ_UNCHECKED_READS: it reads on purpose what memory checkers take for a mistake.
+#if defined(QZ_GNU_SYNTAX)
+#    define QZ_FOR_PROCESSOR(features) __attribute__((target(features)))
+#    define QZ_UNCHECKED_READS __attribute__((no_sanitize("address", "thread")))
+#else
+#    define QZ_FOR_PROCESSOR(features) // may use any
+#    define QZ_UNCHECKED_READS __declspec(no_sanitize_address)
+#endif
+
+namespace platform {
+
+// Asks for the cache line at an address, which is about to be written to. Any address will do.
+inline void prefetchForWriting(const void* address) {
+#if !defined(QZ_GNU_SYNTAX)
+    _m_prefetchw(address);
+#elif defined(QZ_X64)
+    // The compilers' own hint fetches a line to read it; the write would then have to wait until
+    // the other processors have given up theirs.
+    asm volatile("prefetchw (%0)" : : "r"(address));
+#else
+    __builtin_prefetch(address, 1);
+#endif
+}
+
+#if defined(QZ_X64)
+// The processor's one instruction for a run of bytes.
+inline void moveBytes(char* to, const char* from, std::size_t count) {
+#    if defined(QZ_GNU_SYNTAX)
+    asm volatile("rep movsb" : "+D"(to), "+S"(from), "+c"(count) : : "memory");
+#    else
+    __movsb(reinterpret_cast<unsigned char*>(to), reinterpret_cast<const unsigned char*>(from),
+            count);
+#    endif
+}
+
+// What the processor can do: register ECX of the first leaf of CPUID.
+inline std::uint32_t processorFeatures() {
+#    if defined(QZ_GNU_SYNTAX)
+    unsigned a = 0, b = 0, c = 0, d = 0;
+    __get_cpuid(1, &a, &b, &c, &d);
+    return c;
+#    else
+    int registers[4];
+    __cpuid(registers, 1);
+    return static_cast<std::uint32_t>(registers[2]);
+#    endif
+}
+
+// Which registers the system saves: XCR0. Only where the features say that there is such a word.
+inline std::uint64_t savedRegisters() {
+#    if defined(QZ_GNU_SYNTAX)
+    std::uint32_t low = 0, high = 0;
+    asm volatile("xgetbv" : "=a"(low), "=d"(high) : "c"(0));
+    return std::uint64_t{high} << 32 | low;
+#    else
+    return _xgetbv(0);
+#    endif
+}
+#endif
+
+} // namespace platform

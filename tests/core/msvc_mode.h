@@ -1,0 +1,32 @@
+// Read first where clang checks sources in Microsoft's mode: what mingw-w64's headers and GCC's C++
+// library need there, because Microsoft's own are not to be had on every machine.
+#include <_mingw.h>
+
+// These stand where Microsoft's spelling of them may not.
+#undef __MINGW_NOTHROW
+#define __MINGW_NOTHROW
+#undef __MINGW_ATTRIB_NORETURN
+#define __MINGW_ATTRIB_NORETURN
+#undef __MINGW_ATTRIB_DEPRECATED
+#define __MINGW_ATTRIB_DEPRECATED
+
+// Clang's own headers use it; mingw-w64 takes it from compilers other than GCC.
+#undef __attribute__
+
+// Names of parameters in GCC's library.
+#include <sal.h>
+#undef __in
+#undef __out
+
+#define __GCC_ATOMIC_TEST_AND_SET_TRUEVAL 1
+#define __GCC_ATOMIC_BOOL_LOCK_FREE 2
+#define __GCC_ATOMIC_CHAR_LOCK_FREE 2
+#define __GCC_ATOMIC_CHAR8_T_LOCK_FREE 2
+#define __GCC_ATOMIC_CHAR16_T_LOCK_FREE 2
+#define __GCC_ATOMIC_CHAR32_T_LOCK_FREE 2
+#define __GCC_ATOMIC_WCHAR_T_LOCK_FREE 2
+#define __GCC_ATOMIC_SHORT_LOCK_FREE 2
+#define __GCC_ATOMIC_INT_LOCK_FREE 2
+#define __GCC_ATOMIC_LONG_LOCK_FREE 2
+#define __GCC_ATOMIC_LLONG_LOCK_FREE 2
+#define __GCC_ATOMIC_POINTER_LOCK_FREE 2
