@@ -130,7 +130,7 @@ void work() {
     stepOrThrow<std::bad_alloc>("factories", makeObjects);
     stepOrThrow<std::bad_alloc>("FSM", runMachine);
     stepOrThrow<std::bad_alloc>("iconv", convert);
-    profile();
+    stepOrThrow<std::bad_alloc>("Profiler::visit", profile);
     watch();
 }
 

@@ -83,7 +83,7 @@ class Weather:
 
     def kill_ring(self):
         probe = subprocess.Popen([self.options.bin / "ring_probe", "churn", f"soak_{os.getpid()}"],
-                                 stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+                                 stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
         time.sleep(0.2)
         probe.kill()
         probe.communicate()

@@ -17,7 +17,8 @@
  * it ran and for how long; of the first 2^20 sections and frames also when, for the trace. While it
  * is off a section costs one branch.
  *
- * Threads: any, at any time. A section is left by the thread that entered it.
+ * Threads: any, at any time. A section is left by the thread that entered it. Of threads that have
+ * ended the profiler keeps what they recorded, and nothing else.
  */
 #ifndef QZCORE_COMMON_PROFILER_H
 #define QZCORE_COMMON_PROFILER_H
@@ -79,14 +80,15 @@ public:
         }
     }
 
-    /* Calls back for each name, in alphabetical order. The visitor must not use this profiler. */
+    /* Calls back for each name, in alphabetical order. The visitor must not use this profiler.
+     * Throws std::bad_alloc before the first call, and what the visitor throws. */
     QZ_API void visit(Visitor visitor, void* context) const;
 
     /* Sections and frames that are not in the trace because there were too many. */
     QZ_API std::uint64_t dropped() const;
 
     /* Writes the trace as JSON (the "trace event" format). Returns false, with what could be
-     * written in the file, if that fails. */
+     * written in the file, if that fails or memory runs out. */
     QZ_API bool writeTrace(const char* path) const;
 
     struct Recording; /* the library's own */

@@ -1,121 +1,20 @@
 #include "common/profiler.h"
 
 #include "Core/Clock.h"
-#include "core/cut_text.h"
 #include "core/static_storage.h"
 
-#include <algorithm>
-#include <cstring>
+#include <iterator>
+#include <memory>
 #include <new>
 
 namespace common {
 
 namespace {
 
-void copyName(char (&name)[kNameSize], const char* text) {
-    const std::size_t length = core::lengthToKeep({text, strnlen(text, kNameSize)}, kNameSize - 1);
-    std::memcpy(name, text, length);
-    name[length] = '\0';
-}
-
-std::size_t cacheSlot(const char* name, std::size_t slots) {
-    return (reinterpret_cast<std::uintptr_t>(name) >> 3U) % slots;
-}
-
-// Tells threads apart, those that have ended too.
-std::uint64_t ownSerial() {
-    static std::atomic<std::uint64_t> last{0};
-    static thread_local std::uint64_t own = 0;
-    if (own == 0) {
-        own = ++last;
-    }
-    return own;
-}
-
-// A section that has begun but not ended yet has a unit without a count.
-void add(std::map<std::string, ProfiledUnit>& all, const ProfiledUnit& unit) {
-    if (unit.count == 0) {
-        return;
-    }
-    const auto [place, isNew] = all.emplace(unit.name, unit);
-    if (!isNew) {
-        ProfiledUnit& sum = place->second;
-        sum.minimum = std::min(sum.minimum, unit.minimum);
-        sum.maximum = std::max(sum.maximum, unit.maximum);
-        sum.total += unit.total;
-        sum.count += unit.count;
-    }
-}
-
 // Not destroyed when a process ends: other threads may still be in a section.
 constinit core::StaticStorage<Common::Profiler> theProfiler{};
 
 } // namespace
-
-void ProfiledThread::enter(const char* name, unsigned session, std::int64_t now) {
-    const std::lock_guard lock(mutex_);
-    continueIn(session);
-    if (depth_ < kMaxDepth) {
-        open_[depth_] = {unitOf(name), now};
-    }
-    ++depth_;
-}
-
-void ProfiledThread::leave(unsigned session, std::int64_t now, std::atomic<std::int64_t>& room) {
-    const std::lock_guard lock(mutex_);
-    continueIn(session);
-    if (depth_ == 0 || --depth_ >= kMaxDepth || open_[depth_].unit == kNoUnit) {
-        return;
-    }
-    const auto [index, start] = open_[depth_];
-    const std::int64_t duration = now - start;
-    ProfiledUnit& unit = units_[index];
-    unit.minimum = unit.count == 0 ? duration : std::min(unit.minimum, duration);
-    unit.maximum = std::max(unit.maximum, duration);
-    unit.total += duration;
-    ++unit.count;
-    if (room.fetch_sub(1, std::memory_order_relaxed) > 0) {
-        sections_.push_back({index, start, duration});
-    }
-}
-
-void ProfiledThread::reset() {
-    const std::lock_guard lock(mutex_);
-    depth_ = 0;
-    units_ = {};
-    sections_ = {};
-}
-
-void ProfiledThread::continueIn(unsigned session) {
-    if (session_ != session) {
-        session_ = session;
-        depth_ = 0;
-    }
-}
-
-std::uint32_t ProfiledThread::unitOf(const char* name) noexcept {
-    std::uint32_t& guess = cache_[cacheSlot(name, kCacheSize)];
-    if (guess < units_.size() && std::strcmp(units_[guess].name, name) == 0) {
-        return guess;
-    }
-    try {
-        return guess = findOrAdd(name);
-    } catch (...) {
-        return kNoUnit;
-    }
-}
-
-std::uint32_t ProfiledThread::findOrAdd(const char* name) {
-    ProfiledUnit unit{};
-    copyName(unit.name, name);
-    const auto found = std::ranges::find_if(
-        units_, [&](const ProfiledUnit& one) { return std::strcmp(one.name, unit.name) == 0; });
-    const auto index = static_cast<std::uint32_t>(found - units_.begin());
-    if (found == units_.end()) {
-        units_.push_back(unit);
-    }
-    return index;
-}
 
 void openGlobalProfiler() {
     theProfiler.make();
@@ -132,44 +31,65 @@ Common::Profiler& globalProfiler = reinterpret_cast<Common::Profiler&>(common::t
 
 namespace Common {
 
-std::uint64_t Profiler::Recording::nextId() {
-    static std::atomic<std::uint64_t> last{0};
-    return ++last;
+// Takes no lock, as it must not where a thread ends: the next new thread clears up.
+bool Profiler::Recording::open() {
+    return own_.open([](void* thread) { static_cast<common::ProfiledThread*>(thread)->end(); });
 }
 
-// The one used last is at hand: hardly anybody has more than one profiler.
-common::ProfiledThread* Profiler::Recording::threadFor() {
-    struct Own {
-        std::uint64_t recording;
-        common::ProfiledThread* thread;
-    };
-    static thread_local Own own{};
-    if (own.recording != id) {
-        own = {id, &findOrAddThread(common::ownSerial())};
+Profiler::Recording::~Recording() {
+    own_.close();
+}
+
+common::ProfiledThread& Profiler::Recording::thread() {
+    auto* const known = static_cast<common::ProfiledThread*>(own_.get());
+    return known != nullptr ? *known : addThread();
+}
+
+common::ProfiledThread& Profiler::Recording::addThread() {
+    const std::lock_guard lock(mutex_);
+    takeOverEnded();
+    common::ProfiledThread& added = threads_.emplace_back(++lastNumber_);
+    if (!own_.set(&added)) {
+        threads_.pop_back();
+        throw std::bad_alloc();
     }
-    return own.thread;
+    return added;
 }
 
-common::ProfiledThread& Profiler::Recording::findOrAddThread(std::uint64_t serial) {
-    const std::lock_guard lock(threadsMutex);
-    const auto found = std::ranges::find_if(
-        threads, [=](const common::ProfiledThread& thread) { return thread.owner() == serial; });
-    return found != threads.end()
-               ? *found
-               : threads.emplace_back(static_cast<unsigned>(threads.size() + 1), serial);
+void Profiler::Recording::takeOverEnded() {
+    for (auto thread = threads_.begin(); thread != threads_.end();) {
+        const auto next = std::next(thread);
+        if (thread->hasEnded()) {
+            ended_.take(*thread);
+            threads_.erase(thread);
+        }
+        thread = next;
+    }
 }
 
-std::map<std::string, common::ProfiledUnit> Profiler::Recording::merged() const {
-    std::map<std::string, common::ProfiledUnit> all;
-    const std::lock_guard lock(threadsMutex);
-    for (const common::ProfiledThread& thread : threads) {
+common::ProfiledUnits Profiler::Recording::merged() const {
+    const std::lock_guard lock(mutex_);
+    common::ProfiledUnits all = ended_.units();
+    for (const common::ProfiledThread& thread : threads_) {
         thread.read([&](unsigned, const auto& units, const auto&) {
             for (const common::ProfiledUnit& unit : units) {
-                common::add(all, unit);
+                const auto [place, isNew] = all.emplace(unit.name, unit);
+                if (!isNew) {
+                    place->second.add(unit);
+                }
             }
         });
     }
     return all;
+}
+
+void Profiler::Recording::reset() {
+    const std::lock_guard lock(mutex_);
+    room = kMaxSections;
+    ended_.reset();
+    for (common::ProfiledThread& thread : threads_) {
+        thread.reset();
+    }
 }
 
 Profiler::~Profiler() {
@@ -178,10 +98,11 @@ Profiler::~Profiler() {
 
 void Profiler::start() {
     if (recording_.load() == nullptr) {
-        auto* const made = new (std::nothrow) Recording;
+        std::unique_ptr<Recording> made(new (std::nothrow) Recording);
         Recording* nobodys = nullptr;
-        if (made == nullptr || !recording_.compare_exchange_strong(nobodys, made)) {
-            delete made;
+        if (made != nullptr && made->open() &&
+            recording_.compare_exchange_strong(nobodys, made.get())) {
+            static_cast<void>(made.release());
         }
     }
     if (Recording* const recording = recording_.load()) {
@@ -192,13 +113,8 @@ void Profiler::start() {
 
 void Profiler::reset() {
     Recording* const recording = recording_.load(std::memory_order_acquire);
-    if (recording == nullptr) {
-        return;
-    }
-    const std::lock_guard lock(recording->threadsMutex);
-    recording->room = Recording::kMaxSections;
-    for (common::ProfiledThread& thread : recording->threads) {
-        thread.reset();
+    if (recording != nullptr) {
+        recording->reset();
     }
 }
 
@@ -209,8 +125,8 @@ void Profiler::enterSection(const char* name) noexcept {
     }
     try {
         // The clock last, so that a first section is not charged for its bookkeeping.
-        common::ProfiledThread* const thread = recording->threadFor();
-        thread->enter(name == nullptr ? "<NULL>" : name, recording->session.load(), QZ_get_ticks());
+        common::ProfiledThread& thread = recording->thread();
+        thread.enter(name == nullptr ? "<NULL>" : name, recording->session.load(), QZ_get_ticks());
     } catch (...) {
         // Not recorded.
     }
@@ -223,7 +139,7 @@ void Profiler::leaveSection() noexcept {
         return;
     }
     try {
-        recording->threadFor()->leave(recording->session.load(), now, recording->room);
+        recording->thread().leave(recording->session.load(), now, recording->room);
     } catch (...) {
         // Counted, but not in the trace.
     }
@@ -236,6 +152,9 @@ void Profiler::visit(Visitor visitor, void* context) const {
     }
     const double second = 1.0 / static_cast<double>(QZ_get_tick_rate());
     for (const auto& [name, unit] : recording->merged()) {
+        if (unit.count == 0) {
+            continue;
+        }
         const double total = static_cast<double>(unit.total) * second;
         const Statistics statistics = {
             unit.count, total, static_cast<double>(unit.minimum) * second,
@@ -251,7 +170,11 @@ std::uint64_t Profiler::dropped() const {
 }
 
 bool Profiler::writeTrace(const char* path) const {
-    return path != nullptr && common::writeTrace(recording_.load(), path);
+    try {
+        return path != nullptr && common::writeTrace(recording_.load(), path);
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
 }
 
 } // namespace Common

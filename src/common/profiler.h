@@ -3,75 +3,15 @@
 
 #include "Common/Allocator.h"
 #include "Common/Profiler.h"
+#include "common/ended_threads.h"
+#include "common/profiled_thread.h"
+#include "platform/thread_slot.h"
 
-#include <array>
-#include <cstddef>
+#include <atomic>
 #include <cstdint>
-#include <map>
 #include <mutex>
-#include <string>
 
 namespace common {
-
-constexpr std::size_t kNameSize = 64;
-
-struct ProfiledUnit {
-    char name[kNameSize];
-    std::uint64_t count;
-    std::int64_t total, minimum, maximum; // ticks
-};
-
-struct ProfiledSection {
-    std::uint32_t unit;
-    std::int64_t start, duration; // ticks
-};
-
-// What one thread has recorded, and where it is. Locked for each use: by its thread, which hardly
-// ever meets anybody, and by who reads.
-class ProfiledThread {
-public:
-    ProfiledThread(unsigned number, std::uint64_t owner) : number_(number), owner_(owner) {}
-
-    std::uint64_t owner() const { return owner_; }
-
-    // session: sections of an earlier one were cut off by its end, and do not count.
-    void enter(const char* name, unsigned session, std::int64_t now);
-
-    // room: how many sections may still be kept one by one.
-    void leave(unsigned session, std::int64_t now, std::atomic<std::int64_t>& room);
-
-    void reset();
-
-    template<class Visit>
-    void read(Visit visit) const {
-        const std::lock_guard lock(mutex_);
-        visit(number_, units_, sections_);
-    }
-
-private:
-    static constexpr std::size_t kMaxDepth = 64;
-    static constexpr std::size_t kCacheSize = 256;
-    static constexpr std::uint32_t kNoUnit = UINT32_MAX;
-
-    struct Open {
-        std::uint32_t unit;
-        std::int64_t start;
-    };
-
-    void continueIn(unsigned session);
-    std::uint32_t unitOf(const char* name) noexcept; // kNoUnit if there is no memory
-    std::uint32_t findOrAdd(const char* name);
-
-    mutable std::mutex mutex_;
-    const unsigned number_;
-    const std::uint64_t owner_; // the thread
-    unsigned session_ = 0;
-    std::size_t depth_ = 0;
-    std::array<Open, kMaxDepth> open_{};
-    std::array<std::uint32_t, kCacheSize> cache_{}; // by the name's address; a guess to be checked
-    qz::vector<ProfiledUnit> units_;
-    qz::vector<ProfiledSection> sections_;
-};
 
 // Null: an empty trace.
 bool writeTrace(const Common::Profiler::Recording* recording, const char* path);
@@ -87,19 +27,43 @@ void closeGlobalProfiler();
 struct Common::Profiler::Recording {
     static constexpr std::int64_t kMaxSections = 1 << 20;
 
-    common::ProfiledThread* threadFor();
+    Recording() = default;
+    ~Recording();
+    Recording(const Recording&) = delete;
+    Recording& operator=(const Recording&) = delete;
 
-    // All threads' units, by name.
-    std::map<std::string, common::ProfiledUnit> merged() const;
+    // Before any other call. False if the system has no slot left for the threads' own records; the
+    // recording is of no use then.
+    bool open();
+
+    // The calling thread's record. Throws std::bad_alloc.
+    common::ProfiledThread& thread();
+
+    // All threads' units, by name; some without a count.
+    common::ProfiledUnits merged() const;
+
+    void reset();
+
+    // Calls back with the threads that have ended, and then with each of the others.
+    template<class VisitEnded, class VisitThread>
+    void read(VisitEnded visitEnded, VisitThread visitThread) const {
+        const std::lock_guard lock(mutex_);
+        visitEnded(ended_);
+        for (const common::ProfiledThread& thread : threads_) {
+            thread.read(visitThread);
+        }
+    }
 
     std::atomic<unsigned> session{0};
     std::atomic<std::int64_t> room{kMaxSections}; // negative: as many did not find any
-    const std::uint64_t id = nextId();
-    mutable std::mutex threadsMutex;
-    qz::list<common::ProfiledThread> threads; // those that have ended, too
 
 private:
-    static std::uint64_t nextId();
+    common::ProfiledThread& addThread();
+    void takeOverEnded();
 
-    common::ProfiledThread& findOrAddThread(std::uint64_t serial);
+    platform::ThreadSlot own_; // each thread's record
+    mutable std::mutex mutex_;
+    unsigned lastNumber_ = 0;
+    qz::list<common::ProfiledThread> threads_; // those that have ended since the last new one, too
+    common::EndedThreads ended_;
 };

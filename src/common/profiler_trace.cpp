@@ -7,6 +7,7 @@
 #include <cstring>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace common {
 
@@ -85,31 +86,50 @@ private:
     double scale_;
 };
 
+class Trace {
+public:
+    explicit Trace(const char* path) : file_(path) {
+        file_.write(R"({"displayTimeUnit":"ms","traceEvents":[)");
+    }
+
+    void write(const char* name, unsigned thread, std::int64_t start, std::int64_t duration) {
+        file_.write(std::exchange(separator_, ",\n"));
+        file_.write("{\"name\":" + quoted(name) + R"(,"ph":"X","pid":1,"tid":)" +
+                    std::to_string(thread) + R"(,"ts":)" +
+                    core::Fixed(microseconds_(start), 3).text() + R"(,"dur":)" +
+                    core::Fixed(microseconds_(duration), 3).text() + "}");
+    }
+
+    // True if everything was written.
+    bool close() {
+        file_.write("\n]}\n");
+        return file_.close();
+    }
+
+private:
+    TraceFile file_;
+    const Times microseconds_;
+    const char* separator_ = "\n";
+};
+
 } // namespace
 
 bool writeTrace(const Common::Profiler::Recording* recording, const char* path) {
-    TraceFile file(path);
-    const Times microseconds;
-    const char* separator = "\n";
-    file.write(R"({"displayTimeUnit":"ms","traceEvents":[)");
-    const auto writeThread = [&](unsigned number, const auto& units, const auto& sections) {
-        for (const ProfiledSection& section : sections) {
-            file.write(separator);
-            separator = ",\n";
-            file.write("{\"name\":" + quoted(units[section.unit].name) +
-                       R"(,"ph":"X","pid":1,"tid":)" + std::to_string(number) + R"(,"ts":)" +
-                       core::Fixed(microseconds(section.start), 3).text() + R"(,"dur":)" +
-                       core::Fixed(microseconds(section.duration), 3).text() + "}");
-        }
-    };
+    Trace trace(path);
     if (recording != nullptr) {
-        const std::lock_guard lock(recording->threadsMutex);
-        for (const ProfiledThread& thread : recording->threads) {
-            thread.read(writeThread);
-        }
+        recording->read(
+            [&](const EndedThreads& ended) {
+                for (const EndedThreads::Section& section : ended.sections()) {
+                    trace.write(section.name, section.thread, section.start, section.duration);
+                }
+            },
+            [&](unsigned number, const auto& units, const auto& sections) {
+                for (const ProfiledSection& section : sections) {
+                    trace.write(units[section.unit].name, number, section.start, section.duration);
+                }
+            });
     }
-    file.write("\n]}\n");
-    return file.close();
+    return trace.close();
 }
 
 } // namespace common

@@ -73,6 +73,20 @@ TEST(Profiler, ThreadsMayUseSeveralInTurn) {
     EXPECT_EQ(statistics(other).at("inner").count, 3U);
 }
 
+TEST(Profiler, ThreadsThatHaveEndedKeepTheirSectionsAlone) {
+    constexpr std::uint64_t kThreads = 1000;
+    const std::uint64_t before = qz::getSTLAllocatorCounter();
+    Profiler profiler;
+    profiler.start();
+    for (std::uint64_t i = 0; i < kThreads; ++i) {
+        std::thread([&profiler] { const ProfiledFunc work("work", profiler); }).join();
+    }
+    EXPECT_EQ(statistics(profiler).at("work").count, kThreads);
+    EXPECT_LT(qz::getSTLAllocatorCounter() - before, 100 * kThreads);
+    profiler.reset();
+    EXPECT_TRUE(statistics(profiler).empty());
+}
+
 TEST(Profiler, WhatIsOpenAtAStopDoesNotCount) {
     Profiler profiler;
     profiler.start();
