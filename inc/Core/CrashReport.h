@@ -12,14 +12,14 @@
  * the C runtime that the library uses; on Linux SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS
  * and SIGABRT, under the names that the other system has for them.
  *
- * An exception that nobody catches ends in abort(); before that its what() is logged as an ERROR, and
- * the terminate handler that was there before bt_init runs. On Windows that takes a program that
- * uses the same C++ runtime library.
+ * An exception that nobody catches ends in abort(); before that its what() is logged as an ERROR,
+ * and the terminate handler that was there before bt_init runs. On Windows that takes a program
+ * that uses the same C++ runtime library.
  *
  * Before the handler passes on, the log's writer thread gets up to a second to write what is
  * queued. A process writes 16 reports at most: the handler that was there before may return to the
- * fault, which then happens again. A report that takes longer than 25 seconds is cut off on Linux: a
- * lock of the system's may never come free. From bt_init to bt_fini, Linux only, six file
+ * fault, which then happens again. A report that takes longer than 25 seconds is cut off on Linux:
+ * a lock of the system's may never come free. From bt_init to bt_fini, Linux only, six file
  * descriptors are held back for a crash after all others have been used up.
  */
 #ifndef QZCORE_CORE_CRASHREPORT_H
@@ -75,8 +75,9 @@ QZ_API void bt_fini(void);
  *
  * Returns the number of copies written; 0 if there is nothing to do; -1 if the system's debugging
  * help cannot be used, or memory runs out. Reports that cannot be read, or are larger than 64 MiB,
- * are skipped, and so are copies that cannot be written. Any thread; one call at a time does its
- * work. */
+ * are skipped, and so are copies that cannot be written. Nothing is written for a report whose
+ * modules cannot be read for want of memory or descriptors (the latter: Linux); a later call takes
+ * it up again. Any thread; one call at a time does its work. */
 QZ_API int bt_retrace(const char* directory);
 
 QZ_EXTERN_C_END

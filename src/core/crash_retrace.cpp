@@ -246,13 +246,15 @@ private:
     platform::FileHandle file_;
 };
 
-bool retraceReport(const std::string& path) {
+bool retraceReport(const std::string& path) try {
     const std::string copyPath = path + std::string(kCopyEnding);
     if (platform::pathKind(copyPath.c_str()) != platform::PathKind::missing) {
         return false;
     }
     const std::optional<std::string> report = ReportReader(path).text();
     return report && platform::replaceContents(copyPath.c_str(), Retrace(*report).copy());
+} catch (const platform::SymbolsOutOfReach&) {
+    return false; // the next call may write a better copy
 }
 
 struct Listing {

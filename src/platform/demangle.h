@@ -8,16 +8,22 @@
 
 #    include <cstdlib>
 #    include <memory>
+#    include <new>
 #endif
 
 namespace platform {
 
 // Empty if the symbol is none of GCC's kind. Microsoft's symbols come readable from the system.
+// Throws std::bad_alloc.
 inline std::string demangled([[maybe_unused]] const char* symbol) {
 #if __has_include(<cxxabi.h>)
     int status = 0;
     const std::unique_ptr<char, decltype(&std::free)> text(
         abi::__cxa_demangle(symbol, nullptr, nullptr, &status), &std::free);
+    constexpr int kOutOfMemory = -1;
+    if (status == kOutOfMemory) {
+        throw std::bad_alloc();
+    }
     if (status == 0 && text != nullptr) {
         return text.get();
     }

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <memory>
 
 namespace platform {
@@ -31,6 +32,12 @@ void findModule(std::uintptr_t address, ModulePlace& place);
 // For the callback of walkStack.
 void findSource(std::uintptr_t address, bool isReturnAddress, SourcePlace& place);
 
+// A file could not be read because memory or descriptors are short. Later that may be different.
+class SymbolsOutOfReach : public std::exception {
+public:
+    const char* what() const noexcept override { return "symbols are out of reach"; }
+};
+
 // A module's file, read as data: nothing of it runs. Addresses count from where the module begins
 // in memory.
 class ModuleFile {
@@ -40,6 +47,7 @@ public:
     ModuleFile& operator=(const ModuleFile&) = delete;
 
     // Null if there is no such ordinary file by an absolute local path, or if it is no module.
+    // Throws SymbolsOutOfReach.
     static std::unique_ptr<ModuleFile> open(const char* path);
 
     // When its contents last changed, in seconds since the start of 1970, UTC.
@@ -57,7 +65,7 @@ public:
 
     virtual void placeOf(std::uint32_t address, unsigned& section, std::uint32_t& offset) const = 0;
 
-    // As findSource.
+    // As findSource. Throws SymbolsOutOfReach.
     virtual void source(std::uint32_t address, bool isReturnAddress, SourcePlace& place) = 0;
 
 protected:

@@ -2,6 +2,7 @@
 import os
 import pathlib
 import re
+import resource
 import shutil
 import struct
 import subprocess
@@ -52,13 +53,14 @@ class CrashTest(unittest.TestCase):
             subprocess.run([STRIP, str(program)], check=True)
         return program
 
-    def run_probe(self, *arguments, probe=PROBE):
+    def run_probe(self, *arguments, probe=PROBE, first=None):
         # The sanitizers' own handlers would be the previous ones; here it is the system's turn.
         own = ":".join("handle_%s=0" % name for name in ("segv", "sigbus", "abort", "sigill", "sigfpe",
                                                          "sigtrap"))
         environment = dict(os.environ, ASAN_OPTIONS=own + ":detect_leaks=0", TSAN_OPTIONS=own)
         return subprocess.run([*EMULATOR, str(probe), *arguments], cwd=self.folder, env=environment,
-                              capture_output=True, stdin=subprocess.DEVNULL, timeout=120)
+                              capture_output=True, stdin=subprocess.DEVNULL, timeout=120,
+                              preexec_fn=first)
 
     def crash(self, *arguments, probe=PROBE):
         """Returns the report's lines; there is one report, and the process has failed."""
@@ -257,6 +259,21 @@ class CrashTest(unittest.TestCase):
         self.assertEqual(self.retrace(), 1)
         copy = self.lines(self.folder / "slow.crash.info")
         self.assertEqual(copy[-1], "00001000 00000001 0000:00000000 %s" % module)
+
+    # A copy for which something was short is worse than one that comes later.
+    @unittest.skipIf(ON_WINDOWS, "limits descriptors")
+    def test_retrace_is_whole_or_waits(self):
+        self.crash("null", "main")
+        copy = self.report.with_name(self.report.name + ".info")
+        self.assertEqual(self.retrace(), 1)
+        whole = copy.read_text()
+        for limit in range(4, 20):
+            copy.unlink(missing_ok=True)
+            done = self.run_probe("retrace", str(self.folder) + "/", first=lambda: resource.setrlimit(
+                resource.RLIMIT_NOFILE, (limit, limit)))
+            self.assertEqual((limit, copy.exists()), (limit, done.returncode == 1))
+            self.assertEqual(copy.read_text() if copy.exists() else whole, whole)
+        self.assertTrue(copy.exists())
 
     def test_prefix_and_end(self):
         self.crash("null", "prefixed")

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 
 namespace platform {
@@ -27,17 +28,25 @@ bool isInMemory(const Elf64_Shdr& section) {
     return (section.sh_flags & SHF_ALLOC) != 0 && !isThreadLocal;
 }
 
-// Asked before it is opened as well: opening a device may do something.
+// Asked before it is opened as well: opening a device may do something. A failure sets errno.
 int openOrdinary(const char* path) {
     struct stat status {};
-    return stat(path, &status) == 0 && S_ISREG(status.st_mode)
-               ? ::open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK)
-               : -1;
+    if (stat(path, &status) != 0) {
+        return -1;
+    }
+    errno = ENXIO;
+    return S_ISREG(status.st_mode) ? ::open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK)
+                                   : -1;
 }
 
 } // namespace
 
-ElfFile::ElfFile(const char* path) : file_(openOrdinary(path)) {
+bool isShortage(int error) {
+    return error == EMFILE || error == ENFILE || error == ENOMEM;
+}
+
+ElfFile::ElfFile(const char* path)
+    : file_(openOrdinary(path)), isOutOfReach_(file_ < 0 && isShortage(errno)) {
     isOpen_ = file_ >= 0 && readHeader() && readSegments();
 }
 

@@ -8,6 +8,9 @@
 
 namespace platform {
 
+// Whether an error says that the process, or the system, has no more of something just now.
+bool isShortage(int error);
+
 class ElfFile {
 public:
     // Opens an ordinary file with the header of a 64-bit ELF file.
@@ -17,6 +20,9 @@ public:
     ElfFile& operator=(const ElfFile&) = delete;
 
     bool isOpen() const { return isOpen_; }
+
+    // Whether it could not be opened because of a shortage.
+    bool isOutOfReach() const { return isOutOfReach_; }
 
     // An executable that cannot be moved.
     bool isFixed() const { return header_.e_type == ET_EXEC; }
@@ -49,6 +55,7 @@ private:
     unsigned readSections(unsigned first, Elf64_Shdr* sections, unsigned room) const;
 
     int file_;
+    bool isOutOfReach_;
     bool isOpen_ = false;
     Elf64_Ehdr header_{};
     std::uint64_t loadAddress_ = 0;

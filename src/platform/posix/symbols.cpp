@@ -27,8 +27,6 @@ constexpr std::uint32_t kPage = 4096;
 // Only for the walk of a dying process; see startSymbols.
 constinit backtrace_state* processSymbols = nullptr;
 
-void ignoreError(void*, const char*, int) {}
-
 void copyText(char (&to)[SourcePlace::kNameRoom], const char* from) {
     const std::size_t length = std::min(std::strlen(from), sizeof to - 1);
     std::memcpy(to, from, length);
@@ -38,7 +36,12 @@ void copyText(char (&to)[SourcePlace::kNameRoom], const char* from) {
 struct Lookup {
     std::uintptr_t address;
     SourcePlace* place;
+    bool fellShort = false; // for want of memory or descriptors
 };
+
+void noteError(void* context, const char*, int error) {
+    static_cast<Lookup*>(context)->fellShort |= isShortage(error);
+}
 
 // The innermost of the functions that were compiled into each other comes first.
 int takeLine(void* context, std::uintptr_t, const char* file, int line, const char*) {
@@ -59,16 +62,12 @@ void takeSymbol(void* context, std::uintptr_t, const char* name, std::uintptr_t 
     }
 }
 
-void lookUp(backtrace_state* state, std::uintptr_t address, bool isReturnAddress,
-            SourcePlace& place) {
-    place = {};
-    if (state == nullptr) {
-        return;
+void lookUp(backtrace_state* state, Lookup& lookup, bool isReturnAddress) {
+    if (state != nullptr) {
+        const std::uintptr_t instruction = isReturnAddress ? lookup.address - 1 : lookup.address;
+        backtrace_syminfo(state, instruction, takeSymbol, noteError, &lookup);
+        backtrace_pcinfo(state, instruction, takeLine, noteError, &lookup);
     }
-    Lookup lookup{address, &place};
-    const std::uintptr_t instruction = isReturnAddress ? address - 1 : address;
-    backtrace_syminfo(state, instruction, takeSymbol, ignoreError, &lookup);
-    backtrace_pcinfo(state, instruction, takeLine, ignoreError, &lookup);
 }
 
 // Where the loader put the program: it is the first that it names.
@@ -77,19 +76,38 @@ int takeFirstAddress(dl_phdr_info* program, std::size_t, void* address) {
     return 1;
 }
 
-// Nothing that the reader allocates can be given back, so what was read is kept for the next time.
-backtrace_state* symbolsOf(const std::string& path, std::int64_t changeTime) {
-    constexpr std::size_t kMostModules = 512; // reports may name any
-    static std::map<std::pair<std::string, std::int64_t>, backtrace_state*> known;
-    const auto found = known.find({path, changeTime});
-    if (found != known.end() || known.size() >= kMostModules) {
-        return found != known.end() ? found->second : nullptr;
+// Modules' symbols, by path and time of change. Nothing that the reader allocates can be given
+// back, so what was read is kept for the next time.
+class KnownSymbols {
+public:
+    using Module = std::pair<std::string, std::int64_t>;
+
+    void find(const Module& module, Lookup& lookup, bool isReturnAddress) {
+        lookUp(stateOf(module, lookup), lookup, isReturnAddress);
+        if (lookup.fellShort) {
+            known_.erase(module); // it would fail for ever after
+        }
     }
-    const auto added = known.try_emplace({path, changeTime}, nullptr).first;
-    // The reader keeps the pointer to the path, and nodes of a map stay where they are.
-    added->second = backtrace_create_state(added->first.first.c_str(), 0, ignoreError, nullptr);
-    return added->second;
-}
+
+private:
+    static constexpr int kMostStates = 512; // reports may name any modules
+
+    backtrace_state* stateOf(const Module& module, Lookup& lookup) {
+        const auto found = known_.find(module);
+        if (found != known_.end() || states_ == kMostStates) {
+            return found != known_.end() ? found->second : nullptr;
+        }
+        const auto added = known_.try_emplace(module, nullptr).first;
+        ++states_;
+        // The reader keeps the pointer to the path, and nodes of a map stay where they are.
+        const char* const path = added->first.first.c_str();
+        added->second = backtrace_create_state(path, 0, noteError, &lookup);
+        return added->second;
+    }
+
+    std::map<Module, backtrace_state*> known_;
+    int states_ = 0;
+};
 
 std::string folderOf(const std::string& path) {
     return path.substr(0, path.rfind('/') + 1);
@@ -105,6 +123,9 @@ bool isLinkReadable(const std::string& path, int linksLeft) {
 }
 
 bool isReadable(const ElfFile& file, const std::string& path, int linksLeft) {
+    if (file.isOutOfReach()) {
+        throw SymbolsOutOfReach();
+    }
     if (!file.isOpen() || !file.isWhole()) {
         return false;
     }
@@ -168,8 +189,12 @@ public:
         if (!file_.isFixed()) {
             dl_iterate_phdr(takeFirstAddress, &base);
         }
-        lookUp(symbolsOf(path_, changeTime()), base + file_.loadAddress() + address,
-               isReturnAddress, place);
+        static KnownSymbols symbols;
+        Lookup lookup{base + file_.loadAddress() + address, &place};
+        symbols.find({path_, changeTime()}, lookup, isReturnAddress);
+        if (lookup.fellShort) {
+            throw SymbolsOutOfReach();
+        }
     }
 
 private:
@@ -181,7 +206,8 @@ private:
 } // namespace
 
 void startSymbols() {
-    processSymbols = backtrace_create_state(nullptr, 0, ignoreError, nullptr);
+    Lookup none{};
+    processSymbols = backtrace_create_state(nullptr, 0, noteError, &none);
 }
 
 void findModule(std::uintptr_t address, ModulePlace& place) {
@@ -200,7 +226,9 @@ void findModule(std::uintptr_t address, ModulePlace& place) {
 }
 
 void findSource(std::uintptr_t address, bool isReturnAddress, SourcePlace& place) {
-    lookUp(processSymbols, address, isReturnAddress, place);
+    place = {};
+    Lookup lookup{address, &place};
+    lookUp(processSymbols, lookup, isReturnAddress);
 }
 
 std::unique_ptr<ModuleFile> ModuleFile::open(const char* path) {
