@@ -12,6 +12,7 @@
 namespace {
 
 constexpr char kReport[] = "reports/game-20260101-120000.crash";
+constexpr char kCopy[] = "reports/game-20260101-120000.crash.info";
 constexpr char kText[] = "# -------------- 20260101-120000 --------------\n/bin/game\n"
                          "# C0000005 ACCESS_VIOLATION at 00001234 01:00000234\n"
                          "00001234 00005678 0001:00000234 /bin/game\n";
@@ -48,17 +49,16 @@ void crash() {
 }
 
 void retrace() {
-    const std::string copy = std::string(kReport) + ".info";
     {
         const Aside aside;
-        std::filesystem::remove(copy);
+        std::filesystem::remove(kCopy);
     }
     const int copies = bt_retrace("reports/");
     step(copies == 1, "bt_retrace");
     const Aside aside;
     whole(readFile(kReport) == kText, "a report was changed");
-    whole(std::filesystem::exists(copy) == (copies == 1), "a copy that was counted");
-    const std::string text = readFile(copy);
+    whole(std::filesystem::exists(kCopy) == (copies == 1), "a copy that was counted");
+    const std::string text = readFile(kCopy);
     whole(copies != 1 || (text.ends_with('\n') && text.find("00001234 00005678") != text.npos),
           "an annotated copy");
 }

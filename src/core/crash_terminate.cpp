@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <exception>
+#include <utility>
 
 namespace core {
 
@@ -21,11 +22,15 @@ void logException() {
     }
 }
 
+// Comes back here if what() throws, or if a handler of the host's calls the one that it replaced,
+// which is this one, and was itself there before a second bt_init.
 void onTerminate() {
-    if (std::current_exception() != nullptr) {
+    static constinit thread_local bool isLogged = false;
+    static constinit thread_local bool isPassedOn = false;
+    if (!std::exchange(isLogged, true) && std::current_exception() != nullptr) {
         logException();
     }
-    if (previous != nullptr) {
+    if (previous != nullptr && !std::exchange(isPassedOn, true)) {
         previous();
     }
     std::abort();

@@ -139,6 +139,14 @@ constexpr Other kOtherHandlers[] = {{"chained", OtherHandler::exits},
                                     {"chained_returning", OtherHandler::returns},
                                     {"chained_once", OtherHandler::returnsOnce}};
 
+// Puts a handler for uncaught exceptions above the library's, which is put above it in turn.
+void entangleTerminate() {
+    static std::terminate_handler replaced;
+    replaced = std::set_terminate([] { replaced(); });
+    bt_fini();
+    bt_init(nullptr);
+}
+
 void* die(void* given) {
     outerFrame(static_cast<const Way*>(given)->function);
     return nullptr;
@@ -174,6 +182,9 @@ int main(int argc, char** argv) {
     }
     if (where == "put_back") {
         bt_init(nullptr);
+    }
+    if (where == "entangled") {
+        entangleTerminate();
     }
     if (where == "without_descriptors") {
         useUpDescriptors();

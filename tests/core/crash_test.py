@@ -319,6 +319,11 @@ class CrashTest(unittest.TestCase):
         self.assertIn(b"QZCORE: Uncaught exception: nobody wants this", done.stderr)
         self.assertEqual(self.count_reports(), 1)
 
+    def test_handlers_for_exceptions_that_call_each_other(self):
+        done = self.run_probe("exception", "entangled")
+        self.assertEqual(done.stderr.count(b"Uncaught exception"), 1, done)
+        self.assertIn("# 40000015 ", self.lines(next(self.folder.glob("*.crash")))[2])
+
     def count_reports(self):
         return sum(path.read_text().count("# ------") for path in self.folder.glob("*.crash"))
 

@@ -5,6 +5,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <utility>
+
 namespace platform {
 
 // All of one empty file in memory, whose number nobody else's has.
@@ -14,7 +16,11 @@ void SpareDescriptors::hold() {
     }
     files_[0] = memfd_create("spare", MFD_CLOEXEC);
     struct stat status {};
-    if (files_[0] < 0 || fstat(files_[0], &status) != 0) {
+    if (files_[0] < 0) {
+        return;
+    }
+    if (fstat(files_[0], &status) != 0) {
+        close(std::exchange(files_[0], -1));
         return;
     }
     id_ = status.st_ino;
@@ -26,9 +32,8 @@ void SpareDescriptors::hold() {
 void SpareDescriptors::release() {
     for (int& file : files_) {
         if (isMine(file)) {
-            close(file);
+            close(std::exchange(file, -1));
         }
-        file = -1;
     }
 }
 
