@@ -3,6 +3,9 @@
 
 #include "VFS/Archive.h"
 
+#include <pwd.h>
+#include <unistd.h>
+
 #include <cstring>
 
 namespace {
@@ -24,6 +27,7 @@ void read(const char* path, const char* word, std::uint64_t expected) {
 } // namespace
 
 void prepare() {
+    getpwuid(getuid()); // PhysicsFS asks for it if need be, and the C library keeps the answer
     std::filesystem::create_directory("Temp");
 }
 

@@ -3,6 +3,7 @@
 #include "VFS/File.h"
 #include "core/gate.h"
 #include "core/log.h"
+#include "vfs/reserve.h"
 #include "vfs/sized_memory.h"
 #include "vfs/zip_check.h"
 
@@ -28,10 +29,15 @@ constexpr PHYSFS_sint64 kMaxLength = std::numeric_limits<std::uint32_t>::max();
 constexpr const char* kArchiveSuffixes[] = {".zip"};
 constexpr char kNoSuffix[] = "";
 
+void* allocateForPhysicsFs(PHYSFS_uint64 size) {
+    void* const block = vfs::allocateRecycled(size);
+    return block == nullptr ? vfs::Reserve::take(size) : block;
+}
+
 const PHYSFS_Allocator kAllocator = {
     [] { return 1; },
     [] {},
-    [](PHYSFS_uint64 size) { return vfs::allocateRecycled(size); },
+    allocateForPhysicsFs,
     [](void* block, PHYSFS_uint64 size) { return vfs::reallocateSized(block, size); },
     [](void* block) { vfs::releaseRecycled(block); },
 };
@@ -80,6 +86,11 @@ void leaveOnlyZip() {
     }
 }
 
+bool startPhysicsFs() {
+    const vfs::Reserve reserve;
+    return reserve && PHYSFS_init(nullptr) != 0;
+}
+
 // PhysicsFS may stay in the process when this library goes.
 void takeAllocatorBack() {
     PHYSFS_setAllocator(nullptr);
@@ -91,7 +102,8 @@ int mountOne(const char* path, const char* suffix, const char* point, int append
     if (VFS_isdir(name.text()) == 0 && !vfs::isSoundZip(name.text())) {
         return 0;
     }
-    const int result = PHYSFS_mount(name.text(), point, append);
+    const vfs::Reserve reserve;
+    const int result = reserve ? PHYSFS_mount(name.text(), point, append) : 0;
     if (result != 0) {
         qz_logf(kModule, QZ_LOG_DEBUG, "Mounted %s%s to %s.", path, suffix, point);
     }
@@ -165,7 +177,7 @@ extern "C" {
 void vfs_init(void) {
     if (!gate.isOpen()) {
         PHYSFS_setAllocator(&kAllocator);
-        if (PHYSFS_init(nullptr) != 0) {
+        if (startPhysicsFs()) {
             leaveOnlyZip();
             gate.open();
         } else {
