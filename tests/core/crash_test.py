@@ -47,6 +47,8 @@ class CrashTest(unittest.TestCase):
         program = self.folder / PROBE.name
         shutil.copy2(PROBE, program)
         os.environ["WINEPATH"] = os.environ.get("WINEPATH", "") + ";" + str(PROBE.parent)
+        if PDB:  # else the library would be the one with all PDB files beside it
+            shutil.copy2(PROBE.parent / "qzCore.dll", self.folder)
         if PDB and symbols:
             shutil.copy2(PDB, self.folder)
         elif not symbols:
