@@ -1,6 +1,7 @@
 """Runs the command-line tool as its users do: qz_test.py [emulator] path/to/qz"""
 import json
 import pathlib
+import re
 import subprocess
 import sys
 import tempfile
@@ -124,6 +125,26 @@ class QzTest(unittest.TestCase):
         self.conf("fmt", "--write", "settings.cfg")
         self.assertEqual(json.loads(self.conf("json", "settings.cfg")), expected)
         self.assertNotIn("pixels", self.text())
+
+    # Bytes count: redirected, a file is what --write would have made of it.
+    def test_output_is_written_as_it_is(self):
+        def output(*arguments):
+            return subprocess.run([*COMMAND, "conf", *arguments], cwd=self.folder, timeout=60,
+                                  stdin=subprocess.DEVNULL, stdout=subprocess.PIPE).stdout
+        self.file("lines.cfg", 'text = "a\\r\\nb";\r\n')
+        self.assertEqual(output("get", "lines.cfg", "text"), b"a\r\nb\n")
+        formatted = output("fmt", "settings.cfg")
+        self.conf("fmt", "--write", "settings.cfg")
+        self.assertEqual(formatted.decode(), self.text())
+
+    # As shells that expand no wildcards hand them on.
+    @unittest.skipUnless(sys.platform == "win32" or "wine" in " ".join(sys.argv), "the shell's job")
+    def test_wildcards(self):
+        for name in ("töne1.cfg", "töne2.cfg"):
+            self.file(name, "a = @;\r\n")
+        err = self.refused("check", "töne?.cfg")
+        self.assertEqual(re.findall(r"^(\S+?):1: error", err, re.M), ["töne1.cfg", "töne2.cfg"])
+        self.assertIn("no*.cfg", self.refused("check", "no*.cfg"))
 
     def test_retrace(self):
         self.file("a.crash", "# -------------- 20260101-120000 --------------\n/nowhere/game\n"

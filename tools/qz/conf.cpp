@@ -2,6 +2,7 @@
 
 #include "conf_commands.h"
 #include "failure.h"
+#include "terminal.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -153,7 +154,7 @@ int conf(const Arguments& arguments) {
         throw UsageError("no command of conf");
     }
     if (arguments[0] == "--help" || arguments[0] == "-h") {
-        std::fputs(kUsage, stdout);
+        print(kUsage);
         return 0;
     }
     const auto command = std::ranges::find(kCommands, arguments[0], &Command::name);
@@ -162,7 +163,7 @@ int conf(const Arguments& arguments) {
     }
     const CommandLine line = readCommandLine(arguments);
     if (line.help) {
-        std::fputs(command->help, stdout);
+        print(command->help);
         return 0;
     }
     checkOperands(*command, line);

@@ -33,10 +33,10 @@ struct Excerpt {
 
 void explain(const std::string& file, const Mistake& mistake) {
     const Excerpt excerpt(mistake);
-    std::fprintf(stderr, "%s:%zu: %s %s, at offset %zu\n    %s\n    %s%s\n", file.c_str(),
-                 mistake.line, red(stderr, "error:").c_str(), mistake.message.c_str(),
-                 mistake.offset, excerpt.text.c_str(), std::string(excerpt.indent, ' ').c_str(),
-                 green(stderr, "^").c_str());
+    printError(file + ":" + std::to_string(mistake.line) + ": " + red(stderr, "error:") + " " +
+               mistake.message + ", at offset " + std::to_string(mistake.offset) + "\n    " +
+               excerpt.text + "\n    " + std::string(excerpt.indent, ' ') + green(stderr, "^") +
+               "\n");
 }
 
 bool isConfiguration(const std::string& file, const ConfOptions& options) {

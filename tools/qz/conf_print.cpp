@@ -1,16 +1,7 @@
 #include "conf_commands.h"
 #include "conf_file.h"
 #include "json.h"
-
-#include <cstdio>
-
-namespace {
-
-void print(const std::string& text) {
-    std::fwrite(text.data(), 1, text.size(), stdout);
-}
-
-} // namespace
+#include "terminal.h"
 
 void printValue(const ConfigParser::iterator& entry) {
     std::string text;

@@ -2,6 +2,7 @@
 
 #include "failure.h"
 #include "log_commands.h"
+#include "terminal.h"
 
 #include <algorithm>
 #include <cctype>
@@ -120,7 +121,7 @@ int logCommand(const Arguments& arguments) {
     const Arguments rest(arguments.begin() + 1, arguments.end());
     if (arguments[0] == "--help" || arguments[0] == "-h" ||
         std::ranges::find(rest, "--help") != rest.end()) {
-        std::fputs(kUsage, stdout);
+        print(kUsage);
     } else if (arguments[0] == "list" && rest.empty()) {
         logList();
     } else if (arguments[0] == "follow") {

@@ -112,8 +112,7 @@ void show(const Line& line, bool colours) {
     const std::string level = printable(line.level);
     const std::string shown =
         rank >= 0 && colours ? coloured(stdout, kLevels[rank].colour, level) : level;
-    std::printf("%s%s%s\n", printable(line.time).c_str(), shown.c_str(),
-                printable(line.rest).c_str());
+    print(printable(line.time) + shown + printable(line.rest) + "\n");
 }
 
 class LogReader : private CRingMessageBuffer {
@@ -161,7 +160,7 @@ void logList() {
         &names);
     std::ranges::sort(names);
     for (const std::string& name : names) {
-        std::puts(name.c_str());
+        print(name + "\n");
     }
 }
 
@@ -176,7 +175,7 @@ void logFollow(const std::string& name, const FollowOptions& options) {
     unsigned long shown = 0;
     while (shown < options.count && Clock::now() - start < options.time) {
         if (reader.isLapped()) {
-            std::puts("... lines were missed");
+            print("... lines were missed\n");
         }
         std::string_view text;
         if (!reader.read(text)) {

@@ -9,8 +9,13 @@
 #include "Core/Log.h"
 #include "Core/Version.h"
 
+#include "platform/terminal.h"
+
+#include <algorithm>
 #include <cstdio>
 #include <exception>
+#include <iterator>
+#include <string>
 
 // The library's lines about its own start are no part of a tool's answers.
 QZ_LOG_ECHO_LEVELS(QZ_LOG_ALERT);
@@ -36,11 +41,11 @@ int run(const Arguments& arguments) {
         throw UsageError("no command");
     }
     if (arguments[0] == "--help" || arguments[0] == "-h" || arguments[0] == "help") {
-        std::fputs(kUsage, stdout);
+        print(kUsage);
         return 0;
     }
     if (arguments[0] == "--version") {
-        std::printf("qz %s\n", QZ_version_string());
+        print("qz " + std::string(QZ_version_string()) + "\n");
         return 0;
     }
     if (arguments[0] == "conf") {
@@ -64,7 +69,7 @@ int runAndExplain(const Arguments& arguments) {
         return exitCode;
     } catch (const UsageError& mistake) {
         complain(mistake.what());
-        std::fputs("See qz --help.\n", stderr);
+        printError("See qz --help.\n");
         return kExitUsage;
     } catch (const std::exception& failure) {
         complain(failure.what());
@@ -75,7 +80,11 @@ int runAndExplain(const Arguments& arguments) {
 } // namespace
 
 int main() {
+    platform::useBinaryStreams();
     // The library's own argument list, because it is UTF-8 on Windows too.
-    const char* const* arguments = SYS_argv();
-    return runAndExplain({arguments + 1, arguments + SYS_argc()});
+    Arguments arguments;
+    for (int i = 1; i < SYS_argc(); ++i) {
+        std::ranges::move(platform::matchingFiles(SYS_argv()[i]), std::back_inserter(arguments));
+    }
+    return runAndExplain(arguments);
 }

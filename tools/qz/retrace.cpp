@@ -1,6 +1,7 @@
 #include "retrace.h"
 
 #include "failure.h"
+#include "terminal.h"
 
 #include "Core/CrashReport.h"
 
@@ -39,7 +40,7 @@ int retrace(const Arguments& arguments) {
         throw UsageError("retrace needs a directory");
     }
     if (arguments[0] == "--help" || arguments[0] == "-h") {
-        std::fputs(kUsage, stdout);
+        print(kUsage);
         return 0;
     }
     int count = 0;
@@ -49,6 +50,6 @@ int retrace(const Arguments& arguments) {
         }
         count += retraceIn(argument);
     }
-    std::printf("%d %s retraced\n", count, count == 1 ? "report" : "reports");
+    print(std::to_string(count) + (count == 1 ? " report" : " reports") + " retraced\n");
     return 0;
 }

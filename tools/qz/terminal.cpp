@@ -1,7 +1,8 @@
 #include "terminal.h"
 
+#include "platform/terminal.h"
+
 #include <cstdlib>
-#include <unistd.h> // isatty; mingw-w64 has it too
 
 namespace {
 
@@ -12,11 +13,25 @@ bool isSet(const char* variable) {
 
 // Terminals that know the codes say so in TERM; Windows' own console has no such variable.
 bool showsColours(std::FILE* stream) {
-    return isatty(fileno(stream)) != 0 && isSet("TERM") &&
+    return platform::isTerminal(stream) && isSet("TERM") &&
            std::string_view(std::getenv("TERM")) != "dumb" && !isSet("NO_COLOR");
 }
 
+void write(std::FILE* stream, std::string_view text) {
+    if (!platform::writeCharacters(stream, text)) {
+        std::fwrite(text.data(), 1, text.size(), stream);
+    }
+}
+
 } // namespace
+
+void print(std::string_view text) {
+    write(stdout, text);
+}
+
+void printError(std::string_view text) {
+    write(stderr, text);
+}
 
 std::string coloured(std::FILE* stream, const char* code, std::string_view text) {
     if (!showsColours(stream)) {
@@ -34,6 +49,5 @@ std::string green(std::FILE* stream, std::string_view text) {
 }
 
 void complain(std::string_view problem) {
-    std::fprintf(stderr, "qz: %s %.*s\n", red(stderr, "error:").c_str(),
-                 static_cast<int>(problem.size()), problem.data());
+    printError("qz: " + red(stderr, "error:") + " " + std::string(problem) + "\n");
 }

@@ -11,5 +11,10 @@ std::string coloured(std::FILE* stream, const char* code, std::string_view text)
 std::string red(std::FILE* stream, std::string_view text);
 std::string green(std::FILE* stream, std::string_view text);
 
+// All that the program says goes through here: bytes as they are into files and pipes, characters
+// to a console.
+void print(std::string_view text);
+void printError(std::string_view text);
+
 // One line on standard error: "qz: error: ...".
 void complain(std::string_view problem);
