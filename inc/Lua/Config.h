@@ -109,10 +109,10 @@ public:
      * written.
      *
      * bool takes a boolean only; std::string a string or a number, as Lua prints it; numbers a
-     * number or a string that reads as one. Fractions are cut off towards zero. int is INT_MIN for
-     * what it cannot hold, not-a-number included. The unsigned types take the low bits of the
-     * number as a 64-bit integer, so that -1 is their largest value; that integer is INT64_MIN for
-     * what it cannot hold. */
+     * number or a string that reads as one, both with a point in every locale. Fractions are cut
+     * off towards zero. int is INT_MIN for what it cannot hold, not-a-number included. The unsigned
+     * types take the low bits of the number as a 64-bit integer, so that -1 is their largest value;
+     * that integer is INT64_MIN for what it cannot hold. */
     bool pop(bool* output);
     bool pop(std::string* output);
     bool pop(unsigned char* output);
@@ -130,8 +130,7 @@ public:
     bool pop(osg::Vec3d* output);
     bool pop(osg::Vec4d* output);
 
-    /* Read like pop but leave the value there, for use between two calls of lua_next. A number read
-     * as std::string is a string on the stack from then on. */
+    /* Read like pop but leave the value there, for use between two calls of lua_next. */
     bool iterate_pop(bool* output);
     bool iterate_pop(std::string* output);
     bool iterate_pop(unsigned char* output);

@@ -14,8 +14,8 @@
  * a string, the flat form is written instead: a numbered list of empty tables, then one assignment
  * for each entry.
  *
- * Entries come in the order of pairs, numbers as Lua's tostring prints them (14 digits). Metatables
- * are not saved.
+ * Entries come in the order of pairs, numbers as Lua's tostring prints them (14 digits), with a
+ * point in every locale. Metatables are not saved.
  *
  * Not all that is written can be read back, deliberately; callers that must be sure load the output
  * before they rely on it:

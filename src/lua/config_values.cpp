@@ -1,5 +1,6 @@
 #include "Lua/Config.h"
 
+#include "lua/number.h"
 #include "lua/truncate.h"
 
 #include <lua.hpp>
@@ -21,7 +22,11 @@ bool convert(lua_State* state, bool* output) {
 }
 
 bool convert(lua_State* state, std::string* output) {
-    if (lua_isstring(state, -1) == 0) {
+    if (lua_type(state, -1) == LUA_TNUMBER) {
+        output->assign(lua::NumberText(lua_tonumber(state, -1)).view());
+        return true;
+    }
+    if (lua_type(state, -1) != LUA_TSTRING) {
         return false;
     }
     std::size_t length = 0;
@@ -41,12 +46,25 @@ void assign(Number* output, lua_Number number) {
     }
 }
 
-template<class Number>
-bool convert(lua_State* state, Number* output) {
-    if (lua_isnumber(state, -1) == 0) {
+bool readNumber(lua_State* state, lua_Number& number) {
+    switch (lua_type(state, -1)) {
+    case LUA_TNUMBER:
+        number = lua_tonumber(state, -1);
+        return true;
+    case LUA_TSTRING:
+        return lua::parseNumber(lua_tostring(state, -1), number); // up to a zero byte, as Lua does
+    default:
         return false;
     }
-    assign(output, lua_tonumber(state, -1));
+}
+
+template<class Number>
+bool convert(lua_State* state, Number* output) {
+    lua_Number number = 0;
+    if (!readNumber(state, number)) {
+        return false;
+    }
+    assign(output, number);
     return true;
 }
 

@@ -1,5 +1,6 @@
 #include "Lua/State.h"
 #include "VFS/File.h"
+#include "lua/number.h"
 
 #include <lua.hpp>
 
@@ -172,6 +173,7 @@ int write(lua_State* state) {
     }
     const int count = lua_gettop(state);
     for (int i = 2; i <= count; ++i) {
+        lua::numberToText(state, i);
         std::size_t length = 0;
         const char* const text = lua_tolstring(state, i, &length);
         if (text != nullptr) {

@@ -2,12 +2,12 @@
 
 #include "Lua/State.h"
 #include "lua/field.h"
+#include "lua/number.h"
 #include "lua/protect.h"
 #include "lua/truncate.h"
 
 #include <lua.hpp>
 
-#include <charconv>
 #include <cmath>
 #include <cstddef>
 #include <utility>
@@ -18,14 +18,6 @@ namespace {
 
 std::string textOf(const Key& key) {
     return key.isText() ? std::string(key.text()) : std::to_string(key.index());
-}
-
-// As Lua prints numbers, but in every locale.
-std::string textOf(double number) {
-    char text[32];
-    const auto end =
-        std::to_chars(text, text + sizeof text, number, std::chars_format::general, 14).ptr;
-    return {text, end};
 }
 
 // For strings there is none, and callers rely on it.
@@ -249,7 +241,8 @@ int Loader::getInt(Key key) const {
     const double number = getDouble(key);
     const int integer = lua::truncate<int>(number);
     if (!(std::fabs(number - integer) <= kTolerance)) {
-        throw LoaderException(pathText(key) + " is not an integer (" + textOf(number) + ")");
+        throw LoaderException(pathText(key) + " is not an integer (" +
+                              std::string(lua::NumberText(number).view()) + ")");
     }
     return integer;
 }

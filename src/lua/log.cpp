@@ -1,6 +1,7 @@
 #include "core/log.h"
 #include "Lua/State.h"
 #include "lua/name.h"
+#include "lua/number.h"
 
 #include <lua.hpp>
 
@@ -64,6 +65,7 @@ int logMessage(lua_State* state) {
     const bool levelGiven = lua_type(state, 1) == LUA_TNUMBER; // not text that reads like a number
     const int first = levelGiven ? 2 : 1;
     const unsigned int level = levelOf(lua_tonumber(state, levelGiven ? 1 : kBoundLevel));
+    lua::numberToText(state, first);
     const char* const message =
         lua_gettop(state) > first ? formatted(state, first) : lua_tostring(state, first);
     qz_log(lua::pushName(state, lua::kNameless), level != 0 ? level : kDefaultLevel, message);

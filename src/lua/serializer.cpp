@@ -1,6 +1,7 @@
 #include "Lua/Serializer.h"
 
 #include "lua/field.h"
+#include "lua/number.h"
 #include "lua/protect.h"
 #include "lua/serializer_source.h"
 
@@ -32,6 +33,7 @@ namespace {
 int writeText(lua_State* state) {
     const auto& output =
         *static_cast<SerializerOutput*>(lua_touserdata(state, lua_upvalueindex(1)));
+    lua::numberToText(state, 1);
     std::size_t length = 0;
     const char* const text = luaL_checklstring(state, 1, &length);
     if (output.serializer != nullptr && !output.write(text, length)) {

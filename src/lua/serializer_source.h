@@ -7,12 +7,15 @@ namespace lua {
 inline constexpr char kSerializerSource[] = R"lua(
 local cache
 
--- Strings go out as they are, quotes included. Tables get here in the flat form only.
+-- Strings go out as they are, quotes included. Tables get here in the flat form only. Numbers are left
+-- to __write: tostring and .. follow the locale.
 function write(value)
     local kind = type(value)
     if kind == "string" then
         __write('"' .. value .. '"')
-    elseif kind == "number" or kind == "boolean" then
+    elseif kind == "number" then
+        __write(value)
+    elseif kind == "boolean" then
         __write(tostring(value))
     elseif kind == "table" then
         __write("__cache[" .. cache[value] .. "]")
@@ -49,7 +52,9 @@ end
 
 local function write_key(key, indent)
     if type(key) == "number" then
-        __write("[" .. key .. "]")
+        __write("[")
+        __write(key)
+        __write("]")
     elseif type(key) ~= "string" then
         error("Unknown key type: " .. type(name), 0) -- of the global, as it always was
     elseif indent > 0 then

@@ -194,6 +194,13 @@ TEST_F(LuaConfig, PopsWhatHasTheWantedType) {
     EXPECT_EQ(popped<unsigned long>("-1"), std::numeric_limits<unsigned long>::max());
     EXPECT_EQ(popped<float>("0.1"), 0.1f);
     EXPECT_EQ(popped<double>("'1e3'"), 1000.0);
+    EXPECT_EQ(popped<double>("'\\t-1.5E-3\\r\\n'"), -1.5e-3);
+    EXPECT_EQ(popped<double>("'+.5'"), 0.5);
+    EXPECT_EQ(popped<double>("'5.'"), 5.0);
+    EXPECT_EQ(popped<double>("'-0XfF'"), -255.0);
+    EXPECT_EQ(popped<double>("'-1e999'"), -std::numeric_limits<double>::infinity());
+    EXPECT_EQ(popped<double>("'1e-999'"), 0.0);
+    EXPECT_EQ(popped<double>("'7\\0x'"), 7.0);
     EXPECT_EQ(popped<bool>("true"), true);
     EXPECT_EQ(popped<std::string>("'a\\0b'"), std::string("a\0b", 3));
     EXPECT_EQ(popped<std::string>("10.5"), "10.5");
@@ -201,7 +208,8 @@ TEST_F(LuaConfig, PopsWhatHasTheWantedType) {
     int number = 1;
     bool truth = true;
     std::string text = "kept";
-    for (const char* expression : {"nil", "{}", "print", "'3x'", "false"}) {
+    for (const char* expression : {"nil", "{}", "print", "'3x'", "''", "' '", "'.'", "'+-3'",
+                                   "'0x'", "'0x-3'", "'3 3'", "false"}) {
         EXPECT_FALSE(pop(expression, &number)) << expression;
     }
     EXPECT_FALSE(pop("1", &truth));
