@@ -49,7 +49,7 @@ FAULTS = {
     "mmap": [("ENOMEM", BOTH)],
     "protect": [("ENOMEM", BOTH)],
     "thread": [("EAGAIN", BOTH)],
-    "open": [("EMFILE", BOTH), ("EACCES", ONCE)],
+    "open": [("EMFILE", BOTH), ("EACCES", ONCE), ("EINTR", ONCE)],
     "list": [("EIO", BOTH)],
     "read": [("EIO", BOTH), ("EINTR", ONCE), ("SHORT", ONCE)],
     "write": [("ENOSPC", BOTH), ("EIO", ONCE), ("EINTR", ONCE), ("SHORT", ONCE)],

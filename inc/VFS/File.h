@@ -77,7 +77,9 @@ QZ_API int VFS_seek(VFS_File* file, int64_t position);
 QZ_API int64_t VFS_tell(VFS_File* file);
 QZ_API int64_t VFS_getsize(VFS_File* file);
 
-/* Closes and frees the handle; null is allowed. */
+/* Closes and frees the handle; null is allowed. Some systems find only now that bytes which
+ * VFS_write counted cannot be stored, for want of a quota or of a network, for instance: an ERROR
+ * line. */
 QZ_API void VFS_close(VFS_File* file);
 
 /* Non-zero if there is such a file or directory. */

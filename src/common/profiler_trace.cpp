@@ -38,7 +38,8 @@ public:
     bool close() {
         if (file_ != platform::kNoFile) {
             flush();
-            platform::closeFile(file_);
+            const platform::SystemError error = platform::closeFile(file_);
+            error_ = error_ != 0 ? error_ : error;
             file_ = platform::kNoFile;
         }
         return error_ == 0;

@@ -23,7 +23,9 @@ enum class FileAccess {
 // Opens an ordinary file and, for writing, claims it: a second writer is refused before it can
 // change the contents. Never waits. kNoFile, with the error, on failure.
 FileHandle openFile(const char* path, FileAccess access, SystemError& error);
-void closeFile(FileHandle file);
+
+// The file is closed in any case. An error may be one of writing that the system had put off.
+SystemError closeFile(FileHandle file);
 
 // Transfer as much as there is, looping where the system takes less in one call. Return the bytes
 // transferred, also when an error ended it early.

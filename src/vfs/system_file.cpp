@@ -38,7 +38,9 @@ void report(platform::SystemError error, const char* format, ...) {
 
 void closeFile(VFS_File* file) {
     VFS_File_win32* const self = &systemFile(file);
-    platform::closeFile(self->handle);
+    if (const platform::SystemError error = platform::closeFile(self->handle); error != 0) {
+        report(error, "CloseHandle(%s)", self->path);
+    }
     delete self;
 }
 

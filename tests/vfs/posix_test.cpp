@@ -250,6 +250,19 @@ TEST(Posix, RemovingALinkLeavesWhatItPointsAt) {
     EXPECT_TRUE(fs::is_directory(directory / "target"));
 }
 
+TEST(Posix, WhatClosingReportsIsLogged) {
+    LogCapture log;
+    const std::string path = (freshDirectory() / "file").string();
+    const int next = dup(STDIN_FILENO);
+    close(next);
+    VFS_File* const file = VFS_open_write(path.c_str());
+    ASSERT_NE(file, nullptr);
+    ASSERT_EQ(close(next), 0) << "the file's descriptor";
+    VFS_close(file);
+    EXPECT_EQ(log.messages(),
+              std::vector<std::string>{"CloseHandle(" + path + "): Bad file descriptor"});
+}
+
 TEST(Posix, AnyBytesAreAName) {
     const fs::path directory = freshDirectory();
     const std::string path = asVfsPath(directory) + "\\caf\xE9";

@@ -79,6 +79,14 @@ SystemError moveTo(FileHandle file, off_t offset, int origin) {
     return lseek(descriptor(file), offset, origin) < 0 ? lastError() : 0;
 }
 
+DIR* openDirectory(const char* path) {
+    DIR* directory = opendir(path);
+    while (directory == nullptr && errno == EINTR) {
+        directory = opendir(path);
+    }
+    return directory;
+}
+
 bool isSelfOrParent(const char* name) {
     return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
 }
@@ -105,8 +113,9 @@ FileHandle openFile(const char* path, FileAccess access, SystemError& error) {
     return kNoFile;
 }
 
-void closeFile(FileHandle file) {
-    close(descriptor(file));
+SystemError closeFile(FileHandle file) {
+    // Also closed if a signal interrupts it: a second call could close another thread's file.
+    return close(descriptor(file)) == 0 || errno == EINTR ? 0 : lastError();
 }
 
 std::size_t readFile(FileHandle file, void* buffer, std::size_t count, SystemError& error) {
@@ -185,7 +194,7 @@ std::int64_t modificationTime(const char* path) {
 }
 
 bool listDirectory(const char* path, NameCallback callback, void* context) {
-    DIR* directory = opendir(*path == 0 ? "/" : SystemPath(path).text());
+    DIR* directory = openDirectory(*path == 0 ? "/" : SystemPath(path).text());
     if (directory == nullptr) {
         return false;
     }

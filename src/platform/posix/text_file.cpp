@@ -25,8 +25,9 @@ struct KernelPath : SystemPath {
 // O_NONBLOCK makes the opening of a pipe without a reader fail instead of wait; the writing that
 // follows is to wait.
 int openWithoutWaiting(const char* path) {
-    const int descriptor =
-        open(KernelPath(path).text(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK, 0666);
+    constexpr int kFlags = O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK;
+    const KernelPath native(path);
+    const int descriptor = uninterrupted([&] { return open(native.text(), kFlags, 0666); });
     if (descriptor >= 0) {
         fcntl(descriptor, F_SETFL, fcntl(descriptor, F_GETFL) & ~O_NONBLOCK);
     }

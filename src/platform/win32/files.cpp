@@ -216,8 +216,8 @@ FileHandle openFile(const char* path, FileAccess access, SystemError& error) {
     return reinterpret_cast<FileHandle>(file);
 }
 
-void closeFile(FileHandle file) {
-    CloseHandle(systemHandle(file));
+SystemError closeFile(FileHandle file) {
+    return CloseHandle(systemHandle(file)) != 0 ? 0 : GetLastError();
 }
 
 std::size_t readFile(FileHandle file, void* buffer, std::size_t count, SystemError& error) {
