@@ -10,13 +10,17 @@ namespace vfs {
 
 namespace {
 
-constinit std::mutex mutex;
 constinit Reserve* current = nullptr; // for its owner alone
 constinit std::atomic<std::uintptr_t> owner{0};
 
+std::mutex& turns() {
+    static std::mutex mutex; // its constructor is no constant on Windows
+    return mutex;
+}
+
 } // namespace
 
-Reserve::Reserve() : turn_(mutex) {
+Reserve::Reserve() : turn_(turns()) {
     while (count_ < kCount) {
         void* const block = allocateRecycled(kBlockSize);
         if (block == nullptr) {
