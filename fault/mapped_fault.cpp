@@ -4,12 +4,19 @@
 #include "Shm/MappedFile.h"
 
 #include <cstring>
+#include <new>
 
 namespace {
 
 constexpr char kImage[] = "image";
 constexpr int kSize = 100000;
 const std::string kOld(70000, 'o');
+
+// An error, or bad_alloc if there is no memory for its message.
+template<class Function>
+void stepOrReport(const char* what, Function function) {
+    stepOrThrow<misc::error>(what, [&] { stepOrThrow<std::bad_alloc>(what, function); });
+}
 
 void read() {
     alignas(misc::mmf) unsigned char room[sizeof(misc::mmf)];
@@ -34,7 +41,7 @@ void write() {
     writeFile(kImage, kOld);
     misc::mmf_write image(16);
     bool replaced = false;
-    stepOrThrow<misc::error>("mmf_write", [&] {
+    stepOrReport("mmf_write", [&] {
         image.Create(kImage, 1 << 20);
         int offset = 0;
         holds(image.alloc(kSize, &offset) && offset == 0, "mmf_write::alloc");
@@ -56,7 +63,7 @@ void work() {
     read();
     write();
     std::uint64_t size = 0;
-    stepOrThrow<misc::error>("reserveMax", [&] {
+    stepOrReport("reserveMax", [&] {
         void* const block = misc::mmf_write::reserveMax(size);
         holds(block != nullptr && size >= 32u << 20, "reserveMax");
         misc::mmf_write::freeReserved(block);
