@@ -23,7 +23,8 @@
  * Threads that the system does not give: when a worker cannot be started, plain threads take the
  * place of oneTBB's, as many as are needed, and end when there is nothing to do. If there are none
  * of these to be had either, callbacks wait, one line in the log says so, and each later call of a
- * function that adds, waits or runs main-thread tasks tries again.
+ * function that adds, waits or runs main-thread tasks tries again. One that waits for serial queues
+ * then runs the callbacks itself, on the calling thread.
  *
  * Life cycle: the first call of any function starts the manager and keeps the library loaded until
  * the process ends, because its workers run the library's code. Callbacks that have not begun when

@@ -65,7 +65,7 @@ private:
 
 void TaskManager::wait(SerialQueue& queue) {
     while (!workers_.isStopped() && !queue.isIdle()) {
-        workers_.retry();
+        workers_.help();
         platform::sleepFor(kPoll);
     }
 }
@@ -82,6 +82,7 @@ bool TaskManager::hasPendingSerialTasks() const {
 void TaskManager::waitForAllSerialQueues() {
     runMainThreadTasks(kUntilEmpty);
     while (!workers_.isStopped() && hasPendingSerialTasks()) {
+        workers_.help();
         platform::sleepFor(kPoll);
         runMainThreadTasks(kUntilEmpty);
     }

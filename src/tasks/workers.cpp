@@ -97,6 +97,18 @@ void Workers::retry() {
     }
 }
 
+void Workers::help() {
+    retry();
+    bool isAlone = false;
+    {
+        const Lock lock(mutex_);
+        isAlone = isShortage_;
+    }
+    if (isAlone) {
+        drain();
+    }
+}
+
 // With the lock held. Counts it as looking from now on, so that one is not asked for twice.
 bool Workers::countDrainerIfNeeded() {
     if (tasks_.empty() || looking_ != 0 || drainers_ == mostDrainers_) {

@@ -42,6 +42,9 @@ public:
     // If tasks wait because no thread could be started, tries again.
     void retry();
 
+    // The same for a thread that waits for tasks: without any other thread it runs them itself.
+    void help();
+
     // Discards what waits and lets nothing begin any more; then waits for the tasks that run, the
     // caller's own excepted. False if one is still running when the time is over.
     bool stop(std::chrono::milliseconds limit);
@@ -96,7 +99,7 @@ private:
     unsigned inside_ = 0;   // on a thread
     unsigned calling_ = 0;  // who are asking for one just now
     bool isClosed_ = false;
-    bool isShortage_ = false;           // of threads, and reported
+    bool isShortage_ = false;           // not one thread is to be had, which was reported
     std::atomic<bool> hasTasks_{false}; // for those who look without the lock
 };
 

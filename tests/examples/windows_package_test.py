@@ -45,7 +45,7 @@ class WindowsPackageTest(unittest.TestCase):
         cls.modules = sorted((cls.prefix / "bin").glob("*.*"))
         cls.environment = dict(os.environ, WINEPATH=str(cls.prefix / "bin"))
 
-    # windows7.txt has what the package takes of that system, each looked up in its documentation.
+    # windows7.txt has what the package took so far. Look a new function up in the documentation first.
     # A function that is not there may be newer: look it up, and add it or do without.
     def test_needs_nothing_that_windows_7_lacks(self):
         known = dict(line.split(": ") for line in (HERE / "windows7.txt").read_text().splitlines()
