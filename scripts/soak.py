@@ -22,7 +22,7 @@ import tempfile
 import time
 
 DISK_BYTES = 8 << 20
-WARM_UP = 0.1  # of the time
+WARM_UP = 0.5  # of the time: the profile has to be full, which takes 350,000 frames
 
 
 def usage_of(process):

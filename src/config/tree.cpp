@@ -86,9 +86,10 @@ void Tree::rename(NamedEntry& entry, std::string_view name) {
 void Tree::erase(Entry& list, Entry& entry) {
     list.entries.remove(entry);
     list.areEntriesChanged = true;
-    entry.next = nullptr; // alone
+    entry.next = nullptr;                // alone
+    const bool stays = entry.isOriginal; // in memory; what was inserted goes
     release({&entry});
-    if (entry.isOriginal) {
+    if (stays) {
         entry.next = std::exchange(erased_, &entry);
         entry.previous = &list;
     }

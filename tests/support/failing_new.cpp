@@ -56,9 +56,21 @@ bool qz::test::FailingNew::hasFailed() const {
     return failed;
 }
 
-// Those for arrays, and those that return null, call these.
+// The C++ library's other forms call these; the sanitizers' do not.
 void* operator new(std::size_t size) {
     return allocateOrThrow(size, 1);
+}
+
+void* operator new[](std::size_t size) {
+    return allocateOrThrow(size, 1);
+}
+
+void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
+    return allocate(size, 1);
+}
+
+void* operator new[](std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
+    return allocate(size, 1);
 }
 
 void* operator new(std::size_t size, std::align_val_t alignment) {
@@ -70,6 +82,14 @@ void operator delete(void* memory) noexcept {
 }
 
 void operator delete(void* memory, std::size_t /*size*/) noexcept {
+    std::free(memory);
+}
+
+void operator delete[](void* memory) noexcept {
+    std::free(memory);
+}
+
+void operator delete[](void* memory, std::size_t /*size*/) noexcept {
     std::free(memory);
 }
 
