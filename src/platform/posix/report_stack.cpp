@@ -58,7 +58,9 @@ void callWithStackForFaults(void* given) {
 } // namespace
 
 void ReportStack::prepare() {
+#ifndef __SANITIZE_ADDRESS__ // its search for leaks reads all static storage
     mprotect(memory.guard, kPage, PROT_NONE);
+#endif
 }
 
 void ReportStack::run(void (*function)(void*), void* argument) {
