@@ -1,15 +1,15 @@
 #include "platform/environment.h"
 
+#include "platform/posix/descriptor.h"
 #include "platform/posix/utf8.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <system_error>
 
 namespace platform {
@@ -33,12 +33,24 @@ std::optional<std::string> executablePath() {
                       : std::nullopt;
 }
 
-std::vector<std::string> rawArguments() {
-    std::ifstream file("/proc/self/cmdline", std::ios::binary);
-    if (!file) {
+// What the system tells of this process in a file whose size nobody knows beforehand.
+std::string readAll(const char* path) {
+    const Descriptor file(uninterrupted([&] { return open(path, O_RDONLY | O_CLOEXEC); }));
+    std::string bytes;
+    char piece[4096];
+    ssize_t length = file.isOpen() ? 1 : -1;
+    while (length > 0) {
+        length = uninterrupted([&] { return read(file.number(), piece, sizeof piece); });
+        bytes.append(piece, static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
+    }
+    if (length < 0) {
         throw std::system_error(errno, std::generic_category());
     }
-    const std::string bytes{std::istreambuf_iterator<char>(file), {}};
+    return bytes;
+}
+
+std::vector<std::string> rawArguments() {
+    const std::string bytes = readAll("/proc/self/cmdline");
     std::vector<std::string> arguments;
     for (auto begin = bytes.begin(); begin != bytes.end();) {
         const auto end = std::find(begin, bytes.end(), '\0');

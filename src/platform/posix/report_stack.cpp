@@ -1,6 +1,6 @@
 #include "platform/posix/report_stack.h"
 
-#include <sys/mman.h>
+#include "platform/guarded_memory.h"
 
 #include <csignal>
 #include <cstddef>
@@ -9,18 +9,16 @@ namespace platform {
 
 namespace {
 
-constexpr std::size_t kPage = 4096;
-
 // Measured: 21 KiB, most of them for reading debugging information.
 constexpr std::size_t kSize = 256 * 1024;
 constexpr std::size_t kSizeForFaults = 64 * 1024;
 
 struct Memory {
-    alignas(kPage) char guard[kPage];
-    alignas(kPage) char stack[kSize];
-    alignas(kPage) char stackForFaults[kSizeForFaults];
+    alignas(16) char stack[kSize];
+    char stackForFaults[kSizeForFaults];
 };
-constinit Memory memory{};
+constinit Memory withoutGuard{};
+constinit Memory* memory = &withoutGuard;
 
 // Registers that functions preserve keep the old stack's place.
 void callOnStack(void* top, void (*function)(void*), void* argument) {
@@ -45,7 +43,7 @@ struct Call {
 void callWithStackForFaults(void* given) {
     const auto& call = *static_cast<const Call*>(given);
     stack_t forFaults{};
-    forFaults.ss_sp = memory.stackForFaults;
+    forFaults.ss_sp = memory->stackForFaults;
     forFaults.ss_size = kSizeForFaults;
     stack_t before;
     const bool isSet = sigaltstack(&forFaults, &before) == 0;
@@ -58,14 +56,17 @@ void callWithStackForFaults(void* given) {
 } // namespace
 
 void ReportStack::prepare() {
-#ifndef __SANITIZE_ADDRESS__ // its search for leaks reads all static storage
-    mprotect(memory.guard, kPage, PROT_NONE);
-#endif
+    if (memory != &withoutGuard) {
+        return;
+    }
+    if (void* const guarded = allocateGuarded(sizeof(Memory))) {
+        memory = static_cast<Memory*>(guarded);
+    }
 }
 
 void ReportStack::run(void (*function)(void*), void* argument) {
     Call call{function, argument};
-    callOnStack(memory.stack + kSize, callWithStackForFaults, &call);
+    callOnStack(memory->stack + kSize, callWithStackForFaults, &call);
 }
 
 } // namespace platform
