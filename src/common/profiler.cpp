@@ -1,4 +1,4 @@
-#include "common/profiler.h"
+#include "common/recording.h"
 
 #include "Core/Clock.h"
 #include "core/static_storage.h"

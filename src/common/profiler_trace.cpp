@@ -1,5 +1,5 @@
 #include "Core/Clock.h"
-#include "common/profiler.h"
+#include "common/recording.h"
 #include "core/decimal.h"
 #include "platform/files.h"
 

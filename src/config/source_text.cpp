@@ -1,6 +1,6 @@
 #include "config/source_text.h"
 
-#include "core/log.h"
+#include "core/library_log.h"
 #include "platform/files.h"
 
 #include <algorithm>

@@ -3,7 +3,7 @@
 #include "core/crash_terminate.h"
 #include "core/crash_text.h"
 #include "core/cut_text.h"
-#include "core/log.h"
+#include "core/library_log.h"
 #include "platform/crash.h"
 #include "platform/environment.h"
 #include "platform/files.h"

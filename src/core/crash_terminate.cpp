@@ -1,6 +1,6 @@
 #include "core/crash_terminate.h"
 
-#include "core/log.h"
+#include "core/library_log.h"
 
 #include <cstdlib>
 #include <exception>

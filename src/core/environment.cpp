@@ -1,6 +1,6 @@
 #include "Core/Environment.h"
 
-#include "core/log.h"
+#include "core/library_log.h"
 #include "core/until_unload.h"
 #include "platform/environment.h"
 

@@ -1,4 +1,4 @@
-#include "core/log.h"
+#include "core/library_log.h"
 
 #include "Core/Clock.h"
 #include "Core/Threads.h"
@@ -6,7 +6,7 @@
 #include "core/log_record.h"
 #include "core/log_writer.h"
 #include "core/static_storage.h"
-#include "core/threads.h"
+#include "core/thread_unload.h"
 #include "platform/console.h"
 #include "platform/thread.h"
 

@@ -1,7 +1,7 @@
 #include "core/log_file.h"
 
 #include "Core/Clock.h"
-#include "core/log.h"
+#include "core/library_log.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -1,7 +1,7 @@
 // The queue from the writer thread to the one consumer that reads along.
 #pragma once
 
-#include "core/log.h"
+#include "core/library_log.h"
 #include "core/log_record.h"
 #include "core/spin.h"
 

@@ -1,6 +1,6 @@
 #include "core/log_line.h"
 
-#include "core/log.h"
+#include "core/library_log.h"
 
 #include <algorithm>
 #include <charconv>

@@ -1,4 +1,4 @@
-#include "core/threads.h"
+#include "core/thread_unload.h"
 
 #include "platform/fault_stack.h"
 #include "platform/thread.h"

@@ -1,6 +1,6 @@
 #include "Core/Watch.h"
 
-#include "core/watch.h"
+#include "core/watch_table.h"
 
 #include "platform/thread.h"
 

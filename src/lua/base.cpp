@@ -1,5 +1,5 @@
 #include "Lua/State.h"
-#include "core/log.h"
+#include "core/library_log.h"
 #include "lua/name.h"
 
 #include <lua.hpp>

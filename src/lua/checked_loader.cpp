@@ -1,7 +1,7 @@
 #include "Lua/CheckedLoader.h"
 
 #include "Lua/State.h"
-#include "core/log.h"
+#include "core/library_log.h"
 #include "lua/field.h"
 #include "lua/protect.h"
 #include "platform/files.h"

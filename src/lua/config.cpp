@@ -1,7 +1,7 @@
 #include "Lua/Config.h"
 
 #include "Lua/Key.h"
-#include "core/log.h"
+#include "core/library_log.h"
 #include "lua/field.h"
 #include "lua/protect.h"
 

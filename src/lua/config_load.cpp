@@ -1,7 +1,7 @@
 #include "Lua/Config.h"
 
 #include "Lua/State.h"
-#include "core/log.h"
+#include "core/library_log.h"
 #include "lua/chunk.h"
 #include "lua/protect.h"
 

@@ -1,5 +1,5 @@
-#include "core/log.h"
 #include "Lua/State.h"
+#include "core/library_log.h"
 #include "lua/name.h"
 #include "lua/number.h"
 

@@ -1,6 +1,6 @@
 #include "Lua/State.h"
 
-#include "core/log.h"
+#include "core/library_log.h"
 #include "core/memory_pool.h"
 #include "lua/name.h"
 #include "lua/pool.h"

@@ -1,6 +1,6 @@
 #include "Shm/MappedFile.h"
 
-#include "core/log.h"
+#include "core/library_log.h"
 #include "platform/mapped_file.h"
 #include "shm/line.h"
 #include "shm/message.h"

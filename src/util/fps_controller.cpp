@@ -2,7 +2,7 @@
 
 #include "Core/Clock.h"
 #include "core/decimal.h"
-#include "core/log.h"
+#include "core/library_log.h"
 #include "platform/thread.h"
 
 #include <algorithm>

@@ -2,7 +2,7 @@
 
 #include "VFS/File.h"
 #include "core/gate.h"
-#include "core/log.h"
+#include "core/library_log.h"
 #include "vfs/reserve.h"
 #include "vfs/sized_memory.h"
 #include "vfs/zip_check.h"

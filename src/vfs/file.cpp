@@ -1,6 +1,6 @@
 #include "VFS/File.h"
 
-#include "core/log.h"
+#include "core/library_log.h"
 #include "vfs/platform.h"
 
 namespace {

@@ -1,7 +1,7 @@
 #include "VFS/Locations.h"
 
 #include "VFS/Paths.h"
-#include "core/log.h"
+#include "core/library_log.h"
 #include "platform/folders.h"
 #include "vfs/platform.h"
 

@@ -1,6 +1,6 @@
 #include "vfs/platform.h"
 
-#include "core/log.h"
+#include "core/library_log.h"
 #include "platform/files.h"
 #include "platform/folders.h"
 #include "vfs/system_file.h"

@@ -1,6 +1,6 @@
 #include "vfs/system_file.h"
 
-#include "core/log.h"
+#include "core/library_log.h"
 #include "platform/files.h"
 
 #include <cstdarg>
