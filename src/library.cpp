@@ -8,20 +8,20 @@
 #include "Core/Watch.h"
 #include "Lua/State.h"
 #include "Mail/Server.h"
-#include "Random/RandomManager.h"
 #include "Util/FPS_Controller.h"
 #include "VFS/Archive.h"
 #include "common/allocator_counters.h"
 #include "common/recording.h"
-#include "common/registry.h"
 #include "core/decimal.h"
 #include "core/library_log.h"
 #include "core/memory_pool.h"
 #include "core/until_unload.h"
 #include "core/watch_table.h"
+#include "globals/registry.h"
 #include "lua/pool.h"
 #include "mail/memory.h"
 #include "platform/entry.h"
+#include "random/default_manager.h"
 #include "tasks/task_manager.h"
 
 #include <clocale>
@@ -89,7 +89,7 @@ void dropFactoryManager() {
 
 // What would be made by static initialisers if their order could be relied on.
 void initialiseStatics() {
-    common::makeRegistry();
+    globals::makeRegistry();
     common::openGlobalProfiler();
     mail::openMemory();
 }
@@ -122,7 +122,7 @@ void detach() {
     globalConfig = nullptr;
     lua::destroyPool();
     vfs_deinit();
-    common::releaseRegistry();
+    globals::releaseRegistry();
     common::closeGlobalProfiler();
     QZ_watch_reset(kMainPoolWatch);
     core::defaultPool().close();
@@ -147,8 +147,7 @@ void detachAtExit() {
 constinit FPS_Controller* globalFpsController = &fpsController;
 
 RandomManager* globalRandomManager() {
-    static RandomManager& manager = core::untilUnload(new RandomManager);
-    return &manager;
+    return &random_tables::defaultManager();
 }
 
 void platform::onAttach() {

@@ -1,6 +1,7 @@
 #include "Random/RandomManager.h"
 
-#include "Globals.h"
+#include "core/until_unload.h"
+#include "random/default_manager.h"
 
 #include <algorithm>
 
@@ -11,11 +12,16 @@ std::int32_t managedType(std::int32_t type) {
 }
 
 const RandomTable& managedTable(std::int32_t type) {
-    const RandomManager& manager = *globalRandomManager();
+    const RandomManager& manager = random_tables::defaultManager();
     return type == RandomObject::kNormal ? manager.getNormal() : manager.getUniform();
 }
 
 } // namespace
+
+RandomManager& random_tables::defaultManager() {
+    static RandomManager& manager = core::untilUnload(new RandomManager);
+    return manager;
+}
 
 RandomSerializer::~RandomSerializer() = default;
 

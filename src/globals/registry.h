@@ -1,7 +1,7 @@
 // The life of the registry.
 #pragma once
 
-namespace common {
+namespace globals {
 
 // Makes `registry`, once for each load; it stays null if there is no memory.
 void makeRegistry();
@@ -9,4 +9,4 @@ void makeRegistry();
 // Drops the library's own references. Until getRegistry is called again there is no registry.
 void releaseRegistry();
 
-} // namespace common
+} // namespace globals

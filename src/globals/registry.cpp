@@ -1,4 +1,4 @@
-#include "common/registry.h"
+#include "globals/registry.h"
 
 #include "Common/Factory.h"
 #include "Globals.h"
@@ -27,12 +27,12 @@ void getRegistry(Common::FactoryManager** out) {
     *out = theRegistry;
 }
 
-void common::makeRegistry() {
+void globals::makeRegistry() {
     getRegistry(&registry);
 }
 
 // The one that keeps it, and the one that `registry` was stored with.
-void common::releaseRegistry() {
+void globals::releaseRegistry() {
     registry = nullptr;
     if (Common::FactoryManager* const released = std::exchange(theRegistry, nullptr)) {
         released->release();

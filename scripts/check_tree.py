@@ -1,0 +1,90 @@
+#!/usr/bin/env python3
+"""Checks rules of the tree that no compiler checks, and names each line that offends.
+
+Floors: an include runs to a lower floor, or stays in its folder. Folders on one floor do not know each
+other, but for the pairs in BESIDE. The system's own headers stay in the platform floor. Names: no two
+files, and no two headers as they are included, differ in upper and lower case alone.
+"""
+import pathlib
+import re
+import subprocess
+import sys
+
+# From the lowest to the highest. A folder of inc/ stands on the floor of its namesake in src/.
+FLOORS = (("platform",),
+          ("core",),
+          ("common", "random"),
+          ("math",),
+          ("shm",),
+          ("vfs", "tasks", "config"),
+          ("lua", "mail", "util"),
+          ("globals", "globals.h", "library.cpp"))
+FLOOR_OF = {folder: number for number, folders in enumerate(FLOORS) for folder in folders}
+BESIDE = {("library.cpp", "globals"), ("library.cpp", "globals.h"), ("globals", "globals.h")}
+# Headers with ".h" that are no system's: those of C, of the dependencies and of the processor.
+C_HEADERS = {"math.h", "stdarg.h", "stddef.h", "stdint.h", "string.h", "stdbool.h"}
+OTHERS_HEADERS = re.compile(r"oneapi/|tbb/|lua|lauxlib|lualib|physfs|iconv|[a-z]+intrin")
+INCLUDE = re.compile(r'#\s*include\s+(["<])([^">]+)')
+
+
+def tracked():
+    names = subprocess.run(["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard"],
+                           check=True, capture_output=True, text=True).stdout
+    return [pathlib.Path(name) for name in names.split("\0") if name and pathlib.Path(name).exists()]
+
+
+def folder_of(path):
+    """The folder below src/ or inc/, or the name of a file that stands there itself."""
+    return path.parts[1].lower()
+
+
+def include_offence(source, kind, header):
+    """What is wrong with it, or nothing."""
+    own = folder_of(source)
+    if own not in FLOOR_OF:
+        return f"{own} has no floor yet: add it to FLOORS in scripts/check_tree.py"
+    if kind == "<":
+        is_system = header.endswith(".h") and header not in C_HEADERS and not OTHERS_HEADERS.match(header)
+        return f"<{header}> belongs in src/platform" if is_system and own != "platform" else None
+    other = header.split("/")[0].lower()
+    if other == own or (own, other) in BESIDE:
+        return None
+    if other not in FLOOR_OF:
+        return f'"{header}" is in no folder of the library'
+    if re.match(r"platform/(posix|win32)/", header) and own != "library.cpp":
+        return f'"{header}" is one system\'s; include what both have'
+    if FLOOR_OF[other] >= FLOOR_OF[own]:
+        return f'"{header}" is on floor {FLOOR_OF[other]} ({other}), this file on {FLOOR_OF[own]} ({own})'
+    return None
+
+
+def floor_offences(files):
+    for source in files:
+        if source.parts[0] not in ("src", "inc") or source.suffix not in (".h", ".cpp"):
+            continue
+        for number, line in enumerate(source.read_text().splitlines(), 1):
+            include = INCLUDE.match(line)
+            offence = include and include_offence(source, *include.groups())
+            if offence:
+                yield f"{source}:{number}: {offence}"
+
+
+def case_offences(files):
+    seen = {}
+    included = [path.relative_to(path.parts[0]) for path in files
+                if path.parts[0] in ("src", "inc") and path.suffix == ".h"]
+    for path in files + included:
+        first = seen.setdefault(str(path).lower(), path)
+        if first != path:
+            yield f"{path}: differs from {first} in upper and lower case alone"
+
+
+def main():
+    files = tracked()
+    offences = [*floor_offences(files), *case_offences(files)]
+    print("\n".join(offences) if offences else f"{len(files)} files, no offence")
+    return 1 if offences else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
