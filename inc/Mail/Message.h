@@ -29,16 +29,21 @@ private:
     friend class Mem::PoolOf<MsgImpl>;
     friend class Message;
     friend class Reader;
+    friend class ServerImpl;
     friend class Writer;
 
     MsgImpl() = default;
     ~MsgImpl() override;
+
+    /* False if the bytes would be too many. */
+    bool append(Mem::Ptr<Chunk> chain);
 
     uint32_t address_ = 0;
     uint32_t tag_ = 0;
     uint64_t size_ = 0;
     uint64_t userData_ = 0;
     Chain data_;
+    uint32_t openWriters_ = 0;
 };
 
 /* A handle to a message; copies share it. Its bytes are written with a Mail::Writer and read with a
@@ -73,9 +78,18 @@ public:
     /* How many bytes it has. */
     uint64_t getSize() const { return body_ ? body_->size_ : 0; }
 
+    /* Copies its first bytes, up to n, to `out`, and returns how many: for files, sockets, hashes.
+     */
+    uint64_t getBytes(void* out, uint64_t n) const;
+
+    /* Puts n bytes behind those that it has, as a Mail::Writer would. False, with nothing added, if
+     * they would be more than kMaxSize, there is no memory, or this is a handle to nothing. */
+    bool addBytes(const void* data, uint64_t n);
+
     friend bool operator==(const Message& a, const Message& b) { return a.body_ == b.body_; }
 
 private:
+    friend class ServerImpl;
     friend class Stream;
 
     Mem::Ptr<MsgImpl> body_;

@@ -192,14 +192,30 @@ protected:
 
 /* Writes fields of bits behind what a message holds already, from a new byte on.
  *
- * The bytes go into the message when the writer is destroyed; until then it is as it was. If it
- * would have more than 65535 of them, all that this writer wrote is dropped; callers rely on it. So
- * it is if memory runs out: a message has all that a writer wrote or none of it. getSize() tells.
+ * The bytes go into the message when the writer is finished or destroyed; until then the message is
+ * as it was. If it would have more than 65535 of them, or memory has run out, all that this writer
+ * wrote is dropped: a message has all of it or nothing. overflowed() and finish() tell.
  */
 class QZ_API Writer : public Stream, private ByteWriter {
 public:
     explicit Writer(const Message& message);
+
+    /* Finishes, if finish() has not been called. */
     ~Writer() override;
+
+    /* Puts the bytes into the message, which may then be sent or read; what is written afterwards
+     * is dropped. Returns whether the message has all that was written. Further calls return the
+     * same.
+     */
+    bool finish();
+
+    /* How many bytes the message would have if the writer finished now; with it, a sender knows
+     * when to go on in another message. */
+    uint64_t getSize() const;
+
+    /* Whether more was written than the message can take, or memory has run out: then the message
+     * gets, or got, nothing of it. */
+    bool overflowed() const;
 
     /* The low `bits` bits of a number, 1 to 25. */
     void put(unsigned int value, unsigned char bits) {
@@ -273,9 +289,13 @@ private:
     void writeObject(const unsigned char* data, int bits);
     size_t writeRun(const unsigned char* data, size_t count);
     void flush();
+    bool commit();
+
+    enum class State : unsigned char { open, kept, dropped };
 
     uint64_t bits_ = 0;     /* the low bitCount_ of them are still to be written */
     uint64_t bitCount_ = 0; /* 0 to 31 */
+    State state_ = State::open;
 };
 
 /* Reads a message from its start. */

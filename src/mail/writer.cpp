@@ -21,19 +21,49 @@ std::uint32_t load(const unsigned char* data) {
 
 } // namespace
 
-Writer::Writer(const Message& message) : Stream(Direction::write, message) {}
+Writer::Writer(const Message& message) : Stream(Direction::write, message) {
+    if (body_) {
+        ++body_->openWriters_;
+    }
+}
 
 Writer::~Writer() {
-    flush();
+    finish();
+}
+
+bool Writer::finish() {
+    if (state_ == State::open) {
+        flush();
+        state_ = commit() ? State::kept : State::dropped;
+        if (body_) {
+            --body_->openWriters_;
+        }
+    }
+    return state_ == State::kept;
+}
+
+bool Writer::commit() {
+    if (overflowed()) {
+        return false;
+    }
+    const bool isEmpty = cursor_ == start_ && !chain_.first();
     Mem::Ptr<Chunk> written = end();
-    if (!written || !body_) {
-        return;
+    return isEmpty || (written && body_ && body_->append(std::move(written)));
+}
+
+std::uint64_t Writer::getSize() const {
+    const Mem::Ptr<Chunk>& chain = chain_.first();
+    const auto inRegion = static_cast<std::uint64_t>(cursor_ - start_);
+    const std::uint64_t pending = (bitCount_ + 7) / 8;
+    return (body_ ? body_->size_ : 0) + (chain ? chain->totalSize() : 0) + inRegion + pending;
+}
+
+bool Writer::overflowed() const {
+    if (state_ != State::open) {
+        return state_ == State::dropped;
     }
-    const std::uint64_t size = body_->size_ + written->totalSize();
-    if (size <= Message::kMaxSize) {
-        body_->data_.append(std::move(written));
-        body_->size_ = size;
-    }
+    const bool memoryRanOut = !buffer_;
+    return memoryRanOut || getSize() > Message::kMaxSize;
 }
 
 void Writer::writeFixed(double value, int bits) {

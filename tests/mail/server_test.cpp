@@ -2,6 +2,7 @@
 
 #include "Globals.h"
 #include "Mail/Stream.h"
+#include "support/log_capture.h"
 
 #include <gtest/gtest.h>
 
@@ -207,5 +208,19 @@ TEST(MailServerDeathTest, ProcessesEndInTheMidstOfCalls) {
         ASSERT_EXIT(postAndExit(), ::testing::ExitedWithCode(0), "");
     }
 }
+
+#ifndef NDEBUG
+TEST(Server, WarnsOfAMessageWhoseWriterIsNotFinished) {
+    qz::test::LogCapture log;
+    Mail::ServerImpl server(1);
+    const Mail::Message message(0);
+    Mail::Writer writer(message);
+    server.send(message);
+    EXPECT_EQ(log.messages().size(), 1U);
+    writer.finish();
+    server.send(message);
+    EXPECT_TRUE(log.messages().empty());
+}
+#endif
 
 } // namespace

@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <numeric>
 #include <random>
 #include <string>
 #include <vector>
@@ -242,7 +243,7 @@ TEST(Stream, ReadsZerosBehindTheEnd) {
 }
 
 TEST(Message, GrowsTo65535BytesAndKeepsWhatItHad) {
-    const Mail::Message message(1);
+    Mail::Message message(1);
     Bytes data(65534, 0x5A);
     Mail::Writer(message).stream(data.data(), 65534 * 8);
     EXPECT_EQ(message.getSize(), 65534U);
@@ -251,8 +252,39 @@ TEST(Message, GrowsTo65535BytesAndKeepsWhatItHad) {
     Mail::Writer(message).put(0xAB, 8);
     data.push_back(0xAB);
     EXPECT_EQ(bytesOf(message), data);
-    Mail::Writer(message).put(1, 1);
+    Mail::Writer tooMuch(message);
+    EXPECT_FALSE(tooMuch.overflowed());
+    tooMuch.put(1, 1);
+    EXPECT_TRUE(tooMuch.overflowed());
+    EXPECT_EQ(tooMuch.getSize(), 65536U);
+    EXPECT_FALSE(tooMuch.finish());
+    EXPECT_FALSE(message.addBytes(data.data(), 1) || message.addBytes(data.data(), ~0ULL));
     EXPECT_EQ(bytesOf(message), data);
+}
+
+TEST(Message, HasItsBytesWhenItsWriterIsFinished) {
+    Mail::Message message(1);
+    Mail::Writer writer(message);
+    writer.put(0xABC, 12);
+    EXPECT_EQ(writer.getSize(), 2U);
+    EXPECT_EQ(message.getSize(), 0U);
+    EXPECT_TRUE(writer.finish());
+    writer.put(1, 8);
+    EXPECT_TRUE(writer.finish());
+    EXPECT_EQ(bytesOf(message), (Bytes{0xAB, 0xC0}));
+}
+
+TEST(Message, BytesGoOutAndComeBack) {
+    Bytes bytes(3000);
+    std::iota(bytes.begin(), bytes.end(), std::uint8_t{7});
+    Mail::Message message(1);
+    ASSERT_TRUE(message.addBytes(bytes.data(), 1) && message.addBytes(bytes.data() + 1, 2999));
+    EXPECT_TRUE(message.addBytes(nullptr, 0));
+    Bytes copy(4000);
+    EXPECT_EQ(message.getBytes(copy.data(), 2), 2U);
+    EXPECT_EQ(message.getBytes(copy.data(), copy.size()), 3000U);
+    copy.resize(3000);
+    EXPECT_EQ(copy, bytes);
 }
 
 TEST(Message, MayConsistOfManyChunks) {
@@ -271,6 +303,8 @@ TEST(Message, AHandleToNothingKeepsNothing) {
     null.setTag(1);
     null.setUserData(1);
     Mail::Writer(null).put(1, 8);
+    EXPECT_FALSE(null.addBytes("a", 1));
+    EXPECT_EQ(null.getBytes(nullptr, 1), 0U);
     EXPECT_EQ(null.getAddress() + null.getTag() + null.getUserData() + null.getSize(), 0U);
 }
 
