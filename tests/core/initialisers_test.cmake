@@ -1,4 +1,7 @@
 # Looks for static initialisers in the library's object files: -DOBJDUMP=... -DOBJECTS=...
+if(DEFINED ENV{QZ_FAIL_ON_PURPOSE})
+  message(FATAL_ERROR "on purpose")
+endif()
 foreach(object IN LISTS OBJECTS)
   execute_process(COMMAND ${OBJDUMP} -h ${object} OUTPUT_VARIABLE sections COMMAND_ERROR_IS_FATAL ANY)
   if(sections MATCHES "\\.(init_array|ctors)" AND NOT object MATCHES "/platform/posix/entry\\.cpp")
