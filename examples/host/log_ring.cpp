@@ -10,25 +10,6 @@ constexpr unsigned long kSize = 256 * 1024;
 // Other threads may log as fast as this one reads.
 constexpr int kMostAtOnce = 512;
 
-const char* nameOf(unsigned int level) {
-    switch (level) {
-    case QZ_LOG_ALERT:
-        return "ALERT";
-    case QZ_LOG_ERROR:
-        return "ERROR";
-    case QZ_LOG_WARNING:
-        return "WARNING";
-    case QZ_LOG_INFO:
-        return "INFO";
-    case QZ_LOG_DEBUG:
-        return "DEBUG";
-    case QZ_LOG_TRACE:
-        return "TRACE";
-    default:
-        return "UNKNOWN";
-    }
-}
-
 } // namespace
 
 LogRing::LogRing(const std::string& name)
@@ -65,6 +46,6 @@ bool LogRing::publish(const qz_log_entry& entry) {
                                                    entry.time, entry.lost) == 0) {
         return false;
     }
-    return ring_->AddFormatMessage("%09.3f %-7s %s: %s", entry.time, nameOf(entry.level),
+    return ring_->AddFormatMessage("%09.3f %-7s %s: %s", entry.time, qz_log_level_name(entry.level),
                                    entry.module, entry.message) != 0;
 }

@@ -5,24 +5,11 @@
 #include "Config/ConfigParser.h"
 #include "Core/Log.h"
 
-#include <algorithm>
-#include <iterator>
 #include <string_view>
 
 namespace {
 
 using Entry = ConfigParser::iterator;
-
-struct Level {
-    std::string_view name;
-    unsigned int mask;
-};
-
-constexpr Level kLevels[] = {
-    {"alert", QZ_LOG_ALERT}, {"error", QZ_LOG_ERROR}, {"warning", QZ_LOG_WARNING},
-    {"info", QZ_LOG_INFO},   {"debug", QZ_LOG_DEBUG}, {"trace", QZ_LOG_TRACE},
-    {"all", QZ_LOG_ALL},
-};
 
 /* Goes through the entries of the file; what it does not know is a mistake, most likely a misspelt
  * name. */
@@ -96,11 +83,11 @@ private:
     }
 
     unsigned int level(const std::string& path, const std::string& name) const {
-        const auto* found = std::ranges::find(kLevels, name, &Level::name);
-        if (found == std::end(kLevels)) {
+        unsigned int levels = 0;
+        if (qz_log_parse_levels(name.c_str(), &levels) == 0) {
             fail(path + ": there is no level '" + name + "'");
         }
-        return found->mask;
+        return levels;
     }
 
     void block(const Entry& entry, const std::string& path, ReadEntry readEntry) {

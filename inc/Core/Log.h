@@ -90,8 +90,9 @@ QZ_LOG_SHORT_NAME(ALL)
  *     QZ_LOG_ECHO_LEVELS(QZ_LOG_ALERT | QZ_LOG_ERROR);
  *
  * It counts from the load of the library on: a command-line tool has no use for the lines that the
- * library logs then. Without it all levels but TRACE are echoed, which never is. Log files and
- * message boxes do not ask. */
+ * library logs then. Without it all levels but TRACE are echoed, which never is. Whoever starts the
+ * program decides over it with the environment variable QZ_LOG_ECHO, which qz_log_parse_levels
+ * reads, as in QZ_LOG_ECHO=alert,error. Log files and message boxes do not ask. */
 #define QZ_LOG_ECHO_LEVELS(levels)                                 \
     QZ_EXTERN_C QZ_PROGRAM_EXPORT unsigned int qz_log_echo_levels; \
     unsigned int qz_log_echo_levels = (levels)
@@ -114,6 +115,34 @@ QZ_API void qz_log(const char* module, unsigned int level, const char* message);
  */
 QZ_API void qz_vlogf(const char* module, unsigned int level, const char* format, va_list arguments)
     QZ_PRINTF_LIKE(3, 0);
+
+/* The same with the values themselves, as printf does it. */
+static inline void qz_logf(const char* module, unsigned int level, const char* format, ...)
+    QZ_PRINTF_LIKE(3, 4);
+static inline void qz_logf(const char* module, unsigned int level, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    qz_vlogf(module, level, format, arguments);
+    va_end(arguments);
+}
+
+/* A level, for menus, settings and colours. */
+typedef struct qz_log_level {
+    unsigned int flag;
+    const char* name;   /* in capitals, as lines have it */
+    const char* colour; /* for terminals: what stands between "ESC [" and "m", such as "1;31" */
+} qz_log_level;
+
+/* All levels, TRACE included and the gravest first. One whose name is null ends them. */
+QZ_API const qz_log_level* qz_log_levels(void);
+
+/* The name of one level; "UNKNOWN" if there is none of that value. */
+QZ_API const char* qz_log_level_name(unsigned int level);
+
+/* Adds up levels that a text names, such as "alert, error": their names in capitals or not, "all"
+ * for the mask ALL, "none" for nothing, with blanks, commas or "|" between them. Returns 1; 0, with
+ * *levels as it was, if the text names something else, or is empty or null. */
+QZ_API int qz_log_parse_levels(const char* text, unsigned int* levels);
 
 /* Starts the writer thread.
  *

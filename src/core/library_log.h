@@ -6,9 +6,6 @@
 
 #include <chrono>
 
-// The printf-style call through which the library's own code logs.
-void qz_logf(const char* module, unsigned int level, const char* format, ...) QZ_PRINTF_LIKE(3, 4);
-
 // Makes the record pool and the queues; once for each load. Returns -1 if that was done already.
 int qz_log_init();
 

@@ -8,12 +8,14 @@
 #include "core/static_storage.h"
 #include "core/thread_unload.h"
 #include "platform/console.h"
+#include "platform/environment.h"
 #include "platform/thread.h"
 
 #include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
+#include <optional>
 
 namespace {
 
@@ -85,7 +87,7 @@ void echo(double time, unsigned int level, const char* module, const char* messa
         platform::echo(line.text(), line.length());
     }
     if ((level & kPopupMask) != 0) {
-        platform::alertBox(message, core::logLevelName(level));
+        platform::alertBox(message, core::PaddedLevel(level).text);
     }
 }
 
@@ -155,6 +157,18 @@ bool waitForOthersEnding(std::chrono::microseconds limit) {
     return true;
 }
 
+// What the user asks for goes before what the program does.
+std::optional<unsigned int> wantedEcho() {
+    char text[128];
+    unsigned int levels = 0;
+    if (platform::getVariable("QZ_LOG_ECHO", text, sizeof text) == platform::VariableStatus::done &&
+        qz_log_parse_levels(text, &levels) != 0) {
+        return levels;
+    }
+    const unsigned int* const ofProgram = platform::echoLevels();
+    return ofProgram != nullptr ? std::optional(*ofProgram) : std::nullopt;
+}
+
 } // namespace
 
 int qz_log_init() {
@@ -167,7 +181,7 @@ int qz_log_init() {
     writerThreadBegun.create(0);
     writerThreadEnded.create(0);
     platform::refreshEcho();
-    if (const unsigned int* const levels = platform::echoLevels()) {
+    if (const auto levels = wantedEcho()) {
         echoMask.store(*levels & kEchoable, std::memory_order_relaxed);
     }
     initialised.store(true, std::memory_order_release);
@@ -202,13 +216,6 @@ void qz_vlogf(const char* module, unsigned int level, const char* format, va_lis
         core::copyCut(message, format);
     }
     qz_log(module, level, message);
-}
-
-void qz_logf(const char* module, unsigned int level, const char* format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    qz_vlogf(module, level, format, arguments);
-    va_end(arguments);
 }
 
 int qz_log_start(const char* directory, const char* name) {

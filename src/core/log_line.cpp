@@ -9,21 +9,9 @@
 
 namespace core {
 
-const char* logLevelName(unsigned int level) {
-    switch (level) {
-    case QZ_LOG_ALERT:
-        return "ALERT  ";
-    case QZ_LOG_ERROR:
-        return "ERROR  ";
-    case QZ_LOG_WARNING:
-        return "WARNING";
-    case QZ_LOG_INFO:
-        return "INFO   ";
-    case QZ_LOG_DEBUG:
-        return "DEBUG  ";
-    default:
-        return "UNKNOWN";
-    }
+PaddedLevel::PaddedLevel(unsigned int level) : text("       ") {
+    const char* const name = qz_log_level_name(level);
+    std::memcpy(text, name, std::min(std::strlen(name), sizeof text - 1));
 }
 
 LogRemark::LogRemark(std::uint32_t number, const char* what) {
@@ -34,7 +22,7 @@ LogLine::LogLine(double time, unsigned int level, const char* module, const char
     if ((level & QZ_LOG_TRACE) == 0) {
         appendTime(time);
         append(" ", 1);
-        append(logLevelName(level), 7);
+        append(PaddedLevel(level).text, 7);
         append(" ", 1);
     }
     append(module);

@@ -7,7 +7,11 @@
 namespace core {
 
 // The level's name, padded to seven characters.
-const char* logLevelName(unsigned int level);
+struct PaddedLevel {
+    explicit PaddedLevel(unsigned int level);
+
+    char text[8];
+};
 
 // The module of what the log itself has to say.
 inline constexpr char kLogModule[] = "LOG";

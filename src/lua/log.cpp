@@ -5,25 +5,13 @@
 
 #include <lua.hpp>
 
+#include <cstddef>
 #include <cstdint>
 
 namespace {
 
 constexpr char kMetatable[] = "QZ.log";
 constexpr unsigned int kDefaultLevel = QZ_LOG_ERROR;
-
-struct Level {
-    const char* constant;
-    unsigned int value;
-    const char* function; // null: the constant only
-};
-
-constexpr Level kLevels[] = {
-    {"ALERT", QZ_LOG_ALERT, "alert"},       {"ERROR", QZ_LOG_ERROR, "error"},
-    {"WARNING", QZ_LOG_WARNING, "warning"}, {"INFO", QZ_LOG_INFO, "info"},
-    {"DEBUG", QZ_LOG_DEBUG, "debug"},       {"ALL", QZ_LOG_ALL, nullptr},
-    {"TRACE", QZ_LOG_TRACE, nullptr},
-};
 
 // Calls the global string.format. Runs protected, with the format and the values as arguments:
 // scripts may have replaced or removed it, or guard their globals with a metatable.
@@ -96,11 +84,22 @@ void setFunction(lua_State* state, const char* field, lua_CFunction function, un
     lua_setfield(state, -2, field);
 }
 
-void setLevel(lua_State* state, const Level& level) {
-    lua_pushnumber(state, level.value);
-    lua_setfield(state, -2, level.constant);
-    if (level.function != nullptr) {
-        setFunction(state, level.function, logMessage, level.value);
+void setConstant(lua_State* state, const char* name, unsigned int value) {
+    lua_pushnumber(state, value);
+    lua_setfield(state, -2, name);
+}
+
+// "ERROR" gets the constant log.ERROR and the function log.error; TRACE has its constant alone.
+void setLevel(lua_State* state, const qz_log_level& level) {
+    setConstant(state, level.name, level.flag);
+    if ((level.flag & QZ_LOG_ALL) != 0) {
+        char name[16];
+        std::size_t length = 0;
+        for (; level.name[length] != '\0' && length + 1 < sizeof name; ++length) {
+            name[length] = static_cast<char>(level.name[length] - 'A' + 'a');
+        }
+        name[length] = '\0';
+        setFunction(state, name, logMessage, level.flag);
     }
 }
 
@@ -111,9 +110,10 @@ constexpr luaL_Reg kFunctions[] = {{"set_output", setOutput}, {nullptr, nullptr}
 int QZ_luaopen_log(lua_State* state) {
     luaL_register(state, "log", kFunctions);
     setFunction(state, "printf", logMessage, 0);
-    for (const Level& level : kLevels) {
-        setLevel(state, level);
+    for (const qz_log_level* level = qz_log_levels(); level->name != nullptr; ++level) {
+        setLevel(state, *level);
     }
+    setConstant(state, "ALL", QZ_LOG_ALL);
     luaL_newmetatable(state, kMetatable);
     setFunction(state, "__call", callLog, QZ_LOG_INFO);
     lua_setmetatable(state, -2);

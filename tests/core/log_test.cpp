@@ -13,6 +13,7 @@
 #include <sstream>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -372,6 +373,30 @@ TEST_F(Log, StopsWhileOthersGoOnLogging) {
     std::for_each(threads.begin(), threads.end(), [](std::thread& thread) { thread.join(); });
     ::testing::internal::GetCapturedStderr();
     EXPECT_GT(fs::file_size(path("main")), 0u);
+}
+
+TEST(LogLevels, GoByTheirNames) {
+    const std::pair<const char*, int> texts[] = {
+        {"alert", 2},
+        {"Error, warning", 0x18},
+        {"all|trace", 0x1FF},
+        {" none ", 0},
+        {"", -1},
+        {nullptr, -1},
+        {" ,", -1},
+        {"error errors", -1},
+        {"unknown", -1},
+    };
+    for (const auto& [text, expected] : texts) {
+        unsigned int levels = 77;
+        const int isRead = qz_log_parse_levels(text, &levels);
+        EXPECT_EQ(isRead != 0 ? static_cast<int>(levels) : -1, expected) << text;
+        EXPECT_EQ(isRead != 0 || levels == 77, true) << text;
+    }
+    for (const qz_log_level* level = qz_log_levels(); level->name != nullptr; ++level) {
+        EXPECT_STREQ(qz_log_level_name(level->flag), level->name);
+    }
+    EXPECT_STREQ(qz_log_level_name(QZ_LOG_ALL), "UNKNOWN");
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include "platform/shared_memory.h"
 #include "terminal.h"
 
+#include "Core/Log.h"
 #include "Shm/RingBuffer.h"
 
 #include <algorithm>
@@ -19,17 +20,6 @@ using Clock = std::chrono::steady_clock;
 // A log goes by this and its name in shared memory; docs/formats/shared-memory.md has the lines.
 constexpr std::string_view kPrefix = "qz_log.";
 constexpr std::chrono::milliseconds kPause(20);
-
-struct Level {
-    std::string_view name;
-    const char* colour;
-};
-
-// The worst first.
-constexpr Level kLevels[] = {
-    {"ALERT", "1;31"}, {"ERROR", "31"}, {"WARNING", "33"},
-    {"INFO", "32"},    {"DEBUG", "2"},  {"TRACE", "2"},
-};
 
 // "00012.345 WARNING NET: server is late" in its parts; without them if it is something else.
 struct Line {
@@ -111,7 +101,7 @@ void show(const Line& line, bool colours) {
     const int rank = rankOfLevel(std::string(line.level));
     const std::string level = printable(line.level);
     const std::string shown =
-        rank >= 0 && colours ? coloured(stdout, kLevels[rank].colour, level) : level;
+        rank >= 0 && colours ? coloured(stdout, qz_log_levels()[rank].colour, level) : level;
     print(printable(line.time) + shown + printable(line.rest) + "\n");
 }
 
@@ -143,8 +133,12 @@ private:
 } // namespace
 
 int rankOfLevel(const std::string& name) {
-    const auto* const found = std::ranges::find(kLevels, name, &Level::name);
-    return found == std::end(kLevels) ? -1 : static_cast<int>(found - kLevels);
+    const qz_log_level* const levels = qz_log_levels();
+    int rank = 0;
+    while (levels[rank].name != nullptr && levels[rank].name != name) {
+        ++rank;
+    }
+    return levels[rank].name != nullptr ? rank : -1;
 }
 
 void logList() {
