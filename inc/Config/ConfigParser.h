@@ -29,7 +29,7 @@
  * all: the tree is as it was and can be saved.
  *
  * Threads: different parsers share nothing. One parser, with its iterators, is for one thread at a
- * time; several may read from it while none changes it.
+ * time; several may read from it while none changes or saves it.
  */
 #ifndef QZCORE_CONFIG_CONFIGPARSER_H
 #define QZCORE_CONFIG_CONFIGPARSER_H
@@ -121,7 +121,7 @@ public:
      * False, with nothing written, if the file cannot be written, there is no file name, memory
      * runs out, the text is longer than an int can say, or the tree holds what no file can: an
      * empty block or list, a real that is infinite or no number, a name that is no identifier,
-     * braces more than 256 deep. */
+     * braces more than 256 deep. getSaveResult tells which. */
     bool save();
     bool save(const std::string& fileName);
     bool save(char** buffer, int& length);
@@ -131,10 +131,31 @@ public:
      * value that it already has is not changed. A line goes if nothing is left on it. A real that
      * was set or inserted has as many digits as it takes to read the same number again.
      *
-     * As save, but with CR LF in the buffer too: it can be parsed as it is. */
+     * As save, but with CR LF in the buffer too: it can be parsed as it is.
+     *
+     * The file that was last read, under the name that it was read by, is not written over what
+     * somebody else has made of it since: that is kFileChanged, and the caller parses it again and
+     * repeats the changes. A file that is gone is made again. Programs that save by this library at
+     * the same time wait for each other; an editor does not wait, and what it writes in the instant
+     * between the comparison and the replacement is lost. */
     bool saveEdited();
     bool saveEdited(const std::string& fileName);
     bool saveEdited(char** buffer, int& length);
+
+    enum SaveResult {
+        kSaved = 0, /* also if nothing was saved yet */
+        kNowhere = 1,        /* neither a file name nor a buffer */
+        kTreeUnreadable = 2, /* nothing could read it again, or it is too long */
+        kFileChanged = 3,
+        kFileBusy = 4, /* others have been saving in the same directory for 30 seconds */
+        kFileFailed = 5,
+        kOutOfMemory = 6
+    };
+
+    /* What has become of the last save or saveEdited; and the same in English words, with those of
+     * the system behind kFileFailed. */
+    SaveResult getSaveResult() const;
+    std::string getSaveText() const;
 
     /* Clears the tree and forgets the text; iterators end their lives. */
     void reset();

@@ -2,11 +2,11 @@
 
 #include "config/edited_text.h"
 #include "config/lexical_analyser.h"
+#include "config/saved_file.h"
 #include "config/syntactic_analyser.h"
 #include "config/tree.h"
 #include "config/vocabulary.h"
 #include "config/writer.h"
-#include "platform/whole_file.h"
 
 #include <algorithm>
 #include <climits>
@@ -65,9 +65,9 @@ struct ConfigParser::Impl {
     // A function that makes the text, and one that puts it where it is to be.
     using Build = bool (Impl::*)(std::string&) const;
     template<class Save>
-    bool save(Build build, Save save) const;
-    bool saveFile(const std::string& name, Build build) const;
-    bool saveBuffer(char** buffer, int& length, Build build) const;
+    bool save(Build build, Save save);
+    bool saveFile(const std::string& name, Build build, SavedFile::Overwrite overwrite);
+    bool saveBuffer(char** buffer, int& length, Build build);
     bool buildWithLineFeeds(std::string& text) const { return buildWhole("\n", text); }
     bool buildForFile(std::string& text) const { return buildWhole("\r\n", text); }
     bool buildEdited(std::string& text) const;
@@ -75,8 +75,9 @@ struct ConfigParser::Impl {
 
     std::optional<Analysers> analysers;
     Tree tree;
-    std::string fileName;
+    SavedFile file;
     Error error;
+    SaveResult saveResult = kSaved;
 };
 
 template<class Read>
@@ -127,33 +128,48 @@ bool ConfigParser::Impl::buildEdited(std::string& text) const {
     return EditedText(tree, *analysers->names).build(text);
 }
 
+// `save` gets the text that was built, and says what has become of it.
 template<class Save>
-bool ConfigParser::Impl::save(Build build, Save save) const {
+bool ConfigParser::Impl::save(Build build, Save save) {
+    saveResult = kOutOfMemory;
+    if (!analysers) {
+        return false;
+    }
     try {
         std::string text;
-        return analysers && (this->*build)(text) && save(text);
+        const bool isBuilt = (this->*build)(text) && text.size() <= INT_MAX;
+        saveResult = isBuilt ? save(text) : kTreeUnreadable;
     } catch (const std::exception&) {
         return false; // out of memory
     }
+    return saveResult == kSaved;
 }
 
-bool ConfigParser::Impl::saveFile(const std::string& name, Build build) const {
-    return !name.empty() && save(build, [&](const std::string& text) {
-        return text.size() <= INT_MAX && platform::replaceContents(name.c_str(), text);
+bool ConfigParser::Impl::saveFile(const std::string& name, Build build,
+                                  SavedFile::Overwrite overwrite) {
+    if (name.empty()) {
+        saveResult = kNowhere;
+        return false;
+    }
+    return save(build,
+                [&](const std::string& text) { return file.save(name, text, overwrite); });
+}
+
+bool ConfigParser::Impl::saveBuffer(char** buffer, int& length, Build build) {
+    if (buffer == nullptr) {
+        saveResult = kNowhere;
+        return false;
+    }
+    return save(build, [&](const std::string& text) {
+        if (text.size() == INT_MAX) {
+            return kTreeUnreadable; // no int can say its length with the zero byte
+        }
+        const std::size_t size = text.size() + 1;
+        *buffer = new char[size];
+        std::copy_n(text.c_str(), size, *buffer);
+        length = static_cast<int>(size);
+        return kSaved;
     });
-}
-
-bool ConfigParser::Impl::saveBuffer(char** buffer, int& length, Build build) const {
-    return buffer != nullptr && save(build, [&](const std::string& text) {
-               if (text.size() >= INT_MAX) {
-                   return false;
-               }
-               const std::size_t size = text.size() + 1;
-               *buffer = new char[size];
-               std::copy_n(text.c_str(), size, *buffer);
-               length = static_cast<int>(size);
-               return true;
-           });
 }
 
 ConfigParser::ConfigParser() : impl_(std::make_unique<Impl>()) {}
@@ -169,7 +185,7 @@ bool ConfigParser::parse(const std::string& fileName) {
     if (!impl_->parse(read, Origin::file)) {
         return false;
     }
-    impl_->fileName.swap(name);
+    impl_->file.wasRead(std::move(name), impl_->tree.source());
     return true;
 }
 
@@ -185,11 +201,11 @@ bool ConfigParser::parse(const char* text, int length) {
 }
 
 bool ConfigParser::save() {
-    return save(impl_->fileName);
+    return save(impl_->file.name());
 }
 
 bool ConfigParser::save(const std::string& fileName) {
-    return impl_->saveFile(fileName, &Impl::buildForFile);
+    return impl_->saveFile(fileName, &Impl::buildForFile, SavedFile::Overwrite::anything);
 }
 
 bool ConfigParser::save(char** buffer, int& length) {
@@ -197,15 +213,42 @@ bool ConfigParser::save(char** buffer, int& length) {
 }
 
 bool ConfigParser::saveEdited() {
-    return saveEdited(impl_->fileName);
+    return saveEdited(impl_->file.name());
 }
 
 bool ConfigParser::saveEdited(const std::string& fileName) {
-    return impl_->saveFile(fileName, &Impl::buildEdited);
+    return impl_->saveFile(fileName, &Impl::buildEdited,
+                           SavedFile::Overwrite::onlyWhatIsKnown);
 }
 
 bool ConfigParser::saveEdited(char** buffer, int& length) {
     return impl_->saveBuffer(buffer, length, &Impl::buildEdited);
+}
+
+ConfigParser::SaveResult ConfigParser::getSaveResult() const {
+    return impl_->saveResult;
+}
+
+std::string ConfigParser::getSaveText() const {
+    switch (impl_->saveResult) {
+    case kSaved:
+        return "saved";
+    case kNowhere:
+        return "there is neither a file name nor a buffer";
+    case kTreeUnreadable:
+        return "the tree holds what no file can";
+    case kFileChanged:
+        return "somebody has changed the file since it was read";
+    case kFileBusy:
+        return "another program is saving in the same directory";
+    case kOutOfMemory:
+        return "out of memory";
+    case kFileFailed:
+        break;
+    }
+    char text[256];
+    platform::systemErrorText(impl_->file.error(), text, sizeof text);
+    return std::string("the file cannot be written: ") + text;
 }
 
 void ConfigParser::reset() {

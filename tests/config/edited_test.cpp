@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <functional>
 #include <memory>
 
@@ -163,6 +164,34 @@ TEST(ConfigEdited, IsSavedToTheFileItCameFrom) {
         ASSERT_TRUE(parser.saveEdited());
         EXPECT_EQ(readFile(file), "a = " + std::to_string(i) + "; // one\r\n");
     }
+}
+
+TEST(ConfigEdited, LeavesAloneWhatSomebodyElseHasWritten) {
+    const std::string file = (freshDirectory() / "settings.cfg").string();
+    const std::string theirs = "a = 1;\r\nb = 2;\r\n";
+    writeFile(file, "a = 1;\r\n");
+    ConfigParser parser;
+    ASSERT_TRUE(parser.parse(file));
+    EXPECT_FALSE(ConfigParser().saveEdited());
+    parser.find("a").set(3);
+    writeFile(file, theirs);
+    EXPECT_FALSE(parser.saveEdited());
+    EXPECT_FALSE(parser.saveEdited(file));
+    EXPECT_EQ(parser.getSaveResult(), ConfigParser::kFileChanged);
+    EXPECT_EQ(parser.getSaveText(), "somebody has changed the file since it was read");
+    EXPECT_EQ(readFile(file), theirs);
+    EXPECT_FALSE(parser.saveEdited(file + "/none"));
+    EXPECT_EQ(parser.getSaveResult(), ConfigParser::kFileFailed);
+    EXPECT_TRUE(parser.saveEdited(file + ".copy"));
+    std::filesystem::remove(file);
+    EXPECT_TRUE(parser.saveEdited()) << "nothing can be lost";
+
+    // Not even after a text that could not be read, which leaves an empty tree.
+    writeFile(file, "a = ;\r\n");
+    EXPECT_FALSE(parser.parse(file));
+    EXPECT_FALSE(parser.saveEdited());
+    EXPECT_TRUE(parser.save()) << "is told to write over anything";
+    EXPECT_TRUE(parser.saveEdited()) << "has been written by ourselves";
 }
 
 } // namespace

@@ -113,6 +113,15 @@ class QzTest(unittest.TestCase):
         self.assertEqual(self.text(), before)
         self.assertEqual([path.name for path in self.folder.iterdir()], ["settings.cfg"])
 
+    def test_eight_at_once_lose_nothing(self):
+        names = [f"new{i}" for i in range(8)]
+        running = [subprocess.Popen([*COMMAND, "conf", "set", "settings.cfg", name, "1"],
+                                    cwd=self.folder, stdin=subprocess.DEVNULL) for name in names]
+        self.assertEqual([one.wait(60) for one in running], [0] * 8)
+        found = json.loads(self.conf("json", "settings.cfg"))
+        self.assertLessEqual(set(names), set(found))
+        self.assertEqual([path.name for path in self.folder.iterdir()], ["settings.cfg"])
+
     def test_json_and_format(self):
         expected = {"title": "Outpost", "key": [1, 2],
                     "graphics": {"width": 1280, "scale": 1.5,

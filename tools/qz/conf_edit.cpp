@@ -181,6 +181,19 @@ private:
     const Path& path_;
 };
 
+// Begins again from what others have written meanwhile; each time at least one of them is done.
+template<class Change>
+void repeatedly(Change change) {
+    constexpr int kMostOften = 1000;
+    for (int i = 1; i < kMostOften; ++i) {
+        try {
+            return change();
+        } catch (const ChangedMeanwhile&) { // once more
+        }
+    }
+    change();
+}
+
 } // namespace
 
 void confGet(const std::string& name, const std::string& path, const ConfOptions& options) {
@@ -192,9 +205,11 @@ void confGet(const std::string& name, const std::string& path, const ConfOptions
 
 void confSet(const std::string& name, const std::string& path, const std::string& value,
              const ConfOptions& options) {
-    ConfFile file(name, options.bareLineFeeds);
-    file.parse();
     const Path parts(path);
-    Editor(file, parts).set(value, options.asString);
-    file.writeEdited();
+    repeatedly([&] {
+        ConfFile file(name, options.bareLineFeeds);
+        file.parse();
+        Editor(file, parts).set(value, options.asString);
+        file.writeEdited();
+    });
 }

@@ -3,6 +3,7 @@
 #include "failure.h"
 
 #include "VFS/File.h"
+#include "platform/save_turn.h"
 #include "platform/whole_file.h"
 
 #include <algorithm>
@@ -27,6 +28,12 @@ std::string readFile(const std::string& name) {
         throw Failure(name + ": cannot be read");
     }
     return text;
+}
+
+// Windows replaces no file that somebody else is reading.
+std::string readInTurn(const std::string& name) {
+    const platform::SaveTurn turn(name.c_str());
+    return readFile(name);
 }
 
 std::string withCarriageReturns(const std::string& text) {
@@ -78,10 +85,10 @@ std::string saved(const std::string& name, Save save) {
 } // namespace
 
 ConfFile::ConfFile(std::string name, bool bareLineFeeds)
-    : name_(std::move(name)), bareLineFeeds_(bareLineFeeds), text_(readFile(name_)) {
-    if (bareLineFeeds_) {
-        text_ = withCarriageReturns(text_);
-    }
+    : name_(std::move(name))
+    , bareLineFeeds_(bareLineFeeds)
+    , bytes_(readInTurn(name_))
+    , text_(bareLineFeeds_ ? withCarriageReturns(bytes_) : bytes_) {
     if (text_.size() > static_cast<size_t>(std::numeric_limits<int>::max())) {
         throw Failure(name_ + ": has more than 2 GiB");
     }
@@ -145,6 +152,13 @@ void ConfFile::writeEdited() {
 }
 
 void ConfFile::replace(const std::string& text) const {
+    const platform::SaveTurn turn(name_.c_str());
+    if (!turn.isMine()) {
+        throw Failure(name_ + ": other programs are saving in the same directory all the time");
+    }
+    if (readFile(name_) != bytes_) {
+        throw ChangedMeanwhile(name_ + ": somebody else is changing it; nothing was written");
+    }
     if (!platform::replaceContents(name_.c_str(), text)) {
         throw Failure(name_ + ": cannot be replaced");
     }

@@ -1,6 +1,8 @@
 // One configuration file: read, explained, written back.
 #pragma once
 
+#include "failure.h"
+
 #include "Config/ConfigParser.h"
 
 #include <string>
@@ -12,6 +14,12 @@ struct Mistake {
     size_t offset = 0; // in bytes, of the file
     std::string text;  // the line
     size_t column = 0; // in bytes, within the line
+};
+
+// Somebody else has written the file since it was read.
+class ChangedMeanwhile : public Failure {
+public:
+    using Failure::Failure;
 };
 
 class ConfFile {
@@ -32,7 +40,7 @@ public:
     std::string formatted();
 
     // Replaces the file in one step, by what is in the tree or by the original text with the
-    // changes alone. Throws Failure.
+    // changes alone. Throws Failure; ChangedMeanwhile if these are no more the file's contents.
     void writeFormatted();
     void writeEdited();
 
@@ -42,6 +50,7 @@ private:
 
     std::string name_;
     bool bareLineFeeds_;
-    std::string text_; // with CR LF, as the parser wants it
+    std::string bytes_; // of the file
+    std::string text_;  // with CR LF, as the parser wants it
     ConfigParser parser_;
 };

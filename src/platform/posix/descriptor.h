@@ -40,6 +40,7 @@ public:
 
     bool isOpen() const { return number_ >= 0; }
     int number() const { return number_; }
+    int release() { return std::exchange(number_, -1); }
 
 private:
     int number_;

@@ -1,8 +1,8 @@
 #include "platform/whole_file.h"
 
 #include "platform/posix/descriptor.h"
-#include "platform/posix/path.h"
 #include "platform/posix/replacement_file.h"
+#include "platform/posix/target_file.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -11,7 +11,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <string_view>
 
 namespace platform {
@@ -21,88 +20,8 @@ namespace {
 constexpr mode_t kOwnerOnly = S_IRUSR | S_IWUSR;
 constexpr mode_t kAsUsual = 0666;
 
-SystemError lastError() {
-    return static_cast<SystemError>(errno);
-}
-
-// The file behind a path, by its directory and its name there.
-class Target {
-public:
-    // Follows links; 0 if an ordinary file was found or one can be made.
-    SystemError locate(const char* path);
-
-    int directory() const { return directory_.number(); }
-    const char* name() const { return name_; }
-    bool exists() const { return exists_; }
-    const struct stat& status() const { return status_; }
-
-    Descriptor open(int flags) const {
-        return Descriptor(uninterrupted([&] {
-            return openat(directory(), name_,
-                          flags | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
-        }));
-    }
-
-private:
-    bool enterDirectory();
-
-    char path_[kPathRoom];
-    const char* name_ = path_;
-    Descriptor directory_{AT_FDCWD};
-    bool exists_ = false;
-    struct stat status_ {};
-};
-
-SystemError Target::locate(const char* path) {
-    constexpr int kMostLinks = 40;
-    if (!writeNativePath(path, path_, sizeof path_)) {
-        return ENAMETOOLONG;
-    }
-    for (int links = 0; links < kMostLinks; ++links) {
-        if (!enterDirectory()) {
-            return lastError();
-        }
-        if (fstatat(directory(), name_, &status_, AT_SYMLINK_NOFOLLOW) != 0) {
-            return errno == ENOENT && links == 0 ? 0 : lastError();
-        }
-        if (!S_ISLNK(status_.st_mode)) {
-            exists_ = true;
-            return static_cast<SystemError>(requireOrdinary(status_));
-        }
-        char text[kPathRoom];
-        const ssize_t length = readlinkat(directory(), name_, text, sizeof text - 1);
-        if (length < 0) {
-            return lastError();
-        }
-        std::memcpy(path_, text, static_cast<std::size_t>(length));
-        path_[length] = 0;
-    }
-    return ELOOP;
-}
-
-// Opens the directory part of the path, which a link gives relative to its own directory. Reading
-// is for fsync, and not needed otherwise.
-bool Target::enterDirectory() {
-    char* const slash = std::strrchr(path_, '/');
-    name_ = slash == nullptr ? path_ : slash + 1;
-    char text[kPathRoom];
-    const std::string_view part =
-        slash == nullptr ? "." : std::string_view(path_, static_cast<std::size_t>(name_ - path_));
-    text[part.copy(text, part.size())] = 0;
-    const auto open = [&](int access) {
-        return Descriptor(uninterrupted(
-            [&] { return openat(directory(), text, access | O_DIRECTORY | O_CLOEXEC); }));
-    };
-    Descriptor opened = open(O_RDONLY);
-    if (!opened.isOpen() && errno == EACCES) {
-        opened = open(O_PATH);
-    }
-    directory_ = std::move(opened);
-    return directory_.isOpen();
-}
-
 // The access list beyond the permissions. A new file may have got one from its directory.
-bool copyAccessList(const Target& target, int file) {
+bool copyAccessList(const TargetFile& target, int file) {
     constexpr char kName[] = "system.posix_acl_access";
     const Descriptor old = target.open(O_RDONLY);
     if (!old.isOpen()) {
@@ -127,7 +46,7 @@ bool giveOwner(const struct stat& old, int file) {
 }
 
 // Who may do what with the file that is replaced.
-bool takeOver(const Target& target, int file) {
+bool takeOver(const TargetFile& target, int file) {
     const struct stat& old = target.status();
     return giveOwner(old, file) && copyAccessList(target, file) &&
            fchmod(file, (old.st_mode & 07777) | kOwnerOnly) == 0;
@@ -140,7 +59,7 @@ bool isRefusal(SystemError error) {
            std::end(kRefusals);
 }
 
-Replacement replaceByNewFile(const Target& target, std::string_view bytes) {
+Replacement replaceByNewFile(const TargetFile& target, std::string_view bytes) {
     ReplacementFile file(target.directory(), target.name());
     // Nobody may read meanwhile what only some could read before.
     if (!file.create(target.exists() ? kOwnerOnly : kAsUsual)) {
@@ -170,7 +89,7 @@ bool truncate(int file, off_t size) {
     return uninterrupted([&] { return ftruncate(file, size); }) == 0;
 }
 
-Replacement writeInPlace(const Target& target, std::string_view bytes) {
+Replacement writeInPlace(const TargetFile& target, std::string_view bytes) {
     const struct stat& old = target.status();
     if ((old.st_mode & kOwnerOnly) != kOwnerOnly) {
         static_cast<void>(
@@ -194,7 +113,7 @@ Replacement writeInPlace(const Target& target, std::string_view bytes) {
 
 Replacement replaceContents(const char* path, std::string_view bytes,
                             WriteProtected writeProtected) noexcept {
-    Target target;
+    TargetFile target;
     if (const SystemError error = target.locate(path); error != 0) {
         return {error, false};
     }

@@ -1,0 +1,44 @@
+// Files that are replaced, with the directory that a new one is made in.
+#pragma once
+
+#include "platform/files.h"
+#include "platform/posix/descriptor.h"
+#include "platform/posix/path.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <utility>
+
+namespace platform {
+
+inline SystemError lastError() {
+    return static_cast<SystemError>(errno);
+}
+
+// The file behind a path, by its directory and its name there.
+class TargetFile {
+public:
+    // Follows links; 0 if an ordinary file was found or one can be made.
+    SystemError locate(const char* path);
+
+    int directory() const { return directory_.number(); }
+    const char* name() const { return name_; }
+    bool exists() const { return exists_; }
+    const struct stat& status() const { return status_; }
+
+    Descriptor open(int flags) const;
+    Descriptor takeDirectory() { return std::move(directory_); }
+
+private:
+    bool enterDirectory();
+
+    char path_[kPathRoom];
+    const char* name_ = path_;
+    Descriptor directory_{AT_FDCWD};
+    bool exists_ = false;
+    struct stat status_ {};
+};
+
+} // namespace platform

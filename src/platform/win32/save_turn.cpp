@@ -1,0 +1,90 @@
+// A named mutex, which the system takes away from the dead; the name says which directory it is,
+// whatever path leads there.
+#include "platform/save_turn.h"
+
+#include "platform/win32/wide.h"
+
+#include <windows.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cwchar>
+#include <iterator>
+
+namespace platform {
+
+namespace {
+
+constexpr std::size_t kPathUnits = MAX_PATH + 1;
+
+// Of a directory that is there.
+bool identify(const wchar_t* directory, BY_HANDLE_FILE_INFORMATION& information) {
+    constexpr DWORD kShared = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+    const HANDLE opened = CreateFileW(directory, 0, kShared, nullptr, OPEN_EXISTING,
+                                      FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+    if (opened == INVALID_HANDLE_VALUE) {
+        return false;
+    }
+    const bool isKnown = GetFileInformationByHandle(opened, &information) != 0;
+    CloseHandle(opened);
+    return isKnown;
+}
+
+// Cuts the name of the file off; "." is the directory itself, of a drive's path, too.
+bool writeDirectory(const char* path, wchar_t (&directory)[kPathUnits]) {
+    if (!toWide(path, directory, kPathUnits - 1)) {
+        return false;
+    }
+    wchar_t* name = directory;
+    for (wchar_t* at = directory; *at != 0; ++at) {
+        name = *at == L'/' || *at == L'\\' || *at == L':' ? at + 1 : name;
+    }
+    name[0] = L'.';
+    name[1] = 0;
+    return true;
+}
+
+// Any user may take it: several may write the same files.
+HANDLE openMutex(const wchar_t* name) {
+    SECURITY_DESCRIPTOR everybody;
+    InitializeSecurityDescriptor(&everybody, SECURITY_DESCRIPTOR_REVISION);
+    SetSecurityDescriptorDacl(&everybody, TRUE, nullptr, FALSE);
+    SECURITY_ATTRIBUTES security{sizeof security, &everybody, FALSE};
+    return CreateMutexW(&security, FALSE, name);
+}
+
+} // namespace
+
+SaveTurn::SaveTurn(const char* path) noexcept {
+    wchar_t directory[kPathUnits];
+    BY_HANDLE_FILE_INFORMATION information;
+    if (!writeDirectory(path, directory) || !identify(directory, information)) {
+        return; // what follows will fail
+    }
+    wchar_t name[64];
+    std::swprintf(name, std::size(name), L"Global\\qzsave-%08lx-%08lx%08lx",
+                  information.dwVolumeSerialNumber, information.nFileIndexHigh,
+                  information.nFileIndexLow);
+    const HANDLE mutex = openMutex(name);
+    if (mutex == nullptr) {
+        return;
+    }
+    const DWORD result =
+        WaitForSingleObject(mutex, static_cast<DWORD>(kLongestWait / std::chrono::milliseconds(1)));
+    if (result == WAIT_OBJECT_0 || result == WAIT_ABANDONED) {
+        lock_ = reinterpret_cast<std::intptr_t>(mutex);
+        return;
+    }
+    isMine_ = false;
+    CloseHandle(mutex);
+}
+
+SaveTurn::~SaveTurn() {
+    if (lock_ != kNone) {
+        const auto mutex = reinterpret_cast<HANDLE>(lock_);
+        ReleaseMutex(mutex);
+        CloseHandle(mutex);
+    }
+}
+
+} // namespace platform
