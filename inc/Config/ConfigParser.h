@@ -143,7 +143,7 @@ public:
     bool saveEdited(char** buffer, int& length);
 
     enum SaveResult {
-        kSaved = 0, /* also if nothing was saved yet */
+        kSaved = 0,          /* also if nothing was saved yet */
         kNowhere = 1,        /* neither a file name nor a buffer */
         kTreeUnreadable = 2, /* nothing could read it again, or it is too long */
         kFileChanged = 3,

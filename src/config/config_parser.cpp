@@ -151,8 +151,7 @@ bool ConfigParser::Impl::saveFile(const std::string& name, Build build,
         saveResult = kNowhere;
         return false;
     }
-    return save(build,
-                [&](const std::string& text) { return file.save(name, text, overwrite); });
+    return save(build, [&](const std::string& text) { return file.save(name, text, overwrite); });
 }
 
 bool ConfigParser::Impl::saveBuffer(char** buffer, int& length, Build build) {
@@ -217,8 +216,7 @@ bool ConfigParser::saveEdited() {
 }
 
 bool ConfigParser::saveEdited(const std::string& fileName) {
-    return impl_->saveFile(fileName, &Impl::buildEdited,
-                           SavedFile::Overwrite::onlyWhatIsKnown);
+    return impl_->saveFile(fileName, &Impl::buildEdited, SavedFile::Overwrite::onlyWhatIsKnown);
 }
 
 bool ConfigParser::saveEdited(char** buffer, int& length) {

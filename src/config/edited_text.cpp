@@ -1,7 +1,5 @@
 #include "config/edited_text.h"
 
-#include "config/writer.h"
-
 #include <algorithm>
 #include <functional>
 #include <iterator>
@@ -108,22 +106,18 @@ bool EditedText::collectInserted(const Entry& list, int depth) {
 // well.
 bool EditedText::insertEntries(const Entry& list, const Inserted& inserted, int depth) {
     if (inserted.previous != nullptr) {
-        const std::string_view indentation = layout_.indentationAt(inserted.previous->place.offset);
         const std::size_t offset = inserted.previous->place.end();
+        const Indentation indentation{layout_.indentationAt(inserted.previous->place.offset)};
         if (const auto lineEnd = layout_.lineEndAfterComments(offset)) {
-            const std::string before = std::string(Layout::kLineEnd) += indentation;
-            return insert(inserted, *lineEnd, indentation, depth, before, "");
+            return insert(inserted, {*lineEnd, indentation, Space::newLine, Space::none}, depth);
         }
-        return insert(inserted, offset, indentation, depth, " ", "");
+        return insert(inserted, {offset, indentation, Space::blank, Space::none}, depth);
     }
     if (inserted.next != nullptr) {
         const std::size_t offset = inserted.next->place.offset;
-        const std::string_view indentation = layout_.indentationAt(offset);
-        if (layout_.lineBegin(offset)) {
-            const std::string behind = std::string(Layout::kLineEnd) += indentation;
-            return insert(inserted, offset, indentation, depth, "", behind);
-        }
-        return insert(inserted, offset, indentation, depth, "", " ");
+        const Space behind = layout_.lineBegin(offset) ? Space::newLine : Space::blank;
+        return insert(inserted, {offset, {layout_.indentationAt(offset)}, Space::none, behind},
+                      depth);
     }
     return insertEntriesWhereNoneAre(list, inserted, depth);
 }
@@ -134,42 +128,65 @@ bool EditedText::insertEntriesWhereNoneAre(const Entry& list, const Inserted& in
         if (end > 0 && !layout_.endsInLineEnd()) {
             edits_.push_back({end, end, std::string(Layout::kLineEnd)});
         }
-        return insert(inserted, end, "", depth, "", Layout::kLineEnd);
+        return insert(inserted, {end, {}, Space::none, Space::lineEnd}, depth);
     }
     const std::size_t closing = closingBraceOf(list);
-    std::string indentation(layout_.indentationAt(list.place.offset));
-    indentation.append(Writer::kIndentation, ' ');
+    const Indentation indentation{layout_.indentationAt(list.place.offset), 1};
     if (const auto lineBegin = layout_.lineBegin(closing)) {
-        return insert(inserted, *lineBegin, indentation, depth, indentation, Layout::kLineEnd);
+        return insert(inserted, {*lineBegin, indentation, Space::indentation, Space::lineEnd},
+                      depth);
     }
-    return insert(inserted, closing, indentation, depth, "", " ");
+    return insert(inserted, {closing, indentation, Space::none, Space::blank}, depth);
 }
 
 bool EditedText::insertItems(const Entry& list, const Inserted& inserted, int depth) {
     if (inserted.previous != nullptr) {
-        return insert(inserted, inserted.previous->place.end(), "", depth, ", ", "");
+        return insert(inserted, {inserted.previous->place.end(), {}, Space::comma, Space::none},
+                      depth);
     }
     if (inserted.next != nullptr) {
-        return insert(inserted, inserted.next->place.offset, "", depth, "", ", ");
+        return insert(inserted, {inserted.next->place.offset, {}, Space::none, Space::comma},
+                      depth);
     }
-    const bool isDone = insert(inserted, closingBraceOf(list), "", depth, ", ", "");
+    const bool isDone =
+        insert(inserted, {closingBraceOf(list), {}, Space::comma, Space::none}, depth);
     edits_.back().text.erase(0, 2); // nothing to divide the first from
     return isDone;
 }
 
-bool EditedText::insert(const Inserted& inserted, std::size_t offset, std::string_view indentation,
-                        int depth, std::string_view before, std::string_view behind) {
-    Writer writer(names_, Layout::kLineEnd, Writer::Reals::shortest, std::string(indentation),
-                  depth);
+bool EditedText::insert(const Inserted& inserted, const Spot& spot, int depth) {
+    Writer writer(names_, Layout::kLineEnd, Writer::Reals::shortest, spot.indentation, depth);
     bool isWritten = true;
     for (const Entry* entry = inserted.first; isWritten && entry != inserted.next;
          entry = entry->next) {
-        writer.addText(before);
+        addSpace(writer, spot.before);
         isWritten = entry->isNamed ? writer.addEntry(*entry) : writer.addValue(*entry);
-        writer.addText(behind);
+        addSpace(writer, spot.behind);
     }
-    edits_.push_back({offset, offset, std::move(writer.text())});
+    edits_.push_back({spot.offset, spot.offset, std::move(writer.text())});
     return isWritten;
+}
+
+void EditedText::addSpace(Writer& writer, Space space) {
+    switch (space) {
+    case Space::none:
+        break;
+    case Space::blank:
+        writer.addText(" ");
+        break;
+    case Space::comma:
+        writer.addText(", ");
+        break;
+    case Space::lineEnd:
+        writer.addText(Layout::kLineEnd);
+        break;
+    case Space::newLine:
+        writer.addText(Layout::kLineEnd);
+        [[fallthrough]];
+    case Space::indentation:
+        writer.addIndentation();
+        break;
+    }
 }
 
 void EditedText::collectErased(const Entry& list) {

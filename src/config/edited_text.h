@@ -4,6 +4,7 @@
 #include "config/identifier_token.h"
 #include "config/layout.h"
 #include "config/tree.h"
+#include "config/writer.h"
 
 #include <cstdint>
 #include <string>
@@ -41,6 +42,15 @@ private:
         const Entry* next;
     };
 
+    // What divides entries, and where new ones stand, with what in front of each and behind it.
+    enum class Space { none, blank, comma, lineEnd, indentation, newLine };
+    struct Spot {
+        std::size_t offset;
+        Indentation indentation;
+        Space before;
+        Space behind;
+    };
+
     bool collectEntries(const Entry& list, int depth);
     bool collectEntry(const Entry& entry, int depth);
     bool collectValue(const Entry& entry, int depth);
@@ -48,8 +58,8 @@ private:
     bool insertEntries(const Entry& list, const Inserted& inserted, int depth);
     bool insertEntriesWhereNoneAre(const Entry& list, const Inserted& inserted, int depth);
     bool insertItems(const Entry& list, const Inserted& inserted, int depth);
-    bool insert(const Inserted& inserted, std::size_t offset, std::string_view indentation,
-                int depth, std::string_view before, std::string_view behind);
+    bool insert(const Inserted& inserted, const Spot& spot, int depth);
+    static void addSpace(Writer& writer, Space space);
     void collectErased(const Entry& list);
     std::vector<Place> erasedIn(const Entry& list) const;
     void appendCommas(const Entry& list, std::vector<Place>& erased) const;

@@ -1,7 +1,6 @@
 #include "config/grammar.h"
 
 #include "config/chain_token.h"
-#include "config/char_token.h"
 #include "config/identifier_token.h"
 #include "config/math_calculator_token.h"
 #include "config/separator_token.h"
@@ -19,9 +18,10 @@ Grammar::Grammar(const LexicalAnalyser& lexical) {
     };
     const Rule expression = std::make_shared<MathCalculatorToken>(lexical);
     const Rule string = std::make_shared<StringToken>(lexical);
-    const Rule character = std::make_shared<CharToken>(lexical);
 
-    const Rule value = choice(expression, choice(string, character));
+    // Characters are expressions. As a choice of its own the first one of an expression whose
+    // result does not fit would be a value, and the error be told behind it.
+    const Rule value = choice(expression, string);
     const Rule item = choice(list_, value);
     list_ = block(Type::kList, text("{"),
                   sequence(item, count(sequence(text(","), item), 0, kUnlimited)), text("}"));

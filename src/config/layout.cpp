@@ -11,15 +11,20 @@ constexpr std::string_view kBlanks = " \t";
 
 } // namespace
 
-Layout::Layout(std::string_view text) : text_(text), lines_{0} {
-    for (std::size_t at = 0; (at = text.find('\n', at)) != std::string_view::npos;) {
-        lines_.push_back(++at);
-    }
+Layout::Layout(std::string_view text) : text_(text) {
+    std::size_t begin = 0;
+    do {
+        lines_.push_back({begin, skipBlanks(begin) - begin});
+        begin = text.find('\n', begin) + 1; // npos wraps to 0
+    } while (begin != 0);
 }
 
 std::string_view Layout::indentationAt(std::size_t offset) const {
-    const std::size_t begin = *std::prev(std::upper_bound(lines_.begin(), lines_.end(), offset));
-    return text_.substr(begin, std::min(skipBlanks(begin), offset) - begin);
+    const auto behind = std::upper_bound(
+        lines_.begin(), lines_.end(), offset,
+        [](std::size_t position, const Line& line) { return position < line.begin; });
+    const Line& line = *std::prev(behind);
+    return text_.substr(line.begin, std::min(line.indentation, offset - line.begin));
 }
 
 std::optional<std::size_t> Layout::lineBegin(std::size_t offset) const {

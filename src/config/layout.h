@@ -41,9 +41,15 @@ private:
     }
     std::size_t skipComment(std::size_t offset) const;
 
+    struct Line {
+        std::size_t begin;
+        std::size_t indentation; // how many blanks it begins with
+    };
+
     std::string_view text_;
-    // Found once: a long line with many changes would take quadratic time otherwise.
-    std::vector<std::size_t> lines_; // where they begin
+    // Found once: a long line with many changes would take quadratic time otherwise, and so would a
+    // long indentation.
+    std::vector<Line> lines_;
 };
 
 } // namespace qz::config

@@ -5,6 +5,7 @@
 
 #include <charconv>
 #include <cmath>
+#include <cstddef>
 #include <iterator>
 
 namespace qz::config {
@@ -20,7 +21,7 @@ void appendInteger(std::string& output, int value) {
 
 bool Writer::addEntries(const EntryList& entries) {
     for (const Entry* entry = entries.first; entry != nullptr; entry = entry->next) {
-        text_ += indentation_;
+        addIndentation();
         if (!addEntry(*entry)) {
             return false;
         }
@@ -66,17 +67,26 @@ bool Writer::addValue(const Entry& entry) {
     }
 }
 
+void Writer::addIndentation() {
+    constexpr std::size_t kBlanksOfLevel = 4;
+    text_ += indentation_.blanks;
+    text_.append(kBlanksOfLevel * static_cast<std::size_t>(indentation_.levels), ' ');
+}
+
 bool Writer::addBlock(const EntryList& entries) {
     if (entries.first == nullptr || depth_ == kMaxDepth) {
         return false;
     }
-    text_.append(lineEnd_).append(indentation_).append("{").append(lineEnd_);
+    text_ += lineEnd_;
+    addIndentation();
+    text_.append("{").append(lineEnd_);
     ++depth_;
-    indentation_.append(kIndentation, ' ');
+    ++indentation_.levels;
     const bool isWritten = addEntries(entries);
-    indentation_.resize(indentation_.size() - kIndentation);
+    --indentation_.levels;
     --depth_;
-    text_.append(indentation_).append("}");
+    addIndentation();
+    text_ += '}';
     return isWritten;
 }
 

@@ -4,29 +4,32 @@
 #include "config/entry.h"
 #include "config/identifier_token.h"
 
-#include <cstddef>
 #include <string>
 #include <string_view>
-#include <utility>
 
 namespace qz::config {
+
+// What lines begin with: blanks of the text, which may be many and are not copied, and some levels
+// more.
+struct Indentation {
+    std::string_view blanks;
+    int levels = 0;
+};
 
 // Functions return false where there is no text that could be read again: an empty block or list, a
 // real that is not finite, a name that is no identifier, braces that are too deep. The text is of
 // no use then.
 class Writer {
 public:
-    static constexpr std::size_t kIndentation = 4; // blanks for each level
-
     enum class Reals { tenDigits, shortest };
 
-    // indentation and depth are those of the entries that will be added.
+    // Indentation and depth are those of the entries that will be added.
     Writer(const IdentifierToken& names, std::string_view lineEnd, Reals reals,
-           std::string indentation = {}, int depth = 0)
+           Indentation indentation = {}, int depth = 0)
         : names_(names)
         , lineEnd_(lineEnd)
         , reals_(reals)
-        , indentation_(std::move(indentation))
+        , indentation_(indentation)
         , depth_(depth) {}
 
     // On lines of their own.
@@ -36,6 +39,7 @@ public:
     bool addEntry(const Entry& entry);
     bool addValue(const Entry& entry);
     void addText(std::string_view text) { text_ += text; }
+    void addIndentation();
 
     std::string& text() { return text_; }
 
@@ -46,7 +50,7 @@ private:
     const IdentifierToken& names_;
     std::string_view lineEnd_;
     Reals reals_;
-    std::string indentation_;
+    Indentation indentation_;
     int depth_;
     std::string text_;
 };

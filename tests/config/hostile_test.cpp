@@ -88,6 +88,20 @@ TEST(ConfigHostile, MegabytesOfOneThing) {
     EXPECT_EQ(parsed(repeated("'", kMany + 1)).substr(0, 1), "@");
 }
 
+TEST(ConfigHostile, ManyChangesBehindALongIndentation) {
+    ConfigParser parser;
+    ASSERT_TRUE(parse(parser, std::string(kMany / 5, ' ') + repeated("a{b=1;} ", kMany / 50)));
+    for (auto block = parser.begin(); !block.isEnd(); ++block) {
+        block.begin().erase();
+        block.end().insert("c", 2);
+        (++block).insert("d", 3);
+    }
+    char* buffer = nullptr;
+    int length = 0;
+    EXPECT_TRUE(parser.saveEdited(&buffer, length));
+    delete[] buffer;
+}
+
 // No oracle but the sanitizers', and that whatever was read can be saved and read again.
 TEST(ConfigHostile, RandomPieces) {
     static const char* const kPieces[] = {"a",  "b1",   "{",  "}",    "=",    ";", ",",    "1",

@@ -67,6 +67,7 @@ TEST(ConfigLanguage, ReadsNumbers) {
         EXPECT_EQ(value(text).substr(0, 5), "Error") << text;
     }
     EXPECT_EQ(value("2147483648"), "Error@4 line 1");
+    EXPECT_EQ(value("'x' + 99999999999"), "Error@4 line 1");
     EXPECT_EQ(value("3000000000 - 2999999999"), "1");
 }
 
