@@ -1,7 +1,7 @@
 # What Doxygen reads in place of a public header. The headers speak to people who have them open in
 # an editor: plain comments, one of which may stand over several declarations. Here each becomes a
 # documentation comment of every declaration down to the next empty line, and nothing in it is a
-# command.
+# command. Private sections are left out: Doxygen would show nothing of them but links to their classes.
 function escaped(text,    parts, count, i, result) {
     if (text ~ /^ *\*     /) { # an indented example stays as it is
         return text
@@ -29,6 +29,15 @@ function declares(text) {
 }
 
 BEGIN { ended = 1 }
+
+match($0, /^ *private:$/) {
+    isPrivate = 1
+    indent = substr($0, 1, RLENGTH - length("private:"))
+}
+isPrivate && ($0 == indent "};" || $0 == indent "public:" || $0 == indent "protected:") {
+    isPrivate = 0
+}
+isPrivate { next }
 
 # A comment that begins a line; the first one is the file's.
 !inside && match($0, /^ *\/\*/) {

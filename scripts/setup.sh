@@ -27,8 +27,9 @@ packages_of() {
         echo clang-14 libclang-rt-14-dev llvm-14
         ;;
     package) echo dpkg-dev ;; # finds out what the Debian package depends on
-    docs) echo doxygen ;;
+    docs) echo doxygen python3 ;;
     format) echo git clang-format-14 ;;
+    check) echo git python3 ;;
     lint) echo git clang-tidy-14 shellcheck ;;
     *) die "no such group of packages: $1" ;;
     esac

@@ -62,6 +62,9 @@ class PackageTest(unittest.TestCase):
             self.assertLessEqual({"libiconv", "lua", "onetbb", "physfs"},
                                  {path.parent.name for path in files})
 
+    def test_documents_have_no_dead_link(self):
+        run([sys.executable, EXAMPLES.parent / "scripts/check_links.py", self.prefix / "share/doc"])
+
     def check_log(self, name, language):
         line = (self.folder / f"{name}.log").read_text().splitlines()[-1]
         self.assertRegex(line, rf"^\d{{5}}\.\d{{3}} INFO    HELLO: hello from {language}$")
