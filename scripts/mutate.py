@@ -1,0 +1,198 @@
+#!/usr/bin/env python3
+"""Tells how much the tests of a family notice: makes small faults in its sources, one at a time.
+
+Each mutant is a copy of one source with one small change: it is compiled, linked into a library in
+place of the sound source, and the family's tests run on that. A mutant that they pass has survived.
+Either nothing checks what the change broke, or the change broke nothing (it made the code slower, say):
+look at each. The sources themselves are only read.
+"""
+import argparse
+import hashlib
+import json
+import os
+import random
+import re
+import resource
+import shlex
+import shutil
+import signal
+import subprocess
+import sys
+import time
+
+ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+BUILD = os.path.join(ROOT, "build/mutants")
+KEPT = os.path.join(BUILD, "libraries")
+
+COMMENT_OR_TEXT = re.compile(r'//[^\n]*|/\*.*?\*/|R"(\w*)\(.*?\)\1"|"(?:\\.|[^"\\\n])*"'
+                             r"|(?<![0-9A-Fa-f])'(?:\\.|[^'\\\n])+'|^[ \t]*#[^\n]*", re.S | re.M)
+SWAPS = {"==": "!=", "!=": "==", "<": "<=", "<=": "<", ">": ">=", ">=": ">", "+": "-", "-": "+",
+         "+=": "-=", "-=": "+=", "&&": "||", "||": "&&"}
+# Each rule finds the part that changes, and says what comes in its place (None: no mutant).
+RULES = [
+    # Operators between operands have a space on both sides; brackets of templates have not.
+    (re.compile(r"(?<= )(?:==|!=|<=|>=|<|>|\+=|-=|\+|-|&&|\|\|)(?= )"), lambda m: SWAPS[m[0]]),
+    (re.compile(r"(?<![\w.'])\d+(?=[uUlL]*(?![\w.']))"), lambda m: str(int(m[0]) + 1)),
+    (re.compile(r"(?<=[ (])!(?=[\w(])"), lambda m: ""),
+    (re.compile(r"(?<=return )(?:true|false)(?=;)"),
+     lambda m: "false" if m[0] == "true" else "true"),
+    (re.compile(r"(?<=return )[^;{}]+(?=;)"),
+     lambda m: "{}" if m[0] not in ("true", "false", "nullptr", "0", "{}", "*this") else None),
+    # A call or an assignment on a line of its own.
+    (re.compile(r"(?<=[;{}]\n)(?P<indent> +)[\w:.>()\[\]*+-]+(?:\([^;{}=]*\)| [-+|&]?= [^;{}]*);"),
+     lambda m: None if m[0].lstrip().startswith("return") else m["indent"] + ";"),
+]
+
+
+class Mutant:
+    def __init__(self, path, text, start, end, change):
+        self.path = path
+        self.text = text[:start] + change + text[end:]
+        line = text.count("\n", 0, start) + 1
+        column = start - text.rfind("\n", 0, start)
+        self.name = "%s:%d:%d: %s -> %s" % (path, line, column, " ".join(text[start:end].split()),
+                                            change.strip() or "nothing")
+
+
+def mutants_of(path):
+    with open(os.path.join(ROOT, path), encoding="utf-8") as source:
+        text = source.read()
+    code = COMMENT_OR_TEXT.sub(lambda m: re.sub(r"[^\n]", "\0", m[0]), text)
+    for pattern, change in RULES:
+        for match in pattern.finditer(code):
+            replacement = change(match)
+            if replacement is not None:
+                yield Mutant(path, text, match.start(), match.end(), replacement)
+
+
+def limit_resources():
+    """So that a mutant that runs wild fills neither the memory nor the disk."""
+    for limit in (resource.RLIMIT_DATA, resource.RLIMIT_FSIZE):
+        resource.setrlimit(limit, (8 << 30, resource.getrlimit(limit)[1]))
+
+
+class Library:
+    """The library of build/mutants, and what takes its place."""
+
+    def __init__(self):
+        if not os.path.exists(os.path.join(BUILD, "build.ninja")):
+            self.run(["cmake", "--preset", "linux", "-B", BUILD], cwd=ROOT)
+        commands = self.run(["ninja", "-t", "commands", "qzCore"]).splitlines()
+        self.link = next(line for line in commands if " -shared " in line)
+        self.path = os.path.join(BUILD, re.search(r" -o (\S*libqzCore\S*)", self.link)[1])
+        with open(os.path.join(BUILD, "compile_commands.json"), encoding="utf-8") as file:
+            # Later entries of a source belong to tests that compile it in.
+            self.compile = {entry["file"]: entry for entry in reversed(json.load(file))}
+        os.makedirs(KEPT, exist_ok=True)
+        self.drop()
+
+    @staticmethod
+    def run(command, cwd=BUILD):
+        result = subprocess.run(command, cwd=cwd, stdout=subprocess.PIPE, text=True, check=False)
+        if result.returncode != 0:
+            sys.exit("%s\nmutate: this failed: %s" % (result.stdout[-4000:], shlex.join(command)))
+        return result.stdout
+
+    def drop(self):
+        """The build links the sound one again."""
+        if os.path.exists(self.path):
+            os.remove(self.path)
+
+    def take(self, mutant, sources_hash):
+        """Whether the mutant could be built. Its library is kept, for when the tests have changed."""
+        digest = hashlib.sha256((sources_hash + mutant.path + mutant.text).encode()).hexdigest()
+        library = os.path.join(KEPT, digest[:24] + ".so")
+        if not os.path.exists(library) and not self.build(mutant, library):
+            return False
+        self.drop()
+        shutil.copy(library, self.path)
+        return True
+
+    def build(self, mutant, library):
+        source = os.path.join(ROOT, mutant.path)
+        copy = os.path.join(BUILD, "mutant.cpp")
+        with open(copy, "w", encoding="utf-8") as file:
+            file.write(mutant.text)
+        entry = self.compile[source]
+        command = shlex.split(entry["command"])
+        built = command[command.index("-o") + 1]
+        command[command.index("-o") + 1] = "mutant.o"
+        command[command.index(source)] = copy
+        # Compiling is what takes the time: little optimisation, nothing for debuggers.
+        command += ["-w", "-O1", "-g0", "-iquote", os.path.dirname(source)]
+        link = self.link.replace(" %s " % built, " mutant.o ").replace(
+            os.path.relpath(self.path, BUILD), "%s -Wl,-S" % library)
+        quiet = {"cwd": BUILD, "stdout": subprocess.DEVNULL, "stderr": subprocess.DEVNULL}
+        return (subprocess.run(command, check=False, **quiet).returncode == 0 and
+                subprocess.run(link, shell=True, check=False, **quiet).returncode == 0)
+
+
+def tests_pass(family, skip, seconds):
+    command = ["ctest", "--test-dir", "tests/" + family, "--stop-on-failure", "-j2"]
+    command += ["-E", skip] if skip else []
+    with subprocess.Popen(command, cwd=BUILD, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                          stderr=subprocess.DEVNULL, start_new_session=True,
+                          preexec_fn=limit_resources) as tests:
+        try:
+            return tests.wait(seconds) == 0
+        except subprocess.TimeoutExpired:
+            return False
+        finally:
+            try:
+                os.killpg(tests.pid, signal.SIGKILL)
+            except ProcessLookupError:
+                pass
+
+
+def chosen(arguments, paths):
+    mutants = [mutant for path in paths for mutant in mutants_of(path)]
+    if not arguments.again:
+        random.Random(arguments.seed).shuffle(mutants)
+        return mutants
+    with open(arguments.again, encoding="utf-8") as file:
+        names = {line.split(" ", 1)[1].strip() for line in file if line.startswith("killed ")}
+    missing = names - {mutant.name for mutant in mutants}
+    if missing:
+        sys.exit("mutate: the sources have changed, and have no more\n%s" % "\n".join(missing))
+    return [mutant for mutant in mutants if mutant.name in names]
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("family", help="a folder of src")
+    parser.add_argument("count", type=int, nargs="?", default=30, help="of mutants (30)")
+    parser.add_argument("--seed", type=int, default=1, help="another one makes other mutants")
+    parser.add_argument("--skip", metavar="REGEX", help="sources and tests to leave out")
+    parser.add_argument("--again", metavar="FILE",
+                        help="instead: those that were killed in a run whose output is in this file")
+    arguments = parser.parse_args()
+
+    folder = os.path.join("src", arguments.family)
+    paths = ["%s/%s" % (folder, name) for name in sorted(os.listdir(os.path.join(ROOT, folder)))
+             if name.endswith(".cpp") and not (arguments.skip and re.search(arguments.skip, name))]
+    library = Library()
+    paths = [path for path in paths if os.path.join(ROOT, path) in library.compile]
+    library.run(["ninja", "qzCore", "tests/%s/all" % arguments.family])
+    with open(library.path, "rb") as file:
+        sources_hash = hashlib.sha256(file.read()).hexdigest()
+    started = time.monotonic()
+    if not tests_pass(arguments.family, arguments.skip, None):
+        sys.exit("mutate: tests of %s fail without a mutant" % arguments.family)
+    seconds = 20 + 3 * (time.monotonic() - started)
+
+    made = killed = 0
+    mutants = chosen(arguments, paths)
+    limit = len(mutants) if arguments.again else arguments.count
+    for mutant in mutants:
+        if made == limit:
+            break
+        if library.take(mutant, sources_hash):
+            survives = tests_pass(arguments.family, arguments.skip, seconds)
+            made += 1
+            killed += 0 if survives else 1
+            print("SURVIVES" if survives else "killed", mutant.name, flush=True)
+    library.drop()
+    print("%s: %d mutants, %d killed" % (arguments.family, made, killed))
+
+
+main()
