@@ -1,23 +1,26 @@
 #include "VFS/Archive.h"
 
-#include "VFS/File.h"
 #include "support/log_capture.h"
+#include "support/threads.h"
+#include "support/vfs_file.h"
 
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <filesystem>
 #include <memory>
+#include <numeric>
 #include <optional>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace {
 
 namespace fs = std::filesystem;
+using namespace std::string_literals;
 using qz::test::freshDirectory;
 using qz::test::LogCapture;
+using qz::test::LogLine;
 using qz::test::readFile;
 using qz::test::writeFile;
 using Lines = std::vector<std::string>;
@@ -25,7 +28,7 @@ using Lines = std::vector<std::string>;
 // What make_archives.py puts into every archive.
 const std::string kDeflated = [] {
     std::string text;
-    for (int count = 0; count < 1000; ++count) {
+    while (text.size() < 16'000) {
         text += "again and again ";
     }
     return text;
@@ -46,6 +49,19 @@ std::optional<std::string> read(const std::string& path) {
     return std::string(static_cast<const char*>(buffer.get()), size);
 }
 
+bool mount(const std::string& what, const char* where = "/", int last = 1) {
+    return vfs_mount(what.c_str(), where, last) != 0;
+}
+
+bool unmount(const std::string& what) {
+    return vfs_unmount(what.c_str()) != 0;
+}
+
+void write(const fs::path& path, const std::string& text) {
+    fs::create_directories(path.parent_path());
+    writeFile(path, text);
+}
+
 // Each test works in a directory of its own, with what is mounted at first out of the way.
 class VfsArchive : public ::testing::Test {
 protected:
@@ -57,27 +73,24 @@ protected:
     }
     ~VfsArchive() override { vfs_deinit(); }
 
-    void place(const std::string& name, const std::string& as) {
-        fs::copy_file(given / name, fs::path(as));
-    }
-
     fs::path given;
     LogCapture log;
 };
 
 TEST_F(VfsArchive, TheTemporaryDirectoryIsMountedLast) {
-    writeFile("Temp/a.txt", "temporary");
-    fs::create_directories("data/tmp");
-    writeFile("data/tmp/a.txt", "data");
-    EXPECT_EQ(read("tmp/a.txt"), "temporary");
-    ASSERT_NE(vfs_mount("data", "/", 0), 0);
+    write("Temp/a.txt", "temporary");
+    write("data/tmp/a.txt", "data");
+    std::uint64_t size = 0;
+    const std::unique_ptr<void, Releaser> buffer(vfs_read_file("tmp/a.txt", &size));
+    ASSERT_TRUE(mount("data", "/", 0));
     EXPECT_EQ(read("tmp/a.txt"), "data");
 
     vfs_deinit();
+    EXPECT_EQ(std::string(static_cast<char*>(buffer.get()), size), "temporary") << "it outlives";
     log.take();
-    EXPECT_EQ(vfs_mount("data", nullptr, 1), 0);
+    EXPECT_FALSE(mount("data"));
     EXPECT_EQ(read("tmp/a.txt"), std::nullopt);
-    EXPECT_EQ(vfs_unmount("data"), 0);
+    EXPECT_FALSE(unmount("data"));
     vfs_deinit();
     fs::remove_all("Temp");
     vfs_init();
@@ -85,45 +98,40 @@ TEST_F(VfsArchive, TheTemporaryDirectoryIsMountedLast) {
     EXPECT_EQ(log.messages(), (Lines{"Can't mount 'data' to '/'.", "Can't open file tmp/a.txt.",
                                      "Can't unmount 'data'.", "Can't mount './Temp' to '/tmp/'.",
                                      "Can't mount './Temp' to '/tmp/'."}));
-    EXPECT_NE(vfs_mount("data", "/", 1), 0);
+    EXPECT_TRUE(mount("data"));
 }
 
 TEST_F(VfsArchive, DirectoriesCountMoreThanTheirArchives) {
-    place("small.zip", "data.zip");
-    EXPECT_NE(vfs_mount("data", "/", 1), 0) << "the archive alone";
+    fs::copy_file(given / "small.zip", "data.zip");
+    EXPECT_TRUE(mount("data")) << "the archive alone";
     EXPECT_EQ(read("fine.txt"), "fine");
-    EXPECT_NE(vfs_unmount("data"), 0);
+    EXPECT_TRUE(unmount("data"));
     EXPECT_EQ(read("fine.txt"), std::nullopt);
     EXPECT_EQ(log.messages(), (Lines{"Mounted data.zip to /.", "Unmounted data.zip.",
                                      "Can't open file fine.txt."}));
 
-    fs::create_directory("data");
-    writeFile("data/fine.txt", "loose");
-    EXPECT_NE(vfs_mount("data", "/at/", 1), 0);
+    write("data/fine.txt", "loose");
+    EXPECT_TRUE(mount("data", "/at/", 1));
     EXPECT_EQ(read("at/fine.txt"), "loose");
-    EXPECT_NE(vfs_unmount("data"), 0);
-    EXPECT_NE(vfs_mount("data", "/at/", 0), 0);
+    EXPECT_TRUE(unmount("data"));
+    EXPECT_TRUE(mount("data", "/at/", 0));
     EXPECT_EQ(read("at/fine.txt"), "loose");
     fs::remove("data/fine.txt");
     EXPECT_EQ(read("at/fine.txt"), "fine");
-    EXPECT_NE(vfs_unmount("data"), 0);
     EXPECT_EQ(log.messages(),
               (Lines{"Mounted data to /at/.", "Mounted data.zip to /at/.", "Unmounted data.",
-                     "Unmounted data.zip.", "Mounted data.zip to /at/.", "Mounted data to /at/.",
-                     "Unmounted data.", "Unmounted data.zip."}));
+                     "Unmounted data.zip.", "Mounted data.zip to /at/.", "Mounted data to /at/."}));
 }
 
 TEST_F(VfsArchive, EarlierOnesCountMore) {
     for (const std::string name : {"first", "second", "third"}) {
-        fs::create_directory(name);
-        writeFile(name + "/a.txt", name);
+        write(name + "/a.txt", name);
     }
-    EXPECT_NE(vfs_mount("second", "/", 1), 0);
-    EXPECT_NE(vfs_mount("third", "/", 1), 0);
+    EXPECT_TRUE(mount("second") && mount("third"));
     EXPECT_EQ(read("/a.txt"), "second");
-    EXPECT_NE(vfs_mount("first", "/", 0), 0);
+    EXPECT_TRUE(mount("first", "/", 0));
     EXPECT_EQ(read("a.txt"), "first");
-    EXPECT_NE(vfs_mount("third", "/elsewhere", 0), 0) << "mounted already";
+    EXPECT_TRUE(mount("third", "/elsewhere", 0)) << "mounted already";
     EXPECT_EQ(read("elsewhere/a.txt"), std::nullopt);
 }
 
@@ -132,26 +140,23 @@ TEST_F(VfsArchive, ArchivesOfManyMakersAreRead) {
                              "behind_program.zip", "behind_program64.zip"}) {
         SCOPED_TRACE(name);
         const std::string path = (given / name).string();
-        ASSERT_NE(vfs_mount(path.c_str(), "/", 1), 0);
+        ASSERT_TRUE(mount(path));
         EXPECT_EQ(read("stored.txt"), "as it is");
         EXPECT_TRUE(read("deflated.txt") == kDeflated);
         EXPECT_EQ(read("sub/one.txt"), "below");
         EXPECT_EQ(read(kBeyondAscii), "beyond ASCII");
         EXPECT_EQ(read("far.txt").has_value(), std::strstr(name, "64") != nullptr);
-        EXPECT_NE(vfs_unmount(path.c_str()), 0);
+        EXPECT_TRUE(unmount(path));
     }
 }
 
 TEST_F(VfsArchive, MegabytesArriveWhole) {
-    ASSERT_NE(vfs_mount((given / "big.zip").string().c_str(), "/", 1), 0);
-    ASSERT_NE(vfs_mount(".", "/loose", 1), 0);
+    ASSERT_TRUE(mount((given / "big.zip").string()) && mount(".", "/loose"));
     const std::optional<std::string> stored = read("stored.bin");
-    ASSERT_TRUE(stored && stored->size() == 16U << 20);
-    std::string expected(stored->size(), 0);
-    for (std::size_t index = 0; index < expected.size(); ++index) {
-        expected[index] = static_cast<char>(index / 4 >> (8 * (index % 4)));
-    }
-    EXPECT_TRUE(*stored == expected);
+    std::vector<std::uint32_t> words(4U << 20);
+    std::iota(words.begin(), words.end(), 0U);
+    ASSERT_EQ(stored.value().size(), 4 * words.size());
+    EXPECT_EQ(std::memcmp(stored->data(), words.data(), stored->size()), 0);
     EXPECT_TRUE(read("deflated.bin") == stored);
     writeFile("loose.bin", *stored);
     EXPECT_TRUE(read("loose/loose.bin") == stored);
@@ -160,57 +165,44 @@ TEST_F(VfsArchive, MegabytesArriveWhole) {
 TEST_F(VfsArchive, PathsBeyondAsciiAndInEitherNotationAreMounted) {
     const std::string directory = "\u0434\u0430\u043D\u043D\u044B\u0435";
     ASSERT_NE(VFS_mkdir((directory + "\\sub").c_str()), 0);
-    VFS_File* file = VFS_open_write((directory + "\\sub\\\u20AC.txt").c_str());
-    VFS_write(file, "euro", 4);
-    VFS_close(file);
-    EXPECT_NE(vfs_mount((directory + "\\sub").c_str(), "/a", 1), 0);
+    VFS_write(qz::test::openWrite(directory + "\\sub\\\u20AC.txt").get(), "euro", 4);
+    EXPECT_TRUE(mount(directory + "\\sub", "/a"));
     EXPECT_EQ(read("a/\u20AC.txt"), "euro");
-    EXPECT_NE(vfs_unmount((directory + "/sub").c_str()), 0);
+    EXPECT_TRUE(unmount(directory + "/sub"));
 }
 
 TEST_F(VfsArchive, FailuresAreOneLineEach) {
     writeFile("Temp/empty", "");
-    EXPECT_EQ(vfs_mount("missing", "/there", 1), 0);
-    EXPECT_EQ(vfs_mount(nullptr, nullptr, 0), 0);
-    EXPECT_EQ(vfs_mount("Temp/empty", "/", 1), 0);
-    EXPECT_EQ(vfs_mount(".", "/../out", 1), 0);
-    EXPECT_EQ(vfs_unmount("missing"), 0);
-    EXPECT_EQ(vfs_unmount(nullptr), 0);
-    EXPECT_EQ(read("tmp/empty"), std::nullopt);
-    EXPECT_EQ(read("tmp/missing"), std::nullopt);
+    EXPECT_FALSE(mount("missing", "/there") || vfs_mount(nullptr, nullptr, 0) != 0);
+    EXPECT_FALSE(mount("Temp/empty", nullptr) || mount(".", "/../out"));
+    EXPECT_FALSE(unmount("missing") || vfs_unmount(nullptr) != 0);
+    EXPECT_FALSE(read("tmp/empty") || read("tmp/missing"));
     EXPECT_EQ(vfs_read_file(nullptr, nullptr), nullptr);
     vfs_free_file_buffer(nullptr);
-    const std::vector<qz::test::LogLine> lines = log.take();
-    Lines messages;
-    for (const qz::test::LogLine& line : lines) {
-        EXPECT_EQ(line.module, "VFS");
-        EXPECT_EQ(line.level, 0x08U);
-        messages.push_back(line.message);
+    std::vector<LogLine> expected;
+    for (const char* message :
+         {"Can't mount 'missing' to '/there'.", "Can't mount '' to '/'.",
+          "Can't mount 'Temp/empty' to '/'.", "Can't mount '.' to '/../out'.",
+          "Can't unmount 'missing'.", "Can't unmount ''.", "Can't read file tmp/empty.",
+          "Can't open file tmp/missing.", "Can't open file ."}) {
+        expected.push_back({"VFS", 0x08U, message});
     }
-    EXPECT_EQ(messages,
-              (Lines{"Can't mount 'missing' to '/there'.", "Can't mount '' to '/'.",
-                     "Can't mount 'Temp/empty' to '/'.", "Can't mount '.' to '/../out'.",
-                     "Can't unmount 'missing'.", "Can't unmount ''.", "Can't read file tmp/empty.",
-                     "Can't open file tmp/missing.", "Can't open file ."}));
-    EXPECT_EQ(vfs_mount(std::string(300, 'x').c_str(), "/", 1), 0);
-    EXPECT_EQ(read("tmp/" + std::string(100'000, 'x')), std::nullopt);
-    EXPECT_EQ(read("tmp"), std::nullopt);
+    EXPECT_EQ(log.take(), expected);
+    EXPECT_FALSE(mount(std::string(300, 'x')));
+    EXPECT_FALSE(read("tmp/" + std::string(100'000, 'x')) || read("tmp"));
     EXPECT_EQ(log.take().size(), 3U);
-    EXPECT_NE(vfs_unmount("./Temp"), 0) << "no file was left open";
+    EXPECT_TRUE(unmount("./Temp")) << "no file was left open";
 }
 
 TEST_F(VfsArchive, NothingLeadsOutOfTheTree) {
     writeFile("up.txt", "outside");
     fs::create_directory("data");
-    ASSERT_NE(vfs_mount("data", "/", 1), 0);
-    ASSERT_NE(vfs_mount((given / "escaping.zip").string().c_str(), "/", 1), 0);
+    ASSERT_TRUE(mount("data") && mount((given / "escaping.zip").string()));
     EXPECT_EQ(read("fine.txt"), "fine");
-    const std::string absolute = fs::absolute("up.txt").string();
     for (const std::string& name :
-         {std::string("../up.txt"), std::string("sub/../../up.txt"), std::string("..\\up.txt"),
-          std::string("..\\dosup.txt"), std::string("../dosup.txt"), std::string("/root.txt"),
-          std::string("C:/drive.txt"), std::string("C:\\drive.txt"), std::string("C:/dos.txt"),
-          std::string("C:\\dos.txt"), absolute}) {
+         {"../up.txt"s, "sub/../../up.txt"s, "..\\up.txt"s, "..\\dosup.txt"s, "../dosup.txt"s,
+          "/root.txt"s, "C:/drive.txt"s, "C:\\drive.txt"s, "C:/dos.txt"s, "C:\\dos.txt"s,
+          fs::absolute("up.txt").string()}) {
         log.take();
         EXPECT_EQ(read(name), std::nullopt) << name;
         EXPECT_EQ(log.messages(), Lines{"Can't open file " + name + "."});
@@ -222,7 +214,7 @@ TEST_F(VfsArchive, HostileArchivesAreRefused) {
     for (const fs::directory_entry& entry : fs::directory_iterator(given / "hostile")) {
         const std::string path = entry.path().string();
         log.take();
-        EXPECT_EQ(vfs_mount(path.c_str(), "/", 1), 0) << path;
+        EXPECT_FALSE(mount(path));
         EXPECT_EQ(log.messages(), Lines{"Can't mount '" + path + "' to '/'."});
         ++count;
     }
@@ -235,11 +227,11 @@ TEST_F(VfsArchive, DamageDoesNoHarm) {
     const std::string sound = readFile(given / "both_kinds.zip");
     const auto filesRead = [](const std::string& archive) {
         writeFile("damaged.zip", archive);
-        if (vfs_mount("damaged", "/", 1) == 0) {
+        if (!mount("damaged")) {
             return 0;
         }
         const int count = (read("s") ? 1 : 0) + (read("d") ? 1 : 0);
-        EXPECT_NE(vfs_unmount("damaged"), 0);
+        EXPECT_TRUE(unmount("damaged"));
         return count;
     };
     EXPECT_EQ(filesRead(sound), 2);
@@ -255,35 +247,17 @@ TEST_F(VfsArchive, DamageDoesNoHarm) {
     EXPECT_GT(harmful, 100);
 }
 
-TEST_F(VfsArchive, BuffersOutliveTheTree) {
-    writeFile("Temp/a.txt", "kept");
-    std::uint64_t size = 0;
-    void* buffer = vfs_read_file("tmp/a.txt", &size);
-    vfs_deinit();
-    ASSERT_NE(buffer, nullptr);
-    EXPECT_EQ(std::string(static_cast<char*>(buffer), size), "kept");
-    vfs_free_file_buffer(buffer);
-}
-
 TEST_F(VfsArchive, ThreadsReadAtOnce) {
-    fs::create_directory("loose");
-    writeFile("loose/loose.txt", "loose");
-    ASSERT_NE(vfs_mount((given / "python.zip").string().c_str(), "/", 1), 0);
-    ASSERT_NE(vfs_mount("loose", "/", 1), 0);
-    std::vector<std::thread> threads;
-    for (int number = 0; number < 4; ++number) {
-        threads.emplace_back([] {
-            EXPECT_EQ(read("missing.txt"), std::nullopt);
-            for (int round = 0; round < 50; ++round) {
-                EXPECT_EQ(read("stored.txt"), "as it is");
-                EXPECT_TRUE(read("deflated.txt") == kDeflated);
-                EXPECT_EQ(read("loose.txt"), "loose");
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+    write("loose/loose.txt", "loose");
+    ASSERT_TRUE(mount((given / "python.zip").string()) && mount("loose"));
+    qz::test::inThreads(4, [](int) {
+        EXPECT_EQ(read("missing.txt"), std::nullopt);
+        for (int round = 0; round < 50; ++round) {
+            EXPECT_EQ(read("stored.txt"), "as it is");
+            EXPECT_TRUE(read("deflated.txt") == kDeflated);
+            EXPECT_EQ(read("loose.txt"), "loose");
+        }
+    });
 }
 
 } // namespace

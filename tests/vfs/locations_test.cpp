@@ -17,13 +17,12 @@ using qz::test::LogCapture;
 
 using Locations = std::vector<std::pair<std::string, std::string>>;
 
-void collect(void* context, const VFS_Location* location) {
-    static_cast<Locations*>(context)->emplace_back(location->name, location->path);
-}
-
 Locations listed() {
     Locations locations;
-    VFS_get_locations(collect, &locations);
+    const auto keep = [](void* context, const VFS_Location* location) {
+        static_cast<Locations*>(context)->emplace_back(location->name, location->path);
+    };
+    VFS_get_locations(keep, &locations);
     return locations;
 }
 
@@ -32,20 +31,16 @@ unsigned int add(const std::string& name, const std::string& path) {
     return VFS_add_location(&location);
 }
 
-TEST(Locations, BeforeInitTheDirectoriesAreRelative) {
+TEST(Locations, InitChoosesAndCreatesTheDirectories) {
     EXPECT_STREQ(VFS_get_basedir(), "./");
     EXPECT_STREQ(VFS_get_writedir(), "./");
     EXPECT_STREQ(VFS_get_tempdir(), "./Temp/");
-}
-
-TEST(Locations, InitChoosesAndCreatesTheDirectories) {
     // Only one system looks at these; the other one's folders belong to the tests' own user.
     const std::string root = freshDirectory().string();
     ASSERT_NE(SYS_putenv("XDG_DATA_HOME", (root + "/data").c_str()), 0);
     ASSERT_NE(SYS_putenv("TMPDIR", (root + "/temp").c_str()), 0);
     LogCapture log;
-    const std::string application = "qzCore tests/init";
-    EXPECT_EQ(VFS_init(application.c_str(), "some/where/.."), 1U);
+    EXPECT_EQ(VFS_init("qzCore tests/init", "some/where/.."), 1U);
 
     const std::string base = VFS_get_basedir();
     EXPECT_TRUE(base.ends_with("\\some\\")) << base;
@@ -59,11 +54,7 @@ TEST(Locations, InitChoosesAndCreatesTheDirectories) {
     const std::vector<std::string> lines = log.messages();
     ASSERT_EQ(lines.size(), 1U);
     EXPECT_TRUE(lines[0].starts_with("Using 'Saved Games': \"")) << lines[0];
-}
 
-TEST(Locations, InitSurvivesWhatDoesNotFit) {
-    const std::string root = freshDirectory().string();
-    ASSERT_NE(SYS_putenv("XDG_DATA_HOME", (root + "/data").c_str()), 0);
     const std::string overlong(300, 'x');
     EXPECT_EQ(VFS_init(overlong.c_str(), overlong.c_str()), 1U);
     EXPECT_EQ(std::string(VFS_get_writedir()).find("xxx"), std::string::npos);
@@ -76,10 +67,6 @@ TEST(Locations, InitSurvivesWhatDoesNotFit) {
 TEST(Locations, AreListedOldestFirstAndThenTheDrives) {
     const Locations drives = listed();
     EXPECT_FALSE(drives.empty());
-    for (const auto& [name, path] : drives) {
-        EXPECT_TRUE(path.ends_with("\\")) << path;
-        EXPECT_FALSE(name.empty());
-    }
     EXPECT_EQ(add("same", "C:/One"), 1U);
     EXPECT_EQ(add("same", "C:\\One"), 1U) << "paths are not normalised";
     Locations expected = {{"same", "C:/One"}, {"same", "C:\\One"}};
@@ -97,9 +84,9 @@ TEST(Locations, PathIsTheKeyWhateverTheCaseOfItsLetters) {
     EXPECT_EQ(log.messages(),
               std::vector<std::string>{
                   "add_location {\"second\", \"some/pATH\"}: path already added as \"first\""});
-    EXPECT_EQ(VFS_del_location("first"), 0U) << "a name";
-    EXPECT_EQ(VFS_del_location("SOME/OTHER"), 0U);
-    EXPECT_EQ(VFS_del_location("SOME/PATHS"), 0U);
+    for (const char* other : {"first", "SOME/OTHER", "SOME/PATHS"}) {
+        EXPECT_EQ(VFS_del_location(other), 0U);
+    }
     EXPECT_EQ(VFS_del_location("SOME/PATH"), 1U);
     EXPECT_EQ(VFS_del_location("SOME/PATH"), 0U);
     EXPECT_EQ(add("again", "Some/Path"), 1U);
@@ -110,8 +97,7 @@ TEST(Locations, TextsAreCutAndNullsRefused) {
     EXPECT_EQ(listed().front(), std::pair(std::string(255, 'n'), std::string(255, 'p')));
     const VFS_Location noName = {nullptr, "path"};
     const VFS_Location noPath = {"name", nullptr};
-    EXPECT_EQ(VFS_add_location(&noName), 0U);
-    EXPECT_EQ(VFS_add_location(&noPath), 0U);
+    EXPECT_FALSE(VFS_add_location(&noName) || VFS_add_location(&noPath));
     EXPECT_EQ(VFS_add_location(nullptr), 0U);
     EXPECT_EQ(VFS_del_location(nullptr), 0U);
 }

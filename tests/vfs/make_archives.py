@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """Makes the archives that archive_test.cpp mounts: make_archives.py <folder> <the program zip>."""
 import array
+import dataclasses
 import os
 import shutil
 import struct
@@ -49,19 +50,22 @@ def big_zip(path):
         archive.writestr("deflated.bin", words.tobytes(), zipfile.ZIP_DEFLATED, 1)
 
 
+@dataclasses.dataclass
 class Entry:
-    """One entry, whose headers may say anything."""
+    """One entry, whose headers may say anything; of the sizes, what is true."""
 
-    def __init__(self, name, data=b"x", system=UNIX, attributes=ORDINARY, method=0, size=None,
-                 packed=None, extra=b""):
-        self.name = name
-        self.data = data
-        self.system = system
-        self.attributes = attributes
-        self.method = method
-        self.size = len(data) if size is None else size
-        self.packed = len(data) if packed is None else packed
-        self.extra = extra
+    name: bytes
+    data: bytes = b"x"
+    system: int = UNIX
+    attributes: int = ORDINARY
+    method: int = 0
+    size: int = None
+    packed: int = None
+    extra: bytes = b""
+
+    def __post_init__(self):
+        self.size = len(self.data) if self.size is None else self.size
+        self.packed = len(self.data) if self.packed is None else self.packed
 
     def local(self):
         return struct.pack("<4s5H3I2H", b"PK\3\4", 20, 0, self.method, 0, 0x21, 0, self.packed,

@@ -6,31 +6,24 @@
 #include <cstring>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
 
-// A destination with guard bytes around it, so that a byte past its size shows.
+// A destination with guard bytes behind it, so that a byte past its size shows.
 class Destination {
 public:
-    explicit Destination(std::size_t size) : size_(size), bytes_(size + 2 * kGuard, kFill) {}
-
-    ~Destination() {
-        const auto filled = [](char byte) { return byte == kFill; };
-        EXPECT_TRUE(std::all_of(bytes_.begin(), bytes_.begin() + kGuard, filled)) << "before";
-        EXPECT_TRUE(std::all_of(bytes_.end() - kGuard, bytes_.end(), filled)) << "past the size";
+    explicit Destination(std::size_t size) : size_(size), bytes_(size + kGuard.size(), kGuard[0]) {}
+    Destination(std::size_t size, const std::string& text) : Destination(size) {
+        bytes_.replace(0, text.size() + 1, text.c_str(), text.size() + 1);
     }
-
+    ~Destination() { EXPECT_EQ(bytes_.substr(size_), kGuard) << "past the size"; }
     Destination(const Destination&) = delete;
     Destination& operator=(const Destination&) = delete;
 
-    char* data() { return bytes_.data() + kGuard; }
+    char* data() { return bytes_.data(); }
     std::size_t size() const { return size_; }
-
-    void set(const std::string& text) {
-        ASSERT_LT(text.size(), size_);
-        std::memcpy(data(), text.c_str(), text.size() + 1);
-    }
 
     std::string text() {
         const std::size_t length = strnlen(data(), size_);
@@ -39,11 +32,10 @@ public:
     }
 
 private:
-    static constexpr std::ptrdiff_t kGuard = 16;
-    static constexpr char kFill = 0x5A;
+    static inline const std::string kGuard = std::string(16, 'Z');
 
     std::size_t size_;
-    std::vector<char> bytes_;
+    std::string bytes_;
 };
 
 // Paths of all shapes, the same in every run: separators in runs, dots, letters, characters of two
@@ -71,12 +63,18 @@ std::string convert(Conversion conversion, const std::string& path) {
     return destination.text();
 }
 
-std::string normalized(const std::string& path) {
-    return convert(VFS_path_normalize, path);
-}
-
 std::string folded(const std::string& path) {
     return convert(VFS_path_normcase, path);
+}
+
+// Backslashes, and two in a row at the beginning alone, where they make a path of the network.
+std::string normalized(std::string path) {
+    std::replace(path.begin(), path.end(), '/', '\\');
+    if (!path.empty()) {
+        const auto bothSeparate = [](char a, char b) { return a == '\\' && b == '\\'; };
+        path.erase(std::unique(path.begin() + 1, path.end(), bothSeparate), path.end());
+    }
+    return path;
 }
 
 // Whatever the room, the result is as much of the whole as fits, and 1 only for all of it.
@@ -96,42 +94,24 @@ std::string joined(const char* base, const char* relative) {
     return destination.text();
 }
 
-TEST(Paths, NormalizeKeepsANetworkPrefixAndNothingElseDoubled) {
-    EXPECT_EQ(normalized("//server//share///x"), "\\\\server\\share\\x");
-    EXPECT_EQ(normalized("a//b"), "a\\b");
-    EXPECT_EQ(normalized("///"), "\\\\");
-    EXPECT_EQ(normalized("a/./../b/"), "a\\.\\..\\b\\");
-    EXPECT_EQ(normalized(""), "");
+TEST(Paths, NormalizeTurnsSlashesAndJoinsRuns) {
+    EXPECT_EQ(convert(VFS_path_normalize, "//server//share/./x/"), "\\\\server\\share\\.\\x\\");
     EXPECT_EQ(VFS_path_normalize(nullptr, 0, ""), 1U); // all of nothing fits nowhere
-}
-
-TEST(Paths, NormalizeHoldsItsPropertiesForAnyPath) {
     for (const std::string& path : generatedPaths()) {
         expectCutToFit(VFS_path_normalize, path);
-        const std::string once = normalized(path);
-        EXPECT_EQ(once.find('/'), std::string::npos);
-        EXPECT_EQ(once.find("\\\\", 1), std::string::npos) << path;
-        EXPECT_EQ(normalized(once), once);
-
-        Destination inPlace(path.size() + 1);
-        inPlace.set(path);
+        EXPECT_EQ(convert(VFS_path_normalize, path), normalized(path));
+        Destination inPlace(path.size() + 1, path);
         EXPECT_EQ(VFS_path_normalize(inPlace.data(), inPlace.size(), inPlace.data()), 1U);
-        EXPECT_EQ(inPlace.text(), once);
+        EXPECT_EQ(inPlace.text(), normalized(path));
     }
 }
 
-TEST(Paths, NormcaseLowersLetters) {
+TEST(Paths, NormcaseLowersLettersAndKeepsTheCodecsGroupOrder) {
     EXPECT_EQ(folded("C:/Data\\X.LUA"), "c:/data\\x.lua");
     EXPECT_EQ(folded("\u00D7\u00DF"), "\u00D7\u00DF"); // not letters with a lower case
-}
-
-TEST(Paths, NormcaseKeepsTheCodecsGroupOrder) {
     EXPECT_EQ(folded("\u20AC"), "\u2B02");
     EXPECT_EQ(folded("a\x80z"), "a?z");
     EXPECT_EQ(folded("a\xE2\x82"), "a"); // cut short by the terminator: the end
-}
-
-TEST(Paths, NormcaseNeverWritesPastItsRoom) {
     for (const std::string& path : generatedPaths()) {
         expectCutToFit(VFS_path_normcase, path);
     }
@@ -140,14 +120,12 @@ TEST(Paths, NormcaseNeverWritesPastItsRoom) {
 TEST(Paths, SplitTakesTheLastSeparator) {
     const char* file = nullptr;
     Destination directory(8);
-    EXPECT_EQ(VFS_path_split("a/b\\c", directory.data(), 8, &file), 1U);
-    EXPECT_EQ(directory.text(), "a\\b");
-    EXPECT_STREQ(file, "c");
-    EXPECT_EQ(VFS_path_split("\\c", directory.data(), 8, &file), 1U);
-    EXPECT_EQ(directory.text(), "");
-    EXPECT_STREQ(file, "c");
+    for (const auto& [path, before] : {std::pair("a/b\\c", "a\\b"), {"\\c", ""}, {"c", ""}}) {
+        EXPECT_EQ(VFS_path_split(path, directory.data(), 8, &file), 1U);
+        EXPECT_EQ(directory.text(), before);
+        EXPECT_STREQ(file, "c");
+    }
     EXPECT_EQ(VFS_path_split("c", directory.data(), 8, nullptr), 1U);
-    EXPECT_EQ(directory.text(), "");
     EXPECT_EQ(VFS_path_split("c", nullptr, 0, &file), 1U);
     EXPECT_STREQ(file, "c");
     EXPECT_EQ(VFS_path_split("12345678/c", directory.data(), 8, &file), 0U);
@@ -177,8 +155,7 @@ TEST(Paths, JoinPutsOneSeparatorAndNeverDiscardsTheBase) {
 }
 
 TEST(Paths, JoinOntoTheDestinationOnlyTurnsSlashes) {
-    Destination path(16);
-    path.set("a//b");
+    Destination path(16, "a//b");
     EXPECT_EQ(VFS_path_join(path.data(), path.size(), path.data(), "c"), 1U);
     EXPECT_EQ(path.text(), "a\\\\b\\c");
 
@@ -194,9 +171,8 @@ TEST(Paths, JoinFailsWithoutRoomForTheTerminator) {
                   size > whole.size() ? 1U : 0U);
         EXPECT_TRUE(whole.starts_with(destination.text()));
     }
-    Destination destination(4);
-    EXPECT_EQ(VFS_path_join(destination.data(), 4, nullptr, "a//b"), 0U)
-        << "before it is collapsed";
+    Destination uncollapsed(4);
+    EXPECT_EQ(VFS_path_join(uncollapsed.data(), 4, nullptr, "a//b"), 0U);
 }
 
 TEST(Paths, NullIsAFailure) {

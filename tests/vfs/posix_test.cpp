@@ -1,10 +1,10 @@
 // What Linux does in its own way: user folders by environment, sharing, files that are none.
-#include "VFS/File.h"
 #include "VFS/Locations.h"
 #include "VFS/Paths.h"
 
 #include "Core/Environment.h"
 #include "support/log_capture.h"
+#include "support/vfs_file.h"
 
 #include <gtest/gtest.h>
 
@@ -18,20 +18,20 @@
 #include <clocale>
 #include <csignal>
 #include <filesystem>
-#include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
 
 namespace fs = std::filesystem;
+using qz::test::File;
 using qz::test::freshDirectory;
 using qz::test::LogCapture;
-
-struct Closer {
-    void operator()(VFS_File* file) const { VFS_close(file); }
-};
-using File = std::unique_ptr<VFS_File, Closer>;
+using qz::test::openAppend;
+using qz::test::openRead;
+using qz::test::openWrite;
+using Lines = std::vector<std::string>;
 
 std::string asVfsPath(const fs::path& path) {
     std::string text = path.string();
@@ -51,11 +51,9 @@ protected:
     }
 
     // What stands in the way of creating a folder.
-    void block(const fs::path& path) { qz::test::writeFile(home / path, "in the way"); }
-
-    void configureDocuments(const std::string& text) {
-        fs::create_directories(home / ".config");
-        qz::test::writeFile(home / ".config/user-dirs.dirs", text);
+    void block(const fs::path& path) {
+        fs::remove_all(home / path);
+        qz::test::writeFile(home / path, "in the way");
     }
 
     std::string writeDirectory() {
@@ -77,32 +75,23 @@ TEST_F(Home, UserFoldersAreTriedInOrder) {
     SYS_putenv("XDG_DATA_HOME", "relative/data");
     EXPECT_EQ(writeDirectory(), expected(".local/share"));
     EXPECT_EQ(VFS_get_tempdir(), expected(""));
-    EXPECT_EQ(log.messages(),
-              (std::vector<std::string>{"Using 'Saved Games': \"" + (home / "data").string() + "\"",
-                                        "Using 'Saved Games': \"" +
-                                            (home / ".local/share").string() + "\""}));
+    const std::string games = "Using 'Saved Games': \"" + home.string();
+    EXPECT_EQ(log.messages(), (Lines{games + "/data\"", games + "/.local/share\""}));
 
-    fs::remove_all(home / ".local");
     block(".local");
     EXPECT_EQ(writeDirectory(), expected("Documents/My Games"));
-    fs::remove_all(home / "Documents/My Games");
     block("Documents/My Games");
     EXPECT_EQ(writeDirectory(), expected("Documents"));
-    fs::remove_all(home / "Documents");
     block("Documents");
     EXPECT_EQ(writeDirectory(), ".\\app\\");
     EXPECT_NE(VFS_isdir("app"), 0) << "created relative to the current directory";
-    const std::string documents = (home / "Documents").string();
-    EXPECT_EQ(log.messages(), (std::vector<std::string>{
-                                  "Can't get 'Saved Games'",
-                                  "Using 'My Games': \"" + documents + "/My Games\"",
-                                  "Can't get 'Saved Games'",
-                                  "Can't create 'My Games' as \"" + documents + "/My Games\"",
-                                  "Using 'My Documents': \"" + documents + "\"",
-                                  "Can't get 'Saved Games'",
-                                  "Can't create 'My Games' as \"" + documents + "/My Games\"",
-                                  "Can't get 'My Documents' folder",
-                              }));
+    const std::string documents = home / "Documents";
+    const std::string noSavedGames = "Can't get 'Saved Games'";
+    const std::string noMyGames = "Can't create 'My Games' as \"" + documents + "/My Games\"";
+    EXPECT_EQ(log.messages(),
+              (Lines{noSavedGames, "Using 'My Games': \"" + documents + "/My Games\"", noSavedGames,
+                     noMyGames, "Using 'My Documents': \"" + documents + "\"", noSavedGames,
+                     noMyGames, "Can't get 'My Documents' folder"}));
 }
 
 TEST_F(Home, TemporaryDirectoryIsTheUsersOwn) {
@@ -127,42 +116,34 @@ TEST_F(Home, TemporaryDirectoryIsTheUsersOwn) {
         EXPECT_EQ(temporary("a"), "a-4\\");
     }
     for (int i = 1; i < 16; ++i) {
-        fs::remove_all(home / ("a-" + std::to_string(i)));
         block("a-" + std::to_string(i));
     }
     EXPECT_EQ(temporary("a"), ".\\a\\");
 }
 
-TEST_F(Home, DocumentsFolderComesFromTheUsersConfiguration) {
-    block(".local");
-    configureDocuments("# XDG_DOCUMENTS_DIR=\"$HOME/no\"\n"
-                       "XDG_DOCUMENTS_DIR=\"$HOME/first\"\n"
-                       "  XDG_DOCUMENTS_DIR=\"$HOME/Doku\\\"mente/\"\n"
-                       "XDG_MUSIC_DIR=\"$HOME/Musik\"\n");
-    EXPECT_EQ(writeDirectory(), expected("Doku\"mente/My Games"));
-    configureDocuments("XDG_DOCUMENTS_DIR=\"" + (home / "absolute").string() + "\"");
-    EXPECT_EQ(writeDirectory(), expected("absolute/My Games"));
-    configureDocuments("XDG_DOCUMENTS_DIR=\"$HOME/\"\n"); // how a user without the folder says so
-    EXPECT_EQ(writeDirectory(), expected("My Games"));
-}
-
-TEST_F(Home, UnusableConfigurationCountsAsNone) {
+TEST_F(Home, DocumentsFolderComesFromTheUsersConfigurationIfItIsUsable) {
     block(".local");
     const std::string key = "XDG_DOCUMENTS_DIR=";
-    const std::string broken[] = {
-        key,
-        key + "\"",
-        key + "\"$HOME/open",
-        key + "\"$HOME/open\\",
-        key + "\"relative\"",
-        key + "\"$HOMEless\"",
-        key + "\"/nul" + std::string(1, 0) + "\"",
-        key + "\"/" + std::string(100000, 'x') + "\"",
-        std::string(100000, '\n') + key + "\"/behind the limit\"",
+    const std::pair<std::string, std::string> cases[] = {
+        {"# " + key + "\"$HOME/no\"\n" + key + "\"$HOME/first\"\n  " + key +
+             "\"$HOME/Doku\\\"mente/\"\nXDG_MUSIC_DIR=\"$HOME/Musik\"\n",
+         "Doku\"mente/My Games"},
+        {key + "\"" + (home / "absolute").string() + "\"", "absolute/My Games"},
+        {key + "\"$HOME/\"\n", "My Games"}, // how a user without the folder says so
+        {key, "Documents/My Games"},
+        {key + "\"", "Documents/My Games"},
+        {key + "\"$HOME/open", "Documents/My Games"},
+        {key + "\"$HOME/open\\", "Documents/My Games"},
+        {key + "\"relative\"", "Documents/My Games"},
+        {key + "\"$HOMEless\"", "Documents/My Games"},
+        {key + "\"/nul" + std::string(1, 0) + "\"", "Documents/My Games"},
+        {key + "\"/" + std::string(100000, 'x') + "\"", "Documents/My Games"},
+        {std::string(100000, '\n') + key + "\"/behind the limit\"", "Documents/My Games"},
     };
-    for (const std::string& text : broken) {
-        configureDocuments(text);
-        EXPECT_EQ(writeDirectory(), expected("Documents/My Games")) << text.substr(0, 80);
+    fs::create_directories(home / ".config");
+    for (const auto& [configuration, folder] : cases) {
+        qz::test::writeFile(home / ".config/user-dirs.dirs", configuration);
+        EXPECT_EQ(writeDirectory(), expected(folder)) << configuration.substr(0, 80);
     }
     fs::remove(home / ".config/user-dirs.dirs");
     ASSERT_EQ(mkfifo((home / ".config/user-dirs.dirs").c_str(), 0600), 0);
@@ -171,16 +152,14 @@ TEST_F(Home, UnusableConfigurationCountsAsNone) {
 
 TEST(Posix, ReadersAndWritersDoNotHinderEachOther) {
     const std::string path = asVfsPath(freshDirectory() / "a.txt");
-    const File writer(VFS_open_write(path.c_str()));
-    ASSERT_TRUE(writer);
+    const File writer = openWrite(path);
     ASSERT_EQ(VFS_write(writer.get(), "abc", 3), 3U);
-    const File reader(VFS_open_read(path.c_str()));
-    ASSERT_TRUE(reader);
+    const File reader = openRead(path);
     char text[4] = {};
     EXPECT_EQ(VFS_read(reader.get(), text, 3), 3U);
     EXPECT_STREQ(text, "abc");
     EXPECT_NE(VFS_remove(path.c_str()), 0);
-    EXPECT_TRUE(File(VFS_open_write(path.c_str()))) << "another file by now";
+    EXPECT_TRUE(openWrite(path)) << "another file by now";
 }
 
 TEST(Posix, WhatIsNoOrdinaryFileIsRefusedWithoutWaiting) {
@@ -188,49 +167,42 @@ TEST(Posix, WhatIsNoOrdinaryFileIsRefusedWithoutWaiting) {
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
     const int otherEnd = open(fifo.c_str(), O_RDWR | O_CLOEXEC);
     for (const fs::path& path : {fifo, fs::path("/dev/null")}) {
-        EXPECT_FALSE(File(VFS_open_read(path.c_str()))) << path;
-        EXPECT_FALSE(File(VFS_open_write(path.c_str()))) << path;
+        EXPECT_FALSE(openRead(path) || openWrite(path)) << path;
         EXPECT_NE(VFS_exists(path.c_str()), 0) << path;
     }
     close(otherEnd);
-    EXPECT_FALSE(File(VFS_open_read(fifo.c_str())));
-    EXPECT_FALSE(File(VFS_open_append(fifo.c_str())));
+    EXPECT_FALSE(openRead(fifo) || openAppend(fifo));
 }
 
-TEST(Posix, HandlesAreNotInherited) {
-    const fs::path path = freshDirectory() / "a.txt";
-    const File file(VFS_open_write(path.c_str()));
-    ASSERT_TRUE(file);
-    for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
-        std::error_code error;
-        if (fs::read_symlink(entry, error) == path) {
-            const int descriptor = std::stoi(entry.path().filename());
-            EXPECT_NE(fcntl(descriptor, F_GETFD) & FD_CLOEXEC, 0);
-            return;
-        }
-    }
-    FAIL() << "no descriptor found";
+TEST(Posix, HandlesAreNotInheritedAndWhatClosingReportsIsLogged) {
+    LogCapture log;
+    const std::string path = freshDirectory() / "file";
+    const int next = dup(STDIN_FILENO);
+    close(next);
+    File file = openWrite(path);
+    EXPECT_EQ(fcntl(next, F_GETFD), FD_CLOEXEC);
+    ASSERT_EQ(close(next), 0) << "the file's descriptor";
+    file.reset();
+    EXPECT_EQ(log.messages(), Lines{"CloseHandle(" + path + "): Bad file descriptor"});
 }
 
 TEST(Posix, WriteThatFailsHalfWayReturnsWhatWasWritten) {
     const std::string path = asVfsPath(freshDirectory() / "a.txt");
     LogCapture log;
-    const File file(VFS_open_write(path.c_str()));
-    ASSERT_TRUE(file);
+    const File file = openWrite(path);
     std::signal(SIGXFSZ, SIG_IGN);
     const rlimit limit = {1000, RLIM_INFINITY};
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
     const std::vector<char> bytes(4096);
     EXPECT_EQ(VFS_write(file.get(), bytes.data(), bytes.size()), 1000U);
-    EXPECT_EQ(log.messages(), std::vector<std::string>{"WriteFile(4096 bytes): File too large"});
+    EXPECT_EQ(log.messages(), Lines{"WriteFile(4096 bytes): File too large"});
 }
 
 // Not on Windows, where a buffer is touched as a whole before anything is read into it.
 TEST(Posix, CountsAboveFourGibibytesAreNotCut) {
     const fs::path path = freshDirectory() / "a.txt";
     qz::test::writeFile(path, "text");
-    const File file(VFS_open_read(path.c_str()));
-    ASSERT_TRUE(file);
+    const File file = openRead(path);
     // The low 32 bits are zero: cut to them the count would read nothing.
     constexpr std::size_t kCount = std::size_t{1} << 32;
     void* const room = mmap(nullptr, kCount, PROT_READ | PROT_WRITE,
@@ -243,43 +215,27 @@ TEST(Posix, CountsAboveFourGibibytesAreNotCut) {
 
 TEST(Posix, RemovingALinkLeavesWhatItPointsAt) {
     const fs::path directory = freshDirectory();
-    fs::create_directory(directory / "target");
-    fs::create_symlink("target", directory / "link");
+    fs::create_directory_symlink(directory, directory / "link");
     EXPECT_NE(VFS_isdir((directory / "link").c_str()), 0);
     EXPECT_NE(VFS_remove((directory / "link").c_str()), 0);
-    EXPECT_TRUE(fs::is_directory(directory / "target"));
-}
-
-TEST(Posix, WhatClosingReportsIsLogged) {
-    LogCapture log;
-    const std::string path = (freshDirectory() / "file").string();
-    const int next = dup(STDIN_FILENO);
-    close(next);
-    VFS_File* const file = VFS_open_write(path.c_str());
-    ASSERT_NE(file, nullptr);
-    ASSERT_EQ(close(next), 0) << "the file's descriptor";
-    VFS_close(file);
-    EXPECT_EQ(log.messages(),
-              std::vector<std::string>{"CloseHandle(" + path + "): Bad file descriptor"});
+    EXPECT_FALSE(fs::exists(directory / "link"));
+    EXPECT_TRUE(fs::is_directory(directory));
 }
 
 TEST(Posix, AnyBytesAreAName) {
     const fs::path directory = freshDirectory();
     const std::string path = asVfsPath(directory) + "\\caf\xE9";
-    EXPECT_TRUE(File(VFS_open_write(path.c_str())));
+    EXPECT_TRUE(openWrite(path));
     EXPECT_TRUE(fs::exists(directory / "caf\xE9"));
 }
 
 TEST(Posix, RootIsTheFirstDrive) {
     std::vector<std::string> drives;
-    VFS_get_locations(
-        [](void* context, const VFS_Location* location) {
-            static_cast<std::vector<std::string>*>(context)->push_back(std::string(location->name) +
-                                                                       "|" + location->path);
-        },
-        &drives);
-    ASSERT_FALSE(drives.empty());
-    EXPECT_EQ(drives.front(), "/|\\");
+    const auto keep = [](void* context, const VFS_Location* location) {
+        static_cast<Lines*>(context)->push_back(std::string(location->name) + "|" + location->path);
+    };
+    VFS_get_locations(keep, &drives);
+    EXPECT_EQ(drives.at(0), "/|\\");
 }
 
 TEST(Posix, NormcaseFollowsTheProcessesLocale) {

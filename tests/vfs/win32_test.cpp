@@ -3,51 +3,43 @@
 #include "VFS/Locations.h"
 
 #include "support/log_capture.h"
+#include "support/vfs_file.h"
 
 #include <gtest/gtest.h>
 
 #include <windows.h>
 
 #include <algorithm>
-#include <memory>
 #include <string>
 #include <vector>
 
 namespace {
 
+using qz::test::File;
 using qz::test::freshDirectory;
-
-struct Closer {
-    void operator()(VFS_File* file) const { VFS_close(file); }
-};
-using File = std::unique_ptr<VFS_File, Closer>;
+using qz::test::namesIn;
+using qz::test::openAppend;
+using qz::test::openRead;
+using qz::test::openWrite;
 
 TEST(Win32, OpenFilesAreSharedForReadingOnly) {
     const std::string path = (freshDirectory() / "a.txt").string();
     {
-        const File writer(VFS_open_write(path.c_str()));
-        ASSERT_TRUE(writer);
-        EXPECT_FALSE(File(VFS_open_read(path.c_str())));
+        const File writer = openWrite(path);
+        EXPECT_FALSE(openRead(path));
         EXPECT_EQ(VFS_remove(path.c_str()), 0);
     }
-    const File reader(VFS_open_read(path.c_str()));
-    ASSERT_TRUE(reader);
-    EXPECT_TRUE(File(VFS_open_read(path.c_str())));
-    EXPECT_FALSE(File(VFS_open_write(path.c_str())));
+    const File reader = openRead(path);
+    EXPECT_TRUE(openRead(path));
+    EXPECT_FALSE(openWrite(path));
 }
 
 TEST(Win32, DevicesAreNoFiles) {
-    EXPECT_FALSE(File(VFS_open_read("NUL")));
-    EXPECT_FALSE(File(VFS_open_write("NUL")));
-    EXPECT_FALSE(File(VFS_open_read("CON")));
+    EXPECT_FALSE(openRead("NUL") || openWrite("NUL") || openRead("CON"));
 }
 
 TEST(Win32, ADrivesRootListsItselfAndItsParent) {
-    std::vector<std::string> names;
-    const auto keep = [](void* context, const char*, const char* name) {
-        static_cast<std::vector<std::string>*>(context)->push_back(name);
-    };
-    EXPECT_EQ(VFS_readdir("C:\\", keep, &names), 1);
+    const std::vector<std::string> names = namesIn("C:\\");
     EXPECT_EQ(std::count(names.begin(), names.end(), "."), 1);
     EXPECT_EQ(std::count(names.begin(), names.end(), ".."), 1);
 }
@@ -57,19 +49,11 @@ TEST(Win32, PathsThatAreNotUtf8GoToTheAnsiCalls) {
     const std::string path = directory + "\\a.txt";
     EXPECT_EQ(VFS_mkdir(directory.c_str()), 1);
     EXPECT_NE(VFS_isdir(directory.c_str()), 0);
-    EXPECT_TRUE(File(VFS_open_write(path.c_str())));
-    EXPECT_TRUE(File(VFS_open_append(path.c_str())));
-    EXPECT_TRUE(File(VFS_open_read(path.c_str())));
+    EXPECT_TRUE(openWrite(path));
+    EXPECT_TRUE(openAppend(path));
+    EXPECT_TRUE(openRead(path));
     EXPECT_GT(VFS_get_mod_time(path.c_str()), 0);
-    std::vector<std::string> names;
-    EXPECT_EQ(VFS_readdir(
-                  directory.c_str(),
-                  [](void* context, const char*, const char* name) {
-                      static_cast<std::vector<std::string>*>(context)->push_back(name);
-                  },
-                  &names),
-              1);
-    EXPECT_EQ(names, (std::vector<std::string>{".", "..", "a.txt"}));
+    EXPECT_EQ(namesIn(directory), (std::vector<std::string>{".", "..", "a.txt"}));
     EXPECT_NE(VFS_remove(path.c_str()), 0);
     EXPECT_NE(VFS_remove(directory.c_str()), 0);
 }

@@ -1,0 +1,38 @@
+// Files that close themselves.
+#pragma once
+
+#include "VFS/File.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace qz::test {
+
+struct FileCloser {
+    void operator()(VFS_File* file) const { VFS_close(file); }
+};
+using File = std::unique_ptr<VFS_File, FileCloser>;
+
+inline File openRead(const std::string& path) {
+    return File(VFS_open_read(path.c_str()));
+}
+
+inline File openWrite(const std::string& path) {
+    return File(VFS_open_write(path.c_str()));
+}
+
+inline File openAppend(const std::string& path) {
+    return File(VFS_open_append(path.c_str()));
+}
+
+// The names that VFS_readdir reports; none where it fails.
+inline std::vector<std::string> namesIn(const std::string& directory) {
+    std::vector<std::string> names;
+    const auto keep = [](void* context, const char*, const char* name) {
+        static_cast<std::vector<std::string>*>(context)->push_back(name);
+    };
+    return VFS_readdir(directory.c_str(), keep, &names) == 1 ? names : std::vector<std::string>{};
+}
+
+} // namespace qz::test
