@@ -1,8 +1,8 @@
 #include "Core/Atomics.h"
+#include "support/threads.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <array>
 #include <atomic>
 #include <numeric>
@@ -11,20 +11,13 @@
 
 namespace {
 
+using qz::test::inThreads;
+
 struct Element {
     void* link = nullptr;
     int producer = 0;
     int number = 0;
 };
-
-template<class Body>
-void inThreads(int count, Body body) {
-    std::vector<std::thread> threads;
-    for (int i = 0; i < count; ++i) {
-        threads.emplace_back(body, i);
-    }
-    std::for_each(threads.begin(), threads.end(), [](std::thread& thread) { thread.join(); });
-}
 
 TEST(Atomics, WordsReturnTheirNewOrPreviousValue) {
     int32_t counter = 0;
@@ -46,50 +39,32 @@ TEST(Atomics, WordsReturnTheirNewOrPreviousValue) {
     EXPECT_EQ(word, &b);
 }
 
-TEST(Atomics, CountersLoseNothing) {
-    int32_t counter = 0;
-    inThreads(4, [&](int) {
-        for (int i = 0; i < 50000; ++i) {
-            QZ_atomic_inc(&counter);
-        }
-    });
-    EXPECT_EQ(counter, 200000);
-}
-
-TEST(AtomicStack, IsLastInFirstOut) {
+TEST(Atomics, StacksAreLastInFirstOutAndGathersFirstInFirstOut) {
     QZ_atomic_stack stack;
-    QZ_atomic_stack_init(&stack);
-    EXPECT_EQ(QZ_atomic_stack_pop(&stack), nullptr);
-    std::array<Element, 3> elements;
-    for (Element& element : elements) {
-        QZ_atomic_stack_push(&stack, &element);
-    }
-    EXPECT_EQ(QZ_atomic_stack_pop(&stack), &elements[2]);
-    EXPECT_EQ(QZ_atomic_stack_pop(&stack), &elements[1]);
-    EXPECT_EQ(QZ_atomic_stack_pop(&stack), &elements[0]);
-    EXPECT_EQ(QZ_atomic_stack_pop(&stack), nullptr);
-}
-
-TEST(AtomicGather, IsFirstInFirstOutAndAcceptsPushesAfterBecomingEmpty) {
     QZ_atomic_gather queue;
+    QZ_atomic_stack_init(&stack);
     QZ_atomic_gather_init(&queue);
     std::array<Element, 3> elements;
     for (int round = 0; round < 3; ++round) {
+        EXPECT_EQ(QZ_atomic_stack_pop(&stack), nullptr);
         EXPECT_EQ(QZ_atomic_gather_pop(&queue), nullptr);
         for (Element& element : elements) {
             QZ_atomic_gather_push(&queue, &element);
         }
         for (Element& element : elements) {
             EXPECT_EQ(QZ_atomic_gather_pop(&queue), &element);
+            QZ_atomic_stack_push(&stack, &element);
+        }
+        for (std::size_t last = 3; last > 0; --last) {
+            EXPECT_EQ(QZ_atomic_stack_pop(&stack), &elements[last - 1]);
         }
     }
-    EXPECT_EQ(QZ_atomic_gather_pop(&queue), nullptr);
 }
 
 // The property: an element is owned by one thread at a time. Each thread takes elements, writes to
 // them without any protection of its own, and gives them back; a stale pop would hand one out
 // twice, which shows in the counts (and as a race under ThreadSanitizer).
-TEST(AtomicStack, HandsEachElementToOneThreadAtATime) {
+TEST(Atomics, StacksHandEachElementToOneThreadAtATime) {
     constexpr int kRounds = 30000;
     QZ_atomic_stack stack;
     QZ_atomic_stack_init(&stack);
@@ -118,7 +93,7 @@ TEST(AtomicStack, HandsEachElementToOneThreadAtATime) {
 
 // The property: everything pushed comes out once, each producer's elements in its order. The
 // consumer keeps the queue near empty, where the ends meet.
-TEST(AtomicGather, DeliversEveryElementInItsProducersOrder) {
+TEST(Atomics, GathersDeliverEveryElementInItsProducersOrder) {
     constexpr int kProducers = 3;
     constexpr int kEach = 40000;
     QZ_atomic_gather queue;

@@ -19,13 +19,11 @@ TEST(Environment, DescribesTheProcess) {
     const std::filesystem::path directory(SYS_bindir());
     EXPECT_TRUE(directory.is_absolute());
     EXPECT_TRUE(std::filesystem::is_directory(directory));
-    EXPECT_FALSE(std::string(SYS_bindir()).ends_with('/') ||
-                 std::string(SYS_bindir()).ends_with('\\'));
+    EXPECT_FALSE(directory.filename().empty()) << "no separator at its end";
     ASSERT_GE(SYS_argc(), 1);
     EXPECT_NE(std::string(SYS_argv()[0]).find("core_tests"), std::string::npos);
     EXPECT_EQ(SYS_argv()[SYS_argc()], nullptr);
     EXPECT_NE(std::string(SYS_cmdline()).find("core_tests"), std::string::npos);
-    EXPECT_EQ(SYS_argv(), SYS_argv());
 }
 
 TEST(Environment, VariablesRoundTripAsUtf8) {

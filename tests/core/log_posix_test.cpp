@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -56,22 +55,6 @@ public:
 private:
     const std::filesystem::path path_;
     int reader_;
-};
-
-// While it lives, files cannot grow beyond a size.
-class SmallFiles {
-public:
-    explicit SmallFiles(rlim_t most) {
-        getrlimit(RLIMIT_FSIZE, &before_);
-        const rlimit limit{most, before_.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~SmallFiles() { setrlimit(RLIMIT_FSIZE, &before_); }
-    SmallFiles(const SmallFiles&) = delete;
-    SmallFiles& operator=(const SmallFiles&) = delete;
-
-private:
-    rlimit before_{};
 };
 
 // Standard error is somebody's pipe while it lives.
@@ -127,6 +110,14 @@ void logMessages(int first, int end) {
     }
 }
 
+// In batches, so that the pool does not run out.
+void logSlowly(int first, int end) {
+    for (int i = first; i < end; i += 10) {
+        logMessages(i, i + 10);
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+}
+
 TEST(LogOnAPipe, NoCallerWaitsForAStuckDisk) {
     const auto directory = freshDirectory();
     StuckDisk disk(directory / "slow.log");
@@ -166,10 +157,7 @@ TEST(LogOnAPipe, NoProcessWaitsForAStuckDiskAtItsEnd) {
     EXPECT_EXIT(
         {
             qz_log_start(directory.c_str(), "slow");
-            for (int i = 0; i < 3000; ++i) { // slowly enough for the pipe to fill up
-                qz_log("M", QZ_LOG_INFO, ("message " + std::to_string(i)).c_str());
-                std::this_thread::sleep_for(std::chrono::microseconds(50));
-            }
+            logSlowly(0, 3000); // enough for the pipe to fill up
             std::exit(0);
         },
         ::testing::ExitedWithCode(0), "");
@@ -181,12 +169,6 @@ TEST(LogOnAPipe, AReaderThatHasGoneEndsNobodyAndTheNextOneLearnsWhatWasLost) {
     auto disk = std::make_unique<StuckDisk>(directory / "slow.log");
     ASSERT_EQ(qz_log_start(directory.c_str(), "slow"), 0);
     ::testing::internal::CaptureStderr();
-    const auto logSlowly = [](int first, int end) { // so that the pool does not run out
-        for (int i = first; i < end; i += 100) {
-            logMessages(i, i + 100);
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        }
-    };
     logSlowly(0, 2500); // more than a pipe holds, and its last write is cut short
     disk->leave();
     logSlowly(2500, 2600);
@@ -201,39 +183,6 @@ TEST(LogOnAPipe, AReaderThatHasGoneEndsNobodyAndTheNextOneLearnsWhatWasLost) {
     const Account account(text);
     EXPECT_GT(account.lost, 0);
     EXPECT_EQ(account.written + account.lost, 2700);
-}
-
-// A limit on the size of files refuses them as a full disk does, the last write in the middle of a
-// line.
-TEST(LogOnAFullDisk, CountsWhatIsLostAndKeepsWholeLines) {
-    const auto directory = freshDirectory();
-    ASSERT_EQ(qz_log_start(directory.c_str(), "full"), 0);
-    ::testing::internal::CaptureStderr();
-    const auto logInBatches = [](int first, int end) {
-        for (int i = first; i < end; i += 10) {
-            logMessages(i, i + 10);
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        }
-    };
-    {
-        const SmallFiles limit(1000);
-        logInBatches(0, 100);
-    }
-    logInBatches(100, 110);
-    const Account between(readFile(directory / "full.log"));
-    EXPECT_GT(between.lost, 0);
-    EXPECT_EQ(between.written + between.lost, 110);
-    {
-        const SmallFiles limit(1000);
-        logInBatches(110, 120);
-        qz_log_stop(); // on this thread
-    }
-    ::testing::internal::GetCapturedStderr();
-    const std::string text = readFile(directory / "full.log");
-    const Account account(text);
-    EXPECT_FALSE(account.isTorn) << text;
-    EXPECT_EQ(text.back(), '\n');
-    EXPECT_EQ(account.written, between.written);
 }
 
 // Redirected after the start, of which nobody tells the log. A broken pipe would kill the process.

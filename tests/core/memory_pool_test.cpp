@@ -1,11 +1,11 @@
 #include "core/memory_pool.h"
+#include "support/threads.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
 #include <cstring>
 #include <limits>
-#include <thread>
 #include <vector>
 
 // The sanitizers would end the process where an allocator returns null.
@@ -20,6 +20,8 @@ SANITIZER_OPTIONS(__tsan_default_options)
 namespace core {
 
 namespace {
+
+using qz::test::inThreads;
 
 class MemoryPoolTest : public ::testing::Test {
 protected:
@@ -88,22 +90,13 @@ TEST_F(MemoryPoolTest, ThreadsFreeEachOthersBlocks) {
     constexpr size_t kBlocks = 5000;
     const auto sizeOf = [](size_t i) { return i % 300 + 1; };
     std::vector<std::vector<char*>> blocks(kThreads, std::vector<char*>(kBlocks));
-    const auto inThreads = [&](auto work) {
-        std::vector<std::thread> threads;
-        for (size_t t = 0; t < kThreads; ++t) {
-            threads.emplace_back([=] { work(t); });
-        }
-        for (std::thread& thread : threads) {
-            thread.join();
-        }
-    };
-    inThreads([&](size_t t) {
+    inThreads(kThreads, [&](size_t t) {
         for (size_t i = 0; i < kBlocks; ++i) {
             blocks[t][i] = static_cast<char*>(pool_.allocate(sizeOf(i)));
             std::memset(blocks[t][i], static_cast<int>('a' + t), sizeOf(i));
         }
     });
-    inThreads([&](size_t t) {
+    inThreads(kThreads, [&](size_t t) {
         const size_t other = (t + 1) % kThreads;
         for (size_t i = 0; i < kBlocks; ++i) {
             char* const block = blocks[other][i];

