@@ -1,9 +1,9 @@
 // Rotations against matrices that are made without quaternions.
 #include "Math/Rotation3.h"
 
+#include <Eigen/Dense>
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cmath>
 #include <cstddef>
 #include <limits>
@@ -14,38 +14,15 @@ namespace {
 
 constexpr double kPi = std::numbers::pi;
 
-using Column = std::array<double, 3>;
-using Table = std::array<Column, 3>; // [row][column]; turns column vectors
+using Column = Eigen::Vector3d;
+using Table = Eigen::Matrix3d; // turns column vectors
 
-// Rodrigues' formula.
 Table turnAbout(const Column& axis, double angle) {
-    const double length = std::hypot(axis[0], axis[1], axis[2]);
-    const Column n{axis[0] / length, axis[1] / length, axis[2] / length};
-    const Table crossWithAxis{{{0, -n[2], n[1]}, {n[2], 0, -n[0]}, {-n[1], n[0], 0}}};
-    Table result{};
-    for (std::size_t r = 0; r < 3; ++r) {
-        for (std::size_t c = 0; c < 3; ++c) {
-            result[r][c] = (r == c ? std::cos(angle) : 0) + std::sin(angle) * crossWithAxis[r][c] +
-                           (1 - std::cos(angle)) * n[r] * n[c];
-        }
-    }
-    return result;
+    return Eigen::AngleAxisd(angle, axis.normalized()).toRotationMatrix();
 }
 
 Table turnAbout(int axis, double angle) {
-    return turnAbout(Column{axis == 0 ? 1.0 : 0, axis == 1 ? 1.0 : 0, axis == 2 ? 1.0 : 0}, angle);
-}
-
-Table operator*(const Table& a, const Table& b) {
-    Table result{};
-    for (std::size_t r = 0; r < 3; ++r) {
-        for (std::size_t c = 0; c < 3; ++c) {
-            for (std::size_t k = 0; k < 3; ++k) {
-                result[r][c] += a[r][k] * b[k][c];
-            }
-        }
-    }
-    return result;
+    return turnAbout(Column::Unit(axis), angle);
 }
 
 template<typename T>
@@ -67,22 +44,20 @@ protected:
 
     Column randomAxis() {
         for (;;) {
-            const Column axis{angle(-1, 1), angle(-1, 1), angle(-1, 1)};
-            const double length = std::hypot(axis[0], axis[1], axis[2]);
-            if (length > 0.1 && length < 1) {
+            const Column axis(angle(-1, 1), angle(-1, 1), angle(-1, 1));
+            if (axis.norm() > 0.1 && axis.norm() < 1) {
                 return axis;
             }
         }
     }
 
     static Vector<T> vector(const Column& column) {
-        return {static_cast<T>(column[0]), static_cast<T>(column[1]), static_cast<T>(column[2])};
+        return {static_cast<T>(column.x()), static_cast<T>(column.y()), static_cast<T>(column.z())};
     }
 
-    Vector<T> randomUnit() {
-        const Column axis = randomAxis();
-        const double length = std::hypot(axis[0], axis[1], axis[2]);
-        return vector({axis[0] / length, axis[1] / length, axis[2] / length});
+    static Column column(const Vector<T>& vector) {
+        return {static_cast<double>(vector.x), static_cast<double>(vector.y),
+                static_cast<double>(vector.z)};
     }
 
     static Rotation<T> about(const Column& axis, double angle) {
@@ -93,30 +68,17 @@ protected:
 
     Rotation<T> randomRotation() { return about(randomAxis(), angle(-6, 6)); }
 
-    static std::array<Vector<T>, 3> basisOf(const Rotation<T>& rotation) {
-        std::array<Vector<T>, 3> axes;
-        rotation.getBasis(&axes[0], &axes[1], &axes[2]);
-        return axes;
-    }
-
     static Table tableOf(const Rotation<T>& rotation) {
-        const auto axes = basisOf(rotation);
+        Vector<T> axes[3];
+        rotation.getBasis(&axes[0], &axes[1], &axes[2]);
         Table table;
-        for (std::size_t c = 0; c < 3; ++c) {
-            for (std::size_t r = 0; r < 3; ++r) {
-                table[r][c] = static_cast<double>(axes[c][static_cast<int>(r)]);
-            }
-        }
+        table << column(axes[0]), column(axes[1]), column(axes[2]);
         return table;
     }
 
     static void expectTurns(const Rotation<T>& rotation, const Table& expected) {
         const Table actual = tableOf(rotation);
-        for (std::size_t r = 0; r < 3; ++r) {
-            for (std::size_t c = 0; c < 3; ++c) {
-                EXPECT_NEAR(actual[r][c], expected[r][c], kTolerance) << r << c;
-            }
-        }
+        EXPECT_LE((actual - expected).norm(), 3 * static_cast<double>(kTolerance)) << actual;
     }
 
     static void expectNear(const Rotation<T>& actual, const Rotation<T>& expected,
@@ -153,9 +115,7 @@ TYPED_TEST(Rotation3Test, AngleAndAxis) {
         rotation.getAngleAxis(angleBack, axisBack);
         const TypeParam tolerance = 100 * TestFixture::kTolerance;
         EXPECT_NEAR(angleBack, angle, tolerance);
-        const double length = std::hypot(axis[0], axis[1], axis[2]);
-        EXPECT_NEAR(axisBack.x, axis[0] / length, tolerance);
-        EXPECT_NEAR(axisBack.z, axis[2] / length, tolerance);
+        EXPECT_LE((this->column(axisBack) - axis.normalized()).norm(), 3 * tolerance);
     }
     EXPECT_TRUE(std::isnan(this->about({0, 0, 0}, 1).x));
     TypeParam angle;
@@ -255,22 +215,18 @@ TYPED_TEST(Rotation3Test, YawPitchRollAtItsThresholds) {
 TYPED_TEST(Rotation3Test, FromToIsTheShortestTurn) {
     Rotation<TypeParam> rotation;
     for (int round = 0; round < 1000; ++round) {
-        const auto from = this->randomUnit();
-        const auto to = this->randomUnit();
-        const double cosine = static_cast<double>(from.x * to.x + from.y * to.y + from.z * to.z);
+        const Column from = this->randomAxis().normalized();
+        const Column to = this->randomAxis().normalized();
+        const double cosine = from.dot(to);
         if (cosine < -0.99) {
             continue;
         }
-        rotation.setFromTo(from, to);
-        const auto axes = this->basisOf(rotation);
+        rotation.setFromTo(this->vector(from), this->vector(to));
         const double tolerance = std::is_same_v<TypeParam, float> ? 2e-4 : 1e-8;
-        for (int i = 0; i < 3; ++i) {
-            EXPECT_NEAR(from.x * axes[0][i] + from.y * axes[1][i] + from.z * axes[2][i], to[i],
-                        tolerance);
-        }
+        EXPECT_LE((this->tableOf(rotation) * from - to).norm(), tolerance);
         EXPECT_NEAR(rotation.w, std::cos(std::acos(cosine) / 2), tolerance);
         // No part of the turn is about the vectors themselves.
-        EXPECT_NEAR(rotation.x * from.x + rotation.y * from.y + rotation.z * from.z, 0, tolerance);
+        EXPECT_NEAR(this->column({rotation.x, rotation.y, rotation.z}).dot(from), 0, tolerance);
     }
     rotation.setFromTo({0, 1, 0}, {0, 1, 0});
     this->expectSame(rotation, {0, 0, 0, 1});
@@ -285,13 +241,9 @@ TYPED_TEST(Rotation3Test, FromMatrixUndoesGetBasis) {
     int branches[4] = {};
     for (int round = 0; round < 2000; ++round) {
         const auto rotation = this->randomRotation();
-        const auto axes = this->basisOf(rotation);
-        Math::Matrix<3, TypeParam> rows;
-        for (int r = 0; r < 3; ++r) {
-            for (int c = 0; c < 3; ++c) {
-                rows[r][c] = axes[static_cast<std::size_t>(r)][c];
-            }
-        }
+        Math::Matrix<3, TypeParam> rows; // that is, columns of what is made of them
+        Eigen::Map<Eigen::Matrix<TypeParam, 3, 3>>(rows.elements) =
+            this->tableOf(rotation).template cast<TypeParam>();
         Rotation<TypeParam> back;
         back.getBasis(nullptr, nullptr, nullptr);
         back.fromMatrix(rows);
