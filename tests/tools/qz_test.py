@@ -62,9 +62,43 @@ class QzTest(unittest.TestCase):
         self.assertIn("grammar.cfg:1: error: this is not expected here, at offset 16\n"
                       '    text = "äöü" = 1;\n'
                       "                 ^\n", err)
-        self.assertIn("nowhere.cfg: cannot be opened", err)
+        self.assertIn("nowhere.cfg: cannot be read: there is no such file\n", err)
         self.assertIn("end.cfg:3: error: the file ends too early", err)
         self.assertNotIn("settings.cfg", err)
+        self.file("long.cfg", 'a = "' + "ä" * 40 + '"  @ "' + "ä" * 80 + '";\r\n')
+        self.assertIn("    " + "ä" * 23 + '"  @ "' + "ä" * 23 + "\n", self.refused("check", "long.cfg"))
+
+    def test_mistakes_say_what_to_do(self):
+        for text, advice in (("a = 1;\nb = 2;\n", "1: error: this line ends in a line feed alone"),
+                             ("\ufeffa = 1;\r\n", "1: error: the file begins with a byte-order mark"),
+                             ("a = 1; # one\r\n", "write // in its place, at offset 7"),
+                             ("a = 1e6;\r\n", "needs a point: 1.0e6, at offset 5"),
+                             ("a = 1.5e3x;\r\n", "this is not expected here"),
+                             ("a = 'x;\r\n", "this quote, or one before it, is not closed"),
+                             ("a = 'x;\r\nb = 'y;\r\n", "1: error: this quote is not closed in"),
+                             ("a = 'xy';\r\n", "a text stands in double quotes"),
+                             ("a = 1; /* one\r\n", "this comment is not closed"),
+                             ("a = 1; // one", "needs an end of line behind it")):
+            self.file("bad.cfg", text)
+            self.assertIn(advice, self.refused("check", "bad.cfg"))
+        self.assertIn(": is a directory", self.refused("get", ".", "a"))
+        self.assertIn("name\\x1b[2J: cannot be read", self.refused("get", "name\x1b[2J", "a"))
+
+    def test_comment_that_swallows_the_next_line(self):
+        self.file("comment.cfg", "a = 1; // one\nb = 2;\r\n")
+        code, out, err = self.run_qz("conf", "check", "comment.cfg")
+        self.assertEqual((code, out), (0, ""))
+        self.assertIn("comment.cfg:1: warning: this line ends in a line feed alone", err)
+        self.conf("fix-eol", "comment.cfg")
+        self.assertEqual(self.text("comment.cfg"), "a = 1; // one\r\nb = 2;\r\n")
+        self.assertEqual(self.conf("check", "comment.cfg"), "")
+
+    def test_standard_input(self):
+        def piped(text, *arguments):
+            return subprocess.run([*COMMAND, "conf", *arguments], cwd=self.folder, timeout=60,
+                                  input=text.encode(), stdout=subprocess.PIPE).stdout
+        self.assertEqual(piped("a = 7;\r\n", "get", "-", "a"), b"7\n")
+        self.assertEqual(piped("a = 7; //\r\n", "set", "-", "a", "8"), b"a = 8; //\r\n")
 
     def test_bare_line_feeds(self):
         self.file("lf.cfg", "a = 1;\n\nb = 2 @ 3;\n")
@@ -74,6 +108,13 @@ class QzTest(unittest.TestCase):
         self.file("lf.cfg", "// first\na = 1; // one\n")
         self.conf("set", "--lf", "lf.cfg", "a", "2")
         self.assertEqual(self.text("lf.cfg"), "// first\na = 2; // one\n")
+        # Only what is changed, and nothing within quotes or of lines that end in CR LF.
+        self.file("lf.cfg", 's = "1\n\r\n"; // "\nc = \'\n\';\r\n/* \n */ a = 1;\nz = 1;\r\n')
+        self.conf("set", "--lf", "lf.cfg", "a", "2")
+        self.conf("set", "--lf", "lf.cfg", "b", "3")
+        self.assertEqual(self.text("lf.cfg"), 's = "1\n\r\n"; // "\nc = \'\n\';\r\n/* \n */ a = 2;\n'
+                         "z = 1;\r\nb = 3;\n")
+        self.assertEqual(json.loads(self.conf("json", "--lf", "lf.cfg"))["s"], "1\n\r\n")
 
     def test_get(self):
         for path, value in (("title", "Outpost"), ("graphics.width", "1280"),
@@ -99,6 +140,11 @@ class QzTest(unittest.TestCase):
             self.conf("set", "settings.cfg", path, value)
             self.assertEqual(self.conf("get", "settings.cfg", path), value + "\n")
         self.assertIn("// pixels\r\n", self.text())
+        for path, value, number in (("hex", "0x20", 32), ("hex", "-0X1f", -31), ("hex", "0xFFFFFFFF", -1),
+                                    ("text", "0x", "0x"), ("graphics.scale", "1700000000123",
+                                                           1700000000123.0)):
+            self.conf("set", "settings.cfg", path, value)
+            self.assertEqual(self.conf("get", "settings.cfg", path), f"{number}\n")
         self.file("settings.cfg.new", "somebody else's")
         self.conf("set", "settings.cfg", "key", "true")
         self.assertEqual(self.conf("get", "settings.cfg", "key"), "1\n")
@@ -108,6 +154,9 @@ class QzTest(unittest.TestCase):
         for path, value, problem in (("graphics.width", "wide", "is an integer, and 'wide' is"),
                                      ("graphics.scale", "inf", "is a real"),
                                      ("graphics", "1", "is a block or a list"),
+                                     ("hex", "0x1G", "is an integer, and '0x1G' is none"),
+                                     ("hex", "0x100000000", "an integer is from -2147483648"),
+                                     ("large", "1700000000123", "an integer is from -2147483648"),
                                      ("no name", "1", "")):
             self.assertIn(problem, self.refused("set", "settings.cfg", path, value))
         self.assertEqual(self.text(), before)

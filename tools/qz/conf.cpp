@@ -44,6 +44,11 @@ int format(const CommandLine& line) {
     return 0;
 }
 
+int fixLineEnds(const CommandLine& line) {
+    confFixLineEnds(line.operands);
+    return 0;
+}
+
 int json(const CommandLine& line) {
     confJson(line.operands[0], line.options);
     return 0;
@@ -54,7 +59,9 @@ constexpr Command kCommands[] = {
      "Usage: qz conf check [--lf] FILE ...\n"
      "\n"
      "Says for each file that is no configuration what is wrong, in which line, at which offset\n"
-     "in bytes, and shows the spot. Exit code 1 if there is such a file.\n",
+     "in bytes, and shows the spot. Exit code 1 if there is such a file. A comment that goes on "
+     "in\n"
+     "the next line, because its own ends in a line feed alone, is only a warning.\n",
      check},
     {"get", 2, 2,
      "Usage: qz conf get [--lf] FILE PATH\n"
@@ -68,7 +75,8 @@ constexpr Command kCommands[] = {
      "Changes a value in place; comments, order and spelling of everything else stay. A value\n"
      "keeps its type: what is an integer is set to integers only, true and false among them. An\n"
      "entry that is missing is added, with the blocks around it, as an integer, a real or a text,\n"
-     "by what it looks like; the number after a list's last item adds one to it.\n"
+     "by what it looks like; the number after a list's last item adds one to it. Integers may be\n"
+     "hexadecimal, as in 0x20.\n"
      "\n"
      "  --string   set a text, whatever the value looks like and whatever was there\n",
      set},
@@ -80,6 +88,11 @@ constexpr Command kCommands[] = {
      "\n"
      "  --write    replace the file instead of printing\n",
      format},
+    {"fix-eol", 1, kAnyNumber,
+     "Usage: qz conf fix-eol FILE ...\n"
+     "\n"
+     "Has every line end in CR LF, as the language wants it. Line feeds within quoted text stay.\n",
+     fixLineEnds},
     {"json", 1, 1,
      "Usage: qz conf json [--lf] FILE\n"
      "\n"
@@ -95,12 +108,14 @@ constexpr char kUsage[] =
     "  get FILE PATH         print a value\n"
     "  set FILE PATH VALUE   change a value, and nothing else\n"
     "  fmt FILE              print the file in the standard layout\n"
+    "  fix-eol FILE ...      have every line end in CR LF\n"
     "  json FILE             print the file as JSON\n"
     "\n"
-    "  --lf                  read and write bare line feeds in place of CR LF\n"
+    "  --lf                  lines may end in bare line feeds, and new ones do\n"
     "  --help                about one command: qz conf <command> --help\n"
     "\n"
-    "Options stand before the operands; -- ends them.\n";
+    "Options stand before the operands; -- ends them. The file - is standard input; what would be\n"
+    "written to it is printed.\n";
 
 // Returns false for what is no option.
 bool takeOption(CommandLine& line, const std::string& argument) {
@@ -141,6 +156,9 @@ void checkOperands(const Command& command, const CommandLine& line) {
     }
     if (line.options.write && command.name != "fmt") {
         throw UsageError("--write is for fmt only");
+    }
+    if (line.options.bareLineFeeds && command.name == "fix-eol") {
+        throw UsageError("--lf is not for fix-eol");
     }
     if (line.options.asString && command.name != "set") {
         throw UsageError("--string is for set only");

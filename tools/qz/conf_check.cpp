@@ -14,12 +14,20 @@ bool isContinuation(char c) {
     return (static_cast<unsigned char>(c) & 0xC0U) == 0x80;
 }
 
-// A piece of the line around the spot; what a terminal would take as a command becomes a dot.
+// A piece of the line around the spot, of whole characters; what a terminal would take as a command
+// becomes a dot.
 struct Excerpt {
     explicit Excerpt(const Mistake& mistake) {
-        const size_t begin =
-            mistake.column > kShownWidth / 2 ? mistake.column - kShownWidth / 2 : 0;
-        text = mistake.text.substr(begin, kShownWidth);
+        size_t begin = mistake.column > kShownWidth / 2 ? mistake.column - kShownWidth / 2 : 0;
+        size_t end = std::min(begin + kShownWidth, mistake.text.size());
+        while (begin < mistake.column && isContinuation(mistake.text[begin])) {
+            ++begin;
+        }
+        while (end < mistake.text.size() && end > mistake.column &&
+               isContinuation(mistake.text[end])) {
+            --end;
+        }
+        text = mistake.text.substr(begin, end - begin);
         std::ranges::replace_if(
             text, [](unsigned char c) { return c < ' ' || c == 0x7F; }, '.');
         const auto spot = text.begin() + static_cast<std::ptrdiff_t>(mistake.column - begin);
@@ -31,25 +39,30 @@ struct Excerpt {
     size_t indent; // characters in front of the spot
 };
 
-void explain(const std::string& file, const Mistake& mistake) {
+void explain(const std::string& file, const std::string& kind, const Mistake& mistake) {
     const Excerpt excerpt(mistake);
-    printError(file + ":" + std::to_string(mistake.line) + ": " + red(stderr, "error:") + " " +
-               mistake.message + ", at offset " + std::to_string(mistake.offset) + "\n    " +
+    printError(shown(file) + ":" + std::to_string(mistake.line) + ": " + red(stderr, kind) + " " +
+               shown(mistake.message) + ", at offset " + std::to_string(mistake.offset) + "\n    " +
                excerpt.text + "\n    " + std::string(excerpt.indent, ' ') + green(stderr, "^") +
                "\n");
 }
 
-bool isConfiguration(const std::string& file, const ConfOptions& options) {
+bool isConfiguration(const std::string& name, const ConfOptions& options) {
     try {
         Mistake mistake;
-        if (ConfFile(file, options.bareLineFeeds).parse(mistake)) {
-            return true;
+        ConfFile file(name, options.bareLineFeeds);
+        if (!file.parse(mistake)) {
+            explain(name, "error:", mistake);
+            return false;
         }
-        explain(file, mistake);
+        if (file.hasCommentThatGoesOn(mistake)) {
+            explain(name, "warning:", mistake);
+        }
+        return true;
     } catch (const Failure& failure) { // one missing file does not keep the others from being read
         complain(failure.what());
+        return false;
     }
-    return false;
 }
 
 } // namespace

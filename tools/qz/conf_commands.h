@@ -19,6 +19,7 @@ int confCheck(const std::vector<std::string>& files, const ConfOptions& options)
 void confGet(const std::string& file, const std::string& path, const ConfOptions& options);
 void confSet(const std::string& file, const std::string& path, const std::string& value,
              const ConfOptions& options);
+void confFixLineEnds(const std::vector<std::string>& files);
 void confFormat(const std::string& file, const ConfOptions& options);
 void confJson(const std::string& file, const ConfOptions& options);
 

@@ -4,6 +4,8 @@
 
 #include <charconv>
 #include <cmath>
+#include <cstdint>
+#include <limits>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -40,23 +42,55 @@ private:
     std::vector<std::string> parts_;
 };
 
-template<class Number>
-std::optional<Number> numberIn(std::string_view text) {
+template<class Number, class... Base>
+std::optional<Number> numberIn(std::string_view text, Base... base) {
     Number number{};
     if (text.starts_with('+')) {
         text.remove_prefix(1);
     }
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    const auto [end, error] =
+        std::from_chars(text.data(), text.data() + text.size(), number, base...);
     const bool isWhole = error == std::errc{} && end == text.data() + text.size();
     return isWhole ? std::optional(number) : std::nullopt;
 }
 
-// Spelled as in a file or as a number, signed or not.
+std::string_view withoutSign(std::string_view text) {
+    return text.substr(text.starts_with('+') || text.starts_with('-') ? 1 : 0);
+}
+
+// Those of 0x1F; none if the text is no such number.
+std::string_view hexadecimalDigits(std::string_view text) {
+    text = withoutSign(text);
+    if (!text.starts_with("0x") && !text.starts_with("0X")) {
+        return {};
+    }
+    text.remove_prefix(2);
+    return text.find_first_not_of("0123456789abcdefABCDEF") == text.npos ? text
+                                                                         : std::string_view();
+}
+
+// What the language takes for an integer, with a sign if wanted: hexadecimal numbers have 32 bits.
 std::optional<int> integerIn(std::string_view text) {
     if (text == "true" || text == "false") {
         return text == "true" ? 1 : 0;
     }
+    if (const std::string_view digits = hexadecimalDigits(text); !digits.empty()) {
+        const std::optional<unsigned> bits = numberIn<unsigned>(digits, 16);
+        const auto value = static_cast<std::int64_t>(static_cast<int>(bits.value_or(0)));
+        const std::int64_t signedValue = text.starts_with('-') ? -value : value;
+        const bool fits = bits && signedValue <= std::numeric_limits<int>::max();
+        return fits ? std::optional(static_cast<int>(signedValue)) : std::nullopt;
+    }
     return numberIn<int>(text);
+}
+
+// Whatever its size.
+bool isWholeNumber(std::string_view text) {
+    if (!hexadecimalDigits(text).empty()) {
+        return true;
+    }
+    const std::string_view digits = withoutSign(text);
+    return !digits.empty() && digits.find_first_not_of("0123456789") == std::string_view::npos;
 }
 
 std::optional<double> finiteIn(std::string_view text) {
@@ -133,6 +167,9 @@ private:
         const bool isItem = numberIn<unsigned>(name).has_value();
         const auto number = asString ? std::nullopt : integerIn(value);
         const auto real = asString ? std::nullopt : finiteIn(value);
+        if (!asString && !number && isWholeNumber(value)) {
+            failToFit(value);
+        }
         Iterator added;
         if (number) {
             added = isItem ? end.insertInt(*number) : end.insertInt(name, *number);
@@ -149,6 +186,9 @@ private:
     void replace(Iterator& entry, const std::string& value, bool asString) const {
         switch (asString ? Iterator::kString : entry.getType()) {
         case Iterator::kInteger:
+            if (!integerIn(value) && isWholeNumber(value)) {
+                failToFit(value);
+            }
             entry.set(required(integerIn(value), "an integer", value));
             break;
         case Iterator::kReal:
@@ -171,6 +211,10 @@ private:
             fail(std::string("is ") + type + ", and '" + value + "' is none");
         }
         return *number;
+    }
+
+    [[noreturn]] void failToFit(const std::string& value) const {
+        fail("cannot be " + value + ": an integer is from -2147483648 to 2147483647");
     }
 
     [[noreturn]] void fail(const std::string& problem) const {

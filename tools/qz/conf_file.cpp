@@ -1,72 +1,68 @@
 #include "conf_file.h"
 
-#include "failure.h"
+#include "conf_mistake.h"
+#include "terminal.h"
 
-#include "VFS/File.h"
+#include "platform/input.h"
 #include "platform/save_turn.h"
 #include "platform/whole_file.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <limits>
 #include <memory>
+#include <utility>
 
 namespace {
 
-struct Closer {
-    void operator()(VFS_File* file) const { VFS_close(file); }
-};
-using File = std::unique_ptr<VFS_File, Closer>;
+constexpr char kStandardStreams[] = "-";
+constexpr size_t kMostBytes = std::numeric_limits<int>::max();
 
-std::string readFile(const std::string& name) {
-    const File file(VFS_open_read(name.c_str()));
-    if (!file) {
-        throw Failure(name + ": cannot be opened");
+std::filesystem::file_type typeOf(const std::string& name) {
+    std::error_code ignored;
+    return std::filesystem::status(std::u8string(name.begin(), name.end()), ignored).type();
+}
+
+// Why a file could not be read or replaced, in its own words where the system's are riddles.
+std::string reason(const std::string& name, platform::SystemError error) {
+    using Type = std::filesystem::file_type;
+    const Type type = typeOf(name);
+    if (type == Type::not_found) {
+        return "there is no such file";
     }
-    std::string text(static_cast<size_t>(VFS_getsize(file.get())), '\0');
-    // What is read in part must not be written back as the whole.
-    if (VFS_read(file.get(), text.data(), text.size()) != text.size()) {
-        throw Failure(name + ": cannot be read");
+    if (type == Type::directory) {
+        return "is a directory";
     }
+    char text[256];
+    platform::systemErrorText(error, text, sizeof text);
     return text;
+}
+
+std::string readNow(const std::string& name) {
+    std::string bytes;
+    const platform::SystemError error = name == kStandardStreams
+                                            ? platform::readStandardInput(bytes)
+                                            : platform::readPath(name.c_str(), bytes);
+    if (error != 0) {
+        throw Failure(name + ": cannot be read: " + reason(name, error));
+    }
+    if (bytes.size() > kMostBytes) {
+        throw Failure(name + ": has more than 2 GiB");
+    }
+    return bytes;
+}
+
+bool isOrdinary(const std::string& name) {
+    return typeOf(name) == std::filesystem::file_type::regular;
 }
 
 // Windows replaces no file that somebody else is reading.
 std::string readInTurn(const std::string& name) {
+    if (!isOrdinary(name)) {
+        return readNow(name); // it may keep us waiting
+    }
     const platform::SaveTurn turn(name.c_str());
-    return readFile(name);
-}
-
-std::string withCarriageReturns(const std::string& text) {
-    std::string result;
-    result.reserve(text.size() + text.size() / 16);
-    for (const char c : text) {
-        if (c == '\n' && (result.empty() || result.back() != '\r')) {
-            result += '\r';
-        }
-        result += c;
-    }
-    return result;
-}
-
-std::string withoutCarriageReturns(const std::string& text) {
-    std::string result;
-    result.reserve(text.size());
-    for (size_t i = 0; i < text.size(); ++i) {
-        if (text[i] != '\r' || i + 1 == text.size() || text[i + 1] != '\n') {
-            result += text[i];
-        }
-    }
-    return result;
-}
-
-std::string describe(const std::string& message) {
-    if (message == "Error") {
-        return "this is not expected here";
-    }
-    if (message == "End Of File") {
-        return "the file ends too early";
-    }
-    return message.empty() ? "nothing begins with this character" : message;
+    return readNow(name);
 }
 
 // What the parser saves into a buffer. `save` is one of its two ways to do it.
@@ -84,82 +80,102 @@ std::string saved(const std::string& name, Save save) {
 
 } // namespace
 
-ConfFile::ConfFile(std::string name, bool bareLineFeeds)
-    : name_(std::move(name))
-    , bareLineFeeds_(bareLineFeeds)
-    , bytes_(readInTurn(name_))
-    , text_(bareLineFeeds_ ? withCarriageReturns(bytes_) : bytes_) {
-    if (text_.size() > static_cast<size_t>(std::numeric_limits<int>::max())) {
-        throw Failure(name_ + ": has more than 2 GiB");
+std::string FileToChange::read() {
+    bytes_ = readInTurn(name_);
+    return bytes_;
+}
+
+void FileToChange::replace(const std::string& text) const {
+    if (name_ == kStandardStreams) {
+        print(text);
+        return;
+    }
+    if (!isOrdinary(name_)) {
+        throw Failure(name_ + ": is no ordinary file and cannot be replaced");
+    }
+    const platform::SaveTurn turn(name_.c_str());
+    if (!turn.isMine()) {
+        throw Failure(name_ + ": other programs are saving in the same directory all the time");
+    }
+    if (readNow(name_) != bytes_) {
+        throw ChangedMeanwhile(name_ + ": somebody else is changing it; nothing was written");
+    }
+    const platform::Replacement replacement = platform::replaceContents(name_.c_str(), text);
+    if (!replacement) {
+        throw Failure(name_ + ": cannot be replaced: " + reason(name_, replacement.error));
+    }
+}
+
+ConfFile::ConfFile(const std::string& name, bool bareLineFeeds)
+    : file_(name), bareLineFeeds_(bareLineFeeds), lines_(file_.read(), bareLineFeeds) {
+    if (text().size() > kMostBytes) {
+        throw Failure(name + ": has more than 2 GiB");
     }
 }
 
 bool ConfFile::parse(Mistake& mistake) {
     // A length of 0 would mean "up to the terminator", which is the same here.
-    if (parser_.parse(text_.c_str(), static_cast<int>(text_.size()))) {
+    if (parser_.parse(text().c_str(), static_cast<int>(text().size()))) {
         return true;
     }
     ConfigParser::Error error;
     parser_.getLastError(error);
-    mistake = locate(error);
+    const size_t at = error.column < 0 ? text().size() : static_cast<size_t>(error.column);
+    mistake = locate(at);
+    mistake.message = explainMistake(error, text(), at, name());
     return false;
 }
 
 void ConfFile::parse() {
     Mistake mistake;
     if (!parse(mistake)) {
-        throw Failure(name_ + ":" + std::to_string(mistake.line) + ": " + mistake.message);
+        throw Failure(name() + ":" + std::to_string(mistake.line) + ": " + mistake.message);
     }
 }
 
+bool ConfFile::hasCommentThatGoesOn(Mistake& mistake) const {
+    const std::vector<BareLineFeed> found =
+        bareLineFeeds_ ? std::vector<BareLineFeed>() : bareLineFeeds(text());
+    const auto first = std::ranges::find_if(found, &BareLineFeed::endsComment);
+    if (first == found.end()) {
+        return false;
+    }
+    mistake = locate(first->offset);
+    mistake.message = "this line ends in a line feed alone, not in CR LF, so that the comment goes "
+                      "on in the next line; qz conf fix-eol " +
+                      name() + " mends that";
+    return true;
+}
+
 // Lines are counted here: in memory the parser knows the offset of some mistakes only.
-Mistake ConfFile::locate(const ConfigParser::Error& error) const {
-    const size_t at =
-        error.column < 0 ? text_.size() : std::min(static_cast<size_t>(error.column), text_.size());
-    const std::string before = text_.substr(0, at);
+Mistake ConfFile::locate(size_t at) const {
+    const std::string before = text().substr(0, at);
     const size_t begin = before.find_last_of("\r\n") + 1; // npos wraps to 0
     Mistake mistake;
-    mistake.message = describe(error.message);
     mistake.line = 1;
     for (size_t i = 0; i < at; ++i) {
-        const bool pair = text_[i] == '\r' && i + 1 < text_.size() && text_[i + 1] == '\n';
-        mistake.line += (text_[i] == '\n' || (text_[i] == '\r' && !pair)) ? 1U : 0U;
+        const bool pair = text()[i] == '\r' && i + 1 < text().size() && text()[i + 1] == '\n';
+        mistake.line += (text()[i] == '\n' || (text()[i] == '\r' && !pair)) ? 1U : 0U;
     }
-    mistake.offset = at;
-    if (bareLineFeeds_) { // in the file there is no carriage return in front of each line feed
-        mistake.offset = withoutCarriageReturns(before).size();
-    }
-    mistake.text = text_.substr(begin, text_.find_first_of("\r\n", at) - begin);
+    mistake.offset = lines_.inFile(at);
+    mistake.text = text().substr(begin, text().find_first_of("\r\n", at) - begin);
     mistake.column = at - begin;
     return mistake;
 }
 
 std::string ConfFile::formatted() {
-    // The parser ends the lines of a buffer in bare line feeds.
+    // The parser ends the lines of a buffer in bare line feeds, and escapes those of contents.
     const std::string text =
-        saved(name_, [this](char** buffer, int& length) { return parser_.save(buffer, length); });
-    return bareLineFeeds_ ? text : withCarriageReturns(text);
+        saved(name(), [this](char** buffer, int& length) { return parser_.save(buffer, length); });
+    return bareLineFeeds_ ? text : CompletedLines(text).text();
 }
 
 void ConfFile::writeFormatted() {
-    replace(formatted());
+    file_.replace(formatted());
 }
 
 void ConfFile::writeEdited() {
     const std::string text = saved(
-        name_, [this](char** buffer, int& length) { return parser_.saveEdited(buffer, length); });
-    replace(bareLineFeeds_ ? withoutCarriageReturns(text) : text);
-}
-
-void ConfFile::replace(const std::string& text) const {
-    const platform::SaveTurn turn(name_.c_str());
-    if (!turn.isMine()) {
-        throw Failure(name_ + ": other programs are saving in the same directory all the time");
-    }
-    if (readFile(name_) != bytes_) {
-        throw ChangedMeanwhile(name_ + ": somebody else is changing it; nothing was written");
-    }
-    if (!platform::replaceContents(name_.c_str(), text)) {
-        throw Failure(name_ + ": cannot be replaced");
-    }
+        name(), [this](char** buffer, int& length) { return parser_.saveEdited(buffer, length); });
+    file_.replace(bareLineFeeds_ ? lines_.restored(text) : text);
 }

@@ -23,3 +23,14 @@ void confJson(const std::string& name, const ConfOptions& options) {
     file.parse();
     print(jsonObject(file.tree().begin()) + "\n");
 }
+
+void confFixLineEnds(const std::vector<std::string>& files) {
+    for (const std::string& name : files) {
+        FileToChange file(name);
+        const std::string before = file.read();
+        const std::string after = CompletedLines(before).text();
+        if (after != before || name == "-") {
+            file.replace(after);
+        }
+    }
+}

@@ -23,6 +23,15 @@ void write(std::FILE* stream, std::string_view text) {
     }
 }
 
+// How many bytes of a text a terminal takes as a command: U+0080 to U+009F are some, too.
+size_t commandAt(std::string_view text) {
+    const auto first = static_cast<unsigned char>(text[0]);
+    if (first == 0xC2 && text.size() > 1 && static_cast<unsigned char>(text[1]) < 0xA0) {
+        return 2;
+    }
+    return first < ' ' || first == 0x7F ? 1 : 0;
+}
+
 } // namespace
 
 void print(std::string_view text) {
@@ -48,6 +57,23 @@ std::string green(std::FILE* stream, std::string_view text) {
     return coloured(stream, "1;32", text);
 }
 
+std::string shown(std::string_view name) {
+    std::string text;
+    for (size_t i = 0; i < name.size();) {
+        const size_t length = commandAt(name.substr(i));
+        for (const char byte : name.substr(i, length)) {
+            char code[8];
+            std::snprintf(code, sizeof code, "\\x%02x", static_cast<unsigned char>(byte));
+            text += code;
+        }
+        i += length;
+        if (length == 0) {
+            text += name[i++];
+        }
+    }
+    return text;
+}
+
 void complain(std::string_view problem) {
-    printError("qz: " + red(stderr, "error:") + " " + std::string(problem) + "\n");
+    printError("qz: " + red(stderr, "error:") + " " + shown(problem) + "\n");
 }

@@ -16,5 +16,8 @@ std::string green(std::FILE* stream, std::string_view text);
 void print(std::string_view text);
 void printError(std::string_view text);
 
-// One line on standard error: "qz: error: ...".
+// A name with what a terminal would take as a command written as \\xNN.
+std::string shown(std::string_view name);
+
+// One line on standard error: "qz: error: ...", with the problem as `shown` has it.
 void complain(std::string_view problem);
