@@ -33,6 +33,7 @@
 #include <sys/xattr.h>
 #include <time.h>
 #include <unistd.h>
+#include <unwind.h>
 
 /* ---- counting and choosing ------------------------------------------------------------------- */
 
@@ -84,9 +85,43 @@ static void trace(enum kind kind, unsigned long number) {
     --aside;
 }
 
+#ifdef QZ_SANITIZED
+/* Of the frames from the inside out, the first that is neither here nor in the C library decides.
+ */
+static _Unwind_Reason_Code look_at_frame(struct _Unwind_Context* frame, void* is_sanitizer) {
+    Dl_info here;
+    Dl_info caller;
+    if (dladdr((void*)look_at_frame, &here) == 0 ||
+        dladdr((void*)_Unwind_GetIP(frame), &caller) == 0) {
+        return _URC_END_OF_STACK;
+    }
+    if (caller.dli_fbase == here.dli_fbase || strstr(caller.dli_fname, "/libc.so") != NULL ||
+        strstr(caller.dli_fname, "/ld-linux") != NULL) {
+        return _URC_NO_REASON;
+    }
+    *(bool*)is_sanitizer = strstr(caller.dli_fname, "san.so") != NULL;
+    return _URC_END_OF_STACK;
+}
+
+/* The sanitizers' runtimes end the process when a call of their own fails: the C library's one for
+ * the bounds of a new thread's stack, which allocates, for instance. */
+static bool is_by_sanitizer(void) {
+    bool is_sanitizer = false;
+    ++aside;
+    _Unwind_Backtrace(look_at_frame, &is_sanitizer);
+    --aside;
+    return is_sanitizer;
+}
+#else
+static bool is_by_sanitizer(void) {
+    return false;
+}
+#endif
+
 /* Whether this call is to fail; errno is set then. */
 static bool fails(enum kind kind) {
-    if (atomic_load_explicit(&state.active, memory_order_relaxed) == 0 || aside != 0) {
+    if (atomic_load_explicit(&state.active, memory_order_relaxed) == 0 || aside != 0 ||
+        is_by_sanitizer()) {
         return false;
     }
     const unsigned long number = 1 + atomic_fetch_add(&state.counts[kind], 1);
@@ -183,20 +218,46 @@ EXPORT void fault_counts(void (*visit)(const char* kind, unsigned long count)) {
 
 /* ---- memory ---------------------------------------------------------------------------------- */
 
-static void account(long long bytes, int blocks) {
-    atomic_fetch_add_explicit(&state.bytes, bytes, memory_order_relaxed);
-    atomic_fetch_add_explicit(&state.blocks, blocks, memory_order_relaxed);
+/* Whose memory the system takes back, and nobody has to give. */
+static bool is_child;
+
+static void note_child(void) {
+    is_child = true;
 }
 
-/* The address sanitizer finds leaks by itself, and is not to be asked while it starts. */
+__attribute__((constructor)) static void watch_forks(void) {
+    pthread_atfork(NULL, NULL, note_child);
+}
+
+static void account_mapped(long long bytes) {
+    if (!is_child) {
+        atomic_fetch_add_explicit(&state.mapped, bytes, memory_order_relaxed);
+    }
+}
+
+/* The address sanitizer finds leaks by itself, and is not to be asked for sizes while it starts. */
+#ifdef QZ_SANITIZED
+static void account(long long bytes, int blocks) {
+    (void)bytes;
+    (void)blocks;
+}
+
 static size_t size_of(void* block) {
-#ifdef QZ_FAULT_NEW
     (void)block;
     return 0;
-#else
-    return malloc_usable_size(block);
-#endif
 }
+#else
+static void account(long long bytes, int blocks) {
+    if (!is_child) {
+        atomic_fetch_add_explicit(&state.bytes, bytes, memory_order_relaxed);
+        atomic_fetch_add_explicit(&state.blocks, blocks, memory_order_relaxed);
+    }
+}
+
+static size_t size_of(void* block) {
+    return malloc_usable_size(block);
+}
+#endif
 
 static void* taken(void* block) {
     if (block != NULL) {
@@ -305,7 +366,7 @@ EXPORT bool _ZN3rml9pool_freeEPNS_10MemoryPoolEPv(void* pool, void* block) {
     return real(pool, block);
 }
 
-#ifdef QZ_FAULT_NEW /* the address sanitizer's operators do not go through malloc */
+#ifdef QZ_SANITIZED /* the address sanitizer's operators do not go through malloc */
 extern _Noreturn void _ZSt17__throw_bad_allocv(void);
 #    define NEW(name, parameters, arguments, failure) \
         void* name parameters;                        \
@@ -336,7 +397,7 @@ EXPORT void* mmap(void* at, size_t size, int access, int flags, int file, off_t 
     }
     void* const view = real(at, size, access, flags, file, offset);
     if (view != MAP_FAILED && (flags & MAP_FIXED) == 0 && !is_stock(__builtin_return_address(0))) {
-        atomic_fetch_add(&state.mapped, (long long)size);
+        account_mapped((long long)size);
     }
     return view;
 }
@@ -345,7 +406,7 @@ EXPORT int munmap(void* at, size_t size) {
     REAL(munmap)
     const int result = real(at, size);
     if (result == 0 && !is_stock(__builtin_return_address(0))) {
-        atomic_fetch_sub(&state.mapped, (long long)size);
+        account_mapped(-(long long)size);
     }
     return result;
 }
@@ -370,7 +431,6 @@ CALL(open, NULL, DIR*, fdopendir, (int file), (file))
 CALL(list, NULL, struct dirent*, readdir, (DIR * directory), (directory))
 CALL(stat, -1, int, stat, (const char* path, struct stat* status), (path, status))
 CALL(stat, -1, int, lstat, (const char* path, struct stat* status), (path, status))
-CALL(stat, -1, int, fstat, (int file, struct stat* status), (file, status))
 CALL(stat, -1, int, fstatat, (int file, const char* path, struct stat* status, int flags),
      (file, path, status, flags))
 CALL(stat, -1, int, access, (const char* path, int mode), (path, mode))
@@ -482,9 +542,29 @@ CLOSE(close, int, -1)
 CLOSE(closedir, DIR*, -1)
 CLOSE(fclose, FILE*, EOF)
 
+/* Of a file in memory without a name, which is how the library knows descriptors that it holds
+ * back, the system can always tell. */
+EXPORT int fstat(int file, struct stat* status) {
+    REAL(fstat)
+    const int result = real(file, status);
+    const bool is_nameless = result == 0 && S_ISREG(status->st_mode) && status->st_nlink == 0;
+    return !is_nameless && fails(k_stat) ? -1 : result;
+}
+
+/* Which debugging information is installed differs from machine to machine, and that of the C
+ * library alone takes thousands of allocations to read. */
+static bool is_installed_debug_file(const char* path) {
+    static const char kFolder[] = "/usr/lib/debug/";
+    return strncmp(path, kFolder, sizeof kFolder - 1) == 0;
+}
+
 #define OPEN(name, parameters, arguments)                                                    \
     EXPORT int name parameters {                                                             \
         REAL(name)                                                                           \
+        if (is_installed_debug_file(path)) {                                                 \
+            errno = ENOENT;                                                                  \
+            return -1;                                                                       \
+        }                                                                                    \
         va_list rest;                                                                        \
         va_start(rest, flags);                                                               \
         const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(rest, mode_t) : 0; \

@@ -33,12 +33,24 @@ import zipfile
 
 GOOD = ("clean", "documented")
 BAD = ("wrong", "torn", "lost", "leak", "crash", "hang")
+LIBRARY = "libqzCore.so.0"
 TIMEOUT = 10  # seconds; the library itself waits two at most
 
 # The C library keeps a small block now and then, when setenv or dlopen fails.
 ALLOWANCE = {"bytes": 64, "blocks": 1}
 # oneTBB whose start has failed cannot be taken down; the loader keeps the text of its last error.
 ALLOWANCE_OF = {"tasks": {"bytes": 512, "blocks": 4}, "loading": {"bytes": 256, "blocks": 2}}
+
+# The same for the address sanitizer, by functions and modules on the way to the allocation.
+KEPT = ("ld-linux", "platform::setVariable", "tasks::Scheduler::Arena")
+
+# Reads debugging information, of which the library has so much that each point would take seconds.
+# Of the driver's there is enough.
+WITHOUT_DEBUG_INFORMATION = {"crash"}
+
+# Dies on purpose, of its own signals and not of the sanitizer's words about them.
+WITHOUT_HANDLERS = {"crash"}
+HANDLERS = "segv sigbus abort sigill sigfpe sigtrap".split()
 
 # What kills others where this library has no say: oneTBB's own start.
 FOREIGN = {("loading", "key"), ("loading", "load")}
@@ -132,32 +144,39 @@ class Sweep:
     def __init__(self, build):
         self.build = pathlib.Path(build).resolve()
         self.injector = self.build / "lib" / "qz_fault.so"
-        self.fixtures = pathlib.Path(tempfile.mkdtemp(prefix="qz-fault-"))
-        os.mkdir(self.fixtures / "data")
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="qz-fault-"))
+        self.fixtures, self.stripped = self.folder / "fixtures", self.folder / "stripped"
+        self.stripped.mkdir()
+        subprocess.run(["objcopy", "--strip-debug", self.build / "lib" / LIBRARY,
+                        self.stripped / LIBRARY], check=True)
+        (self.fixtures / "data").mkdir(parents=True)
         (self.fixtures / "data" / "loose.txt").write_text("loose\n" * 500)
         with zipfile.ZipFile(self.fixtures / "data.zip", "w", zipfile.ZIP_DEFLATED) as archive:
             archive.writestr("sub/packed.txt", "packed\n" * 500)
-        # The loader keeps what it allocated for a library that stays.
-        (self.fixtures / "suppressions").write_text("leak:dl_open_worker\n")
+        (self.fixtures / "suppressions").write_text("".join(f"leak:{name}\n" for name in KEPT))
         self.references = {}
 
     def families(self):
         return sorted(path.name[: -len("_fault")] for path in (self.build / "bin").glob("*_fault"))
 
     def close(self):
-        shutil.rmtree(self.fixtures, ignore_errors=True)
+        shutil.rmtree(self.folder, ignore_errors=True)
 
     def run(self, point, trace=False, timeout=TIMEOUT):
         work = pathlib.Path(tempfile.mkdtemp(prefix="qz-fault-"))
         shutil.copytree(self.fixtures, work, dirs_exist_ok=True)
         home = work / "home"
         home.mkdir()
+        asan = ["verify_asan_link_order=0", "allocator_may_return_null=1"]
+        asan += [f"handle_{name}=0" for name in HANDLERS if point.family in WITHOUT_HANDLERS]
         environment = {
             "PATH": os.environ["PATH"], "HOME": str(home), "TMPDIR": str(home), "LC_ALL": "C",
             "LD_PRELOAD": str(self.injector), "QZ_FAULT": point.setting(),
-            "ASAN_OPTIONS": "verify_asan_link_order=0:allocator_may_return_null=1",
+            "ASAN_OPTIONS": ":".join(asan),
             "LSAN_OPTIONS": f"suppressions={self.fixtures}/suppressions:print_suppressions=0",
             **({"QZ_FAULT_TRACE": "1"} if trace else {}),
+            **({"LD_LIBRARY_PATH": str(self.stripped)}
+               if point.family in WITHOUT_DEBUG_INFORMATION else {}),
         }
         program = self.build / "bin" / f"{point.family}_fault"
         try:
@@ -215,6 +234,8 @@ class Sweep:
         """The way to the call, by source lines where they are this tree's."""
         frames = re.findall(r"^frame: (\S+) (0x[0-9a-f]+)$", errors, re.MULTILINE)
         for module, offset in frames:
+            if module == str(self.stripped / LIBRARY):
+                module = str(self.build / "lib" / LIBRARY)
             if pathlib.Path(module).resolve().is_relative_to(self.build):
                 yield subprocess.run(["addr2line", "-Cfips", "-e", module, hex(int(offset, 16) - 1)],
                                      capture_output=True, text=True).stdout.rstrip()

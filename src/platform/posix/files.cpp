@@ -13,6 +13,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 
 namespace platform {
 
@@ -194,23 +195,23 @@ std::int64_t modificationTime(const char* path) {
 }
 
 bool listDirectory(const char* path, NameCallback callback, void* context) {
-    DIR* directory = openDirectory(*path == 0 ? "/" : SystemPath(path).text());
-    if (directory == nullptr) {
+    // The callback may throw.
+    const std::unique_ptr<DIR, int (*)(DIR*)> directory(
+        openDirectory(*path == 0 ? "/" : SystemPath(path).text()), closedir);
+    if (!directory) {
         return false;
     }
     // Not every file system lists these two, or lists them first.
     callback(context, ".");
     callback(context, "..");
     errno = 0;
-    while (const dirent* entry = readdir(directory)) {
+    while (const dirent* entry = readdir(directory.get())) {
         if (!isSelfOrParent(entry->d_name)) {
             callback(context, entry->d_name);
         }
         errno = 0;
     }
-    const bool complete = errno == 0;
-    closedir(directory);
-    return complete;
+    return errno == 0;
 }
 
 void systemErrorText(SystemError error, char* buffer, std::size_t size) {
