@@ -20,21 +20,32 @@ public:
 
     // False if others did not end in time.
     bool take() {
+        return succeedsInTime([this] {
+            std::uintptr_t nobody = 0;
+            return holder_.compare_exchange_strong(nobody, currentThread());
+        });
+    }
+
+    // Until nobody has it, for a limited time as well.
+    void waitUntilFree() const {
+        succeedsInTime([this] { return isMine() || holder_.load() == 0; });
+    }
+
+    void giveBack() { holder_.store(0, std::memory_order_release); }
+
+private:
+    template<class Attempt>
+    static bool succeedsInTime(Attempt attempt) {
+        constexpr std::chrono::milliseconds kLongestWait{30'000};
         constexpr std::chrono::milliseconds kStep{5};
         for (std::chrono::milliseconds left = kLongestWait; left.count() > 0; left -= kStep) {
-            std::uintptr_t nobody = 0;
-            if (holder_.compare_exchange_strong(nobody, currentThread())) {
+            if (attempt()) {
                 return true;
             }
             sleepFor(kStep);
         }
         return false;
     }
-
-    void giveBack() { holder_.store(0, std::memory_order_release); }
-
-private:
-    static constexpr std::chrono::seconds kLongestWait{30};
 
     std::atomic<std::uintptr_t> holder_{0};
 };

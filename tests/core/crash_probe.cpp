@@ -122,6 +122,7 @@ constexpr Way kWays[] = {
     {"single_step", dieOfSingleStep},
     {"privilege", dieOfPrivilege},
     {"abort", dieOfAbort},
+    {"abort_blocked", abortBlocked},
     {"terminate", dieOfTerminate},
     {"exception", dieOfException},
     {"nowhere", dieInNowhere},
@@ -137,7 +138,8 @@ struct Other {
 
 constexpr Other kOtherHandlers[] = {{"chained", OtherHandler::exits},
                                     {"chained_returning", OtherHandler::returns},
-                                    {"chained_once", OtherHandler::returnsOnce}};
+                                    {"chained_once", OtherHandler::returnsOnce},
+                                    {"forked", OtherHandler::stays}};
 
 // Puts a handler for uncaught exceptions above the library's, which is put above it in turn.
 void entangleTerminate() {
@@ -204,6 +206,8 @@ int main(int argc, char** argv) {
         QZ_semaphore_wait(QZ_semaphore_create(0));
     } else if (where == "adopted") {
         std::thread([given] { return QZ_thread_adopt() != 0 ? die(given) : nullptr; }).join();
+    } else if (where == "forked") {
+        crashInForkedChild(die, given);
     } else if (where == "foreign") {
         runInForeignThread(die, given);
     } else if (where == "thread") {

@@ -12,6 +12,7 @@ enum class OtherHandler {
     exits,       // with 7
     returns,     // to the fault; exits the hundredth time
     returnsOnce, // and is for one call only, where the system has that
+    stays,       // keeps the thread, where the system forks
 };
 void installOtherHandler(OtherHandler kind);
 
@@ -25,3 +26,10 @@ void runInForeignThread(void* (*function)(void*), void* argument);
 
 // Opens files until the system refuses, where it does.
 void useUpDescriptors();
+
+// abort() with all signals blocked, of which the report meets a fault. For systems with signals.
+void abortBlocked();
+
+// Calls function(argument) in a thread and, while that is being reported, in a forked child. For
+// systems that fork.
+void crashInForkedChild(void* (*function)(void*), void* argument);

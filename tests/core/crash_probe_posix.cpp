@@ -1,13 +1,19 @@
 #include "crash_probe.h"
 
+#include <dlfcn.h>
 #include <fcntl.h>
+#include <gnu/libc-version.h>
 #include <pthread.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
+#include <thread>
 
 namespace {
 
@@ -18,6 +24,16 @@ void otherHandler(int) {
     if (--callsLeft == 0) {
         _exit(7);
     }
+}
+
+const pid_t parent = getpid();
+
+// Leaves the process to its other threads.
+void otherHandlerThatStays(int) {
+    while (getpid() == parent) {
+        pause();
+    }
+    _exit(7);
 }
 
 struct sigaction replaced;
@@ -54,7 +70,7 @@ void dieInSystemWay() {
 
 void installOtherHandler(OtherHandler kind) {
     struct sigaction action {};
-    action.sa_handler = otherHandler;
+    action.sa_handler = kind == OtherHandler::stays ? otherHandlerThatStays : otherHandler;
     action.sa_flags = kind == OtherHandler::returnsOnce ? static_cast<int>(SA_RESETHAND) : 0;
     callsLeft = kind == OtherHandler::exits ? 1 : 100;
     sigaction(SIGSEGV, &action, nullptr);
@@ -79,4 +95,26 @@ void useUpDescriptors() {
     setrlimit(RLIMIT_NOFILE, &few);
     while (open("/dev/null", O_RDONLY) >= 0) {
     }
+}
+
+void abortBlocked() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, nullptr);
+    Dl_info library{}; // where abort() ends; a report looks at its beginning
+    dladdr(reinterpret_cast<void*>(gnu_get_libc_version), &library);
+    mprotect(library.dli_fbase, 1, PROT_NONE);
+    std::abort();
+}
+
+void crashInForkedChild(void* (*function)(void*), void* argument) {
+    std::thread(function, argument).detach();
+    const auto isReport = [](const auto& entry) { return entry.path().extension() == ".crash"; };
+    while (std::ranges::none_of(std::filesystem::directory_iterator("."), isReport)) {
+    }
+    const pid_t child = fork();
+    if (child == 0) {
+        function(argument);
+    }
+    waitpid(child, nullptr, 0);
 }

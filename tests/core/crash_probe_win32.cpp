@@ -64,3 +64,7 @@ void runInForeignThread(void* (*function)(void*), void* argument) {
 }
 
 void useUpDescriptors() {}
+
+void abortBlocked() {}
+
+void crashInForkedChild(void* (*)(void*), void*) {}

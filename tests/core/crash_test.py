@@ -317,6 +317,18 @@ class CrashTest(unittest.TestCase):
     def test_report_when_descriptors_have_run_out(self):
         self.check_frames(self.crash("null", "without_descriptors")[3:], "dieOfNull")
 
+    @unittest.skipIf(ON_WINDOWS, "blocks signals")
+    def test_abort_with_all_signals_blocked(self):
+        os.environ["LD_BIND_NOW"] = "1"  # no function can be found any more where the report stumbles
+        self.addCleanup(os.environ.pop, "LD_BIND_NOW")
+        self.assertEqual(self.run_probe("abort_blocked").returncode, -6)
+
+    # The thread that writes it, and has locks, is not in the child.
+    @unittest.skipIf(ON_WINDOWS, "forks")
+    def test_child_forked_during_a_report(self):
+        self.assertEqual(self.run_probe("null", "forked").returncode, 0)
+        self.assertEqual(self.count_reports(), 2)
+
     def test_uncaught_exception_is_in_the_log(self):
         done = self.run_probe("exception")
         self.assertIn(b"QZCORE: Uncaught exception: nobody wants this", done.stderr)

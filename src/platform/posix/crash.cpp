@@ -8,6 +8,7 @@
 #include "platform/posix/spare_descriptors.h"
 #include "platform/report_turn.h"
 
+#include <pthread.h>
 #include <sys/syscall.h>
 #include <ucontext.h>
 #include <unistd.h>
@@ -33,12 +34,29 @@ constinit std::atomic<FaultFunction> faultFunction{nullptr};
 constinit ReportTurn turn;
 constinit SpareDescriptors spare;
 sigjmp_buf wayOut; // of a report that meets a fault itself, or has taken too long
+constinit bool areForksApart = false;
 
 struct Received {
     int signal;
     siginfo_t* info;
     void* registers;
 };
+
+// Its own faults and the end of its time come through: who calls abort() may have blocked all
+// signals.
+void callUnblocked(FaultFunction function, const Fault& fault) {
+    sigset_t faults;
+    sigset_t before;
+    sigemptyset(&faults);
+    for (const Hook& hook : hooks) {
+        sigaddset(&faults, hook.signal);
+    }
+    const bool isChanged = pthread_sigmask(SIG_UNBLOCK, &faults, &before) == 0;
+    function(fault);
+    if (isChanged) {
+        pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    }
+}
 
 void report(void* given) {
     const auto& received = *static_cast<const Received*>(given);
@@ -48,7 +66,7 @@ void report(void* given) {
     spare.release();
     forgetMappings();
     if (sigsetjmp(wayOut, 1) == 0 && function != nullptr) {
-        function(faultOf(*received.info, received.registers));
+        callUnblocked(function, faultOf(*received.info, received.registers));
     }
     spare.hold();
     deadline.stop();
@@ -152,9 +170,20 @@ void remember(Hook& hook) {
     }
 }
 
+// A child that is forked while another thread writes a report has what that thread has locked, of
+// the loader's for example, and no such thread. So forks wait for the report's end; one that begins
+// at the last moment has no turn in the child.
+void keepForksApart() {
+    if (!areForksApart) {
+        areForksApart =
+            pthread_atfork([] { turn.waitUntilFree(); }, nullptr, [] { turn.giveBack(); }) == 0;
+    }
+}
+
 } // namespace
 
 AnyFunction installFaultFunction(FaultFunction function) {
+    keepForksApart();
     keepStackForFaults();
     ReportStack::prepare();
     spare.hold();
