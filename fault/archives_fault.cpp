@@ -28,7 +28,11 @@ void read(const char* path, const char* word, std::uint64_t expected) {
 
 void prepare() {
     getpwuid(getuid()); // PhysicsFS asks for it if need be, and the C library keeps the answer
-    std::filesystem::create_directory("Temp");
+    for (const char* name : {"Temp", "new", "old"}) {
+        std::filesystem::create_directory(name);
+    }
+    writeFile("new/twice.txt", "new");
+    writeFile("old/twice.txt", "old");
 }
 
 void work() {
@@ -37,6 +41,10 @@ void work() {
         read("loose.txt", "loose\n", 3000);
         read("sub/packed.txt", "packed\n", 3500);
         step(vfs_unmount("data") != 0, "vfs_unmount");
+    }
+    if (step(vfs_mount("new", "/", 1) != 0, "vfs_mount")) {
+        step(vfs_mount("old", "/", 1) != 0, "vfs_mount");
+        read("twice.txt", "new", 3);
     }
     vfs_deinit();
 }

@@ -49,8 +49,9 @@ QZ_API void vfs_deinit(void);
  * tree its files appear; null means the root. append: non-zero puts it behind what is mounted
  * already, zero in front. Earlier ones win.
  *
- * Returns non-zero if anything was mounted, with a DEBUG line for each. A path that is mounted
- * already stays where it is, also when another mount point is asked for, and counts as mounted. */
+ * Returns non-zero if anything was mounted, with a DEBUG line for each: also if one of the two is
+ * there and could not be mounted, a damaged archive, for example. A path that is mounted already
+ * stays where it is, also when another mount point is asked for, and counts as mounted. */
 QZ_API int vfs_mount(const char* path, const char* mount_point, int append);
 
 /* Unmounts what vfs_mount mounted under this path, with a DEBUG line for each. Returns non-zero if
@@ -62,7 +63,8 @@ QZ_API int vfs_unmount(const char* path);
  * size: receives its size in bytes, 0 on failure; may be null.
  *
  * Returns a buffer of that many bytes, without a terminator, which the caller frees with
- * vfs_free_file_buffer; null on failure. An empty file is a failure, deliberately, and so is one of
+ * vfs_free_file_buffer; null on failure, also if the file that counts cannot be opened and a later
+ * one of its name could. An empty file is a failure, deliberately, and so is one of
  * 4 GiB or more. */
 QZ_API void* vfs_read_file(const char* path, uint64_t* size);
 

@@ -16,6 +16,7 @@
 #include <cstring>
 #include <limits>
 #include <memory>
+#include <utility>
 
 namespace {
 
@@ -157,6 +158,27 @@ void* refuse(const char* complaint, const char* path, const char* end = ".") {
     return nullptr;
 }
 
+// PhysicsFS goes on to an older copy if it cannot open the one that counts, for want of a
+// descriptor, for example. What it met on the way it keeps as the thread's last error.
+bool isFirstCopy() {
+    switch (PHYSFS_getLastErrorCode()) {
+    case PHYSFS_ERR_OK:
+    case PHYSFS_ERR_NOT_FOUND:
+    case PHYSFS_ERR_NOT_A_FILE:
+    case PHYSFS_ERR_BAD_FILENAME:
+    case PHYSFS_ERR_SYMLINK_FORBIDDEN:
+        return true;
+    default:
+        return false;
+    }
+}
+
+File openFirstCopy(const char* path) {
+    PHYSFS_setErrorCode(PHYSFS_ERR_OK);
+    File file(PHYSFS_openRead(path));
+    return file && isFirstCopy() ? std::move(file) : nullptr;
+}
+
 // The system may read less at a time than it is asked for.
 bool readAll(PHYSFS_File* file, void* buffer, std::size_t length) {
     auto* const bytes = static_cast<std::byte*>(buffer);
@@ -219,7 +241,7 @@ void* vfs_read_file(const char* path, uint64_t* size) {
         *size = 0;
     }
     const core::Gate::Visit visit(gate);
-    const File file(visit && path != nullptr ? PHYSFS_openRead(path) : nullptr);
+    const File file = visit && path != nullptr ? openFirstCopy(path) : nullptr;
     if (!file) {
         return refuse("Can't open file", path == nullptr ? "" : path);
     }
