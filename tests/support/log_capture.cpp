@@ -6,9 +6,12 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <thread>
+#include <utility>
 
 namespace qz::test {
 
@@ -24,7 +27,19 @@ std::string nextMarker() {
 
 } // namespace
 
+void needOwnProcess() {
+    static bool isTaken = false;
+    if (std::exchange(isTaken, true)) {
+        std::fflush(stdout);
+        std::fputs("Each of these tests needs a process of its own: run them with ctest, or one "
+                   "with --gtest_filter.\n",
+                   stderr);
+        std::_Exit(EXIT_FAILURE);
+    }
+}
+
 LogCapture::LogCapture() {
+    needOwnProcess();
     EXPECT_EQ(qz_log_start(".", nullptr), 0);
     EXPECT_EQ(qz_log_hook_start(), 0);
     take();

@@ -16,6 +16,10 @@ struct LogLine {
     friend bool operator==(const LogLine&, const LogLine&) = default;
 };
 
+// For tests that change the process for good. Ends the program, with a message, when a second one
+// begins in it.
+void needOwnProcess();
+
 // Starts the log without a file and hooks it. One for each process: a log is not started twice.
 class LogCapture {
 public:

@@ -46,7 +46,10 @@ bool reaches(const std::atomic<int>& counter, int value) {
     return counter >= value;
 }
 
-class ThreadShortage : public testing::TestWithParam<int> {};
+class ThreadShortage : public testing::TestWithParam<int> {
+protected:
+    ThreadShortage() { qz::test::needOwnProcess(); } // tasks are shut down
+};
 
 // The first, the second and so on, of oneTBB's workers and then of those that take their place.
 TEST_P(ThreadShortage, OneThreadThatCannotBeStartedStopsNoTask) {
