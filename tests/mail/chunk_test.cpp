@@ -1,14 +1,18 @@
 #include "Mail/Chunk.h"
 
+#include "mail/chains.h"
+
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <random>
 #include <string>
 
 namespace {
 
-using ChunkPtr = Mem::Ptr<Mail::Chunk>;
+using qz::test::bytesOf;
+using qz::test::ChunkPtr;
 
 // Lets the tests at the protected functions.
 struct Parts : Mail::Chunk {
@@ -21,26 +25,6 @@ struct Parts : Mail::Chunk {
 
 ChunkPtr part(Parts::Part which, const ChunkPtr& chunk, std::uint64_t n) {
     return ((*chunk).*which)(n);
-}
-
-std::string bytes(const ChunkPtr& chain) {
-    std::string result;
-    for (const Mail::Chunk* chunk = chain.get(); chunk != nullptr; chunk = chunk->next().get()) {
-        result.append(chunk->begin(), chunk->end());
-    }
-    return result;
-}
-
-// A chain over at least three buffers, each byte telling where it stands.
-ChunkPtr numbered(std::uint64_t size) {
-    ChunkPtr chain = Mail::Chunk::alloc(size);
-    std::uint64_t i = 0;
-    for (const Mail::Chunk* chunk = chain.get(); chunk != nullptr; chunk = chunk->next().get()) {
-        for (unsigned char* byte = chunk->begin(); byte != chunk->end(); ++byte) {
-            *byte = static_cast<unsigned char>(i++ * 7 % 251);
-        }
-    }
-    return chain;
 }
 
 TEST(Chunk, SmallRequestsShareABuffer) {
@@ -67,28 +51,27 @@ TEST(Chunk, AllocSpansBuffers) {
 
 TEST(Chunk, PartsOfOneChunk) {
     const ChunkPtr chunk = Mail::Chunk::try_alloc(40);
-    EXPECT_EQ(part(Parts::kHead, chunk, 0), nullptr);
-    EXPECT_EQ(part(Parts::kHead, chunk, 1)->end(), chunk->begin() + 1);
-    for (const std::uint64_t all : {chunk->size(), chunk->size() + 1, ~std::uint64_t{0}}) {
-        EXPECT_EQ(part(Parts::kHead, chunk, all)->end(), chunk->end());
-        EXPECT_EQ(part(Parts::kTail, chunk, all), nullptr);
+    const std::string all = bytesOf(chunk);
+    for (const std::uint64_t n : {std::uint64_t{0}, std::uint64_t{1}, chunk->size() - 1,
+                                  chunk->size(), chunk->size() + 1, ~std::uint64_t{0}}) {
+        const std::size_t cut = static_cast<std::size_t>(std::min<std::uint64_t>(n, all.size()));
+        EXPECT_EQ(bytesOf(part(Parts::kHead, chunk, n)), all.substr(0, cut));
+        EXPECT_EQ(bytesOf(part(Parts::kTail, chunk, n)), all.substr(cut));
     }
-    EXPECT_EQ(part(Parts::kTail, chunk, 0)->begin(), chunk->begin());
-    EXPECT_EQ(part(Parts::kTail, chunk, chunk->size() - 1)->size(), 1U);
+    EXPECT_EQ(part(Parts::kHead, chunk, 1)->begin(), chunk->begin());
 }
 
 TEST(Chunk, PartsOfAChainShareItsBytes) {
-    constexpr std::uint64_t kSize = 2500;
-    const ChunkPtr chain = numbered(kSize);
-    const std::string all = bytes(chain);
-    ASSERT_EQ(all.size(), kSize);
+    constexpr int kSize = 2500; // three buffers at least
+    const std::string all = qz::test::numberedBytes(kSize);
+    const ChunkPtr chain = qz::test::chainOf(all);
     std::mt19937 random(6);
     for (int i = 0; i < 300; ++i) {
         const std::uint64_t n = random() % (kSize + 100);
         const ChunkPtr before = part(Parts::kBefore, chain, n);
         const ChunkPtr after = part(Parts::kAfter, chain, n);
-        ASSERT_EQ(bytes(before), all.substr(0, n));
-        ASSERT_EQ(bytes(after), n < kSize ? all.substr(n) : "");
+        ASSERT_EQ(bytesOf(before), all.substr(0, n));
+        ASSERT_EQ(bytesOf(after), n < kSize ? all.substr(n) : "");
         if (before) {
             ASSERT_EQ(before->begin(), chain->begin());
         }

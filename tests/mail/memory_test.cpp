@@ -2,6 +2,7 @@
 #include "Globals.h"
 #include "Mail/Server.h"
 #include "Mail/Stream.h"
+#include "mail/chains.h"
 
 #include <gtest/gtest.h>
 
@@ -9,16 +10,10 @@
 #include <string>
 #include <vector>
 
-#if !defined(_WIN32) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-#    define QZ_TEST_LIMITS_MEMORY // which instrumented programs do not survive
-#    include <sys/resource.h>
-
-#    include <fstream>
-#endif
-
 namespace {
 
-using ChunkPtr = Mem::Ptr<Mail::Chunk>;
+using qz::test::bytesOf;
+using qz::test::ChunkPtr;
 
 // A pool that has given all its items away, and gets back as many as it is told to have.
 class ScarcePool {
@@ -51,14 +46,6 @@ private:
     std::vector<void*> kept_;
 };
 
-std::string bytes(const ChunkPtr& chain) {
-    std::string result;
-    for (const Mail::Chunk* chunk = chain.get(); chunk != nullptr; chunk = chunk->next().get()) {
-        result.append(chunk->begin(), chunk->end());
-    }
-    return result;
-}
-
 std::string rest(Mail::ByteReader& reader) {
     std::string result(20000, '\0');
     result.resize(reader.getData(result.data(), result.size()));
@@ -71,17 +58,9 @@ struct Parts : Mail::Chunk {
     }
 };
 
-std::string sample() {
-    std::string data;
-    for (int i = 0; i < 3000; ++i) {
-        data += static_cast<char>(i * 7 % 251);
-    }
-    return data;
-}
-
 TEST(MailMemory, ChunksGiveAllOfAPartOrNothing) {
-    const std::string data = sample();
-    const ChunkPtr chain = Mail::ByteWriter().putData(data.data(), data.size()).end();
+    const std::string data = qz::test::numberedBytes(3000);
+    const ChunkPtr chain = qz::test::chainOf(data);
     const std::string most = data.substr(10, 2500);
     Mail::ByteReader reader;
     const auto begin = [&] {
@@ -93,20 +72,20 @@ TEST(MailMemory, ChunksGiveAllOfAPartOrNothing) {
     const std::function<bool()> calls[] = {
         [&] {
             const ChunkPtr part = Parts::before(chain, 2500);
-            EXPECT_EQ(bytes(part), part ? data.substr(0, 2500) : "");
+            EXPECT_EQ(bytesOf(part), part ? data.substr(0, 2500) : "");
             return static_cast<bool>(part);
         },
         [&] {
             begin();
             const ChunkPtr part = reader.getData(most.size());
-            EXPECT_EQ(bytes(part), part ? most : "");
+            EXPECT_EQ(bytesOf(part), part ? most : "");
             EXPECT_EQ(rest(reader), data.substr(part ? 10 + most.size() : 10));
             return static_cast<bool>(part);
         },
         [&] {
             begin();
             const ChunkPtr part = reader.getRemainingData();
-            EXPECT_EQ(bytes(part), part ? data.substr(10) : "");
+            EXPECT_EQ(bytesOf(part), part ? data.substr(10) : "");
             EXPECT_EQ(rest(reader), part ? "" : data.substr(10));
             return static_cast<bool>(part);
         },
@@ -136,7 +115,7 @@ TEST(MailMemory, MessagesGetAllThatAWriterWroteOrNothing) {
 #ifdef __SANITIZE_THREAD__
     GTEST_SKIP() << "an exhausted pool leaves no room for the thread sanitizer's own memory";
 #endif
-    const std::string data = sample();
+    const std::string data = qz::test::numberedBytes(3000);
     const Mail::Message message(1);
     const auto write = [&] {
         Mail::Writer writer(message);
@@ -166,48 +145,5 @@ TEST(MailMemory, MessagesGetAllThatAWriterWroteOrNothing) {
         EXPECT_FALSE(globalMail->send(none));
     }
 }
-
-#ifdef QZ_TEST_LIMITS_MEMORY
-// While it lives, no more address space than the process has now.
-class NoMoreMemory {
-public:
-    NoMoreMemory() {
-        rlim_t pages = 0;
-        std::ifstream("/proc/self/statm") >> pages;
-        limit(pages * 4096);
-    }
-    ~NoMoreMemory() { limit(RLIM_INFINITY); }
-
-private:
-    static void limit(rlim_t bytes) {
-        const rlimit limits{bytes, RLIM_INFINITY};
-        EXPECT_EQ(setrlimit(RLIMIT_AS, &limits), 0);
-    }
-};
-
-TEST(MailMemory, ServersTakeWhatTheyCan) {
-    struct Box : Mail::Mailbox {
-        bool receive(const Mail::Message&) override { return true; }
-    };
-    const Mem::Ptr<Box> box(new Box);
-    Mail::ServerImpl server(4);
-    const Mail::Message message(1000);
-    {
-        const NoMoreMemory memory;
-        for (box->address = 1000; box->address < 10'000'000; ++box->address) {
-            server.addMailbox(box);
-            if (!server.getMailbox(box->address)) {
-                break;
-            }
-        }
-        EXPECT_FALSE(server.getMailbox(box->address)) << "there was no end of memory";
-        EXPECT_TRUE(server.send(message));
-        server.removeMailbox(1000);
-        EXPECT_FALSE(server.send(message));
-    }
-    server.addMailbox(box);
-    EXPECT_TRUE(server.getMailbox(box->address)) << "there is memory again";
-}
-#endif
 
 } // namespace

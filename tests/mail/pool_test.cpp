@@ -1,4 +1,5 @@
 #include "Mail/Pool.h"
+#include "support/threads.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +8,6 @@
 #include <cstring>
 #include <limits>
 #include <stdexcept>
-#include <thread>
 #include <vector>
 
 namespace {
@@ -78,25 +78,20 @@ TEST(PoolDeathTest, FaultsOnEitherSideOfABlock) {
 }
 
 TEST(Pool, NeverGivesAnItemToTwoThreads) {
-    constexpr int kThreads = 4;
-    constexpr int kRounds = 5000;
     Mem::Pool pool(sizeof(int) * 4, 16);
-    std::vector<std::jthread> threads;
-    for (int me = 1; me <= kThreads; ++me) {
-        threads.emplace_back([&pool, me] {
+    qz::test::inThreads(4, [&pool](int me) {
+        for (int round = 0; round < 5000; ++round) {
             std::array<int*, 7> held{};
-            for (int round = 0; round < kRounds; ++round) {
-                for (int*& item : held) {
-                    item = static_cast<int*>(pool.alloc());
-                    item[2] = me;
-                }
-                for (int* item : held) {
-                    ASSERT_EQ(item[2], me);
-                    pool.free(item);
-                }
+            for (int*& item : held) {
+                item = static_cast<int*>(pool.alloc());
+                item[2] = me;
             }
-        });
-    }
+            for (int* item : held) {
+                ASSERT_EQ(item[2], me);
+                pool.free(item);
+            }
+        }
+    });
 }
 
 class Thing : public Mem::Shared {

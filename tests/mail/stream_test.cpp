@@ -1,6 +1,7 @@
 #include "Mail/Stream.h"
 
 #include "Math/Half.h"
+#include "mail/chains.h"
 
 #include <gtest/gtest.h>
 
@@ -8,9 +9,11 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <memory>
 #include <numeric>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
@@ -18,7 +21,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 namespace {
 
 using Bytes = std::vector<unsigned char>;
-using ChunkPtr = Mem::Ptr<Mail::Chunk>;
+using qz::test::chainOf;
+using qz::test::ChunkPtr;
 
 Bytes bytesOf(const Mail::Message& message) {
     Mail::Reader reader(message);
@@ -308,40 +312,17 @@ TEST(Message, AHandleToNothingKeepsNothing) {
     EXPECT_EQ(null.getAddress() + null.getTag() + null.getUserData() + null.getSize(), 0U);
 }
 
-struct Unit {
-    std::uint16_t type;
-    double mass;
-
-    void exchange(Mail::Stream& stream) {
+TEST(Stream, OneFunctionWritesAndReads) {
+    const auto exchange = [](Mail::Stream& stream, std::uint16_t type, double mass) {
         stream.transfer(type, 12);
         stream.transfer(mass);
-    }
-};
-
-TEST(Stream, OneFunctionWritesAndReads) {
-    Unit unit{0xABC, -1.5}, same{};
+        return std::pair(type, mass);
+    };
     const Mail::Message message(1);
-    {
-        Mail::Writer writer(message);
-        EXPECT_TRUE(writer.isWriter());
-        unit.exchange(writer);
-    }
+    exchange(*std::make_unique<Mail::Writer>(message), 0xABC, -1.5);
     Mail::Reader reader(message);
     EXPECT_FALSE(reader.isWriter());
-    same.exchange(reader);
-    EXPECT_EQ(same.type, unit.type);
-    EXPECT_EQ(same.mass, unit.mass);
-}
-
-std::string text(const ChunkPtr& chain) {
-    Mail::ByteReader reader(chain);
-    std::string result(10000, '\0');
-    result.resize(reader.getData(result.data(), result.size()));
-    return result;
-}
-
-ChunkPtr chainOf(const std::string& data) {
-    return Mail::ByteWriter().putData(data.data(), data.size()).end();
+    EXPECT_EQ(exchange(reader, 0, 0), std::pair(std::uint16_t{0xABC}, -1.5));
 }
 
 TEST(ByteWriter, SharesBuffersWithThoseBeforeIt) {
@@ -357,7 +338,7 @@ TEST(ByteWriter, DropsWhatComesAfterItsEnd) {
     Mail::ByteWriter writer;
     writer.putInt(0x01020304, 4).putInt(-2, 2).putInt(5, 0);
     const ChunkPtr chain = writer.end();
-    EXPECT_EQ(text(chain), std::string("\x01\x02\x03\x04\xFF\xFE"));
+    EXPECT_EQ(qz::test::bytesOf(chain), std::string("\x01\x02\x03\x04\xFF\xFE"));
     writer.putInt(7, 1).putData("more", 4);
     EXPECT_EQ(writer.end(), nullptr);
     EXPECT_EQ(chain->totalSize(), 6U);

@@ -1,0 +1,33 @@
+// Chains of chunks as plain bytes.
+#pragma once
+
+#include "Mail/Stream.h"
+
+#include <string>
+
+namespace qz::test {
+
+using ChunkPtr = Mem::Ptr<Mail::Chunk>;
+
+inline ChunkPtr chainOf(const std::string& data) {
+    return Mail::ByteWriter().putData(data.data(), data.size()).end();
+}
+
+inline std::string bytesOf(const ChunkPtr& chain) {
+    std::string result;
+    for (const Mail::Chunk* chunk = chain.get(); chunk != nullptr; chunk = chunk->next().get()) {
+        result.append(chunk->begin(), chunk->end());
+    }
+    return result;
+}
+
+// Each byte tells where it stands.
+inline std::string numberedBytes(int count) {
+    std::string data;
+    for (int i = 0; i < count; ++i) {
+        data += static_cast<char>(i * 7 % 251);
+    }
+    return data;
+}
+
+} // namespace qz::test
