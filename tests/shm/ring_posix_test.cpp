@@ -52,23 +52,3 @@ TEST(RingMessageBuffer, IsMadeUnderSignals) {
     const itimerval never{};
     setitimer(ITIMER_REAL, &never, nullptr);
 }
-
-TEST(RingMessageBuffer, OpeningAnyFreesWhatTheDeadLeft) {
-    const std::string name = "qz living " + std::to_string(getpid());
-    const std::string deadName = "qz dead " + std::to_string(getpid());
-    CRingMessageBuffer* const ring = CRingMessageBuffer::OpenNew(name.c_str(), 0, nullptr);
-    ASSERT_NE(ring, nullptr);
-    const pid_t child = fork();
-    if (child == 0) {
-        CRingMessageBuffer::OpenNew(deadName.c_str(), 0, nullptr);
-        std::raise(SIGKILL);
-    }
-    ASSERT_EQ(waitpid(child, nullptr, 0), child);
-    const std::string left = "/dev/shm/qzCore.memory." + deadName;
-    EXPECT_EQ(access(left.c_str(), F_OK), 0);
-    CRingMessageBuffer* const again = CRingMessageBuffer::OpenNew(name.c_str(), 0, nullptr);
-    ASSERT_NE(again, nullptr);
-    EXPECT_NE(access(left.c_str(), F_OK), 0);
-    again->Close(1);
-    ring->Close(1);
-}

@@ -3,14 +3,15 @@
 #include "VFS/File.h"
 #include "VFS/Locations.h"
 #include "support/log_capture.h"
+#include "support/threads.h"
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <filesystem>
 #include <mutex>
 #include <regex>
 #include <set>
-#include <thread>
 
 namespace {
 
@@ -57,18 +58,31 @@ TEST_F(TempFiles, AreRemovedWithTheirManager) {
 TEST_F(TempFiles, AreDifferentForThreadsAtOnce) {
     std::mutex mutex;
     std::set<std::string> names;
-    std::vector<std::jthread> threads;
-    for (int i = 0; i < 4; ++i) {
-        threads.emplace_back([&] {
-            for (int j = 0; j < 200; ++j) {
-                const std::string name = TempFilesManager::getTempFileName("shared");
-                const std::lock_guard lock(mutex);
-                names.insert(name);
-            }
-        });
-    }
-    threads.clear();
+    qz::test::inThreads(4, [&](int) {
+        for (int i = 0; i < 200; ++i) {
+            const std::string name = TempFilesManager::getTempFileName("shared");
+            const std::lock_guard lock(mutex);
+            names.insert(name);
+        }
+    });
     EXPECT_EQ(names.size(), 800U);
 }
+
+#ifndef _WIN32 // 32 768 files in one directory take Wine many minutes
+TEST_F(TempFiles, EndWhenAllNumbersAreTaken) {
+    const auto create = [](unsigned number) {
+        char name[32];
+        std::snprintf(name, sizeof name, "./Temp/full%08X", number);
+        qz::test::writeFile(name, "");
+    };
+    for (unsigned number = 0; number < 0x8000; ++number) {
+        create(number == 0x1234 ? 0 : number);
+    }
+    EXPECT_EQ(TempFilesManager::getTempFileName("full"), "./Temp//full00001234");
+    create(0x1234);
+    EXPECT_EQ(TempFilesManager::getTempFileName("full"), "");
+    std::filesystem::remove_all("Temp");
+}
+#endif
 
 } // namespace
