@@ -1,12 +1,10 @@
 #include "Common/Factory.h"
 
 #include "Common/Allocator.h"
-#include "support/failing_new.h"
 
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <new>
 #include <string>
 #include <vector>
 
@@ -169,25 +167,6 @@ TEST(FactoryManager, IsEmptyWhenItsFactoriesGo) {
     }
     EXPECT_EQ(alive, 0);
 }
-
-#ifndef _WIN32 // where nobody can replace the new of a DLL
-TEST(FactoryManager, AddsAllOfAFactoryOrNothing) {
-    constexpr char kFirst[] = "a name that takes memory", kSecond[] = "another one that does";
-    int alive = 0;
-    const Ref<FactoryManager> manager(new FactoryManager);
-    const Ref<ThingFactory> factory(new ThingFactory(&alive, {kFirst, kSecond}));
-    for (int allocation = 0, failed = 1; failed != 0; ++allocation) {
-        try {
-            const qz::test::FailingNew failing(allocation);
-            failed = 0;
-            manager->addFactory(factory.get());
-        } catch (const std::bad_alloc&) {
-            failed = 1;
-        }
-        EXPECT_EQ(names(*manager), failed != 0 ? Names() : (Names{kFirst, kSecond}));
-    }
-}
-#endif
 
 Ref<FactoryManager>& theManager() {
     static Ref<FactoryManager> manager(new FactoryManager);

@@ -23,16 +23,23 @@ struct Tables {
     std::map<Number, Number> onEnter, onExit;
     std::set<Number> finish;
 
-    void change(Number n) {
-        if (n % 3 == 0) {
-            transitions[{n % 5, n % 6}] = {n % 40, n % 7, 0};
-        } else if (n % 3 == 1) {
-            onEnter[n % 4] = n % 40;
-        } else {
-            finish.insert(n % 6);
-        }
+    void addTransition(Number from, Number symbol, Number output, Number to, Number stack) {
+        transitions[{from, symbol}] = {output, to, stack};
     }
+    void addOnEnterOutputSymbol(Number state, Number symbol) { onEnter[state] = symbol; }
+    void addFinishState(Number state) { finish.insert(state); }
 };
+
+template<typename Table>
+void change(Table& table, Number n) {
+    if (n % 3 == 0) {
+        table.addTransition(n % 5, n % 6, n % 40, n % 7, FSM::kKeepStack);
+    } else if (n % 3 == 1) {
+        table.addOnEnterOutputSymbol(n % 4, n % 40);
+    } else {
+        table.addFinishState(n % 6);
+    }
+}
 
 class Descriptor : public FSM::Descriptor {
 public:
@@ -51,16 +58,7 @@ public:
         }
     }
 
-    void change(Number n) {
-        if (n % 3 == 0) {
-            addTransition(n % 5, n % 6, n % 40, n % 7, FSM::kKeepStack);
-        } else if (n % 3 == 1) {
-            addOnEnterOutputSymbol(n % 4, n % 40);
-        } else {
-            addFinishState(n % 6);
-        }
-    }
-
+    using FSM::Descriptor::addFinishState;
     using FSM::Descriptor::addOnEnterOutputSymbol;
     using FSM::Descriptor::addTransition;
     using FSM::Descriptor::setInitialState;
@@ -217,7 +215,7 @@ private:
         } else if (action < 4) {
             subject_.reset();
         } else if (action < 7) {
-            tables_->change(symbol + ++changes_ * 7);
+            change(*tables_, symbol + ++changes_ * 7);
         } else if (action < 12) {
             subject_.onSymbolDelayed(symbol);
         } else if (action < 28) {
