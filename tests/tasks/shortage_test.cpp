@@ -1,17 +1,14 @@
-// Threads that cannot be started, and memory that runs out.
+// Threads that cannot be started. Memory that runs out is the business of fault/tasks_fault.cpp.
 #include "Core/Threads.h"
 #include "Tasks/PathfinderThread.h"
 #include "Tasks/Sync.h"
 #include "Tasks/TaskManager.h"
-#include "support/failing_new.h"
 #include "support/failing_threads.h"
 #include "support/latch.h"
 #include "support/log_capture.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <array>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
@@ -28,7 +25,6 @@ extern "C" const char* __asan_default_options() {
 namespace {
 
 using namespace std::chrono_literals;
-using qz::test::FailingNew;
 using qz::test::FailingThreads;
 
 void count(void* counter) {
@@ -91,56 +87,6 @@ TEST(Shortage, TasksWaitUntilThereAreThreads) {
               (std::vector<std::string>{"No thread can be started for tasks: they wait."}));
     QZ_wait_serial_queue(queue);
     EXPECT_TRUE(reaches(done, 6));
-    EXPECT_EQ(QZ_shutdown_tasks(10.0), 1);
-}
-
-// Each allocation in turn: one that fails loses one task at most.
-TEST(Shortage, MemoryThatRunsOutLosesOneTask) {
-    qz::test::LogCapture log;
-    constexpr int kTasks = 200;
-    std::atomic<int> done{0};
-    size_t queue = 0;
-    const auto fill = [&](auto add) {
-        for (int i = 0; i < kTasks; ++i) {
-            add();
-        }
-    };
-    const auto fails = [&](int allocation, auto call) {
-        const FailingNew failing(allocation);
-        EXPECT_NO_THROW(call());
-        return failing.hasFailed();
-    };
-    fails(0, [&] { queue = QZ_create_serial_queue("made although oneTBB has failed"); });
-    EXPECT_EQ(queue, 0U);
-    bool isShort = true;
-    for (int allocation = 0; isShort; ++allocation) {
-        const std::string name = "a queue whose name takes memory " + std::to_string(allocation);
-        isShort = fails(allocation, [&] { queue = QZ_create_serial_queue(name.c_str()); });
-        EXPECT_EQ(queue == ~size_t{0}, isShort);
-        queue = QZ_create_serial_queue(name.c_str());
-
-        done = 0;
-        Latch added(1);
-        QZ_add_serial_queue_task(queue, &added, [](void* l) { static_cast<Latch*>(l)->wait(); });
-        const std::array lost{
-            fails(allocation,
-                  [&] { fill([&] { QZ_add_serial_queue_task(queue, &done, count); }); }),
-            fails(allocation, [&] { fill([&] { QZ_add_main_thread_task(&done, count); }); }),
-            fails(allocation, [&] { fill([&] { QZ_add_task(&done, count); }); }),
-        };
-        added.count_down();
-        QZ_wait_serial_queue(queue);
-        QZ_make_main_thread_task(1000.0);
-        const auto losses = static_cast<int>(std::ranges::count(lost, true));
-        EXPECT_TRUE(reaches(done, 3 * kTasks - losses)) << done << ", " << losses;
-        EXPECT_LE(done, 3 * kTasks);
-        isShort |= losses != 0;
-    }
-    const auto messages = log.messages();
-    for (const char* expected : {"No memory for a serial queue: it was not made.",
-                                 "No memory for a task: it was not added."}) {
-        EXPECT_NE(std::ranges::find(messages, expected), messages.end()) << expected;
-    }
     EXPECT_EQ(QZ_shutdown_tasks(10.0), 1);
 }
 

@@ -1,34 +1,28 @@
 #include "Tasks/Sync.h"
+#include "support/threads.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <chrono>
 #include <thread>
-#include <vector>
 
 namespace {
 
 TEST(Futex, LetsOneThreadInAtATime) {
-    constexpr int kThreads = 4;
-    constexpr int kRounds = 20000;
     Sync::Futex futex;
     int count = 0;
-    std::vector<std::jthread> threads;
-    for (int i = 0; i < kThreads; ++i) {
-        threads.emplace_back([&] {
-            for (int round = 0; round < kRounds; ++round) {
-                futex.lock();
-                futex.lock();
-                ++count;
-                futex.unlock();
-                ++count;
-                futex.unlock();
-            }
-        });
-    }
-    threads.clear();
-    EXPECT_EQ(count, kThreads * kRounds * 2);
+    qz::test::inThreads(4, [&](int) {
+        for (int round = 0; round < 20000; ++round) {
+            futex.lock();
+            futex.lock();
+            ++count;
+            futex.unlock();
+            ++count;
+            futex.unlock();
+        }
+    });
+    EXPECT_EQ(count, 4 * 20000 * 2);
 }
 
 TEST(Futex, TryLockWaitsWhateverItsTimeOut) {

@@ -1,5 +1,6 @@
 #include "Tasks/TaskManager.h"
 #include "support/latch.h"
+#include "support/threads.h"
 
 #include <gtest/gtest.h>
 
@@ -19,6 +20,7 @@
 namespace {
 
 using namespace std::chrono_literals;
+using qz::test::inThreads;
 
 using Closure = std::function<void()>;
 
@@ -53,15 +55,11 @@ TEST_F(TaskManager, RunsEveryTaskOnceWhoeverAddsIt) {
     constexpr int kAdders = 4;
     constexpr int kTasks = 20000;
     std::atomic<int> done{0};
-    std::vector<std::jthread> adders;
-    for (int i = 0; i < kAdders; ++i) {
-        adders.emplace_back([&] {
-            for (int task = 0; task < kTasks; ++task) {
-                QZ_add_task(&done, count);
-            }
-        });
-    }
-    adders.clear();
+    inThreads(kAdders, [&](int) {
+        for (int task = 0; task < kTasks; ++task) {
+            QZ_add_task(&done, count);
+        }
+    });
     while (done < kAdders * kTasks) {
         std::this_thread::sleep_for(1ms);
     }
@@ -96,15 +94,11 @@ TEST_F(TaskManager, NumbersQueuesByName) {
     EXPECT_EQ(QZ_create_serial_queue(nullptr), QZ_create_serial_queue(""));
 
     std::array<std::array<size_t, 100>, 4> found{};
-    std::vector<std::jthread> threads;
-    for (auto& mine : found) {
-        threads.emplace_back([&] {
-            for (size_t i = 0; i < mine.size(); ++i) {
-                mine[i] = QZ_create_serial_queue(std::to_string(i).c_str());
-            }
-        });
-    }
-    threads.clear();
+    inThreads(4, [&](size_t thread) {
+        for (size_t i = 0; i < 100; ++i) {
+            found[thread][i] = QZ_create_serial_queue(std::to_string(i).c_str());
+        }
+    });
     for (const auto& others : found) {
         EXPECT_EQ(others, found[0]);
     }
@@ -136,21 +130,17 @@ TEST_F(TaskManager, SerialCallbacksRunOneByOneInOrderAndNoneIsLost) {
     std::array<Queue, 2> queues{Queue{QZ_create_serial_queue("first")},
                                 Queue{QZ_create_serial_queue("second")}};
     std::array<std::deque<Entry>, kAdders> entries;
-    std::vector<std::jthread> adders;
-    for (size_t adder = 0; adder < kAdders; ++adder) {
-        adders.emplace_back([&, adder] {
-            for (int i = 0; i < kEach; ++i) {
-                for (Queue& queue : queues) {
-                    Entry& entry = entries[adder].emplace_back(Entry{&queue, adder, i});
-                    QZ_add_serial_queue_task(queue.index, &entry, Entry::run);
-                }
-                if (i % 16 == 0) {
-                    std::this_thread::yield();
-                }
+    inThreads(kAdders, [&](size_t adder) {
+        for (int i = 0; i < kEach; ++i) {
+            for (Queue& queue : queues) {
+                Entry& entry = entries[adder].emplace_back(Entry{&queue, adder, i});
+                QZ_add_serial_queue_task(queue.index, &entry, Entry::run);
             }
-        });
-    }
-    adders.clear();
+            if (i % 16 == 0) {
+                std::this_thread::yield();
+            }
+        }
+    });
     for (const Queue& queue : queues) {
         QZ_wait_serial_queue(queue.index);
         EXPECT_EQ(queue.next, (std::array{kEach, kEach}));
