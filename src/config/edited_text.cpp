@@ -102,24 +102,38 @@ bool EditedText::collectInserted(const Entry& list, int depth) {
     return true;
 }
 
-// On lines of their own where their neighbour has one, which a comment behind it belongs to as
-// well.
+// On lines of their own where their neighbour has one, and never between an entry and a comment
+// that belongs to it.
 bool EditedText::insertEntries(const Entry& list, const Inserted& inserted, int depth) {
     if (inserted.previous != nullptr) {
         const std::size_t offset = inserted.previous->place.end();
         const Indentation indentation{layout_.indentationAt(inserted.previous->place.offset)};
         if (const auto lineEnd = layout_.lineEndAfterComments(offset)) {
-            return insert(inserted, {*lineEnd, indentation, Space::newLine, Space::none}, depth);
+            const std::size_t end = layout_.endOfCommentLines(*lineEnd, indentation.blanks.size());
+            return insert(inserted, {end, indentation, Space::newLine, Space::none}, depth);
         }
         return insert(inserted, {offset, indentation, Space::blank, Space::none}, depth);
     }
     if (inserted.next != nullptr) {
-        const std::size_t offset = inserted.next->place.offset;
+        const std::size_t offset = layout_.beginOfComments(contentsBefore(list, *inserted.next),
+                                                           inserted.next->place.offset);
         const Space behind = layout_.lineBegin(offset) ? Space::newLine : Space::blank;
         return insert(inserted, {offset, {layout_.indentationAt(offset)}, Space::none, behind},
                       depth);
     }
     return insertEntriesWhereNoneAre(list, inserted, depth);
+}
+
+// Where the blanks and comments before the first entry of a list begin that is left: at the list's
+// beginning, or behind the last entry that was erased there.
+std::size_t EditedText::contentsBefore(const Entry& list, const Entry& first) const {
+    std::size_t begin = &list == &tree_.root() ? 0 : layout_.braceFrom(list.place.offset) + 1;
+    for (const Place& erased : erasedIn(list)) {
+        if (erased.offset < first.place.offset) {
+            begin = erased.end();
+        }
+    }
+    return begin;
 }
 
 bool EditedText::insertEntriesWhereNoneAre(const Entry& list, const Inserted& inserted, int depth) {
@@ -145,13 +159,49 @@ bool EditedText::insertItems(const Entry& list, const Inserted& inserted, int de
                       depth);
     }
     if (inserted.next != nullptr) {
-        return insert(inserted, {inserted.next->place.offset, {}, Space::none, Space::comma},
-                      depth);
+        const Place first = inserted.next->place;
+        if (!isOnLineOfItsOwn(first)) {
+            return insert(inserted, {first.offset, {}, Space::none, Space::comma}, depth);
+        }
+        const bool isFirst = erasedIn(list).empty();
+        const std::size_t offset =
+            isFirst ? layout_.beginOfComments(contentsBefore(list, *inserted.next), first.offset)
+                    : first.offset;
+        const Indentation indentation{layout_.indentationAt(first.offset)};
+        return insert(inserted, {offset, indentation, Space::none, Space::commaAndNewLine}, depth);
     }
-    const bool isDone =
-        insert(inserted, {closingBraceOf(list), {}, Space::comma, Space::none}, depth);
-    edits_.back().text.erase(0, 2); // nothing to divide the first from
+    return insertItemsWhereNoneAre(list, inserted, depth);
+}
+
+// On lines of their own if the first of those before was.
+bool EditedText::insertItemsWhereNoneAre(const Entry& list, const Inserted& inserted, int depth) {
+    const std::size_t closing = closingBraceOf(list);
+    const std::vector<Place> erased = erasedIn(list);
+    if (erased.empty() || !isOnLineOfItsOwn(erased.front())) {
+        const bool isDone = insert(inserted, {closing, {}, Space::comma, Space::none}, depth);
+        edits_.back().text.erase(0, 2); // nothing to divide the first from
+        return isDone;
+    }
+    const Indentation indentation{layout_.indentationAt(erased.front().offset)};
+    const auto lineBegin = layout_.lineBegin(closing);
+    const Spot spot{lineBegin.value_or(closing), indentation, Space::commaAndNewLine, Space::none};
+    const bool isDone = insert(inserted, spot, depth);
+    std::string& text = edits_.back().text;
+    text.erase(0, 1 + Layout::kLineEnd.size()); // the line is there
+    if (lineBegin) {
+        text += Layout::kLineEnd;
+    } else {
+        text.erase(0, indentation.blanks.size());
+    }
     return isDone;
+}
+
+// Of an item: nothing but a comma and comments with it.
+bool EditedText::isOnLineOfItsOwn(const Place& item) const {
+    const std::size_t behind = layout_.skipBlanks(item.end());
+    const bool hasComma = tree_.source().substr(behind).starts_with(',');
+    return layout_.lineBegin(item.offset) &&
+           layout_.lineEndAfterComments(hasComma ? behind + 1 : behind);
 }
 
 bool EditedText::insert(const Inserted& inserted, const Spot& spot, int depth) {
@@ -180,6 +230,9 @@ void EditedText::addSpace(Writer& writer, Space space) {
     case Space::lineEnd:
         writer.addText(Layout::kLineEnd);
         break;
+    case Space::commaAndNewLine:
+        writer.addText(",");
+        [[fallthrough]];
     case Space::newLine:
         writer.addText(Layout::kLineEnd);
         [[fallthrough]];

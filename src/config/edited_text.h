@@ -43,7 +43,7 @@ private:
     };
 
     // What divides entries, and where new ones stand, with what in front of each and behind it.
-    enum class Space { none, blank, comma, lineEnd, indentation, newLine };
+    enum class Space { none, blank, comma, commaAndNewLine, lineEnd, indentation, newLine };
     struct Spot {
         std::size_t offset;
         Indentation indentation;
@@ -57,7 +57,10 @@ private:
     bool collectInserted(const Entry& list, int depth);
     bool insertEntries(const Entry& list, const Inserted& inserted, int depth);
     bool insertEntriesWhereNoneAre(const Entry& list, const Inserted& inserted, int depth);
+    std::size_t contentsBefore(const Entry& list, const Entry& first) const;
     bool insertItems(const Entry& list, const Inserted& inserted, int depth);
+    bool insertItemsWhereNoneAre(const Entry& list, const Inserted& inserted, int depth);
+    bool isOnLineOfItsOwn(const Place& item) const;
     bool insert(const Inserted& inserted, const Spot& spot, int depth);
     static void addSpace(Writer& writer, Space space);
     void collectErased(const Entry& list);

@@ -43,18 +43,52 @@ std::optional<std::size_t> Layout::lineEnd(std::size_t offset) const {
     return end;
 }
 
+// A comment of several lines counts where it ends its last line, but not where that goes on.
 std::optional<std::size_t> Layout::lineEndAfterComments(std::size_t offset) const {
-    while (true) {
+    for (std::size_t behind = 0;; offset = behind) {
         offset = skipBlanks(offset);
-        const std::size_t behind = skipComment(offset);
+        behind = skipComment(offset);
         if (behind == offset) {
             return lineEnd(offset);
         }
-        if (text_.substr(offset, behind - offset).find('\n') != std::string_view::npos) {
-            return std::nullopt;
-        }
-        offset = behind;
     }
+}
+
+std::size_t Layout::endOfCommentLines(std::size_t lineEnd, std::size_t indentation) const {
+    std::size_t endOfDeeper = lineEnd; // of those at the beginning
+    bool areDeeper = true;
+    while (has(kLineEnd, lineEnd)) {
+        const std::size_t begin = lineEnd + kLineEnd.size();
+        const std::size_t text = skipBlanks(begin);
+        const bool isEnd = text == text_.size() || has("}", text) || has(kLineEnd, text);
+        const auto end = skipComment(text) == text ? std::nullopt : lineEndAfterComments(text);
+        if (!end) {
+            return isEnd ? lineEnd : endOfDeeper;
+        }
+        lineEnd = *end;
+        areDeeper = areDeeper && text - begin > indentation;
+        endOfDeeper = areDeeper ? lineEnd : endOfDeeper;
+    }
+    return lineEnd;
+}
+
+std::size_t Layout::beginOfComments(std::size_t from, std::size_t offset) const {
+    bool isBehindOther = from > 0;
+    std::size_t begin = offset;
+    for (std::size_t at = from; at < offset; at = skipComment(at)) {
+        int lineEnds = 0;
+        for (at = skipBlanks(at); has(kLineEnd, at); at = skipBlanks(at + kLineEnd.size())) {
+            ++lineEnds;
+        }
+        if (lineEnds > 1 || (lineEnds > 0 && isBehindOther)) {
+            begin = offset;
+        }
+        isBehindOther = isBehindOther && lineEnds == 0;
+        if (at < offset) {
+            begin = std::min(begin, at);
+        }
+    }
+    return begin;
 }
 
 std::size_t Layout::skipBlanks(std::size_t offset) const {
@@ -66,8 +100,8 @@ std::size_t Layout::skipBlanksBack(std::size_t offset) const {
     return text_.substr(0, offset).find_last_not_of(kBlanks) + 1;
 }
 
-std::size_t Layout::commaFrom(std::size_t offset) const {
-    while (text_[offset] != ',') {
+std::size_t Layout::find(char character, std::size_t offset) const {
+    while (text_[offset] != character) {
         const std::size_t behind = skipComment(offset);
         offset = behind == offset ? offset + 1 : behind;
     }

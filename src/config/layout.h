@@ -24,12 +24,23 @@ public:
     std::optional<std::size_t> lineEnd(std::size_t offset) const;
     std::optional<std::size_t> lineEndAfterComments(std::size_t offset) const;
 
+    // Behind an entry whose line ends at `lineEnd`: the end of the last of the lines of comments
+    // below that belong to it. These are all up to an empty line or the list's end; directly above
+    // another entry only those that are indented deeper than the first entry, by so many blanks.
+    std::size_t endOfCommentLines(std::size_t lineEnd, std::size_t indentation) const;
+
+    // Where the comments that belong to the entry at an offset begin, if only blanks, lines' ends
+    // and comments stand between another offset and it: those without an empty line behind them,
+    // and that are not behind something else in its line. The entry's own offset if it has none.
+    std::size_t beginOfComments(std::size_t from, std::size_t offset) const;
+
     // Over blanks, forwards and backwards.
     std::size_t skipBlanks(std::size_t offset) const;
     std::size_t skipBlanksBack(std::size_t offset) const;
 
-    // The next comma outside comments; there is one.
-    std::size_t commaFrom(std::size_t offset) const;
+    // The next comma or opening brace outside comments; there is one.
+    std::size_t commaFrom(std::size_t offset) const { return find(',', offset); }
+    std::size_t braceFrom(std::size_t offset) const { return find('{', offset); }
 
     bool endsInLineEnd() const { return text_.ends_with(kLineEnd); }
 
@@ -40,6 +51,7 @@ private:
         return text_.substr(offset).starts_with(part);
     }
     std::size_t skipComment(std::size_t offset) const;
+    std::size_t find(char character, std::size_t offset) const;
 
     struct Line {
         std::size_t begin;

@@ -82,6 +82,26 @@ TEST(ConfigEdited, InsertsEntriesWhereTheirNeighboursAre) {
     EXPECT_EQ(edited("\ta = 1;", insertOne), "\ta = 1;|\tx = 1;");
     EXPECT_EQ(edited("a = 1; b = 2;", insertOne), "a = 1; x = 1; b = 2;");
     EXPECT_EQ(edited("a = 1; /* | */ b = 2;", insertOne), "a = 1; x = 1; /* | */ b = 2;");
+    // Behind the comments of the entry before, in front of those of the next one.
+    EXPECT_EQ(edited("a = 1; // one|       // more|// two|b = 2;|", insertOne),
+              "a = 1; // one|       // more|x = 1;|// two|b = 2;|");
+    EXPECT_EQ(edited("a = 1;|// one||// two|b = 2;|", insertOne),
+              "a = 1;|// one|x = 1;||// two|b = 2;|");
+    EXPECT_EQ(edited("b {|  a = 1; /* one|  more */|  // c = 2;|}|",
+                     [](ConfigParser& p) { p.begin().end().insert("x", 1); }),
+              "b {|  a = 1; /* one|  more */|  // c = 2;|  x = 1;|}|");
+    const Change insertFirst = [](ConfigParser& p) {
+        (p.begin().getType() == ConfigParser::iterator::kBlock ? p.begin().begin() : p.begin())
+            .insert("x", 1);
+    };
+    EXPECT_EQ(edited("// File||// one|/* { */ a = 1;|", insertFirst),
+              "// File||x = 1;|// one|/* { */ a = 1;|");
+    EXPECT_EQ(edited("b /* { */ { // of b|  // one|  a = 1;|}|", insertFirst),
+              "b /* { */ { // of b|  x = 1;|  // one|  a = 1;|}|");
+    EXPECT_EQ(edited("b { /* one */ a = 1; }", insertFirst), "b { x = 1; /* one */ a = 1; }");
+    EXPECT_EQ(edited("b { c = 1; // c|  // one|  a = 1; }",
+                     [](ConfigParser& p) { p.begin().begin().erase().insert("x", 1); }),
+              "b { // c|  x = 1;|  // one|  a = 1; }");
     EXPECT_EQ(edited("a = 1;", [](ConfigParser& p) { p.begin().insert("x", 1); }), "x = 1;|a = 1;");
     EXPECT_EQ(edited("b { a = 1; }", [](ConfigParser& p) { p.begin().begin().insert("x", 1); }),
               "b { x = 1; a = 1; }");
@@ -141,9 +161,16 @@ TEST(ConfigEdited, KeepsTheCommasOfListsRight) {
     EXPECT_EQ(edited("a = {|  1, // one, 1|  2, // two|  3|};", change(2, -1)),
               "a = {|  1, // one, 1|  // two|  3|};");
     EXPECT_EQ(edited("a = {|  1,|  2,|  3|};", change(2, -1)), "a = {|  1,|  3|};");
+    // Lists over several lines keep their layout.
+    EXPECT_EQ(edited("a = {|  // one|  1,|  2|};", change(0, 0)),
+              "a = {|  \"x\",|  \"y\",|  // one|  1,|  2|};");
+    EXPECT_EQ(edited("a = {|  1, 2,|  3|};", change(0, 0)), "a = {|  \"x\", \"y\", 1, 2,|  3|};");
+    EXPECT_EQ(edited("a = {|  1, // one|  2|};", change(3, 0)),
+              "a = {|  // one|  \"x\",|  \"y\"|};");
+    EXPECT_EQ(edited("a = {|  1,|  2 };", change(3, 0)), "a = {|  \"x\",|  \"y\"};");
     // Whatever is done, the text says what the tree says: `edited` checks it.
     for (const char* text : {"a = {1,{2},\"3\",4};", "a = { 1 , /*,*/ 2 /*,*/,|3// ,|,|4 };",
-                             "a = {|1|,|2|,|3|,|4|};"}) {
+                             "a = {|1|,|2|,|3|,|4|};", "a = {|//,|1, // ,|2,|/*,*/ 3,|4 };"}) {
         for (unsigned int erased = 0; erased < 16; ++erased) {
             for (int position = -1; position < 5; ++position) {
                 const bool isEmpty = erased == 15 && position < 0;
