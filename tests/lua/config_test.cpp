@@ -253,15 +253,15 @@ TEST_F(LuaConfig, LoadsAndRuns) {
     EXPECT_FALSE(shaped(0, "", [&] { return config_.dostring("error('e', 0)\r\nmore()"); }));
     EXPECT_FALSE(shaped(0, "", [&] { return config_.dostring(nullptr); }));
     EXPECT_FALSE(shaped(0, "", [&] { return config_.dostring(("error''" + longLine).c_str()); }));
-    const std::vector<std::string> messages = log_.messages();
-    ASSERT_EQ(messages.size(), 6u);
-    EXPECT_EQ(messages[0], "load error " + fails + ":unknown error.");
-    EXPECT_EQ(messages[1], "load error <NULL>:no filename given.");
-    EXPECT_EQ(messages[2], "Lua error can't open 'none' in \"none\"");
-    EXPECT_EQ(messages[3], "Lua error e in \"error('e', 0)\"");
-    EXPECT_EQ(messages[4], "Lua error no text given in \"<NULL>\"");
+    std::vector<std::string> messages = log_.messages();
     const std::string cut = "in \"error''" + std::string(255 - 7, 'y') + "\"";
-    EXPECT_NE(messages[5].find(cut), std::string::npos) << messages[5];
+    EXPECT_NE(messages.back().find(cut), std::string::npos) << messages.back();
+    messages.pop_back();
+    EXPECT_EQ(messages, (std::vector<std::string>{"load error " + fails + ":unknown error.",
+                                                  "load error <NULL>:no filename given.",
+                                                  "Lua error can't open 'none' in \"none\"",
+                                                  "Lua error e in \"error('e', 0)\"",
+                                                  "Lua error no text given in \"<NULL>\""}));
 }
 
 TEST_F(LuaConfig, RunsInATableOfItsOwn) {

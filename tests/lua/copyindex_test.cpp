@@ -44,26 +44,27 @@ protected:
     Script destination_{"Destination"};
 };
 
-TEST_F(LuaCopyIndex, CopiesPlainValues) {
-    EXPECT_EQ(copy("true"), "true");
-    EXPECT_EQ(copy("0.1"), "0.1");
-    EXPECT_EQ(copy("'text'"), "\"text\"");
-    EXPECT_EQ(copy("'cut\\0off'"), "\"cut\"");
+TEST_F(LuaCopyIndex, CopiesPlainValuesAndTablesDeeply) {
+    const std::pair<std::string, std::string> cases[] = {
+        {"true", "true"},
+        {"0.1", "0.1"},
+        {"'text'", "\"text\""},
+        {"'cut\\0off'", "\"cut\""},
+        {"{}", "{}"},
+        {"{1, 'two', {x = {y = false}}}", "{[1]=1,[2]=\"two\",[3]={[\"x\"]={[\"y\"]=false}}}"},
+        {"{[{1}] = {2}, [{{}}] = 3}", "{[{[1]=1}]={[1]=2},[{[1]={}}]=3}"},
+        {"{f = print, [print] = 1, [{print}] = print, [true] = 2}", "{[true]=2}"},
+        {"setmetatable({a = 1}, {__index = {b = 2}})", "{[\"a\"]=1}"},
+    };
+    for (const auto& [expression, rendered] : cases) {
+        EXPECT_EQ(copy(expression), rendered);
+    }
     for (const char* other : {"nil", "print", "newproxy()", "coroutine.create(function() end)"}) {
         EXPECT_EQ(copy(other), "nil") << other;
     }
     QZ_lua_copyindex(destination_.state(), source_.state(), 1); // an empty index
     EXPECT_EQ(describe(destination_.state(), -1), "nil");
     lua_settop(destination_.state(), 0);
-}
-
-TEST_F(LuaCopyIndex, CopiesTablesDeeply) {
-    EXPECT_EQ(copy("{}"), "{}");
-    EXPECT_EQ(copy("{1, 'two', {x = {y = false}}}"),
-              "{[1]=1,[2]=\"two\",[3]={[\"x\"]={[\"y\"]=false}}}");
-    EXPECT_EQ(copy("{[{1}] = {2}, [{{}}] = 3}"), "{[{[1]=1}]={[1]=2},[{[1]={}}]=3}");
-    EXPECT_EQ(copy("{f = print, [print] = 1, [{print}] = print, [true] = 2}"), "{[true]=2}");
-    EXPECT_EQ(copy("setmetatable({a = 1}, {__index = {b = 2}})"), "{[\"a\"]=1}");
 }
 
 TEST_F(LuaCopyIndex, CopiesWithinAStateAndBetweenItsCoroutines) {

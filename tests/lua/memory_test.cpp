@@ -1,5 +1,6 @@
 // Memory that runs out: at each allocation in turn, once and from then on. What must come is an
 // error, or a null state, and in the end nothing is left.
+#include "Lua/Loader.h"
 #include "Lua/State.h"
 #include "lua/script.h"
 #include "support/log_capture.h"
@@ -88,20 +89,45 @@ TEST_P(LuaMemory, RunningScripts) {
     EXPECT_TRUE(std::filesystem::remove(dir + "/file"));
 }
 
-int copyFromContext(lua_State* destination) {
-    QZ_lua_copyindex(destination, static_cast<lua_State*>(lua_touserdata(destination, 1)), -1);
-    return 0;
-}
-
 TEST_P(LuaMemory, Copying) {
     Script source;
     ASSERT_EQ(luaL_dostring(source.state(), "return {1, {x = {'text', {}}}, [{2}] = 'y'}"), 0);
     failEachAllocation(GetParam(), nothing, [&source](lua_State* state) {
-        const int status = lua_cpcall(state, copyFromContext, source.state());
+        const auto copy = [](lua_State* destination) {
+            auto* const from = static_cast<lua_State*>(lua_touserdata(destination, 1));
+            QZ_lua_copyindex(destination, from, -1);
+            return 0;
+        };
+        const int status = lua_cpcall(state, copy, source.state());
         EXPECT_TRUE(status == 0 || status == LUA_ERRMEM) << describe(state, -1);
         lua_settop(source.state(), 1);
     });
     lua_settop(source.state(), 0);
+}
+
+TEST_P(LuaMemory, LoadersThrow) {
+    static constexpr void (*kSteps[])(Lua::Loader&) = {
+        [](Lua::Loader& loader) { loader.createGlobalTable("a long name of a global table"); },
+        [](Lua::Loader& loader) { loader.createSubtable("sub"); },
+        [](Lua::Loader& loader) { loader.setString("text", std::string(1000, 'x')); },
+        [](Lua::Loader& loader) { loader.setVector(1, {}); },
+        [](Lua::Loader& loader) { loader.getVector(1); },
+        [](Lua::Loader& loader) { loader.beginSubtables(); },
+    };
+    const auto prepare = [](lua_State* state) { lua_newtable(state); };
+    failEachAllocation(GetParam(), prepare, [](lua_State* state) {
+        Lua::Loader loader(state);
+        for (const auto step : kSteps) {
+            const int top = lua_gettop(state);
+            const std::string path = loader.getCurrentPath();
+            try {
+                step(loader);
+            } catch (const Lua::LoaderException& exception) {
+                EXPECT_EQ(lua_gettop(state), top) << exception.what();
+                EXPECT_EQ(loader.getCurrentPath(), path);
+            }
+        }
+    });
 }
 
 INSTANTIATE_TEST_SUITE_P(Failing, LuaMemory, ::testing::Values(false, true),

@@ -3,8 +3,8 @@
 #include "Core/Watch.h"
 #include "lua/script.h"
 #include "support/log_capture.h"
+#include "support/threads.h"
 
-#include <thread>
 #include <vector>
 
 namespace qz::test {
@@ -13,27 +13,21 @@ namespace {
 
 TEST(LuaState, IsNamedAndLogsItsLife) {
     LogCapture log;
-    lua_State* const state = QZ_lua_open("Größe");
-    ASSERT_NE(state, nullptr);
+    lua_State* state = QZ_lua_open("Größe");
     lua_getfield(state, LUA_REGISTRYINDEX, "QZ.id");
     EXPECT_EQ(describe(state, -1), "Größe");
-    lua_pop(state, 1);
-    EXPECT_EQ(lua_gettop(state), 0);
+    EXPECT_EQ(lua_gettop(state), 1);
     QZ_lua_close(state);
-    EXPECT_EQ(log.take(), (std::vector<LogLine>{{"Lua", 0x80, "Created state \"Größe\""},
-                                                {"Lua", 0x80, "Deleted state \"Größe\""}}));
-}
-
-TEST(LuaState, WithoutNameOrWithoutState) {
-    LogCapture log;
-    lua_State* const state = QZ_lua_open(nullptr);
+    state = QZ_lua_open(nullptr);
     QZ_lua_openlibs(state);
     run(state, "print('x')");
     QZ_lua_close(state);
     QZ_lua_openlibs(nullptr);
     QZ_lua_close(nullptr);
     EXPECT_EQ(log.take(),
-              (std::vector<LogLine>{{"Lua", 0x80, "Created state \"<NULL>\""},
+              (std::vector<LogLine>{{"Lua", 0x80, "Created state \"Größe\""},
+                                    {"Lua", 0x80, "Deleted state \"Größe\""},
+                                    {"Lua", 0x80, "Created state \"<NULL>\""},
                                     {"LUA", 0x80, "x"},
                                     {"Lua", 0x80, "Deleted state \"!!!missing QZ.id!!!\""}}));
 }
@@ -90,20 +84,14 @@ TEST(LuaState, StatesOfSeveralThreadsShareThePool) {
                                     "for i = 1, #t do sum = sum + t[i][1] + #t[i][2] end\n"
                                     "return sum";
     std::vector<std::string> results(6);
-    std::vector<std::thread> threads;
-    for (std::string& result : results) {
-        threads.emplace_back([&result] {
-            for (int round = 0; round < 5; ++round) {
-                lua_State* const state = QZ_lua_open("thread");
-                QZ_lua_openlibs(state);
-                result = run(state, kCode);
-                QZ_lua_close(state);
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+    inThreads(6, [&](std::size_t thread) {
+        for (int round = 0; round < 5; ++round) {
+            lua_State* const state = QZ_lua_open("thread");
+            QZ_lua_openlibs(state);
+            results[thread] = run(state, kCode);
+            QZ_lua_close(state);
+        }
+    });
     EXPECT_EQ(results, std::vector<std::string>(6, "4512393"));
 }
 

@@ -9,33 +9,17 @@
 
 namespace osg {
 
-class Vec4ub {
-public:
-    typedef unsigned char value_type;
+template<class Number, std::size_t count>
+struct HostVector {
+    typedef Number value_type;
     value_type operator[](int i) const { return _v[i]; }
-    value_type _v[4] = {};
+    value_type _v[count] = {};
 };
 
-class Vec2f {
-public:
-    typedef float value_type;
-    value_type operator[](int i) const { return _v[i]; }
-    value_type _v[2] = {};
-};
-
-class Vec3d {
-public:
-    typedef double value_type;
-    value_type operator[](int i) const { return _v[i]; }
-    value_type _v[3] = {};
-};
-
-class Vec4d {
-public:
-    typedef double value_type;
-    value_type operator[](int i) const { return _v[i]; }
-    value_type _v[4] = {};
-};
+class Vec4ub : public HostVector<unsigned char, 4> {};
+class Vec2f : public HostVector<float, 2> {};
+class Vec3d : public HostVector<double, 3> {};
+class Vec4d : public HostVector<double, 4> {};
 
 } // namespace osg
 
