@@ -174,7 +174,7 @@ bool isFirstCopy() {
 }
 
 File openFirstCopy(const char* path) {
-    PHYSFS_setErrorCode(PHYSFS_ERR_OK);
+    PHYSFS_getLastErrorCode(); // forgets it
     File file(PHYSFS_openRead(path));
     return file && isFirstCopy() ? std::move(file) : nullptr;
 }
