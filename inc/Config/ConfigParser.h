@@ -109,7 +109,8 @@ public:
      * or all of the new ones. It keeps its permissions, plus those to read and write for its owner,
      * its access list, on Linux its owner, on Windows its attributes. On Linux symbolic links are
      * followed, and one that leads nowhere cannot be saved to; on Windows the link is replaced.
-     * Other names of the file (hard links) keep the old contents.
+     * Other names of the file (hard links) keep the old contents. Windows' alternate streams
+     * (a.cfg:notes) and devices cannot be saved to.
      *
      * The new contents are first written to a file beside it, named after it with ".qzsave-" and
      * numbers behind. A program that is killed leaves that file; the next save removes it.

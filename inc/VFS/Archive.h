@@ -5,7 +5,8 @@
  *
  * Paths of directories and archives are those of VFS/File.h. Paths within the tree are UTF-8 with
  * "/" as separator on every system; one with "\", ":" or a segment "." or ".." names nothing, so
- * nothing leads out of what is mounted. Case matters, except in directories on Windows.
+ * nothing leads out of what is mounted. Case matters, except in directories on Windows. There the
+ * name of a device (NUL, on older systems aux.lua) names nothing either, not even in an archive.
  *
  * Archives: stored and deflated entries, also those of zip64 archives, and data in front of the
  * archive, as in programs that unpack themselves. Entries are found by the bytes of their names;

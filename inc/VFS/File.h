@@ -6,6 +6,11 @@
  * not valid UTF-8 is handed to the ANSI calls as it is, deliberately; on Linux a longer one is
  * refused, and bytes that are not valid UTF-8 are a name like any other. A null path is a failure.
  *
+ * Windows itself reads more into a path; docs/guides/windows.md has a table. Trailing dots and
+ * blanks of a name do not count there, "a.txt:notes" is a stream of a.txt that no listing shows,
+ * and NUL, COM1 or on older systems nul.txt is a device in every directory: such a path is one
+ * that cannot be opened or made.
+ *
  * Failures are results, never crashes. Probing is normal use, so a failed open for reading and a
  * failed query log nothing; a failed open for writing and a failed operation on a handle log one
  * ERROR line (module "VFS") that ends in the system's own words.
@@ -50,8 +55,9 @@ struct VFS_FileOps {
  * A file that the system will not empty, or whose end it will not tell, is opened all the same
  * after an ERROR line, deliberately: with its old contents, or at its start.
  *
- * Directories are refused. So is whatever else is not an ordinary file (pipes, sockets, devices
- * such as CON), at once and without waiting for another end.
+ * Directories are refused. So is whatever else is not an ordinary file (pipes, sockets, devices),
+ * at once and without waiting for another end; on Windows also what lies in the space of devices,
+ * \\.\, even if it is a file.
  *
  * Sharing: a file that is open for writing cannot be opened for writing again, by any process that
  * opens it through this library; a refused open leaves its contents alone. Windows makes that rule

@@ -44,6 +44,9 @@ enum class PathKind { missing, file, directory };
 
 PathKind pathKind(const char* path);
 
+// Whether the path's spelling makes it that of a device, wherever it lies; never on Linux.
+bool leadsToDevice(const char* path);
+
 // What the C library's access function says; on Windows it takes the path in the ANSI code page.
 bool isReadable(const char* path);
 

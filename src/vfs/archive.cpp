@@ -3,6 +3,7 @@
 #include "VFS/File.h"
 #include "core/gate.h"
 #include "core/library_log.h"
+#include "platform/files.h"
 #include "vfs/reserve.h"
 #include "vfs/sized_memory.h"
 #include "vfs/zip_check.h"
@@ -174,6 +175,10 @@ bool isFirstCopy() {
 }
 
 File openFirstCopy(const char* path) {
+    // In a mounted directory the system would find devices, too.
+    if (platform::leadsToDevice(path)) {
+        return nullptr;
+    }
     PHYSFS_getLastErrorCode(); // forgets it
     File file(PHYSFS_openRead(path));
     return file && isFirstCopy() ? std::move(file) : nullptr;

@@ -1,4 +1,8 @@
-// What Windows does in its own way: sharing, and the ANSI calls behind the wide ones.
+// What Windows does in its own way: sharing, names that are no files, and the ANSI calls behind the
+// wide ones.
+#include "Config/ConfigParser.h"
+#include "Core/Log.h"
+#include "VFS/Archive.h"
 #include "VFS/File.h"
 #include "VFS/Locations.h"
 
@@ -10,13 +14,17 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <string>
 #include <vector>
 
 namespace {
 
+namespace fs = std::filesystem;
+
 using qz::test::File;
 using qz::test::freshDirectory;
+using qz::test::LogCapture;
 using qz::test::namesIn;
 using qz::test::openAppend;
 using qz::test::openRead;
@@ -34,8 +42,48 @@ TEST(Win32, OpenFilesAreSharedForReadingOnly) {
     EXPECT_FALSE(openWrite(path));
 }
 
+bool save(const std::string& path) {
+    ConfigParser parser;
+    return parser.parse("a = 1;", 0) && parser.save(path);
+}
+
 TEST(Win32, DevicesAreNoFiles) {
-    EXPECT_FALSE(openRead("NUL") || openWrite("NUL") || openRead("CON"));
+    fs::current_path(freshDirectory());
+    fs::create_directory("sub");
+    LogCapture log;
+    vfs_init();
+    ASSERT_NE(vfs_mount(".", "/", 1), 0);
+    for (const char* path :
+         {"NUL", "sub/nul.txt", "CON", "CONOUT$", R"(\\.\NUL)", R"(\\?\NUL)", R"(\??\NUL)"}) {
+        SCOPED_TRACE(path);
+        EXPECT_FALSE(openRead(path) || openWrite(path));
+        EXPECT_EQ(VFS_mkdir(path), 0);
+        EXPECT_FALSE(save(path));
+        log.take();
+        EXPECT_EQ(vfs_read_file(path, nullptr), nullptr);
+        EXPECT_EQ(log.messages(),
+                  std::vector<std::string>{std::string("Can't open file ") + path + "."});
+    }
+    vfs_deinit();
+}
+
+// Nor are streams, unless a path that a host opens names one.
+TEST(Win32, SavesAndLogsGoToFilesAlone) {
+    fs::current_path(freshDirectory());
+    EXPECT_FALSE(save("a.cfg:notes"));
+    EXPECT_EQ(qz_log_start(".", "a:notes"), 0);
+    qz_log_stop();
+    EXPECT_TRUE(fs::is_empty("."));
+    EXPECT_TRUE(save((fs::current_path().root_name() += "a.cfg").string())) << "a drive's colon";
+}
+
+TEST(Win32, PathsThatAreTakenAsTheyStand) {
+    const std::string directory = R"(\\?\)" + fs::absolute(freshDirectory()).string();
+    const std::string file = directory + R"(\sub\a.txt)";
+    EXPECT_EQ(VFS_mkdir((directory + R"(\sub)").c_str()), 1);
+    EXPECT_TRUE(openWrite(file));
+    EXPECT_TRUE(save(file));
+    EXPECT_EQ(namesIn(directory + R"(\sub)").size(), 3U);
 }
 
 TEST(Win32, ADrivesRootListsItselfAndItsParent) {

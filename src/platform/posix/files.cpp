@@ -170,6 +170,10 @@ PathKind pathKind(const char* path) {
     return S_ISDIR(status.st_mode) ? PathKind::directory : PathKind::file;
 }
 
+bool leadsToDevice(const char*) {
+    return false;
+}
+
 bool isReadable(const char* path) {
     return access(SystemPath(path).text(), R_OK) == 0;
 }

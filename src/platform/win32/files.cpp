@@ -1,5 +1,6 @@
 #include "platform/files.h"
 
+#include "platform/win32/path_target.h"
 #include "platform/win32/wide.h"
 
 #include <windows.h>
@@ -22,6 +23,9 @@ class SystemPath {
 public:
     explicit SystemPath(const char* path)
         : bytes_(path), isWide_(toWide(path, wide_, std::size(wide_))) {}
+
+    // Nothing is known of a path for the ANSI calls.
+    PathTarget target() const { return isWide_ ? targetOf(wide_) : PathTarget::file; }
 
     // The result of whichever call takes this path.
     template<class WideCall, class AnsiCall>
@@ -128,8 +132,7 @@ std::int64_t asLocalCalendarTime(const FILETIME& written) {
     return std::max<std::int64_t>(_mktime64(&calendar), 0);
 }
 
-// What the handle's operations promise (a position, a size, no waiting) only files on a disk keep;
-// a device such as CON or COM1 is found in every directory.
+// What the handle's operations promise (a position, a size, no waiting) only files on a disk keep.
 SystemError requireOrdinaryFile(HANDLE file) {
     return GetFileType(file) == FILE_TYPE_DISK ? 0 : ERROR_BAD_FILE_TYPE;
 }
@@ -190,12 +193,17 @@ bool list(Listing listing, NameCallback callback, void* context) {
 } // namespace
 
 FileHandle openFile(const char* path, FileAccess access, SystemError& error) {
+    const SystemPath native(path);
+    if (native.target() == PathTarget::device) {
+        error = ERROR_INVALID_NAME;
+        return kNoFile;
+    }
     const DWORD rights = access == FileAccess::read ? GENERIC_READ : GENERIC_WRITE;
     const bool isRecord = access == FileAccess::record;
     const DWORD sharing = isRecord ? 0 : FILE_SHARE_READ;
     const DWORD attributes =
         isRecord ? FILE_ATTRIBUTE_NORMAL | FILE_FLAG_WRITE_THROUGH : FILE_ATTRIBUTE_NORMAL;
-    const HANDLE file = SystemPath(path).call(
+    const HANDLE file = native.call(
         [&](const wchar_t* wide) {
             return CreateFileW(wide, rights, sharing, nullptr, disposition(access), attributes,
                                nullptr);
@@ -265,6 +273,10 @@ PathKind pathKind(const char* path) {
     return (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 ? PathKind::directory : PathKind::file;
 }
 
+bool leadsToDevice(const char* path) {
+    return SystemPath(path).target() == PathTarget::device;
+}
+
 bool isReadable(const char* path) {
     constexpr int kForReading = 4;
     return _access(path, kForReading) == 0;
@@ -284,8 +296,10 @@ bool removePath(const char* path) {
 }
 
 bool makeDirectories(const char* path) {
-    return SystemPath(path).call([](const wchar_t* wide) { return createDirectories(wide); },
-                                 [](const char* bytes) { return createDirectories(bytes); });
+    const SystemPath native(path);
+    return native.target() == PathTarget::file &&
+           native.call([](const wchar_t* wide) { return createDirectories(wide); },
+                       [](const char* bytes) { return createDirectories(bytes); });
 }
 
 std::int64_t modificationTime(const char* path) {
@@ -302,15 +316,15 @@ std::int64_t modificationTime(const char* path) {
 
 bool listDirectory(const char* path, NameCallback callback, void* context) {
     constexpr std::size_t kMaxUnits = 259;
-    wchar_t wide[kMaxUnits + std::size(L"/*")];
+    wchar_t wide[kMaxUnits + std::size(L"\\*")];
     if (toWide(path, wide, kMaxUnits + 1)) {
-        return list(WideListing(std::wcscat(wide, L"/*")), callback, context);
+        return list(WideListing(std::wcscat(wide, L"\\*")), callback, context);
     }
-    char bytes[kMaxUnits + std::size("/*")];
+    char bytes[kMaxUnits + std::size("\\*")];
     if (std::strlen(path) > kMaxUnits) {
         return false;
     }
-    return list(AnsiListing(std::strcat(std::strcpy(bytes, path), "/*")), callback, context);
+    return list(AnsiListing(std::strcat(std::strcpy(bytes, path), "\\*")), callback, context);
 }
 
 void systemErrorText(SystemError error, char* buffer, std::size_t size) {

@@ -1,5 +1,6 @@
 #include "platform/mapped_file.h"
 
+#include "platform/win32/path_target.h"
 #include "platform/win32/wide.h"
 
 #include <windows.h>
@@ -63,6 +64,10 @@ FileHandle openFileToMap(const char* path, bool readOnly, SystemError& error) {
     wchar_t wide[kPathUnits];
     if (!toWide(path, wide, kPathUnits)) {
         error = ERROR_PATH_NOT_FOUND;
+        return kNoFile;
+    }
+    if (targetOf(wide) == PathTarget::device) {
+        error = ERROR_INVALID_NAME;
         return kNoFile;
     }
     const HANDLE file = CreateFileW(wide, readOnly ? GENERIC_READ : GENERIC_READ | GENERIC_WRITE,

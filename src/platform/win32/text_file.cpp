@@ -1,5 +1,6 @@
 #include "platform/text_file.h"
 
+#include "platform/win32/path_target.h"
 #include "platform/win32/wide.h"
 
 #include <windows.h>
@@ -14,6 +15,10 @@ constexpr std::size_t kPathUnits = MAX_PATH + 1;
 
 HANDLE handleOf(TextFile file) {
     return reinterpret_cast<HANDLE>(file);
+}
+
+bool toFilePath(const char* path, wchar_t* wide) {
+    return toWide(path, wide, kPathUnits) && targetOf(wide) == PathTarget::file;
 }
 
 // As much of a text as fits, with the system's line breaks.
@@ -62,7 +67,7 @@ bool takeBack(HANDLE handle, DWORD bytes) {
 
 TextFile openTextFile(const char* path) {
     wchar_t wide[kPathUnits];
-    if (!toWide(path, wide, kPathUnits)) {
+    if (!toFilePath(path, wide)) {
         return kNoTextFile;
     }
     const HANDLE handle = CreateFileW(wide, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
@@ -100,7 +105,7 @@ void closeTextFile(TextFile file) {
 
 bool isOrdinaryFile(const char* path) {
     wchar_t wide[kPathUnits];
-    if (!toWide(path, wide, kPathUnits)) {
+    if (!toFilePath(path, wide)) {
         return false;
     }
     const DWORD attributes = GetFileAttributesW(wide);

@@ -1,5 +1,6 @@
 #include "platform/whole_file.h"
 
+#include "platform/win32/path_target.h"
 #include "platform/win32/wide.h"
 
 #include <windows.h>
@@ -73,6 +74,10 @@ struct Target {
 SystemError locate(const char* path, Target& target) {
     if (!toWide(path, target.path, kPathUnits)) {
         return ERROR_PATH_NOT_FOUND;
+    }
+    // A stream cannot be replaced, and a file beside that of a device may be a device as well.
+    if (targetOf(target.path) != PathTarget::file) {
+        return ERROR_INVALID_NAME;
     }
     const DWORD attributes = GetFileAttributesW(target.path);
     target.exists = attributes != INVALID_FILE_ATTRIBUTES;
