@@ -2,8 +2,20 @@
 
 #include <windows.h>
 
+namespace {
+
+// GCC's thread library, where it is beneath this one. Each time that it is unloaded it leaves a
+// thread key and four handles behind, and after a thousand times there is no key left.
+void keepThreadLibrary() {
+    HMODULE library = nullptr;
+    GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_PIN, L"libwinpthread-1.dll", &library);
+}
+
+} // namespace
+
 extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID reserved) {
     if (reason == DLL_PROCESS_ATTACH) {
+        keepThreadLibrary();
         platform::onAttach();
     } else if (reason == DLL_PROCESS_DETACH) {
         const bool processIsEnding = reserved != nullptr;
