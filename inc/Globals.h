@@ -68,8 +68,8 @@ extern QZ_API Common::FactoryManager* registry;
 QZ_API void getRegistry(Common::FactoryManager** out);
 
 /* Allocates as new does. Besides it counts the bytes, and opens the file "memory.log" of the
- * current directory for appending and closes it again; `file` and `line` are not used. Callers rely
- * on the file. Throws std::bad_alloc. */
+ * current directory for appending and closes it again, so that the file exists. `file` and `line`
+ * are not used. Throws std::bad_alloc. */
 QZ_API void* operator new(size_t size, const char* file, int line);
 QZ_API void operator delete(void* block, const char* file, int line) noexcept;
 

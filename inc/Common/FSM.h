@@ -37,7 +37,7 @@ namespace Common {
 /* Members carry the export one by one, so that the others can be compiled into one another. */
 class FSM {
 public:
-    /* Three names for one value, deliberately: where it stands tells which is meant. */
+    /* Three names for one value; where it stands tells which is meant. */
     QZ_API static const std::uint32_t NO_STATE = 0xFFFFFFFD;  /* no state; as a target: stay */
     QZ_API static const std::uint32_t NO_SYMBOL = 0xFFFFFFFD; /* no symbol; as an output: none */
     QZ_API static const std::uint32_t ANY_STATE = 0xFFFFFFFD; /* as a source: in every state */
@@ -84,13 +84,13 @@ public:
         Descriptor& operator=(const Descriptor&) = default;
         virtual ~Descriptor();
 
-        /* Empties the tables, but for the transitions from ANY_STATE, which stay, deliberately. The
-         * base's load() does the same. */
+        /* Empties the tables, but for the transitions from ANY_STATE: those hold whatever is loaded
+         * next. The base's load() does the same. */
         virtual void clear();
         virtual void load();
 
-        /* Whether the tables are filled, for their owner's use; clear() takes it back. Misspelt,
-         * and callers rely on it. */
+        /* Whether the tables are filled, for their owner's use; clear() takes it back. The name
+         * is misspelt. */
         void setInitializied() { initialized_ = true; }
         bool isInitializied() const { return initialized_; }
 
@@ -128,7 +128,7 @@ public:
          * the stack is left alone, and the two states emit nothing. */
         struct Step {
             std::uint32_t outputSymbol = NO_SYMBOL;
-            std::uint32_t targetState = NO_STATE; /* if this is it, the tables have the answer */
+            std::uint32_t targetState = NO_STATE; /* NO_STATE: look it up in the tables */
             bool finishes = false;
         };
 
@@ -189,7 +189,7 @@ public:
         Steps steps_;
     };
 
-    /* Gets a machine's output symbols. Misspelt, and callers rely on it. */
+    /* Gets a machine's output symbols. The name is misspelt. */
     class SymbolRecepient {
     public:
         virtual void onOutputSymbol(std::uint32_t symbol) = 0;

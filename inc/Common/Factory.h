@@ -62,7 +62,7 @@ private:
 };
 
 /* A factory for everything that the factories added to it can make. Where two of them list the same
- * identifier, the one added first makes the objects, and callers rely on it. */
+ * identifier, the one added first makes the objects. */
 class QZ_API FactoryManager : public Factory {
 public:
     ~FactoryManager() override;

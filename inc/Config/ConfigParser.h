@@ -18,8 +18,8 @@
  *         colors = { {255, 0, 0}, {0, 255, 0} };
  *     }
  *
- * Lines end in CR LF in what is read and in what is saved to a file, on every system; a bare line
- * feed is an error outside strings and comments, deliberately.
+ * Lines end in CR LF in what is read and in what is saved to a file, on every system: files travel
+ * between systems unchanged. A bare line feed is an error outside strings and comments.
  *
  * Paths are UTF-8 with either separator, at most 255 characters, and name files of the system; the
  * virtual file system is not asked. Files and texts are at most 2 GiB - 1 byte.
@@ -55,8 +55,8 @@ public:
     /* What went wrong with a text, and where; also what the throwing readers of iterator throw.
      *
      * column is the offset from the start of the whole text in bytes, not from the start of the
-     * line, deliberately; callers show it as such. line counts from 1, and a lone CR or LF followed
-     * by any character ends a line as CR LF does. Both are -1 where there is no position. */
+     * line. Lines count from 1, and a lone CR or LF followed by any character ends one as CR LF
+     * does. Both are -1 where there is no position. */
     class QZ_API Error : public std::exception {
     public:
         Error() = default;
@@ -82,8 +82,8 @@ public:
      * after a failure that is still the last such file, and save() would leave it empty.
      *
      * False, with getLastError telling why:
-     * - a character that begins nothing: empty message, and the position; in memory the column
-     *   only, deliberately;
+     * - a character that begins nothing: empty message, and the position; of a text in memory the
+     *   column only;
      * - text that the grammar has no place for: "Error" and the position of the first such token;
      * - text that ends too early: "End Of File", no position;
      * - a file that cannot be opened or read: empty message, no position, and a line in the log;
@@ -102,8 +102,8 @@ public:
      * (made writable if it is not), or into a new buffer, which the caller releases with delete[].
      *
      * Reals have 10 significant digits and always a point, so that they are read as reals again.
-     * The buffer ends in a zero byte, which `length` counts, and its lines end in a bare line feed,
-     * which parse does not accept, both deliberately; callers rely on it.
+     * The buffer is meant to be shown: it ends in a zero byte, which `length` counts, and its lines
+     * end in a bare line feed, which parse does not accept. saveEdited gives one for parse.
      *
      * A file is replaced in one step: whatever happens meanwhile, it holds either its old contents
      * or all of the new ones. It keeps its permissions, plus those to read and write for its owner,
@@ -225,9 +225,9 @@ public:
 
     Type getType() const;
 
-    /* False, with nothing written, if the entry has another type. A real is no integer,
-     * deliberately, but an integer can be read as a real; a bool is an integer, true unless it is
-     * 0. */
+    /* False, with nothing written, if the entry has another type. An integer can be read as a
+     * real; a real is no integer, because its fraction would be lost. A bool is an integer, true
+     * unless it is 0. */
     bool getInt(int& value) const;
     bool getDouble(double& value) const;
     bool getFloat(float& value) const;

@@ -4,11 +4,11 @@
  * full memory barrier. A word that is used with these functions is not written in any other way
  * while other threads may see it.
  *
- * Containers hold elements of any type whose first member is a pointer, the link; while an element
- * is in a container the link belongs to the container, and the element to nobody else. Pushing and
- * popping never allocate and never wait for anything but the two stores for which another thread
- * holds the container; a thread that meets another there spins, and gives way only if the other one
- * has lost its processor. Not for signal handlers.
+ * Containers hold elements of any type whose first member is a pointer, the link. While an element
+ * is in a container, the link belongs to the container, and nobody else uses the element. Pushing
+ * and popping never allocate. A thread holds the container for two stores; another one that comes
+ * meanwhile spins, and gives its processor away only if the first has lost its own. Not for signal
+ * handlers.
  */
 #ifndef QZCORE_CORE_ATOMICS_H
 #define QZCORE_CORE_ATOMICS_H
@@ -27,7 +27,7 @@ QZ_API int32_t QZ_atomic_dec(int32_t* word);
 QZ_API uint32_t QZ_atomic_reset(uint32_t* word);
 
 /* Stores `desired` if the word holds `expected`. Returns 1 if it did, else 0.
- * Mind the order: the word comes last, and callers rely on it. */
+ * Mind the order: the word comes last, other than in most such functions. */
 QZ_API int QZ_atomic_cas_ptr(void* expected, void* desired, void** word);
 
 /* These do nothing: the operations above already order memory. The names let callers state what

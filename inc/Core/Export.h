@@ -1,5 +1,8 @@
 /* What every public header needs: the export macro and C linkage.
  *
+ * Some behaviour in the headers looks odd: a misspelt name, bytes in reverse order, a time-out that
+ * is ignored. The headers say where. Programs and stored data rely on it, so it stays.
+ *
  * This is the only place of the library outside src/platform that asks which system it is for.
  */
 #ifndef QZCORE_CORE_EXPORT_H

@@ -19,7 +19,7 @@ QZ_EXTERN_C_BEGIN
 QZ_API uint64_t QZ_hash_data(const void* data, size_t length, uint32_t seed);
 
 /* Hashes a text up to its terminator, in one pass. The length is not mixed into the seed, so the
- * result differs from QZ_hash_data of the same bytes; callers rely on both.
+ * result differs from QZ_hash_data of the same bytes.
  *
  * The text is read sixteen bytes at a time: up to fifteen bytes behind the terminator are read
  * (never across a page), which memory checkers may complain about. */

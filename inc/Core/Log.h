@@ -49,7 +49,7 @@ enum {
     QZ_LOG_INFO = 0x40,
     QZ_LOG_DEBUG = 0x80,
     QZ_LOG_TRACE = 0x100, /* files whose mask names it only; no time, no echo */
-    QZ_LOG_ALL = 0xFF     /* mask: the five ordinary levels, deliberately without TRACE */
+    QZ_LOG_ALL = 0xFF     /* mask: the five ordinary levels; TRACE is asked for by name */
 };
 
 /* The same levels by their short names. A name that is already a macro is left alone: windows.h

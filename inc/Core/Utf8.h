@@ -19,8 +19,7 @@ QZ_EXTERN_C_BEGIN
  * in front, or for a sequence broken by another byte, which is consumed as well.
  *
  * The continuation groups of three- and four-byte sequences come out in reverse order: E2 82 AC
- * gives 0x2B02, not 0x20AC. That is not a mistake to mend: folded paths and stored data rely on it.
- */
+ * gives 0x2B02, not 0x20AC. Folded paths and stored data have been made that way, so it stays. */
 QZ_API uint32_t UTF8_getc(const char** text, size_t available);
 
 /* Writes one code point as standard UTF-8 and advances *output behind it.

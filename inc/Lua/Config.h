@@ -73,8 +73,8 @@ public:
      *
      * withGlobals: the chunk sees the state's globals through the table's metatable, finds the
      * table itself as _G, and has a dofile that runs further files in the same table and raises
-     * their errors. Without, it sees no globals at all, not even Lua's own functions, deliberately:
-     * such files are pure data.
+     * their errors. Without, it is pure data: it sees no globals at all, not even Lua's own
+     * functions.
      *
      * tmpload_buf: the buffer holds what QZ_lua_loadfile takes, and need not be terminated. In the
      * logged line its text stands for the name. In Lua's own messages the chunk is called "?". */

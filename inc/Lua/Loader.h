@@ -14,9 +14,9 @@
  * leaving pops it. Beside the stack the loader keeps the path, the names of what was entered: keys,
  * array indices, "METATABLE". Stack shapes are written from bottom to top, T for the current table.
  *
- * Messages name an entry by the path's components and the key, joined by ".". While nothing has
- * been entered (a loader over a state whose stack the host itself has prepared) that text is empty,
- * deliberately, key included, and messages begin with the blank that follows it.
+ * Messages name an entry by the path's components and the key, joined by ".". A loader over a stack
+ * that the host has prepared knows no path until something is entered; until then that text is
+ * empty, without the key too, and messages begin with the blank that follows it.
  *
  * After any exception stack and path are as before the call, and the caller may go on. Lua errors
  * (a metatable's __index that raises, lack of memory) become LoaderExceptions whose message ends in
@@ -89,8 +89,7 @@ public:
     void createGlobalTable(const std::string& name);
 
     /* An entry of the current table. Throw "%s is missing" or "%s is not a %s" with the path and
-     * the type's name; for strings that name is empty, deliberately, and the message ends in "not a
-     * ".
+     * the type's name. For strings that name is empty, and the message ends in "not a ".
      *
      * Numbers are no strings here and texts no numbers. getBoolean takes a number as well: all but
      * 0 are true.

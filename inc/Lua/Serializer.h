@@ -17,8 +17,8 @@
  * Entries come in the order of pairs, numbers as Lua's tostring prints them (14 digits), with a
  * point in every locale. Metatables are not saved.
  *
- * Not all that is written can be read back, deliberately; callers that must be sure load the output
- * before they rely on it:
+ * Not all that is written can be read back. Whoever must be sure loads the output once before
+ * relying on it:
  *
  * - Strings go between double quotes exactly as they are, nothing escaped. They must not hold
  *   quotes, backslashes, line breaks or zero bytes, or the output does not compile or means
@@ -62,7 +62,7 @@ public:
      * is over. Throws SerializerException with Lua's text if they cannot be put there.
      *
      * An error while the table is written (a function as a value, no table of that name, tables
-     * nested too deeply for Lua) is not reported, deliberately: what was written so far stays in
+     * nested too deeply for Lua) throws nothing: what was written so far stays in
      * the stream, and the error message stays on the stack, one value. Callers that want to know
      * compare lua_gettop. After success the stack is as before. */
     void serialize(lua_State* state, const std::string& name);

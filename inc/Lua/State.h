@@ -48,8 +48,8 @@ QZ_API void QZ_lua_openlibs(lua_State* state);
  * Source text and precompiled chunks are accepted as lua_load accepts them; with LuaJIT, which does
  * not check precompiled chunks for damage, they are refused as a syntax error. The path itself is
  * the chunk's name, without the prefix character by which Lua tells names of files from chunks of
- * text; hence the form of names in error messages, [string "path"], on which callers rely. A first
- * line that begins with "#" is not skipped.
+ * text; so names in error messages read [string "path"]. A first line that begins with "#" is not
+ * skipped.
  *
  * Returns 0, or one of Lua's error codes with a message on the stack in place of the chunk:
  * LUA_ERRFILE (6) with "no filename given" for a null path and "can't open '%s'" for a file that
@@ -66,7 +66,7 @@ QZ_API int QZ_lua_loadfile(lua_State* state, const char* path);
  * doubtful origin are not to be copied.
  *
  * For tables mind this: `index` only tells that a table is meant; the one copied is the one on top
- * of the source's stack. Callers push it and give -1, and they rely on it.
+ * of the source's stack. So push the table and give -1.
  *
  * A table nested deeper than 1000 levels, as one that contains itself is, is not copied at all: the
  * destination gets nil, and one ERROR line (module: the destination's name) says why. The same

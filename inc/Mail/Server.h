@@ -44,9 +44,9 @@ public:
     Server& operator=(const Server&) = delete;
     virtual ~Server();
 
-    /* Registers a mailbox under its own address. Null is ignored, and so is a mailbox whose address
-     * is taken, deliberately: who comes first stays, and callers rely on it. Nor is it registered
-     * if there is no memory for that; getMailbox tells. */
+    /* Registers a mailbox under its own address. Who comes first stays: a mailbox whose address
+     * is taken is ignored, and so is null. Nor is one registered if there is no memory for it;
+     * getMailbox tells. */
     virtual void addMailbox(const Mem::Ptr<Mailbox>& mailbox) = 0;
 
     /* Makes an address free again. Does nothing if it is. Somebody may just be sending to the

@@ -46,8 +46,8 @@ private:
     Sync::Counter refCount_;
 };
 
-/* A reference to a T, which descends from Mem::Shared, or to nothing. A class that keeps this
- * descent to itself names every Mem::Ptr its friend. */
+/* A reference to a T, which descends from Mem::Shared, or to nothing. A class that derives
+ * from Mem::Shared privately declares `template<class> friend class Mem::Ptr`. */
 template<class T>
 class Ptr {
 public:

@@ -231,8 +231,8 @@ public:
      * towards minus infinity; each width up to 25. Below that range is written its lowest number.
      *
      * At its top, values of 2^(intBits - 1) up to one more come out at its bottom: with 8 and 4
-     * bits, 128.5 is read as -127.5. Only from there on is the highest number written. Callers rely
-     * on it. */
+     * bits, 128.5 is read as -127.5. From 2^(intBits - 1) + 1 on, the highest number is written.
+     * That is part of the format. */
     void writeFixed(double value, int intBits, int fracBits);
 
     /* As Math::float2half rounds it. 16 bits. */

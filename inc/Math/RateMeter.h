@@ -20,8 +20,8 @@ struct RateMeter {
     double rate = 0;  /* per unit of time */
     double decay = 0; /* per unit of time: after 1 / decay of it, 63 % of a new rate is there */
 
-    /* Counts an amount that came in since the last update. Ignored, time and amount alike, unless
-     * `now` is later than that; callers rely on it. */
+    /* Counts an amount that came in since the last update. Two updates at one time have no rate
+     * between them: unless `now` is later than the last, time and amount are ignored. */
     QZ_API void update(double now, double amount);
 };
 

@@ -65,7 +65,7 @@ public:
     QZ_API void diag(unsigned n, T d);
 
     /* n x n, with the square root of variances[i] times variances[j] at [i][j]: the covariances of
-     * fully correlated variables. There are no correlation coefficients, deliberately. */
+     * fully correlated variables: it takes no correlation coefficients. */
     QZ_API void cov(unsigned n, const T* variances);
 
     /* Delete a row, a column or one of each; an index beyond the last one deletes nothing. */
@@ -101,8 +101,7 @@ public:
 
     /* Invert the matrix in place, by cofactors or by LU decomposition with partial pivoting. It is
      * left unchanged if it is not square or singular: if the determinant by expansion, or a pivot,
-     * is exactly 0. By cofactors a 1 x 1 matrix is left unchanged as well, and callers rely on it.
-     */
+     * is exactly 0. By cofactors a 1 x 1 matrix is left unchanged as well. */
     QZ_API void invertByCofactors();
     QZ_API void invertByLU();
 

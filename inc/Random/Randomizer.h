@@ -4,7 +4,7 @@
  *
  * The generator: the state shifted left by 12 bits, plus 150889, modulo 714025, in 32-bit
  * arithmetic; the new state is the value. Values are below 714025. A seed of 2^20 or more loses its
- * upper bits in the first step, and recordings rely on that.
+ * upper bits in the first step; recordings are repeated by it.
  *
  * Threads: each object is for one thread at a time.
  */
@@ -17,7 +17,8 @@
 #include <cstdint>
 #include <vector>
 
-/* A generator. The order of the functions is that of their slots, which callers rely on. */
+/* A generator. Programs built against it call the functions by their slots: their order is fixed.
+ */
 template<typename T>
 class Randomizer {
 public:

@@ -144,8 +144,9 @@ public:
     /* Writing: PushStart announces the length of a record and makes room, discarding the oldest
      * ones; PushData, any number of times, brings its bytes; PushStop makes it visible.
      *
-     * PushStart(0) writes nothing and returns 0, deliberately. A length for which the block is too
-     * small fails as well, but only after every record has been discarded; callers rely on it. */
+     * PushStart(0) writes nothing and returns 0: there are no empty records. A length for which the
+     * block is too small fails as well, but only after every record has been discarded to make
+     * room. */
     int PushStart(unsigned long length);
 
     /* 1 if all n bytes fitted in the announced length, 0 if they were cut, or n is 0. */

@@ -28,8 +28,8 @@ public:
     void lock();
     void unlock();
 
-    /* Waits as long as lock() and returns true: the time-out is ignored, deliberately, and callers
-     * rely on it as a lock with this signature. */
+    /* The same as lock(), and returns true: the time-out is ignored. For code that is written for
+     * locks with this signature. */
     bool try_lock(unsigned int timeout);
 
 private:
@@ -74,7 +74,7 @@ public:
     Thread(const Thread&) = delete;
     Thread& operator=(const Thread&) = delete;
 
-    /* Waits, without limit, until the task ends by itself; it is not told to stop, deliberately. */
+    /* Waits, without limit, until the task ends by itself. Nothing tells it to stop. */
     ~Thread();
 
     /* Starts a thread for the task, which must live until the thread has been waited for. Does

@@ -10,7 +10,7 @@
  * queue that is never empty goes behind the waiting tasks again and again, so everybody makes
  * progress; but a callback that has begun keeps its worker until it returns.
  *
- * Mind the order of the parameters: the argument comes before the function, and callers rely on it.
+ * Mind the order of the parameters: the argument comes before the function.
  * An argument belongs to the caller; a callback that is discarded is never called, so what its
  * argument points to is not released. What was done before a callback was added is visible to it,
  * and what a callback did is visible to the next one of its queue. A null function is not added.
@@ -73,8 +73,7 @@ QZ_API void QZ_clear_serial_queue(size_t queue, int ignored);
 /* Runs main-thread tasks until there are none and no callback waits in any serial queue; looks ten
  * times a second. For the main thread: serial callbacks that post work to it can finish.
  *
- * Only waiting callbacks count, deliberately: each queue's last one may still be running when this
- * returns. */
+ * Only waiting callbacks count: each queue's last one may still be running when this returns. */
 QZ_API void QZ_wait_all_serial_queues(void);
 
 /* Queues function(argument) for the main thread and returns at once. */

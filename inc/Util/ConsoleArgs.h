@@ -8,7 +8,7 @@
  *
  * Every token that begins with "-" is an option, and the tokens that follow it up to the next
  * option are its values; those before the first option, the program's name among them, are values
- * of the option with the empty name. So negative numbers are options, deliberately. Names keep
+ * of the option with the empty name. So a negative number is an option, not a value. Names keep
  * their dashes: "-x" and "--x" are two options. An option given twice has the values of both.
  *
  * Threads: an object is for one thread at a time, or for any number that only read it.
@@ -66,9 +66,8 @@ public:
     std::string operator[](const std::string& name) const;
     std::string operator[](const char* name) const { return (*this)[std::string(name)]; }
 
-    /* Look an option up if its name is among the tokens; whether as an option or as a value makes
-     * no difference, deliberately: a name that is only a value has the empty string as its own
-     * value.
+    /* Look an option up if its name is among the tokens, whether as an option or as a value: a name
+     * that is only a value has the empty string as its own value.
      *
      * If it is not there, `out` becomes the default, or stays what it is where there is none.
      *

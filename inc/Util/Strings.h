@@ -2,7 +2,7 @@
  *
  * The functions take UTF-8 and leave their input alone. Both separators count, "/" and "\". What is
  * made here has forward slashes and lower case: keys to compare and store paths under. Paths of the
- * virtual file system follow other rules, deliberately (VFS/Paths.h).
+ * virtual file system are names of files and follow other rules (VFS/Paths.h).
  *
  * Characters are mapped by the C library, in the process's locale: in "C", Linux knows the letters
  * of ASCII alone.
@@ -31,8 +31,8 @@ QZ_API std::string completePathWithSlash(const std::string& path);
 /* Without white space, wherever it stands. */
 QZ_API std::string removeWhiteSpaces(const std::string& text);
 
-/* Up to the last ".", or all of it. The dot of a folder counts if the name of the file has none:
- * dir.old/file becomes dir, and callers rely on it. */
+/* Up to the last ".", or all of it. The whole path is looked at, not the file's name alone: if that
+ * has no dot, the dot of a folder counts, and dir.old/file becomes dir. */
 QZ_API std::string removeExtension(const std::string& path);
 
 /* What follows the last "."; empty without one. */

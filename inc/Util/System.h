@@ -7,7 +7,7 @@
 #include "Core/SameCompiler.h"
 
 /* Not initialised when it is made; a copy is what the original is. Nothing happens on destruction.
- * The order of the functions is that of their slots, which callers rely on. Not locked. */
+ * Programs built against it call the functions by their slots: their order is fixed. Not locked. */
 class QZ_API System {
 public:
     System() = default;

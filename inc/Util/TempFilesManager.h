@@ -24,7 +24,7 @@ public:
     ~TempFilesManager();
 
     /* The name of a file that does not exist: the temporary directory (VFS_get_tempdir), "/", the
-     * prefix, and a number below 0x8000 in eight hexadecimal digits. Callers rely on the form, with
+     * prefix, and a number below 0x8000 in eight hexadecimal digits. The form is fixed, with the
      * two separators in a row.
      *
      * The file is not created, so another process may take the name. Within the process, for

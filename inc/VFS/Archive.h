@@ -65,8 +65,7 @@ QZ_API int vfs_unmount(const char* path);
  *
  * Returns a buffer of that many bytes, without a terminator, which the caller frees with
  * vfs_free_file_buffer; null on failure, also if the file that counts cannot be opened and a later
- * one of its name could. An empty file is a failure, deliberately, and so is one of
- * 4 GiB or more. */
+ * one of its name could. An empty file is a failure, and so is one of 4 GiB or more. */
 QZ_API void* vfs_read_file(const char* path, uint64_t* size);
 
 /* Frees a buffer from vfs_read_file; null is allowed. */

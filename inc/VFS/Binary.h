@@ -41,8 +41,8 @@ QZ_API size_t VFS_put_mbint(VFS_File* file, uint64_t value);
 /* Reads an mbint, byte by byte; the end of the file ends it as a zero byte would.
  *
  * There is no limit to its bytes: more than ten, which no writer makes, are read to the last, and
- * the bits from the 65th on go round and are joined to the lowest by OR. Callers rely on malformed
- * files being read alike everywhere. */
+ * the bits from the 65th on go round and are joined to the lowest by OR: malformed files are read
+ * alike everywhere. */
 QZ_API uint64_t VFS_get_mbint(VFS_File* file);
 
 /* Writes a string of any bytes. Returns how many of them, the length apart, were written. */

@@ -3,8 +3,8 @@
  * Paths are UTF-8, with "\" or "/" as separator, and are used exactly as given: relative ones are
  * relative to the current directory, never to a location or to the base directory (VFS/Paths.h
  * joins them). A path has at most 255 characters (UTF-16 units). On Windows one that is longer or
- * not valid UTF-8 is handed to the ANSI calls as it is, deliberately; on Linux a longer one is
- * refused, and bytes that are not valid UTF-8 are a name like any other. A null path is a failure.
+ * not valid UTF-8 is handed to the ANSI calls as it is; on Linux a longer one is refused, and bytes
+ * that are not valid UTF-8 are a name like any other. A null path is a failure.
  *
  * Windows itself reads more into a path; docs/guides/windows.md has a table. Trailing dots and
  * blanks of a name do not count there, "a.txt:notes" is a stream of a.txt that no listing shows,
@@ -53,7 +53,7 @@ struct VFS_FileOps {
  * to wherever VFS_seek has moved it since.
  *
  * A file that the system will not empty, or whose end it will not tell, is opened all the same
- * after an ERROR line, deliberately: with its old contents, or at its start.
+ * after an ERROR line: with its old contents, or at its start.
  *
  * Directories are refused. So is whatever else is not an ordinary file (pipes, sockets, devices),
  * at once and without waiting for another end; on Windows also what lies in the space of devices,

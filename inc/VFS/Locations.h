@@ -70,7 +70,7 @@ typedef struct VFS_Location {
 QZ_API unsigned int VFS_add_location(const VFS_Location* location);
 
 /* Removes the location with this path, whatever the case of its ASCII letters. It is the path that
- * counts, never the name; callers rely on that. Returns 1, or 0 if there is none. */
+ * counts, never the name. Returns 1, or 0 if there is none. */
 QZ_API unsigned int VFS_del_location(const char* path);
 
 /* Called for each location; the texts are valid during the call only. It must return normally and

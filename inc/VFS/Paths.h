@@ -41,7 +41,7 @@ QZ_API unsigned int VFS_path_normalize(char* destination, size_t size, const cha
  * Each character is read by UTF8_getc and written by UTF8_putc, by the low 16 bits of its code
  * point. Because of the order in which UTF8_getc puts the groups of three- and four-byte
  * characters, those do not come out as themselves: the result is a key to compare and store, not a
- * path to open or to show. Callers rely on keys that were stored before.
+ * path to open or to show. Stored keys are compared with new ones, so this stays.
  *
  * Lower case is the runtime library's towlower: in the "C" locale, which a process has until it
  * sets another one, the letters of ASCII alone.

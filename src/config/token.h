@@ -1,5 +1,6 @@
-// Tokens: what a text may be made of. Lexical ones match characters, the others tokens of the list
-// that came of that. They never change, so that rules share them.
+// Tokens: what a text may be made of. Lexical tokens match characters, and the analyser makes a
+// list of their matches; the other tokens match the items of that list. Tokens never change, so
+// that rules share them.
 //
 // What a lexical token has produced is a record of it and of the place (Lexemes) rather than one
 // more object of its class: it would differ in its place only, and a text has hundreds of

@@ -10,8 +10,8 @@ void onAttach();
 enum class Detach {
     unload,        // the process goes on without it; nobody is in a call
     exit,          // the process is ending; other threads may be in the middle of any call
-    threadsAreGone // so it is, and all of them were killed, possibly in the middle of a lock or an
-                   // allocation: nothing may be locked, allocated or waited for
+    threadsAreGone // the process is ending, and all other threads were killed, possibly with a lock
+                   // or within an allocation: nothing may be locked, allocated or waited for
 };
 
 void onDetach(Detach reason);

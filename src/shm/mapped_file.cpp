@@ -92,7 +92,7 @@ void mmf::openFile(const char* fileName, bool isReadOnly) {
     readOnly = isReadOnly;
 }
 
-// No system maps nothing.
+// No system maps a file of no bytes.
 void mmf::mapWhole(const char* fileName, bool isReadOnly) {
     openFile(fileName, isReadOnly);
     if (size == 0) {

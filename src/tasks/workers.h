@@ -93,11 +93,11 @@ private:
     alignas(64) tbb::spin_mutex mutex_; // of all below
     TaskRing tasks_;
     std::size_t reserved_ = 0;
-    unsigned drainers_ = 0; // with those that are awaited
-    unsigned looking_ = 0;  // of these, likewise with those
-    unsigned awaited_ = 0;  // asked for, not yet on a thread
-    unsigned inside_ = 0;   // on a thread
-    unsigned calling_ = 0;  // who are asking for one just now
+    unsigned drainers_ = 0; // awaited_ and inside_ together
+    unsigned looking_ = 0;  // those of drainers_ that look for tasks; awaited ones count
+    unsigned awaited_ = 0;  // drainers that were asked for and are not yet on a thread
+    unsigned inside_ = 0;   // drainers on a thread
+    unsigned calling_ = 0;  // callers who are asking for a drainer just now
     bool isClosed_ = false;
     bool isShortage_ = false;           // not one thread is to be had, which was reported
     std::atomic<bool> hasTasks_{false}; // for those who look without the lock

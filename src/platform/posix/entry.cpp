@@ -7,9 +7,10 @@
 #include <atomic>
 #include <cstdlib>
 
-// Destructor functions are called alike for dlclose and for the end of the process. Exit handlers
-// tell: at the end of the process they have been called by then, and in dlclose they follow. But
-// those of a library that was loaded with the program are late, too; it stays until the end.
+// The destructor function is called both for dlclose and for the end of the process, and is not
+// told which. An exit handler tells: at the end of the process it has run before the destructor
+// function, in dlclose it runs after it. There is one exception. In a library that was loaded with
+// the program the handler runs late at the end, too; but such a library is never unloaded.
 //
 // A library that another one loads from a static initialiser, before main, is taken for unloaded at
 // the end.
