@@ -17,7 +17,7 @@ OPTIONS = argparse.Namespace()
 
 def run(command, **options):
     """Runs a command that must succeed; returns what it printed."""
-    done = subprocess.run([str(part) for part in command], text=True, timeout=200,
+    done = subprocess.run([str(part) for part in command], text=True, timeout=200, errors="replace",
                           stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                           stderr=subprocess.STDOUT, **options)
     if done.returncode != 0:
@@ -98,11 +98,27 @@ class PackageTest(unittest.TestCase):
                 (place / name).write_text(program, encoding="utf-8")
                 run(["sh", "-c", line], cwd=place, env=home)
                 self.assertIn(printed, run([place / "host"], cwd=place, env=home))
+
+    def build_project(self, source, program):
+        """Builds a project of CMake against the package; returns the command that runs its program."""
+        build = self.folder / f"{program}_build"
+        # A toolchain for another system ignores prefixes of this one, hence the package's folder.
+        place = (f"-DCMAKE_PREFIX_PATH={self.prefix}" if OPTIONS.target == "Linux" else
+                 f"-DqzCore_DIR={self.prefix / 'lib/cmake/qzCore'}")
+        run(["cmake", "-S", source, "-B", build, "-G", "Ninja", place,
+             f"-DCMAKE_TOOLCHAIN_FILE={OPTIONS.toolchain}"])
+        run(["cmake", "--build", build])
+        suffix = ".exe" if OPTIONS.target == "Windows" else ""
+        return [*OPTIONS.emulator, build / f"{program}{suffix}"]
+
+    def test_readme_builds_with_cmake(self):
+        place = self.folder / "project"
+        place.mkdir()
         (project,) = self.readme_blocks("cmake")
         (place / "CMakeLists.txt").write_text(project, encoding="utf-8")
-        run(["cmake", "-G", "Ninja", "-B", "build", f"-DCMAKE_PREFIX_PATH={self.prefix}"], cwd=place)
-        run(["cmake", "--build", "build"], cwd=place)
-        self.assertIn("script: writing to ", run([place / "build/host"], cwd=place, env=home))
+        (place / "host.cpp").write_text(self.readme_blocks("cpp")[1], encoding="utf-8")
+        home = dict(self.environment, HOME=str(place)) if OPTIONS.target == "Linux" else self.environment
+        self.assertIn("script: writing to ", run(self.build_project(place, "host"), cwd=place, env=home))
 
     def test_version_is_one(self):
         suffix = ".exe" if OPTIONS.target == "Windows" else ""
@@ -111,15 +127,7 @@ class PackageTest(unittest.TestCase):
         self.assertIn(f"Version: {version}\n", pc_file)
 
     def test_cpp_through_find_package(self):
-        build = self.folder / "hello_cpp"
-        # A toolchain for another system ignores prefixes of this one, hence the package's folder.
-        place = (f"-DCMAKE_PREFIX_PATH={self.prefix}" if OPTIONS.target == "Linux" else
-                 f"-DqzCore_DIR={self.prefix / 'lib/cmake/qzCore'}")
-        run(["cmake", "-S", EXAMPLES / "hello_cpp", "-B", build, "-G", "Ninja", place,
-             f"-DCMAKE_TOOLCHAIN_FILE={OPTIONS.toolchain}"])
-        run(["cmake", "--build", build])
-        suffix = ".exe" if OPTIONS.target == "Windows" else ""
-        printed = run([*OPTIONS.emulator, build / f"hello_cpp{suffix}", self.folder],
+        printed = run([*self.build_project(EXAMPLES / "hello_cpp", "hello_cpp"), self.folder],
                       env=self.environment)
         self.assertIn("Greetings: 1 so far", printed)
         self.check_log("hello_cpp", r"C\+\+")

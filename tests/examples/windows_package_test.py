@@ -4,23 +4,14 @@ import os
 import pathlib
 import re
 import shlex
-import subprocess
 import sys
 import tempfile
 import unittest
 
+from package_test import run
+
 HERE = pathlib.Path(__file__).resolve().parent
 OPTIONS = argparse.Namespace()
-
-
-def run(command, **options):
-    """Runs a command that must succeed; returns what it printed."""
-    done = subprocess.run([str(part) for part in command], text=True, timeout=200, errors="replace",
-                          stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                          stderr=subprocess.STDOUT, **options)
-    if done.returncode != 0:
-        raise AssertionError(f"{command} ended with {done.returncode}:\n{done.stdout}")
-    return done.stdout
 
 
 def imports(module):
