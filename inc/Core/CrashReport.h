@@ -20,8 +20,10 @@
  * queued. A process writes 16 reports at most: the handler that was there before may return to the
  * fault, which then happens again. A report that takes longer than 25 seconds is cut off on Linux:
  * a lock of the system's may never come free. There fork() waits while another thread's report is
- * being written: the child would inherit its locks and not the thread. From bt_init to bt_fini,
- * Linux only, six file descriptors are held back for a crash after all others have been used up.
+ * being written: the child would inherit its locks and not the thread. It waits 30 seconds at
+ * most; after that no fork waits for the same report again. vfork, posix_spawn and _Fork do not
+ * wait. From bt_init to bt_fini, Linux only, six file descriptors are held back for a crash after
+ * all others have been used up.
  */
 #ifndef QZCORE_CORE_CRASHREPORT_H
 #define QZCORE_CORE_CRASHREPORT_H

@@ -26,28 +26,41 @@ public:
         });
     }
 
-    // Until nobody has it, for a limited time as well.
-    void waitUntilFree() const {
+    // Until nobody has it or the caller has, for a limited time as well.
+    void waitUntilFree() {
         succeedsInTime([this] { return isMine() || holder_.load() == 0; });
     }
 
-    void giveBack() { holder_.store(0, std::memory_order_release); }
+    void giveBack() {
+        stuck_.store(0);
+        holder_.store(0, std::memory_order_release);
+    }
 
 private:
     template<class Attempt>
-    static bool succeedsInTime(Attempt attempt) {
+    bool succeedsInTime(Attempt attempt) {
         constexpr std::chrono::milliseconds kLongestWait{30'000};
         constexpr std::chrono::milliseconds kStep{5};
         for (std::chrono::milliseconds left = kLongestWait; left.count() > 0; left -= kStep) {
             if (attempt()) {
                 return true;
             }
+            if (isStuck()) {
+                return false;
+            }
             sleepFor(kStep);
         }
+        stuck_.store(holder_.load());
         return false;
     }
 
+    bool isStuck() const {
+        const std::uintptr_t stuck = stuck_.load();
+        return stuck != 0 && stuck == holder_.load();
+    }
+
     std::atomic<std::uintptr_t> holder_{0};
+    std::atomic<std::uintptr_t> stuck_{0}; // for which somebody has waited in vain
 };
 
 } // namespace platform

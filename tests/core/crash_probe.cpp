@@ -123,6 +123,7 @@ constexpr Way kWays[] = {
     {"privilege", dieOfPrivilege},
     {"abort", dieOfAbort},
     {"abort_blocked", abortBlocked},
+    {"abort_signalled", abortSignalled},
     {"terminate", dieOfTerminate},
     {"exception", dieOfException},
     {"nowhere", dieInNowhere},
@@ -190,6 +191,9 @@ int main(int argc, char** argv) {
     }
     if (where == "without_descriptors") {
         useUpDescriptors();
+    }
+    if (where == "cancelled") {
+        cancelThisThread();
     }
     if (where == "finished") {
         bt_fini();

@@ -27,8 +27,14 @@ void runInForeignThread(void* (*function)(void*), void* argument);
 // Opens files until the system refuses, where it does.
 void useUpDescriptors();
 
-// abort() with all signals blocked, of which the report meets a fault. For systems with signals.
+// abort() with all signals blocked, of which the report meets a fault; or somebody has sent another
+// one. For systems with signals.
 void abortBlocked();
+void abortSignalled();
+
+// Marks the calling thread as cancelled, which ends it when it waits or writes. For systems where
+// threads can be cancelled.
+void cancelThisThread();
 
 // Calls function(argument) in a thread and, while that is being reported, in a forked child. For
 // systems that fork.

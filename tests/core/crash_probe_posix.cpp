@@ -36,6 +36,12 @@ void otherHandlerThatStays(int) {
     _exit(7);
 }
 
+void blockAllSignals() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, nullptr);
+}
+
 struct sigaction replaced;
 
 struct Call {
@@ -98,13 +104,21 @@ void useUpDescriptors() {
 }
 
 void abortBlocked() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, nullptr);
+    blockAllSignals();
     Dl_info library{}; // where abort() ends; a report looks at its beginning
     dladdr(reinterpret_cast<void*>(gnu_get_libc_version), &library);
     mprotect(library.dli_fbase, 1, PROT_NONE);
     std::abort();
+}
+
+void abortSignalled() {
+    blockAllSignals();
+    kill(getpid(), SIGTRAP);
+    std::abort();
+}
+
+void cancelThisThread() {
+    pthread_cancel(pthread_self());
 }
 
 void crashInForkedChild(void* (*function)(void*), void* argument) {

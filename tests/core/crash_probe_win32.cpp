@@ -67,4 +67,8 @@ void useUpDescriptors() {}
 
 void abortBlocked() {}
 
+void abortSignalled() {}
+
+void cancelThisThread() {}
+
 void crashInForkedChild(void* (*)(void*), void*) {}

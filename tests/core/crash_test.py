@@ -322,6 +322,11 @@ class CrashTest(unittest.TestCase):
         os.environ["LD_BIND_NOW"] = "1"  # no function can be found any more where the report stumbles
         self.addCleanup(os.environ.pop, "LD_BIND_NOW")
         self.assertEqual(self.run_probe("abort_blocked").returncode, -6)
+        self.assertIn("outerFrame()+", "\n".join(self.crash("abort_signalled")))
+
+    @unittest.skipIf(ON_WINDOWS, "cancels a thread")
+    def test_cancelled_thread(self):
+        self.check_frames(self.crash("null", "cancelled")[3:], "dieOfNull")
 
     # The thread that writes it, and has locks, is not in the child.
     @unittest.skipIf(ON_WINDOWS, "forks")

@@ -34,13 +34,38 @@ constinit std::atomic<FaultFunction> faultFunction{nullptr};
 constinit ReportTurn turn;
 constinit SpareDescriptors spare;
 sigjmp_buf wayOut; // of a report that meets a fault itself, or has taken too long
+constinit volatile std::sig_atomic_t isWayOutOpen = 0;
 constinit bool areForksApart = false;
 
 struct Received {
     int signal;
     siginfo_t* info;
     void* registers;
+    int cancellation; // the thread's state before
 };
+
+// A thread that somebody has cancelled would otherwise end where it waits, opens or writes.
+int forbidCancellation() {
+    int before = PTHREAD_CANCEL_ENABLE;
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before);
+    return before;
+}
+
+void resumeCancellation(int before) {
+    pthread_setcancelstate(before, nullptr);
+}
+
+bool wasSent(const siginfo_t& info) {
+    return info.si_code <= 0;
+}
+
+// Signals that others send during a report do not end it. The sending thread is not known, but
+// whoever sends SIGABRT to a thread is abort() as a rule.
+bool endsReport(const siginfo_t& info) {
+    const bool isAbort =
+        info.si_signo == SIGABRT && info.si_code == SI_TKILL && info.si_pid == getpid();
+    return !wasSent(info) || isAbort || ReportDeadline::isSentBy(info);
+}
 
 // Its own faults and the end of its time come through: who calls abort() may have blocked all
 // signals.
@@ -66,8 +91,10 @@ void report(void* given) {
     spare.release();
     forgetMappings();
     if (sigsetjmp(wayOut, 1) == 0 && function != nullptr) {
+        isWayOutOpen = 1;
         callUnblocked(function, faultOf(*received.info, received.registers));
     }
+    isWayOutOpen = 0;
     spare.hold();
     deadline.stop();
 }
@@ -130,15 +157,18 @@ void repeatWithDefaultAction(const Received& received) {
 void passOn(const Received& received) {
     Hook& hook = hookOf(received.signal);
     const struct sigaction previous = hook.previous;
-    const bool wasSent = received.info->si_code <= 0;
+    const bool isIgnored = previous.sa_handler == SIG_IGN && wasSent(*received.info);
+    if (!isFunction(previous) && !isIgnored) {
+        repeatWithDefaultAction(received); // a fault can be neither ignored nor cancelled
+        return;
+    }
+    resumeCancellation(received.cancellation);
     if (isFunction(previous)) {
         constexpr auto kForOneCall = static_cast<int>(SA_RESETHAND);
         if ((previous.sa_flags & kForOneCall) != 0) {
             hook.previous = defaultAction();
         }
         call(previous, received);
-    } else if (previous.sa_handler == SIG_DFL || !wasSent) {
-        repeatWithDefaultAction(received); // a fault cannot be ignored
     }
 }
 
@@ -146,14 +176,15 @@ void passOn(const Received& received) {
 // alternate one that there is.
 void onSignal(int signal, siginfo_t* info, void* registers) {
     const int error = errno;
-    if (turn.isMine()) {
+    const bool isInReport = turn.isMine();
+    if (isInReport && isWayOutOpen != 0 && endsReport(*info)) {
         siglongjmp(wayOut, 1);
     }
-    if (ReportDeadline::isSentBy(*info)) {
-        return; // a moment too late
+    if (ReportDeadline::isSentBy(*info) || (isInReport && wasSent(*info))) {
+        return; // a moment too late, or not for the report
     }
-    Received received{signal, info, registers};
-    if (turn.take()) {
+    Received received{signal, info, registers, forbidCancellation()};
+    if (!isInReport && turn.take()) {
         ReportStack::run(report, &received);
         turn.giveBack();
     }
@@ -170,13 +201,25 @@ void remember(Hook& hook) {
     }
 }
 
+void waitForReport() {
+    const int cancellation = forbidCancellation();
+    turn.waitUntilFree();
+    resumeCancellation(cancellation);
+}
+
+// The only thread of a child may itself be in a report, in which something forks.
+void takeTurnFromTheLost() {
+    if (!turn.isMine()) {
+        turn.giveBack();
+    }
+}
+
 // A child that is forked while another thread writes a report has what that thread has locked, of
 // the loader's for example, and no such thread. So forks wait for the report's end; one that begins
 // at the last moment has no turn in the child.
 void keepForksApart() {
     if (!areForksApart) {
-        areForksApart =
-            pthread_atfork([] { turn.waitUntilFree(); }, nullptr, [] { turn.giveBack(); }) == 0;
+        areForksApart = pthread_atfork(waitForReport, nullptr, takeTurnFromTheLost) == 0;
     }
 }
 
