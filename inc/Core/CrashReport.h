@@ -45,13 +45,13 @@ typedef long (*bt_filter)(struct _EXCEPTION_POINTERS* exception);
  * Reports are named "<prefix>-<date>-<time>.crash", with the time of the crash in UTC, as in
  * game-20260101-120000.crash. The prefix (UTF-8, cut at 259 bytes) may begin with a path, with
  * either separator; else the file goes to the current directory, the one at the time of the crash.
- * On Windows a report's path, prefix and all, has 255 characters at most, and a ":" in its name
- * makes it an alternate stream, which no listing shows. Null stands for the
+ * On Windows a report's path, prefix and all, has 255 characters at most. Null stands for the
  * executable's file name without its directory and without the part from its last point on.
  *
  * The folder has to exist: if it does not, one ERROR is logged at once, and a crash leaves no
- * report. A report that was written is announced by its path, as an ERROR in the log, which shows
- * on standard error too.
+ * report. On Windows a ":" in a report's name makes it an alternate stream, which no listing shows;
+ * one ERROR is logged at once for such a prefix, too. A report that was written is announced by its
+ * path, as an ERROR in the log, which shows on standard error too.
  *
  * Call it early, from the main thread. A second call only changes the prefix and returns null. The
  * library stays loaded from then on. Not for use by two threads at once.

@@ -168,11 +168,11 @@ QZ_API void qz_log_exit(void);
 /* Asks the writer thread to open, change or close an output.
  *
  * name: the key of the output and its file's name without ".log"; cut at 63 bytes. It is trusted:
- * with separators in it the file lies elsewhere; on Windows none can be opened with ":" in it or
- * for a device such as NUL. module_filter: the output takes this module's
- * messages only (exact, case-sensitive, cut at 63 bytes); null or empty takes every module's. mask:
- * the sum of the levels it takes; 0 closes the output. An output that cannot be opened, for want of
- * memory too, is silently absent.
+ * with separators in it the file lies elsewhere. On Windows the name may have no ":" and may not be
+ * that of a device such as NUL. module_filter: the output takes this module's messages only (exact,
+ * case-sensitive, cut at 63 bytes); null or empty takes every module's. mask: the sum of the levels
+ * it takes; 0 closes the output. An output that cannot be opened, for want of memory too, is
+ * silently absent.
  *
  * The request queues behind the messages logged before it and takes effect in that order. It is
  * dropped, and counted as a lost message, when no record is free. */

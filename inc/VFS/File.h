@@ -8,8 +8,8 @@
  *
  * Windows itself reads more into a path; docs/guides/windows.md has a table. Trailing dots and
  * blanks of a name do not count there, "a.txt:notes" is a stream of a.txt that no listing shows,
- * and NUL, COM1 or on older systems nul.txt is a device in every directory: such a path is one
- * that cannot be opened or made.
+ * and NUL, COM1 or on older systems nul.txt is a device in every directory. The path of a device
+ * cannot be opened or made.
  *
  * Failures are results, never crashes. Probing is normal use, so a failed open for reading and a
  * failed query log nothing; a failed open for writing and a failed operation on a handle log one

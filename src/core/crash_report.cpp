@@ -161,12 +161,16 @@ void usePrefixOfProgram() try {
 }
 
 // Who crashes cannot say so any more.
-void reportMissingFolder() {
+void reportUnfitPrefix() {
     const std::size_t length = std::string_view(prefix).find_last_of("/\\") + 1;
     char folder[sizeof prefix] = "";
     std::memcpy(folder, prefix, length);
     if (length > 0 && platform::pathKind(folder) != platform::PathKind::directory) {
         qz_logf(kModule, QZ_LOG_ERROR, "There is no folder \"%s\" for crash reports", folder);
+    }
+    if (platform::leadsToStream(prefix)) {
+        qz_logf(kModule, QZ_LOG_ERROR,
+                "Crash reports named \"%s\" are alternate streams, which no listing shows", prefix);
     }
 }
 
@@ -178,7 +182,7 @@ bt_filter bt_init(const char* given) {
     } else {
         usePrefixOfProgram();
     }
-    reportMissingFolder();
+    reportUnfitPrefix();
     if (isInstalled) {
         return nullptr;
     }

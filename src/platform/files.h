@@ -47,6 +47,9 @@ PathKind pathKind(const char* path);
 // Whether the path's spelling makes it that of a device, wherever it lies; never on Linux.
 bool leadsToDevice(const char* path);
 
+// Whether it makes it that of an alternate stream of a file, as in a.txt:notes; never on Linux.
+bool leadsToStream(const char* path);
+
 // What the C library's access function says; on Windows it takes the path in the ANSI code page.
 bool isReadable(const char* path);
 

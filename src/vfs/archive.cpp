@@ -1,6 +1,7 @@
 #include "VFS/Archive.h"
 
 #include "VFS/File.h"
+#include "core/cut_text.h"
 #include "core/gate.h"
 #include "core/library_log.h"
 #include "platform/files.h"
@@ -17,6 +18,7 @@
 #include <cstring>
 #include <limits>
 #include <memory>
+#include <string_view>
 #include <utility>
 
 namespace {
@@ -174,9 +176,18 @@ bool isFirstCopy() {
     }
 }
 
+// In a mounted directory the system would find devices, too, by the last name of a path. PhysicsFS
+// leaves out separators before and behind it.
+bool endsInDevice(std::string_view path) {
+    path = path.substr(0, path.find_last_not_of('/') + 1);
+    path.remove_prefix(path.rfind('/') + 1);
+    char name[kPathRoom] = "";
+    path.copy(name, core::lengthToKeep(path, sizeof name - 1));
+    return platform::leadsToDevice(name);
+}
+
 File openFirstCopy(const char* path) {
-    // In a mounted directory the system would find devices, too.
-    if (platform::leadsToDevice(path)) {
+    if (endsInDevice(path)) {
         return nullptr;
     }
     PHYSFS_getLastErrorCode(); // forgets it

@@ -294,6 +294,10 @@ class CrashTest(unittest.TestCase):
                 shutil.rmtree(folder)
         done = self.run_probe("null", "prefixed", "missing/named")
         self.assertEqual(done.stderr.count(b'There is no folder "missing/" for crash reports'), 1, done)
+        done = self.run_probe("null", "prefixed", "some:where")
+        self.assertEqual(done.stderr.count(b'named "some:where" are alternate streams'), int(ON_WINDOWS), done)
+        for report in self.folder.glob("some*"):
+            report.unlink()
         self.assertNotIn(self.run_probe("null", "finished").returncode, (0, 2))
         self.assertEqual(list(self.folder.glob("*.crash")), [])
 

@@ -65,6 +65,16 @@ TEST(Win32, DevicesAreNoFiles) {
                   std::vector<std::string>{std::string("Can't open file ") + path + "."});
     }
     vfs_deinit();
+    // The empty path is not taken for what another was.
+    EXPECT_FALSE(openWrite("NUL") || openWrite(""));
+    const std::vector<std::string> failures = log.messages();
+    const auto reasonOf = [](const std::string& text) { return text.substr(text.rfind(": ")); };
+    EXPECT_NE(reasonOf(failures.at(0)), reasonOf(failures.at(1)));
+}
+
+TEST(Win32, PathsForTheAnsiCallsReachNoDevice) {
+    EXPECT_TRUE(openRead("C:\\\xE4\\..\\windows\\win.ini"));
+    EXPECT_FALSE(openRead("\\\\.\\C:\\\xE4\\..\\windows\\win.ini"));
 }
 
 // Nor are streams, unless a path that a host opens names one.

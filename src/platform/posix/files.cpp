@@ -174,6 +174,10 @@ bool leadsToDevice(const char*) {
     return false;
 }
 
+bool leadsToStream(const char*) {
+    return false;
+}
+
 bool isReadable(const char* path) {
     return access(SystemPath(path).text(), R_OK) == 0;
 }

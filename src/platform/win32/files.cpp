@@ -13,6 +13,7 @@
 #include <cstring>
 #include <ctime>
 #include <iterator>
+#include <memory>
 
 namespace platform {
 
@@ -24,8 +25,7 @@ public:
     explicit SystemPath(const char* path)
         : bytes_(path), isWide_(toWide(path, wide_, std::size(wide_))) {}
 
-    // Nothing is known of a path for the ANSI calls.
-    PathTarget target() const { return isWide_ ? targetOf(wide_) : PathTarget::file; }
+    PathTarget target() const { return isWide_ ? targetOf(wide_) : targetOf(bytes_); }
 
     // The result of whichever call takes this path.
     template<class WideCall, class AnsiCall>
@@ -168,6 +168,10 @@ private:
     HANDLE handle_;
 };
 
+struct ListingCloser {
+    void operator()(HANDLE listing) const { FindClose(listing); }
+};
+
 bool isSelfOrParent(const char* name) {
     return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
 }
@@ -177,6 +181,8 @@ bool list(Listing listing, NameCallback callback, void* context) {
     if (listing.handle() == INVALID_HANDLE_VALUE) {
         return GetLastError() == ERROR_FILE_NOT_FOUND;
     }
+    // Callbacks may throw.
+    const std::unique_ptr<void, ListingCloser> closer(listing.handle());
     // A drive's root lists neither.
     callback(context, ".");
     callback(context, "..");
@@ -186,7 +192,6 @@ bool list(Listing listing, NameCallback callback, void* context) {
             callback(context, name);
         }
     } while (listing.next());
-    FindClose(listing.handle());
     return true;
 }
 
@@ -277,6 +282,10 @@ bool leadsToDevice(const char* path) {
     return SystemPath(path).target() == PathTarget::device;
 }
 
+bool leadsToStream(const char* path) {
+    return SystemPath(path).target() == PathTarget::stream;
+}
+
 bool isReadable(const char* path) {
     constexpr int kForReading = 4;
     return _access(path, kForReading) == 0;
@@ -316,15 +325,18 @@ std::int64_t modificationTime(const char* path) {
 
 bool listDirectory(const char* path, NameCallback callback, void* context) {
     constexpr std::size_t kMaxUnits = 259;
-    wchar_t wide[kMaxUnits + std::size(L"\\*")];
+    const bool isAsItStands = std::strncmp(path, R"(\\?\)", 4) == 0; // has no "/"
+    wchar_t wide[kMaxUnits + std::size(L"/*")];
     if (toWide(path, wide, kMaxUnits + 1)) {
-        return list(WideListing(std::wcscat(wide, L"\\*")), callback, context);
+        const wchar_t* const everything = isAsItStands ? L"\\*" : L"/*";
+        return list(WideListing(std::wcscat(wide, everything)), callback, context);
     }
-    char bytes[kMaxUnits + std::size("\\*")];
+    char bytes[kMaxUnits + std::size("/*")];
     if (std::strlen(path) > kMaxUnits) {
         return false;
     }
-    return list(AnsiListing(std::strcat(std::strcpy(bytes, path), "\\*")), callback, context);
+    const char* const everything = isAsItStands ? "\\*" : "/*";
+    return list(AnsiListing(std::strcat(std::strcpy(bytes, path), everything)), callback, context);
 }
 
 void systemErrorText(SystemError error, char* buffer, std::size_t size) {

@@ -2,7 +2,10 @@
 
 #include <windows.h>
 
+#include <cstring>
 #include <iterator>
+#include <memory>
+#include <new>
 #include <string_view>
 
 namespace platform {
@@ -13,6 +16,9 @@ constexpr std::wstring_view kAsItStands = L"\\\\?\\";
 constexpr std::wstring_view kDevice = L"\\\\.\\";
 constexpr std::wstring_view kPipe = L"\\\\.\\pipe\\";
 constexpr std::wstring_view kObject = L"\\??\\";
+
+// No call takes a longer path.
+constexpr std::size_t kMostUnits = 32767;
 
 bool beginsWithShareOrVolume(std::wstring_view path) {
     constexpr std::wstring_view kShare = L"UNC\\";
@@ -37,17 +43,35 @@ bool isStream(std::wstring_view path) {
     return path.find(L':', 2) != std::wstring_view::npos;
 }
 
-} // namespace
-
-PathTarget targetOf(const wchar_t* path) {
-    wchar_t full[2 * MAX_PATH];
-    const DWORD length = GetFullPathNameW(path, std::size(full), full, nullptr);
-    // The full path of a device is short.
-    const std::wstring_view known(length < std::size(full) ? full : path);
+// The buffer is for the full path.
+PathTarget targetOf(const wchar_t* path, wchar_t* full, DWORD units) {
+    const DWORD length = GetFullPathNameW(path, units, full, nullptr);
+    // An empty path has no full one. One that does not fit is not that of a device.
+    const std::wstring_view known(length > 0 && length < units ? full : path);
     if (isDevice(known) || std::wstring_view(path).starts_with(kObject)) {
         return PathTarget::device;
     }
     return isStream(known) ? PathTarget::stream : PathTarget::file;
+}
+
+} // namespace
+
+PathTarget targetOf(const wchar_t* path) {
+    wchar_t full[2 * MAX_PATH];
+    return targetOf(path, full, std::size(full));
+}
+
+PathTarget targetOf(const char* path) {
+    const std::size_t size = std::strlen(path) + 1; // no byte makes more than one unit
+    const std::size_t fullSize = size + MAX_PATH;
+    const std::unique_ptr<wchar_t[]> buffer(
+        size <= kMostUnits ? new (std::nothrow) wchar_t[size + fullSize] : nullptr);
+    const UINT codePage = AreFileApisANSI() ? CP_ACP : CP_OEMCP;
+    if (!buffer ||
+        MultiByteToWideChar(codePage, 0, path, -1, buffer.get(), static_cast<int>(size)) == 0) {
+        return PathTarget::device;
+    }
+    return targetOf(buffer.get(), buffer.get() + size, static_cast<DWORD>(fullSize));
 }
 
 } // namespace platform

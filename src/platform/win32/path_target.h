@@ -12,4 +12,8 @@ enum class PathTarget {
 // Which names are devices is up to the version of Windows.
 PathTarget targetOf(const wchar_t* path);
 
+// The same of a path for the ANSI calls. One that is too long for any of them counts as that of a
+// device, and so does each when memory is short.
+PathTarget targetOf(const char* path);
+
 } // namespace platform
