@@ -136,9 +136,13 @@ public:
      *
      * The file that was last read, under the name that it was read by, is not written over what
      * somebody else has made of it since: that is kFileChanged, and the caller parses it again and
-     * repeats the changes. A file that is gone is made again. Programs that save by this library at
-     * the same time wait for each other; an editor does not wait, and what it writes in the instant
-     * between the comparison and the replacement is lost. */
+     * repeats the changes. After a parse that failed, and after one of a text in memory, it is not
+     * written at all, and neither is the file whose parse failed: that is kFileUnknown. A file that
+     * is gone is made again.
+     *
+     * Programs that use saveEdited or qz conf on the same file at the same time wait for each
+     * other, but for 1 second at most; then the comparison alone has to do. save and editors do not
+     * wait: what they write in the instant between comparison and replacement is lost. */
     bool saveEdited();
     bool saveEdited(const std::string& fileName);
     bool saveEdited(char** buffer, int& length);
@@ -146,9 +150,9 @@ public:
     enum SaveResult {
         kSaved = 0,          /* also if nothing was saved yet */
         kNowhere = 1,        /* neither a file name nor a buffer */
-        kTreeUnreadable = 2, /* nothing could read it again, or it is too long */
+        kTreeUnreadable = 2, /* the text could not be read again, or would be too long */
         kFileChanged = 3,
-        kFileBusy = 4, /* others have been saving in the same directory for 30 seconds */
+        kFileUnknown = 4,
         kFileFailed = 5,
         kOutOfMemory = 6
     };

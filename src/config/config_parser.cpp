@@ -77,13 +77,14 @@ struct ConfigParser::Impl {
     Tree tree;
     SavedFile file;
     Error error;
-    SaveResult saveResult = kSaved;
+    std::optional<SaveResult> saveResult; // none: nothing was saved yet
 };
 
 template<class Read>
 bool ConfigParser::Impl::parse(Read read, Origin origin) {
     error.reset();
     tree.clear(); // before the next text is read: both may be large
+    file.forget();
     if (!analysers) {
         return false;
     }
@@ -176,15 +177,14 @@ ConfigParser::ConfigParser() : impl_(std::make_unique<Impl>()) {}
 ConfigParser::~ConfigParser() = default;
 
 bool ConfigParser::parse(const std::string& fileName) {
-    std::string name;
     const auto read = [&] {
-        name = fileName; // first, because it may take memory
+        impl_->file.willRead(fileName);
         return SourceText::read(fileName);
     };
     if (!impl_->parse(read, Origin::file)) {
         return false;
     }
-    impl_->file.wasRead(std::move(name), impl_->tree.source());
+    impl_->file.wasRead(impl_->tree.source());
     return true;
 }
 
@@ -224,21 +224,25 @@ bool ConfigParser::saveEdited(char** buffer, int& length) {
 }
 
 ConfigParser::SaveResult ConfigParser::getSaveResult() const {
-    return impl_->saveResult;
+    return impl_->saveResult.value_or(kSaved);
 }
 
 std::string ConfigParser::getSaveText() const {
-    switch (impl_->saveResult) {
+    if (!impl_->saveResult) {
+        return "nothing was saved yet";
+    }
+    switch (*impl_->saveResult) {
     case kSaved:
         return "saved";
     case kNowhere:
         return "there is neither a file name nor a buffer";
     case kTreeUnreadable:
-        return "the tree holds what no file can";
+        return "the text could not be read again: an empty block or list, a real that is not "
+               "finite, a name that is no identifier, braces that are too deep, or too long";
     case kFileChanged:
         return "somebody has changed the file since it was read";
-    case kFileBusy:
-        return "another program is saving in the same directory";
+    case kFileUnknown:
+        return "the file was not read, so that nobody knows what would be lost";
     case kOutOfMemory:
         return "out of memory";
     case kFileFailed:
@@ -246,7 +250,7 @@ std::string ConfigParser::getSaveText() const {
     }
     char text[256];
     platform::systemErrorText(impl_->file.error(), text, sizeof text);
-    return std::string("the file cannot be written: ") + text;
+    return std::string("the file cannot be replaced: ") + text;
 }
 
 void ConfigParser::reset() {

@@ -4,6 +4,7 @@
 #include "platform/save_turn.h"
 #include "platform/whole_file.h"
 
+#include <chrono>
 #include <functional>
 #include <optional>
 #include <utility>
@@ -15,38 +16,52 @@ using Result = ConfigParser::SaveResult;
 SavedFile::Fingerprint::Fingerprint(std::string_view contents) noexcept
     : size(contents.size()), hash(std::hash<std::string_view>()(contents)) {}
 
-void SavedFile::wasRead(std::string name, std::string_view contents) noexcept {
-    name_ = std::move(name);
+void SavedFile::wasRead(std::string_view contents) noexcept {
+    name_ = std::exchange(unread_, {});
     known_ = Fingerprint(contents);
 }
 
 Result SavedFile::save(const std::string& name, std::string_view text, Overwrite overwrite) {
-    const platform::SaveTurn turn(name.c_str());
-    if (!turn.isMine()) {
-        return Result::kFileBusy;
+    if (overwrite == Overwrite::anything || (name != name_ && name != unread_)) {
+        return replace(name, text);
     }
-    const bool isThis = name == name_;
-    if (isThis && overwrite == Overwrite::onlyWhatIsKnown && !isAsKnown()) {
-        return Result::kFileChanged;
+    // Whoever holds the turn for longer keeps nobody from saving: the comparison is left.
+    constexpr std::chrono::seconds kLongestWait{1};
+    const platform::SaveTurn turn(name.c_str(), kLongestWait);
+    const Result result = compare(name);
+    return result == Result::kSaved ? replace(name, text) : result;
+}
+
+// Nothing is lost where there is no file any more.
+Result SavedFile::compare(const std::string& name) {
+    if (platform::pathKind(name.c_str()) == platform::PathKind::missing) {
+        return Result::kSaved;
     }
+    if (name == unread_ || !known_) {
+        return Result::kFileUnknown;
+    }
+    SourceText::Failure failure{};
+    const std::optional<SourceText> now = SourceText::read(name, failure);
+    if (!now && failure.error != 0) {
+        error_ = failure.error;
+        return Result::kFileFailed;
+    }
+    return now && Fingerprint(now->view()) == known_ ? Result::kSaved : Result::kFileChanged;
+}
+
+Result SavedFile::replace(const std::string& name, std::string_view text) {
     const platform::Replacement replacement = platform::replaceContents(name.c_str(), text);
     error_ = replacement.error;
     if (!replacement) {
         return Result::kFileFailed;
     }
-    if (isThis) {
+    if (name == name_) {
         known_ = Fingerprint(text);
     }
-    return Result::kSaved;
-}
-
-// Nothing is lost where there is no file any more.
-bool SavedFile::isAsKnown() const {
-    if (platform::pathKind(name_.c_str()) == platform::PathKind::missing) {
-        return true;
+    if (name == unread_) {
+        unread_.clear();
     }
-    const std::optional<SourceText> now = SourceText::read(name_);
-    return now && Fingerprint(now->view()) == known_;
+    return Result::kSaved;
 }
 
 } // namespace qz::config

@@ -36,7 +36,7 @@ public:
         return static_cast<std::size_t>(size);
     }
 
-    bool hasFailed() const { return error_ != 0; }
+    platform::SystemError error() const { return error_; }
 
     std::size_t read(char* buffer, std::size_t count) {
         return platform::readFile(handle_, buffer, count, error_);
@@ -47,10 +47,6 @@ private:
     platform::FileHandle handle_;
 };
 
-void logFailure(const char* verb, const std::string& fileName) {
-    qz_logf("QZCORE", QZ_LOG_ERROR, "LexicalAnalyser: Cannot %s %s", verb, fileName.c_str());
-}
-
 // A file that is empty by its size may have contents all the same, as in /proc.
 std::optional<SourceText> readToEnd(OpenFile& file) {
     std::string bytes;
@@ -60,8 +56,8 @@ std::optional<SourceText> readToEnd(OpenFile& file) {
         count = file.read(part, sizeof part);
         bytes.append(part, count);
     } while (count == sizeof part && bytes.size() <= INT_MAX);
-    return file.hasFailed() || bytes.size() > INT_MAX ? std::nullopt
-                                                      : std::optional(SourceText::copyOf(bytes));
+    return file.error() != 0 || bytes.size() > INT_MAX ? std::nullopt
+                                                       : std::optional(SourceText::copyOf(bytes));
 }
 
 } // namespace
@@ -76,9 +72,19 @@ SourceText SourceText::copyOf(std::string_view text) {
 }
 
 std::optional<SourceText> SourceText::read(const std::string& fileName) {
+    Failure failure{};
+    std::optional<SourceText> text = read(fileName, failure);
+    if (!text) {
+        qz_logf("QZCORE", QZ_LOG_ERROR, "LexicalAnalyser: Cannot %s %s", failure.verb,
+                fileName.c_str());
+    }
+    return text;
+}
+
+std::optional<SourceText> SourceText::read(const std::string& fileName, Failure& failure) {
     OpenFile file(fileName.c_str());
     if (!file.isOpen()) {
-        logFailure("open", fileName);
+        failure = {"open", file.error()};
         return std::nullopt;
     }
     const std::optional<std::size_t> size = file.size();
@@ -91,11 +97,10 @@ std::optional<SourceText> SourceText::read(const std::string& fileName) {
             text.reset();
         }
     }
-    if (text) {
-        return text;
+    if (!text) {
+        failure = {"read", file.error()};
     }
-    logFailure("read", fileName);
-    return std::nullopt;
+    return text;
 }
 
 int SourceText::lineOf(std::size_t offset) const {

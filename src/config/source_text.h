@@ -1,6 +1,8 @@
 // The text that is parsed.
 #pragma once
 
+#include "platform/files.h"
+
 #include <cstddef>
 #include <memory>
 #include <optional>
@@ -15,8 +17,14 @@ public:
 
     static SourceText copyOf(std::string_view text);
 
-    // Logs and gives nothing if the file cannot be opened or read.
+    struct Failure {
+        const char* verb;            // what was not possible: "open" or "read"
+        platform::SystemError error; // 0 for a file that is too long or gets shorter meanwhile
+    };
+
+    // Give nothing if the file cannot be opened or read; the first logs it.
     static std::optional<SourceText> read(const std::string& fileName);
+    static std::optional<SourceText> read(const std::string& fileName, Failure& failure);
 
     std::string_view view() const { return {chars_.get(), size_}; }
 

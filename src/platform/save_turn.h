@@ -6,13 +6,14 @@
 
 namespace platform {
 
-// The turn to do so in the file's directory, among all programs that take turns. It belongs to one
-// thread and must be taken once by it. Allocates nothing. Where the system has no such lock, for
-// instance on some network drives, everybody has the turn at once.
+// The turn to replace a file, among all programs that take turns: on Linux a lock on the file, on
+// Windows a mutex for its directory. It belongs to the thread that took it, which must not take a
+// second one of the same file before it has given up the first. Allocates nothing. Where the system
+// has no such lock, for instance on some network drives, everybody has the turn at once.
 class SaveTurn {
 public:
     // Waits for others. Symbolic links are followed as replaceContents does.
-    explicit SaveTurn(const char* path) noexcept;
+    SaveTurn(const char* path, std::chrono::milliseconds longestWait) noexcept;
     ~SaveTurn();
     SaveTurn(const SaveTurn&) = delete;
     SaveTurn& operator=(const SaveTurn&) = delete;
@@ -21,8 +22,6 @@ public:
     bool isMine() const { return isMine_; }
 
 private:
-    static constexpr std::chrono::seconds kLongestWait{30};
-
     static constexpr std::intptr_t kNone = -1;
 
     std::intptr_t lock_ = kNone; // the system's

@@ -213,12 +213,41 @@ TEST(ConfigEdited, LeavesAloneWhatSomebodyElseHasWritten) {
     std::filesystem::remove(file);
     EXPECT_TRUE(parser.saveEdited()) << "nothing can be lost";
 
-    // Not even after a text that could not be read, which leaves an empty tree.
-    writeFile(file, "a = ;\r\n");
-    EXPECT_FALSE(parser.parse(file));
+    // What cannot be read is not what somebody has changed.
+    std::filesystem::remove(file);
+    std::filesystem::create_directory(file);
+    LogCapture log;
     EXPECT_FALSE(parser.saveEdited());
+    EXPECT_EQ(parser.getSaveResult(), ConfigParser::kFileFailed);
+    EXPECT_TRUE(log.take().empty());
+}
+
+// What is missing in the tree would be lost.
+TEST(ConfigEdited, LeavesAloneWhatItHasNotRead) {
+    const std::string file = (freshDirectory() / "settings.cfg").string();
+    writeFile(file, "a = 1;\r\n");
+    ConfigParser parser;
+    EXPECT_EQ(parser.getSaveText(), "nothing was saved yet");
+    ASSERT_TRUE(parser.parse(file));
+    const auto isRefused = [&](ConfigParser& config) {
+        config.end().insert("b", 2);
+        return !config.saveEdited(file) && config.getSaveResult() == ConfigParser::kFileUnknown &&
+               readFile(file) == "a = 1;\r\n";
+    };
+    EXPECT_FALSE(parser.parse(file + ".none"));
+    EXPECT_TRUE(isRefused(parser));
+    EXPECT_TRUE(parser.saveEdited(file + ".none")) << "nothing can be lost";
+    ASSERT_TRUE(parser.parse(file));
+    ASSERT_TRUE(parser.parse("c = 3;", 0));
+    EXPECT_TRUE(isRefused(parser));
     EXPECT_TRUE(parser.save()) << "is told to write over anything";
     EXPECT_TRUE(parser.saveEdited()) << "has been written by ourselves";
+
+    ConfigParser other;
+    writeFile(file, "a = ;\r\n");
+    EXPECT_FALSE(other.parse(file));
+    writeFile(file, "a = 1;\r\n");
+    EXPECT_TRUE(isRefused(other)) << "without a file that was ever read";
 }
 
 } // namespace

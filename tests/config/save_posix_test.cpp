@@ -10,11 +10,13 @@
 #include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <string>
@@ -224,6 +226,34 @@ TEST(ConfigSavePosix, OtherNamesKeepTheOldContents) {
     fs::create_hard_link(file, directory / "other.cfg");
     EXPECT_TRUE(save(file));
     EXPECT_EQ(readFile(directory / "other.cfg"), "old");
+}
+
+TEST(ConfigSavePosix, IsNotHeldUpByForeignLocks) {
+    const fs::path file = makeFile(freshDirectory() / "a.cfg", 0644);
+    ASSERT_TRUE(save(file));
+    ConfigParser parser;
+    ASSERT_TRUE(parser.parse(file.string()));
+    const auto lock = [](const fs::path& path) {
+        const int opened = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+        EXPECT_EQ(flock(opened, LOCK_EX), 0);
+        return opened;
+    };
+    const int directory = lock(file.parent_path());
+    const int locked = lock(file);
+    // Nor do signals make the wait shorter.
+    std::signal(SIGALRM, [](int) {});
+    const itimerval often{{0, 200}, {0, 200}};
+    setitimer(ITIMER_REAL, &often, nullptr);
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_TRUE(parser.saveEdited());
+    EXPECT_TRUE(save(file));
+    const auto duration = std::chrono::steady_clock::now() - begin;
+    const itimerval never{};
+    setitimer(ITIMER_REAL, &never, nullptr);
+    EXPECT_GE(duration, std::chrono::milliseconds(900));
+    EXPECT_LT(duration, std::chrono::seconds(10));
+    close(locked);
+    close(directory);
 }
 
 TEST(ConfigSavePosix, TakesEveryNameThatTheSystemTakes) {

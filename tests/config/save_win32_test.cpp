@@ -13,6 +13,7 @@
 
 #include <filesystem>
 #include <string>
+#include <thread>
 
 namespace qz::test {
 
@@ -97,6 +98,20 @@ TEST(ConfigSaveWin32, KeepsAttributes) {
     EXPECT_NE(GetFileAttributesW(file.c_str()) & FILE_ATTRIBUTE_READONLY, 0U);
     EXPECT_EQ(countIn(file.parent_path()), 1);
     SetFileAttributesW(file.c_str(), FILE_ATTRIBUTE_NORMAL);
+}
+
+TEST(ConfigSaveWin32, WaitsForReaders) {
+    const fs::path file = makeFile(freshDirectory() / "a.cfg");
+    const HANDLE reader = CreateFileW(file.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                      OPEN_EXISTING, 0, nullptr);
+    ASSERT_NE(reader, INVALID_HANDLE_VALUE);
+    std::thread thread([&] {
+        Sleep(200);
+        CloseHandle(reader);
+    });
+    EXPECT_TRUE(save(file));
+    thread.join();
+    EXPECT_EQ(readFile(file), "a = 1;\r\n");
 }
 
 TEST(ConfigSaveWin32, RemovesWhatKilledProcessesLeft) {

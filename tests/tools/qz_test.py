@@ -67,6 +67,10 @@ class QzTest(unittest.TestCase):
         self.assertNotIn("settings.cfg", err)
         self.file("long.cfg", 'a = "' + "ä" * 40 + '"  @ "' + "ä" * 80 + '";\r\n')
         self.assertIn("    " + "ä" * 23 + '"  @ "' + "ä" * 23 + "\n", self.refused("check", "long.cfg"))
+        # Nothing that a terminal takes as a command.
+        self.file("command.cfg", '\ta = "\u009b2J" @;\r\n')
+        self.assertIn('     a = "\\xc2\\x9b2J" @;\n' + " " * 22 + "^\n",
+                      self.refused("check", "command.cfg"))
 
     def test_mistakes_say_what_to_do(self):
         for text, advice in (("a = 1;\nb = 2;\n", "1: error: this line ends in a line feed alone"),
@@ -92,6 +96,8 @@ class QzTest(unittest.TestCase):
         self.conf("fix-eol", "comment.cfg")
         self.assertEqual(self.text("comment.cfg"), "a = 1; // one\r\nb = 2;\r\n")
         self.assertEqual(self.conf("check", "comment.cfg"), "")
+        self.file("image.png", "\x89PNG\r\n\x1a\n\0")
+        self.assertIn("is no text", self.refused("fix-eol", "image.png"))
 
     def test_standard_input(self):
         def piped(text, *arguments):
@@ -145,6 +151,13 @@ class QzTest(unittest.TestCase):
                                                            1700000000123.0)):
             self.conf("set", "settings.cfg", path, value)
             self.assertEqual(self.conf("get", "settings.cfg", path), f"{number}\n")
+        for path in ("sub\\s.cfg", "sub/s.cfg"):  # either separator
+            (self.folder / "sub").mkdir(exist_ok=True)
+            self.file("sub/s.cfg", "a = 1;\r\n")
+            self.conf("set", path, "a", "2")
+            self.assertEqual(self.text("sub/s.cfg"), "a = 2;\r\n")
+        (self.folder / "sub/s.cfg").unlink()
+        (self.folder / "sub").rmdir()
         self.file("settings.cfg.new", "somebody else's")
         self.conf("set", "settings.cfg", "key", "true")
         self.assertEqual(self.conf("get", "settings.cfg", "key"), "1\n")
@@ -157,7 +170,10 @@ class QzTest(unittest.TestCase):
                                      ("hex", "0x1G", "is an integer, and '0x1G' is none"),
                                      ("hex", "0x100000000", "an integer is from -2147483648"),
                                      ("large", "1700000000123", "an integer is from -2147483648"),
-                                     ("no name", "1", "")):
+                                     ("large", "1e400", "no real is as large or as small"),
+                                     ("small", "-1e-400", "no real is as large or as small"),
+                                     ("hex", "+-5", "is an integer, and '+-5' is none"),
+                                     ("no name", "1", "a name that is no identifier")):
             self.assertIn(problem, self.refused("set", "settings.cfg", path, value))
         self.assertEqual(self.text(), before)
         self.assertEqual([path.name for path in self.folder.iterdir()], ["settings.cfg"])

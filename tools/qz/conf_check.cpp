@@ -14,8 +14,7 @@ bool isContinuation(char c) {
     return (static_cast<unsigned char>(c) & 0xC0U) == 0x80;
 }
 
-// A piece of the line around the spot, of whole characters; what a terminal would take as a command
-// becomes a dot.
+// A piece of the line around the spot, of whole characters, as `shown` has it. Tabs become blanks.
 struct Excerpt {
     explicit Excerpt(const Mistake& mistake) {
         size_t begin = mistake.column > kShownWidth / 2 ? mistake.column - kShownWidth / 2 : 0;
@@ -27,12 +26,12 @@ struct Excerpt {
                isContinuation(mistake.text[end])) {
             --end;
         }
-        text = mistake.text.substr(begin, end - begin);
-        std::ranges::replace_if(
-            text, [](unsigned char c) { return c < ' ' || c == 0x7F; }, '.');
-        const auto spot = text.begin() + static_cast<std::ptrdiff_t>(mistake.column - begin);
+        std::string piece = mistake.text.substr(begin, end - begin);
+        std::ranges::replace(piece, '\t', ' ');
+        text = shown(piece);
+        const std::string before = shown(piece.substr(0, mistake.column - begin));
         indent = static_cast<size_t>(
-            std::count_if(text.begin(), spot, [](char c) { return !isContinuation(c); }));
+            std::ranges::count_if(before, [](char c) { return !isContinuation(c); }));
     }
 
     std::string text;

@@ -42,16 +42,21 @@ private:
     std::vector<std::string> parts_;
 };
 
+// std::errc{} if the whole text is a number, result_out_of_range if it is one of another range.
 template<class Number, class... Base>
-std::optional<Number> numberIn(std::string_view text, Base... base) {
-    Number number{};
-    if (text.starts_with('+')) {
+std::errc readNumber(std::string_view text, Number& number, Base... base) {
+    if (text.starts_with('+') && !text.starts_with("+-")) {
         text.remove_prefix(1);
     }
     const auto [end, error] =
         std::from_chars(text.data(), text.data() + text.size(), number, base...);
-    const bool isWhole = error == std::errc{} && end == text.data() + text.size();
-    return isWhole ? std::optional(number) : std::nullopt;
+    return end == text.data() + text.size() ? error : std::errc::invalid_argument;
+}
+
+template<class Number, class... Base>
+std::optional<Number> numberIn(std::string_view text, Base... base) {
+    Number number{};
+    return readNumber(text, number, base...) == std::errc{} ? std::optional(number) : std::nullopt;
 }
 
 std::string_view withoutSign(std::string_view text) {
@@ -96,6 +101,12 @@ bool isWholeNumber(std::string_view text) {
 std::optional<double> finiteIn(std::string_view text) {
     const std::optional<double> number = numberIn<double>(text);
     return number && std::isfinite(*number) ? number : std::nullopt;
+}
+
+// 1e400 and 1e-400.
+bool isNoDouble(std::string_view text) {
+    double ignored = 0;
+    return readNumber(text, ignored) == std::errc::result_out_of_range;
 }
 
 // The item of that number; the end if there are as many before it, nothing if there are fewer.
@@ -169,6 +180,9 @@ private:
         const auto real = asString ? std::nullopt : finiteIn(value);
         if (!asString && !number && isWholeNumber(value)) {
             failToFit(value);
+        }
+        if (!asString && isNoDouble(value)) {
+            fail("cannot be " + value + ": no real is as large or as small; --string sets a text");
         }
         Iterator added;
         if (number) {

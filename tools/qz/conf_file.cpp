@@ -3,12 +3,13 @@
 #include "conf_mistake.h"
 #include "terminal.h"
 
+#include "platform/files.h"
 #include "platform/input.h"
 #include "platform/save_turn.h"
 #include "platform/whole_file.h"
 
 #include <algorithm>
-#include <filesystem>
+#include <chrono>
 #include <limits>
 #include <memory>
 #include <utility>
@@ -18,20 +19,15 @@ namespace {
 constexpr char kStandardStreams[] = "-";
 constexpr size_t kMostBytes = std::numeric_limits<int>::max();
 
-std::filesystem::file_type typeOf(const std::string& name) {
-    std::error_code ignored;
-    return std::filesystem::status(std::u8string(name.begin(), name.end()), ignored).type();
-}
-
 // Why a file could not be read or replaced, in its own words where the system's are riddles.
 std::string reason(const std::string& name, platform::SystemError error) {
-    using Type = std::filesystem::file_type;
-    const Type type = typeOf(name);
-    if (type == Type::not_found) {
+    switch (platform::pathKind(name.c_str())) {
+    case platform::PathKind::missing:
         return "there is no such file";
-    }
-    if (type == Type::directory) {
+    case platform::PathKind::directory:
         return "is a directory";
+    case platform::PathKind::file:
+        break;
     }
     char text[256];
     platform::systemErrorText(error, text, sizeof text);
@@ -52,27 +48,24 @@ std::string readNow(const std::string& name) {
     return bytes;
 }
 
-bool isOrdinary(const std::string& name) {
-    return typeOf(name) == std::filesystem::file_type::regular;
-}
-
-// Windows replaces no file that somebody else is reading.
-std::string readInTurn(const std::string& name) {
-    if (!isOrdinary(name)) {
-        return readNow(name); // it may keep us waiting
+// Where reading could make us wait, as in a pipe, there is nothing to replace.
+void requireOrdinary(const std::string& name) {
+    platform::SystemError error = 0;
+    const platform::FileHandle file =
+        platform::openFile(name.c_str(), platform::FileAccess::read, error);
+    if (file == platform::kNoFile) {
+        throw Failure(name + ": is no ordinary file that can be replaced: " + reason(name, error));
     }
-    const platform::SaveTurn turn(name.c_str());
-    return readNow(name);
+    platform::closeFile(file);
 }
 
-// What the parser saves into a buffer. `save` is one of its two ways to do it.
-template<class Save>
-std::string saved(const std::string& name, Save save) {
+// What the parser saves into a buffer by one of its two ways to do it.
+std::string saved(const std::string& name, ConfigParser& parser,
+                  bool (ConfigParser::*save)(char**, int&)) {
     char* buffer = nullptr;
     int length = 0;
-    if (!save(&buffer, length)) {
-        throw Failure(name + ": holds what no file can: an empty block or list, a real that is "
-                             "not finite, or a name that is no identifier");
+    if (!(parser.*save)(&buffer, length)) {
+        throw Failure(name + ": cannot be written: " + parser.getSaveText());
     }
     const std::unique_ptr<char[]> owner(buffer);
     return {buffer, static_cast<size_t>(length) - 1}; // without the terminator
@@ -81,7 +74,7 @@ std::string saved(const std::string& name, Save save) {
 } // namespace
 
 std::string FileToChange::read() {
-    bytes_ = readInTurn(name_);
+    bytes_ = readNow(name_);
     return bytes_;
 }
 
@@ -90,13 +83,12 @@ void FileToChange::replace(const std::string& text) const {
         print(text);
         return;
     }
-    if (!isOrdinary(name_)) {
-        throw Failure(name_ + ": is no ordinary file and cannot be replaced");
-    }
-    const platform::SaveTurn turn(name_.c_str());
+    constexpr std::chrono::seconds kLongestWait{10};
+    const platform::SaveTurn turn(name_.c_str(), kLongestWait);
     if (!turn.isMine()) {
-        throw Failure(name_ + ": other programs are saving in the same directory all the time");
+        throw Failure(name_ + ": other programs keep it locked");
     }
+    requireOrdinary(name_);
     if (readNow(name_) != bytes_) {
         throw ChangedMeanwhile(name_ + ": somebody else is changing it; nothing was written");
     }
@@ -165,8 +157,7 @@ Mistake ConfFile::locate(size_t at) const {
 
 std::string ConfFile::formatted() {
     // The parser ends the lines of a buffer in bare line feeds, and escapes those of contents.
-    const std::string text =
-        saved(name(), [this](char** buffer, int& length) { return parser_.save(buffer, length); });
+    const std::string text = saved(name(), parser_, &ConfigParser::save);
     return bareLineFeeds_ ? text : CompletedLines(text).text();
 }
 
@@ -175,7 +166,6 @@ void ConfFile::writeFormatted() {
 }
 
 void ConfFile::writeEdited() {
-    const std::string text = saved(
-        name(), [this](char** buffer, int& length) { return parser_.saveEdited(buffer, length); });
+    const std::string text = saved(name(), parser_, &ConfigParser::saveEdited);
     file_.replace(bareLineFeeds_ ? lines_.restored(text) : text);
 }

@@ -28,6 +28,9 @@ void confFixLineEnds(const std::vector<std::string>& files) {
     for (const std::string& name : files) {
         FileToChange file(name);
         const std::string before = file.read();
+        if (before.find('\0') != std::string::npos) {
+            throw Failure(name + ": is no text: it has a zero byte");
+        }
         const std::string after = CompletedLines(before).text();
         if (after != before || name == "-") {
             file.replace(after);

@@ -1,5 +1,5 @@
-// A lock on the directory, which stays when its files are replaced. The kernel takes it away from
-// the dead.
+// A lock on the file, or on its directory while there is no such file. The kernel takes it away
+// from the dead.
 #include "platform/save_turn.h"
 
 #include "platform/posix/target_file.h"
@@ -11,42 +11,64 @@ namespace platform {
 
 namespace {
 
-constexpr std::chrono::milliseconds kStep{2};
+using Clock = std::chrono::steady_clock;
+
+// What is locked for a path. Not open if it cannot be; then what follows will fail, or goes on
+// without a turn.
+Descriptor openToLock(const char* path) {
+    TargetFile target;
+    if (target.locate(path) != 0) {
+        return Descriptor();
+    }
+    return target.exists() ? target.open(O_RDONLY) : target.takeDirectory();
+}
+
+bool areSame(int left, int right) {
+    struct stat first {};
+    struct stat second {};
+    return fstat(left, &first) == 0 && fstat(right, &second) == 0 &&
+           first.st_ino == second.st_ino && first.st_dev == second.st_dev;
+}
 
 bool tryToLock(int file) {
     return uninterrupted([&] { return flock(file, LOCK_EX | LOCK_NB); }) == 0;
 }
 
+void unlock(int file) {
+    flock(file, LOCK_UN); // a process that was forked meanwhile has it open, too
+}
+
 void pause() {
-    const timespec step{0, std::chrono::nanoseconds(kStep).count()};
-    nanosleep(&step, nullptr);
+    constexpr timespec kStep{0, 2'000'000};
+    nanosleep(&kStep, nullptr); // signals end it early
 }
 
 } // namespace
 
-SaveTurn::SaveTurn(const char* path) noexcept {
-    TargetFile target;
-    if (target.locate(path) != 0) {
-        return; // what follows will fail
-    }
-    Descriptor directory = target.takeDirectory();
-    for (std::chrono::milliseconds left = kLongestWait; left.count() > 0; left -= kStep) {
-        if (tryToLock(directory.number())) {
-            lock_ = directory.release();
+SaveTurn::SaveTurn(const char* path, std::chrono::milliseconds longestWait) noexcept {
+    const Clock::time_point deadline = Clock::now() + longestWait;
+    do {
+        Descriptor file = openToLock(path);
+        if (tryToLock(file.number())) {
+            // Somebody may have replaced the file before it was locked.
+            if (areSame(file.number(), openToLock(path).number())) {
+                lock_ = file.release();
+                return;
+            }
+            unlock(file.number());
+        } else if (errno != EWOULDBLOCK) {
             return;
+        } else {
+            pause();
         }
-        if (errno != EWOULDBLOCK) {
-            return;
-        }
-        pause();
-    }
+    } while (Clock::now() < deadline);
     isMine_ = false;
 }
 
 SaveTurn::~SaveTurn() {
     if (lock_ != kNone) {
-        const Descriptor directory(static_cast<int>(lock_));
-        flock(directory.number(), LOCK_UN); // a process that was forked meanwhile has it open, too
+        const Descriptor file(static_cast<int>(lock_));
+        unlock(file.number());
     }
 }
 

@@ -1,5 +1,6 @@
 #include "platform/input.h"
 
+#include "platform/win32/sharing.h"
 #include "platform/win32/wide.h"
 
 #include <windows.h>
@@ -33,9 +34,12 @@ SystemError readPath(const char* path, std::string& bytes) {
     if (!toWide(path, wide, kPathUnits)) {
         return ERROR_PATH_NOT_FOUND;
     }
-    const HANDLE file =
-        CreateFileW(wide, GENERIC_READ, kShared, nullptr, OPEN_EXISTING, 0, nullptr);
-    if (file == INVALID_HANDLE_VALUE) {
+    HANDLE file = INVALID_HANDLE_VALUE;
+    const bool isOpen = waitForOthers([&] { // who may be replacing it
+        file = CreateFileW(wide, GENERIC_READ, kShared, nullptr, OPEN_EXISTING, 0, nullptr);
+        return file != INVALID_HANDLE_VALUE;
+    });
+    if (!isOpen) {
         return GetLastError();
     }
     const SystemError error = readToEnd(file, bytes);

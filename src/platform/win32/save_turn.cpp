@@ -55,7 +55,7 @@ HANDLE openMutex(const wchar_t* name) {
 
 } // namespace
 
-SaveTurn::SaveTurn(const char* path) noexcept {
+SaveTurn::SaveTurn(const char* path, std::chrono::milliseconds longestWait) noexcept {
     wchar_t directory[kPathUnits];
     BY_HANDLE_FILE_INFORMATION information;
     if (!writeDirectory(path, directory) || !identify(directory, information)) {
@@ -69,13 +69,12 @@ SaveTurn::SaveTurn(const char* path) noexcept {
     if (mutex == nullptr) {
         return;
     }
-    const DWORD result =
-        WaitForSingleObject(mutex, static_cast<DWORD>(kLongestWait / std::chrono::milliseconds(1)));
+    const DWORD result = WaitForSingleObject(mutex, static_cast<DWORD>(longestWait.count()));
     if (result == WAIT_OBJECT_0 || result == WAIT_ABANDONED) {
         lock_ = reinterpret_cast<std::intptr_t>(mutex);
         return;
     }
-    isMine_ = false;
+    isMine_ = result != WAIT_TIMEOUT; // else there is no lock
     CloseHandle(mutex);
 }
 

@@ -1,6 +1,7 @@
 #include "platform/whole_file.h"
 
 #include "platform/win32/path_target.h"
+#include "platform/win32/sharing.h"
 #include "platform/win32/wide.h"
 
 #include <windows.h>
@@ -170,13 +171,18 @@ bool writeAll(HANDLE file, std::string_view bytes) {
 }
 
 // Gives an open file another name, over a file that has it.
-bool rename(HANDLE file, const wchar_t* name) {
+bool tryToRename(HANDLE file, const wchar_t* name) {
     alignas(FILE_RENAME_INFO) std::byte room[sizeof(FILE_RENAME_INFO) + sizeof(Target::path)] = {};
     auto* const info = reinterpret_cast<FILE_RENAME_INFO*>(room);
     info->ReplaceIfExists = TRUE;
     info->FileNameLength = static_cast<DWORD>(std::wcslen(name) * sizeof(wchar_t));
     std::copy_n(name, std::wcslen(name), info->FileName);
     return SetFileInformationByHandle(file, FileRenameInfo, info, sizeof room) != 0;
+}
+
+// Waits for those who have just opened the file that is replaced: they may read it.
+bool rename(HANDLE file, const wchar_t* name) {
+    return waitForOthers([&] { return tryToRename(file, name); }, ERROR_ACCESS_DENIED);
 }
 
 void removeOpenFile(HANDLE file) {
