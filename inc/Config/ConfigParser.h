@@ -120,7 +120,7 @@ public:
      * full disk does no harm in this case either, but a crash does. Hard links stay.
      *
      * False, with nothing written, if the file cannot be written, there is no file name, memory
-     * runs out, the text is longer than an int can say, or the tree holds what no file can: an
+     * runs out, the text is longer than an int can say, or it could not be read again: an
      * empty block or list, a real that is infinite or no number, a name that is no identifier,
      * braces more than 256 deep. getSaveResult tells which. */
     bool save();

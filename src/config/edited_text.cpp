@@ -109,7 +109,7 @@ bool EditedText::insertEntries(const Entry& list, const Inserted& inserted, int 
         const std::size_t offset = inserted.previous->place.end();
         const Indentation indentation{layout_.indentationAt(inserted.previous->place.offset)};
         if (const auto lineEnd = layout_.lineEndAfterComments(offset)) {
-            const std::size_t end = layout_.endOfCommentLines(*lineEnd, indentation.blanks.size());
+            const std::size_t end = layout_.endOfCommentLines(offset, *lineEnd, indentation.blanks);
             return insert(inserted, {end, indentation, Space::newLine, Space::none}, depth);
         }
         return insert(inserted, {offset, indentation, Space::blank, Space::none}, depth);

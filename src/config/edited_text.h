@@ -42,7 +42,7 @@ private:
         const Entry* next;
     };
 
-    // What divides entries, and where new ones stand, with what in front of each and behind it.
+    // What is written in front of a new entry or behind it, and where new entries are written.
     enum class Space { none, blank, comma, commaAndNewLine, lineEnd, indentation, newLine };
     struct Spot {
         std::size_t offset;

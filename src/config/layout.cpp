@@ -54,9 +54,10 @@ std::optional<std::size_t> Layout::lineEndAfterComments(std::size_t offset) cons
     }
 }
 
-std::size_t Layout::endOfCommentLines(std::size_t lineEnd, std::size_t indentation) const {
+std::size_t Layout::endOfCommentLines(std::size_t entryEnd, std::size_t lineEnd,
+                                      std::string_view indentation) const {
     std::size_t endOfDeeper = lineEnd; // of those at the beginning
-    bool areDeeper = true;
+    bool areDeeper = skipBlanks(entryEnd) != lineEnd;
     while (has(kLineEnd, lineEnd)) {
         const std::size_t begin = lineEnd + kLineEnd.size();
         const std::size_t text = skipBlanks(begin);
@@ -66,7 +67,8 @@ std::size_t Layout::endOfCommentLines(std::size_t lineEnd, std::size_t indentati
             return isEnd ? lineEnd : endOfDeeper;
         }
         lineEnd = *end;
-        areDeeper = areDeeper && text - begin > indentation;
+        const std::string_view blanks = text_.substr(begin, text - begin);
+        areDeeper = areDeeper && blanks != indentation && blanks.starts_with(indentation);
         endOfDeeper = areDeeper ? lineEnd : endOfDeeper;
     }
     return lineEnd;
@@ -75,7 +77,7 @@ std::size_t Layout::endOfCommentLines(std::size_t lineEnd, std::size_t indentati
 std::size_t Layout::beginOfComments(std::size_t from, std::size_t offset) const {
     bool isBehindOther = from > 0;
     std::size_t begin = offset;
-    for (std::size_t at = from; at < offset; at = skipComment(at)) {
+    for (std::size_t at = from; at < offset;) {
         int lineEnds = 0;
         for (at = skipBlanks(at); has(kLineEnd, at); at = skipBlanks(at + kLineEnd.size())) {
             ++lineEnds;
@@ -84,9 +86,12 @@ std::size_t Layout::beginOfComments(std::size_t from, std::size_t offset) const 
             begin = offset;
         }
         isBehindOther = isBehindOther && lineEnds == 0;
-        if (at < offset) {
-            begin = std::min(begin, at);
+        const std::size_t behind = skipComment(at);
+        if (at >= offset || behind == at) {
+            break;
         }
+        begin = std::min(begin, at);
+        at = behind;
     }
     return begin;
 }

@@ -24,14 +24,18 @@ public:
     std::optional<std::size_t> lineEnd(std::size_t offset) const;
     std::optional<std::size_t> lineEndAfterComments(std::size_t offset) const;
 
-    // Behind an entry whose line ends at `lineEnd`: the end of the last of the lines of comments
-    // below that belong to it. These are all up to an empty line or the list's end; directly above
-    // another entry only those that are indented deeper than the first entry, by so many blanks.
-    std::size_t endOfCommentLines(std::size_t lineEnd, std::size_t indentation) const;
+    // The end of the last line of comments that belongs to the entry above it; `lineEnd` if there
+    // is none. The entry ends at `entryEnd`, its line at `lineEnd`, with blanks and comments alone
+    // between them. Comments that an empty line or the list's end follows belong to the entry above
+    // them. Those that another entry follows belong to that one, except the first ones if the line
+    // of the entry above ends in a comment that they continue: they are indented deeper than it.
+    std::size_t endOfCommentLines(std::size_t entryEnd, std::size_t lineEnd,
+                                  std::string_view indentation) const;
 
-    // Where the comments that belong to the entry at an offset begin, if only blanks, lines' ends
-    // and comments stand between another offset and it: those without an empty line behind them,
-    // and that are not behind something else in its line. The entry's own offset if it has none.
+    // The beginning of the first comment that belongs to the entry at `offset`; `offset` if there
+    // is none. Only blanks, ends of lines and comments stand between `from` and the entry. A
+    // comment does not belong to it if an empty line follows, or if it stands in the same line as
+    // what ends at `from`.
     std::size_t beginOfComments(std::size_t from, std::size_t offset) const;
 
     // Over blanks, forwards and backwards.

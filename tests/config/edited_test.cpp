@@ -85,6 +85,10 @@ TEST(ConfigEdited, InsertsEntriesWhereTheirNeighboursAre) {
     // Behind the comments of the entry before, in front of those of the next one.
     EXPECT_EQ(edited("a = 1; // one|       // more|// two|b = 2;|", insertOne),
               "a = 1; // one|       // more|x = 1;|// two|b = 2;|");
+    // What is indented deeper continues a comment in the entry's own line, or none.
+    EXPECT_EQ(edited("a = 1;|  // two|b = 2;|", insertOne), "a = 1;|x = 1;|  // two|b = 2;|");
+    EXPECT_EQ(edited("\ta = 1; // one|        // two|\tb = 2;|", insertOne),
+              "\ta = 1; // one|\tx = 1;|        // two|\tb = 2;|");
     EXPECT_EQ(edited("a = 1;|// one||// two|b = 2;|", insertOne),
               "a = 1;|// one|x = 1;||// two|b = 2;|");
     EXPECT_EQ(edited("b {|  a = 1; /* one|  more */|  // c = 2;|}|",
