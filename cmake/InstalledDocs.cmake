@@ -37,6 +37,7 @@ function(qz_copy_page page)
   file(WRITE "${TO}/${page}" "${converted}${rest}")
 endfunction()
 
+file(REMOVE_RECURSE "${TO}") # with pages that are there no more
 file(GLOB_RECURSE pages RELATIVE "${SOURCE}" "${SOURCE}/docs/*.md" "${SOURCE}/examples/*.md")
 foreach(page IN LISTS pages ITEMS README.md CHANGELOG.md)
   qz_copy_page("${page}")

@@ -24,7 +24,7 @@ BESIDE = {("library.cpp", "globals"), ("library.cpp", "globals.h"), ("globals", 
 # Headers with ".h" that are no system's: those of C, of the dependencies and of the processor.
 C_HEADERS = {"math.h", "stdarg.h", "stddef.h", "stdint.h", "string.h", "stdbool.h"}
 OTHERS_HEADERS = re.compile(r"oneapi/|tbb/|lua|lauxlib|lualib|physfs|iconv|[a-z]+intrin")
-INCLUDE = re.compile(r'#\s*include\s+(["<])([^">]+)')
+INCLUDE = re.compile(r'\s*#\s*include\s+(["<])([^">]+)')
 
 
 def tracked():
@@ -43,10 +43,10 @@ def include_offence(source, kind, header):
     own = folder_of(source)
     if own not in FLOOR_OF:
         return f"{own} has no floor yet: add it to FLOORS in scripts/check_tree.py"
-    if kind == "<":
+    other, *names = header.lower().split("/")
+    if kind == "<" and not (names and other in FLOOR_OF):
         is_system = header.endswith(".h") and header not in C_HEADERS and not OTHERS_HEADERS.match(header)
         return f"<{header}> belongs in src/platform" if is_system and own != "platform" else None
-    other = header.split("/")[0].lower()
     if other == own or (own, other) in BESIDE:
         return None
     if other not in FLOOR_OF:
