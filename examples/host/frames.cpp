@@ -58,12 +58,19 @@ void runFrame(Fleet& fleet, double seconds) {
 int sail(Fleet& fleet, const Settings& settings, LogRing& logRing) {
     globalFpsController->SetMaxFPS(static_cast<float>(settings.rate));
     int frame = 0;
+    double start = 0;
     for (; frame < settings.frames && !stopRequested(); ++frame) {
         globalFpsController->StartFrame();
+        if (frame == 0) { // what ended now, the start-up, was no frame
+            start = globalFpsController->totalTime();
+        }
         runFrame(fleet, 1.0 / settings.rate);
         logRing.pump();
     }
-    globalFpsController->PrintStats();
+    const double duration = globalFpsController->totalTime() - start;
+    if (duration > 0) {
+        hostLog(QZ_LOG_INFO, "%.1f frames a second", (frame - 1) / duration);
+    }
     return frame;
 }
 
