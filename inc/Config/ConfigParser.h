@@ -37,6 +37,8 @@
 #include "Core/Export.h"
 #include "Core/SameCompiler.h"
 
+#include <climits>
+#include <concepts>
 #include <exception>
 #include <memory>
 #include <string>
@@ -46,6 +48,17 @@ namespace qz::config {
 class Tree;
 struct Entry;
 struct Value;
+
+/* Integers, some of which do not fit an int. */
+template<class T>
+concept WideInteger = std::integral<T> && sizeof(T) >= sizeof(int);
+
+template<WideInteger T>
+constexpr bool fitsInt(T value) {
+    return value < 0 ? static_cast<long long>(value) >= INT_MIN
+                     : static_cast<unsigned long long>(value) <= INT_MAX;
+}
+
 } // namespace qz::config
 
 class QZ_API ConfigParser {
@@ -271,6 +284,12 @@ public:
     bool set(const std::string& value) { return setString(value); }
     bool set(const char* value) { return value != nullptr && setString(value); }
 
+    /* Integers of other types: false if the value does not fit an int. */
+    template<qz::config::WideInteger Integer>
+    bool set(Integer value) {
+        return qz::config::fitsInt(value) && setInt(static_cast<int>(value));
+    }
+
     /* Insert before this position and return the new entry's. With a name: a block, empty at first,
      * or an assignment, into the top level or a block. Without: an item, into a list. In the wrong
      * place, or if memory runs out, nothing is inserted and the result is the end. */
@@ -289,6 +308,12 @@ public:
     }
     iterator insert(const std::string& name, const char* value) {
         return value == nullptr ? end_() : insertString(name, value);
+    }
+
+    /* Nothing is inserted if the value does not fit an int. */
+    template<qz::config::WideInteger Integer>
+    iterator insert(const std::string& name, Integer value) {
+        return qz::config::fitsInt(value) ? insertInt(name, static_cast<int>(value)) : end_();
     }
     iterator insertInt(int value);
     iterator insertDouble(double value);

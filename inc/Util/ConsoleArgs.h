@@ -19,7 +19,9 @@
 #include "Core/Export.h"
 #include "Core/SameCompiler.h"
 
+#include <concepts>
 #include <cstdint>
+#include <initializer_list>
 #include <map>
 #include <stdexcept>
 #include <string>
@@ -48,6 +50,8 @@ public:
     ConsoleArgs(const std::string& first, const std::string& second);
     ConsoleArgs(const std::string& first, const std::string& second, const std::string& third);
     explicit ConsoleArgs(std::vector<std::string> tokens);
+    ConsoleArgs(std::initializer_list<std::string> tokens)
+        : ConsoleArgs(std::vector<std::string>(tokens)) {}
 
     /* The number of tokens. */
     std::uint64_t size() const { return tokens_.size(); }
@@ -61,6 +65,11 @@ public:
     /* The token with this index. Throws InvalidConsoleArgsException "Invalid console arguments" if
      * there is none. */
     std::string operator[](int index) const;
+    template<std::integral Index>
+    std::string operator[](Index index) const {
+        const bool isToken = index >= 0 && static_cast<std::uint64_t>(index) < size();
+        return (*this)[isToken ? static_cast<int>(index) : -1];
+    }
 
     /* An option's first value; empty if it has none or is unknown. */
     std::string operator[](const std::string& name) const;

@@ -107,6 +107,10 @@ TEST_F(ConfigTree, IsChanged) {
     EXPECT_TRUE(block.find("i").set("literal"));
     EXPECT_TRUE(block.find("r").set(true));
     EXPECT_TRUE(block.setName("c"));
+    EXPECT_TRUE(parser.find("l").set(-7L) && parser.find("l").set(7U));
+    EXPECT_FALSE(parser.find("l").set(1LL << 40) || parser.find("l").set(~0ULL));
+    EXPECT_TRUE(parser.find("l").insert("big", 3'000'000'000U).isEnd());
+    EXPECT_NE(tree().find("l:7,"), std::string::npos) << tree();
     EXPECT_TRUE(parser.find("l").set(2.0f));
     EXPECT_TRUE(parser.find("s").set(std::string(1000, 'x')));
     EXPECT_TRUE(parser.find("s").set(std::string("\0", 1)));

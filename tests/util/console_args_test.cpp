@@ -54,6 +54,8 @@ TEST(ConsoleArgs, IsMadeInManyWays) {
     EXPECT_EQ(ConsoleArgs().size(), 0U);
     EXPECT_EQ(tokens(ConsoleArgs("-a")), Strings{"-a"});
     EXPECT_EQ(ConsoleArgs("-a", "b")["-a"], "b");
+    EXPECT_EQ(ConsoleArgs({"-a", "b"})[1U], "b");
+    EXPECT_THROW(ConsoleArgs({"-a", "b"})[~std::uint64_t{0}], qz::InvalidConsoleArgsException);
     EXPECT_EQ(ConsoleArgs("-a", "b", "c").getAllValues("-a"), (Strings{"b", "c"}));
     const ConsoleArgs own(SYS_argc(), SYS_argv());
     EXPECT_EQ(own[0], SYS_argv()[0]);
