@@ -37,6 +37,13 @@
 #    define QZ_PRINTF_LIKE(format_position, first_value)
 #endif
 
+/* A function that is defined in a header. */
+#ifdef __cplusplus
+#    define QZ_INLINE inline
+#else
+#    define QZ_INLINE static inline
+#endif
+
 #ifdef __cplusplus
 #    define QZ_EXTERN_C extern "C"
 #    define QZ_EXTERN_C_BEGIN extern "C" {

@@ -117,9 +117,9 @@ QZ_API void qz_vlogf(const char* module, unsigned int level, const char* format,
     QZ_PRINTF_LIKE(3, 0);
 
 /* The same with the values themselves, as printf does it. */
-static inline void qz_logf(const char* module, unsigned int level, const char* format, ...)
+QZ_INLINE void qz_logf(const char* module, unsigned int level, const char* format, ...)
     QZ_PRINTF_LIKE(3, 4);
-static inline void qz_logf(const char* module, unsigned int level, const char* format, ...) {
+QZ_INLINE void qz_logf(const char* module, unsigned int level, const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
     qz_vlogf(module, level, format, arguments);
@@ -141,7 +141,8 @@ QZ_API const char* qz_log_level_name(unsigned int level);
 
 /* Adds up levels that a text names, such as "alert, error": their names in capitals or not, "all"
  * for the mask ALL, "none" for nothing, with blanks, commas or "|" between them. Returns 1; 0, with
- * *levels as it was, if the text names something else, or is empty or null. */
+ * *levels as it was, if the text names something else, or is empty or null. With a null `levels` it
+ * only tells whether the text can be read. */
 QZ_API int qz_log_parse_levels(const char* text, unsigned int* levels);
 
 /* Starts the writer thread.

@@ -29,7 +29,6 @@ private:
     friend class Mem::PoolOf<MsgImpl>;
     friend class Message;
     friend class Reader;
-    friend class ServerImpl;
     friend class Writer;
 
     MsgImpl() = default;
@@ -43,7 +42,6 @@ private:
     uint64_t size_ = 0;
     uint64_t userData_ = 0;
     Chain data_;
-    uint32_t openWriters_ = 0;
 };
 
 /* A handle to a message; copies share it. Its bytes are written with a Mail::Writer and read with a
@@ -89,7 +87,6 @@ public:
     friend bool operator==(const Message& a, const Message& b) { return a.body_ == b.body_; }
 
 private:
-    friend class ServerImpl;
     friend class Stream;
 
     Mem::Ptr<MsgImpl> body_;

@@ -54,8 +54,7 @@ public:
     virtual void removeMailbox(uint32_t address) = 0;
 
     /* Lets the receiver at the message's address handle it and returns its result; false if there
-     * is none, or no message. In debug builds the log warns if a writer of the message has not
-     * finished: its bytes are not in the message yet. */
+     * is none, or no message. What a writer that has not finished wrote is not in the message. */
     virtual bool send(const Message& message) = 0;
 
     /* The mailbox at an address, or null. */

@@ -209,12 +209,12 @@ public:
      */
     bool finish();
 
-    /* How many bytes the message would have if the writer finished now; with it, a sender knows
-     * when to go on in another message. */
+    /* How many bytes the message would have if the writer finished now, or has if it did; with it,
+     * a sender knows when to go on in another message. */
     uint64_t getSize() const;
 
-    /* Whether more was written than the message can take, or memory has run out: then the message
-     * gets, or got, nothing of it. */
+    /* Whether more was written than the message can take, which is nothing for a handle to nothing,
+     * or memory has run out: then the message gets, or got, nothing of it. */
     bool overflowed() const;
 
     /* The low `bits` bits of a number, 1 to 25. */
@@ -290,6 +290,7 @@ private:
     size_t writeRun(const unsigned char* data, size_t count);
     void flush();
     bool commit();
+    uint64_t sizeBefore() const;
 
     enum class State : unsigned char { open, kept, dropped };
 

@@ -15,6 +15,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
+#include <new>
 #include <optional>
 
 namespace {
@@ -157,13 +158,26 @@ bool waitForOthersEnding(std::chrono::microseconds limit) {
     return true;
 }
 
+// The text is in the environment, and null if there is none.
+const char* echoVariable(char* buffer, std::size_t size) {
+    try {
+        const auto status = platform::getVariable("QZ_LOG_ECHO", buffer, size);
+        return status == platform::VariableStatus::done ? buffer : nullptr;
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
 // What the user asks for goes before what the program does.
 std::optional<unsigned int> wantedEcho() {
-    char text[128];
+    char buffer[128];
     unsigned int levels = 0;
-    if (platform::getVariable("QZ_LOG_ECHO", text, sizeof text) == platform::VariableStatus::done &&
-        qz_log_parse_levels(text, &levels) != 0) {
+    const char* const text = echoVariable(buffer, sizeof buffer);
+    if (text != nullptr && qz_log_parse_levels(text, &levels) != 0) {
         return levels;
+    }
+    if (text != nullptr) {
+        report(QZ_LOG_WARNING, "QZ_LOG_ECHO does not name levels");
     }
     const unsigned int* const ofProgram = platform::echoLevels();
     return ofProgram != nullptr ? std::optional(*ofProgram) : std::nullopt;

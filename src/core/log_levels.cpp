@@ -7,7 +7,7 @@
 
 namespace {
 
-// A new level has its flag in Core/Log.h and its line here, and nothing else.
+// A new level has its flag and its short name in Core/Log.h, and its line here.
 constexpr qz_log_level kLevels[] = {
     {QZ_LOG_ALERT, "ALERT", "1;31"},
     {QZ_LOG_ERROR, "ERROR", "31"},
@@ -83,7 +83,7 @@ int qz_log_parse_levels(const char* text, unsigned int* levels) {
         isKnown = named.has_value();
         sum |= named.value_or(0);
     }
-    if (isKnown) {
+    if (isKnown && levels != nullptr) {
         *levels = sum;
     }
     return isKnown ? 1 : 0;

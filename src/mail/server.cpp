@@ -1,7 +1,5 @@
 #include "Mail/Server.h"
 
-#include "core/library_log.h"
-
 #include <mutex>
 #include <new>
 #include <utility>
@@ -75,13 +73,6 @@ bool ServerImpl::send(const Message& message) {
     if (!message) {
         return false;
     }
-#ifndef NDEBUG
-    if (message.body_->openWriters_ != 0) {
-        qz_logf("Mail", QZ_LOG_WARNING,
-                "A message for %u is sent without what its writer has not finished",
-                message.getAddress());
-    }
-#endif
     const Mem::Ptr<Mailbox> receiver = getMailbox(message.getAddress());
     return receiver && receiver->receive(message);
 }

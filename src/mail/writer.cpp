@@ -21,11 +21,7 @@ std::uint32_t load(const unsigned char* data) {
 
 } // namespace
 
-Writer::Writer(const Message& message) : Stream(Direction::write, message) {
-    if (body_) {
-        ++body_->openWriters_;
-    }
-}
+Writer::Writer(const Message& message) : Stream(Direction::write, message) {}
 
 Writer::~Writer() {
     finish();
@@ -35,27 +31,29 @@ bool Writer::finish() {
     if (state_ == State::open) {
         flush();
         state_ = commit() ? State::kept : State::dropped;
-        if (body_) {
-            --body_->openWriters_;
-        }
     }
     return state_ == State::kept;
 }
 
 bool Writer::commit() {
-    if (overflowed()) {
-        return false;
-    }
-    const bool isEmpty = cursor_ == start_ && !chain_.first();
-    Mem::Ptr<Chunk> written = end();
-    return isEmpty || (written && body_ && body_->append(std::move(written)));
+    const bool fits = !overflowed();
+    const bool isEmpty = getSize() == sizeBefore();
+    Mem::Ptr<Chunk> written = end(); // what is written from now on is dropped
+    return fits && (isEmpty || (written && body_->append(std::move(written))));
+}
+
+std::uint64_t Writer::sizeBefore() const {
+    return body_ ? body_->size_ : 0;
 }
 
 std::uint64_t Writer::getSize() const {
+    if (state_ != State::open) {
+        return sizeBefore();
+    }
     const Mem::Ptr<Chunk>& chain = chain_.first();
     const auto inRegion = static_cast<std::uint64_t>(cursor_ - start_);
     const std::uint64_t pending = (bitCount_ + 7) / 8;
-    return (body_ ? body_->size_ : 0) + (chain ? chain->totalSize() : 0) + inRegion + pending;
+    return sizeBefore() + (chain ? chain->totalSize() : 0) + inRegion + pending;
 }
 
 bool Writer::overflowed() const {
@@ -63,7 +61,8 @@ bool Writer::overflowed() const {
         return state_ == State::dropped;
     }
     const bool memoryRanOut = !buffer_;
-    return memoryRanOut || getSize() > Message::kMaxSize;
+    const std::uint64_t most = body_ ? Message::kMaxSize : 0;
+    return memoryRanOut || getSize() > most;
 }
 
 void Writer::writeFixed(double value, int bits) {

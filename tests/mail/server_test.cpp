@@ -1,7 +1,6 @@
 #include "Mail/Server.h"
 
 #include "Mail/Stream.h"
-#include "support/log_capture.h"
 
 #include <gtest/gtest.h>
 
@@ -181,19 +180,5 @@ TEST(MailServerThreads, DoAllAtOnce) {
     threads.clear();
     EXPECT_GT(received, 100U);
 }
-
-#ifndef NDEBUG
-TEST(Server, WarnsOfAMessageWhoseWriterIsNotFinished) {
-    qz::test::LogCapture log;
-    Mail::ServerImpl server(1);
-    const Mail::Message message(0);
-    Mail::Writer writer(message);
-    server.send(message);
-    EXPECT_EQ(log.messages().size(), 1U);
-    writer.finish();
-    server.send(message);
-    EXPECT_TRUE(log.messages().empty());
-}
-#endif
 
 } // namespace

@@ -262,6 +262,8 @@ TEST(Message, GrowsTo65535BytesAndKeepsWhatItHad) {
     EXPECT_TRUE(tooMuch.overflowed());
     EXPECT_EQ(tooMuch.getSize(), 65536U);
     EXPECT_FALSE(tooMuch.finish());
+    tooMuch.put(1, 8);
+    EXPECT_EQ(tooMuch.getSize(), 65535U);
     EXPECT_FALSE(message.addBytes(data.data(), 1) || message.addBytes(data.data(), ~0ULL));
     EXPECT_EQ(bytesOf(message), data);
 }
@@ -274,7 +276,9 @@ TEST(Message, HasItsBytesWhenItsWriterIsFinished) {
     EXPECT_EQ(message.getSize(), 0U);
     EXPECT_TRUE(writer.finish());
     writer.put(1, 8);
-    EXPECT_TRUE(writer.finish());
+    writer.put(1, 25);
+    EXPECT_TRUE(writer.finish() && !writer.overflowed());
+    EXPECT_EQ(writer.getSize(), 2U);
     EXPECT_EQ(bytesOf(message), (Bytes{0xAB, 0xC0}));
 }
 
@@ -308,6 +312,10 @@ TEST(Message, AHandleToNothingKeepsNothing) {
     null.setUserData(1);
     Mail::Writer(null).put(1, 8);
     EXPECT_FALSE(null.addBytes("a", 1));
+    Mail::Writer lost(null);
+    EXPECT_FALSE(lost.overflowed());
+    lost.put(1, 8);
+    EXPECT_TRUE(lost.overflowed() && !lost.finish());
     EXPECT_EQ(null.getBytes(nullptr, 1), 0U);
     EXPECT_EQ(null.getAddress() + null.getTag() + null.getUserData() + null.getSize(), 0U);
 }
