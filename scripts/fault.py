@@ -146,6 +146,9 @@ class Sweep:
         self.injector = self.build / "lib" / "qz_fault.so"
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="qz-fault-"))
         self.fixtures, self.stripped = self.folder / "fixtures", self.folder / "stripped"
+        self.stripped.mkdir()
+        subprocess.run(["objcopy", "--strip-debug", self.build / "lib" / LIBRARY,
+                        self.stripped / LIBRARY], check=True)
         (self.fixtures / "data").mkdir(parents=True)
         (self.fixtures / "data" / "loose.txt").write_text("loose\n" * 500)
         with zipfile.ZipFile(self.fixtures / "data.zip", "w", zipfile.ZIP_DEFLATED) as archive:
@@ -158,11 +161,6 @@ class Sweep:
 
     def close(self):
         shutil.rmtree(self.folder, ignore_errors=True)
-
-    def strip(self):
-        self.stripped.mkdir()
-        subprocess.run(["objcopy", "--strip-debug", self.build / "lib" / LIBRARY,
-                        self.stripped / LIBRARY], check=True)
 
     def run(self, point, trace=False, timeout=TIMEOUT):
         work = pathlib.Path(tempfile.mkdtemp(prefix="qz-fault-"))
@@ -202,8 +200,6 @@ class Sweep:
 
     def learn(self, family):
         """Calls of each kind, and what is in use in the end; both vary a little with threads."""
-        if family in WITHOUT_DEBUG_INFORMATION:
-            self.strip()
         outcomes = [self.run(Point(family)) for _ in range(3)]
         for outcome in outcomes:
             verdict, detail = outcome.judge(family, {})

@@ -16,6 +16,9 @@
  * data of that archive could unpack to, or with so many entries, upwards of a hundred thousand,
  * that mounting it would take minutes. Symbolic links in directories are not followed.
  *
+ * Mount ordinary files only: on Linux opening a pipe in a mounted directory waits for its other
+ * end.
+ *
  * Failures are a null or zero result and one ERROR line; all lines are the module's "VFS".
  *
  * Threads: files may be read from any threads at once. vfs_init, vfs_deinit, mounting and
@@ -47,10 +50,9 @@ QZ_API void vfs_deinit(void);
  * tree its files appear; null means the root. append: non-zero puts it behind what is mounted
  * already, zero in front. Earlier ones win.
  *
- * Returns non-zero if anything was mounted, with a DEBUG line for each. One of the two is enough:
- * the other one may be there and not be mountable, a damaged archive, for example. A path that is
- * mounted already stays where it is, also when another mount point is asked for, and counts as
- * mounted. */
+ * Returns non-zero if anything was mounted, with a DEBUG line for each: also if one of the two is
+ * there and could not be mounted, a damaged archive, for example. A path that is mounted already
+ * stays where it is, also when another mount point is asked for, and counts as mounted. */
 QZ_API int vfs_mount(const char* path, const char* mount_point, int append);
 
 /* Unmounts what vfs_mount mounted under this path, with a DEBUG line for each. Returns non-zero if
@@ -62,15 +64,8 @@ QZ_API int vfs_unmount(const char* path);
  * size: receives its size in bytes, 0 on failure; may be null.
  *
  * Returns a buffer of that many bytes, without a terminator, which the caller frees with
- * vfs_free_file_buffer; null on failure. An empty file is a failure, and so are one of 4 GiB or
- * more and what is no ordinary file.
- *
- * If the file that counts cannot be opened, that is a failure, too, although a later one of its
- * name could be. What may escape: an entry that cannot be opened in an archive, for damage or
- * encryption, while a later file has the same size; and an error of the system that passes before
- * the file is looked for once more. A directory whose contents may not be looked at fails the read
- * if the file counts in the place that follows it; places in between that do not have the file hide
- * that. */
+ * vfs_free_file_buffer; null on failure, also if the file that counts cannot be opened and a later
+ * one of its name could. An empty file is a failure, and so is one of 4 GiB or more. */
 QZ_API void* vfs_read_file(const char* path, uint64_t* size);
 
 /* Frees a buffer from vfs_read_file; null is allowed. */

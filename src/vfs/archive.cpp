@@ -18,7 +18,6 @@
 #include <cstring>
 #include <limits>
 #include <memory>
-#include <new>
 #include <string_view>
 #include <utility>
 
@@ -162,14 +161,9 @@ void* refuse(const char* complaint, const char* path, const char* end = ".") {
     return nullptr;
 }
 
-// Until isLastErrorHarmless. PhysicsFS keeps a thread's errors in memory that it takes for the
-// first one: false if there is none.
-bool recordErrors() {
-    PHYSFS_setErrorCode(PHYSFS_ERR_OTHER_ERROR);
-    return PHYSFS_getLastErrorCode() == PHYSFS_ERR_OTHER_ERROR; // which forgets it
-}
-
-bool isLastErrorHarmless() {
+// PhysicsFS goes on to an older copy if it cannot open the one that counts, for want of a
+// descriptor, for example. What it met on the way it keeps as the thread's last error.
+bool isFirstCopy() {
     switch (PHYSFS_getLastErrorCode()) {
     case PHYSFS_ERR_OK:
     case PHYSFS_ERR_NOT_FOUND:
@@ -192,56 +186,13 @@ bool endsInDevice(std::string_view path) {
     return platform::leadsToDevice(name);
 }
 
-// The part of a path that is below a mount point, nothing if the path ends before. The system takes
-// repeated slashes in it.
-const char* partBelow(const char* point, const char* path) {
-    path += std::strspn(path, "/");
-    for (; *point != 0 && *path != 0; ++point) {
-        path += *point == '/' ? std::strspn(path, "/") : 1;
-    }
-    return path;
-}
-
-bool canBeOpened(const char* directory, const char* path) {
-    const char* const name = partBelow(PHYSFS_getMountPoint(directory), path);
-    const std::size_t size = std::strlen(directory) + std::strlen(name) + 2;
-    const std::unique_ptr<char[]> whole(new (std::nothrow) char[size]);
-    if (!whole) {
-        return false;
-    }
-    std::snprintf(whole.get(), size, "%s/%s", directory, name);
-    for (std::size_t end = size - 1; end > 0 && whole[end - 1] == '/'; --end) {
-        whole[end - 1] = 0; // PhysicsFS leaves them out
-    }
-    platform::SystemError error = 0;
-    const platform::FileHandle file =
-        platform::openFile(whole.get(), platform::FileAccess::read, error);
-    return file != platform::kNoFile && platform::closeFile(file) == 0;
-}
-
-bool hasSizeOf(const char* path, PHYSFS_File* file) {
-    PHYSFS_Stat found;
-    return PHYSFS_stat(path, &found) != 0 && found.filesize == PHYSFS_fileLength(file);
-}
-
-// If PhysicsFS cannot open the copy that counts, it goes on to an older one and does not say which
-// one it has opened. It keeps the last error only, which may be that of a place without a copy. So
-// a loose file is first opened here; one in an archive is known by its size, which does not change.
 File openFirstCopy(const char* path) {
-    if (endsInDevice(path) || !recordErrors()) {
+    if (endsInDevice(path)) {
         return nullptr;
     }
-    const char* const place = PHYSFS_getRealDir(path);
-    if (place == nullptr || !isLastErrorHarmless()) {
-        return nullptr;
-    }
-    const bool isLoose = platform::pathKind(place) == platform::PathKind::directory;
-    if (isLoose && !canBeOpened(place, path)) {
-        return nullptr;
-    }
+    PHYSFS_getLastErrorCode(); // forgets it
     File file(PHYSFS_openRead(path));
-    const bool isFirst = file && isLastErrorHarmless() && (isLoose || hasSizeOf(path, file.get()));
-    return isFirst ? std::move(file) : nullptr;
+    return file && isFirstCopy() ? std::move(file) : nullptr;
 }
 
 // The system may read less at a time than it is asked for.

@@ -1,5 +1,4 @@
 // What Linux does in its own way: user folders by environment, sharing, files that are none.
-#include "VFS/Archive.h"
 #include "VFS/Locations.h"
 #include "VFS/Paths.h"
 
@@ -173,29 +172,6 @@ TEST(Posix, WhatIsNoOrdinaryFileIsRefusedWithoutWaiting) {
     }
     close(otherEnd);
     EXPECT_FALSE(openRead(fifo) || openAppend(fifo));
-}
-
-// A socket cannot be opened. Behind the patch is the temporary directory, which has no such file.
-TEST(Posix, OlderCopyIsNotReadWhereTheFirstOneCannotBeOpened) {
-    fs::current_path(freshDirectory());
-    for (const char* name : {"Temp", "new", "old"}) {
-        fs::create_directory(name);
-    }
-    qz::test::writeFile("old/a.txt", "old");
-    qz::test::writeFile("old/b.txt", "only");
-    ASSERT_EQ(mknod("new/a.txt", S_IFSOCK | 0600, 0), 0);
-    vfs_init();
-    for (const std::string point : {"/", "/at//here"}) {
-        ASSERT_TRUE(vfs_mount("old", point.c_str(), 1) != 0 &&
-                    vfs_mount("new", point.c_str(), 0) != 0);
-        EXPECT_EQ(vfs_read_file((point + "/a.txt").c_str(), nullptr), nullptr) << point;
-        void* const only = vfs_read_file((point + "///b.txt//").c_str(), nullptr);
-        EXPECT_NE(only, nullptr) << point;
-        EXPECT_EQ(vfs_read_file("at", nullptr), nullptr) << "leads to a mount point";
-        vfs_free_file_buffer(only);
-        EXPECT_TRUE(vfs_unmount("old") != 0 && vfs_unmount("new") != 0);
-    }
-    vfs_deinit();
 }
 
 TEST(Posix, HandlesAreNotInheritedAndWhatClosingReportsIsLogged) {
