@@ -173,8 +173,22 @@ TEST(ConfigSavePosix, RemovesWhatKilledProcessesLeft) {
     EXPECT_EQ(countIn(directory), 3);
 }
 
+// Where every user gets, which need not be so below the working directory.
+class PublicDirectory {
+public:
+    PublicDirectory() : path(fs::temp_directory_path() / ("qz_test." + std::to_string(getpid()))) {
+        fs::create_directory(path);
+    }
+    ~PublicDirectory() { fs::remove_all(path); }
+    PublicDirectory(const PublicDirectory&) = delete;
+    PublicDirectory& operator=(const PublicDirectory&) = delete;
+
+    const fs::path path;
+};
+
 TEST(ConfigSavePosix, WritesInPlaceWhatCannotKeepItsOwner) {
-    const fs::path directory = freshDirectory();
+    const PublicDirectory place;
+    const fs::path& directory = place.path;
     const fs::path foreign = makeFile(directory / "foreign.cfg", 0666);
     ASSERT_EQ(chmod(directory.c_str(), 0777), 0);
     const uid_t owner = statusOf(foreign).st_uid;
@@ -185,7 +199,8 @@ TEST(ConfigSavePosix, WritesInPlaceWhatCannotKeepItsOwner) {
 }
 
 TEST(ConfigSavePosix, WritesInPlaceWhereNoFileCanBeMade) {
-    const fs::path directory = freshDirectory();
+    const PublicDirectory place;
+    const fs::path& directory = place.path;
     const fs::path file = makeFile(directory / "a.cfg", 0444);
     if (geteuid() == 0) {
         ASSERT_EQ(chown(file.c_str(), kNobody, kNobody), 0);
