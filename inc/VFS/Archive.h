@@ -64,8 +64,12 @@ QZ_API int vfs_unmount(const char* path);
  * size: receives its size in bytes, 0 on failure; may be null.
  *
  * Returns a buffer of that many bytes, without a terminator, which the caller frees with
- * vfs_free_file_buffer; null on failure, also if the file that counts cannot be opened and a later
- * one of its name could. An empty file is a failure, and so is one of 4 GiB or more. */
+ * vfs_free_file_buffer; null on failure. An empty file is a failure, and so is one of 4 GiB or
+ * more.
+ *
+ * If the file that counts cannot be opened, for want of descriptors for example, and a later mount
+ * has one of its name, that is a failure too; but not if a mount between the two has no such file:
+ * then the later one is read. */
 QZ_API void* vfs_read_file(const char* path, uint64_t* size);
 
 /* Frees a buffer from vfs_read_file; null is allowed. */

@@ -1,3 +1,4 @@
+#include "core/ascii.h"
 #include "core/library_log.h"
 
 #include <algorithm>
@@ -18,31 +19,15 @@ constexpr qz_log_level kLevels[] = {
     {0, nullptr, nullptr},
 };
 
-char inCapitals(char c) {
-    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
-}
-
-bool isNamed(std::string_view word, std::string_view name) {
-    if (word.size() != name.size()) {
-        return false;
-    }
-    for (std::size_t i = 0; i < word.size(); ++i) {
-        if (inCapitals(word[i]) != name[i]) {
-            return false;
-        }
-    }
-    return true;
-}
-
 std::optional<unsigned int> levelsOf(std::string_view word) {
-    if (isNamed(word, "ALL")) {
+    if (core::equalIgnoringCase(word, "ALL")) {
         return QZ_LOG_ALL;
     }
-    if (isNamed(word, "NONE")) {
+    if (core::equalIgnoringCase(word, "NONE")) {
         return 0;
     }
     for (const qz_log_level* level = kLevels; level->name != nullptr; ++level) {
-        if (isNamed(word, level->name)) {
+        if (core::equalIgnoringCase(word, level->name)) {
             return level->flag;
         }
     }

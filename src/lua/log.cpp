@@ -1,12 +1,14 @@
 #include "Lua/State.h"
+#include "core/ascii.h"
 #include "core/library_log.h"
 #include "lua/name.h"
 #include "lua/number.h"
 
 #include <lua.hpp>
 
-#include <cstddef>
+#include <algorithm>
 #include <cstdint>
+#include <cstring>
 
 namespace {
 
@@ -93,12 +95,8 @@ void setConstant(lua_State* state, const char* name, unsigned int value) {
 void setLevel(lua_State* state, const qz_log_level& level) {
     setConstant(state, level.name, level.flag);
     if ((level.flag & QZ_LOG_ALL) != 0) {
-        char name[16];
-        std::size_t length = 0;
-        for (; level.name[length] != '\0' && length + 1 < sizeof name; ++length) {
-            name[length] = static_cast<char>(level.name[length] - 'A' + 'a');
-        }
-        name[length] = '\0';
+        char name[16] = "";
+        std::transform(level.name, level.name + std::strlen(level.name), name, core::lowerAscii);
         setFunction(state, name, logMessage, level.flag);
     }
 }

@@ -36,10 +36,10 @@ bool Writer::finish() {
 }
 
 bool Writer::commit() {
-    const bool fits = !overflowed();
-    const bool isEmpty = getSize() == sizeBefore();
+    const bool memoryRanOut = !buffer_;
+    const bool isEmpty = cursor_ == start_ && !chain_.first();
     Mem::Ptr<Chunk> written = end(); // what is written from now on is dropped
-    return fits && (isEmpty || (written && body_->append(std::move(written))));
+    return !memoryRanOut && (isEmpty || (written && body_ && body_->append(std::move(written))));
 }
 
 std::uint64_t Writer::sizeBefore() const {

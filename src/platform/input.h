@@ -1,4 +1,4 @@
-// What a command-line program is given to read: files, pipes, devices, standard input.
+// Reading to the end whatever can be read: files, those of /proc, pipes, devices, standard input.
 #pragma once
 
 #include "platform/files.h"

@@ -1,6 +1,7 @@
 #include "VFS/Locations.h"
 
 #include "VFS/Paths.h"
+#include "core/ascii.h"
 #include "core/library_log.h"
 #include "platform/folders.h"
 #include "vfs/platform.h"
@@ -26,23 +27,10 @@ struct LocationRecord {
 
 LocationRecord* locations = nullptr;
 
-// By bytes, whatever the locale.
-char lowerAscii(char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
-bool equalIgnoringCase(const char* a, const char* b) {
-    while (*a != 0 && lowerAscii(*a) == lowerAscii(*b)) {
-        ++a;
-        ++b;
-    }
-    return lowerAscii(*a) == lowerAscii(*b);
-}
-
 // The link that points at the record with this path, or the last one, which is null.
 LocationRecord** findLink(const char* path) {
     LocationRecord** link = &locations;
-    while (*link != nullptr && !equalIgnoringCase((*link)->path, path)) {
+    while (*link != nullptr && !core::equalIgnoringCase((*link)->path, path)) {
         link = &(*link)->next;
     }
     return link;

@@ -59,9 +59,8 @@ constexpr Command kCommands[] = {
      "Usage: qz conf check [--lf] FILE ...\n"
      "\n"
      "Says for each file that is no configuration what is wrong, in which line, at which offset\n"
-     "in bytes, and shows the spot. Exit code 1 if there is such a file. A comment that goes on "
-     "in\n"
-     "the next line, because its own ends in a line feed alone, is only a warning.\n",
+     "in bytes, and shows the spot. Exit code 1 if there is such a file. A comment that goes on\n"
+     "in the next line, because its own ends in a line feed alone, is only a warning.\n",
      check},
     {"get", 2, 2,
      "Usage: qz conf get [--lf] FILE PATH\n"

@@ -1,13 +1,11 @@
 #include "platform/environment.h"
 
-#include "platform/posix/descriptor.h"
+#include "platform/input.h"
 #include "platform/posix/utf8.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <system_error>
@@ -33,24 +31,11 @@ std::optional<std::string> executablePath() {
                       : std::nullopt;
 }
 
-// What the system tells of this process in a file whose size nobody knows beforehand.
-std::string readAll(const char* path) {
-    const Descriptor file(uninterrupted([&] { return open(path, O_RDONLY | O_CLOEXEC); }));
-    std::string bytes;
-    char piece[4096];
-    ssize_t length = file.isOpen() ? 1 : -1;
-    while (length > 0) {
-        length = uninterrupted([&] { return read(file.number(), piece, sizeof piece); });
-        bytes.append(piece, static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
-    }
-    if (length < 0) {
-        throw std::system_error(errno, std::generic_category());
-    }
-    return bytes;
-}
-
 std::vector<std::string> rawArguments() {
-    const std::string bytes = readAll("/proc/self/cmdline");
+    std::string bytes;
+    if (const SystemError error = readPath("/proc/self/cmdline", bytes); error != 0) {
+        throw std::system_error(static_cast<int>(error), std::generic_category());
+    }
     std::vector<std::string> arguments;
     for (auto begin = bytes.begin(); begin != bytes.end();) {
         const auto end = std::find(begin, bytes.end(), '\0');

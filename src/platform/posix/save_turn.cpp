@@ -58,9 +58,8 @@ SaveTurn::SaveTurn(const char* path, std::chrono::milliseconds longestWait) noex
             unlock(file.number());
         } else if (errno != EWOULDBLOCK) {
             return;
-        } else {
-            pause();
         }
+        pause();
     } while (Clock::now() < deadline);
     isMine_ = false;
 }
