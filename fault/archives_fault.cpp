@@ -6,6 +6,7 @@
 #include <pwd.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <cstring>
 
 namespace {
@@ -24,15 +25,54 @@ void read(const char* path, const char* word, std::uint64_t expected) {
     }
 }
 
+// Long enough for PhysicsFS to allocate where it looks for it.
+const std::string longFolder(200, 'x');
+const std::string longName = longFolder + "/" + longFolder;
+
+// Has none of the files of the two others. Behind it an error of the system is forgotten, and the
+// older file is read, as the header says; lack of memory never is.
+bool mountsBetween = true;
+
+// In the first mount and the last; what is there is never said to be missing.
+void look() {
+    void* buffer = nullptr;
+    std::uint64_t size = 0;
+    const int found = vfs_read_optional_file(longName.c_str(), &buffer, &size);
+    holds(found != 0 && (found == 1) == (buffer != nullptr), "vfs_read_optional_file");
+    if (step(found == 1, "vfs_read_optional_file")) {
+        whole(size == 4 && std::memcmp(buffer, "new/", 4) == 0, "an optional file");
+        vfs_free_file_buffer(buffer);
+    }
+    const int missing = vfs_read_optional_file("missing.txt", &buffer, &size);
+    holds(missing <= 0 && buffer == nullptr && size == 0, "a missing file");
+    step(missing == 0, "vfs_read_optional_file");
+
+    const vfs_kind kind = vfs_get_kind(longName.c_str(), &size);
+    holds(kind == VFS_KIND_FILE ? size == 4 : kind == VFS_KIND_UNKNOWN, "vfs_get_kind");
+    step(kind == VFS_KIND_FILE, "vfs_get_kind");
+
+    int names = 0;
+    const auto count = [](void* context, const char*) { ++*static_cast<int*>(context); };
+    const int listed = vfs_list("/", count, &names);
+    holds(listed == 1 ? names <= 3 : listed == -1 && names == 0, "vfs_list");
+    step(listed == 1 && names == 3, "vfs_list"); // the system may end a folder early
+}
+
 } // namespace
 
 void prepare() {
+    const char* const fault = std::getenv("QZ_FAULT");
+    mountsBetween = fault == nullptr || std::strncmp(fault, "open", 4) != 0;
     getpwuid(getuid()); // PhysicsFS asks for it if need be, and the C library keeps the answer
-    for (const char* name : {"Temp", "new", "old"}) {
+    for (const char* name : {"Temp", "new", "between", "old"}) {
         std::filesystem::create_directory(name);
     }
     writeFile("new/twice.txt", "new");
     writeFile("old/twice.txt", "old");
+    for (const std::string folder : {"new/", "old/"}) {
+        std::filesystem::create_directory(folder + longFolder);
+        writeFile(folder + longName, folder);
+    }
 }
 
 void work() {
@@ -43,8 +83,10 @@ void work() {
         step(vfs_unmount("data") != 0, "vfs_unmount");
     }
     if (step(vfs_mount("new", "/", 1) != 0, "vfs_mount")) {
+        step(!mountsBetween || vfs_mount("between", "/", 1) != 0, "vfs_mount");
         step(vfs_mount("old", "/", 1) != 0, "vfs_mount");
         read("twice.txt", "new", 3);
+        look();
     }
     vfs_deinit();
 }

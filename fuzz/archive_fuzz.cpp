@@ -16,6 +16,7 @@
 #include <cstdint>
 #include <cstring>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -59,6 +60,25 @@ void readEntries(const std::string& bytes) {
     }
 }
 
+// What is listed is there.
+void readListed(const std::string& folder, int depth) {
+    std::vector<std::string> names;
+    const auto add = [](void* context, const char* name) {
+        static_cast<std::vector<std::string>*>(context)->emplace_back(name);
+    };
+    require(vfs_list(folder.c_str(), add, &names) == 1);
+    for (const std::string& name : names) {
+        const std::string path = folder + "/" + name;
+        const vfs_kind kind = vfs_get_kind(path.c_str(), nullptr);
+        require(kind == VFS_KIND_FILE || kind == VFS_KIND_DIRECTORY);
+        if (kind == VFS_KIND_FILE) {
+            readAndFree(path);
+        } else if (depth > 0) {
+            readListed(path, depth - 1);
+        }
+    }
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
@@ -79,6 +99,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t leng
     const std::string path = archive().path();
     if (vfs_mount(path.c_str(), "/", 1) != 0) {
         readEntries({reinterpret_cast<const char*>(data), length});
+        readListed("", 8);
         require(vfs_unmount(path.c_str()) != 0);
     }
     return 0;

@@ -1,4 +1,6 @@
-/* Whole files from directories and zip archives that are mounted into one tree.
+/* Whole files from directories and zip archives that are mounted into one tree. Nothing but this
+ * header's functions sees the tree: the VFS_ functions (VFS/File.h) and what is built on them,
+ * Lua's io and Lua::Loader::load for example, work on files of the system.
  *
  * Mounting a directory also mounts its archive, the name with ".zip" appended: data ships loose, as
  * one archive, or both, and no reader has to know. Where both have a file, the loose one counts.
@@ -19,12 +21,15 @@
  * Mount ordinary files only: on Linux opening a pipe in a mounted directory waits for its other
  * end.
  *
- * Failures are a null or zero result and one ERROR line; all lines are the module's "VFS".
+ * Failures are a null, zero or negative result and one ERROR line; all lines are the module's
+ * "VFS". vfs_read_optional_file, vfs_get_kind and vfs_list tell what is missing from what fails,
+ * and log nothing about the first.
  *
- * Threads: files may be read from any threads at once. vfs_init, vfs_deinit, mounting and
- * unmounting are for start-up and shut-down, one at a time; the list of what is mounted is
- * PhysicsFS's and process-wide. On Linux a host that uses PhysicsFS itself shares it, and must
- * leave it to vfs_init to initialise it: else nothing here works.
+ * Threads: the tree may be read, looked at and listed from any threads at once; so may it beside
+ * mounting and unmounting, each look is then one at the tree before or after. vfs_init, vfs_deinit,
+ * mounting and unmounting themselves are for start-up and shut-down, one at a time; the list of
+ * what is mounted is PhysicsFS's and process-wide. On Linux a host that uses PhysicsFS itself
+ * shares it, and must leave it to vfs_init to initialise it: else nothing here works.
  */
 #ifndef QZCORE_VFS_ARCHIVE_H
 #define QZCORE_VFS_ARCHIVE_H
@@ -72,8 +77,44 @@ QZ_API int vfs_unmount(const char* path);
  * then the later one is read. */
 QZ_API void* vfs_read_file(const char* path, uint64_t* size);
 
-/* Frees a buffer from vfs_read_file; null is allowed. */
+/* Reads a whole file that may be missing.
+ *
+ * buffer, size: receive what vfs_read_file returns, null and 0 if there is none. An empty file is
+ * read here, too: into a buffer of no bytes, which is not null.
+ *
+ * Returns 1 if the file was read; 0 if nothing or a folder has that path; -1 if there is a file and
+ * reading it failed, or if memory runs out. */
+QZ_API int vfs_read_optional_file(const char* path, void** buffer, uint64_t* size);
+
+/* Frees a buffer from the two functions above; null is allowed. */
 QZ_API void vfs_free_file_buffer(void* buffer);
+
+typedef enum vfs_kind {
+    VFS_KIND_UNKNOWN = -1, /* a failure: no memory, no right to look, no vfs_init, a null path */
+    VFS_KIND_NONE = 0,     /* also what is neither of the others, a pipe for example */
+    VFS_KIND_FILE = 1,
+    VFS_KIND_DIRECTORY = 2 /* also the root, "" or "/", and what leads to a mount point */
+} vfs_kind;
+
+/* What a path names, in the earliest of the mounts that have it.
+ *
+ * size: receives a file's size in bytes, else 0; may be null. */
+QZ_API vfs_kind vfs_get_kind(const char* path, uint64_t* size);
+
+/* Called for each name, which is valid during the call only. It must return normally. */
+typedef void (*vfs_list_callback)(void* context, const char* name);
+
+/* Lists a folder: the names in it of all mounts, each name once, in the order of their bytes,
+ * without "." and "..". Names that no path leads to, because of a "" for example, are left out.
+ *
+ * The names are collected first, while mounting, unmounting and opening files wait. Then the
+ * callback is called, outside of all locks: it may use all functions of this header, and what it is
+ * told of may be gone.
+ *
+ * Returns 1; 0 if no mount has such a folder; -1, without having called back, if memory runs out,
+ * if a mount's folder cannot be listed, or if there are more than a million names. A disk that
+ * fails in the middle of a folder ends it there: PhysicsFS does not tell. */
+QZ_API int vfs_list(const char* path, vfs_list_callback callback, void* context);
 
 QZ_EXTERN_C_END
 

@@ -49,6 +49,29 @@ std::optional<std::string> read(const std::string& path) {
     return std::string(static_cast<const char*>(buffer.get()), size);
 }
 
+std::optional<std::string> readOptional(const std::string& path, int expected) {
+    void* buffer = nullptr;
+    std::uint64_t size = 99;
+    EXPECT_EQ(vfs_read_optional_file(path.c_str(), &buffer, &size), expected) << path;
+    const std::unique_ptr<void, Releaser> owner(buffer);
+    EXPECT_EQ(buffer != nullptr, expected == 1);
+    return buffer == nullptr ? std::nullopt
+                             : std::optional(std::string(static_cast<const char*>(buffer), size));
+}
+
+int list(const char* path, Lines& names) {
+    const auto add = [](void* context, const char* name) {
+        static_cast<Lines*>(context)->emplace_back(name);
+    };
+    return vfs_list(path, add, &names);
+}
+
+Lines list(const char* path) {
+    Lines names;
+    EXPECT_EQ(list(path, names), 1) << path;
+    return names;
+}
+
 bool mount(const std::string& what, const char* where = "/", int last = 1) {
     return vfs_mount(what.c_str(), where, last) != 0;
 }
@@ -148,6 +171,69 @@ TEST_F(VfsArchive, ArchivesOfManyMakersAreRead) {
         EXPECT_EQ(read("far.txt").has_value(), std::strstr(name, "64") != nullptr);
         EXPECT_TRUE(unmount(path));
     }
+}
+
+// The archives are seen through each other, and through what is loose.
+TEST_F(VfsArchive, WhatIsThereIsToldAndListed) {
+    write("data/stored.txt", "loose");
+    write("data/sub/two.txt", "");
+    write("late/stored.txt/below.txt", "below");
+    ASSERT_TRUE(mount("data") && mount("late") && mount((given / "python.zip").string()));
+    fs::create_directory("far");
+    ASSERT_TRUE(mount("far", "/far/away/", 1));
+    struct Case {
+        const char* path;
+        vfs_kind kind;
+        std::uint64_t size;
+    };
+    for (const Case& expected : {Case{"stored.txt", VFS_KIND_FILE, 5},
+                                 {"deflated.txt", VFS_KIND_FILE, 16'000},
+                                 {"/sub//two.txt", VFS_KIND_FILE, 0},
+                                 {"stored.txt/below.txt", VFS_KIND_FILE, 5},
+                                 {"sub/", VFS_KIND_DIRECTORY, 0},
+                                 {"", VFS_KIND_DIRECTORY, 0},
+                                 {"far", VFS_KIND_DIRECTORY, 0},
+                                 {"tmp", VFS_KIND_DIRECTORY, 0},
+                                 {"sub/three.txt", VFS_KIND_NONE, 0},
+                                 {"sub\\two.txt", VFS_KIND_NONE, 0},
+                                 {"../data/stored.txt", VFS_KIND_NONE, 0}}) {
+        std::uint64_t size = 99;
+        EXPECT_EQ(vfs_get_kind(expected.path, &size), expected.kind) << expected.path;
+        EXPECT_EQ(size, expected.size) << expected.path;
+    }
+    EXPECT_EQ(list("sub"), (Lines{"one.txt", "two.txt"}));
+    EXPECT_EQ(list("/"), list(""));
+    EXPECT_EQ(list("stored.txt"), Lines{"below.txt"});
+    EXPECT_EQ(list("far"), Lines{"away"});
+    EXPECT_EQ(list("tmp"), Lines{});
+    Lines none;
+    EXPECT_EQ(list("stored.txt/below.txt", none) + list("..", none) + list("missing", none), 0);
+    EXPECT_EQ(log.messages().size(), 4U) << "what was mounted, and no error";
+    vfs_list(
+        "", [](void*, const char* name) { unmount(name); }, nullptr);
+    vfs_deinit();
+    log.take();
+    EXPECT_EQ(list("", none), -1);
+    EXPECT_EQ(vfs_get_kind("sub", nullptr), VFS_KIND_UNKNOWN);
+    EXPECT_EQ(log.messages(), (Lines{"Can't list directory .", "Can't look for sub."}));
+}
+
+TEST_F(VfsArchive, MissingFilesMayBeOptional) {
+    write("data/fine.txt", "fine");
+    write("data/empty.txt", "");
+    std::string archive = readFile(given / "both_kinds.zip");
+    archive[68] = '\xFF'; // the first byte of the deflated one
+    writeFile("damaged.zip", archive);
+    ASSERT_TRUE(mount("data") && mount("damaged"));
+    log.take();
+    EXPECT_EQ(readOptional("fine.txt", 1), "fine");
+    EXPECT_EQ(readOptional("empty.txt", 1), "");
+    for (const char* path : {"missing.txt", "missing/fine.txt", "tmp", "", "a\\b", "../data"}) {
+        readOptional(path, 0);
+    }
+    EXPECT_EQ(log.messages(), Lines{});
+    readOptional("d", -1);
+    EXPECT_EQ(log.messages(), Lines{"Error reading file d."});
 }
 
 TEST_F(VfsArchive, MegabytesArriveWhole) {
@@ -250,9 +336,22 @@ TEST_F(VfsArchive, DamageDoesNoHarm) {
 TEST_F(VfsArchive, ThreadsReadAtOnce) {
     write("loose/loose.txt", "loose");
     ASSERT_TRUE(mount((given / "python.zip").string()) && mount("loose"));
-    qz::test::inThreads(4, [](int) {
+    write("second/second.txt", "second");
+    qz::test::inThreads(5, [](int index) {
+        for (int round = 0; index == 0 && round < 200; ++round) {
+            EXPECT_TRUE(mount("second", "/second", round % 2));
+            while (!unmount("second")) { // another thread is reading
+            }
+        }
         EXPECT_EQ(read("missing.txt"), std::nullopt);
         for (int round = 0; round < 50; ++round) {
+            void* buffer = nullptr;
+            std::uint64_t size = 0;
+            const int result = vfs_read_optional_file("second/second.txt", &buffer, &size);
+            EXPECT_EQ(result == 1 ? 6U : 0U, size);
+            vfs_free_file_buffer(buffer);
+            EXPECT_NE(vfs_get_kind("second", nullptr), VFS_KIND_UNKNOWN);
+            EXPECT_GE(list("sub").size(), 1U);
             EXPECT_EQ(read("stored.txt"), "as it is");
             EXPECT_TRUE(read("deflated.txt") == kDeflated);
             EXPECT_EQ(read("loose.txt"), "loose");

@@ -1,0 +1,301 @@
+#include "VFS/Archive.h"
+
+#include "core/cut_text.h"
+#include "core/library_log.h"
+#include "platform/files.h"
+#include "vfs/archive_state.h"
+#include "vfs/sized_memory.h"
+
+#include <physfs.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <new>
+#include <set>
+#include <string>
+#include <string_view>
+#include <utility>
+
+// What is in the mounted tree. Each call of PhysicsFS holds its lock, so that nobody unmounts in
+// the middle; no place that it has named is used after that.
+namespace {
+
+// The length of a read is passed in 32 bits.
+constexpr PHYSFS_sint64 kMaxLength = std::numeric_limits<std::uint32_t>::max();
+
+constexpr std::size_t kMostNames = 1'000'000;
+
+struct Closer {
+    void operator()(PHYSFS_File* file) const { PHYSFS_close(file); }
+};
+using File = std::unique_ptr<PHYSFS_File, Closer>;
+
+struct Releaser {
+    void operator()(void* buffer) const { vfs::releaseSized(buffer); }
+};
+using Buffer = std::unique_ptr<void, Releaser>;
+
+using Names = std::set<std::string>;
+
+// What PhysicsFS met on its way through the places where a path is looked for. It goes on to the
+// next one after an error, and keeps the last one only.
+class Errors {
+public:
+    Errors() { PHYSFS_getLastErrorCode(); } // forgets it
+
+    PHYSFS_ErrorCode last() const { return PHYSFS_getLastErrorCode(); }
+
+    // Also for want of memory for an error, or in another thread.
+    bool lackedMemory() const { return vfs::archiveShortages != shortagesBefore_; }
+
+private:
+    unsigned shortagesBefore_ = vfs::archiveShortages;
+};
+
+bool saysMissing(PHYSFS_ErrorCode code) {
+    switch (code) {
+    case PHYSFS_ERR_NOT_FOUND:
+    case PHYSFS_ERR_NOT_A_FILE:
+    case PHYSFS_ERR_BAD_FILENAME:
+    case PHYSFS_ERR_SYMLINK_FORBIDDEN:
+        return true;
+    default:
+        return false;
+    }
+}
+
+void logFailure(const char* complaint, const char* path, const char* end = ".") {
+    qz_logf(vfs::kArchiveModule, QZ_LOG_ERROR, "%s %s%s", complaint, path == nullptr ? "" : path,
+            end);
+}
+
+// In a mounted directory the system would find devices, too, by the last name of a path. PhysicsFS
+// leaves out separators before and behind it.
+bool endsInDevice(std::string_view path) {
+    path = path.substr(0, path.find_last_not_of('/') + 1);
+    path.remove_prefix(path.rfind('/') + 1);
+    char name[256] = "";
+    path.copy(name, core::lengthToKeep(path, sizeof name - 1));
+    return platform::leadsToDevice(name);
+}
+
+vfs_kind kindOf(const PHYSFS_Stat& entry) {
+    switch (entry.filetype) {
+    case PHYSFS_FILETYPE_REGULAR:
+        return VFS_KIND_FILE;
+    case PHYSFS_FILETYPE_DIRECTORY:
+        return VFS_KIND_DIRECTORY;
+    default:
+        return VFS_KIND_NONE;
+    }
+}
+
+vfs_kind look(const char* path, std::uint64_t& size) {
+    if (endsInDevice(path)) {
+        return VFS_KIND_NONE;
+    }
+    const Errors errors;
+    PHYSFS_Stat entry;
+    const bool exists = PHYSFS_stat(path, &entry) != 0;
+    if (errors.lackedMemory() || (!exists && !saysMissing(errors.last()))) {
+        return VFS_KIND_UNKNOWN;
+    }
+    const vfs_kind kind = exists ? kindOf(entry) : VFS_KIND_NONE;
+    size = kind == VFS_KIND_FILE && entry.filesize > 0 ? static_cast<std::uint64_t>(entry.filesize)
+                                                       : 0;
+    return kind;
+}
+
+bool isFile(const char* path) {
+    std::uint64_t size = 0;
+    const vfs_kind kind = look(path, size);
+    return kind == VFS_KIND_FILE || kind == VFS_KIND_UNKNOWN;
+}
+
+// Not an older copy, in place of one that cannot be opened for want of a descriptor, for example.
+File openFirstCopy(const char* path) {
+    if (endsInDevice(path)) {
+        return nullptr;
+    }
+    const Errors errors;
+    File file(PHYSFS_openRead(path));
+    const PHYSFS_ErrorCode error = errors.last();
+    const bool isFirst = !errors.lackedMemory() && (error == PHYSFS_ERR_OK || saysMissing(error));
+    return isFirst ? std::move(file) : nullptr;
+}
+
+// The system may read less at a time than it is asked for.
+bool readAll(PHYSFS_File* file, void* buffer, std::size_t length) {
+    auto* const bytes = static_cast<std::byte*>(buffer);
+    for (std::size_t done = 0; done < length;) {
+        const PHYSFS_sint64 count = PHYSFS_readBytes(file, bytes + done, length - done);
+        if (count <= 0) {
+            return false;
+        }
+        done += static_cast<std::size_t>(count);
+    }
+    return true;
+}
+
+struct Failure {
+    const char* complaint = nullptr; // null if there is none
+    const char* end = ".";
+};
+
+struct Contents {
+    Buffer buffer;
+    std::size_t size = 0;
+};
+
+Failure readWhole(const char* path, Contents& contents) {
+    const File file = openFirstCopy(path);
+    if (!file) {
+        return {"Can't open file"};
+    }
+    const PHYSFS_sint64 length = PHYSFS_fileLength(file.get());
+    if (length < 0) {
+        return {"Can't read file"};
+    }
+    if (length > kMaxLength) {
+        return {"Error reading file"};
+    }
+    const auto size = static_cast<std::size_t>(length);
+    Buffer buffer(vfs::allocateSized(size));
+    if (!buffer) {
+        return {"Can't read file", ". Out of memory."};
+    }
+    if (!readAll(file.get(), buffer.get(), size)) {
+        return {"Error reading file"};
+    }
+    contents = {std::move(buffer), size};
+    return {};
+}
+
+// One that a path could lead to.
+bool isNameInTree(std::string_view name) {
+    return !name.empty() && name != "." && name != ".." &&
+           name.find_first_of(":\\") == std::string_view::npos && !endsInDevice(name);
+}
+
+PHYSFS_EnumerateCallbackResult addName(void* context, const char* /*directory*/, const char* name) {
+    auto& names = *static_cast<Names*>(context);
+    try {
+        if (isNameInTree(name)) {
+            names.emplace(name);
+        }
+    } catch (const std::bad_alloc&) {
+        return PHYSFS_ENUM_ERROR;
+    }
+    return names.size() <= kMostNames ? PHYSFS_ENUM_OK : PHYSFS_ENUM_ERROR;
+}
+
+bool collectNames(const char* path, Names& names) {
+    constexpr int kAttempts = 8;
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+        names.clear();
+        const Errors errors;
+        if (PHYSFS_enumerate(path, addName, &names) != 0) {
+            return !errors.lackedMemory();
+        }
+        if (errors.last() != PHYSFS_ERR_NOT_FOUND) {
+            return false;
+        }
+        // An entry has gone while PhysicsFS was at it, which makes that fail.
+    }
+    return false;
+}
+
+vfs_kind listNames(const char* path, Names& names) {
+    std::uint64_t size = 0;
+    const vfs_kind kind = look(path, size);
+    if (kind == VFS_KIND_UNKNOWN || endsInDevice(path)) {
+        return kind;
+    }
+    if (!collectNames(path, names)) {
+        return VFS_KIND_UNKNOWN;
+    }
+    // A file of an earlier place hides no folder of a later one: its files can be read.
+    return names.empty() ? kind : VFS_KIND_DIRECTORY;
+}
+
+} // namespace
+
+extern "C" {
+
+void* vfs_read_file(const char* path, uint64_t* size) {
+    if (size != nullptr) {
+        *size = 0;
+    }
+    Contents contents;
+    const core::Gate::Visit visit(vfs::archiveGate);
+    Failure failure =
+        visit && path != nullptr ? readWhole(path, contents) : Failure{"Can't open file"};
+    if (failure.complaint == nullptr && contents.size == 0) {
+        failure = {"Can't read file"};
+    }
+    if (failure.complaint != nullptr) {
+        logFailure(failure.complaint, path, failure.end);
+        return nullptr;
+    }
+    if (size != nullptr) {
+        *size = contents.size;
+    }
+    return contents.buffer.release();
+}
+
+int vfs_read_optional_file(const char* path, void** buffer, uint64_t* size) {
+    *buffer = nullptr;
+    *size = 0;
+    Contents contents;
+    const core::Gate::Visit visit(vfs::archiveGate);
+    const bool canRead = visit && path != nullptr;
+    const Failure failure = canRead ? readWhole(path, contents) : Failure{"Can't open file"};
+    if (failure.complaint != nullptr) {
+        if (canRead && !isFile(path)) {
+            return 0;
+        }
+        logFailure(failure.complaint, path, failure.end);
+        return -1;
+    }
+    *size = contents.size;
+    *buffer = contents.buffer.release();
+    return 1;
+}
+
+void vfs_free_file_buffer(void* buffer) {
+    vfs::releaseSized(buffer);
+}
+
+vfs_kind vfs_get_kind(const char* path, uint64_t* size) {
+    std::uint64_t found = 0;
+    const core::Gate::Visit visit(vfs::archiveGate);
+    const vfs_kind kind = visit && path != nullptr ? look(path, found) : VFS_KIND_UNKNOWN;
+    if (kind == VFS_KIND_UNKNOWN) {
+        logFailure("Can't look for", path);
+    }
+    if (size != nullptr) {
+        *size = found;
+    }
+    return kind;
+}
+
+int vfs_list(const char* path, vfs_list_callback callback, void* context) {
+    Names names;
+    vfs_kind kind = VFS_KIND_UNKNOWN;
+    {
+        const core::Gate::Visit visit(vfs::archiveGate);
+        kind = visit && path != nullptr ? listNames(path, names) : VFS_KIND_UNKNOWN;
+    }
+    if (kind == VFS_KIND_UNKNOWN) {
+        logFailure("Can't list directory", path);
+        return -1;
+    }
+    for (const std::string& name : names) {
+        callback(context, name.c_str());
+    }
+    return kind == VFS_KIND_DIRECTORY ? 1 : 0;
+}
+
+} // extern "C"
