@@ -37,6 +37,17 @@ void readHook() {
     }
 }
 
+void readAlong() {
+    qz_log_reader* const reader = qz_log_reader_open();
+    if (step(reader != nullptr, "qz_log_reader_open")) {
+        send();
+        while (const qz_log_entry* const entry = qz_log_reader_read(reader)) {
+            holds(entry->message != nullptr && entry->module != nullptr, "an entry without text");
+        }
+        qz_log_reader_close(reader);
+    }
+}
+
 // What the file accounts for: whole messages, and those that it says were lost.
 struct Account {
     int written = 0, lost = 0, last = 0;
@@ -82,6 +93,7 @@ void work() {
         send();
     }
     readHook();
+    readAlong();
     qz_log_set_output("other", nullptr, isDisturbed() ? QZ_LOG_ALL : 0);
     {
         const Aside aside;

@@ -128,6 +128,7 @@ void detach() {
     core::defaultPool().close();
     core::closeWatchTable();
     core::closeLogAtUnload();
+    core::closeLogReadersAtUnload();
     core::deleteObjectsAtUnload();
 }
 

@@ -27,10 +27,11 @@
  * Threads: any thread may call qz_log, qz_vlogf and qz_log_set_output at any time; they never wait
  * for the log files or for a lock and allocate nothing. The echo is apart from that: it waits for
  * whoever takes standard error, without limit if that is a pipe that is full, and an alert for the
- * user. Nobody reading the pipe any more ends no process. The other functions are for one thread
- * at a time, normally the host's main thread. None is for signal handlers. In a child that was
- * forked while the writer thread ran, which has none, messages are echoed at best, and qz_log_stop
- * and qz_log_exit leave the files to the parent.
+ * user. Nobody reading the pipe any more ends no process. Each reader (qz_log_reader) is for one
+ * thread at a time, whatever the others do. The other functions are for one thread at a time,
+ * normally the host's main thread. None is for signal handlers. In a child that was forked while
+ * the writer thread ran, which has none, messages are echoed at best, and qz_log_stop and
+ * qz_log_exit leave the files to the parent.
  */
 #ifndef QZCORE_CORE_LOG_H
 #define QZCORE_CORE_LOG_H
@@ -179,13 +180,13 @@ QZ_API void qz_log_exit(void);
  * dropped, and counted as a lost message, when no record is free. */
 QZ_API void qz_log_set_output(const char* name, const char* module_filter, unsigned int mask);
 
-/* What a hook reads: a message as it went to the files. */
+/* What a hook or a reader reads: a message as it went to the files. */
 typedef struct qz_log_entry {
     double time; /* seconds, QZ_get_time */
     const char* module;
     const char* message;
     uint32_t level;
-    uint32_t lost; /* messages lost just before this one, to the files or to the hook */
+    uint32_t lost; /* messages lost just before this one, to the files or to who reads */
 } qz_log_entry;
 
 /* A hook lets one consumer, for example a console inside the application, read the messages that
@@ -201,6 +202,29 @@ QZ_API const qz_log_entry* qz_log_hook_read(void);
 
 /* Ends the hook and gives back what it has not read. */
 QZ_API void qz_log_hook_stop(void);
+
+/* A reader is a consumer beside the hook and beside other readers: each reads all messages that
+ * the writer thread handles while it is open, duplicates included. The writer thread copies them
+ * into the reader's own queue of 512, which takes 240 KB; what comes on top is counted in the
+ * `lost` of the next entry. So a reader that lags behind takes nothing from the log, from the hook
+ * or from other readers. At most 8 are open at a time.
+ *
+ * Any thread may open a reader while others log and read. One thread at a time uses it then, until
+ * it is closed. A reader outlives qz_log_stop: what was logged until then can still be read, to the
+ * last message, and reading ends with a null. Unloading the library closes all readers. */
+typedef struct qz_log_reader qz_log_reader;
+
+/* Opens a reader, before qz_log_start as well: the messages that wait for the writer thread come to
+ * it, too. Returns null if 8 are open, if there is no memory, or if nothing is to come: after
+ * qz_log_stop, and in a child that was forked while the writer thread ran. */
+QZ_API qz_log_reader* qz_log_reader_open(void);
+
+/* Returns the oldest waiting message, or null if there is none; never waits. The entry belongs to
+ * the reader and stays valid until its next read or its end. A null reader reads nothing. */
+QZ_API const qz_log_entry* qz_log_reader_read(qz_log_reader* reader);
+
+/* Closes the reader, which nobody uses any more. Null is nothing to close. */
+QZ_API void qz_log_reader_close(qz_log_reader* reader);
 
 QZ_EXTERN_C_END
 

@@ -16,6 +16,9 @@ namespace core {
 // has not ended by then keeps what it uses.
 void closeLogAtUnload();
 
+// Behind it, when nobody reads any more.
+void closeLogReadersAtUnload();
+
 // For the end of a process whose other threads were killed: hands the queued lines to the system,
 // and does nothing else.
 void rescueLogAtProcessEnd();

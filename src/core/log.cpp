@@ -296,6 +296,10 @@ void core::closeLogAtUnload() {
     closeWriter();
 }
 
+void core::closeLogReadersAtUnload() {
+    writer().readers().closeAll();
+}
+
 void core::letLogCatchUp(std::chrono::milliseconds longest) {
     constexpr std::chrono::milliseconds kStep{1};
     if (writerThreadId.load(std::memory_order_relaxed) == platform::currentThread() ||
@@ -337,5 +341,23 @@ const qz_log_entry* qz_log_hook_read(void) {
 void qz_log_hook_stop(void) {
     if (initialised.load(std::memory_order_acquire)) {
         writer().hook().stop();
+    }
+}
+
+qz_log_reader* qz_log_reader_open(void) {
+    const ThreadState state = threadState.load(std::memory_order_acquire);
+    const bool somethingIsToCome = initialised.load(std::memory_order_acquire) &&
+                                   (state == ThreadState::none || state == ThreadState::running) &&
+                                   !isThreadElsewhere();
+    return somethingIsToCome ? writer().readers().open() : nullptr;
+}
+
+const qz_log_entry* qz_log_reader_read(qz_log_reader* reader) {
+    return reader != nullptr ? reader->read() : nullptr;
+}
+
+void qz_log_reader_close(qz_log_reader* reader) {
+    if (reader != nullptr) {
+        reader->close();
     }
 }

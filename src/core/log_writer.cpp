@@ -68,11 +68,11 @@ void LogWriter::writeUnlessRepeated(const LogMessage& message) {
 
 // Only now: whoever takes a record again may rely on its line being in the file.
 void LogWriter::giveBack(const Batch& batch) {
+    readers_.add(batch.all());
     LogRecordPool::Returns returns(pool_);
-    for (std::size_t i = 0; i < batch.count; ++i) {
-        LogRecord& record = *batch.records[i];
-        if (record.isRequest() || !hook_.offer(record)) {
-            returns.add(record);
+    for (LogRecord* const record : batch.all()) {
+        if (record->isRequest() || !hook_.offer(*record)) {
+            returns.add(*record);
         }
     }
 }
@@ -103,7 +103,9 @@ void LogWriter::drain() {
     Batch batch;
     while (const std::int32_t signals = signal_.take(kBatch)) {
         batch.count = 0;
-        if (!collect(batch, signals)) {
+        const bool foundAll = collect(batch, signals);
+        readers_.add(batch.all());
+        if (!foundAll) {
             break;
         }
     }

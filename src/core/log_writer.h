@@ -4,11 +4,13 @@
 #include "core/log_duplicates.h"
 #include "core/log_hook.h"
 #include "core/log_outputs.h"
+#include "core/log_reader.h"
 #include "core/log_record.h"
 #include "core/wake_signal.h"
 
 #include <array>
 #include <atomic>
+#include <span>
 
 namespace core {
 
@@ -53,6 +55,7 @@ public:
     void rescue();
 
     LogHook& hook() { return hook_; }
+    LogReaders& readers() { return readers_; }
     LogOutputs& outputs() { return outputs_; }
 
 private:
@@ -60,6 +63,8 @@ private:
 
     // Records that are written but still in a stream's buffer.
     struct Batch {
+        std::span<LogRecord* const> all() const { return {records.data(), count}; }
+
         std::array<LogRecord*, kBatch> records;
         std::size_t count = 0;
     };
@@ -77,6 +82,7 @@ private:
     std::atomic<bool> endRequested_{false};
     LogOutputs outputs_;
     LogHook hook_;
+    LogReaders readers_;
 };
 
 } // namespace core

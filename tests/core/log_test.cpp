@@ -254,6 +254,92 @@ TEST(LogHook, CountsWhatItsQueueCannotHold) {
     qz_log_stop();
 }
 
+// Reads until this text has come; returns how many entries that were.
+int readUntil(qz_log_reader* reader, const std::string& text) {
+    for (int count = 1; true;) {
+        const qz_log_entry* const entry = qz_log_reader_read(reader);
+        if (entry != nullptr && entry->message == text) {
+            EXPECT_EQ(entry->lost, 0u);
+            return count;
+        }
+        count += entry != nullptr ? 1 : 0;
+        std::this_thread::yield();
+    }
+}
+
+// One is never read to its end; neither the log nor the other one notices.
+TEST_F(Log, HasReadersThatReadIndependently) {
+    qz_log_reader* readers[8];
+    for (qz_log_reader*& reader : readers) {
+        ASSERT_NE(reader = qz_log_reader_open(), nullptr);
+    }
+    EXPECT_EQ(qz_log_reader_open(), nullptr);
+    std::for_each(readers + 2, readers + 8, qz_log_reader_close);
+    qz_log_reader* const brisk = readers[0];
+    qz_log_reader* const lagging = readers[1];
+    start();
+    ASSERT_EQ(qz_log_hook_start(), 0);
+    int read = 0;
+    for (int i = 0; i < 1100; ++i) {
+        qz_log("M", QZ_LOG_TRACE, std::to_string(i).c_str());
+        read += i % 100 == 99 ? readUntil(brisk, std::to_string(i)) : 0;
+    }
+    EXPECT_EQ(read, 1 + 1100) << "start-up's own line is the first";
+    qz_log_hook_stop();
+    EXPECT_STREQ(qz_log_reader_read(lagging)->message, "Created state \"Config\"");
+    EXPECT_STREQ(qz_log_reader_read(lagging)->message, "0");
+    qz_log("M", QZ_LOG_TRACE, "last");
+    qz_log_stop();
+    EXPECT_EQ(readUntil(brisk, "last"), 1);
+    EXPECT_EQ(qz_log_reader_read(brisk), nullptr);
+    for (int i = 1; i < 511; ++i) {
+        EXPECT_EQ(qz_log_reader_read(lagging)->message, std::to_string(i));
+    }
+    const qz_log_entry* const last = qz_log_reader_read(lagging);
+    EXPECT_STREQ(last->message, "last");
+    EXPECT_EQ(last->lost, 1101u - 512u);
+    EXPECT_EQ(qz_log_reader_open(), nullptr) << "nothing is to come";
+    std::for_each(readers, readers + 2, qz_log_reader_close);
+    qz_log_reader_close(nullptr);
+    EXPECT_EQ(qz_log_reader_read(nullptr), nullptr);
+}
+
+TEST(LogReader, ComesAndGoesWhileOthersLog) {
+    ASSERT_EQ(qz_log_start(".", nullptr), 0);
+    std::atomic<bool> stopping{false};
+    std::atomic<bool> done{false};
+    std::thread director([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        stopping = true;
+        qz_log_stop();
+        done = true;
+    });
+    std::atomic<int> read{0};
+    qz::test::inThreads(5, [&](int thread) {
+        for (int i = 0; !done && thread < 2; ++i) {
+            const std::string text = std::to_string(i);
+            qz_log(text.c_str(), QZ_LOG_TRACE, text.c_str());
+        }
+        while (!done) {
+            qz_log_reader* const reader = qz_log_reader_open();
+            EXPECT_TRUE(reader != nullptr || stopping) << "places come free again";
+            for (int count = 0; reader != nullptr && count < 2 && !done;) {
+                const qz_log_entry* const entry = qz_log_reader_read(reader);
+                if (entry == nullptr) {
+                    std::this_thread::yield();
+                } else if (entry->level == QZ_LOG_TRACE) { // not start-up's own line
+                    EXPECT_STREQ(entry->module, entry->message);
+                    ++count;
+                    ++read;
+                }
+            }
+            qz_log_reader_close(reader);
+        }
+    });
+    director.join();
+    EXPECT_GT(read, 0);
+}
+
 #if defined(QZ_TEST_IS_SLOW)
 constexpr int kEach = 10000;
 #else

@@ -21,6 +21,7 @@
 #include <cstdint>
 #include <new>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -63,6 +64,10 @@ void useGlobalLua() {
 void useLog() {
     qz_log("PLUG-IN", QZ_LOG_TRACE, "something");
     qz_log_set_output("plug-in", "", QZ_LOG_ALL);
+    // The last one stays open.
+    static qz_log_reader* reader = nullptr;
+    qz_log_reader_close(std::exchange(reader, qz_log_reader_open()));
+    qz_log_reader_read(reader);
 }
 
 void useFiles() {

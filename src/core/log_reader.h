@@ -1,0 +1,94 @@
+// The consumers that read along beside the hook: each has copies of the messages in a queue of its
+// own, so that a slow one keeps no record from the log and nothing from another one.
+#pragma once
+
+#define QZ_LOG_NO_SHORT_NAMES
+#include "Core/Log.h"
+#include "core/log_record.h"
+
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+
+namespace core {
+
+// One thread adds, one thread reads, and neither waits for the other.
+class LogReaderQueue {
+public:
+    // Not "= default": that would fill the copies with zeros.
+    LogReaderQueue() {} // NOLINT(modernize-use-equals-default)
+
+    void add(const LogRecord& record);
+
+    // Null if nothing waits. The entry stays as it is until the next call.
+    const qz_log_entry* read();
+
+private:
+    static constexpr std::uint32_t kMostWaiting = 512;
+
+    struct Copy {
+        double time;
+        std::uint32_t level;
+        std::uint32_t lost;
+        char module[sizeof(LogRecord::module)];
+        char message[sizeof(LogRecord::message)];
+    };
+
+    Copy& copy(std::uint32_t number) { return copies_[number % kMostWaiting]; }
+
+    // How many were ever read and ever added; they wrap around.
+    std::atomic<std::uint32_t> read_{0};
+    bool isFirstInUse_ = false; // the reading thread's, and so is the entry
+    qz_log_entry entry_{};
+    std::array<Copy, kMostWaiting> copies_;
+    std::atomic<std::uint32_t> added_{0};
+    std::uint32_t lost_ = 0; // the adding thread's
+};
+
+} // namespace core
+
+// A place for one consumer. Any thread takes and leaves it, while the writer thread comes and goes.
+// Nobody waits: a consumer that leaves while the writer thread is at the queue leaves the queue to
+// it.
+struct qz_log_reader {
+public:
+    // Takes the queue over, unless somebody else has the place.
+    bool open(std::unique_ptr<core::LogReaderQueue>& queue);
+    const qz_log_entry* read() { return queue_ != nullptr ? queue_->read() : nullptr; }
+    void close();
+
+    // For the writer thread, or for whoever stands in for it.
+    void add(std::span<const core::LogRecord* const> records);
+
+private:
+    enum class State { free, changing, open, adding, closedWhileAdding };
+
+    bool change(State from, State to) { return state_.compare_exchange_strong(from, to); }
+    void release();
+
+    std::atomic<State> state_{State::free};
+    std::unique_ptr<core::LogReaderQueue> queue_;
+};
+
+namespace core {
+
+class LogReaders {
+public:
+    // Null if there is no memory or no place.
+    qz_log_reader* open();
+
+    void closeAll();
+
+    // For the writer thread, or for whoever stands in for it.
+    void add(std::span<const LogRecord* const> records);
+
+private:
+    static constexpr std::size_t kMost = 8;
+
+    std::array<qz_log_reader, kMost> readers_;
+};
+
+} // namespace core
