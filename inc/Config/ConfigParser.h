@@ -92,7 +92,9 @@ public:
     /* Read a file, or a text in memory; a length below 1 means that it ends at its first zero byte.
      * The tree is replaced, also by the empty one after a failure, and iterators end their lives.
      * An empty text is an empty tree. Only a file that was read changes the file name of save();
-     * after a failure that is still the last such file, and save() would leave it empty.
+     * after a failure that is still the last such file, and save() would leave it empty. On Windows
+     * a program may keep others from a file, as one does that is just replacing it: reading waits
+     * for it, for a second at most.
      *
      * False, with getLastError telling why:
      * - a character that begins nothing: empty message, and the position; of a text in memory the

@@ -15,8 +15,7 @@ namespace {
 
 class OpenFile {
 public:
-    explicit OpenFile(const char* path)
-        : handle_(platform::openFile(path, platform::FileAccess::read, error_)) {}
+    explicit OpenFile(const char* path) : handle_(platform::openFileWaiting(path, error_)) {}
     ~OpenFile() {
         if (isOpen()) {
             platform::closeFile(handle_);

@@ -24,6 +24,10 @@ enum class FileAccess {
 // change the contents. Never waits. kNoFile, with the error, on failure.
 FileHandle openFile(const char* path, FileAccess access, SystemError& error);
 
+// The same for reading, except that it waits for a program that keeps others from the file, as one
+// does that is just replacing it: for a second at most. On Linux no program can.
+FileHandle openFileWaiting(const char* path, SystemError& error);
+
 // The file is closed in any case. An error may be one of writing that the system had put off.
 SystemError closeFile(FileHandle file);
 

@@ -12,6 +12,7 @@
 #include <sddl.h>
 
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <thread>
 
@@ -100,18 +101,27 @@ TEST(ConfigSaveWin32, KeepsAttributes) {
     SetFileAttributesW(file.c_str(), FILE_ATTRIBUTE_NORMAL);
 }
 
-TEST(ConfigSaveWin32, WaitsForReaders) {
-    const fs::path file = makeFile(freshDirectory() / "a.cfg");
-    const HANDLE reader = CreateFileW(file.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
-                                      OPEN_EXISTING, 0, nullptr);
-    ASSERT_NE(reader, INVALID_HANDLE_VALUE);
-    std::thread thread([&] {
+// What an action gives that begins while somebody else has the file open and ends after that.
+bool whileHeld(const fs::path& file, DWORD sharing, const std::function<bool()>& action) {
+    const HANDLE other =
+        CreateFileW(file.c_str(), GENERIC_READ, sharing, nullptr, OPEN_EXISTING, 0, nullptr);
+    EXPECT_NE(other, INVALID_HANDLE_VALUE);
+    std::thread thread([other] {
         Sleep(200);
-        CloseHandle(reader);
+        CloseHandle(other);
     });
-    EXPECT_TRUE(save(file));
+    const bool result = action();
     thread.join();
+    return result;
+}
+
+TEST(ConfigSaveWin32, WaitsForOthers) {
+    const fs::path file = makeFile(freshDirectory() / "a.cfg");
+    EXPECT_TRUE(whileHeld(file, FILE_SHARE_READ, [&] { return save(file); }));
     EXPECT_EQ(readFile(file), "a = 1;\r\n");
+    ConfigParser parser;
+    EXPECT_TRUE(whileHeld(file, 0, [&] { return parser.parse(file.string()); }));
+    EXPECT_TRUE(whileHeld(file, 0, [&] { return parser.saveEdited(); }));
 }
 
 TEST(ConfigSaveWin32, RemovesWhatKilledProcessesLeft) {

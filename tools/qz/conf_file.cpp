@@ -51,8 +51,7 @@ std::string readNow(const std::string& name) {
 // Where reading could make us wait, as in a pipe, there is nothing to replace.
 void requireOrdinary(const std::string& name) {
     platform::SystemError error = 0;
-    const platform::FileHandle file =
-        platform::openFile(name.c_str(), platform::FileAccess::read, error);
+    const platform::FileHandle file = platform::openFileWaiting(name.c_str(), error);
     if (file == platform::kNoFile) {
         throw Failure(name + ": is no ordinary file that can be replaced: " + reason(name, error));
     }

@@ -114,6 +114,10 @@ FileHandle openFile(const char* path, FileAccess access, SystemError& error) {
     return kNoFile;
 }
 
+FileHandle openFileWaiting(const char* path, SystemError& error) {
+    return openFile(path, FileAccess::read, error);
+}
+
 SystemError closeFile(FileHandle file) {
     // Also closed if a signal interrupts it: a second call could close another thread's file.
     return close(descriptor(file)) == 0 || errno == EINTR ? 0 : lastError();

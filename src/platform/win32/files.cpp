@@ -1,6 +1,7 @@
 #include "platform/files.h"
 
 #include "platform/win32/path_target.h"
+#include "platform/win32/sharing.h"
 #include "platform/win32/wide.h"
 
 #include <windows.h>
@@ -227,6 +228,16 @@ FileHandle openFile(const char* path, FileAccess access, SystemError& error) {
         return kNoFile;
     }
     return reinterpret_cast<FileHandle>(file);
+}
+
+FileHandle openFileWaiting(const char* path, SystemError& error) {
+    FileHandle file = kNoFile;
+    waitForOthers([&] {
+        file = openFile(path, FileAccess::read, error);
+        SetLastError(error);
+        return file != kNoFile;
+    });
+    return file;
 }
 
 SystemError closeFile(FileHandle file) {
