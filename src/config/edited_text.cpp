@@ -8,20 +8,6 @@
 
 namespace qz::config {
 
-namespace {
-
-// Where the value of an assignment or an item stands; a block is all its own.
-Place valuePlaceOf(const Entry& entry) {
-    const bool isAssignment = entry.isNamed && entry.type != Type::kBlock;
-    return isAssignment ? static_cast<const NamedEntry&>(entry).valuePlace : entry.place;
-}
-
-std::size_t closingBraceOf(const Entry& list) {
-    return valuePlaceOf(list).end() - 1;
-}
-
-} // namespace
-
 EditedText::EditedText(const Tree& tree, const IdentifierToken& names)
     : tree_(tree), names_(names), layout_(tree.source()) {
     for (const Entry* entry = tree.erased(); entry != nullptr; entry = entry->next) {
@@ -153,57 +139,6 @@ bool EditedText::insertEntriesWhereNoneAre(const Entry& list, const Inserted& in
     return insert(inserted, {closing, indentation, Space::none, Space::blank}, depth);
 }
 
-bool EditedText::insertItems(const Entry& list, const Inserted& inserted, int depth) {
-    if (inserted.previous != nullptr) {
-        return insert(inserted, {inserted.previous->place.end(), {}, Space::comma, Space::none},
-                      depth);
-    }
-    if (inserted.next != nullptr) {
-        const Place first = inserted.next->place;
-        if (!isOnLineOfItsOwn(first)) {
-            return insert(inserted, {first.offset, {}, Space::none, Space::comma}, depth);
-        }
-        const bool isFirst = erasedIn(list).empty();
-        const std::size_t offset =
-            isFirst ? layout_.beginOfComments(contentsBefore(list, *inserted.next), first.offset)
-                    : first.offset;
-        const Indentation indentation{layout_.indentationAt(first.offset)};
-        return insert(inserted, {offset, indentation, Space::none, Space::commaAndNewLine}, depth);
-    }
-    return insertItemsWhereNoneAre(list, inserted, depth);
-}
-
-// On lines of their own if the first of those before was.
-bool EditedText::insertItemsWhereNoneAre(const Entry& list, const Inserted& inserted, int depth) {
-    const std::size_t closing = closingBraceOf(list);
-    const std::vector<Place> erased = erasedIn(list);
-    if (erased.empty() || !isOnLineOfItsOwn(erased.front())) {
-        const bool isDone = insert(inserted, {closing, {}, Space::comma, Space::none}, depth);
-        edits_.back().text.erase(0, 2); // nothing to divide the first from
-        return isDone;
-    }
-    const Indentation indentation{layout_.indentationAt(erased.front().offset)};
-    const auto lineBegin = layout_.lineBegin(closing);
-    const Spot spot{lineBegin.value_or(closing), indentation, Space::commaAndNewLine, Space::none};
-    const bool isDone = insert(inserted, spot, depth);
-    std::string& text = edits_.back().text;
-    text.erase(0, 1 + Layout::kLineEnd.size()); // the line is there
-    if (lineBegin) {
-        text += Layout::kLineEnd;
-    } else {
-        text.erase(0, indentation.blanks.size());
-    }
-    return isDone;
-}
-
-// Of an item: nothing but a comma and comments with it.
-bool EditedText::isOnLineOfItsOwn(const Place& item) const {
-    const std::size_t behind = layout_.skipBlanks(item.end());
-    const bool hasComma = tree_.source().substr(behind).starts_with(',');
-    return layout_.lineBegin(item.offset) &&
-           layout_.lineEndAfterComments(hasComma ? behind + 1 : behind);
-}
-
 bool EditedText::insert(const Inserted& inserted, const Spot& spot, int depth) {
     Writer writer(names_, Layout::kLineEnd, Writer::Reals::shortest, spot.indentation, depth);
     bool isWritten = true;
@@ -266,36 +201,6 @@ std::vector<Place> EditedText::erasedIn(const Entry& list) const {
     std::transform(first, last, std::back_inserter(places),
                    [](const Erased& erased) { return erased.place; });
     return places;
-}
-
-// Of all commas between the items of the text those stay that follow an item that stays, the last
-// one excepted.
-void EditedText::appendCommas(const Entry& list, std::vector<Place>& erased) const {
-    std::vector<Item> items;
-    std::transform(erased.begin(), erased.end(), std::back_inserter(items), [](const Place& place) {
-        return Item{place, true};
-    });
-    const Entry* lastStaying = nullptr;
-    for (const Entry* item = list.entries.first; item != nullptr; item = item->next) {
-        if (item->isOriginal) {
-            items.push_back({item->place, false});
-            lastStaying = item;
-        }
-    }
-    const auto byOffset = [](const auto& left, const auto& right) {
-        return left.offset < right.offset;
-    };
-    std::sort(items.begin(), items.end(), [&](const Item& left, const Item& right) {
-        return byOffset(left.place, right.place);
-    });
-    for (std::size_t i = 0; i + 1 < items.size(); ++i) {
-        const Item& item = items[i];
-        if (item.isErased || item.place.offset == lastStaying->place.offset) {
-            const std::size_t comma = layout_.commaFrom(item.place.end());
-            erased.push_back({static_cast<std::uint32_t>(comma), 1});
-        }
-    }
-    std::sort(erased.begin(), erased.end(), byOffset);
 }
 
 // With the blanks around, or the whole line, that would be left over.

@@ -6,7 +6,8 @@
 #include "config/tree.h"
 #include "config/writer.h"
 
-#include <cstdint>
+#include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -60,7 +61,10 @@ private:
     std::size_t contentsBefore(const Entry& list, const Entry& first) const;
     bool insertItems(const Entry& list, const Inserted& inserted, int depth);
     bool insertItemsWhereNoneAre(const Entry& list, const Inserted& inserted, int depth);
+    bool insertItemLines(const Inserted& inserted, int depth);
+    std::optional<std::size_t> commaBehind(const Place& item) const;
     bool isOnLineOfItsOwn(const Place& item) const;
+    bool isLineOfMany(const Entry& item) const;
     bool insert(const Inserted& inserted, const Spot& spot, int depth);
     static void addSpace(Writer& writer, Space space);
     void collectErased(const Entry& list);

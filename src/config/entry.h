@@ -3,6 +3,7 @@
 
 #include "Config/ConfigParser.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
 
@@ -73,6 +74,16 @@ inline std::string_view Entry::name() const {
     }
     const auto& named = static_cast<const NamedEntry&>(*this);
     return {named.nameChars, named.nameLength};
+}
+
+// Where the value of an assignment or an item stands; a block is all its own.
+inline Place valuePlaceOf(const Entry& entry) {
+    const bool isAssignment = entry.isNamed && entry.type != Type::kBlock;
+    return isAssignment ? static_cast<const NamedEntry&>(entry).valuePlace : entry.place;
+}
+
+inline std::size_t closingBraceOf(const Entry& list) {
+    return valuePlaceOf(list).end() - 1;
 }
 
 inline Entry* EntryList::last() const {

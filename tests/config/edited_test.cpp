@@ -172,9 +172,19 @@ TEST(ConfigEdited, KeepsTheCommasOfListsRight) {
     EXPECT_EQ(edited("a = {|  1, // one|  2|};", change(3, 0)),
               "a = {|  // one|  \"x\",|  \"y\"|};");
     EXPECT_EQ(edited("a = {|  1,|  2 };", change(3, 0)), "a = {|  \"x\",|  \"y\"};");
+    EXPECT_EQ(edited("a = {|  1,|  2 // two|  // end|};", change(0, 2)),
+              "a = {|  1,|  2, // two|  // end|  \"x\",|  \"y\"|};");
+    EXPECT_EQ(edited("a = {|  1, // one|  2 };", change(0, 2)),
+              "a = {|  1, // one|  2,|  \"x\",|  \"y\" };");
+    EXPECT_EQ(edited("a = {|  1, // one|  2|};", change(0, 1)),
+              "a = {|  1, // one|  \"x\",|  \"y\",|  2|};");
+    EXPECT_EQ(edited("a = {|  1, // one|  2|};", change(2, 1)),
+              "a = {|  1, // one|  \"x\",|  \"y\"|};");
+    EXPECT_EQ(edited("a = {|  1, 2,|  3|};", change(0, 3)), "a = {|  1, 2,|  3, \"x\", \"y\"|};");
     // Whatever is done, the text says what the tree says: `edited` checks it.
-    for (const char* text : {"a = {1,{2},\"3\",4};", "a = { 1 , /*,*/ 2 /*,*/,|3// ,|,|4 };",
-                             "a = {|1|,|2|,|3|,|4|};", "a = {|//,|1, // ,|2,|/*,*/ 3,|4 };"}) {
+    for (const char* text :
+         {"a = {1,{2},\"3\",4};", "a = { 1 , /*,*/ 2 /*,*/,|3// ,|,|4 };", "a = {|1|,|2|,|3|,|4|};",
+          "a = {|1,|2 , //,|3/**/,|//,|4};", "a = {|//,|1, // ,|2,|/*,*/ 3,|4 };"}) {
         for (unsigned int erased = 0; erased < 16; ++erased) {
             for (int position = -1; position < 5; ++position) {
                 const bool isEmpty = erased == 15 && position < 0;
