@@ -27,9 +27,13 @@
 #include "Core/SameCompiler.h"
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 
 namespace Common {
+
+/* The name of the section that a frame is. */
+inline constexpr char kFrameSection[] = "frame";
 
 class Profiler {
 public:
@@ -63,7 +67,7 @@ public:
     QZ_API void reset();
 
     /* Begin and end a frame, which is a section named "frame". */
-    void startFrame() { enter("frame"); }
+    void startFrame() { enter(kFrameSection); }
     void endFrame() { leave(); }
 
     /* Enter and leave a section. The name is copied, and cut at 63 bytes; null is "<NULL>".
@@ -83,6 +87,17 @@ public:
     /* Calls back for each name, in alphabetical order. The visitor must not use this profiler.
      * Throws std::bad_alloc before the first call, and what the visitor throws. */
     QZ_API void visit(Visitor visitor, void* context) const;
+
+    /* Reads how long frames took, one after another: copies the times of the frames from number
+     * `next` on, in seconds, at most `room` of them, moves `next` behind the last one and returns
+     * how many there were. Numbers count from 0 since the last reset, in the order in which the
+     * frames ended. The last 512 frames are kept; `next` skips those that are gone, and goes back
+     * after a reset.
+     *
+     *     std::uint64_t next = 0;
+     *     double seconds[512];
+     *     const std::size_t count = globalProfiler.readFrames(next, seconds, 512); */
+    QZ_API std::size_t readFrames(std::uint64_t& next, double* seconds, std::size_t room) const;
 
     /* Sections and frames that are not in the trace because there were too many. */
     QZ_API std::uint64_t dropped() const;

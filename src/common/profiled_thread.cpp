@@ -1,5 +1,6 @@
 #include "common/profiled_thread.h"
 
+#include "Common/Profiler.h"
 #include "core/cut_text.h"
 
 #include <algorithm>
@@ -42,7 +43,8 @@ void ProfiledThread::enter(const char* name, unsigned session, std::int64_t now)
     ++depth_;
 }
 
-void ProfiledThread::leave(unsigned session, std::int64_t now, std::atomic<std::int64_t>& room) {
+void ProfiledThread::leave(unsigned session, std::int64_t now, std::atomic<std::int64_t>& room,
+                           FrameTimes& frames) {
     const std::lock_guard lock(mutex_);
     continueIn(session);
     if (depth_ == 0 || --depth_ >= kMaxDepth || open_[depth_].unit == kNoUnit) {
@@ -55,6 +57,9 @@ void ProfiledThread::leave(unsigned session, std::int64_t now, std::atomic<std::
     unit.maximum = std::max(unit.maximum, duration);
     unit.total += duration;
     ++unit.count;
+    if (index == frameUnit_) {
+        frames.add(duration);
+    }
     if (room.fetch_sub(1, std::memory_order_relaxed) > 0) {
         sections_.push_back({index, start, duration});
     }
@@ -63,6 +68,7 @@ void ProfiledThread::leave(unsigned session, std::int64_t now, std::atomic<std::
 void ProfiledThread::reset() {
     const std::lock_guard lock(mutex_);
     depth_ = 0;
+    frameUnit_ = kNoUnit;
     units_ = {};
     sections_ = {};
 }
@@ -94,6 +100,9 @@ std::uint32_t ProfiledThread::findOrAdd(const char* name) {
     const auto index = static_cast<std::uint32_t>(found - units_.begin());
     if (found == units_.end()) {
         units_.push_back(unit);
+    }
+    if (std::strcmp(unit.name, Common::kFrameSection) == 0) {
+        frameUnit_ = index;
     }
     return index;
 }

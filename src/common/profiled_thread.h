@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Common/Allocator.h"
+#include "common/frame_times.h"
 
 #include <array>
 #include <atomic>
@@ -36,8 +37,9 @@ public:
     // session: sections of an earlier one were cut off by its end, and do not count.
     void enter(const char* name, unsigned session, std::int64_t now);
 
-    // room: how many sections may still be kept one by one.
-    void leave(unsigned session, std::int64_t now, std::atomic<std::int64_t>& room);
+    // room: how many sections may still be kept one by one. frames: gets the time of a frame.
+    void leave(unsigned session, std::int64_t now, std::atomic<std::int64_t>& room,
+               FrameTimes& frames);
 
     void reset();
 
@@ -70,6 +72,7 @@ private:
     std::atomic<bool> hasEnded_{false};
     unsigned session_ = 0;
     std::size_t depth_ = 0;
+    std::uint32_t frameUnit_ = kNoUnit;
     std::array<Open, kMaxDepth> open_{};
     std::array<std::uint32_t, kCacheSize> cache_{}; // by the name's address; a guess to be checked
     qz::vector<ProfiledUnit> units_;

@@ -86,6 +86,7 @@ common::ProfiledUnits Profiler::Recording::merged() const {
 void Profiler::Recording::reset() {
     const std::lock_guard lock(mutex_);
     room = kMaxSections;
+    frames.reset();
     ended_.reset();
     for (common::ProfiledThread& thread : threads_) {
         thread.reset();
@@ -139,7 +140,8 @@ void Profiler::leaveSection() noexcept {
         return;
     }
     try {
-        recording->thread().leave(recording->session.load(), now, recording->room);
+        recording->thread().leave(recording->session.load(), now, recording->room,
+                                  recording->frames);
     } catch (...) {
         // Counted, but not in the trace.
     }
@@ -161,6 +163,20 @@ void Profiler::visit(Visitor visitor, void* context) const {
             static_cast<double>(unit.maximum) * second, total / static_cast<double>(unit.count)};
         visitor(context, name.c_str(), statistics);
     }
+}
+
+std::size_t Profiler::readFrames(std::uint64_t& next, double* seconds, std::size_t room) const {
+    const Recording* const recording = recording_.load(std::memory_order_acquire);
+    if (recording == nullptr) {
+        next = 0;
+        return 0;
+    }
+    const double second = 1.0 / static_cast<double>(QZ_get_tick_rate());
+    std::size_t count = 0;
+    next = recording->frames.read(next, room, [&](std::int64_t ticks) {
+        seconds[count++] = static_cast<double>(ticks) * second;
+    });
+    return count;
 }
 
 std::uint64_t Profiler::dropped() const {

@@ -4,6 +4,7 @@
 #include "Common/Allocator.h"
 #include "Common/Profiler.h"
 #include "common/ended_threads.h"
+#include "common/frame_times.h"
 #include "common/profiled_thread.h"
 #include "platform/thread_slot.h"
 
@@ -56,6 +57,7 @@ struct Common::Profiler::Recording {
 
     std::atomic<unsigned> session{0};
     std::atomic<std::int64_t> room{kMaxSections}; // negative: as many did not find any
+    common::FrameTimes frames;
 
 private:
     common::ProfiledThread& addThread();

@@ -57,7 +57,16 @@ TEST(Profiler, CountsAndTimesSectionsAndFrames) {
         EXPECT_DOUBLE_EQ(one.average, one.total / 3);
     }
     EXPECT_LE(all.at("inner").total, all.at("outer").total);
+    std::uint64_t next = 1;
+    double seconds[2];
+    ASSERT_EQ(profiler.readFrames(next, seconds, 2), 2U);
+    EXPECT_LE(seconds[0], all.at("frame").maximum);
+    EXPECT_GE(seconds[1], all.at("frame").minimum);
+    EXPECT_EQ(profiler.readFrames(next, seconds, 2), 0U);
+    EXPECT_EQ(next, 3U);
     profiler.reset();
+    EXPECT_EQ(profiler.readFrames(next, seconds, 2), 0U);
+    EXPECT_EQ(next, 0U);
     EXPECT_TRUE(statistics(profiler).empty());
 }
 

@@ -1,0 +1,50 @@
+// How long the last frames took.
+#pragma once
+
+#include "core/spin.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <mutex>
+
+namespace common {
+
+// Threads that have frames add to it; any other may read along.
+class FrameTimes {
+public:
+    static constexpr std::size_t kKept = 512;
+
+    void add(std::int64_t ticks) {
+        const std::lock_guard lock(lock_);
+        ticks_[count_ % kKept] = ticks;
+        ++count_;
+    }
+
+    void reset() {
+        const std::lock_guard lock(lock_);
+        count_ = 0;
+    }
+
+    // Calls back with each frame from number `next` on that is still there, at most `room` of them,
+    // and returns the number behind the last one. A number that is not reached yet is from before a
+    // reset.
+    template<class Visit>
+    std::uint64_t read(std::uint64_t next, std::size_t room, Visit visit) const {
+        const std::lock_guard lock(lock_);
+        const std::uint64_t oldest = count_ > kKept ? count_ - kKept : 0;
+        next = next > count_ ? oldest : std::max(next, oldest);
+        for (; room > 0 && next < count_; --room, ++next) {
+            visit(ticks_[next % kKept]);
+        }
+        return next;
+    }
+
+private:
+    mutable core::SpinLock lock_;
+    std::array<std::int64_t, kKept> ticks_{};
+    std::uint64_t count_ = 0;
+};
+
+} // namespace common
