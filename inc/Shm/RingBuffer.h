@@ -141,6 +141,10 @@ public:
     unsigned long GetHeaderSize() override;
     int Open(char* block) override;
 
+    /* The same for a block of strangers: memory reaches no further than `size` bytes, and a header
+     * that says otherwise is none. */
+    int Open(char* block, unsigned long size);
+
     /* Writing: PushStart announces the length of a record and makes room, discarding the oldest
      * ones; PushData, any number of times, brings its bytes; PushStop makes it visible.
      *

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <memory>
 
 namespace platform {
 
@@ -16,6 +17,11 @@ struct SharedMutex;
 // stands still in the middle of opening for a second.
 SharedMemory* openSharedMemory(const char* name, std::uint32_t size, void* security);
 void closeSharedMemory(SharedMemory* shared);
+
+struct SharedMemoryCloser {
+    void operator()(SharedMemory* shared) const { closeSharedMemory(shared); }
+};
+using OpenSharedMemory = std::unique_ptr<SharedMemory, SharedMemoryCloser>;
 
 char* bytesOf(const SharedMemory& shared);
 std::uint64_t sizeOf(const SharedMemory& shared);

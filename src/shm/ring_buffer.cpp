@@ -35,9 +35,13 @@ unsigned long CRingBuffer::GetHeaderSize() {
 }
 
 int CRingBuffer::Open(char* block) {
+    return Open(block, UINT32_MAX);
+}
+
+int CRingBuffer::Open(char* block, unsigned long size) {
     pushing_ = false;
     toPop_ = 0;
-    return CBaseRingBuffer::Open(block);
+    return Attach(block, size);
 }
 
 void CRingBuffer::InitHeader(unsigned long size) {

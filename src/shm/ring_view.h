@@ -4,13 +4,13 @@
 // attached to: a position outside of the data counts as its start. A position and the count of its
 // wraps are one word, so a party killed between any two instructions leaves a block in order.
 //
-// Readers take no lock against the writer, who may overwrite what they are copying. So the bytes
-// are copied in atomic pieces, each a release or an acquire: whoever has read a byte of a new
-// record also sees that the old one was given up, by `oldest`, and drops what he has read.
+// Readers take no lock against the writer, who may overwrite what they are copying: whoever has
+// read a byte of a new record also sees that the old one was given up, by `oldest`, and drops what
+// he has read.
 #pragma once
 
 #include "Shm/RingBuffer.h"
-#include "platform/compiler.h"
+#include "shm/shared_bytes.h"
 
 #include <algorithm>
 #include <atomic>
@@ -60,86 +60,6 @@ struct Record {
     std::uint32_t prefix;
     std::uint64_t restLength;
 };
-
-template<std::size_t Unit>
-bool isAlignedTo(const char* place) {
-    return reinterpret_cast<std::uintptr_t>(place) % Unit == 0;
-}
-
-template<class Word>
-void storeWord(char* to, const char* from) {
-    Word word = 0;
-    std::memcpy(&word, from, sizeof word);
-    std::atomic_ref(*reinterpret_cast<Word*>(to)).store(word, std::memory_order_release);
-}
-
-template<class Word>
-void loadWord(char* to, char* from) {
-    const Word word =
-        std::atomic_ref(*reinterpret_cast<Word*>(from)).load(std::memory_order_acquire);
-    std::memcpy(to, &word, sizeof word);
-}
-
-// Cuts `count` bytes at `block` into words: single bytes and fours up to the first place where an
-// eight can stand, eights, and the rest. `copy` takes an offset and one of the three, as a zero.
-template<class Copy>
-void forEachWord(const char* block, std::size_t count, Copy copy) {
-    std::size_t done = 0;
-    const auto cut = [&](auto word) {
-        copy(done, word);
-        return sizeof word;
-    };
-    while (done < count && !isAlignedTo<8>(block + done)) {
-        if (isAlignedTo<4>(block + done) && count - done >= 4) {
-            done += cut(std::uint32_t{});
-        } else {
-            done += cut(std::uint8_t{});
-        }
-    }
-    while (count - done >= 8) {
-        done += cut(std::uint64_t{});
-    }
-    if (count - done >= 4) {
-        done += cut(std::uint32_t{});
-    }
-    while (done < count) {
-        done += cut(std::uint8_t{});
-    }
-}
-
-// This processor keeps loads in order among themselves, and stores too, so one instruction does it
-// for long runs; its start takes longer than a few dozen words.
-#if defined(QZ_X64) && !defined(QZ_COPY_BY_WORDS)
-constexpr std::size_t kLongRun = 256;
-
-inline void copyLongRun(char* to, const char* from, std::size_t count) {
-    platform::moveBytes(to, from, count);
-}
-#else
-constexpr std::size_t kLongRun = SIZE_MAX;
-
-inline void copyLongRun(char*, const char*, std::size_t) {}
-#endif
-
-inline void storeShared(char* to, const char* from, std::size_t count) {
-    if (count >= kLongRun) {
-        copyLongRun(to, from, count);
-        return;
-    }
-    forEachWord(to, count, [=](std::size_t offset, auto word) {
-        storeWord<decltype(word)>(to + offset, from + offset);
-    });
-}
-
-inline void loadShared(char* to, char* from, std::size_t count) {
-    if (count >= kLongRun) {
-        copyLongRun(to, from, count);
-        return;
-    }
-    forEachWord(from, count, [=](std::size_t offset, auto word) {
-        loadWord<decltype(word)>(to + offset, from + offset);
-    });
-}
 
 class RingView {
 public:

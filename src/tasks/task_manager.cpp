@@ -6,6 +6,7 @@
 #include "Tasks/TaskManager.h"
 #include "platform/library.h"
 #include "platform/thread.h"
+#include "tasks/census.h"
 #include "tasks/queue_list.h"
 #include "tasks/task_ring.h"
 #include "tasks/workers.h"
@@ -49,6 +50,8 @@ public:
 
     bool stop(std::chrono::milliseconds limit);
     bool shutDown(std::chrono::milliseconds limit);
+
+    tasks::Census census();
 
 private:
     using Lock = tbb::spin_mutex::scoped_lock;
@@ -129,6 +132,13 @@ bool TaskManager::shutDown(std::chrono::milliseconds limit) {
     return stop(limit) && !Workers::isCalledByTask() && workers_.close(limit);
 }
 
+tasks::Census TaskManager::census() {
+    tasks::Census counted = workers_.census();
+    const Lock lock(mainThreadMutex_);
+    counted.mainThread = mainThreadTasks_.size();
+    return counted;
+}
+
 std::atomic<TaskManager*> existing{nullptr};
 std::atomic<bool> processIsEnding{false};
 
@@ -174,6 +184,11 @@ void tasks::discardAtExit() {
     if (TaskManager* const manager = existing) {
         manager->stop(std::chrono::milliseconds(0));
     }
+}
+
+tasks::Census tasks::census() {
+    TaskManager* const manager = existing;
+    return manager != nullptr ? manager->census() : Census{};
 }
 
 void QZ_add_task(void* argument, QZ_task_function function) {

@@ -310,6 +310,11 @@ bool Workers::close(std::chrono::milliseconds limit) {
     return true;
 }
 
+Census Workers::census() {
+    const Lock lock(mutex_);
+    return {isClosed_ ? 0 : mostDrainers_, drainers_ - looking_, tasks_.size(), 0};
+}
+
 bool Workers::tasksHaveEnded() {
     const Lock lock(mutex_);
     return inside_ <= drainersHere && calling_ == 0;

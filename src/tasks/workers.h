@@ -1,6 +1,7 @@
 // The pool that runs tasks: one queue, and worker threads that drain it.
 #pragma once
 
+#include "tasks/census.h"
 #include "tasks/scheduler.h"
 #include "tasks/spare_threads.h"
 #include "tasks/task_ring.h"
@@ -53,6 +54,9 @@ public:
     bool close(std::chrono::milliseconds limit);
 
     bool isStopped() const { return isStopped_.load(std::memory_order_acquire); }
+
+    // Without the tasks of the main thread.
+    Census census();
 
     // Whether the calling thread is in the middle of a task.
     static bool isCalledByTask();
