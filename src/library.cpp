@@ -23,6 +23,7 @@
 #include "platform/entry.h"
 #include "random/default_manager.h"
 #include "tasks/task_manager.h"
+#include "util/publication.h"
 
 #include <clocale>
 #include <cstdint>
@@ -115,6 +116,7 @@ void attach() {
 
 // The process goes on without the library, and nobody is in a call.
 void detach() {
+    util::closePublication();
     dropFactoryManager();
     delete std::exchange(globalMail, nullptr);
     mail::closeMemory();
@@ -137,6 +139,7 @@ void detach() {
 // there is nobody to receive messages.
 void detachAtExit() {
     tasks::discardAtExit();
+    util::closePublication();
     if (mailServer != nullptr) {
         mailServer->close();
     }

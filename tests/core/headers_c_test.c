@@ -18,6 +18,7 @@
 #include "Globals.h"
 #include "Lua/State.h"
 #include "Tasks/TaskManager.h"
+#include "Util/Publish.h"
 #include "VFS/Archive.h"
 #include "VFS/Binary.h"
 #include "VFS/File.h"

@@ -1,0 +1,54 @@
+/* A running program that can be watched.
+ *
+ *     while (running) {
+ *         update();
+ *         qz_publish("game"); // once a frame, for "qz log follow game" and "qz top game"
+ *     }
+ *     qz_publish_stop();
+ *
+ * What is published stands in named shared memory: the log's messages, the watches, the times of
+ * globalProfiler's frames, and how much the task manager has to do. Others look at it without a
+ * lock: nobody who looks, stands still or is killed while looking can hold the program up. The
+ * memory belongs to this process: programs of the same name have one each, told apart by the
+ * process's number. It is gone with the process, however that ends. docs/formats/shared-memory.md
+ * has its bytes.
+ *
+ * C and C++; frame times are there while globalProfiler (C++) runs.
+ */
+#ifndef QZCORE_UTIL_PUBLISH_H
+#define QZCORE_UTIL_PUBLISH_H
+
+#include "Core/Export.h"
+
+QZ_EXTERN_C_BEGIN
+
+/* Publishes what has come since the last call. Call it once a frame: it takes less than a
+ * microsecond, and four times a second about ten more, for the watches.
+ *
+ * name: what the program is called by those who watch it: 1 to 48 letters, digits, ".", "-" and
+ *   "_". The first call makes the memory, 256 KiB; so does one with another name, after it has let
+ *   go of the old.
+ *
+ * The log is read through a hook, and begins with the first call after qz_log_start. Other
+ * processes see the newest 1000 messages or more. At most 512 wait between two calls; what comes on
+ * top is counted as lost.
+ *
+ * Watches are read on the calling thread, at most every 250 ms. A name is published up to 31 bytes,
+ * a value up to 95. What a callback throws reaches the caller.
+ *
+ * Returns 1; 0 if nothing is published: the name is none, or the system gives no memory. The log
+ * then has one ERROR line, and calls with the same name do nothing until qz_publish_stop.
+ *
+ * Threads: any. A call during another one, from a watch for example, does nothing and returns 1. In
+ * a child that was forked, calls publish a program of its own, without a log. */
+QZ_API int qz_publish(const char* name);
+
+/* Publishes the last messages, and lets go of the memory and of the hook. Does nothing if nothing
+ * is published. Call it before qz_log_stop, so that who follows the log sees its end; the end of
+ * the process and the unloading of the library do it as well. Any thread may call it, but no watch.
+ */
+QZ_API void qz_publish_stop(void);
+
+QZ_EXTERN_C_END
+
+#endif

@@ -1,0 +1,194 @@
+#include "util/publication.h"
+
+#include "Common/Profiler.h"
+#include "Core/Clock.h"
+#include "Core/Watch.h"
+#include "core/library_log.h"
+#include "platform/thread.h"
+#include "tasks/census.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <span>
+#include <utility>
+
+namespace util {
+
+namespace {
+
+constexpr double kSecondsBetweenLooks = 0.25;
+constexpr double kSecondsOfRate = 1.0;
+constexpr double kNanosecondsASecond = 1e9;
+
+// Other threads may log as fast as this one reads.
+constexpr int kMostMessages = 512;
+
+std::uint64_t nanosecondsSince1970() {
+    const auto time = std::chrono::system_clock::now().time_since_epoch();
+    return static_cast<std::uint64_t>(
+        std::chrono::duration_cast<std::chrono::nanoseconds>(time).count());
+}
+
+std::uint32_t limited(std::size_t count) {
+    return static_cast<std::uint32_t>(std::min<std::size_t>(count, UINT32_MAX));
+}
+
+struct Watches {
+    PublishedWatch places[kPublishedWatches] = {};
+    std::size_t count = 0;
+};
+
+// One name after the other, and the values later: their callbacks must not meet the table's lock.
+Watches readWatches() {
+    Watches read;
+    QZ_watch_get_list(
+        [](const char* name, void* context) {
+            auto& watches = *static_cast<Watches*>(context);
+            if (watches.count < kPublishedWatches) {
+                PublishedWatch& place = watches.places[watches.count++];
+                std::snprintf(place.name, sizeof place.name, "%s", name);
+            }
+        },
+        &read);
+    for (PublishedWatch& watch : std::span(read.places, read.count)) {
+        QZ_watch_get_one(watch.name, 0, watch.value, sizeof watch.value);
+        watch.value[sizeof watch.value - 1] = '\0';
+    }
+    return read;
+}
+
+} // namespace
+
+Publication::Publication(std::string_view name, std::uint64_t process)
+    : name_(name), process_(process) {}
+
+std::unique_ptr<Publication> Publication::open(std::string_view name) {
+    const auto process = static_cast<std::uint64_t>(platform::processId());
+    std::unique_ptr<Publication> made(new Publication(name, process));
+    return made->makeBlock() ? std::move(made) : nullptr;
+}
+
+// The running memory comes last: who finds it finds the block in order.
+bool Publication::makeBlock() {
+    memory_.reset(platform::openSharedMemory(publishedAs(kBlockPrefix, name_, process_).c_str(),
+                                             PublishedBlock::kSize, nullptr));
+    if (memory_ == nullptr || platform::sizeOf(*memory_) < PublishedBlock::kSize) {
+        return false;
+    }
+    initialise();
+    running_.reset(platform::openSharedMemory(publishedAs(kRunningPrefix, name_, process_).c_str(),
+                                              sizeof(std::uint64_t), nullptr));
+    return running_ != nullptr;
+}
+
+// Somebody may still look at the block of a dead program that had our name and our number.
+void Publication::initialise() {
+    block_ = reinterpret_cast<PublishedBlock*>(platform::bytesOf(*memory_));
+    PublishedHead& head = block_->head;
+    const std::atomic_ref mark(head.mark);
+    mark.store(0, std::memory_order_relaxed);
+    {
+        const PublishedChange change(head);
+        storePublished(head.size, static_cast<std::uint32_t>(PublishedBlock::kSize));
+        storePublished(head.process, process_);
+        storePublished(head.started, nanosecondsSince1970());
+        storePublished(block_->snapshot, PublishedSnapshot{});
+    }
+    log_.Init(block_->log, sizeof block_->log);
+    mark.store(kPublishedMark, std::memory_order_release);
+}
+
+Publication::~Publication() {
+    if (isHooked_ && isOfThisProcess()) {
+        publishLog();
+        qz_log_hook_stop();
+    }
+}
+
+bool Publication::isOfThisProcess() const {
+    return process_ == static_cast<std::uint64_t>(platform::processId());
+}
+
+bool Publication::isOf(std::string_view name) const {
+    return name == name_ && isOfThisProcess();
+}
+
+void Publication::publish() {
+    const double now = QZ_get_time();
+    const bool isTimeToLook = now >= nextLook_;
+    if (isTimeToLook) {
+        nextLook_ = now + kSecondsBetweenLooks;
+        // The log may be started after the first call.
+        isHooked_ = isHooked_ || qz_log_hook_start() == 0;
+        measureRate(now);
+        publishWatches();
+    }
+    publishLog();
+    publishFigures();
+}
+
+void Publication::publishLog() {
+    const qz_log_entry* entry = nullptr;
+    for (int i = 0; isHooked_ && i < kMostMessages && (entry = qz_log_hook_read()) != nullptr;
+         ++i) {
+        publishMessage(*entry);
+    }
+}
+
+void Publication::publishMessage(const qz_log_entry& entry) {
+    PublishedMessage message{entry.time, entry.level, entry.lost, {}};
+    std::snprintf(message.module, sizeof message.module, "%s", entry.module);
+    const std::size_t length = std::strlen(entry.message);
+    if (log_.PushStart(static_cast<unsigned long>(sizeof message + length)) != 0) {
+        log_.PushData(reinterpret_cast<const char*>(&message), sizeof message);
+        log_.PushData(entry.message, static_cast<unsigned long>(length));
+        log_.PushStop();
+    }
+}
+
+void Publication::publishFigures() {
+    const tasks::Census census = tasks::census();
+    figures_.workers = limited(census.workers);
+    figures_.tasksRunning = limited(census.running);
+    figures_.tasksWaiting = limited(census.waiting);
+    figures_.mainThreadTasks = limited(census.mainThread);
+    figures_.time = nanosecondsSince1970();
+    const PublishedChange change(block_->head);
+    publishFrames();
+    storePublished(block_->snapshot.figures, figures_);
+}
+
+void Publication::publishFrames() {
+    double seconds[kPublishedFrames];
+    const std::size_t count = globalProfiler.readFrames(nextFrame_, seconds, kPublishedFrames);
+    for (const double duration : std::span(seconds, count)) {
+        std::uint64_t& place = block_->snapshot.frameTimes[figures_.frames++ % kPublishedFrames];
+        storePublished(place, static_cast<std::uint64_t>(duration * kNanosecondsASecond));
+    }
+}
+
+// The callbacks are done before the snapshot changes: readers wait for that.
+void Publication::publishWatches() {
+    const Watches read = readWatches();
+    figures_.watches = read.count;
+    const PublishedChange change(block_->head);
+    storePublished(block_->snapshot.watches, read.places);
+    storePublished(block_->snapshot.figures, figures_);
+}
+
+void Publication::measureRate(double now) {
+    if (rateStart_ != 0 && now - rateStart_ < kSecondsOfRate) {
+        return;
+    }
+    if (rateStart_ != 0) {
+        figures_.rateFrames = figures_.frames - rateStartFrames_;
+        figures_.rateNanoseconds =
+            static_cast<std::uint64_t>((now - rateStart_) * kNanosecondsASecond);
+    }
+    rateStart_ = now;
+    rateStartFrames_ = figures_.frames;
+}
+
+} // namespace util

@@ -1,0 +1,63 @@
+// The memory in which a program publishes itself.
+#pragma once
+
+#include "Shm/RingBuffer.h"
+#include "platform/shared_memory.h"
+#include "util/published_block.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+struct qz_log_entry;
+
+namespace util {
+
+// For the unloading of the library and for the end of the process: lets go of what is published,
+// for good. Leaves it alone if another thread is just publishing.
+void closePublication();
+
+class Publication {
+public:
+    // Null if the system gives no memory. Throws std::bad_alloc.
+    static std::unique_ptr<Publication> open(std::string_view name);
+
+    ~Publication();
+    Publication(const Publication&) = delete;
+    Publication& operator=(const Publication&) = delete;
+
+    // Whether it is this process's, and of that name.
+    bool isOf(std::string_view name) const;
+
+    void publish();
+
+private:
+    Publication(std::string_view name, std::uint64_t process);
+
+    bool makeBlock();
+    void initialise();
+    bool isOfThisProcess() const;
+
+    void publishLog();
+    void publishMessage(const qz_log_entry& entry);
+    void publishFigures();
+    void publishFrames();
+    void publishWatches();
+    void measureRate(double now);
+
+    const std::string name_;
+    const std::uint64_t process_;
+    platform::OpenSharedMemory memory_;
+    platform::OpenSharedMemory running_; // let go of first
+    PublishedBlock* block_ = nullptr;
+    CRingBuffer log_;
+    bool isHooked_ = false;
+    PublishedFigures figures_{};
+    std::uint64_t nextFrame_ = 0; // of the profiler
+    double nextLook_ = 0;         // at the watches
+    double rateStart_ = 0;
+    std::uint64_t rateStartFrames_ = 0;
+};
+
+} // namespace util

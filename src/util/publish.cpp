@@ -1,0 +1,97 @@
+#include "Util/Publish.h"
+
+#include "core/library_log.h"
+#include "core/spin.h"
+#include "util/publication.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <mutex>
+#include <new>
+#include <string_view>
+
+namespace {
+
+constexpr char kModule[] = "QZCORE";
+constexpr std::size_t kLongestName = 48;
+
+constinit core::SpinLock turn; // of all below
+constinit util::Publication* current = nullptr;
+constinit bool isRefused = false;
+constinit char refusedName[kLongestName + 2] = ""; // cut: longer ones are all refused
+constinit bool isClosed = false;
+
+bool isName(std::string_view name) {
+    return !name.empty() && name.size() <= kLongestName && std::ranges::all_of(name, [](char c) {
+        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+               c == '.' || c == '-' || c == '_';
+    });
+}
+
+void refuse(const char* name, const char* why) {
+    isRefused = true;
+    std::snprintf(refusedName, sizeof refusedName, "%s", name);
+    char line[256];
+    std::snprintf(line, sizeof line, "\"%.64s\" is not published: %s", name, why);
+    qz_log(kModule, QZ_LOG_ERROR, line);
+}
+
+bool wasRefused(const char* name) {
+    return isRefused && std::strncmp(name, refusedName, sizeof refusedName - 1) == 0;
+}
+
+void letGo() {
+    delete current;
+    current = nullptr;
+    isRefused = false;
+}
+
+void open(const char* name) {
+    letGo();
+    if (!isName(name)) {
+        refuse(name, "a name has 1 to 48 letters, digits, \".\", \"-\" and \"_\"");
+        return;
+    }
+    try {
+        current = util::Publication::open(name).release();
+    } catch (const std::bad_alloc&) { // told below
+    }
+    if (current == nullptr) {
+        refuse(name, "the system gives no shared memory");
+    }
+}
+
+} // namespace
+
+void util::closePublication() {
+    const std::unique_lock lock(turn, std::try_to_lock);
+    if (lock.owns_lock()) {
+        letGo();
+        isClosed = true;
+    }
+}
+
+int qz_publish(const char* name) {
+    const std::unique_lock lock(turn, std::try_to_lock);
+    if (!lock.owns_lock()) {
+        return 1;
+    }
+    const char* const wanted = name == nullptr ? "" : name;
+    if (isClosed || wasRefused(wanted)) {
+        return 0;
+    }
+    if (current == nullptr || !current->isOf(wanted)) {
+        open(wanted);
+    }
+    if (current == nullptr) {
+        return 0;
+    }
+    current->publish();
+    return 1;
+}
+
+void qz_publish_stop(void) {
+    const std::lock_guard lock(turn);
+    letGo();
+}
