@@ -14,6 +14,7 @@
 #include "Globals.h"
 #include "Tasks/TaskManager.h"
 #include "Util/FPS_Controller.h"
+#include "Util/Publish.h"
 #include "VFS/Locations.h"
 
 #include <cstdio>
@@ -55,7 +56,7 @@ void runFrame(Fleet& fleet, double seconds) {
 
 /* Returns how many frames ran. They are paced, but each one is a step of the same length, so that
  * ferries sail the same way on every machine. */
-int sail(Fleet& fleet, const Settings& settings, LogRing& logRing) {
+int sail(Fleet& fleet, const Settings& settings) {
     globalFpsController->SetMaxFPS(static_cast<float>(settings.rate));
     int frame = 0;
     double start = 0;
@@ -65,7 +66,7 @@ int sail(Fleet& fleet, const Settings& settings, LogRing& logRing) {
             start = globalFpsController->totalTime();
         }
         runFrame(fleet, 1.0 / settings.rate);
-        logRing.pump();
+        qz_publish(kProgram);
     }
     const double duration = globalFpsController->totalTime() - start;
     if (duration > 0) {
@@ -101,7 +102,7 @@ void writeProfile() {
 
 } // namespace
 
-void runFrames(const World& world, const Settings& settings, bool fresh, LogRing& logRing) {
+void runFrames(const World& world, const Settings& settings, bool fresh) {
     const std::string file = resultFile("logbook.txt");
     const std::string image = resultFile("ferries.img");
     const auto identity = static_cast<std::uint32_t>(QZ_hash_string(world.title.c_str(), 0));
@@ -110,7 +111,7 @@ void runFrames(const World& world, const Settings& settings, bool fresh, LogRing
         Fleet fleet(world, fresh ? std::vector<FerryImage>() : loadFleet(image, identity), logbook);
         const EndOfTasks endOfTasks;
         globalProfiler.start();
-        logVoyages(fleet, sail(fleet, settings, logRing));
+        logVoyages(fleet, sail(fleet, settings));
         saveFleet(image, identity, fleet.images());
     }
     std::printf("result: %s\n", file.c_str());

@@ -2,13 +2,12 @@
 #ifndef QZ_HOST_FRAMES_H
 #define QZ_HOST_FRAMES_H
 
-#include "log_ring.h"
 #include "settings.h"
 #include "world.h"
 
 /* Lets the ferries of a world sail for as many frames as the settings say, or until somebody wishes
  * to stop; then writes the logbook, the profile and what the ferries go on from next time into the
  * write directory. fresh: they do not go on from the last time. Throws UserError. */
-void runFrames(const World& world, const Settings& settings, bool fresh, LogRing& logRing);
+void runFrames(const World& world, const Settings& settings, bool fresh);
 
 #endif

@@ -6,6 +6,9 @@
 
 #include <string>
 
+/* What the host is called by who watches it: qz log follow qz_host, qz top qz_host. */
+inline constexpr char kProgram[] = "qz_host";
+
 /* Logs a formatted message of the host itself. */
 void hostLog(unsigned int level, const char* format, ...) QZ_PRINTF_LIKE(2, 3);
 

@@ -3,7 +3,6 @@
  * make it your own. */
 #include "directories.h"
 #include "frames.h"
-#include "log_ring.h"
 #include "logging.h"
 #include "options.h"
 #include "progress.h"
@@ -17,6 +16,7 @@
 #include "Core/CrashReport.h"
 #include "Core/Environment.h"
 #include "Core/Log.h"
+#include "Util/Publish.h"
 #include "VFS/Archive.h"
 #include "VFS/File.h"
 #include "VFS/Locations.h"
@@ -74,7 +74,7 @@ std::string worldFile(const Options& options, const Settings& settings) {
 /* Not if the script has failed or was stopped. */
 void runFramesAfter(int exitCode, const Script& script) {
     if (exitCode == 0 && script.world && script.settings.frames > 0) {
-        runFrames(*script.world, script.settings, script.fresh, *script.logRing);
+        runFrames(*script.world, script.settings, script.fresh);
     }
 }
 
@@ -114,7 +114,7 @@ void logEnd(int exitCode) {
     }
 }
 
-int work(const Options& options, const Startup& startup, LogRing& ring) {
+int work(const Options& options, const Startup& startup) {
     Progress progress(startup.progressLines);
     mountData(options.data);
     Settings settings = readSettings(options);
@@ -122,10 +122,10 @@ int work(const Options& options, const Startup& startup, LogRing& ring) {
     Script script = describeScript(options, settings);
     script.checks = startup.checks;
     script.progress = &progress;
-    script.logRing = &ring;
     logScript(script.name);
     logStart(script);
     catchInterrupts();
+    qz_publish(kProgram);
     int exitCode = runScript(script);
     progress.clear();
     runFramesAfter(exitCode, script);
@@ -138,9 +138,8 @@ int work(const Options& options, const Startup& startup, LogRing& ring) {
 
 /* Whatever goes wrong ends in one line. */
 int workOrExplain(const Options& options, const Startup& startup) {
-    LogRing ring("qz_host");
     try {
-        return work(options, startup, ring);
+        return work(options, startup);
     } catch (const std::exception& failure) {
         hostLog(QZ_LOG_ERROR, "%s", failure.what());
         return kExitFailure;
@@ -178,6 +177,7 @@ int run(const Options& options, const Startup& startup) {
     if (logging) {
         std::printf("logs:   %s\n", logs.c_str());
     }
+    qz_publish_stop();
     vfs_deinit();
     VFS_exit();
     bt_fini();

@@ -11,6 +11,7 @@
 #include "Core/Log.h"
 #include "Lua/Loader.h"
 #include "Lua/State.h"
+#include "Util/Publish.h"
 #include "VFS/Archive.h"
 #include "VFS/File.h"
 #include "VFS/Locations.h"
@@ -50,7 +51,7 @@ void checkForStop(lua_State* L, lua_Debug* = nullptr) {
 int hostProgress(lua_State* L) {
     const double fraction = luaL_checknumber(L, 1);
     runOf(L)->script->progress->report(fraction, luaL_optstring(L, 2, ""));
-    runOf(L)->script->logRing->pump();
+    qz_publish(kProgram);
     checkForStop(L);
     return 0;
 }

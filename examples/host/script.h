@@ -2,7 +2,6 @@
 #ifndef QZ_HOST_SCRIPT_H
 #define QZ_HOST_SCRIPT_H
 
-#include "log_ring.h"
 #include "progress.h"
 #include "settings.h"
 #include "world.h"
@@ -22,7 +21,6 @@ struct Script {
     bool fresh = false;    // do not read that file
     int checks = 10000;    // instructions between two looks for Ctrl-C
     Progress* progress = nullptr;
-    LogRing* logRing = nullptr;
 };
 
 /* "Lua 5.1.5" or LuaJIT's version. */

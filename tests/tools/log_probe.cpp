@@ -1,9 +1,10 @@
-// A program with a log: logs what its standard input says, "<level> <module> <message>" a line, and
-// publishes it under the name it was given.
-#include "log_ring.h"
-
-#include "Core/Clock.h"
+// A program that is watched: logs what its standard input says, "<level> <module> <message>" a
+// line, and publishes itself under the name it was given, with a watch and frames of some
+// milliseconds.
+#include "Common/Profiler.h"
 #include "Core/Log.h"
+#include "Core/Watch.h"
+#include "Util/Publish.h"
 
 #include <chrono>
 #include <cstdio>
@@ -13,21 +14,39 @@
 
 QZ_LOG_ECHO_LEVELS(0);
 
+namespace {
+
+size_t printLevel(unsigned int, char* buffer, size_t size, void*) {
+    return static_cast<size_t>(std::snprintf(buffer, size, "3 \033[2J of 7"));
+}
+
+bool runFrame(const char* name) {
+    globalProfiler.startFrame();
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    globalProfiler.endFrame();
+    return qz_publish(name) == 1;
+}
+
+} // namespace
+
 int main(int argc, char** argv) {
     if (argc != 2 || qz_log_start(nullptr, nullptr) != 0) {
         return 2;
     }
-    LogRing ring(argv[1]);
+    QZ_watch_set("Level", printLevel, nullptr);
+    globalProfiler.start();
+    if (!runFrame(argv[1])) {
+        return 3;
+    }
     std::puts("ready");
     std::fflush(stdout);
     unsigned int level = 0;
     std::string module, message;
     while (std::cin >> std::hex >> level >> module && std::getline(std::cin >> std::ws, message)) {
         qz_log(module.c_str(), level, message.c_str());
-        // A few frames, until the writer thread has handed it over.
+        // Until the writer thread has handed it over.
         for (int frame = 0; frame < 20; ++frame) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(2));
-            ring.pump();
+            runFrame(argv[1]);
         }
     }
     return 0;

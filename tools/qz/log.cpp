@@ -1,15 +1,15 @@
 #include "log.h"
 
+#include "command_line.h"
 #include "failure.h"
 #include "log_commands.h"
 #include "terminal.h"
 
+#include "Core/Log.h"
+
 #include <algorithm>
-#include <cctype>
-#include <charconv>
-#include <cstdio>
 #include <optional>
-#include <string_view>
+#include <string>
 
 namespace {
 
@@ -17,10 +17,12 @@ constexpr char kUsage[] =
     "Usage: qz log list\n"
     "       qz log follow [options] NAME\n"
     "\n"
-    "Shows the logs that running programs publish.\n"
+    "Shows the logs of running programs that publish themselves.\n"
     "\n"
-    "  list               the names of the logs that there are\n"
-    "  follow NAME        the newest lines of a log, then each one as it comes\n"
+    "  list               the programs, by name and process number\n"
+    "  follow NAME        the newest lines of a log, then each one as it comes; when the program\n"
+    "                     ends, those of the next one of that name\n"
+    "  follow NAME.NUMBER the same of one process, until it ends\n"
     "\n"
     "  --level LEVEL      only alert, error, warning, info, debug or trace, and what is worse\n"
     "  --module MODULE    only the lines of this module\n"
@@ -29,44 +31,11 @@ constexpr char kUsage[] =
     "  --count N          end after N lines\n"
     "  --timeout SECONDS  end after this time; otherwise Ctrl-C ends it\n";
 
-class CommandLine {
-public:
-    explicit CommandLine(const Arguments& arguments)
-        : next_(arguments.begin()), end_(arguments.end()) {}
-
-    bool isAtEnd() const { return next_ == end_; }
-    const std::string& take() { return *next_++; }
-
-    const std::string& valueOf(const std::string& option) {
-        if (isAtEnd()) {
-            throw UsageError(option + " wants a value");
-        }
-        return take();
-    }
-
-    // All of the value, and more than 0.
-    template<class Number>
-    Number numberOf(const std::string& option) {
-        const std::string& text = valueOf(option);
-        Number value{};
-        const auto [end, problem] = std::from_chars(text.data(), text.data() + text.size(), value);
-        if (problem != std::errc() || end != text.data() + text.size() || !(value > 0)) {
-            throw UsageError(option + " wants a number above 0, not " + text);
-        }
-        return value;
-    }
-
-private:
-    Arguments::const_iterator next_;
-    Arguments::const_iterator end_;
-};
-
-int rankOf(const std::string& level) {
-    std::string name = level;
-    std::ranges::transform(name, name.begin(), [](unsigned char c) { return std::toupper(c); });
-    const int rank = rankOfLevel(name);
+int rankOf(const std::string& name) {
+    unsigned int level = 0;
+    const int rank = qz_log_parse_levels(name.c_str(), &level) != 0 ? rankOfLevel(level) : -1;
     if (rank < 0) {
-        throw UsageError("there is no level " + level);
+        throw UsageError("there is no level " + name);
     }
     return rank;
 }
@@ -102,12 +71,12 @@ void follow(const Arguments& arguments) {
             continue;
         }
         if (name) {
-            throw UsageError("one log at a time");
+            throw UsageError("one program at a time");
         }
         name = argument;
     }
     if (!name) {
-        throw UsageError("follow which log?");
+        throw UsageError("follow which program?");
     }
     logFollow(*name, options);
 }

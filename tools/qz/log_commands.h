@@ -5,6 +5,8 @@
 #include <limits>
 #include <string>
 
+struct LogLine;
+
 struct FollowOptions {
     int rank = -1;      // --level: as rankOfLevel has it; -1: every line
     std::string module; // --module: empty: every one's
@@ -14,10 +16,13 @@ struct FollowOptions {
     std::chrono::duration<double> time{std::numeric_limits<double>::infinity()};
 };
 
-// 0 for the most severe; -1 if there is no level of that name, in capitals.
-int rankOfLevel(const std::string& name);
+// 0 for the most severe; -1 if there is no such level.
+int rankOfLevel(unsigned int level);
+
+// "00012.345"
+std::string timeOfLine(const LogLine& line);
 
 void logList();
 
-// Throws Failure if there is no such log.
+// Throws Failure if there is no such program.
 void logFollow(const std::string& name, const FollowOptions& options);
