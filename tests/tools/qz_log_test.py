@@ -1,5 +1,8 @@
-"""Follows the log of another program: qz_log_test.py path/to/log_probe [emulator] path/to/qz"""
+"""Watches another program: qz_log_test.py path/to/log_probe [emulator] path/to/qz"""
+import glob
+import json
 import os
+import re
 import subprocess
 import sys
 import unittest
@@ -34,8 +37,8 @@ class LogTest(unittest.TestCase):
         program.stdin.close()
         program.stdout.close()
 
-    def qz(self, *arguments, code=0):
-        done = subprocess.run([*QZ, "log", *arguments], text=True, capture_output=True,
+    def qz(self, *arguments, code=0, command="log"):
+        done = subprocess.run([*QZ, command, *arguments], text=True, capture_output=True,
                               stdin=subprocess.DEVNULL, timeout=60)
         self.assertEqual(done.returncode, code, done.stderr)
         return done.stdout if code == 0 else done.stderr
@@ -71,25 +74,72 @@ class LogTest(unittest.TestCase):
             self.assertNotRegex(line, "[\x00-\x1f\x7f-\x9f]")
             self.assertTrue(line.endswith("2Jred" if b"red" in text else "\u00e9\u20ac"), line)
 
-    def test_live(self):
+    def listed(self):
+        """The process numbers of the programs of our name."""
+        programs = [line.split() for line in self.qz("list").splitlines()]
+        return [number for name, number in programs if name == self.name]
+
+    def test_two_of_one_name(self):
+        self.publish(self.name + ".b", [])
+        one = self.publish(self.name, ["40 M one"])
+        first, = self.listed()
+        two = self.publish(self.name, ["40 M two"])
+        numbers = self.listed()
+        self.assertEqual(len(numbers), 2)
+        for number in numbers:
+            line, = self.follow(f"{self.name}.{number}", "--module", "M", "--count", "1")
+            self.assertTrue(line.endswith("one" if number == first else "two"), line)
+            self.assertIn(f"{self.name}.{number}", self.qz("follow", self.name, code=1))
+        self.stop(two)
+        self.assertEqual(self.listed(), [first])
+        self.stop(one)
+        self.assertEqual(self.listed(), [])
+        self.assertIn("no running program", self.qz("follow", self.name, code=1))
+
+    def test_the_next_one_is_found(self):
+        def said():
+            return re.sub(r"process \d+", "process N", follower.stdout.readline())
         program = self.publish(self.name, [])
-        follower = subprocess.Popen([*QZ, "log", "follow", self.name, "--module", "M", "--count", "2"],
+        follower = subprocess.Popen([*QZ, "log", "follow", self.name, "--module", "M", "--count", "3"],
                                     text=True, stdout=subprocess.PIPE)
         self.addCleanup(follower.stdout.close)
-        for message in ("first", "second"):
+        for message in ("first", "last words"):
             self.log(program, f"40 M {message}")
-            self.assertRegex(follower.stdout.readline(), f"INFO    M: {message}$")
+            self.assertRegex(said(), f"INFO    M: {message}$")
+        self.stop(program)  # with a signal that nothing can catch
+        self.assertEqual(said(), f"... {self.name}, process N, has ended\n")
+        self.assertEqual(self.listed(), [])
+        self.publish(self.name, ["40 M anew"])
+        self.assertEqual(said(), f"... {self.name}, process N, has started\n")
+        self.assertRegex(said(), "INFO    M: anew$")
         self.assertEqual(follower.wait(60), 0)
 
-    def test_list(self):
-        names = [self.name, self.name + ".b"]
-        programs = [self.publish(name, LINES[:1]) for name in names]
-        found = self.qz("list").split()
-        self.assertEqual([name for name in found if name in names], names)
-        self.stop(programs[0])
-        self.assertNotIn(self.name, self.qz("list").split())
-        self.assertIn("no running program", self.qz("follow", self.name, code=1))
-        self.assertIn(names[1], self.qz("list").split())
+    def test_nothing_is_left(self):
+        self.stop(self.publish(self.name))
+        self.publish(self.name + ".b")  # clears up behind it
+        self.assertEqual(glob.glob(f"/dev/shm/*{self.name}.[0-9]*"), [])
+
+    def top(self, *arguments):
+        return self.qz(*arguments, self.name, command="top")
+
+    def test_top(self):
+        self.publish(self.name)
+        self.follow(self.name, "--grep", "packet", "--count", "1")
+        look = json.loads(self.top("--once", "--json"))
+        self.assertEqual([look["name"], look["running"]], [self.name, True])
+        self.assertEqual(look["watches"]["Level"], "3 \x1b[2J of 7")
+        self.assertEqual(look["log"][-1]["message"], "packet 7")
+        frames = look["frames"]["milliseconds"]
+        self.assertGreater(look["frames"]["count"], 20 * (len(LINES) - 1))
+        self.assertTrue(1 < frames["median"] <= frames["p90"] <= frames["p99"] <= frames["max"], frames)
+        picture = self.top("--once")
+        self.assertNotRegex(picture, "[\x00-\x09\x0b-\x1f\x7f-\x9f]")
+        self.assertTrue(all(len(line) <= 80 for line in picture.splitlines()), picture)
+        for part in (f"^{self.name}, process ", "^frame .* median .* p90 .* p99 ", "\u2588", "^tasks ",
+                     r"^Level +3 \?\[2J of 7$", "^[0-9.]{9} TRACE   NET: packet 7$"):
+            self.assertRegex(picture, re.compile(part, re.M))
+        self.assertGreater(len(self.top("--json", "--timeout", "2").splitlines()), 1)
+        self.assertIn("no running program", self.qz("nobody", command="top", code=1))
 
     def test_colours(self):
         pty = __import__("pty") if len(QZ) == 1 else self.skipTest("needs a terminal")
@@ -97,11 +147,12 @@ class LogTest(unittest.TestCase):
         for options, expected in (([], "\x1b[31mERROR\x1b[0m   NET"), (["--no-color"], " ERROR   NET")):
             ours, theirs = pty.openpty()
             # The module, because the library's own first lines may be there.
-            subprocess.run([*QZ, "log", "follow", self.name, "--module", "NET", "--count", "1", *options],
-                           stdout=theirs, env={**os.environ, "TERM": "xterm"}, timeout=60,
-                           check=True)
+            for command in (["log", "follow", self.name, "--module", "NET", "--count", "1"],
+                            ["top", "--once", self.name]):
+                subprocess.run([*QZ, *command, *options], stdout=theirs, timeout=60, check=True,
+                               env={**os.environ, "TERM": "xterm"})
+                self.assertIn(expected, os.read(ours, 5000).decode())
             os.close(theirs)
-            self.assertIn(expected, os.read(ours, 1000).decode())
             os.close(ours)
 
     def test_usage(self):
@@ -110,6 +161,8 @@ class LogTest(unittest.TestCase):
                       ["follow", "a", "--level", "loud"], ["follow", "a", "--count", "0"],
                       ["follow", "a", "--timeout", "1s"], ["follow", "a", "--grep"]):
             self.assertRegex(self.qz(*wrong, code=2), "qz: .*error:")
+        for wrong in ([], ["a", "b"], ["--frob", "a"], ["a", "--timeout", "0"]):
+            self.assertRegex(self.qz(*wrong, command="top", code=2), "qz: .*error:")
 
 
 if __name__ == "__main__":

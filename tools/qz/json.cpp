@@ -12,6 +12,52 @@ namespace {
 
 using Iterator = ConfigParser::iterator;
 
+// Of the character that the text begins with; 0 if that is not UTF-8.
+size_t sequenceLength(std::string_view text) {
+    const auto lead = static_cast<unsigned char>(text[0]);
+    const size_t length = lead < 0x80   ? 1
+                          : lead < 0xC2 ? 0
+                          : lead < 0xE0 ? 2
+                          : lead < 0xF0 ? 3
+                          : lead < 0xF5 ? 4
+                                        : 0;
+    if (length == 0 || length > text.size()) {
+        return 0;
+    }
+    std::uint32_t code = length == 1 ? lead : lead & (0x7FU >> length);
+    for (size_t i = 1; i < length; ++i) {
+        const auto byte = static_cast<unsigned char>(text[i]);
+        if ((byte & 0xC0U) != 0x80) {
+            return 0;
+        }
+        code = code << 6 | (byte & 0x3FU);
+    }
+    const bool overlong = (length == 3 && code < 0x800) || (length == 4 && code < 0x10000);
+    const bool surrogate = code >= 0xD800 && code < 0xE000;
+    return overlong || surrogate || code > 0x10FFFF ? 0 : length;
+}
+
+// What terminals take for commands is escaped as well: JSON may be printed on one.
+bool isControl(std::string_view sequence) {
+    const auto last = static_cast<unsigned char>(sequence.back());
+    return sequence.size() == 1 ? last < 0x20 || last == 0x7F
+                                : sequence.front() == '\xC2' && last < 0xA0;
+}
+
+void appendCharacter(std::string& text, std::string_view sequence) {
+    const char c = sequence.front();
+    if (c == '"' || c == '\\') {
+        text += {'\\', c};
+    } else if (isControl(sequence)) {
+        constexpr char kDigits[] = "0123456789abcdef";
+        const auto code = static_cast<unsigned char>(sequence.back());
+        text += "\\u00";
+        text += {kDigits[code >> 4U], kDigits[code & 15U]};
+    } else {
+        text += sequence;
+    }
+}
+
 class Printer {
 public:
     std::string take() { return std::move(text_); }
@@ -31,7 +77,7 @@ public:
             number(entry.getDouble());
             break;
         default:
-            string(entry.getString());
+            text_ += jsonString(entry.getString());
         }
     }
 
@@ -42,7 +88,7 @@ public:
             text_ += separator;
             separator = ",";
             line();
-            string(name);
+            text_ += jsonString(name);
             text_ += ": ";
             if (entries.size() == 1) {
                 value(entries.front());
@@ -105,59 +151,6 @@ private:
         }
     }
 
-    void string(std::string_view text) {
-        text_ += '"';
-        while (!text.empty()) {
-            const size_t length = sequenceLength(text);
-            if (length == 0) {
-                text_ += "\xEF\xBF\xBD"; // U+FFFD
-                text.remove_prefix(1);
-            } else {
-                character(text.substr(0, length));
-                text.remove_prefix(length);
-            }
-        }
-        text_ += '"';
-    }
-
-    void character(std::string_view sequence) {
-        const char c = sequence.front();
-        if (c == '"' || c == '\\') {
-            text_ += {'\\', c};
-        } else if (static_cast<unsigned char>(c) < 0x20) {
-            constexpr char kDigits[] = "0123456789abcdef";
-            text_ += "\\u00";
-            text_ += {kDigits[c >> 4], kDigits[c & 15]};
-        } else {
-            text_ += sequence;
-        }
-    }
-
-    // Of the character that the text begins with; 0 if that is not UTF-8.
-    static size_t sequenceLength(std::string_view text) {
-        const auto lead = static_cast<unsigned char>(text[0]);
-        const size_t length = lead < 0x80   ? 1
-                              : lead < 0xC2 ? 0
-                              : lead < 0xE0 ? 2
-                              : lead < 0xF0 ? 3
-                              : lead < 0xF5 ? 4
-                                            : 0;
-        if (length == 0 || length > text.size()) {
-            return 0;
-        }
-        std::uint32_t code = length == 1 ? lead : lead & (0x7FU >> length);
-        for (size_t i = 1; i < length; ++i) {
-            const auto byte = static_cast<unsigned char>(text[i]);
-            if ((byte & 0xC0U) != 0x80) {
-                return 0;
-            }
-            code = code << 6 | (byte & 0x3FU);
-        }
-        const bool overlong = (length == 3 && code < 0x800) || (length == 4 && code < 0x10000);
-        const bool surrogate = code >= 0xD800 && code < 0xE000;
-        return overlong || surrogate || code > 0x10FFFF ? 0 : length;
-    }
-
     void open(char bracket) {
         text_ += bracket;
         ++depth_;
@@ -178,6 +171,21 @@ private:
 };
 
 } // namespace
+
+std::string jsonString(std::string_view text) {
+    std::string json(1, '"');
+    while (!text.empty()) {
+        const size_t length = sequenceLength(text);
+        if (length == 0) {
+            json += "\xEF\xBF\xBD"; // U+FFFD
+            text.remove_prefix(1);
+        } else {
+            appendCharacter(json, text.substr(0, length));
+            text.remove_prefix(length);
+        }
+    }
+    return json += '"';
+}
 
 std::string jsonObject(ConfigParser::iterator first) {
     Printer printer;

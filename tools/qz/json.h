@@ -1,9 +1,13 @@
-// A configuration's entries as JSON.
+// Texts and a configuration's entries as JSON.
 #pragma once
 
 #include "Config/ConfigParser.h"
 
 #include <string>
+#include <string_view>
+
+// In quotes. Bytes that are not UTF-8 become U+FFFD.
+std::string jsonString(std::string_view text);
 
 // The entries from `first` on as an object. Those of the same name become one array, in the place
 // of the first of them.

@@ -4,6 +4,7 @@
 #include "log.h"
 #include "retrace.h"
 #include "terminal.h"
+#include "top.h"
 
 #include "Core/Environment.h"
 #include "Core/Log.h"
@@ -30,6 +31,7 @@ constexpr char kUsage[] = "Usage: qz <command> ...\n"
                           "\n"
                           "  conf    check, read and change configuration files (qz conf --help)\n"
                           "  log     show the logs of running programs (qz log --help)\n"
+                          "  top     show what a running program does (qz top --help)\n"
                           "  retrace look up the symbols of crash reports (qz retrace --help)\n"
                           "\n"
                           "qz --version tells the version of the library.\n"
@@ -53,6 +55,9 @@ int run(const Arguments& arguments) {
     }
     if (arguments[0] == "log") {
         return logCommand({arguments.begin() + 1, arguments.end()});
+    }
+    if (arguments[0] == "top") {
+        return top({arguments.begin() + 1, arguments.end()});
     }
     if (arguments[0] == "retrace") {
         return retrace({arguments.begin() + 1, arguments.end()});

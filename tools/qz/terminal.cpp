@@ -11,10 +11,8 @@ bool isSet(const char* variable) {
     return value != nullptr && *value != '\0';
 }
 
-// Terminals that know the codes say so in TERM; Windows' own console has no such variable.
 bool showsColours(std::FILE* stream) {
-    return platform::isTerminal(stream) && isSet("TERM") &&
-           std::string_view(std::getenv("TERM")) != "dumb" && !isSet("NO_COLOR");
+    return takesCommands(stream) && !isSet("NO_COLOR");
 }
 
 void write(std::FILE* stream, std::string_view text) {
@@ -33,6 +31,12 @@ size_t commandAt(std::string_view text) {
 }
 
 } // namespace
+
+// Terminals that know the codes say so in TERM; Windows' own console has no such variable.
+bool takesCommands(std::FILE* stream) {
+    return platform::isTerminal(stream) && isSet("TERM") &&
+           std::string_view(std::getenv("TERM")) != "dumb";
+}
 
 void print(std::string_view text) {
     write(stdout, text);

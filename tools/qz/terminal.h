@@ -5,6 +5,9 @@
 #include <string>
 #include <string_view>
 
+// Whether it is a terminal that takes commands, to move the cursor for instance.
+bool takesCommands(std::FILE* stream);
+
 // The text in red or green where the stream is a terminal that shows colours, else as it is.
 // `code` is what stands between "\033[" and "m".
 std::string coloured(std::FILE* stream, const char* code, std::string_view text);

@@ -1,0 +1,148 @@
+#include "top.h"
+
+#include "command_line.h"
+#include "published.h"
+#include "terminal.h"
+#include "top_picture.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <limits>
+#include <optional>
+#include <thread>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Seconds = std::chrono::duration<double>;
+
+constexpr char kUsage[] =
+    "Usage: qz top [options] NAME\n"
+    "\n"
+    "Shows what a running program does that publishes itself: frames, tasks, watches and the last\n"
+    "lines of its log, twice a second until Ctrl-C. When the program ends, the next one of that\n"
+    "name is shown. NAME.NUMBER takes one process only; qz log list names them.\n"
+    "\n"
+    "  --once             look once, and end\n"
+    "  --json             as JSON, a line each time\n"
+    "  --no-color         no colours\n"
+    "  --timeout SECONDS  end after this time\n";
+
+constexpr std::chrono::milliseconds kPause(500);
+constexpr std::size_t kMostLines = 20;
+
+struct Options {
+    std::string name;
+    bool once = false;
+    bool json = false;
+    bool colours = true;
+    Seconds time{std::numeric_limits<double>::infinity()};
+};
+
+Options parse(const Arguments& arguments) {
+    CommandLine line(arguments);
+    Options options;
+    while (!line.isAtEnd()) {
+        const std::string& argument = line.take();
+        if (argument == "--once") {
+            options.once = true;
+        } else if (argument == "--json") {
+            options.json = true;
+        } else if (argument == "--no-color") {
+            options.colours = false;
+        } else if (argument == "--timeout") {
+            options.time = Seconds(line.numberOf<double>(argument));
+        } else if (argument.starts_with('-')) {
+            throw UsageError("there is no option " + argument);
+        } else if (!options.name.empty()) {
+            throw UsageError("one program at a time");
+        } else {
+            options.name = argument;
+        }
+    }
+    if (options.name.empty()) {
+        throw UsageError("which program?");
+    }
+    return options;
+}
+
+double secondsSince(std::uint64_t nanosecondsSince1970) {
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    const double seconds = Seconds(now).count() - static_cast<double>(nanosecondsSince1970) / 1e9;
+    return std::max(seconds, 0.0);
+}
+
+class Viewer {
+public:
+    explicit Viewer(const std::string& name) : watched_(name) {}
+
+    const Look& look() {
+        look_.isRunning = !watched_.hasEnded();
+        if (!look_.isRunning && watched_.findNext()) {
+            look_ = Look{};
+        }
+        look_.program = watched_.program();
+        if (const auto snapshot = watched_.view().snapshot()) {
+            look_.snapshot = *snapshot;
+        }
+        look_.age = secondsSince(look_.snapshot.figures.time);
+        while (auto line = watched_.view().nextLine()) {
+            look_.lines.push_back(std::move(*line));
+            if (look_.lines.size() > kMostLines) {
+                look_.lines.pop_front();
+            }
+        }
+        return look_;
+    }
+
+    bool isAtEnd() const { return !look_.isRunning && !watched_.mayHaveNext(); }
+
+private:
+    Watched watched_;
+    Look look_;
+};
+
+// In the place of the last one, where the terminal can do that.
+void show(const Look& look, const Options& options, bool isFirst) {
+    if (options.json) {
+        print(jsonOf(look) + "\n");
+        return;
+    }
+    std::string picture = pictureOf(look, options.colours);
+    if (!options.once && takesCommands(stdout)) {
+        for (std::size_t end = picture.find('\n'); end != std::string::npos;
+             end = picture.find('\n', end + 4)) {
+            picture.insert(end, "\033[K");
+        }
+        picture = (isFirst ? "\033[2J\033[H" : "\033[H") + picture + "\033[J";
+    } else if (!isFirst) {
+        picture = "\n" + picture;
+    }
+    print(picture);
+}
+
+void run(const Options& options) {
+    Viewer viewer(options.name);
+    const auto start = Clock::now();
+    for (bool isFirst = true;; isFirst = false) {
+        show(viewer.look(), options, isFirst);
+        if (options.once || viewer.isAtEnd() || std::fflush(stdout) != 0 ||
+            Clock::now() - start + kPause > options.time) {
+            return;
+        }
+        std::this_thread::sleep_for(kPause);
+    }
+}
+
+} // namespace
+
+int top(const Arguments& arguments) {
+    if (std::ranges::find(arguments, "--help") != arguments.end() ||
+        std::ranges::find(arguments, "-h") != arguments.end()) {
+        print(kUsage);
+        return 0;
+    }
+    run(parse(arguments));
+    return 0;
+}

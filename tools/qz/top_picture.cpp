@@ -1,0 +1,169 @@
+#include "top_picture.h"
+
+#include "frame_figures.h"
+#include "log_commands.h"
+#include "printable.h"
+#include "terminal.h"
+
+#include "Core/Export.h"
+#include "Core/Log.h"
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstdio>
+#include <span>
+#include <string_view>
+
+namespace {
+
+constexpr std::size_t kColumns = 80;
+constexpr std::size_t kRows = 23;
+constexpr std::size_t kGraphColumns = 64;
+constexpr double kStandsStill = 2; // seconds
+
+struct Row {
+    std::string text;
+    const char* colour = nullptr;
+    std::size_t from = 0; // what of the text has it
+    std::size_t length = std::string::npos;
+};
+
+std::string format(const char* format, ...) QZ_PRINTF_LIKE(1, 2);
+
+std::string format(const char* format, ...) {
+    char text[256];
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(text, sizeof text, format, arguments);
+    va_end(arguments);
+    return text;
+}
+
+// Each character has one column; cut within none.
+std::string_view cut(std::string_view text) {
+    std::size_t columns = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const bool isFirstByte = (static_cast<unsigned char>(text[i]) & 0xC0U) != 0x80;
+        columns += isFirstByte ? 1 : 0;
+        if (columns > kColumns) {
+            return text.substr(0, i);
+        }
+    }
+    return text;
+}
+
+std::string oneLine(std::string_view text) {
+    std::string line = printable(text, " ");
+    std::ranges::replace(line, '\t', ' ');
+    return line;
+}
+
+std::string print(const Row& row, bool colours) {
+    const std::string_view text = cut(row.text);
+    if (!colours || row.colour == nullptr || row.from >= text.size()) {
+        return std::string(text);
+    }
+    const std::string_view part = text.substr(row.from, row.length);
+    return std::string(text.substr(0, row.from)) + coloured(stdout, row.colour, part) +
+           std::string(text.substr(row.from + part.size()));
+}
+
+Row head(const Look& look) {
+    std::string text =
+        oneLine(look.program.name) + ", process " + std::to_string(look.program.process);
+    if (!look.isRunning) {
+        return {text + ", has ended", "1;31"};
+    }
+    if (look.age > kStandsStill) {
+        return {text + format(", stands still for %.0f s", look.age), "1;33"};
+    }
+    if (const auto rate = rateOf(look.snapshot.figures)) {
+        text += format(", %.1f frames a second", *rate);
+    }
+    return {text, "1"};
+}
+
+// A column is the slowest of its frames, beside the slowest of all.
+std::string graph(const std::vector<double>& frames, double most) {
+    static constexpr const char* kSteps[] = {"\u2581", "\u2582", "\u2583", "\u2584",
+                                             "\u2585", "\u2586", "\u2587", "\u2588"};
+    const std::size_t aColumn = (frames.size() + kGraphColumns - 1) / kGraphColumns;
+    std::string drawn;
+    for (std::size_t first = 0; first < frames.size(); first += aColumn) {
+        const auto part =
+            std::span(frames).subspan(first, std::min(aColumn, frames.size() - first));
+        const double share = most > 0 ? std::ranges::max(part) / most : 0;
+        drawn += kSteps[std::min<std::size_t>(static_cast<std::size_t>(share * 8), 7)];
+    }
+    return drawn;
+}
+
+void addFrames(std::vector<Row>& rows, const Look& look) {
+    const std::vector<double> frames = lastFrames(look.snapshot);
+    if (frames.empty()) {
+        rows.push_back({"frame    no times: globalProfiler has not been started"});
+        return;
+    }
+    const FrameFigures figures = figuresOf(frames);
+    rows.push_back({format("frame    %.2f ms; last %zu: median %.2f, p90 %.2f, p99 %.2f, most %.2f",
+                           figures.last, frames.size(), figures.median, figures.p90, figures.p99,
+                           figures.most)});
+    rows.push_back({"         " + graph(frames, figures.most), "32"});
+}
+
+Row tasks(const Look& look) {
+    const util::PublishedFigures& figures = look.snapshot.figures;
+    if (figures.workers == 0) {
+        return {"tasks    no workers"};
+    }
+    return {format("tasks    %u running, %u waiting, %u for the main thread; %u workers",
+                   figures.tasksRunning, figures.tasksWaiting, figures.mainThreadTasks,
+                   figures.workers)};
+}
+
+void addWatches(std::vector<Row>& rows, const Look& look) {
+    const auto watches = std::span(look.snapshot.watches)
+                             .first(static_cast<std::size_t>(look.snapshot.figures.watches));
+    std::size_t width = 0;
+    for (const util::PublishedWatch& watch : watches) {
+        width = std::max(width, oneLine(watch.name).size());
+    }
+    for (const util::PublishedWatch& watch : watches) {
+        const std::string name = oneLine(watch.name);
+        rows.push_back({name + std::string(width + 2 - name.size(), ' ') + oneLine(watch.value)});
+    }
+}
+
+Row rowOf(const LogLine& line) {
+    const std::string time = timeOfLine(line) + " ";
+    const std::string level = qz_log_level_name(line.level);
+    const int rank = rankOfLevel(line.level);
+    return {time + level + std::string(8 - level.size(), ' ') + oneLine(line.module) + ": " +
+                oneLine(line.text),
+            rank >= 0 ? qz_log_levels()[rank].colour : nullptr, time.size(), level.size()};
+}
+
+void addLines(std::vector<Row>& rows, const Look& look) {
+    const std::size_t room = rows.size() + 1 < kRows ? kRows - rows.size() : 1;
+    const std::size_t count = std::min(room, look.lines.size());
+    for (std::size_t i = look.lines.size() - count; i < look.lines.size(); ++i) {
+        rows.push_back(rowOf(look.lines[i]));
+    }
+}
+
+} // namespace
+
+std::string pictureOf(const Look& look, bool colours) {
+    std::vector<Row> rows{head(look)};
+    addFrames(rows, look);
+    rows.push_back(tasks(look));
+    rows.emplace_back();
+    addWatches(rows, look);
+    rows.emplace_back();
+    addLines(rows, look);
+    std::string picture;
+    for (const Row& row : rows) {
+        picture += print(row, colours) + "\n";
+    }
+    return picture;
+}
