@@ -29,9 +29,9 @@ QZ_EXTERN_C_BEGIN
  *   "_". The first call makes the memory, 256 KiB; so does one with another name, after it has let
  *   go of the old.
  *
- * The log is read through a hook, and begins with the first call after qz_log_start. Other
- * processes see the newest 1000 messages or more. At most 512 wait between two calls; what comes on
- * top is counted as lost.
+ * The log is read by a reader of its own (qz_log_reader), and begins with what waits for the log's
+ * files at the first call. Other processes see the newest 500 messages or more. At most 512 wait
+ * between two calls; what comes on top is counted as lost.
  *
  * Watches are read on the calling thread, at most every 250 ms. A name is published up to 31 bytes,
  * a value up to 95. What a callback throws reaches the caller.
@@ -43,7 +43,7 @@ QZ_EXTERN_C_BEGIN
  * a child that was forked, calls publish a program of its own, without a log. */
 QZ_API int qz_publish(const char* name);
 
-/* Publishes the last messages, and lets go of the memory and of the hook. Does nothing if nothing
+/* Publishes the last messages, and lets go of the memory. Does nothing if nothing
  * is published. Call it before qz_log_stop, so that who follows the log sees its end; the end of
  * the process and the unloading of the library do it as well. Any thread may call it, but no watch.
  */

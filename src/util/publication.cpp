@@ -101,9 +101,10 @@ void Publication::initialise() {
 }
 
 Publication::~Publication() {
-    if (isHooked_ && isOfThisProcess()) {
+    // To a forked child the parent's reader is of no use, and may be in the middle of a change.
+    if (isOfThisProcess()) {
         publishLog();
-        qz_log_hook_stop();
+        qz_log_reader_close(reader_);
     }
 }
 
@@ -120,8 +121,7 @@ void Publication::publish() {
     const bool isTimeToLook = now >= nextLook_;
     if (isTimeToLook) {
         nextLook_ = now + kSecondsBetweenLooks;
-        // The log may be started after the first call.
-        isHooked_ = isHooked_ || qz_log_hook_start() == 0;
+        openReader();
         measureRate(now);
         publishWatches();
     }
@@ -129,10 +129,16 @@ void Publication::publish() {
     publishFigures();
 }
 
+// There may be too many others just now.
+void Publication::openReader() {
+    if (reader_ == nullptr) {
+        reader_ = qz_log_reader_open();
+    }
+}
+
 void Publication::publishLog() {
     const qz_log_entry* entry = nullptr;
-    for (int i = 0; isHooked_ && i < kMostMessages && (entry = qz_log_hook_read()) != nullptr;
-         ++i) {
+    for (int i = 0; i < kMostMessages && (entry = qz_log_reader_read(reader_)) != nullptr; ++i) {
         publishMessage(*entry);
     }
 }

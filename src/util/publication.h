@@ -11,6 +11,7 @@
 #include <string_view>
 
 struct qz_log_entry;
+struct qz_log_reader;
 
 namespace util {
 
@@ -39,6 +40,7 @@ private:
     void initialise();
     bool isOfThisProcess() const;
 
+    void openReader();
     void publishLog();
     void publishMessage(const qz_log_entry& entry);
     void publishFigures();
@@ -52,7 +54,7 @@ private:
     platform::OpenSharedMemory running_; // let go of first
     PublishedBlock* block_ = nullptr;
     CRingBuffer log_;
-    bool isHooked_ = false;
+    qz_log_reader* reader_ = nullptr;
     PublishedFigures figures_{};
     std::uint64_t nextFrame_ = 0; // of the profiler
     double nextLook_ = 0;         // at the watches
