@@ -1,8 +1,10 @@
 // Archives: what is read is what is in the file, and everything can be unmounted.
 #include "driver.h"
 
+#include "Lua/State.h"
 #include "VFS/Archive.h"
 
+#include <lua.hpp>
 #include <pwd.h>
 #include <unistd.h>
 
@@ -58,6 +60,24 @@ void look() {
     step(listed == 1 && names == 3, "vfs_list"); // the system may end a folder early
 }
 
+// From memory that Lua does not own, and gives back.
+void readFromLua() {
+    lua_State* const state = QZ_lua_open("fault");
+    if (!step(state != nullptr, "QZ_lua_open")) {
+        return;
+    }
+    const int loaded = QZ_lua_loadmounted(state, "twice.txt");
+    holds(loaded == 0 || loaded == LUA_ERRMEM || loaded == LUA_ERRFILE, "QZ_lua_loadmounted");
+    step(loaded == 0, "QZ_lua_loadmounted");
+    const auto run = [](lua_State* inner) {
+        lua_pop(inner, QZ_luaopen_mounted(inner));
+        constexpr char kCode[] = "return mounted.list('').n, #mounted.read('twice.txt')";
+        return luaL_dostring(inner, kCode) == 0 ? 0 : lua_error(inner);
+    };
+    step(lua_cpcall(state, run, nullptr) == 0, "mounted");
+    QZ_lua_close(state);
+}
+
 } // namespace
 
 void prepare() {
@@ -67,8 +87,8 @@ void prepare() {
     for (const char* name : {"Temp", "new", "between", "old"}) {
         std::filesystem::create_directory(name);
     }
-    writeFile("new/twice.txt", "new");
-    writeFile("old/twice.txt", "old");
+    writeFile("new/twice.txt", "x=1");
+    writeFile("old/twice.txt", "x=2");
     for (const std::string folder : {"new/", "old/"}) {
         std::filesystem::create_directory(folder + longFolder);
         writeFile(folder + longName, folder);
@@ -85,8 +105,9 @@ void work() {
     if (step(vfs_mount("new", "/", 1) != 0, "vfs_mount")) {
         step(!mountsBetween || vfs_mount("between", "/", 1) != 0, "vfs_mount");
         step(vfs_mount("old", "/", 1) != 0, "vfs_mount");
-        read("twice.txt", "new", 3);
+        read("twice.txt", "x=1", 3);
         look();
+        readFromLua();
     }
     vfs_deinit();
 }

@@ -12,6 +12,8 @@
 #include <cstring>
 #include <ostream>
 #include <streambuf>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -75,10 +77,13 @@ void readTables(lua_State* state) {
     Lua::Loader loader(state);
     try {
         loader.load(kFile, kTable);
+        loader.trackReads();
         loader.beginSubtable(kTank);
         speed = loader.getDouble(kSpeed);
         holds(speed == 12.5, "Loader::getDouble");
         loader.endSubtable();
+        const std::vector<std::string> unread = loader.getUnread();
+        holds(unread.size() == 1 && unread[0] == "units.tank.names", "Loader::getUnread");
     } catch (const Lua::LoaderException&) {
         step(false, "Loader");
     } catch (const std::bad_alloc&) {

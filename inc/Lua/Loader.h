@@ -47,7 +47,17 @@ namespace Lua {
 /* what() is the message. */
 class QZ_API LoaderException : public std::runtime_error {
 public:
-    using std::runtime_error::runtime_error;
+    explicit LoaderException(const std::string& message) : LoaderException(message, message) {}
+    LoaderException(const std::string& message, const std::string& full)
+        : std::runtime_error(message), full_(full) {}
+
+    /* The message with the file in front that the loader has loaded last, if any:
+     * "data/units.lua: units.tank.speed is missing". It names the entry where no path is known,
+     * too. Messages of Lua's about the file itself stay as they are: they name it. */
+    const char* getFullMessage() const noexcept { return full_.what(); }
+
+private:
+    std::runtime_error full_; // for its text, which copies do not allocate
 };
 
 /* Keys are integers, const char* or std::string; see Lua::Key. */
@@ -69,15 +79,23 @@ public:
 
     lua_State* getLuaState() const { return state_; }
 
+    /* The last file loaded, as it was given; empty before. */
+    const std::string& getFile() const { return file_; }
+
     /* Where the last file loaded lies, with the separator at the end; "./" for a bare file name. */
     const std::string& getRootDir() const { return rootDir_; }
 
-    /* Runs a file of the VFS, then enters the global table of that name, like load(table).
+    /* Runs a file of the VFS (VFS/File.h), then enters the global table of that name, like
+     * load(table).
      *
      * Opens a state named after the file, with all libraries, if there is none. Appends ";", the
      * file's directory and "?.lua;" to package.path (each time), so that modules beside the file
      * are found. Throws with Lua's text if the file does not load or run. */
     void load(const std::string& file, const std::string& table);
+
+    /* The same with a mounted file (VFS/Archive.h). package.path stays as it is: require does not
+     * look into what is mounted. */
+    void loadMounted(const std::string& file, const std::string& table);
 
     /* -> T. The path starts anew with the table's name. What earlier calls left on the stack stays
      * there. Throws "No " + table + " table in config file" if there is no such global table, or
@@ -158,19 +176,39 @@ public:
     void beginMetatable();
     void newMetatable();
 
+    /* From here on, so after `load`, the loader remembers which entries the functions above are
+     * asked for, by hasEntry too; what getUnread names then is misspelt or out of use. It begins
+     * anew with each call, and keeps the tables that were read alive. */
+    void trackReads();
+
+    /* The entries of the current table that nobody has asked this loader for, by their full paths,
+     * sorted; below those that somebody has asked for, theirs. So call it where all has been read:
+     *
+     *     for (const std::string& entry : loader.getUnread()) { ... } // units.tank.sped
+     *
+     * Reads by Lua code and through lua_State do not count. Entries are looked at as they are,
+     * without metatables, a table that occurs twice once only, and 32 levels deep. A key that is
+     * neither text nor number is named by its type in brackets. Empty without trackReads. */
+    std::vector<std::string> getUnread() const;
+
     /* The path's components from this one on (the first is 0), joined by "."; empty if there are no
      * such components. */
     std::string getCurrentPath(int from = 0) const;
 
 private:
     void requireState(const char* name);
+    void beginLoading(const std::string& file);
+    void finishLoading(int status, const std::string& table);
     void reserve() const;
+    [[noreturn]] void fail(const std::string& message, const std::string& full) const;
+    [[noreturn]] void fail(const std::string& message) const { fail(message, message); }
     void appendPackagePath() const;
     std::string pathText(const Key& key) const;
     std::string iteratedPath() const;
     void check(int status, const Key& key) const;
     void checkEntry(const Key& key, int type) const;
     [[noreturn]] void failWithLuaError(const std::string& where) const;
+    [[noreturn]] void failEntry(const Key& key, const std::string& what) const;
     [[noreturn]] void failLookup(const Key& key, const std::string& what) const;
     [[noreturn]] void failStep(const char* what) const;
     void pushEntry(const Key& key, int type) const;
@@ -179,10 +217,15 @@ private:
     void beginIteration(const char* component, void (*pushStart)(lua_State*));
     bool isIterating() const;
     bool endIteration();
+    bool isTracking() const { return reads_ != 0; }
+    int noteRead(int table, const Key& key) const;
+    void forgetReads() const;
 
     std::string rootDir_;
+    std::string file_;
     lua_State* state_ = nullptr;
     bool ownsState_ = false;
+    int reads_ = 0; // reference to what was read, in the state's registry; 0 if that is not tracked
     std::vector<std::string> path_;
 };
 

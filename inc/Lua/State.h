@@ -6,10 +6,11 @@
  * in between and are all closed before the library is unloaded.
  *
  * Scripts live on the virtual file system: chunks, dofile, loadfile, required modules, io and
- * os.remove go through the VFS functions, and print goes to the log. docs/scripting.md tells what
- * scripts find. This keeps well-meant scripts on the VFS; it is no wall against hostile ones:
- * native modules, os.execute and the debug library are there, and precompiled chunks are checked by
- * Lua only as far as Lua checks them.
+ * os.remove go through the VFS functions (VFS/File.h), and print goes to the log. Of what is
+ * mounted (VFS/Archive.h) they see something only if the host opens the library `mounted` for them.
+ * docs/scripting.md tells what scripts find. This keeps well-meant scripts on the VFS; it is no
+ * wall against hostile ones: native modules, os.execute and the debug library are there, and
+ * precompiled chunks are checked by Lua only as far as Lua checks them.
  *
  * Threads: a state is used by one thread at a time; different states are independent.
  *
@@ -57,6 +58,11 @@ QZ_API void QZ_lua_openlibs(lua_State* state);
  * LUA_ERRMEM. Never raises. */
 QZ_API int QZ_lua_loadfile(lua_State* state, const char* path);
 
+/* The same for a mounted file. One that is missing is LUA_ERRFILE with "can't open '%s'" and no
+ * line in the log; one that cannot be read is LUA_ERRFILE with "can't read '%s'" and one ERROR line
+ * (module "VFS"). An empty file is an empty chunk. */
+QZ_API int QZ_lua_loadmounted(lua_State* state, const char* path);
+
 /* Pushes on `destination` a copy of the value at `index` of `source`.
  *
  * Booleans and numbers are copied as they are, strings up to their first zero byte, tables deeply,
@@ -85,6 +91,10 @@ QZ_API int QZ_luaopen_package(lua_State* state);
 QZ_API int QZ_luaopen_io(lua_State* state);
 QZ_API int QZ_luaopen_os(lua_State* state);
 QZ_API int QZ_luaopen_log(lua_State* state);
+
+/* Another one, which QZ_lua_openlibs leaves out: the global table `mounted`, by which scripts read
+ * what is mounted, and cannot change it. */
+QZ_API int QZ_luaopen_mounted(lua_State* state);
 
 QZ_EXTERN_C_END
 

@@ -1,6 +1,7 @@
 /* Whole files from directories and zip archives that are mounted into one tree. Nothing but this
  * header's functions sees the tree: the VFS_ functions (VFS/File.h) and what is built on them,
- * Lua's io and Lua::Loader::load for example, work on files of the system.
+ * Lua's io and Lua::Loader::load for example, work on files of the system. Lua/State.h has the
+ * calls by which chunks, loaders and scripts read mounted files.
  *
  * Mounting a directory also mounts its archive, the name with ".zip" appended: data ships loose, as
  * one archive, or both, and no reader has to know. Where both have a file, the loose one counts.

@@ -3,6 +3,7 @@
 #include "VFS/File.h"
 #include "VFS/Locations.h"
 #include "VFS/Paths.h"
+#include "lua/listing.h"
 
 #include <lua.hpp>
 
@@ -16,67 +17,6 @@ const char* requiredText(lua_State* state, int index, const char* complaint) {
     const char* const text = lua_tostring(state, index);
     luaL_argcheck(state, text != nullptr, index, complaint);
     return text;
-}
-
-// A table that grows while the file system calls back. An error must not jump over the file
-// system's frames, so each entry is appended in a protected call, and the error is raised
-// afterwards.
-struct Listing {
-    lua_State* state;
-    int append; // stack index of the function that appends `item`
-    const void* item;
-    int count;
-    bool failed; // the error is on top of the stack
-};
-
-// Pushes the appending function for the table on top of the stack.
-void start(Listing& listing, lua_State* state, lua_CFunction append) {
-    lua_pushvalue(state, -1);
-    lua_pushlightuserdata(state, &listing);
-    lua_pushcclosure(state, append, 2);
-    listing = {state, lua_gettop(state), nullptr, 0, false};
-}
-
-// Takes the listing away from the appending function, which scripts with a hook may have kept, and
-// pops it.
-void finish(Listing& listing) {
-    lua_pushnil(listing.state);
-    lua_setupvalue(listing.state, listing.append, 2);
-    if (listing.failed) {
-        lua_error(listing.state);
-    }
-    lua_pop(listing.state, 1);
-}
-
-void append(void* context, const void* item) {
-    Listing& listing = *static_cast<Listing*>(context);
-    if (!listing.failed) {
-        listing.item = item;
-        lua_pushvalue(listing.state, listing.append);
-        listing.failed = lua_pcall(listing.state, 0, 0, 0) != 0;
-    }
-}
-
-// For the appending functions: what they append, and the last step with the new entry on top.
-
-Listing& listing(lua_State* state) {
-    return *static_cast<Listing*>(lua_touserdata(state, lua_upvalueindex(2)));
-}
-
-void appendTop(lua_State* state) {
-    const int index = ++listing(state).count;
-    lua_rawseti(state, lua_upvalueindex(1), index);
-    lua_pushinteger(state, index);
-    lua_setfield(state, lua_upvalueindex(1), "n");
-}
-
-int appendName(lua_State* state) {
-    if (lua_touserdata(state, lua_upvalueindex(2)) == nullptr) {
-        return 0; // the listing is over
-    }
-    lua_pushstring(state, static_cast<const char*>(listing(state).item));
-    appendTop(state);
-    return 0;
 }
 
 void pushMode(lua_State* state, const char* path) {
@@ -185,16 +125,16 @@ int closeDirectory(lua_State* state) {
 }
 
 void nameCallback(void* context, const char* /*directory*/, const char* name) {
-    append(context, name);
+    lua::append(context, name);
 }
 
 int dir(lua_State* state) {
     const char* const path = requiredText(state, 1, "path is required");
     lua_newtable(state);
-    Listing names;
-    start(names, state, appendName);
+    lua::Listing names;
+    lua::start(names, state);
     VFS_readdir(path, nameCallback, &names);
-    finish(names);
+    lua::finish(names);
     lua_pushcfunction(state, nextEntry);
     lua_setfield(state, -2, "next");
     lua_pushcfunction(state, closeDirectory);

@@ -43,11 +43,6 @@ struct PopAtEnd {
     ~PopAtEnd() { lua_pop(state, 1); }
 };
 
-// Runs the chunk on top of the stack, if loading it has succeeded; else a message is there already.
-bool run(lua_State* state, int loadStatus) {
-    return loadStatus == 0 && lua_pcall(state, 0, 0, 0) == 0;
-}
-
 // T -> T; or T, message and Lua's error code.
 template<class PushValue>
 int storeField(lua_State* state, const Key& key, const PushValue& pushValue) {
@@ -75,7 +70,13 @@ int storeNumbers(lua_State* state, const Key& key, const double* values, int cou
 Loader::~Loader() {
     if (ownsState_) {
         QZ_lua_close(state_);
+    } else {
+        forgetReads();
     }
+}
+
+void Loader::fail(const std::string& message, const std::string& full) const {
+    throw LoaderException(message, file_.empty() ? full : file_ + ": " + full);
 }
 
 void Loader::requireState(const char* name) {
@@ -84,7 +85,7 @@ void Loader::requireState(const char* name) {
     }
     state_ = QZ_lua_open(name);
     if (state_ == nullptr) {
-        throw LoaderException("not enough memory");
+        fail("not enough memory");
     }
     ownsState_ = true;
     QZ_lua_openlibs(state_);
@@ -93,28 +94,34 @@ void Loader::requireState(const char* name) {
 // For what walks and writes. Comes first: to grow the stack is the one thing that may raise.
 void Loader::reserve() const {
     if (state_ == nullptr) {
-        throw LoaderException("No Lua state");
+        fail("No Lua state");
     }
     if (lua_checkstack(state_, lua::kRoom) == 0) {
-        throw LoaderException(getCurrentPath() + " is nested too deeply");
+        fail(getCurrentPath() + " is nested too deeply");
     }
 }
 
 void Loader::failWithLuaError(const std::string& where) const {
     const std::string text = where + lua::errorText(state_);
     lua_pop(state_, 1);
-    throw LoaderException(text);
+    fail(text);
+}
+
+void Loader::failEntry(const Key& key, const std::string& what) const {
+    fail(pathText(key) + what, (path_.empty() ? textOf(key) : pathText(key)) + what);
 }
 
 void Loader::check(int status, const Key& key) const {
     if (status != 0) {
-        failWithLuaError(pathText(key) + ": ");
+        const std::string text = std::string(": ") + lua::errorText(state_);
+        lua_pop(state_, 1);
+        failEntry(key, text);
     }
 }
 
 void Loader::failLookup(const Key& key, const std::string& what) const {
     lua_pop(state_, 1);
-    throw LoaderException(pathText(key) + what);
+    failEntry(key, what);
 }
 
 std::string Loader::pathText(const Key& key) const {
@@ -165,16 +172,33 @@ void Loader::appendPackagePath() const {
     }
 }
 
-void Loader::load(const std::string& file, const std::string& table) {
+void Loader::beginLoading(const std::string& file) {
     requireState(file.c_str());
     reserve();
     const std::size_t separator = file.find_last_of("/\\");
     rootDir_ = separator == std::string::npos ? "./" : file.substr(0, separator + 1);
-    appendPackagePath();
-    if (!run(state_, QZ_lua_loadfile(state_, file.c_str()))) {
-        failWithLuaError("");
+    file_ = file;
+}
+
+// Runs the chunk on top of the stack, if loading it has succeeded; else a message is there already.
+void Loader::finishLoading(int status, const std::string& table) {
+    if (status != 0 || lua_pcall(state_, 0, 0, 0) != 0) {
+        const std::string text = lua::errorText(state_);
+        lua_pop(state_, 1);
+        throw LoaderException(text);
     }
     load(table);
+}
+
+void Loader::load(const std::string& file, const std::string& table) {
+    beginLoading(file);
+    appendPackagePath();
+    finishLoading(QZ_lua_loadfile(state_, file.c_str()), table);
+}
+
+void Loader::loadMounted(const std::string& file, const std::string& table) {
+    beginLoading(file);
+    finishLoading(QZ_lua_loadmounted(state_, file.c_str()), table);
 }
 
 void Loader::load(const std::string& table) {
@@ -188,7 +212,7 @@ void Loader::load(const std::string& table) {
     }
     if (!lua_istable(state_, -1)) {
         lua_pop(state_, 1);
-        throw LoaderException("No " + table + " table in config file");
+        fail("No " + table + " table in config file");
     }
     path_ = std::move(path);
 }
@@ -222,6 +246,7 @@ void Loader::checkEntry(const Key& key, int type) const {
 // T -> T, value of the wanted type.
 void Loader::pushEntry(const Key& key, int type) const {
     reserve();
+    check(noteRead(-1, key), key);
     check(lua::pushField(state_, key), key);
     checkEntry(key, type);
 }
@@ -241,8 +266,7 @@ int Loader::getInt(Key key) const {
     const double number = getDouble(key);
     const int integer = lua::truncate<int>(number);
     if (!(std::fabs(number - integer) <= kTolerance)) {
-        throw LoaderException(pathText(key) + " is not an integer (" +
-                              std::string(lua::NumberText(number).view()) + ")");
+        failEntry(key, " is not an integer (" + std::string(lua::NumberText(number).view()) + ")");
     }
     return integer;
 }
@@ -301,6 +325,9 @@ Math::Rotation3<double> Loader::getQuaternion(Key key) {
 bool Loader::hasEntry(Key key) const {
     if (state_ == nullptr || lua_checkstack(state_, lua::kRoom) == 0) {
         return false;
+    }
+    if (noteRead(-1, key) != 0) {
+        lua_pop(state_, 1);
     }
     const bool present = lua::pushField(state_, key) == 0 && !lua_isnil(state_, -1);
     lua_pop(state_, 1);

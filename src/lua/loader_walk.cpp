@@ -66,6 +66,7 @@ void Loader::beginSubtable(Key key) {
 
 void Loader::createSubtable(Key key) {
     reserve();
+    check(noteRead(-1, key), key);
     check(createField(state_, key), key);
     checkEntry(key, LUA_TTABLE);
     enter(key, 1);
@@ -121,7 +122,7 @@ bool Loader::nextArray() {
         return endIteration();
     }
     const std::string index = std::to_string(last + 1);
-    if (pushElement(state_, last + 1) != 0) {
+    if (noteRead(-3, last + 1) != 0 || pushElement(state_, last + 1) != 0) {
         failWithLuaError(iteratedPath() + "." + index + ": ");
     }
     if (lua_isnil(state_, -1)) {
@@ -159,6 +160,11 @@ bool Loader::nextSubtable(std::string& name) {
     }
     std::size_t length = 0;
     const char* const key = lua_tolstring(state_, -2, &length);
+    if (noteRead(-5, std::string_view(key, length)) != 0) {
+        lua_replace(state_, -3); // the message takes the place of the next key and subtable
+        lua_pop(state_, 1);
+        failWithLuaError(iteratedPath() + ": ");
+    }
     name.assign(key, length);
     path_.back() = name;
     lua_replace(state_, -3);
@@ -169,13 +175,13 @@ bool Loader::nextSubtable(std::string& name) {
 // Drops the next key and subtable again.
 void Loader::failStep(const char* what) const {
     lua_pop(state_, 2);
-    throw LoaderException(what + iteratedPath());
+    fail(what + iteratedPath());
 }
 
 void Loader::beginMetatable() {
     reserve();
     if (pushMetatable(state_) == 0) {
-        throw LoaderException("No metatable at " + getCurrentPath());
+        fail("No metatable at " + getCurrentPath());
     }
     enter("METATABLE", 1);
 }
@@ -183,7 +189,7 @@ void Loader::beginMetatable() {
 void Loader::newMetatable() {
     reserve();
     if (!lua_istable(state_, -1)) {
-        throw LoaderException("No metatable at " + getCurrentPath());
+        fail("No metatable at " + getCurrentPath());
     }
     lua_pushvalue(state_, -1);
     const int status = lua::protect(state_, 1, 1, [](lua_State* state) {

@@ -1,8 +1,12 @@
 #include "Lua/State.h"
+#include "VFS/Archive.h"
 #include "VFS/File.h"
 #include "lua/chunk.h"
 
 #include <lua.hpp>
+
+#include <cstdint>
+#include <string_view>
 
 namespace {
 
@@ -57,4 +61,20 @@ int QZ_lua_loadfile(lua_State* state, const char* path) {
     const int status = lua::loadChunk(state, readBlock, &chunk, size, path);
     VFS_close(chunk.file);
     return status == LUA_ERRRUN ? LUA_ERRFILE : status;
+}
+
+int QZ_lua_loadmounted(lua_State* state, const char* path) {
+    if (path == nullptr) {
+        return fail(state, {"no filename given", nullptr});
+    }
+    void* buffer = nullptr;
+    std::uint64_t size = 0;
+    const int result = vfs_read_optional_file(path, &buffer, &size);
+    if (result != 1) {
+        return fail(state, {result == 0 ? "can't open '%s'" : "can't read '%s'", path});
+    }
+    const std::string_view source(static_cast<const char*>(buffer), static_cast<size_t>(size));
+    const int status = lua::loadChunk(state, source, path);
+    vfs_free_file_buffer(buffer);
+    return status;
 }

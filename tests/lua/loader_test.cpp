@@ -113,6 +113,58 @@ TEST_F(LuaLoader, NamesWhatIsMissingOrHasTheWrongType) {
     EXPECT_EQ(failure([&] { loader_.load("print"); }), "No print table in config file");
 }
 
+TEST_F(LuaLoader, FullMessagesNameFileAndEntry) {
+    const std::string file = scriptDirectory() + "/units.lua";
+    const auto fullFailure = [](const auto& call) {
+        try {
+            call();
+        } catch (const Lua::LoaderException& exception) {
+            return std::string(Lua::LoaderException(exception).getFullMessage());
+        }
+        return "no exception"s;
+    };
+    lua_newtable(state_);
+    EXPECT_EQ(fullFailure([&] { loader_.getInt("x"); }), "x is missing");
+    EXPECT_EQ(loader_.getFile(), "");
+    writeFile(file, "units = {speed = 1.5}");
+    loader_.load(file, "units");
+    EXPECT_EQ(loader_.getFile(), file);
+    EXPECT_EQ(fullFailure([&] { loader_.getInt("speed"); }),
+              file + ": units.speed is not an integer (1.5)");
+    EXPECT_EQ(fullFailure([&] { loader_.load(file, "none"); }),
+              file + ": No none table in config file");
+    writeFile(file, "=");
+    EXPECT_EQ(fullFailure([&] { loader_.load(file, "units"); }),
+              "[string \"" + file + "\"]:1: unexpected symbol near '='");
+}
+
+TEST_F(LuaLoader, TellsWhatNobodyRead) {
+    use("root = {sped = 1, v = {1, 2, 3, 4}, off = {x = {}}, [true] = 1, [0.5] = 2,"
+        " list = {{a = 1, b = 2}, {a = 3}, n = 2}, units = {tank = {a = 1}, ship = {b = 2}}}"
+        " root.units.ship.back = root");
+    EXPECT_EQ(loader_.getUnread(), std::vector<std::string>{}) << "nothing is remembered yet";
+    loader_.getInt("sped");
+    still([&] { loader_.trackReads(); });
+    EXPECT_TRUE(loader_.hasEntry("list") && !loader_.hasEntry("none"));
+    loader_.getVector("v");
+    for (loader_.beginArray("list"); loader_.nextArray();) {
+        EXPECT_GT(loader_.getDouble("a"), 0);
+    }
+    loader_.endSubtable();
+    loader_.beginSubtable("units");
+    std::string name;
+    for (loader_.beginSubtables(); loader_.nextSubtable(name);) {
+        loader_.hasEntry("back");
+    }
+    loader_.endSubtable();
+    EXPECT_EQ(still([&] { return loader_.getUnread(); }),
+              (std::vector<std::string>{"root.0.5", "root.[boolean]", "root.list.1.b",
+                                        "root.list.n", "root.off", "root.sped", "root.units.ship.b",
+                                        "root.units.tank.a", "root.v.4"}));
+    loader_.trackReads();
+    EXPECT_EQ(loader_.getUnread().size(), 7U) << "each entry of the root";
+}
+
 TEST_F(LuaLoader, PathTextIsEmptyWhileNothingWasEntered) {
     lua_newtable(state_);
     EXPECT_EQ(failure([&] { loader_.getInt("x"); }), " is missing");

@@ -2,6 +2,7 @@
 // error, or a null state, and in the end nothing is left.
 #include "Lua/Loader.h"
 #include "Lua/State.h"
+#include "VFS/Archive.h"
 #include "lua/script.h"
 #include "support/log_capture.h"
 
@@ -80,8 +81,17 @@ TEST_P(LuaMemory, RunningScripts) {
         dir +
         "') do lfs.attributes(name) end\n"
         "lfs.locations() lfs.normpath(path) os.remove(path .. 'x')\n"
+        "mounted.list('') mounted.read('file') mounted.loadfile('file')\n"
         "pcall(require, 'no.module')";
-    failEachAllocation(GetParam(), QZ_lua_openlibs, [&code](lua_State* state) {
+    std::filesystem::create_directory("Temp");
+    vfs_init();
+    EXPECT_NE(vfs_mount(dir.c_str(), "/", 1), 0);
+    const auto prepare = [](lua_State* state) {
+        QZ_lua_openlibs(state);
+        QZ_luaopen_mounted(state);
+        lua_settop(state, 0);
+    };
+    failEachAllocation(GetParam(), prepare, [&code](lua_State* state) {
         const std::string result = run(state, code);
         EXPECT_TRUE(result.empty() || result.find("not enough memory") != std::string::npos)
             << result;
@@ -108,11 +118,18 @@ TEST_P(LuaMemory, Copying) {
 TEST_P(LuaMemory, LoadersThrow) {
     static constexpr void (*kSteps[])(Lua::Loader&) = {
         [](Lua::Loader& loader) { loader.createGlobalTable("a long name of a global table"); },
+        [](Lua::Loader& loader) { loader.trackReads(); },
         [](Lua::Loader& loader) { loader.createSubtable("sub"); },
         [](Lua::Loader& loader) { loader.setString("text", std::string(1000, 'x')); },
         [](Lua::Loader& loader) { loader.setVector(1, {}); },
         [](Lua::Loader& loader) { loader.getVector(1); },
+        [](Lua::Loader& loader) { loader.getUnread(); },
+        [](Lua::Loader& loader) { loader.endSubtable(); },
         [](Lua::Loader& loader) { loader.beginSubtables(); },
+        [](Lua::Loader& loader) {
+            std::string name;
+            loader.nextSubtable(name);
+        },
     };
     const auto prepare = [](lua_State* state) { lua_newtable(state); };
     failEachAllocation(GetParam(), prepare, [](lua_State* state) {

@@ -1,0 +1,177 @@
+#include "Lua/Loader.h"
+
+#include "lua/field.h"
+#include "lua/number.h"
+#include "lua/protect.h"
+
+#include <lua.hpp>
+
+#include <algorithm>
+#include <cstddef>
+#include <set>
+
+// Which entries were read, and which were not. In the state's registry is a table that has, for
+// each table that was read from, the set of keys that were asked for.
+namespace Lua {
+
+namespace {
+
+constexpr int kLevels = 32;
+constexpr int kValuesOfALevel = 4; // the keys read, a key, its value, and one to look up by
+
+// T, reads -> T, reads, the set of T's keys, which is made if there is none. False, with some value
+// in its place, if a script has replaced it.
+bool pushKeys(lua_State* state) {
+    lua_pushvalue(state, 1);
+    lua_rawget(state, 2);
+    if (lua_isnil(state, -1)) {
+        lua_pop(state, 1);
+        lua_newtable(state);
+        lua_pushvalue(state, 1);
+        lua_pushvalue(state, -2);
+        lua_rawset(state, 2);
+    }
+    return lua_istable(state, -1);
+}
+
+std::string keyText(lua_State* state, int index) {
+    switch (lua_type(state, index)) {
+    case LUA_TSTRING:
+        return {lua_tostring(state, index), lua_objlen(state, index)};
+    case LUA_TNUMBER:
+        return std::string(lua::NumberText(lua_tonumber(state, index)).view());
+    default:
+        return std::string("[") + luaL_typename(state, index) + "]";
+    }
+}
+
+// Goes through a table and those below it, by calls that raise nothing.
+class Walk {
+public:
+    Walk(lua_State* state, int reads) : state_(state), reads_(reads) {}
+
+    // Through the table on top of the stack.
+    void go(const std::string& path, int levels) {
+        if (levels == 0 || !visited_.insert(lua_topointer(state_, -1)).second) {
+            return;
+        }
+        const int table = lua_gettop(state_);
+        pushKeysRead(table);
+        for (lua_pushnil(state_); lua_next(state_, table) != 0; lua_pop(state_, 1)) {
+            const std::string entry = (path.empty() ? "" : path + ".") + keyText(state_, -2);
+            if (!wasRead(table + 1)) {
+                unread_.push_back(entry);
+            } else if (lua_istable(state_, -1)) {
+                go(entry, levels - 1);
+            }
+        }
+        lua_settop(state_, table);
+    }
+
+    std::vector<std::string> unread() {
+        std::sort(unread_.begin(), unread_.end());
+        return std::move(unread_);
+    }
+
+private:
+    // The set of keys, or nil.
+    void pushKeysRead(int table) {
+        lua_rawgeti(state_, LUA_REGISTRYINDEX, reads_);
+        if (lua_istable(state_, -1)) {
+            lua_pushvalue(state_, table);
+            lua_rawget(state_, -2);
+            lua_remove(state_, -2);
+        }
+    }
+
+    // Whether the set has the key that is the second value from the top.
+    bool wasRead(int keys) {
+        if (!lua_istable(state_, keys)) {
+            return false;
+        }
+        lua_pushvalue(state_, -2);
+        lua_rawget(state_, keys);
+        const bool found = lua_toboolean(state_, -1) != 0;
+        lua_pop(state_, 1);
+        return found;
+    }
+
+    lua_State* state_;
+    int reads_;
+    std::set<const void*> visited_;
+    std::vector<std::string> unread_;
+};
+
+} // namespace
+
+void Loader::trackReads() {
+    reserve();
+    forgetReads();
+    reads_ = 0;
+    const int status = lua::protect(state_, 0, 0, [this](lua_State* state) {
+        lua_newtable(state);
+        reads_ = luaL_ref(state, LUA_REGISTRYINDEX);
+        return 0;
+    });
+    if (status != 0) {
+        failWithLuaError("");
+    }
+}
+
+// The slot is free for others then; to give it back to Lua's own list of free ones takes memory.
+void Loader::forgetReads() const {
+    if (isTracking() && lua_checkstack(state_, 1) != 0) {
+        lua_pushnil(state_);
+        lua_rawseti(state_, LUA_REGISTRYINDEX, reads_);
+    }
+}
+
+// Of the table at an index below the top. Returns Lua's error code, with its message on the stack.
+int Loader::noteRead(int table, const Key& key) const {
+    if (!isTracking() || !lua_istable(state_, table)) {
+        return 0;
+    }
+    lua_pushvalue(state_, table);
+    return lua::protect(state_, 1, 0, [this, &key](lua_State* state) {
+        lua_rawgeti(state, LUA_REGISTRYINDEX, reads_);
+        if (lua_istable(state, -1) && pushKeys(state)) {
+            lua::pushKey(state, key);
+            lua_pushboolean(state, 1);
+            lua_rawset(state, -3);
+        }
+        return 0;
+    });
+}
+
+std::vector<std::string> Loader::getUnread() const {
+    if (!isTracking()) {
+        return {};
+    }
+    constexpr int kRoom = kLevels * kValuesOfALevel;
+    reserve();
+    // So much room may take memory; once it is there, asking for it raises nothing.
+    const auto makeRoom = [](lua_State* state) {
+        lua_checkstack(state, kRoom);
+        return 0;
+    };
+    if (lua::protect(state_, 0, 0, makeRoom) != 0) {
+        failWithLuaError(getCurrentPath() + ": ");
+    }
+    if (lua_checkstack(state_, kRoom) == 0) {
+        fail(getCurrentPath() + " is nested too deeply");
+    }
+    if (!lua_istable(state_, -1)) {
+        return {};
+    }
+    const int top = lua_gettop(state_);
+    try {
+        Walk walk(state_, reads_);
+        walk.go(getCurrentPath(), kLevels);
+        return walk.unread();
+    } catch (...) {
+        lua_settop(state_, top);
+        throw;
+    }
+}
+
+} // namespace Lua

@@ -1,0 +1,85 @@
+#include "Lua/State.h"
+#include "VFS/Archive.h"
+#include "lua/listing.h"
+#include "lua/protect.h"
+
+#include <lua.hpp>
+
+#include <cstddef>
+#include <cstdint>
+
+// The library `mounted`: scripts read what is mounted, by these functions only. Nothing is returned
+// for what is not there; nil and a message for what fails.
+namespace {
+
+int fail(lua_State* state, const char* format, const char* path) {
+    lua_pushnil(state);
+    lua_pushfstring(state, format, path);
+    return 2;
+}
+
+int read(lua_State* state) {
+    const char* const path = luaL_checkstring(state, 1);
+    void* buffer = nullptr;
+    std::uint64_t size = 0;
+    const int result = vfs_read_optional_file(path, &buffer, &size);
+    if (result != 1) {
+        return result == 0 ? 0 : fail(state, "can't read \"%s\"", path);
+    }
+    const int status = lua::protect(state, 0, 1, [=](lua_State* inner) {
+        lua_pushlstring(inner, static_cast<const char*>(buffer), static_cast<std::size_t>(size));
+        return 1;
+    });
+    vfs_free_file_buffer(buffer);
+    return status == 0 ? 1 : lua_error(state);
+}
+
+int kind(lua_State* state) {
+    const char* const path = luaL_checkstring(state, 1);
+    std::uint64_t size = 0;
+    switch (vfs_get_kind(path, &size)) {
+    case VFS_KIND_FILE:
+        lua_pushliteral(state, "file");
+        lua_pushnumber(state, static_cast<lua_Number>(size));
+        return 2;
+    case VFS_KIND_DIRECTORY:
+        lua_pushliteral(state, "directory");
+        return 1;
+    case VFS_KIND_NONE:
+        return 0;
+    default:
+        return fail(state, "can't look for \"%s\"", path);
+    }
+}
+
+int list(lua_State* state) {
+    const char* const path = luaL_checkstring(state, 1);
+    lua_newtable(state);
+    lua::Listing names;
+    lua::start(names, state);
+    const int result = vfs_list(path, lua::append, &names);
+    lua::finish(names);
+    if (result != 1) {
+        return result == 0 ? 0 : fail(state, "can't list \"%s\"", path);
+    }
+    return 1;
+}
+
+int loadfile(lua_State* state) {
+    if (QZ_lua_loadmounted(state, luaL_checkstring(state, 1)) == 0) {
+        return 1;
+    }
+    lua_pushnil(state);
+    lua_insert(state, -2);
+    return 2;
+}
+
+constexpr luaL_Reg kFunctions[] = {
+    {"read", read}, {"kind", kind}, {"list", list}, {"loadfile", loadfile}, {nullptr, nullptr}};
+
+} // namespace
+
+int QZ_luaopen_mounted(lua_State* state) {
+    luaL_register(state, "mounted", kFunctions);
+    return 1;
+}

@@ -1,0 +1,83 @@
+// Mounted files from Lua.
+#include "Lua/Loader.h"
+#include "Lua/State.h"
+#include "VFS/Archive.h"
+#include "lua/script.h"
+#include "support/log_capture.h"
+
+#include <filesystem>
+
+namespace qz::test {
+
+namespace {
+
+class LuaMounted : public ::testing::Test {
+protected:
+    LuaMounted() {
+        std::filesystem::create_directory("Temp");
+        vfs_init();
+        writeFile(directory_ + "/units.lua", "units = {tank = {speed = 2.5}} return 'ran'");
+        writeFile(directory_ + "/zero", std::string("\0x", 2));
+        writeFile(directory_ + "/wrong.lua", "x =");
+        std::filesystem::create_directory(directory_ + "/empty");
+        EXPECT_NE(vfs_mount(directory_.c_str(), "/data", 1), 0);
+    }
+    ~LuaMounted() override { vfs_deinit(); }
+
+    Script script_;
+    std::string directory_ = scriptDirectory();
+};
+
+TEST_F(LuaMounted, ScriptsReadItThroughALibraryOfItsOwn) {
+    EXPECT_EQ(script_.run("return mounted"), "nil") << "only if the host opens it";
+    QZ_luaopen_mounted(script_.state());
+    lua_settop(script_.state(), 0);
+    LogCapture log;
+    for (const auto& [code, result] : {
+             std::pair("return #mounted.read('data/zero')", "2"),
+             {"return mounted.read('data/none')", ""},
+             {"return mounted.read('units.lua')", ""},
+             {"return mounted.kind('data/zero')", "file|2"},
+             {"return mounted.kind('/data')", "directory"},
+             {"return mounted.kind('../data')", ""},
+             {"return table.concat(mounted.list('data'), ' ')", "empty units.lua wrong.lua zero"},
+             {"return #mounted.list('data/empty')", "0"},
+             {"return mounted.list('data/zero')", ""},
+             {"return mounted.loadfile('data/units.lua')()", "ran"},
+             {"return mounted.loadfile('data/none.lua')", "nil|can't open 'data/none.lua'"},
+             {"return mounted.loadfile('data/wrong.lua')",
+              "nil|[string \"data/wrong.lua\"]:1: unexpected symbol near '<eof>'"},
+             {"table.insert(package.loaders, 2, function(name)\n"
+              "    local chunk, message = mounted.loadfile(name:gsub('%.', '/') .. '.lua')\n"
+              "    return chunk or '\\n\\t' .. message\n"
+              "end) return require('data.units')",
+              "ran"},
+             {"return io.open('data/units.lua')", "nil|can't open \"data/units.lua\" for 'r'"},
+         }) {
+        EXPECT_EQ(script_.run(code), result) << code;
+    }
+    EXPECT_TRUE(log.take().empty());
+    vfs_deinit();
+    for (const auto& [code, message] :
+         {std::pair("return mounted.read('x')", "nil|can't read \"x\""),
+          {"return mounted.kind('x')", "nil|can't look for \"x\""},
+          {"return mounted.list('x')", "nil|can't list \"x\""},
+          {"return mounted.loadfile('x')", "nil|can't read 'x'"}}) {
+        EXPECT_EQ(script_.run(code), message);
+    }
+    EXPECT_EQ(log.take().size(), 4U);
+}
+
+TEST_F(LuaMounted, LoadersReadItByACallOfItsOwn) {
+    Lua::Loader loader;
+    EXPECT_THROW(loader.load("data/units.lua", "units"), Lua::LoaderException);
+    loader.loadMounted("data/units.lua", "units");
+    EXPECT_EQ(loader.getRootDir(), "data/");
+    loader.beginSubtable("tank");
+    EXPECT_EQ(loader.getDouble("speed"), 2.5);
+    EXPECT_EQ(QZ_lua_loadmounted(loader.getLuaState(), nullptr), 6);
+}
+
+} // namespace
+
+} // namespace qz::test
