@@ -30,8 +30,8 @@
  * library loaded until the process ends, because they run its code. Measured on Linux, that call
  * takes 1 ms with 2 workers, 2 ms with 16 and 4 ms with 64, and 35 KiB of memory and 4 MiB of
  * address space for each; a host that minds makes it while it loads. Callbacks that have not begun
- * when the process ends are discarded, never run. On Linux, unloading at the end of the process
- * waits up to two seconds for those that run; on Windows they are gone by then. A host whose
+ * when the process ends are discarded, never run. On Linux `exit` waits up to two seconds for those
+ * that run; on Windows they are gone by then. A host whose
  * callbacks use what it is about to take down calls QZ_shutdown_tasks first.
  *
  * Threads: any thread, callbacks included, may call any function at any time, unless said
