@@ -102,8 +102,9 @@ public:
     /* Sections and frames that are not in the trace because there were too many. */
     QZ_API std::uint64_t dropped() const;
 
-    /* Writes the trace as JSON (the "trace event" format). Returns false, with what could be
-     * written in the file, if that fails or memory runs out. */
+    /* Writes the trace as JSON (the "trace event" format). Threads go by the names that they had
+     * when they entered their first section after start (QZ_thread_set_name). Returns false, with
+     * what could be written in the file, if that fails or memory runs out. */
     QZ_API bool writeTrace(const char* path) const;
 
     struct Recording; /* the library's own */

@@ -40,6 +40,13 @@ QZ_API void QZ_thread_wait(QZ_thread* thread);
  * Returns non-zero if the thread has it, 0 if the system has no memory for it. */
 QZ_API int QZ_thread_adopt(void);
 
+/* Names the calling thread, for debuggers, the system's lists of threads and the profiler's traces
+ * (Common/Profiler.h). Names are UTF-8, cut at 15 bytes, which is what Linux keeps; null is the
+ * empty name. On Linux a thread begins with the name of the one that started it. Systems older than
+ * Windows 10 keep no names; then this does nothing. The library's own threads are "qz log", "qz
+ * worker" and "qz paths". */
+QZ_API void QZ_thread_set_name(const char* name);
+
 /* Makes a counting semaphore; counts reach from 0 to 0x7FFFFFFF. Null if the platform refuses. */
 QZ_API QZ_semaphore* QZ_semaphore_create(int32_t initial_count);
 

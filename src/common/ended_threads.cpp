@@ -5,7 +5,7 @@
 namespace common {
 
 void EndedThreads::take(const ProfiledThread& thread) {
-    thread.read([this](unsigned number, const auto& units, const auto& sections) {
+    thread.read([this](const ThreadId& id, const auto& units, const auto& sections) {
         qz::vector<ProfiledUnit*> places;
         places.reserve(units.size());
         for (const ProfiledUnit& unit : units) {
@@ -15,19 +15,23 @@ void EndedThreads::take(const ProfiledThread& thread) {
             places.push_back(&units_.emplace(unit.name, empty).first->second);
         }
         makeRoom(sections.size());
+        if (!sections.empty()) {
+            threads_.push_back(id);
+        }
         // Nothing throws from here on.
         for (std::size_t i = 0; i < units.size(); ++i) {
             places[i]->add(units[i]);
         }
         for (const ProfiledSection& section : sections) {
             sections_.push_back(
-                {places[section.unit]->name, number, section.start, section.duration});
+                {places[section.unit]->name, id.number, section.start, section.duration});
         }
     });
 }
 
 void EndedThreads::reset() {
     units_ = {};
+    threads_ = {};
     sections_ = {};
 }
 

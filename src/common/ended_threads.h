@@ -26,12 +26,14 @@ public:
     void reset();
 
     const ProfiledUnits& units() const { return units_; }
+    const qz::vector<ThreadId>& threads() const { return threads_; } // those that have sections
     const qz::vector<Section>& sections() const { return sections_; }
 
 private:
     void makeRoom(std::size_t sections);
 
     ProfiledUnits units_;
+    qz::vector<ThreadId> threads_;
     qz::vector<Section> sections_;
 };
 

@@ -77,6 +77,7 @@ void ProfiledThread::continueIn(unsigned session) {
     if (session_ != session) {
         session_ = session;
         depth_ = 0;
+        id_.name = platform::threadName();
     }
 }
 

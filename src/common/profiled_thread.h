@@ -3,6 +3,7 @@
 
 #include "Common/Allocator.h"
 #include "common/frame_times.h"
+#include "platform/thread.h"
 
 #include <array>
 #include <atomic>
@@ -28,11 +29,17 @@ struct ProfiledSection {
     std::int64_t start, duration; // ticks
 };
 
+// How a trace tells threads apart, and what it calls them.
+struct ThreadId {
+    unsigned number;
+    platform::ThreadName name; // as it was at the first section after the profiler's last start
+};
+
 // What one thread has recorded, and where it is. Locked for each use: by its thread, which hardly
 // ever meets anybody, and by who reads.
 class ProfiledThread {
 public:
-    explicit ProfiledThread(unsigned number) : number_(number) {}
+    explicit ProfiledThread(unsigned number) : id_{number, {}} {}
 
     // session: sections of an earlier one were cut off by its end, and do not count.
     void enter(const char* name, unsigned session, std::int64_t now);
@@ -50,7 +57,7 @@ public:
     template<class Visit>
     void read(Visit visit) const {
         const std::lock_guard lock(mutex_);
-        visit(number_, units_, sections_);
+        visit(id_, units_, sections_);
     }
 
 private:
@@ -68,7 +75,7 @@ private:
     std::uint32_t findOrAdd(const char* name);
 
     mutable std::mutex mutex_;
-    const unsigned number_;
+    ThreadId id_;
     std::atomic<bool> hasEnded_{false};
     unsigned session_ = 0;
     std::size_t depth_ = 0;

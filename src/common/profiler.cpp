@@ -71,7 +71,7 @@ common::ProfiledUnits Profiler::Recording::merged() const {
     const std::lock_guard lock(mutex_);
     common::ProfiledUnits all = ended_.units();
     for (const common::ProfiledThread& thread : threads_) {
-        thread.read([&](unsigned, const auto& units, const auto&) {
+        thread.read([&](const auto&, const auto& units, const auto&) {
             for (const common::ProfiledUnit& unit : units) {
                 const auto [place, isNew] = all.emplace(unit.name, unit);
                 if (!isNew) {

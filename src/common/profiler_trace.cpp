@@ -93,6 +93,15 @@ public:
         file_.write(R"({"displayTimeUnit":"ms","traceEvents":[)");
     }
 
+    void write(const ThreadId& thread) {
+        if (*thread.name.text != '\0') {
+            file_.write(std::exchange(separator_, ",\n"));
+            file_.write(R"({"name":"thread_name","ph":"M","pid":1,"tid":)" +
+                        std::to_string(thread.number) + R"(,"args":{"name":)" +
+                        quoted(thread.name.text) + "}}");
+        }
+    }
+
     void write(const char* name, unsigned thread, std::int64_t start, std::int64_t duration) {
         file_.write(std::exchange(separator_, ",\n"));
         file_.write("{\"name\":" + quoted(name) + R"(,"ph":"X","pid":1,"tid":)" +
@@ -120,13 +129,20 @@ bool writeTrace(const Common::Profiler::Recording* recording, const char* path) 
     if (recording != nullptr) {
         recording->read(
             [&](const EndedThreads& ended) {
+                for (const ThreadId& thread : ended.threads()) {
+                    trace.write(thread);
+                }
                 for (const EndedThreads::Section& section : ended.sections()) {
                     trace.write(section.name, section.thread, section.start, section.duration);
                 }
             },
-            [&](unsigned number, const auto& units, const auto& sections) {
+            [&](const ThreadId& thread, const auto& units, const auto& sections) {
+                if (!sections.empty()) {
+                    trace.write(thread);
+                }
                 for (const ProfiledSection& section : sections) {
-                    trace.write(units[section.unit].name, number, section.start, section.duration);
+                    trace.write(units[section.unit].name, thread.number, section.start,
+                                section.duration);
                 }
             });
     }

@@ -52,6 +52,7 @@ core::LogWriter& writer() {
 }
 
 void* runWriterThread(void*) {
+    platform::nameThread("qz log");
     writerThreadId.store(platform::currentThread(), std::memory_order_relaxed);
     writerThreadBegun.signal();
     platform::blockSignals(); // handlers are the host's business, and so is what they interrupt

@@ -1,9 +1,12 @@
 #include "core/thread_unload.h"
 
+#include "core/cut_text.h"
 #include "platform/fault_stack.h"
 #include "platform/thread.h"
 
 #include <cerrno>
+#include <cstddef>
+#include <cstring>
 #include <memory>
 #include <new>
 
@@ -48,6 +51,15 @@ void QZ_thread_wait(QZ_thread* thread) {
 
 int QZ_thread_adopt() {
     return platform::keepStackForFaults() ? 1 : 0;
+}
+
+void QZ_thread_set_name(const char* name) {
+    constexpr std::size_t kLongest = 15;
+    char text[kLongest + 1] = "";
+    if (name != nullptr) {
+        std::memcpy(text, name, core::lengthToKeep({name, strnlen(name, kLongest + 1)}, kLongest));
+    }
+    platform::nameThread(text);
 }
 
 void core::waitAtUnload(QZ_thread* thread) {

@@ -28,6 +28,14 @@ void joinEndingThread(Thread thread);
 // Tells the running threads apart; never 0.
 std::uintptr_t currentThread();
 
+// The calling thread's name, for those who look at the process. A system that keeps none takes and
+// gives the empty one.
+struct ThreadName {
+    char text[32] = "";
+};
+void nameThread(const char* name); // at most 15 bytes
+ThreadName threadName();
+
 // Takes from the calling thread what libraries have attached to it, as if it were a new one. For a
 // thread that ends the process: a library may not expect one of its own threads to do that.
 void forgetThreadValues();

@@ -3,6 +3,8 @@
 
 namespace tasks {
 
+inline constexpr char kWorkerName[] = "qz worker"; // of threads that run jobs
+
 using Job = void (*)(void* argument);
 
 } // namespace tasks

@@ -43,6 +43,7 @@ void PathfinderThread::addQuery(Query query, void* argument) {
 }
 
 void PathfinderThread::work() {
+    platform::nameThread("qz paths");
     for (;;) {
         suspendIfFinished();
         const auto [query, argument] = popQuery();

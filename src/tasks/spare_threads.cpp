@@ -16,6 +16,7 @@ bool SpareThreads::start() {
 }
 
 void SpareThreads::run(void* self) {
+    platform::nameThread(kWorkerName);
     auto& threads = *static_cast<SpareThreads*>(self);
     threads.job_(threads.argument_);
     threads.running_.fetch_sub(1, std::memory_order_release);

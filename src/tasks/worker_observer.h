@@ -2,12 +2,14 @@
 #pragma once
 
 #include "platform/fault_stack.h"
+#include "platform/thread.h"
+#include "tasks/job.h"
 
 #include <oneapi/tbb/task_scheduler_observer.h>
 
 namespace tasks {
 
-// The overflow of a worker's stack is to leave a report, as that of any other thread of the
+// A name, and that the overflow of its stack leaves a report, as that of any other thread of the
 // library's. A worker keeps what it was given until it ends.
 class WorkerObserver final : public tbb::task_scheduler_observer {
 public:
@@ -18,7 +20,10 @@ public:
     WorkerObserver(const WorkerObserver&) = delete;
     WorkerObserver& operator=(const WorkerObserver&) = delete;
 
-    void on_scheduler_entry(bool) override { platform::keepStackForFaults(); }
+    void on_scheduler_entry(bool) override {
+        platform::nameThread(kWorkerName);
+        platform::keepStackForFaults();
+    }
 };
 
 } // namespace tasks

@@ -1,6 +1,7 @@
 #include "Common/Profiler.h"
 
 #include "Common/Allocator.h"
+#include "Core/Threads.h"
 #include "support/log_capture.h"
 #include "support/threads.h"
 
@@ -10,6 +11,7 @@
 #include <fstream>
 #include <map>
 #include <regex>
+#include <set>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -132,6 +134,7 @@ TEST(Profiler, WritesATraceOfEachThread) {
         Profiler profiler;
         profiler.start();
         qz::test::inThreads(5, [&profiler](int number) {
+            QZ_thread_set_name("\"fourteen byte\u03A9"); // 16: the last character goes
             for (int n = 0; number > 0 && n < 500; ++n) {
                 const ProfiledFunc outer("a \"name\"\n", profiler);
                 const ProfiledFunc inner("inner", profiler);
@@ -150,19 +153,28 @@ TEST(Profiler, WritesATraceOfEachThread) {
 
     std::ifstream file(path);
     std::map<std::string, int> perThread;
+    std::set<std::string> named;
     std::string line;
     std::getline(file, line);
     EXPECT_EQ(line, "{\"displayTimeUnit\":\"ms\",\"traceEvents\":[");
     const std::regex event(
         "\\{\"name\":\"(a \\\\\"name\\\\\"\\\\u000a|inner)\",\"ph\":\"X\",\"pid\":1,"
         "\"tid\":(\\d+),\"ts\":[0-9.]+,\"dur\":[0-9.]+\\},?");
-    std::smatch match;
-    while (std::getline(file, line) && std::regex_match(line, match, event)) {
-        ++perThread[match[2]];
+    const std::regex name(R"(\{"name":"thread_name","ph":"M","pid":1,"tid":(\d+),)"
+                          R"("args":\{"name":"\\"fourteen byte"\}\},?)");
+    for (std::smatch match; std::getline(file, line) && line[0] == '{';) {
+        if (std::regex_match(line, match, name)) {
+            named.insert(match[1]);
+        } else if (std::regex_match(line, match, event)) {
+            ++perThread[match[2]];
+        } else {
+            ADD_FAILURE() << line;
+        }
     }
     EXPECT_EQ(line, "]}");
     EXPECT_EQ(perThread,
               (std::map<std::string, int>{{"1", 1000}, {"2", 1000}, {"3", 1000}, {"4", 1000}}));
+    EXPECT_EQ(named, (std::set<std::string>{"1", "2", "3", "4"}));
 }
 
 } // namespace

@@ -86,6 +86,16 @@ std::uintptr_t currentThread() {
     return pthread_self();
 }
 
+void nameThread(const char* name) {
+    pthread_setname_np(pthread_self(), name);
+}
+
+ThreadName threadName() {
+    ThreadName name;
+    pthread_getname_np(pthread_self(), name.text, sizeof name.text);
+    return name;
+}
+
 void forgetThreadValues() {
     for (pthread_key_t key = 0; key < PTHREAD_KEYS_MAX; ++key) {
         if (pthread_getspecific(key) != nullptr) {

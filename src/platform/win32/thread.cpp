@@ -1,12 +1,14 @@
 #include "platform/thread.h"
 
 #include "platform/fault_stack.h"
+#include "platform/win32/wide.h"
 
 #include <windows.h>
 
 #include <process.h>
 
 #include <cerrno>
+#include <iterator>
 #include <memory>
 #include <new>
 
@@ -29,6 +31,14 @@ unsigned __stdcall runThread(void* given) {
 template<class Native>
 Native* as(unsigned char* storage) {
     return std::launder(reinterpret_cast<Native*>(storage));
+}
+
+// Looked up by name, so that the library loads on systems without them. The first that have them
+// do not have them in kernel32.dll.
+template<class Function>
+Function findInKernel(const char* name) {
+    return reinterpret_cast<Function>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"kernelbase.dll"), name)));
 }
 
 } // namespace
@@ -68,6 +78,27 @@ void joinEndingThread(Thread thread) {
 
 std::uintptr_t currentThread() {
     return GetCurrentThreadId();
+}
+
+void nameThread(const char* name) {
+    using SetDescription = HRESULT(WINAPI*)(HANDLE, PCWSTR);
+    const auto setDescription = findInKernel<SetDescription>("SetThreadDescription");
+    wchar_t wide[sizeof(ThreadName::text)];
+    if (setDescription != nullptr && toWide(name, wide, std::size(wide))) {
+        setDescription(GetCurrentThread(), wide);
+    }
+}
+
+ThreadName threadName() {
+    using GetDescription = HRESULT(WINAPI*)(HANDLE, PWSTR*);
+    const auto getDescription = findInKernel<GetDescription>("GetThreadDescription");
+    ThreadName name;
+    PWSTR wide = nullptr;
+    if (getDescription != nullptr && SUCCEEDED(getDescription(GetCurrentThread(), &wide))) {
+        fromWide(wide, name.text, sizeof name.text);
+        LocalFree(wide);
+    }
+    return name;
 }
 
 void forgetThreadValues() {}
