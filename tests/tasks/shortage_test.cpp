@@ -1,4 +1,5 @@
-// Threads that cannot be started. Memory that runs out is the business of fault/tasks_fault.cpp.
+// How many threads are started, and what if they cannot be. Memory that runs out is the business of
+// fault/tasks_fault.cpp.
 #include "Core/Threads.h"
 #include "Tasks/PathfinderThread.h"
 #include "Tasks/Sync.h"
@@ -9,9 +10,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <cstddef>
+#include <filesystem>
+#include <iterator>
 #include <string>
 #include <thread>
 #include <vector>
@@ -40,6 +45,17 @@ bool reaches(const std::atomic<int>& counter, int value) {
         std::this_thread::sleep_for(1ms);
     }
     return counter >= value;
+}
+
+std::ptrdiff_t threads() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/task"), {});
+}
+
+TEST(Workers, AreAsManyAsProcessorsButTwoAtLeast) {
+    const std::ptrdiff_t before = threads();
+    QZ_create_serial_queue("the first call starts them");
+    EXPECT_GE(threads() - before, 2);
+    EXPECT_LE(threads() - before, std::max(2U, std::thread::hardware_concurrency()));
 }
 
 class ThreadShortage : public testing::TestWithParam<int> {
