@@ -143,7 +143,7 @@ bool PublishedView::readMessage(PublishedMessage& message, std::string& text,
                                                 sizeof message, sizeof message) == 0) {
         return false;
     }
-    const unsigned long rest = length - sizeof message;
+    const unsigned long rest = length - static_cast<unsigned long>(sizeof message);
     text.resize(std::min<std::size_t>(rest, kLongestText));
     return rest == 0 ||
            log_.PopData(text.data(), static_cast<unsigned long>(text.size()), rest) != 0;
