@@ -1,22 +1,27 @@
-// Arguments, variables, temporary files, strings, and the pacing of frames, which no interruption
-// shortens.
+// Arguments, variables, temporary files, strings, the pacing of frames, which no interruption
+// shortens, and what a program publishes.
 #include "driver.h"
 
 #include "Core/Clock.h"
 #include "Core/Environment.h"
 #include "Util/ConsoleArgs.h"
 #include "Util/FPS_Controller.h"
+#include "Util/Publish.h"
 #include "Util/Strings.h"
 #include "Util/TempFilesManager.h"
 
 #include <cstring>
 #include <new>
+#include <string>
+
+#include <unistd.h>
 
 namespace {
 
 const std::string kPath = ".\\Data\\\\Scripts/./A file of some length.LUA";
 const std::string kKey = "data/scripts/a file of some length.lua";
 const std::string kPrefix = "fault";
+constexpr char kProgram[] = "util_fault";
 
 void readArguments() {
     const int count = SYS_argc();
@@ -67,6 +72,13 @@ void pace() {
     holds(QZ_get_time() - start > kFrames * 0.004 - 0.001, "a frame that is too short");
 }
 
+void publish() {
+    for (int i = 0; i < 3; ++i) {
+        step(qz_publish(kProgram) == 1, "qz_publish");
+    }
+    qz_publish_stop();
+}
+
 } // namespace
 
 void prepare() {
@@ -83,6 +95,12 @@ void work() {
         holds(key == kKey, "normalizePath");
     });
     pace();
+    publish();
 }
 
-void finish() {}
+void finish() {
+    const std::string ours = kProgram + ("." + std::to_string(getpid()));
+    for (const auto& entry : std::filesystem::directory_iterator("/dev/shm")) {
+        holds(!entry.path().filename().string().ends_with(ours), "shared memory is left behind");
+    }
+}

@@ -77,8 +77,9 @@ class Weather:
 
     def replace_reader(self):
         self.stop()
+        look = self.random.choice([["log", "follow"], ["top"]])
         self.reader = subprocess.Popen(
-            [self.options.bin / "qz", "log", "follow", "qz_host"], stdin=subprocess.DEVNULL,
+            [self.options.bin / "qz", *look, "qz_host"], stdin=subprocess.DEVNULL,
             stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
 
     def kill_ring(self):

@@ -91,8 +91,10 @@ Value loadPublished(Value& shared) {
 // A change of the snapshot, which readers see whole or not at all.
 class PublishedChange {
 public:
+    // It is odd already where another program died in the middle of a change.
     explicit PublishedChange(PublishedHead& head)
-        : sequence_(head.sequence), before_(sequence_.load(std::memory_order_relaxed)) {
+        : sequence_(head.sequence)
+        , before_(sequence_.load(std::memory_order_relaxed) & ~std::uint64_t{1}) {
         // What is stored next is a release.
         sequence_.store(before_ + 1, std::memory_order_relaxed);
     }

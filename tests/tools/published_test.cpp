@@ -1,0 +1,147 @@
+// qz_publish, and what its readers make of it.
+#include "Core/Log.h"
+#include "Core/Watch.h"
+#include "Util/Publish.h"
+#include "failure.h"
+#include "published.h"
+#include "support/log_capture.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
+
+namespace {
+
+std::vector<std::string> publishedNames() {
+    std::vector<std::string> names;
+    for (const Program& program : runningPrograms()) {
+        if (program.name.starts_with("published_test")) {
+            names.push_back(program.name);
+        }
+    }
+    return names;
+}
+
+TEST(Publish, NamesComeAndGo) {
+    qz::test::LogCapture log;
+    const std::string longest = "published_test." + std::string(48 - 15, 'x');
+    for (const char* name : {"", "a/b", "a\\b", "a b", "\xC3\xA4"}) {
+        EXPECT_EQ(qz_publish(name), 0) << name;
+        EXPECT_EQ(qz_publish(name), 0) << name;
+        EXPECT_EQ(log.messages().size(), 1U) << name;
+    }
+    EXPECT_EQ(qz_publish(nullptr), 0);
+    EXPECT_EQ(qz_publish((longest + "x").c_str()), 0);
+    EXPECT_EQ(qz_publish(longest.c_str()), 1);
+    EXPECT_EQ(publishedNames(), std::vector{longest});
+    EXPECT_EQ(qz_publish("published_test"), 1);
+    EXPECT_EQ(publishedNames(), std::vector<std::string>{"published_test"});
+    qz_publish_stop();
+    qz_publish_stop();
+    EXPECT_TRUE(publishedNames().empty());
+    EXPECT_THROW(Watched("published_test"), Failure);
+}
+
+TEST(Publish, AWatchMayPublish) {
+    ASSERT_EQ(QZ_watch_set(
+                  "recursive",
+                  [](unsigned int, char* buffer, size_t size, void*) -> size_t {
+                      const int result = qz_publish("published_test.other");
+                      return static_cast<size_t>(std::snprintf(buffer, size, "%d", result));
+                  },
+                  nullptr),
+              1);
+    ASSERT_EQ(qz_publish("published_test"), 1);
+    const auto snapshot = Watched("published_test").view().snapshot();
+    ASSERT_TRUE(snapshot.has_value());
+    ASSERT_GT(snapshot->figures.watches, 0U);
+    const util::PublishedWatch& last = snapshot->watches[snapshot->figures.watches - 1];
+    EXPECT_STREQ(last.name, "recursive");
+    EXPECT_STREQ(last.value, "1");
+    qz_publish_stop();
+}
+
+TEST(Publish, ReadersThatLagSeeAGap) {
+    ASSERT_EQ(qz_log_start(nullptr, nullptr), 0);
+    ASSERT_EQ(qz_publish("published_test"), 1);
+    Watched watched("published_test");
+    const std::string filler(300, 'x');
+    std::string text;
+    for (int i = 0; i < 4000; ++i) {
+        text = std::to_string(i) + filler;
+        qz_log("TEST", QZ_LOG_TRACE, text.c_str());
+        if (i % 100 == 99) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(3));
+            qz_publish("published_test");
+        }
+    }
+    qz_log_stop(); // hands the last ones over
+    qz_publish_stop();
+    auto line = watched.view().nextLine();
+    ASSERT_TRUE(line.has_value());
+    EXPECT_TRUE(line->isBehindGap);
+    std::string last;
+    for (; line; line = watched.view().nextLine()) {
+        last = line->text;
+    }
+    EXPECT_EQ(last, text);
+    EXPECT_TRUE(watched.hasEnded());
+}
+
+// Each snapshot is one byte over and over.
+TEST(Published, SnapshotsAreWhole) {
+    const auto block = std::make_unique<util::PublishedBlock>();
+    block->head.mark = util::kPublishedMark;
+    CRingBuffer().Init(block->log, sizeof block->log);
+    std::atomic<bool> isOver{false};
+    std::thread writer([&] {
+        util::PublishedSnapshot snapshot;
+        for (unsigned char byte = 0; !isOver; ++byte) {
+            std::memset(&snapshot, byte, sizeof snapshot);
+            const util::PublishedChange change(block->head);
+            util::storePublished(block->snapshot, snapshot);
+        }
+    });
+    const PublishedView view(reinterpret_cast<char*>(block.get()), sizeof *block);
+    int seen = 0, torn = 0;
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(300);
+    while (torn == 0 && std::chrono::steady_clock::now() < end) {
+        if (const auto snapshot = view.snapshot()) {
+            ++seen;
+            char other[sizeof snapshot->frameTimes];
+            std::memset(other, static_cast<int>(snapshot->figures.time & 0xFFU), sizeof other);
+            torn += std::memcmp(snapshot->frameTimes, other, sizeof other) != 0 ||
+                    snapshot->watches[15].value[0] != other[0];
+        }
+    }
+    isOver = true;
+    writer.join();
+    EXPECT_GT(seen, 0);
+    EXPECT_EQ(torn, 0);
+    block->head.sequence = 1; // a writer that died
+    EXPECT_FALSE(view.snapshot().has_value());
+    { const util::PublishedChange nextProgram(block->head); }
+    EXPECT_TRUE(view.snapshot().has_value());
+}
+
+TEST(Published, HostileBlock) {
+    std::mt19937 random(20261122);
+    std::vector<std::uint8_t> input(2000);
+    for (int round = 0; round < 100; ++round) {
+        std::ranges::generate(input, [&] { return static_cast<std::uint8_t>(random()); });
+        LLVMFuzzerTestOneInput(input.data(), input.size());
+    }
+}
+
+} // namespace
