@@ -41,6 +41,23 @@ if(TARGET qz)
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
 endif()
 
+if(NOT WIN32)
+  # Where gdb looks for what it loads with a library: below its folder for that, by the library's
+  # final path. Packages are made in some folder, and theirs is /usr.
+  set(QZ_GDB_NAME libqzCore.so.${PROJECT_VERSION}-gdb.py)
+  install(CODE "set(folder [[${CMAKE_INSTALL_LIBDIR}]])
+    set(prefix \"\${CMAKE_INSTALL_PREFIX}\")
+    if(prefix MATCHES [[/_CPack_Packages/]])
+      set(prefix /usr)
+    endif()
+    cmake_path(ABSOLUTE_PATH folder BASE_DIRECTORY \"\${prefix}\")
+    cmake_path(ABSOLUTE_PATH folder BASE_DIRECTORY / NORMALIZE)
+    set(to [[${CMAKE_INSTALL_DATADIR}]])
+    cmake_path(ABSOLUTE_PATH to BASE_DIRECTORY \"\${CMAKE_INSTALL_PREFIX}\")
+    file(INSTALL DESTINATION \"\${to}/gdb/auto-load\${folder}\" TYPE FILE RENAME ${QZ_GDB_NAME}
+      FILES [[${PROJECT_SOURCE_DIR}/tools/gdb/qzcore.py]])" COMPONENT development)
+endif()
+
 set(QZ_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/qzCore)
 install(EXPORT qzCoreTargets NAMESPACE qzCore:: DESTINATION ${QZ_CMAKE_DIR} COMPONENT development)
 configure_package_config_file(cmake/qzCoreConfig.cmake.in ${PROJECT_BINARY_DIR}/qzCoreConfig.cmake

@@ -10,6 +10,7 @@ packages_of() {
         echo g++ cmake ninja-build pkg-config liblua5.1-0-dev libphysfs-dev libtbb-dev libunwind-dev \
             googletest libeigen3-dev python3 zip locales
         ;;
+    test) echo gdb ;; # whose printers for the library's objects are tried
     luajit) echo libluajit-5.1-dev ;;
     windows) echo g++-mingw-w64-x86-64-posix clang-14 lld-14 llvm-14 wine wine64 ;;
     windows-deps)

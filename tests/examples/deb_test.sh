@@ -33,6 +33,10 @@ grep -q 'HELLO: hello from C$' "$work/hello_c.log" || fail "the C example logged
 cmake -S "$examples/hello_cpp" -B "$work/hello_cpp" >/dev/null
 cmake --build "$work/hello_cpp"
 "$work/hello_cpp/hello_cpp" "$work" | grep -q 'Greetings: 1 so far' || fail "the C++ example failed"
+if command -v gdb >/dev/null; then
+    gdb -batch -nx -ex "file /usr/lib/$(readlink /usr/lib/libqzCore.so.0)" -ex 'info pretty-printer' |
+        grep -q 'Mem::Ptr' || fail "gdb does not load the printers"
+fi
 
 dpkg --purge qzcore
 while IFS= read -r path; do
