@@ -122,6 +122,14 @@ void writeHeader(const platform::Fault& fault, std::string_view stamp) {
     workplace.file->write(cause.hex(place.section, 2).add(":").hex(place.offset, 8));
 }
 
+// Behind the frames, where those who read reports take it for a comment.
+void writeException() {
+    if (const std::string_view words = core::uncaughtException(); !words.empty()) {
+        CrashLine line;
+        workplace.file->write(line.add("# Uncaught exception: ").add(words));
+    }
+}
+
 void writeReport(const platform::Fault& fault) {
     CrashLine stamp;
     core::addTimeStamp(stamp, platform::systemTime());
@@ -135,6 +143,7 @@ void writeReport(const platform::Fault& fault) {
     workplace.frames = 0;
     writeHeader(fault, stamp.text());
     platform::walkStack(fault, writeFrame, nullptr);
+    writeException();
     CrashLine message;
     qz_log(kModule, QZ_LOG_ERROR, message.add("Crash report: ").add(path.text()).terminated());
 }

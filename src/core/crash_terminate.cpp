@@ -1,8 +1,15 @@
 #include "core/crash_terminate.h"
 
+#include "core/cut_text.h"
 #include "core/library_log.h"
+#include "platform/thread.h"
 
+#include <algorithm>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <exception>
 #include <utility>
 
@@ -12,11 +19,33 @@ namespace {
 
 constinit std::terminate_handler previous = nullptr;
 
+// The first exception that ends a thread; others end the process at the same time.
+struct Words {
+    void keep(const char* what) {
+        if (isTaken.exchange(true)) {
+            return;
+        }
+        length = lengthToKeep({what, strnlen(what, sizeof text + 1)}, sizeof text);
+        std::replace_copy_if(what, what + length, text, isControl, ' ');
+        thread.store(platform::currentThread(), std::memory_order_release);
+    }
+
+    static bool isControl(char c) { return static_cast<unsigned char>(c) < ' '; }
+
+    std::atomic<bool> isTaken{false};
+    std::atomic<std::uintptr_t> thread{0}; // whose they are, when they are whole
+    std::size_t length = 0;
+    char text[512] = "";
+};
+constinit Words words{};
+
 void logException() {
     try {
         std::rethrow_exception(std::current_exception());
     } catch (const std::exception& exception) {
-        qz_logf("QZCORE", QZ_LOG_ERROR, "Uncaught exception: %s", exception.what());
+        const char* const what = exception.what();
+        qz_logf("QZCORE", QZ_LOG_ERROR, "Uncaught exception: %s", what);
+        words.keep(what);
     } catch (...) {
         qz_log("QZCORE", QZ_LOG_ERROR, "Uncaught exception of a class of its own");
     }
@@ -41,6 +70,11 @@ void onTerminate() {
 void logUncaughtExceptions() {
     const std::terminate_handler replaced = std::set_terminate(onTerminate);
     previous = replaced != onTerminate ? replaced : previous;
+}
+
+std::string_view uncaughtException() {
+    const bool areMine = words.thread.load(std::memory_order_acquire) == platform::currentThread();
+    return areMine ? std::string_view(words.text, words.length) : std::string_view();
 }
 
 void leaveUncaughtExceptions() {

@@ -338,10 +338,12 @@ class CrashTest(unittest.TestCase):
         self.assertEqual(self.run_probe("null", "forked").returncode, 0)
         self.assertEqual(self.count_reports(), 2)
 
-    def test_uncaught_exception_is_in_the_log(self):
+    def test_uncaught_exception_is_in_the_log_and_the_report(self):
         done = self.run_probe("exception")
         self.assertIn(b"QZCORE: Uncaught exception: nobody wants this", done.stderr)
         self.assertEqual(self.count_reports(), 1)
+        last = self.lines(next(self.folder.glob("*.crash")))[-1]
+        self.assertEqual(last, "# Uncaught exception: nobody wants this")
 
     def test_handlers_for_exceptions_that_call_each_other(self):
         done = self.run_probe("exception", "entangled")
