@@ -185,6 +185,30 @@ public:
     iterator end();
     iterator find(const std::string& name);
 
+    /* The entry of a path, or end(). A path names entries, the first of each name, and items of
+     * lists, counted from 0, with points in between: "graphics.colors.0.2". */
+    iterator findPath(const std::string& path);
+
+    /* Set the entry of a path as iterator::set does. One that is missing is added behind the last
+     * of its block, and so are the blocks around it; the number behind a list's last item adds one
+     * to it. False, with nothing changed, if the entry is a block, if the path leads through a
+     * value or to no item of a list, if a name that would be added is no identifier, beyond 256
+     * blocks within each other, and if memory runs out. */
+    bool setPath(const std::string& path, int value);
+    bool setPath(const std::string& path, double value);
+    bool setPath(const std::string& path, const std::string& value);
+    bool setPath(const std::string& path, bool value) { return setPath(path, value ? 1 : 0); }
+    bool setPath(const std::string& path, float value) {
+        return setPath(path, static_cast<double>(value));
+    }
+    bool setPath(const std::string& path, const char* value) {
+        return value != nullptr && setPath(path, std::string(value));
+    }
+    template<qz::config::WideInteger Integer>
+    bool setPath(const std::string& path, Integer value) {
+        return qz::config::fitsInt(value) && setPath(path, static_cast<int>(value));
+    }
+
     /* False only if memory ran out in the constructor; such a parser parses nothing. */
     bool isInitialized() const;
 
@@ -236,6 +260,14 @@ public:
     iterator begin() const;
     iterator end() const;
     iterator find(const std::string& name) const;
+
+    /* The entry of a path that begins in this block or list, as with ConfigParser::findPath. */
+    iterator findPath(const std::string& path) const;
+
+    /* The line of the text that was parsed in which the entry begins, as getErrorLine counts. It
+     * stays when the entry is changed or the text saved. -1 for what was inserted, and at the end.
+     */
+    int line() const;
 
     /* Empty for items. A name that is no identifier can be set, but not saved. False for items, at
      * the end, and if memory runs out. */

@@ -2,6 +2,7 @@
 
 #include "config/edited_text.h"
 #include "config/lexical_analyser.h"
+#include "config/path.h"
 #include "config/saved_file.h"
 #include "config/syntactic_analyser.h"
 #include "config/tree.h"
@@ -61,6 +62,7 @@ struct ConfigParser::Impl {
     template<class Read>
     bool parse(Read read, Origin origin);
     void locate(const Place& place);
+    bool setPath(const std::string& path, const Value& value);
 
     // A function that makes the text, and one that puts it where it is to be.
     using Build = bool (Impl::*)(std::string&) const;
@@ -116,6 +118,15 @@ bool ConfigParser::Impl::parse(Read read, Origin origin) {
 void ConfigParser::Impl::locate(const Place& place) {
     error.line = tree.sourceText().lineOf(place.offset);
     error.column = static_cast<int>(place.offset);
+}
+
+bool ConfigParser::Impl::setPath(const std::string& path, const Value& value) {
+    try {
+        return analysers && fits(path) && valueFits(value) &&
+               qz::config::setPath(tree, *analysers->names, path, value);
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
 }
 
 bool ConfigParser::Impl::buildWhole(const char* lineEnd, std::string& text) const {
@@ -267,11 +278,25 @@ ConfigParser::iterator ConfigParser::end() {
 }
 
 ConfigParser::iterator ConfigParser::find(const std::string& name) {
-    iterator entry = begin();
-    while (!entry.isEnd() && (*entry)->name() != name) {
-        ++entry;
-    }
-    return entry;
+    Entry& root = impl_->tree.root();
+    return {&impl_->tree, &root, findName(root, name)};
+}
+
+ConfigParser::iterator ConfigParser::findPath(const std::string& path) {
+    const FoundEntry found = qz::config::findPath(impl_->tree.root(), path);
+    return found.entry == nullptr ? end() : iterator(&impl_->tree, found.list, found.entry);
+}
+
+bool ConfigParser::setPath(const std::string& path, int value) {
+    return impl_->setPath(path, value);
+}
+
+bool ConfigParser::setPath(const std::string& path, double value) {
+    return impl_->setPath(path, value);
+}
+
+bool ConfigParser::setPath(const std::string& path, const std::string& value) {
+    return impl_->setPath(path, value);
 }
 
 bool ConfigParser::isInitialized() const {

@@ -1,7 +1,6 @@
+#include "config/path.h"
 #include "config/tree.h"
 
-#include <cstdint>
-#include <limits>
 #include <new>
 #include <optional>
 #include <string_view>
@@ -20,15 +19,6 @@ Value orThrow(bool (ConfigParser::iterator::*read)(Value&) const,
         throw ConfigParser::Error();
     }
     return value;
-}
-
-bool fits(std::string_view text) {
-    return text.size() <= std::numeric_limits<std::uint32_t>::max();
-}
-
-bool valueFits(const Value& value) {
-    const auto* const text = std::get_if<std::string_view>(&value);
-    return text == nullptr || fits(*text);
 }
 
 } // namespace
@@ -70,11 +60,16 @@ ConfigParser::iterator ConfigParser::iterator::end() const {
 }
 
 ConfigParser::iterator ConfigParser::iterator::find(const std::string& name) const {
-    iterator entry = getType() == kBlock ? begin() : end();
-    while (!entry.isEnd() && entry.entry_->name() != name) {
-        ++entry;
-    }
-    return entry;
+    return {tree_, entry_, getType() == kBlock ? findName(*entry_, name) : nullptr};
+}
+
+ConfigParser::iterator ConfigParser::iterator::findPath(const std::string& path) const {
+    const FoundEntry found = entry_ == nullptr ? FoundEntry{} : qz::config::findPath(*entry_, path);
+    return found.entry == nullptr ? end() : iterator(tree_, found.list, found.entry);
+}
+
+int ConfigParser::iterator::line() const {
+    return entry_ != nullptr && entry_->isOriginal ? tree_->lineOf(entry_->place) : -1;
 }
 
 std::string ConfigParser::iterator::name() const {

@@ -102,13 +102,24 @@ std::optional<SourceText> SourceText::read(const std::string& fileName, Failure&
     return text;
 }
 
+template<class Action>
+void SourceText::eachLineEnd(std::size_t before, Action action) const {
+    for (std::size_t at = view().find_first_of("\r\n"); at < before;
+         at = view().find_first_of("\r\n", at + 2)) {
+        action(at);
+    }
+}
+
 int SourceText::lineOf(std::size_t offset) const {
     int line = 1;
-    for (std::size_t at = view().find_first_of("\r\n"); at < offset;
-         at = view().find_first_of("\r\n", at + 2)) {
-        ++line;
-    }
+    eachLineEnd(offset, [&](std::size_t) { ++line; });
     return line;
+}
+
+std::vector<std::uint32_t> SourceText::lineEnds() const {
+    std::vector<std::uint32_t> ends;
+    eachLineEnd(size_, [&](std::size_t end) { ends.push_back(static_cast<std::uint32_t>(end)); });
+    return ends;
 }
 
 } // namespace qz::config

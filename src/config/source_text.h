@@ -4,10 +4,12 @@
 #include "platform/files.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace qz::config {
 
@@ -32,8 +34,15 @@ public:
     // other character behind it.
     int lineOf(std::size_t offset) const;
 
+    // Where they end, in order. Throws std::bad_alloc.
+    std::vector<std::uint32_t> lineEnds() const;
+
 private:
     explicit SourceText(std::size_t size);
+
+    // Calls back with the end of each line that ends before an offset.
+    template<class Action>
+    void eachLineEnd(std::size_t before, Action action) const;
 
     std::unique_ptr<char[]> chars_;
     std::size_t size_ = 0;

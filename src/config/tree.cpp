@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstdint>
+#include <limits>
 #include <new>
 #include <utility>
 
@@ -23,8 +24,18 @@ void setName(NamedEntry& entry, std::string_view name) {
 
 } // namespace
 
+bool fits(std::string_view text) {
+    return text.size() <= std::numeric_limits<std::uint32_t>::max();
+}
+
+bool valueFits(const Value& value) {
+    const auto* const text = std::get_if<std::string_view>(&value);
+    return text == nullptr || fits(*text);
+}
+
 void Tree::setSource(SourceText source) {
     source_ = std::move(source);
+    lines_.clear();
     parsed_.release();
     changed_.releaseAll();
     erased_ = nullptr;

@@ -3,6 +3,7 @@
 
 #include "config/changed_memory.h"
 #include "config/entry.h"
+#include "config/line_index.h"
 #include "config/source_text.h"
 
 #include <cstddef>
@@ -19,6 +20,10 @@ struct Value : std::variant<EmptyBlock, int, double, std::string_view> {
     using variant::variant;
 };
 
+// Whether an entry can hold it, and have such a name.
+bool fits(std::string_view text);
+bool valueFits(const Value& value);
+
 class Tree {
 public:
     Tree() { clear(); }
@@ -30,6 +35,7 @@ public:
     void setSource(SourceText source);
 
     const SourceText& sourceText() const { return source_; }
+    int lineOf(const Place& place) const { return lines_.lineOf(source_, place.offset); }
     std::string_view source() const { return source_.view(); }
     NamedEntry& root() { return root_; } // a block without a name
     const NamedEntry& root() const { return root_; }
@@ -67,6 +73,7 @@ private:
     void releaseOne(Entry& entry);
 
     SourceText source_;
+    LineIndex lines_;
     std::pmr::monotonic_buffer_resource parsed_;
     // Gives back what a change replaces, so that a tree that is changed for ever does not grow.
     ChangedMemory changed_;

@@ -66,6 +66,8 @@ TEST(ConfigMemory, ChangesAreMadeOrNot) {
         [](ConfigParser& p) { return !p.find("l").begin().insertInt(1).isEnd(); },
         [](ConfigParser& p) { return !p.find("l").end().insertString(kLong).isEnd(); },
         [](ConfigParser& p) { return !p.end().insertBlock(kLong).isEnd(); },
+        [](ConfigParser& p) { return p.setPath("b.x.y.z", kLong); },
+        [](ConfigParser& p) { return p.setPath("l.3", 1.5); },
     };
     for (const auto& change : changes) {
         exhaust(change, asParsed,

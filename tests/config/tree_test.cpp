@@ -58,6 +58,50 @@ TEST_F(ConfigTree, IsWalked) {
     EXPECT_TRUE(iterator().isEnd());
 }
 
+TEST_F(ConfigTree, FindsAndSetsByPaths) {
+    ASSERT_TRUE(parser.parse("g { l = {{1, 2}, {3}}; l = 9; s = \"x\"; } b { i = 1; }", 0));
+    EXPECT_EQ(parser.findPath("g.l.0.1").getInt(), 2);
+    EXPECT_EQ(parser.findPath("g").findPath("l.1.0").getInt(), 3);
+    EXPECT_EQ(parser.findPath("g.l").findPath("0"), parser.find("g").find("l").begin());
+    for (const char* path : {"", ".", "g.", ".g", "g..l", "g.l.2", "g.l.-1", "g.l.+1", "g.l. 1",
+                             "g.l.x", "g.l.99999999999999999999", "g.s.x", "g.s.0", "b.l", "0"}) {
+        EXPECT_EQ(parser.findPath(path), parser.end()) << path;
+        EXPECT_EQ(parser.find("g").findPath(path), parser.find("g").end()) << path;
+    }
+    EXPECT_TRUE(parser.end().findPath("g").isEnd());
+    EXPECT_TRUE(iterator().findPath("g").isEnd());
+
+    const std::string before = tree();
+    for (const char* path : {"", "g", "g.s.x", "g.l.3", "g.l.x", "g.l.2.x", "new..x", "new.1x"}) {
+        EXPECT_FALSE(parser.setPath(path, 1)) << path;
+    }
+    std::string deep = "d";
+    for (int i = 0; i < 257; ++i) {
+        deep += ".d";
+    }
+    EXPECT_FALSE(parser.setPath(deep, 1));
+    EXPECT_FALSE(parser.setPath("b.i", 1LL << 40));
+    EXPECT_EQ(tree(), before);
+    EXPECT_TRUE(parser.setPath("g.l.0.1", 2.5) && parser.setPath("g.l.2", true) &&
+                parser.setPath("b.c.d", "text") && parser.setPath("b.c.e", 0.5f) &&
+                parser.setPath("b.i", 7U));
+    EXPECT_EQ(tree(), "g:{l:[[1, 2.5r], [3], 1], l:9, s:\"x\"}, b:{i:7, c:{d:\"text\", e:0.5r}}");
+}
+
+TEST_F(ConfigTree, KnowsTheLinesOfEntries) {
+    ASSERT_TRUE(parser.parse("a = 1;\r\n/*\r\n*/ b\r\n{\r\n  l = {1,\r\n 2}; }\r\n", 0));
+    EXPECT_EQ(parser.begin().line(), 1);
+    EXPECT_EQ(parser.find("b").line(), 3);
+    EXPECT_EQ(parser.findPath("b.l.0").line(), 5);
+    EXPECT_EQ(parser.findPath("b.l.1").line(), 6);
+    EXPECT_EQ(parser.end().line(), -1);
+    parser.find("a").set("changed");
+    EXPECT_EQ(parser.begin().line(), 1);
+    EXPECT_EQ(parser.begin().insert("x", 1).line(), -1);
+    ASSERT_TRUE(parser.parse("\r\n\r\na = 1;", 0));
+    EXPECT_EQ(parser.begin().line(), 3);
+}
+
 TEST_F(ConfigTree, ReadsValuesByTheirTypes) {
     const iterator integer = parser.begin().find("i");
     const iterator real = parser.begin().find("r");

@@ -129,7 +129,7 @@ class QzTest(unittest.TestCase):
             self.assertEqual(self.conf("get", "settings.cfg", path), value + "\n")
         for path, problem in (("graphics.height", "is missing"), ("title.x", "leads through"),
                               ("graphics.colors.x", "leads to no item"),
-                              ("graphics.colors.2", "is missing"), ("graphics..x", "is no path")):
+                              ("graphics.colors.2", "leads to no item"), ("graphics..x", "is no path")):
             self.assertIn(problem, self.refused("get", "settings.cfg", path))
 
     def test_set_changes_nothing_else(self):

@@ -14,34 +14,6 @@ namespace {
 
 using Iterator = ConfigParser::iterator;
 
-// A dotted path: names of entries, and numbers of items in lists.
-class Path {
-public:
-    explicit Path(std::string text) : text_(std::move(text)) {
-        std::string_view rest = text_;
-        for (size_t dot = rest.find('.'); dot != std::string_view::npos; dot = rest.find('.')) {
-            add(rest.substr(0, dot));
-            rest.remove_prefix(dot + 1);
-        }
-        add(rest);
-    }
-
-    const std::string& text() const { return text_; }
-    size_t size() const { return parts_.size(); }
-    const std::string& operator[](size_t i) const { return parts_[i]; }
-
-private:
-    void add(std::string_view part) {
-        if (part.empty()) {
-            throw Failure("'" + text_ + "' is no path: a name is missing");
-        }
-        parts_.emplace_back(part);
-    }
-
-    std::string text_;
-    std::vector<std::string> parts_;
-};
-
 // std::errc{} if the whole text is a number, result_out_of_range if it is one of another range.
 template<class Number, class... Base>
 std::errc readNumber(std::string_view text, Number& number, Base... base) {
@@ -109,73 +81,34 @@ bool isNoDouble(std::string_view text) {
     return readNumber(text, ignored) == std::errc::result_out_of_range;
 }
 
-// The item of that number; the end if there are as many before it, nothing if there are fewer.
-std::optional<Iterator> itemAt(const Iterator& list, const std::string& part) {
-    const std::optional<unsigned> index = numberIn<unsigned>(part);
-    if (!index) {
-        return std::nullopt;
-    }
-    Iterator item = list.begin();
-    for (unsigned i = 0; i < *index; ++i, ++item) {
-        if (item.isEnd()) {
-            return std::nullopt;
-        }
-    }
-    return item;
-}
-
+// One entry of a file, by its path.
 class Editor {
 public:
-    Editor(ConfFile& file, const Path& path) : file_(file), path_(path) {}
-
-    Iterator find() {
-        Iterator entry = file_.tree().find(path_[0]);
-        for (size_t i = 1; i < path_.size() && !entry.isEnd(); ++i) {
-            entry = within(entry, i);
+    Editor(ConfFile& file, const std::string& path) : file_(file), path_(path) {
+        if (("." + path + ".").find("..") != std::string::npos) {
+            throw Failure("'" + path + "' is no path: a name is missing");
         }
+    }
+
+    Iterator find() const {
+        const Iterator entry = file_.tree().findPath(path_);
         if (entry.isEnd()) {
-            fail("is missing");
+            failToFind("is missing");
         }
         return entry;
     }
 
-    void set(const std::string& value, bool asString) {
-        Iterator entry = file_.tree().find(path_[0]);
-        Iterator end = file_.tree().end();
-        for (size_t i = 1; i < path_.size(); ++i) {
-            if (entry.isEnd()) {
-                entry = end.insertBlock(path_[i - 1]);
-            }
-            end = entry.end();
-            entry = within(entry, i);
-        }
+    void set(const std::string& value, bool asString) const {
+        Iterator entry = file_.tree().findPath(path_);
         if (entry.isEnd()) {
-            insert(end, value, asString);
+            add(value, asString);
         } else {
             replace(entry, value, asString);
         }
     }
 
 private:
-    // The entry of the next part of the path; the end of the list or block if it is missing.
-    Iterator within(const Iterator& entry, size_t part) const {
-        if (entry.getType() == Iterator::kList) {
-            const std::optional<Iterator> item = itemAt(entry, path_[part]);
-            if (!item) {
-                fail("leads to no item of a list");
-            }
-            return *item;
-        }
-        if (entry.getType() != Iterator::kBlock) {
-            fail("leads through a value");
-        }
-        return entry.find(path_[part]);
-    }
-
-    void insert(Iterator& end, const std::string& value, bool asString) const {
-        const std::string& name = path_[path_.size() - 1];
-        // Items have no names; where a name belongs, the number is none.
-        const bool isItem = numberIn<unsigned>(name).has_value();
+    void add(const std::string& value, bool asString) const {
         const auto number = asString ? std::nullopt : integerIn(value);
         const auto real = asString ? std::nullopt : finiteIn(value);
         if (!asString && !number && isWholeNumber(value)) {
@@ -184,16 +117,12 @@ private:
         if (!asString && isNoDouble(value)) {
             fail("cannot be " + value + ": no real is as large or as small; --string sets a text");
         }
-        Iterator added;
-        if (number) {
-            added = isItem ? end.insertInt(*number) : end.insertInt(name, *number);
-        } else if (real) {
-            added = isItem ? end.insertDouble(*real) : end.insertDouble(name, *real);
-        } else {
-            added = isItem ? end.insertString(value) : end.insertString(name, value);
-        }
-        if (added.isEnd()) {
-            fail("can not be added");
+        ConfigParser& tree = file_.tree();
+        const bool isAdded = number ? tree.setPath(path_, *number)
+                             : real ? tree.setPath(path_, *real)
+                                    : tree.setPath(path_, value);
+        if (!isAdded) {
+            failToFind("cannot be added: it has a name that is no identifier");
         }
     }
 
@@ -231,12 +160,26 @@ private:
         fail("cannot be " + value + ": an integer is from -2147483648 to 2147483647");
     }
 
+    // By what the path leads through, if that is neither the file nor a block.
+    [[noreturn]] void failToFind(const char* problem) const {
+        Iterator around;
+        for (size_t dot = path_.rfind('.'); around.isEnd() && dot != std::string::npos;
+             dot = path_.rfind('.', dot - 1)) {
+            around = file_.tree().findPath(path_.substr(0, dot));
+        }
+        if (around.isEnd() || around.getType() == Iterator::kBlock) {
+            fail(problem);
+        }
+        fail(around.getType() == Iterator::kList ? "leads to no item of a list"
+                                                 : "leads through a value");
+    }
+
     [[noreturn]] void fail(const std::string& problem) const {
-        throw Failure(file_.name() + ": " + path_.text() + " " + problem);
+        throw Failure(file_.name() + ": " + path_ + " " + problem);
     }
 
     ConfFile& file_;
-    const Path& path_;
+    const std::string& path_;
 };
 
 // Begins again from what others have written meanwhile; each time at least one of them is done.
@@ -257,17 +200,15 @@ void repeatedly(Change change) {
 void confGet(const std::string& name, const std::string& path, const ConfOptions& options) {
     ConfFile file(name, options.bareLineFeeds);
     file.parse();
-    const Path parts(path);
-    printValue(Editor(file, parts).find());
+    printValue(Editor(file, path).find());
 }
 
 void confSet(const std::string& name, const std::string& path, const std::string& value,
              const ConfOptions& options) {
-    const Path parts(path);
     repeatedly([&] {
         ConfFile file(name, options.bareLineFeeds);
         file.parse();
-        Editor(file, parts).set(value, options.asString);
+        Editor(file, path).set(value, options.asString);
         file.writeEdited();
     });
 }
