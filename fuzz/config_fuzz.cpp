@@ -1,8 +1,10 @@
 // Configuration texts: parse, walk, save, parse again, the same tree. Then the input's bytes choose
-// changes, and what saveEdited makes of the text must say what the tree says.
+// changes, and what saveEdited makes of the text must say what the tree says. The same bytes are a
+// path; a reader of settings is asked for it.
 #include "require.h"
 
 #include "Config/ConfigParser.h"
+#include "Config/SettingsReader.h"
 
 #include <cmath>
 #include <cstddef>
@@ -129,6 +131,37 @@ void change(ConfigParser& parser, const std::uint8_t* bytes, std::size_t count) 
     }
 }
 
+// Lines never go back from one entry to the next.
+void requireLinesAscend(iterator entry, int& last) {
+    for (; !entry.isEnd(); ++entry) {
+        require(entry.line() >= last);
+        last = entry.line();
+        requireLinesAscend(entry.begin(), last);
+    }
+}
+
+void usePath(ConfigParser& parser, const std::string& path) {
+    const bool isThere = !parser.findPath(path).isEnd();
+    if (parser.setPath(path, 7)) {
+        require(parser.findPath(path).getInt() == 7);
+    } else {
+        require(isThere == !parser.findPath(path).isEnd());
+    }
+}
+
+void readSettings(const std::string& source, const std::string& path) {
+    ConfigParser parser;
+    const qz::SettingsReader reader(parser, "f", source.c_str(), static_cast<int>(source.size()));
+    int number = 0;
+    const bool isRead = reader.read(path, number);
+    require(isRead == (parser.findPath(path).getType() == iterator::kInteger));
+    const std::size_t before = reader.problems().size();
+    for (iterator entry = parser.begin(); !entry.isEnd(); ++entry) {
+        reader.find(entry.name());
+    }
+    require(reader.problems().size() <= before);
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -145,7 +178,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (save(parser, &ConfigParser::save, text)) { // else a real is not finite
         requireReadable(parser, withCrLf(text));
     }
+    int line = 1;
+    requireLinesAscend(parser.begin(), line);
+    const std::string path(reinterpret_cast<const char*>(data) + source.size(), changes);
+    readSettings(source, path);
     change(parser, data + source.size(), changes);
+    usePath(parser, path);
     if (save(parser, &ConfigParser::saveEdited, text)) {
         requireReadable(parser, text);
     }

@@ -4,7 +4,8 @@
 
 #include <stdexcept>
 
-/* what() is one line that names the file and, for a mistake in it, the path of the entry. */
+/* what() is a line for each mistake, with the file and, if it is one in it, the path of the entry.
+ */
 class UserError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;

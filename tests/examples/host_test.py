@@ -251,14 +251,16 @@ class HostTest(unittest.TestCase):
         for text, message in (
                 ('rates\r\n{\r\n    checks = 1 @ 2;\r\n}\r\n',
                  "own.cfg:3: nothing begins with the character at offset 25"),
-                ('rates {\r\n    checks = = 2;\r\n}\r\n', "own.cfg:2: unexpected at offset 22"),
+                ('rates {\r\n    checks = = 2;\r\n}\r\n', "own.cfg:2: unexpected text at offset 22"),
                 ("rates {\r\n", "own.cfg: the file ends too early"),
-                ("rates { check = 5; }\r\n", "own.cfg: rates.check is no setting"),
-                ('rates { checks = "x"; }\r\n', "own.cfg: rates.checks must be a whole number"),
-                ('log { output { name = "x"; levels = "all"; } }\r\n',
-                 "own.cfg: log.output.levels must be a list"),
+                ('rates {\r\n check = 5;\r\n checks = "x"; }\r\n',
+                 "own.cfg:2: rates.check is no setting\n"
+                 "own.cfg:3: rates.checks must be a whole number from 1 to 1000000, not a text\n"),
+                ('log { output { levels = "all"; } }\r\n',
+                 "own.cfg:1: log.output.name is missing\n"
+                 "own.cfg:1: log.output.levels must be a list, not a text\n"),
                 ('log { output { name = "x"; levels = {"loud"}; } }\r\n',
-                 "own.cfg: log.output.levels: there is no level 'loud'")):
+                 "own.cfg:1: log.output.levels.0 names no level: 'loud'")):
             path.write_bytes(text.encode())
             code, _, err = self.run_host("--config", "own.cfg", self.script("return\n"))
             self.assertEqual(code, 1)
