@@ -22,6 +22,9 @@ constexpr double kSecondsBetweenLooks = 0.25;
 constexpr double kSecondsOfRate = 1.0;
 constexpr double kNanosecondsASecond = 1e9;
 
+// Their callbacks take most of the time here: no frame is to have them all.
+constexpr std::size_t kWatchesACall = 4;
+
 // Other threads may log as fast as this one reads.
 constexpr int kMostMessages = 512;
 
@@ -33,30 +36,6 @@ std::uint64_t nanosecondsSince1970() {
 
 std::uint32_t limited(std::size_t count) {
     return static_cast<std::uint32_t>(std::min<std::size_t>(count, UINT32_MAX));
-}
-
-struct Watches {
-    PublishedWatch places[kPublishedWatches] = {};
-    std::size_t count = 0;
-};
-
-// One name after the other, and the values later: their callbacks must not meet the table's lock.
-Watches readWatches() {
-    Watches read;
-    QZ_watch_get_list(
-        [](const char* name, void* context) {
-            auto& watches = *static_cast<Watches*>(context);
-            if (watches.count < kPublishedWatches) {
-                PublishedWatch& place = watches.places[watches.count++];
-                std::snprintf(place.name, sizeof place.name, "%s", name);
-            }
-        },
-        &read);
-    for (PublishedWatch& watch : std::span(read.places, read.count)) {
-        QZ_watch_get_one(watch.name, 0, watch.value, sizeof watch.value);
-        watch.value[sizeof watch.value - 1] = '\0';
-    }
-    return read;
 }
 
 } // namespace
@@ -118,13 +97,14 @@ bool Publication::isOf(std::string_view name) const {
 
 void Publication::publish() {
     const double now = QZ_get_time();
-    const bool isTimeToLook = now >= nextLook_;
-    if (isTimeToLook) {
+    const bool isFirst = nextLook_ == 0;
+    measureRate(now);
+    if (watches_.isWhole && now >= nextLook_) {
         nextLook_ = now + kSecondsBetweenLooks;
         openReader();
-        measureRate(now);
-        publishWatches();
+        listWatches();
     }
+    readWatches(isFirst ? kPublishedWatches : kWatchesACall);
     publishLog();
     publishFigures();
 }
@@ -175,13 +155,38 @@ void Publication::publishFrames() {
     }
 }
 
+// Their names; the values come later, because callbacks must not meet the table's lock.
+void Publication::listWatches() {
+    watches_ = {};
+    QZ_watch_get_list(
+        [](const char* name, void* context) {
+            auto& watches = *static_cast<Watches*>(context);
+            if (watches.count < kPublishedWatches) {
+                PublishedWatch& place = watches.places[watches.count++];
+                std::snprintf(place.name, sizeof place.name, "%s", name);
+            }
+        },
+        &watches_);
+}
+
 // The callbacks are done before the snapshot changes: readers wait for that.
-void Publication::publishWatches() {
-    const Watches read = readWatches();
-    figures_.watches = read.count;
-    const PublishedChange change(block_->head);
-    storePublished(block_->snapshot.watches, read.places);
-    storePublished(block_->snapshot.figures, figures_);
+void Publication::readWatches(std::size_t most) {
+    if (watches_.isWhole) {
+        return;
+    }
+    const std::size_t end = std::min(watches_.count, watches_.read + most);
+    while (watches_.read < end) {
+        PublishedWatch& watch = watches_.places[watches_.read++];
+        QZ_watch_get_one(watch.name, 0, watch.value, sizeof watch.value);
+        watch.value[sizeof watch.value - 1] = '\0';
+    }
+    watches_.isWhole = end == watches_.count;
+    if (watches_.isWhole) {
+        figures_.watches = watches_.count;
+        const PublishedChange change(block_->head);
+        storePublished(block_->snapshot.watches, watches_.places);
+        storePublished(block_->snapshot.figures, figures_);
+    }
 }
 
 void Publication::measureRate(double now) {

@@ -5,6 +5,7 @@
 #include "platform/shared_memory.h"
 #include "util/published_block.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -34,6 +35,14 @@ public:
     void publish();
 
 private:
+    // As they are read, over several calls.
+    struct Watches {
+        PublishedWatch places[kPublishedWatches] = {};
+        std::size_t count = 0;
+        std::size_t read = 0;
+        bool isWhole = false; // and published
+    };
+
     Publication(std::string_view name, std::uint64_t process);
 
     bool makeBlock();
@@ -45,7 +54,8 @@ private:
     void publishMessage(const qz_log_entry& entry);
     void publishFigures();
     void publishFrames();
-    void publishWatches();
+    void listWatches();
+    void readWatches(std::size_t most);
     void measureRate(double now);
 
     const std::string name_;
@@ -56,6 +66,7 @@ private:
     CRingBuffer log_;
     qz_log_reader* reader_ = nullptr;
     PublishedFigures figures_{};
+    Watches watches_{.isWhole = true};
     std::uint64_t nextFrame_ = 0; // of the profiler
     double nextLook_ = 0;         // at the watches
     double rateStart_ = 0;
