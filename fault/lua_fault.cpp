@@ -33,6 +33,31 @@ private:
     char room_[4096] = {};
 };
 
+// What scripts do with their libraries.
+constexpr char kScript[] =
+    "if log then print(1, {}, 'x') log.info('%d %s', 1, 'y') end\n" // Lua's own print would print
+    "local f = io.open('script.txt', 'w') if f then f:write('a\\nb', 1) f:close() end\n"
+    "f = io.open('script.txt') if f then f:read(1) f:read('*l') f:read('*a') f:close() end\n"
+    "for name in lfs.dir('.') do lfs.attributes(name) end\n"
+    "lfs.locations() lfs.normpath('a//b') os.remove('none') loadfile('none.lua')\n"
+    "pcall(require, 'no.module')";
+
+// What a loader does, for the case that one step fails and the host goes on.
+const std::string kName(100, 'n'), kText(1000, 'x');
+std::string found;
+constexpr void (*kSteps[])(Lua::Loader&) = {
+    [](Lua::Loader& loader) { loader.createGlobalTable(kName); },
+    [](Lua::Loader& loader) { loader.trackReads(); },
+    [](Lua::Loader& loader) { loader.createSubtable(kTank); },
+    [](Lua::Loader& loader) { loader.setString(kText, kText); },
+    [](Lua::Loader& loader) { loader.setVector(1, {}); },
+    [](Lua::Loader& loader) { loader.getVector(1); },
+    [](Lua::Loader& loader) { loader.getUnread(); },
+    [](Lua::Loader& loader) { loader.endSubtable(); },
+    [](Lua::Loader& loader) { loader.beginSubtables(); },
+    [](Lua::Loader& loader) { loader.nextSubtable(found); },
+};
+
 // Calls with the whole library as scripts do, where Lua errors are welcome.
 bool protectedly(lua_State* state, lua_CFunction function, const char* what) {
     const int top = lua_gettop(state);
@@ -92,6 +117,26 @@ void readTables(lua_State* state) {
     lua_settop(state, 0);
 }
 
+void makeTables(lua_State* state) {
+    lua_pushvalue(state, LUA_GLOBALSINDEX);
+    {
+        Lua::Loader loader(state);
+        for (const auto act : kSteps) {
+            const int top = lua_gettop(state);
+            try {
+                act(loader);
+                continue;
+            } catch (const Lua::LoaderException&) {
+                holds(lua_gettop(state) == top, "the stack after an exception");
+            } catch (const std::bad_alloc&) {
+                holds(lua_gettop(state) == top, "the stack after std::bad_alloc");
+            }
+            step(false, "a step of a loader");
+        }
+    }
+    lua_settop(state, 0);
+}
+
 void save(lua_State* state) {
     Room room;
     std::ostream out(&room);
@@ -130,6 +175,10 @@ void work() {
             save(state);
         }
         readTables(state);
+        makeTables(state);
+        protectedly(
+            state, [](lua_State* s) { return luaL_dostring(s, kScript) != 0 ? lua_error(s) : 0; },
+            "a script");
     }
     QZ_lua_close(state);
 }

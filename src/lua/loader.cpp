@@ -5,6 +5,7 @@
 #include "lua/number.h"
 #include "lua/protect.h"
 #include "lua/truncate.h"
+#include "lua/unwind.h"
 
 #include <lua.hpp>
 
@@ -102,9 +103,8 @@ void Loader::reserve() const {
 }
 
 void Loader::failWithLuaError(const std::string& where) const {
-    const std::string text = where + lua::errorText(state_);
-    lua_pop(state_, 1);
-    fail(text);
+    const PopAtEnd message{state_}; // also if there is no memory for a copy
+    fail(where + lua::errorText(state_));
 }
 
 void Loader::failEntry(const Key& key, const std::string& what) const {
@@ -113,9 +113,8 @@ void Loader::failEntry(const Key& key, const std::string& what) const {
 
 void Loader::check(int status, const Key& key) const {
     if (status != 0) {
-        const std::string text = std::string(": ") + lua::errorText(state_);
-        lua_pop(state_, 1);
-        failEntry(key, text);
+        const PopAtEnd message{state_};
+        failEntry(key, std::string(": ") + lua::errorText(state_));
     }
 }
 
@@ -183,9 +182,8 @@ void Loader::beginLoading(const std::string& file) {
 // Runs the chunk on top of the stack, if loading it has succeeded; else a message is there already.
 void Loader::finishLoading(int status, const std::string& table) {
     if (status != 0 || lua_pcall(state_, 0, 0, 0) != 0) {
-        const std::string text = lua::errorText(state_);
-        lua_pop(state_, 1);
-        throw LoaderException(text);
+        const PopAtEnd message{state_};
+        throw LoaderException(lua::errorText(state_));
     }
     load(table);
 }
@@ -203,6 +201,7 @@ void Loader::loadMounted(const std::string& file, const std::string& table) {
 
 void Loader::load(const std::string& table) {
     reserve();
+    const lua::Unwind unwind(state_);
     std::vector<std::string> path{table};
     lua_pushvalue(state_, LUA_GLOBALSINDEX);
     const int status = lua::pushField(state_, table);

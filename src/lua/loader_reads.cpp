@@ -3,6 +3,7 @@
 #include "lua/field.h"
 #include "lua/number.h"
 #include "lua/protect.h"
+#include "lua/unwind.h"
 
 #include <lua.hpp>
 
@@ -149,6 +150,7 @@ std::vector<std::string> Loader::getUnread() const {
     }
     constexpr int kRoom = kLevels * kValuesOfALevel;
     reserve();
+    const lua::Unwind unwind(state_);
     // So much room may take memory; once it is there, asking for it raises nothing.
     const auto makeRoom = [](lua_State* state) {
         lua_checkstack(state, kRoom);
@@ -163,15 +165,9 @@ std::vector<std::string> Loader::getUnread() const {
     if (!lua_istable(state_, -1)) {
         return {};
     }
-    const int top = lua_gettop(state_);
-    try {
-        Walk walk(state_, reads_);
-        walk.go(getCurrentPath(), kLevels);
-        return walk.unread();
-    } catch (...) {
-        lua_settop(state_, top);
-        throw;
-    }
+    Walk walk(state_, reads_);
+    walk.go(getCurrentPath(), kLevels);
+    return walk.unread();
 }
 
 } // namespace Lua

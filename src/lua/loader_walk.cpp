@@ -3,6 +3,7 @@
 #include "lua/field.h"
 #include "lua/protect.h"
 #include "lua/truncate.h"
+#include "lua/unwind.h"
 
 #include <lua.hpp>
 
@@ -117,6 +118,7 @@ bool Loader::nextArray() {
         return false;
     }
     reserve();
+    const lua::Unwind unwind(state_);
     const int last = lua::truncate<int>(lua_tonumber(state_, -2));
     if (last == INT_MAX) { // a metatable may have a value for every index
         return endIteration();
@@ -145,6 +147,7 @@ bool Loader::nextSubtable(std::string& name) {
         return false;
     }
     reserve();
+    const lua::Unwind unwind(state_);
     const int before = lua_gettop(state_);
     if (pushNext(state_) != 0) {
         failWithLuaError(iteratedPath() + ": ");
@@ -161,8 +164,6 @@ bool Loader::nextSubtable(std::string& name) {
     std::size_t length = 0;
     const char* const key = lua_tolstring(state_, -2, &length);
     if (noteRead(-5, std::string_view(key, length)) != 0) {
-        lua_replace(state_, -3); // the message takes the place of the next key and subtable
-        lua_pop(state_, 1);
         failWithLuaError(iteratedPath() + ": ");
     }
     name.assign(key, length);
@@ -188,6 +189,7 @@ void Loader::beginMetatable() {
 
 void Loader::newMetatable() {
     reserve();
+    const lua::Unwind unwind(state_);
     if (!lua_istable(state_, -1)) {
         fail("No metatable at " + getCurrentPath());
     }

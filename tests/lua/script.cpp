@@ -3,7 +3,6 @@
 #include "Lua/State.h"
 #include "support/log_capture.h"
 
-#include <cstdlib>
 #include <regex>
 
 namespace qz::test {
@@ -52,27 +51,6 @@ Script::~Script() {
 
 std::string scriptDirectory() {
     return std::filesystem::relative(freshDirectory()).generic_string();
-}
-
-void* FailingHeap::allocate(void* context, void* block, size_t oldSize, size_t size) {
-    auto& heap = *static_cast<FailingHeap*>(context);
-    if (block == nullptr) {
-        oldSize = 0;
-    }
-    if (size == 0) {
-        std::free(block);
-        heap.live -= oldSize;
-        return nullptr;
-    }
-    if (size > oldSize) {
-        const long number = heap.allocations++;
-        if (number >= heap.failFrom && number < heap.failUntil) {
-            return nullptr;
-        }
-    }
-    void* const resized = std::realloc(block, size);
-    heap.live += size - oldSize;
-    return resized;
 }
 
 } // namespace qz::test

@@ -34,14 +34,4 @@ private:
 // usable in scripts as it is.
 std::string scriptDirectory();
 
-// An allocator that fails on purpose, with its counters as context. Nothing may be left at the end.
-struct FailingHeap {
-    long failFrom;  // the number of the first allocation that fails
-    long failUntil; // and of the first one that succeeds again
-    long allocations = 0;
-    size_t live = 0;
-
-    static void* allocate(void* context, void* block, size_t oldSize, size_t size);
-};
-
 } // namespace qz::test

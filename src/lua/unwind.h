@@ -1,0 +1,29 @@
+// What C++ exceptions leave of a Lua stack.
+#pragma once
+
+#include <lua.hpp>
+
+#include <exception>
+
+namespace lua {
+
+// Takes off what was pushed since, if an exception ends its life: lack of memory for a message, for
+// example.
+class Unwind {
+public:
+    explicit Unwind(lua_State* state) : state_(state), top_(lua_gettop(state)) {}
+    ~Unwind() {
+        if (std::uncaught_exceptions() > exceptions_) {
+            lua_settop(state_, top_);
+        }
+    }
+    Unwind(const Unwind&) = delete;
+    Unwind& operator=(const Unwind&) = delete;
+
+private:
+    lua_State* state_;
+    int top_;
+    int exceptions_ = std::uncaught_exceptions();
+};
+
+} // namespace lua
