@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
+#include <iterator>
 #include <regex>
 #include <sstream>
 #include <string>
@@ -304,7 +305,11 @@ TEST_F(Log, HasReadersThatReadIndependently) {
     EXPECT_EQ(qz_log_reader_read(nullptr), nullptr);
 }
 
+// Some places are taken by readers that never read; one that did not come free again after a
+// close would soon be missed.
 TEST(LogReader, ComesAndGoesWhileOthersLog) {
+    qz_log_reader* idle[3];
+    std::generate(std::begin(idle), std::end(idle), qz_log_reader_open);
     ASSERT_EQ(qz_log_start(".", nullptr), 0);
     std::atomic<bool> stopping{false};
     std::atomic<bool> done{false};
@@ -315,28 +320,38 @@ TEST(LogReader, ComesAndGoesWhileOthersLog) {
         done = true;
     });
     std::atomic<int> read{0};
-    qz::test::inThreads(5, [&](int thread) {
-        for (int i = 0; !done && thread < 2; ++i) {
+    const auto log = [&done] {
+        for (int i = 0; !done; ++i) {
             const std::string text = std::to_string(i);
             qz_log(text.c_str(), QZ_LOG_TRACE, text.c_str());
+            if (i % 64 == 0) { // a batch, and room for those who read
+                std::this_thread::sleep_for(std::chrono::microseconds(100));
+            }
+        }
+    };
+    const auto readOnce = [&] {
+        qz_log_reader* const reader = qz_log_reader_open();
+        EXPECT_TRUE(reader != nullptr || stopping);
+        const qz_log_entry* entry = nullptr;
+        while (reader != nullptr && entry == nullptr && !done) {
+            entry = qz_log_reader_read(reader);
+        }
+        if (entry != nullptr && entry->level == QZ_LOG_TRACE) { // not start-up's own line
+            EXPECT_STREQ(entry->module, entry->message);
+            ++read;
+        }
+        qz_log_reader_close(reader);
+    };
+    qz::test::inThreads(4, [&](int thread) {
+        if (thread == 0) {
+            log();
         }
         while (!done) {
-            qz_log_reader* const reader = qz_log_reader_open();
-            EXPECT_TRUE(reader != nullptr || stopping) << "places come free again";
-            for (int count = 0; reader != nullptr && count < 2 && !done;) {
-                const qz_log_entry* const entry = qz_log_reader_read(reader);
-                if (entry == nullptr) {
-                    std::this_thread::yield();
-                } else if (entry->level == QZ_LOG_TRACE) { // not start-up's own line
-                    EXPECT_STREQ(entry->module, entry->message);
-                    ++count;
-                    ++read;
-                }
-            }
-            qz_log_reader_close(reader);
+            readOnce();
         }
     });
     director.join();
+    std::for_each(std::begin(idle), std::end(idle), qz_log_reader_close);
     EXPECT_GT(read, 0);
 }
 
