@@ -2,7 +2,7 @@
 // can be edited and saved after any failure.
 #include "driver.h"
 
-#include "Config/ConfigParser.h"
+#include "Config/SettingsReader.h"
 
 #include <memory>
 #include <new>
@@ -25,6 +25,17 @@ void edit(ConfigParser& parser) {
             block.end().insertInt(kA, 3);
         }
         parser.find(kBlock).begin().erase();
+        step(parser.setPath("block.deeper.still", kLong), "setPath");
+    });
+}
+
+void readSettings(ConfigParser& parser) {
+    stepOrThrow<std::bad_alloc>("SettingsReader", [&] {
+        int value = 0;
+        const qz::SettingsReader reader(parser, kPath);
+        const bool isRead = reader.read("a", value, 2, 3);
+        const std::size_t problems = reader.problems().size();
+        step(!isRead && problems == 3, "SettingsReader");
     });
 }
 
@@ -62,6 +73,8 @@ void work() {
         return;
     }
     if (step(parser->isInitialized(), "isInitialized") && step(parser->parse(kPath), "parse")) {
+        readSettings(*parser);
+        step(parser->parse(kPath), "parse");
         edit(*parser);
         save(*parser, &ConfigParser::saveEdited, "saveEdited");
         save(*parser, &ConfigParser::save, "save");

@@ -1,69 +1,16 @@
 #include "Config/SettingsReader.h"
 
+#include "config/setting_words.h"
+
 #include <algorithm>
-#include <charconv>
 #include <string_view>
 #include <unordered_map>
 
 using qz::SettingsReader;
+using namespace qz::config;
 using iterator = ConfigParser::iterator;
 
 namespace {
-
-template<class Number>
-std::string textOf(Number number) {
-    char digits[32];
-    return {digits, std::to_chars(digits, digits + sizeof digits, number).ptr};
-}
-
-template<class Number>
-struct Range {
-    Number least;
-    Number most;
-
-    bool has(Number number) const { return number >= least && number <= most; }
-};
-
-// The limits of a variable go without saying.
-template<class Number>
-std::string describe(const std::string& kind, Range<Number> range, Range<Number> variable) {
-    const bool hasLeast = range.least > variable.least;
-    const bool hasMost = range.most < variable.most;
-    if (hasLeast && hasMost) {
-        return kind + " from " + textOf(range.least) + " to " + textOf(range.most);
-    }
-    if (hasLeast) {
-        return kind + " of at least " + textOf(range.least);
-    }
-    return hasMost ? kind + " of at most " + textOf(range.most) : kind;
-}
-
-std::string describe(const iterator& entry) {
-    switch (entry.getType()) {
-    case iterator::kInteger:
-        return textOf(entry.getInt());
-    case iterator::kReal:
-        return textOf(entry.getDouble());
-    case iterator::kString:
-        return "a text";
-    case iterator::kList:
-        return "a list";
-    default:
-        return "a block";
-    }
-}
-
-// Why a text could not be parsed.
-std::string describe(const ConfigParser::Error& error) {
-    if (error.column < 0) {
-        return error.message == "End Of File" ? "the file ends too early"
-               : error.message.empty()        ? "cannot be read"
-                                              : error.message;
-    }
-    const std::string problem =
-        error.message.empty() ? "nothing begins with the character" : "unexpected text";
-    return problem + " at offset " + textOf(error.column) + "; \"qz conf check\" shows the spot";
-}
 
 std::string join(const std::string& path, const std::string& part) {
     return path.empty() ? part : path + "." + part;
@@ -129,7 +76,7 @@ struct SettingsReader::State {
     std::string file;
     bool isParsed = false;
     std::vector<Problem> problems = {};
-    std::unordered_map<const qz::config::Entry*, Use> uses = {};
+    std::unordered_map<const Entry*, Use> uses = {};
 };
 
 void SettingsReader::State::addUnasked(const Place& list, std::vector<Problem>& found) const {

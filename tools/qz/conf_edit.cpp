@@ -42,8 +42,9 @@ std::string_view hexadecimalDigits(std::string_view text) {
         return {};
     }
     text.remove_prefix(2);
-    return text.find_first_not_of("0123456789abcdefABCDEF") == text.npos ? text
-                                                                         : std::string_view();
+    return text.find_first_not_of("0123456789abcdefABCDEF") == std::string_view::npos
+               ? text
+               : std::string_view();
 }
 
 // What the language takes for an integer, with a sign if wanted: hexadecimal numbers have 32 bits.
