@@ -2,6 +2,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <condition_variable>
 #include <cstdio>
 #include <filesystem>
@@ -150,6 +151,13 @@ class IdleThread {
 };
 
 } // namespace
+
+double percentile(std::vector<double>& values, double part) {
+    const auto place =
+        values.begin() + static_cast<std::ptrdiff_t>(part * static_cast<double>(values.size() - 1));
+    std::nth_element(values.begin(), place, values.end());
+    return *place;
+}
 
 int run(int argc, char** argv, std::span<const Goal> goals) {
     // Rounds in random order: a machine that slows down slows everybody down. Later arguments win.

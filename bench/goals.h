@@ -3,6 +3,7 @@
 #pragma once
 
 #include <span>
+#include <vector>
 
 namespace bench {
 
@@ -28,6 +29,9 @@ constexpr Goal atLeast(double proportion, const char* peer, const char* measured
                        const char* figure = kTime) {
     return {measured, peer, figure, Goal::Sense::atLeast, proportion};
 }
+
+// So great a part of the values is not above it. Changes their order.
+double percentile(std::vector<double>& values, double part);
 
 // A benchmark program's main function: runs what is registered, five rounds of each in random order
 // unless the command line (Google Benchmark's) says otherwise, and ends with a table of the goals.

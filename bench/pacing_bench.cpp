@@ -7,7 +7,6 @@
 
 #include <benchmark/benchmark.h>
 
-#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <random>
@@ -49,13 +48,6 @@ void workFor(double seconds) {
     }
 }
 
-double percentile(std::vector<double>& values, double part) {
-    const auto place =
-        values.begin() + static_cast<std::ptrdiff_t>(part * static_cast<double>(values.size() - 1));
-    std::nth_element(values.begin(), place, values.end());
-    return *place;
-}
-
 // Reports microseconds.
 template<class Pacer>
 void pace(benchmark::State& state) {
@@ -73,8 +65,8 @@ void pace(benchmark::State& state) {
         errors.push_back(std::fabs(now - last - wanted) * 1e6);
         last = now;
     }
-    state.counters["p50_us"] = percentile(errors, 0.5);
-    state.counters["p99_us"] = percentile(errors, 0.99);
+    state.counters["p50_us"] = bench::percentile(errors, 0.5);
+    state.counters["p99_us"] = bench::percentile(errors, 0.99);
 }
 
 BENCHMARK(pace<Controller>)

@@ -23,7 +23,7 @@
 QZ_EXTERN_C_BEGIN
 
 /* Publishes what has come since the last call. Call it once a frame: it takes about a
- * microsecond, and what the watches take that are just read.
+ * microsecond, and what the watch takes that is just read.
  *
  * name: what the program is called by those who watch it: 1 to 48 letters, digits, ".", "-" and
  *   "_". The first call makes the memory, 256 KiB; so does one with another name, after it has let
@@ -33,9 +33,9 @@ QZ_EXTERN_C_BEGIN
  * files at the first call. Other processes see the newest 500 messages or more. At most 512 wait
  * between two calls; what comes on top is counted as lost.
  *
- * Watches are read on the calling thread, each at most every 250 ms, and no more than four of them
- * in a call but the first. A name is published up to 31 bytes, a value up to 95. What a callback
- * throws reaches the caller.
+ * Watches are read on the calling thread, each at most every 250 ms, and one in a call; all of them
+ * in the first. A name is published up to 31 bytes, a value up to 95. What a callback throws
+ * reaches the caller.
  *
  * Returns 1; 0 if nothing is published: the name is none, or the system gives no memory. The log
  * then has one ERROR line, and calls with the same name do nothing until qz_publish_stop.

@@ -23,7 +23,7 @@ constexpr double kSecondsOfRate = 1.0;
 constexpr double kNanosecondsASecond = 1e9;
 
 // Their callbacks take most of the time here: no frame is to have them all.
-constexpr std::size_t kWatchesACall = 4;
+constexpr std::size_t kWatchesACall = 1;
 
 // Other threads may log as fast as this one reads.
 constexpr int kMostMessages = 512;
