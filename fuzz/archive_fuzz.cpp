@@ -60,20 +60,21 @@ void readEntries(const std::string& bytes) {
     }
 }
 
-// What is listed is there.
+// Folders of archives made to mislead may not be listed, and then not in part.
 void readListed(const std::string& folder, int depth) {
     std::vector<std::string> names;
     const auto add = [](void* context, const char* name) {
         static_cast<std::vector<std::string>*>(context)->emplace_back(name);
     };
-    require(vfs_list(folder.c_str(), add, &names) == 1);
+    const int result = vfs_list(folder.c_str(), add, &names);
+    require(result == 1 || names.empty());
     for (const std::string& name : names) {
         const std::string path = folder + "/" + name;
         const vfs_kind kind = vfs_get_kind(path.c_str(), nullptr);
-        require(kind == VFS_KIND_FILE || kind == VFS_KIND_DIRECTORY);
+        require(kind != VFS_KIND_UNKNOWN);
         if (kind == VFS_KIND_FILE) {
             readAndFree(path);
-        } else if (depth > 0) {
+        } else if (kind == VFS_KIND_DIRECTORY && depth > 0) {
             readListed(path, depth - 1);
         }
     }

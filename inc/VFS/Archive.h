@@ -106,15 +106,16 @@ QZ_API vfs_kind vfs_get_kind(const char* path, uint64_t* size);
 typedef void (*vfs_list_callback)(void* context, const char* name);
 
 /* Lists a folder: the names in it of all mounts, each name once, in the order of their bytes,
- * without "." and "..". Names that no path leads to, because of a "" for example, are left out.
+ * without "." and "..". Names with "\" or ":", or of devices, are left out: no path leads to them.
  *
  * The names are collected first, while mounting, unmounting and opening files wait. Then the
  * callback is called, outside of all locks: it may use all functions of this header, and what it is
  * told of may be gone.
  *
  * Returns 1; 0 if no mount has such a folder; -1, without having called back, if memory runs out,
- * if a mount's folder cannot be listed, or if there are more than a million names. A disk that
- * fails in the middle of a folder ends it there: PhysicsFS does not tell. */
+ * if a mount's folder cannot be listed (so in an archive with an entry "/a", which none should
+ * have: its root), or if there are more than a million names. A disk that fails in the middle of a
+ * folder ends it there: PhysicsFS does not tell. */
 QZ_API int vfs_list(const char* path, vfs_list_callback callback, void* context);
 
 QZ_EXTERN_C_END
