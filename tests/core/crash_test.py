@@ -325,8 +325,8 @@ class CrashTest(unittest.TestCase):
     def test_abort_with_all_signals_blocked(self):
         os.environ["LD_BIND_NOW"] = "1"  # no function can be found any more where the report stumbles
         self.addCleanup(os.environ.pop, "LD_BIND_NOW")
-        self.assertEqual(self.run_probe("abort_blocked").returncode, -6)
         self.assertIn("outerFrame()+", "\n".join(self.crash("abort_signalled")))
+        self.assertEqual(self.run_probe("abort_blocked").returncode, -6)
 
     @unittest.skipIf(ON_WINDOWS, "cancels a thread")
     def test_cancelled_thread(self):
