@@ -14,7 +14,6 @@
 #include "Mail/Shared.h"
 #include "Tasks/Sync.h"
 
-#include <functional>
 #include <map>
 #include <stdint.h>
 #include <utility>

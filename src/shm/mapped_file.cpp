@@ -2,8 +2,8 @@
 
 #include "core/library_log.h"
 #include "platform/mapped_file.h"
+#include "shm/error_text.h"
 #include "shm/line.h"
-#include "shm/message.h"
 
 #include <algorithm>
 #include <atomic>

@@ -2,7 +2,7 @@
 
 #include "platform/mapped_file.h"
 #include "platform/whole_file.h"
-#include "shm/message.h"
+#include "shm/error_text.h"
 
 #include <bit>
 #include <climits>

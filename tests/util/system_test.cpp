@@ -1,11 +1,14 @@
+#define QZ_SYSTEM_NO_SHORT_NAME
 #include "Util/System.h"
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace System { // the name is the program's own
+
+using Base = qz::System;
 
 TEST(System, IsInitialisedOnce) {
-    System system;
+    Base system;
     EXPECT_FALSE(system.initialized());
     EXPECT_FALSE(system.process());
     EXPECT_FALSE(system.uninitialize());
@@ -14,20 +17,20 @@ TEST(System, IsInitialisedOnce) {
     EXPECT_TRUE(system.initialize());
     EXPECT_FALSE(system.initialize());
     EXPECT_TRUE(system.reinitialize());
-    EXPECT_TRUE(System(system).process());
+    EXPECT_TRUE(Base(system).process());
     EXPECT_TRUE(system.uninitialize());
     EXPECT_FALSE(system.initialized());
 }
 
-class Stubborn : public System {
+class Stubborn : public Base {
 public:
     bool initialize() override {
         calls += 'i';
-        return System::initialize() && calls.size() < 2;
+        return Base::initialize() && calls.size() < 2;
     }
     bool uninitialize() override {
         calls += 'u';
-        System::uninitialize();
+        Base::uninitialize();
         return false;
     }
     bool initialized() const override { return true; }
@@ -44,4 +47,4 @@ TEST(System, GoesThroughItsOverrides) {
     EXPECT_EQ(system.calls, "iui");
 }
 
-} // namespace
+} // namespace System

@@ -113,16 +113,16 @@ std::string folderOf(const std::string& path) {
     return path.substr(0, path.rfind('/') + 1);
 }
 
-bool isReadable(const ElfFile& file, const std::string& path, int linksLeft);
+bool isSound(const ElfFile& file, const std::string& path, int linksLeft);
 
 // The symbol reader follows links from a module to files with its debugging information, and asks
 // none of them what it is.
-bool isLinkReadable(const std::string& path, int linksLeft) {
+bool isLinkSound(const std::string& path, int linksLeft) {
     return access(path.c_str(), F_OK) != 0 ||
-           (linksLeft > 0 && isReadable(ElfFile(path.c_str()), path, linksLeft - 1));
+           (linksLeft > 0 && isSound(ElfFile(path.c_str()), path, linksLeft - 1));
 }
 
-bool isReadable(const ElfFile& file, const std::string& path, int linksLeft) {
+bool isSound(const ElfFile& file, const std::string& path, int linksLeft) {
     if (file.isOutOfReach()) {
         throw SymbolsOutOfReach();
     }
@@ -140,7 +140,7 @@ bool isReadable(const ElfFile& file, const std::string& path, int linksLeft) {
         }
         for (const std::string& folder : {own, own + ".debug/", real, real + ".debug/",
                                           "/usr/lib/debug" + own, std::string()}) {
-            if ((!folder.empty() || link[0] == '/') && !isLinkReadable(folder + link, linksLeft)) {
+            if ((!folder.empty() || link[0] == '/') && !isLinkSound(folder + link, linksLeft)) {
                 return false;
             }
         }
@@ -151,7 +151,7 @@ bool isReadable(const ElfFile& file, const std::string& path, int linksLeft) {
 class ElfModule final : public ModuleFile {
 public:
     explicit ElfModule(const char* path)
-        : file_(path), path_(path), isReadable_(isReadable(file_, path_, 2)) {}
+        : file_(path), path_(path), isSound_(isSound(file_, path_, 2)) {}
 
     bool isOpen() const {
         return file_.isOpen() && file_.size() <= std::numeric_limits<std::uint32_t>::max();
@@ -182,7 +182,7 @@ public:
     // can be moved where the program is, and for any other where the file says.
     void source(std::uint32_t address, bool isReturnAddress, SourcePlace& place) override {
         place = {};
-        if (!isReadable_) {
+        if (!isSound_) {
             return;
         }
         std::uintptr_t base = 0;
@@ -200,7 +200,7 @@ public:
 private:
     ElfFile file_;
     std::string path_;
-    bool isReadable_; // the symbol reader maps what sections it finds, there or not
+    bool isSound_; // the symbol reader maps what sections it finds, there or not
 };
 
 } // namespace
