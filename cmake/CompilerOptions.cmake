@@ -1,3 +1,5 @@
+include(CheckCXXCompilerFlag)
+
 # What every target of this tree is compiled with; `qz_options` is linked privately and not installed.
 add_library(qz_options INTERFACE)
 target_compile_features(qz_options INTERFACE cxx_std_20 c_std_11)
@@ -31,6 +33,23 @@ if(WIN32)
   endif()
   target_compile_definitions(qz_options INTERFACE
     __USE_MINGW_ANSI_STDIO=1 UNICODE _UNICODE WINVER=0x0601 _WIN32_WINNT=0x0601)
+endif()
+
+# As distributions build: overruns end the program, and nothing that a program calls can be written
+# over. On Windows the toolchains' own settings do this, as far as no further DLL is needed for it.
+if(NOT WIN32 AND NOT QZ_SANITIZE)
+  target_compile_options(qz_options INTERFACE -fstack-protector-strong -fstack-clash-protection)
+  check_cxx_compiler_flag(-fcf-protection QZ_HAS_CF_PROTECTION) # x86 alone
+  if(QZ_HAS_CF_PROTECTION)
+    target_compile_options(qz_options INTERFACE -fcf-protection)
+  endif()
+  target_link_options(qz_options INTERFACE -Wl,-z,relro,-z,now)
+  # The C library warns without optimisation; who builds a package may have set it already.
+  if(NOT "${CMAKE_C_FLAGS} ${CMAKE_CXX_FLAGS}" MATCHES "_FORTIFY_SOURCE")
+    target_compile_options(qz_options INTERFACE
+      $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE>
+      $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-D_FORTIFY_SOURCE=2>)
+  endif()
 endif()
 
 if(QZ_SANITIZE)

@@ -575,6 +575,14 @@ OPEN(open, (const char* path, int flags, ...), (path, flags, mode))
 OPEN(open64, (const char* path, int flags, ...), (path, flags, mode))
 OPEN(openat, (int at, const char* path, int flags, ...), (at, path, flags, mode))
 
+/* The same, as checked builds call them. */
+EXPORT int __open_2(const char* path, int flags) {
+    return open(path, flags);
+}
+EXPORT int __openat_2(int at, const char* path, int flags) {
+    return openat(at, path, flags);
+}
+
 /* Locks, and descriptors that are doubled; the rest is never counted. */
 EXPORT int fcntl(int file, int command, ...) {
     REAL(fcntl)

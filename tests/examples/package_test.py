@@ -69,6 +69,29 @@ class PackageTest(unittest.TestCase):
         self.assertEqual(list((self.prefix / "share/doc").rglob("gone.md")), [])
         run([sys.executable, EXAMPLES.parent / "scripts/check_links.py", self.prefix / "share/doc"])
 
+    def test_files_are_hardened(self):
+        """Overruns end the program, and nothing that it calls can be written over."""
+        self.needs_linux()
+        for name in ("lib/libqzCore.so", "bin/qz"):
+            told = run(["readelf", "--wide", "--dynamic", "--program-headers", "--dyn-syms", self.prefix / name])
+            for mark in (r"FLAGS_1.*\bNOW\b", r"GNU_RELRO", r"__stack_chk_fail", r"__\w+_chk\b",
+                         r"GNU_STACK +(\w+ +){5}RW "):
+                self.assertRegex(told, mark, name)
+            if os.uname().machine == "x86_64":  # every function begins with a landing pad for calls
+                code = run(["objdump", "--disassemble", "--section=.text", self.prefix / name])
+                self.assertGreater(code.count("endbr64"), 20, name)
+
+    def test_symbols_are_in_files_of_their_own(self):
+        self.needs_linux()
+        for path in (self.prefix / "lib/libqzCore.so", self.prefix / "bin/qz"):
+            path = path.resolve()
+            symbols = path.parent / f".debug/{path.name}.debug"
+            self.assertEqual(symbols.exists(), OPTIONS.separate_symbols)
+            if OPTIONS.separate_symbols:
+                self.assertNotIn(".debug_info", run(["readelf", "--section-headers", path]))
+                self.assertIn(".debug_info", run(["readelf", "--section-headers", symbols]))
+                self.assertIn(symbols.name, run(["readelf", "--string-dump=.gnu_debuglink", path]))
+
     def check_log(self, name, language):
         line = (self.folder / f"{name}.log").read_text().splitlines()[-1]
         self.assertRegex(line, rf"^\d{{5}}\.\d{{3}} INFO    HELLO: hello from {language}$")
@@ -161,6 +184,7 @@ if __name__ == "__main__":
     parser.add_argument("--target", required=True)
     parser.add_argument("--toolchain", default="")
     parser.add_argument("--cc", required=True)
+    parser.add_argument("--separate-symbols", action="store_true")
     parser.add_argument("--emulator", type=shlex.split, default=[])
     parser.parse_args(namespace=OPTIONS)
     unittest.main(argv=sys.argv[:1], verbosity=2)

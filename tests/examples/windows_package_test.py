@@ -56,6 +56,14 @@ class WindowsPackageTest(unittest.TestCase):
             at = content.index(b"RSDS") + 24
             self.assertEqual(content[at:content.index(b"\0", at)].decode(), module[:-4] + ".pdb")
 
+    # What overruns cannot use, without a DLL of the compiler's for it.
+    def test_files_are_hardened(self):
+        for module in self.modules:
+            marks = run(["llvm-readobj-14", "--file-headers", module])
+            for mark in ("DYNAMIC_BASE", "HIGH_ENTROPY_VA", "NX_COMPAT"):
+                self.assertIn(f"IMAGE_DLL_CHARACTERISTICS_{mark}", marks, module.name)
+            self.assertNotIn("libssp-0.dll", {dll for dll, _ in imports(module)}, module.name)
+
     # Short import objects are the form that Microsoft's own tools make.
     def test_microsofts_linker_takes_the_library(self):
         library = self.prefix / "lib/qzCore.lib"

@@ -80,7 +80,9 @@ public:
     const Look& look() {
         look_.isRunning = !watched_.hasEnded();
         if (!look_.isRunning && watched_.findNext()) {
-            look_ = Look{};
+            look_.isRunning = true;
+            look_.snapshot = {};
+            look_.lines.clear();
         }
         look_.program = watched_.program();
         if (const auto snapshot = watched_.view().snapshot()) {

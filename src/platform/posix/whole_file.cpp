@@ -92,8 +92,9 @@ bool truncate(int file, off_t size) {
 Replacement writeInPlace(const TargetFile& target, std::string_view bytes) {
     const struct stat& old = target.status();
     if ((old.st_mode & kOwnerOnly) != kOwnerOnly) {
-        static_cast<void>(
-            fchmodat(target.directory(), target.name(), (old.st_mode & 07777) | kOwnerOnly, 0));
+        // Where this fails, opening does too.
+        [[maybe_unused]] const int isChanged =
+            fchmodat(target.directory(), target.name(), (old.st_mode & 07777) | kOwnerOnly, 0);
     }
     const Descriptor file = target.open(O_WRONLY);
     if (!file.isOpen()) {
