@@ -159,6 +159,11 @@ class PackageTest(unittest.TestCase):
         self.assertIn("Greetings: 1 so far", printed)
         self.check_log("hello_cpp", r"C\+\+")
 
+    def test_server_builds_outside_of_the_tree(self):
+        printed = run([*self.build_project(EXAMPLES / "server", "qz_server"), "--directory", self.folder / "server",
+                       "--frames", "10"], env=self.environment)
+        self.assertRegex(printed, "^10 frames, .* 0 failed")
+
     def test_c_through_pkg_config(self):
         self.needs_linux()
         flags = run(["pkg-config", "--cflags", "--libs", "qzcore"], env=self.environment)

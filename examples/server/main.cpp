@@ -1,0 +1,120 @@
+/* A small game server: a thousand actors walk, write to each other, and are written down. */
+#include "snapshot.h"
+
+#include "Common/Profiler.h"
+#include "Core/CrashReport.h"
+#include "Core/Environment.h"
+#include "Core/Log.h"
+#include "Globals.h"
+#include "Tasks/TaskManager.h"
+#include "Util/ConsoleArgs.h"
+#include "Util/FPS_Controller.h"
+#include "Util/Publish.h"
+#include "VFS/File.h"
+
+#include <algorithm>
+#include <atomic>
+#include <csignal>
+#include <cstdio>
+
+QZ_LOG_ECHO_LEVELS(QZ_LOG_ALERT | QZ_LOG_ERROR | QZ_LOG_WARNING);
+
+namespace {
+
+constexpr char kProgram[] = "qz_server"; // qz top qz_server, qz log follow qz_server
+
+std::atomic<int> exitCode{0}; // not 0: somebody wishes it to end
+
+/* The first one is a wish to end, the second one ends the process at once. */
+extern "C" void onSignal(int signal) {
+    std::signal(signal, SIG_DFL);
+    exitCode.store(128 + signal);
+}
+
+void refuseOthers(const qz::ConsoleArgs& args) {
+    for (int i = 1; i < static_cast<int>(args.size()); i += 2) { // an option, its value
+        if ((args[i] != "--directory" && args[i] != "--frames") || args[args[i]].empty()) {
+            throw std::runtime_error("usage: qz_server [--directory DIR] [--frames N]");
+        }
+    }
+}
+
+/* A file of the server's directory, or else the one beside the program. */
+std::string findFile(const std::string& directory, const char* name) {
+    const std::string own = directory + "/" + name;
+    return VFS_exists(own.c_str()) ? own : std::string(SYS_bindir()) + "/server/" + name;
+}
+
+/* What is under way refers to what is about to go. */
+struct EndOfTasks {
+    ~EndOfTasks() { QZ_shutdown_tasks(60); }
+};
+
+/* No frames are as many as there are until somebody wishes it to end. */
+void serve(const std::string& directory, int frames) {
+    const World world = loadWorld(findFile(directory, "world.lua"));
+    const std::string config = findFile(directory, "server.cfg");
+    Settings settings;
+    Crowd crowd(world);
+    SnapshotWriter snapshots(directory);
+    const EndOfTasks endOfTasks;
+    globalFpsController->StartFrame(); // what ended now, the start-up, was no frame
+    const double start = globalFpsController->totalTime();
+    int frame = 0;
+    for (double due = 0; exitCode == 0 && (frames == 0 || frame < frames); ++frame) {
+        refresh(settings, config);
+        globalProfiler.startFrame();
+        QZ_make_main_thread_task(0.002);
+        crowd.update(settings);
+        due += settings.snapshotRate / settings.frameRate;
+        if (due > 0.999 && !snapshots.isBusy()) { // 0.999 because it is rounded
+            due = std::min(due - 1, 1.0);
+            snapshots.write(crowd);
+        }
+        globalProfiler.endFrame();
+        qz_publish(kProgram);
+        globalFpsController->SetMaxFPS(static_cast<float>(settings.frameRate));
+        globalFpsController->StartFrame();
+    }
+    const double seconds = globalFpsController->totalTime() - start;
+    while (snapshots.isBusy()) {
+        QZ_make_main_thread_task(0.002);
+        globalFpsController->StartFrame();
+    }
+    std::printf("%d frames, %.2f ms each, %u actors, %llu messages, %llu paths found, "
+                "%llu snapshots of %llu bytes, %llu failed\n",
+                frame, seconds * 1e3 / std::max(frame, 1), Crowd::kActors, Actor::letters,
+                Actor::ways, snapshots.written, snapshots.bytes, snapshots.failed);
+}
+
+} // namespace
+
+int main() {
+    try {
+        const qz::ConsoleArgs args(SYS_argc(), SYS_argv());
+        std::string directory = "."; // for all that is written
+        int frames = 0;
+        refuseOthers(args);
+        args.getOptionalString("--directory", directory);
+        args.getOptionalInt("--frames", frames);
+        VFS_mkdir(directory.c_str());
+        bt_retrace((directory + "/").c_str());
+        bt_init((directory + "/" + kProgram).c_str());
+        qz_publish(kProgram); // before the log, so that who follows it sees its beginning
+        qz_log_start(directory.c_str(), kProgram);
+        std::signal(SIGINT, onSignal);
+        std::signal(SIGTERM, onSignal);
+        globalProfiler.start();
+        serve(directory, frames);
+        if (!globalProfiler.writeTrace((directory + "/trace.json").c_str())) {
+            throw std::runtime_error("trace.json cannot be written");
+        }
+    } catch (const std::exception& failure) {
+        qz_log("SERVER", QZ_LOG_ERROR, failure.what());
+        exitCode = 1;
+    }
+    qz_publish_stop();
+    bt_fini();
+    qz_log_stop();
+    return exitCode;
+}

@@ -1,0 +1,28 @@
+/* What the crowd was like at a moment, in files. */
+#ifndef QZ_SERVER_SNAPSHOT_H
+#define QZ_SERVER_SNAPSHOT_H
+
+#include "actor.h"
+
+/* Writes snapshots on a worker and reads each one back. For the main thread. Tasks have been shut
+ * down before it goes. */
+class SnapshotWriter {
+public:
+    /* Files "snapshot-0.bin" to "snapshot-9.bin", the oldest of which is written over. */
+    explicit SnapshotWriter(std::string directory) : directory_(std::move(directory)) {}
+
+    bool isBusy() const { return isBusy_; }
+    void write(const Crowd& crowd); // not while it is busy
+
+    /* Snapshots that were read as they were written, with their bytes; the others. */
+    unsigned long long written = 0, bytes = 0, failed = 0;
+
+private:
+    std::string directory_;
+    bool isBusy_ = false;
+    std::string path_; // this and the next two are the worker's while it is busy
+    std::vector<ActorState> states_;
+    std::uintmax_t size_ = 0; // of what was written; 0 if that failed
+};
+
+#endif
