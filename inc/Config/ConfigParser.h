@@ -186,14 +186,15 @@ public:
     iterator find(const std::string& name);
 
     /* The entry of a path, or end(). A path names entries, the first of each name, and items of
-     * lists, counted from 0, with points in between: "graphics.colors.0.2". */
+     * lists, counted from 0, with points in between: "graphics.colors.0.2". A name walks its block
+     * and a number its list, from the first entry on: iterators are for many of them. */
     iterator findPath(const std::string& path);
 
     /* Set the entry of a path as iterator::set does. One that is missing is added behind the last
      * of its block, and so are the blocks around it; the number behind a list's last item adds one
      * to it. False, with nothing changed, if the entry is a block, if the path leads through a
-     * value or to no item of a list, if a name that would be added is no identifier, beyond 256
-     * blocks within each other, and if memory runs out. */
+     * value or to no item of a list, if a name that would be added is no identifier, if what is
+     * added would lie more than 256 blocks and lists deep, and if memory runs out. */
     bool setPath(const std::string& path, int value);
     bool setPath(const std::string& path, double value);
     bool setPath(const std::string& path, const std::string& value);

@@ -70,19 +70,28 @@ bool areNames(std::string_view path, const IdentifierToken& names) {
             return false;
         }
     }
-    return std::count(path.begin(), path.end(), '.') <= kMaxDepth;
+    return true;
 }
 
-// Whether a list has that many items.
-bool isNextItem(const Entry& list, std::string_view part) {
-    const auto number = numberIn(part);
-    return number && itemAt(list, *number) == nullptr &&
-           (*number == 0 || itemAt(list, *number - 1) != nullptr);
+std::size_t countItems(const Entry& list) {
+    std::size_t count = 0;
+    for (const Entry* item = list.entries.first; item != nullptr; item = item->next) {
+        ++count;
+    }
+    return count;
+}
+
+// Each point stands for a block or list around what comes behind it.
+bool isTooDeep(std::string_view path) {
+    return std::count(path.begin(), path.end(), '.') > kMaxDepth;
 }
 
 bool canAdd(const Walk& walk, std::string_view path, const IdentifierToken& names) {
+    if (isTooDeep(path)) {
+        return false;
+    }
     if (walk.list->type == Type::kList) {
-        return !walk.rest && isNextItem(*walk.list, walk.part);
+        return !walk.rest && numberIn(walk.part) == countItems(*walk.list);
     }
     const auto known = static_cast<std::size_t>(walk.part.data() - path.data());
     return walk.list->type == Type::kBlock && areNames(path.substr(known), names);

@@ -75,17 +75,28 @@ TEST_F(ConfigTree, FindsAndSetsByPaths) {
     for (const char* path : {"", "g", "g.s.x", "g.l.3", "g.l.x", "g.l.2.x", "new..x", "new.1x"}) {
         EXPECT_FALSE(parser.setPath(path, 1)) << path;
     }
-    std::string deep = "d";
-    for (int i = 0; i < 257; ++i) {
-        deep += ".d";
-    }
-    EXPECT_FALSE(parser.setPath(deep, 1));
     EXPECT_FALSE(parser.setPath("b.i", 1LL << 40));
     EXPECT_EQ(tree(), before);
     EXPECT_TRUE(parser.setPath("g.l.0.1", 2.5) && parser.setPath("g.l.2", true) &&
                 parser.setPath("b.c.d", "text") && parser.setPath("b.c.e", 0.5f) &&
                 parser.setPath("b.i", 7U));
     EXPECT_EQ(tree(), "g:{l:[[1, 2.5r], [3], 1], l:9, s:\"x\"}, b:{i:7, c:{d:\"text\", e:0.5r}}");
+}
+
+// What is there counts as what is added.
+TEST_F(ConfigTree, SetsPathsAsDeepAsCanBeSaved) {
+    std::string path = "d";
+    for (int i = 0; i < 255; ++i) {
+        path += ".d";
+    }
+    ASSERT_TRUE(parser.setPath(path + ".a", 1));
+    EXPECT_FALSE(parser.setPath(path + ".b.a", 1) || parser.setPath("e." + path + ".a", 1));
+    EXPECT_TRUE(parser.setPath(path + ".c", 1));
+    char* text = nullptr;
+    int length = 0;
+    ASSERT_TRUE(parser.saveEdited(&text, length));
+    EXPECT_TRUE(parser.parse(text, length - 1));
+    delete[] text;
 }
 
 TEST_F(ConfigTree, KnowsTheLinesOfEntries) {
