@@ -219,6 +219,10 @@ public:
     int getErrorLine() const;
     int getErrorColumn() const;
 
+    /* Whether the last parse failed at a line that ends in a line feed alone. "qz conf fix-eol"
+     * mends such files. */
+    bool isErrorLineFeed() const;
+
 private:
     struct Impl;
 

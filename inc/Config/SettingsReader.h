@@ -26,6 +26,9 @@
  * The parser remains the caller's, for changes and saving. A reader is done with when its parser
  * parses again, or its tree is changed, and so are the readers that it has given.
  *
+ * A name in a path walks its block and a number its list, from the first entry on: items() and
+ * blocks() are for many of them.
+ *
  * Memory that runs out throws std::bad_alloc. Threads: a parser with its readers is for one thread
  * at a time.
  */
@@ -82,7 +85,7 @@ public:
               std::type_identity_t<T> least = std::numeric_limits<T>::min(),
               std::type_identity_t<T> most = std::numeric_limits<T>::max()) const {
         int number = 0;
-        if (!readInt_(path, number, toInt_(least), toInt_(most))) {
+        if (!readInt_(path, number, toLong_(least), toLong_(most))) {
             return false;
         }
         value = static_cast<T>(number);
@@ -129,7 +132,8 @@ public:
      * asked for. */
     ConfigParser::iterator find(const std::string& path) const;
 
-    /* Whether there is such an entry; if not, that is a problem. */
+    /* Whether there is such an entry; if not, that is a problem. The entry counts as asked for, but
+     * what is in a block does not. */
     bool require(const std::string& path) const;
 
     /* A problem that the caller has found. The text goes on behind the path: "names no level". */
@@ -147,20 +151,17 @@ private:
 
     SettingsReader(std::shared_ptr<State> state, const Place& place);
 
-    /* The nearest that an int can be. */
+    /* What is beyond it is beyond every int as well. */
     template<SettingInteger T>
-    static constexpr int toInt_(T limit) {
-        if constexpr (sizeof(T) < sizeof(int)) {
-            return limit;
-        } else if (config::fitsInt(limit)) {
-            return static_cast<int>(limit);
-        } else {
-            return limit < 0 ? INT_MIN : INT_MAX;
-        }
+    static constexpr long long toLong_(T limit) {
+        constexpr auto kMost = static_cast<unsigned long long>(LLONG_MAX);
+        return limit > 0 && static_cast<unsigned long long>(limit) > kMost
+                   ? LLONG_MAX
+                   : static_cast<long long>(limit);
     }
 
     void start_(bool isParsed);
-    bool readInt_(const std::string& path, int& value, int least, int most) const;
+    bool readInt_(const std::string& path, int& value, long long least, long long most) const;
     template<class Real>
     bool readReal_(const std::string& path, Real& value, double least, double most) const;
     bool readItems_(const std::string& path, std::vector<SettingsReader>& readers) const;
@@ -169,6 +170,7 @@ private:
     std::shared_ptr<State> state_;
     std::optional<ConfigParser::iterator> entry_; /* none: the whole file */
     std::string path_;
+    int line_ = -1; /* that of the entry or, if it is missing, of the block around it */
 };
 
 } // namespace qz

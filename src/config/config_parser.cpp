@@ -79,12 +79,14 @@ struct ConfigParser::Impl {
     Tree tree;
     SavedFile file;
     Error error;
+    bool isErrorLineFeed = false;
     std::optional<SaveResult> saveResult; // none: nothing was saved yet
 };
 
 template<class Read>
 bool ConfigParser::Impl::parse(Read read, Origin origin) {
     error.reset();
+    isErrorLineFeed = false;
     tree.clear(); // before the next text is read: both may be large
     file.forget();
     if (!analysers) {
@@ -100,6 +102,7 @@ bool ConfigParser::Impl::parse(Read read, Origin origin) {
         return true;
     } catch (const LexicalAnalyser::Error& failure) {
         locate(failure.where());
+        isErrorLineFeed = tree.source().substr(failure.where().offset).starts_with('\n');
         if (origin == Origin::memory) {
             error.line = -1;
         }
@@ -317,4 +320,8 @@ int ConfigParser::getErrorLine() const {
 
 int ConfigParser::getErrorColumn() const {
     return impl_->error.column;
+}
+
+bool ConfigParser::isErrorLineFeed() const {
+    return impl_->isErrorLineFeed;
 }

@@ -39,7 +39,7 @@ std::string describe(const std::string& kind, Range<Number> range, Range<Number>
 // What stands there.
 std::string describe(const ConfigParser::iterator& entry);
 
-// Why a text could not be parsed.
-std::string describe(const ConfigParser::Error& error);
+// Why the text that was parsed last could not be.
+std::string describeFailure(const ConfigParser& config);
 
 } // namespace qz::config

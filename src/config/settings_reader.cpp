@@ -35,8 +35,8 @@ struct SettingsReader::Place {
 
 // What all readers of a file share.
 struct SettingsReader::State {
-    // What was asked for: an entry, and then perhaps some of those in it, or all that it is.
-    enum class Use { outside, whole };
+    // What was asked for: whether an entry is there, some of those in it, or all that it is.
+    enum class Use { presence, outside, whole };
 
     void add(const Place& place, const std::string& text) {
         problems.push_back({file, place.line, place.path, text});
@@ -46,20 +46,28 @@ struct SettingsReader::State {
         add(place, "must be " + wanted + ", not " + describe(*place.entry));
     }
 
+    // Asks for its presence if nothing was asked for yet. Null for what is missing, and the file.
+    Use* ask(const Place& place) {
+        return place.entry && !place.isMissing() ? &uses[**place.entry] : nullptr;
+    }
+
     // False for what is missing.
     bool take(const Place& place) {
-        if (!place.entry || place.isMissing()) {
-            return false;
+        Use* const use = ask(place);
+        if (use != nullptr) {
+            *use = Use::whole;
         }
-        uses.insert_or_assign(**place.entry, Use::whole);
-        return true;
+        return use != nullptr;
     }
 
     // What is no block, or no list if that is wanted, is a problem, and that only once.
     bool enter(const Place& place, bool isWanted, const char* wanted) {
-        const Use use = isWanted ? Use::outside : Use::whole;
-        if (place.entry && uses.try_emplace(**place.entry, use).second && !isWanted) {
-            addWrong(place, wanted);
+        Use* const use = ask(place);
+        if (use != nullptr && *use == Use::presence) {
+            *use = isWanted ? Use::outside : Use::whole;
+            if (!isWanted) {
+                addWrong(place, wanted);
+            }
         }
         return isWanted;
     }
@@ -95,7 +103,8 @@ void SettingsReader::State::addUnasked(const Place& list, std::vector<Problem>& 
             continue;
         }
         lines.emplace(name, place.line);
-        if (use->second == Use::outside) {
+        const bool isRequiredBlock = use->second == Use::presence && place.isBlock();
+        if (use->second == Use::outside || isRequiredBlock) {
             addUnasked(place, found);
         }
     }
@@ -120,18 +129,18 @@ SettingsReader::SettingsReader(ConfigParser& config, const std::string& name, co
 void SettingsReader::start_(bool isParsed) {
     state_->isParsed = isParsed;
     if (!isParsed) {
-        ConfigParser::Error error;
-        state_->config.getLastError(error);
-        state_->problems.push_back({state_->file, error.line, {}, describe(error)});
+        const ConfigParser& config = state_->config;
+        state_->problems.push_back(
+            {state_->file, config.getErrorLine(), {}, describeFailure(config)});
     }
 }
 
 SettingsReader::SettingsReader(std::shared_ptr<State> state, const Place& place)
-    : state_(std::move(state)), entry_(place.entry), path_(place.path) {}
+    : state_(std::move(state)), entry_(place.entry), path_(place.path), line_(place.line) {}
 
 // What it leads through is asked for.
 SettingsReader::Place SettingsReader::find_(const std::string& path) const {
-    Place place{entry_, path_, entry_ ? entry_->line() : -1};
+    Place place{entry_, path_, line_};
     for (std::size_t begin = 0; begin <= path.size() && !path.empty();) {
         const std::size_t end = std::min(path.find('.', begin), path.size());
         const std::string part = path.substr(begin, end - begin);
@@ -149,12 +158,13 @@ SettingsReader::Place SettingsReader::find_(const std::string& path) const {
     return place;
 }
 
-bool SettingsReader::readInt_(const std::string& path, int& value, int least, int most) const {
+bool SettingsReader::readInt_(const std::string& path, int& value, long long least,
+                              long long most) const {
     const Place place = find_(path);
     if (!state_->take(place)) {
         return false;
     }
-    const Range<int> range{least, most};
+    const Range<long long> range{least, most};
     int number = 0;
     if (!place.entry->get(number) || !range.has(number)) {
         state_->addWrong(place, describe("a whole number", range, {INT_MIN, INT_MAX}));
@@ -224,7 +234,7 @@ bool SettingsReader::readItems_(const std::string& path,
     }
     std::size_t number = 0;
     for (iterator item = list.entry->begin(); !item.isEnd(); ++item, ++number) {
-        readers.push_back({state_, {item, join(list.path, textOf(number))}});
+        readers.push_back({state_, {item, join(list.path, textOf(number)), item.line()}});
     }
     return true;
 }
@@ -268,6 +278,7 @@ iterator SettingsReader::find(const std::string& path) const {
 
 bool SettingsReader::require(const std::string& path) const {
     const Place place = find_(path);
+    state_->ask(place);
     if (place.isMissing() && state_->isParsed) {
         state_->add(place, "is missing");
     }
@@ -276,8 +287,9 @@ bool SettingsReader::require(const std::string& path) const {
 
 void SettingsReader::addProblem(const std::string& path, const std::string& text) const {
     const Place place = find_(path);
-    if (place.entry && !place.isMissing()) {
-        state_->uses.try_emplace(**place.entry, State::Use::whole);
+    State::Use* const use = state_->ask(place);
+    if (use != nullptr && *use == State::Use::presence) {
+        *use = State::Use::whole;
     }
     state_->add(place, text);
 }

@@ -87,6 +87,10 @@ TEST(SettingsReader, TellsWhatIsWrongWithValues) {
         {"-1", into(1U), "a whole number of at least 0, not -1"},
         {"-1", into(std::uint64_t{1}), "a whole number of at least 0, not -1"},
         {"7", into(std::int64_t{1}, INT64_MIN, 6), "a whole number of at most 6, not 7"},
+        {"2147483647", into(1LL, 5'000'000'000, 6'000'000'000),
+         "a whole number of at least 5000000000, not 2147483647"},
+        {"-2147483648", into(1LL, -6'000'000'000, -5'000'000'000),
+         "a whole number of at most -5000000000, not -2147483648"},
         {"{1}", into(1.5), "a number, not a list"},
         {"0.1", into(1.5, 0.25, 1), "a number from 0.25 to 1, not 0.1"},
         {"1.0e300", into(1.5F), "a number, not 1e+300"},
@@ -127,6 +131,16 @@ TEST(SettingsReader, TellsWhatNobodyReads) {
         "f:7: rate is there already, in line 7|f:8: rat is no setting|");
     EXPECT_EQ(number, 1);
     EXPECT_EQ(reported("", readSome), "");
+
+    // What is required is asked for, but not what is in a block; it may still be no block.
+    EXPECT_EQ(reported("a = 1; l = {1}; b { x = 1; }|c = 1;",
+                       [&](const SettingsReader& reader) {
+                           for (const char* path : {"", "a", "l", "b", "c"}) {
+                               EXPECT_TRUE(reader.require(path));
+                           }
+                           reader.block("c");
+                       }),
+              "f:1: b.x is no setting|f:2: c must be a block, not 1|");
 }
 
 TEST(SettingsReader, ReadsBlocksOfOneName) {
@@ -142,13 +156,14 @@ TEST(SettingsReader, ReadsBlocksOfOneName) {
                                names += name + ",";
                            }
                            reader.require("log.none.x");
+                           reader.block("log").block("none").require("y");
                            const std::vector<SettingsReader> outs = reader.blocks("out");
                            ASSERT_EQ(outs.size(), 1U);
                            for (const SettingsReader& item : outs[0].items("l")) {
                                item.addProblem("", "is not liked");
                            }
                        }),
-              "f:1: log.none.x is missing|f:3: log.out.name is missing|"
+              "f:1: log.none.x is missing|f:1: log.none.y is missing|f:3: log.out.name is missing|"
               "f:3: log.out.mane is no setting|f:4: log.out must be a block, not 1|"
               "f:5: out.l.0 is not liked|f:5: out.l.1 is not liked|");
     EXPECT_EQ(names, "a,,");
@@ -167,6 +182,9 @@ TEST(SettingsReader, TellsWhyAFileCannotBeRead) {
     EXPECT_EQ(
         reported("a = #;", read),
         "f: nothing begins with the character at offset 4; \"qz conf check\" shows the spot|");
+    EXPECT_EQ(reported("a = 1; // \n", read),
+              "f: a line ends in a line feed alone, not in CR LF, at offset 10; "
+              "\"qz conf fix-eol\" mends that|");
     ConfigParser parser;
     const SettingsReader reader(parser, "there is no such file");
     ASSERT_EQ(reader.problems().size(), 1U);
