@@ -186,7 +186,8 @@ public:
      *
      *     for (const std::string& entry : loader.getUnread()) { ... } // units.tank.sped
      *
-     * Reads by Lua code and through lua_State do not count. Entries are looked at as they are,
+     * Storing does not count as asking: what set... has stored and nobody has read is named, too.
+     * Nor do reads by Lua code and through lua_State count. Entries are looked at as they are,
      * without metatables, a table that occurs twice once only, and 32 levels deep. A key that is
      * neither text nor number is named by its type in brackets. Empty without trackReads. */
     std::vector<std::string> getUnread() const;

@@ -6,8 +6,8 @@
  * in between and are all closed before the library is unloaded.
  *
  * Scripts live on the virtual file system: chunks, dofile, loadfile, required modules, io and
- * os.remove go through the VFS functions (VFS/File.h), and print goes to the log. Of what is
- * mounted (VFS/Archive.h) they see something only if the host opens the library `mounted` for them.
+ * os.remove go through the VFS functions (VFS/File.h), and print goes to the log. What is
+ * mounted (VFS/Archive.h) they read through the library `mounted`, if the host opens it for them.
  * docs/scripting.md tells what scripts find. This keeps well-meant scripts on the VFS; it is no
  * wall against hostile ones: native modules, os.execute and the debug library are there, and
  * precompiled chunks are checked by Lua only as far as Lua checks them.
@@ -54,8 +54,9 @@ QZ_API void QZ_lua_openlibs(lua_State* state);
  *
  * Returns 0, or one of Lua's error codes with a message on the stack in place of the chunk:
  * LUA_ERRFILE (6) with "no filename given" for a null path and "can't open '%s'" for a file that
- * does not open, "can't read '%s'" for one that cannot be read to its end; LUA_ERRSYNTAX,
- * LUA_ERRMEM. Never raises. */
+ * does not open, "can't read '%s'" for one that cannot be read to its end, and with Lua's own text
+ * for one that it cannot hold (with too many constants, for example); LUA_ERRSYNTAX, LUA_ERRMEM.
+ * Never raises. */
 QZ_API int QZ_lua_loadfile(lua_State* state, const char* path);
 
 /* The same for a mounted file. One that is missing is LUA_ERRFILE with "can't open '%s'" and no

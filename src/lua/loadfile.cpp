@@ -45,6 +45,11 @@ int fail(lua_State* state, Failure failure) {
     return status == LUA_ERRMEM ? LUA_ERRMEM : LUA_ERRFILE;
 }
 
+// What Lua itself raises while it loads, as for a chunk of too many constants, is the file's fault.
+int asFileError(int status) {
+    return status == LUA_ERRRUN ? LUA_ERRFILE : status;
+}
+
 } // namespace
 
 int QZ_lua_loadfile(lua_State* state, const char* path) {
@@ -60,7 +65,7 @@ int QZ_lua_loadfile(lua_State* state, const char* path) {
     const auto size = static_cast<size_t>(VFS_getsize(chunk.file));
     const int status = lua::loadChunk(state, readBlock, &chunk, size, path);
     VFS_close(chunk.file);
-    return status == LUA_ERRRUN ? LUA_ERRFILE : status;
+    return asFileError(status);
 }
 
 int QZ_lua_loadmounted(lua_State* state, const char* path) {
@@ -76,5 +81,5 @@ int QZ_lua_loadmounted(lua_State* state, const char* path) {
     const std::string_view source(static_cast<const char*>(buffer), static_cast<size_t>(size));
     const int status = lua::loadChunk(state, source, path);
     vfs_free_file_buffer(buffer);
-    return status;
+    return asFileError(status);
 }

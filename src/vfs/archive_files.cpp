@@ -27,6 +27,9 @@ constexpr PHYSFS_sint64 kMaxLength = std::numeric_limits<std::uint32_t>::max();
 
 constexpr std::size_t kMostNames = 1'000'000;
 
+// How often an answer is sought that no mounting and unmounting in the middle has spoilt.
+constexpr int kAttempts = 8;
+
 struct Closer {
     void operator()(PHYSFS_File* file) const { PHYSFS_close(file); }
 };
@@ -114,16 +117,22 @@ bool isFile(const char* path) {
     return kind == VFS_KIND_FILE || kind == VFS_KIND_UNKNOWN;
 }
 
+struct Opened {
+    File file;
+    bool saidMissing; // by the last place at least
+};
+
 // Not an older copy, in place of one that cannot be opened for want of a descriptor, for example.
-File openFirstCopy(const char* path) {
+Opened openFirstCopy(const char* path) {
     if (endsInDevice(path)) {
-        return nullptr;
+        return {nullptr, true};
     }
     const Errors errors;
     File file(PHYSFS_openRead(path));
     const PHYSFS_ErrorCode error = errors.last();
-    const bool isFirst = !errors.lackedMemory() && (error == PHYSFS_ERR_OK || saysMissing(error));
-    return isFirst ? std::move(file) : nullptr;
+    const bool isMissing = !errors.lackedMemory() && saysMissing(error);
+    const bool isFirst = isMissing || (!errors.lackedMemory() && error == PHYSFS_ERR_OK);
+    return {isFirst ? std::move(file) : nullptr, isMissing};
 }
 
 // The system may read less at a time than it is asked for.
@@ -142,6 +151,7 @@ bool readAll(PHYSFS_File* file, void* buffer, std::size_t length) {
 struct Failure {
     const char* complaint = nullptr; // null if there is none
     const char* end = ".";
+    bool saidMissing = false;
 };
 
 struct Contents {
@@ -150,9 +160,9 @@ struct Contents {
 };
 
 Failure readWhole(const char* path, Contents& contents) {
-    const File file = openFirstCopy(path);
+    const auto [file, saidMissing] = openFirstCopy(path);
     if (!file) {
-        return {"Can't open file"};
+        return {"Can't open file", ".", saidMissing};
     }
     const PHYSFS_sint64 length = PHYSFS_fileLength(file.get());
     if (length < 0) {
@@ -171,6 +181,24 @@ Failure readWhole(const char* path, Contents& contents) {
     }
     contents = {std::move(buffer), size};
     return {};
+}
+
+// Whether there is a file; what reading it came to is in the failure.
+bool readIfThere(const char* path, Contents& contents, Failure& failure) {
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+        failure = readWhole(path, contents);
+        if (failure.complaint == nullptr) {
+            return true;
+        }
+        if (!isFile(path)) {
+            return false;
+        }
+        if (!failure.saidMissing) {
+            return true;
+        }
+        // It was mounted in between, or a later place has hidden why an earlier one failed.
+    }
+    return true;
 }
 
 // One that a path could lead to.
@@ -192,7 +220,6 @@ PHYSFS_EnumerateCallbackResult addName(void* context, const char* /*directory*/,
 }
 
 bool collectNames(const char* path, Names& names) {
-    constexpr int kAttempts = 8;
     for (int attempt = 0; attempt < kAttempts; ++attempt) {
         names.clear();
         const Errors errors;
@@ -208,16 +235,25 @@ bool collectNames(const char* path, Names& names) {
 }
 
 vfs_kind listNames(const char* path, Names& names) {
-    std::uint64_t size = 0;
-    const vfs_kind kind = look(path, size);
-    if (kind == VFS_KIND_UNKNOWN || endsInDevice(path)) {
-        return kind;
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+        std::uint64_t size = 0;
+        const vfs_kind kind = look(path, size);
+        if (kind == VFS_KIND_UNKNOWN || endsInDevice(path)) {
+            return kind;
+        }
+        if (!collectNames(path, names)) {
+            return VFS_KIND_UNKNOWN;
+        }
+        if (!names.empty()) {
+            // A file of an earlier place hides no folder of a later one: its files can be read.
+            return VFS_KIND_DIRECTORY;
+        }
+        if (kind != VFS_KIND_DIRECTORY) {
+            return kind;
+        }
+        // It is empty, or was unmounted in between.
     }
-    if (!collectNames(path, names)) {
-        return VFS_KIND_UNKNOWN;
-    }
-    // A file of an earlier place hides no folder of a later one: its files can be read.
-    return names.empty() ? kind : VFS_KIND_DIRECTORY;
+    return VFS_KIND_DIRECTORY;
 }
 
 } // namespace
@@ -250,12 +286,11 @@ int vfs_read_optional_file(const char* path, void** buffer, uint64_t* size) {
     *size = 0;
     Contents contents;
     const core::Gate::Visit visit(vfs::archiveGate);
-    const bool canRead = visit && path != nullptr;
-    const Failure failure = canRead ? readWhole(path, contents) : Failure{"Can't open file"};
+    Failure failure{"Can't open file"};
+    if (visit && path != nullptr && !readIfThere(path, contents, failure)) {
+        return 0;
+    }
     if (failure.complaint != nullptr) {
-        if (canRead && !isFile(path)) {
-            return 0;
-        }
         logFailure(failure.complaint, path, failure.end);
         return -1;
     }

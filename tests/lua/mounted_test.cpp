@@ -76,6 +76,15 @@ TEST_F(LuaMounted, LoadersReadItByACallOfItsOwn) {
     loader.beginSubtable("tank");
     EXPECT_EQ(loader.getDouble("speed"), 2.5);
     EXPECT_EQ(QZ_lua_loadmounted(loader.getLuaState(), nullptr), 6);
+#ifndef LUAJIT_VERSION
+    std::string tooMany = "return {";
+    for (int constant = 0; constant < 1 << 18; ++constant) {
+        tooMany += std::to_string(constant) + ",";
+    }
+    writeFile(directory_ + "/many.lua", tooMany + "}");
+    EXPECT_EQ(QZ_lua_loadmounted(loader.getLuaState(), "data/many.lua"), 6);
+    EXPECT_EQ(QZ_lua_loadfile(loader.getLuaState(), (directory_ + "/many.lua").c_str()), 6);
+#endif
 }
 
 } // namespace

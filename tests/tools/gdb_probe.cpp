@@ -6,6 +6,7 @@
 #include "Mail/Stream.h"
 
 #include <cstring>
+#include <string>
 
 namespace {
 
@@ -19,7 +20,7 @@ struct Objects {
     Common::Ref<Common::Identifiable> tank;
     ConfigParser::iterator entry, block, list, text, real, end;
     Mail::Message message;
-    Lua::Loader* loader;
+    Lua::Loader *loader, *deep;
     Lua::Key index{7}, key{"speed"};
 };
 
@@ -59,6 +60,12 @@ int main() {
     loader.createGlobalTable("units");
     loader.createSubtable("tank");
     made.loader = &loader;
+    Lua::Loader deep;
+    deep.createGlobalTable(std::string(201, 'x'));
+    for (int level = 0; level < 64; ++level) {
+        deep.createSubtable(level);
+    }
+    made.deep = &deep;
     objects = &made;
     lookHere();
     for (const int filling : {0x00, 0x5A, 0xFF}) {

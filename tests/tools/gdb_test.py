@@ -12,7 +12,7 @@ PRINTERS = pathlib.Path(__file__).resolve().parents[2] / "tools/gdb/qzcore.py"
 BUILD, PROBE = sys.argv[1:3]
 
 MEMBERS = ("chunk", "tank", "entry", "block", "list", "text", "real", "end", "message", "*loader",
-           "index", "key")
+           "*deep", "index", "key")
 SOUND = {
     "chunk": "Mail::Chunk at 0x, 2 references = {1024 bytes: 41 41 41 41",
     "tank": "(anonymous namespace)::Tank at 0x, 1 reference",
@@ -24,6 +24,7 @@ SOUND = {
     "end": "the end",
     "message": "to 42, 5 bytes, tag 3, user data 0x0, 5 bytes: 68 65 6c 6c 6f",
     "*loader": 'at units.tank, file ""',
+    "*deep": "at " + 200 * "x" + "....0.1." + ".".join(map(str, range(2, 63))) + '..., file ""',
     "index": "7",
     "key": '"speed"',
 }

@@ -348,9 +348,13 @@ TEST_F(VfsArchive, ThreadsReadAtOnce) {
             void* buffer = nullptr;
             std::uint64_t size = 0;
             const int result = vfs_read_optional_file("second/second.txt", &buffer, &size);
+            EXPECT_GE(result, 0);
             EXPECT_EQ(result == 1 ? 6U : 0U, size);
             vfs_free_file_buffer(buffer);
             EXPECT_NE(vfs_get_kind("second", nullptr), VFS_KIND_UNKNOWN);
+            Lines names;
+            const int listed = list("second", names);
+            EXPECT_EQ(listed, static_cast<int>(names.size()));
             EXPECT_GE(list("sub").size(), 1U);
             EXPECT_EQ(read("stored.txt"), "as it is");
             EXPECT_TRUE(read("deflated.txt") == kDeflated);

@@ -16,7 +16,7 @@ import gdb.printing
 TEXT_LIMIT = 200  # bytes of a text that are shown
 BYTES_LIMIT = 16  # bytes of a buffer that are shown
 BUFFER_SIZE = 1024  # what a chunk cannot be longer than
-DEPTH_LIMIT = 64  # components of a path
+DEPTH_LIMIT = 64  # components of a path that are shown
 CHAIN_LIMIT = 100  # chunks, or entries of a block
 
 
@@ -43,16 +43,20 @@ def escaped(character):
     return "".join(f"\\x{byte:02x}" for byte in character.encode("utf-8", "surrogateescape"))
 
 
-def quoted(address, length):
-    """The text there."""
+def shown(address, length, quote=""):
+    """The text there, and "..." if that is not all of it."""
     length = int(length)
     text = read(address, min(length, TEXT_LIMIT)).decode("utf-8", "surrogateescape")
-    return '"' + "".join(map(escaped, text)) + '"' + ("..." if length > TEXT_LIMIT else "")
+    return quote + "".join(map(escaped, text)) + quote + ("..." if length > TEXT_LIMIT else "")
 
 
-def standard_text(text):
+def quoted(address, length):
+    return shown(address, length, '"')
+
+
+def standard_text(text, quote=""):
     """A std::string, without its own printer, which hosts may lack."""
-    return quoted(text["_M_dataplus"]["_M_p"], text["_M_string_length"])
+    return shown(text["_M_dataplus"]["_M_p"], text["_M_string_length"], quote)
 
 
 def counted(number, noun):
@@ -111,7 +115,7 @@ class ConfigIterator:
             return ""
         kind = gdb.lookup_type("qz::config::NamedEntry").pointer()
         named = self.entry.cast(kind).dereference()
-        return quoted(named["nameChars"], named["nameLength"])[1:-1] + separator
+        return shown(named["nameChars"], named["nameLength"]) + separator
 
     @staticmethod
     def text(entry):
@@ -195,10 +199,11 @@ class LuaLoader:
     def to_string(self):
         vector = self.value["path_"]["_M_impl"]
         start, count = vector["_M_start"], int(vector["_M_finish"] - vector["_M_start"])
-        if not 0 <= count <= DEPTH_LIMIT:
+        if count < 0:
             return "<noise>"
-        path = ".".join(standard_text(start[i])[1:-1] for i in range(count))
-        return f"at {path or 'no table'}, file {standard_text(self.value['file_'])}"
+        components = [standard_text(start[i]) for i in range(min(count, DEPTH_LIMIT))]
+        path = ".".join(components) + ("..." if count > DEPTH_LIMIT else "")
+        return f"at {path or 'no table'}, file " + standard_text(self.value["file_"], '"')
 
 
 class LuaKey:
