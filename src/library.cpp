@@ -9,6 +9,7 @@
 #include "Lua/State.h"
 #include "Mail/Server.h"
 #include "Util/FPS_Controller.h"
+#include "Util/Publish.h"
 #include "VFS/Archive.h"
 #include "common/allocator_counters.h"
 #include "common/recording.h"
@@ -54,10 +55,12 @@ size_t printMainPool(unsigned int, char* buffer, size_t size, void*) {
     return static_cast<size_t>(std::snprintf(buffer, size, "%sMB", footprint.text()));
 }
 
-// Reading it begins a new count of allocations and releases.
-size_t printAllocator(unsigned int, char* buffer, size_t size, void*) {
+// Reading it begins a new count of allocations and releases, unless only a publisher looks.
+size_t printAllocator(unsigned int mode, char* buffer, size_t size, void*) {
     const core::Fixed held(static_cast<double>(qz::getSTLAllocatorCounter()) / kMebibyte, 2);
-    const common::AllocatorActivity activity = common::takeAllocatorActivity();
+    const common::AllocatorActivity activity = mode == QZ_PUBLISH_WATCH_MODE
+                                                   ? common::allocatorActivity()
+                                                   : common::takeAllocatorActivity();
     return static_cast<size_t>(std::snprintf(buffer, size, "total %s Mb, new %d, delete %d",
                                              held.text(), static_cast<int>(activity.allocations),
                                              static_cast<int>(activity.releases)));
@@ -116,7 +119,6 @@ void attach() {
 
 // The process goes on without the library, and nobody is in a call.
 void detach() {
-    util::closePublication();
     dropFactoryManager();
     delete std::exchange(globalMail, nullptr);
     mail::closeMemory();
@@ -130,6 +132,7 @@ void detach() {
     core::defaultPool().close();
     core::closeWatchTable();
     core::closeLogAtUnload();
+    util::closePublication(); // with the log's last lines, which its reader has now
     core::closeLogReadersAtUnload();
     core::deleteObjectsAtUnload();
 }
@@ -139,11 +142,11 @@ void detach() {
 // there is nobody to receive messages.
 void detachAtExit() {
     tasks::discardAtExit();
-    util::closePublication();
     if (mailServer != nullptr) {
         mailServer->close();
     }
     core::closeLogAtUnload();
+    util::closePublication();
 }
 
 } // namespace

@@ -207,7 +207,7 @@ QZ_API void qz_log_hook_stop(void);
  * the writer thread handles while it is open, duplicates included. The writer thread copies them
  * into the reader's own queue of 512, which takes 240 KB; what comes on top is counted in the
  * `lost` of the next entry. So a reader that lags behind takes nothing from the log, from the hook
- * or from other readers. At most 8 are open at a time.
+ * or from other readers. At most 8 are open at a time; qz_publish takes one of them.
  *
  * Any thread may open a reader while others log and read. One thread at a time uses it then, until
  * it is closed. A reader outlives qz_log_stop: what was logged until then can still be read, to the

@@ -22,32 +22,45 @@
 
 QZ_EXTERN_C_BEGIN
 
-/* Publishes what has come since the last call. Call it once a frame: it takes about a
- * microsecond, and what the watch takes that is just read.
+/* The mode with which watches are asked for what is published. A callback whose value changes by
+ * being read, a count that begins anew for example, leaves it as it is in this mode; the library's
+ * own do. */
+enum { QZ_PUBLISH_WATCH_MODE = 0x5150 };
+
+/* Publishes what has come since the last call. Call it once a frame, behind
+ * globalProfiler.endFrame(), so that the frame's time is among it: it takes about a microsecond,
+ * and what the watch takes that is just read. It may be called before qz_log_start as well: who
+ * follows sees the start-up too, then.
  *
  * name: what the program is called by those who watch it: 1 to 48 letters, digits, ".", "-" and
  *   "_". The first call makes the memory, 256 KiB; so does one with another name, after it has let
  *   go of the old.
  *
  * The log is read by a reader of its own (qz_log_reader), and begins with what waits for the log's
- * files at the first call. Other processes see the newest 500 messages or more. At most 512 wait
- * between two calls; what comes on top is counted as lost.
+ * files at the first call. It is one of the eight that may be open: with none free, or no memory,
+ * the log has one WARNING, all else is published, and each look at the watches tries again. Other
+ * processes see the newest 500 messages or more. At most 512 wait between two calls; what comes on
+ * top is counted as lost.
  *
  * Watches are read on the calling thread, each at most every 250 ms, and one in a call; all of them
  * in the first. A name is published up to 31 bytes, a value up to 95. What a callback throws
  * reaches the caller.
  *
- * Returns 1; 0 if nothing is published: the name is none, or the system gives no memory. The log
- * then has one ERROR line, and calls with the same name do nothing until qz_publish_stop.
+ * Returns 1; 0 if nothing is published: the name is none, the system gives no memory, or another
+ * program lives under the name and the process's number, in another container that shares
+ * /dev/shm. The log then has one ERROR line, and calls with the same name do nothing until
+ * qz_publish_stop.
  *
  * Threads: any. A call during another one, from a watch for example, does nothing and returns 1. In
- * a child that was forked, calls publish a program of its own, without a log. */
+ * a child that was forked, calls publish a program of its own, without a log; in one that was
+ * forked during a call, they return 0 and publish nothing. */
 QZ_API int qz_publish(const char* name);
 
-/* Publishes the last messages, and lets go of the memory. Does nothing if nothing
- * is published. Call it before qz_log_stop, so that who follows the log sees its end; the end of
- * the process and the unloading of the library do it as well. Any thread may call it, but no watch.
- */
+/* Publishes the last messages, up to 512, and lets go of the memory. Waits for the log's writer
+ * thread to hand them over, 100 ms at most, and for a call of qz_publish to end. Does nothing if
+ * nothing is published. Call it before or after qz_log_stop. The unloading of the library does it
+ * as well, and on Linux the end of the process; on Windows, where the other threads are killed
+ * first, the end of the process publishes nothing. Any thread may call it, but no watch. */
 QZ_API void qz_publish_stop(void);
 
 QZ_EXTERN_C_END

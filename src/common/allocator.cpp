@@ -53,6 +53,10 @@ void qz::releaseCounted(void* block, std::size_t bytes) {
     }
 }
 
+common::AllocatorActivity common::allocatorActivity() {
+    return {allocations.load(std::memory_order_relaxed), releases.load(std::memory_order_relaxed)};
+}
+
 common::AllocatorActivity common::takeAllocatorActivity() {
     return {allocations.exchange(0, std::memory_order_relaxed),
             releases.exchange(0, std::memory_order_relaxed)};

@@ -10,7 +10,8 @@ struct AllocatorActivity {
     std::uint64_t releases;
 };
 
-// What happened since the last call.
+// What happened since the last call of takeAllocatorActivity.
+AllocatorActivity allocatorActivity();
 AllocatorActivity takeAllocatorActivity();
 
 // Zeroes the bytes held and the activity.

@@ -23,9 +23,13 @@ void closeLogReadersAtUnload();
 // and does nothing else.
 void rescueLogAtProcessEnd();
 
-// For the handler of a crash: waits until the writer thread has written what is queued, for so long
-// at most, and not at all if it is the writer thread that crashed. Takes no lock and allocates
-// nothing.
+// Waits until the writer thread has written what is queued and handed it to the readers, for so
+// long at most, and not at all on the writer thread itself. Takes no lock and allocates nothing:
+// the handler of a crash calls it.
 void letLogCatchUp(std::chrono::milliseconds longest);
+
+// Whether a reader would get anything: not after the end of the writer thread, nor in a child that
+// was forked while it ran.
+bool isLogToCome();
 
 } // namespace core

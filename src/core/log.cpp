@@ -345,12 +345,14 @@ void qz_log_hook_stop(void) {
     }
 }
 
-qz_log_reader* qz_log_reader_open(void) {
+bool core::isLogToCome() {
     const ThreadState state = threadState.load(std::memory_order_acquire);
-    const bool somethingIsToCome = initialised.load(std::memory_order_acquire) &&
-                                   (state == ThreadState::none || state == ThreadState::running) &&
-                                   !isThreadElsewhere();
-    return somethingIsToCome ? writer().readers().open() : nullptr;
+    return initialised.load(std::memory_order_acquire) &&
+           (state == ThreadState::none || state == ThreadState::running) && !isThreadElsewhere();
+}
+
+qz_log_reader* qz_log_reader_open(void) {
+    return core::isLogToCome() ? writer().readers().open() : nullptr;
 }
 
 const qz_log_entry* qz_log_reader_read(qz_log_reader* reader) {

@@ -3,6 +3,7 @@
 #include "Common/Profiler.h"
 #include "Core/Clock.h"
 #include "Core/Watch.h"
+#include "Util/Publish.h"
 #include "core/library_log.h"
 #include "platform/thread.h"
 #include "tasks/census.h"
@@ -11,7 +12,6 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
-#include <span>
 #include <utility>
 
 namespace util {
@@ -49,16 +49,20 @@ std::unique_ptr<Publication> Publication::open(std::string_view name) {
     return made->makeBlock() ? std::move(made) : nullptr;
 }
 
-// The running memory comes last: who finds it finds the block in order.
+// The running memory comes last: who finds it finds the block in order. Where it is there already,
+// a program lives that has our number in another namespace of processes: the block is its.
 bool Publication::makeBlock() {
+    const std::string running = publishedAs(kRunningPrefix, name_, process_);
+    if (platform::sharedMemoryExists(running.c_str())) {
+        return false;
+    }
     memory_.reset(platform::openSharedMemory(publishedAs(kBlockPrefix, name_, process_).c_str(),
                                              PublishedBlock::kSize, nullptr));
     if (memory_ == nullptr || platform::sizeOf(*memory_) < PublishedBlock::kSize) {
         return false;
     }
     initialise();
-    running_.reset(platform::openSharedMemory(publishedAs(kRunningPrefix, name_, process_).c_str(),
-                                              sizeof(std::uint64_t), nullptr));
+    running_.reset(platform::openSharedMemory(running.c_str(), sizeof(std::uint64_t), nullptr));
     return running_ != nullptr;
 }
 
@@ -72,8 +76,10 @@ void Publication::initialise() {
         const PublishedChange change(head);
         storePublished(head.size, static_cast<std::uint32_t>(PublishedBlock::kSize));
         storePublished(head.process, process_);
-        storePublished(head.started, nanosecondsSince1970());
+        const std::uint64_t now = nanosecondsSince1970();
+        storePublished(head.started, now);
         storePublished(block_->snapshot, PublishedSnapshot{});
+        storePublished(block_->snapshot.figures.time, now);
     }
     log_.Init(block_->log, sizeof block_->log);
     mark.store(kPublishedMark, std::memory_order_release);
@@ -111,8 +117,14 @@ void Publication::publish() {
 
 // There may be too many others just now.
 void Publication::openReader() {
-    if (reader_ == nullptr) {
-        reader_ = qz_log_reader_open();
+    if (reader_ != nullptr || !core::isLogToCome()) {
+        return;
+    }
+    reader_ = qz_log_reader_open();
+    if (reader_ == nullptr && !isReaderMissed_) {
+        isReaderMissed_ = true;
+        qz_log("QZCORE", QZ_LOG_WARNING,
+               "The log is not published: eight read it already, or there is no memory");
     }
 }
 
@@ -141,15 +153,16 @@ void Publication::publishFigures() {
     figures_.tasksWaiting = limited(census.waiting);
     figures_.mainThreadTasks = limited(census.mainThread);
     figures_.time = nanosecondsSince1970();
+    double seconds[kPublishedFrames];
+    // It takes a lock, for which those who look are not to wait.
+    const std::size_t count = globalProfiler.readFrames(nextFrame_, seconds, kPublishedFrames);
     const PublishedChange change(block_->head);
-    publishFrames();
+    publishFrames(std::span(seconds, count));
     storePublished(block_->snapshot.figures, figures_);
 }
 
-void Publication::publishFrames() {
-    double seconds[kPublishedFrames];
-    const std::size_t count = globalProfiler.readFrames(nextFrame_, seconds, kPublishedFrames);
-    for (const double duration : std::span(seconds, count)) {
+void Publication::publishFrames(std::span<const double> seconds) {
+    for (const double duration : seconds) {
         std::uint64_t& place = block_->snapshot.frameTimes[figures_.frames++ % kPublishedFrames];
         storePublished(place, static_cast<std::uint64_t>(duration * kNanosecondsASecond));
     }
@@ -177,7 +190,7 @@ void Publication::readWatches(std::size_t most) {
     const std::size_t end = std::min(watches_.count, watches_.read + most);
     while (watches_.read < end) {
         PublishedWatch& watch = watches_.places[watches_.read++];
-        QZ_watch_get_one(watch.name, 0, watch.value, sizeof watch.value);
+        QZ_watch_get_one(watch.name, QZ_PUBLISH_WATCH_MODE, watch.value, sizeof watch.value);
         watch.value[sizeof watch.value - 1] = '\0';
     }
     watches_.isWhole = end == watches_.count;

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -22,7 +23,7 @@ void closePublication();
 
 class Publication {
 public:
-    // Null if the system gives no memory. Throws std::bad_alloc.
+    // Null if the system gives no memory, or another program has it. Throws std::bad_alloc.
     static std::unique_ptr<Publication> open(std::string_view name);
 
     ~Publication();
@@ -53,7 +54,7 @@ private:
     void publishLog();
     void publishMessage(const qz_log_entry& entry);
     void publishFigures();
-    void publishFrames();
+    void publishFrames(std::span<const double> seconds);
     void listWatches();
     void readWatches(std::size_t most);
     void measureRate(double now);
@@ -65,6 +66,7 @@ private:
     PublishedBlock* block_ = nullptr;
     CRingBuffer log_;
     qz_log_reader* reader_ = nullptr;
+    bool isReaderMissed_ = false; // and that is said
     PublishedFigures figures_{};
     Watches watches_{.isWhole = true};
     std::uint64_t nextFrame_ = 0; // of the profiler

@@ -2,9 +2,12 @@
 
 #include "core/library_log.h"
 #include "core/spin.h"
+#include "platform/thread.h"
 #include "util/publication.h"
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <mutex>
@@ -16,7 +19,33 @@ namespace {
 constexpr char kModule[] = "QZCORE";
 constexpr std::size_t kLongestName = 48;
 
-constinit core::SpinLock turn; // of all below
+// Whoever publishes holds it, watches included: another call goes away instead of waiting.
+class Turn {
+public:
+    bool try_lock() {
+        int nobody = kNobody;
+        return holder_.compare_exchange_strong(
+            nobody, platform::processId(), std::memory_order_acquire, std::memory_order_relaxed);
+    }
+    void unlock() { holder_.store(kNobody, std::memory_order_release); }
+
+    // In a child that was forked meanwhile: nobody gives it back there, and what it guards, the
+    // watches' mutex too, may be in the middle of a change.
+    bool isHeldInParent() const {
+        const int holder = holder_.load(std::memory_order_relaxed);
+        return holder != kNobody && holder != platform::processId();
+    }
+
+private:
+    static constexpr int kNobody = 0;
+
+    std::atomic<int> holder_{kNobody}; // a process
+};
+
+// For the log's writer thread to hand over the last lines; a disk that hangs is not waited for.
+constexpr std::chrono::milliseconds kLogMoment{100};
+
+constinit Turn turn; // of all below
 constinit util::Publication* current = nullptr;
 constinit bool isRefused = false;
 constinit char refusedName[kLongestName + 2] = ""; // cut: longer ones are all refused
@@ -58,7 +87,8 @@ void open(const char* name) {
     } catch (const std::bad_alloc&) { // told below
     }
     if (current == nullptr) {
-        refuse(name, "the system gives no shared memory");
+        refuse(name, "the system gives no shared memory, or another program lives under its name "
+                     "and number");
     }
 }
 
@@ -75,7 +105,7 @@ void util::closePublication() {
 int qz_publish(const char* name) {
     const std::unique_lock lock(turn, std::try_to_lock);
     if (!lock.owns_lock()) {
-        return 1;
+        return turn.isHeldInParent() ? 0 : 1;
     }
     const char* const wanted = name == nullptr ? "" : name;
     if (isClosed || wasRefused(wanted)) {
@@ -92,6 +122,12 @@ int qz_publish(const char* name) {
 }
 
 void qz_publish_stop(void) {
-    const std::lock_guard lock(turn);
+    core::letLogCatchUp(kLogMoment);
+    std::unique_lock lock(turn, std::defer_lock);
+    for (core::Spin spin; !lock.try_lock(); spin.turn()) {
+        if (turn.isHeldInParent()) {
+            return;
+        }
+    }
     letGo();
 }

@@ -3,6 +3,7 @@
 #include "Common/Allocator.h"
 #include "Common/Factory.h"
 #include "Core/Watch.h"
+#include "Util/Publish.h"
 #include "VFS/File.h"
 
 #include <gtest/gtest.h>
@@ -31,14 +32,15 @@ TEST(Globals, TheRegistryIsOneAndEachCallAddsAReference) {
 }
 
 TEST(Globals, TheAllocatorWatchTellsWhatHappenedSinceTheLastLook) {
-    const auto look = [] {
+    const auto look = [](unsigned int mode = 0) {
         char text[64] = "";
-        QZ_watch_get_one("STL allocator", 0, text, sizeof text);
+        QZ_watch_get_one("STL allocator", mode, text, sizeof text);
         return std::string(text);
     };
     look();
     qz::vector<char> bytes(3 << 20);
-    EXPECT_EQ(look(), "total 3.00 Mb, new 1, delete 0");
+    EXPECT_EQ(look(QZ_PUBLISH_WATCH_MODE), "total 3.00 Mb, new 1, delete 0");
+    EXPECT_EQ(look(), "total 3.00 Mb, new 1, delete 0") << "a publisher only looked";
     bytes = qz::vector<char>();
     EXPECT_EQ(look(), "total 0.00 Mb, new 0, delete 1");
 }

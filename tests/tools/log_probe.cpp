@@ -49,5 +49,6 @@ int main(int argc, char** argv) {
             runFrame(argv[1]);
         }
     }
+    qz_log("M", QZ_LOG_INFO, "end of main");
     return 0;
 }

@@ -12,12 +12,17 @@
 #include <atomic>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <random>
 #include <string>
 #include <thread>
 #include <vector>
+
+#if !defined(_WIN32)
+#    include <unistd.h>
+#endif
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
@@ -47,18 +52,44 @@ TEST(Publish, NamesComeAndGo) {
     EXPECT_EQ(publishedNames(), std::vector{longest});
     EXPECT_EQ(qz_publish("published_test"), 1);
     EXPECT_EQ(publishedNames(), std::vector<std::string>{"published_test"});
+    const std::uint64_t process = Watched("published_test").program().process;
     qz_publish_stop();
     qz_publish_stop();
+    {
+        // A program that has our number in another namespace of processes.
+        const platform::OpenSharedMemory other(platform::openSharedMemory(
+            util::publishedAs(util::kRunningPrefix, "published_test", process).c_str(), 8,
+            nullptr));
+        EXPECT_EQ(qz_publish("published_test"), 0);
+        qz_publish_stop();
+    }
     EXPECT_TRUE(publishedNames().empty());
     EXPECT_THROW(Watched("published_test"), Failure);
+}
+
+// Forked in the middle of a call, which nobody ends there.
+void publishInAForkedChild() {
+#if !defined(_WIN32)
+    EXPECT_EXIT(
+        {
+            alarm(20);
+            qz_publish_stop();
+            std::exit(qz_publish("published_test.child") == 0 ? 3 : 4);
+        },
+        ::testing::ExitedWithCode(3), "");
+#endif
 }
 
 TEST(Publish, AWatchMayPublish) {
     ASSERT_EQ(QZ_watch_set(
                   "recursive",
                   [](unsigned int, char* buffer, size_t size, void*) -> size_t {
+                      publishInAForkedChild();
                       const int result = qz_publish("published_test.other");
-                      return static_cast<size_t>(std::snprintf(buffer, size, "%d", result));
+                      const auto first = Watched("published_test").view().snapshot();
+                      const bool hasTime = first && first->figures.time != 0;
+                      return static_cast<size_t>(
+                          std::snprintf(buffer, size, "%d, time %d", result, hasTime));
                   },
                   nullptr),
               1);
@@ -68,12 +99,29 @@ TEST(Publish, AWatchMayPublish) {
     ASSERT_GT(snapshot->figures.watches, 0U);
     const util::PublishedWatch& last = snapshot->watches[snapshot->figures.watches - 1];
     EXPECT_STREQ(last.name, "recursive");
-    EXPECT_STREQ(last.value, "1");
+    EXPECT_STREQ(last.value, "1, time 1");
     qz_publish_stop();
+}
+
+TEST(Publish, WithoutALogReader) {
+    qz::test::LogCapture log;
+    std::vector<qz_log_reader*> readers;
+    while (qz_log_reader* const reader = qz_log_reader_open()) {
+        readers.push_back(reader);
+    }
+    EXPECT_EQ(qz_publish("published_test"), 1);
+    const std::vector<std::string> messages = log.messages();
+    ASSERT_EQ(messages.size(), 1U);
+    EXPECT_TRUE(messages[0].starts_with("The log is not published")) << messages[0];
+    qz_publish_stop();
+    std::ranges::for_each(readers, qz_log_reader_close);
 }
 
 TEST(Publish, ReadersThatLagSeeAGap) {
     ASSERT_EQ(qz_log_start(nullptr, nullptr), 0);
+    ASSERT_EQ(qz_publish("published_test"), 1);
+    Watched former("published_test");
+    qz_publish_stop();
     ASSERT_EQ(qz_publish("published_test"), 1);
     Watched watched("published_test");
     const std::string filler(300, 'x');
@@ -86,8 +134,12 @@ TEST(Publish, ReadersThatLagSeeAGap) {
             qz_publish("published_test");
         }
     }
-    qz_log_stop(); // hands the last ones over
+    text = "last words";
+    qz_log("TEST", QZ_LOG_INFO, text.c_str());
     qz_publish_stop();
+    qz_log_stop();
+    EXPECT_FALSE(former.view().nextLine().has_value()) << "another program's";
+    EXPECT_TRUE(former.hasEnded());
     auto line = watched.view().nextLine();
     ASSERT_TRUE(line.has_value());
     EXPECT_TRUE(line->isBehindGap);

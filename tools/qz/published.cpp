@@ -129,7 +129,11 @@ std::optional<LogLine> PublishedView::nextLine() {
         }
         PublishedMessage message{};
         std::string text;
-        if (readMessage(message, text, length)) {
+        const bool isRead = readMessage(message, text, length);
+        if (!isSame()) { // the next program's line, and its gap
+            return std::nullopt;
+        }
+        if (isRead) {
             return lineOf(message, std::move(text), std::exchange(isBehindGap_, false));
         }
     }

@@ -45,7 +45,8 @@ public:
     // has died, in the middle of a change.
     std::optional<util::PublishedSnapshot> snapshot() const;
 
-    // The next line of the log, from the oldest on; nothing if there is none yet.
+    // The next line of the log, from the oldest on; nothing if there is none yet, or if the block
+    // is another program's now.
     std::optional<LogLine> nextLine();
 
 private:

@@ -67,7 +67,11 @@ Options parse(const Arguments& arguments) {
     return options;
 }
 
-double secondsSince(std::uint64_t nanosecondsSince1970) {
+// Nothing for 0, which no call has set.
+std::optional<double> secondsSince(std::uint64_t nanosecondsSince1970) {
+    if (nanosecondsSince1970 == 0) {
+        return std::nullopt;
+    }
     const auto now = std::chrono::system_clock::now().time_since_epoch();
     const double seconds = Seconds(now).count() - static_cast<double>(nanosecondsSince1970) / 1e9;
     return std::max(seconds, 0.0);

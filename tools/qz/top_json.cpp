@@ -70,7 +70,8 @@ std::string jsonOf(const Look& look) {
     return "{\"name\": " + jsonString(look.program.name) +
            ", \"process\": " + std::to_string(look.program.process) +
            ", \"running\": " + (look.isRunning ? "true" : "false") +
-           ", \"age\": " + number(look.age) + ", \"frames\": " + framesOf(look.snapshot) +
+           ", \"age\": " + (look.age ? number(*look.age) : "null") +
+           ", \"frames\": " + framesOf(look.snapshot) +
            ", \"tasks\": " + tasksOf(look.snapshot.figures) +
            ", \"watches\": " + watchesOf(look.snapshot) + ", \"log\": [" + log + "]}";
 }

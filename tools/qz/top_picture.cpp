@@ -74,8 +74,8 @@ Row head(const Look& look) {
     if (!look.isRunning) {
         return {text + ", has ended", "1;31"};
     }
-    if (look.age > kStandsStill) {
-        return {text + format(", stands still for %.0f s", look.age), "1;33"};
+    if (look.age && *look.age > kStandsStill) {
+        return {text + format(", stands still for %.0f s", *look.age), "1;33"};
     }
     if (const auto rate = rateOf(look.snapshot.figures)) {
         text += format(", %.1f frames a second", *rate);

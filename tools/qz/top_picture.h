@@ -4,13 +4,14 @@
 #include "published.h"
 
 #include <deque>
+#include <optional>
 #include <string>
 
 struct Look {
     Program program;
     bool isRunning = true;
     util::PublishedSnapshot snapshot{};
-    double age = 0; // of the snapshot, in seconds
+    std::optional<double> age; // of the snapshot, in seconds; nothing: none is there yet
     std::deque<LogLine> lines;
 };
 
