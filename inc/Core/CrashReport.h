@@ -13,8 +13,8 @@
  * and SIGABRT, under the names that the other system has for them.
  *
  * An exception that nobody catches ends in abort(); before that its what() is logged as an ERROR,
- * and the terminate handler that was there before bt_init runs. It is the last line of the report,
- * too. On Windows that takes a program that uses the same C++ runtime library.
+ * and the terminate handler that was there before bt_init runs. The what() is also the report's
+ * last line. On Windows that takes a program that uses the same C++ runtime library.
  *
  * Before the handler passes on, the log's writer thread gets up to a second to write what is
  * queued. A process writes 16 reports at most: the handler that was there before may return to the

@@ -20,7 +20,8 @@
 
 namespace Mail {
 
-/* A receiver; derive from it. The server and everybody who sends to it keep it alive. */
+/* A receiver; derive from it. The server and everybody who sends to it keep it alive. Made with new
+ * and held by a pointer that counts: Mem::Ptr<Mail::Mailbox>(new Tower). */
 class QZ_API Mailbox : public Mem::Shared {
 public:
     explicit Mailbox(uint32_t ownAddress = 0) : address(ownAddress) {}
