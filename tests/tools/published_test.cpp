@@ -28,10 +28,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
 namespace {
 
+// What this test publishes as; others run beside it.
+std::string own() {
+    return std::string("test.") + testing::UnitTest::GetInstance()->current_test_info()->name();
+}
+
 std::vector<std::string> publishedNames() {
     std::vector<std::string> names;
     for (const Program& program : runningPrograms()) {
-        if (program.name.starts_with("published_test")) {
+        if (program.name.starts_with(own())) {
             names.push_back(program.name);
         }
     }
@@ -40,7 +45,8 @@ std::vector<std::string> publishedNames() {
 
 TEST(Publish, NamesComeAndGo) {
     qz::test::LogCapture log;
-    const std::string longest = "published_test." + std::string(48 - 15, 'x');
+    std::string longest = own() + ".";
+    longest.resize(48, 'x');
     for (const char* name : {"", "a/b", "a\\b", "a b", "\xC3\xA4"}) {
         EXPECT_EQ(qz_publish(name), 0) << name;
         EXPECT_EQ(qz_publish(name), 0) << name;
@@ -50,21 +56,20 @@ TEST(Publish, NamesComeAndGo) {
     EXPECT_EQ(qz_publish((longest + "x").c_str()), 0);
     EXPECT_EQ(qz_publish(longest.c_str()), 1);
     EXPECT_EQ(publishedNames(), std::vector{longest});
-    EXPECT_EQ(qz_publish("published_test"), 1);
-    EXPECT_EQ(publishedNames(), std::vector<std::string>{"published_test"});
-    const std::uint64_t process = Watched("published_test").program().process;
+    EXPECT_EQ(qz_publish(own().c_str()), 1);
+    EXPECT_EQ(publishedNames(), std::vector<std::string>{own()});
+    const std::uint64_t process = Watched(own()).program().process;
     qz_publish_stop();
     qz_publish_stop();
     {
         // A program that has our number in another namespace of processes.
         const platform::OpenSharedMemory other(platform::openSharedMemory(
-            util::publishedAs(util::kRunningPrefix, "published_test", process).c_str(), 8,
-            nullptr));
-        EXPECT_EQ(qz_publish("published_test"), 0);
+            util::publishedAs(util::kRunningPrefix, own(), process).c_str(), 8, nullptr));
+        EXPECT_EQ(qz_publish(own().c_str()), 0);
         qz_publish_stop();
     }
     EXPECT_TRUE(publishedNames().empty());
-    EXPECT_THROW(Watched("published_test"), Failure);
+    EXPECT_THROW(Watched{own()}, Failure);
 }
 
 // Forked in the middle of a call, which nobody ends there.
@@ -74,7 +79,7 @@ void publishInAForkedChild() {
         {
             alarm(20);
             qz_publish_stop();
-            std::exit(qz_publish("published_test.child") == 0 ? 3 : 4);
+            std::exit(qz_publish((own() + ".child").c_str()) == 0 ? 3 : 4);
         },
         ::testing::ExitedWithCode(3), "");
 #endif
@@ -85,16 +90,16 @@ TEST(Publish, AWatchMayPublish) {
                   "recursive",
                   [](unsigned int, char* buffer, size_t size, void*) -> size_t {
                       publishInAForkedChild();
-                      const int result = qz_publish("published_test.other");
-                      const auto first = Watched("published_test").view().snapshot();
+                      const int result = qz_publish((own() + ".other").c_str());
+                      const auto first = Watched(own()).view().snapshot();
                       const bool hasTime = first && first->figures.time != 0;
                       return static_cast<size_t>(
                           std::snprintf(buffer, size, "%d, time %d", result, hasTime));
                   },
                   nullptr),
               1);
-    ASSERT_EQ(qz_publish("published_test"), 1);
-    const auto snapshot = Watched("published_test").view().snapshot();
+    ASSERT_EQ(qz_publish(own().c_str()), 1);
+    const auto snapshot = Watched(own()).view().snapshot();
     ASSERT_TRUE(snapshot.has_value());
     ASSERT_GT(snapshot->figures.watches, 0U);
     const util::PublishedWatch& last = snapshot->watches[snapshot->figures.watches - 1];
@@ -109,7 +114,7 @@ TEST(Publish, WithoutALogReader) {
     while (qz_log_reader* const reader = qz_log_reader_open()) {
         readers.push_back(reader);
     }
-    EXPECT_EQ(qz_publish("published_test"), 1);
+    EXPECT_EQ(qz_publish(own().c_str()), 1);
     const std::vector<std::string> messages = log.messages();
     ASSERT_EQ(messages.size(), 1U);
     EXPECT_TRUE(messages[0].starts_with("The log is not published")) << messages[0];
@@ -119,11 +124,11 @@ TEST(Publish, WithoutALogReader) {
 
 TEST(Publish, ReadersThatLagSeeAGap) {
     ASSERT_EQ(qz_log_start(nullptr, nullptr), 0);
-    ASSERT_EQ(qz_publish("published_test"), 1);
-    Watched former("published_test");
+    ASSERT_EQ(qz_publish(own().c_str()), 1);
+    Watched former(own());
     qz_publish_stop();
-    ASSERT_EQ(qz_publish("published_test"), 1);
-    Watched watched("published_test");
+    ASSERT_EQ(qz_publish(own().c_str()), 1);
+    Watched watched(own());
     const std::string filler(300, 'x');
     std::string text;
     for (int i = 0; i < 4000; ++i) {
@@ -131,7 +136,7 @@ TEST(Publish, ReadersThatLagSeeAGap) {
         qz_log("TEST", QZ_LOG_TRACE, text.c_str());
         if (i % 100 == 99) {
             std::this_thread::sleep_for(std::chrono::milliseconds(3));
-            qz_publish("published_test");
+            qz_publish(own().c_str());
         }
     }
     text = "last words";
