@@ -10,8 +10,7 @@ function(qz_separate_symbols target)
   add_custom_command(TARGET ${target} POST_BUILD
     COMMAND ${CMAKE_COMMAND} -E make_directory $<TARGET_FILE_DIR:${target}>/.debug
     COMMAND ${CMAKE_OBJCOPY} --only-keep-debug $<TARGET_FILE:${target}> ${symbols}
-    COMMAND ${CMAKE_OBJCOPY} --strip-debug --remove-section=.gnu_debuglink
-            --add-gnu-debuglink=${symbols} $<TARGET_FILE:${target}>
+    COMMAND ${CMAKE_OBJCOPY} --strip-debug --add-gnu-debuglink=${symbols} $<TARGET_FILE:${target}>
     VERBATIM)
   if(QZ_INSTALL)
     install(FILES ${symbols} DESTINATION ${arg_DESTINATION}/.debug COMPONENT symbols)

@@ -8,10 +8,10 @@
  *
  * What is published stands in named shared memory: the log's messages, the watches, the times of
  * globalProfiler's frames, and how much the task manager has to do. Others look at it without a
- * lock: nobody who looks, stands still or is killed while looking can hold the program up. The
- * memory belongs to this process: programs of the same name have one each, told apart by the
- * process's number. It is gone with the process, however that ends. docs/formats/shared-memory.md
- * has its bytes.
+ * lock: nobody who looks, stands still or is killed while looking can hold a frame up. The memory
+ * belongs to this process: programs of the same name have one each, told apart by the process's
+ * number. It is gone with the process, however that ends; on Linux with the last child, too, that
+ * was forked and has called no exec. docs/formats/shared-memory.md has its bytes.
  *
  * C and C++; frame times are there while globalProfiler (C++) runs.
  */

@@ -98,7 +98,7 @@ bool canAdd(const Walk& walk, std::string_view path, const IdentifierToken& name
 }
 
 // With the blocks that are missing around it.
-Entry& addNamed(Tree& tree, Entry& list, std::string_view part, Rest rest, const Value& value) {
+void addNamed(Tree& tree, Entry& list, std::string_view part, Rest rest, const Value& value) {
     Entry& first = tree.insert(list, nullptr, part, rest ? Value(EmptyBlock{}) : value);
     try {
         for (Entry* block = &first; rest;) {
@@ -109,7 +109,6 @@ Entry& addNamed(Tree& tree, Entry& list, std::string_view part, Rest rest, const
         tree.erase(list, first);
         throw;
     }
-    return first;
 }
 
 void add(Tree& tree, const Walk& walk, const Value& value) {

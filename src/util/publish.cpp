@@ -61,9 +61,7 @@ bool isName(std::string_view name) {
 void refuse(const char* name, const char* why) {
     isRefused = true;
     std::snprintf(refusedName, sizeof refusedName, "%s", name);
-    char line[256];
-    std::snprintf(line, sizeof line, "\"%.64s\" is not published: %s", name, why);
-    qz_log(kModule, QZ_LOG_ERROR, line);
+    qz_logf(kModule, QZ_LOG_ERROR, "\"%.64s\" is not published: %s", name, why);
 }
 
 bool wasRefused(const char* name) {

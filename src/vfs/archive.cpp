@@ -16,6 +16,7 @@
 
 constinit core::Gate vfs::archiveGate;
 constinit std::atomic<unsigned> vfs::archiveShortages{0};
+constinit std::atomic<unsigned> vfs::archiveChanges{0};
 
 namespace {
 
@@ -41,6 +42,14 @@ const PHYSFS_Allocator kAllocator = {
     allocateForPhysicsFs,
     [](void* block, PHYSFS_uint64 size) { return noteShortage(vfs::reallocateSized(block, size)); },
     [](void* block) { vfs::releaseRecycled(block); },
+};
+
+class Change {
+public:
+    Change() { ++vfs::archiveChanges; }
+    ~Change() { ++vfs::archiveChanges; }
+    Change(const Change&) = delete;
+    Change& operator=(const Change&) = delete;
 };
 
 // What PhysicsFS knows a mounted directory or archive by. It hands the path to the system, and
@@ -167,6 +176,7 @@ void vfs_deinit(void) {
 int vfs_mount(const char* path, const char* mount_point, int append) {
     const char* const point = mount_point == nullptr ? "/" : mount_point;
     const core::Gate::Visit visit(vfs::archiveGate);
+    const Change change;
     const int result = visit && path != nullptr ? mountAll(path, point, append) : 0;
     if (result == 0) {
         qz_logf(vfs::kArchiveModule, QZ_LOG_ERROR, "Can't mount '%s' to '%s'.",
@@ -177,6 +187,7 @@ int vfs_mount(const char* path, const char* mount_point, int append) {
 
 int vfs_unmount(const char* path) {
     const core::Gate::Visit visit(vfs::archiveGate);
+    const Change change;
     const int result = visit && path != nullptr ? unmountAll(path) : 0;
     if (result == 0) {
         qz_logf(vfs::kArchiveModule, QZ_LOG_ERROR, "Can't unmount '%s'.",

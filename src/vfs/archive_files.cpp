@@ -30,6 +30,17 @@ constexpr std::size_t kMostNames = 1'000'000;
 // How often an answer is sought that no mounting and unmounting in the middle has spoilt.
 constexpr int kAttempts = 8;
 
+// Whether nothing was mounted or unmounted in its life.
+class Quiet {
+public:
+    explicit operator bool() const {
+        return changesBefore_ % 2 == 0 && vfs::archiveChanges == changesBefore_;
+    }
+
+private:
+    unsigned changesBefore_ = vfs::archiveChanges;
+};
+
 struct Closer {
     void operator()(PHYSFS_File* file) const { PHYSFS_close(file); }
 };
@@ -186,6 +197,7 @@ Failure readWhole(const char* path, Contents& contents) {
 // Whether there is a file; what reading it came to is in the failure.
 bool readIfThere(const char* path, Contents& contents, Failure& failure) {
     for (int attempt = 0; attempt < kAttempts; ++attempt) {
+        const Quiet quiet;
         failure = readWhole(path, contents);
         if (failure.complaint == nullptr) {
             return true;
@@ -193,10 +205,10 @@ bool readIfThere(const char* path, Contents& contents, Failure& failure) {
         if (!isFile(path)) {
             return false;
         }
-        if (!failure.saidMissing) {
+        // A later place may have hidden why an earlier one failed.
+        if (!failure.saidMissing || quiet) {
             return true;
         }
-        // It was mounted in between, or a later place has hidden why an earlier one failed.
     }
     return true;
 }
@@ -235,10 +247,14 @@ bool collectNames(const char* path, Names& names) {
 }
 
 vfs_kind listNames(const char* path, Names& names) {
+    if (endsInDevice(path)) {
+        return VFS_KIND_NONE;
+    }
     for (int attempt = 0; attempt < kAttempts; ++attempt) {
+        const Quiet quiet;
         std::uint64_t size = 0;
         const vfs_kind kind = look(path, size);
-        if (kind == VFS_KIND_UNKNOWN || endsInDevice(path)) {
+        if (kind == VFS_KIND_UNKNOWN) {
             return kind;
         }
         if (!collectNames(path, names)) {
@@ -248,10 +264,9 @@ vfs_kind listNames(const char* path, Names& names) {
             // A file of an earlier place hides no folder of a later one: its files can be read.
             return VFS_KIND_DIRECTORY;
         }
-        if (kind != VFS_KIND_DIRECTORY) {
+        if (kind != VFS_KIND_DIRECTORY || quiet) {
             return kind;
         }
-        // It is empty, or was unmounted in between.
     }
     return VFS_KIND_DIRECTORY;
 }

@@ -15,4 +15,7 @@ extern constinit core::Gate archiveGate;
 // How often PhysicsFS has asked for memory in vain.
 extern constinit std::atomic<unsigned> archiveShortages;
 
+// Raised when a mount or unmount begins and when it ends: odd while one is under way.
+extern constinit std::atomic<unsigned> archiveChanges;
+
 } // namespace vfs
