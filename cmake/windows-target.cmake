@@ -26,8 +26,9 @@ set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
-# An absolute path, so that tests run whatever PATH is then; without Wine the tree still builds.
+# Without Wine the tree still builds.
 find_program(QZ_WINE NAMES wine wine64 wine-stable)
 if(QZ_WINE)
-  set(CMAKE_CROSSCOMPILING_EMULATOR ${QZ_WINE})
+  cmake_path(SET CMAKE_CROSSCOMPILING_EMULATOR NORMALIZE
+             "${CMAKE_CURRENT_LIST_DIR}/../scripts/run_wine")
 endif()

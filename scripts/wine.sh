@@ -23,9 +23,9 @@ start_wine() {
     # The server outlives this step and must not keep the pipes of whoever started us open.
     wineserver -p </dev/null >/dev/null 2>&1
     # A new prefix would ask to download .NET and an HTML engine, and add programs to the desktop's menu.
-    WINEDLLOVERRIDES='mscoree=;mshtml=;winemenubuilder.exe=' timeout 120 wine cmd /c exit \
+    WINEDLLOVERRIDES='mscoree=;mshtml=;winemenubuilder.exe=' timeout 120 "$QZ_ROOT/scripts/run_wine" cmd /c exit \
         </dev/null >/dev/null 2>&1 || return
     # The first window, and be it a message box, starts the desktop's process, which outlives whoever
     # showed it. Started by a test it would keep that test's pipes open, and ctest waits for their end.
-    wine explorer /desktop </dev/null >/dev/null 2>&1 &
+    "$QZ_ROOT/scripts/run_wine" explorer /desktop </dev/null >/dev/null 2>&1 &
 }
