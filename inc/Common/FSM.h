@@ -122,7 +122,7 @@ public:
         static std::uint32_t symbolAt(const Symbols& symbols, std::uint32_t state) {
             return state < symbols.size() ? symbols[state] : NO_SYMBOL;
         }
-        void setSymbol(Symbols& symbols, std::uint32_t state, std::uint32_t symbol);
+        QZ_LOCAL void setSymbol(Symbols& symbols, std::uint32_t state, std::uint32_t symbol);
 
         /* A transition that, from one state, does nothing but emit a symbol and change the state:
          * the stack is left alone, and the two states emit nothing. */
@@ -160,9 +160,9 @@ public:
             std::uint32_t version = 0; /* of the tables */
         };
 
-        void findSteps();
-        Step stepFor(std::uint32_t state, std::uint32_t symbol) const;
-        const Transition* findTransition(std::uint32_t state, std::uint32_t symbol) const;
+        QZ_LOCAL void findSteps();
+        QZ_LOCAL Step stepFor(std::uint32_t state, std::uint32_t symbol) const;
+        QZ_LOCAL const Transition* findTransition(std::uint32_t state, std::uint32_t symbol) const;
 
         std::uint32_t getInitialState() const { return initialState_; }
         bool isFinishState(std::uint32_t state) const {

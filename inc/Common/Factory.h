@@ -92,7 +92,7 @@ public:
 private:
     using Entry = std::pair<Identifier, Ref<Factory>>;
 
-    const Entry* find(const Identifier& identifier) const;
+    QZ_LOCAL const Entry* find(const Identifier& identifier) const;
 
     qz::vector<Entry> entries_;
     qz::vector<Ref<Factory>> factories_;

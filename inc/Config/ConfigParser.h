@@ -371,8 +371,8 @@ private:
         : tree_(tree), list_(list), entry_(entry) {}
 
     iterator end_() const { return {tree_, list_, nullptr}; }
-    bool set_(const qz::config::Value& value);
-    iterator insert_(const std::string* name, const qz::config::Value& value);
+    QZ_LOCAL bool set_(const qz::config::Value& value);
+    QZ_LOCAL iterator insert_(const std::string* name, const qz::config::Value& value);
 
     qz::config::Tree* tree_ = nullptr;
     qz::config::Entry* list_ = nullptr;  /* the block or list around; the root for the top level */

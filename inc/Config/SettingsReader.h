@@ -61,7 +61,7 @@ concept SettingList =
     items.push_back(item);
 };
 
-class QZ_API SettingsReader {
+class SettingsReader {
 public:
     struct QZ_API Problem {
         std::string file;
@@ -75,8 +75,9 @@ public:
 
     /* Parse a file, or a text in memory that problems call by a name, with the parser. If that
      * fails, the only problem says why, and nothing is there to be read. */
-    SettingsReader(ConfigParser& config, const std::string& file);
-    SettingsReader(ConfigParser& config, const std::string& name, const char* text, int length);
+    QZ_API SettingsReader(ConfigParser& config, const std::string& file);
+    QZ_API SettingsReader(ConfigParser& config, const std::string& name, const char* text,
+                          int length);
 
     /* An integer; what the variable's type cannot hold is out of range as well. True if it was
      * read, as with all of these. */
@@ -93,17 +94,17 @@ public:
     }
 
     /* A real or an integer. */
-    bool read(const std::string& path, double& value,
-              double least = std::numeric_limits<double>::lowest(),
-              double most = std::numeric_limits<double>::max()) const;
-    bool read(const std::string& path, float& value,
-              double least = static_cast<double>(std::numeric_limits<float>::lowest()),
-              double most = static_cast<double>(std::numeric_limits<float>::max())) const;
+    QZ_API bool read(const std::string& path, double& value,
+                     double least = std::numeric_limits<double>::lowest(),
+                     double most = std::numeric_limits<double>::max()) const;
+    QZ_API bool read(const std::string& path, float& value,
+                     double least = static_cast<double>(std::numeric_limits<float>::lowest()),
+                     double most = static_cast<double>(std::numeric_limits<float>::max())) const;
 
     /* true or false, or the integers that they are, 1 and 0. */
-    bool read(const std::string& path, bool& value) const;
+    QZ_API bool read(const std::string& path, bool& value) const;
 
-    bool read(const std::string& path, std::string& value) const;
+    QZ_API bool read(const std::string& path, std::string& value) const;
 
     /* A list whose items are all what the container holds; they replace what is in it. */
     template<SettingList List>
@@ -124,26 +125,26 @@ public:
 
     /* The first block of a path, or one without entries; all blocks of that path; the items of a
      * list. Whatever else stands there is a problem. */
-    SettingsReader block(const std::string& path) const;
-    std::vector<SettingsReader> blocks(const std::string& path) const;
-    std::vector<SettingsReader> items(const std::string& path) const;
+    QZ_API SettingsReader block(const std::string& path) const;
+    QZ_API std::vector<SettingsReader> blocks(const std::string& path) const;
+    QZ_API std::vector<SettingsReader> items(const std::string& path) const;
 
     /* The entry itself, or the end, for what these functions cannot do; whatever is in it counts as
      * asked for. */
-    ConfigParser::iterator find(const std::string& path) const;
+    QZ_API ConfigParser::iterator find(const std::string& path) const;
 
     /* Whether there is such an entry; if not, that is a problem. The entry counts as asked for, but
      * what is in a block does not. */
-    bool require(const std::string& path) const;
+    QZ_API bool require(const std::string& path) const;
 
     /* A problem that the caller has found. The text goes on behind the path: "names no level". */
-    void addProblem(const std::string& path, const std::string& text) const;
+    QZ_API void addProblem(const std::string& path, const std::string& text) const;
 
     /* All that are known so far to any reader of this file, by line, with the entries that nobody
      * has asked for yet; and their messages, each with a line feed behind it: an empty text if all
      * is well. */
-    std::vector<Problem> problems() const;
-    std::string report() const;
+    QZ_API std::vector<Problem> problems() const;
+    QZ_API std::string report() const;
 
 private:
     struct State;
@@ -161,10 +162,11 @@ private:
     }
 
     void start_(bool isParsed);
-    bool readInt_(const std::string& path, int& value, long long least, long long most) const;
+    QZ_API bool readInt_(const std::string& path, int& value, long long least,
+                         long long most) const;
     template<class Real>
     bool readReal_(const std::string& path, Real& value, double least, double most) const;
-    bool readItems_(const std::string& path, std::vector<SettingsReader>& readers) const;
+    QZ_API bool readItems_(const std::string& path, std::vector<SettingsReader>& readers) const;
     Place find_(const std::string& path) const;
 
     std::shared_ptr<State> state_;

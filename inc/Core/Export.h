@@ -18,6 +18,15 @@
 #    define QZ_API __attribute__((visibility("default")))
 #endif
 
+/* For private members of an exported class that the library alone calls: they are not exported.
+ * Windows exports a class whole. Classes without virtual functions export each public member
+ * instead, so that nothing private is exported on either system. */
+#if defined(_WIN32)
+#    define QZ_LOCAL
+#else
+#    define QZ_LOCAL __attribute__((visibility("hidden")))
+#endif
+
 /* For what the library looks up in the program that loads it. */
 #if defined(_WIN32)
 #    define QZ_PROGRAM_EXPORT __declspec(dllexport)

@@ -139,7 +139,7 @@ public:
     bool iterate_pop(double* output);
 
 private:
-    void call_log(const char* a, const char* b) const;
+    QZ_LOCAL void call_log(const char* a, const char* b) const;
 
     lua_State* state_;
 };

@@ -197,30 +197,30 @@ public:
     std::string getCurrentPath(int from = 0) const;
 
 private:
-    void requireState(const char* name);
-    void beginLoading(const std::string& file);
-    void finishLoading(int status, const std::string& table);
-    void reserve() const;
-    [[noreturn]] void fail(const std::string& message, const std::string& full) const;
+    QZ_LOCAL void requireState(const char* name);
+    QZ_LOCAL void beginLoading(const std::string& file);
+    QZ_LOCAL void finishLoading(int status, const std::string& table);
+    QZ_LOCAL void reserve() const;
+    [[noreturn]] QZ_LOCAL void fail(const std::string& message, const std::string& full) const;
     [[noreturn]] void fail(const std::string& message) const { fail(message, message); }
-    void appendPackagePath() const;
-    std::string pathText(const Key& key) const;
-    std::string iteratedPath() const;
-    void check(int status, const Key& key) const;
-    void checkEntry(const Key& key, int type) const;
-    [[noreturn]] void failWithLuaError(const std::string& where) const;
-    [[noreturn]] void failEntry(const Key& key, const std::string& what) const;
-    [[noreturn]] void failLookup(const Key& key, const std::string& what) const;
-    [[noreturn]] void failStep(const char* what) const;
-    void pushEntry(const Key& key, int type) const;
-    void enter(const Key& name, int values);
-    void readNumbers(const Key& key, double* values, int count);
-    void beginIteration(const char* component, void (*pushStart)(lua_State*));
-    bool isIterating() const;
-    bool endIteration();
+    QZ_LOCAL void appendPackagePath() const;
+    QZ_LOCAL std::string pathText(const Key& key) const;
+    QZ_LOCAL std::string iteratedPath() const;
+    QZ_LOCAL void check(int status, const Key& key) const;
+    QZ_LOCAL void checkEntry(const Key& key, int type) const;
+    [[noreturn]] QZ_LOCAL void failWithLuaError(const std::string& where) const;
+    [[noreturn]] QZ_LOCAL void failEntry(const Key& key, const std::string& what) const;
+    [[noreturn]] QZ_LOCAL void failLookup(const Key& key, const std::string& what) const;
+    [[noreturn]] QZ_LOCAL void failStep(const char* what) const;
+    QZ_LOCAL void pushEntry(const Key& key, int type) const;
+    QZ_LOCAL void enter(const Key& name, int values);
+    QZ_LOCAL void readNumbers(const Key& key, double* values, int count);
+    QZ_LOCAL void beginIteration(const char* component, void (*pushStart)(lua_State*));
+    QZ_LOCAL bool isIterating() const;
+    QZ_LOCAL bool endIteration();
     bool isTracking() const { return reads_ != 0; }
-    int noteRead(int table, const Key& key) const;
-    void forgetReads() const;
+    QZ_LOCAL int noteRead(int table, const Key& key) const;
+    QZ_LOCAL void forgetReads() const;
 
     std::string rootDir_;
     std::string file_;

@@ -70,7 +70,7 @@ public:
 private:
     friend struct SerializerOutput;
 
-    void write_(const std::string& text);
+    QZ_LOCAL void write_(const std::string& text);
 
     std::ostream& out_;
 };

@@ -35,7 +35,7 @@ private:
     ~MsgImpl() override;
 
     /* False if the bytes would be too many. */
-    bool append(Mem::Ptr<Chunk> chain);
+    QZ_LOCAL bool append(Mem::Ptr<Chunk> chain);
 
     uint32_t address_ = 0;
     uint32_t tag_ = 0;

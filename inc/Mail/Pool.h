@@ -20,25 +20,25 @@ namespace Mem {
  *
  * A pool grows up to 8192 blocks and gives them back when it is destroyed, not before. Every
  * function may be called from any thread. */
-class QZ_API Pool {
+class Pool {
 public:
     /* Items of `itemSize` bytes, at least 8, one right after the other: what alignment they have
      * follows from their size. A block is `itemsPerBlock` of them, rounded up to 128 KiB; if that
      * is nothing, or more than a size can say, the pool has no items to give. */
-    Pool(uint64_t itemSize, uint32_t itemsPerBlock);
+    QZ_API Pool(uint64_t itemSize, uint32_t itemsPerBlock);
 
     /* No item may be used any more. */
-    ~Pool();
+    QZ_API ~Pool();
 
     Pool(const Pool&) = delete;
     Pool& operator=(const Pool&) = delete;
 
     /* An item with undefined contents, or null if the pool is full or the system has no memory. */
-    void* alloc();
+    QZ_API void* alloc();
 
     /* Takes an item back; null is ignored. That it is this pool's and not free already is the
      * caller's business. */
-    void free(void* item);
+    QZ_API void free(void* item);
 
 private:
     void* pop();

@@ -91,8 +91,8 @@ private:
                               qz::allocator<std::pair<const uint32_t, Mem::Ptr<Mailbox>>>>;
     using Direct = qz::vector<Mem::Ptr<Mailbox>>;
 
-    void addToOverflow(uint32_t address, const Mem::Ptr<Mailbox>& mailbox);
-    Mem::Ptr<Mailbox> take(uint32_t address);
+    QZ_LOCAL void addToOverflow(uint32_t address, const Mem::Ptr<Mailbox>& mailbox);
+    QZ_LOCAL Mem::Ptr<Mailbox> take(uint32_t address);
 
     Sync::Futex lock_;
     uint32_t directSize_; /* 0 when it is closed */

@@ -56,24 +56,24 @@ constexpr uint32_t swapBytes(uint32_t word) {
 } // namespace detail
 
 /* Writes bytes into buffers as they come, and hands them out as a chain. */
-class QZ_API ByteWriter {
+class ByteWriter {
 public:
-    ByteWriter();
+    QZ_API ByteWriter();
 
     /* Drops what was written if end() has not been called. */
-    ~ByteWriter();
+    QZ_API ~ByteWriter();
 
     ByteWriter(const ByteWriter&) = delete;
     ByteWriter& operator=(const ByteWriter&) = delete;
 
-    ByteWriter& putData(const void* data, uint64_t n);
+    QZ_API ByteWriter& putData(const void* data, uint64_t n);
 
     /* The `nbytes` low bytes of a number, the most significant first. 1 to 4; more count as 4. */
-    ByteWriter& putInt(int value, uint64_t nbytes);
+    QZ_API ByteWriter& putInt(int value, uint64_t nbytes);
 
     /* The chain of everything written, and the end of the writer: what is written afterwards is
      * dropped. Null if nothing was written, or there was not enough memory for all of it. */
-    Mem::Ptr<Chunk> end();
+    QZ_API Mem::Ptr<Chunk> end();
 
 private:
     friend class Writer;
@@ -95,39 +95,39 @@ private:
 };
 
 /* Reads the bytes of chains, which stay as they are. */
-class QZ_API ByteReader {
+class ByteReader {
 public:
     ByteReader() = default;
 
     /* add(chain): nothing to read if there is no memory for it. */
-    explicit ByteReader(const Mem::Ptr<Chunk>& chain);
+    QZ_API explicit ByteReader(const Mem::Ptr<Chunk>& chain);
 
     ByteReader(const ByteReader&) = delete;
     ByteReader& operator=(const ByteReader&) = delete;
 
     /* Goes on with this chunk and those that follow it, and forgets what else there was to read.
      * Returns false if the chunk is null: then there is nothing to read. */
-    bool init(const Mem::Ptr<Chunk>& chunk);
+    QZ_API bool init(const Mem::Ptr<Chunk>& chunk);
 
     /* What to read after everything that there is to read. The chain is looked at now: chunks that
      * are linked behind it later are not read. Null is ignored. False, with nothing added, if there
      * is no memory. */
-    bool add(const Mem::Ptr<Chunk>& chain);
+    QZ_API bool add(const Mem::Ptr<Chunk>& chain);
 
     /* Copies up to n bytes and returns how many there were. */
-    uint64_t getData(void* out, uint64_t n);
+    QZ_API uint64_t getData(void* out, uint64_t n);
 
     /* The next n bytes, or as many as there are, as a chain of their own over the same memory. Null
      * if that is none, or there is no memory: then nothing has been read. */
-    Mem::Ptr<Chunk> getData(uint64_t n);
+    QZ_API Mem::Ptr<Chunk> getData(uint64_t n);
 
     /* A number of `nbytes` bytes, the most significant first; 0 if that is none. Only the last four
      * count. */
-    int getInt(uint64_t nbytes);
+    QZ_API int getInt(uint64_t nbytes);
 
     /* Everything that has not been read, over the same memory; it then has been. Null if that is
      * nothing, or there is no memory: then nothing has been read. */
-    Mem::Ptr<Chunk> getRemainingData();
+    QZ_API Mem::Ptr<Chunk> getRemainingData();
 
 private:
     friend class Reader;
@@ -285,12 +285,12 @@ private:
     }
 
     void storeAcross(uint32_t word);
-    void storeByte(uint64_t byte);
+    QZ_LOCAL void storeByte(uint64_t byte);
     void writeObject(const unsigned char* data, int bits);
-    size_t writeRun(const unsigned char* data, size_t count);
-    void flush();
-    bool commit();
-    uint64_t sizeBefore() const;
+    QZ_LOCAL size_t writeRun(const unsigned char* data, size_t count);
+    QZ_LOCAL void flush();
+    QZ_LOCAL bool commit();
+    QZ_LOCAL uint64_t sizeBefore() const;
 
     enum class State : unsigned char { open, kept, dropped };
 
@@ -360,7 +360,7 @@ private:
 
     uint32_t fetchAcross();
     void readObject(unsigned char* data, int bits);
-    void init();
+    QZ_LOCAL void init();
 
     uint64_t bits_ = 0;     /* the low bitCount_ of them were fetched and not yet read */
     uint64_t bitCount_ = 0; /* 0 to 31 */

@@ -84,7 +84,7 @@ public:
     virtual void serialize(RandomSerializer& serializer);
 
 private:
-    void read(const RandomTable& table);
+    QZ_LOCAL void read(const RandomTable& table);
 
     const float* values_ = nullptr;
     std::uint32_t size_ = 0;

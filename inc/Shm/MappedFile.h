@@ -45,25 +45,25 @@ public:
  * A file that gets shorter while it is mapped: Windows does not let that happen. On Linux another
  * program can do it, and reading a page that is gone then ends the process with SIGBUS, as with
  * every mapping of a file; programs that replace files, rather than rewrite them, do no harm. */
-class QZ_API mmf {
+class mmf {
 public:
     /* Opens at once; a null name leaves it closed. */
-    explicit mmf(const char* fileName = nullptr, bool readOnly = true);
+    QZ_API explicit mmf(const char* fileName = nullptr, bool readOnly = true);
     mmf(const mmf&) = delete;
     mmf& operator=(const mmf&) = delete;
-    ~mmf();
+    QZ_API ~mmf();
 
     /* Maps the file for reading, or for reading and writing: then what is written to the memory is
      * written to the file. Others may go on reading and writing it. What was open is closed first.
      *
      * On failure returns false, logs the message as an error of "QZCORE" and keeps it; it is "Out
      * of memory" if there is none for the message. A null name fails without a message. */
-    bool open(const char* fileName, bool readOnly);
+    QZ_API bool open(const char* fileName, bool readOnly);
 
     /* Maps the file for reading, and its first writableUnits times 64 KiB so that they may be
      * changed in memory; the file keeps what it has. Writing behind them is a fault of the memory.
      * A negative number is refused. Fails as open does, but logs nothing. */
-    bool open_copyaccess(const char* fileName, int writableUnits);
+    QZ_API bool open_copyaccess(const char* fileName, int writableUnits);
 
     /* The line that begins at `pos`; null at the end. `length` counts the bytes before its carriage
      * return, line feed or the end. `pos` moves past them and every CR and LF that follows, so
@@ -71,16 +71,16 @@ public:
      *
      * The text is not terminated, and stays until the file is closed. A line of 2 GiB or more comes
      * in pieces of 0x7FFFFFFF bytes. */
-    const char* getline(unsigned int& pos, int& length) const;
+    QZ_API const char* getline(unsigned int& pos, int& length) const;
 
     /* The message of the last failure; empty if there was none. */
     const char* error() const { return errorText.c_str(); }
 
-    void close();
+    QZ_API void close();
 
     /* Bytes of all files that open has mapped so far, in the whole process; never less than it was.
      * Changed atomically. */
-    static uint64_t reservedmemory;
+    QZ_API static uint64_t reservedmemory;
 
     intptr_t file = -1;
     intptr_t mapping = 0;
@@ -112,23 +112,23 @@ private:
  * std::bad_alloc if there is no memory for their message. The fields
  * are for reading, but for `memory`, whose bytes are the image (zeros at first), and for the two of
  * the side region. */
-class QZ_API mmf_write {
+class mmf_write {
 public:
     /* Every size is rounded up to a multiple of the alignment, a power of two; with any other
      * number nothing can be allocated. */
-    explicit mmf_write(int alignment);
+    QZ_API explicit mmf_write(int alignment);
     mmf_write(const mmf_write&) = delete;
     mmf_write& operator=(const mmf_write&) = delete;
 
     /* Discards the image, as Reset does: only Close writes it. */
-    ~mmf_write();
+    QZ_API ~mmf_write();
 
     /* Begins an image of at most reserveBytes; 0: as much as reserveMax gets. Null or empty names:
      * no file will be written. An image that was begun before is discarded. Returns true.
      *
      * Throws "Reserve %d failed: insufficient address space", also for a negative number; what
      * reserveMax throws; "CreateFile(\"%s\", write) %s" if the name has 256 bytes or more. */
-    bool Create(const char* fileName, int reserveBytes);
+    QZ_API bool Create(const char* fileName, int reserveBytes);
 
     /* Takes the next `size` bytes, rounded up, and stores their offset, to which baseOffset was
      * added, in *offset. While the side region has room for them, they come from there.
@@ -136,23 +136,23 @@ public:
      * Returns false, with nothing taken, if size is negative, the alignment no power of two, or
      * offset null. Throws "Memory overflow %d", with the bytes reserved, if there is no room; the
      * image stays as it is. */
-    bool alloc(int size, int* offset);
+    QZ_API bool alloc(int size, int* offset);
 
     /* Gets one block of 1 GiB, or of half as much, and so on down to 32 MiB, all zeros; `size`
      * becomes the size. The caller owns it and gives it back with freeReserved. Throws
      * "ReserveMax failed: insufficient address space even for %d". */
-    static void* reserveMax(uint64_t& size);
-    static void freeReserved(void* block);
+    QZ_API static void* reserveMax(uint64_t& size);
+    QZ_API static void freeReserved(void* block);
 
     /* Discards the image. */
-    void Reset();
+    QZ_API void Reset();
 
     /* Writes the image to its file, which is made or replaced, and discards it. The file is
      * replaced in one step, as ConfigParser::save does it and with the same exceptions, so that
      * those who have mapped the old one keep it; on Windows it cannot be replaced as long as they
      * have. A file that is not writable is left alone. Throws "CreateFile(\"%s\", write) %s" or
      * "WriteFile(MEM_RESERVE, %d) %s", with the old contents in place. */
-    void Close();
+    QZ_API void Close();
 
     char fileName[256] = {};
     uint32_t reservedWord = 0;

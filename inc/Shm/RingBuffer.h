@@ -40,17 +40,6 @@
 struct _SECURITY_ATTRIBUTES;
 typedef struct _SECURITY_ATTRIBUTES SECURITY_ATTRIBUTES; /* windows.h declares the same */
 
-namespace platform {
-struct SharedMemory;
-struct SharedMutex;
-} // namespace platform
-
-namespace shm {
-class RingView;
-struct Framing;
-struct Record;
-} // namespace shm
-
 /* The block and the transport of bytes. A framing of one's own derives from it. */
 class QZ_API CBaseRingBuffer {
 public:
@@ -122,12 +111,12 @@ private:
     friend class CRingBuffer;
     friend class CUNIRingBuffer;
     friend class CRingMessageBuffer;
-    friend class shm::RingView;
 
-    int Attach(char* block, unsigned long limit);
-    void Detach();
-    void ReadFromOldest();
-    bool NextRecord(const shm::Framing& framing, shm::Record& record, int* overwritten);
+    class View;
+
+    QZ_LOCAL int Attach(char* block, unsigned long limit);
+    QZ_LOCAL void Detach();
+    QZ_LOCAL void ReadFromOldest();
 
     /* What the header said when it was believed. */
     uint32_t dataStart_ = 0;
@@ -282,10 +271,11 @@ protected:
 private:
     using CBaseRingBuffer::Open;
 
-    int OpenBlock(unsigned long size);
+    QZ_LOCAL int OpenBlock(unsigned long size);
 
-    platform::SharedMemory* mapping = nullptr;
-    platform::SharedMutex* mutex = nullptr;
+    /* The system's. */
+    void* mapping = nullptr;
+    void* mutex = nullptr;
 };
 
 #endif

@@ -94,8 +94,8 @@ public:
 private:
     struct Worker;
 
-    void work();
-    void collect();
+    QZ_LOCAL void work();
+    QZ_LOCAL void collect();
 
     Task* task_ = nullptr;
     Worker* thread_ = nullptr;

@@ -102,7 +102,7 @@ public:
     void removeKey(const std::string& name, int count);
 
 private:
-    void init();
+    QZ_LOCAL void init();
 
     std::vector<std::string> tokens_;
     std::map<std::string, std::vector<std::string>> options_;

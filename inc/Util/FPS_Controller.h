@@ -63,7 +63,7 @@ private:
         return maxFps == 0 ? 0 : 1 / static_cast<double>(maxFps);
     }
 
-    void measure();
+    QZ_LOCAL void measure();
 
     float threshold_;
     double minimumDuration_;

@@ -49,7 +49,7 @@ enum class Origin { file, memory };
 
 } // namespace
 
-struct ConfigParser::Impl {
+struct QZ_LOCAL ConfigParser::Impl {
     Impl() {
         try {
             analysers.emplace();

@@ -15,7 +15,6 @@ constexpr int kAttempts = 16;
 
 using shm::Cursor;
 using shm::RingHeader;
-using shm::RingView;
 
 CBaseRingBuffer::~CBaseRingBuffer() {
     Detach();
@@ -60,7 +59,7 @@ int CBaseRingBuffer::Attach(char* block, unsigned long limit) {
     if (block == nullptr || !isAligned(block) || limit <= headerSize) {
         return 0;
     }
-    RingHeader& header = *RingView::headerOf(block);
+    RingHeader& header = *View::headerOf(block);
     const std::uint32_t size = std::atomic_ref(header.totalSize).load(std::memory_order_acquire);
     const std::uint32_t start = std::atomic_ref(header.dataStart).load(std::memory_order_relaxed);
     if (size > limit || start < headerSize || start >= size ||
@@ -85,7 +84,7 @@ void CBaseRingBuffer::Detach() {
 }
 
 void CBaseRingBuffer::ReadFromOldest() {
-    const Cursor oldest = RingView(*this).oldest();
+    const Cursor oldest = View(*this).oldest();
     readPos = oldest.pos;
     readLap = oldest.lap;
 }
@@ -94,11 +93,11 @@ void CBaseRingBuffer::ReadFromOldest() {
 void CBaseRingBuffer::InitHeader(unsigned long size) {
     dataStart_ = static_cast<std::uint32_t>(GetHeaderSize());
     dataEnd_ = static_cast<std::uint32_t>(size);
-    RingHeader& header = *RingView::headerOf(memory);
+    RingHeader& header = *View::headerOf(memory);
     std::atomic_ref(header.dataStart).store(dataStart_, std::memory_order_relaxed);
     std::atomic_ref(header.dataSize).store(dataEnd_ - dataStart_, std::memory_order_relaxed);
     std::atomic_ref(header.dataEnd).store(dataEnd_, std::memory_order_relaxed);
-    const RingView view(*this);
+    const View view(*this);
     view.setWrite(view.start());
     view.setOldest(view.start());
     std::atomic_ref(header.totalSize).store(dataEnd_, std::memory_order_release);
@@ -108,7 +107,7 @@ int CBaseRingBuffer::PutBlock(const char* src, unsigned long srcLen, unsigned lo
     if (memory == nullptr) {
         return 0;
     }
-    const RingView view(*this);
+    const View view(*this);
     if (blockLen > view.dataSize()) {
         return 0;
     }
@@ -123,7 +122,7 @@ int CBaseRingBuffer::GetBlock(char* dst, unsigned long dstLen, unsigned long blo
     if (memory == nullptr || pos == nullptr || lap == nullptr) {
         return 0;
     }
-    const RingView view(*this);
+    const View view(*this);
     if (blockLen > view.dataSize()) {
         return 0;
     }
@@ -140,7 +139,7 @@ int CBaseRingBuffer::TrySearchMemory(unsigned long needed) {
     if (memory == nullptr) {
         return 0;
     }
-    const RingView view(*this);
+    const View view(*this);
     for (std::uint32_t records = view.dataSize(); needed >= view.freeSize(); --records) {
         if (records == 0 || DiscardNextRecord() == 0) {
             return 0;
@@ -154,18 +153,18 @@ int CBaseRingBuffer::DiscardNextRecord() {
 }
 
 int CBaseRingBuffer::IsFree() {
-    return memory == nullptr || RingView(*this).oldest().pos == RingView(*this).write().pos ? 1 : 0;
+    return memory == nullptr || View(*this).oldest().pos == View(*this).write().pos ? 1 : 0;
 }
 
 unsigned long CBaseRingBuffer::GetFreeSize() {
-    return memory == nullptr ? 0 : RingView(*this).freeSize();
+    return memory == nullptr ? 0 : View(*this).freeSize();
 }
 
 unsigned long CBaseRingBuffer::GetBusySize() {
     if (IsFree() != 0) {
         return 0;
     }
-    const RingView view(*this);
+    const View view(*this);
     return view.distance(view.cursorOf(readPos, readLap), view.write());
 }
 
@@ -173,7 +172,7 @@ int CBaseRingBuffer::IsReadOverwritten() {
     if (memory == nullptr) {
         return 0;
     }
-    const RingView view(*this);
+    const View view(*this);
     const Cursor reader = view.cursorOf(readPos, readLap);
     return reader.isBehind(view.oldest()) || view.write().isBehind(reader) ? 1 : 0;
 }
@@ -190,16 +189,16 @@ void CBaseRingBuffer::CorrectReadPosition(int* corrected) {
 
 // What was read counts only if the record was not given up meanwhile; then it is tried again with
 // the oldest one.
-bool CBaseRingBuffer::NextRecord(const shm::Framing& framing, shm::Record& record,
-                                 int* overwritten) {
+bool CBaseRingBuffer::View::findNext(CBaseRingBuffer& ring, const shm::Framing& framing,
+                                     shm::Record& record, int* overwritten) {
     int lapped = 0;
     bool isFound = false;
-    for (int attempt = 0; memory != nullptr && attempt < kAttempts; ++attempt) {
+    for (int attempt = 0; ring.memory != nullptr && attempt < kAttempts; ++attempt) {
         int corrected = 0;
-        CorrectReadPosition(&corrected);
+        ring.CorrectReadPosition(&corrected);
         lapped |= corrected;
-        const RingView view(*this);
-        const Cursor start = view.cursorOf(readPos, readLap);
+        const View view(ring);
+        const Cursor start = view.cursorOf(ring.readPos, ring.readLap);
         isFound = view.findRecord(framing, start, record);
         if (!start.isBehind(view.oldest())) {
             break;

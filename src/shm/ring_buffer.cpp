@@ -1,7 +1,6 @@
 #include "shm/ring_view.h"
 
 using shm::Cursor;
-using shm::RingView;
 
 namespace {
 
@@ -53,13 +52,13 @@ void CRingBuffer::InitHeader(unsigned long size) {
 }
 
 int CRingBuffer::DiscardNextRecord() {
-    const RingView::Discarded discarded =
-        memory == nullptr ? RingView::Discarded::nothing : RingView(*this).discard(kFraming);
-    if (discarded == RingView::Discarded::nothing) {
+    const View::Discarded discarded =
+        memory == nullptr ? View::Discarded::nothing : View(*this).discard(kFraming);
+    if (discarded == View::Discarded::nothing) {
         return 0;
     }
     Counters::Records records = recordsOf(memory).load(std::memory_order_relaxed);
-    const std::uint32_t gone = discarded == RingView::Discarded::everything ? records.held : 1;
+    const std::uint32_t gone = discarded == View::Discarded::everything ? records.held : 1;
     records.held -= gone;
     recordsOf(memory).store(records, std::memory_order_relaxed);
     const std::uint32_t deleted = deletedOf(memory).load(std::memory_order_relaxed);
@@ -73,7 +72,7 @@ int CRingBuffer::PushStart(unsigned long length) {
         TrySearchMemory(length + shm::kPrefixSize) == 0) {
         return 0;
     }
-    const RingView view(*this);
+    const View view(*this);
     const auto announced = static_cast<std::uint32_t>(length);
     char head[shm::kPrefixSize];
     std::memcpy(head, &announced, sizeof head);
@@ -92,7 +91,7 @@ int CRingBuffer::PushData(const char* data, unsigned long n) {
     }
     const auto taken = static_cast<std::uint32_t>(std::min<unsigned long>(n, toPush_));
     Cursor at{pushPos_, pushLap_};
-    RingView(*this).put(at, data, taken, taken);
+    View(*this).put(at, data, taken, taken);
     pushPos_ = at.pos;
     pushLap_ = at.lap;
     toPush_ -= taken;
@@ -103,7 +102,7 @@ int CRingBuffer::PushStop() {
     if (!pushing_) {
         return 0;
     }
-    const RingView view(*this);
+    const View view(*this);
     Cursor at{pushPos_, pushLap_};
     view.skip(at, toPush_);
     view.setWrite(at);
@@ -118,7 +117,7 @@ int CRingBuffer::PushStop() {
 unsigned long CRingBuffer::PopStart(int* overwritten) {
     PopStop();
     shm::Record record;
-    if (!NextRecord(kFraming, record, overwritten)) {
+    if (!View::findNext(*this, kFraming, record, overwritten)) {
         return 0;
     }
     recordPos_ = record.start.pos;
@@ -133,7 +132,7 @@ int CRingBuffer::PopData(const char* dst, unsigned long dstLen, unsigned long n)
     if (memory == nullptr) {
         return 0;
     }
-    const RingView view(*this);
+    const View view(*this);
     const auto taken = static_cast<std::uint32_t>(std::min<unsigned long>(n, toPop_));
     Cursor at = view.cursorOf(readPos, readLap);
     view.get(at, const_cast<char*>(dst), dst == nullptr ? 0 : dstLen, taken);

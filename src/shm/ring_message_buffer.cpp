@@ -12,7 +12,6 @@
 #include <string_view>
 
 using shm::Cursor;
-using shm::RingView;
 
 namespace {
 
@@ -37,8 +36,9 @@ constexpr shm::Framing kFraming{
 // Memory without a name has no mutex, and nobody to keep out.
 class Lock {
 public:
-    explicit Lock(platform::SharedMutex* mutex)
-        : mutex_(mutex), isHeld_(mutex == nullptr || platform::lockShared(*mutex, kPatience)) {}
+    explicit Lock(void* mutex)
+        : mutex_(static_cast<platform::SharedMutex*>(mutex))
+        , isHeld_(mutex == nullptr || platform::lockShared(*mutex_, kPatience)) {}
     ~Lock() {
         if (isHeld_ && mutex_ != nullptr) {
             platform::unlockShared(*mutex_);
@@ -95,12 +95,13 @@ int CRingMessageBuffer::Open(const char* name, unsigned long size, SECURITY_ATTR
 // first does, alone. New memory is all zeros.
 int CRingMessageBuffer::OpenBlock(unsigned long size) {
     const Lock lock(mutex);
-    const std::uint64_t mapped = std::min<std::uint64_t>(platform::sizeOf(*mapping), UINT32_MAX);
+    const auto& shared = *static_cast<platform::SharedMemory*>(mapping);
+    const std::uint64_t mapped = std::min<std::uint64_t>(platform::sizeOf(shared), UINT32_MAX);
     if (!lock || mapped <= GetHeaderSize()) {
         return 0;
     }
-    char* const block = platform::bytesOf(*mapping);
-    const bool isNew = std::atomic_ref(RingView::headerOf(block)->totalSize).load() == 0;
+    char* const block = platform::bytesOf(shared);
+    const bool isNew = std::atomic_ref(View::headerOf(block)->totalSize).load() == 0;
     return isNew ? Init(block, std::min(size, static_cast<unsigned long>(mapped)))
                  : Attach(block, static_cast<unsigned long>(mapped));
 }
@@ -108,10 +109,10 @@ int CRingMessageBuffer::OpenBlock(unsigned long size) {
 int CRingMessageBuffer::Close(int deleteSelf) {
     Detach();
     if (mutex != nullptr) {
-        platform::closeSharedMutex(mutex);
+        platform::closeSharedMutex(static_cast<platform::SharedMutex*>(mutex));
     }
     if (mapping != nullptr) {
-        platform::closeSharedMemory(mapping);
+        platform::closeSharedMemory(static_cast<platform::SharedMemory*>(mapping));
     }
     mutex = nullptr;
     mapping = nullptr;
@@ -122,7 +123,7 @@ int CRingMessageBuffer::Close(int deleteSelf) {
 }
 
 int CRingMessageBuffer::DiscardNextRecord() {
-    return memory != nullptr && RingView(*this).discard(kFraming) != RingView::Discarded::nothing;
+    return memory != nullptr && View(*this).discard(kFraming) != View::Discarded::nothing;
 }
 
 int CRingMessageBuffer::AddMessage(const char* text, unsigned long length) {
@@ -142,7 +143,7 @@ int CRingMessageBuffer::AddMessage(const char* text, unsigned long length) {
     const MessageHead head{static_cast<std::uint32_t>(length) + kHeadRest,
                            {0, 0, 0},
                            static_cast<std::int64_t>(std::time(nullptr))};
-    const RingView view(*this);
+    const View view(*this);
     Cursor at = view.write();
     view.putAlone(at, std::bit_cast<std::array<char, kHeadSize>>(head).data(), kHeadSize);
     view.putAlone(at, text, length);
@@ -163,17 +164,16 @@ int CRingMessageBuffer::GetMessageA(unsigned long& word1, unsigned long& word2,
                                     unsigned long& word3, int64_t& time, const char* text,
                                     unsigned long capacity) {
     // Who has read everything, and asks often, need not disturb the others.
-    if (memory == nullptr ||
-        RingView(*this).write() ==
-            Cursor{static_cast<std::uint32_t>(readPos), static_cast<std::uint32_t>(readLap)}) {
+    if (memory == nullptr || View(*this).write() == Cursor{static_cast<std::uint32_t>(readPos),
+                                                           static_cast<std::uint32_t>(readLap)}) {
         return 0;
     }
     const Lock lock(mutex);
     shm::Record record;
-    if (!lock || !NextRecord(kFraming, record, nullptr)) {
+    if (!lock || !View::findNext(*this, kFraming, record, nullptr)) {
         return 0;
     }
-    const RingView view(*this);
+    const View view(*this);
     Cursor at = record.start;
     std::array<char, kHeadSize> bytes{};
     view.getAlone(at, bytes.data(), kHeadSize, kHeadSize);

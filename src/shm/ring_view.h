@@ -61,11 +61,22 @@ struct Record {
     std::uint64_t restLength;
 };
 
-class RingView {
+} // namespace shm
+
+class QZ_LOCAL CBaseRingBuffer::View {
 public:
+    using Cursor = shm::Cursor;
+    using Framing = shm::Framing;
+    using Record = shm::Record;
+    using RingHeader = shm::RingHeader;
+
     // Of a buffer that has a block.
-    explicit RingView(const CBaseRingBuffer& ring)
+    explicit View(const CBaseRingBuffer& ring)
         : memory_(ring.memory), dataStart_(ring.dataStart_), dataEnd_(ring.dataEnd_) {}
+
+    // Moves a reader that was lapped on to the oldest record; false if there is none to read.
+    static bool findNext(CBaseRingBuffer& ring, const Framing& framing, Record& record,
+                         int* overwritten);
 
     static RingHeader* headerOf(char* memory) { return reinterpret_cast<RingHeader*>(memory); }
 
@@ -92,13 +103,13 @@ public:
     // Both move the cursor by `length` bytes, at most dataSize(), and copy at most `count` of them.
     void put(Cursor& at, const char* from, std::uint64_t count, std::uint64_t length) const {
         move(at, std::min(count, length), length, [&](char* block, std::size_t part) {
-            storeShared(block, from, part);
+            shm::storeShared(block, from, part);
             from += part;
         });
     }
     void get(Cursor& at, char* to, std::uint64_t count, std::uint64_t length) const {
         move(at, std::min(count, length), length, [&](char* block, std::size_t part) {
-            loadShared(to, block, part);
+            shm::loadShared(to, block, part);
             to += part;
         });
     }
@@ -128,13 +139,13 @@ public:
     // False if no whole record is there.
     bool findRecord(const Framing& framing, Cursor start, Record& record) const {
         const std::uint64_t readable = distance(start, write());
-        if (readable < kPrefixSize) {
+        if (readable < shm::kPrefixSize) {
             return false;
         }
         record.start = record.rest = start;
         record.prefix = takePrefix(record.rest);
         record.restLength = framing.rest(record.prefix);
-        return record.restLength <= readable - kPrefixSize;
+        return record.restLength <= readable - shm::kPrefixSize;
     }
 
     enum class Discarded { nothing, record, everything };
@@ -160,11 +171,11 @@ private:
     std::uint32_t takePrefix(Cursor& at) const {
         std::uint32_t prefix = 0;
         char* const place = memory_ + at.pos;
-        if (dataEnd_ - at.pos >= kPrefixSize && isAlignedTo<kPrefixSize>(place)) {
-            loadWord<std::uint32_t>(reinterpret_cast<char*>(&prefix), place);
-            skip(at, kPrefixSize);
+        if (dataEnd_ - at.pos >= shm::kPrefixSize && shm::isAlignedTo<shm::kPrefixSize>(place)) {
+            shm::loadWord<std::uint32_t>(reinterpret_cast<char*>(&prefix), place);
+            skip(at, shm::kPrefixSize);
         } else {
-            get(at, reinterpret_cast<char*>(&prefix), kPrefixSize, kPrefixSize);
+            get(at, reinterpret_cast<char*>(&prefix), shm::kPrefixSize, shm::kPrefixSize);
         }
         return prefix;
     }
@@ -199,5 +210,3 @@ private:
     std::uint32_t dataStart_;
     std::uint32_t dataEnd_;
 };
-
-} // namespace shm

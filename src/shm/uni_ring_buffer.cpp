@@ -1,7 +1,6 @@
 #include "shm/ring_view.h"
 
 using shm::Cursor;
-using shm::RingView;
 
 namespace {
 
@@ -18,7 +17,7 @@ constexpr shm::Framing kFraming{[](std::uint32_t prefix) { return std::uint64_t{
 CUNIRingBuffer::~CUNIRingBuffer() = default;
 
 int CUNIRingBuffer::DiscardNextRecord() {
-    return memory != nullptr && RingView(*this).discard(kFraming) != RingView::Discarded::nothing;
+    return memory != nullptr && View(*this).discard(kFraming) != View::Discarded::nothing;
 }
 
 int CUNIRingBuffer::Put(const tag_TUNIHeader* header, const char* data, unsigned short dataLen) {
@@ -26,7 +25,7 @@ int CUNIRingBuffer::Put(const tag_TUNIHeader* header, const char* data, unsigned
         TrySearchMemory(header->length + shm::kPrefixSize) == 0) {
         return 0;
     }
-    const RingView view(*this);
+    const View view(*this);
     const std::uint32_t ownHeader = shm::kPrefixSize + header->length - dataLen;
     Cursor at = view.write();
     view.put(at, reinterpret_cast<const char*>(header), ownHeader, ownHeader);
@@ -41,10 +40,10 @@ int CUNIRingBuffer::Get(const char* dst, unsigned long cap, int* overwritten) {
     shm::Record record;
     bool isLost = true;
     for (int attempt = 0; isLost && attempt < kAttempts; ++attempt) {
-        if (!NextRecord(kFraming, record, &lapped)) {
+        if (!View::findNext(*this, kFraming, record, &lapped)) {
             break;
         }
-        const RingView view(*this);
+        const View view(*this);
         const std::uint64_t size = shm::kPrefixSize + record.restLength;
         Cursor at = record.start;
         view.get(at, const_cast<char*>(dst), dst == nullptr ? 0 : cap, size);
@@ -64,7 +63,7 @@ int CUNIRingBuffer::Get(const char* dst, unsigned long cap, int* overwritten) {
 int CUNIRingBuffer::ReadHeader(tag_TUNIHeader* header, int* overwritten) {
     shm::Record record;
     const unsigned long pos = readPos, lap = readLap;
-    const bool isFound = header != nullptr && NextRecord(kFraming, record, overwritten);
+    const bool isFound = header != nullptr && View::findNext(*this, kFraming, record, overwritten);
     readPos = pos;
     readLap = lap;
     if (!isFound) {
