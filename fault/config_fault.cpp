@@ -13,20 +13,54 @@ const std::string kOld = "// kept\r\na = 1;\r\nblock { b = 2.5; c = \"text\"; }\
                          "list = { {1, 2}, {3, 4 * 5} };\r\n";
 const std::string kPath = "settings.cfg";
 const std::string kLong(100, 'x');
-const std::string kInserted = "inserted", kBlock = "block", kNew = "fresh", kA = "a";
+const std::string kBlock = "block", kNew = "fresh", kA = "a", kList = "list";
+const std::string kDeeper = "block.deeper.still", kItem = "list.3";
 
-// Each edit is done or not, never half.
+// What would be saved; the driver's own question, which does not fail.
+std::string textOf(ConfigParser& parser) {
+    const Aside aside;
+    char* buffer = nullptr;
+    int length = 0;
+    const bool isSaved = parser.saveEdited(&buffer, length);
+    const std::unique_ptr<char[]> owned(buffer);
+    return isSaved ? std::string(buffer) : std::string();
+}
+
+// A text is parsed as a whole, or nothing is there and the error says why.
+void parseText(ConfigParser& parser) {
+    const bool isParsed = step(parser.parse(kOld.c_str(), static_cast<int>(kOld.size())), "parse");
+    const Aside aside;
+    ConfigParser::Error error;
+    holds(parser.getLastError(error) && error.line == -1, "where the error is");
+    holds(error.message == (isParsed ? "" : "Out of memory"), "the error's message");
+    holds(textOf(parser) == (isParsed ? kOld : ""), "half a text was parsed");
+}
+
+// Each edit is made or not, never half.
 void edit(ConfigParser& parser) {
-    stepOrThrow<std::bad_alloc>("edit", [&] {
-        step(parser.find(kA).setString(kLong), "setString");
-        parser.end().insertString(kInserted, kLong);
-        const ConfigParser::iterator block = parser.begin().insertBlock(kNew);
-        if (!block.isEnd()) {
-            block.end().insertInt(kA, 3);
-        }
-        parser.find(kBlock).begin().erase();
-        step(parser.setPath("block.deeper.still", kLong), "setPath");
-    });
+    using iterator = ConfigParser::iterator;
+    const auto tryTo = [&](const char* what, auto change) {
+        const std::string before = textOf(parser);
+        const bool isMade = step(change(), what);
+        holds(isMade == (textOf(parser) != before), what);
+    };
+    tryTo("setString", [&] { return parser.find(kA).setString(kLong); });
+    tryTo("insertString", [&] { return !parser.end().insertString(kNew, kLong).isEnd(); });
+    tryTo("insertDouble", [&] { return !parser.begin().insertDouble(kLong, 1.5).isEnd(); });
+    tryTo("insert into a block",
+          [&] { return !parser.find(kBlock).end().insertString(kLong, kLong).isEnd(); });
+    tryTo("insert into a list", [&] { return !parser.find(kList).begin().insertInt(1).isEnd(); });
+    tryTo("setPath", [&] { return parser.setPath(kDeeper, kLong); });
+    tryTo("setPath to an item", [&] { return parser.setPath(kItem, kLong); });
+    tryTo("setString of a list", [&] { return parser.find(kList).setString(kLong); });
+    tryTo("setName", [&] { return parser.find(kA).setName(kLong); });
+    const std::string before = textOf(parser);
+    parser.find(kBlock).begin().erase();
+    holds(textOf(parser) != before, "erasing needs no memory");
+    const iterator block = parser.begin().insertBlock(kNew); // empty it cannot be saved
+    if (step(!block.isEnd(), "insertBlock")) {
+        tryTo("insertInt", [&] { return !block.end().insertInt(kA, 3).isEnd(); });
+    }
 }
 
 void readSettings(ConfigParser& parser) {
@@ -75,7 +109,10 @@ void work() {
     if (step(parser->isInitialized(), "isInitialized") && step(parser->parse(kPath), "parse")) {
         readSettings(*parser);
         step(parser->parse(kPath), "parse");
-        edit(*parser);
+        parseText(*parser);
+        if (step(parser->parse(kPath), "parse")) {
+            edit(*parser);
+        }
         save(*parser, &ConfigParser::saveEdited, "saveEdited");
         save(*parser, &ConfigParser::save, "save");
         char* buffer = nullptr;
