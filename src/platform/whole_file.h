@@ -3,6 +3,7 @@
 
 #include "platform/files.h"
 
+#include <memory>
 #include <string_view>
 
 namespace platform {
@@ -34,5 +35,25 @@ struct Replacement {
 // contents, and so may everybody after a crash. Hard links stay in this case.
 Replacement replaceContents(const char* path, std::string_view bytes,
                             WriteProtected writeProtected = WriteProtected::overwrite) noexcept;
+
+// The same for contents that come piece by piece: a file beside the one that they are for. Until it
+// takes that one's place, and if it never does, the old contents stay. There is no writing in
+// place: where the other file cannot be made, that is an error.
+class NewContents {
+public:
+    NewContents() = default;
+    virtual ~NewContents() = default;
+    NewContents(const NewContents&) = delete;
+    NewContents& operator=(const NewContents&) = delete;
+
+    // For writing; never to be closed by others.
+    virtual FileHandle file() const = 0;
+
+    // Once, when all is written.
+    virtual SystemError takePlace() noexcept = 0;
+};
+
+// Null, with the error, if that is not possible, or the file is not writable.
+std::unique_ptr<NewContents> beginReplacement(const char* path, SystemError& error) noexcept;
 
 } // namespace platform

@@ -1,9 +1,8 @@
 #include "VFS/Archive.h"
 
-#include "core/cut_text.h"
 #include "core/library_log.h"
-#include "platform/files.h"
 #include "vfs/archive_state.h"
+#include "vfs/mounted_file.h"
 #include "vfs/sized_memory.h"
 
 #include <physfs.h>
@@ -21,6 +20,10 @@
 // What is in the mounted tree. Each call of PhysicsFS holds its lock, so that nobody unmounts in
 // the middle; no place that it has named is used after that.
 namespace {
+
+using vfs::endsInDevice;
+using vfs::Errors;
+using vfs::saysMissing;
 
 // The length of a read is passed in 32 bits.
 constexpr PHYSFS_sint64 kMaxLength = std::numeric_limits<std::uint32_t>::max();
@@ -41,11 +44,6 @@ private:
     unsigned changesBefore_ = vfs::archiveChanges;
 };
 
-struct Closer {
-    void operator()(PHYSFS_File* file) const { PHYSFS_close(file); }
-};
-using File = std::unique_ptr<PHYSFS_File, Closer>;
-
 struct Releaser {
     void operator()(void* buffer) const { vfs::releaseSized(buffer); }
 };
@@ -53,46 +51,9 @@ using Buffer = std::unique_ptr<void, Releaser>;
 
 using Names = std::set<std::string>;
 
-// What PhysicsFS met on its way through the places where a path is looked for. It goes on to the
-// next one after an error, and keeps the last one only.
-class Errors {
-public:
-    Errors() { PHYSFS_getLastErrorCode(); } // forgets it
-
-    PHYSFS_ErrorCode last() const { return PHYSFS_getLastErrorCode(); }
-
-    // Also for want of memory for an error, or in another thread.
-    bool lackedMemory() const { return vfs::archiveShortages != shortagesBefore_; }
-
-private:
-    unsigned shortagesBefore_ = vfs::archiveShortages;
-};
-
-bool saysMissing(PHYSFS_ErrorCode code) {
-    switch (code) {
-    case PHYSFS_ERR_NOT_FOUND:
-    case PHYSFS_ERR_NOT_A_FILE:
-    case PHYSFS_ERR_BAD_FILENAME:
-    case PHYSFS_ERR_SYMLINK_FORBIDDEN:
-        return true;
-    default:
-        return false;
-    }
-}
-
 void logFailure(const char* complaint, const char* path, const char* end = ".") {
     qz_logf(vfs::kArchiveModule, QZ_LOG_ERROR, "%s %s%s", complaint, path == nullptr ? "" : path,
             end);
-}
-
-// In a mounted directory the system would find devices, too, by the last name of a path. PhysicsFS
-// leaves out separators before and behind it.
-bool endsInDevice(std::string_view path) {
-    path = path.substr(0, path.find_last_not_of('/') + 1);
-    path.remove_prefix(path.rfind('/') + 1);
-    char name[256] = "";
-    path.copy(name, core::lengthToKeep(path, sizeof name - 1));
-    return platform::leadsToDevice(name);
 }
 
 vfs_kind kindOf(const PHYSFS_Stat& entry) {
@@ -128,37 +89,6 @@ bool isFile(const char* path) {
     return kind == VFS_KIND_FILE || kind == VFS_KIND_UNKNOWN;
 }
 
-struct Opened {
-    File file;
-    bool saidMissing; // by the last place at least
-};
-
-// Not an older copy, in place of one that cannot be opened for want of a descriptor, for example.
-Opened openFirstCopy(const char* path) {
-    if (endsInDevice(path)) {
-        return {nullptr, true};
-    }
-    const Errors errors;
-    File file(PHYSFS_openRead(path));
-    const PHYSFS_ErrorCode error = errors.last();
-    const bool isMissing = !errors.lackedMemory() && saysMissing(error);
-    const bool isFirst = isMissing || (!errors.lackedMemory() && error == PHYSFS_ERR_OK);
-    return {isFirst ? std::move(file) : nullptr, isMissing};
-}
-
-// The system may read less at a time than it is asked for.
-bool readAll(PHYSFS_File* file, void* buffer, std::size_t length) {
-    auto* const bytes = static_cast<std::byte*>(buffer);
-    for (std::size_t done = 0; done < length;) {
-        const PHYSFS_sint64 count = PHYSFS_readBytes(file, bytes + done, length - done);
-        if (count <= 0) {
-            return false;
-        }
-        done += static_cast<std::size_t>(count);
-    }
-    return true;
-}
-
 struct Failure {
     const char* complaint = nullptr; // null if there is none
     const char* end = ".";
@@ -171,7 +101,7 @@ struct Contents {
 };
 
 Failure readWhole(const char* path, Contents& contents) {
-    const auto [file, saidMissing] = openFirstCopy(path);
+    const auto [file, saidMissing] = vfs::openFirstCopy(path);
     if (!file) {
         return {"Can't open file", ".", saidMissing};
     }
@@ -187,7 +117,7 @@ Failure readWhole(const char* path, Contents& contents) {
     if (!buffer) {
         return {"Can't read file", ". Out of memory."};
     }
-    if (!readAll(file.get(), buffer.get(), size)) {
+    if (vfs::readEntry(file.get(), buffer.get(), size) != size) {
         return {"Error reading file"};
     }
     contents = {std::move(buffer), size};

@@ -2,11 +2,16 @@
 
 #include "core/library_log.h"
 #include "platform/files.h"
+#include "platform/save_turn.h"
+#include "platform/whole_file.h"
 
+#include <chrono>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <new>
+#include <utility>
 
 namespace {
 
@@ -17,6 +22,7 @@ struct VFS_File_win32 {
     VFS_File base; // first, so that the handle is the object
     platform::FileHandle handle;
     char path[kPathRoom];
+    std::unique_ptr<platform::NewContents> contents; // to whom the handle belongs, if it replaces
 };
 
 VFS_File_win32& systemFile(VFS_File* file) {
@@ -37,11 +43,13 @@ void report(platform::SystemError error, const char* format, ...) {
 }
 
 void closeFile(VFS_File* file) {
-    VFS_File_win32* const self = &systemFile(file);
+    const std::unique_ptr<VFS_File_win32> self(&systemFile(file));
+    if (self->contents) {
+        return;
+    }
     if (const platform::SystemError error = platform::closeFile(self->handle); error != 0) {
         report(error, "CloseHandle(%s)", self->path);
     }
-    delete self;
 }
 
 std::size_t readFile(VFS_File* file, void* buffer, std::size_t count) {
@@ -91,6 +99,14 @@ std::int64_t getFileSize(VFS_File* file) {
 constexpr VFS_FileOps kSystemFileOps = {closeFile, readFile, writeFile,
                                         seekFile,  tellFile, getFileSize};
 
+void initialise(VFS_File_win32& file, platform::FileHandle handle, const char* path) {
+    file.base.ops = &kSystemFileOps;
+    file.handle = handle;
+    const std::size_t length = strnlen(path, sizeof file.path - 1);
+    std::memcpy(file.path, path, length);
+    file.path[length] = 0;
+}
+
 // Takes over the system's handle, also when it fails.
 VFS_File* makeFile(platform::FileHandle handle, const char* path) {
     auto* file = new (std::nothrow) VFS_File_win32;
@@ -99,11 +115,7 @@ VFS_File* makeFile(platform::FileHandle handle, const char* path) {
         platform::closeFile(handle);
         return nullptr;
     }
-    file->base.ops = &kSystemFileOps;
-    file->handle = handle;
-    const std::size_t length = strnlen(path, sizeof file->path - 1);
-    std::memcpy(file->path, path, length);
-    file->path[length] = 0;
+    initialise(*file, handle, path);
     return &file->base;
 }
 
@@ -149,6 +161,35 @@ VFS_File* openForAppending(const char* path) {
         report(error, "SetFilePointerEx(%s, END)", path);
     }
     return makeFile(handle, path);
+}
+
+VFS_File* openForReplacing(const char* path) {
+    platform::SystemError error = 0;
+    std::unique_ptr<platform::NewContents> contents = platform::beginReplacement(path, error);
+    if (!contents) {
+        report(error, "can't replace %s", path);
+        return nullptr;
+    }
+    auto* const file = new (std::nothrow) VFS_File_win32;
+    if (file == nullptr) {
+        qz_logf("VFS", QZ_LOG_ERROR, "can't allocate struct VFS_File_win32 for %s", path);
+        return nullptr;
+    }
+    initialise(*file, contents->file(), path);
+    file->contents = std::move(contents);
+    return &file->base;
+}
+
+// Not between the looks that somebody takes at the file before replacing it, and his replacing it.
+bool takePlace(VFS_File* file) {
+    constexpr std::chrono::seconds kLongestWait{1};
+    const VFS_File_win32& self = systemFile(file);
+    const platform::SaveTurn turn(self.path, kLongestWait);
+    const platform::SystemError error = self.contents->takePlace();
+    if (error != 0) {
+        report(error, "can't replace %s", self.path);
+    }
+    return error == 0;
 }
 
 } // namespace vfs

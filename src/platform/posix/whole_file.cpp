@@ -11,7 +11,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <memory>
+#include <new>
+#include <optional>
 #include <string_view>
+#include <utility>
 
 namespace platform {
 
@@ -59,8 +63,8 @@ bool isRefusal(SystemError error) {
            std::end(kRefusals);
 }
 
-Replacement replaceByNewFile(const TargetFile& target, std::string_view bytes) {
-    ReplacementFile file(target.directory(), target.name());
+// What is written into takes the place of the target, if it exists.
+Replacement makeBeside(const TargetFile& target, ReplacementFile& file) {
     // Nobody may read meanwhile what only some could read before.
     if (!file.create(target.exists() ? kOwnerOnly : kAsUsual)) {
         return {lastError(), false};
@@ -68,14 +72,23 @@ Replacement replaceByNewFile(const TargetFile& target, std::string_view bytes) {
     if (target.exists() && !takeOver(target, file.number())) {
         return {EPERM, true};
     }
-    const bool isReplaced = writeAll(file.number(), bytes) &&
-                            uninterrupted([&] { return fsync(file.number()); }) == 0 &&
-                            file.takePlace();
-    if (!isReplaced) {
-        return {lastError(), true};
+    return {};
+}
+
+SystemError takePlace(const TargetFile& target, ReplacementFile& file) {
+    if (uninterrupted([&] { return fsync(file.number()); }) != 0 || !file.takePlace()) {
+        return lastError();
     }
     fsync(target.directory()); // so that the name survives a power cut; the contents do already
-    return {};
+    return 0;
+}
+
+Replacement replaceByNewFile(const TargetFile& target, std::string_view bytes) {
+    ReplacementFile file(target.directory(), target.name());
+    if (const Replacement made = makeBeside(target, file); !made) {
+        return made;
+    }
+    return {writeAll(file.number(), bytes) ? takePlace(target, file) : lastError(), true};
 }
 
 // Makes sure that there is room for all that is to be written. 0 is success; a file system that
@@ -110,21 +123,52 @@ Replacement writeInPlace(const TargetFile& target, std::string_view bytes) {
     return {isWritten ? 0 : lastError(), true};
 }
 
+// The file that is to be replaced; 0 is success.
+SystemError locate(const char* path, WriteProtected writeProtected, TargetFile& target) {
+    if (const SystemError error = target.locate(path); error != 0) {
+        return error;
+    }
+    if (writeProtected == WriteProtected::refuse && target.exists() &&
+        faccessat(target.directory(), target.name(), W_OK, AT_EACCESS) != 0) {
+        return lastError();
+    }
+    ReplacementFile::removeAbandoned(target.directory(), target.name());
+    return 0;
+}
+
+class NewFile final : public NewContents {
+public:
+    SystemError begin(const char* path) {
+        const SystemError error = locate(path, WriteProtected::refuse, target_);
+        return error != 0
+                   ? error
+                   : makeBeside(target_, file_.emplace(target_.directory(), target_.name())).error;
+    }
+
+    FileHandle file() const override { return file_->number(); }
+    SystemError takePlace() noexcept override { return platform::takePlace(target_, *file_); }
+
+private:
+    TargetFile target_;
+    std::optional<ReplacementFile> file_;
+};
+
 } // namespace
 
 Replacement replaceContents(const char* path, std::string_view bytes,
                             WriteProtected writeProtected) noexcept {
     TargetFile target;
-    if (const SystemError error = target.locate(path); error != 0) {
+    if (const SystemError error = locate(path, writeProtected, target); error != 0) {
         return {error, false};
     }
-    if (writeProtected == WriteProtected::refuse && target.exists() &&
-        faccessat(target.directory(), target.name(), W_OK, AT_EACCESS) != 0) {
-        return {lastError(), false};
-    }
-    ReplacementFile::removeAbandoned(target.directory(), target.name());
     const Replacement result = replaceByNewFile(target, bytes);
     return target.exists() && isRefusal(result.error) ? writeInPlace(target, bytes) : result;
+}
+
+std::unique_ptr<NewContents> beginReplacement(const char* path, SystemError& error) noexcept {
+    std::unique_ptr<NewFile> contents(new (std::nothrow) NewFile);
+    error = contents ? contents->begin(path) : ENOMEM;
+    return error == 0 ? std::move(contents) : nullptr;
 }
 
 } // namespace platform

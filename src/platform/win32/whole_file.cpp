@@ -11,6 +11,9 @@
 #include <cstddef>
 #include <cwchar>
 #include <iterator>
+#include <memory>
+#include <new>
+#include <utility>
 
 namespace platform {
 
@@ -190,16 +193,21 @@ void removeOpenFile(HANDLE file) {
     SetFileInformationByHandle(file, FileDispositionInfo, &remove, sizeof remove);
 }
 
-Replacement replaceByNewFile(const Target& target, HANDLE file, std::string_view bytes) {
-    const bool isReplaced =
-        writeAll(file, bytes) && FlushFileBuffers(file) && rename(file, target.path);
-    if (!isReplaced) {
-        const SystemError error = GetLastError();
-        removeOpenFile(file);
-        return {error, true};
+bool takePlace(HANDLE file, const Target& target) {
+    if (!FlushFileBuffers(file) || !rename(file, target.path)) {
+        return false;
     }
     FlushFileBuffers(file); // the name, too
-    return {};
+    return true;
+}
+
+Replacement replaceByNewFile(const Target& target, HANDLE file, std::string_view bytes) {
+    if (writeAll(file, bytes) && takePlace(file, target)) {
+        return {};
+    }
+    const SystemError error = GetLastError();
+    removeOpenFile(file);
+    return {error, true};
 }
 
 bool setEnd(HANDLE file, LONGLONG size) {
@@ -249,6 +257,43 @@ Replacement replace(const Target& target, std::string_view bytes) {
     return target.exists && isRefusal ? writeInPlace(target, bytes) : Replacement{error, false};
 }
 
+class NewFile final : public NewContents {
+public:
+    ~NewFile() override {
+        if (file_ != INVALID_HANDLE_VALUE) {
+            if (!hasTakenPlace_) {
+                removeOpenFile(file_);
+            }
+            CloseHandle(file_);
+        }
+    }
+
+    SystemError begin(const char* path) {
+        if (const SystemError error = locate(path, target_); error != 0) {
+            return error;
+        }
+        if ((target_.attributes & FILE_ATTRIBUTE_READONLY) != 0) {
+            return ERROR_ACCESS_DENIED;
+        }
+        removeAbandoned(target_.path);
+        AccessList access;
+        file_ = access.read(target_) ? createBeside(target_, access) : INVALID_HANDLE_VALUE;
+        return file_ == INVALID_HANDLE_VALUE ? GetLastError() : 0;
+    }
+
+    FileHandle file() const override { return reinterpret_cast<FileHandle>(file_); }
+
+    SystemError takePlace() noexcept override {
+        hasTakenPlace_ = platform::takePlace(file_, target_);
+        return hasTakenPlace_ ? 0 : GetLastError();
+    }
+
+private:
+    Target target_;
+    HANDLE file_ = INVALID_HANDLE_VALUE;
+    bool hasTakenPlace_ = false;
+};
+
 } // namespace
 
 Replacement replaceContents(const char* path, std::string_view bytes,
@@ -268,6 +313,12 @@ Replacement replaceContents(const char* path, std::string_view bytes,
         writable.keep();
     }
     return result;
+}
+
+std::unique_ptr<NewContents> beginReplacement(const char* path, SystemError& error) noexcept {
+    std::unique_ptr<NewFile> contents(new (std::nothrow) NewFile);
+    error = contents ? contents->begin(path) : ERROR_NOT_ENOUGH_MEMORY;
+    return error == 0 ? std::move(contents) : nullptr;
 }
 
 } // namespace platform

@@ -1,0 +1,88 @@
+#include "vfs/mounted_file.h"
+
+#include "core/cut_text.h"
+#include "core/library_log.h"
+#include "platform/files.h"
+
+#include <algorithm>
+#include <limits>
+#include <new>
+#include <utility>
+
+namespace vfs {
+
+bool saysMissing(PHYSFS_ErrorCode code) {
+    switch (code) {
+    case PHYSFS_ERR_NOT_FOUND:
+    case PHYSFS_ERR_NOT_A_FILE:
+    case PHYSFS_ERR_BAD_FILENAME:
+    case PHYSFS_ERR_SYMLINK_FORBIDDEN:
+        return true;
+    default:
+        return false;
+    }
+}
+
+bool endsInDevice(std::string_view path) {
+    path = path.substr(0, path.find_last_not_of('/') + 1);
+    path.remove_prefix(path.rfind('/') + 1);
+    char name[256] = "";
+    path.copy(name, core::lengthToKeep(path, sizeof name - 1));
+    return platform::leadsToDevice(name);
+}
+
+Opened openFirstCopy(const char* path) {
+    if (endsInDevice(path)) {
+        return {nullptr, true};
+    }
+    const Errors errors;
+    Entry file(PHYSFS_openRead(path));
+    const PHYSFS_ErrorCode error = errors.last();
+    const bool isMissing = !errors.lackedMemory() && saysMissing(error);
+    const bool isFirst = isMissing || (!errors.lackedMemory() && error == PHYSFS_ERR_OK);
+    return {isFirst ? std::move(file) : nullptr, isMissing};
+}
+
+std::size_t readEntry(PHYSFS_File* file, void* buffer, std::size_t count) {
+    auto* const bytes = static_cast<std::byte*>(buffer);
+    std::size_t done = 0;
+    while (done < count) {
+        const PHYSFS_sint64 read = PHYSFS_readBytes(file, bytes + done, count - done);
+        if (read <= 0) {
+            break;
+        }
+        done += static_cast<std::size_t>(read);
+    }
+    return done;
+}
+
+std::unique_ptr<MountedFile> MountedFile::open(const char* path) noexcept {
+    std::unique_ptr<MountedFile> file(new (std::nothrow) MountedFile);
+    if (file && file->visit_ && path != nullptr) {
+        file->file_ = openFirstCopy(path).file;
+    }
+    const PHYSFS_sint64 size = file && file->file_ ? PHYSFS_fileLength(file->file_.get()) : -1;
+    if (size < 0) {
+        qz_logf(kArchiveModule, QZ_LOG_ERROR, "Can't open file %s.", path == nullptr ? "" : path);
+        return nullptr;
+    }
+    file->size_ = static_cast<std::uint64_t>(size);
+    return file;
+}
+
+std::size_t MountedFile::readAt(std::uint64_t position, void* buffer, std::size_t count) {
+    constexpr std::uint64_t kUnknown = std::numeric_limits<std::uint64_t>::max();
+    if (position >= size_) {
+        return 0;
+    }
+    if (position != position_ && PHYSFS_seek(file_.get(), position) == 0) {
+        position_ = kUnknown;
+        return 0;
+    }
+    count = static_cast<std::size_t>(std::min<std::uint64_t>(count, size_ - position));
+    const std::size_t done = readEntry(file_.get(), buffer, count);
+    position_ = position + done;
+    return done;
+}
+
+} // namespace vfs
