@@ -18,6 +18,7 @@ FLOORS = (("platform",),
           ("shm",),
           ("vfs", "tasks", "config"),
           ("lua", "mail", "util"),
+          ("io",),
           ("globals", "globals.h", "library.cpp"))
 FLOOR_OF = {folder: number for number, folders in enumerate(FLOORS) for folder in folders}
 BESIDE = {("library.cpp", "globals"), ("library.cpp", "globals.h"), ("globals", "globals.h")}

@@ -14,6 +14,9 @@
 
 #include "Core/CrashReport.h"
 #include "Core/Log.h"
+#include "IO/Adapters.h"
+#include "IO/FileStream.h"
+#include "IO/MemoryStream.h"
 #include "Math/Half.h"
 #include "Math/Matrix.h"
 #include "Math/Predictor.h"

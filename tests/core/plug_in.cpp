@@ -7,6 +7,8 @@
 #include "Core/Log.h"
 #include "Core/Watch.h"
 #include "Globals.h"
+#include "IO/FileStream.h"
+#include "IO/MemoryStream.h"
 #include "Lua/State.h"
 #include "Mail/Server.h"
 #include "Mail/Stream.h"
@@ -77,6 +79,8 @@ void useFiles() {
         VFS_write(file, "text", 4);
         VFS_close(file);
     }
+    io::MountedStream("plug-in.txt").size();
+    io::MemoryStream().write("text", 4);
     vfs_unmount(".");
 }
 

@@ -1,0 +1,201 @@
+#include "IO/Adapters.h"
+
+#include <istream>
+#include <limits>
+#include <ostream>
+
+namespace io {
+
+namespace {
+
+using Mode = std::ios_base::openmode;
+
+// Buffers of C++ streams tell some errors by throwing.
+template<class Call>
+auto attempt(Call call, decltype(call()) failure) {
+    try {
+        return call();
+    } catch (...) {
+        return failure;
+    }
+}
+
+// Negative if it cannot seek.
+std::streamoff tellOf(std::streambuf& buffer, Mode which) {
+    return attempt([&] { return std::streamoff(buffer.pubseekoff(0, std::ios::cur, which)); }, -1);
+}
+
+bool goTo(std::streambuf& buffer, std::uint64_t position, Mode which) {
+    const auto there = static_cast<std::streamoff>(position);
+    return attempt([&] { return std::streamoff(buffer.pubseekpos(there, which)) == there; }, false);
+}
+
+std::uint64_t sizeOf(std::streambuf& buffer, Mode which) {
+    const std::streamoff here = tellOf(buffer, which);
+    const std::streamoff size =
+        attempt([&] { return std::streamoff(buffer.pubseekoff(0, std::ios::end, which)); }, -1);
+    return here >= 0 && size >= 0 && goTo(buffer, static_cast<std::uint64_t>(here), which)
+               ? static_cast<std::uint64_t>(size)
+               : 0;
+}
+
+} // namespace
+
+StdInputStream::StdInputStream(std::istream& in) : in_(in) {
+    if (in.rdbuf() == nullptr || !in) {
+        fail("the std::istream is not good");
+        return;
+    }
+    const std::streamoff position = tellOf(*in.rdbuf(), std::ios::in);
+    isSeekable_ = position >= 0;
+    inPosition_ = isSeekable_ ? static_cast<std::uint64_t>(position) : 0;
+    seek(inPosition_);
+}
+
+StdInputStream::~StdInputStream() = default;
+
+std::size_t StdInputStream::readAt(std::uint64_t position, void* data, std::size_t count) {
+    std::streambuf& buffer = *in_.rdbuf();
+    if (isSeekable_ && tellOf(buffer, std::ios::in) != static_cast<std::streamoff>(position) &&
+        !goTo(buffer, position, std::ios::in)) {
+        return 0; // behind the end, where some cannot go
+    }
+    const auto wanted = static_cast<std::streamsize>(count);
+    const std::streamsize done =
+        attempt([&] { return buffer.sgetn(static_cast<char*>(data), wanted); }, -1);
+    if (done < 0) {
+        fail("can't read the std::istream");
+        return 0;
+    }
+    inPosition_ = position + static_cast<std::uint64_t>(done);
+    return static_cast<std::size_t>(done);
+}
+
+std::uint64_t StdInputStream::sizeNow() {
+    return isSeekable_ ? sizeOf(*in_.rdbuf(), std::ios::in) : 0;
+}
+
+bool StdInputStream::canSeek(std::uint64_t position) {
+    return isSeekable_ || position == inPosition_ || fail("this std::istream cannot seek");
+}
+
+StdOutputStream::StdOutputStream(std::ostream& out) : out_(out) {
+    if (out.rdbuf() == nullptr || !out) {
+        fail("the std::ostream is not good");
+        return;
+    }
+    const std::streamoff position = tellOf(*out.rdbuf(), std::ios::out);
+    isSeekable_ = position >= 0;
+    outPosition_ = isSeekable_ ? static_cast<std::uint64_t>(position) : 0;
+    seek(outPosition_);
+}
+
+StdOutputStream::~StdOutputStream() = default;
+
+std::size_t StdOutputStream::writeAt(std::uint64_t position, const void* data, std::size_t count) {
+    std::streambuf& buffer = *out_.rdbuf();
+    if (isSeekable_ && tellOf(buffer, std::ios::out) != static_cast<std::streamoff>(position) &&
+        !goTo(buffer, position, std::ios::out)) {
+        fail("this std::ostream cannot go there");
+        return 0;
+    }
+    const auto wanted = static_cast<std::streamsize>(count);
+    const std::streamsize done =
+        attempt([&] { return buffer.sputn(static_cast<const char*>(data), wanted); }, 0);
+    outPosition_ = position + static_cast<std::uint64_t>(done);
+    if (done < wanted) {
+        fail("can't write to the std::ostream");
+    }
+    return static_cast<std::size_t>(done);
+}
+
+std::uint64_t StdOutputStream::sizeNow() {
+    return isSeekable_ ? sizeOf(*out_.rdbuf(), std::ios::out) : 0;
+}
+
+bool StdOutputStream::sync() {
+    return attempt([&] { return out_.rdbuf()->pubsync() == 0; }, false) ||
+           fail("can't write to the std::ostream");
+}
+
+bool StdOutputStream::canSeek(std::uint64_t position) {
+    return isSeekable_ || position == outPosition_ || fail("this std::ostream cannot seek");
+}
+
+StreamBuffer::~StreamBuffer() = default;
+
+StreamBuffer::int_type StreamBuffer::underflow() {
+    if (gptr() < egptr()) {
+        return traits_type::to_int_type(*gptr());
+    }
+    if (stream_.read(&next_, 1) == 0) {
+        return traits_type::eof();
+    }
+    setg(&next_, &next_, &next_ + 1);
+    return traits_type::to_int_type(next_);
+}
+
+std::streamsize StreamBuffer::xsgetn(char* data, std::streamsize count) {
+    if (count <= 0) {
+        return 0;
+    }
+    const bool hasNext = gptr() < egptr();
+    if (hasNext) {
+        *data = *gptr();
+        gbump(1);
+    }
+    const std::size_t taken = hasNext ? 1 : 0;
+    const std::size_t rest = static_cast<std::size_t>(count) - taken;
+    return static_cast<std::streamsize>(taken + stream_.read(data + taken, rest));
+}
+
+StreamBuffer::int_type StreamBuffer::overflow(int_type character) {
+    if (traits_type::eq_int_type(character, traits_type::eof())) {
+        return traits_type::not_eof(character);
+    }
+    const char byte = traits_type::to_char_type(character);
+    return xsputn(&byte, 1) == 1 ? character : traits_type::eof();
+}
+
+std::streamsize StreamBuffer::xsputn(const char* data, std::streamsize count) {
+    if (count <= 0 || !leaveNext()) {
+        return 0;
+    }
+    return static_cast<std::streamsize>(stream_.write(data, static_cast<std::size_t>(count)));
+}
+
+StreamBuffer::pos_type StreamBuffer::seekoff(off_type offset, std::ios_base::seekdir from,
+                                             std::ios_base::openmode which) {
+    const std::uint64_t begin = from == std::ios::cur   ? position()
+                                : from == std::ios::end ? stream_.size()
+                                                        : 0;
+    return seekpos(static_cast<off_type>(begin) + offset, which);
+}
+
+StreamBuffer::pos_type StreamBuffer::seekpos(pos_type position, std::ios_base::openmode /*which*/) {
+    const off_type there = position;
+    const bool isThere = there >= 0 && (static_cast<std::uint64_t>(there) == this->position()
+                                            ? stream_.isGood()
+                                            : stream_.seek(static_cast<std::uint64_t>(there)));
+    if (isThere && static_cast<std::uint64_t>(there) == stream_.tell()) {
+        setg(nullptr, nullptr, nullptr);
+    }
+    return isThere ? position : pos_type(off_type(-1));
+}
+
+int StreamBuffer::sync() {
+    return leaveNext() && stream_.flush() ? 0 : -1;
+}
+
+std::uint64_t StreamBuffer::position() const {
+    return stream_.tell() - (gptr() < egptr() ? 1U : 0U);
+}
+
+// What was looked at and not taken is still to be read.
+bool StreamBuffer::leaveNext() {
+    const bool hasNext = gptr() < egptr();
+    setg(nullptr, nullptr, nullptr);
+    return !hasNext || stream_.seek(stream_.tell() - 1);
+}
+
+} // namespace io

@@ -1,0 +1,121 @@
+#include "IO/FileStream.h"
+
+#include "VFS/Archive.h"
+#include "support/log_capture.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+
+namespace {
+
+namespace fs = std::filesystem;
+using qz::test::freshDirectory;
+using qz::test::readFile;
+using qz::test::writeFile;
+using Mode = io::FileStream::Mode;
+
+auto countIn(const fs::path& directory) {
+    return std::distance(fs::directory_iterator(directory), {});
+}
+
+TEST(IoFileStream, AppendsAtTheEnd) {
+    const std::string path = (freshDirectory() / "file").string();
+    writeFile(path, "one ");
+    io::FileStream file(path.c_str(), Mode::kAppend);
+    EXPECT_EQ(file.tell(), 4U);
+    EXPECT_EQ(file.write("two", 3), 3U);
+    EXPECT_EQ(file.size(), 7U);
+    EXPECT_TRUE(file.open(path.c_str(), Mode::kRead)) << "closes the other one";
+    EXPECT_EQ(file.size(), 7U);
+    EXPECT_FALSE(file.open("no/such/file", Mode::kRead));
+    EXPECT_FALSE(file.isOpen());
+    EXPECT_TRUE(file.open(path.c_str(), Mode::kRead)) << "the error was the other file's";
+}
+
+TEST(IoFileStream, ReplacesWhenItIsClosedWell) {
+    const fs::path directory = freshDirectory();
+    const std::string path = (directory / "file").string();
+    const std::string large(100'000, 'n');
+    for (const bool exists : {false, true}) {
+        SCOPED_TRACE(exists);
+        if (exists) {
+            writeFile(path, "old");
+        }
+        {
+            io::FileStream file(path.c_str(), Mode::kReplace);
+            EXPECT_EQ(file.write(large.data(), large.size()), large.size());
+            EXPECT_EQ(fs::exists(path), exists);
+        }
+        EXPECT_EQ(fs::exists(path), exists) << "not closed";
+        EXPECT_EQ(countIn(directory), exists ? 1 : 0);
+
+        io::FileStream file(path.c_str(), Mode::kReplace);
+        EXPECT_EQ(file.write("length", 6) + file.write(large.data(), large.size()), 100'006U);
+        EXPECT_TRUE(file.seek(0) && file.write("LENGTH", 6) == 6) << "what is known only later";
+        EXPECT_EQ(exists ? readFile(path) : "old", "old");
+        EXPECT_TRUE(file.close()) << file.getError();
+        EXPECT_EQ(readFile(path), "LENGTH" + large);
+        EXPECT_EQ(countIn(directory), 1);
+        fs::remove(path);
+    }
+}
+
+TEST(IoFileStream, KeepsTheOldFileAfterAnError) {
+    const fs::path directory = freshDirectory();
+    const std::string path = (directory / "file").string();
+    writeFile(path, "old");
+    io::FileStream file(path.c_str(), Mode::kReplace);
+    EXPECT_EQ(file.write("new", 3), 3U);
+    char c = 0;
+    EXPECT_EQ(file.read(&c, 1), 0U) << "it is for writing";
+    EXPECT_FALSE(file.close());
+    EXPECT_EQ(readFile(path), "old");
+
+    EXPECT_FALSE(io::FileStream(directory.string().c_str(), Mode::kReplace).isOpen());
+    EXPECT_FALSE(io::FileStream("no/such/folder", Mode::kReplace).isOpen());
+    EXPECT_FALSE(io::FileStream(nullptr, Mode::kReplace).isOpen());
+    EXPECT_EQ(countIn(directory), 1);
+}
+
+// 16 MiB of words that count up.
+void readWords(const char* path) {
+    io::MountedStream stream(path);
+    ASSERT_TRUE(stream.isGood()) << path;
+    EXPECT_EQ(stream.size(), 16U << 20);
+    for (const std::uint32_t word : {0U, 1U, 5000U, 4'000'000U, 77U, 4'194'303U}) {
+        std::uint32_t read = 0;
+        EXPECT_TRUE(stream.seek(std::uint64_t{word} * 4));
+        EXPECT_EQ(stream.read(&read, sizeof read), sizeof read) << stream.getError();
+        EXPECT_EQ(read, word);
+    }
+    std::uint32_t more = 0;
+    EXPECT_EQ(stream.read(&more, sizeof more), 0U);
+    EXPECT_TRUE(stream.isGood()) << "the end is no error";
+    EXPECT_EQ(stream.write(&more, sizeof more), 0U);
+}
+
+TEST(IoMountedStream, ReadsAnywhere) {
+    const qz::test::LogCapture log;
+    const std::string archive = fs::absolute("../../vfs/archives/big.zip").string();
+    fs::current_path(freshDirectory());
+    vfs_init();
+    ASSERT_TRUE(vfs_mount(archive.c_str(), "/", 1));
+    readWords("stored.bin");
+    readWords("deflated.bin");
+    EXPECT_FALSE(io::MountedStream("none").isGood());
+    EXPECT_FALSE(io::MountedStream(nullptr).isGood());
+    {
+        io::MountedStream open("stored.bin");
+        EXPECT_FALSE(vfs_unmount(archive.c_str()));
+        vfs_deinit();
+        char c = 0;
+        EXPECT_EQ(open.read(&c, 1), 1U) << "they leave it alone";
+    }
+    EXPECT_TRUE(vfs_unmount(archive.c_str()));
+    vfs_deinit();
+    EXPECT_FALSE(io::MountedStream("stored.bin").isGood());
+}
+
+} // namespace

@@ -1,0 +1,267 @@
+// Streams of every kind beside a model: a string and a position.
+#include "IO/Adapters.h"
+#include "IO/FileStream.h"
+#include "IO/MemoryStream.h"
+
+#include "support/log_capture.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+using qz::test::freshDirectory;
+using qz::test::readFile;
+using qz::test::writeFile;
+using Mode = io::FileStream::Mode;
+
+std::string someBytes(std::size_t size) {
+    std::mt19937 random(static_cast<unsigned>(size));
+    std::string bytes(size, 0);
+    std::ranges::generate(bytes, [&] { return static_cast<char>(random()); });
+    return bytes;
+}
+
+std::string restOf(io::Stream& stream) {
+    std::string rest;
+    EXPECT_TRUE(io::readRest(stream, rest)) << stream.getError();
+    return rest;
+}
+
+// Small accesses, and some that are larger than the buffer.
+std::size_t someCount(std::mt19937& random) {
+    return random() % (random() % 8 == 0 ? 40'000U : 9U);
+}
+
+void readAsTheModel(io::Stream& stream, const std::string& model) {
+    std::mt19937 random(1);
+    std::string piece(40'000, 0);
+    for (int i = 0; i < 3000 && stream.isGood(); ++i) {
+        const std::size_t position = stream.tell();
+        const std::size_t count = someCount(random);
+        const std::size_t read = stream.read(piece.data(), count);
+        const std::string expected =
+            position < model.size() ? model.substr(position, count) : std::string();
+        ASSERT_EQ(piece.substr(0, read), expected) << i;
+        ASSERT_EQ(stream.tell(), position + read);
+        ASSERT_EQ(stream.size(), model.size());
+        if (random() % 4 == 0) {
+            const std::size_t to = random() % (model.size() + 10);
+            ASSERT_TRUE(stream.seek(to));
+            ASSERT_EQ(stream.tell(), to);
+        }
+    }
+    ASSERT_TRUE(stream.isGood()) << stream.getError();
+    ASSERT_TRUE(stream.seek(5));
+    EXPECT_EQ(restOf(stream), model.substr(5));
+}
+
+// What it reads back, if it can be read, and its size are compared on the way.
+void writeAsTheModel(io::Stream& stream, std::string& model, bool isReadable, std::size_t room) {
+    std::mt19937 random(2);
+    std::string piece(40'000, 0);
+    for (int i = 0; i < 2000 && stream.isGood(); ++i) {
+        const std::size_t position = stream.tell();
+        const std::size_t count = std::min(someCount(random), room - std::min(room, position));
+        if (isReadable && random() % 2 == 0) {
+            const std::size_t read = stream.read(piece.data(), count);
+            ASSERT_EQ(piece.substr(0, read),
+                      position < model.size() ? model.substr(position, count) : "");
+        } else if (count != 0) {
+            const std::string bytes = someBytes(count);
+            ASSERT_EQ(stream.write(bytes.data(), count), count) << stream.getError();
+            model.resize(std::max(model.size(), position + count));
+            model.replace(position, count, bytes);
+        }
+        if (random() % 4 == 0) {
+            ASSERT_TRUE(stream.seek(random() % (std::min(room - 10, model.size()) + 10)));
+        }
+        if (random() % 8 == 0) {
+            ASSERT_EQ(stream.size(), model.size());
+            ASSERT_TRUE(stream.flush());
+        }
+    }
+    ASSERT_TRUE(stream.isGood()) << stream.getError();
+}
+
+TEST(IoStream, EveryKindReadsWhatIsThere) {
+    const std::string bytes = someBytes(60'000);
+    const auto directory = freshDirectory();
+    const std::string path = (directory / "file").string();
+    writeFile(path, bytes);
+    Mail::Message message(1);
+    ASSERT_TRUE(message.addBytes(bytes.data(), bytes.size()));
+    std::istringstream text(bytes);
+    const std::string around = "before" + bytes + "behind";
+    io::BlockStream whole(around.data(), around.size());
+
+    io::MemoryStream memory(bytes.data(), bytes.size());
+    io::BlockStream block(bytes.data(), bytes.size());
+    io::PartStream part(whole, 6, bytes.size());
+    io::FileStream file(path.c_str(), Mode::kRead);
+    io::FileStream handle(VFS_open_read(path.c_str()));
+    io::MessageStream received(message);
+    io::StdInputStream standard(text);
+    io::Stream* const kinds[] = {&memory, &block, &part, &file, &handle, &received, &standard};
+    for (io::Stream* const stream : kinds) {
+        SCOPED_TRACE(std::find(std::begin(kinds), std::end(kinds), stream) - std::begin(kinds));
+        readAsTheModel(*stream, bytes);
+    }
+}
+
+TEST(IoStream, EveryKindWritesWhatItIsTold) {
+    constexpr std::size_t kAny = 1'000'000;
+    const std::string path = (freshDirectory() / "file").string();
+    std::string model, fileModel, textModel, messageModel;
+    std::string room(60'000, 0), blockModel = room, around(70'000, 'x'), partModel(60'000, 'x');
+    {
+        io::MemoryStream memory;
+        writeAsTheModel(memory, model, true, kAny);
+        EXPECT_EQ(std::string(memory.bytes().begin(), memory.bytes().end()), model);
+        memory.clear();
+        EXPECT_TRUE(memory.seek(3) && memory.write("x", 1) == 1 && memory.seek(0));
+        EXPECT_EQ(restOf(memory), std::string("\0\0\0x", 4)) << "no old bytes in the gap";
+    }
+    io::BlockStream block(room.data(), room.size());
+    writeAsTheModel(block, blockModel, true, room.size());
+    EXPECT_TRUE(block.flush());
+    EXPECT_EQ(room, blockModel);
+
+    io::BlockStream whole(around.data(), around.size());
+    io::PartStream part(whole, 10, partModel.size());
+    writeAsTheModel(part, partModel, true, partModel.size());
+    EXPECT_TRUE(part.flush());
+    EXPECT_EQ(around, std::string(10, 'x') + partModel + std::string(9'990, 'x'));
+
+    io::FileStream file(path.c_str(), Mode::kWrite);
+    writeAsTheModel(file, fileModel, false, kAny);
+    EXPECT_TRUE(file.close());
+    EXPECT_EQ(readFile(path), fileModel);
+
+    std::ostringstream text;
+    io::StdOutputStream standard(text);
+    while (textModel.size() < 1000 && standard.write("text", 4) == 4) {
+        textModel += "text";
+    }
+    EXPECT_TRUE(standard.seek(1) && standard.write("EX", 2) == 2 && standard.flush());
+    EXPECT_EQ(text.str(), textModel.replace(1, 2, "EX"));
+}
+
+TEST(IoStream, MessagesTakeAllOrNothing) {
+    Mail::Message message(7);
+    message.addBytes("ab", 2);
+    {
+        io::MessageStream stream(message);
+        EXPECT_EQ(restOf(stream), "ab");
+        EXPECT_EQ(stream.write("cd", 2), 2U);
+        EXPECT_EQ(message.getSize(), 2U);
+        EXPECT_TRUE(stream.flush());
+        EXPECT_EQ(message.getSize(), 4U);
+        EXPECT_EQ(stream.write("e", 1), 1U);
+    }
+    EXPECT_EQ(message.getSize(), 5U) << "when it is destroyed";
+    io::MessageStream stream(message);
+    const std::string large(Mail::Message::kMaxSize, 0);
+    EXPECT_TRUE(stream.seek(5));
+    EXPECT_EQ(stream.write(large.data(), large.size()), large.size());
+    EXPECT_FALSE(stream.flush());
+    EXPECT_EQ(message.getSize(), 5U);
+    io::MessageStream changing(message);
+    EXPECT_EQ(changing.write("A", 1), 0U);
+}
+
+TEST(IoStream, TheFirstErrorStays) {
+    char small[4] = {};
+    const std::string path = (freshDirectory() / "none").string();
+    std::istringstream text("text");
+    constexpr char kOther[] = "read-only";
+    writeFile(kOther, "text");
+    std::istringstream bad;
+    bad.setstate(std::ios::failbit);
+    io::BlockStream block(small, sizeof small);
+    const auto make = [&](auto* stream) { return std::unique_ptr<io::Stream>(stream); };
+    struct Case {
+        std::unique_ptr<io::Stream> stream;
+        std::function<bool(io::Stream&)> call; // true if it did all it was asked for
+        std::string error;
+    };
+    const auto write6 = [](io::Stream& stream) { return stream.write("longer", 6) == 6; };
+    const auto read1 = [](io::Stream& stream) {
+        char c = 0;
+        return stream.read(&c, 1) == 1;
+    };
+    const auto seekFar = [](io::Stream& stream) { return stream.seek(std::uint64_t{1} << 63); };
+    std::vector<Case> cases;
+    cases.push_back(
+        {make(new io::BlockStream(small, sizeof small)), write6, "the block of memory is full"});
+    cases.push_back(
+        {make(new io::BlockStream("text", 4)), write6, "this stream cannot be written to"});
+    cases.push_back(
+        {make(new io::PartStream(block, 1, 2)), write6, "the part of the stream is full"});
+    cases.push_back({make(new io::MemoryStream), seekFar, "there is no such position"});
+    cases.push_back({make(new io::MemoryStream),
+                     [&](auto& stream) { return stream.seek(~0ULL >> 1) && write6(stream); },
+                     "there is no such position"});
+    cases.push_back({make(new io::MemoryStream),
+                     [&](auto& stream) { return stream.seek(1ULL << 60) && write6(stream); },
+                     "out of memory"});
+    cases.push_back({make(new io::FileStream), read1, "no file is open"});
+    cases.push_back({make(new io::FileStream(kOther, Mode::kRead)), write6,
+                     std::string("the file was opened for reading: ") + kOther});
+    cases.push_back({make(new io::FileStream(path.c_str(), Mode::kRead)), read1,
+                     "can't open the file: " + path});
+    cases.push_back({make(new io::FileStream(path.c_str(), Mode::kWrite)), read1,
+                     "the file was opened for writing: " + path});
+    cases.push_back(
+        {make(new io::StdInputStream(text)), write6, "this stream cannot be written to"});
+    cases.push_back({make(new io::StdInputStream(bad)), read1, "the std::istream is not good"});
+    for (const Case& test : cases) {
+        SCOPED_TRACE(test.error);
+        EXPECT_FALSE(test.call(*test.stream));
+        EXPECT_EQ(test.stream->getError(), test.error);
+        EXPECT_FALSE(test.stream->seek(0) || test.stream->flush() || read1(*test.stream));
+        EXPECT_EQ(test.stream->size(), 0U);
+        EXPECT_EQ(test.stream->getError(), test.error);
+    }
+    cases[0].stream->clearError();
+    EXPECT_TRUE(cases[0].stream->seek(0) && read1(*cases[0].stream));
+}
+
+TEST(IoStream, StandardStreamsOverOurs) {
+    io::MemoryStream memory;
+    io::StreamBuffer buffer(memory);
+    std::iostream both(&buffer);
+    both << "first line\n" << 4711 << '\n' << std::flush;
+    EXPECT_EQ(memory.size(), 16U);
+    both.seekg(0);
+    std::string line;
+    int number = 0;
+    EXPECT_TRUE(std::getline(both, line) && both >> number);
+    EXPECT_EQ(line, "first line");
+    EXPECT_EQ(number, 4711);
+    EXPECT_EQ(both.tellg(), 15) << "the line's end was looked at";
+    both.sync();
+    EXPECT_EQ(memory.tell(), 15U);
+    both.seekp(6);
+    both << "LINE";
+    both.seekg(-16, std::ios::end);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(both), {}), "first LINE\n4711\n");
+
+    char small[4];
+    io::BlockStream block(small, sizeof small);
+    io::StreamBuffer full(block);
+    std::ostream out(&full);
+    out << "longer";
+    EXPECT_TRUE(out.bad());
+}
+
+} // namespace
