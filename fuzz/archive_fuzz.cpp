@@ -4,6 +4,7 @@
 // tests/vfs/make_archives.py makes archives to start from.
 #include "require.h"
 
+#include "IO/FileStream.h"
 #include "VFS/Archive.h"
 
 #define QZ_LOG_NO_SHORT_NAMES
@@ -41,10 +42,25 @@ const UnnamedFile& archive() {
     return file;
 }
 
+// A stream reads the same, its last bytes first.
+void readAsStream(const std::string& name, const void* bytes, std::uint64_t size) {
+    io::MountedStream stream(name.c_str());
+    std::string last(size / 2, 0);
+    require(stream.size() == size && stream.seek(size - last.size()));
+    require(stream.read(last.data(), last.size()) == last.size());
+    const auto* const whole = static_cast<const char*>(bytes);
+    require(last.compare(0, last.size(), whole + (size - last.size()), last.size()) == 0);
+    require(stream.seek(0) && io::readRest(stream, last));
+    require(last.size() == size && std::memcmp(last.data(), whole, size) == 0);
+}
+
 void readAndFree(const std::string& name) {
     std::uint64_t size = 1;
     void* buffer = vfs_read_file(name.c_str(), &size);
     require((buffer == nullptr) == (size == 0));
+    if (buffer != nullptr) {
+        readAsStream(name, buffer, size);
+    }
     vfs_free_file_buffer(buffer);
 }
 
