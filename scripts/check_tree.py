@@ -52,7 +52,7 @@ def include_offence(source, kind, header):
         return None
     if other not in FLOOR_OF:
         return f'"{header}" is in no folder of the library'
-    if re.match(r"platform/(posix|win32)/", header) and own != "library.cpp":
+    if re.match(r"platform/(posix|linux|win32)/", header) and own != "library.cpp":
         return f'"{header}" is one system\'s; include what both have'
     if FLOOR_OF[other] >= FLOOR_OF[own]:
         return f'"{header}" is on floor {FLOOR_OF[other]} ({other}), this file on {FLOOR_OF[own]} ({own})'

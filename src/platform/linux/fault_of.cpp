@@ -1,6 +1,6 @@
-#include "platform/posix/fault_of.h"
+#include "platform/linux/fault_of.h"
 
-#include "platform/posix/registers.h"
+#include "platform/linux/registers.h"
 
 #include <csignal>
 #include <cstdint>

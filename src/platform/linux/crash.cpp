@@ -1,11 +1,11 @@
 #include "platform/crash.h"
 
 #include "platform/fault_stack.h"
-#include "platform/posix/fault_of.h"
-#include "platform/posix/mappings.h"
-#include "platform/posix/report_deadline.h"
+#include "platform/linux/fault_of.h"
+#include "platform/linux/mappings.h"
+#include "platform/linux/report_deadline.h"
+#include "platform/linux/spare_descriptors.h"
 #include "platform/posix/report_stack.h"
-#include "platform/posix/spare_descriptors.h"
 #include "platform/report_turn.h"
 
 #include <pthread.h>

@@ -1,6 +1,6 @@
 #include "platform/crash.h"
-#include "platform/posix/registers.h"
-#include "platform/posix/symbols.h"
+#include "platform/linux/registers.h"
+#include "platform/linux/symbols.h"
 
 #define UNW_LOCAL_ONLY
 #include <libunwind.h>

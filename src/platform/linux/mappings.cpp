@@ -1,4 +1,4 @@
-#include "platform/posix/mappings.h"
+#include "platform/linux/mappings.h"
 
 #include <fcntl.h>
 #include <unistd.h>

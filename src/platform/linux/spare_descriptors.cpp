@@ -1,4 +1,4 @@
-#include "platform/posix/spare_descriptors.h"
+#include "platform/linux/spare_descriptors.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>

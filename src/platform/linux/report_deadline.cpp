@@ -1,4 +1,4 @@
-#include "platform/posix/report_deadline.h"
+#include "platform/linux/report_deadline.h"
 
 #include <sys/syscall.h>
 #include <unistd.h>

@@ -1,8 +1,8 @@
 #include "platform/symbols.h"
 
-#include "platform/posix/elf_file.h"
-#include "platform/posix/mappings.h"
-#include "platform/posix/symbols.h"
+#include "platform/linux/elf_file.h"
+#include "platform/linux/mappings.h"
+#include "platform/linux/symbols.h"
 
 #include <backtrace.h>
 #include <link.h>

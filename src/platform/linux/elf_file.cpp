@@ -1,4 +1,4 @@
-#include "platform/posix/elf_file.h"
+#include "platform/linux/elf_file.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
