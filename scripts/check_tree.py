@@ -48,6 +48,8 @@ def include_offence(source, kind, header):
     if kind == "<" and not (names and other in FLOOR_OF):
         is_system = header.endswith(".h") and header not in C_HEADERS and not OTHERS_HEADERS.match(header)
         return f"<{header}> belongs in src/platform" if is_system and own != "platform" else None
+    if header.startswith("platform/linux/") and "posix" in source.parts:
+        return f'"{header}" is Linux alone; other systems have posix/, too'
     if other == own or (own, other) in BESIDE:
         return None
     if other not in FLOOR_OF:

@@ -3,14 +3,12 @@
 #include "platform/files.h"
 #include "platform/posix/path.h"
 
-#include <mntent.h>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <optional>
@@ -157,40 +155,6 @@ bool locateDocuments(char* buffer, std::size_t size) {
     return configuredDocumentsFolder(buffer, size) || inHome(buffer, size, "/Documents");
 }
 
-// Which file systems have been reported, so that a device mounted in several places counts once.
-class SeenDevices {
-public:
-    bool add(dev_t device) {
-        dev_t* const end = devices_.data() + count_;
-        if (count_ == devices_.size() || std::find(devices_.data(), end, device) != end) {
-            return false;
-        }
-        devices_[count_++] = device;
-        return true;
-    }
-
-private:
-    std::array<dev_t, 64> devices_;
-    std::size_t count_ = 0;
-};
-
-// Disk images and optical discs are no fixed drives.
-bool isFixedDevice(std::string_view device) {
-    return device.starts_with("/dev/") && !device.starts_with("/dev/loop") &&
-           !device.starts_with("/dev/sr") && device != "/dev/fuse";
-}
-
-void reportDrive(const char* mount, SeenDevices& seen, DriveCallback callback, void* context) {
-    struct stat status;
-    FolderBuffer path;
-    const bool root = std::strcmp(mount, "/") == 0;
-    if (stat(mount, &status) == 0 && S_ISDIR(status.st_mode) &&
-        concatenate(path.data(), path.size(), mount, root ? "" : "/") && seen.add(status.st_dev)) {
-        std::replace(path.begin(), path.begin() + std::strlen(path.data()), '/', '\\');
-        callback(context, mount, path.data());
-    }
-}
-
 // A directory that nobody but this user can have put something into.
 bool isOwnDirectory(const char* path) {
     struct stat status {};
@@ -252,23 +216,6 @@ bool makeOwnDirectories(const char* parent, const char* path) {
         }
     }
     return true;
-}
-
-void listDrives(DriveCallback callback, void* context) {
-    SeenDevices seen;
-    reportDrive("/", seen, callback, context);
-    std::FILE* mounts = setmntent("/proc/self/mounts", "re");
-    if (mounts == nullptr) {
-        return;
-    }
-    mntent entry;
-    char texts[4096];
-    while (getmntent_r(mounts, &entry, texts, sizeof texts) != nullptr) {
-        if (isFixedDevice(entry.mnt_fsname)) {
-            reportDrive(entry.mnt_dir, seen, callback, context);
-        }
-    }
-    endmntent(mounts);
 }
 
 } // namespace platform

@@ -1,12 +1,12 @@
 #include "platform/whole_file.h"
 
+#include "platform/posix/access_list.h"
 #include "platform/posix/descriptor.h"
 #include "platform/posix/replacement_file.h"
 #include "platform/posix/target_file.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -23,24 +23,6 @@ namespace {
 
 constexpr mode_t kOwnerOnly = S_IRUSR | S_IWUSR;
 constexpr mode_t kAsUsual = 0666;
-
-// The access list beyond the permissions. A new file may have got one from its directory.
-bool copyAccessList(const TargetFile& target, int file) {
-    constexpr char kName[] = "system.posix_acl_access";
-    const Descriptor old = target.open(O_RDONLY);
-    if (!old.isOpen()) {
-        return false;
-    }
-    char list[16384];
-    const ssize_t size = fgetxattr(old.number(), kName, list, sizeof list);
-    if (size >= 0) {
-        return fsetxattr(file, kName, list, static_cast<std::size_t>(size), 0) == 0;
-    }
-    if (errno == ENODATA) {
-        return fremovexattr(file, kName) == 0 || errno == ENODATA;
-    }
-    return errno == ENOTSUP;
-}
 
 bool giveOwner(const struct stat& old, int file) {
     struct stat now {};
