@@ -58,19 +58,16 @@ void runFrame(Fleet& fleet, double seconds) {
  * ferries sail the same way on every machine. */
 int sail(Fleet& fleet, const Settings& settings) {
     globalFpsController->SetMaxFPS(static_cast<float>(settings.rate));
+    globalFpsController->Reset(); // the start-up was no frame
     int frame = 0;
-    double start = 0;
     for (; frame < settings.frames && !stopRequested(); ++frame) {
         globalFpsController->StartFrame();
-        if (frame == 0) { // what ended now, the start-up, was no frame
-            start = globalFpsController->totalTime();
-        }
         runFrame(fleet, 1.0 / settings.rate);
         qz_publish(kProgram);
     }
-    const double duration = globalFpsController->totalTime() - start;
+    const double duration = globalFpsController->totalTime();
     if (duration > 0) {
-        hostLog(QZ_LOG_INFO, "%.1f frames a second", (frame - 1) / duration);
+        hostLog(QZ_LOG_INFO, "%.1f frames a second", frame / duration);
     }
     return frame;
 }

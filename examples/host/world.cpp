@@ -18,9 +18,9 @@ public:
     void read() {
         loader_.load(world_.file, "world");
         world_.title = loader_.getString("title");
-        world_.width = whole("width", 200, 10000);
-        world_.height = whole("height", 200, 10000);
-        world_.seed = whole("seed", 1, 2147483646);
+        world_.width = loader_.getInt("width", 200, 10000);
+        world_.height = loader_.getInt("height", 200, 10000);
+        world_.seed = loader_.getInt("seed", 1, 2147483646);
         world_.palette = loader_.getString("palette");
         for (loader_.beginArray("islands"); loader_.nextArray();) {
             world_.islands.push_back({loader_.getString("name"), circle(), berths()});
@@ -36,34 +36,12 @@ public:
     }
 
 private:
-    [[noreturn]] void fail(const std::string& key, double least, double most) const {
-        char range[64];
-        std::snprintf(range, sizeof range, " is not from %g to %g", least, most);
-        throw Lua::LoaderException(loader_.getCurrentPath() + "." + key + range);
-    }
-
-    template<class Value>
-    Value within(const std::string& key, Value value, double least, double most) const {
-        if (!(value >= least && value <= most)) {
-            fail(key, least, most);
-        }
-        return value;
-    }
-
-    int whole(const char* key, int least, int most) const {
-        return within(key, loader_.getInt(key), least, most);
-    }
-
-    double number(const char* key, double least, double most) const {
-        return within(key, loader_.getDouble(key), least, most);
-    }
-
     Circle circle() const {
-        return {{number("x", 0, world_.width), number("y", 0, world_.height)},
-                number("radius", 1, 1000)};
+        return {{loader_.getDouble("x", 0, world_.width), loader_.getDouble("y", 0, world_.height)},
+                loader_.getDouble("radius", 1, 1000)};
     }
 
-    int berths() const { return loader_.hasEntry("berths") ? whole("berths", 1, 100) : 0; }
+    int berths() const { return loader_.hasEntry("berths") ? loader_.getInt("berths", 1, 100) : 0; }
 
     void readFerries() {
         if (std::ranges::count_if(
@@ -80,7 +58,7 @@ private:
     }
 
     FerryData ferry() {
-        FerryData ferry{loader_.getString("name"), number("speed", 1, 1000), {}};
+        FerryData ferry{loader_.getString("name"), loader_.getDouble("speed", 1, 1000), {}};
         loader_.beginSubtable("route");
         for (int stop = 1; loader_.hasEntry(stop); ++stop) {
             ferry.route.push_back(loader_.getString(stop));
@@ -121,21 +99,21 @@ private:
         Flock flock{};
         flock.name = loader_.getString("name");
         flock.colour = loader_.getString("colour");
-        flock.count = whole("count", 1, 5000);
+        flock.count = loader_.getInt("count", 1, 5000);
         loader_.beginSubtable("start");
         flock.start = circle();
         loader_.endSubtable();
         loader_.beginSubtable("speed");
-        flock.leastSpeed = number("least", 0.1, 20);
-        flock.greatestSpeed = number("greatest", flock.leastSpeed, 20);
+        flock.leastSpeed = loader_.getDouble("least", 0.1, 20);
+        flock.greatestSpeed = loader_.getDouble("greatest", flock.leastSpeed, 20);
         loader_.endSubtable();
         for (loader_.beginArray("route"); loader_.nextArray();) {
-            flock.route.push_back({within("1", loader_.getDouble(1), 0, world_.width),
-                                   within("2", loader_.getDouble(2), 0, world_.height)});
+            flock.route.push_back(
+                {loader_.getDouble(1, 0, world_.width), loader_.getDouble(2, 0, world_.height)});
         }
         loader_.endSubtable();
         if (flock.route.empty()) {
-            throw Lua::LoaderException(loader_.getCurrentPath() + ".route is empty");
+            loader_.reject("route", "is empty");
         }
         return flock;
     }

@@ -32,10 +32,12 @@ extern "C" void onSignal(int signal) {
 }
 
 void refuseOthers(const qz::ConsoleArgs& args) {
-    for (int i = 1; i < static_cast<int>(args.size()); i += 2) { // an option, its value
-        if ((args[i] != "--directory" && args[i] != "--frames") || args[args[i]].empty()) {
-            throw std::runtime_error("usage: qz_server [--directory DIR] [--frames N]");
-        }
+    bool isWrong = !args.getUnknown({"--directory", "--frames"}).empty();
+    for (const char* const option : {"--directory", "--frames"}) {
+        isWrong = isWrong || (args.defined(option) && args.getAllValues(option).size() != 1);
+    }
+    if (isWrong || args.getAllValues("").size() > 1) { // the first is the program's name
+        throw std::runtime_error("usage: qz_server [--directory DIR] [--frames N]");
     }
 }
 
@@ -58,8 +60,7 @@ void serve(const std::string& directory, int frames) {
     Crowd crowd(world);
     SnapshotWriter snapshots(directory);
     const EndOfTasks endOfTasks;
-    globalFpsController->StartFrame(); // what ended now, the start-up, was no frame
-    const double start = globalFpsController->totalTime();
+    globalFpsController->Reset(); // the start-up was no frame
     int frame = 0;
     for (double due = 0; exitCode == 0 && (frames == 0 || frame < frames); ++frame) {
         refresh(settings, config);
@@ -76,7 +77,7 @@ void serve(const std::string& directory, int frames) {
         globalFpsController->SetMaxFPS(static_cast<float>(settings.frameRate));
         globalFpsController->StartFrame();
     }
-    const double seconds = globalFpsController->totalTime() - start;
+    const double seconds = globalFpsController->totalTime();
     while (snapshots.isBusy()) {
         QZ_make_main_thread_task(0.002);
         globalFpsController->StartFrame();

@@ -9,14 +9,6 @@ namespace {
 constexpr std::size_t kColumns = 128; // and as many rows, with the wall around
 constexpr Cell kNowhere = 0;          // a corner of that wall
 
-double number(const Lua::Loader& loader, const char* key, double least, double most) {
-    const double value = loader.getDouble(key);
-    if (!(value >= least && value <= most)) {
-        throw Lua::LoaderException(loader.getCurrentPath() + "." + key + " is out of range");
-    }
-    return value;
-}
-
 } // namespace
 
 World loadWorld(const std::string& file) try {
@@ -39,9 +31,9 @@ World loadWorld(const std::string& file) try {
     loader.beginSubtable("units");
     std::string name;
     for (loader.beginSubtables(); loader.nextSubtable(name);) {
-        world.units.push_back({name, number(loader, "speed", 0.01, 100),
-                               number(loader, "size", 0.01, 0.5),
-                               number(loader, "radius", 0, 1000)});
+        world.units.push_back({name, loader.getDouble("speed", 0.01, 100),
+                               loader.getDouble("size", 0.01, 0.5),
+                               loader.getDouble("radius", 0, 1000)});
     }
     loader.endSubtable();
     for (const std::string& entry : loader.getUnread()) {

@@ -119,6 +119,16 @@ public:
     bool getBoolean(Key key) const;
     std::string getString(Key key) const;
 
+    /* The same for a number that has to lie in a range, its ends included: throw "%s is %s, not
+     * from %s to %s", and of a not-a-number, too. */
+    int getInt(Key key, int least, int most) const;
+    double getDouble(Key key, double least, double most) const;
+
+    /* For what only the caller knows to be wrong: throws a LoaderException of this text behind the
+     * entry's path, as those above. reject("route", "is empty") ends in "units.tank.route is
+     * empty". */
+    [[noreturn]] void reject(Key key, const std::string& what) const;
+
     /* Tables of three and four numbers: x, y, z and x, y, z, w, at 1, 2, ... */
     Math::Vector<3, double> getVector(Key key);
     Math::Rotation3<double> getQuaternion(Key key);
@@ -208,6 +218,7 @@ private:
     QZ_LOCAL std::string iteratedPath() const;
     QZ_LOCAL void check(int status, const Key& key) const;
     QZ_LOCAL void checkEntry(const Key& key, int type) const;
+    QZ_LOCAL void requireRange(const Key& key, double number, double least, double most) const;
     [[noreturn]] QZ_LOCAL void failWithLuaError(const std::string& where) const;
     [[noreturn]] QZ_LOCAL void failEntry(const Key& key, const std::string& what) const;
     [[noreturn]] QZ_LOCAL void failLookup(const Key& key, const std::string& what) const;

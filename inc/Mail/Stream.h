@@ -299,7 +299,8 @@ private:
     State state_ = State::open;
 };
 
-/* Reads a message from its start. */
+/* Reads a message from its start. Behind its end there are zeros, as many as are asked for: ask
+ * overran() once everything is read, before what was read is believed. */
 class QZ_API Reader : public Stream, private ByteReader {
 public:
     /* Of a new message without bytes. */
@@ -319,6 +320,13 @@ public:
     double readFixed(int bits);
     double readFixed(int intBits, int fracBits);
     float readHalf();
+
+    /* Whether all bytes have been read. Of the last one, bits may be left: a writer fills it up
+     * with zeros. */
+    bool isAtEnd();
+
+    /* Whether more was read than the message holds. */
+    bool overran() const { return missing_ > bitCount_; }
 
     void stream(void* data, int bits) final {
         if (bits == 32) {
@@ -364,6 +372,7 @@ private:
 
     uint64_t bits_ = 0;     /* the low bitCount_ of them were fetched and not yet read */
     uint64_t bitCount_ = 0; /* 0 to 31 */
+    uint64_t missing_ = 0;  /* of those fetched, as many at the end were not in the message */
 };
 
 } // namespace Mail

@@ -93,6 +93,9 @@ public:
     /* All of an option's values; none if it is unknown. */
     std::vector<std::string> getAllValues(const std::string& name) const;
 
+    /* The options that are not among these, each once, in order. "-5" is one, too. */
+    std::vector<std::string> getUnknown(const std::vector<std::string>& known) const;
+
     /* Removes the first token, if there is one. Options keep their values. */
     void pop();
 

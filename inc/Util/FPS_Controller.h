@@ -1,6 +1,7 @@
 /* Pacing of a loop's frames. C++ only, for programs built by the library's compiler.
  *
  *     globalFpsController->SetMaxFPS(60);
+ *     globalFpsController->Reset();
  *     while (running) {
  *         globalFpsController->StartFrame();
  *         update();
@@ -11,7 +12,7 @@
  *     globalFpsController->PrintStats();
  *
  * Times are those of QZ_get_time. Everything begins at zero, so the first frame counts as skipped,
- * and lasts as long as the clock has run; callers know it.
+ * and lasts as long as the clock has run. Call Reset in front of the loop to leave that out.
  *
  * Threads: a controller belongs to the thread that runs the loop. The one of the process,
  * globalFpsController, stands in Globals.h.
@@ -29,6 +30,10 @@ public:
     /* As SetMaxFPS and SetThreshold do. */
     constexpr explicit FPS_Controller(float maxFps = 0, float threshold = 2.0F)
         : threshold_(threshold), minimumDuration_(durationOf(maxFps)) {}
+
+    /* Forgets all frames; the first one begins now. The most frames per second and the threshold
+     * stay. */
+    void Reset();
 
     /* The most frames per second; 0 for as many as there are. */
     void SetMaxFPS(float maxFps);

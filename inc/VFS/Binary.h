@@ -56,7 +56,8 @@ QZ_API size_t VFS_put_string(VFS_File* file, const void* data, size_t length);
  *
  * Returns the length that the file tells, which may be more than was stored in the buffer, and more
  * than the file has: then the position is behind the file's end, or at it if there is no such
- * position. 0 if the file's read operation reports more than it was asked for. */
+ * position. So `size` or more means that the string was cut, and what the buffer holds is its first
+ * size - 1 bytes or fewer. 0 if the file's read operation reports more than it was asked for. */
 QZ_API uint64_t VFS_get_string(VFS_File* file, char* buffer, size_t size);
 
 QZ_EXTERN_C_END

@@ -112,10 +112,11 @@ QZ_API int VFS_mkdir(const char* path);
  * success. */
 QZ_API int VFS_remove(const char* path);
 
-/* When the file or directory was last written, in seconds since the start of 1970 (UTC); 0 on
- * failure. On Windows the way leads through local time: within the hour that is repeated when
- * daylight saving ends the result can be an hour off, and where the variable TZ names another zone
- * than the system's, all results are off by the difference. */
+/* When the file or directory was last written, in whole seconds since the start of 1970 (UTC); 0
+ * on failure. Two writes within a second give the same time. On Windows the way leads through local
+ * time: within the hour that is repeated when daylight saving ends the result can be an hour off,
+ * and where the variable TZ names another zone than the system's, all results are off by the
+ * difference. */
 QZ_API int64_t VFS_get_mod_time(const char* path);
 
 QZ_EXTERN_C_END

@@ -270,6 +270,29 @@ int Loader::getInt(Key key) const {
     return integer;
 }
 
+void Loader::requireRange(const Key& key, double number, double least, double most) const {
+    const auto text = [](double value) { return std::string(lua::NumberText(value).view()); };
+    if (state_ != nullptr && !(number >= least && number <= most)) {
+        failEntry(key, " is " + text(number) + ", not from " + text(least) + " to " + text(most));
+    }
+}
+
+int Loader::getInt(Key key, int least, int most) const {
+    const int integer = getInt(key);
+    requireRange(key, integer, least, most);
+    return integer;
+}
+
+double Loader::getDouble(Key key, double least, double most) const {
+    const double number = getDouble(key);
+    requireRange(key, number, least, most);
+    return number;
+}
+
+void Loader::reject(Key key, const std::string& what) const {
+    failEntry(key, " " + what);
+}
+
 bool Loader::getBoolean(Key key) const {
     if (state_ == nullptr) {
         return false;

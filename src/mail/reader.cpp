@@ -33,11 +33,17 @@ float Reader::readHalf() {
     return Math::half2float(static_cast<unsigned short>(read(16)));
 }
 
+bool Reader::isAtEnd() {
+    return !prepare() && bitCount_ < missing_ + 8;
+}
+
 // Where a chunk ends.
 std::uint32_t Reader::fetchAcross() {
     std::uint32_t word = 0;
     for (unsigned i = 0; i < sizeof word; ++i) {
-        word = word << 8 | (prepare() ? *cursor_++ : 0U);
+        const bool isThere = prepare();
+        word = word << 8 | (isThere ? *cursor_++ : 0U);
+        missing_ += isThere ? 0 : 8;
     }
     return word;
 }
@@ -64,6 +70,7 @@ void Reader::init() {
     ByteReader::init(body_ ? body_->data_.first() : nullptr);
     bits_ = 0;
     bitCount_ = 0;
+    missing_ = 0;
 }
 
 } // namespace Mail

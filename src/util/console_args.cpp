@@ -124,6 +124,18 @@ std::vector<std::string> ConsoleArgs::getAllValues(const std::string& name) cons
     return found == options_.end() ? std::vector<std::string>() : found->second;
 }
 
+std::vector<std::string> ConsoleArgs::getUnknown(const std::vector<std::string>& known) const {
+    std::vector<std::string> unknown;
+    for (const std::string& token : tokens_) {
+        const auto isToken = [&token](const std::string& other) { return other == token; };
+        if (isOption(token) && std::ranges::none_of(known, isToken) &&
+            std::ranges::none_of(unknown, isToken)) {
+            unknown.push_back(token);
+        }
+    }
+    return unknown;
+}
+
 void ConsoleArgs::pop() {
     if (!tokens_.empty()) {
         tokens_.erase(tokens_.begin());

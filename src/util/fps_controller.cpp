@@ -25,6 +25,12 @@ void count(std::int32_t& counter) {
 
 } // namespace
 
+void FPS_Controller::Reset() {
+    previousStart_ = currentStart_ = QZ_get_time();
+    lastDuration_ = totalTime_ = 0;
+    frameCount_ = skippedCount_ = 0;
+}
+
 void FPS_Controller::SetMaxFPS(float maxFps) {
     minimumDuration_ = durationOf(maxFps);
 }

@@ -156,7 +156,7 @@ class HostTest(unittest.TestCase):
                 ({"archipelago": ('"amber", count = 90', '"amber", count = "many"')},
                  "copy/archipelago.lua: world.flocks.1.count is not a number"),
                 ({"archipelago": ("count = 90", "count = 0")},
-                 "copy/archipelago.lua: world.flocks.1.count is not from 1 to 5000"),
+                 "copy/archipelago.lua: world.flocks.1.count is 0, not from 1 to 5000"),
                 ({"archipelago": ("dusk", "night")},
                  "copy/archipelago.lua: world.palette: there is no palettes/night.txt in the data"),
                 ({"archipelago": ('"rose"', '"pink"')},

@@ -159,6 +159,12 @@ class PackageTest(unittest.TestCase):
         self.assertIn("Greetings: 1 so far", printed)
         self.check_log("hello_cpp", r"C\+\+")
 
+    def test_host_builds_outside_of_the_tree(self):
+        home = dict(self.environment, HOME=str(self.folder)) if OPTIONS.target == "Linux" else self.environment
+        printed = run([*self.build_project(EXAMPLES / "host", "qz_host"), "--fresh", "--frames", "3"],
+                      cwd=self.folder, env=home)
+        self.assertIn("script: ", printed)
+
     def test_server_builds_outside_of_the_tree(self):
         printed = run([*self.build_project(EXAMPLES / "server", "qz_server"), "--directory", self.folder / "server",
                        "--frames", "10"], env=self.environment)

@@ -104,6 +104,12 @@ TEST_F(LuaLoader, NamesWhatIsMissingOrHasTheWrongType) {
             << message;
     }
     EXPECT_EQ(failure([&] { loader_.getDouble("text"); }), "root.sub.text is not a number");
+    EXPECT_EQ(failure([&] { loader_.getDouble("speed", 10.6, 1e6); }),
+              "root.sub.speed is 10.5, not from 10.6 to 1000000");
+    EXPECT_TRUE(
+        failure([&] { loader_.getDouble("nan", -1e300, 1e300); }).starts_with("root.sub.nan is "));
+    EXPECT_EQ(still([&] { return loader_.getDouble("speed", 10.5, 10.5); }), 10.5);
+    EXPECT_EQ(failure([&] { loader_.reject("text", "is too long"); }), "root.sub.text is too long");
     EXPECT_EQ(failure([&] { loader_.getString("speed"); }), "root.sub.speed is not a ");
     EXPECT_EQ(failure([&] { loader_.getBoolean("text"); }), "root.sub.text is not a boolean");
     EXPECT_EQ(failure([&] { loader_.getVector("v"); }), "root.sub.v.3 is not a number");

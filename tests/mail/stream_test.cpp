@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -243,7 +244,30 @@ TEST(Stream, ReadsZerosBehindTheEnd) {
     Mail::Reader nothing;
     Mail::Reader nil{Var::Nil()};
     Mail::Reader null{Mail::Message()};
+    EXPECT_TRUE(nothing.isAtEnd() && !nothing.overran());
     EXPECT_EQ(nothing.get(25) + nil.get(25) + null.get(25), 0U);
+    EXPECT_TRUE(nothing.isAtEnd() && nothing.overran());
+}
+
+TEST(Stream, ReaderTellsTheEnd) {
+    for (const unsigned char width : std::array<unsigned char, 5>{1, 3, 8, 13, 25}) {
+        for (const int bytes : {1, 2, 3, 4, 7, 65}) {
+            const Mail::Message message(1);
+            {
+                Mail::Writer writer(message);
+                for (int i = 0; i < bytes * 8 / width; ++i) {
+                    writer.put(0, width);
+                }
+            }
+            const int bits = static_cast<int>(message.getSize() * 8);
+            Mail::Reader reader(message);
+            for (int done = width; done < bits + 40; done += width) {
+                reader.get(width);
+                EXPECT_EQ(reader.isAtEnd(), done > bits - 8) << done << " of " << bits;
+                EXPECT_EQ(reader.overran(), done > bits) << done << " of " << bits;
+            }
+        }
+    }
 }
 
 TEST(Message, GrowsTo65535BytesAndKeepsWhatItHad) {

@@ -39,6 +39,7 @@ TEST(ConsoleArgs, GroupsValuesByOption) {
     EXPECT_EQ(args.getAllValues("--x"), Strings{"c"});
     EXPECT_EQ(args.getAllValues("-y"), Strings());
     EXPECT_EQ(args.getAllValues("-z"), Strings());
+    EXPECT_EQ(args.getUnknown({"-y", "a", "--x"}), (Strings{"-x", "-"}));
     EXPECT_EQ(args["-x"], "1");
     EXPECT_EQ(args["-y"], "");
     EXPECT_EQ(args["-z"], "");

@@ -78,6 +78,11 @@ TEST(FpsController, CountsLateFrames) {
     EXPECT_FALSE(controller.IsFrameInTime());
     controller.StartFrame();
     EXPECT_EQ(controller.skippedCount(), 2);
+    const double before = controller.totalTime();
+    controller.Reset();
+    EXPECT_EQ(controller.skippedCount() + controller.frameCount(), 0);
+    controller.StartFrame();
+    EXPECT_LT(controller.totalTime(), before);
 }
 
 TEST(FpsController, LogsItsStatistics) {
