@@ -8,8 +8,12 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <condition_variable>
 #include <mutex>
+#include <optional>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -22,25 +26,20 @@ constexpr std::size_t kUcs2Unit = 2;
 constexpr std::string_view kReplacementUcs2("\xFD\xFF", kUcs2Unit); // U+FFFD
 constexpr std::string_view kQuestionUcs2("?\0", kUcs2Unit);
 
-// One direction of conversion, open or not.
+// What one conversion at a time uses: the system's descriptor, which keeps state.
 class Converter {
 public:
-    Converter() = default;
-    ~Converter() { close(); }
-    Converter(const Converter&) = delete;
-    Converter& operator=(const Converter&) = delete;
-
-    void open(const char* to, const char* from) {
-        if (!isOpen()) {
-            descriptor_ = iconv_open(to, from);
-        }
-    }
-
-    void close() {
+    Converter(const char* to, const char* from) : descriptor_(iconv_open(to, from)) {}
+    ~Converter() {
         if (isOpen()) {
             iconv_close(descriptor_);
-            descriptor_ = closed();
         }
+    }
+    Converter(Converter&& other) noexcept
+        : descriptor_(std::exchange(other.descriptor_, closed())) {}
+    Converter& operator=(Converter&& other) noexcept {
+        std::swap(descriptor_, other.descriptor_);
+        return *this;
     }
 
     bool isOpen() const { return descriptor_ != closed(); }
@@ -59,6 +58,7 @@ public:
         while (!conversion.input.empty()) {
             if (!step(conversion) && !conversion.input.empty()) {
                 replace(conversion, rules);
+                conversion.window = kFirstWindow;
             }
         }
         finish(conversion.output);
@@ -69,22 +69,31 @@ private:
     struct Conversion {
         std::string_view input;
         std::string output;
+        std::size_t window = kFirstWindow; // bytes to offer at a time
     };
 
     static iconv_t closed() { return reinterpret_cast<iconv_t>(-1); }
 
-    // Converts what fits one buffer. False if it stopped at input that is not understood.
+    // Converts some of the input. False if it stopped at input that is not understood.
+    //
+    // A converter that stops somewhere has worked through all that it was offered, and does part of
+    // it again. So it is offered little at first, and more as long as all goes well.
     bool step(Conversion& conversion) {
-        std::array<char, 2048> buffer;
+        std::array<char, 2 * kLargestWindow> buffer;
+        const std::size_t offered = std::min(conversion.window, conversion.input.size());
         char* in = const_cast<char*>(conversion.input.data());
         char* out = buffer.data();
-        std::size_t inLeft = conversion.input.size();
+        std::size_t inLeft = offered;
         std::size_t outLeft = buffer.size();
         const bool done = iconv(descriptor_, &in, &inLeft, &out, &outLeft) != kFailed;
         const bool bufferWasFull = !done && errno == E2BIG && outLeft < buffer.size();
+        const bool hasMore = offered < conversion.input.size() &&
+                             (inLeft < offered || conversion.window < kLargestWindow);
+        const bool cutACharacter = !done && errno == EINVAL && hasMore;
         conversion.output.append(buffer.data(), buffer.size() - outLeft);
-        conversion.input.remove_prefix(conversion.input.size() - inLeft);
-        return done || bufferWasFull;
+        conversion.input.remove_prefix(offered - inLeft);
+        conversion.window = std::min(2 * conversion.window, kLargestWindow);
+        return done || bufferWasFull || cutACharacter;
     }
 
     static void replace(Conversion& conversion, const Rules& rules) {
@@ -116,42 +125,128 @@ private:
     }
 
     static constexpr std::size_t kFailed = static_cast<std::size_t>(-1);
+    static constexpr std::size_t kFirstWindow = 16;
+    static constexpr std::size_t kLargestWindow = 1024;
 
-    iconv_t descriptor_ = closed();
+    iconv_t descriptor_;
 };
 
 constexpr Converter::Rules kBytesToBytes{1, "?", {}};
 constexpr Converter::Rules kBytesToWide{1, kQuestionUcs2, kReplacementUcs2};
 constexpr Converter::Rules kWideToBytes{kUcs2Unit, "?", {}};
 
-struct Converters {
-    std::mutex mutex; // the descriptors keep state
-    Converter utf8ToLocal;
-    Converter localToUtf8;
-    Converter wideToUtf8;
-    Converter utf8ToWide;
+// One direction of conversion, open or not. It has as many converters as threads have ever
+// converted at the same time, so that none waits for another.
+class Direction {
+public:
+    // False if it is not open then.
+    bool open(const char* to, const char* from) {
+        const std::lock_guard lock(mutex_);
+        if (!isOpen_) {
+            to_ = to;
+            from_ = from;
+            isOpen_ = addConverter();
+        }
+        return isOpen_;
+    }
+
+    // Conversions that have begun go on to their end.
+    void close() {
+        const std::lock_guard lock(mutex_);
+        isOpen_ = false;
+        ++session_;
+        made_ = 0;
+        idle_.clear();
+        change_.notify_all();
+    }
+
+    // Nothing if it is not open.
+    std::optional<std::string> convert(std::string_view text, const Converter::Rules& rules) {
+        Loan loan(*this);
+        return loan.converter ? std::optional(loan.converter->convert(text, rules)) : std::nullopt;
+    }
+
+private:
+    struct Loan {
+        explicit Loan(Direction& lender) : owner(lender), converter(lender.take(session)) {}
+        ~Loan() {
+            if (converter) {
+                owner.giveBack(std::move(*converter), session);
+            }
+        }
+        Loan(const Loan&) = delete;
+        Loan& operator=(const Loan&) = delete;
+
+        Direction& owner;
+        unsigned session = 0;
+        std::optional<Converter> converter;
+    };
+
+    // Waits for one only if the system gives no more of them.
+    std::optional<Converter> take(unsigned& session) {
+        std::unique_lock lock(mutex_);
+        while (isOpen_ && idle_.empty() && !addConverter()) {
+            change_.wait(lock);
+        }
+        if (!isOpen_) {
+            return std::nullopt;
+        }
+        session = session_;
+        std::optional<Converter> taken(std::move(idle_.back()));
+        idle_.pop_back();
+        return taken;
+    }
+
+    void giveBack(Converter&& converter, unsigned session) {
+        const std::lock_guard lock(mutex_);
+        if (session == session_) {
+            idle_.push_back(std::move(converter)); // there is room for all
+            change_.notify_one();
+        }
+    }
+
+    bool addConverter() {
+        idle_.reserve(made_ + 1);
+        Converter converter(to_.c_str(), from_.c_str());
+        if (!converter.isOpen()) {
+            return false;
+        }
+        idle_.push_back(std::move(converter));
+        ++made_;
+        return true;
+    }
+
+    std::mutex mutex_;
+    std::condition_variable change_;
+    bool isOpen_ = false;
+    unsigned session_ = 0; // from one opening to the next
+    std::string to_;
+    std::string from_;
+    std::size_t made_ = 0;
+    std::vector<Converter> idle_;
 };
 
-Converters& converters() {
-    static Converters& instance = core::untilUnload(new Converters);
+struct Directions {
+    std::mutex mutex; // of opening and closing
+    Direction utf8ToLocal;
+    Direction localToUtf8;
+    Direction wideToUtf8;
+    Direction utf8ToWide;
+};
+
+Directions& directions() {
+    static Directions& instance = core::untilUnload(new Directions);
     return instance;
 }
 
 // Opens both directions, or none of them: the other one might get another character set later.
-void openBoth(Converter& there, Converter& back, const char* from, const char* to) {
-    there.open(to, from);
-    back.open(from, to);
-    if (!there.isOpen() || !back.isOpen()) {
+void openBoth(Direction& there, Direction& back, const char* from, const char* to) {
+    const bool isThereOpen = there.open(to, from);
+    const bool isBackOpen = back.open(from, to);
+    if (!isThereOpen || !isBackOpen) {
         there.close();
         back.close();
     }
-}
-
-std::string convertLocal(Converter Converters::*which, const std::string& text) {
-    Converters& all = converters();
-    const std::lock_guard lock(all.mutex);
-    Converter& converter = all.*which;
-    return converter.isOpen() ? converter.convert(text, kBytesToBytes) : text;
 }
 
 std::wstring widen(std::string_view ucs2) {
@@ -199,10 +294,10 @@ std::size_t characterLength(std::string_view text) {
     return length;
 }
 
-// The length in bytes of up to `count` characters.
+// The length in bytes of up to `count` characters, which end at a NUL.
 std::size_t lengthOf(std::string_view text, std::size_t count) {
     std::size_t length = 0;
-    for (; count > 0 && length < text.size(); --count) {
+    for (; count > 0 && length < text.size() && text[length] != '\0'; --count) {
         length += characterLength(text.substr(length));
     }
     return length;
@@ -218,20 +313,20 @@ std::string Common::uni2mbstr(unsigned int code_point) {
 }
 
 std::string Common::utf8_substr(const std::string& text, std::size_t first, std::size_t count) {
-    std::string_view rest(text.c_str()); // up to the first NUL
+    std::string_view rest(text);
     rest.remove_prefix(lengthOf(rest, first));
     return std::string(rest.substr(0, lengthOf(rest, count)));
 }
 
 void Common::iconv_local_init(const std::string& charset) {
-    Converters& all = converters();
+    Directions& all = directions();
     const std::lock_guard lock(all.mutex);
     openBoth(all.utf8ToLocal, all.localToUtf8, kUtf8, charset.c_str());
     openBoth(all.utf8ToWide, all.wideToUtf8, kUtf8, kUcs2);
 }
 
 void Common::iconv_local_exit() {
-    Converters& all = converters();
+    Directions& all = directions();
     const std::lock_guard lock(all.mutex);
     all.utf8ToLocal.close();
     all.localToUtf8.close();
@@ -240,23 +335,17 @@ void Common::iconv_local_exit() {
 }
 
 std::string Common::iconv_local_from_utf8(const std::string& text) {
-    return convertLocal(&Converters::utf8ToLocal, text);
+    return directions().utf8ToLocal.convert(text, kBytesToBytes).value_or(text);
 }
 
 std::string Common::iconv_local_to_utf8(const std::string& text) {
-    return convertLocal(&Converters::localToUtf8, text);
+    return directions().localToUtf8.convert(text, kBytesToBytes).value_or(text);
 }
 
 std::wstring Common::iconv_utf8_to_wchar(const std::string& text) {
-    Converters& all = converters();
-    const std::lock_guard lock(all.mutex);
-    return all.utf8ToWide.isOpen() ? widen(all.utf8ToWide.convert(text, kBytesToWide))
-                                   : std::wstring();
+    return widen(directions().utf8ToWide.convert(text, kBytesToWide).value_or(std::string()));
 }
 
 std::string Common::iconv_utf8_from_wchar(const std::wstring& text) {
-    Converters& all = converters();
-    const std::lock_guard lock(all.mutex);
-    return all.wideToUtf8.isOpen() ? all.wideToUtf8.convert(narrow(text), kWideToBytes)
-                                   : std::string();
+    return directions().wideToUtf8.convert(narrow(text), kWideToBytes).value_or(std::string());
 }

@@ -2,23 +2,27 @@
 // place of the C library's.
 #include "Common/Text.h"
 
+#include "support/threads.h"
+
 #include <gtest/gtest.h>
 
 #include <dlfcn.h>
 #include <iconv.h>
 
+#include <atomic>
 #include <cerrno>
 #include <string>
 
 namespace {
 
-int callToRefuse = 0; // 1 for the next one
+std::atomic<int> callToRefuse = 0; // 1 for the next one
+std::atomic<bool> refusesAll = false;
 
 } // namespace
 
 extern "C" __attribute__((visibility("default"))) iconv_t iconv_open(const char* to,
                                                                      const char* from) {
-    if (callToRefuse > 0 && --callToRefuse == 0) {
+    if (refusesAll || (callToRefuse > 0 && --callToRefuse == 0)) {
         errno = EMFILE;
         return reinterpret_cast<iconv_t>(-1);
     }
@@ -42,4 +46,25 @@ TEST(ConversionsPosix, OpenInBothDirectionsOrNone) {
         EXPECT_EQ(Common::iconv_utf8_from_wchar(wide) == greek, isWideOpen);
         Common::iconv_local_exit();
     }
+}
+
+TEST(ConversionsPosix, OfManyThreadsShareWhatConvertersThereAre) {
+    std::string text;
+    std::wstring wide;
+    for (int i = 0; i < 1000; ++i) {
+        text += "\xCE\xB1";
+        wide += L'\u03B1';
+    }
+    Common::iconv_local_init("ISO-8859-7");
+    for (const bool areNoMore : {true, false}) {
+        refusesAll = areNoMore;
+        qz::test::inThreads(4, [&](int) {
+            for (int i = 0; i < 50; ++i) {
+                EXPECT_EQ(Common::iconv_local_from_utf8(text), std::string(1000, '\xE1'));
+                EXPECT_EQ(Common::iconv_utf8_from_wchar(wide), text);
+            }
+        });
+    }
+    refusesAll = false;
+    Common::iconv_local_exit();
 }

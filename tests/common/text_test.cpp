@@ -75,6 +75,12 @@ TEST_F(Conversions, TurnWhatTheyCannotConvertIntoQuestionMarks) {
     Common::iconv_local_init("ISO-8859-7");
     EXPECT_EQ(Common::iconv_local_from_utf8("αЖβ"), "\xE1??\xE2") << "one for each byte";
     EXPECT_EQ(Common::iconv_local_from_utf8("a\xE2\x82"), "a??") << "cut short";
+    std::string text, result;
+    for (std::size_t i = 0; i < 3000; ++i) { // each character at each place of what is offered
+        text += i % 41 == 0 ? "α€Ж" : "Ж";
+        result += i % 41 == 0 ? "\xE1\xA4??" : "??";
+    }
+    EXPECT_EQ(Common::iconv_local_from_utf8(text), result);
     EXPECT_EQ(Common::iconv_local_from_utf8("\xFF\xC0\xAFz"), "???z");
     EXPECT_EQ(Common::iconv_local_to_utf8("a\xFF"), "a?") << "unassigned";
     EXPECT_EQ(Common::iconv_utf8_to_wchar("a😀b"), L"a\uFFFD"
