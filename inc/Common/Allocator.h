@@ -16,8 +16,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <list>
 #include <stdexcept>
+#include <unordered_map>
+#include <utility>
 #include <vector>
 
 namespace qz {
@@ -77,6 +80,10 @@ using vector = std::vector<T, allocator<T>>;
 
 template<typename T>
 using deque = std::deque<T, allocator<T>>;
+
+template<typename Key, typename T>
+using unordered_map = std::unordered_map<Key, T, std::hash<Key>, std::equal_to<Key>,
+                                         allocator<std::pair<const Key, T>>>;
 
 } // namespace qz
 

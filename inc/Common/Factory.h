@@ -25,7 +25,8 @@
 #include "Core/Export.h"
 #include "Core/SameCompiler.h"
 
-#include <utility>
+#include <string>
+#include <string_view>
 
 namespace Common {
 
@@ -56,9 +57,10 @@ public:
     const qz::list<Identifier>& requestIdentifiers() const { return identifiers_; }
 
 private:
-    friend class FactoryManager;
+    using Identifiers = qz::list<Identifier>;
 
-    qz::list<Identifier> identifiers_;
+    Identifiers identifiers_;
+    qz::unordered_map<std::string_view, Identifiers::iterator> places_; /* by their texts */
 };
 
 /* A factory for everything that the factories added to it can make. Where two of them list the same
@@ -90,12 +92,20 @@ public:
     void removeFactory(Factory* factory);
 
 private:
-    using Entry = std::pair<Identifier, Ref<Factory>>;
+    struct Added {
+        Ref<Factory> factory;
+        qz::vector<Identifier> identifiers; /* those that it listed then */
+    };
+    using Factories = qz::list<Added>;
 
-    QZ_LOCAL const Entry* find(const Identifier& identifier) const;
+    QZ_LOCAL Ref<Factory> find(const Identifier& identifier) const;
+    QZ_LOCAL void addMaker(const Identifier& identifier, Factory* factory);
+    QZ_LOCAL void removeMaker(const Identifier& identifier, const Factory* factory);
+    QZ_LOCAL void removeUnmakeable();
 
-    qz::vector<Entry> entries_;
-    qz::vector<Ref<Factory>> factories_;
+    Factories factories_; /* in the order added */
+    qz::unordered_map<const Factory*, Factories::iterator> places_;
+    qz::unordered_map<std::string, qz::vector<Ref<Factory>>> makers_; /* in that order, too */
 };
 
 /* Registers a factory for as long as it lives. */

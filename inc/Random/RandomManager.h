@@ -17,6 +17,8 @@
 #include "Core/SameCompiler.h"
 
 #include <cstdint>
+#include <list>
+#include <unordered_map>
 #include <vector>
 
 using RandomTable = std::vector<float>;
@@ -143,7 +145,8 @@ public:
 private:
     RandomTable uniform_;
     RandomTable normal_;
-    std::vector<RandomObject*> objects_;
+    std::list<RandomObject*> objects_; /* in the order added */
+    std::unordered_map<RandomObject*, std::list<RandomObject*>::iterator> places_;
 };
 
 #endif

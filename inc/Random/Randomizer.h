@@ -15,7 +15,8 @@
 #include "Core/SameCompiler.h"
 
 #include <cstdint>
-#include <vector>
+#include <list>
+#include <unordered_map>
 
 /* A generator. Programs built against it call the functions by their slots: their order is fixed.
  */
@@ -98,7 +99,8 @@ public:
     unsigned nextGenerativeSeed();
 
 private:
-    std::vector<Randomizer<unsigned>*> randomizers_;
+    std::list<Randomizer<unsigned>*> randomizers_; /* in the order added */
+    std::unordered_map<Randomizer<unsigned>*, std::list<Randomizer<unsigned>*>::iterator> places_;
     GenerativeRandomizer generative_;
 };
 

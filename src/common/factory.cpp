@@ -19,33 +19,38 @@ void Factory::createInstance(const Identifier& identifier, Identifiable** out) {
 }
 
 void Factory::addIdentifier(const Identifier& identifier) {
-    if (std::find(identifiers_.begin(), identifiers_.end(), identifier) == identifiers_.end()) {
-        identifiers_.push_back(identifier);
+    if (places_.contains(identifier.getClassName())) {
+        return;
     }
+    Identifiers added{identifier};
+    places_.emplace(added.front().getClassName(), added.begin());
+    identifiers_.splice(identifiers_.end(), added);
 }
 
 void Factory::removeIdentifier(const Identifier& identifier) {
-    // A copy, since callers may pass the element that goes.
-    identifiers_.remove_if(
-        [doomed = identifier](const Identifier& each) { return each == doomed; });
+    const auto place = places_.find(identifier.getClassName());
+    if (place != places_.end()) {
+        const Identifiers::iterator removed = place->second;
+        places_.erase(place);
+        identifiers_.erase(removed); // perhaps the one that was given
+    }
 }
 
 // The tables are empty by the time that factories go, whose destructors may ask this manager.
 FactoryManager::~FactoryManager() {
-    const auto entries = std::exchange(entries_, {});
     const auto factories = std::exchange(factories_, {});
+    places_.clear();
+    const auto makers = std::exchange(makers_, {});
 }
 
-const FactoryManager::Entry* FactoryManager::find(const Identifier& identifier) const {
-    const auto found = std::find_if(entries_.begin(), entries_.end(),
-                                    [&](const Entry& entry) { return entry.first == identifier; });
-    return found != entries_.end() ? &*found : nullptr;
+// The reference keeps the factory for the time of a call, which may remove it.
+Ref<Factory> FactoryManager::find(const Identifier& identifier) const {
+    const auto makers = makers_.find(identifier.getClassName());
+    return makers != makers_.end() ? makers->second.front() : Ref<Factory>();
 }
 
-// The reference keeps the factory for the time of the call, which may remove it.
 Identifiable* FactoryManager::create(const Identifier& identifier) {
-    const Entry* const entry = find(identifier);
-    const Ref<Factory> factory = entry != nullptr ? entry->second : Ref<Factory>();
+    const Ref<Factory> factory = find(identifier);
     return factory ? factory->create(identifier) : nullptr;
 }
 
@@ -53,47 +58,70 @@ void FactoryManager::destroyInstance(Identifiable* object) {
     if (object == nullptr) {
         return;
     }
-    if (const Entry* const entry = find(object->getClassIdentifier())) {
-        const Ref<Factory> factory = entry->second;
+    if (const Ref<Factory> factory = find(object->getClassIdentifier())) {
         factory->destroyInstance(object);
     }
 }
 
 void FactoryManager::addFactory(Factory* factory) {
-    const auto isIt = [=](const Ref<Factory>& each) { return each.get() == factory; };
-    if (factory == nullptr || factory == this ||
-        std::any_of(factories_.begin(), factories_.end(), isIt)) {
+    if (factory == nullptr || factory == this || places_.contains(factory)) {
         return;
     }
-    const Ref<Factory> added(factory);
-    qz::vector<Entry> entries = entries_;
-    qz::list<Identifier> news;
-    for (const Identifier& identifier : factory->requestIdentifiers()) {
-        entries.emplace_back(identifier, added);
-        if (std::find(identifiers_.begin(), identifiers_.end(), identifier) == identifiers_.end()) {
-            news.push_back(identifier);
+    const auto& listed = factory->requestIdentifiers();
+    Factories added;
+    added.push_back({Ref<Factory>(factory), {listed.begin(), listed.end()}});
+    places_.emplace(factory, added.begin());
+    factories_.splice(factories_.end(), added);
+    try {
+        for (const Identifier& identifier : factories_.back().identifiers) {
+            addMaker(identifier, factory);
         }
+    } catch (...) {
+        removeFactory(factory);
+        throw;
     }
-    factories_.push_back(added);
-    // From here on nothing takes memory: all of the factory is added, or nothing.
-    entries_.swap(entries);
-    identifiers_.splice(identifiers_.end(), news);
 }
 
+// Deletes the factory last, when the tables are whole again.
 void FactoryManager::removeFactory(Factory* factory) {
-    const auto found =
-        std::find_if(factories_.begin(), factories_.end(),
-                     [=](const Ref<Factory>& each) { return each.get() == factory; });
-    if (found == factories_.end()) {
+    const auto place = places_.find(factory);
+    if (place == places_.end()) {
         return;
     }
-    // Deletes the factory last, when the tables are whole again.
-    const Ref<Factory> removed = std::move(*found);
-    factories_.erase(found);
-    std::erase_if(entries_, [=](const Entry& entry) { return entry.second.get() == factory; });
+    const Added removed = std::move(*place->second);
+    factories_.erase(place->second);
+    places_.erase(place);
+    for (const Identifier& identifier : removed.identifiers) {
+        removeMaker(identifier, factory);
+    }
+    if (requestIdentifiers().size() != makers_.size()) {
+        removeUnmakeable();
+    }
+}
+
+void FactoryManager::addMaker(const Identifier& identifier, Factory* factory) {
+    const auto makers = makers_.try_emplace(identifier.getClassName()).first;
+    makers->second.emplace_back(factory);
+    addIdentifier(identifier);
+}
+
+void FactoryManager::removeMaker(const Identifier& identifier, const Factory* factory) {
+    const auto makers = makers_.find(identifier.getClassName());
+    if (makers == makers_.end()) {
+        return;
+    }
+    std::erase_if(makers->second, [=](const Ref<Factory>& each) { return each.get() == factory; });
+    if (makers->second.empty()) {
+        makers_.erase(makers);
+        removeIdentifier(identifier);
+    }
+}
+
+// Those that the host has added to the manager itself.
+void FactoryManager::removeUnmakeable() {
     const qz::list<Identifier> listed = requestIdentifiers();
     for (const Identifier& identifier : listed) {
-        if (find(identifier) == nullptr) {
+        if (!makers_.contains(identifier.getClassName())) {
             removeIdentifier(identifier);
         }
     }

@@ -1,6 +1,6 @@
 // Memory and locks that processes share by name, UTF-8. They last as long as somebody has them
 // open; where the system itself would keep them longer, what killed processes have left stays until
-// any memory is opened or listed.
+// a process lists memory or opens its first; later openings clear up little by little.
 #pragma once
 
 #include <chrono>

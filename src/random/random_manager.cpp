@@ -56,22 +56,26 @@ RandomManager::RandomManager()
 
 RandomManager::~RandomManager() {
     // One by one: their destructors may change the list.
-    std::ranges::reverse(objects_);
     while (!objects_.empty()) {
-        const RandomObject* const object = objects_.back();
-        objects_.pop_back();
-        delete object;
+        remove(objects_.front());
     }
 }
 
 void RandomManager::add(RandomObject* object) {
-    if (object != nullptr && std::ranges::find(objects_, object) == objects_.end()) {
-        objects_.push_back(object);
+    if (object == nullptr || places_.contains(object)) {
+        return;
     }
+    std::list<RandomObject*> added{object};
+    places_.emplace(object, added.begin());
+    objects_.splice(objects_.end(), added);
 }
 
 void RandomManager::remove(RandomObject* object) {
-    std::erase(objects_, object);
+    const auto place = places_.find(object);
+    if (place != places_.end()) {
+        objects_.erase(place->second);
+        places_.erase(place);
+    }
     delete object;
 }
 

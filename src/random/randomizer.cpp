@@ -1,7 +1,5 @@
 #include "Random/Randomizer.h"
 
-#include <algorithm>
-
 namespace {
 
 unsigned step(std::uint32_t& state) {
@@ -59,14 +57,20 @@ RandomizerManager::RandomizerManager() = default;
 RandomizerManager::~RandomizerManager() = default;
 
 void RandomizerManager::add(Randomizer<unsigned>* randomizer) {
-    if (randomizer != nullptr &&
-        std::ranges::find(randomizers_, randomizer) == randomizers_.end()) {
-        randomizers_.push_back(randomizer);
+    if (randomizer == nullptr || places_.contains(randomizer)) {
+        return;
     }
+    std::list<Randomizer<unsigned>*> added{randomizer};
+    places_.emplace(randomizer, added.begin());
+    randomizers_.splice(randomizers_.end(), added);
 }
 
 void RandomizerManager::remove(Randomizer<unsigned>* randomizer) {
-    std::erase(randomizers_, randomizer);
+    const auto place = places_.find(randomizer);
+    if (place != places_.end()) {
+        randomizers_.erase(place->second);
+        places_.erase(place);
+    }
 }
 
 void RandomizerManager::setGenerativeSeed(unsigned seed) {

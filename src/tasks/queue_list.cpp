@@ -12,35 +12,35 @@ constexpr std::size_t kFirstCapacity = 32;
 
 } // namespace
 
-// Only the queues that appeared since the first look are looked at under the lock.
 std::size_t QueueList::findOrMake(std::string_view name, Workers& workers) {
-    const std::size_t known = size();
-    if (const auto found = find(name, 0, known)) {
-        return *found;
-    }
-    const tbb::spin_mutex::scoped_lock lock(mutex_);
-    const std::size_t end = size();
-    if (const auto found = find(name, known, end)) {
-        return *found;
-    }
-    makeRoom(end + 1);
-    auto queue = std::make_unique<SerialQueue>(std::string(name), workers);
-    if (!workers.reserve()) {
-        throw std::bad_alloc();
-    }
-    table_.load(std::memory_order_relaxed)[end] = queue.release();
-    size_.store(end + 1, std::memory_order_release);
-    return end;
-}
-
-std::optional<std::size_t> QueueList::find(std::string_view name, std::size_t from,
-                                           std::size_t to) const {
-    for (std::size_t i = from; i < to; ++i) {
-        if (at(i)->name() == name) {
-            return i;
+    {
+        const tbb::spin_rw_mutex::scoped_lock reading(mutex_, false);
+        if (const auto found = find(name)) {
+            return *found;
         }
     }
-    return std::nullopt;
+    const tbb::spin_rw_mutex::scoped_lock writing(mutex_, true);
+    const auto found = find(name);
+    return found ? *found : make(name, workers);
+}
+
+std::optional<std::size_t> QueueList::find(std::string_view name) const {
+    const auto found = numbers_.find(name);
+    return found != numbers_.end() ? std::optional(found->second) : std::nullopt;
+}
+
+std::size_t QueueList::make(std::string_view name, Workers& workers) {
+    const std::size_t number = size();
+    makeRoom(number + 1);
+    auto queue = std::make_unique<SerialQueue>(std::string(name), workers);
+    const auto place = numbers_.emplace(queue->name(), number).first;
+    if (!workers.reserve()) {
+        numbers_.erase(place);
+        throw std::bad_alloc();
+    }
+    table_.load(std::memory_order_relaxed)[number] = queue.release();
+    size_.store(number + 1, std::memory_order_release);
+    return number;
 }
 
 void QueueList::makeRoom(std::size_t count) {

@@ -3,19 +3,21 @@
 
 #include "tasks/serial_queue.h"
 
-#include <oneapi/tbb/spin_mutex.h>
+#include <oneapi/tbb/spin_rw_mutex.h>
 
 #include <atomic>
 #include <cstddef>
 #include <memory>
 #include <optional>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 namespace tasks {
 
-// Finding a queue takes no lock: the list only grows, and when its table is full a larger one takes
-// its place, while the old one stays for those who are still reading it.
+// Finding a queue by its number takes no lock: the list only grows, and when its table is full a
+// larger one takes its place, while the old one stays for those who are still reading it. Those who
+// find one by its name do not exclude each other.
 class QueueList {
 public:
     // Null if there is none of that number.
@@ -32,14 +34,16 @@ public:
 private:
     using Table = std::unique_ptr<SerialQueue*[]>;
 
-    std::optional<std::size_t> find(std::string_view name, std::size_t from, std::size_t to) const;
+    std::optional<std::size_t> find(std::string_view name) const;
+    std::size_t make(std::string_view name, Workers& workers);
     void makeRoom(std::size_t count);
 
     std::atomic<std::size_t> size_{0}; // publishes an entry, and a table that has room for it
     std::atomic<SerialQueue**> table_{nullptr}; // the newest may be seen before the size is
     std::size_t capacity_ = 0;
-    std::vector<Table> tables_; // the old ones too
-    tbb::spin_mutex mutex_;     // of changes
+    std::vector<Table> tables_;                                 // the old ones too
+    std::unordered_map<std::string_view, std::size_t> numbers_; // by the queues' own names
+    tbb::spin_rw_mutex mutex_;                                  // of all but the table's entries
 };
 
 } // namespace tasks

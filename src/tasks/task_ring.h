@@ -51,7 +51,7 @@ public:
     }
 
 private:
-    static constexpr std::size_t kFirstCapacity = 32;
+    static constexpr std::size_t kFirstCapacity = 4; // there may be many rings
 
     Task& slot(std::size_t number) { return slots_[(first_ + number) & (capacity_ - 1)]; }
 

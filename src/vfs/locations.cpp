@@ -9,7 +9,12 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <list>
 #include <new>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
 
 namespace {
 
@@ -20,26 +25,65 @@ char writeDirectory[kPathRoom] = "./";
 char tempDirectory[kPathRoom] = "./Temp/";
 
 struct LocationRecord {
-    LocationRecord* next;
-    char name[kPathRoom];
-    char path[kPathRoom];
+    std::string name;
+    std::string path;
 };
 
-LocationRecord* locations = nullptr;
+using Records = std::list<LocationRecord>; // the oldest first
 
-// The link that points at the record with this path, or the last one, which is null.
-LocationRecord** findLink(const char* path) {
-    LocationRecord** link = &locations;
-    while (*link != nullptr && !core::equalIgnoringCase((*link)->path, path)) {
-        link = &(*link)->next;
+struct HashIgnoringCase {
+    std::size_t operator()(std::string_view text) const {
+        std::size_t hash = 0;
+        for (const char c : text) {
+            hash = hash * 31 + static_cast<unsigned char>(core::lowerAscii(c));
+        }
+        return hash;
     }
-    return link;
+};
+
+struct EqualIgnoringCase {
+    bool operator()(std::string_view a, std::string_view b) const {
+        return core::equalIgnoringCase(a, b);
+    }
+};
+
+struct Locations {
+    Records records;
+    std::unordered_map<std::string_view, Records::iterator, HashIgnoringCase, EqualIgnoringCase>
+        byPath;
+};
+
+Locations* locations = nullptr;
+
+// As much of a text as a location keeps.
+std::string_view cut(const char* text) {
+    return {text, strnlen(text, kPathRoom - 1)};
 }
 
-void removeAt(LocationRecord** link) {
-    LocationRecord* const record = *link;
-    *link = record->next;
-    delete record;
+// Null, or the location that has the path already. Throws std::bad_alloc.
+const LocationRecord* addLocation(const VFS_Location& location) {
+    if (locations == nullptr) {
+        locations = new Locations;
+    }
+    Records added;
+    added.push_back({std::string(cut(location.name)), std::string(cut(location.path))});
+    const auto [place, isNew] = locations->byPath.try_emplace(added.front().path, added.begin());
+    if (!isNew) {
+        return &*place->second;
+    }
+    locations->records.splice(locations->records.end(), added);
+    return nullptr;
+}
+
+bool removeLocation(const char* path) {
+    const auto found = locations->byPath.find(cut(path));
+    if (found == locations->byPath.end()) {
+        return false;
+    }
+    const Records::iterator record = found->second;
+    locations->byPath.erase(found);
+    locations->records.erase(record);
+    return true;
 }
 
 void endWithSeparator(char* directory) {
@@ -106,9 +150,7 @@ unsigned int VFS_init(const char* application, const char* base_hint) {
 }
 
 void VFS_exit(void) {
-    while (locations != nullptr) {
-        removeAt(&locations);
-    }
+    delete std::exchange(locations, nullptr);
 }
 
 const char* VFS_get_basedir(void) {
@@ -127,41 +169,33 @@ unsigned int VFS_add_location(const VFS_Location* location) {
     if (location == nullptr || location->name == nullptr || location->path == nullptr) {
         return 0;
     }
-    LocationRecord** const link = findLink(location->path);
-    if (*link != nullptr) {
-        qz_logf("VFS", QZ_LOG_ERROR, R"(add_location {"%s", "%s"}: path already added as "%s")",
-                location->name, location->path, (*link)->name);
-        return 0;
-    }
-    auto* record = new (std::nothrow) LocationRecord;
-    if (record == nullptr) {
+    try {
+        const LocationRecord* const same = addLocation(*location);
+        if (same != nullptr) {
+            qz_logf("VFS", QZ_LOG_ERROR, R"(add_location {"%s", "%s"}: path already added as "%s")",
+                    location->name, location->path, same->name.c_str());
+        }
+        return same == nullptr ? 1 : 0;
+    } catch (const std::bad_alloc&) {
         qz_logf("VFS", QZ_LOG_ERROR, R"(add_location {"%s", "%s"}: not enough memory)",
                 location->name, location->path);
         return 0;
     }
-    record->next = nullptr;
-    std::snprintf(record->name, sizeof record->name, "%s", location->name);
-    std::snprintf(record->path, sizeof record->path, "%s", location->path);
-    *link = record;
-    return 1;
 }
 
 unsigned int VFS_del_location(const char* path) {
-    LocationRecord** const link = path == nullptr ? nullptr : findLink(path);
-    if (link == nullptr || *link == nullptr) {
-        return 0;
-    }
-    removeAt(link);
-    return 1;
+    return path != nullptr && locations != nullptr && removeLocation(path) ? 1 : 0;
 }
 
 unsigned int VFS_get_locations(VFS_location_callback callback, void* context) {
     if (callback == nullptr) {
         return 0;
     }
-    for (const LocationRecord* record = locations; record != nullptr; record = record->next) {
-        const VFS_Location location = {record->name, record->path};
-        callback(context, &location);
+    if (locations != nullptr) {
+        for (const LocationRecord& record : locations->records) {
+            const VFS_Location location = {record.name.c_str(), record.path.c_str()};
+            callback(context, &location);
+        }
     }
     return vfs::kPlatform.get_drives(callback, context);
 }

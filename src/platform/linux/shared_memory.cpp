@@ -7,7 +7,7 @@
 // They belong to the open file, not to the process: a process may open an object twice, and a
 // forked child keeps what its parent had open. The last to close removes the name; if it was killed
 // instead, the next to open that name starts afresh, and whoever opens or lists any memory clears
-// away the dead.
+// away dead ones.
 #include "platform/shared_memory.h"
 
 #include "platform/posix/descriptor.h"
@@ -19,6 +19,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstring>
@@ -118,26 +119,52 @@ void removeIfAlone(int file, const char* path) {
     }
 }
 
-// Calls back with each object whose name begins with the prefix.
+bool isObject(std::string_view name) {
+    return name.starts_with(kMemoryPrefix) || name.starts_with(kMutexPrefix);
+}
+
+// Calls back with the names of objects, from a place in their folder on, until it returns false.
+// Returns the place to go on from, 0 at the end of the folder.
 template<class Callback>
-void forEachObject(std::string_view prefix, Callback callback) {
+long visitObjects(long place, Callback callback) {
     const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(kObjectFolder), closedir);
-    while (const dirent* entry = folder ? readdir(folder.get()) : nullptr) {
-        const std::string_view name = entry->d_name;
-        if (name.starts_with(prefix)) {
-            callback(std::string(name));
+    if (folder == nullptr) {
+        return 0;
+    }
+    seekdir(folder.get(), place);
+    while (const dirent* entry = readdir(folder.get())) {
+        if (isObject(entry->d_name) && !callback(std::string(entry->d_name))) {
+            return telldir(folder.get());
         }
+    }
+    return 0;
+}
+
+void removeIfDead(const std::string& name) {
+    const std::string path = pathOf({}, name);
+    const Descriptor file = openObject(path);
+    if (isOurs(file.number()) && setLock(file.number(), kGate, F_WRLCK)) {
+        removeIfAlone(file.number(), path.c_str());
     }
 }
 
-void removeDead(std::string_view prefix) {
-    forEachObject(prefix, [](const std::string& name) {
-        const std::string path = pathOf({}, name);
-        const Descriptor file = openObject(path);
-        if (isOurs(file.number()) && setLock(file.number(), kGate, F_WRLCK)) {
-            removeIfAlone(file.number(), path.c_str());
-        }
-    });
+// Looks at all objects when a process opens its first one, and then at a few each time, always
+// others: so who opens many does not look at all of them again and again.
+void removeSomeDead() {
+    constexpr int kFew = 16;
+    static std::atomic<bool> isFirst{true};
+    static std::atomic<long> place{0};
+    const long first = place.load();
+    int left = isFirst.exchange(false) ? INT_MAX : kFew;
+    const auto remove = [&](const std::string& name) {
+        removeIfDead(name);
+        return --left > 0;
+    };
+    long next = visitObjects(first, remove);
+    if (next == 0 && first != 0) {
+        next = visitObjects(0, remove);
+    }
+    place = next;
 }
 
 // Takes no lock, not even for a moment: an opener would believe that the dead live.
@@ -267,8 +294,10 @@ struct SharedMutex {
 };
 
 void removeDeadSharedMemory() {
-    removeDead(kMemoryPrefix);
-    removeDead(kMutexPrefix);
+    visitObjects(0, [](const std::string& name) {
+        removeIfDead(name);
+        return true;
+    });
 }
 
 SharedMemory* openSharedMemory(const char* name, std::uint32_t size, void*) {
@@ -279,7 +308,7 @@ SharedMemory* openSharedMemory(const char* name, std::uint32_t size, void*) {
             pathOf(kMemoryPrefix, name), size, [](void*) { return true; }, isNew)) {
         return nullptr;
     }
-    removeDeadSharedMemory();
+    removeSomeDead();
     return shared.release();
 }
 
@@ -301,10 +330,11 @@ bool sharedMemoryExists(const char* name) {
 
 void listSharedMemory(void (*callback)(void* context, const char* name), void* context) {
     removeDeadSharedMemory();
-    forEachObject(kMemoryPrefix, [&](const std::string& name) {
-        if (hasLife(pathOf({}, name))) {
+    visitObjects(0, [&](const std::string& name) {
+        if (name.starts_with(kMemoryPrefix) && hasLife(pathOf({}, name))) {
             callback(context, name.c_str() + kMemoryPrefix.size());
         }
+        return true;
     });
 }
 
