@@ -1,7 +1,9 @@
 // Scripts in a state of this library, on its pool and on whichever Lua it was built with, beside
 // stock Lua 5.1 on the C library's realloc.
 #include "goals.h"
+#include "growth.h"
 
+#include "Lua/Serializer.h"
 #include "Lua/State.h"
 
 #include <benchmark/benchmark.h>
@@ -9,7 +11,13 @@
 #include <dlfcn.h>
 #include <lua.hpp>
 
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <semaphore>
+#include <sstream>
+#include <string>
 #include <thread>
 
 namespace {
@@ -24,7 +32,20 @@ constexpr bench::Goal kGoals[] = {
     bench::atMost(kProportion, "lua/stock/tables", "lua/qz/tables"),
     bench::atMost(kProportion, "lua/stock/strings", "lua/qz/strings"),
     bench::atMost(kProportion, "lua/stock/calls", "lua/qz/calls"),
+    bench::atMost(1.5, "lua/stock/lines", "lua/qz/lines"),
+    bench::growth(2.0, "lua/save_chain/1000", "lua/save_chain/100000"),
 };
+
+constexpr char kLines[] = R"(
+    local path = os.getenv('QZ_BENCH_LINES')
+    return function()
+        local count = 0
+        local file = io.open(path)
+        for line in file:lines() do count = count + #line end
+        file:close()
+        return count
+    end
+)";
 
 // Each script returns its work as a function, so that an iteration runs it alone.
 constexpr char kTables[] = R"(
@@ -150,6 +171,46 @@ void addScript(const char* name, const char* script) {
     })->Unit(benchmark::kMillisecond);
 }
 
+// A table in a table in a table.
+void saveChain(benchmark::State& benchmark) {
+    lua_State* const state = LinkedLua::open();
+    lua_newtable(state);
+    lua_pushvalue(state, -1);
+    lua_setglobal(state, "chain");
+    for (std::int64_t i = 1; i < benchmark.range(0); ++i) {
+        lua_newtable(state);
+        lua_pushvalue(state, -1);
+        lua_setfield(state, -3, "next");
+        lua_remove(state, -2);
+    }
+    lua_settop(state, 0);
+    for (auto _ : benchmark) {
+        std::ostringstream out;
+        Lua::Serializer(out).serialize(state, "chain");
+    }
+    bench::countEach(benchmark, benchmark.range(0));
+    LinkedLua::close(state);
+}
+
+// Its path goes to both Luas in the environment: what scripts may open differs between them.
+class LinesFile {
+public:
+    LinesFile() : path_(std::filesystem::temp_directory_path() / "qz_bench_lines") {
+        std::ofstream file(path_, std::ios::binary);
+        const std::string line = std::string(44, 'x') + '\n';
+        for (std::size_t size = 0; size < (std::size_t{64} << 20); size += line.size()) {
+            file << line;
+        }
+        setenv("QZ_BENCH_LINES", path_.c_str(), 1);
+    }
+    ~LinesFile() { std::filesystem::remove(path_); }
+    LinesFile(const LinesFile&) = delete;
+    LinesFile& operator=(const LinesFile&) = delete;
+
+private:
+    std::filesystem::path path_;
+};
+
 // As in any engine, there are other threads: the C library's allocator takes short cuts in a
 // process that has only one.
 class IdleThread {
@@ -169,11 +230,15 @@ private:
 
 int main(int argc, char** argv) {
     const IdleThread idle;
+    const LinesFile lines;
     addScript<LinkedLua>("lua/qz/tables", kTables);
     addScript<StockLua>("lua/stock/tables", kTables);
     addScript<LinkedLua>("lua/qz/strings", kStrings);
     addScript<StockLua>("lua/stock/strings", kStrings);
     addScript<LinkedLua>("lua/qz/calls", kCalls);
     addScript<StockLua>("lua/stock/calls", kCalls);
+    addScript<LinkedLua>("lua/qz/lines", kLines);
+    addScript<StockLua>("lua/stock/lines", kLines);
+    benchmark::RegisterBenchmark("lua/save_chain", saveChain)->Apply(bench::threeSizes<1000>);
     return bench::run(argc, argv, kGoals);
 }

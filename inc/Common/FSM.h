@@ -143,6 +143,7 @@ public:
             }
 
             void forget() {
+                isFound = false;
                 states = 0;
                 ++version;
             }
@@ -158,6 +159,7 @@ public:
             std::uint32_t states = 0;
             std::uint32_t symbols = 0;
             std::uint32_t version = 0; /* of the tables */
+            bool isFound = false;      /* or known to be too large */
         };
 
         QZ_LOCAL void findSteps();

@@ -11,8 +11,9 @@
  *     }
  *
  * Where a table is reached a second time (shared or cyclic data), or a key is neither a number nor
- * a string, the flat form is written instead: a numbered list of empty tables, then one assignment
- * for each entry.
+ * a string, or where more than 180 tables stand in each other, which Lua could not read back, the
+ * flat form is written instead: a numbered list of empty tables, then one assignment for each
+ * entry.
  *
  * Entries come in the order of pairs, numbers as Lua's tostring prints them (14 digits), with a
  * point in every locale. Metatables are not saved.
@@ -24,7 +25,6 @@
  *   quotes, backslashes, line breaks or zero bytes, or the output does not compile or means
  *   something else. The table's name has to be a Lua name.
  * - Infinity and not-a-number come out as words that Lua takes for globals.
- * - A tree may be some 190 tables deep, deeper ones do not compile.
  * - One file may hold some 260 000 different numbers and strings, keys included; with LuaJIT some
  *   65 000, of which tables in tables count as one each.
  */
@@ -61,10 +61,10 @@ public:
      * can_pretty, write_tab, dopretty, save_pretty; and __write, which writes nothing once the call
      * is over. Throws SerializerException with Lua's text if they cannot be put there.
      *
-     * An error while the table is written (a function as a value, no table of that name, tables
-     * nested too deeply for Lua) throws nothing: what was written so far stays in
-     * the stream, and the error message stays on the stack, one value. Callers that want to know
-     * compare lua_gettop. After success the stack is as before. */
+     * An error while the table is written (a function as a value, no table of that name) throws
+     * nothing: what was written so far stays in the stream, and the error message stays on the
+     * stack, one value. Callers that want to know compare lua_gettop. After success the stack is as
+     * before. */
     void serialize(lua_State* state, const std::string& name);
 
 private:

@@ -21,6 +21,7 @@
 
 #include <concepts>
 #include <cstdint>
+#include <deque>
 #include <initializer_list>
 #include <map>
 #include <stdexcept>
@@ -107,7 +108,7 @@ public:
 private:
     QZ_LOCAL void init();
 
-    std::vector<std::string> tokens_;
+    std::deque<std::string> tokens_;
     std::map<std::string, std::vector<std::string>> options_;
 };
 

@@ -1,5 +1,7 @@
 #include "Common/FSM.h"
 
+#include <utility>
+
 namespace Common {
 
 namespace {
@@ -82,7 +84,7 @@ const FSM::Transition* FSM::Descriptor::findTransition(std::uint32_t state,
 
 void FSM::Descriptor::findSteps() {
     const auto states = static_cast<std::uint32_t>(stateTransitions_.size());
-    if (steps_.states == states || states > kMostSteps) {
+    if (std::exchange(steps_.isFound, true) || states > kMostSteps) {
         return;
     }
     std::size_t symbols = anyStateTransitions_.size();

@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
+#include <string_view>
 
 namespace {
 
@@ -44,23 +46,61 @@ bool refill(File& file) {
     return file.count > 0;
 }
 
-// Pushes the next line, or nil at the end of the file. Every carriage return is dropped, wherever
-// it stands.
+// The bytes read ahead up to and with the first line feed, or all of them.
+std::string_view takeLine(File& file) {
+    const char* const begin = file.buffer + file.position;
+    const auto room = static_cast<std::size_t>(unread(file));
+    const void* const end = std::memchr(begin, '\n', room);
+    const std::size_t length =
+        end == nullptr ? room : static_cast<std::size_t>(static_cast<const char*>(end) - begin) + 1;
+    file.position += static_cast<std::int32_t>(length);
+    return {begin, length};
+}
+
+bool isWhole(std::string_view line) {
+    return line.ends_with('\n');
+}
+
+// Room for so many bytes, kPiece at most. A buffer that is full goes to the stack.
+char* roomFor(luaL_Buffer& text, std::size_t size) {
+    const auto room = static_cast<std::size_t>(text.buffer + LUAL_BUFFERSIZE - text.p);
+    return size <= room ? text.p : luaL_prepbuffer(&text);
+}
+
+// Every carriage return is dropped, wherever it stands, and the line feed.
+void addText(luaL_Buffer& text, std::string_view piece) {
+    piece.remove_suffix(isWhole(piece) ? 1 : 0);
+    while (!piece.empty()) {
+        const std::size_t most = std::min<std::size_t>(piece.size(), kPiece);
+        const std::size_t count = std::min(piece.find('\r'), most);
+        std::memcpy(roomFor(text, count), piece.data(), count);
+        luaL_addsize(&text, count);
+        piece.remove_prefix(count < most ? count + 1 : count);
+    }
+}
+
+// Pushes the next line, or nil at the end of the file. Most lines are whole in what was read ahead,
+// and have a carriage return at their end if anywhere.
 int pushLine(lua_State* state, File& file) {
-    luaL_Buffer line;
-    luaL_buffinit(state, &line);
-    bool consumed = false;
-    for (char c = '\0'; c != '\n' && (unread(file) > 0 || refill(file));) {
-        c = file.buffer[file.position++];
-        consumed = true;
-        if (c != '\r' && c != '\n') {
-            luaL_addchar(&line, c);
-        }
-    }
-    luaL_pushresult(&line);
-    if (!consumed) {
+    if (unread(file) == 0 && !refill(file)) {
         lua_pushnil(state);
+        return 1;
     }
+    std::string_view piece = takeLine(file);
+    std::string_view line = piece.substr(0, piece.size() - 1);
+    line.remove_suffix(line.ends_with('\r') ? 1 : 0);
+    if (isWhole(piece) && std::memchr(line.data(), '\r', line.size()) == nullptr) {
+        lua_pushlstring(state, line.data(), line.size());
+        return 1;
+    }
+    luaL_Buffer text;
+    luaL_buffinit(state, &text);
+    addText(text, piece);
+    while (!isWhole(piece) && refill(file)) {
+        piece = takeLine(file);
+        addText(text, piece);
+    }
+    luaL_pushresult(&text);
     return 1;
 }
 

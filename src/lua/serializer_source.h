@@ -28,11 +28,18 @@ function write_tab(count)
     __write((" "):rep(count))
 end
 
+-- Lua's compiler takes no more than 200 levels, of which its caller may have used some.
+local deepest = 180
+
 function can_pretty(root)
     local visited = {}
-    local function visit(table)
+    local function visit(table, depth)
         if visited[table] then
             print("Cannot pretty")
+            return false
+        end
+        if depth > deepest then
+            print("Cannot pretty for depth")
             return false
         end
         visited[table] = true
@@ -41,13 +48,13 @@ function can_pretty(root)
                 print("Cannot pretty for key")
                 return false
             end
-            if type(value) == "table" and not visit(value) then
+            if type(value) == "table" and not visit(value, depth + 1) then
                 return false
             end
         end
         return true
     end
-    return visit(root)
+    return visit(root, 1)
 end
 
 local function write_key(key, indent)
@@ -87,19 +94,34 @@ function save_pretty(table, name)
     dopretty({[name] = table}, 0)
 end
 
--- Numbers the table and those within reach of it; returns the last number.
+-- Numbers the table and those within reach of it, depth first; returns the last number. Those that
+-- are still to be visited wait on a stack, since calls in each other would be too many.
 function fill_cache(table, last)
-    if cache[table] then
-        return last
-    end
-    last = last + 1
-    cache[table] = last
-    for key, value in pairs(table) do
-        if type(key) == "table" then
-            last = fill_cache(key, last)
-        end
-        if type(value) == "table" then
-            last = fill_cache(value, last)
+    local waiting = {table}
+    local count = 1
+    while count > 0 do
+        local current = waiting[count]
+        waiting[count] = nil
+        count = count - 1
+        if not cache[current] then
+            last = last + 1
+            cache[current] = last
+            local first = count + 1
+            for key, value in pairs(current) do
+                if type(key) == "table" then
+                    count = count + 1
+                    waiting[count] = key
+                end
+                if type(value) == "table" then
+                    count = count + 1
+                    waiting[count] = value
+                end
+            end
+            local left, right = first, count
+            while left < right do
+                waiting[left], waiting[right] = waiting[right], waiting[left]
+                left, right = left + 1, right - 1
+            end
         end
     end
     return last

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <iterator>
 #include <utility>
 
 namespace qz {
@@ -52,7 +53,8 @@ ConsoleArgs::ConsoleArgs(const std::string& first, const std::string& second,
                          const std::string& third)
     : ConsoleArgs(std::vector<std::string>{first, second, third}) {}
 
-ConsoleArgs::ConsoleArgs(std::vector<std::string> tokens) : tokens_(std::move(tokens)) {
+ConsoleArgs::ConsoleArgs(std::vector<std::string> tokens)
+    : tokens_(std::make_move_iterator(tokens.begin()), std::make_move_iterator(tokens.end())) {
     init();
 }
 
@@ -138,7 +140,7 @@ std::vector<std::string> ConsoleArgs::getUnknown(const std::vector<std::string>&
 
 void ConsoleArgs::pop() {
     if (!tokens_.empty()) {
-        tokens_.erase(tokens_.begin());
+        tokens_.pop_front();
     }
 }
 
