@@ -42,6 +42,16 @@ void await(int added, int linesBefore) {
     step(reported == 0, "adding tasks");
 }
 
+std::atomic<int> met{0};
+
+// Waits for the other one, for two seconds at most.
+void meet(void*) {
+    ++met;
+    for (int i = 0; i < 2000 && met < 2; ++i) {
+        usleep(1000);
+    }
+}
+
 } // namespace
 
 void prepare() {}
@@ -61,6 +71,12 @@ void work() {
     QZ_wait_all_serial_queues();
 }
 
+// Workers that could not be started have others in their place: two tasks run at once.
 void finish() {
+    const std::size_t queue = QZ_create_serial_queue("meeting");
+    QZ_add_task(nullptr, meet);
+    QZ_add_serial_queue_task(queue, nullptr, meet);
+    QZ_wait_serial_queue(queue);
+    holds(met == 2, "tasks that wait for each other");
     holds(QZ_shutdown_tasks(2) == 1, "QZ_shutdown_tasks");
 }

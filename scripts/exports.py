@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Compares what a library exports with the list of it that is kept in src/exports.
+"""Compares what a library exports with the list of it that is kept in docs/exports.
 
 exports.py LIBRARY LIST           fails and says what has come and gone
 exports.py LIBRARY LIST --write   writes the list anew

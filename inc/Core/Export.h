@@ -19,8 +19,8 @@
 #endif
 
 /* For private members of an exported class that the library alone calls: they are not exported.
- * Windows exports a class whole. Classes without virtual functions export each public member
- * instead, so that nothing private is exported on either system. */
+ * Windows exports such a class whole, and them with it. A class without virtual functions can
+ * export its public members one by one instead; then nothing private is, on either system. */
 #if defined(_WIN32)
 #    define QZ_LOCAL
 #else

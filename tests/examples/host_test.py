@@ -228,24 +228,6 @@ class HostTest(unittest.TestCase):
         self.assertIn("it crashed: 1 new reports (.crash.info) in logs", err)
         self.assertIn("main", report.with_name(report.name + ".info").read_text())
 
-    def test_its_log_can_be_followed(self):
-        qz = COMMAND[:-1] + [str(pathlib.Path(COMMAND[-1]).with_name(pathlib.Path(COMMAND[-1]).name
-                                                                     .replace("qz_host", "qz")))]
-        shutil.copy(ROOT / "examples/data/archipelago.lua", self.folder / "world.lua")
-        host = subprocess.Popen([*COMMAND, "--logs", "logs", "--world", "world.lua", "--frames", "600",
-                                 self.script("return\n")], cwd=self.folder, env=self.environment,
-                                stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        try:
-            followed = None
-            while not (followed and followed.stdout) and host.poll() is None:
-                followed = subprocess.run(  # fails as long as the host has not got to its log
-                    [*qz, "log", "follow", "qz_host", "--grep", "leaves", "--count", "1"],
-                    env=self.environment, text=True, capture_output=True, timeout=60)
-            self.assertRegex(followed.stdout, "HOST.*leaves", followed.stderr)
-        finally:
-            host.terminate()
-            host.wait()
-
     def test_mistakes_in_the_start_up_file_are_explained(self):
         path = self.folder / "own.cfg"
         for text, message in (

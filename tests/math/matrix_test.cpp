@@ -8,10 +8,6 @@
 #include <random>
 #include <type_traits>
 
-using Exported = Math::Matrix<4, float>;
-extern template Exported& Math::Matrix<4, float>::set(float);
-extern template void Math::multiply(Exported&, const Exported&, const Exported&);
-
 namespace {
 
 template<int N, typename T>
@@ -152,19 +148,6 @@ TYPED_TEST(MatrixTest, InvertOrtho) {
         Math::multiply(product, affine, inverse);
         this->expectNear(product, identity);
     }
-}
-
-// Through a pointer nothing is inlined, and nothing is instantiated here: the library's own copies.
-TEST(Matrix, ExportedFunctionsGiveTheInlineResults) {
-    Exported& (Exported::*volatile set)(float) = &Exported::set;
-    void (*volatile multiply)(Exported&, const Exported&, const Exported&) = &Math::multiply<4>;
-    Exported a;
-    Exported b;
-    (a.*set)(3);
-    (b.*set)(5);
-    multiply(a, a, b);
-    EXPECT_EQ(a[2][2], 15);
-    EXPECT_EQ(a[2][3], 0);
 }
 
 TEST(Vector, ComponentsByNameAndIndex) {

@@ -1,0 +1,25 @@
+// How many threads are started. What if they cannot be is the business of fault/tasks_fault.cpp.
+#include "Tasks/TaskManager.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <filesystem>
+#include <iterator>
+#include <thread>
+
+namespace {
+
+std::ptrdiff_t threads() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/task"), {});
+}
+
+TEST(Workers, AreAsManyAsProcessorsButTwoAtLeast) {
+    std::thread([] {}).join(); // with the first one a sanitizer starts one of its own
+    const std::ptrdiff_t before = threads();
+    QZ_create_serial_queue("the first call starts them");
+    EXPECT_EQ(threads() - before, std::max(2U, std::thread::hardware_concurrency()));
+}
+
+} // namespace
