@@ -22,8 +22,10 @@
 #include "lua/pool.h"
 #include "mail/memory.h"
 #include "platform/entry.h"
+#include "platform/fence.h"
 #include "random/default_manager.h"
 #include "tasks/task_manager.h"
+#include "tasks/wait_line.h"
 #include "util/publication.h"
 
 #include <clocale>
@@ -99,6 +101,7 @@ void initialiseStatics() {
 }
 
 void attach() {
+    platform::prepareFence();
     initialiseStatics();
     // Numbers are printed and read with a point, whatever the user's locale.
     std::setlocale(LC_NUMERIC, "C");
@@ -135,6 +138,7 @@ void detach() {
     util::closePublication(); // with the log's last lines, which its reader has now
     core::closeLogReadersAtUnload();
     core::deleteObjectsAtUnload();
+    tasks::WaitLine::releaseAll();
 }
 
 // The process ends: other threads may be in the middle of any call, and the host's static objects

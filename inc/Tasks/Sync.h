@@ -13,7 +13,9 @@ namespace Sync {
 
 /* A lock that its owner may lock again; each lock wants its unlock by the same thread. Meant for
  * what takes little time: taking it when it is free costs one atomic operation, giving it up none.
- * Threads that wait for it spin first and then sleep; they get it in no particular order. */
+ * Threads that wait for it spin for a microsecond or two and then sleep, which takes no processor
+ * time. They get it in no particular order, but once a millisecond it goes to the one that has
+ * slept longest, so none waits for ever. */
 class QZ_API Futex {
 public:
     /* If there is no memory for it, it locks nothing. */

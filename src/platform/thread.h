@@ -49,6 +49,10 @@ void blockSignals();
 
 int processId();
 
+// True when the process is ending and the system has killed all threads but the calling one,
+// wherever they were.
+bool otherThreadsAreGone();
+
 // A counting semaphore. Made and destroyed explicitly, so that it can stand in static storage that
 // outlives every caller: a signal after destroy() is harmless.
 class Semaphore {

@@ -33,12 +33,17 @@ Native* as(unsigned char* storage) {
     return std::launder(reinterpret_cast<Native*>(storage));
 }
 
-// Looked up by name, so that the library loads on systems without them. The first that have them
-// do not have them in kernel32.dll.
+// Looked up by name: for what some systems do not have, or have in another DLL.
+template<class Function>
+Function find(const wchar_t* library, const char* name) {
+    return reinterpret_cast<Function>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(library), name)));
+}
+
+// The first systems that have them do not have them in kernel32.dll.
 template<class Function>
 Function findInKernel(const char* name) {
-    return reinterpret_cast<Function>(
-        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"kernelbase.dll"), name)));
+    return find<Function>(L"kernelbase.dll", name);
 }
 
 } // namespace
@@ -115,6 +120,12 @@ void blockSignals() {}
 
 int processId() {
     return static_cast<int>(GetCurrentProcessId());
+}
+
+bool otherThreadsAreGone() {
+    using IsEnding = BOOLEAN(NTAPI*)();
+    static const auto isEnding = find<IsEnding>(L"ntdll.dll", "RtlDllShutdownInProgress");
+    return isEnding != nullptr && isEnding() != FALSE;
 }
 
 bool Semaphore::create(std::int32_t initialCount) {

@@ -1,0 +1,16 @@
+#include "platform/fence.h"
+
+#include <windows.h>
+
+namespace platform {
+
+void prepareFence() {}
+
+// Wine 8 does nothing here. There, what the caller does next has to take longer than a store takes
+// to reach the other processors, some hundred nanoseconds.
+bool fenceAllThreads() {
+    FlushProcessWriteBuffers();
+    return true;
+}
+
+} // namespace platform

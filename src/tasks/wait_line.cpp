@@ -1,0 +1,199 @@
+#include "tasks/wait_line.h"
+
+#include "platform/clock.h"
+#include "platform/fence.h"
+#include "platform/thread.h"
+
+#include <chrono>
+#include <mutex>
+#include <new>
+#include <utility>
+
+namespace tasks {
+
+namespace {
+
+constexpr std::uint32_t kLines = 256;
+constexpr unsigned kLongestPause = 16;
+
+// For those whom nobody would wake.
+constexpr std::chrono::milliseconds kNap{1};
+
+constinit WaitLine lines[kLines];
+constinit std::atomic<std::uint32_t> lineCount{0};
+
+std::int64_t handoverInterval() {
+    return platform::counterRate() / 1000;
+}
+
+// Looks less and less often: each look takes the cache line away from the owner. Does not yield:
+// where other programs keep the processor busy, that may last longer than all the sleep.
+bool obtainBySpinning(Ownership& lock, std::uintptr_t self) {
+    for (unsigned pause = 1; pause <= kLongestPause; pause *= 2) {
+        for (unsigned i = 0; i < pause; ++i) {
+            core::relax();
+        }
+        if (lock.obtain(self)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+} // namespace
+
+// Kept for the next one who waits when its thread has the lock: whoever wakes it may still be about
+// to do so. The next one then wakes for nothing.
+struct WaitLine::Waiter {
+    Ownership* lock = nullptr;
+    std::uintptr_t thread = 0;
+    Waiter* previous = nullptr;
+    Waiter* next = nullptr;
+
+    // Null if there is no memory, or no semaphore.
+    static Waiter* make() {
+        auto* const waiter = new (std::nothrow) Waiter;
+        if (waiter != nullptr && !waiter->wake_.create(0)) {
+            delete waiter;
+            return nullptr;
+        }
+        return waiter;
+    }
+
+    static void destroy(Waiter* waiter) {
+        waiter->wake_.destroy();
+        delete waiter;
+    }
+
+    void wake() {
+        if (!isAwake_.exchange(true)) {
+            wake_.signal();
+        }
+    }
+
+    void sleep() {
+        wake_.wait();
+        isAwake_.exchange(false);
+    }
+
+    void nap() {
+        if (wake_.waitFor(kNap)) {
+            isAwake_.exchange(false);
+        }
+    }
+
+private:
+    std::atomic<bool> isAwake_{false}; // or about to be: one signal at a time
+    platform::Semaphore wake_;
+};
+
+WaitLine& WaitLine::next() {
+    return lines[lineCount.fetch_add(1, std::memory_order_relaxed) % kLines];
+}
+
+void WaitLine::releaseAll() {
+    for (WaitLine& line : lines) {
+        while (Waiter* const spare = line.takeSpare()) {
+            Waiter::destroy(spare);
+        }
+    }
+}
+
+void WaitLine::wait(Ownership& lock, std::uintptr_t self) {
+    if (obtainBySpinning(lock, self)) {
+        return;
+    }
+    Waiter* const waiter = join(lock, self);
+    if (waiter == nullptr) {
+        while (!lock.obtain(self)) {
+            platform::sleepFor(kNap);
+        }
+        return;
+    }
+    // Who gives the lock up from now on sees that somebody waits; and if it was given up before,
+    // this thread sees that.
+    const bool isSeen = platform::fenceAllThreads();
+    while (!obtainBySpinning(lock, self)) {
+        if (isSeen) {
+            waiter->sleep();
+        } else {
+            waiter->nap();
+        }
+    }
+    leave(*waiter);
+}
+
+WaitLine::Waiter* WaitLine::join(Ownership& lock, std::uintptr_t self) {
+    Waiter* waiter = takeSpare();
+    if (waiter == nullptr) {
+        waiter = Waiter::make();
+    }
+    if (waiter == nullptr) {
+        return nullptr;
+    }
+    waiter->lock = &lock;
+    waiter->thread = self;
+    const std::lock_guard guard(busy_);
+    append(*waiter);
+    return waiter;
+}
+
+void WaitLine::leave(Waiter& waiter) {
+    const std::lock_guard guard(busy_);
+    remove(waiter);
+    waiter.next = std::exchange(spares_, &waiter);
+}
+
+// The lock lives as long as somebody waits for it, and nobody leaves the line meanwhile. Waking is
+// a call of the system, and is done without the line.
+void WaitLine::callFirst(const Ownership* given) {
+    if (platform::otherThreadsAreGone()) {
+        return;
+    }
+    Waiter* first = nullptr;
+    {
+        const std::lock_guard guard(busy_);
+        first = firstFor(given);
+        if (first == nullptr) {
+            return;
+        }
+        Ownership& lock = *first->lock;
+        const std::int64_t now = platform::counterValue();
+        if (now >= lock.nextHandover && lock.take(first->thread)) {
+            lock.nextHandover = now + handoverInterval();
+        }
+    }
+    first->wake();
+}
+
+WaitLine::Waiter* WaitLine::takeSpare() {
+    const std::lock_guard guard(busy_);
+    Waiter* const spare = spares_;
+    if (spare != nullptr) {
+        spares_ = spare->next;
+    }
+    return spare;
+}
+
+WaitLine::Waiter* WaitLine::firstFor(const Ownership* lock) const {
+    Waiter* waiter = first_;
+    while (waiter != nullptr && waiter->lock != lock) {
+        waiter = waiter->next;
+    }
+    return waiter;
+}
+
+void WaitLine::append(Waiter& waiter) {
+    waiter.next = nullptr;
+    waiter.previous = std::exchange(last_, &waiter);
+    (waiter.previous != nullptr ? waiter.previous->next : first_) = &waiter;
+    waiting_.fetch_add(1);
+}
+
+void WaitLine::remove(Waiter& waiter) {
+    (waiter.previous != nullptr ? waiter.previous->next : first_) = waiter.next;
+    (waiter.next != nullptr ? waiter.next->previous : last_) = waiter.previous;
+    waiting_.fetch_sub(1);
+}
+
+} // namespace tasks
