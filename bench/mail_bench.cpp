@@ -1,7 +1,9 @@
-// The pools of messages beside other allocators, and the codec beside other encodings.
+// The pools of messages beside other allocators, the codec beside other encodings, and the server
+// beside a map with a mutex.
 #include "goals.h"
 
 #include "Mail/Pool.h"
+#include "Mail/Server.h"
 #include "Mail/Stream.h"
 #include "Math/Half.h"
 #include "mail_record.pb.h"
@@ -17,6 +19,7 @@
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <mutex>
 #include <random>
 #include <string>
@@ -36,6 +39,8 @@ constexpr bench::Goal kGoals[] = {
     atMost(1.0, "pool_across/mimalloc", "pool_across/qz"),
     atMost(0.6, "encode/protobuf", "encode/qz"),
     atMost(0.5, "decode/protobuf", "decode/qz"),
+    atMost(0.6, "send/map/threads:1", "send/qz/threads:1"),
+    atMost(0.25, "send/map/threads:8", "send/qz/threads:8"),
 };
 
 // --- Items of 64 bytes ------------------------------------------------------------------------
@@ -404,6 +409,71 @@ void copyMemcpy(benchmark::State& state) {
         benchmark::ClobberMemory();
     }
 }
+
+// --- Delivery, to one of many mailboxes at random ----------------------------------------------
+
+constexpr std::uint32_t kFirstAddress = 256, kMailboxes = 100'000;
+
+class Box : public Mail::Mailbox {
+public:
+    using Mailbox::Mailbox;
+    bool receive(const Mail::Message&) override { return true; }
+};
+
+class MapServer {
+public:
+    void addMailbox(const Mem::Ptr<Mail::Mailbox>& mailbox) {
+        boxes_.emplace(mailbox->address, mailbox);
+    }
+
+    bool send(const Mail::Message& message) {
+        const Mem::Ptr<Mail::Mailbox> receiver = find(message.getAddress());
+        return receiver && receiver->receive(message);
+    }
+
+private:
+    Mem::Ptr<Mail::Mailbox> find(std::uint32_t address) {
+        const std::lock_guard lock(mutex_);
+        const auto found = boxes_.find(address);
+        return found == boxes_.end() ? nullptr : found->second;
+    }
+
+    std::mutex mutex_;
+    std::map<std::uint32_t, Mem::Ptr<Mail::Mailbox>> boxes_;
+};
+
+template<class Server>
+Server& filled(Server& server) {
+    for (std::uint32_t i = 0; i < kMailboxes; ++i) {
+        server.addMailbox(Mem::Ptr<Box>(new Box(kFirstAddress + i)));
+    }
+    return server;
+}
+
+// Threads send at the same time.
+void sendTo(benchmark::State& state, auto& server) {
+    std::minstd_rand random(static_cast<unsigned>(state.thread_index()) + 1);
+    Mail::Message message(0);
+    for (auto _ : state) {
+        message.setAddress(kFirstAddress + static_cast<std::uint32_t>(random() % kMailboxes));
+        benchmark::DoNotOptimize(server.send(message));
+    }
+}
+
+void sendQz(benchmark::State& state) {
+    static Mail::ServerImpl made(256);
+    static Mail::Server& server = filled(made);
+    sendTo(state, server);
+}
+
+void sendMap(benchmark::State& state) {
+    static MapServer made;
+    static MapServer& server = filled(made);
+    sendTo(state, server);
+}
+
+BENCHMARK(sendQz)->Name("send/qz")->Threads(1)->Threads(8)->UseRealTime();
+BENCHMARK(sendMap)->Name("send/map")->Threads(1)->Threads(8)->UseRealTime();
 
 BENCHMARK(encodeQz)->Name("encode/qz");
 BENCHMARK(encodeMessageQz)->Name("encode/qz_message");

@@ -15,6 +15,7 @@
 #include "Tasks/Sync.h"
 
 #include <map>
+#include <memory>
 #include <stdint.h>
 #include <utility>
 
@@ -64,8 +65,9 @@ protected:
     Server() = default;
 };
 
-/* The server. Addresses below a size are looked up at once, all others in the logarithm of their
- * number. */
+/* The server. Addresses below a size are found at once, all others by way of a hash table. Senders
+ * do not wait for each other, however many there are, but for threads that add and remove
+ * mailboxes. */
 class QZ_API ServerImpl : public Server {
 public:
     /* Throws std::bad_alloc if there is no memory for that many. */
@@ -90,15 +92,18 @@ private:
     using Overflow = std::map<uint32_t, Mem::Ptr<Mailbox>, std::less<>,
                               qz::allocator<std::pair<const uint32_t, Mem::Ptr<Mailbox>>>>;
     using Direct = qz::vector<Mem::Ptr<Mailbox>>;
+    struct Directory;
 
     QZ_LOCAL void addToOverflow(uint32_t address, const Mem::Ptr<Mailbox>& mailbox);
     QZ_LOCAL Mem::Ptr<Mailbox> take(uint32_t address);
+    QZ_LOCAL Mem::Ptr<Mailbox> find(uint32_t address) const;
 
-    Sync::Futex lock_;
+    Sync::Futex lock_;    /* of those who change something, and of those who then want to read */
     uint32_t directSize_; /* 0 when it is closed */
     Direct direct_;
-    Overflow overflow_;
+    Overflow overflow_; /* keeps the mailboxes, in the order in which they are let go */
     bool isClosed_ = false;
+    std::unique_ptr<Directory> directory_; /* finds them */
 };
 
 } // namespace Mail

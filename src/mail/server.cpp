@@ -1,16 +1,26 @@
 #include "Mail/Server.h"
 
+#include "mail/address_index.h"
+#include "mail/readers.h"
+
 #include <mutex>
 #include <new>
 #include <utility>
 
 namespace Mail {
 
+// How senders find mailboxes, for addresses that are not below the size.
+struct ServerImpl::Directory {
+    Readers readers; // of this, of the size and of what is below it
+    AddressIndex index;
+};
+
 Mailbox::~Mailbox() = default;
 
 Server::~Server() = default;
 
-ServerImpl::ServerImpl(std::uint32_t directSize) : directSize_(directSize), direct_(directSize) {}
+ServerImpl::ServerImpl(std::uint32_t directSize)
+    : directSize_(directSize), direct_(directSize), directory_(new Directory) {}
 
 ServerImpl::~ServerImpl() {
     close();
@@ -21,10 +31,12 @@ void ServerImpl::close() {
     Direct direct;
     Overflow overflow;
     const std::lock_guard lock(lock_);
+    const Readers::Change change(directory_->readers);
     isClosed_ = true;
     directSize_ = 0;
     direct.swap(direct_);
     overflow.swap(overflow_);
+    directory_->index.clear();
 }
 
 void ServerImpl::addMailbox(const Mem::Ptr<Mailbox>& mailbox) {
@@ -33,6 +45,7 @@ void ServerImpl::addMailbox(const Mem::Ptr<Mailbox>& mailbox) {
     }
     const std::uint32_t address = mailbox->address;
     const std::lock_guard lock(lock_);
+    const Readers::Change change(directory_->readers);
     if (address < directSize_) {
         if (!direct_[address]) {
             direct_[address] = mailbox;
@@ -43,10 +56,14 @@ void ServerImpl::addMailbox(const Mem::Ptr<Mailbox>& mailbox) {
 }
 
 void ServerImpl::addToOverflow(std::uint32_t address, const Mem::Ptr<Mailbox>& mailbox) {
+    if (directory_->index.find(address) != nullptr) {
+        return;
+    }
     try {
-        overflow_.try_emplace(address, mailbox);
+        overflow_.emplace(address, mailbox);
+        directory_->index.add(address, mailbox.get());
     } catch (const std::bad_alloc&) {
-        // Not registered, as the header says.
+        overflow_.erase(address); // not registered, as the header says
     }
 }
 
@@ -57,16 +74,13 @@ void ServerImpl::removeMailbox(std::uint32_t address) {
 
 Mem::Ptr<Mailbox> ServerImpl::take(std::uint32_t address) {
     const std::lock_guard lock(lock_);
+    const Readers::Change change(directory_->readers);
     if (address < directSize_) {
         return std::move(direct_[address]);
     }
-    const auto found = overflow_.find(address);
-    if (found == overflow_.end()) {
-        return nullptr;
-    }
-    Mem::Ptr<Mailbox> mailbox = std::move(found->second);
-    overflow_.erase(found);
-    return mailbox;
+    directory_->index.remove(address);
+    const auto node = overflow_.extract(address);
+    return node ? std::move(node.mapped()) : nullptr;
 }
 
 bool ServerImpl::send(const Message& message) {
@@ -78,12 +92,21 @@ bool ServerImpl::send(const Message& message) {
 }
 
 Mem::Ptr<Mailbox> ServerImpl::getMailbox(std::uint32_t address) {
+    {
+        const Readers::Visit visit(directory_->readers);
+        if (visit) {
+            return find(address);
+        }
+    }
     const std::lock_guard lock(lock_);
+    return find(address);
+}
+
+Mem::Ptr<Mailbox> ServerImpl::find(std::uint32_t address) const {
     if (address < directSize_) {
         return direct_[address];
     }
-    const auto found = overflow_.find(address);
-    return found == overflow_.end() ? nullptr : found->second;
+    return Mem::Ptr<Mailbox>(directory_->index.find(address));
 }
 
 } // namespace Mail

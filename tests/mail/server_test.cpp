@@ -119,6 +119,26 @@ TEST(MailServerEnd, ReleasesReceiversAndMemory) {
     EXPECT_EQ(qz::getSTLAllocatorCounter(), before);
 }
 
+TEST(MailServerLookup, FindsWhoIsThereAndNobodyElse) {
+    constexpr std::uint32_t kAddresses = 600;
+    Mail::ServerImpl server(4);
+    std::vector<Mem::Ptr<Box>> there(kAddresses);
+    std::minstd_rand random(1);
+    for (int step = 0; step < 20000; ++step) {
+        const auto address = static_cast<std::uint32_t>(random() % kAddresses);
+        if (there[address]) {
+            server.removeMailbox(address);
+            there[address] = nullptr;
+        } else {
+            server.addMailbox(there[address] = box(address));
+        }
+        for (std::uint32_t near = 0; near < kAddresses; near += 37) {
+            ASSERT_EQ(server.getMailbox((address + near) % kAddresses),
+                      there[(address + near) % kAddresses]);
+        }
+    }
+}
+
 TEST(MailServerLookup, MayBeChangedByADerivedServer) {
     struct Forwarding : Mail::ServerImpl {
         using ServerImpl::ServerImpl;

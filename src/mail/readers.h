@@ -1,0 +1,72 @@
+// Lets many threads read at once what one thread at a time changes.
+#pragma once
+
+#include "core/spin.h"
+#include "platform/thread.h"
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+
+namespace Mail {
+
+// Readers count themselves, each on a cache line that it seldom shares with another thread, so they
+// cost each other nothing. A change costs a look at all counts. Readers do not wait for it but are
+// sent away, to read under the lock that those who change something hold.
+class Readers {
+    struct alignas(64) Count {
+        std::atomic<std::uint32_t> inside{0};
+    };
+
+public:
+    // Inside, unless something is being changed, as long as it lives.
+    class Visit {
+    public:
+        explicit Visit(Readers& readers) : count_(readers.ownCount()) {
+            count_.inside.fetch_add(1);
+            isAllowed_ = !readers.isShut_.load();
+        }
+        ~Visit() { count_.inside.fetch_sub(1, std::memory_order_release); }
+        Visit(const Visit&) = delete;
+        Visit& operator=(const Visit&) = delete;
+
+        explicit operator bool() const { return isAllowed_; }
+
+    private:
+        Count& count_;
+        bool isAllowed_;
+    };
+
+    // Keeps readers out as long as it lives, and begins when the last one has left. One at a time.
+    class Change {
+    public:
+        explicit Change(Readers& readers) : readers_(readers) {
+            readers_.isShut_.store(true);
+            for (const Count& count : readers_.counts_) {
+                for (core::Spin spin; count.inside.load() != 0;) {
+                    spin.turn();
+                }
+            }
+        }
+        ~Change() { readers_.isShut_.store(false, std::memory_order_release); }
+        Change(const Change&) = delete;
+        Change& operator=(const Change&) = delete;
+
+    private:
+        Readers& readers_;
+    };
+
+private:
+    static constexpr unsigned kCountBits = 6;
+
+    // The upper bits of the product depend on all bits of the thread.
+    Count& ownCount() {
+        constexpr std::uint64_t kSpread = 0x9E3779B97F4A7C15;
+        return counts_[(platform::currentThread() * kSpread) >> (64 - kCountBits)];
+    }
+
+    std::atomic<bool> isShut_{false};
+    std::array<Count, std::size_t{1} << kCountBits> counts_;
+};
+
+} // namespace Mail
