@@ -17,6 +17,7 @@ constexpr std::uint64_t kPage = 4096;
 // Far more than linkers make. Tables can claim so many entries that looking through them for each
 // line of a report would take days.
 constexpr unsigned kMostEntries = 512;
+constexpr unsigned kAtOnce = 16; // of a table
 
 constexpr std::uint64_t pageOf(std::uint64_t address) {
     return address & ~(kPage - 1);
@@ -79,14 +80,17 @@ bool ElfFile::readSegments() {
     }
     std::uint64_t begin = UINT64_MAX;
     std::uint64_t end = 0;
-    for (unsigned i = 0; i < header_.e_phnum; ++i) {
-        Elf64_Phdr segment;
-        if (!read(&segment, sizeof segment, header_.e_phoff + i * sizeof segment)) {
+    Elf64_Phdr segments[kAtOnce];
+    for (unsigned first = 0; first < header_.e_phnum; first += kAtOnce) {
+        const unsigned count = std::min<unsigned>(header_.e_phnum - first, kAtOnce);
+        if (!read(segments, count * sizeof *segments, header_.e_phoff + first * sizeof *segments)) {
             return false;
         }
-        if (segment.p_type == PT_LOAD) {
-            begin = std::min(begin, pageOf(segment.p_vaddr));
-            end = std::max(end, segment.p_vaddr + segment.p_memsz);
+        for (unsigned i = 0; i < count; ++i) {
+            if (segments[i].p_type == PT_LOAD) {
+                begin = std::min(begin, pageOf(segments[i].p_vaddr));
+                end = std::max(end, segments[i].p_vaddr + segments[i].p_memsz);
+            }
         }
     }
     loadAddress_ = begin;
@@ -110,7 +114,6 @@ bool ElfFile::section(unsigned number, Elf64_Shdr& section) const {
 }
 
 unsigned ElfFile::sectionAt(std::uint64_t address, std::uint32_t& offset) const {
-    constexpr unsigned kAtOnce = 16;
     Elf64_Shdr sections[kAtOnce];
     unsigned count = 0;
     for (unsigned first = 1; (count = readSections(first, sections, kAtOnce)) > 0; first += count) {
@@ -167,7 +170,7 @@ bool ElfFile::textOf(const char* sectionName, char* text, std::size_t room) cons
 }
 
 bool ElfFile::beginsLike(const void* memory) const {
-    char piece[512];
+    char piece[2048];
     for (std::uint64_t done = 0; done < kPage; done += sizeof piece) {
         const ssize_t count = pread(file_, piece, sizeof piece, static_cast<off_t>(done));
         if (count < 0 || std::memcmp(piece, static_cast<const char*>(memory) + done,

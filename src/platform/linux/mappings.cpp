@@ -62,6 +62,7 @@ struct Entry {
         begin = number();
         ++rest;
         end = number();
+        isCode = std::strlen(rest) > 3 && rest[3] == 'x';
         skipField();
         ++rest;
         offset = number();
@@ -93,9 +94,22 @@ struct Entry {
     std::uintptr_t begin;
     std::uintptr_t end;
     std::uintptr_t offset;
+    bool isCode;
 };
 
-bool readMapping(std::uintptr_t address, Mapping& mapping) {
+bool contains(const Mapping& mapping, std::uintptr_t address) {
+    return address - mapping.begin < mapping.end - mapping.begin;
+}
+
+void setPath(Mapping& mapping, const char* path) {
+    const std::size_t length = std::min(std::strlen(path), sizeof mapping.path - 1);
+    std::memcpy(mapping.path, path, length);
+    mapping.path[length] = 0;
+}
+
+// Calls visit(mapping, isCode) for each one, in the order of addresses, until it returns false.
+template<class Visit>
+void readMappings(Mapping& mapping, Visit visit) {
     mapping = {};
     LineReader maps("/proc/self/maps");
     char line[sizeof mapping.path + 80] = "";
@@ -103,42 +117,105 @@ bool readMapping(std::uintptr_t address, Mapping& mapping) {
         const Entry entry(line);
         const bool isSameFile = std::strcmp(entry.rest, mapping.path) == 0;
         if (!isSameFile || entry.offset == 0) {
-            const std::size_t length = std::min(std::strlen(entry.rest), sizeof mapping.path - 1);
-            std::memcpy(mapping.path, entry.rest, length);
-            mapping.path[length] = 0;
+            setPath(mapping, entry.rest);
             mapping.base = entry.offset == 0 ? entry.begin : 0;
         }
-        if (address - entry.begin < entry.end - entry.begin) {
-            mapping.begin = entry.begin;
-            mapping.end = entry.end;
-            return true;
+        mapping.begin = entry.begin;
+        mapping.end = entry.end;
+        if (!visit(mapping, entry.isCode)) {
+            return;
         }
     }
-    return false;
+    mapping = {};
 }
 
-// Enough for the modules on any stack. Pages that are not used cost nothing.
-constexpr std::size_t kMostKnown = 256;
-constinit Mapping known[kMostKnown] = {};
-constinit std::size_t knownCount = 0;
+// What there is of code, which is where frames are, as it was when the report began. In the order
+// of addresses. Pages that are not used cost nothing.
+class CodeTable {
+public:
+    constexpr CodeTable() = default;
+
+    void read(Mapping& workplace) {
+        isRead_ = true;
+        readMappings(workplace, [this](const Mapping& mapping, bool isCode) {
+            return !isCode || add(mapping);
+        });
+    }
+    bool isRead() const { return isRead_; }
+
+    bool find(std::uintptr_t address, Mapping& mapping) const {
+        const Code* const behind = std::upper_bound(
+            codes_, codes_ + count_, address,
+            [](std::uintptr_t wanted, const Code& code) { return wanted < code.begin; });
+        if (behind == codes_ || address >= behind[-1].end) {
+            return false;
+        }
+        const Code& code = behind[-1];
+        mapping.begin = code.begin;
+        mapping.end = code.end;
+        mapping.base = code.base;
+        setPath(mapping, paths_ + code.path);
+        return true;
+    }
+
+    void forget() {
+        isRead_ = false;
+        count_ = 0;
+        used_ = 0;
+    }
+
+private:
+    static constexpr std::size_t kMostCodes = 4096;
+    static constexpr std::size_t kRoomForPaths = std::size_t{1} << 17;
+
+    struct Code {
+        std::uintptr_t begin, end, base;
+        std::size_t path; // where it begins among the paths
+    };
+
+    // False if there is no room for it.
+    bool add(const Mapping& mapping) {
+        const std::size_t size = std::strlen(mapping.path) + 1;
+        if (count_ == kMostCodes || size > kRoomForPaths - used_) {
+            return false;
+        }
+        std::memcpy(paths_ + used_, mapping.path, size);
+        codes_[count_++] = {mapping.begin, mapping.end, mapping.base, used_};
+        used_ += size;
+        return true;
+    }
+
+    bool isRead_ = false;
+    std::size_t count_ = 0;
+    std::size_t used_ = 0;
+    Code codes_[kMostCodes]{};
+    char paths_[kRoomForPaths]{};
+};
+
+constinit CodeTable codes;
+constinit Mapping found{};
 
 } // namespace
 
+// Addresses of something other than code are rare, and looked for among all mappings; so is code
+// for which the table has no room.
 const Mapping* findMapping(std::uintptr_t address) {
-    for (std::size_t i = 0; i < knownCount; ++i) {
-        if (address - known[i].begin < known[i].end - known[i].begin) {
-            return &known[i];
-        }
+    if (contains(found, address)) {
+        return &found;
     }
-    knownCount = knownCount < kMostKnown ? knownCount : 0;
-    if (!readMapping(address, known[knownCount])) {
-        return nullptr;
+    if (!codes.isRead()) {
+        codes.read(found);
     }
-    return &known[knownCount++];
+    if (!codes.find(address, found)) {
+        readMappings(found,
+                     [=](const Mapping& mapping, bool) { return !contains(mapping, address); });
+    }
+    return contains(found, address) ? &found : nullptr;
 }
 
 void forgetMappings() {
-    knownCount = 0;
+    codes.forget();
+    found = {};
 }
 
 } // namespace platform

@@ -15,7 +15,7 @@ struct Mapping {
 
 // Null if nothing is mapped at the address; else valid until the next call. Safe in a signal
 // handler: it asks the kernel, and not the loader, whose lock a crashed thread may hold. Remembers
-// what it found, because the kernel lists all mappings each time. For one thread at a time.
+// where code is, because the kernel lists all mappings each time. For one thread at a time.
 const Mapping* findMapping(std::uintptr_t address);
 
 // For the next report: what is mapped where may have changed.
