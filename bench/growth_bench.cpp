@@ -4,7 +4,9 @@
 
 #include "Common/FSM.h"
 #include "Common/Factory.h"
+#include "Common/Profiler.h"
 #include "Common/Text.h"
+#include "Core/Clock.h"
 #include "Random/RandomManager.h"
 #include "Random/Randomizer.h"
 #include "Shm/RingBuffer.h"
@@ -18,7 +20,9 @@
 #include <cstdint>
 #include <deque>
 #include <memory>
+#include <stop_token>
 #include <string>
+#include <thread>
 #include <unordered_map>
 #include <vector>
 
@@ -186,6 +190,31 @@ void locations(benchmark::State& state) {
     countEach(state, state.range(0));
 }
 
+// --- The profiler: one section, of one name after another, while another thread counts or not.
+
+void profiledSection(benchmark::State& state) {
+    const std::vector<std::string> sections = names("section ", state.range(0));
+    const bool isWatched = state.range(1) != 0;
+    Common::Profiler profiler;
+    profiler.start();
+    const std::jthread other([&](const std::stop_token& stop) {
+        while (isWatched && !stop.stop_requested()) {
+            profiler.visit([](void*, const char*, const Common::Profiler::Statistics&) {}, nullptr);
+        }
+    });
+    std::vector<double> times;
+    std::size_t next = 0;
+    for (auto _ : state) {
+        const std::int64_t begin = QZ_get_ticks();
+        { const Common::ProfiledFunc section(sections[next].c_str(), profiler); }
+        times.push_back(static_cast<double>(QZ_get_ticks() - begin));
+        next = next + 1 < sections.size() ? next + 1 : 0;
+    }
+    const double nanoseconds = 1e9 / static_cast<double>(QZ_get_tick_rate());
+    state.counters["p99.9"] = bench::percentile(times, 0.999) * nanoseconds;
+    countEach(state, 1);
+}
+
 // --- Small operations on large things.
 
 struct WideTables : Common::FSM::Descriptor {
@@ -235,6 +264,10 @@ BENCHMARK(openRing)->Name("ring/open")->Apply(bench::threeSizes<20>);
 BENCHMARK(randomObjects)->Name("random/objects")->Apply(bench::threeSizes<1000>);
 BENCHMARK(randomizers)->Name("random/generators")->Apply(bench::threeSizes<1000>);
 BENCHMARK(locations)->Name("location/add_remove")->Apply(bench::threeSizes<1000>);
+BENCHMARK(profiledSection)
+    ->Name("profiler/section")
+    ->ArgsProduct({{10, 100, 1000}, {0, 1}})
+    ->UseRealTime();
 BENCHMARK(startMachine)->Name("fsm/init")->Apply(bench::threeSizes<600>);
 BENCHMARK(popArguments)->Name("arguments/pop")->Apply(bench::threeSizes<1000>);
 
@@ -251,6 +284,8 @@ constexpr bench::Goal kGoals[] = {
     bench::growth(10.0, "random/objects/1000", "random/objects/100000"),
     bench::growth(10.0, "random/generators/1000", "random/generators/100000"),
     bench::growth(10.0, "location/add_remove/1000", "location/add_remove/100000"),
+    bench::growth(2.0, "profiler/section/10/0", "profiler/section/1000/0"),
+    bench::atMost(2.0, "profiler/section/10/0", "profiler/section/10/1", "p99.9"),
     bench::growth(1.5, "fsm/init/600", "fsm/init/60000"),
     bench::growth(2.0, "arguments/pop/1000", "arguments/pop/100000"),
 };

@@ -5,30 +5,28 @@
 namespace common {
 
 void EndedThreads::take(const ProfiledThread& thread) {
-    thread.read([this](const ThreadId& id, const auto& units, const auto& sections) {
-        qz::vector<ProfiledUnit*> places;
-        places.reserve(units.size());
-        for (const ProfiledUnit& unit : units) {
-            ProfiledUnit empty = unit;
-            empty.count = 0;
-            empty.total = 0;
-            places.push_back(&units_.emplace(unit.name, empty).first->second);
-        }
-        makeRoom(sections.size());
-        if (!sections.empty()) {
-            threads_.push_back(id);
-        }
-        // Nothing throws from here on.
-        for (std::size_t i = 0; i < units.size(); ++i) {
-            places[i]->add(units[i]);
-        }
-        for (const ProfiledSection& section : sections) {
-            sections_.push_back(
-                {places[section.unit]->name, id.number, section.start, section.duration});
-        }
+    const ThreadId id = thread.id();
+    qz::vector<ProfiledUnit> units;
+    qz::unordered_map<const CountedUnit*, ProfiledUnit*> places;
+    thread.units().read([&](const CountedUnit& unit) {
+        units.push_back(unit.read());
+        ProfiledUnit empty{};
+        std::ranges::copy(units.back().name, empty.name);
+        places[&unit] = &units_.emplace(unit.name(), empty).first->second;
+    });
+    makeRoom(thread.sections().size());
+    if (thread.sections().size() > 0) {
+        threads_.push_back(id);
+    }
+    // Nothing throws from here on.
+    for (const ProfiledUnit& unit : units) {
+        units_.find(unit.name)->second.add(unit);
+    }
+    thread.sections().read([&](const ProfiledSection& section) {
+        const char* const name = places.find(section.unit)->second->name;
+        sections_.push_back({name, id.number, section.start, section.duration});
     });
 }
-
 void EndedThreads::reset() {
     units_ = {};
     threads_ = {};

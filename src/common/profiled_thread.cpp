@@ -5,16 +5,16 @@
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
+#include <utility>
 
 namespace common {
 
 namespace {
 
-void copyName(char (&name)[kProfiledNameSize], const char* text) {
-    const std::size_t length =
-        core::lengthToKeep({text, strnlen(text, kProfiledNameSize)}, kProfiledNameSize - 1);
-    std::memcpy(name, text, length);
-    name[length] = '\0';
+std::string_view cutName(const char* text) {
+    const std::string_view begin(text, strnlen(text, kProfiledNameSize));
+    return begin.substr(0, core::lengthToKeep(begin, kProfiledNameSize - 1));
 }
 
 std::size_t cacheSlot(const char* name, std::size_t slots) {
@@ -34,6 +34,79 @@ void ProfiledUnit::add(const ProfiledUnit& other) noexcept {
     count += other.count;
 }
 
+void CountedUnit::setName(std::string_view name) {
+    name_[name.copy(name_, sizeof name_ - 1)] = '\0';
+}
+
+// Whoever sees one of the values also sees that a change had begun by then.
+void CountedUnit::add(std::int64_t duration) {
+    constexpr auto kOwn = std::memory_order_relaxed;
+    const std::uint64_t changes = changes_.load(kOwn);
+    const std::uint64_t count = count_.load(kOwn);
+    const std::int64_t minimum = count == 0 ? duration : std::min(minimum_.load(kOwn), duration);
+    const std::int64_t maximum = std::max(maximum_.load(kOwn), duration);
+    changes_.store(changes + 1, kOwn);
+    count_.store(count + 1, std::memory_order_release);
+    total_.store(total_.load(kOwn) + duration, std::memory_order_release);
+    minimum_.store(minimum, std::memory_order_release);
+    maximum_.store(maximum, std::memory_order_release);
+    changes_.store(changes + 2, std::memory_order_release);
+}
+
+ProfiledUnit CountedUnit::read() const {
+    constexpr auto kSeen = std::memory_order_acquire;
+    ProfiledUnit unit{};
+    std::memcpy(unit.name, name_, sizeof name_);
+    for (;;) {
+        const std::uint64_t changes = changes_.load(kSeen);
+        unit.count = count_.load(kSeen);
+        unit.total = total_.load(kSeen);
+        unit.minimum = minimum_.load(kSeen);
+        unit.maximum = maximum_.load(kSeen);
+        if (changes % 2 == 0 && changes_.load(std::memory_order_relaxed) == changes) {
+            return unit;
+        }
+        platform::yieldThread(); // the thread may have lost the processor
+    }
+}
+
+// Slots from the name's own on, up to the first that has the name or is empty.
+CountedUnit** UnitIndex::slotOf(std::string_view name) {
+    std::size_t slot = std::hash<std::string_view>()(name) & (slots_.size() - 1);
+    while (slots_[slot] != nullptr && slots_[slot]->name() != name) {
+        slot = (slot + 1) & (slots_.size() - 1);
+    }
+    return &slots_[slot];
+}
+
+CountedUnit* UnitIndex::find(std::string_view name) {
+    return slots_.empty() ? nullptr : *slotOf(name);
+}
+
+void UnitIndex::add(CountedUnit& unit) {
+    if (2 * (size_ + 1) > slots_.size()) {
+        grow();
+    }
+    *slotOf(unit.name()) = &unit;
+    ++size_;
+}
+
+void UnitIndex::grow() {
+    constexpr std::size_t kFirstSlots = 32;
+    const auto smaller = std::exchange(
+        slots_, qz::vector<CountedUnit*>(std::max(2 * slots_.size(), kFirstSlots), nullptr));
+    for (CountedUnit* const unit : smaller) {
+        if (unit != nullptr) {
+            *slotOf(unit->name()) = unit;
+        }
+    }
+}
+
+void UnitIndex::swap(UnitIndex& other) noexcept {
+    slots_.swap(other.slots_);
+    std::swap(size_, other.size_);
+}
+
 void ProfiledThread::enter(const char* name, unsigned session, std::int64_t now) {
     const std::lock_guard lock(mutex_);
     continueIn(session);
@@ -47,30 +120,38 @@ void ProfiledThread::leave(unsigned session, std::int64_t now, std::atomic<std::
                            FrameTimes& frames) {
     const std::lock_guard lock(mutex_);
     continueIn(session);
-    if (depth_ == 0 || --depth_ >= kMaxDepth || open_[depth_].unit == kNoUnit) {
+    if (depth_ == 0 || --depth_ >= kMaxDepth || open_[depth_].unit == nullptr) {
         return;
     }
-    const auto [index, start] = open_[depth_];
+    const auto [unit, start] = open_[depth_];
     const std::int64_t duration = now - start;
-    ProfiledUnit& unit = units_[index];
-    unit.minimum = unit.count == 0 ? duration : std::min(unit.minimum, duration);
-    unit.maximum = std::max(unit.maximum, duration);
-    unit.total += duration;
-    ++unit.count;
-    if (index == frameUnit_) {
+    unit->add(duration);
+    if (unit == frameUnit_) {
         frames.add(duration);
     }
     if (room.fetch_sub(1, std::memory_order_relaxed) > 0) {
-        sections_.push_back({index, start, duration});
+        sections_.place() = {unit, start, duration};
+        sections_.add();
     }
 }
 
+// What it had is deleted when the thread may go on.
 void ProfiledThread::reset() {
+    UnitIndex index;
+    Units units;
+    Sections sections;
     const std::lock_guard lock(mutex_);
     depth_ = 0;
-    frameUnit_ = kNoUnit;
-    units_ = {};
-    sections_ = {};
+    frameUnit_ = nullptr;
+    cache_.fill(nullptr);
+    index_.swap(index);
+    units_.swap(units);
+    sections_.swap(sections);
+}
+
+ThreadId ProfiledThread::id() const {
+    const std::lock_guard lock(mutex_);
+    return id_;
 }
 
 void ProfiledThread::continueIn(unsigned session) {
@@ -81,31 +162,31 @@ void ProfiledThread::continueIn(unsigned session) {
     }
 }
 
-std::uint32_t ProfiledThread::unitOf(const char* name) noexcept {
-    std::uint32_t& guess = cache_[cacheSlot(name, kCacheSize)];
-    if (guess < units_.size() && std::strcmp(units_[guess].name, name) == 0) {
+CountedUnit* ProfiledThread::unitOf(const char* name) noexcept {
+    CountedUnit*& guess = cache_[cacheSlot(name, kCacheSize)];
+    if (guess != nullptr && std::strcmp(guess->name(), name) == 0) {
         return guess;
     }
     try {
         return guess = findOrAdd(name);
     } catch (...) {
-        return kNoUnit;
+        return nullptr;
     }
 }
 
-std::uint32_t ProfiledThread::findOrAdd(const char* name) {
-    ProfiledUnit unit{};
-    copyName(unit.name, name);
-    const auto found = std::ranges::find_if(
-        units_, [&](const ProfiledUnit& one) { return std::strcmp(one.name, unit.name) == 0; });
-    const auto index = static_cast<std::uint32_t>(found - units_.begin());
-    if (found == units_.end()) {
-        units_.push_back(unit);
+CountedUnit* ProfiledThread::findOrAdd(const char* text) {
+    const std::string_view name = cutName(text);
+    if (CountedUnit* const found = index_.find(name)) {
+        return found;
     }
-    if (std::strcmp(unit.name, Common::kFrameSection) == 0) {
-        frameUnit_ = index;
+    CountedUnit& added = units_.place();
+    added.setName(name);
+    index_.add(added);
+    units_.add();
+    if (name == Common::kFrameSection) {
+        frameUnit_ = &added;
     }
-    return index;
+    return &added;
 }
 
 } // namespace common

@@ -3,6 +3,7 @@
 
 #include "Common/Allocator.h"
 #include "common/frame_times.h"
+#include "common/growing_list.h"
 #include "platform/thread.h"
 
 #include <array>
@@ -10,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <mutex>
+#include <string_view>
 
 namespace common {
 
@@ -24,8 +26,29 @@ struct ProfiledUnit {
     void add(const ProfiledUnit& other) noexcept;
 };
 
+// A unit to which its thread adds while others read it. The count of changes, odd in the midst of
+// one, tells readers whether what they have read belongs together; the thread never waits for them.
+class CountedUnit {
+public:
+    CountedUnit() = default;
+    CountedUnit& operator=(const CountedUnit&) = delete;
+
+    // Before others know it.
+    void setName(std::string_view name);
+
+    const char* name() const { return name_; }
+    void add(std::int64_t duration);
+    ProfiledUnit read() const;
+
+private:
+    char name_[kProfiledNameSize] = "";
+    std::atomic<std::uint64_t> changes_{0};
+    std::atomic<std::uint64_t> count_{0};
+    std::atomic<std::int64_t> total_{0}, minimum_{0}, maximum_{0};
+};
+
 struct ProfiledSection {
-    std::uint32_t unit;
+    const CountedUnit* unit;
     std::int64_t start, duration; // ticks
 };
 
@@ -35,10 +58,29 @@ struct ThreadId {
     platform::ThreadName name; // as it was at the first section after the profiler's last start
 };
 
-// What one thread has recorded, and where it is. Locked for each use: by its thread, which hardly
-// ever meets anybody, and by who reads.
+// Its units by their names, for the thread itself.
+class UnitIndex {
+public:
+    CountedUnit* find(std::string_view name); // null if there is none
+    void add(CountedUnit& unit);              // throws std::bad_alloc
+    void swap(UnitIndex& other) noexcept;
+
+private:
+    CountedUnit** slotOf(std::string_view name);
+    void grow();
+
+    qz::vector<CountedUnit*> slots_; // a power of two, half of them null at least
+    std::size_t size_ = 0;
+};
+
+// What one thread has recorded, and where it is. Readers and the thread do not wait for each other:
+// what they read only grows. The lock, which the thread takes for each section, is held by others
+// just for the moment in which they read its name or take from it all that it has.
 class ProfiledThread {
 public:
+    using Units = GrowingList<CountedUnit>;
+    using Sections = GrowingList<ProfiledSection>;
+
     explicit ProfiledThread(unsigned number) : id_{number, {}} {}
 
     // session: sections of an earlier one were cut off by its end, and do not count.
@@ -48,42 +90,41 @@ public:
     void leave(unsigned session, std::int64_t now, std::atomic<std::int64_t>& room,
                FrameTimes& frames);
 
+    // Not while somebody reads.
     void reset();
 
     // Told by the thread as the last thing it does here.
     void end() { hasEnded_.store(true, std::memory_order_release); }
     bool hasEnded() const { return hasEnded_.load(std::memory_order_acquire); }
 
-    template<class Visit>
-    void read(Visit visit) const {
-        const std::lock_guard lock(mutex_);
-        visit(id_, units_, sections_);
-    }
+    ThreadId id() const;
+    const Units& units() const { return units_; }
+    const Sections& sections() const { return sections_; }
 
 private:
     static constexpr std::size_t kMaxDepth = 64;
     static constexpr std::size_t kCacheSize = 256;
-    static constexpr std::uint32_t kNoUnit = UINT32_MAX;
 
     struct Open {
-        std::uint32_t unit;
+        CountedUnit* unit;
         std::int64_t start;
     };
 
     void continueIn(unsigned session);
-    std::uint32_t unitOf(const char* name) noexcept; // kNoUnit if there is no memory
-    std::uint32_t findOrAdd(const char* name);
+    CountedUnit* unitOf(const char* name) noexcept; // null if there is no memory
+    CountedUnit* findOrAdd(const char* name);
 
     mutable std::mutex mutex_;
     ThreadId id_;
     std::atomic<bool> hasEnded_{false};
     unsigned session_ = 0;
     std::size_t depth_ = 0;
-    std::uint32_t frameUnit_ = kNoUnit;
+    CountedUnit* frameUnit_ = nullptr;
     std::array<Open, kMaxDepth> open_{};
-    std::array<std::uint32_t, kCacheSize> cache_{}; // by the name's address; a guess to be checked
-    qz::vector<ProfiledUnit> units_;
-    qz::vector<ProfiledSection> sections_;
+    std::array<CountedUnit*, kCacheSize> cache_{}; // by the name's address; a guess to be checked
+    UnitIndex index_;
+    Units units_;
+    Sections sections_;
 };
 
 } // namespace common

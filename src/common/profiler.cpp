@@ -5,7 +5,9 @@
 
 #include <iterator>
 #include <memory>
+#include <mutex>
 #include <new>
+#include <shared_mutex>
 
 namespace common {
 
@@ -31,7 +33,7 @@ Common::Profiler& globalProfiler = reinterpret_cast<Common::Profiler&>(common::t
 
 namespace Common {
 
-// Takes no lock, as it must not where a thread ends: the next new thread clears up.
+// Takes no lock, as it must not where a thread ends: the next new thread, or reader, clears up.
 bool Profiler::Recording::open() {
     return own_.open([](void* thread) { static_cast<common::ProfiledThread*>(thread)->end(); });
 }
@@ -46,48 +48,86 @@ common::ProfiledThread& Profiler::Recording::thread() {
 }
 
 common::ProfiledThread& Profiler::Recording::addThread() {
-    const std::lock_guard lock(mutex_);
     takeOverEnded();
-    common::ProfiledThread& added = threads_.emplace_back(++lastNumber_);
-    if (!own_.set(&added)) {
-        threads_.pop_back();
+    Threads added;
+    common::ProfiledThread& thread = added.emplace_back(++lastNumber_);
+    if (!own_.set(&thread)) {
         throw std::bad_alloc();
     }
-    return added;
+    const std::lock_guard lock(listMutex_);
+    threads_.splice(threads_.end(), added);
+    return thread;
 }
 
-void Profiler::Recording::takeOverEnded() {
+qz::vector<const common::ProfiledThread*> Profiler::Recording::known() const {
+    const std::lock_guard lock(listMutex_);
+    qz::vector<const common::ProfiledThread*> threads;
+    threads.reserve(threads_.size());
+    for (const common::ProfiledThread& thread : threads_) {
+        threads.push_back(&thread);
+    }
+    return threads;
+}
+
+// Takes those off the list for which the condition is true.
+template<class Condition>
+Profiler::Recording::Threads Profiler::Recording::without(Condition condition) {
+    Threads taken;
+    const std::lock_guard lock(listMutex_);
     for (auto thread = threads_.begin(); thread != threads_.end();) {
         const auto next = std::next(thread);
-        if (thread->hasEnded()) {
-            ended_.take(*thread);
-            threads_.erase(thread);
+        if (condition(*thread)) {
+            taken.splice(taken.end(), threads_, thread);
         }
         thread = next;
+    }
+    return taken;
+}
+
+// A record with many sections is hardly more than them, and stays as it is: copying it would take
+// too long for a new thread, which does this.
+void Profiler::Recording::takeOverEnded() noexcept {
+    constexpr std::size_t kFewSections = 1024;
+    const std::unique_lock alone(contents_, std::try_to_lock);
+    if (!alone) {
+        return;
+    }
+    Threads ended = without([](const common::ProfiledThread& thread) {
+        return thread.hasEnded() && thread.sections().size() <= kFewSections;
+    });
+    try {
+        for (; !ended.empty(); ended.pop_front()) {
+            ended_.take(ended.front());
+        }
+    } catch (...) { // no memory; perhaps the next time
+        const std::lock_guard lock(listMutex_);
+        threads_.splice(threads_.begin(), ended);
     }
 }
 
 common::ProfiledUnits Profiler::Recording::merged() const {
-    const std::lock_guard lock(mutex_);
-    common::ProfiledUnits all = ended_.units();
-    for (const common::ProfiledThread& thread : threads_) {
-        thread.read([&](const auto&, const auto& units, const auto&) {
-            for (const common::ProfiledUnit& unit : units) {
-                const auto [place, isNew] = all.emplace(unit.name, unit);
-                if (!isNew) {
-                    place->second.add(unit);
-                }
-            }
-        });
-    }
+    common::ProfiledUnits all;
+    read([&](const common::EndedThreads& ended) { all = ended.units(); },
+         [&](const common::ProfiledThread& thread) {
+             thread.units().read([&](const common::CountedUnit& counted) {
+                 const common::ProfiledUnit unit = counted.read();
+                 const auto [place, isNew] = all.emplace(unit.name, unit);
+                 if (!isNew) {
+                     place->second.add(unit);
+                 }
+             });
+         });
     return all;
 }
 
 void Profiler::Recording::reset() {
-    const std::lock_guard lock(mutex_);
+    const std::lock_guard alone(contents_);
     room = kMaxSections;
     frames.reset();
     ended_.reset();
+    const Threads ended =
+        without([](const common::ProfiledThread& thread) { return thread.hasEnded(); });
+    const std::lock_guard lock(listMutex_);
     for (common::ProfiledThread& thread : threads_) {
         thread.reset();
     }
@@ -148,10 +188,11 @@ void Profiler::leaveSection() noexcept {
 }
 
 void Profiler::visit(Visitor visitor, void* context) const {
-    const Recording* const recording = recording_.load();
+    Recording* const recording = recording_.load();
     if (recording == nullptr) {
         return;
     }
+    recording->takeOverEnded();
     const double second = 1.0 / static_cast<double>(QZ_get_tick_rate());
     for (const auto& [name, unit] : recording->merged()) {
         if (unit.count == 0) {

@@ -136,14 +136,14 @@ bool writeTrace(const Common::Profiler::Recording* recording, const char* path) 
                     trace.write(section.name, section.thread, section.start, section.duration);
                 }
             },
-            [&](const ThreadId& thread, const auto& units, const auto& sections) {
-                if (!sections.empty()) {
-                    trace.write(thread);
+            [&](const ProfiledThread& thread) {
+                const ThreadId id = thread.id();
+                if (thread.sections().size() > 0) {
+                    trace.write(id);
                 }
-                for (const ProfiledSection& section : sections) {
-                    trace.write(units[section.unit].name, thread.number, section.start,
-                                section.duration);
-                }
+                thread.sections().read([&](const ProfiledSection& section) {
+                    trace.write(section.unit->name(), id.number, section.start, section.duration);
+                });
             });
     }
     return trace.close();

@@ -11,6 +11,7 @@
 #include <atomic>
 #include <cstdint>
 #include <mutex>
+#include <shared_mutex>
 
 namespace common {
 
@@ -45,27 +46,37 @@ struct Common::Profiler::Recording {
 
     void reset();
 
-    // Calls back with the threads that have ended, and then with each of the others.
+    // Calls back with what ended threads have left, and then with each of the others, while they
+    // go on recording.
     template<class VisitEnded, class VisitThread>
     void read(VisitEnded visitEnded, VisitThread visitThread) const {
-        const std::lock_guard lock(mutex_);
+        const std::shared_lock reading(contents_);
+        const auto threads = known();
         visitEnded(ended_);
-        for (const common::ProfiledThread& thread : threads_) {
-            thread.read(visitThread);
+        for (const common::ProfiledThread* const thread : threads) {
+            visitThread(*thread);
         }
     }
+
+    // Does nothing while others read.
+    void takeOverEnded() noexcept;
 
     std::atomic<unsigned> session{0};
     std::atomic<std::int64_t> room{kMaxSections}; // negative: as many did not find any
     common::FrameTimes frames;
 
 private:
+    using Threads = qz::list<common::ProfiledThread>;
+
     common::ProfiledThread& addThread();
-    void takeOverEnded();
+    qz::vector<const common::ProfiledThread*> known() const;
+    template<class Condition>
+    Threads without(Condition condition);
 
     platform::ThreadSlot own_; // each thread's record
-    mutable std::mutex mutex_;
-    unsigned lastNumber_ = 0;
-    qz::list<common::ProfiledThread> threads_; // those that have ended since the last new one, too
+    std::atomic<unsigned> lastNumber_{0};
+    mutable std::shared_mutex contents_; // shared by readers; alone: to take a record away
+    mutable std::mutex listMutex_;       // never held for long, as new threads wait for it
+    Threads threads_;                    // those that have ended and were not taken over, too
     common::EndedThreads ended_;
 };
