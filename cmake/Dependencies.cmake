@@ -1,4 +1,4 @@
-# Finds what is installed and names it: qz::lua, qz::physfs, qz::iconv. Nothing is downloaded here.
+# Finds what is installed and names it: qz::lua, qz::physfs, qz::zlib, qz::iconv. Nothing is downloaded here.
 # qzCore::lua is the same Lua, by the name that hosts know from the installed package.
 find_package(Threads REQUIRED)
 
@@ -21,6 +21,12 @@ if(WIN32)
   target_compile_definitions(qz::physfs INTERFACE PHYSFS_DECL=)
   target_link_libraries(qz::physfs INTERFACE ${QZ_PHYSFS_LIBRARY})
 
+  find_path(QZ_ZLIB_INCLUDE zlib.h REQUIRED)
+  find_library(QZ_ZLIB_LIBRARY NAMES z REQUIRED)
+  add_library(qz::zlib INTERFACE IMPORTED)
+  target_include_directories(qz::zlib SYSTEM INTERFACE ${QZ_ZLIB_INCLUDE})
+  target_link_libraries(qz::zlib INTERFACE ${QZ_ZLIB_LIBRARY})
+
   find_path(QZ_ICONV_INCLUDE iconv.h REQUIRED)
   find_library(QZ_ICONV_LIBRARY NAMES iconv REQUIRED)
   add_library(qz::iconv INTERFACE IMPORTED)
@@ -39,6 +45,9 @@ else()
 
   pkg_check_modules(QZ_PHYSFS_PC REQUIRED IMPORTED_TARGET physfs)
   add_library(qz::physfs ALIAS PkgConfig::QZ_PHYSFS_PC)
+
+  pkg_check_modules(QZ_ZLIB_PC REQUIRED IMPORTED_TARGET zlib)
+  add_library(qz::zlib ALIAS PkgConfig::QZ_ZLIB_PC)
 
   # It has the functions of C++ exceptions as well; named first, the compiler's own runtime keeps them.
   pkg_check_modules(QZ_UNWIND_PC REQUIRED IMPORTED_TARGET libunwind)

@@ -24,7 +24,7 @@ FLOOR_OF = {folder: number for number, folders in enumerate(FLOORS) for folder i
 BESIDE = {("library.cpp", "globals"), ("library.cpp", "globals.h"), ("globals", "globals.h")}
 # Headers with ".h" that are no system's: those of C, of the dependencies and of the processor.
 C_HEADERS = {"math.h", "stdarg.h", "stddef.h", "stdint.h", "string.h", "stdbool.h"}
-OTHERS_HEADERS = re.compile(r"oneapi/|tbb/|lua|lauxlib|lualib|physfs|iconv|[a-z]+intrin")
+OTHERS_HEADERS = re.compile(r"oneapi/|tbb/|lua|lauxlib|lualib|physfs|zlib|iconv|[a-z]+intrin")
 INCLUDE = re.compile(r'\s*#\s*include\s+(["<])([^">]+)')
 
 

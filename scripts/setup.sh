@@ -7,8 +7,8 @@ packages_of() {
         # Configuring looks for the tests' needs too; python3 runs the example that binds the library,
         # and with zip it makes the archives that the tests mount. locales has what the tests make
         # a locale with a decimal comma from.
-        echo g++ cmake ninja-build pkg-config liblua5.1-0-dev libphysfs-dev libtbb-dev libunwind-dev \
-            googletest libeigen3-dev python3 zip locales
+        echo g++ cmake ninja-build pkg-config liblua5.1-0-dev libphysfs-dev zlib1g-dev libtbb-dev \
+            libunwind-dev googletest libeigen3-dev python3 zip locales
         ;;
     test) echo gdb ;; # whose printers for the library's objects are tried
     luajit) echo libluajit-5.1-dev ;;

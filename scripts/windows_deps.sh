@@ -33,6 +33,7 @@ DEB_SRC=$QZ_ROOT/scripts/deb_src.awk
 find_versions() {
     TBB_VERSION=$(installed source:Version libtbb-dev) &&
         LUA_VERSION=$(installed source:Version liblua5.1-0-dev) &&
+        ZLIB_VERSION=$(installed source:Version zlib1g-dev) &&
         COMPILER_VERSION=$(installed Version g++-mingw-w64-x86-64-posix) &&
         CLANG_VERSION=$(installed Version clang-14) &&
         HEADERS_VERSION=$(installed Version mingw-w64-x86-64-dev)
@@ -44,8 +45,8 @@ installed() { # <field> <package>
 
 key() {
     local checksum
-    checksum=$(printf '%s\n' "$TBB_VERSION" "$LUA_VERSION" "$COMPILER_VERSION" "$CLANG_VERSION" \
-        "$HEADERS_VERSION" |
+    checksum=$(printf '%s\n' "$TBB_VERSION" "$LUA_VERSION" "$ZLIB_VERSION" "$COMPILER_VERSION" \
+        "$CLANG_VERSION" "$HEADERS_VERSION" |
         cat - "$QZ_ROOT"/scripts/windows_deps.sh "$QZ_ROOT"/scripts/windows_deps/CMakeLists.txt |
         sha256sum)
     printf 'tbb%s-lua%s-physfs%s-iconv%s-gcc%s-%s\n' "${TBB_VERSION%%-*}" "${LUA_VERSION%%-*}" \
@@ -104,6 +105,7 @@ fetch_debian_sources() {
     source_apt update
     fetch_debian_source onetbb "$TBB_VERSION"
     fetch_debian_source lua5.1 "$LUA_VERSION"
+    fetch_debian_source zlib "$ZLIB_VERSION"
     fetch_debian_source "$PHYSFS_PACKAGE" "$PHYSFS_PACKAGE_VERSION"
 }
 
@@ -130,7 +132,7 @@ build_tbb() {
     keep_licence onetbb "$WORK/onetbb/LICENSE.txt" "$WORK/onetbb/debian/copyright"
 }
 
-# Lua, PhysicsFS and libiconv, which bring no build for this target.
+# Lua, PhysicsFS, zlib and libiconv, which bring no build that suits this target.
 build_plain() {
     QZ_WINDOWS_DEPS=$PREFIX cmake -S "$QZ_ROOT/scripts/windows_deps" -B "$WORK/plain" -G Ninja \
         -DCMAKE_TOOLCHAIN_FILE="$QZ_ROOT/cmake/toolchain-windows.cmake" \
@@ -140,6 +142,7 @@ build_plain() {
     cmake --install "$WORK/plain"
     keep_licence lua "$WORK/lua5.1/COPYRIGHT"
     keep_licence physfs "$WORK/$PHYSFS_PACKAGE/debian/copyright"
+    keep_licence zlib "$WORK/zlib/debian/copyright"
     keep_licence libiconv "$WORK/iconv/LICENSE" /usr/share/common-licenses/LGPL-2
 }
 
@@ -203,7 +206,7 @@ build_all() {
     mkdir -p "$PREFIX"/{bin,include,lib}
     step "Windows dependencies: Debian sources" "$network" fetch_debian_sources
     step "Windows dependencies: libiconv source" "$network (npm must work)" fetch_iconv
-    step "Windows dependencies: Lua 5.1, PhysicsFS $PHYSFS_VERSION, libiconv 1.14" "$report" build_plain
+    step "Windows dependencies: Lua 5.1, PhysicsFS $PHYSFS_VERSION, zlib, libiconv 1.14" "$report" build_plain
     step "Windows dependencies: oneTBB" "$report" build_tbb
     step "Windows dependencies: C++ runtime" "$report" copy_runtime
     publish

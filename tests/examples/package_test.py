@@ -62,7 +62,7 @@ class PackageTest(unittest.TestCase):
         self.assertTrue((documents / "LICENSE").exists())
         if OPTIONS.target == "Windows":  # the package brings what it needs
             files = [path for path in (documents / "licenses").rglob("*") if path.is_file()]
-            self.assertLessEqual({"libiconv", "lua", "onetbb", "physfs"},
+            self.assertLessEqual({"libiconv", "lua", "onetbb", "physfs", "zlib"},
                                  {path.parent.name for path in files})
 
     def test_documents_have_no_dead_link_and_nothing_old(self):
