@@ -1,0 +1,108 @@
+#include "vfs/zip_end.h"
+
+#include "vfs/zip_input.h"
+#include "vfs/zip_records.h"
+
+#include <algorithm>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+namespace vfs {
+
+namespace {
+
+// More than the end record and the longest comment behind it.
+constexpr std::size_t kTailSize = 66'000;
+
+// What an end record says, of whichever kind.
+struct Stated {
+    std::uint64_t disk;
+    std::uint64_t entries;
+    std::uint64_t length;
+    std::uint64_t start;
+    std::uint64_t position; // of the record itself
+};
+
+template<class OneRecord>
+bool read(PHYSFS_Io& io, std::uint64_t position, OneRecord& record, std::string_view signature) {
+    return readAt(io, position, record.bytes.data(), OneRecord::kSize) &&
+           record.hasSignature(signature);
+}
+
+// The last end record whose comment fits in behind it.
+std::optional<Stated> findEnd(PHYSFS_Io& io) {
+    const PHYSFS_sint64 length = io.length(&io);
+    const std::uint64_t size = length < 0 ? 0 : static_cast<std::uint64_t>(length);
+    std::vector<char> tail(static_cast<std::size_t>(std::min<std::uint64_t>(size, kTailSize)));
+    if (tail.size() < zip::End::kSize ||
+        !readAt(io, size - tail.size(), tail.data(), tail.size())) {
+        return std::nullopt;
+    }
+    const std::string_view text(tail.data(), tail.size());
+    std::size_t at = text.rfind(zip::kEndSignature, text.size() - zip::End::kSize);
+    while (at != std::string_view::npos) {
+        zip::End end;
+        std::copy_n(text.begin() + static_cast<std::ptrdiff_t>(at), zip::End::kSize,
+                    end.bytes.begin());
+        if (zip::kEndComment.of(end) <= text.size() - zip::End::kSize - at) {
+            return Stated{zip::kEndDisk.of(end), zip::kEndEntries.of(end), zip::kEndLength.of(end),
+                          zip::kEndStart.of(end), size - tail.size() + at};
+        }
+        at = at == 0 ? std::string_view::npos : text.rfind(zip::kEndSignature, at - 1);
+    }
+    return std::nullopt;
+}
+
+// The end record of a zip64 archive: where the locator says, or, if there is something in front of
+// the archive, where it must be.
+bool findEnd64(PHYSFS_Io& io, const zip::Locator64& locator, std::uint64_t locatorPosition,
+               Stated& found) {
+    if (locatorPosition < zip::End64::kSize) {
+        return false;
+    }
+    const std::uint64_t last = locatorPosition - zip::End64::kSize;
+    for (const std::uint64_t position : {zip::kLocatorEnd64.of(locator), last}) {
+        zip::End64 end;
+        if (position <= last && read(io, position, end, zip::kEnd64Signature)) {
+            found = {zip::kEnd64Disk.of(end), zip::kEnd64Entries.of(end), zip::kEnd64Length.of(end),
+                     zip::kEnd64Start.of(end), position};
+            return true;
+        }
+    }
+    return false;
+}
+
+// The directory ends where the end record begins.
+ZipExtent extentOf(const Stated& stated) {
+    ZipExtent extent = {true, nullptr, 0, stated.position, stated.entries, 0};
+    if (stated.disk != 0) {
+        extent.flaw = "it is one of several parts";
+    } else if (stated.length > stated.position || stated.start > stated.position - stated.length) {
+        extent.flaw = "its directory is not where it says";
+    } else if (stated.entries > stated.length / zip::Entry::kSize) {
+        extent.flaw = "its directory is too short for its entries";
+    } else {
+        extent.start = stated.position - stated.length;
+        extent.shift = extent.start - stated.start;
+    }
+    return extent;
+}
+
+} // namespace
+
+ZipExtent findZipDirectory(PHYSFS_Io& io) {
+    std::optional<Stated> end = findEnd(io);
+    if (!end) {
+        return {false, "it is no zip archive, or its end is missing", 0, 0, 0, 0};
+    }
+    zip::Locator64 locator;
+    if (end->position >= zip::Locator64::kSize &&
+        read(io, end->position - zip::Locator64::kSize, locator, zip::kLocator64Signature) &&
+        !findEnd64(io, locator, end->position - zip::Locator64::kSize, *end)) {
+        return {true, "its zip64 end is missing", 0, 0, 0, 0};
+    }
+    return extentOf(*end);
+}
+
+} // namespace vfs

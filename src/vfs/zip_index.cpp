@@ -1,0 +1,161 @@
+#include "vfs/zip_index.h"
+
+#include <algorithm>
+#include <bit>
+#include <limits>
+
+namespace vfs {
+
+namespace {
+
+// Folders that stand in names alone take more memory than their names do.
+constexpr std::size_t kFoldersForEach = 8;
+constexpr std::size_t kFoldersForAll = 65'536;
+
+// A search takes two or three steps, unless names were chosen to share their hash.
+constexpr std::uint64_t kStepsForEach = 16;
+constexpr std::uint64_t kStepsForAll = 65'536;
+
+// Memory is taken ahead for so many entries at most: there may be fewer than the archive says.
+constexpr std::size_t kMostAtFirst = 1 << 20;
+
+constexpr std::size_t kMaxNodes = std::numeric_limits<std::uint32_t>::max() / 2;
+constexpr std::size_t kMaxNames = std::numeric_limits<std::uint32_t>::max();
+
+// FNV-1a, mixed in the end: the hash of each folder comes by the way.
+class NameHash {
+public:
+    void add(char letter) {
+        state_ = (state_ ^ static_cast<unsigned char>(letter)) * 0x100000001B3;
+    }
+
+    std::uint32_t value() const {
+        return static_cast<std::uint32_t>(state_ * 0x9E3779B97F4A7C15 >> 32);
+    }
+
+private:
+    std::uint64_t state_ = 0xCBF29CE484222325;
+};
+
+} // namespace
+
+ZipIndex::ZipIndex(std::size_t entries)
+    : slots_(std::bit_ceil(2 * std::min(entries, kMostAtFirst) + 2))
+    , mostNodes_(std::min(kFoldersForEach * entries + kFoldersForAll, kMaxNodes)) {
+    nodes_.reserve(std::min(entries, kMostAtFirst) + 1);
+    nodes_.emplace_back();
+}
+
+ZipIndex::Added ZipIndex::add(std::string_view name, const ZipEntry& entry) {
+    const std::size_t nodesBefore = nodes_.size();
+    const std::size_t namesBefore = names_.size();
+    if (name.size() > kMaxNames - namesBefore) {
+        return Added::tooMuch;
+    }
+    names_.insert(names_.end(), name.begin(), name.end());
+    const Added added = addKept(static_cast<std::uint32_t>(namesBefore), name.size(), entry);
+    if (nodes_.size() == nodesBefore) {
+        names_.resize(namesBefore);
+    }
+    return added;
+}
+
+// Folders go by a part of the name of the entry that they were first seen with.
+ZipIndex::Added ZipIndex::addKept(std::uint32_t name, std::size_t length, const ZipEntry& entry) {
+    Node wanted;
+    wanted.name_ = name;
+    NameHash hash;
+    std::uint32_t parent = 0;
+    for (std::size_t index = 0; index < length; ++index) {
+        const char letter = names_[name + index];
+        if (letter == '/') {
+            wanted.nameLength_ = static_cast<std::uint16_t>(index);
+            parent = ensure(hash.value(), wanted, parent);
+            if (parent == 0 || !nodes_[parent].isFolder()) {
+                return parent == 0 ? Added::tooMuch : Added::misfit;
+            }
+        }
+        hash.add(letter);
+    }
+    wanted.nameLength_ = static_cast<std::uint16_t>(length);
+    wanted.entry_ = entry;
+    const std::size_t before = nodes_.size();
+    const std::uint32_t number = ensure(hash.value(), wanted, parent);
+    if (number == 0) {
+        return Added::tooMuch;
+    }
+    Node& node = nodes_[number];
+    if (node.isFolder() != wanted.isFolder()) {
+        return Added::misfit;
+    }
+    const bool isSecond = nodes_.size() == before && !node.isFolder();
+    node.entry_ = entry;
+    return isSecond ? Added::replaced : Added::yes;
+}
+
+// The node of that name, which is `wanted` if there was none; 0 if there are too many.
+std::uint32_t ZipIndex::ensure(std::uint32_t hash, const Node& wanted, std::uint32_t parent) {
+    makeRoom();
+    const std::size_t slot = search(hash, nameOf(wanted));
+    steps_ += (slot - hash) & (slots_.size() - 1);
+    if (slots_[slot].node != 0) {
+        return slots_[slot].node;
+    }
+    if (nodes_.size() >= mostNodes_ || steps_ > kStepsForEach * nodes_.size() + kStepsForAll) {
+        return 0;
+    }
+    const auto number = static_cast<std::uint32_t>(nodes_.size());
+    nodes_.push_back(wanted);
+    nodes_.back().nextSibling_ = nodes_[parent].firstChild_;
+    nodes_[parent].firstChild_ = number;
+    slots_[slot] = {hash, number};
+    return number;
+}
+
+// The slot of that name, or the one where it would have to be.
+std::size_t ZipIndex::search(std::uint32_t hash, std::string_view name) const {
+    const std::size_t mask = slots_.size() - 1;
+    std::size_t slot = hash & mask;
+    while (slots_[slot].node != 0 &&
+           (slots_[slot].hash != hash || nameOf(nodes_[slots_[slot].node]) != name)) {
+        slot = (slot + 1) & mask;
+    }
+    return slot;
+}
+
+// For one more.
+void ZipIndex::makeRoom() {
+    if (2 * nodes_.size() < slots_.size()) {
+        return;
+    }
+    std::vector<Slot> old(2 * slots_.size());
+    old.swap(slots_);
+    const std::size_t mask = slots_.size() - 1;
+    for (const Slot& one : old) {
+        std::size_t slot = one.hash & mask;
+        while (one.node != 0 && slots_[slot].node != 0) {
+            slot = (slot + 1) & mask;
+        }
+        if (one.node != 0) {
+            slots_[slot] = one;
+        }
+    }
+}
+
+void ZipIndex::finish() {
+    nodes_.shrink_to_fit();
+    names_.shrink_to_fit();
+}
+
+const ZipIndex::Node* ZipIndex::find(std::string_view name) const {
+    if (name.empty()) {
+        return &nodes_.front();
+    }
+    NameHash hash;
+    for (const char letter : name) {
+        hash.add(letter);
+    }
+    return nodeOrNull(slots_[search(hash.value(), name)].node);
+}
+
+} // namespace vfs
