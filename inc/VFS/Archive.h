@@ -11,19 +11,29 @@
  * nothing leads out of what is mounted. Case matters, except in directories on Windows. There the
  * name of a device (NUL, on older systems aux.lua) names nothing either, not even in an archive.
  *
- * Archives: stored and deflated entries, also those of zip64 archives, and data in front of the
- * archive, as in programs that unpack themselves. Entries are found by the bytes of their names;
- * encrypted ones cannot be opened by them. Their check sums are not looked at. An archive is
- * refused as a whole if it is damaged in its directory, holds symbolic links or two entries of one
- * name, or has names of more than 1024 bytes or 64 levels; so is one with an entry whose size no
- * data of that archive could unpack to, or with so many entries, upwards of a hundred thousand,
- * that mounting it would take minutes. Symbolic links in directories are not followed.
+ * Archives: stored and deflated entries, also those of zip64 archives, of which there may be
+ * millions, those whose sizes stand behind their data (data descriptors: the archive's directory
+ * has them, too), and data in front of the archive, as in programs that unpack themselves. Entries
+ * are found by the bytes of their names. The directory is read when the archive is mounted, the
+ * check sum of a file when it is read: a damaged file is a failure.
+ *
+ * One bad entry does not spoil the others. Entries that are encrypted, packed by another method, or
+ * whose sizes or place cannot be are there, but reading them fails, with a WARNING line that says
+ * why. Left out, with such a line when the archive is mounted, eight at most and then their number:
+ * symbolic links; names that no path leads to, or of more than 1024 bytes or 64 levels; a name that
+ * is a file's and a folder's, the second time. Of two files of one name the last one counts, also
+ * with a line.
+ *
+ * An archive is refused as a whole, with a WARNING line that says why, if its directory is damaged,
+ * if it is one of several parts, if entries overlap so that more data are in them than in the
+ * archive, or if names are made to take more memory or time than is their due. Symbolic links in
+ * directories are not followed.
  *
  * Mount ordinary files only: on Linux opening a pipe in a mounted directory waits for its other
  * end.
  *
- * Failures are a null, zero or negative result and one ERROR line; all lines are the module's
- * "VFS". vfs_read_optional_file, vfs_get_kind and vfs_list tell what is missing from what fails,
+ * Failures are a null, zero or negative result and one ERROR line, behind a WARNING line where an
+ * archive is the reason; all lines are the module's "VFS". vfs_read_optional_file, vfs_get_kind and vfs_list tell what is missing from what fails,
  * and log nothing about the first.
  *
  * Threads: the tree may be read, looked at and listed from any threads at once; so may it beside
@@ -113,9 +123,8 @@ typedef void (*vfs_list_callback)(void* context, const char* name);
  * told of may be gone.
  *
  * Returns 1; 0 if no mount has such a folder; -1, without having called back, if memory runs out,
- * if a mount's folder cannot be listed (so in an archive with an entry "/a", which none should
- * have: its root), or if there are more than a million names. A disk that fails in the middle of a
- * folder ends it there: PhysicsFS does not tell. */
+ * if a mount's folder cannot be listed, or if there are more than a million names. A disk that
+ * fails in the middle of a folder ends it there: PhysicsFS does not tell. */
 QZ_API int vfs_list(const char* path, vfs_list_callback callback, void* context);
 
 QZ_EXTERN_C_END

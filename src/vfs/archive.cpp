@@ -5,7 +5,7 @@
 #include "vfs/archive_state.h"
 #include "vfs/reserve.h"
 #include "vfs/sized_memory.h"
-#include "vfs/zip_check.h"
+#include "vfs/zip_archive.h"
 
 #include <physfs.h>
 
@@ -13,6 +13,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 
 constinit core::Gate vfs::archiveGate;
 constinit std::atomic<unsigned> vfs::archiveShortages{0};
@@ -22,9 +23,18 @@ namespace {
 
 constexpr std::size_t kPathRoom = 256;
 
-// Tried beside every path that is mounted.
-constexpr const char* kArchiveSuffixes[] = {".zip"};
 constexpr char kNoSuffix[] = "";
+
+// What is tried beside every path that is mounted. An archiver is what PhysicsFS asks to read the
+// archive: under the name that its info has, and it judges an archive before it takes it.
+struct ArchiveKind {
+    const char* suffix;
+    const PHYSFS_Archiver& archiver;
+};
+
+constexpr ArchiveKind kArchiveKinds[] = {
+    {".zip", vfs::kZipArchiver},
+};
 
 void* noteShortage(void* block) {
     vfs::archiveShortages += block == nullptr ? 1U : 0U;
@@ -70,22 +80,37 @@ private:
     char text_[kPathRoom];
 };
 
-// The other kinds of archives are no part of the interface, and their readers no safer than that of
-// zip files.
-void leaveOnlyZip() {
+// PhysicsFS's own archivers take archives at their word.
+bool leaveOnlyOurKinds() {
     const PHYSFS_ArchiveInfo** type = PHYSFS_supportedArchiveTypes();
     while (*type != nullptr) {
-        const char* extension = (*type)->extension;
         // Removing one moves the following ones down.
-        if (std::strcmp(extension, "ZIP") == 0 || PHYSFS_deregisterArchiver(extension) == 0) {
-            ++type;
+        if (PHYSFS_deregisterArchiver((*type)->extension) == 0) {
+            return false;
         }
     }
+    return std::all_of(
+        std::begin(kArchiveKinds), std::end(kArchiveKinds),
+        [](const ArchiveKind& kind) { return PHYSFS_registerArchiver(&kind.archiver) != 0; });
 }
 
 bool startPhysicsFs() {
     const vfs::Reserve reserve;
-    return reserve && PHYSFS_init(nullptr) != 0;
+    if (!reserve || PHYSFS_init(nullptr) == 0) {
+        return false;
+    }
+    if (!leaveOnlyOurKinds()) {
+        PHYSFS_deinit();
+        return false;
+    }
+    return true;
+}
+
+// PhysicsFS would wait for the other end of a pipe.
+bool isOrdinaryFile(const char* path) {
+    VFS_File* const file = VFS_open_read(path);
+    VFS_close(file);
+    return file != nullptr;
 }
 
 // PhysicsFS may stay in the process when this library goes.
@@ -96,7 +121,7 @@ void takeAllocatorBack() {
 
 int mountOne(const char* path, const char* suffix, const char* point, int append) {
     const MountedName name(path, suffix);
-    if (VFS_isdir(name.text()) == 0 && !vfs::isSoundZip(name.text())) {
+    if (VFS_isdir(name.text()) == 0 && !isOrdinaryFile(name.text())) {
         return 0;
     }
     const vfs::Reserve reserve;
@@ -109,8 +134,8 @@ int mountOne(const char* path, const char* suffix, const char* point, int append
 
 int mountArchives(const char* path, const char* point, int append) {
     int result = 0;
-    for (const char* suffix : kArchiveSuffixes) {
-        if (const int mounted = mountOne(path, suffix, point, append)) {
+    for (const ArchiveKind& kind : kArchiveKinds) {
+        if (const int mounted = mountOne(path, kind.suffix, point, append)) {
             result = mounted;
         }
     }
@@ -141,8 +166,8 @@ int unmountOne(const char* path, const char* suffix) {
 
 int unmountAll(const char* path) {
     int result = unmountOne(path, kNoSuffix);
-    for (const char* suffix : kArchiveSuffixes) {
-        if (const int unmounted = unmountOne(path, suffix)) {
+    for (const ArchiveKind& kind : kArchiveKinds) {
+        if (const int unmounted = unmountOne(path, kind.suffix)) {
             result = unmounted;
         }
     }
@@ -157,7 +182,6 @@ void vfs_init(void) {
     if (!vfs::archiveGate.isOpen()) {
         PHYSFS_setAllocator(&kAllocator);
         if (startPhysicsFs()) {
-            leaveOnlyZip();
             vfs::archiveGate.open();
         } else {
             takeAllocatorBack();

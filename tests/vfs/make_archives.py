@@ -8,6 +8,7 @@ import struct
 import subprocess
 import sys
 import zipfile
+import zlib
 
 FILES = {
     "stored.txt": b"as it is",
@@ -62,19 +63,23 @@ class Entry:
     size: int = None
     packed: int = None
     extra: bytes = b""
+    flags: int = 0
+    at: int = None  # where its local header is said to be, if not where it is
 
     def __post_init__(self):
+        self.sum = zlib.crc32(self.data)
         self.size = len(self.data) if self.size is None else self.size
         self.packed = len(self.data) if self.packed is None else self.packed
 
     def local(self):
-        return struct.pack("<4s5H3I2H", b"PK\3\4", 20, 0, self.method, 0, 0x21, 0, self.packed,
-                           self.size, len(self.name), 0) + self.name + self.data
+        return struct.pack("<4s5H3I2H", b"PK\3\4", 20, self.flags, self.method, 0, 0x21,
+                           self.sum, self.packed, self.size, len(self.name), 0) + self.name + self.data
 
     def central(self, offset):
-        return struct.pack("<4s6H3I5H2I", b"PK\1\2", self.system | 20, 20, 0, self.method, 0, 0x21,
-                           0, self.packed, self.size, len(self.name), len(self.extra), 0, 0, 0,
-                           self.attributes, offset) + self.name + self.extra
+        return struct.pack("<4s6H3I5H2I", b"PK\1\2", self.system | 20, 20, self.flags,
+                           self.method, 0, 0x21, self.sum, self.packed, self.size, len(self.name),
+                           len(self.extra), 0, 0, 0, self.attributes,
+                           offset if self.at is None else self.at) + self.name + self.extra
 
 
 def end(count, size, offset):
@@ -113,10 +118,6 @@ def numbers64(*numbers):
     return struct.pack("<2H%dQ" % len(numbers), 1, 8 * len(numbers), *numbers)
 
 
-def link(target, **fields):
-    return Entry(b"link", target, attributes=SYMBOLIC_LINK, **fields)
-
-
 FINE = Entry(b"fine.txt", b"fine")
 
 ESCAPING = plain(FINE, Entry(b"../up.txt"), Entry(b"sub/../../up.txt"), Entry(b"/root.txt"),
@@ -124,27 +125,33 @@ ESCAPING = plain(FINE, Entry(b"../up.txt"), Entry(b"sub/../../up.txt"), Entry(b"
                  Entry(b"..\\dosup.txt", system=DOS))
 
 HUGE = 0xFFFFFFFF
+PACKED = zlib.compress(b"packed" * 9, wbits=-15)
+
+# There, and not to be read.
+UNREADABLE = zip64(
+    FINE, Entry(b"stored_bomb", size=0xFFFFFFF0), Entry(b"deflated_bomb", method=8, size=0xFFFFFFF0),
+    Entry(b"packed_lie", method=8, size=0xFFFFFFF0, packed=0xFFFFFFF0),
+    Entry(b"bomb64", size=HUGE, extra=numbers64(1 << 40)),
+    Entry(b"negative64", size=HUGE, extra=numbers64((1 << 64) - 2)), Entry(b"missing64", size=HUGE),
+    Entry(b"extra64", size=HUGE, extra=struct.pack("<2H", 7, 60000) + b"..."),
+    Entry(b"encrypted", flags=1), Entry(b"bzip2", method=12), Entry(b"longer", PACKED, method=8, size=55),
+    Entry(b"misplaced", at=1))
+
+# Without a place in the tree, and more of them than get a line each.
+LEFT_OUT = plain(
+    FINE, Entry(b"link", b"fine.txt", attributes=SYMBOLIC_LINK), Entry(b"n" * 2000),
+    Entry(b"/".join([b"d"] * 100)), Entry(b""), Entry(b"sub/../up"), Entry(b"fine.txt/below"),
+    Entry(b"twice", b"first"), Entry(b"twice", b"second"), Entry(b"folder/file"), Entry(b"folder"),
+    Entry(b"//"))
+
 # Nobody can mount these. Some bring down or stop who tries.
 HOSTILE = {
-    "stored_bomb": plain(FINE, Entry(b"bomb", size=0xFFFFFFF0)),
-    "deflated_bomb": plain(FINE, Entry(b"bomb", method=8, size=0xFFFFFFF0)),
-    "packed_lie": plain(FINE, Entry(b"bomb", method=8, size=0xFFFFFFF0, packed=0xFFFFFFF0)),
-    "bomb64": zip64(FINE, Entry(b"bomb", size=HUGE, extra=numbers64(1 << 40))),
-    "negative64": zip64(FINE, Entry(b"bomb", size=HUGE, extra=numbers64((1 << 64) - 2))),
-    "missing64": zip64(FINE, Entry(b"bomb", size=HUGE)),
-    # An extra field beyond its entry leads to other entries than the ones that were looked at.
-    "extra64": zip64(FINE, Entry(b"bomb", size=HUGE, extra=struct.pack("<2H", 7, 60000) + b"...")),
-    "circling_link": plain(FINE, link(b"sub/.hidden")),
-    "overlong_link": zip64(FINE, link(b"x" * 70000, size=HUGE,
-                                      extra=numbers64((1 << 64) - 1))),
-    "deep": plain(FINE, Entry(b"/".join([b"d"] * 30000))),
-    "levels": plain(FINE, Entry(b"/".join([b"d"] * 100))),
     "many_levels": plain(*(Entry(b"%05d" % i + b"/d" * 62) for i in range(4000))),
-    "long": plain(FINE, Entry(b"n" * 2000)),
-    "nameless": plain(FINE, Entry(b"")),
     "locator_first": locator64(42) + end(0, 0, 0) + end64(0, 0, 0),
-    "locator_ahead": b"PK\3\4" + bytes(96) + end64(0, 0, 0) + locator64(101) + end(0, 0, 0),
     "countless": zip64(FINE).replace(struct.pack("<2Q", 1, 1), struct.pack("<2Q", 1 << 60, 1 << 60)),
+    "overlap": plain(*(Entry(b"%d" % i, size=200, packed=200, at=0) for i in range(9))),
+    "elsewhere": plain(FINE)[:-12] + struct.pack("<2IH", 50, 50, 0),
+    "part": plain(FINE)[:-18] + struct.pack("<7H", 1, 1, 1, 1, 0, 0, 0),
     "empty": b"",
     "end_only": b"PK\5\6",
     "text": b"This is not an archive.\n" * 100,
@@ -180,6 +187,8 @@ def main(folder, program):
         archive.writestr("s", b"stored")
         archive.writestr("d", b"deflated" * 9, zipfile.ZIP_DEFLATED)
     write("escaping.zip", ESCAPING)
+    write("unreadable.zip", UNREADABLE)
+    write("left_out.zip", LEFT_OUT)
     for name, data in HOSTILE.items():
         write("hostile/%s.zip" % name, data)
 
