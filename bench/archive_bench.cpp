@@ -1,5 +1,6 @@
 // Whole files from mounted directories and archives beside PhysicsFS called directly, which has its
-// own allocator then and reads into memory from malloc.
+// own allocator and its own archiver then, and reads into memory from malloc; and how mounting and
+// looking for a name grow with an archive's entries.
 #include "goals.h"
 
 #include "VFS/Archive.h"
@@ -15,7 +16,10 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <initializer_list>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -32,9 +36,69 @@ constexpr bench::Goal kGoals[] = {
     atMost(1.05, "archive/loose/physfs/16777216", "archive/loose/qz/16777216"),
     atMost(1.05, "archive/stored/physfs/16777216", "archive/stored/qz/16777216"),
     atMost(1.05, "archive/deflated/physfs/16777216", "archive/deflated/qz/16777216"),
+    atMost(0.2, "archive/mount/physfs/10000", "archive/mount/qz/10000"),
+    atMost(20, "archive/mount/qz/10000", "archive/mount/qz/100000"),
+    atMost(20, "archive/mount/qz/100000", "archive/mount/qz/1000000"),
+    atMost(4, "archive/find/qz/10000", "archive/find/qz/1000000"),
 };
 
 constexpr std::int64_t kSizes[] = {4 << 10, 1 << 20, 16 << 20};
+constexpr std::uint32_t kCounts[] = {10'000, 100'000, 1'000'000};
+
+std::string archiveOf(std::uint32_t count) {
+    return "empty" + std::to_string(count) + ".zip";
+}
+
+// Not sorted by folder, of which there is one for every hundred.
+std::string entryName(std::uint32_t number, std::uint32_t count) {
+    return "data/" + std::to_string(number % (count / 100)) + "/file" + std::to_string(number) +
+           ".txt";
+}
+
+// Bytes of a zip archive.
+class ZipWriter {
+public:
+    ZipWriter& number(std::uint64_t value, int width) {
+        for (; width > 0; --width, value >>= 8) {
+            bytes += static_cast<char>(value & 0xFF);
+        }
+        return *this;
+    }
+
+    // Number and width of each.
+    ZipWriter& record(const char* signature,
+                      std::initializer_list<std::pair<std::uint64_t, int>> numbers) {
+        bytes += signature;
+        for (const auto& [value, width] : numbers) {
+            number(value, width);
+        }
+        return *this;
+    }
+
+    std::string bytes;
+};
+
+// Of empty files; in the form for more of them than 65,535.
+std::string emptyFiles(std::uint32_t count) {
+    ZipWriter data;
+    ZipWriter directory;
+    for (std::uint32_t i = 0; i < count; ++i) {
+        const std::string name = entryName(i, count);
+        const std::size_t at = data.bytes.size();
+        data.record("PK\3\4", {{20, 2}, {0, 8}, {0, 8}, {0, 4}, {name.size(), 2}, {0, 2}});
+        data.bytes += name;
+        directory.record(
+            "PK\1\2", {{20, 4}, {0, 8}, {0, 8}, {0, 4}, {name.size(), 2}, {0, 8}, {0, 4}, {at, 4}});
+        directory.bytes += name;
+    }
+    const std::uint64_t start = data.bytes.size();
+    const std::uint64_t size = directory.bytes.size();
+    ZipWriter end;
+    end.record("PK\6\6", {{44, 8}, {45, 4}, {0, 8}, {count, 8}, {count, 8}, {size, 8}, {start, 8}});
+    end.record("PK\6\7", {{0, 4}, {start + size, 8}, {1, 4}});
+    end.record("PK\5\6", {{0, 4}, {0xFFFFFFFF, 4}, {size, 4}, {0xFFFFFFFF, 4}, {0, 2}});
+    return data.bytes + directory.bytes + end.bytes;
+}
 
 std::string nameOf(std::int64_t size) {
     return std::to_string(size) + ".txt";
@@ -53,6 +117,11 @@ public:
         fs::create_directories("loose");
         for (const std::int64_t size : kSizes) {
             writeText("loose/" + nameOf(size), size);
+        }
+        for (const std::uint32_t count : kCounts) {
+            const std::string bytes = emptyFiles(count);
+            std::ofstream(archiveOf(count), std::ios::binary)
+                .write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
         }
         run("cd loose && zip -q -0 ../stored.zip *.txt && zip -q -6 ../deflated.zip *.txt");
     }
@@ -147,6 +216,30 @@ struct PhysicsFs {
     }
 };
 
+template<class Mounter>
+void mountAndUnmount(benchmark::State& state) {
+    const std::string path = archiveOf(static_cast<std::uint32_t>(state.range(0)));
+    for (auto _ : state) {
+        const Mounter mounter(path.c_str());
+    }
+}
+
+void find(benchmark::State& state) {
+    const auto count = static_cast<std::uint32_t>(state.range(0));
+    const Library library(archiveOf(count).c_str());
+    std::vector<std::string> names(4096);
+    for (std::uint32_t i = 0; i < names.size(); ++i) {
+        names[i] = entryName(static_cast<std::uint32_t>(i * 2'654'435'761ULL % count), count);
+    }
+    std::size_t next = 0;
+    for (auto _ : state) {
+        if (vfs_get_kind(names[next++ % names.size()].c_str(), nullptr) != VFS_KIND_FILE) {
+            state.SkipWithError("a name was not found");
+            break;
+        }
+    }
+}
+
 template<class Reader>
 void readWhole(benchmark::State& state, const char* path) {
     const Reader reader(path);
@@ -179,5 +272,12 @@ int main(int argc, char** argv) {
     add("loose", "loose");
     add("stored", "stored.zip");
     add("deflated", "deflated.zip");
+    // PhysicsFS's own index takes half a minute and more for the larger ones.
+    benchmark::RegisterBenchmark("archive/mount/physfs", mountAndUnmount<PhysicsFs>)
+        ->Arg(kCounts[0]);
+    for (const std::uint32_t count : kCounts) {
+        benchmark::RegisterBenchmark("archive/mount/qz", mountAndUnmount<Library>)->Arg(count);
+        benchmark::RegisterBenchmark("archive/find/qz", find)->Arg(count);
+    }
     return bench::run(argc, argv, kGoals);
 }

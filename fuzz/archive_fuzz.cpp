@@ -1,6 +1,6 @@
 // Any bytes as an archive: mounting it and reading from it end, with what was read or an error, and
-// leave no file open. PhysicsFS itself is not instrumented; what is explored is the judgement on
-// which archives may reach it, and one that brings it down is a finding all the same.
+// leave no file open. PhysicsFS and zlib are not instrumented; what is explored is the library's
+// own reading of archives, and one that brings those two down is a finding all the same.
 // tests/vfs/make_archives.py makes archives to start from.
 #include "require.h"
 
