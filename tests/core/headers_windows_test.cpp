@@ -2,6 +2,7 @@
 // where there is no windows.h. Compiled, never run.
 #include "Common/Allocator.h" // standard headers do not bear those two
 #include "Globals.h"
+#include "IO/Adapters.h"
 #include "Shm/RingBuffer.h"
 #include "Util/ConsoleArgs.h"
 #if __has_include(<windows.h>)
