@@ -117,8 +117,9 @@ private:
     T* object_ = nullptr;
 };
 
-/* An object with a class name; on the heap, unless it is a FakeUnknown<Identifiable>. */
-class QZ_API Identifiable : public Unknown<ISharedObject> {
+/* An object with a class name; on the heap, unless it is a FakeUnknown<Identifiable>.
+ * Serializers write those that derive from SerializableObject (Serial/CommonSerializer.h). */
+class QZ_API Identifiable : public Unknown<Serializable> {
 public:
     Identifiable() = default;
     explicit Identifiable(Identifier identifier) : identifier_(std::move(identifier)) {}

@@ -71,6 +71,12 @@ public:
     void resetSeed() override;
     unsigned next() override;
 
+    /* Both, as another generator had them: to go on where that one stood. */
+    void restore(unsigned seed, unsigned state) {
+        seed_ = seed;
+        state_ = state;
+    }
+
 private:
     std::uint32_t state_;
     std::uint32_t seed_;
