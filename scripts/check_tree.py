@@ -19,6 +19,7 @@ FLOORS = (("platform",),
           ("vfs", "tasks", "config"),
           ("lua", "mail", "util"),
           ("io",),
+          ("serial",),
           ("globals", "globals.h", "library.cpp"))
 FLOOR_OF = {folder: number for number, folders in enumerate(FLOORS) for folder in folders}
 BESIDE = {("library.cpp", "globals"), ("library.cpp", "globals.h"), ("globals", "globals.h")}

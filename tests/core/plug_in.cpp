@@ -13,6 +13,7 @@
 #include "Mail/Server.h"
 #include "Mail/Stream.h"
 #include "Random/RandomManager.h"
+#include "Serial/CommonSerializer.h"
 #include "Tasks/PathfinderThread.h"
 #include "Tasks/Sync.h"
 #include "VFS/Archive.h"
@@ -80,7 +81,11 @@ void useFiles() {
         VFS_close(file);
     }
     io::MountedStream("plug-in.txt").size();
-    io::MemoryStream().write("text", 4);
+    io::MemoryStream saved;
+    Common::CommonSerializer serializer(saved);
+    std::vector<int> numbers(1000);
+    serializer.transfer("numbers", numbers);
+    serializer.finish();
     vfs_unmount(".");
 }
 

@@ -1,0 +1,492 @@
+/* Saving values and whole graphs of objects to a stream, and loading them. C++ only, for programs
+ * built by the library's compiler.
+ *
+ * A class has one function that does both. It names its members; the serializer writes them, or
+ * reads into them:
+ *
+ *     class Tank : public Common::SerializableObject {
+ *     public:
+ *         Tank() : SerializableObject("Tank") {}
+ *         void serialize(Common::CommonSerializer& serializer) override {
+ *             serializer.transfer("fuel", fuel_);
+ *             serializer.transfer("crew", crew_);     // std::vector<Soldier>
+ *             serializer.transfer("target", target_); // Common::Ref<Tank>
+ *         }
+ *         ...
+ *
+ *     Common::CommonSerializer saving(file);
+ *     saving.transfer("world", world);
+ *     if (!saving.finish()) { ... saving.getError() ... }
+ *
+ *     Common::CommonSerializer loading(file, *registry);
+ *     loading.transfer("world", world);
+ *     if (!loading.finish()) { ... }
+ *
+ * What can be transferred:
+ * - booleans, integers, floats, enumerations, std::string, std::vector;
+ * - with Serial/Containers.h the other containers, pairs, optional values, arrays;
+ * - with Serial/MathTypes.h the types of Math, and the randomizers;
+ * - structures and classes with a member function `serialize(Common::CommonSerializer&)`, or a free
+ *   one `serialize(Common::CommonSerializer&, T&)` in their namespace or in Common; a RandomObject
+ *   as it is;
+ * - Common::Ref to an object of a class that descends from SerializableObject. Each object is
+ *   written once, however many references there are; cycles close, and null stays null. Objects
+ *   are not written within each other but one after the other, so that chains may have any length.
+ *
+ * When it is loaded, an object is made by the name of its class through a factory manager. A
+ * reference is there at once, but the object that it leads to may be read later: `serialize` must
+ * not look into it.
+ *
+ * The file is the same on every system and for every compiler; docs/formats/objects.md has it byte
+ * by byte. Nothing in it is trusted: it ends with a sum, lengths are held against what is left, and
+ * the number of objects and the depth of nested values are limited by the caller.
+ *
+ * Errors: the first one stays, with the path of the value where it happened. From then on nothing
+ * is transferred, and finish returns false. When saving, nothing has been written to the stream
+ * then, unless it is the stream that failed. When loading: if the file as a whole is damaged, all
+ * values are as they were. Otherwise those before the error have been read and those behind it are
+ * as they were; a container in which it happened has the items before it; references that were read
+ * lead to objects of the right classes, not all of which have been read themselves.
+ *
+ * Memory: the whole file is in memory, once. std::bad_alloc and what the classes themselves throw
+ * is passed on; then the serializer can only be destroyed.
+ *
+ * Threads: a serializer, and what it transfers, belongs to one thread.
+ */
+#ifndef QZCORE_SERIAL_COMMONSERIALIZER_H
+#define QZCORE_SERIAL_COMMONSERIALIZER_H
+
+#include "Common/Allocator.h"
+#include "Common/Factory.h"
+#include "Common/SharedObject.h"
+#include "Core/Export.h"
+#include "Core/SameCompiler.h"
+#include "IO/Stream.h"
+#include "Random/RandomManager.h"
+
+#include <algorithm>
+#include <bit>
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+namespace Common {
+
+class SerializableObject;
+
+/* Values that are their bytes, the lowest first. */
+template<class T>
+concept SerializedAsBytes = (std::floating_point<T> && sizeof(T) <= 8) ||
+                            (std::integral<T> && sizeof(T) == 1 && !std::same_as<T, bool>);
+
+class QZ_API CommonSerializer : public RandomSerializer {
+public:
+    /* What a file may ask for. */
+    struct Limits {
+        std::uint64_t bytes = std::uint64_t{1} << 30;
+        std::uint32_t objects = 1U << 22;
+        std::uint32_t depth = 64; /* of values within each other, when saving, too */
+
+        /* Whether objects of classes that no factory makes are kept as they are, as a
+         * Common::Record. Otherwise a reference to one is an error. */
+        bool keepsUnknown = false;
+    };
+
+    /* Saves to a stream, from its position on, when `finish` is called. The version is that of what
+     * is saved as a whole; see getVersion. */
+    explicit CommonSerializer(io::Stream& out, std::uint32_t version = 0);
+
+    /* Loads from a stream, from its position on. The file as a whole is read and checked here; the
+     * stream is then behind it and not used any more. The factories outlive the serializer. */
+    CommonSerializer(io::Stream& in, FactoryManager& factories);
+    CommonSerializer(io::Stream& in, FactoryManager& factories, const Limits& limits);
+
+    CommonSerializer(const CommonSerializer&) = delete;
+    CommonSerializer& operator=(const CommonSerializer&) = delete;
+
+    /* Lets go of the objects: those that nothing else refers to are gone then. */
+    ~CommonSerializer() override;
+
+    bool isLoading() const final { return isLoading_; }
+
+    /* Writes a value, or reads it. */
+    template<class T>
+    void transfer(T& value) {
+        if constexpr (std::same_as<T, bool>) {
+            transferBool(value);
+        } else if constexpr (std::is_enum_v<T>) {
+            auto number = static_cast<std::underlying_type_t<T>>(value);
+            transfer(number);
+            value = static_cast<T>(number);
+        } else if constexpr (SerializedAsBytes<T>) {
+            transferNumber(value);
+        } else if constexpr (std::integral<T>) {
+            transferInteger(value);
+        } else {
+            const Level level(*this);
+            if constexpr (requires { value.serialize(*this); }) {
+                value.serialize(*this);
+            } else {
+                serialize(*this, value);
+            }
+        }
+    }
+
+    /* The same, for what calls the base. */
+    void transfer(std::int32_t& value) final { transferInteger(value); }
+
+    /* With a name, a literal, which appears in the paths of errors. */
+    template<class T>
+    void transfer(const char* name, T& value) {
+        const char* const outer = name_;
+        name_ = name;
+        transfer(value);
+        name_ = outer;
+    }
+
+    /* With a value that the class, or what is saved as a whole, has only since a version: what an
+     * older version wrote leaves `missing` in it. */
+    template<class T>
+    void transferSince(std::uint32_t version, const char* name, T& value,
+                       const std::type_identity_t<T>& missing = {}) {
+        if (!isLoading_ || version_ >= version) {
+            transfer(name, value);
+        } else if (isGood()) {
+            value = missing;
+        }
+    }
+
+    /* The version of the object that is being transferred, as its class had it when it was saved;
+     * outside of objects that of what was saved as a whole. Values belong to the object around
+     * them. */
+    std::uint32_t getVersion() const { return version_; }
+
+    /* The end. Saving: writes the objects that were referred to, and those to which they refer, and
+     * hands everything to the stream, which is not flushed. Loading: reads the objects, and skips
+     * values that were not asked for. False if there was an error; further calls return the same.
+     */
+    bool finish();
+
+    bool isGood() const { return !hasFailed_; }
+
+    /* What went wrong, with the path of the value: "world.units[17].crew: ..."; empty if nothing
+     * did. */
+    const std::string& getError() const;
+
+    /* For classes that find a value wrong. The first error counts. */
+    void fail(const std::string& what);
+
+    /* ---- for functions that serialize containers ---- */
+
+    /* The inside of a value with items; errors tell the number of the item. */
+    class QZ_API Items {
+    public:
+        /* Writes the number of items, or reads it: `count` tells it in both cases, 0 after an
+         * error. There are never more than the bytes and references that are left. */
+        Items(CommonSerializer& serializer, std::size_t count);
+        ~Items();
+        Items(const Items&) = delete;
+        Items& operator=(const Items&) = delete;
+
+        std::size_t count() const { return count_; }
+
+        /* Transfers the next one. False if there was an error. */
+        template<class T>
+        bool transfer(T& item) {
+            serializer_.scope_->index = ++number_;
+            serializer_.scope_->node = 0;
+            serializer_.transfer(item);
+            return serializer_.isGood();
+        }
+
+    private:
+        CommonSerializer& serializer_;
+        std::size_t count_;
+        std::size_t number_ = 0;
+        std::size_t usedBefore_ = 0;
+    };
+
+    /* `count` values in a row, as many on both sides. */
+    template<SerializedAsBytes T>
+    void transferRow(T* values, std::size_t count) {
+        if constexpr (sizeof(T) == 1 || std::endian::native == std::endian::little) {
+            transferBytes(values, count * sizeof(T));
+        } else {
+            for (std::size_t i = 0; i < count; ++i) {
+                transferNumber(values[i]);
+            }
+        }
+    }
+
+    /* A length in front of bytes: writes it, or reads it and holds it against what is left for so
+     * many times `size` bytes. 0 after an error. */
+    std::size_t transferLength(std::size_t length, std::size_t size);
+
+    template<class T>
+    void transferReference(Ref<T>& reference) {
+        if (!isLoading_) {
+            writeReference(reference.get());
+            return;
+        }
+        Identifiable* const object = readReference();
+        T* const typed = dynamic_cast<T*>(object);
+        if (object != nullptr && typed == nullptr) {
+            failAsMisfit(*object);
+        }
+        if (isGood()) {
+            reference = Ref<T>(typed);
+        }
+    }
+
+private:
+    friend class Record;
+    struct State;
+
+    /* A value around the one that is being transferred. */
+    struct Scope {
+        Scope* outer;
+        const char* name;
+        std::size_t index;  /* of the item within, from 1; 0: none */
+        std::uint32_t node; /* in the tree of remembered paths; 0: not there yet */
+    };
+
+    class Level {
+    public:
+        explicit Level(CommonSerializer& serializer)
+            : serializer_(serializer), scope_{serializer.scope_, serializer.name_, 0, 0} {
+            serializer.scope_ = &scope_;
+            serializer.name_ = nullptr;
+            if (++serializer.depth_ > serializer.depthLimit_) {
+                serializer.failAsTooDeep();
+            }
+        }
+        ~Level() {
+            serializer_.scope_ = scope_.outer;
+            serializer_.name_ = scope_.name;
+            --serializer_.depth_;
+        }
+        Level(const Level&) = delete;
+        Level& operator=(const Level&) = delete;
+
+    private:
+        CommonSerializer& serializer_;
+        Scope scope_;
+    };
+
+    /* Makes sure that so many bytes can be read or written at the cursor. */
+    bool prepare(std::size_t size) {
+        return size <= static_cast<std::size_t>(end_ - cursor_) || prepareMore(size);
+    }
+
+    void transferBytes(void* bytes, std::size_t size) {
+        if (size != 0 && prepare(size)) {
+            isLoading_ ? std::memcpy(bytes, cursor_, size) : std::memcpy(cursor_, bytes, size);
+            cursor_ += size;
+        }
+    }
+
+    template<class T>
+    void transferNumber(T& value) {
+        if constexpr (sizeof(T) == 1 || std::endian::native == std::endian::little) {
+            transferBytes(&value, sizeof value);
+        } else {
+            unsigned char bytes[sizeof value];
+            std::memcpy(bytes, &value, sizeof value);
+            std::reverse(bytes, bytes + sizeof value);
+            transferBytes(bytes, sizeof value);
+            std::reverse(bytes, bytes + sizeof value);
+            std::memcpy(&value, bytes, sizeof value);
+        }
+    }
+
+    void transferBool(bool& value) {
+        unsigned char byte = value ? 1 : 0;
+        transferNumber(byte);
+        if (byte > 1) {
+            failAsRange();
+        } else if (isGood()) {
+            value = byte == 1;
+        }
+    }
+
+    /* As many bytes as it needs; signed ones with the sign as the lowest bit. */
+    template<std::integral T>
+    void transferInteger(T& value) {
+        using Unsigned = std::make_unsigned_t<T>;
+        constexpr int kSignShift = std::numeric_limits<Unsigned>::digits - 1;
+        if (!isLoading_) {
+            auto bits = static_cast<Unsigned>(value);
+            if constexpr (std::signed_integral<T>) {
+                bits =
+                    static_cast<Unsigned>(bits << 1) ^ static_cast<Unsigned>(value >> kSignShift);
+            }
+            writeCompact(bits);
+            return;
+        }
+        const std::uint64_t read = readCompact();
+        if (read > std::numeric_limits<Unsigned>::max()) {
+            failAsRange();
+        }
+        if (isGood()) {
+            auto bits = static_cast<Unsigned>(read);
+            if constexpr (std::signed_integral<T>) {
+                bits = static_cast<Unsigned>(bits >> 1) ^ static_cast<Unsigned>(0 - (bits & 1));
+            }
+            value = static_cast<T>(bits);
+        }
+    }
+
+    static constexpr std::size_t kMostCompact = 10;
+
+    void writeCompact(std::uint64_t value) {
+        if (!prepare(kMostCompact)) {
+            return;
+        }
+        for (; value >= 0x80; value >>= 7) {
+            *cursor_++ = static_cast<unsigned char>(value | 0x80);
+        }
+        *cursor_++ = static_cast<unsigned char>(value);
+    }
+
+    std::uint64_t readCompact() {
+        if (cursor_ != end_ && *cursor_ < 0x80) {
+            return *cursor_++;
+        }
+        return readLongCompact();
+    }
+
+    bool prepareMore(std::size_t size);
+    std::uint64_t readLongCompact();
+    void writeReference(Identifiable* object);
+    Identifiable* readReference();
+    void failAsMisfit(const Identifiable& object);
+    void failAsRange();
+    void failAsTooDeep();
+
+    /* Of the record: bytes and references that it has, or that were not read yet. */
+    std::size_t used() const;
+    std::size_t left() const;
+
+    std::uint32_t nodeOf(Scope* scope);
+    std::string path() const;
+
+    void beginRecord(std::uint32_t version);
+    void endRecord();
+    std::uint32_t writeClass(const SerializableObject& object);
+    void saveObjects();
+    void handOver();
+
+    void load(io::Stream& in);
+    void openRecord();
+    void readMention();
+    std::uint32_t readClass();
+    void makeObject(std::uint32_t classIndex);
+    void loadObjects();
+    void transferRest(qz::vector<unsigned char>& bytes, qz::vector<Ref<Identifiable>>& references);
+
+    /* Where values are read in a record, or written to what is to be one. */
+    unsigned char* cursor_ = nullptr;
+    unsigned char* end_ = nullptr;
+    bool isLoading_;
+    bool hasFailed_ = false;
+    bool isFinished_ = false;
+    std::uint32_t version_ = 0;
+    std::uint32_t depth_ = 0;
+    std::uint32_t depthLimit_;
+    const char* name_ = nullptr;
+    Scope* scope_ = nullptr;
+    std::unique_ptr<State> state_;
+};
+
+/* An object that can be referred to from what is saved. It lives on the heap: the last reference
+ * deletes it. */
+class QZ_API SerializableObject : public Identifiable {
+public:
+    using Identifiable::Identifiable;
+    ~SerializableObject() override;
+
+    /* Transfers what belongs to the object. It is saved under its class identifier
+     * (getClassIdentifier), which a factory has to know when it is loaded. */
+    virtual void serialize(CommonSerializer& serializer) = 0;
+
+    /* What the class writes now. Raise it when values are added or change, and read older ones by
+     * transferSince and CommonSerializer::getVersion. Values that are added at the end need no more
+     * than that: older programs skip them. */
+    virtual std::uint32_t getVersion() const { return 0; }
+};
+
+template<class T>
+void serialize(CommonSerializer& serializer, Ref<T>& reference) {
+    static_assert(std::derived_from<T, Identifiable>);
+    serializer.transferReference(reference);
+}
+
+template<class Traits, class Allocator>
+void serialize(CommonSerializer& serializer, std::basic_string<char, Traits, Allocator>& text) {
+    const std::size_t length = serializer.transferLength(text.size(), 1);
+    if (serializer.isGood()) {
+        text.resize(length);
+        serializer.transferRow(text.data(), length);
+    }
+}
+
+namespace detail {
+
+template<class Container>
+void serializeItems(CommonSerializer& serializer, Container& container) {
+    CommonSerializer::Items items(serializer, container.size());
+    if (!serializer.isLoading()) {
+        for (auto& item : container) {
+            items.transfer(item);
+        }
+        return;
+    }
+    if (serializer.isGood()) {
+        container.clear();
+    }
+    for (std::size_t i = 0; i < items.count(); ++i) {
+        if (!items.transfer(container.emplace_back())) {
+            container.pop_back();
+            break;
+        }
+    }
+}
+
+} // namespace detail
+
+template<class T, class Allocator>
+void serialize(CommonSerializer& serializer, std::vector<T, Allocator>& values) {
+    if constexpr (SerializedAsBytes<T>) {
+        const std::size_t length = serializer.transferLength(values.size(), sizeof(T));
+        if (serializer.isGood()) {
+            values.resize(length);
+            serializer.transferRow(values.data(), length);
+        }
+    } else {
+        detail::serializeItems(serializer, values);
+    }
+}
+
+/* As bytes of 0 and 1. */
+template<class Allocator>
+void serialize(CommonSerializer& serializer, std::vector<bool, Allocator>& values) {
+    const std::size_t length = serializer.transferLength(values.size(), 1);
+    if (serializer.isGood()) {
+        values.resize(length);
+    }
+    for (std::size_t i = 0; i < length && serializer.isGood(); ++i) {
+        bool value = values[i];
+        serializer.transfer(value);
+        values[i] = value;
+    }
+}
+
+} // namespace Common
+
+#endif

@@ -1,0 +1,55 @@
+/* The values of Math, and the generators of random numbers, for Common::CommonSerializer. C++ only,
+ * for programs built by the library's compiler. A RandomObject needs no header more. */
+#ifndef QZCORE_SERIAL_MATHTYPES_H
+#define QZCORE_SERIAL_MATHTYPES_H
+
+#include "Core/SameCompiler.h"
+#include "Math/Matrix.h"
+#include "Math/Rotation3.h"
+#include "Math/Vector.h"
+#include "Random/Randomizer.h"
+#include "Serial/CommonSerializer.h"
+
+namespace Common {
+
+template<int N, typename T>
+void serialize(CommonSerializer& serializer, Math::Vector<N, T>& vector) {
+    for (int i = 0; i < N; ++i) {
+        serializer.transfer(vector[i]);
+    }
+}
+
+template<int N, typename T>
+void serialize(CommonSerializer& serializer, Math::Matrix<N, T>& matrix) {
+    serializer.transferRow(matrix[0], std::size_t{N} * N);
+}
+
+template<typename T>
+void serialize(CommonSerializer& serializer, Math::Rotation3<T>& rotation) {
+    serializer.transfer(rotation.x);
+    serializer.transfer(rotation.y);
+    serializer.transfer(rotation.z);
+    serializer.transfer(rotation.w);
+}
+
+inline void serialize(CommonSerializer& serializer, UnsignedLongRandomizer& randomizer) {
+    unsigned state = randomizer.getSeed();
+    serializer.transfer("state", state);
+    if (serializer.isLoading() && serializer.isGood()) {
+        randomizer.setSeed(state);
+    }
+}
+
+inline void serialize(CommonSerializer& serializer, GenerativeRandomizer& randomizer) {
+    unsigned seed = randomizer.getSeed0();
+    unsigned state = randomizer.getSeed();
+    serializer.transfer("seed", seed);
+    serializer.transfer("state", state);
+    if (serializer.isLoading() && serializer.isGood()) {
+        randomizer.restore(seed, state);
+    }
+}
+
+} // namespace Common
+
+#endif

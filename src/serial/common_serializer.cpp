@@ -1,0 +1,219 @@
+#include "Serial/CommonSerializer.h"
+
+#include "Core/Hash.h"
+#include "serial/state.h"
+
+#include <algorithm>
+#include <exception>
+#include <string_view>
+#include <utility>
+
+namespace serial {
+
+std::uint32_t sumOf(const unsigned char (&header)[kHeaderSize], const Bytes& body) {
+    const auto seed = static_cast<std::uint32_t>(QZ_hash_data(header, kHeaderSize, 0));
+    return static_cast<std::uint32_t>(QZ_hash_data(body.data(), body.size(), seed));
+}
+
+} // namespace serial
+
+namespace Common {
+
+// In the order in which they were met: most are held by earlier ones, so that each falls on its
+// own instead of taking a chain of others down with it.
+CommonSerializer::State::~State() {
+    for (Object& object : objects) {
+        object.object = {};
+    }
+}
+
+CommonSerializer::CommonSerializer(io::Stream& out, std::uint32_t version)
+    : isLoading_(false), depthLimit_(Limits().depth), state_(new State) {
+    state_->out = &out;
+    state_->version = version;
+    beginRecord(version);
+}
+
+CommonSerializer::CommonSerializer(io::Stream& in, FactoryManager& factories)
+    : CommonSerializer(in, factories, Limits()) {}
+
+CommonSerializer::CommonSerializer(io::Stream& in, FactoryManager& factories, const Limits& limits)
+    : isLoading_(true), depthLimit_(limits.depth), state_(new State) {
+    state_->limits = limits;
+    state_->factories = &factories;
+    load(in);
+}
+
+CommonSerializer::~CommonSerializer() = default;
+
+bool CommonSerializer::finish() {
+    if (!isFinished_ && isGood()) {
+        isLoading_ ? loadObjects() : saveObjects();
+    }
+    isFinished_ = true;
+    cursor_ = end_ = nullptr;
+    return isGood();
+}
+
+const std::string& CommonSerializer::getError() const {
+    return state_->error;
+}
+
+void CommonSerializer::fail(const std::string& what) {
+    if (hasFailed_) {
+        return;
+    }
+    hasFailed_ = true;
+    cursor_ = end_ = nullptr;
+    try {
+        const std::string where = path();
+        state_->error = where.empty() ? what : where + ": " + what;
+    } catch (const std::exception&) {
+        state_->error = "out of memory"; // fits without any
+    }
+}
+
+void CommonSerializer::failAsMisfit(const Identifiable& object) {
+    fail("an object of class \"" + object.getClassIdentifier().getClassName() +
+         "\", which does not fit");
+}
+
+void CommonSerializer::failAsRange() {
+    fail("a value that its type does not have");
+}
+
+void CommonSerializer::failAsTooDeep() {
+    fail("values too deep within each other");
+}
+
+bool CommonSerializer::prepareMore(std::size_t size) {
+    if (hasFailed_) {
+        return false;
+    }
+    if (isLoading_ || isFinished_) {
+        fail(isFinished_ ? "the serializer has finished" : "the record ends before the value");
+        return false;
+    }
+    serial::Bytes& payload = state_->payload;
+    const std::size_t done = used();
+    constexpr std::size_t kLeast = 4096;
+    payload.resize(std::max({done + size, 2 * payload.size(), kLeast}));
+    cursor_ = payload.data() + done;
+    end_ = payload.data() + payload.size();
+    return true;
+}
+
+std::uint64_t CommonSerializer::readLongCompact() {
+    std::uint64_t value = 0;
+    for (unsigned shift = 0; shift < 64; shift += 7) {
+        if (!prepare(1)) {
+            return 0;
+        }
+        const std::uint64_t byte = *cursor_++;
+        value |= (byte & 0x7F) << shift;
+        if (byte < 0x80) {
+            if (shift == 63 && byte > 1) {
+                break;
+            }
+            return value;
+        }
+    }
+    failAsRange();
+    return 0;
+}
+
+std::size_t CommonSerializer::transferLength(std::size_t length, std::size_t size) {
+    if (!isLoading_) {
+        writeCompact(length);
+        return isGood() ? length : 0;
+    }
+    const std::uint64_t read = readCompact();
+    if (read > static_cast<std::size_t>(end_ - cursor_) / size) {
+        fail("a length beyond the end of the record");
+    }
+    return isGood() ? static_cast<std::size_t>(read) : 0;
+}
+
+CommonSerializer::Items::Items(CommonSerializer& serializer, std::size_t count)
+    : serializer_(serializer), count_(count) {
+    if (!serializer.isLoading_) {
+        serializer.writeCompact(count);
+        usedBefore_ = serializer.used();
+        return;
+    }
+    const std::uint64_t read = serializer.readCompact();
+    if (read > serializer.left()) {
+        serializer.fail("a number of items beyond the end of the record");
+    }
+    count_ = serializer.isGood() ? static_cast<std::size_t>(read) : 0;
+}
+
+// What could not be read back is not written.
+CommonSerializer::Items::~Items() {
+    serializer_.scope_->index = 0;
+    if (!serializer_.isLoading_ && serializer_.isGood() &&
+        serializer_.used() - usedBefore_ < count_) {
+        serializer_.fail("items without contents");
+    }
+}
+
+std::size_t CommonSerializer::used() const {
+    const std::size_t bytes =
+        cursor_ == nullptr ? 0 : static_cast<std::size_t>(cursor_ - state_->payload.data());
+    return bytes + state_->mentionCount;
+}
+
+std::size_t CommonSerializer::left() const {
+    return static_cast<std::size_t>(end_ - cursor_) + state_->mentioned.size() -
+           state_->nextMention;
+}
+
+// Remembers the way to a scope, once for each.
+std::uint32_t CommonSerializer::nodeOf(Scope* scope) {
+    if (scope == nullptr) {
+        return state_->objectNode;
+    }
+    if (scope->node == 0) {
+        const std::uint32_t parent = nodeOf(scope->outer);
+        state_->nodes.push_back({parent, scope->name, scope->index});
+        scope->node = static_cast<std::uint32_t>(state_->nodes.size());
+    }
+    return scope->node;
+}
+
+namespace {
+
+// Put in front, because a path is known from its end.
+void addStep(std::string& path, const char* name, std::size_t index) {
+    std::string step = name == nullptr ? "" : std::string(".") + name;
+    if (index != 0) {
+        step += '[' + std::to_string(index - 1) + ']';
+    }
+    path.insert(0, step);
+}
+
+} // namespace
+
+std::string CommonSerializer::path() const {
+    constexpr std::size_t kLongest = 200;
+    std::string text;
+    addStep(text, name_, 0);
+    for (const Scope* scope = scope_; scope != nullptr && text.size() < kLongest;
+         scope = scope->outer) {
+        addStep(text, scope->name, scope->index);
+    }
+    std::uint32_t number = state_->objectNode;
+    while (number != 0 && text.size() < kLongest) {
+        const State::Node& node = state_->nodes[number - 1];
+        addStep(text, node.name, node.index);
+        number = node.parent;
+    }
+    if (text.size() >= kLongest) {
+        return "..." + text;
+    }
+    return text.starts_with('.') ? text.substr(1) : text;
+}
+
+SerializableObject::~SerializableObject() = default;
+
+} // namespace Common

@@ -1,0 +1,208 @@
+#include "Serial/CommonSerializer.h"
+
+#include "Serial/Record.h"
+#include "serial/state.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <utility>
+
+namespace Common {
+
+namespace {
+
+// A length that is not true takes no more memory than there are bytes.
+bool readBytes(io::Stream& in, serial::Bytes& bytes, std::uint64_t size) {
+    constexpr std::uint64_t kPiece = 1 << 20;
+    while (bytes.size() < size) {
+        const std::size_t done = bytes.size();
+        const std::uint64_t wanted = std::min(size - done, std::max<std::uint64_t>(kPiece, done));
+        bytes.resize(done + static_cast<std::size_t>(wanted));
+        if (in.read(bytes.data() + done, static_cast<std::size_t>(wanted)) != wanted) {
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+void CommonSerializer::load(io::Stream& in) {
+    State& state = *state_;
+    unsigned char header[serial::kHeaderSize];
+    unsigned char sum[serial::kSumSize];
+    const auto failToRead = [&] { fail(in.isGood() ? "the file ends too early" : in.getError()); };
+    if (in.read(header, sizeof header) != sizeof header) {
+        failToRead();
+        return;
+    }
+    if (std::memcmp(header, serial::kMark, sizeof serial::kMark - 1) != 0) {
+        fail("no file of saved objects");
+        return;
+    }
+    if (header[sizeof serial::kMark - 1] != serial::kMark[sizeof serial::kMark - 1]) {
+        fail("a file in a format of another version");
+        return;
+    }
+    const auto size = serial::getFixed<std::uint64_t>(header + sizeof serial::kMark);
+    if (size > state.limits.bytes) {
+        fail("a file that is longer than allowed");
+        return;
+    }
+    if (!readBytes(in, state.body, size) || in.read(sum, sizeof sum) != sizeof sum) {
+        failToRead();
+        return;
+    }
+    if (serial::getFixed<std::uint32_t>(sum) != serial::sumOf(header, state.body)) {
+        fail("a damaged file: its sum is wrong");
+        return;
+    }
+    cursor_ = state.body.data();
+    end_ = cursor_ + state.body.size();
+    transferInteger(state.version);
+    state.next = isGood() ? static_cast<std::size_t>(cursor_ - state.body.data()) : 0;
+    version_ = state.version;
+    openRecord();
+}
+
+void CommonSerializer::openRecord() {
+    State& state = *state_;
+    if (!isGood()) {
+        return;
+    }
+    cursor_ = state.body.data() + state.next;
+    end_ = state.body.data() + state.body.size();
+    const std::uint64_t size = readCompact();
+    const std::uint64_t count = readCompact();
+    state.mentioned.clear();
+    state.nextMention = 0;
+    if (count > static_cast<std::size_t>(end_ - cursor_)) {
+        fail("more references than there can be");
+    }
+    for (std::uint64_t i = 0; i < count && isGood(); ++i) {
+        readMention();
+    }
+    if (isGood() && size > static_cast<std::size_t>(end_ - cursor_)) {
+        fail("a record that is longer than the file");
+    }
+    if (isGood()) {
+        end_ = cursor_ + size;
+        state.next = static_cast<std::size_t>(end_ - state.body.data());
+    }
+}
+
+// The number of an object; with that of one that was not there before comes its class.
+void CommonSerializer::readMention() {
+    State& state = *state_;
+    const std::uint64_t number = readCompact();
+    if (number > state.objects.size() + 1) {
+        fail("a reference to an object that does not exist");
+    } else if (number > state.limits.objects) {
+        fail("more objects than allowed");
+    }
+    if (isGood() && number == state.objects.size() + 1) {
+        makeObject(readClass());
+    }
+    if (isGood()) {
+        state.mentioned.push_back(static_cast<std::uint32_t>(number));
+    }
+}
+
+std::uint32_t CommonSerializer::readClass() {
+    State& state = *state_;
+    const std::uint64_t index = readCompact();
+    if (index > state.classes.size()) {
+        fail("a class that does not exist");
+    }
+    if (isGood() && index == state.classes.size()) {
+        std::string name(transferLength(0, 1), 0);
+        transferBytes(name.data(), name.size());
+        std::uint32_t version = 0;
+        transferInteger(version);
+        if (isGood()) {
+            state.classes.push_back({Identifier(std::move(name)), version});
+        }
+    }
+    return static_cast<std::uint32_t>(index);
+}
+
+void CommonSerializer::makeObject(std::uint32_t classIndex) {
+    if (!isGood()) {
+        return;
+    }
+    State& state = *state_;
+    const State::Class& itsClass = state.classes[classIndex];
+    Ref<Identifiable> object(state.factories->createInstance(itsClass.name));
+    auto* serializable = dynamic_cast<SerializableObject*>(object.get());
+    if (serializable == nullptr && state.limits.keepsUnknown) {
+        serializable = new Record(itsClass.name, itsClass.version);
+        object = Ref<Identifiable>(serializable);
+    }
+    state.objects.push_back({serializable != nullptr ? std::move(object) : Ref<Identifiable>(),
+                             serializable, classIndex, 0});
+}
+
+Identifiable* CommonSerializer::readReference() {
+    State& state = *state_;
+    if (hasFailed_) {
+        return nullptr;
+    }
+    if (isFinished_ || state.nextMention == state.mentioned.size()) {
+        fail("the record has no more references");
+        return nullptr;
+    }
+    const std::uint32_t number = state.mentioned[state.nextMention++];
+    if (number == 0) {
+        return nullptr;
+    }
+    State::Object& object = state.objects[number - 1];
+    if (object.node == 0) {
+        object.node = nodeOf(scope_);
+    }
+    if (!object.object) {
+        fail("an object of class \"" + state.classes[object.classIndex].name.getClassName() +
+             "\", which no factory makes");
+    }
+    return object.object.get();
+}
+
+// A work list: reading an object may append others to it.
+void CommonSerializer::loadObjects() {
+    State& state = *state_;
+    for (std::size_t i = 0; i < state.objects.size() && isGood(); ++i) {
+        state.objectNode = state.objects[i].node;
+        openRecord();
+        SerializableObject* const object = state.objects[i].serializable;
+        if (object != nullptr && isGood()) {
+            version_ = state.classes[state.objects[i].classIndex].version;
+            object->serialize(*this);
+        }
+    }
+    state.objectNode = 0;
+    version_ = state.version;
+    if (isGood() && state.next != state.body.size()) {
+        fail("something behind the last object");
+    }
+}
+
+Record::~Record() = default;
+
+void Record::serialize(CommonSerializer& serializer) {
+    serializer.transferRest(bytes_, references_);
+}
+
+// All bytes and all references of a record.
+void CommonSerializer::transferRest(qz::vector<unsigned char>& bytes,
+                                    qz::vector<Ref<Identifiable>>& references) {
+    if (isLoading_) {
+        bytes.assign(cursor_, end_);
+        references.resize(state_->mentioned.size() - state_->nextMention);
+    }
+    transferBytes(bytes.data(), bytes.size());
+    for (Ref<Identifiable>& reference : references) {
+        transferReference(reference);
+    }
+}
+
+} // namespace Common

@@ -1,0 +1,95 @@
+// What a serializer keeps beside the values that it is at.
+#pragma once
+
+#include "Common/Allocator.h"
+#include "Serial/CommonSerializer.h"
+#include "serial/pointer_table.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <utility>
+
+namespace serial {
+
+// At the beginning of each file; the last byte is the version of the format. A transfer that
+// changes line ends shows.
+inline constexpr unsigned char kMark[8] = {0x89, 'Q', 'Z', 'O', '\r', '\n', 0x1A, 1};
+inline constexpr std::size_t kHeaderSize = sizeof kMark + sizeof(std::uint64_t);
+inline constexpr std::size_t kSumSize = sizeof(std::uint32_t);
+
+using Bytes = qz::vector<unsigned char>;
+
+template<class T>
+void putFixed(unsigned char* out, T value) {
+    for (std::size_t i = 0; i < sizeof value; ++i) {
+        out[i] = static_cast<unsigned char>(value >> 8 * i);
+    }
+}
+
+template<class T>
+T getFixed(const unsigned char* in) {
+    T value = 0;
+    for (std::size_t i = 0; i < sizeof value; ++i) {
+        value |= static_cast<T>(T{in[i]} << 8 * i);
+    }
+    return value;
+}
+
+std::uint32_t sumOf(const unsigned char (&header)[kHeaderSize], const Bytes& body);
+
+} // namespace serial
+
+namespace Common {
+
+struct CommonSerializer::State {
+    struct Class {
+        Identifier name;
+        std::uint32_t version;
+    };
+
+    struct Object {
+        Ref<Identifiable> object; // null for one that no factory made
+        SerializableObject* serializable;
+        std::uint32_t classIndex;
+        std::uint32_t node; // of the path on which it was met first
+    };
+
+    // A step on a path: a name, or the number of an item, or both.
+    struct Node {
+        std::uint32_t parent;
+        const char* name;
+        std::size_t index;
+    };
+
+    State() = default;
+    State(const State&) = delete;
+    State& operator=(const State&) = delete;
+    ~State();
+
+    Limits limits;
+    std::string error;
+    qz::vector<Object> objects; // number n is at n - 1
+    qz::vector<Class> classes;
+    qz::vector<Node> nodes; // number n is at n - 1
+    std::uint32_t objectNode = 0;
+    std::uint32_t version = 0; // of what is saved as a whole
+    serial::Bytes body;
+
+    // Saving.
+    io::Stream* out = nullptr;
+    serial::Bytes payload;
+    serial::Bytes mentions;
+    std::size_t mentionCount = 0;
+    serial::PointerTable numbers;
+    std::map<std::pair<std::string, std::uint32_t>, std::uint32_t> classNumbers;
+
+    // Loading.
+    FactoryManager* factories = nullptr;
+    std::size_t next = 0;                // where the next record begins
+    qz::vector<std::uint32_t> mentioned; // the references of the record, as numbers
+    std::size_t nextMention = 0;
+};
+
+} // namespace Common

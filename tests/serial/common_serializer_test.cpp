@@ -1,0 +1,254 @@
+#include "Serial/CommonSerializer.h"
+
+#include "Core/Hash.h"
+#include "Serial/Containers.h"
+#include "Serial/MathTypes.h"
+#include "serial/saved.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <limits>
+#include <string>
+#include <vector>
+
+namespace {
+
+using Common::CommonSerializer;
+using qz::test::load;
+using qz::test::save;
+
+enum class Colour : std::int16_t { kRed = -3, kGreen = 700 };
+
+struct Position {
+    float x = 0;
+    double y = 0;
+    void serialize(CommonSerializer& serializer) {
+        serializer.transfer("x", x);
+        serializer.transfer("y", y);
+    }
+    bool operator==(const Position&) const = default;
+};
+
+struct Outside {
+    int value = 0;
+    bool operator==(const Outside&) const = default;
+};
+void serialize(CommonSerializer& serializer, Outside& outside) {
+    serializer.transfer(outside.value);
+}
+
+// Every kind of value.
+struct Values {
+    bool flag = false;
+    char letter = 0;
+    std::int8_t tiny = 0;
+    short small = 0;
+    int number = 0;
+    long long large = 0;
+    std::uint64_t huge = 0;
+    float real = 0;
+    double precise = 0;
+    Colour colour{};
+    std::string text;
+    std::vector<Position> positions;
+    std::vector<double> row;
+    std::vector<bool> flags;
+    std::vector<std::vector<int>> nested;
+    qz::deque<std::string> queue;
+    qz::list<int> list;
+    std::map<std::string, Position> byName;
+    std::unordered_map<int, std::string> byNumber;
+    std::pair<int, std::string> pair;
+    std::optional<Position> maybe, none{Position{}};
+    std::array<float, 3> fixed{};
+    Outside outside[2];
+
+    void serialize(CommonSerializer& s) {
+        s.transfer("flag", flag);
+        s.transfer("letter", letter);
+        s.transfer("tiny", tiny);
+        s.transfer("small", small);
+        s.transfer("number", number);
+        s.transfer("large", large);
+        s.transfer("huge", huge);
+        s.transfer("real", real);
+        s.transfer("precise", precise);
+        s.transfer("colour", colour);
+        s.transfer("text", text);
+        s.transfer("positions", positions);
+        s.transfer("row", row);
+        s.transfer("flags", flags);
+        s.transfer("nested", nested);
+        s.transfer("queue", queue);
+        s.transfer("list", list);
+        s.transfer("byName", byName);
+        s.transfer("byNumber", byNumber);
+        s.transfer("pair", pair);
+        s.transfer("maybe", maybe);
+        s.transfer("none", none);
+        s.transfer("fixed", fixed);
+        s.transfer("outside", outside);
+    }
+    bool operator==(const Values&) const = default;
+};
+
+Values someValues() {
+    Values values;
+    values.flag = true;
+    values.letter = 'q';
+    values.tiny = -128;
+    values.small = std::numeric_limits<short>::min();
+    values.number = std::numeric_limits<int>::max();
+    values.large = std::numeric_limits<long long>::min();
+    values.huge = std::numeric_limits<std::uint64_t>::max();
+    values.real = -0.0F;
+    values.precise = std::numeric_limits<double>::denorm_min();
+    values.colour = Colour::kGreen;
+    values.text = std::string("a\0b", 3);
+    values.positions = {{1, 2}, {3, 4}};
+    values.row = {1.5, -2.5};
+    values.flags = {true, false, true};
+    values.nested = {{}, {1, -1}, {}};
+    values.queue = {"one", "two"};
+    values.list = {-5, 5};
+    values.byName = {{"a", {5, 6}}, {"b", {7, 8}}};
+    values.byNumber = {{9, "nine"}, {-1, "minus one"}, {4, "four"}};
+    values.pair = {-70000, "pair"};
+    values.maybe = Position{9, 10};
+    values.none.reset();
+    values.fixed = {1, 2, 3};
+    values.outside[1].value = 42;
+    return values;
+}
+
+// Gives a body a header and a sum.
+std::string fileWith(const std::string& body) {
+    std::string file("\x89QZO\r\n\x1A\1", 8);
+    for (int i = 0; i < 8; ++i) {
+        file += static_cast<char>(body.size() >> 8 * i);
+    }
+    const auto seed = static_cast<std::uint32_t>(QZ_hash_data(file.data(), file.size(), 0));
+    const auto sum = QZ_hash_data(body.data(), body.size(), seed);
+    file += body;
+    for (int i = 0; i < 4; ++i) {
+        file += static_cast<char>(sum >> 8 * i);
+    }
+    return file;
+}
+
+class Serializer : public ::testing::Test {
+protected:
+    Common::FactoryManager factories;
+};
+
+TEST_F(Serializer, ValuesComeBack) {
+    Values values = someValues();
+    const std::string bytes = save(values);
+    Values read;
+    read.positions.resize(9);
+    read.byNumber[1234] = "gone";
+    EXPECT_EQ(load(bytes, read, factories), "");
+    EXPECT_EQ(read, values);
+    EXPECT_EQ(save(read), bytes) << "whatever order the unordered map has";
+}
+
+// The format, as it is written down.
+TEST_F(Serializer, BytesAreTheSameEverywhere) {
+    struct {
+        std::vector<int> numbers{-1, 300};
+        float real = 1;
+        std::string text = "ab";
+        void serialize(CommonSerializer& s) {
+            s.transfer(numbers);
+            s.transfer(real);
+            s.transfer(text);
+        }
+    } value;
+    const std::string body("\3\13\0\2\1\xD8\4\0\0\x80\x3F\2ab", 14);
+    EXPECT_EQ(save(value, 3), fileWith(body));
+}
+
+TEST_F(Serializer, TypesOfTheLibraryFit) {
+    struct {
+        Math::Vector<3, float> vector{1, 2, 3};
+        Math::Matrix<4, double> matrix = Math::Matrix<4, double>().set(7);
+        Math::Rotation3<double> rotation{1, 2, 3, 4};
+        RandomObject random{RandomObject::kNormal, 77};
+        GenerativeRandomizer generative{5};
+        UnsignedLongRandomizer plain{6};
+        void serialize(CommonSerializer& s) {
+            s.transfer(vector);
+            s.transfer(matrix);
+            s.transfer(rotation);
+            s.transfer(random);
+            s.transfer(generative);
+            s.transfer(plain);
+        }
+    } saved, read{{}, {}, {}, RandomObject{}, GenerativeRandomizer{}, UnsignedLongRandomizer{}};
+    saved.generative.next();
+    EXPECT_EQ(load(save(saved), read, factories), "");
+    EXPECT_EQ(read.vector.z, 3);
+    EXPECT_EQ(read.matrix[3][3], 7);
+    EXPECT_EQ(read.rotation.w, 4);
+    EXPECT_EQ(read.random.get(), RandomObject(RandomObject::kNormal, 77).get());
+    EXPECT_EQ(read.generative.getSeed0(), 5U);
+    EXPECT_EQ(read.generative.next(), saved.generative.next());
+    EXPECT_EQ(read.plain.getSeed(), 6U);
+}
+
+TEST_F(Serializer, DamagedFilesChangeNothing) {
+    Values values = someValues();
+    const std::string bytes = save(values);
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        Values read;
+        EXPECT_NE(load(bytes.substr(0, i), read, factories), "") << i;
+        std::string altered = bytes;
+        altered[i] = static_cast<char>(altered[i] ^ 0x10);
+        EXPECT_NE(load(altered, read, factories), "") << i;
+        EXPECT_EQ(read, Values{}) << i;
+    }
+}
+
+TEST_F(Serializer, ErrorsTellWhere) {
+    struct Flags {
+        std::vector<std::map<int, std::vector<bool>>> units;
+        void serialize(CommonSerializer& s) { s.transfer("units", units); }
+    } flags;
+    struct Deep {
+        std::vector<Deep> inner;
+        void serialize(CommonSerializer& s) { s.transfer("inner", inner); }
+    } deep;
+    struct Nothing {
+        void serialize(CommonSerializer&) {}
+    };
+    struct Tree {
+        std::vector<Nothing> leaves{3};
+        void serialize(CommonSerializer& s) { s.transfer("leaves", leaves); }
+    } tree;
+    short small = 5;
+    // Units, of which the second has an entry with a flag of 2.
+    EXPECT_EQ(load(fileWith(std::string("\0\6\0\2\0\1\0\1\2", 9)), flags, factories),
+              "world.units[1][0].value: a value that its type does not have");
+    EXPECT_EQ(flags.units.size(), 1U) << "those before the error";
+    EXPECT_EQ(load(fileWith(std::string("\0\1\0\x7F", 4)), flags, factories),
+              "world.units: a number of items beyond the end of the record");
+    EXPECT_EQ(load(fileWith(std::string("\0\6\0\1\2\0\0\0\0", 9)), flags, factories),
+              "world.units[0][1]: a key that is there already");
+    EXPECT_EQ(load(fileWith(std::string("\0\3\0\x80\x80\4", 6)), small, factories),
+              "world: a value that its type does not have");
+    EXPECT_EQ(load(fileWith(std::string("\0\0\0", 3)), small, factories),
+              "world: the record ends before the value");
+    EXPECT_EQ(load(fileWith(std::string("\0\1\0\1\1", 5)), small, factories),
+              "something behind the last object");
+    EXPECT_EQ(load("text that is something else", small, factories), "no file of saved objects");
+    EXPECT_EQ(load(save(small), small, factories, {.bytes = 3}),
+              "a file that is longer than allowed");
+    EXPECT_EQ(small, -1) << "the one that was read before the rest was found too long";
+    EXPECT_EQ(save(tree), "error: world.leaves: items without contents");
+    deep.inner.resize(1);
+    EXPECT_EQ(load(save(deep), deep, factories, {.depth = 2}),
+              "world.inner[0]: values too deep within each other");
+}
+
+} // namespace

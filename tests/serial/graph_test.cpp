@@ -1,0 +1,229 @@
+// Objects that refer to each other.
+#include "Serial/Record.h"
+#include "serial/saved.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+using Common::CommonSerializer;
+using Common::Identifiable;
+using Common::Record;
+using Common::Ref;
+using Common::SerializableObject;
+using qz::test::load;
+using qz::test::save;
+
+class Node : public SerializableObject {
+public:
+    explicit Node(const char* className = "Node") : SerializableObject(className) { ++count; }
+    ~Node() override { --count; }
+
+    void serialize(CommonSerializer& serializer) override {
+        serializer.transfer("number", number);
+        serializer.transfer("next", next);
+        serializer.transfer("others", others);
+    }
+
+    int number = 0;
+    Ref<Node> next;
+    std::vector<Ref<Node>> others;
+
+    static int count;
+};
+int Node::count = 0;
+
+// With a member more since version 2, in the middle of the others.
+class Ship : public Node {
+public:
+    Ship() : Node("Ship") {}
+
+    std::uint32_t getVersion() const override { return version; }
+    void serialize(CommonSerializer& serializer) override {
+        if (version >= 2) {
+            serializer.transferSince(2, "fuel", fuel, 100);
+        }
+        Node::serialize(serializer);
+        if (version >= 3) { // at the end
+            serializer.transferSince(3, "name", name, "none");
+            serializer.transferSince(3, "escort", escort);
+        }
+    }
+
+    int fuel = 0;
+    std::string name;
+    Ref<Node> escort;
+
+    static std::uint32_t version;
+};
+std::uint32_t Ship::version = 1;
+
+// Where references make a cycle, counting alone frees nobody.
+void takeApart(const std::vector<Ref<Node>>& nodes) {
+    for (const Ref<Node>& node : nodes) {
+        node->next = {};
+        node->others.clear();
+    }
+}
+
+class SerializerGraph : public ::testing::Test {
+protected:
+    SerializerGraph() {
+        auto* const factory = new qz::test::TestFactory;
+        factory->add("Node", [] { return new Node; });
+        factory->add("Ship", [] { return new Ship; });
+        factory->add("Thing", [] { return new Identifiable("Thing"); });
+        factories.addFactory(factory);
+    }
+    ~SerializerGraph() override { EXPECT_EQ(Node::count, 0) << "objects are left"; }
+
+    Common::FactoryManager factories;
+    Common::FactoryManager nobody;
+};
+
+// All nodes in the order of their numbers, by way of one that refers to all.
+TEST_F(SerializerGraph, IsTheSameGraph) {
+    for (unsigned seed = 0; seed < 20; ++seed) {
+        std::mt19937 random(seed);
+        std::vector<Ref<Node>> nodes;
+        for (int i = 0; i < 200; ++i) {
+            nodes.emplace_back(random() % 2 == 0 ? new Node : new Ship);
+            nodes.back()->number = i;
+        }
+        const auto any = [&] { return random() % 5 == 0 ? Ref<Node>() : nodes[random() % 200]; };
+        for (const Ref<Node>& node : nodes) {
+            node->next = any();
+            node->others = {any(), any()};
+        }
+        std::vector<Ref<Node>> read;
+        const std::string bytes = save(nodes);
+        ASSERT_EQ(load(bytes, read, factories), "");
+        ASSERT_EQ(read.size(), nodes.size());
+        const auto same = [&](const Ref<Node>& a, const Ref<Node>& b) {
+            return a ? b.get() == read[static_cast<std::size_t>(a->number)].get() : !b;
+        };
+        for (std::size_t i = 0; i < nodes.size(); ++i) {
+            ASSERT_EQ(read[i]->number, static_cast<int>(i));
+            ASSERT_EQ(read[i]->getClassIdentifier(), nodes[i]->getClassIdentifier());
+            ASSERT_TRUE(same(nodes[i]->next, read[i]->next));
+            ASSERT_TRUE(same(nodes[i]->others[1], read[i]->others[1]));
+        }
+        EXPECT_EQ(save(read), bytes);
+        takeApart(nodes);
+        takeApart(read);
+    }
+}
+
+TEST_F(SerializerGraph, ChainsMayBeLong) {
+    constexpr int kLength = 1'000'000;
+    const auto makeChain = [](int length, Ref<Node> last) {
+        for (int i = length; i > 0; --i) {
+            Ref<Node> node(new Node);
+            node->number = i;
+            node->next = std::move(last);
+            last = std::move(node);
+        }
+        return last;
+    };
+    const auto countAndFree = [](Ref<Node> first) {
+        int count = 0;
+        while (first && first->number == count + 1) {
+            ++count;
+            first = Ref<Node>(std::exchange(first->next, {}));
+        }
+        return count;
+    };
+    Ref<Node> chain = makeChain(kLength, {});
+    const std::string bytes = save(chain);
+    EXPECT_EQ(countAndFree(std::exchange(chain, {})), kLength);
+    EXPECT_EQ(load(bytes, chain, factories), "");
+    EXPECT_EQ(countAndFree(std::exchange(chain, {})), kLength);
+
+    // A chain that is read but for its end falls without depth, too.
+    Ref<Node> end(new Node("Ghost"));
+    chain = makeChain(kLength / 10, std::move(end));
+    const std::string cut = save(chain);
+    countAndFree(std::exchange(chain, {}));
+    EXPECT_TRUE(load(cut, chain, factories)
+                    .ends_with(".next.next: an object of class \"Ghost\", which no factory makes"));
+    EXPECT_EQ(countAndFree(std::exchange(chain, {})), kLength / 10);
+}
+
+TEST_F(SerializerGraph, VersionsUnderstandEachOther) {
+    std::string saved[4];
+    for (Ship::version = 1; Ship::version <= 3; ++Ship::version) {
+        Ref<Ship> ship(new Ship);
+        ship->number = 7;
+        ship->fuel = 50;
+        ship->name = "Ada";
+        ship->escort = Ref<Node>(new Ship);
+        ship->next = ship->escort;
+        saved[Ship::version] = save(ship);
+    }
+    for (const std::uint32_t reader : {2U, 3U}) {
+        for (const std::uint32_t writer : {1U, 2U, 3U}) {
+            Ship::version = reader;
+            Ref<Ship> ship;
+            ASSERT_EQ(load(saved[writer], ship, factories), "") << reader << ' ' << writer;
+            EXPECT_EQ(ship->number, 7);
+            EXPECT_TRUE(ship->next);
+            EXPECT_EQ(ship->fuel, writer >= 2 ? 50 : 100);
+            EXPECT_EQ(ship->name, reader < 3 ? "" : writer < 3 ? "none" : "Ada");
+            EXPECT_EQ(static_cast<bool>(ship->escort), reader == 3 && writer == 3);
+        }
+    }
+    Ship::version = 1;
+}
+
+TEST_F(SerializerGraph, UnknownClassesAreKept) {
+    Ship::version = 3;
+    std::vector<Ref<Identifiable>> world, kept, read;
+    Ref<Ship> ship(new Ship);
+    ship->name = "Ada";
+    ship->escort = Ref<Node>(new Node);
+    ship->escort->next = Ref<Node>(ship.get());
+    world = {Ref<Identifiable>(ship.get()), Ref<Identifiable>(ship->escort.get())};
+    const std::string bytes = save(world);
+
+    CommonSerializer::Limits keeping;
+    keeping.keepsUnknown = true;
+    EXPECT_EQ(load(bytes, kept, nobody, keeping), "");
+    const auto* const record = dynamic_cast<Record*>(kept.at(0).get());
+    ASSERT_NE(record, nullptr);
+    EXPECT_EQ(record->getClassIdentifier(), Common::Identifier("Ship"));
+    EXPECT_EQ(record->getVersion(), 3U);
+    EXPECT_EQ(save(kept), bytes);
+    EXPECT_EQ(load(save(kept), read, factories), "");
+    auto& again = dynamic_cast<Ship&>(*read.at(0));
+    EXPECT_EQ(again.name, "Ada");
+    EXPECT_EQ(again.escort->next.get(), &again);
+    ship->escort->next = {};
+    again.escort->next = {};
+    Ship::version = 1;
+}
+
+TEST_F(SerializerGraph, ErrorsTellWhere) {
+    std::vector<Ref<Identifiable>> world{Ref<Identifiable>(new Node), Ref<Identifiable>(new Node)};
+    auto& second = dynamic_cast<Node&>(*world[1]);
+    second.others.emplace_back(new Ship);
+    const std::string bytes = save(world);
+    std::vector<Ref<Identifiable>> read;
+    std::vector<Ref<Ship>> ships;
+    EXPECT_EQ(load(bytes, read, nobody),
+              "world[0]: an object of class \"Node\", which no factory makes");
+    EXPECT_EQ(load(bytes, ships, factories),
+              "world[0]: an object of class \"Node\", which does not fit");
+    EXPECT_EQ(load(bytes, read, factories, {.objects = 2}), "world[1]: more objects than allowed");
+    second.others[0] = Ref<Node>(new Node("Ghost"));
+    EXPECT_EQ(load(save(world), read, factories),
+              "world[1].others[0]: an object of class \"Ghost\", which no factory makes");
+    world.emplace_back(new Identifiable("Thing"));
+    EXPECT_EQ(save(world), "error: world[2]: an object of class \"Thing\", which cannot be saved");
+}
+
+} // namespace
