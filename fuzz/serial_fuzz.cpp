@@ -1,0 +1,151 @@
+// Any bytes as a file of saved objects: loading ends with an error or with a graph that is the same
+// after it was saved and loaded again; and every object that was made goes again.
+#include "require.h"
+
+#include "Core/Hash.h"
+#include "IO/MemoryStream.h"
+#include "Serial/Containers.h"
+#include "Serial/Record.h"
+
+#include <cstdint>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace {
+
+using Common::CommonSerializer;
+using Common::Identifiable;
+using Common::Ref;
+
+class Node : public Common::SerializableObject {
+public:
+    explicit Node(const Common::Identifier& name) : SerializableObject(name) { all.insert(this); }
+    ~Node() override { all.erase(this); }
+
+    std::uint32_t getVersion() const override { return 2; }
+    void serialize(CommonSerializer& serializer) override {
+        serializer.transfer("flag", flag_);
+        serializer.transfer("next", next_);
+        serializer.transfer("names", names_);
+        serializer.transfer("maybe", maybe_);
+        serializer.transfer("numbers", numbers_);
+        serializer.transferSince(2, "others", others_);
+    }
+
+    // Cycles would keep each other.
+    void letGo() {
+        next_ = {};
+        others_.clear();
+    }
+
+    static std::set<Node*> all;
+
+    static std::vector<Ref<Node>> held() {
+        std::vector<Ref<Node>> nodes;
+        for (Node* const node : all) {
+            nodes.emplace_back(node);
+        }
+        return nodes;
+    }
+
+private:
+    bool flag_ = false;
+    Ref<Node> next_;
+    std::map<std::string, std::int16_t> names_;
+    std::optional<float> maybe_;
+    std::vector<std::uint64_t> numbers_;
+    std::vector<Ref<Identifiable>> others_;
+};
+std::set<Node*> Node::all;
+
+class NodeFactory : public Common::Factory {
+public:
+    NodeFactory() {
+        addIdentifier("Node");
+        addIdentifier("Leaf");
+    }
+    Identifiable* create(const Common::Identifier& name) override { return new Node(name); }
+};
+
+struct World {
+    std::vector<Ref<Identifiable>> objects;
+    std::vector<std::vector<int>> nested;
+
+    void serialize(CommonSerializer& serializer) {
+        serializer.transfer("objects", objects);
+        serializer.transfer("nested", nested);
+    }
+};
+
+template<class T>
+void append(std::string& bytes, T value) {
+    for (std::size_t i = 0; i < sizeof value; ++i) {
+        bytes += static_cast<char>(value >> 8 * i);
+    }
+}
+
+// With a header and a sum that are right.
+std::string fileOf(const std::string& body) {
+    std::string file("\x89QZO\r\n\x1A\1", 8);
+    append(file, std::uint64_t{body.size()});
+    const auto seed = static_cast<std::uint32_t>(QZ_hash_data(file.data(), file.size(), 0));
+    const std::uint64_t sum = QZ_hash_data(body.data(), body.size(), seed);
+    file += body;
+    append(file, static_cast<std::uint32_t>(sum));
+    return file;
+}
+
+bool load(const std::string& file, World& world) {
+    static Common::FactoryManager* const factories = [] {
+        auto* const manager = new Common::FactoryManager;
+        manager->addFactory(new NodeFactory);
+        return manager;
+    }();
+    io::BlockStream stream(static_cast<const void*>(file.data()), file.size());
+    CommonSerializer::Limits limits;
+    limits.objects = 1000;
+    limits.keepsUnknown = true;
+    CommonSerializer serializer(stream, *factories, limits);
+    serializer.transfer("world", world);
+    const bool isLoaded = serializer.finish();
+    require(isLoaded == serializer.getError().empty());
+    return isLoaded;
+}
+
+std::string save(World& world) {
+    io::MemoryStream stream;
+    CommonSerializer serializer(stream);
+    serializer.transfer("world", world);
+    require(serializer.finish());
+    return {stream.bytes().begin(), stream.bytes().end()};
+}
+
+} // namespace
+
+// Objects of unknown classes that refer to each other in a circle keep each other, and nobody may
+// have a reference to one of them.
+extern "C" const char* __lsan_default_suppressions() {
+    return "leak:makeObject";
+}
+
+// The input: whether it is a whole file or what is in one, and then that.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t length) {
+    if (length == 0) {
+        return 0;
+    }
+    const std::string bytes(reinterpret_cast<const char*>(data + 1), length - 1);
+    {
+        World world, again;
+        if (load(data[0] % 2 == 0 ? bytes : fileOf(bytes), world)) {
+            const std::string saved = save(world);
+            require(load(saved, again) && save(again) == saved);
+        }
+        const std::vector<Ref<Node>> held = Node::held();
+        for (const Ref<Node>& node : held) {
+            node->letGo();
+        }
+    }
+    require(Node::all.empty());
+    return 0;
+}
