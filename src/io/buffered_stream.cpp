@@ -6,10 +6,10 @@ namespace io {
 
 namespace {
 
-constexpr std::size_t kBufferSize = 16 * 1024;
+constexpr std::size_t kBufferSize = std::size_t{16} * 1024;
 
 // From here on a copy more would cost more than a call.
-constexpr std::size_t kLarge = 4 * 1024;
+constexpr std::size_t kLarge = std::size_t{4} * 1024;
 
 } // namespace
 

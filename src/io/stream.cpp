@@ -181,7 +181,7 @@ std::size_t Stream::writePiece(const unsigned char* data, std::size_t count) {
 
 // A byte more than there should be is asked for, so that one read also finds the end.
 bool readRest(Stream& stream, std::string& bytes) {
-    constexpr std::size_t kPiece = 64 * 1024;
+    constexpr std::size_t kPiece = std::size_t{64} * 1024;
     const std::uint64_t position = stream.tell();
     const std::uint64_t size = stream.size();
     std::size_t wanted = size > position ? size - position + 1 : kPiece;
