@@ -82,8 +82,8 @@ protected:
     int sync() override;
 
 private:
-    std::uint64_t position() const;
-    bool leaveNext();
+    QZ_LOCAL std::uint64_t position() const;
+    QZ_LOCAL bool leaveNext();
 
     Stream& stream_;
     char next_ = 0; /* one that was looked at, in the get area as long as it is not taken */

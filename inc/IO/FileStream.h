@@ -66,9 +66,9 @@ protected:
     bool isWritable() const override;
 
 private:
-    bool goTo(std::uint64_t position, bool isAllowed);
-    void rememberPath(const char* path);
-    void closeFile();
+    QZ_LOCAL bool goTo(std::uint64_t position, bool isAllowed);
+    QZ_LOCAL void rememberPath(const char* path);
+    QZ_LOCAL void closeFile();
 
     VFS_File* file_ = nullptr;
     bool isReadable_ = false;

@@ -89,7 +89,7 @@ protected:
     bool sync() override;
 
 private:
-    std::size_t passOn(std::size_t done);
+    QZ_LOCAL std::size_t passOn(std::size_t done);
 
     Stream& whole_;
     std::uint64_t start_;

@@ -141,11 +141,11 @@ protected:
 
 private:
     bool isWriting() const { return writeEnd_ != nullptr; }
-    void dropWindow(std::uint64_t position);
+    QZ_LOCAL void dropWindow(std::uint64_t position);
     std::size_t readOn(void* data, std::size_t count);
     std::size_t writeOn(const void* data, std::size_t count);
-    std::size_t readPiece(unsigned char* data, std::size_t count);
-    std::size_t writePiece(const unsigned char* data, std::size_t count);
+    QZ_LOCAL std::size_t readPiece(unsigned char* data, std::size_t count);
+    QZ_LOCAL std::size_t writePiece(const unsigned char* data, std::size_t count);
 
     /* At most one of the two pairs is set. */
     unsigned char* read_ = nullptr;
@@ -178,7 +178,7 @@ protected:
     bool keep(std::uint64_t position, const Window& window, std::size_t count) override;
 
 private:
-    bool makeBuffer();
+    QZ_LOCAL bool makeBuffer();
 
     std::unique_ptr<unsigned char[]> buffer_;
 };

@@ -370,25 +370,26 @@ private:
     void failAsTooDeep();
 
     /* Of the record: bytes and references that it has, or that were not read yet. */
-    std::size_t used() const;
-    std::size_t left() const;
+    QZ_LOCAL std::size_t used() const;
+    QZ_LOCAL std::size_t left() const;
 
-    std::uint32_t nodeOf(Scope* scope);
-    std::string path() const;
+    QZ_LOCAL std::uint32_t nodeOf(Scope* scope);
+    QZ_LOCAL std::string path() const;
 
-    void beginRecord(std::uint32_t version);
-    void endRecord();
-    std::uint32_t writeClass(const SerializableObject& object);
-    void saveObjects();
-    void handOver();
+    QZ_LOCAL void beginRecord(std::uint32_t version);
+    QZ_LOCAL void endRecord();
+    QZ_LOCAL std::uint32_t writeClass(const SerializableObject& object);
+    QZ_LOCAL void saveObjects();
+    QZ_LOCAL void handOver();
 
-    void load(io::Stream& in);
-    void openRecord();
-    void readMention();
-    std::uint32_t readClass();
-    void makeObject(std::uint32_t classIndex);
-    void loadObjects();
-    void transferRest(qz::vector<unsigned char>& bytes, qz::vector<Ref<Identifiable>>& references);
+    QZ_LOCAL void load(io::Stream& in);
+    QZ_LOCAL void openRecord();
+    QZ_LOCAL void readMention();
+    QZ_LOCAL std::uint32_t readClass();
+    QZ_LOCAL void makeObject(std::uint32_t classIndex);
+    QZ_LOCAL void loadObjects();
+    QZ_LOCAL void transferRest(qz::vector<unsigned char>& bytes,
+                               qz::vector<Ref<Identifiable>>& references);
 
     /* Where values are read in a record, or written to what is to be one. */
     unsigned char* cursor_ = nullptr;
