@@ -3,6 +3,7 @@
 #include "Common/Allocator.h" // standard headers do not bear those two
 #include "Globals.h"
 #include "IO/Adapters.h"
+#include "Serial/CommonSerializer.h"
 #include "Shm/RingBuffer.h"
 #include "Util/ConsoleArgs.h"
 #if __has_include(<windows.h>)
