@@ -33,8 +33,8 @@
  * end.
  *
  * Failures are a null, zero or negative result and one ERROR line, behind a WARNING line where an
- * archive is the reason; all lines are the module's "VFS". vfs_read_optional_file, vfs_get_kind and vfs_list tell what is missing from what fails,
- * and log nothing about the first.
+ * archive is the reason; all lines are the module's "VFS". vfs_read_optional_file, vfs_get_kind and
+ * vfs_list tell what is missing from what fails, and log nothing about the first.
  *
  * Threads: the tree may be read, looked at and listed from any threads at once; so may it beside
  * mounting and unmounting, each look is then one at the tree before or after. vfs_init, vfs_deinit,
