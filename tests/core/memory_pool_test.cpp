@@ -1,4 +1,5 @@
 #include "core/memory_pool.h"
+#include "support/null_from_malloc.h"
 #include "support/threads.h"
 
 #include <gtest/gtest.h>
@@ -7,15 +8,6 @@
 #include <cstring>
 #include <limits>
 #include <vector>
-
-// The sanitizers would end the process where an allocator returns null.
-#define SANITIZER_OPTIONS(name)                                           \
-    extern "C" __attribute__((visibility("default"))) const char* name(); \
-    const char* name() {                                                  \
-        return "allocator_may_return_null=1";                             \
-    }
-SANITIZER_OPTIONS(__asan_default_options)
-SANITIZER_OPTIONS(__tsan_default_options)
 
 namespace core {
 

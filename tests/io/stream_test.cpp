@@ -4,6 +4,7 @@
 #include "IO/MemoryStream.h"
 
 #include "support/log_capture.h"
+#include "support/null_from_malloc.h"
 
 #include <gtest/gtest.h>
 
