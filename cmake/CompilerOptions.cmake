@@ -39,8 +39,9 @@ endif()
 # over. On Windows the toolchains' own settings do this, as far as no further DLL is needed for it.
 if(NOT WIN32 AND NOT QZ_SANITIZE)
   target_compile_options(qz_options INTERFACE -fstack-protector-strong -fstack-clash-protection)
-  # The code is marked as fit for shadow stacks. Landing pads, the other half of it, cost a small state
-  # machine a fifth of its speed, and Linux checks them in no program.
+  # The code is marked as fit for shadow stacks, which counts where the system's start files are marked,
+  # too (Debian's are not). Landing pads, the other half of it, cost a small state machine a fifth of
+  # its speed, and Linux checks them in no program.
   check_cxx_compiler_flag(-fcf-protection=return QZ_HAS_CF_PROTECTION) # x86 alone
   if(QZ_HAS_CF_PROTECTION)
     target_compile_options(qz_options INTERFACE -fcf-protection=return)
