@@ -7,6 +7,7 @@ exports.py LIBRARY LIST --write   writes the list anew
 The lists leave out what the C++ library's templates bring along: it differs from compiler to compiler.
 """
 import re
+import os
 import subprocess
 import sys
 
@@ -45,6 +46,8 @@ def main():
         return
     with open(path, encoding="utf-8") as file:
         listed = set(file.read().splitlines())
+    if "QZ_FAIL_ON_PURPOSE" in os.environ:  # by ./dev red
+        listed.pop()
     changes = [f"+ {name}" for name in exports if name not in listed]
     changes += [f"- {name}" for name in sorted(listed.difference(exports))]
     if changes:
