@@ -80,10 +80,10 @@ private:
     char text_[kPathRoom];
 };
 
-// PhysicsFS's own archivers take archives at their word.
+// PhysicsFS's own archivers take archives at their word. One that was built without any has no list.
 bool leaveOnlyOurKinds() {
-    const PHYSFS_ArchiveInfo** type = PHYSFS_supportedArchiveTypes();
-    while (*type != nullptr) {
+    const PHYSFS_ArchiveInfo** const type = PHYSFS_supportedArchiveTypes();
+    while (type != nullptr && *type != nullptr) {
         // Removing one moves the following ones down.
         if (PHYSFS_deregisterArchiver((*type)->extension) == 0) {
             return false;
