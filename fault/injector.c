@@ -272,23 +272,37 @@ static void given(void* block) {
     }
 }
 
+#define ALLOCATOR(_) _(malloc) _(calloc) _(realloc) _(aligned_alloc) _(memalign) _(posix_memalign)
+
+#define POINTER(name) __typeof__(&name) name;
+static struct { ALLOCATOR(POINTER) } allocator;
+
+/* All at once and at the first allocation: dlerror allocates, and a look-up in the midst of it
+ * would free the text that it is about to write to. */
+#define FIND(name) allocator.name = (__typeof__(&name))next(#name);
+static void find_allocator(void) {
+    if (allocator.malloc == NULL) {
+        ALLOCATOR(FIND)
+    }
+}
+
 EXPORT void* malloc(size_t size) {
-    REAL(malloc)
-    return fails(k_alloc) ? NULL : taken(real(size));
+    find_allocator();
+    return fails(k_alloc) ? NULL : taken(allocator.malloc(size));
 }
 
 EXPORT void* calloc(size_t count, size_t size) {
-    REAL(calloc)
-    return fails(k_alloc) ? NULL : taken(real(count, size));
+    find_allocator();
+    return fails(k_alloc) ? NULL : taken(allocator.calloc(count, size));
 }
 
 EXPORT void* realloc(void* block, size_t size) {
-    REAL(realloc)
+    find_allocator();
     if (fails(k_alloc)) {
         return NULL;
     }
     const size_t before = block != NULL ? size_of(block) : 0;
-    void* const moved = real(block, size);
+    void* const moved = allocator.realloc(block, size);
     if (moved != NULL || size == 0) {
         account(-(long long)before, block != NULL ? -1 : 0);
         taken(moved);
@@ -297,21 +311,21 @@ EXPORT void* realloc(void* block, size_t size) {
 }
 
 EXPORT void* aligned_alloc(size_t alignment, size_t size) {
-    REAL(aligned_alloc)
-    return fails(k_alloc) ? NULL : taken(real(alignment, size));
+    find_allocator();
+    return fails(k_alloc) ? NULL : taken(allocator.aligned_alloc(alignment, size));
 }
 
 EXPORT void* memalign(size_t alignment, size_t size) {
-    REAL(memalign)
-    return fails(k_alloc) ? NULL : taken(real(alignment, size));
+    find_allocator();
+    return fails(k_alloc) ? NULL : taken(allocator.memalign(alignment, size));
 }
 
 EXPORT int posix_memalign(void** block, size_t alignment, size_t size) {
-    REAL(posix_memalign)
+    find_allocator();
     if (fails(k_alloc)) {
         return ENOMEM;
     }
-    const int error = real(block, alignment, size);
+    const int error = allocator.posix_memalign(block, alignment, size);
     if (error == 0) {
         taken(*block);
     }

@@ -80,7 +80,8 @@ private:
     char text_[kPathRoom];
 };
 
-// PhysicsFS's own archivers take archives at their word. One that was built without any has no list.
+// PhysicsFS's own archivers take archives at their word. One that was built without any has no
+// list.
 bool leaveOnlyOurKinds() {
     const PHYSFS_ArchiveInfo** const type = PHYSFS_supportedArchiveTypes();
     while (type != nullptr && *type != nullptr) {
