@@ -5,8 +5,6 @@
 #include "VFS/Archive.h"
 
 #include <lua.hpp>
-#include <pwd.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -83,7 +81,6 @@ void readFromLua() {
 void prepare() {
     const char* const fault = std::getenv("QZ_FAULT");
     mountsBetween = fault == nullptr || std::strncmp(fault, "open", 4) != 0;
-    getpwuid(getuid()); // PhysicsFS asks for it if need be, and the C library keeps the answer
     for (const char* name : {"Temp", "new", "between", "old"}) {
         std::filesystem::create_directory(name);
     }

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <iterator>
 
+#include <pwd.h>
 #include <unistd.h>
 
 namespace {
@@ -94,6 +95,7 @@ void writeFile(const std::filesystem::path& path, const std::string& bytes) {
 }
 
 int main() {
+    getpwuid(getuid()); // PhysicsFS asks for it if need be, and the C library keeps the answer
     prepare();
     disturb();
     workOnce();
