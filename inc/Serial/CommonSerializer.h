@@ -413,7 +413,7 @@ public:
     ~SerializableObject() override;
 
     /* Transfers what belongs to the object. It is saved under its class identifier
-     * (getClassIdentifier), which a factory has to know when it is loaded. */
+     * (getClassIdentifier), of at most 255 bytes, which a factory has to know when it is loaded. */
     virtual void serialize(CommonSerializer& serializer) = 0;
 
     /* What the class writes now. Raise it when values are added or change, and read older ones by

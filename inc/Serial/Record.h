@@ -20,11 +20,15 @@ namespace Common {
  * that is to lead to one is a Ref to Common::Record or one of its bases. */
 class QZ_API Record final : public SerializableObject {
 public:
-    Record(const Identifier& className, std::uint32_t version)
-        : SerializableObject(className), version_(version) {}
+    Record(const Identifier& className, std::uint32_t version, std::uint32_t number = 0)
+        : SerializableObject(className), version_(version), number_(number) {}
     ~Record() override;
 
     std::uint32_t getVersion() const override { return version_; }
+
+    /* By which the file that it was loaded from refers to it: objects count from 1, in the order in
+     * which they are referred to first. 0 if it was not loaded. */
+    std::uint32_t getNumber() const { return number_; }
 
     std::span<const unsigned char> getBytes() const { return bytes_; }
 
@@ -38,6 +42,7 @@ public:
 
 private:
     std::uint32_t version_;
+    std::uint32_t number_;
     qz::vector<unsigned char> bytes_;
     qz::vector<Ref<Identifiable>> references_;
 };

@@ -117,6 +117,9 @@ std::uint32_t CommonSerializer::readClass() {
     }
     if (isGood() && index == state.classes.size()) {
         std::string name(transferLength(0, 1), 0);
+        if (name.size() > serial::kMostNameBytes) {
+            fail("a class whose name is too long");
+        }
         transferBytes(name.data(), name.size());
         std::uint32_t version = 0;
         transferInteger(version);
@@ -136,7 +139,8 @@ void CommonSerializer::makeObject(std::uint32_t classIndex) {
     Ref<Identifiable> object(state.factories->createInstance(itsClass.name));
     auto* serializable = dynamic_cast<SerializableObject*>(object.get());
     if (serializable == nullptr && state.limits.keepsUnknown) {
-        serializable = new Record(itsClass.name, itsClass.version);
+        serializable = new Record(itsClass.name, itsClass.version,
+                                  static_cast<std::uint32_t>(state.objects.size() + 1));
         object = Ref<Identifiable>(serializable);
     }
     state.objects.push_back({serializable != nullptr ? std::move(object) : Ref<Identifiable>(),
@@ -192,7 +196,8 @@ void Record::serialize(CommonSerializer& serializer) {
     serializer.transferRest(bytes_, references_);
 }
 
-// All bytes and all references of a record.
+// All bytes and all references of a record. What goes wrong in the objects behind them is found by
+// the references that lead there.
 void CommonSerializer::transferRest(qz::vector<unsigned char>& bytes,
                                     qz::vector<Ref<Identifiable>>& references) {
     if (isLoading_) {
@@ -200,9 +205,16 @@ void CommonSerializer::transferRest(qz::vector<unsigned char>& bytes,
         references.resize(state_->mentioned.size() - state_->nextMention);
     }
     transferBytes(bytes.data(), bytes.size());
-    for (Ref<Identifiable>& reference : references) {
-        transferReference(reference);
+    name_ = "references";
+    {
+        const Level level(*this);
+        for (Ref<Identifiable>& reference : references) {
+            ++scope_->index;
+            scope_->node = 0;
+            transferReference(reference);
+        }
     }
+    name_ = nullptr;
 }
 
 } // namespace Common

@@ -92,6 +92,9 @@ std::uint32_t CommonSerializer::writeClass(const SerializableObject& object) {
     append(state.mentions, found->second);
     if (isNew) {
         const std::string& text = name.getClassName();
+        if (text.size() > serial::kMostNameBytes) {
+            fail("a class whose name is too long");
+        }
         append(state.mentions, text.size());
         append(state.mentions, reinterpret_cast<const unsigned char*>(text.data()), text.size());
         append(state.mentions, version);

@@ -19,6 +19,10 @@ inline constexpr unsigned char kMark[8] = {0x89, 'Q', 'Z', 'O', '\r', '\n', 0x1A
 inline constexpr std::size_t kHeaderSize = sizeof kMark + sizeof(std::uint64_t);
 inline constexpr std::size_t kSumSize = sizeof(std::uint32_t);
 
+// Each object of an unknown class has a name of its own: a long one in a short file would become
+// many in memory.
+inline constexpr std::size_t kMostNameBytes = 255;
+
 using Bytes = qz::vector<unsigned char>;
 
 template<class T>

@@ -197,6 +197,7 @@ TEST_F(SerializerGraph, UnknownClassesAreKept) {
     ASSERT_NE(record, nullptr);
     EXPECT_EQ(record->getClassIdentifier(), Common::Identifier("Ship"));
     EXPECT_EQ(record->getVersion(), 3U);
+    EXPECT_EQ(record->getNumber(), 1U);
     EXPECT_EQ(save(kept), bytes);
     EXPECT_EQ(load(save(kept), read, factories), "");
     record->letGo(); // the two refer to each other
@@ -225,6 +226,8 @@ TEST_F(SerializerGraph, ErrorsTellWhere) {
               "world[1].others[0]: an object of class \"Ghost\", which no factory makes");
     world.emplace_back(new Identifiable("Thing"));
     EXPECT_EQ(save(world), "error: world[2]: an object of class \"Thing\", which cannot be saved");
+    world[2] = Ref<Identifiable>(new Node(std::string(256, 'n')));
+    EXPECT_EQ(save(world), "error: world[2]: a class whose name is too long");
 }
 
 } // namespace
