@@ -2,6 +2,7 @@
 import json
 import pathlib
 import re
+import struct
 import subprocess
 import sys
 import tempfile
@@ -18,6 +19,33 @@ SETTINGS = ('// how the window looks\r\n'
             '}\r\n'
             'key = 1;\r\n'
             'key = 2;\r\n')
+
+
+def hash_of(data, seed):
+    """MurmurHash2, as the file's sum is made."""
+    def mixed(word):
+        word = word * 0x5BD1E995 & 0xFFFFFFFF
+        return (word ^ word >> 24) * 0x5BD1E995 & 0xFFFFFFFF
+    value = seed ^ len(data)
+    whole = len(data) & ~3
+    for (word,) in struct.iter_unpack("<I", data[:whole]):
+        value = (value * 0x5BD1E995 ^ mixed(word)) & 0xFFFFFFFF
+    if data[whole:]:
+        value = (value ^ int.from_bytes(data[whole:], "little")) * 0x5BD1E995 & 0xFFFFFFFF
+    value = (value ^ value >> 13) * 0x5BD1E995 & 0xFFFFFFFF
+    return value ^ value >> 15
+
+
+def saved(body):
+    """A file of saved objects."""
+    head = b"\x89QZO\r\n\x1a\x01" + struct.pack("<Q", len(body))
+    return head + body + struct.pack("<I", hash_of(body, hash_of(head, 0)))
+
+
+# Version 3; a record with a text and four references: a ship, null, the ship, a port of version 7
+# whose class has a name to be afraid of. The ship refers to the port and itself.
+SAVED = saved(b"\3" + b"\x04\x04" + b"\1\0\4Ship\0" + b"\0" + b"\1" + b"\2\1\6P\x1b[2J\"\7" + b"\3a\x1bz" +
+              b"\x12\x02" + b"\2\1" + bytes(range(64, 82)) + b"\0\0")
 
 
 class QzTest(unittest.TestCase):
@@ -233,12 +261,83 @@ class QzTest(unittest.TestCase):
         self.assertEqual((code, out), (1, ""))
         self.assertIn("nowhere: no such directory", err)
 
+    def test_dump(self):
+        (self.folder / "world.qzo").write_bytes(SAVED)
+        self.assertEqual(self.run_qz("dump", "world.qzo"), (0, (
+            '2 objects, version 3, 4 bytes, 4 references\n'
+            '  03 61 1b 7a                                      .a.z\n'
+            '  #1 Ship, version 0, 18 bytes, 2 references\n'
+            '    40 41 42 43 44 45 46 47 48 49 4a 4b 4c 4d 4e 4f  @ABCDEFGHIJKLMNO\n'
+            '    50 51                                            PQ\n'
+            '    #2 P\\x1b[2J", version 7, 0 bytes, 0 references\n'
+            '    -> #1\n'
+            '  -> null\n'
+            '  -> #1\n'
+            '  -> #2\n'), ""))
+        self.assertEqual(self.run_qz("dump", "--depth", "1", "--bytes", "1", "world.qzo"), (0, (
+            '2 objects, version 3, 4 bytes, 4 references\n'
+            '  03                                               .\n'
+            '  ... 3 more\n'
+            '  #1 Ship, version 0, 18 bytes, 2 references\n'
+            '    40                                               @\n'
+            '    ... 17 more\n'
+            '    -> #2, below\n'
+            '    -> #1\n'
+            '  -> null\n'
+            '  -> #1\n'
+            '  #2 P\\x1b[2J", version 7, 0 bytes, 0 references\n'), ""))
+        code, out, err = self.run_qz("dump", "--json", "world.qzo")
+        self.assertEqual((code, err), (0, ""))
+        self.assertEqual(json.loads(out), {
+            "version": 3, "bytes": "03611b7a", "references": [1, None, 1, 2], "objects": [
+                {"number": 1, "class": "Ship", "version": 0, "references": [2, 1],
+                 "bytes": bytes(range(64, 82)).hex()},
+                {"number": 2, "class": 'P\x1b[2J"', "version": 7, "bytes": "", "references": []}]})
+
+    def test_dump_of_a_chain_longer_than_any_line(self):
+        links = 20000
+        body = bytearray(b"\0\0\1\1\0\1L\0")
+        for number in range(2, links + 1):
+            compact = bytes([number & 127 | 128, number >> 7 & 127 | 128, number >> 14])
+            body += b"\0\1" + compact + b"\0"
+        (self.folder / "chain.qzo").write_bytes(saved(bytes(body + b"\0\0")))
+        code, out, err = self.run_qz("dump", "chain.qzo")
+        self.assertEqual((code, err), (0, ""))
+        lines = out.splitlines()
+        self.assertEqual([line for line in lines if line.endswith("below")][:2],
+                         ["  " * 17 + "-> #17, below", "  " * 17 + "-> #33, below"])
+        self.assertEqual([int(line.split("#")[1].split()[0]) for line in lines if "#" in line
+                          and "->" not in line], list(range(1, links + 1)))
+        self.assertLess(max(map(len, lines)), 100)
+
+    def test_dump_of_files_that_are_wrong(self):
+        for data, problem in (
+                (b"", "the file ends too early"), (SAVED[:-1], "the file ends too early"),
+                (b"GIF89a" * 9, "no file of saved objects"),
+                (SAVED[:30] + b"!" + SAVED[31:], "a damaged file: its sum is wrong"),
+                (saved(b"\0\0\1\1\0\xff\1" + b"n" * 255 + b"\0\0\0"), None),
+                (saved(b"\0\0\1\1\0\x80\2" + b"n" * 256 + b"\0\0\0"),
+                 "a class whose name is too long"),
+                (saved(b"\0\0\2\0\1\0\1A\0\0\7\0"),
+                 "references[1]: more references than there can be"),
+                (saved(b"\0\0\2\0\1\0\1A\0\0\2\1\2\0\7\0"),
+                 "references[1].references[1]: a record that is longer than the file"),
+                (saved(b"\0\0\0\0"), "something behind the last object")):
+            (self.folder / "bad.qzo").write_bytes(data)
+            code, out, err = self.run_qz("dump", "bad.qzo")
+            if problem is None:
+                self.assertEqual((code, err), (0, ""))
+            else:
+                self.assertEqual((code, out, err), (1, "", f"qz: error: bad.qzo: {problem}\n"))
+        self.assertIn("nowhere: cannot be read: there is no such file", self.run_qz("dump", "nowhere")[2])
+
     def test_usage(self):
         for help_wanted in (["--help"], ["conf", "--help"], ["conf", "set", "--help"],
-                            ["retrace", "--help"]):
+                            ["retrace", "--help"], ["dump", "--help"]):
             code, out, err = self.run_qz(*help_wanted)
             self.assertEqual((code, out[:9], err), (0, "Usage: qz", ""))
-        for wrong in ([], ["frob"], ["retrace"], ["retrace", "--frob"], ["conf"], ["conf", "frob"], ["conf", "get", "settings.cfg"],
+        for wrong in ([], ["frob"], ["retrace"], ["retrace", "--frob"], ["dump"], ["dump", "a", "b"],
+                      ["dump", "--frob", "a"], ["dump", "--depth", "2000", "a"], ["conf"], ["conf", "frob"], ["conf", "get", "settings.cfg"],
                       ["conf", "get", "--frob", "settings.cfg", "a"],
                       ["conf", "json", "--write", "settings.cfg"]):
             code, out, err = self.run_qz(*wrong)

@@ -34,20 +34,6 @@ std::string reason(const std::string& name, platform::SystemError error) {
     return text;
 }
 
-std::string readNow(const std::string& name) {
-    std::string bytes;
-    const platform::SystemError error = name == kStandardStreams
-                                            ? platform::readStandardInput(bytes)
-                                            : platform::readPath(name.c_str(), bytes);
-    if (error != 0) {
-        throw Failure(name + ": cannot be read: " + reason(name, error));
-    }
-    if (bytes.size() > kMostBytes) {
-        throw Failure(name + ": has more than 2 GiB");
-    }
-    return bytes;
-}
-
 // Where reading could make us wait, as in a pipe, there is nothing to replace.
 void requireOrdinary(const std::string& name) {
     platform::SystemError error = 0;
@@ -72,8 +58,22 @@ std::string saved(const std::string& name, ConfigParser& parser,
 
 } // namespace
 
+std::string readWhole(const std::string& name) {
+    std::string bytes;
+    const platform::SystemError error = name == kStandardStreams
+                                            ? platform::readStandardInput(bytes)
+                                            : platform::readPath(name.c_str(), bytes);
+    if (error != 0) {
+        throw Failure(name + ": cannot be read: " + reason(name, error));
+    }
+    if (bytes.size() > kMostBytes) {
+        throw Failure(name + ": has more than 2 GiB");
+    }
+    return bytes;
+}
+
 std::string FileToChange::read() {
-    bytes_ = readNow(name_);
+    bytes_ = readWhole(name_);
     return bytes_;
 }
 
@@ -88,7 +88,7 @@ void FileToChange::replace(const std::string& text) const {
         throw Failure(name_ + ": other programs keep it locked");
     }
     requireOrdinary(name_);
-    if (readNow(name_) != bytes_) {
+    if (readWhole(name_) != bytes_) {
         throw ChangedMeanwhile(name_ + ": somebody else is changing it; nothing was written");
     }
     const platform::Replacement replacement = platform::replaceContents(name_.c_str(), text);

@@ -1,5 +1,6 @@
 // The command-line tool: finds the command and turns what it throws into an exit code.
 #include "conf.h"
+#include "dump.h"
 #include "failure.h"
 #include "log.h"
 #include "retrace.h"
@@ -30,6 +31,7 @@ constexpr char kUsage[] = "Usage: qz <command> ...\n"
                           "Works on files and running programs of the engine. Commands:\n"
                           "\n"
                           "  conf    check, read and change configuration files (qz conf --help)\n"
+                          "  dump    show a file of saved objects (qz dump --help)\n"
                           "  log     show the logs of running programs (qz log --help)\n"
                           "  top     show what a running program does (qz top --help)\n"
                           "  retrace look up the symbols of crash reports (qz retrace --help)\n"
@@ -52,6 +54,9 @@ int run(const Arguments& arguments) {
     }
     if (arguments[0] == "conf") {
         return conf({arguments.begin() + 1, arguments.end()});
+    }
+    if (arguments[0] == "dump") {
+        return dump({arguments.begin() + 1, arguments.end()});
     }
     if (arguments[0] == "log") {
         return logCommand({arguments.begin() + 1, arguments.end()});

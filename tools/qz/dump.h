@@ -1,0 +1,7 @@
+// qz dump: what is in a file of saved objects.
+#pragma once
+
+#include "arguments.h"
+
+// Returns the exit code. Throws Failure and UsageError.
+int dump(const Arguments& arguments);

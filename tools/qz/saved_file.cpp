@@ -1,0 +1,47 @@
+#include "saved_file.h"
+
+#include "conf_file.h"
+#include "failure.h"
+
+#include "IO/MemoryStream.h"
+
+// Objects in a circle would keep each other.
+SavedFile::~SavedFile() {
+    for (const Record& record : records_) {
+        record->letGo();
+    }
+}
+
+void SavedFile::load(const std::string& name) {
+    const std::string bytes = readWhole(name);
+    io::BlockStream stream(bytes.data(), bytes.size());
+    Common::FactoryManager noFactories;
+    Common::CommonSerializer::Limits limits;
+    limits.keepsUnknown = true;
+    Common::CommonSerializer serializer(stream, noFactories, limits);
+    const Record whole(new Common::Record("", 0));
+    whole->serialize(serializer);
+    const bool isLoaded = serializer.finish();
+    findRecords(whole);
+    if (!isLoaded) {
+        throw Failure(name + ": " + serializer.getError());
+    }
+    version_ = serializer.getVersion();
+}
+
+// Each number comes up where it is one above those before.
+void SavedFile::findRecords(const Record& whole) {
+    records_.push_back(whole);
+    for (std::size_t i = 0; i < records_.size(); ++i) {
+        for (const auto& reference : record(i).getReferences()) {
+            if (numberOf(reference) == records_.size()) {
+                records_.emplace_back(static_cast<Common::Record*>(reference.get()));
+            }
+        }
+    }
+}
+
+std::size_t SavedFile::numberOf(const Common::Ref<Common::Identifiable>& reference) {
+    const auto* const object = static_cast<const Common::Record*>(reference.get());
+    return object == nullptr ? 0 : object->getNumber();
+}

@@ -1,0 +1,38 @@
+// A file of saved objects, without the classes that it was saved by.
+#pragma once
+
+#include "Serial/Record.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+class SavedFile {
+public:
+    SavedFile() = default;
+    ~SavedFile();
+    SavedFile(const SavedFile&) = delete;
+    SavedFile& operator=(const SavedFile&) = delete;
+
+    // Once. Throws Failure.
+    void load(const std::string& name);
+
+    // Of what was saved as a whole.
+    std::uint32_t version() const { return version_; }
+
+    // Number 0 is what was saved as a whole, the others are the objects, by their numbers.
+    std::size_t count() const { return records_.size(); }
+    const Common::Record& record(std::size_t number) const { return *records_[number]; }
+
+    // 0 for null.
+    static std::size_t numberOf(const Common::Ref<Common::Identifiable>& reference);
+
+private:
+    using Record = Common::Ref<Common::Record>;
+
+    void findRecords(const Record& whole);
+
+    std::uint32_t version_ = 0;
+    std::vector<Record> records_;
+};
