@@ -226,7 +226,7 @@ TEST_F(SerializerGraph, ErrorsTellWhere) {
               "world[1].others[0]: an object of class \"Ghost\", which no factory makes");
     world.emplace_back(new Identifiable("Thing"));
     EXPECT_EQ(save(world), "error: world[2]: an object of class \"Thing\", which cannot be saved");
-    world[2] = Ref<Identifiable>(new Node(std::string(256, 'n')));
+    world[2] = Ref<Identifiable>(new Node(std::string(256, 'n').c_str()));
     EXPECT_EQ(save(world), "error: world[2]: a class whose name is too long");
 }
 
