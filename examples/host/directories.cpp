@@ -6,9 +6,7 @@
 #include "VFS/Archive.h"
 #include "VFS/File.h"
 #include "VFS/Locations.h"
-
-#include <algorithm>
-#include <filesystem>
+#include "VFS/Paths.h"
 
 namespace {
 
@@ -33,8 +31,7 @@ void mountIfThere(const std::string& directory) {
 } // namespace
 
 std::string systemPath(std::string path) {
-    constexpr auto separator = static_cast<char>(std::filesystem::path::preferred_separator);
-    std::ranges::replace(path, '\\', separator);
+    VFS_path_native(path.data(), path.size() + 1, path.c_str());
     return path;
 }
 

@@ -119,6 +119,12 @@ QZ_API int VFS_remove(const char* path);
  * difference. */
 QZ_API int64_t VFS_get_mod_time(const char* path);
 
+/* The same in nanoseconds, as finely as the file system has it (ext4: nanoseconds; NTFS: tenths of
+ * a microsecond; FAT: two seconds), and on Windows past local time. Linux itself takes the time
+ * from a clock that goes on once in some milliseconds, so two quick writes can still give the same.
+ */
+QZ_API int64_t VFS_get_mod_time_ns(const char* path);
+
 QZ_EXTERN_C_END
 
 #endif

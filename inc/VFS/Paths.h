@@ -36,6 +36,13 @@ QZ_API unsigned int VFS_path_split(const char* path, char* directory, size_t siz
  * Returns 1; 0 if the path was cut to fit, terminated all the same unless size is 0. */
 QZ_API unsigned int VFS_path_normalize(char* destination, size_t size, const char* source);
 
+/* Copies a path with the separators of the system, for functions that are not this library's: "/"
+ * for every "\" on Linux, "\" for every "/" on Windows. Nothing else changes. `destination` may be
+ * `source`.
+ *
+ * Returns 1; 0 if the path was cut to fit, terminated all the same unless size is 0. */
+QZ_API unsigned int VFS_path_native(char* destination, size_t size, const char* source);
+
 /* Copies a path with its letters in lower case; separators are left as they are.
  *
  * Each character is read by UTF8_getc and written by UTF8_putc, by the low 16 bits of its code

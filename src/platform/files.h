@@ -13,6 +13,9 @@ using SystemError = std::uint32_t;
 using FileHandle = std::intptr_t;
 inline constexpr FileHandle kNoFile = -1;
 
+// Between the names of a path that the system gives or prints.
+extern const char kSeparator;
+
 enum class FileAccess {
     read,   // an existing file
     write,  // created if missing; emptied by the time truncateFile has been called
@@ -65,6 +68,9 @@ bool makeDirectories(const char* path);
 
 // Seconds since the start of 1970, UTC; 0 on failure.
 std::int64_t modificationTime(const char* path);
+
+// The same in nanoseconds, as finely as the file system has it.
+std::int64_t modificationTimeNs(const char* path);
 
 using NameCallback = void (*)(void* context, const char* name);
 

@@ -80,4 +80,8 @@ int64_t VFS_get_mod_time(const char* path) {
     return path == nullptr ? 0 : vfs::kPlatform.get_mod_time(path);
 }
 
+int64_t VFS_get_mod_time_ns(const char* path) {
+    return path == nullptr ? 0 : vfs::kPlatform.get_mod_time_ns(path);
+}
+
 } // extern "C"

@@ -2,6 +2,8 @@
 
 #include "Core/Utf8.h"
 
+#include "platform/files.h"
+
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
@@ -112,6 +114,19 @@ unsigned int VFS_path_normalize(char* destination, size_t size, const char* sour
         destination[written] = 0;
     }
     return source[read] == 0 ? 1 : 0;
+}
+
+unsigned int VFS_path_native(char* destination, size_t size, const char* source) {
+    if (source == nullptr || (destination == nullptr && size > 0)) {
+        return refuse(destination, size);
+    }
+    const std::size_t length = std::strlen(source);
+    const std::size_t copied = size > 0 ? std::min(length, size - 1) : 0;
+    std::replace_copy_if(source, source + copied, destination, isSeparator, platform::kSeparator);
+    if (size > 0) {
+        destination[copied] = 0;
+    }
+    return copied == length ? 1 : 0;
 }
 
 unsigned int VFS_path_normcase(char* destination, size_t size, const char* source) {

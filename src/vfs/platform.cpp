@@ -138,6 +138,7 @@ const VFS_Platform kPlatform = {
     makeDirectory,
     removePath,
     platform::modificationTime,
+    platform::modificationTimeNs,
     getDrives,
     defaultWriteDirectory,
     defaultTempDirectory,

@@ -21,6 +21,7 @@ struct VFS_Platform {
     int (*mkdir)(const char* path);
     int (*remove)(const char* path);
     std::int64_t (*get_mod_time)(const char* path);
+    std::int64_t (*get_mod_time_ns)(const char* path);
     unsigned int (*get_drives)(VFS_location_callback callback, void* context);
     void (*default_writedir)(char* buffer, std::size_t size);
     void (*default_tempdir)(char* buffer, std::size_t size);

@@ -63,6 +63,7 @@ TEST(VfsFile, WritingEmptiesAndAppendingGoesOn) {
     EXPECT_EQ(read(path), "short");
     EXPECT_GE(VFS_get_mod_time(path.c_str()), before);
     EXPECT_LE(VFS_get_mod_time(path.c_str()), std::time(nullptr) + 2);
+    EXPECT_EQ(VFS_get_mod_time_ns(path.c_str()) / 1'000'000'000, VFS_get_mod_time(path.c_str()));
     {
         const File file = openAppend(path);
         EXPECT_EQ(VFS_tell(file.get()), 5);
@@ -118,6 +119,7 @@ TEST(VfsFile, FailuresReturnNothingAndAreLoggedExceptForReaders) {
     EXPECT_FALSE(openRead(directory()));
     EXPECT_EQ(VFS_exists(missing.c_str()), 0);
     EXPECT_EQ(VFS_get_mod_time(missing.c_str()), 0);
+    EXPECT_EQ(VFS_get_mod_time_ns(missing.c_str()), 0);
     EXPECT_EQ(log.messages(), Lines{});
 
     EXPECT_FALSE(openWrite(missing));

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <filesystem>
 #include <random>
 #include <string>
 #include <utility>
@@ -104,6 +105,15 @@ TEST(Paths, NormalizeTurnsSlashesAndJoinsRuns) {
         EXPECT_EQ(VFS_path_normalize(inPlace.data(), inPlace.size(), inPlace.data()), 1U);
         EXPECT_EQ(inPlace.text(), normalized(path));
     }
+}
+
+TEST(Paths, NativeHasTheSeparatorsOfTheSystem) {
+    const bool isWindows = std::filesystem::path::preferred_separator == '\\';
+    EXPECT_EQ(convert(VFS_path_native, "C:/a//b\\c"), isWindows ? "C:\\a\\\\b\\c" : "C:/a//b/c");
+    expectCutToFit(VFS_path_native, "a/b\\c");
+    Destination inPlace(4, "a\\b");
+    EXPECT_EQ(VFS_path_native(inPlace.data(), 4, inPlace.data()), 1U);
+    EXPECT_EQ(inPlace.text(), std::filesystem::path("a/b").make_preferred().string());
 }
 
 TEST(Paths, NormcaseLowersLettersAndKeepsTheCodecsGroupOrder) {

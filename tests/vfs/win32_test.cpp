@@ -138,17 +138,19 @@ TEST(Win32, DrivesAreLettersWithTheLabelOfFixedOnes) {
     EXPECT_NE(std::find(drives.begin(), drives.end(), "C:\\"), drives.end());
 }
 
-TEST(Win32, ModificationTimeIsTheUtcSecond) {
+TEST(Win32, ModificationTimeIsTheUtcSecondOrFiner) {
     const std::string path = (freshDirectory() / "a.txt").string();
     for (const WORD month : {WORD{1}, WORD{7}}) { // in and out of daylight saving
-        const SYSTEMTIME time = {2021, month, 0, 15, 12, 30, 45, 0};
+        const SYSTEMTIME time = {2021, month, 0, 15, 12, 30, 45, 678};
         FILETIME written;
         ASSERT_TRUE(SystemTimeToFileTime(&time, &written));
         const HANDLE file =
             CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_ALWAYS, 0, nullptr);
         ASSERT_TRUE(SetFileTime(file, nullptr, nullptr, &written));
         CloseHandle(file);
-        EXPECT_EQ(VFS_get_mod_time(path.c_str()), month == 1 ? 1610713845 : 1626352245);
+        const std::int64_t second = month == 1 ? 1610713845 : 1626352245;
+        EXPECT_EQ(VFS_get_mod_time(path.c_str()), second);
+        EXPECT_EQ(VFS_get_mod_time_ns(path.c_str()), second * 1'000'000'000 + 678'000'000);
     }
 }
 

@@ -13,9 +13,12 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <limits>
 #include <memory>
 
 namespace platform {
+
+const char kSeparator = '/';
 
 namespace {
 
@@ -204,6 +207,17 @@ bool makeDirectories(const char* path) {
 std::int64_t modificationTime(const char* path) {
     struct stat status;
     return stat(SystemPath(path).text(), &status) == 0 ? status.st_mtime : 0;
+}
+
+std::int64_t modificationTimeNs(const char* path) {
+    constexpr std::int64_t kSecond = 1'000'000'000;
+    constexpr std::int64_t kLast = std::numeric_limits<std::int64_t>::max() / kSecond - 1;
+    struct stat status;
+    if (stat(SystemPath(path).text(), &status) != 0) {
+        return 0;
+    }
+    const std::int64_t seconds = std::clamp<std::int64_t>(status.st_mtim.tv_sec, -kLast, kLast);
+    return seconds * kSecond + status.st_mtim.tv_nsec;
 }
 
 bool listDirectory(const char* path, NameCallback callback, void* context) {

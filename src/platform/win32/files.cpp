@@ -14,9 +14,12 @@
 #include <cstring>
 #include <ctime>
 #include <iterator>
+#include <limits>
 #include <memory>
 
 namespace platform {
+
+const char kSeparator = '\\';
 
 namespace {
 
@@ -131,6 +134,28 @@ std::int64_t asLocalCalendarTime(const FILETIME& written) {
     calendar.tm_yday = -1;
     calendar.tm_isdst = -1;
     return std::max<std::int64_t>(_mktime64(&calendar), 0);
+}
+
+bool findModificationTime(const char* path, FILETIME& written) {
+    WIN32_FILE_ATTRIBUTE_DATA data = {};
+    const bool found = SystemPath(path).call(
+        [&](const wchar_t* wide) {
+            return GetFileAttributesExW(wide, GetFileExInfoStandard, &data) != 0;
+        },
+        [&](const char* bytes) {
+            return GetFileAttributesExA(bytes, GetFileExInfoStandard, &data) != 0;
+        });
+    written = data.ftLastWriteTime;
+    return found;
+}
+
+// A FILETIME counts tenths of a microsecond from the start of 1601.
+std::int64_t sinceEpochNs(const FILETIME& time) {
+    constexpr std::int64_t kEpoch = 116'444'736'000'000'000;
+    constexpr std::int64_t kLast = std::numeric_limits<std::int64_t>::max() / 100;
+    const auto ticks =
+        static_cast<std::int64_t>(std::uint64_t{time.dwHighDateTime} << 32U | time.dwLowDateTime);
+    return std::min(ticks - kEpoch, kLast) * 100;
 }
 
 // What the handle's operations promise (a position, a size, no waiting) only files on a disk keep.
@@ -323,15 +348,13 @@ bool makeDirectories(const char* path) {
 }
 
 std::int64_t modificationTime(const char* path) {
-    WIN32_FILE_ATTRIBUTE_DATA data;
-    const bool found = SystemPath(path).call(
-        [&](const wchar_t* wide) {
-            return GetFileAttributesExW(wide, GetFileExInfoStandard, &data) != 0;
-        },
-        [&](const char* bytes) {
-            return GetFileAttributesExA(bytes, GetFileExInfoStandard, &data) != 0;
-        });
-    return found ? asLocalCalendarTime(data.ftLastWriteTime) : 0;
+    FILETIME written;
+    return findModificationTime(path, written) ? asLocalCalendarTime(written) : 0;
+}
+
+std::int64_t modificationTimeNs(const char* path) {
+    FILETIME written;
+    return findModificationTime(path, written) ? sinceEpochNs(written) : 0;
 }
 
 bool listDirectory(const char* path, NameCallback callback, void* context) {
