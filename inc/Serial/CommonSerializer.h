@@ -80,6 +80,10 @@ namespace Common {
 
 class SerializableObject;
 
+namespace detail {
+class Form;
+} // namespace detail
+
 /* Values that are their bytes, the lowest first. */
 template<class T>
 concept SerializedAsBytes = (std::floating_point<T> && sizeof(T) <= 8) ||
@@ -162,9 +166,65 @@ public:
         }
     }
 
+    /* ---- how many bits a value has in the forms for messages (Serial/Bufferizer.h)
+
+     * A file has it as `transfer` would write it. The name may be null. */
+
+    /* An integer or an enumeration in so many bits, 1 to 64; a signed one as two's complement. A
+     * value that does not fit is an error when it is written. */
+    template<class T>
+    void transferBits(const char* name, T& value, int bits) {
+        if constexpr (std::is_enum_v<T>) {
+            auto number = static_cast<std::underlying_type_t<T>>(value);
+            transferBits(name, number, bits);
+            value = static_cast<T>(number);
+        } else {
+            static_assert(std::integral<T> && !std::same_as<T, bool>);
+            if (!isPacked_) {
+                transfer(name, value);
+                return;
+            }
+            auto number = static_cast<std::uint64_t>(value);
+            packInteger(name, number, bits, std::signed_integral<T>,
+                        static_cast<int>(sizeof(T) * 8));
+            value = static_cast<T>(number);
+        }
+    }
+
+    /* A number from `lowest` to `highest` in 2^bits - 1 equal steps, the nearest; 1 to 32 bits.
+     * Numbers beyond become `lowest` or `highest`, and what is not a number `lowest`. */
+    template<std::floating_point T>
+    void transferFixed(const char* name, T& value, std::type_identity_t<T> lowest,
+                       std::type_identity_t<T> highest, int bits) {
+        if (!isPacked_) {
+            transfer(name, value);
+            return;
+        }
+        double number = value;
+        packFixed(name, number, lowest, highest, bits);
+        if (isLoading_) {
+            value = static_cast<T>(number);
+        }
+    }
+
+    /* A number in 16 bits, as Math::float2half rounds it. */
+    template<std::floating_point T>
+    void transferHalf(const char* name, T& value) {
+        if (!isPacked_) {
+            transfer(name, value);
+            return;
+        }
+        auto number = static_cast<float>(value);
+        packHalf(name, number);
+        if (isLoading_ && isGood()) {
+            value = number;
+        }
+    }
+
     /* The version of the object that is being transferred, as its class had it when it was saved;
      * outside of objects that of what was saved as a whole. Values belong to the object around
-     * them. */
+     * them. In the forms for messages, whose two sides have the same classes, it is the highest
+     * number. */
     std::uint32_t getVersion() const { return version_; }
 
     /* The end. Saving: writes the objects that were referred to, and those to which they refer, and
@@ -244,6 +304,16 @@ public:
         }
     }
 
+protected:
+    /* A form for messages. */
+    QZ_LOCAL CommonSerializer(std::unique_ptr<detail::Form> form, bool isLoading,
+                              std::uint32_t depth);
+
+    QZ_LOCAL detail::Form& form() const;
+
+    /* Takes what a form says is wrong, null if nothing is. */
+    QZ_LOCAL bool accept(const char* error) noexcept;
+
 private:
     friend class Record;
     struct State;
@@ -265,8 +335,14 @@ private:
             if (++serializer.depth_ > serializer.depthLimit_) {
                 serializer.failAsTooDeep();
             }
+            if (serializer.isPacked_) {
+                serializer.openLevel();
+            }
         }
         ~Level() {
+            if (serializer_.isPacked_) {
+                serializer_.closeLevel();
+            }
             serializer_.scope_ = scope_.outer;
             serializer_.name_ = scope_.name;
             --serializer_.depth_;
@@ -285,7 +361,9 @@ private:
     }
 
     void transferBytes(void* bytes, std::size_t size) {
-        if (size != 0 && prepare(size)) {
+        if (size > static_cast<std::size_t>(end_ - cursor_)) {
+            transferMore(bytes, size);
+        } else if (size != 0) {
             isLoading_ ? std::memcpy(bytes, cursor_, size) : std::memcpy(cursor_, bytes, size);
             cursor_ += size;
         }
@@ -307,7 +385,7 @@ private:
 
     void transferBool(bool& value) {
         unsigned char byte = value ? 1 : 0;
-        transferNumber(byte);
+        isPacked_ ? packBool(byte) : transferNumber(byte);
         if (byte > 1) {
             failAsRange();
         } else if (isGood()) {
@@ -345,7 +423,7 @@ private:
     static constexpr std::size_t kMostCompact = 10;
 
     void writeCompact(std::uint64_t value) {
-        if (!prepare(kMostCompact)) {
+        if (kMostCompact > static_cast<std::size_t>(end_ - cursor_) && !prepareCompact(value)) {
             return;
         }
         for (; value >= 0x80; value >>= 7) {
@@ -362,7 +440,22 @@ private:
     }
 
     bool prepareMore(std::size_t size);
+    void transferMore(void* bytes, std::size_t size);
+    bool prepareCompact(std::uint64_t value);
     std::uint64_t readLongCompact();
+
+    /* What forms for messages have in their own ways. Their cursor is always at the end. */
+    void packBool(unsigned char& byte);
+    void packInteger(const char* name, std::uint64_t& number, int bits, bool isSigned, int most);
+    void packFixed(const char* name, double& number, double lowest, double highest, int bits);
+    void packHalf(const char* name, float& number);
+    QZ_LOCAL void packNumber(std::uint64_t& number, std::uint32_t kind);
+    QZ_LOCAL void packBytes(unsigned char* bytes, std::size_t size);
+    QZ_LOCAL void packReference(const Identifiable* object);
+    QZ_LOCAL Identifiable* unpackReference();
+    void openLevel();
+    void closeLevel();
+
     void writeReference(Identifiable* object);
     Identifiable* readReference();
     void failAsMisfit(const Identifiable& object);
@@ -395,6 +488,7 @@ private:
     unsigned char* cursor_ = nullptr;
     unsigned char* end_ = nullptr;
     bool isLoading_;
+    bool isPacked_ = false; /* a form for messages */
     bool hasFailed_ = false;
     bool isFinished_ = false;
     std::uint32_t version_ = 0;
@@ -474,16 +568,17 @@ void serialize(CommonSerializer& serializer, std::vector<T, Allocator>& values) 
     }
 }
 
-/* As bytes of 0 and 1. */
 template<class Allocator>
 void serialize(CommonSerializer& serializer, std::vector<bool, Allocator>& values) {
-    const std::size_t length = serializer.transferLength(values.size(), 1);
+    CommonSerializer::Items items(serializer, values.size());
     if (serializer.isGood()) {
-        values.resize(length);
+        values.resize(items.count());
     }
-    for (std::size_t i = 0; i < length && serializer.isGood(); ++i) {
+    for (std::size_t i = 0; i < items.count(); ++i) {
         bool value = values[i];
-        serializer.transfer(value);
+        if (!items.transfer(value)) {
+            break;
+        }
         values[i] = value;
     }
 }

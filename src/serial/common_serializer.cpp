@@ -48,7 +48,11 @@ CommonSerializer::~CommonSerializer() = default;
 
 bool CommonSerializer::finish() {
     if (!isFinished_ && isGood()) {
-        isLoading_ ? loadObjects() : saveObjects();
+        if (isPacked_) {
+            accept(form().finish());
+        } else {
+            isLoading_ ? loadObjects() : saveObjects();
+        }
     }
     isFinished_ = true;
     cursor_ = end_ = nullptr;
@@ -103,8 +107,29 @@ bool CommonSerializer::prepareMore(std::size_t size) {
     return true;
 }
 
+// Where the cursor has no room: it is to get some, or it belongs to a form for messages.
+void CommonSerializer::transferMore(void* bytes, std::size_t size) {
+    if (isPacked_) {
+        packBytes(static_cast<unsigned char*>(bytes), size);
+    } else if (prepareMore(size)) {
+        transferBytes(bytes, size);
+    }
+}
+
+bool CommonSerializer::prepareCompact(std::uint64_t value) {
+    if (!isPacked_) {
+        return prepareMore(kMostCompact);
+    }
+    packNumber(value, serial::kCompact);
+    return false;
+}
+
 std::uint64_t CommonSerializer::readLongCompact() {
     std::uint64_t value = 0;
+    if (isPacked_) {
+        packNumber(value, serial::kCompact);
+        return value;
+    }
     for (unsigned shift = 0; shift < 64; shift += 7) {
         if (!prepare(1)) {
             return 0;
@@ -128,7 +153,9 @@ std::size_t CommonSerializer::transferLength(std::size_t length, std::size_t siz
         return isGood() ? length : 0;
     }
     const std::uint64_t read = readCompact();
-    if (read > static_cast<std::size_t>(end_ - cursor_) / size) {
+    const std::size_t most =
+        isPacked_ ? form().bytesAhead() : static_cast<std::size_t>(end_ - cursor_);
+    if (read > most / size) {
         fail("a length beyond the end of the record");
     }
     return isGood() ? static_cast<std::size_t>(read) : 0;
@@ -153,17 +180,23 @@ CommonSerializer::Items::~Items() {
     serializer_.scope_->index = 0;
     if (!serializer_.isLoading_ && serializer_.isGood() &&
         serializer_.used() - usedBefore_ < count_) {
-        serializer_.fail("items without contents");
+        serializer_.accept("items without contents");
     }
 }
 
 std::size_t CommonSerializer::used() const {
+    if (isPacked_) {
+        return form().count();
+    }
     const std::size_t bytes =
         cursor_ == nullptr ? 0 : static_cast<std::size_t>(cursor_ - state_->payload.data());
     return bytes + state_->mentionCount;
 }
 
 std::size_t CommonSerializer::left() const {
+    if (isPacked_) {
+        return form().count();
+    }
     return static_cast<std::size_t>(end_ - cursor_) + state_->mentioned.size() -
            state_->nextMention;
 }

@@ -152,6 +152,9 @@ Identifiable* CommonSerializer::readReference() {
     if (hasFailed_) {
         return nullptr;
     }
+    if (isPacked_) {
+        return unpackReference();
+    }
     if (isFinished_ || state.nextMention == state.mentioned.size()) {
         fail("the record has no more references");
         return nullptr;
@@ -200,6 +203,10 @@ void Record::serialize(CommonSerializer& serializer) {
 // the references that lead there.
 void CommonSerializer::transferRest(qz::vector<unsigned char>& bytes,
                                     qz::vector<Ref<Identifiable>>& references) {
+    if (isPacked_) {
+        fail("an object of a class that is not known, which only a file keeps");
+        return;
+    }
     if (isLoading_) {
         bytes.assign(cursor_, end_);
         references.resize(state_->mentioned.size() - state_->nextMention);

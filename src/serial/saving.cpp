@@ -50,6 +50,10 @@ void CommonSerializer::writeReference(Identifiable* object) {
         fail("the serializer has finished");
         return;
     }
+    if (isPacked_) {
+        packReference(object);
+        return;
+    }
     State& state = *state_;
     if (object == nullptr) {
         append(state.mentions, 0);

@@ -3,11 +3,13 @@
 
 #include "Common/Allocator.h"
 #include "Serial/CommonSerializer.h"
+#include "serial/form.h"
 #include "serial/pointer_table.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <string>
 #include <utility>
 
@@ -22,8 +24,6 @@ inline constexpr std::size_t kSumSize = sizeof(std::uint32_t);
 // Each object of an unknown class has a name of its own: a long one in a short file would become
 // many in memory.
 inline constexpr std::size_t kMostNameBytes = 255;
-
-using Bytes = qz::vector<unsigned char>;
 
 template<class T>
 void putFixed(unsigned char* out, T value) {
@@ -72,6 +72,7 @@ struct CommonSerializer::State {
     State& operator=(const State&) = delete;
     ~State();
 
+    std::unique_ptr<detail::Form> form; // for messages
     Limits limits;
     std::string error;
     qz::vector<Object> objects; // number n is at n - 1

@@ -126,7 +126,7 @@ TEST_F(Serializer, ErrorsTellWhere) {
     short small = 5;
     // Units, of which the second has an entry with a flag of 2.
     EXPECT_EQ(load(fileWith(std::string("\0\6\0\2\0\1\0\1\2", 9)), flags, factories),
-              "world.units[1][0].value: a value that its type does not have");
+              "world.units[1][0].value[0]: a value that its type does not have");
     EXPECT_EQ(flags.units.size(), 1U) << "those before the error";
     EXPECT_EQ(load(fileWith(std::string("\0\1\0\x7F", 4)), flags, factories),
               "world.units: a number of items beyond the end of the record");

@@ -1,0 +1,76 @@
+#include "serial/image.h"
+
+#include "Core/Hash.h"
+
+#include <algorithm>
+
+namespace serial {
+
+void writeCompact(std::uint64_t value, BitWriter& out) {
+    for (; value >= 0x80; value >>= 7) {
+        out.put((value & 0x7F) | 0x80, 8);
+    }
+    out.put(value, 8);
+}
+
+namespace {
+
+void writeNumber(const Cell& cell, BitWriter& out) {
+    if (cell.kind == kCompact) {
+        writeCompact(cell.value, out);
+    } else {
+        out.put(cell.value, cell.kind);
+    }
+}
+
+const unsigned char* bytesOf(const Cell& row) {
+    return reinterpret_cast<const unsigned char*>(&row + 1);
+}
+
+void writeRow(const Cell& row, const Cell* base, BitWriter& out) {
+    const unsigned char* const bytes = bytesOf(row);
+    if (base == nullptr) {
+        out.putBytes(bytes, row.value);
+        return;
+    }
+    for (std::size_t done = 0; done < row.value; done += kBlock) {
+        const std::size_t size = std::min<std::size_t>(kBlock, row.value - done);
+        const bool isChanged = std::memcmp(bytes + done, bytesOf(*base) + done, size) != 0;
+        out.put(isChanged ? 1 : 0, 1);
+        if (isChanged) {
+            out.putBytes(bytes + done, size);
+        }
+    }
+}
+
+void writeCells(const Cell* cell, const Cell* end, Beside base, BitWriter& out) {
+    for (; cell != end; cell += cell->span) {
+        const Cell* const old = matching(base.next(), cell->kind, cell->value);
+        if (cell->kind == kRow) {
+            writeRow(*cell, old, out);
+            continue;
+        }
+        const bool isChanged = old == nullptr || !equal(*cell, *old);
+        if (old != nullptr) {
+            out.put(isChanged ? 1 : 0, 1);
+        }
+        if (isChanged && cell->kind == kLevel) {
+            writeCells(cell + 1, cell + cell->span, old == nullptr ? Beside() : Beside(*old), out);
+        } else if (isChanged) {
+            writeNumber(*cell, out);
+        }
+    }
+}
+
+} // namespace
+
+void write(const Image& image, Beside base, BitWriter& out) {
+    writeCells(image.data(), image.data() + image.size(), base, out);
+}
+
+std::uint32_t sumOf(const Image& image, std::uint32_t seed) {
+    return static_cast<std::uint32_t>(
+        QZ_hash_data(image.data(), image.size() * sizeof(Cell), seed));
+}
+
+} // namespace serial

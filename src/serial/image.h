@@ -1,0 +1,86 @@
+// A state as the list of its values: what two states are compared by, and what a base line keeps.
+#pragma once
+
+#include "Common/Allocator.h"
+#include "serial/bits.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+
+namespace serial {
+
+// Kinds from 1 to 64 are numbers of so many bits.
+constexpr std::uint32_t kCompact = 65; // a number in as many groups of seven bits as it needs
+constexpr std::uint32_t kRow = 66;     // bytes; `value` of them are in the cells that follow
+constexpr std::uint32_t kLevel = 67;   // a value with others within, which follow
+
+// A value. No byte of it is undefined, so that cells are compared as memory.
+struct Cell {
+    std::uint64_t value;
+    std::uint32_t kind;
+    std::uint32_t span; // how many cells it takes, with what is within
+};
+static_assert(sizeof(Cell) == 16);
+
+using Image = qz::vector<Cell>;
+using ImagePtr = std::shared_ptr<const Image>;
+
+inline std::size_t cellsOf(std::size_t bytes) {
+    return (bytes + sizeof(Cell) - 1) / sizeof(Cell);
+}
+
+inline bool equal(const Cell& a, const Cell& b) {
+    return a.span == b.span && std::memcmp(&a, &b, a.span * sizeof(Cell)) == 0;
+}
+
+inline bool equal(const Image& a, const Image& b) {
+    return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(Cell)) == 0;
+}
+
+// What stands beside the values of a level in a base line: the n-th value beside the n-th.
+class Beside {
+public:
+    Beside() = default; // nothing
+    explicit Beside(const Image& image) : at_(image.data()), end_(at_ + image.size()) {}
+
+    // The inside of a level.
+    explicit Beside(const Cell& level) : at_(&level + 1), end_(&level + level.span) {}
+
+    // The next one, or null.
+    const Cell* peek() const { return at_ == end_ ? nullptr : at_; }
+    const Cell* next() {
+        const Cell* const cell = peek();
+        at_ += cell == nullptr ? 0 : cell->span;
+        return cell;
+    }
+
+    // At least as many as there are values.
+    std::size_t left() const { return static_cast<std::size_t>(end_ - at_); }
+
+private:
+    const Cell* at_ = nullptr;
+    const Cell* end_ = nullptr;
+};
+
+// What a value can be told the difference from: the one beside it, if it is of its kind, and with
+// rows of its length.
+inline const Cell* matching(const Cell* beside, std::uint32_t kind, std::uint64_t length) {
+    const bool matches =
+        beside != nullptr && beside->kind == kind && (kind != kRow || beside->value == length);
+    return matches ? beside : nullptr;
+}
+
+// Rows are compared in blocks of so many bytes.
+constexpr std::size_t kBlock = 64;
+
+// Writes an image: all of it, or what differs from what stands beside it.
+void write(const Image& image, Beside base, BitWriter& out);
+
+void writeCompact(std::uint64_t value, BitWriter& out);
+
+// The sum of an image, by which both sides know that they have the same.
+std::uint32_t sumOf(const Image& image, std::uint32_t seed);
+
+} // namespace serial
