@@ -28,6 +28,7 @@
 #include "Math/nMatrix.h"
 #include "Random/RandomManager.h"
 #include "Random/Randomizer.h"
+#include "Serial/Bufferizer.h"
 #include "Serial/Containers.h"
 #include "Serial/MathTypes.h"
 #include "Serial/Record.h"

@@ -1,0 +1,174 @@
+/* States for a network: a value as bits in messages, whole or as what differs from a state that
+ * both sides have. C++ only, for programs built by the library's compiler.
+ *
+ * The function `serialize` of a class is the same as for Common::CommonSerializer. Fields may say
+ * how many bits they need, by transferBits, transferFixed and transferHalf:
+ *
+ *     Common::Bufferizer writing(number, base);
+ *     writing.transfer("world", world);
+ *     if (writing.finish()) {
+ *         for (const Mail::Message& message : writing.getMessages(kAddress)) { ... send ... }
+ *     }
+ *
+ *     // at the other side, with `parts`, a StateParts, once for each message that came
+ *     if (parts.add(message) == Common::StateParts::Added::kWhole) {
+ *         Common::Bufferizer reading(parts, base);
+ *         reading.transfer("world", world);
+ *         if (reading.finish()) { base = reading.getBaseline(); } else { ... getError() ... }
+ *     }
+ *
+ * For many objects that refer to each other there is Common::CommonBufferizer.
+ *
+ * Both sides have the same classes: a state has neither names nor versions in it, and getVersion is
+ * the highest number. References are errors, except null.
+ *
+ * Nothing in a message is trusted: parts have a sum, lengths are held against what is left, and the
+ * size of a state and the depth of values are limited by the caller. Sums tell damage, not forgery.
+ *
+ * std::bad_alloc and what the classes themselves throw is passed on.
+ *
+ * Threads: an object of these classes, and what it transfers, belongs to one thread.
+ *
+ * docs/formats/state.md has the bits.
+ */
+#ifndef QZCORE_SERIAL_BUFFERIZER_H
+#define QZCORE_SERIAL_BUFFERIZER_H
+
+#include "Common/Allocator.h"
+#include "Core/Export.h"
+#include "Core/SameCompiler.h"
+#include "Mail/Message.h"
+#include "Serial/CommonSerializer.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <vector>
+
+namespace Common {
+
+namespace detail {
+
+/* What all messages of a state say about it. */
+struct StateHeader {
+    std::uint32_t number = 0;
+    std::uint32_t sum = 0;
+    std::uint32_t base = 0; /* the number of its base line; 0: none */
+    std::uint32_t baseSum = 0;
+
+    bool operator==(const StateHeader&) const = default;
+};
+
+} // namespace detail
+
+/* Puts the messages of a state together again. A state takes as many as it needs, of up to 65535
+ * bytes each, and they may come in any order.
+ *
+ * One state is collected at a time. The first message of one with a higher number begins it, and
+ * drops what there was of the one before. */
+class QZ_API StateParts {
+public:
+    static constexpr std::size_t kMostBytes = std::size_t{1} << 24;
+
+    /* Refuses states of more bytes than these. */
+    explicit StateParts(std::size_t mostBytes = kMostBytes) : mostBytes_(mostBytes) {}
+
+    enum class Added {
+        kWaiting, /* taken, and there are others to come */
+        kWhole,   /* taken, and the state is complete */
+        kDouble,  /* a part that is there already: nothing happened */
+        kOld,     /* of a state with a lower number: nothing happened */
+        kRefused  /* damaged, no part of a state, or of one that is too large, or that has the same
+                     number as the one that is collected and is another: nothing happened */
+    };
+
+    /* Copies what it needs of the message. */
+    Added add(const Mail::Message& message);
+
+    /* Forgets everything, numbers included: for a sender that begins anew. */
+    void clear();
+
+    bool isWhole() const { return !parts_.empty() && missing_ == 0; }
+
+    /* Of the state that is collected: its number, 0 if there is none, and that of its base line, 0
+     * if it is a whole state. */
+    std::uint32_t getNumber() const { return header_.number; }
+    std::uint32_t getBase() const { return header_.base; }
+
+    /* How many parts are not there yet. */
+    std::size_t getMissing() const { return missing_; }
+
+    /* How many states were begun and not completed before another one began. */
+    std::size_t getDropped() const { return dropped_; }
+
+private:
+    friend class Bufferizer;
+    friend class CommonBufferizer;
+
+    QZ_LOCAL bool begin(const detail::StateHeader& header, std::size_t count);
+    QZ_LOCAL void putTogether();
+
+    detail::StateHeader header_;
+    std::size_t mostBytes_;
+    std::size_t missing_ = 0;
+    std::size_t dropped_ = 0;
+    qz::vector<qz::vector<unsigned char>> parts_;
+    qz::vector<unsigned char> bytes_; /* when it is whole */
+};
+
+/* A state that both sides have. Copies share it. */
+class QZ_API Baseline {
+public:
+    /* No state: what is written beside it is whole. */
+    Baseline() = default;
+
+    std::uint32_t getNumber() const { return header_.number; }
+    explicit operator bool() const { return header_.number != 0; }
+
+private:
+    friend class Bufferizer;
+
+    detail::StateHeader header_;
+    std::shared_ptr<const void> image_;
+};
+
+/* A value's state as bits in messages: writes it, or reads it. */
+class QZ_API Bufferizer final : public CommonSerializer {
+public:
+    struct Limits {
+        std::uint32_t depth = 64; /* of values within each other */
+    };
+
+    /* Writes a state: whole, or what differs from a base line. Its number is the caller's, higher
+     * than those before and not 0. */
+    explicit Bufferizer(std::uint32_t number, const Baseline& base = Baseline());
+
+    /* Reads a state that is complete. The base line is the one with the number `parts.getBase()`,
+     * whatever it is for a whole state; another one is an error, and nothing is read then. The
+     * parts stay as they are until `finish`. */
+    Bufferizer(const StateParts& parts, const Baseline& base);
+    Bufferizer(const StateParts& parts, const Baseline& base, const Limits& limits);
+
+    ~Bufferizer() override;
+
+    /* `finish`, which is the base's: when it is true, all bits were read, and the state is what was
+     * sent. Otherwise the values before the error have been read, and those behind it are as they
+     * were; if the sum alone is wrong, all have been read, from a sender whose classes are others.
+     */
+
+    /* After `finish` has been true. What was written, as messages to an address: at least one, or
+     * none if there is no memory for it, which is an error then. */
+    std::vector<Mail::Message> getMessages(std::uint32_t address);
+
+    /* After `finish` has been true: the state as a base line for others. */
+    Baseline getBaseline() const;
+
+private:
+    Baseline base_; /* stays while it is read from */
+    detail::StateHeader header_;
+};
+
+} // namespace Common
+
+#endif

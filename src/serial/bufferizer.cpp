@@ -1,0 +1,82 @@
+#include "Serial/Bufferizer.h"
+
+#include "serial/packing.h"
+#include "serial/parts.h"
+
+#include <memory>
+#include <utility>
+
+namespace Common {
+
+namespace {
+
+// What a base line keeps.
+const serial::Image& imageOf(const std::shared_ptr<const void>& image) {
+    return *static_cast<const serial::Image*>(image.get());
+}
+
+serial::Beside beside(const std::shared_ptr<const void>& image) {
+    return image ? serial::Beside(imageOf(image)) : serial::Beside();
+}
+
+} // namespace
+
+Bufferizer::Bufferizer(std::uint32_t number, const Baseline& base)
+    : CommonSerializer(std::make_unique<serial::Packing>(), false, Limits().depth)
+    , base_(base)
+    , header_{number, 0, base.header_.number, base.header_.sum} {
+    if (number <= header_.base) {
+        fail("a number that is not above that of the base line");
+    }
+}
+
+Bufferizer::Bufferizer(const StateParts& parts, const Baseline& base)
+    : Bufferizer(parts, base, Limits()) {}
+
+Bufferizer::Bufferizer(const StateParts& parts, const Baseline& base, const Limits& limits)
+    : CommonSerializer(std::make_unique<serial::Unpacking>(serial::BitReader(parts.bytes_)), true,
+                       limits.depth)
+    , header_(parts.header_) {
+    auto& unpacking = static_cast<serial::Unpacking&>(form());
+    unpacking.sum = header_.sum;
+    unpacking.seed = header_.number;
+    if (!parts.isWhole()) {
+        fail("a state of which parts are missing");
+    } else if (header_.base == 0) {
+        return;
+    } else if (header_.base != base.header_.number || header_.baseSum != base.header_.sum) {
+        fail("a state that belongs to another base line");
+    } else {
+        base_ = base;
+        unpacking.begin(beside(base_.image_), false);
+    }
+}
+
+Bufferizer::~Bufferizer() = default;
+
+std::vector<Mail::Message> Bufferizer::getMessages(std::uint32_t address) {
+    if (isLoading() || !isGood()) {
+        return {};
+    }
+    serial::BitWriter out;
+    serial::write(form().image(), beside(base_.image_), out);
+    detail::StateHeader header = header_;
+    header.sum = serial::sumOf(form().image(), header.number);
+    std::vector<Mail::Message> messages = serial::cut(header, out.take(), address);
+    if (messages.empty()) {
+        fail("no memory for the messages, or too many of them");
+    }
+    return messages;
+}
+
+Baseline Bufferizer::getBaseline() const {
+    Baseline line;
+    if (isGood()) {
+        line.image_ = std::make_shared<const serial::Image>(form().image());
+        line.header_ = header_;
+        line.header_.sum = serial::sumOf(form().image(), header_.number);
+    }
+    return line;
+}
+
+} // namespace Common

@@ -1,0 +1,322 @@
+// Values as states for a network, whole and beside a base line.
+#include "Serial/Bufferizer.h"
+
+#include "serial/saved.h"
+#include "serial/values.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+using Common::Baseline;
+using Common::Bufferizer;
+using Common::CommonSerializer;
+using Common::StateParts;
+using qz::test::someValues;
+using qz::test::Values;
+using Messages = std::vector<Mail::Message>;
+
+constexpr std::size_t kHeader = 28;
+
+template<class T>
+Messages write(T& value, std::uint32_t number, const Baseline& base = {},
+               Baseline* line = nullptr) {
+    Bufferizer writing(number, base);
+    writing.transfer("world", value);
+    EXPECT_TRUE(writing.finish()) << writing.getError();
+    if (line != nullptr) {
+        *line = writing.getBaseline();
+    }
+    return writing.getMessages(7);
+}
+
+std::string bytesOf(const Mail::Message& message) {
+    std::string bytes(message.getSize(), 0);
+    message.getBytes(bytes.data(), bytes.size());
+    return bytes;
+}
+
+Mail::Message messageOf(const std::string& bytes) {
+    Mail::Message message(7);
+    message.addBytes(bytes.data(), bytes.size());
+    return message;
+}
+
+std::size_t sizeOf(const Messages& messages) {
+    std::size_t size = 0;
+    for (const Mail::Message& message : messages) {
+        size += message.getSize();
+    }
+    return size;
+}
+
+// The error; empty if there is none.
+template<class T>
+std::string read(const Messages& messages, T& value, Baseline* base = nullptr) {
+    StateParts parts;
+    for (const Mail::Message& message : messages) {
+        parts.add(message);
+    }
+    Bufferizer reading(parts, base == nullptr ? Baseline() : *base);
+    reading.transfer("world", value);
+    if (reading.finish() && base != nullptr) {
+        *base = reading.getBaseline();
+    }
+    return reading.getError();
+}
+
+struct Unit {
+    int kind = 0;
+    double heading = -1; // 0 is between two steps
+    float speed = 0;
+    std::int8_t side = 0;
+    bool isAlive = false;
+
+    void serialize(CommonSerializer& serializer) {
+        serializer.transferBits("kind", kind, 12);
+        serializer.transferFixed("heading", heading, -1, 1, 10);
+        serializer.transferHalf("speed", speed);
+        serializer.transferBits("side", side, 2);
+        serializer.transfer("isAlive", isAlive);
+    }
+    bool operator==(const Unit&) const = default;
+};
+
+struct Fleet {
+    std::vector<Unit> units;
+    std::string name;
+    std::vector<float> heights;
+    void serialize(CommonSerializer& serializer) {
+        serializer.transfer("units", units);
+        serializer.transfer("name", name);
+        serializer.transfer("heights", heights);
+    }
+    bool operator==(const Fleet&) const = default;
+};
+
+TEST(Bufferizer, FieldsHaveTheirWidths) {
+    Unit unit{1000, 0.25, 1.5F, -2, true}, back;
+    const Messages whole = write(unit, 1);
+    ASSERT_EQ(whole.size(), 1U);
+    EXPECT_EQ(whole[0].getAddress(), 7U);
+    // 001111101000 1001111111 0011111000000000 10 1, and the rest zeros
+    EXPECT_EQ(bytesOf(whole[0]).substr(kHeader), std::string("\x3E\x89\xFC\xF8\x02\x80", 6));
+    EXPECT_EQ(read(whole, back), "");
+    EXPECT_NEAR(back.heading, 0.25, 1.0 / 1023);
+    EXPECT_EQ(unit.heading, 0.25) << "writing changes nothing";
+    back.heading = unit.heading;
+    EXPECT_EQ(back, unit);
+    // In a file the values are as they are.
+    Common::FactoryManager factories;
+    unit.heading = 5;
+    EXPECT_EQ(qz::test::load(qz::test::save(unit), back, factories), "");
+    EXPECT_EQ(back, unit);
+    for (const auto& [heading, expected] :
+         {std::pair(9.0, 1.0), std::pair(-9.0, -1.0), std::pair(std::nan(""), -1.0)}) {
+        unit.heading = heading;
+        EXPECT_EQ(read(write(unit, 1), back), "");
+        EXPECT_EQ(back.heading, expected);
+    }
+}
+
+TEST(Bufferizer, ErrorsTellWhere) {
+    const auto errorOf = [](auto& value) {
+        Bufferizer writing(1);
+        writing.transfer("world", value);
+        EXPECT_FALSE(writing.finish());
+        EXPECT_TRUE(writing.getMessages(1).empty());
+        EXPECT_FALSE(writing.getBaseline());
+        return writing.getError();
+    };
+    std::vector<Unit> units(3);
+    units[2].kind = 4096;
+    EXPECT_EQ(errorOf(units), "world[2].kind: a value that does not fit its width");
+    units[2] = {0, 0, 0, 2, false};
+    EXPECT_EQ(errorOf(units), "world[2].side: a value that does not fit its width");
+    struct Wrong {
+        std::uint8_t value = 1;
+        void serialize(CommonSerializer& serializer) { serializer.transferBits("it", value, 9); }
+    } wrong;
+    EXPECT_EQ(errorOf(wrong), "world.it: a width that its type does not have");
+    Common::Ref<Common::Identifiable> object(new Common::Identifiable("Thing"));
+    EXPECT_EQ(errorOf(object), "world: a reference to an object that has no number");
+    units.resize(1);
+    units[0] = {2047, 0, 0, 0, false};
+    std::vector<std::vector<Unit>> other;
+    EXPECT_EQ(read(write(units, 1), other),
+              "world[0]: a number of items beyond the end of the record");
+    int number = 0;
+    EXPECT_EQ(read(write(units, 1), number), "something behind the last value");
+    std::int16_t small = 5;
+    number = 1 << 20;
+    EXPECT_EQ(read(write(number, 1), small), "world: a value that its type does not have");
+    unsigned same = 0;
+    EXPECT_EQ(read(write(number, 1), same), "") << "types are not in the bits";
+}
+
+// Some other state, sometimes of almost everything.
+void change(Values& values, std::mt19937& random) {
+    const auto at = [&](std::size_t size) { return random() % std::max<std::size_t>(size, 1); };
+    for (auto count = random() % 4 == 0 ? 20 : random() % 3; count != 0; --count) {
+        switch (random() % 14) {
+        case 0:
+            values.flag = !values.flag;
+            break;
+        case 1:
+            values.tiny = static_cast<std::int8_t>(random());
+            break;
+        case 2:
+            values.huge = std::uint64_t{random()} << random() % 32;
+            break;
+        case 3:
+            values.real = static_cast<float>(random());
+            break;
+        case 4:
+            values.text.assign(at(200), static_cast<char>('a' + at(26)));
+            break;
+        case 5:
+            values.positions.resize(at(9));
+            break;
+        case 6:
+            values.row.resize(at(40), 1.5);
+            break;
+        case 7:
+            values.flags.resize(at(20), true);
+            break;
+        case 8:
+            values.nested.resize(at(5), {1, 2, 3});
+            break;
+        case 9:
+            values.byName[std::to_string(at(9))].x += 1;
+            break;
+        case 10:
+            values.byNumber.erase(static_cast<int>(at(9)));
+            break;
+        case 11:
+            values.byNumber[static_cast<int>(at(9))] += 'x';
+            break;
+        case 12:
+            values.maybe.reset();
+            break;
+        default:
+            values.maybe.emplace().y = 3;
+        }
+        if (!values.row.empty()) {
+            values.row[at(values.row.size())] += 1;
+        }
+        if (!values.text.empty()) {
+            values.text[at(values.text.size())] = 'z';
+        }
+    }
+}
+
+// Each state beside any of those before, as the model has it.
+TEST(Bufferizer, StatesComeBack) {
+    for (unsigned seed = 0; seed < 30; ++seed) {
+        std::mt19937 random(seed);
+        Values values = someValues();
+        std::vector<Baseline> sent(1), received(1);
+        for (std::uint32_t number = 1; number < 30; ++number) {
+            const std::size_t base = random() % sent.size();
+            Baseline line, readLine = received[base];
+            const Messages messages = write(values, number, sent[base], &line);
+            Values back = seed % 2 == 0 ? Values{} : someValues();
+            ASSERT_EQ(read(messages, back, &readLine), "") << seed << ' ' << number;
+            ASSERT_EQ(back, values) << seed << ' ' << number;
+            ASSERT_LE(sizeOf(write(values, number + 1, line)), kHeader + 6) << "nothing changed";
+            sent.push_back(line);
+            received.push_back(readLine);
+            change(values, random);
+        }
+    }
+}
+
+TEST(Bufferizer, OnlyWhatChangedIsWritten) {
+    Fleet fleet{std::vector<Unit>(1000), "home", std::vector<float>(1000)}, back;
+    Baseline base, received;
+    const Messages whole = write(fleet, 1, {}, &base);
+    ASSERT_EQ(read(whole, back, &received), "");
+    EXPECT_EQ(sizeOf(write(fleet, 2, base)), kHeader + 1);
+    fleet.units[500].kind = 77;
+    fleet.heights[700] = 1;
+    const Messages delta = write(fleet, 2, base);
+    // Bits: the whole, the units, their number, one each, the fields of one, its kind; the name;
+    // the heights, their number, one for each block, a block.
+    EXPECT_EQ(sizeOf(delta), kHeader + (2 + 1 + 1000 + 5 + 12 + 1 + 2 + 63 + 512 + 7) / 8);
+    EXPECT_EQ(read(delta, back), "a state that belongs to another base line") << "there is none";
+    Baseline other;
+    Fleet empty;
+    write(empty, 1, {}, &other);
+    EXPECT_EQ(read(delta, back, &other), "a state that belongs to another base line")
+        << "of the same number";
+    EXPECT_NE(back, fleet);
+    EXPECT_EQ(read(delta, back, &received), "");
+    EXPECT_EQ(back, fleet);
+    Bufferizer backwards(1, received);
+    EXPECT_FALSE(backwards.isGood());
+}
+
+TEST(Bufferizer, DamagedMessagesAreRefused) {
+    Values values = someValues();
+    Baseline base, received;
+    Values back;
+    ASSERT_EQ(read(write(values, 1, {}, &base), back, &received), "");
+    values.text = "another";
+    for (const Messages& messages : {write(values, 2), write(values, 2, base)}) {
+        const std::string bytes = bytesOf(messages[0]);
+        for (std::size_t i = 0; i < bytes.size(); ++i) {
+            std::string altered = bytes;
+            altered[i] = static_cast<char>(altered[i] ^ 0x20);
+            for (const std::string& bad : {bytes.substr(0, i), altered}) {
+                StateParts parts;
+                ASSERT_EQ(parts.add(messageOf(bad)), StateParts::Added::kRefused) << i;
+                ASSERT_FALSE(parts.isWhole());
+                ASSERT_EQ(Bufferizer(parts, received).getError(),
+                          "a state of which parts are missing");
+            }
+        }
+    }
+}
+
+TEST(Bufferizer, LargeStatesArePutTogether) {
+    using Added = StateParts::Added;
+    std::mt19937 random(1);
+    std::vector<std::uint32_t> numbers(100'000);
+    std::ranges::generate(numbers, random);
+    Messages messages = write(numbers, 5);
+    ASSERT_GT(messages.size(), 5U);
+    for (const Mail::Message& message : messages) {
+        ASSERT_LE(message.getSize(), 65'535U);
+    }
+    std::vector<std::uint32_t> back, others(100'000, 300);
+    const Messages older = write(others, 4), same = write(others, 5);
+    std::shuffle(messages.begin(), messages.end(), random);
+    StateParts parts;
+    EXPECT_EQ(parts.add(older[0]), Added::kWaiting);
+    for (std::size_t i = 0; i + 1 < messages.size(); ++i) {
+        EXPECT_EQ(parts.add(messages[i]), Added::kWaiting);
+        EXPECT_EQ(parts.add(messages[i / 2]), Added::kDouble);
+        EXPECT_EQ(parts.add(older[1]), Added::kOld);
+        EXPECT_EQ(parts.add(same[1]), Added::kRefused) << "a mixture";
+        EXPECT_EQ(parts.getMissing(), messages.size() - i - 1);
+    }
+    EXPECT_EQ(parts.getDropped(), 1U);
+    EXPECT_EQ(parts.add(messages.back()), Added::kWhole);
+    EXPECT_EQ(parts.add(messages[2]), Added::kDouble);
+    Bufferizer reading(parts, {});
+    reading.transfer("numbers", back);
+    EXPECT_TRUE(reading.finish()) << reading.getError();
+    EXPECT_EQ(back, numbers);
+    StateParts small(100'000);
+    EXPECT_EQ(small.add(messages[0]), Added::kRefused);
+    parts.clear();
+    EXPECT_EQ(parts.add(older[1]), Added::kWaiting);
+}
+
+} // namespace
