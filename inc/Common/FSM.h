@@ -234,6 +234,22 @@ public:
     }
     bool inFinishState() const { return inFinish_; }
 
+    /* What a machine is at, to be saved (Serial/Containers.h) or shown. */
+    struct Snapshot {
+        std::uint32_t state = NO_STATE;
+        qz::deque<std::uint32_t> stack; /* its top at the end */
+        qz::deque<std::uint32_t> queue; /* the oldest symbol in front */
+
+        template<class Serializer>
+        void serialize(Serializer& serializer) {
+            serializer.transfer("state", state);
+            serializer.transfer("stack", stack);
+            serializer.transfer("queue", queue);
+        }
+    };
+
+    QZ_API Snapshot getSnapshot() const;
+
     Descriptor* getDescriptor() const { return descriptor_; }
 
     /* Whether there are a descriptor and a recipient. */
@@ -253,6 +269,11 @@ protected:
             }
         }
     }
+
+    /* Makes the machine what another one with the same tables was, and emits nothing. States and
+     * symbols that the tables do not know are taken as they are: whoever reads them from outside
+     * checks them first. Not for the midst of processing. */
+    QZ_API void restore(Snapshot snapshot);
 
     /* Puts a symbol into the queue. */
     QZ_API void onSymbolDelayed(std::uint32_t symbol);

@@ -59,6 +59,16 @@ public:
      */
     QZ_API void freeze(int order);
 
+    /* For Common::CommonSerializer and its like: all of the object. */
+    template<class Serializer>
+    void serialize(Serializer& serializer) {
+        serializer.transfer("increment", increment_);
+        serializer.transfer("target", target_);
+        for (double& value : registers_) {
+            serializer.transfer(value);
+        }
+    }
+
 protected:
     QZ_API void unpack(double* out, const double* c) const;
 

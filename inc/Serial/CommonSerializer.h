@@ -25,7 +25,8 @@
  * What can be transferred:
  * - booleans, integers, floats, enumerations, std::string, std::vector;
  * - with Serial/Containers.h the other containers, pairs, optional values, arrays;
- * - with Serial/MathTypes.h the types of Math, and the randomizers;
+ * - with Serial/MathTypes.h the types of Math, and the randomizers; predictors need no header;
+ * - with Serial/Containers.h what a state machine is at (Common::FSM::Snapshot);
  * - structures and classes with a member function `serialize(Common::CommonSerializer&)`, or a free
  *   one `serialize(Common::CommonSerializer&, T&)` in their namespace or in Common; a RandomObject
  *   as it is;

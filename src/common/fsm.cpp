@@ -1,5 +1,7 @@
 #include "Common/FSM.h"
 
+#include <utility>
+
 namespace Common {
 
 // Constants that are inline would not be exported by every compiler.
@@ -38,6 +40,17 @@ void FSM::reset() {
         enterToState_(descriptor_->getInitialState());
     }
     busy_.set = false;
+}
+
+FSM::Snapshot FSM::getSnapshot() const {
+    return {state_, stateStack_, delayedSymbols_};
+}
+
+void FSM::restore(Snapshot snapshot) {
+    state_ = snapshot.state;
+    stateStack_ = std::move(snapshot.stack);
+    delayedSymbols_ = std::move(snapshot.queue);
+    inFinish_ = descriptor_ != nullptr && descriptor_->isFinishState(state_);
 }
 
 void FSM::onSymbolBehindOthers(std::uint32_t symbol) {

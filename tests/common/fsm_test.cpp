@@ -70,6 +70,7 @@ public:
     using FSM::FSM;
     using FSM::onSymbol;
     using FSM::onSymbolDelayed;
+    using FSM::restore;
 };
 
 // The rules once more, over maps.
@@ -303,6 +304,30 @@ TEST(FSM, GoesOnAfterARecipientThatThrows) {
     EXPECT_THROW(machine.onSymbol(0), int);
     machine.onSymbol(1);
     EXPECT_EQ(machine.getState(), 3U);
+}
+
+TEST(FSM, GoesOnWhereAnotherOneWas) {
+    Tables tables;
+    tables.initial = 0;
+    tables.transitions[{0, 0}] = {1, 1, FSM::kPushState};
+    tables.transitions[{1, 0}] = {2, kPrevious, 0};
+    tables.onEnter[1] = 3;
+    tables.onExit[1] = kNone;
+    tables.finish = {1};
+    Descriptor descriptor(tables);
+    Recorder recorder, other;
+    Machine machine("first", &descriptor, &recorder);
+    machine.onSymbol(0);
+    machine.onSymbolDelayed(0);
+    Machine again("again", &descriptor, &other);
+    again.restore(machine.getSnapshot());
+    EXPECT_EQ(other.symbols, std::vector<Number>{});
+    EXPECT_EQ(again.getState(), 1U);
+    EXPECT_TRUE(again.inFinishState());
+    again.checkSymbolsQueue();
+    EXPECT_EQ(other.symbols, std::vector<Number>{2});
+    EXPECT_EQ(again.getState(), 0U) << "by the stack";
+    EXPECT_FALSE(again.inFinishState());
 }
 
 TEST(FSM, TablesHaveABound) {
