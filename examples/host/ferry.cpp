@@ -6,11 +6,14 @@
 #include "Core/Log.h"
 #include "Tasks/TaskManager.h"
 
+#include <thread>
+
 namespace {
 
 constexpr double kShortestStay = 0.4;
 constexpr double kLongestStay = 0.9;
 constexpr double kSecondsBetweenReports = 0.2;
+constexpr double kSecondsForPlanning = 0.1;
 constexpr double kSecondsBetweenQuestions = 0.25;
 
 enum State : std::uint32_t { kMoored, kPlanning, kWaiting, kSailing };
@@ -56,34 +59,46 @@ Common::FSM::Descriptor* Ferry::tables() {
 }
 
 Ferry::Ferry(std::uint32_t ownAddress, std::string name, double speed, Route route, const Sea& sea,
-             const FerryImage& image, OnArrival onArrival)
+             OnArrival onArrival)
     : Mailbox(ownAddress)
     , FSM("ferry")
     , name_(std::move(name))
     , speed_(speed)
     , route_(std::move(route))
     , sea_(sea)
-    , onArrival_(std::move(onArrival))
-    , leg_(image.stop % route_.size())
-    , position_(here()->place())
-    , random_(image.random, static_cast<std::uint32_t>(image.randomOffset))
-    , stay_(nextStay()) {
+    , onArrival_(std::move(onArrival)) {
     init(tables(), this);
 }
 
-void Ferry::begin() {
+void Ferry::begin(std::uint32_t randomOffset) {
+    state_.position = here()->place();
+    state_.random.setOffset(randomOffset);
+    state_.stay = nextStay();
     post(here()->address, {Letter::Kind::askBerth, address});
 }
 
-/* A ferry that sails has a berth where it sails to. */
-FerryImage Ferry::image() const {
-    const std::size_t stop = getState() == kSailing ? (leg_ + 1) % route_.size() : leg_;
-    return {static_cast<std::uint32_t>(stop), random_.getType(),
-            static_cast<std::int32_t>(random_.getOffset())};
+bool Ferry::fits(const FerryState& state) const {
+    return state.leg < route_.size() && state.machine.state <= kSailing;
+}
+
+/* A search that was under way begins again: its result is the same. */
+void Ferry::resume(const FerryState& state) {
+    state_ = state;
+    restore(state.machine);
+    if (getState() == kPlanning) {
+        startSearch();
+    }
+}
+
+FerryState Ferry::state() const {
+    FerryState state = state_;
+    state.machine = getSnapshot();
+    return state;
 }
 
 double Ferry::nextStay() {
-    return kShortestStay + (kLongestStay - kShortestStay) * static_cast<double>(random_.get());
+    return kShortestStay +
+           (kLongestStay - kShortestStay) * static_cast<double>(state_.random.get());
 }
 
 void Ferry::update(double seconds) {
@@ -91,10 +106,14 @@ void Ferry::update(double seconds) {
     while (!symbolsQueueIsEmpty()) {
         checkSymbolsQueue();
     }
-    waited_ += seconds;
+    state_.waited += seconds;
     if (getState() == kSailing) {
         sail(seconds);
-    } else if (waited_ > (getState() == kMoored ? stay_ : kSecondsBetweenQuestions)) {
+    } else if (getState() == kPlanning) {
+        if (state_.waited > kSecondsForPlanning) {
+            takeCourse();
+        }
+    } else if (state_.waited > (getState() == kMoored ? state_.stay : kSecondsBetweenQuestions)) {
         onSymbol(kTimeIsUp);
     }
 }
@@ -113,7 +132,7 @@ bool Ferry::receive(const Mail::Message& message) {
 }
 
 void Ferry::onOutputSymbol(std::uint32_t symbol) {
-    waited_ = 0;
+    state_.waited = 0;
     switch (symbol) {
     case kFindCourse:
         return startSearch();
@@ -128,7 +147,7 @@ void Ferry::onOutputSymbol(std::uint32_t symbol) {
 }
 
 void Ferry::startSearch() {
-    search_ = {this, here()->place(), next()->place(), {}};
+    search_ = {this, here()->place(), next()->place(), {}, false};
     QZ_add_task(&search_, findOnWorker);
 }
 
@@ -145,61 +164,71 @@ void Ferry::findOnWorker(void* search) {
 }
 
 void Ferry::takeOnMainThread(void* search) {
-    Ferry& ferry = *static_cast<Search*>(search)->ferry;
-    if (ferry.search_.course.empty()) {
-        hostLog(QZ_LOG_WARNING, "%s finds no way from %s to %s", ferry.name_.c_str(),
-                ferry.here()->name().c_str(), ferry.next()->name().c_str());
+    static_cast<Search*>(search)->isOver = true;
+}
+
+/* Most often it is there for long. */
+void Ferry::takeCourse() {
+    while (!search_.isOver) {
+        QZ_make_main_thread_task(0);
+        std::this_thread::yield();
     }
-    ferry.onSymbol(ferry.search_.course.empty() ? kNoCourse : kCourseFound);
+    state_.course = std::move(search_.course);
+    state_.reached = 0;
+    if (state_.course.empty()) {
+        hostLog(QZ_LOG_WARNING, "%s finds no way from %s to %s", name_.c_str(),
+                here()->name().c_str(), next()->name().c_str());
+    }
+    onSymbol(state_.course.empty() ? kNoCourse : kCourseFound);
 }
 
 void Ferry::castOff() {
     post(here()->address, {Letter::Kind::berthLeft, address});
     hostLog(QZ_LOG_DEBUG, "%s leaves %s for %s", name_.c_str(), here()->name().c_str(),
             next()->name().c_str());
-    reached_ = 0;
 }
 
 void Ferry::moor() {
-    leg_ = (leg_ + 1) % route_.size();
-    position_ = here()->place();
-    velocity_ = {};
+    state_.leg = nextLeg();
+    state_.position = here()->place();
+    state_.velocity = {};
     tellPosition(); // or it would be expected to sail on
-    stay_ = nextStay();
+    state_.stay = nextStay();
     onArrival_(*this, *here());
 }
 
 void Ferry::sail(double seconds) {
-    const Point before = position_;
+    const Point before = state_.position;
     advance(speed_ * seconds);
-    velocity_ = {(position_.x - before.x) / seconds, (position_.y - before.y) / seconds};
+    state_.velocity = {(state_.position.x - before.x) / seconds,
+                       (state_.position.y - before.y) / seconds};
     report(seconds);
-    if (reached_ == search_.course.size()) {
+    if (state_.reached == state_.course.size()) {
         onSymbol(kArrived);
     }
 }
 
 void Ferry::report(double seconds) {
-    untilReport_ -= seconds;
-    if (untilReport_ <= 0) {
-        untilReport_ += kSecondsBetweenReports;
+    state_.untilReport -= seconds;
+    if (state_.untilReport <= 0) {
+        state_.untilReport += kSecondsBetweenReports;
         tellPosition();
     }
 }
 
 void Ferry::tellPosition() const {
-    post(kLookout, {Letter::Kind::position, address, {position_, velocity_}});
+    post(kLookout, {Letter::Kind::position, address, {state_.position, state_.velocity}});
 }
 
 void Ferry::advance(double left) {
-    const std::vector<Point>& course = search_.course;
-    while (reached_ < course.size()) {
-        const double toNext = distance(position_, course[reached_]);
+    const std::vector<Point>& course = state_.course;
+    while (state_.reached < course.size()) {
+        const double toNext = distance(state_.position, course[state_.reached]);
         if (toNext > left) {
-            position_ = towards(position_, course[reached_], left);
+            state_.position = towards(state_.position, course[state_.reached], left);
             return;
         }
         left -= toNext;
-        position_ = course[reached_++];
+        state_.position = course[state_.reached++];
     }
 }

@@ -3,21 +3,20 @@
 #define QZ_HOST_FERRY_H
 
 #include "course.h"
-#include "fleet_image.h"
+#include "fleet_state.h"
 #include "harbour.h"
 #include "letters.h"
 
 #include "Common/FSM.h"
 #include "Mail/Server.h"
-#include "Random/RandomManager.h"
-
 #include <functional>
 #include <string>
 #include <vector>
 
 /* Moored for a while, it has the course to its next harbour found by a worker thread, which answers
- * through the main thread; then it asks that harbour for a berth, again and again until it gets
- * one, and sails. All of its functions are for the main thread. */
+ * through the main thread. The answer counts from a fixed time on, however long the worker takes:
+ * the same world goes the same way on every machine. Then it asks that harbour for a berth, again
+ * and again until it gets one, and sails. All of its functions are for the main thread. */
 class Ferry : public Mail::Mailbox, private Common::FSM, private Common::FSM::SymbolRecepient {
 public:
     class Tables : public Common::FSM::Descriptor {
@@ -30,15 +29,19 @@ public:
 
     /* speed: in points a second. sea: lives longer than the ferry. */
     Ferry(std::uint32_t address, std::string name, double speed, Route route, const Sea& sea,
-          const FerryImage& image, OnArrival onArrival);
+          OnArrival onArrival);
 
     const std::string& name() const { return name_; }
 
-    /* Where it is, or is going to be. */
-    FerryImage image() const;
+    /* Begins where its route does, with random numbers from this place on. When it has a mailbox.
+     */
+    void begin(std::uint32_t randomOffset);
 
-    /* Takes a berth where the image leaves it, if there is one. When it has a mailbox. */
-    void begin();
+    /* Goes on from a state instead, one that fits: that may be its own. */
+    bool fits(const FerryState& state) const;
+    void resume(const FerryState& state);
+
+    FerryState state() const;
 
     /* Once a frame. */
     void update(double seconds);
@@ -51,6 +54,7 @@ private:
         Ferry* ferry;
         Point from, to;
         std::vector<Point> course;
+        bool isOver; // for the main thread
     };
 
     static Common::FSM::Descriptor* tables();
@@ -59,6 +63,7 @@ private:
 
     void onOutputSymbol(std::uint32_t symbol) override;
     void startSearch();
+    void takeCourse();
     void castOff();
     void moor();
     void sail(double seconds);
@@ -67,23 +72,19 @@ private:
     void tellPosition() const;
     double nextStay();
 
-    const Mem::Ptr<Harbour>& here() const { return route_[leg_]; }
-    const Mem::Ptr<Harbour>& next() const { return route_[(leg_ + 1) % route_.size()]; }
+    const Mem::Ptr<Harbour>& here() const { return route_[state_.leg]; }
+    const Mem::Ptr<Harbour>& next() const { return route_[nextLeg()]; }
+    std::uint32_t nextLeg() const {
+        return static_cast<std::uint32_t>((state_.leg + 1) % route_.size());
+    }
 
     std::string name_;
     double speed_;
     Route route_;
     const Sea& sea_;
     OnArrival onArrival_;
-    std::size_t leg_ = 0;
-    Point position_;
-    Point velocity_{};
-    RandomObject random_; // for how long it stays
-    double stay_;
-    double untilReport_ = 0;
-    double waited_ = 0; // seconds since the state began, or since it asked last
+    FerryState state_; // but for the machine, which keeps its own
     Search search_{};
-    std::size_t reached_ = 0; // points of the course
 };
 
 #endif

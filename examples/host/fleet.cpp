@@ -2,6 +2,7 @@
 
 #include "logging.h"
 
+#include "Core/Hash.h"
 #include "Core/Log.h"
 #include "Globals.h"
 
@@ -25,16 +26,13 @@ Sea seaOf(const World& world) {
     return sea;
 }
 
-/* Each ferry has other random numbers. */
-FerryImage newFerry(std::size_t number) {
-    constexpr std::size_t kApart = 97;
-    return {0, RandomObject::kUniform, static_cast<std::int32_t>(number * kApart)};
-}
-
 } // namespace
 
-Fleet::Fleet(const World& world, const std::vector<FerryImage>& images, Logbook& logbook)
-    : logbook_(logbook), sea_(seaOf(world)), lookout_(new Lookout) {
+Fleet::Fleet(const World& world, Logbook& logbook)
+    : logbook_(logbook)
+    , world_(static_cast<std::uint32_t>(QZ_hash_string(world.title.c_str(), 0)))
+    , sea_(seaOf(world))
+    , lookout_(new Lookout) {
     globalMail->addMailbox(lookout_);
     for (const Island& island : world.islands) {
         if (island.berths > 0) {
@@ -44,9 +42,7 @@ Fleet::Fleet(const World& world, const std::vector<FerryImage>& images, Logbook&
             globalMail->addMailbox(harbours_.back());
         }
     }
-    for (std::size_t i = 0; i < world.ferries.size(); ++i) {
-        add(world.ferries[i], i < images.size() ? images[i] : newFerry(i));
-    }
+    std::ranges::for_each(world.ferries, [this](const FerryData& data) { add(data); });
 }
 
 Fleet::~Fleet() {
@@ -64,33 +60,69 @@ Mem::Ptr<Harbour> Fleet::harbour(const std::string& name) const {
                                  [&](const auto& harbour) { return harbour->name() == name; });
 }
 
-void Fleet::add(const FerryData& data, const FerryImage& image) {
+void Fleet::add(const FerryData& data) {
     Ferry::Route route;
     for (const std::string& name : data.route) {
         route.push_back(harbour(name));
     }
     const auto address = kFirstFerry + static_cast<std::uint32_t>(ferries_.size());
     ferries_.emplace_back(new Ferry(
-        address, data.name, data.speed, std::move(route), sea_, image,
+        address, data.name, data.speed, std::move(route), sea_,
         [this](const Ferry& ferry, const Harbour& harbour) { noteArrival(ferry, harbour); }));
     globalMail->addMailbox(ferries_.back());
-    ferries_.back()->begin();
+}
+
+/* Each ferry has other random numbers. */
+void Fleet::begin() {
+    constexpr std::uint32_t kApart = 97;
+    std::uint32_t offset = 0;
+    for (const auto& ferry : ferries_) {
+        ferry->begin(offset);
+        offset += kApart;
+    }
+}
+
+bool Fleet::fits(const FleetState& state) const {
+    const auto itFits = [](const auto& one, const auto& its) { return one->fits(its); };
+    return state.world == world_ && std::ranges::equal(harbours_, state.harbours, itFits) &&
+           std::ranges::equal(ferries_, state.ferries, itFits);
+}
+
+bool Fleet::resume(const FleetState& state) {
+    if (!fits(state)) {
+        return false;
+    }
+    frames_ = state.frames;
+    time_ = state.time;
+    arrivals_ = state.arrivals;
+    lookout_->resume(state.lookout);
+    for (std::size_t i = 0; i < harbours_.size(); ++i) {
+        harbours_[i]->resume(state.harbours[i]);
+    }
+    for (std::size_t i = 0; i < ferries_.size(); ++i) {
+        ferries_[i]->resume(state.ferries[i]);
+    }
+    return true;
+}
+
+FleetState Fleet::state() const {
+    FleetState state{world_, frames_, time_, arrivals_, {}, {}, lookout_->state()};
+    for (const auto& harbour : harbours_) {
+        state.harbours.push_back(harbour->state());
+    }
+    for (const auto& ferry : ferries_) {
+        state.ferries.push_back(ferry->state());
+    }
+    return state;
 }
 
 void Fleet::update(double seconds) {
+    ++frames_;
     time_ += seconds;
     for (const auto& ferry : ferries_) {
         ferry->update(seconds);
     }
     lookout_->update(seconds);
-}
-
-std::vector<FerryImage> Fleet::images() const {
-    std::vector<FerryImage> images;
-    for (const auto& ferry : ferries_) {
-        images.push_back(ferry->image());
-    }
-    return images;
 }
 
 void Fleet::noteArrival(const Ferry& ferry, const Harbour& harbour) {

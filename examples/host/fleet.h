@@ -13,33 +13,40 @@
 
 class Fleet {
 public:
-    /* Registers everybody with the library's mail server. images: of the world's ferries; those
-     * that are missing begin anew. The tasks of ferries refer to the fleet: they have to be over,
-     * or discarded, before it goes. */
-    Fleet(const World& world, const std::vector<FerryImage>& images, Logbook& logbook);
+    /* Registers everybody with the library's mail server. The tasks of ferries refer to the fleet:
+     * they have to be over, or discarded, before it goes. */
+    Fleet(const World& world, Logbook& logbook);
     ~Fleet();
 
     Fleet(const Fleet&) = delete;
     Fleet& operator=(const Fleet&) = delete;
 
+    /* Then it either begins or goes on from a state. False, and nothing has changed, if that is of
+     * another world. */
+    void begin();
+    bool resume(const FleetState& state);
+
+    FleetState state() const;
+
     /* Once a frame, with the time that has passed. */
     void update(double seconds);
-
-    std::vector<FerryImage> images() const;
 
     int arrivals() const { return arrivals_; }
     const Lookout& lookout() const { return *lookout_; }
 
 private:
+    bool fits(const FleetState& state) const;
     Mem::Ptr<Harbour> harbour(const std::string& name) const;
-    void add(const FerryData& data, const FerryImage& image);
+    void add(const FerryData& data);
     void noteArrival(const Ferry& ferry, const Harbour& harbour);
 
     Logbook& logbook_;
+    std::uint32_t world_;
     Sea sea_;
     std::vector<Mem::Ptr<Harbour>> harbours_;
     std::vector<Mem::Ptr<Ferry>> ferries_;
     Mem::Ptr<Lookout> lookout_;
+    std::uint32_t frames_ = 0;
     double time_ = 0;
     int arrivals_ = 0;
 };

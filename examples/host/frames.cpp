@@ -9,7 +9,6 @@
 #include "user_error.h"
 
 #include "Common/Profiler.h"
-#include "Core/Hash.h"
 #include "Core/Log.h"
 #include "Globals.h"
 #include "Tasks/TaskManager.h"
@@ -54,15 +53,24 @@ void runFrame(Fleet& fleet, double seconds) {
     globalProfiler.endFrame();
 }
 
-/* Returns how many frames ran. They are paced, but each one is a step of the same length, so that
- * ferries sail the same way on every machine. */
-int sail(Fleet& fleet, const Settings& settings) {
-    globalFpsController->SetMaxFPS(static_cast<float>(settings.rate));
+void save(const std::string& file, const Fleet& fleet) {
+    const Common::ProfiledFunc section("save");
+    FleetState state = fleet.state();
+    saveFleet(file, state);
+}
+
+/* Returns how many frames ran. They are paced, unless they are to be fast, but each one is a step
+ * of the same length, so that ferries sail the same way on every machine. */
+int sail(Fleet& fleet, const Settings& settings, const std::string& file) {
+    globalFpsController->SetMaxFPS(settings.fast ? 0 : static_cast<float>(settings.rate));
     globalFpsController->Reset(); // the start-up was no frame
     int frame = 0;
     for (; frame < settings.frames && !stopRequested(); ++frame) {
         globalFpsController->StartFrame();
         runFrame(fleet, 1.0 / settings.rate);
+        if (settings.saveEvery > 0 && (frame + 1) % settings.saveEvery == 0) {
+            save(file, fleet);
+        }
         qz_publish(kProgram);
     }
     const double duration = globalFpsController->totalTime();
@@ -78,7 +86,7 @@ void logVoyages(const Fleet& fleet, int frames) {
             static_cast<unsigned long long>(postage().letters),
             static_cast<unsigned long long>(postage().lost));
     hostLog(QZ_LOG_INFO, "the lookout had %d reports, its predictions were off by %.1f on average",
-            fleet.lookout().reports(), fleet.lookout().meanError());
+            fleet.lookout().state().reports, fleet.lookout().meanError());
 }
 
 void logSection(void*, const char* name, const Common::Profiler::Statistics& section) {
@@ -97,19 +105,33 @@ void writeProfile() {
     std::printf("result: %s\n", file.c_str());
 }
 
+/* From where the last run ended, or anew. */
+void start(Fleet& fleet, const std::string& file, bool fresh) {
+    if (FleetState state; !fresh && loadFleet(file, state)) {
+        if (fleet.resume(state)) {
+            hostLog(QZ_LOG_INFO, "the ferries go on from frame %u", state.frames);
+            return;
+        }
+        hostLog(QZ_LOG_WARNING, "%s is of another world: ferries begin anew", file.c_str());
+    }
+    fleet.begin();
+}
+
 } // namespace
 
 void runFrames(const World& world, const Settings& settings, bool fresh) {
     const std::string file = resultFile("logbook.txt");
-    const std::string image = resultFile("ferries.img");
-    const auto identity = static_cast<std::uint32_t>(QZ_hash_string(world.title.c_str(), 0));
+    const std::string saved = resultFile("ferries.qzo");
     {
         Logbook logbook(file);
-        Fleet fleet(world, fresh ? std::vector<FerryImage>() : loadFleet(image, identity), logbook);
+        Fleet fleet(world, logbook);
         const EndOfTasks endOfTasks;
+        start(fleet, saved, fresh);
         globalProfiler.start();
-        logVoyages(fleet, sail(fleet, settings));
-        saveFleet(image, identity, fleet.images());
+        logVoyages(fleet, sail(fleet, settings, saved));
+        FleetState state = fleet.state();
+        saveFleet(saved, state);
+        hostLog(QZ_LOG_INFO, "fingerprint of the ferries: %u", fingerprint(state));
     }
     std::printf("result: %s\n", file.c_str());
     writeProfile();

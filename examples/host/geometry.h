@@ -6,6 +6,12 @@
 
 struct Point {
     double x, y;
+
+    template<class Serializer>
+    void serialize(Serializer& serializer) {
+        serializer.transfer("x", x);
+        serializer.transfer("y", y);
+    }
 };
 
 struct Motion {

@@ -25,6 +25,15 @@ Harbour::Harbour(std::uint32_t ownAddress, std::string name, Point place, int be
     init(&tables_, this);
 }
 
+bool Harbour::fits(const HarbourState& state) const {
+    return state.machine.state <= tables_.berths();
+}
+
+void Harbour::resume(const HarbourState& state) {
+    restore(state.machine);
+    asking_ = state.asking;
+}
+
 bool Harbour::receive(const Mail::Message& message) {
     const Letter letter = readLetter(message);
     asking_ = letter.sender;

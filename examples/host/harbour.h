@@ -2,6 +2,7 @@
 #ifndef QZ_HOST_HARBOUR_H
 #define QZ_HOST_HARBOUR_H
 
+#include "fleet_state.h"
 #include "geometry.h"
 #include "letters.h"
 
@@ -19,6 +20,8 @@ public:
         explicit Tables(int berths);
         void load() override;
 
+        std::uint32_t berths() const { return berths_; }
+
     private:
         std::uint32_t berths_;
     };
@@ -27,6 +30,12 @@ public:
 
     const std::string& name() const { return name_; }
     Point place() const { return place_; }
+
+    HarbourState state() const { return {getSnapshot(), asking_}; }
+
+    /* Goes on from a state that fits: that may be its own. */
+    bool fits(const HarbourState& state) const;
+    void resume(const HarbourState& state);
 
     bool receive(const Mail::Message& message) override;
 

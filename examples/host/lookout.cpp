@@ -14,21 +14,21 @@ bool Lookout::receive(const Mail::Message& message) {
         return false;
     }
     const auto& [position, velocity] = letter.motion;
-    const auto [found, isNew] = tracks_.try_emplace(letter.sender);
+    const auto [found, isNew] = state_.tracks.try_emplace(letter.sender);
     Track& track = found->second;
-    ++reports_;
+    ++state_.reports;
     if (!isNew) {
-        error_ += distance({track.x.value(), track.y.value()}, position);
-        ++predicted_;
+        state_.error += distance({track.x.value(), track.y.value()}, position);
+        ++state_.predicted;
     }
-    track.x.init(position.x, velocity.x * tick_, kCoefficients);
-    track.y.init(position.y, velocity.y * tick_, kCoefficients);
+    track.x.init(position.x, velocity.x * state_.tick, kCoefficients);
+    track.y.init(position.y, velocity.y * state_.tick, kCoefficients);
     return true;
 }
 
 void Lookout::update(double seconds) {
-    tick_ = seconds;
-    for (auto& [sender, track] : tracks_) {
+    state_.tick = seconds;
+    for (auto& [sender, track] : state_.tracks) {
         track.x.step(1, kCoefficients);
         track.y.step(1, kCoefficients);
     }

@@ -2,13 +2,10 @@
 #ifndef QZ_HOST_LOOKOUT_H
 #define QZ_HOST_LOOKOUT_H
 
-#include "geometry.h"
+#include "fleet_state.h"
 #include "letters.h"
 
 #include "Mail/Server.h"
-#include "Math/Predictor.h"
-
-#include <map>
 
 /* Ferries tell their position a few times a second; in between it is predicted, as the other side
  * of a network has to do. */
@@ -21,21 +18,14 @@ public:
     /* Once a frame. */
     void update(double seconds);
 
-    int reports() const { return reports_; }
+    const LookoutState& state() const { return state_; }
+    void resume(const LookoutState& state) { state_ = state; }
 
     /* How far the predictions were from the next report, on average. */
-    double meanError() const { return predicted_ == 0 ? 0 : error_ / predicted_; }
+    double meanError() const { return state_.predicted == 0 ? 0 : state_.error / state_.predicted; }
 
 private:
-    struct Track {
-        Math::Predictor3 x, y;
-    };
-
-    std::map<std::uint32_t, Track> tracks_;
-    double tick_ = 0; // a frame, in seconds
-    int reports_ = 0;
-    int predicted_ = 0;
-    double error_ = 0;
+    LookoutState state_;
 };
 
 #endif

@@ -119,6 +119,8 @@ int work(const Options& options, const Startup& startup) {
     mountData(options.data);
     Settings settings = readSettings(options);
     settings.frames = options.frames.value_or(settings.frames);
+    settings.saveEvery = options.saveEvery.value_or(settings.saveEvery);
+    settings.fast = options.fast;
     Script script = describeScript(options, settings);
     script.checks = startup.checks;
     script.progress = &progress;

@@ -14,8 +14,9 @@ struct Known {
 };
 
 constexpr Known kKnown[] = {
-    {"--config", true}, {"--data", true}, {"--frames", true}, {"--fresh", false},
-    {"--help", false},  {"--logs", true}, {"--world", true},  {"-h", false},
+    {"--config", true}, {"--data", true},  {"--frames", true}, {"--fresh", false},
+    {"--fast", false},  {"--help", false}, {"--logs", true},   {"--save-every", true},
+    {"--world", true},  {"-h", false},
 };
 
 /* How many of the arguments are the host's own: what follows the script is the script's. Throws the
@@ -41,12 +42,16 @@ void read(Options& options, int count, const char* const* arguments) {
     const qz::ConsoleArgs args(own, arguments);
     options.help = args.defined("--help") || args.defined("-h");
     options.fresh = args.defined("--fresh");
+    options.fast = args.defined("--fast");
     args.getOptionalString("--data", options.data);
     args.getOptionalString("--world", options.world);
     args.getOptionalString("--config", options.config);
     args.getOptionalString("--logs", options.logs);
     if (args.defined("--frames")) {
         args.getOptionalInt("--frames", options.frames.emplace());
+    }
+    if (args.defined("--save-every")) {
+        args.getOptionalInt("--save-every", options.saveEvery.emplace());
     }
     if (own < count) {
         options.script = arguments[own];
@@ -78,6 +83,8 @@ void printUsage(std::FILE* stream) {
         "  --logs DIR     where the log files go (\"logs\" in the write directory)\n"
         "  --world FILE   the world that the script gets (without a script, that of the settings)\n"
         "  --frames N     how many frames the ferries sail after the script; 0 for none\n"
+        "  --fast         these frames follow each other as fast as they can\n"
+        "  --save-every N save the ferries after so many frames, too, not just at the end\n"
         "  --fresh        begin anew instead of going on from the state that the last run saved\n"
         "  -h, --help     this text\n"
         "\n"

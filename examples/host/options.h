@@ -13,6 +13,8 @@ struct Options {
     std::string data;                   // the data directory; empty: to be looked for
     std::string world;                  // the world's file; empty: what the settings say
     std::optional<int> frames;          // what the settings say unless it is given
+    std::optional<int> saveEvery;       // likewise
+    bool fast = false;                  // frames wait for no clock
     std::string config;                 // the start-up file; empty: host.cfg of the data directory
     std::string logs;                   // the log directory; empty: below the write directory
     std::string script;                 // empty: what the settings say

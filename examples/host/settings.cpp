@@ -64,6 +64,7 @@ Settings loadSettings(const std::string& file) {
     reader.read("picture.file", settings.picture);
     reader.read("picture.trails", settings.trails, 1, 50);
     reader.read("ferries.frames", settings.frames, 0, 1000000000);
+    reader.read("ferries.save", settings.saveEvery, 0, 1000000000);
     reader.read("ferries.rate", settings.rate, 1, 1000);
     return settings;
 }

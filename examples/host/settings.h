@@ -10,8 +10,10 @@ struct Settings {
     int steps = 1100;
     std::string picture = "flock.svg"; // in the directory of results
     int trails = 7;
-    int frames = 300; // of the ferries, after the script
-    int rate = 60;    // of these a second
+    int frames = 300;  // of the ferries, after the script
+    int rate = 60;     // of these a second
+    int saveEvery = 0; // so many frames, too; 0: at the end alone
+    bool fast = false; // as fast as they can
 };
 
 /* Reads a Lua file of settings; those that it leaves out keep their values. Throws UserError. */

@@ -4,6 +4,7 @@ import json
 import os
 import pathlib
 import pty
+import random
 import re
 import select
 import shutil
@@ -190,20 +191,71 @@ class HostTest(unittest.TestCase):
         names = [event.get("name") for event in json.loads(profile.read_text())["traceEvents"]]
         self.assertEqual(names.count("frame"), 240)
         self.assertGreaterEqual(names.count("find course"), 4)
-        # They go on from where they were, or were about to be.
-        move = re.compile(r"HOST: (.+) (?:leaves (.+) for|reaches) (.+)$", re.M)
-        place = {ferry: harbour for ferry, _, harbour in move.findall(err)}
-        code, _, err = self.fly("--frames", "100")
-        self.assertEqual(code, 0, err)
-        left = {}
-        for ferry, harbour, _ in move.findall(err):
-            left.setdefault(ferry, harbour)
-        self.assertGreaterEqual(len(left), 2)
-        self.assertEqual(left, {ferry: place[ferry] for ferry in left})
-        logbook.with_name("ferries.img").write_bytes(b"FLET" * 5)
-        code, _, err = self.fly("--frames", "1")
-        self.assertEqual(code, 0, err)
-        self.assertIn("ferries.img is of another world, or damaged", err)
+        self.assertIn("go on from frame 240", self.fly("--frames", "1")[2])
+        saved = logbook.with_name("ferries.qzo")
+        for change, problem in ((lambda data: data[:-9] + b"!" + data[-8:], "ferries.qzo: a damaged file"),
+                                (lambda data: data[:100], "ferries.qzo: the file ends too early")):
+            saved.write_bytes(change(saved.read_bytes()))
+            code, _, err = self.fly("--frames", "1")
+            self.assertEqual(code, 0, err)
+            self.assertIn(problem, err)
+
+    def sail(self, *arguments):
+        shutil.copy(ROOT / "examples/data/archipelago.lua", self.folder / "world.lua")
+        return ("--logs", "logs", "--world", "world.lua", "--fast", *arguments,
+                self.script("return\n"))
+
+    def test_a_world_that_was_saved_and_loaded_ten_times_is_the_same(self):
+        def fingerprint(*arguments):
+            code, _, err = self.run_host(*self.sail(*arguments))
+            self.assertEqual(code, 0, err)
+            return re.findall(r"fingerprint of the ferries: (\d+)", err)
+
+        at_once = fingerprint("--fresh", "--frames", "2200")
+        fingerprint("--fresh", "--frames", "200")
+        for _ in range(10):
+            last = fingerprint("--frames", "200")
+        self.assertEqual(last, at_once)
+        arguments = self.sail("--frames", "1")
+        path = self.folder / "world.lua"
+        path.write_text(path.read_text().replace("Three", "Four"))
+        self.assertIn("ferries.qzo is of another world", self.run_host(*arguments)[2])
+
+    # Each start tells whether the one before has left a whole world, and no older one than before.
+    def test_a_host_that_is_killed_while_it_saves_leaves_a_whole_world(self):
+        chance = random.Random(1)
+        self.assertEqual(self.run_host(*self.sail("--fresh", "--frames", "1"))[0], 0)
+        last, cut_off = 1, 0
+        for _ in range(8 if WINDOWS else 300):
+            host = subprocess.Popen([*COMMAND, *self.sail("--frames", "1000000", "--save-every", "1")],
+                                    cwd=self.folder, text=True, env=self.environment,
+                                    stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
+            with host:
+                said = ""
+                while "HOST: the ferries go on from frame" not in said:
+                    line = host.stderr.readline()
+                    self.assertTrue(line, said)
+                    said += line
+                time.sleep(chance.uniform(0, 0.01))
+                host.kill()
+            frame = int(re.search(r"go on from frame (\d+)", said)[1])
+            self.assertGreaterEqual(frame, last)
+            last = frame
+            cut_off += len(list(self.folder.glob("data/qz_host/*ferries.qzo*"))) > 1
+        self.assertGreater(last, 100)
+        if not WINDOWS:  # whose directory is elsewhere
+            self.assertGreater(cut_off, 3, "kills while a new world lay beside the old one")
+
+    def test_a_mapped_image_is_made_once(self):
+        program = COMMAND[-1].replace("qz_host", "qz_mapped")
+        image = self.folder / "stars.img"
+        for before, made in ((None, "made stars.img\n"), (None, ""), (b"no image", "made stars.img\n"),
+                             (b"STR1" + b"\xff" * 12, "made stars.img\n")):
+            if before:
+                image.write_bytes(before)
+            done = subprocess.run([*COMMAND[:-1], program, "stars.img"], cwd=self.folder, text=True,
+                                  env=self.environment, stdout=subprocess.PIPE, timeout=60)
+            self.assertEqual(done.stdout, made + "1000 stars, the brightest of 2.953\n")
 
     def test_a_crash_is_told_of_at_the_next_start(self):
         if WINDOWS:

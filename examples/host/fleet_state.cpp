@@ -1,0 +1,91 @@
+#include "fleet_state.h"
+
+#include "logging.h"
+#include "user_error.h"
+
+#include "Core/Hash.h"
+#include "Core/Log.h"
+#include "Globals.h"
+#include "IO/FileStream.h"
+#include "IO/MemoryStream.h"
+#include "Serial/Containers.h"
+#include "VFS/File.h"
+
+void FerryState::serialize(Common::CommonSerializer& serializer) {
+    serializer.transfer("leg", leg);
+    serializer.transfer("machine", machine);
+    serializer.transfer("position", position);
+    serializer.transfer("velocity", velocity);
+    serializer.transfer("random", random);
+    serializer.transfer("stay", stay);
+    serializer.transfer("untilReport", untilReport);
+    serializer.transfer("waited", waited);
+    serializer.transfer("course", course);
+    serializer.transfer("reached", reached);
+    if (reached > course.size()) {
+        serializer.fail("it has reached more of its course than there is");
+    }
+}
+
+void HarbourState::serialize(Common::CommonSerializer& serializer) {
+    serializer.transfer("machine", machine);
+    serializer.transfer("asking", asking);
+}
+
+void Track::serialize(Common::CommonSerializer& serializer) {
+    serializer.transfer("x", x);
+    serializer.transfer("y", y);
+}
+
+void LookoutState::serialize(Common::CommonSerializer& serializer) {
+    serializer.transfer("tracks", tracks);
+    serializer.transfer("tick", tick);
+    serializer.transfer("reports", reports);
+    serializer.transfer("predicted", predicted);
+    serializer.transfer("error", error);
+}
+
+void FleetState::serialize(Common::CommonSerializer& serializer) {
+    serializer.transfer("world", world);
+    serializer.transfer("frames", frames);
+    serializer.transfer("time", time);
+    serializer.transfer("arrivals", arrivals);
+    serializer.transfer("harbours", harbours);
+    serializer.transfer("ferries", ferries);
+    serializer.transfer("lookout", lookout);
+}
+
+void saveFleet(const std::string& file, FleetState& fleet) {
+    io::FileStream out(file.c_str(), io::FileStream::Mode::kReplace);
+    Common::CommonSerializer serializer(out);
+    serializer.transfer("fleet", fleet);
+    if (!serializer.finish()) {
+        throw UserError(file + ": " + serializer.getError());
+    }
+    if (!out.close()) {
+        throw UserError(out.getError());
+    }
+}
+
+bool loadFleet(const std::string& file, FleetState& fleet) {
+    if (!VFS_exists(file.c_str())) {
+        return false;
+    }
+    io::FileStream in(file.c_str(), io::FileStream::Mode::kRead);
+    Common::CommonSerializer serializer(in, *registry);
+    serializer.transfer("fleet", fleet);
+    if (!serializer.finish()) {
+        hostLog(QZ_LOG_WARNING, "%s: %s", file.c_str(), serializer.getError().c_str());
+    }
+    return serializer.isGood();
+}
+
+std::uint32_t fingerprint(FleetState& fleet) {
+    io::MemoryStream bytes;
+    Common::CommonSerializer serializer(bytes);
+    serializer.transfer("fleet", fleet);
+    if (!serializer.finish()) {
+        throw UserError(serializer.getError());
+    }
+    return static_cast<std::uint32_t>(QZ_hash_data(bytes.bytes().data(), bytes.bytes().size(), 0));
+}

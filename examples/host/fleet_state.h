@@ -1,0 +1,81 @@
+/* All of a world that changes, for the host's next run. */
+#ifndef QZ_HOST_FLEET_STATE_H
+#define QZ_HOST_FLEET_STATE_H
+
+#include "geometry.h"
+
+#include "Common/FSM.h"
+#include "Math/Predictor.h"
+#include "Random/RandomManager.h"
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace Common {
+class CommonSerializer;
+}
+
+struct FerryState {
+    std::uint32_t leg = 0; // of the route: it is where the leg begins, or on its way to the end
+    Common::FSM::Snapshot machine;
+    Point position{};
+    Point velocity{};
+    RandomObject random; // for how long it stays
+    double stay = 0;
+    double untilReport = 0;
+    double waited = 0; // seconds since the state began, or since it asked last
+    std::vector<Point> course;
+    std::uint32_t reached = 0; // points of the course
+
+    void serialize(Common::CommonSerializer& serializer);
+};
+
+struct HarbourState {
+    Common::FSM::Snapshot machine;
+    std::uint32_t asking = 0; // who is to be answered
+
+    void serialize(Common::CommonSerializer& serializer);
+};
+
+/* A ferry as the lookout expects it. */
+struct Track {
+    Math::Predictor3 x, y;
+
+    void serialize(Common::CommonSerializer& serializer);
+};
+
+struct LookoutState {
+    std::map<std::uint32_t, Track> tracks; // by the addresses of the ferries
+    double tick = 0;                       // a frame, in seconds
+    std::int32_t reports = 0;
+    std::int32_t predicted = 0;
+    double error = 0;
+
+    void serialize(Common::CommonSerializer& serializer);
+};
+
+struct FleetState {
+    std::uint32_t world = 0; // what tells one world from another
+    std::uint32_t frames = 0;
+    double time = 0;
+    std::int32_t arrivals = 0;
+    std::vector<HarbourState> harbours;
+    std::vector<FerryState> ferries;
+    LookoutState lookout;
+
+    void serialize(Common::CommonSerializer& serializer);
+};
+
+/* The file has the fleet of before until it has all of this one. Throws UserError if it cannot be
+ * written. */
+void saveFleet(const std::string& file, FleetState& fleet);
+
+/* False if there is no such file, or it is damaged; the log has why. */
+bool loadFleet(const std::string& file, FleetState& fleet);
+
+/* Equal fleets have equal ones, on every system. */
+std::uint32_t fingerprint(FleetState& fleet);
+
+#endif

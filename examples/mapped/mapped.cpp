@@ -1,0 +1,95 @@
+/* Data that never changes, as an image of the memory: made once, with whatever time that takes, and
+ * mapped by each later run, which reads nothing and computes nothing before it begins.
+ *
+ *     qz_mapped stars.img
+ *
+ * For what changes, and outlives the versions of a program, see Serial/CommonSerializer.h. */
+#include <Core/Environment.h>
+#include <Random/RandomManager.h>
+#include <Shm/MappedFile.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <span>
+#include <string>
+
+namespace {
+
+/* Plain numbers and offsets, no pointers: the file is mapped at another address each time. Another
+ * layout needs another mark. */
+constexpr std::uint32_t kMark = 0x31525453; // "STR1"
+constexpr int kAlignment = 16;
+
+struct Header {
+    std::uint32_t mark = 0;
+    std::uint32_t count = 0;
+    std::uint64_t first = 0; // where the stars begin
+};
+
+struct Star {
+    float x, y, brightness;
+};
+
+Star* make(misc::mmf_write& image, std::uint32_t count) {
+    int start = 0, first = 0;
+    image.alloc(sizeof(Header), &start);
+    image.alloc(static_cast<int>(count * sizeof(Star)), &first);
+    const Header header{kMark, count, static_cast<std::uint64_t>(first)};
+    std::memcpy(image.memory + start, &header, sizeof header);
+    return reinterpret_cast<Star*>(image.memory + first);
+}
+
+void write(const char* file) {
+    constexpr std::uint32_t kCount = 1000;
+    misc::mmf_write image(kAlignment);
+    image.Create(file, 1 << 20);
+    RandomObject uniform, normal(RandomObject::kNormal);
+    for (Star& star : std::span(make(image, kCount), kCount)) {
+        star = {uniform.get(), uniform.get(), normal.get()};
+    }
+    image.Close(); // replaces the file in one step
+}
+
+/* Empty if it is no such image: a file may hold anything. */
+std::span<const Star> starsOf(const misc::mmf& image) {
+    Header header;
+    if (image.view == nullptr || image.size < sizeof header) {
+        return {};
+    }
+    std::memcpy(&header, image.view, sizeof header);
+    const bool isWhole = header.mark == kMark && header.first % alignof(Star) == 0 &&
+                         header.first <= image.size &&
+                         header.count <= (image.size - header.first) / sizeof(Star);
+    return isWhole
+               ? std::span(reinterpret_cast<const Star*>(image.view + header.first), header.count)
+               : std::span<const Star>();
+}
+
+} // namespace
+
+int main() {
+    if (SYS_argc() != 2) {
+        std::fputs("Usage: qz_mapped FILE\n", stderr);
+        return 2;
+    }
+    const char* const file = SYS_argv()[1];
+    try {
+        if (starsOf(misc::mmf(file, true)).empty()) {
+            write(file);
+            std::printf("made %s\n", file);
+        }
+    } catch (const std::exception& failure) {
+        std::fprintf(stderr, "qz_mapped: %s\n", failure.what());
+        return 1;
+    }
+    const misc::mmf image(file, true);
+    float brightest = 0;
+    for (const Star& star : starsOf(image)) {
+        brightest = star.brightness > brightest ? star.brightness : brightest;
+    }
+    std::printf("%zu stars, the brightest of %.3f\n", starsOf(image).size(),
+                static_cast<double>(brightest));
+    return 0;
+}
