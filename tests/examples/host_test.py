@@ -236,13 +236,13 @@ class HostTest(unittest.TestCase):
                     line = host.stderr.readline()
                     self.assertTrue(line, said)
                     said += line
-                time.sleep(chance.uniform(0, 0.01))
+                time.sleep(chance.uniform(0, 0.3 if WINDOWS else 0.01))
                 host.kill()
             frame = int(re.search(r"go on from frame (\d+)", said)[1])
             self.assertGreaterEqual(frame, last)
             last = frame
             cut_off += len(list(self.folder.glob("data/qz_host/*ferries.qzo*"))) > 1
-        self.assertGreater(last, 100)
+        self.assertGreater(last, 20 if WINDOWS else 100)
         if not WINDOWS:  # whose directory is elsewhere
             self.assertGreater(cut_off, 3, "kills while a new world lay beside the old one")
 
