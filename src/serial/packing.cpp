@@ -13,7 +13,8 @@ constexpr char kMisfit[] = "a value that is another in the base line";
 constexpr char kTooLarge[] = "a state that is too large";
 constexpr char kTooLong[] = "a value that its type does not have";
 
-// Reads what writeCompact wrote.
+} // namespace
+
 const char* readCompact(BitReader& in, std::uint64_t& value) {
     value = 0;
     for (unsigned shift = 0; shift < 64; shift += 7) {
@@ -28,8 +29,6 @@ const char* readCompact(BitReader& in, std::uint64_t& value) {
     }
     return kTooLong;
 }
-
-} // namespace
 
 const char* Packing::number(std::uint64_t& value, std::uint32_t kind) {
     add(value, kind);

@@ -5,6 +5,9 @@
 
 namespace serial {
 
+// Reads what writeCompact wrote; returns what is wrong, or null.
+const char* readCompact(BitReader& in, std::uint64_t& value);
+
 // Collects the values of a state.
 class Packing final : public Common::detail::Form {
 public:

@@ -29,6 +29,7 @@
 #include "Random/RandomManager.h"
 #include "Random/Randomizer.h"
 #include "Serial/Bufferizer.h"
+#include "Serial/CommonBufferizer.h"
 #include "Serial/Containers.h"
 #include "Serial/MathTypes.h"
 #include "Serial/Record.h"

@@ -1,0 +1,131 @@
+/* States of many objects for a network: a simulation writes thirty times a second what has changed,
+ * and those who watch read it. C++ only, for programs built by the library's compiler.
+ *
+ * Both sides know the objects, of classes that descend from SerializableObject, by numbers.
+ * References between them are transferred as these. The function `serialize` of a class is the one
+ * for files, in the form of Serial/Bufferizer.h.
+ *
+ *     // simulating
+ *     Common::CommonBufferizer states;
+ *     states.add(17, ferry);
+ *     ...
+ *     states.mark(17); // it moved
+ *     states.captureMarked();
+ *     for (const Mail::Message& message : states.write(confirmed, kAddress)) { ... send ... }
+ *
+ *     // watching; the objects are made by the names of their classes
+ *     Common::CommonBufferizer states(*registry);
+ *     Common::StateParts parts;
+ *     ...
+ *     if (parts.add(message) == Common::StateParts::Added::kWhole && states.read(parts)) {
+ *         ... tell the sender that states.getNumber() is there ...
+ *     }
+ *
+ * Each side keeps the last states as base lines. The sender writes what differs from any of them,
+ * so that several receivers may be at different ones. An object that did not change costs nothing.
+ *
+ * An object that is removed is kept as long as a state is that has it.
+ *
+ * Errors: functions that can fail return false, 0 or nothing, and getError tells why; nothing is
+ * thrown. What the classes throw, and std::bad_alloc, is such an error.
+ *
+ * Threads: all of it, the objects included, belongs to one thread.
+ */
+#ifndef QZCORE_SERIAL_COMMONBUFFERIZER_H
+#define QZCORE_SERIAL_COMMONBUFFERIZER_H
+
+#include "Common/Factory.h"
+#include "Common/SharedObject.h"
+#include "Core/Export.h"
+#include "Core/SameCompiler.h"
+#include "Mail/Message.h"
+#include "Serial/Bufferizer.h"
+#include "Serial/CommonSerializer.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace Common {
+
+class CommonBufferizer {
+public:
+    struct Limits {
+        std::uint32_t objects = 1U << 20; /* that a state which is read may have */
+        std::uint32_t depth = 64;         /* of values within each other */
+        std::uint32_t states = 64;        /* that are kept; the oldest one goes first */
+    };
+
+    /* For one who only writes; reading makes no objects. */
+    QZ_API CommonBufferizer();
+
+    /* The factories outlive it. */
+    QZ_API explicit CommonBufferizer(FactoryManager& factories);
+    QZ_API CommonBufferizer(FactoryManager& factories, const Limits& limits);
+
+    CommonBufferizer(const CommonBufferizer&) = delete;
+    CommonBufferizer& operator=(const CommonBufferizer&) = delete;
+    QZ_API ~CommonBufferizer();
+
+    /* Gives an object a number, which is not 0 and nobody else's. The object counts as marked. An
+     * object has one number only. */
+    QZ_API bool add(std::uint32_t number, const Ref<SerializableObject>& object);
+
+    /* Takes an object out. False if there is none of this number. */
+    QZ_API bool remove(std::uint32_t number);
+
+    /* The object of a number; null if there is none. */
+    QZ_API SerializableObject* get(std::uint32_t number) const;
+
+    QZ_API std::size_t getCount() const;
+
+    /* Says that an object may have changed. */
+    QZ_API bool mark(std::uint32_t number);
+
+    /* Makes a new state of what all objects are now, and returns its number, counted from 1; 0 if
+     * an object could not be written, and nothing happened then. */
+    QZ_API std::uint32_t capture();
+
+    /* The same, but looks only at objects that are marked: others have to be as they were. It takes
+     * time in proportion to these. Those that did not change after all cost no bits. */
+    QZ_API std::uint32_t captureMarked();
+
+    /* The newest state, that was captured or read, as messages to an address: whole if `base` is 0
+     * or not kept any more, otherwise what differs from that state. At least one message; none if
+     * there is no state, or no memory. */
+    QZ_API std::vector<Mail::Message> write(std::uint32_t base, std::uint32_t address);
+
+    /* Forgets the states before this one, which are not needed as base lines any more. The newest
+     * one stays. */
+    QZ_API void forget(std::uint32_t before);
+
+    /* Takes a state over: makes objects, removes others, and reads those that changed. It has to be
+     * newer than the last one, and its base line one that was read and not forgotten; states before
+     * that are forgotten. Objects stay the same ones as long as they are not removed.
+     *
+     * False if there was an error: then nothing happened. The objects into which something had been
+     * read were read back from the state before: what they had changed since by themselves is
+     * gone. If that failed as well, getNumber is 0, and the next state has to be a whole one. */
+    QZ_API bool read(const StateParts& parts);
+
+    /* Forgets all states, with their numbers, and keeps the objects: for a sender that begins anew.
+     */
+    QZ_API void reset();
+
+    /* The number of the newest state; 0 if there is none. */
+    QZ_API std::uint32_t getNumber() const;
+
+    /* What went wrong last, with the path of the value: "object 17 (Ferry): crew[3].rank: ...". */
+    QZ_API const std::string& getError() const;
+
+private:
+    struct State;
+
+    std::unique_ptr<State> state_;
+};
+
+} // namespace Common
+
+#endif

@@ -1,0 +1,174 @@
+// States that are captured and written.
+#include "serial/common_state.h"
+#include "serial/parts.h"
+
+#include <map>
+#include <utility>
+
+namespace Common {
+
+namespace {
+
+// What differs between a base line, or nothing, and the newest state.
+class StateWriter {
+public:
+    StateWriter(const serial::History& history, std::uint32_t base)
+        : history_(history), base_(base) {
+        if (base != 0) {
+            numbers_ = history.changedSince(base);
+            return;
+        }
+        for (const auto& [number, entry] : history.entries()) {
+            numbers_.push_back(number);
+        }
+    }
+
+    serial::Bytes write() {
+        list([&](const auto& was, const auto& is) { return was.object && isOther(was, is); },
+             [](const auto&, const auto&) {});
+        list([&](const auto& was, const auto& is) { return is.object && isOther(was, is); },
+             [&](const auto&, const auto& is) { writeClass(is.object->getClassIdentifier()); });
+        list(
+            [&](const auto& was, const auto& is) {
+                return is.object && (isOther(was, is) || !serial::equal(*was.image, *is.image));
+            },
+            [&](const auto& was, const auto& is) {
+                serial::write(*is.image,
+                              isOther(was, is) ? serial::Beside() : serial::Beside(*was.image),
+                              out_);
+            });
+        return out_.take();
+    }
+
+private:
+    using Version = serial::Version;
+
+    static bool isOther(const Version& was, const Version& is) {
+        return was.object.get() != is.object.get();
+    }
+
+    // The objects of which something is true, with something behind the number of each.
+    template<class Condition, class Write>
+    void list(Condition condition, Write write) {
+        serial::NumberList list;
+        for (const std::uint32_t number : numbers_) {
+            const serial::Entry* const entry = history_.find(number);
+            if (entry == nullptr) {
+                continue;
+            }
+            const Version& was = entry->at(base_);
+            const Version& is = entry->last();
+            if (condition(was, is)) {
+                list.put(number, out_);
+                write(was, is);
+            }
+        }
+        serial::writeCompact(0, out_);
+    }
+
+    // The number of a class, and with a new one its name.
+    void writeClass(const Identifier& identifier) {
+        const std::string& name = identifier.getClassName();
+        const auto [found, isNew] = classes_.try_emplace(name, classes_.size());
+        serial::writeCompact(found->second, out_);
+        if (isNew) {
+            serial::writeCompact(name.size(), out_);
+            out_.putBytes(reinterpret_cast<const unsigned char*>(name.data()), name.size());
+        }
+    }
+
+    const serial::History& history_;
+    std::uint32_t base_;
+    qz::vector<std::uint32_t> numbers_;
+    std::map<std::string, std::size_t> classes_;
+    serial::BitWriter out_;
+};
+
+} // namespace
+
+void CommonBufferizer::State::failAt(std::uint32_t number, const SerializableObject& object,
+                                     const std::string& what) {
+    fail("object " + std::to_string(number) + " (" + object.getClassIdentifier().getClassName() +
+         "): " + what);
+}
+
+std::uint32_t CommonBufferizer::State::capture(bool onlyMarked) {
+    auto form = std::make_unique<serial::Packing>();
+    serial::Packing& packing = *form;
+    packing.numbers = &history;
+    serial::ObjectSerializer serializer(std::move(form), false, limits.depth);
+    serial::Changes changes;
+    const auto captureEntry = [&](std::uint32_t number, const serial::Entry& entry) {
+        return captureOne(number, entry, packing, serializer, changes);
+    };
+    if (onlyMarked) {
+        for (const std::uint32_t number : marked) {
+            const serial::Entry* const entry = history.find(number);
+            if (entry != nullptr && !captureEntry(number, *entry)) {
+                return 0;
+            }
+        }
+    } else {
+        for (const auto& [number, entry] : history.entries()) {
+            if (!captureEntry(number, entry)) {
+                return 0;
+            }
+        }
+    }
+    serial::History::Line line = history.newest();
+    ++line.state;
+    for (const serial::Change& change : changes) {
+        line.sum += change.version.sum - history.find(change.number)->last().sum;
+    }
+    history.append(line, changes);
+    clearMarks();
+    history.keep(limits.states);
+    return line.state;
+}
+
+// What an object is, if it is not what it was.
+bool CommonBufferizer::State::captureOne(std::uint32_t number, const serial::Entry& entry,
+                                         serial::Packing& packing,
+                                         serial::ObjectSerializer& serializer,
+                                         serial::Changes& changes) {
+    const serial::Version& last = entry.last();
+    if (!entry.object) {
+        if (last.object) {
+            changes.push_back({number, {}});
+        }
+        return true;
+    }
+    packing.begin();
+    entry.object->serialize(serializer);
+    if (!serializer.isGood()) {
+        failAt(number, *entry.object, serializer.getError());
+        return false;
+    }
+    const serial::Image& image = packing.image();
+    if (last.object.get() != entry.object.get() || !serial::equal(*last.image, image)) {
+        changes.push_back({number,
+                           {0, entry.object, std::make_shared<const serial::Image>(image),
+                            serial::sumOf(image, number)}});
+    }
+    return true;
+}
+
+void CommonBufferizer::State::clearMarks() {
+    for (const std::uint32_t number : marked) {
+        if (serial::Entry* const entry = history.find(number)) {
+            entry->isMarked = false;
+        }
+    }
+    marked.clear();
+}
+
+std::vector<Mail::Message> CommonBufferizer::State::write(std::uint32_t base,
+                                                          std::uint32_t address) const {
+    const serial::History::Line newest = history.newest();
+    const serial::History::Line* const kept = base == 0 ? nullptr : history.findLine(base);
+    const serial::History::Line line = kept == nullptr ? serial::History::Line() : *kept;
+    StateWriter writer(history, line.state);
+    return serial::cut({newest.state, newest.sum, line.state, line.sum}, writer.write(), address);
+}
+
+} // namespace Common

@@ -1,0 +1,141 @@
+#include "Serial/CommonBufferizer.h"
+
+#include "serial/common_state.h"
+#include "serial/parts.h"
+
+#include <exception>
+#include <utility>
+
+namespace Common {
+
+CommonBufferizer::CommonBufferizer() : state_(new State) {}
+
+CommonBufferizer::CommonBufferizer(FactoryManager& factories)
+    : CommonBufferizer(factories, Limits()) {}
+
+CommonBufferizer::CommonBufferizer(FactoryManager& factories, const Limits& limits)
+    : state_(new State) {
+    state_->factories = &factories;
+    state_->limits = limits;
+}
+
+CommonBufferizer::~CommonBufferizer() = default;
+
+void CommonBufferizer::State::fail(std::string_view what) noexcept {
+    try {
+        error = what;
+    } catch (const std::exception&) {
+        error = "out of memory"; // fits without any
+    }
+}
+
+bool CommonBufferizer::add(std::uint32_t number, const Ref<SerializableObject>& object) {
+    State& state = *state_;
+    return state.attempt<bool>([&] {
+        const serial::Entry* const entry = state.history.find(number);
+        if (number == 0 || !object || (entry != nullptr && entry->object) ||
+            state.history.numberOf(*object) != 0) {
+            state.fail("an object or a number that cannot be added");
+            return false;
+        }
+        state.marked.push_back(number);
+        state.history.set(number, object);
+        state.history.find(number)->isMarked = true;
+        return true;
+    });
+}
+
+bool CommonBufferizer::remove(std::uint32_t number) {
+    State& state = *state_;
+    return state.attempt<bool>([&] {
+        if (!mark(number)) {
+            return false;
+        }
+        state.history.set(number, {});
+        return true;
+    });
+}
+
+SerializableObject* CommonBufferizer::get(std::uint32_t number) const {
+    const serial::Entry* const entry = state_->history.find(number);
+    return entry == nullptr ? nullptr : entry->object.get();
+}
+
+std::size_t CommonBufferizer::getCount() const {
+    return state_->history.count();
+}
+
+bool CommonBufferizer::mark(std::uint32_t number) {
+    State& state = *state_;
+    return state.attempt<bool>([&] {
+        serial::Entry* const entry = state.history.find(number);
+        if (entry == nullptr || !entry->object) {
+            state.fail("there is no object of this number");
+            return false;
+        }
+        if (!entry->isMarked) {
+            state.marked.push_back(number);
+            entry->isMarked = true;
+        }
+        return true;
+    });
+}
+
+std::uint32_t CommonBufferizer::capture() {
+    return state_->attempt<std::uint32_t>([&] { return state_->capture(false); });
+}
+
+std::uint32_t CommonBufferizer::captureMarked() {
+    return state_->attempt<std::uint32_t>([&] { return state_->capture(true); });
+}
+
+std::vector<Mail::Message> CommonBufferizer::write(std::uint32_t base, std::uint32_t address) {
+    using Messages = std::vector<Mail::Message>;
+    State& state = *state_;
+    return state.attempt<Messages>([&]() -> Messages {
+        if (getNumber() == 0) {
+            state.fail("there is no state yet");
+            return {};
+        }
+        Messages messages = state.write(base, address);
+        if (messages.empty()) {
+            state.fail("no memory for the messages, or too many of them");
+        }
+        return messages;
+    });
+}
+
+void CommonBufferizer::forget(std::uint32_t before) {
+    state_->history.forget(before);
+}
+
+bool CommonBufferizer::read(const StateParts& parts) {
+    if (!parts.isWhole()) {
+        state_->fail("a state of which parts are missing");
+        return false;
+    }
+    return state_->read(parts.header_, serial::BitReader(parts.bytes_));
+}
+
+void CommonBufferizer::reset() {
+    State& state = *state_;
+    state.attempt<bool>([&] {
+        for (const auto& [number, entry] : state.history.entries()) {
+            if (entry.object) {
+                mark(number);
+            }
+        }
+        return true;
+    });
+    state.history.clear();
+}
+
+std::uint32_t CommonBufferizer::getNumber() const {
+    return state_->history.newest().state;
+}
+
+const std::string& CommonBufferizer::getError() const {
+    return state_->error;
+}
+
+} // namespace Common

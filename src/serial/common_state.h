@@ -1,0 +1,81 @@
+// What Common::CommonBufferizer does with states.
+#pragma once
+
+#include "Serial/CommonBufferizer.h"
+#include "serial/history.h"
+#include "serial/packing.h"
+
+#include <cstdint>
+#include <exception>
+#include <memory>
+#include <new>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace serial {
+
+// Writes or reads one object after the other; after an error no more.
+class ObjectSerializer final : public Common::CommonSerializer {
+public:
+    ObjectSerializer(std::unique_ptr<Common::detail::Form> itsForm, bool isLoading,
+                     std::uint32_t depth)
+        : CommonSerializer(std::move(itsForm), isLoading, depth) {}
+};
+
+// How a list of numbers is written: each as the distance to the one before, and 0 at the end.
+class NumberList {
+public:
+    // Writing.
+    void put(std::uint32_t number, BitWriter& out) {
+        writeCompact(number - last_, out);
+        last_ = number;
+    }
+
+    // Reading: 0 at the end. False for what is no list.
+    bool get(std::uint32_t& number, BitReader& in);
+
+private:
+    std::uint32_t last_ = 0;
+};
+
+} // namespace serial
+
+namespace Common {
+
+struct CommonBufferizer::State {
+    FactoryManager* factories = nullptr;
+    Limits limits;
+    serial::History history;
+    qz::vector<std::uint32_t> marked;
+    std::string error;
+
+    void fail(std::string_view what) noexcept;
+
+    // What the function returns, or a zero and an error if it throws.
+    template<class Result, class Function>
+    Result attempt(Function function) noexcept {
+        try {
+            return function();
+        } catch (const std::bad_alloc&) {
+            error = "out of memory"; // fits without any
+        } catch (const std::exception& exception) {
+            fail(exception.what());
+        }
+        return Result();
+    }
+
+    std::uint32_t capture(bool onlyMarked);
+    std::vector<Mail::Message> write(std::uint32_t base, std::uint32_t address) const;
+    bool read(const detail::StateHeader& header, const serial::BitReader& bits);
+
+    void failAt(std::uint32_t number, const SerializableObject& object, const std::string& what);
+
+private:
+    bool captureOne(std::uint32_t number, const serial::Entry& entry, serial::Packing& packing,
+                    serial::ObjectSerializer& serializer, serial::Changes& changes);
+    void clearMarks();
+};
+
+} // namespace Common

@@ -1,0 +1,168 @@
+#include "serial/history.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace serial {
+
+namespace {
+
+const Version kNothing;
+
+} // namespace
+
+const Version& Entry::at(std::uint32_t state) const {
+    for (auto version = versions.rbegin(); version != versions.rend(); ++version) {
+        if (version->state <= state) {
+            return *version;
+        }
+    }
+    return kNothing;
+}
+
+const Version& Entry::last() const {
+    return versions.empty() ? kNothing : versions.back();
+}
+
+std::uint32_t History::numberOf(const Common::Identifiable& object) const {
+    const auto found = numbers_.find(&object);
+    return found == numbers_.end() ? 0 : found->second;
+}
+
+Common::Identifiable* History::objectOf(std::uint32_t number) const {
+    const Entry* const entry = find(number);
+    return entry == nullptr ? nullptr : entry->object.get();
+}
+
+Entry* History::find(std::uint32_t number) {
+    const auto found = entries_.find(number);
+    return found == entries_.end() ? nullptr : &found->second;
+}
+
+const Entry* History::find(std::uint32_t number) const {
+    const auto found = entries_.find(number);
+    return found == entries_.end() ? nullptr : &found->second;
+}
+
+void History::set(std::uint32_t number, const ObjectRef& object) {
+    Entry& entry = entries_[number];
+    if (entry.object.get() == object.get()) {
+        return;
+    }
+    if (object) {
+        numbers_[object.get()] = number;
+    }
+    if (entry.object) {
+        numbers_.erase(entry.object.get());
+    }
+    entry.object = object;
+}
+
+const History::Line* History::findLine(std::uint32_t state) const {
+    const auto found = std::ranges::lower_bound(lines_, state, {}, &Line::state);
+    return found == lines_.end() || found->state != state ? nullptr : &*found;
+}
+
+qz::vector<std::uint32_t> History::changedSince(std::uint32_t state) const {
+    qz::vector<std::uint32_t> numbers;
+    for (auto change = journal_.rbegin(); change != journal_.rend() && change->first > state;
+         ++change) {
+        numbers.push_back(change->second);
+    }
+    std::ranges::sort(numbers);
+    numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
+    return numbers;
+}
+
+// What can fail comes first. Room and entries in the journal that stay harm nobody.
+void History::append(Line line, const Changes& changes) {
+    for (const Change& change : changes) {
+        Entry& entry = entries_[change.number];
+        if (entry.versions.size() == entry.versions.capacity()) {
+            entry.versions.reserve(std::max<std::size_t>(2, 2 * entry.versions.size()));
+        }
+        journal_.emplace_back(line.state, change.number);
+    }
+    lines_.push_back(line);
+    for (const Change& change : changes) {
+        qz::vector<Version>& versions = entries_.find(change.number)->second.versions;
+        versions.push_back(change.version);
+        versions.back().state = line.state;
+    }
+}
+
+void History::replace(Line line, const Changes& changes) {
+    try {
+        for (const Change& change : changes) {
+            if (change.version.object) {
+                numbers_.try_emplace(change.version.object.get(), change.number);
+            }
+        }
+        append(line, changes);
+    } catch (...) {
+        dropNumbers(changes);
+        throw;
+    }
+    for (const Change& change : changes) {
+        Entry& entry = *find(change.number);
+        if (entry.object && entry.object.get() != change.version.object.get()) {
+            numbers_.erase(entry.object.get());
+        }
+        entry.object = change.version.object;
+    }
+}
+
+// Of objects that did not come.
+void History::dropNumbers(const Changes& changes) {
+    for (const Change& change : changes) {
+        const Common::Identifiable* const object = change.version.object.get();
+        if (objectOf(change.number) != object) {
+            numbers_.erase(object);
+        }
+    }
+}
+
+void History::forget(std::uint32_t before) {
+    before = std::min(before, newest().state);
+    while (!lines_.empty() && lines_.front().state < before) {
+        lines_.pop_front();
+    }
+    while (!journal_.empty() && journal_.front().first <= before) {
+        prune(journal_.front().second, before);
+        journal_.pop_front();
+    }
+}
+
+void History::keep(std::size_t most) {
+    if (lines_.size() > most) {
+        forget(lines_[lines_.size() - std::max<std::size_t>(1, most)].state);
+    }
+}
+
+// Of what an object was up to a state, the last is enough.
+void History::prune(std::uint32_t number, std::uint32_t before) {
+    const auto found = entries_.find(number);
+    if (found == entries_.end()) {
+        return;
+    }
+    qz::vector<Version>& versions = found->second.versions;
+    const auto next = std::ranges::upper_bound(versions, before, {}, &Version::state);
+    if (next - versions.begin() > 1) {
+        versions.erase(versions.begin(), next - 1);
+    }
+    if (!found->second.object && !versions.empty() && !versions.back().object &&
+        versions.back().state <= before) {
+        entries_.erase(found);
+    }
+}
+
+void History::clear() {
+    lines_.clear();
+    journal_.clear();
+    for (auto item = entries_.begin(); item != entries_.end();) {
+        item->second.versions.clear();
+        item = item->second.object ? std::next(item) : entries_.erase(item);
+    }
+}
+
+} // namespace serial

@@ -1,0 +1,292 @@
+// Objects that a simulation writes and others watch.
+#include "Serial/CommonBufferizer.h"
+
+#include "serial/saved.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <random>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace {
+
+using Common::CommonBufferizer;
+using Common::CommonSerializer;
+using Common::Ref;
+using Common::SerializableObject;
+using Common::StateParts;
+using Messages = std::vector<Mail::Message>;
+
+class Ferry : public SerializableObject {
+public:
+    explicit Ferry(const char* className = "Ferry") : SerializableObject(className) {
+        all.insert(this);
+    }
+    ~Ferry() override { all.erase(this); }
+
+    void serialize(CommonSerializer& serializer) override {
+        serializer.transferBits("speed", speed, 10);
+        serializer.transfer("name", name);
+        serializer.transfer("crew", crew);
+        serializer.transfer("next", next);
+        if (serializer.isLoading() && name == "wrong") {
+            serializer.fail("a name that must not be");
+        }
+    }
+
+    // The same, with references as numbers.
+    std::string text() const {
+        std::string words =
+            getClassIdentifier().getClassName() + ' ' + std::to_string(speed) + name;
+        for (const int one : crew) {
+            words += ' ' + std::to_string(one);
+        }
+        return words + (next ? " -> " + std::to_string(next->speed) + next->name : "");
+    }
+
+    int speed = 0;
+    std::string name;
+    std::vector<int> crew;
+    Ref<Ferry> next;
+
+    // Cycles would keep each other.
+    static void letGo() {
+        std::vector<Ref<Ferry>> held;
+        for (Ferry* const ferry : all) {
+            held.emplace_back(ferry);
+        }
+        for (const Ref<Ferry>& ferry : held) {
+            ferry->next = {};
+        }
+    }
+
+    static std::set<Ferry*> all;
+};
+std::set<Ferry*> Ferry::all;
+
+class States : public ::testing::Test {
+protected:
+    States() {
+        auto* const factory = new qz::test::TestFactory;
+        factory->add("Ferry", [] { return new Ferry; });
+        factory->add("Tug", [] { return new Ferry("Tug"); });
+        factories.addFactory(factory);
+    }
+    ~States() override { EXPECT_TRUE(Ferry::all.empty()) << "objects are left"; }
+
+    static Ferry* of(CommonBufferizer& states, std::uint32_t number) {
+        return static_cast<Ferry*>(states.get(number));
+    }
+
+    static Ferry* add(CommonBufferizer& states, std::uint32_t number,
+                      const char* className = "Ferry") {
+        auto* const ferry = new Ferry(className);
+        EXPECT_TRUE(states.add(number, Ref<SerializableObject>(ferry))) << states.getError();
+        return ferry;
+    }
+
+    // The error; empty if there is none.
+    static std::string read(CommonBufferizer& states, const Messages& messages) {
+        StateParts parts;
+        for (const Mail::Message& message : messages) {
+            parts.add(message);
+        }
+        return states.read(parts) ? "" : states.getError();
+    }
+
+    using Model = std::map<std::uint32_t, std::string>;
+
+    static Model look(CommonBufferizer& states) {
+        Model model;
+        for (std::uint32_t number = 1; number < 60; ++number) {
+            if (of(states, number) != nullptr) {
+                model[number] = of(states, number)->text();
+            }
+        }
+        return model;
+    }
+
+    static std::size_t sizeOf(const Messages& messages) {
+        std::size_t size = 0;
+        for (const Mail::Message& message : messages) {
+            size += message.getSize();
+        }
+        return size;
+    }
+
+    Common::FactoryManager factories;
+};
+
+void change(Ferry& ferry, std::mt19937& random) {
+    switch (random() % 4) {
+    case 0:
+        ferry.speed = static_cast<int>(random() % 500);
+        break;
+    case 1:
+        ferry.name.assign(random() % 80, static_cast<char>('a' + random() % 26));
+        break;
+    case 2:
+        ferry.crew.resize(random() % 6, static_cast<int>(random() % 1000));
+        break;
+    default:
+        break; // marked for nothing
+    }
+}
+
+// Two watchers that miss states, each told what differs from the one that it had last; and all see
+// what there is.
+TEST_F(States, AreSeenAsTheyAre) {
+    for (unsigned seed = 0; seed < 20; ++seed) {
+        std::mt19937 random(seed);
+        const auto any = [&] { return static_cast<std::uint32_t>(1 + random() % 50); };
+        CommonBufferizer source,
+            watchers[2]{CommonBufferizer(factories), CommonBufferizer(factories)};
+        for (std::uint32_t step = 1; step < 60; ++step) {
+            const std::uint32_t number = any();
+            if (of(source, number) == nullptr) {
+                add(source, number, random() % 2 == 0 ? "Ferry" : "Tug");
+            } else if (random() % 4 == 0) {
+                for (std::uint32_t other = 1; other < 60; ++other) {
+                    Ferry* const ferry = of(source, other);
+                    if (ferry != nullptr && ferry->next.get() == of(source, number)) {
+                        ferry->next = {};
+                        source.mark(other);
+                    }
+                }
+                of(source, number)->next = {};
+                source.remove(number);
+            }
+            for (int i = 0; i < 3; ++i) {
+                const std::uint32_t some = any();
+                if (Ferry* const ferry = of(source, some)) {
+                    change(*ferry, random);
+                    ferry->next = Ref<Ferry>(of(source, any()));
+                    source.mark(some);
+                }
+            }
+            ASSERT_EQ(seed % 2 == 0 ? source.capture() : source.captureMarked(), step)
+                << source.getError();
+            for (CommonBufferizer& watcher : watchers) {
+                if (random() % 3 == 0) {
+                    ASSERT_EQ(read(watcher, source.write(watcher.getNumber(), 1)), "");
+                    ASSERT_EQ(look(watcher), look(source)) << seed << ' ' << step;
+                    ASSERT_EQ(watcher.getCount(), source.getCount());
+                }
+            }
+            source.forget(std::min(watchers[0].getNumber(), watchers[1].getNumber()));
+        }
+        Ferry::letGo();
+    }
+}
+
+TEST_F(States, MayGoOnFromAnyThatWasRead) {
+    CommonBufferizer source, watcher(factories);
+    add(source, 1)->name = "first";
+    add(source, 2);
+    source.capture();
+    ASSERT_EQ(read(watcher, source.write(0, 1)), "");
+    Ferry* const same = of(watcher, 1);
+    const Messages none = source.write(1, 1);
+    of(source, 1)->name = "second";
+    source.remove(2);
+    add(source, 3);
+    source.capture();
+    ASSERT_EQ(read(watcher, source.write(1, 1)), "");
+    EXPECT_EQ(of(watcher, 2), nullptr);
+    // Back to what it was, as written by one who does not know that state 2 has come.
+    of(source, 1)->name = "first";
+    source.remove(3);
+    source.capture();
+    const Messages third = source.write(1, 1);
+    ASSERT_EQ(read(watcher, third), "");
+    EXPECT_EQ(look(watcher), look(source));
+    EXPECT_EQ(of(watcher, 1), same);
+    EXPECT_EQ(read(watcher, third), "a state that is not newer than the last one");
+    EXPECT_EQ(read(watcher, none), "a state that is not newer than the last one");
+    ASSERT_EQ(source.capture(), 4U);
+    EXPECT_LE(sizeOf(source.write(3, 1)), 28U + 3) << "nothing changed";
+    ASSERT_EQ(read(watcher, source.write(0, 1)), "") << "whole";
+    EXPECT_EQ(of(watcher, 1), same);
+    source.forget(4);
+    ASSERT_EQ(source.capture(), 5U);
+    EXPECT_EQ(sizeOf(source.write(2, 1)), sizeOf(source.write(0, 1))) << "not kept: whole";
+    watcher.reset();
+    ASSERT_EQ(read(watcher, source.write(4, 1)), "a state that belongs to another base line");
+    CommonBufferizer another;
+    add(another, 1);
+    another.capture();
+    ASSERT_EQ(read(watcher, another.write(0, 1)), "");
+    EXPECT_EQ(look(watcher), look(another));
+}
+
+TEST_F(States, ErrorsChangeNothing) {
+    CommonBufferizer source, watcher(factories);
+    EXPECT_TRUE(source.write(0, 1).empty());
+    EXPECT_FALSE(source.mark(1));
+    EXPECT_FALSE(source.add(0, Ref<SerializableObject>(new Ferry)));
+    add(source, 17)->name = "seventeen";
+    EXPECT_FALSE(source.add(17, Ref<SerializableObject>(new Ferry)));
+    add(source, 18);
+    ASSERT_EQ(source.capture(), 1U);
+    of(source, 18)->speed = 512;
+    EXPECT_EQ(source.capture(), 0U);
+    EXPECT_EQ(source.getError(), "object 18 (Ferry): speed: a value that does not fit its width");
+    EXPECT_EQ(source.getNumber(), 1U);
+    ASSERT_EQ(read(watcher, source.write(0, 1)), "");
+    const auto before = look(watcher);
+
+    of(source, 17)->name = "changed";
+    of(source, 18)->speed = 5;
+    of(source, 18)->name = "wrong";
+    add(source, 19);
+    ASSERT_EQ(source.capture(), 2U);
+    EXPECT_EQ(read(watcher, source.write(1, 1)), "object 18 (Ferry): a name that must not be");
+    EXPECT_EQ(look(watcher), before);
+    EXPECT_EQ(read(watcher, source.write(0, 1)), "object 18 (Ferry): a name that must not be");
+    EXPECT_EQ(look(watcher), before);
+
+    of(source, 18)->name = "right";
+    add(source, 20, "Ghost");
+    ASSERT_EQ(source.capture(), 3U);
+    EXPECT_EQ(read(watcher, source.write(1, 1)), "object 20 (Ghost): no factory makes it");
+    source.remove(20);
+    Ref<Ferry> stranger(new Ferry);
+    of(source, 19)->next = stranger;
+    source.mark(19);
+    EXPECT_EQ(source.captureMarked(), 0U);
+    EXPECT_EQ(source.getError(),
+              "object 19 (Ferry): next: a reference to an object that has no number");
+    of(source, 19)->next = Ref<Ferry>(of(source, 17));
+    ASSERT_EQ(source.captureMarked(), 4U) << "the marks are still there";
+    CommonBufferizer small(factories, {.objects = 2});
+    EXPECT_EQ(read(small, source.write(0, 1)), "more objects than allowed");
+    EXPECT_EQ(read(watcher, source.write(1, 1)), "");
+    EXPECT_EQ(look(watcher), look(source));
+}
+
+TEST_F(States, CostWhatChanged) {
+    CommonBufferizer source, watcher(factories);
+    for (std::uint32_t number = 1; number <= 10'000; ++number) {
+        add(source, number)->name = "one that does not change";
+    }
+    source.capture();
+    const Messages whole = source.write(0, 1);
+    EXPECT_GT(whole.size(), 3U);
+    ASSERT_EQ(read(watcher, whole), "");
+    for (std::uint32_t number = 50; number <= 10'000; number += 50) {
+        of(source, number)->speed = 7;
+        source.mark(number);
+    }
+    source.captureMarked();
+    const Messages delta = source.write(1, 1);
+    // Of each its number, what changed of four values, and 10 bits.
+    EXPECT_LE(sizeOf(delta), 28 + 3 + 200 * (8 + 4 + 10) / 8 + 1);
+    ASSERT_EQ(read(watcher, delta), "");
+    EXPECT_EQ(of(watcher, 10'000)->speed, 7);
+    EXPECT_EQ(of(watcher, 9'999)->speed, 0);
+}
+
+} // namespace
