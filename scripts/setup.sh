@@ -19,8 +19,8 @@ packages_of() {
         command -v npm >/dev/null || echo npm
         ;;
     bench)
-        echo libbenchmark-dev libspdlog-dev libconcurrentqueue-dev libboost-dev libglm-dev libeigen3-dev \
-            libimath-dev libpcg-cpp-dev libconfig-dev nlohmann-json3-dev libtomlplusplus-dev \
+        echo libbenchmark-dev libspdlog-dev libconcurrentqueue-dev libboost-dev libboost-serialization-dev \
+            libcereal-dev libglm-dev libeigen3-dev libimath-dev libpcg-cpp-dev libconfig-dev nlohmann-json3-dev libtomlplusplus-dev \
             rapidjson-dev libprotobuf-dev protobuf-compiler libflatbuffers-dev flatbuffers-compiler libmimalloc2.0
         ;;
     fuzz)
