@@ -12,8 +12,11 @@ namespace Common {
 
 namespace {
 
-// A length that is not true takes no more memory than there are bytes.
+// A length that is not true takes no more memory than there are bytes, which the stream may know.
 bool readBytes(io::Stream& in, serial::Bytes& bytes, std::uint64_t size) {
+    if (const std::uint64_t there = in.size(); there > in.tell()) {
+        bytes.reserve(static_cast<std::size_t>(std::min(size, there - in.tell())));
+    }
     constexpr std::uint64_t kPiece = 1 << 20;
     while (bytes.size() < size) {
         const std::size_t done = bytes.size();
