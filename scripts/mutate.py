@@ -44,6 +44,11 @@ RULES = [
 ]
 
 
+SYSTEM_HEADER = re.compile(r"^#include <[a-z_]+>$", re.M)
+# The list at the end of what ctest prints: one of a number, a name, how it failed.
+FAILED_TEST = re.compile(r"^\s+\d+ - (\S+) \(", re.M)
+
+
 class Mutant:
     def __init__(self, path, text, start, end, change):
         self.path = path
@@ -84,6 +89,7 @@ class Library:
             # Later entries of a source belong to tests that compile it in.
             self.compile = {entry["file"]: entry for entry in reversed(json.load(file))}
         os.makedirs(KEPT, exist_ok=True)
+        self.compile_system_headers()
         self.drop()
 
     @staticmethod
@@ -92,6 +98,28 @@ class Library:
         if result.returncode != 0:
             sys.exit("%s\nmutate: this failed: %s" % (result.stdout[-4000:], shlex.join(command)))
         return result.stdout
+
+    def command(self, source, file, built):
+        """What compiles a file as the build does a source, but faster: little optimisation, nothing
+        for debuggers."""
+        command = shlex.split(self.compile[source]["command"])
+        command[command.index("-o") + 1] = built
+        command[command.index(source)] = file
+        return command + ["-w", "-O1", "-g0"]
+
+    def compile_system_headers(self):
+        """Once, all that the library includes: reading them is most of the work for a mutant."""
+        sources = [path for path in self.compile
+                   if path.startswith(os.path.join(ROOT, "src/")) and "/platform/" not in path]
+        includes = set()
+        for path in sources:
+            with open(path, encoding="utf-8") as source:
+                includes.update(SYSTEM_HEADER.findall(source.read()))
+        with open(os.path.join(BUILD, "system.h"), "w", encoding="utf-8") as header:
+            header.write("\n".join(sorted(includes)) + "\n")
+        command = self.command(min(sources), "system.h", "system.h.gch")
+        command.insert(command.index("-c"), "-xc++-header")
+        self.run(command)
 
     def drop(self):
         """The build links the sound one again."""
@@ -113,35 +141,43 @@ class Library:
         copy = os.path.join(BUILD, "mutant.cpp")
         with open(copy, "w", encoding="utf-8") as file:
             file.write(mutant.text)
-        entry = self.compile[source]
-        command = shlex.split(entry["command"])
-        built = command[command.index("-o") + 1]
-        command[command.index("-o") + 1] = "mutant.o"
-        command[command.index(source)] = copy
-        # Compiling is what takes the time: little optimisation, nothing for debuggers.
-        command += ["-w", "-O1", "-g0", "-iquote", os.path.dirname(source)]
-        link = self.link.replace(" %s " % built, " mutant.o ").replace(
+        command = self.command(source, copy, "mutant.o")
+        command += ["-include", "system.h", "-iquote", os.path.dirname(source)]
+        sound = re.search(r" -o (\S+)", self.compile[source]["command"])[1]
+        link = self.link.replace(" %s " % sound, " mutant.o ").replace(
             os.path.relpath(self.path, BUILD), "%s -Wl,-S" % library)
         quiet = {"cwd": BUILD, "stdout": subprocess.DEVNULL, "stderr": subprocess.DEVNULL}
         return (subprocess.run(command, check=False, **quiet).returncode == 0 and
                 subprocess.run(link, shell=True, check=False, **quiet).returncode == 0)
 
 
-def tests_pass(family, skip, seconds):
-    command = ["ctest", "--test-dir", "tests/" + family, "--stop-on-failure", "-j2"]
-    command += ["-E", skip] if skip else []
-    with subprocess.Popen(command, cwd=BUILD, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
-                          stderr=subprocess.DEVNULL, start_new_session=True,
-                          preexec_fn=limit_resources) as tests:
+def failing_tests(family, arguments, seconds):
+    """Their names: of the first one, or with --all of all. None if the tests did not end."""
+    command = ["ctest", "--test-dir", "tests/" + family, "-j6"]
+    command += [] if arguments.all else ["--stop-on-failure"]
+    command += ["-E", arguments.skip] if arguments.skip else []
+    with subprocess.Popen(command, cwd=BUILD, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                          stderr=subprocess.DEVNULL, start_new_session=True, text=True,
+                          errors="replace", preexec_fn=limit_resources) as tests:
         try:
-            return tests.wait(seconds) == 0
+            output = tests.communicate(timeout=seconds)[0]
+            return [] if tests.returncode == 0 else FAILED_TEST.findall(output) or ["ctest"]
         except subprocess.TimeoutExpired:
-            return False
+            return None
         finally:
             try:
                 os.killpg(tests.pid, signal.SIGKILL)
             except ProcessLookupError:
                 pass
+
+
+def cover(noticed):
+    """Few tests that together notice every mutant of `noticed`, which has the tests of each."""
+    kept = set()
+    for tests in sorted(noticed, key=len):
+        if not kept & tests:
+            kept.add(max(sorted(tests), key=lambda test: sum(test in other for other in noticed)))
+    return kept
 
 
 def chosen(arguments, paths):
@@ -163,6 +199,8 @@ def main():
     parser.add_argument("count", type=int, nargs="?", default=30, help="of mutants (30)")
     parser.add_argument("--seed", type=int, default=1, help="another one makes other mutants")
     parser.add_argument("--skip", metavar="REGEX", help="sources and tests to leave out")
+    parser.add_argument("--all", action="store_true",
+                        help="run all tests on each, and tell which of them notice it")
     parser.add_argument("--again", metavar="FILE",
                         help="instead: those that were killed in a run whose output is in this file")
     arguments = parser.parse_args()
@@ -176,23 +214,30 @@ def main():
     with open(library.path, "rb") as file:
         sources_hash = hashlib.sha256(file.read()).hexdigest()
     started = time.monotonic()
-    if not tests_pass(arguments.family, arguments.skip, None):
+    if failing_tests(arguments.family, arguments, None):
         sys.exit("mutate: tests of %s fail without a mutant" % arguments.family)
     seconds = 20 + 3 * (time.monotonic() - started)
 
     made = killed = 0
+    noticed = []
     mutants = chosen(arguments, paths)
     limit = len(mutants) if arguments.again else arguments.count
     for mutant in mutants:
         if made == limit:
             break
         if library.take(mutant, sources_hash):
-            survives = tests_pass(arguments.family, arguments.skip, seconds)
+            failing = failing_tests(arguments.family, arguments, seconds)
+            survives = failing == []
             made += 1
             killed += 0 if survives else 1
             print("SURVIVES" if survives else "killed", mutant.name, flush=True)
+            if arguments.all and not survives:
+                print("    by", "running out of time" if failing is None else ", ".join(failing))
+                noticed.append(frozenset(failing or ()))
     library.drop()
     print("%s: %d mutants, %d killed" % (arguments.family, made, killed))
+    if arguments.all:
+        print("these tests are enough: %s" % ", ".join(sorted(cover([n for n in noticed if n]))))
 
 
 main()
