@@ -1,12 +1,7 @@
 #include "Common/Factory.h"
 
 #include "Common/Allocator.h"
-
-#include <gtest/gtest.h>
-
-#include <memory>
-#include <string>
-#include <vector>
+#include "support/test.h"
 
 namespace {
 

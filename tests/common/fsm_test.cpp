@@ -1,14 +1,7 @@
 #include "Common/FSM.h"
-
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include <deque>
-#include <map>
-#include <random>
-#include <set>
-#include <string>
-#include <utility>
-#include <vector>
 
 namespace {
 

@@ -5,12 +5,9 @@
 #include "Core/Watch.h"
 #include "Util/Publish.h"
 #include "VFS/File.h"
-
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include <clocale>
-#include <cstdio>
-#include <string>
 
 namespace {
 

@@ -7,19 +7,14 @@
 #include "Util/FPS_Controller.h"
 
 #include "support/comma_locale.h"
-#include "support/log_capture.h"
-
-#include <gtest/gtest.h>
-
-#include <cstdio>
-#include <string>
-
-namespace qz::test {
+#include "support/test.h"
 
 namespace {
 
+using namespace qz::test;
+
 TEST(Locale, ChangesNoNumbers) {
-    const std::filesystem::path directory = freshDirectory();
+    const fs::path directory = freshDirectory();
     const CommaLocale locale(directory);
     if (!locale.isThere()) {
         GTEST_SKIP() << locale.reason();
@@ -43,7 +38,7 @@ TEST(Locale, ChangesNoNumbers) {
     Common::Profiler profiler;
     profiler.start();
     { const Common::ProfiledFunc timed("timed", profiler); }
-    const std::filesystem::path trace = directory / "trace.json";
+    const fs::path trace = directory / "trace.json";
     ASSERT_TRUE(profiler.writeTrace(trace.string().c_str()));
     const std::string events = readFile(trace);
     const std::size_t time = events.find("\"ts\":");
@@ -51,7 +46,7 @@ TEST(Locale, ChangesNoNumbers) {
     EXPECT_EQ(events.find_first_not_of("0123456789", time + 5), events.find('.', time)) << events;
 
     ConfigParser parser;
-    const std::filesystem::path file = directory / "settings.cfg";
+    const fs::path file = directory / "settings.cfg";
     ASSERT_TRUE(parser.parse("a = 2.25;", 0));
     EXPECT_EQ(parser.find("a").getDouble(), 2.25);
     EXPECT_TRUE(parser.save(file.string()));
@@ -59,10 +54,8 @@ TEST(Locale, ChangesNoNumbers) {
 
     const char* const arguments[] = {"program", "-x", "2.25"};
     double x = 0;
-    ConsoleArgs(3, arguments).getOptionalDouble("-x", x);
+    qz::ConsoleArgs(3, arguments).getOptionalDouble("-x", x);
     EXPECT_EQ(x, 2.25);
 }
 
 } // namespace
-
-} // namespace qz::test

@@ -2,19 +2,10 @@
 
 #include "Common/Allocator.h"
 #include "Core/Threads.h"
-#include "support/log_capture.h"
-#include "support/threads.h"
+#include "support/test.h"
 
-#include <gtest/gtest.h>
-
-#include <chrono>
 #include <fstream>
-#include <map>
 #include <regex>
-#include <set>
-#include <sstream>
-#include <string>
-#include <thread>
 
 namespace {
 
@@ -127,7 +118,8 @@ TEST(Profiler, TellsManyNamesApart) {
 TEST(Profiler, DeepSectionsAndLongNamesAreBounded) {
     Profiler profiler;
     profiler.start();
-    const std::string longName = std::string(62, 'x') + "\u20AC";
+    std::string longName(62, 'x');
+    longName += "\u20AC";
     for (int i = 0; i < 100; ++i) {
         profiler.enter(i == 0 ? longName.c_str() : nullptr);
     }

@@ -1,17 +1,12 @@
 // Conversions that the system does not give. Linux only: there a program's own functions take the
 // place of the C library's.
 #include "Common/Text.h"
-
-#include "support/threads.h"
-
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include <dlfcn.h>
 #include <iconv.h>
 
-#include <atomic>
 #include <cerrno>
-#include <string>
 
 namespace {
 

@@ -1,10 +1,5 @@
 #include "Common/Text.h"
-
-#include <gtest/gtest.h>
-
-#include <cstdint>
-#include <random>
-#include <string>
+#include "support/test.h"
 
 namespace {
 
@@ -27,8 +22,7 @@ TEST(Text, SubstringsAreCountedInCharacters) {
     EXPECT_EQ(utf8_substr("abc", 1, SIZE_MAX), "bc");
 }
 
-class Conversions : public ::testing::Test {
-protected:
+struct Conversions : ::testing::Test {
     ~Conversions() override { Common::iconv_local_exit(); }
 };
 

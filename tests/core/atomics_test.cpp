@@ -1,17 +1,9 @@
 #include "Core/Atomics.h"
-#include "support/threads.h"
-
-#include <gtest/gtest.h>
-
-#include <array>
-#include <atomic>
-#include <numeric>
-#include <thread>
-#include <vector>
+#include "support/test.h"
 
 namespace {
 
-using qz::test::inThreads;
+using namespace qz::test;
 
 struct Element {
     void* link = nullptr;

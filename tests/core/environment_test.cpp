@@ -1,24 +1,17 @@
 #include "Core/Environment.h"
 #include "Core/Log.h"
-#include "support/log_capture.h"
-
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <string>
-#include <vector>
+#include "support/test.h"
 
 namespace {
 
-using qz::test::LogCapture;
-using qz::test::LogLine;
+using namespace qz::test;
 
 constexpr char kName[] = "QZ_ENVIRONMENT_TEST";
 
 TEST(Environment, DescribesTheProcess) {
-    const std::filesystem::path directory(SYS_bindir());
+    const fs::path directory(SYS_bindir());
     EXPECT_TRUE(directory.is_absolute());
-    EXPECT_TRUE(std::filesystem::is_directory(directory));
+    EXPECT_TRUE(fs::is_directory(directory));
     EXPECT_FALSE(directory.filename().empty()) << "no separator at its end";
     ASSERT_GE(SYS_argc(), 1);
     EXPECT_NE(std::string(SYS_argv()[0]).find("core_tests"), std::string::npos);

@@ -1,10 +1,5 @@
 #include "Core/Hash.h"
-
-#include <gtest/gtest.h>
-
-#include <cstring>
-#include <string>
-#include <vector>
+#include "support/test.h"
 
 namespace {
 

@@ -1,42 +1,26 @@
 // What the log does with files that are none. Linux only: the other target has no such things.
 #include "Core/Log.h"
-#include "support/log_capture.h"
-
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <chrono>
 #include <csignal>
-#include <cstddef>
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <memory>
-#include <sstream>
-#include <string>
-#include <thread>
-#include <utility>
 
 namespace {
 
-using qz::test::freshDirectory;
-using qz::test::readFile;
+using namespace qz::test;
 
 // A disk that takes nothing until it is told to.
-class StuckDisk {
+class StuckDisk : NonCopyable {
 public:
-    explicit StuckDisk(const std::filesystem::path& path) : path_(path) {
+    explicit StuckDisk(const fs::path& path) : path_(path) {
         EXPECT_EQ(mkfifo(path.c_str(), 0600), 0);
         comeBack();
         EXPECT_GE(reader_, 0);
     }
     ~StuckDisk() { close(reader_); }
-    StuckDisk(const StuckDisk&) = delete;
-    StuckDisk& operator=(const StuckDisk&) = delete;
 
     // Everything until the writing end is closed, and possibly more than one opening's worth.
     std::string readAll() {
@@ -53,12 +37,12 @@ public:
     void comeBack() { reader_ = open(path_.c_str(), O_RDONLY | O_NONBLOCK); }
 
 private:
-    const std::filesystem::path path_;
+    const fs::path path_;
     int reader_;
 };
 
 // Standard error is somebody's pipe while it lives.
-class PipeOnStandardError {
+class PipeOnStandardError : NonCopyable {
 public:
     PipeOnStandardError() : before_(dup(STDERR_FILENO)) {
         EXPECT_EQ(pipe(ends_), 0);
@@ -69,8 +53,6 @@ public:
         dup2(before_, STDERR_FILENO);
         close(before_);
     }
-    PipeOnStandardError(const PipeOnStandardError&) = delete;
-    PipeOnStandardError& operator=(const PipeOnStandardError&) = delete;
 
     int reader() const { return ends_[0]; }
 
@@ -147,7 +129,7 @@ TEST(LogOnAPipe, OneThatNobodyReadsIsNoOutput) {
     ASSERT_EQ(qz_log_start(directory.c_str(), "main"), 0);
     qz_log("M", QZ_LOG_INFO, "into nothing");
     qz_log_stop();
-    EXPECT_FALSE(std::filesystem::exists(directory / "main.log.old"));
+    EXPECT_FALSE(fs::exists(directory / "main.log.old"));
 }
 
 // What is tested is that the child ends; it would not if anything at exit waited for the pipe.

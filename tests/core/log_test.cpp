@@ -1,43 +1,21 @@
 #include "Core/Log.h"
-#include "support/log_capture.h"
-#include "support/threads.h"
+#include "support/test.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <atomic>
-#include <chrono>
-#include <cstdint>
-#include <cstdio>
-#include <filesystem>
-#include <iterator>
 #include <regex>
-#include <sstream>
-#include <string>
-#include <thread>
-#include <utility>
-#include <vector>
 
 namespace {
 
-using qz::test::freshDirectory;
-using qz::test::LogCapture;
-using qz::test::readFile;
-using qz::test::writeFile;
-
-namespace fs = std::filesystem;
-using namespace std::string_literals;
+using namespace qz::test;
 
 // A log in a directory of its own. Lines are read after the log was stopped.
-class Log : public ::testing::Test {
-protected:
+struct Log : ::testing::Test {
     void start(const char* name = "main") {
         ASSERT_EQ(qz_log_start(directory_.string().c_str(), name), 0);
     }
 
     // The lines of an output, each without its time.
-    std::vector<std::string> lines(const std::string& name = "main") const {
-        std::vector<std::string> result;
+    Lines lines(const std::string& name = "main") const {
+        Lines result;
         std::istringstream stream(readFile(path(name)));
         for (std::string line; std::getline(stream, line);) {
             if (!line.empty() && line.back() == '\r') {
@@ -52,8 +30,6 @@ protected:
 
     const fs::path directory_ = freshDirectory();
 };
-
-using Lines = std::vector<std::string>;
 
 // What start-up itself logged stands first.
 const std::string kStartUp = "DEBUG   Lua: Created state \"Config\"";
@@ -222,7 +198,7 @@ TEST(LogHook, DeliversWhatTheWriterThreadHandled) {
     qz_log("M", QZ_LOG_WARNING, "one");
     qz_log("M", QZ_LOG_WARNING, "one");
     qz_log("M", QZ_LOG_TRACE, "two");
-    EXPECT_EQ(log.messages(), (std::vector<std::string>{"one", "one", "two"}));
+    EXPECT_EQ(log.messages(), (Lines{"one", "one", "two"}));
     EXPECT_EQ(qz_log_hook_read(), nullptr);
     qz_log_hook_stop();
     EXPECT_EQ(qz_log_hook_read(), nullptr);
@@ -236,7 +212,7 @@ TEST(LogHook, CountsWhatItsQueueCannotHold) {
         qz_log("M", QZ_LOG_TRACE, std::to_string(i).c_str());
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
-    std::vector<std::string> read;
+    Lines read;
     while (const qz_log_entry* entry = qz_log_hook_read()) {
         read.push_back(entry->message);
     }
@@ -342,7 +318,7 @@ TEST(LogReader, ComesAndGoesWhileOthersLog) {
         }
         qz_log_reader_close(reader);
     };
-    qz::test::inThreads(4, [&](int thread) {
+    inThreads(4, [&](int thread) {
         if (thread == 0) {
             log();
         }
@@ -408,7 +384,7 @@ TEST_F(Log, LosesNothingUncounted) {
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
     });
-    qz::test::inThreads(kThreads, logFlatOut);
+    inThreads(kThreads, logFlatOut);
     done = true;
     director.join();
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
@@ -434,7 +410,7 @@ TEST_F(Log, StopsWhileOthersGoOnLogging) {
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
         done = true;
     });
-    qz::test::inThreads(4, [&](int thread) {
+    inThreads(4, [&](int thread) {
         for (int i = 0; !done; ++i) {
             qz_log("T", QZ_LOG_INFO, std::to_string(i * 10 + thread).c_str());
         }

@@ -1,22 +1,14 @@
 #include "core/memory_pool.h"
 #include "support/null_from_malloc.h"
-#include "support/threads.h"
-
-#include <gtest/gtest.h>
-
-#include <cstdint>
-#include <cstring>
-#include <limits>
-#include <vector>
+#include "support/test.h"
 
 namespace core {
 
 namespace {
 
-using qz::test::inThreads;
+using namespace qz::test;
 
-class MemoryPoolTest : public ::testing::Test {
-protected:
+struct MemoryPoolTest : ::testing::Test {
     MemoryPoolTest() { EXPECT_TRUE(pool_.open()); }
     ~MemoryPoolTest() override { EXPECT_TRUE(pool_.close()); }
 

@@ -1,14 +1,8 @@
 #include "Core/Clock.h"
 #include "Core/Threads.h"
+#include "support/test.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <chrono>
-#include <cstddef>
 #include <fstream>
-#include <iterator>
-#include <thread>
 
 namespace {
 

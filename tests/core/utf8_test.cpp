@@ -1,13 +1,5 @@
 #include "Core/Utf8.h"
-
-#include <gtest/gtest.h>
-
-#include <cstdint>
-#include <random>
-#include <string>
-#include <string_view>
-#include <utility>
-#include <vector>
+#include "support/test.h"
 
 namespace {
 

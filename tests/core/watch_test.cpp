@@ -1,11 +1,5 @@
 #include "Core/Watch.h"
-
-#include <gtest/gtest.h>
-
-#include <cstdio>
-#include <cstring>
-#include <string>
-#include <vector>
+#include "support/test.h"
 
 namespace {
 
@@ -27,8 +21,7 @@ std::vector<std::string> names() {
 char value[] = "value";
 
 // Each test begins with an empty table; what start-up registered is looked at by one test.
-class WatchTable : public ::testing::Test {
-protected:
+struct WatchTable : ::testing::Test {
     WatchTable() {
         for (const std::string& name : names()) {
             QZ_watch_reset(name.c_str());

@@ -1,18 +1,11 @@
 #include "Mail/Chunk.h"
 
 #include "mail/chains.h"
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cstdint>
-#include <random>
-#include <string>
+#include "support/test.h"
 
 namespace {
 
-using qz::test::bytesOf;
-using qz::test::ChunkPtr;
+using namespace qz::test;
 
 // Lets the tests at the protected functions.
 struct Parts : Mail::Chunk {
@@ -63,8 +56,8 @@ TEST(Chunk, PartsOfOneChunk) {
 
 TEST(Chunk, PartsOfAChainShareItsBytes) {
     constexpr int kSize = 2500; // three buffers at least
-    const std::string all = qz::test::numberedBytes(kSize);
-    const ChunkPtr chain = qz::test::chainOf(all);
+    const std::string all = numberedBytes(kSize);
+    const ChunkPtr chain = chainOf(all);
     std::mt19937 random(6);
     for (int i = 0; i < 300; ++i) {
         const std::uint64_t n = random() % (kSize + 100);

@@ -3,20 +3,14 @@
 #include "Mail/Server.h"
 #include "Mail/Stream.h"
 #include "mail/chains.h"
-
-#include <gtest/gtest.h>
-
-#include <functional>
-#include <string>
-#include <vector>
+#include "support/test.h"
 
 namespace {
 
-using qz::test::bytesOf;
-using qz::test::ChunkPtr;
+using namespace qz::test;
 
 // A pool that has given all its items away, and gets back as many as it is told to have.
-class ScarcePool {
+class ScarcePool : NonCopyable {
 public:
     explicit ScarcePool(Mem::Pool& pool) : pool_(pool) {
         while (void* const item = pool_.alloc()) {
@@ -26,8 +20,6 @@ public:
         }
     }
     ~ScarcePool() { leave(kept_.size()); }
-    ScarcePool(const ScarcePool&) = delete;
-    ScarcePool& operator=(const ScarcePool&) = delete;
 
     void leave(std::size_t count) {
         while (void* const item = pool_.alloc()) {
@@ -59,8 +51,8 @@ struct Parts : Mail::Chunk {
 };
 
 TEST(MailMemory, ChunksGiveAllOfAPartOrNothing) {
-    const std::string data = qz::test::numberedBytes(3000);
-    const ChunkPtr chain = qz::test::chainOf(data);
+    const std::string data = numberedBytes(3000);
+    const ChunkPtr chain = chainOf(data);
     const std::string most = data.substr(10, 2500);
     Mail::ByteReader reader;
     const auto begin = [&] {
@@ -115,7 +107,7 @@ TEST(MailMemory, MessagesGetAllThatAWriterWroteOrNothing) {
 #ifdef __SANITIZE_THREAD__
     GTEST_SKIP() << "an exhausted pool leaves no room for the thread sanitizer's own memory";
 #endif
-    const std::string data = qz::test::numberedBytes(3000);
+    const std::string data = numberedBytes(3000);
     const Mail::Message message(1);
     const auto write = [&] {
         Mail::Writer writer(message);

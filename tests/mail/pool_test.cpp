@@ -1,14 +1,7 @@
 #include "Mail/Pool.h"
-#include "support/threads.h"
+#include "support/test.h"
 
-#include <gtest/gtest.h>
-
-#include <array>
-#include <cstdint>
-#include <cstring>
-#include <limits>
 #include <stdexcept>
-#include <vector>
 
 namespace {
 

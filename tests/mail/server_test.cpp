@@ -1,16 +1,7 @@
 #include "Mail/Server.h"
 
 #include "Mail/Stream.h"
-
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <chrono>
-#include <functional>
-#include <limits>
-#include <random>
-#include <thread>
-#include <vector>
+#include "support/test.h"
 
 namespace {
 

@@ -2,28 +2,14 @@
 
 #include "Math/Half.h"
 #include "mail/chains.h"
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <array>
-#include <cmath>
-#include <cstdint>
-#include <limits>
-#include <memory>
-#include <numeric>
-#include <random>
-#include <string>
-#include <utility>
-#include <vector>
+#include "support/test.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 namespace {
 
 using Bytes = std::vector<unsigned char>;
-using qz::test::chainOf;
-using qz::test::ChunkPtr;
+using namespace qz::test;
 
 Bytes bytesOf(const Mail::Message& message) {
     Mail::Reader reader(message);

@@ -1,14 +1,8 @@
 #include "Math/Half.h"
+#include "support/test.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <bit>
 #include <cfenv>
-#include <cmath>
-#include <cstdint>
-#include <numeric>
-#include <vector>
 
 namespace {
 

@@ -1,11 +1,8 @@
 #include "Math/Matrix.h"
 
 #include "Math/Vector.h"
+#include "support/test.h"
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <random>
 #include <type_traits>
 
 namespace {

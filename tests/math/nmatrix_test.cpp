@@ -1,13 +1,7 @@
 #include "Math/nMatrix.h"
-
-#include "support/log_capture.h"
+#include "support/test.h"
 
 #include <Eigen/Dense>
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <limits>
-#include <random>
 
 namespace {
 

@@ -1,10 +1,6 @@
 #include "Math/Predictor.h"
 #include "Math/RateMeter.h"
-
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <limits>
+#include "support/test.h"
 
 namespace {
 

@@ -1,14 +1,10 @@
 // Rotations against matrices that are made without quaternions.
 #include "Math/Rotation3.h"
+#include "support/test.h"
 
 #include <Eigen/Dense>
-#include <gtest/gtest.h>
 
-#include <cmath>
-#include <cstddef>
-#include <limits>
 #include <numbers>
-#include <random>
 
 namespace {
 

@@ -2,11 +2,7 @@
 
 #include "Core/Hash.h"
 #include "Globals.h"
-
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <limits>
+#include "support/test.h"
 
 namespace {
 

@@ -1,6 +1,5 @@
 #include "Random/Randomizer.h"
-
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 namespace {
 

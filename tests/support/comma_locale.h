@@ -1,6 +1,8 @@
 // A locale that writes numbers with a comma.
 #pragma once
 
+#include "support/non_copyable.h"
+
 #include <clocale>
 #include <cstdlib>
 #include <filesystem>
@@ -10,7 +12,7 @@ namespace qz::test {
 
 // The process's while it lives. On Linux it is made in a directory by localedef, from what Debian's
 // package "locales" has.
-class CommaLocale {
+class CommaLocale : NonCopyable {
 public:
     explicit CommaLocale([[maybe_unused]] const std::filesystem::path& directory) {
 #ifdef _WIN32
@@ -29,8 +31,6 @@ public:
     ~CommaLocale() {
         std::setlocale(LC_ALL, "C");
     }
-    CommaLocale(const CommaLocale&) = delete;
-    CommaLocale& operator=(const CommaLocale&) = delete;
 
     bool isThere() const {
         return *std::localeconv()->decimal_point == ',';

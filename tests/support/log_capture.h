@@ -1,6 +1,8 @@
 // Sees what the library logs, as a host's console would.
 #pragma once
 
+#include "support/non_copyable.h"
+
 #include <cstdint>
 #include <filesystem>
 #include <string>
@@ -21,12 +23,10 @@ struct LogLine {
 void needOwnProcess();
 
 // Starts the log without a file and hooks it. One for each process: a log is not started twice.
-class LogCapture {
+class LogCapture : NonCopyable {
 public:
     LogCapture();
     ~LogCapture();
-    LogCapture(const LogCapture&) = delete;
-    LogCapture& operator=(const LogCapture&) = delete;
 
     // The messages logged since the last call, all of them: a marker message that follows them
     // through the writer thread tells when they have arrived.

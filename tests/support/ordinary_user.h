@@ -1,6 +1,8 @@
 // The rights of somebody to whom the system refuses things, on Linux.
 #pragma once
 
+#include "support/non_copyable.h"
+
 #include <gtest/gtest.h>
 
 #include <unistd.h>
@@ -10,7 +12,7 @@ namespace qz::test {
 constexpr uid_t kNobody = 65534;
 
 // The superuser becomes nobody for as long as it lives; others stay who they are.
-class OrdinaryUser {
+class OrdinaryUser : NonCopyable {
 public:
     OrdinaryUser() : wasRoot_(geteuid() == 0) {
         if (wasRoot_) {
@@ -24,8 +26,6 @@ public:
             EXPECT_EQ(setegid(0), 0);
         }
     }
-    OrdinaryUser(const OrdinaryUser&) = delete;
-    OrdinaryUser& operator=(const OrdinaryUser&) = delete;
 
 private:
     bool wasRoot_;
