@@ -2,9 +2,7 @@
 #pragma once
 
 #include "Config/ConfigParser.h"
-
-#include <cstdio>
-#include <string>
+#include "support/test.h"
 
 namespace qz::test {
 
@@ -36,6 +34,21 @@ inline std::string describe(const ConfigParser::iterator& begin) {
         text += entry.isLast() ? "" : ", ";
     }
     return text;
+}
+
+using Save = bool (ConfigParser::*)(char**, int&);
+
+// What save, or saveEdited, makes of the tree, without the terminator; "failed" if there is
+// nothing.
+inline std::string saved(ConfigParser& parser, Save save = &ConfigParser::save) {
+    char* buffer = nullptr;
+    int length = 0;
+    if (!(parser.*save)(&buffer, length)) {
+        return "failed";
+    }
+    const std::unique_ptr<char[]> owned(buffer);
+    EXPECT_EQ(buffer[length - 1], 0);
+    return {buffer, static_cast<std::size_t>(length) - 1};
 }
 
 // A text in memory, by its whole length, zero bytes included.

@@ -1,17 +1,9 @@
 // saveEdited: what was not changed stays as it was written.
 #include "config/describe.h"
 
-#include "support/log_capture.h"
-
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <functional>
-#include <memory>
-
-namespace qz::test {
-
 namespace {
+
+using namespace qz::test;
 
 using Change = std::function<void(ConfigParser&)>;
 
@@ -23,14 +15,10 @@ std::string edited(std::string text, const Change& change) {
     ConfigParser parser;
     EXPECT_TRUE(parse(parser, text));
     change(parser);
-    char* buffer = nullptr;
-    int length = 0;
-    if (!parser.saveEdited(&buffer, length)) {
-        return "failed";
+    std::string result = saved(parser, &ConfigParser::saveEdited);
+    if (result != "failed") {
+        EXPECT_EQ(parsed(result), describe(parser.begin())) << result;
     }
-    const std::unique_ptr<char[]> owned(buffer);
-    std::string result(buffer, static_cast<std::size_t>(length) - 1);
-    EXPECT_EQ(parsed(result), describe(parser.begin())) << result;
     for (std::size_t at = 0; (at = result.find("\r\n", at)) != std::string::npos;) {
         result.replace(at, 2, "|");
     }
@@ -224,12 +212,12 @@ TEST(ConfigEdited, LeavesAloneWhatSomebodyElseHasWritten) {
     EXPECT_FALSE(parser.saveEdited(file + "/none"));
     EXPECT_EQ(parser.getSaveResult(), ConfigParser::kFileFailed);
     EXPECT_TRUE(parser.saveEdited(file + ".copy"));
-    std::filesystem::remove(file);
+    fs::remove(file);
     EXPECT_TRUE(parser.saveEdited()) << "nothing can be lost";
 
     // What cannot be read is not what somebody has changed.
-    std::filesystem::remove(file);
-    std::filesystem::create_directory(file);
+    fs::remove(file);
+    fs::create_directory(file);
     LogCapture log;
     EXPECT_FALSE(parser.saveEdited());
     EXPECT_EQ(parser.getSaveResult(), ConfigParser::kFileFailed);
@@ -265,5 +253,3 @@ TEST(ConfigEdited, LeavesAloneWhatItHasNotRead) {
 }
 
 } // namespace
-
-} // namespace qz::test

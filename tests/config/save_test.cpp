@@ -1,34 +1,11 @@
 // Saving: the layout, and that what is saved reads back as the same tree.
 #include "config/describe.h"
 
-#include "support/log_capture.h"
-
-#include <gtest/gtest.h>
-
 #include <cfloat>
-#include <climits>
-#include <cmath>
-#include <cstring>
-#include <filesystem>
-#include <limits>
-#include <memory>
-#include <random>
-
-namespace qz::test {
 
 namespace {
 
-// The text with its terminator checked and cut off; "failed" if there is none.
-std::string saved(ConfigParser& parser) {
-    char* buffer = nullptr;
-    int length = 0;
-    if (!parser.save(&buffer, length)) {
-        return "failed";
-    }
-    const std::unique_ptr<char[]> owned(buffer);
-    EXPECT_EQ(buffer[length - 1], 0);
-    return {buffer, static_cast<std::size_t>(length) - 1};
-}
+using namespace qz::test;
 
 std::string withCrLf(const std::string& text) {
     std::string result;
@@ -55,7 +32,7 @@ TEST(ConfigSave, HasOneLayout) {
     EXPECT_EQ(saved(parser), text);
     EXPECT_FALSE(parser.save());
 
-    const std::filesystem::path directory = freshDirectory();
+    const fs::path directory = freshDirectory();
     const std::string file = (directory / "\xc3\xa4.cfg").string();
     ASSERT_TRUE(parser.save(file));
     ASSERT_TRUE(parser.parse(file));
@@ -66,7 +43,7 @@ TEST(ConfigSave, HasOneLayout) {
     ConfigParser other;
     ASSERT_TRUE(other.parse(file));
     EXPECT_EQ(other.find("a").getInt(), 2);
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(directory), {}), 1);
+    EXPECT_EQ(std::distance(fs::directory_iterator(directory), {}), 1);
 }
 
 TEST(ConfigSave, WritesEveryValueSoThatItReadsBack) {
@@ -112,7 +89,7 @@ TEST(ConfigSave, WritesEveryValueSoThatItReadsBack) {
 }
 
 TEST(ConfigSave, RefusesWhatCannotBeReadBack) {
-    const std::filesystem::path file = freshDirectory() / "kept.cfg";
+    const fs::path file = freshDirectory() / "kept.cfg";
     writeFile(file, "kept");
     const auto refuses = [&](void (*change)(ConfigParser&)) {
         ConfigParser parser;
@@ -157,5 +134,3 @@ TEST(ConfigSave, ReplacesAFileInOneStep) {
 }
 
 } // namespace
-
-} // namespace qz::test

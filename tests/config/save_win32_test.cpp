@@ -2,25 +2,14 @@
 // left.
 #include "config/describe.h"
 
-#include "support/log_capture.h"
-
-#include <gtest/gtest.h>
-
 #include <windows.h>
 
 #include <aclapi.h>
 #include <sddl.h>
 
-#include <filesystem>
-#include <functional>
-#include <string>
-#include <thread>
-
-namespace qz::test {
-
 namespace {
 
-namespace fs = std::filesystem;
+using namespace qz::test;
 
 bool save(const fs::path& file) {
     ConfigParser parser;
@@ -165,5 +154,3 @@ TEST(ConfigSaveWin32, TakesEveryNameThatTheSystemTakes) {
 }
 
 } // namespace
-
-} // namespace qz::test

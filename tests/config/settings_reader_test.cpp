@@ -1,17 +1,13 @@
 // Settings into variables, and what is said about mistakes.
 #include "Config/SettingsReader.h"
+#include "support/test.h"
 
-#include <gtest/gtest.h>
-
-#include <cstdint>
-#include <functional>
 #include <list>
-#include <string>
-#include <vector>
-
-namespace qz::test {
 
 namespace {
+
+using namespace qz::test;
+using qz::SettingsReader;
 
 using Read = std::function<void(const SettingsReader&)>;
 
@@ -39,7 +35,7 @@ TEST(SettingsReader, ReadsWhatIsThere) {
     bool isOn = false;
     std::string name = "default";
     std::vector<int> numbers = {7};
-    std::list<std::vector<std::string>> tables;
+    std::list<Lines> tables;
     EXPECT_EQ(reported("port = 8000; small = 65535; rate = 20; g { scale = 0.5; on = true; }"
                        "numbers = {1, 2}; tables = {{\"a\"}, {\"b\", \"c\"}}; first = {5, \"x\"};",
                        [&](const SettingsReader& reader) {
@@ -63,7 +59,7 @@ TEST(SettingsReader, ReadsWhatIsThere) {
     EXPECT_TRUE(isOn);
     EXPECT_EQ(name, "default");
     EXPECT_EQ(numbers, (std::vector<int>{1, 2}));
-    EXPECT_EQ(tables, (std::list<std::vector<std::string>>{{"a"}, {"b", "c"}}));
+    EXPECT_EQ(tables, (std::list<Lines>{{"a"}, {"b", "c"}}));
 }
 
 TEST(SettingsReader, TellsWhatIsWrongWithValues) {
@@ -192,5 +188,3 @@ TEST(SettingsReader, TellsWhyAFileCannotBeRead) {
 }
 
 } // namespace
-
-} // namespace qz::test

@@ -1,14 +1,11 @@
 // Walking and changing the tree.
 #include "config/describe.h"
 
-#include <gtest/gtest.h>
-
 #include <list>
-#include <vector>
-
-namespace qz::test {
 
 namespace {
+
+using namespace qz::test;
 
 using iterator = ConfigParser::iterator;
 
@@ -92,11 +89,7 @@ TEST_F(ConfigTree, SetsPathsAsDeepAsCanBeSaved) {
     ASSERT_TRUE(parser.setPath(path + ".a", 1));
     EXPECT_FALSE(parser.setPath(path + ".b.a", 1) || parser.setPath("e." + path + ".a", 1));
     EXPECT_TRUE(parser.setPath(path + ".c", 1));
-    char* text = nullptr;
-    int length = 0;
-    ASSERT_TRUE(parser.saveEdited(&text, length));
-    EXPECT_TRUE(parser.parse(text, length - 1));
-    delete[] text;
+    EXPECT_TRUE(parse(parser, saved(parser, &ConfigParser::saveEdited)));
 }
 
 TEST_F(ConfigTree, KnowsTheLinesOfEntries) {
@@ -215,5 +208,3 @@ TEST_F(ConfigTree, GrowsAndShrinks) {
 }
 
 } // namespace
-
-} // namespace qz::test

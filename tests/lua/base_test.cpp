@@ -1,9 +1,8 @@
 #include "lua/script.h"
-#include "support/log_capture.h"
-
-namespace qz::test {
 
 namespace {
+
+using namespace qz::test;
 
 TEST(LuaBase, PrintLogsAtDebugUnderTheStatesName) {
     LogCapture log;
@@ -49,5 +48,3 @@ TEST(LuaBase, LoadsFilesOfTheVfs) {
 }
 
 } // namespace
-
-} // namespace qz::test

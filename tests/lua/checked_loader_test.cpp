@@ -2,25 +2,19 @@
 
 #include "lua/script.h"
 #include "lua/stack_shape.h"
-#include "support/log_capture.h"
-
-namespace qz::test {
+#include "support/message_of.h"
 
 namespace {
 
-class LuaCheckedLoader : public ::testing::Test {
-protected:
+using namespace qz::test;
+
+struct LuaCheckedLoader : ::testing::Test {
     std::string path(const std::string& name) const { return directory_ + "/" + name; }
 
     // The message of the exception, or none.
     std::string load(const std::string& name, const std::string& table = {}) {
-        return shaped(script_.state(), 0, "", [&]() -> std::string {
-            try {
-                loader_.loadFile(script_.state(), name, table);
-            } catch (const Lua::CheckedLoaderException& exception) {
-                return exception.what();
-            }
-            return "";
+        return shaped(script_.state(), 0, "", [&] {
+            return messageOf([&] { loader_.loadFile(script_.state(), name, table); });
         });
     }
 
@@ -82,5 +76,3 @@ TEST_F(LuaCheckedLoader, ReportsFailures) {
 }
 
 } // namespace
-
-} // namespace qz::test

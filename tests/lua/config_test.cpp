@@ -2,19 +2,14 @@
 
 #include "lua/script.h"
 #include "lua/stack_shape.h"
-#include "support/log_capture.h"
-
-#include <climits>
-#include <limits>
-
-namespace qz::test {
 
 namespace {
 
+using namespace qz::test;
+
 constexpr std::uint32_t kError = 0x08;
 
-class LuaConfig : public ::testing::Test {
-protected:
+struct LuaConfig : ::testing::Test {
     ~LuaConfig() override { lua_settop(state_, 0); }
 
     // Makes what an expression stands for the current table.
@@ -253,15 +248,15 @@ TEST_F(LuaConfig, LoadsAndRuns) {
     EXPECT_FALSE(shaped(0, "", [&] { return config_.dostring("error('e', 0)\r\nmore()"); }));
     EXPECT_FALSE(shaped(0, "", [&] { return config_.dostring(nullptr); }));
     EXPECT_FALSE(shaped(0, "", [&] { return config_.dostring(("error''" + longLine).c_str()); }));
-    std::vector<std::string> messages = log_.messages();
+    Lines messages = log_.messages();
     const std::string cut = "in \"error''" + std::string(255 - 7, 'y') + "\"";
     EXPECT_NE(messages.back().find(cut), std::string::npos) << messages.back();
     messages.pop_back();
-    EXPECT_EQ(messages, (std::vector<std::string>{"load error " + fails + ":unknown error.",
-                                                  "load error <NULL>:no filename given.",
-                                                  "Lua error can't open 'none' in \"none\"",
-                                                  "Lua error e in \"error('e', 0)\"",
-                                                  "Lua error no text given in \"<NULL>\""}));
+    EXPECT_EQ(
+        messages,
+        (Lines{"load error " + fails + ":unknown error.", "load error <NULL>:no filename given.",
+               "Lua error can't open 'none' in \"none\"", "Lua error e in \"error('e', 0)\"",
+               "Lua error no text given in \"<NULL>\""}));
 }
 
 TEST_F(LuaConfig, RunsInATableOfItsOwn) {
@@ -283,10 +278,9 @@ TEST_F(LuaConfig, RunsInATableOfItsOwn) {
     EXPECT_EQ(script_.run("return a, name, more"), "nil|nil|nil");
     EXPECT_FALSE(shaped(0, "", [&] { return config_.tmpload(bad.c_str(), false); }));
     EXPECT_FALSE(shaped(0, "", [&] { return config_.tmpload("none", true); }));
-    EXPECT_EQ(log_.messages(),
-              (std::vector<std::string>{"load error " + bad + ":[string \"" + bad +
-                                            "\"]:1: attempt to call global 'print' (a nil value).",
-                                        "load error none:can't open 'none'."}));
+    EXPECT_EQ(log_.messages(), (Lines{"load error " + bad + ":[string \"" + bad +
+                                          "\"]:1: attempt to call global 'print' (a nil value).",
+                                      "load error none:can't open 'none'."}));
 }
 
 TEST_F(LuaConfig, RunsABufferThatIsNotTerminated) {
@@ -297,8 +291,7 @@ TEST_F(LuaConfig, RunsABufferThatIsNotTerminated) {
     EXPECT_EQ(at("v", "number"), "1");
     EXPECT_TRUE(shaped(0, "table", [&] { return config_.tmpload_buf(nullptr, 9, true); }));
     EXPECT_FALSE(shaped(0, "", [&] { return config_.tmpload_buf(bad.data(), bad.size(), false); }));
-    EXPECT_EQ(log_.messages(), (std::vector<std::string>{
-                                   "load error v==:[string \"?\"]:1: '=' expected near '=='."}));
+    EXPECT_EQ(log_.messages(), (Lines{"load error v==:[string \"?\"]:1: '=' expected near '=='."}));
 }
 
 // Counts that promise gigabytes among them; LuaJIT would run what is damaged.
@@ -312,5 +305,3 @@ TEST_F(LuaConfig, RunsNoBufferThatIsADamagedChunk) {
 }
 
 } // namespace
-
-} // namespace qz::test

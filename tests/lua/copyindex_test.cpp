@@ -1,11 +1,10 @@
 #include "Lua/State.h"
 
 #include "lua/script.h"
-#include "support/log_capture.h"
-
-namespace qz::test {
 
 namespace {
+
+using namespace qz::test;
 
 // Renders tables so that copies can be compared, keys sorted.
 constexpr char kRender[] =
@@ -18,8 +17,7 @@ constexpr char kRender[] =
     "    return '{' .. table.concat(parts, ',') .. '}'\n"
     "end";
 
-class LuaCopyIndex : public ::testing::Test {
-protected:
+struct LuaCopyIndex : ::testing::Test {
     LuaCopyIndex() { destination_.run(kRender); }
 
     // Copies what the expression gives in the source; returns the copy, rendered.
@@ -112,5 +110,3 @@ TEST_F(LuaCopyIndex, RefusesCyclesAndEndlessDepth) {
 }
 
 } // namespace
-
-} // namespace qz::test

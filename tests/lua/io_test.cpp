@@ -1,14 +1,10 @@
 #include "lua/script.h"
-#include "support/log_capture.h"
-
-#include <filesystem>
-
-namespace qz::test {
 
 namespace {
 
-class LuaIo : public ::testing::Test {
-protected:
+using namespace qz::test;
+
+struct LuaIo : ::testing::Test {
     // Runs code that finds the test's directory in `dir`.
     std::string run(const std::string& code) {
         return script_.run("local dir = '" + dir_ + "' " + code);
@@ -111,11 +107,9 @@ TEST_F(LuaIo, FileThatShrinksWhileItIsRead) {
     writeFile(dir_ + "/in", std::string(5000, 'x'));
     run("f = io.open(dir .. '/in') f:read(10)");
     std::error_code refused; // on Windows a file that is being read keeps its size
-    std::filesystem::resize_file(dir_ + "/in", 100, refused);
+    fs::resize_file(dir_ + "/in", 100, refused);
     EXPECT_EQ(run("return #f:read('*a'), f:read(1), f:read('*l')"),
               refused ? "4990||nil" : "90||nil");
 }
 
 } // namespace
-
-} // namespace qz::test

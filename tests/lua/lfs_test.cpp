@@ -1,16 +1,12 @@
 #include "VFS/File.h"
 #include "VFS/Locations.h"
 #include "lua/script.h"
-#include "support/log_capture.h"
-
-#include <filesystem>
-
-namespace qz::test {
 
 namespace {
 
-class LuaLfs : public ::testing::Test {
-protected:
+using namespace qz::test;
+
+struct LuaLfs : ::testing::Test {
     std::string run(const std::string& code) {
         return script_.run("local dir = '" + dir_ + "' " + code);
     }
@@ -146,5 +142,3 @@ TEST_F(LuaLfs, AListingThatIsOverTakesNoMoreEntries) {
 }
 
 } // namespace
-
-} // namespace qz::test

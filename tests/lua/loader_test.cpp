@@ -3,16 +3,13 @@
 #include "Lua/State.h"
 #include "lua/script.h"
 #include "lua/stack_shape.h"
-#include "support/log_capture.h"
-
-namespace qz::test {
+#include "support/message_of.h"
 
 namespace {
 
-using namespace std::string_literals;
+using namespace qz::test;
 
-class LuaLoader : public ::testing::Test {
-protected:
+struct LuaLoader : ::testing::Test {
     ~LuaLoader() override { lua_settop(state_, 0); }
 
     template<class Call>
@@ -37,20 +34,13 @@ protected:
     template<class Call>
     std::string failure(const Call& call) {
         const std::string path = loader_.getCurrentPath();
-        std::string message = "no exception";
-        still([&] {
-            try {
-                call();
-            } catch (const Lua::LoaderException& exception) {
-                message = exception.what();
-            }
-        });
+        const std::string message = still([&] { return messageOf(call); });
         EXPECT_EQ(loader_.getCurrentPath(), path);
         return message;
     }
 
     // The failures of all typed reads of a key, in the order of the interface.
-    std::vector<std::string> failures(const Lua::Key& key) {
+    Lines failures(const Lua::Key& key) {
         return {failure([&] { loader_.getInt(key); }),
                 failure([&] { loader_.getDouble(key); }),
                 failure([&] { loader_.getBoolean(key); }),
@@ -89,11 +79,10 @@ TEST_F(LuaLoader, NamesWhatIsMissingOrHasTheWrongType) {
     use("root = {f = print, sub = {speed = 10.5, big = 2^31, almost = 2.9999999999, nan = 0/0,"
         " text = '5', v = {1, 2, 'x', 4}}}");
     const std::string none = "root.none is missing";
-    EXPECT_EQ(failures("none"), std::vector<std::string>(8, none));
+    EXPECT_EQ(failures("none"), Lines(8, none));
     const std::string f = "root.f is not a ";
-    EXPECT_EQ(failures("f"),
-              (std::vector<std::string>{f + "number", f + "number", f + "boolean", f, f + "table",
-                                        f + "table", f + "table", f + "table"}));
+    EXPECT_EQ(failures("f"), (Lines{f + "number", f + "number", f + "boolean", f, f + "table",
+                                    f + "table", f + "table", f + "table"}));
     shaped(0, "table", [&] { loader_.beginSubtable("sub"); });
     for (const auto& [key, number] : {std::pair("speed", "10.5)"),
                                       {"big", "2147483648)"},
@@ -148,7 +137,7 @@ TEST_F(LuaLoader, TellsWhatNobodyRead) {
     use("root = {sped = 1, v = {1, 2, 3, 4}, off = {x = {}}, [true] = 1, [0.5] = 2,"
         " list = {{a = 1, b = 2}, {a = 3}, n = 2}, units = {tank = {a = 1}, ship = {b = 2}}}"
         " root.units.ship.back = root");
-    EXPECT_EQ(loader_.getUnread(), std::vector<std::string>{}) << "nothing is remembered yet";
+    EXPECT_EQ(loader_.getUnread(), Lines{}) << "nothing is remembered yet";
     loader_.getInt("sped");
     still([&] { loader_.trackReads(); });
     EXPECT_TRUE(loader_.hasEntry("list") && !loader_.hasEntry("none"));
@@ -164,9 +153,8 @@ TEST_F(LuaLoader, TellsWhatNobodyRead) {
     }
     loader_.endSubtable();
     EXPECT_EQ(still([&] { return loader_.getUnread(); }),
-              (std::vector<std::string>{"root.0.5", "root.[boolean]", "root.list.1.b",
-                                        "root.list.n", "root.off", "root.sped", "root.units.ship.b",
-                                        "root.units.tank.a", "root.v.4"}));
+              (Lines{"root.0.5", "root.[boolean]", "root.list.1.b", "root.list.n", "root.off",
+                     "root.sped", "root.units.ship.b", "root.units.tank.a", "root.v.4"}));
     loader_.trackReads();
     EXPECT_EQ(loader_.getUnread().size(), 7U) << "each entry of the root";
 }
@@ -267,7 +255,7 @@ TEST_F(LuaLoader, EntersMetatables) {
 TEST_F(LuaLoader, ErrorsOfMetatablesAreExceptions) {
     use("root = setmetatable({}, {__index = function(t, k) error('no ' .. k, 0) end,"
         " __newindex = function() error({}) end})");
-    EXPECT_EQ(failures("x"), std::vector<std::string>(8, "root.x: no x"));
+    EXPECT_EQ(failures("x"), Lines(8, "root.x: no x"));
     EXPECT_FALSE(still([&] { return loader_.hasEntry("x"); }));
     EXPECT_EQ(failure([&] { loader_.setInt("x", 1); }), "root.x: unknown error");
     EXPECT_EQ(failure([&] { loader_.setVector(1, {}); }), "root.1: unknown error");
@@ -306,13 +294,8 @@ TEST_F(LuaLoader, LoadsFilesIntoAStateOfItsOwn) {
     EXPECT_EQ(lua_gettop(loader.getLuaState()), 1);
     loader.beginSubtable("tank");
     EXPECT_EQ(loader.getDouble("speed"), 10.5);
-    const auto failureOf = [&](const std::string& file) -> std::string {
-        try {
-            shaped(0, "", [&] { loader.load(file, "units"); });
-        } catch (const Lua::LoaderException& exception) {
-            return exception.what();
-        }
-        return "no exception";
+    const auto failureOf = [&](const std::string& file) {
+        return messageOf([&] { shaped(0, "", [&] { loader.load(file, "units"); }); });
     };
     EXPECT_EQ(failureOf("none.lua"), "can't open 'none.lua'");
     EXPECT_EQ(loader.getRootDir(), "./");
@@ -361,5 +344,3 @@ TEST_F(LuaLoader, ScriptsComeInBetween) {
 }
 
 } // namespace
-
-} // namespace qz::test

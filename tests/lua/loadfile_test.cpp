@@ -1,21 +1,17 @@
 #include "Lua/State.h"
 
 #include "lua/script.h"
-#include "support/log_capture.h"
-
-#include <filesystem>
-
-namespace qz::test {
 
 namespace {
 
+using namespace qz::test;
+
 constexpr int kCannotOpen = 6;
 
-class LuaLoadfile : public ::testing::Test {
-protected:
+struct LuaLoadfile : ::testing::Test {
     // Loads bytes as a file; the result and, for failures, the message.
     std::pair<int, std::string> load(const std::string& bytes) {
-        std::filesystem::remove(path_); // some file systems flush a file that is overwritten
+        fs::remove(path_); // some file systems flush a file that is overwritten
         writeFile(path_, bytes);
         return loadPath(path_.c_str());
     }
@@ -104,5 +100,3 @@ TEST_F(LuaLoadfile, DamagedPrecompiledChunks) {
 #endif
 
 } // namespace
-
-} // namespace qz::test

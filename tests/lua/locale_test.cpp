@@ -3,13 +3,10 @@
 #include "Lua/Serializer.h"
 #include "lua/script.h"
 #include "support/comma_locale.h"
-#include "support/log_capture.h"
-
-#include <sstream>
-
-namespace qz::test {
 
 namespace {
+
+using namespace qz::test;
 
 TEST(LuaLocale, ChangesNoNumbers) {
     const std::string dir = scriptDirectory();
@@ -47,9 +44,7 @@ TEST(LuaLocale, ChangesNoNumbers) {
     EXPECT_EQ(readFile(dir + "/out"), "2.25 x");
     log.take();
     script.run("log.info(log.INFO, 2.25)");
-    EXPECT_EQ(log.messages(), std::vector<std::string>{"2.25"});
+    EXPECT_EQ(log.messages(), Lines{"2.25"});
 }
 
 } // namespace
-
-} // namespace qz::test

@@ -1,14 +1,10 @@
 #include "lua/script.h"
-#include "support/log_capture.h"
-
-#include <filesystem>
-
-namespace qz::test {
 
 namespace {
 
-class LuaLog : public ::testing::Test {
-protected:
+using namespace qz::test;
+
+struct LuaLog : ::testing::Test {
     LuaLog() { log_.take(); }
 
     // What one statement logs, as "level module: message" lines.
@@ -90,7 +86,7 @@ TEST_F(LuaLog, OpensAndClosesOutputs) {
               "error: bad argument #2 to 'set_output' (string expected, got no value)");
     EXPECT_EQ(script_.run("log.set_output('net', 'NET')"),
               "error: bad argument #3 to 'set_output' (number expected, got no value)");
-    std::filesystem::remove("lua_log_test.log");
+    fs::remove("lua_log_test.log");
     EXPECT_EQ(logged("log.set_output('lua_log_test', 'Test', log.ERROR + log.WARNING)\n"
                      "log.info('not this') log.error('but this')\n"
                      "log.set_output('lua_log_test', '', 0) log.error('nor this')"),
@@ -101,5 +97,3 @@ TEST_F(LuaLog, OpensAndClosesOutputs) {
 }
 
 } // namespace
-
-} // namespace qz::test

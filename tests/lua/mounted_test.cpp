@@ -3,23 +3,19 @@
 #include "Lua/State.h"
 #include "VFS/Archive.h"
 #include "lua/script.h"
-#include "support/log_capture.h"
-
-#include <filesystem>
-
-namespace qz::test {
 
 namespace {
 
-class LuaMounted : public ::testing::Test {
-protected:
+using namespace qz::test;
+
+struct LuaMounted : ::testing::Test {
     LuaMounted() {
-        std::filesystem::create_directory("Temp");
+        fs::create_directory("Temp");
         vfs_init();
         writeFile(directory_ + "/units.lua", "units = {tank = {speed = 2.5}} return 'ran'");
         writeFile(directory_ + "/zero", std::string("\0x", 2));
         writeFile(directory_ + "/wrong.lua", "x =");
-        std::filesystem::create_directory(directory_ + "/empty");
+        fs::create_directory(directory_ + "/empty");
         EXPECT_NE(vfs_mount(directory_.c_str(), "/data", 1), 0);
     }
     ~LuaMounted() override { vfs_deinit(); }
@@ -88,5 +84,3 @@ TEST_F(LuaMounted, LoadersReadItByACallOfItsOwn) {
 }
 
 } // namespace
-
-} // namespace qz::test

@@ -1,16 +1,13 @@
 #include "lua/script.h"
-#include "support/log_capture.h"
-
-#include <filesystem>
-
-namespace qz::test {
 
 namespace {
+
+using namespace qz::test;
 
 TEST(LuaPackage, RequiresModulesFromTheVfs) {
     Script script;
     const std::string dir = scriptDirectory();
-    std::filesystem::create_directories(dir + "/lib/a");
+    fs::create_directories(dir + "/lib/a");
     writeFile(dir + "/lib/a/b.lua", "return {name = ..., count = (count or 0) + 1}");
     script.run("package.path = '" + dir + "/?.lua;;" + dir + "/lib/?.lua'");
     EXPECT_EQ(script.run("return require('a.b').name, require('a.b') == require('a.b')"),
@@ -42,5 +39,3 @@ TEST(LuaPackage, ReportsWhatCannotBeLoaded) {
 }
 
 } // namespace
-
-} // namespace qz::test

@@ -50,7 +50,7 @@ Script::~Script() {
 }
 
 std::string scriptDirectory() {
-    return std::filesystem::relative(freshDirectory()).generic_string();
+    return fs::relative(freshDirectory()).generic_string();
 }
 
 } // namespace qz::test

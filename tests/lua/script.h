@@ -1,11 +1,9 @@
 // A Lua state as scripts see it.
 #pragma once
 
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include <lua.hpp>
-
-#include <string>
 
 namespace qz::test {
 
@@ -16,12 +14,10 @@ std::string describe(lua_State* state, int index);
 // position in the code. The stack is left as it was.
 std::string run(lua_State* state, const std::string& code);
 
-class Script {
+class Script : NonCopyable {
 public:
     explicit Script(const char* name = "Test");
     ~Script();
-    Script(const Script&) = delete;
-    Script& operator=(const Script&) = delete;
 
     lua_State* state() const { return state_; }
     std::string run(const std::string& code) { return qz::test::run(state_, code); }

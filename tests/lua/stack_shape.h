@@ -12,7 +12,7 @@ namespace qz::test {
 // Expects, when it goes, that of the values that were on the stack when it was made the top
 // `popped` ones are gone, the others are the same still, and on top of them lie values of the types
 // in `pushed`, separated by blanks.
-class ExpectShape {
+class ExpectShape : NonCopyable {
 public:
     ExpectShape(lua_State* state, int popped, std::string pushed)
         : state_(state), kept_(lua_gettop(state) - popped), pushed_(std::move(pushed)) {
@@ -35,9 +35,6 @@ public:
         expectKept();
         luaL_unref(state_, LUA_REGISTRYINDEX, before_);
     }
-
-    ExpectShape(const ExpectShape&) = delete;
-    ExpectShape& operator=(const ExpectShape&) = delete;
 
 private:
     void expectKept() {

@@ -2,14 +2,10 @@
 
 #include "Core/Watch.h"
 #include "lua/script.h"
-#include "support/log_capture.h"
-#include "support/threads.h"
-
-#include <vector>
-
-namespace qz::test {
 
 namespace {
+
+using namespace qz::test;
 
 TEST(LuaState, IsNamedAndLogsItsLife) {
     LogCapture log;
@@ -83,7 +79,7 @@ TEST(LuaState, StatesOfSeveralThreadsShareThePool) {
                                     "local sum = 0\n"
                                     "for i = 1, #t do sum = sum + t[i][1] + #t[i][2] end\n"
                                     "return sum";
-    std::vector<std::string> results(6);
+    Lines results(6);
     inThreads(6, [&](std::size_t thread) {
         for (int round = 0; round < 5; ++round) {
             lua_State* const state = QZ_lua_open("thread");
@@ -92,9 +88,7 @@ TEST(LuaState, StatesOfSeveralThreadsShareThePool) {
             QZ_lua_close(state);
         }
     });
-    EXPECT_EQ(results, std::vector<std::string>(6, "4512393"));
+    EXPECT_EQ(results, Lines(6, "4512393"));
 }
 
 } // namespace
-
-} // namespace qz::test

@@ -29,9 +29,9 @@ class Vec4d : public HostVector<double, 4> {};
 #    define QZ_TEST_SUITE LuaVectors
 #endif
 
-namespace qz::test {
-
 namespace {
+
+using namespace qz::test;
 
 static_assert(sizeof(osg::Vec4ub) == 4 && sizeof(osg::Vec2f) == 8);
 static_assert(sizeof(osg::Vec3d) == 24 && sizeof(osg::Vec4d) == 32);
@@ -68,5 +68,3 @@ TEST(QZ_TEST_SUITE, AllComponentsOrNone) {
 }
 
 } // namespace
-
-} // namespace qz::test
