@@ -1,22 +1,15 @@
 #include "Shm/MappedFile.h"
-#include "support/log_capture.h"
+#include "support/message_of.h"
+#include "support/test.h"
 
-#include <gtest/gtest.h>
-
-#include <cstdio>
-#include <filesystem>
 #include <fstream>
-#include <random>
-#include <string>
-#include <vector>
 
 namespace {
 
-using Lines = std::vector<std::string>;
+using namespace qz::test;
 
-class MappedFile : public testing::Test {
-protected:
-    void TearDown() override { std::filesystem::remove(path()); }
+struct MappedFile : testing::Test {
+    void TearDown() override { fs::remove(path()); }
 
     // The tests run beside each other.
     static const char* path() {
@@ -44,15 +37,6 @@ protected:
     static Lines linesOf(const std::string& bytes) {
         write(bytes);
         return linesOf(misc::mmf(path(), true));
-    }
-    template<class Call>
-    static std::string problemOf(Call call) {
-        try {
-            call();
-        } catch (const misc::error& problem) {
-            return problem.what();
-        }
-        return "";
     }
 };
 
@@ -104,7 +88,7 @@ TEST_F(MappedFile, Open) {
 }
 
 TEST_F(MappedFile, Failures) {
-    qz::test::LogCapture log;
+    LogCapture log;
     misc::mmf file;
     EXPECT_FALSE(file.open(nullptr, true));
     EXPECT_STREQ(file.error(), "");
@@ -116,8 +100,8 @@ TEST_F(MappedFile, Failures) {
     EXPECT_FALSE(file.open_copyaccess(".", 1));
     EXPECT_FALSE(file.open_copyaccess("also_missing", 1));
     EXPECT_EQ(std::string(file.error()).rfind("CreateFile(\"also_missing\", read): ", 0), 0U);
-    const qz::test::LogLine last{"QZCORE", 0x08, logged};
-    const std::vector<qz::test::LogLine> lines = log.take();
+    const LogLine last{"QZCORE", 0x08, logged};
+    const std::vector<LogLine> lines = log.take();
     ASSERT_EQ(lines.size(), 2U); // not those of the copies
     EXPECT_EQ(lines.back(), last);
     const std::string longName(3000, 'n'); // what the system says of it comes behind
@@ -127,7 +111,7 @@ TEST_F(MappedFile, Failures) {
     EXPECT_FALSE(file.open_copyaccess(path(), -1));
     EXPECT_EQ(file.view, nullptr);
 
-    std::filesystem::resize_file(path(), std::uintmax_t{4} << 30);
+    fs::resize_file(path(), std::uintmax_t{4} << 30);
     EXPECT_FALSE(file.open(path(), true));
     EXPECT_NE(std::string(file.error()).find("large"), std::string::npos) << file.error();
 }
@@ -159,7 +143,7 @@ TEST_F(MappedFile, ShrinksWhileMapped) {
     misc::mmf file(path(), true);
     ASSERT_NE(file.view, nullptr);
     std::error_code refused;
-    std::filesystem::resize_file(path(), 65536, refused);
+    fs::resize_file(path(), 65536, refused);
     EXPECT_EQ(file.view[65535], 'x'); // what is left stays readable
     EXPECT_EQ(file.size, 3U * 65536);
     if (refused) {
@@ -187,7 +171,7 @@ TEST_F(MappedFile, Writer) {
         EXPECT_THROW(image.alloc(tooMuch, &offset), misc::error);
     }
     EXPECT_TRUE(image.alloc(99'968, &offset));
-    EXPECT_EQ(problemOf([&] { image.alloc(1, &offset); }), "Memory overflow 100000");
+    EXPECT_EQ(messageOf([&] { image.alloc(1, &offset); }), "Memory overflow 100000");
     image.sideCursor = 48;
     image.sideRemaining = 40;
     EXPECT_TRUE(image.alloc(17, &offset));
@@ -215,7 +199,7 @@ TEST_F(MappedFile, WriterLeavesTheMappingsOfOthers) {
     ASSERT_NE(old.view, nullptr);
     misc::mmf_write image(1);
     ASSERT_TRUE(image.Create(path(), 10));
-    const bool isReplaced = problemOf([&] { image.Close(); }).empty(); // not on Windows
+    const bool isReplaced = messageOf([&] { image.Close(); }).empty(); // not on Windows
     EXPECT_EQ(old.view[99'999], 'x');
     old.close();
     EXPECT_EQ(read().size(), isReplaced ? 0U : 100'000U);
@@ -223,16 +207,16 @@ TEST_F(MappedFile, WriterLeavesTheMappingsOfOthers) {
 
 TEST_F(MappedFile, WriterLeavesProtectedFiles) {
     write("kept");
-    std::filesystem::permissions(path(), std::filesystem::perms::owner_read);
+    fs::permissions(path(), fs::perms::owner_read);
     if (std::ofstream(path(), std::ios::app)) {
-        std::filesystem::permissions(path(), std::filesystem::perms::all);
+        fs::permissions(path(), fs::perms::all);
         GTEST_SKIP() << "this user may write everything";
     }
     misc::mmf_write image(1);
     ASSERT_TRUE(image.Create(path(), 10));
     EXPECT_THROW(image.Close(), misc::error);
     EXPECT_EQ(read(), "kept");
-    std::filesystem::permissions(path(), std::filesystem::perms::all);
+    fs::permissions(path(), fs::perms::all);
 }
 
 TEST_F(MappedFile, WriterFailures) {
@@ -244,13 +228,13 @@ TEST_F(MappedFile, WriterFailures) {
     }
     misc::mmf_write image(1);
     EXPECT_THROW(image.alloc(1, &offset), misc::error);
-    EXPECT_EQ(problemOf([&] { image.Create("x", -5); }),
+    EXPECT_EQ(messageOf([&] { image.Create("x", -5); }),
               "Reserve -5 failed: insufficient address space");
     const std::string overlong(256, 'n');
-    EXPECT_TRUE(problemOf([&] { image.Create(overlong.c_str(), 5); }).starts_with("CreateFile("));
+    EXPECT_TRUE(messageOf([&] { image.Create(overlong.c_str(), 5); }).starts_with("CreateFile("));
     EXPECT_EQ(image.memory, nullptr);
     ASSERT_TRUE(image.Create("no_such_folder/image", 5));
-    EXPECT_TRUE(problemOf([&] {
+    EXPECT_TRUE(messageOf([&] {
                     image.Close();
                 }).starts_with("CreateFile(\"no_such_folder/image\", write) "));
     EXPECT_EQ(image.memory, nullptr);

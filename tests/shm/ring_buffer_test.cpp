@@ -1,29 +1,18 @@
 #include "Shm/RingBuffer.h"
+#include "support/test.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <atomic>
-#include <cstring>
 #include <ctime>
-#include <numeric>
-#include <random>
-#include <string>
-#include <thread>
-#include <vector>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 namespace {
 
 // Memory for a ring, behind which nobody writes.
-struct Block {
+struct Block : qz::test::NonCopyable {
     explicit Block(std::size_t count) : bytes(count, 0), size(count) {
         bytes += std::string(64, 'Z');
     }
     ~Block() { EXPECT_EQ(bytes.substr(size), std::string(64, 'Z')); }
-    Block(const Block&) = delete;
-    Block& operator=(const Block&) = delete;
 
     char* get() { return bytes.data(); }
     std::vector<std::uint32_t> words(std::size_t count) const {
@@ -264,7 +253,7 @@ TEST(UniRingBuffer, Records) {
     EXPECT_EQ(reader.ReadHeader(&seen, &overwritten), 0);
 }
 
-struct Messages {
+struct Messages : qz::test::NonCopyable {
     explicit Messages(const char* name, unsigned long size = 0)
         : ring(CRingMessageBuffer::OpenNew(name, size, nullptr)) {}
     ~Messages() {
@@ -272,8 +261,6 @@ struct Messages {
             EXPECT_EQ(ring->Close(1), 1);
         }
     }
-    Messages(const Messages&) = delete;
-    Messages& operator=(const Messages&) = delete;
 
     int get(unsigned long capacity = sizeof text) {
         return ring->GetMessageA(words[0], words[1], words[2], time, text, capacity);

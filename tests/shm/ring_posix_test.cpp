@@ -1,14 +1,12 @@
 // What only this system has.
 #include "Shm/RingBuffer.h"
-
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
-#include <string>
 
 TEST(RingMessageBuffer, ForkedChildCloses) {
     const std::string name = "qz fork " + std::to_string(getpid());

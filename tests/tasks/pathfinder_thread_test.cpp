@@ -1,15 +1,9 @@
 #include "Tasks/PathfinderThread.h"
-
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <chrono>
-#include <cstdlib>
-#include <thread>
+#include "support/test.h"
 
 namespace {
 
-using namespace std::chrono_literals;
+using namespace qz::test;
 
 bool comesTrue(const std::atomic<unsigned>& count, unsigned value) {
     for (int i = 0; i < 5000 && count != value; ++i) {

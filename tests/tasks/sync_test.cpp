@@ -1,13 +1,7 @@
 #include "Tasks/Sync.h"
-#include "support/threads.h"
+#include "support/test.h"
 
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <chrono>
 #include <ctime>
-#include <memory>
-#include <thread>
 
 namespace {
 

@@ -1,26 +1,12 @@
 #include "Tasks/TaskManager.h"
 #include "support/latch.h"
-#include "support/threads.h"
+#include "support/test.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <array>
-#include <atomic>
-#include <chrono>
 #include <deque>
-#include <functional>
-#include <limits>
-#include <memory>
-#include <string>
-#include <thread>
-#include <utility>
-#include <vector>
 
 namespace {
 
-using namespace std::chrono_literals;
-using qz::test::inThreads;
+using namespace qz::test;
 
 using Closure = std::function<void()>;
 
@@ -46,8 +32,7 @@ void count(void* counter) {
 }
 
 // Nothing runs any more when a test's own objects go.
-class TaskManager : public testing::Test {
-protected:
+struct TaskManager : testing::Test {
     ~TaskManager() override { EXPECT_EQ(QZ_shutdown_tasks(10.0), 1); }
 };
 

@@ -1,10 +1,5 @@
 #include "Tasks/Sync.h"
-
-#include <gtest/gtest.h>
-
-#include <chrono>
-#include <thread>
-#include <vector>
+#include "support/test.h"
 
 namespace {
 

@@ -1,13 +1,6 @@
 // How many threads are started. What if they cannot be is the business of fault/tasks_fault.cpp.
 #include "Tasks/TaskManager.h"
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cstddef>
-#include <filesystem>
-#include <iterator>
-#include <thread>
+#include "support/test.h"
 
 namespace {
 

@@ -1,25 +1,14 @@
 #include "Util/ConsoleArgs.h"
 
 #include "Core/Environment.h"
-
-#include <gtest/gtest.h>
-
-#include <limits>
+#include "support/message_of.h"
+#include "support/test.h"
 
 namespace {
 
+using namespace qz::test;
 using qz::ConsoleArgs;
 using Strings = std::vector<std::string>;
-
-template<class Call>
-std::string messageOf(Call call) {
-    try {
-        call();
-    } catch (const qz::InvalidConsoleArgsException& exception) {
-        return exception.what();
-    }
-    return "";
-}
 
 Strings tokens(const ConsoleArgs& args) {
     Strings all;

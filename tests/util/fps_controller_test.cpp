@@ -1,9 +1,7 @@
 #include "Util/FPS_Controller.h"
 
 #include "Globals.h"
-#include "support/log_capture.h"
-
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #ifndef _WIN32
 #    include <sys/time.h>
@@ -11,12 +9,11 @@
 #    include <csignal>
 #endif
 
-#include <chrono>
-#include <cmath>
 #include <regex>
-#include <thread>
 
 namespace {
+
+using namespace qz::test;
 
 void sleep(int milliseconds) {
     std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
@@ -86,7 +83,7 @@ TEST(FpsController, CountsLateFrames) {
 }
 
 TEST(FpsController, LogsItsStatistics) {
-    qz::test::LogCapture log;
+    LogCapture log;
     ASSERT_NE(globalFpsController, nullptr);
     globalFpsController->PrintStats();
     EXPECT_TRUE(log.take().empty());

@@ -1,12 +1,11 @@
 #include "Util/Strings.h"
-
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 #include <clocale>
 
 namespace {
 
-using namespace std::string_literals;
+using namespace qz::test;
 
 TEST(Strings, ChangesCaseUpToWhatEndsIt) {
     EXPECT_EQ(qz::toLower("Hello, World 42"), "hello, world 42");

@@ -1,7 +1,6 @@
 #define QZ_SYSTEM_NO_SHORT_NAME
 #include "Util/System.h"
-
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 namespace System { // the name is the program's own
 

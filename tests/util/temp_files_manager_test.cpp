@@ -2,23 +2,16 @@
 
 #include "VFS/File.h"
 #include "VFS/Locations.h"
-#include "support/log_capture.h"
-#include "support/threads.h"
+#include "support/test.h"
 
-#include <gtest/gtest.h>
-
-#include <cstdio>
-#include <filesystem>
 #include <mutex>
 #include <regex>
-#include <set>
 
 namespace {
 
 using CoreUtils::TempFilesManager;
 
-class TempFiles : public testing::Test {
-protected:
+struct TempFiles : testing::Test {
     void SetUp() override {
         std::filesystem::current_path(qz::test::freshDirectory());
         VFS_mkdir(VFS_get_tempdir());

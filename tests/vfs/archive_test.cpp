@@ -1,30 +1,11 @@
 #include "VFS/Archive.h"
 
-#include "support/log_capture.h"
-#include "support/threads.h"
+#include "support/test.h"
 #include "support/vfs_file.h"
-
-#include <gtest/gtest.h>
-
-#include <cstring>
-#include <filesystem>
-#include <map>
-#include <memory>
-#include <numeric>
-#include <optional>
-#include <string>
-#include <vector>
 
 namespace {
 
-namespace fs = std::filesystem;
-using namespace std::string_literals;
-using qz::test::freshDirectory;
-using qz::test::LogCapture;
-using qz::test::LogLine;
-using qz::test::readFile;
-using qz::test::writeFile;
-using Lines = std::vector<std::string>;
+using namespace qz::test;
 
 // What make_archives.py puts into every archive.
 const std::string kDeflated = [] {
@@ -87,8 +68,7 @@ void write(const fs::path& path, const std::string& text) {
 }
 
 // Each test works in a directory of its own, with what is mounted at first out of the way.
-class VfsArchive : public ::testing::Test {
-protected:
+struct VfsArchive : ::testing::Test {
     VfsArchive() : given(fs::absolute("../archives")) {
         fs::current_path(freshDirectory());
         fs::create_directory("Temp");
@@ -253,7 +233,7 @@ TEST_F(VfsArchive, MegabytesArriveWhole) {
 TEST_F(VfsArchive, PathsBeyondAsciiAndInEitherNotationAreMounted) {
     const std::string directory = "\u0434\u0430\u043D\u043D\u044B\u0435";
     ASSERT_NE(VFS_mkdir((directory + "\\sub").c_str()), 0);
-    VFS_write(qz::test::openWrite(directory + "\\sub\\\u20AC.txt").get(), "euro", 4);
+    VFS_write(openWrite(directory + "\\sub\\\u20AC.txt").get(), "euro", 4);
     EXPECT_TRUE(mount(directory + "\\sub", "/a"));
     EXPECT_EQ(read("a/\u20AC.txt"), "euro");
     EXPECT_TRUE(unmount(directory + "/sub"));
@@ -394,7 +374,7 @@ TEST_F(VfsArchive, ThreadsReadAtOnce) {
     write("loose/loose.txt", "loose");
     ASSERT_TRUE(mount((given / "python.zip").string()) && mount("loose"));
     write("second/second.txt", "second");
-    qz::test::inThreads(5, [](int index) {
+    inThreads(5, [](int index) {
         for (int round = 0; index == 0 && round < 200; ++round) {
             EXPECT_TRUE(mount("second", "/second", round % 2));
             while (!unmount("second")) { // another thread is reading

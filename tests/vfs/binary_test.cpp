@@ -1,19 +1,9 @@
 #include "VFS/Binary.h"
-
-#include "support/log_capture.h"
-
-#include <gtest/gtest.h>
-
-#include <cstring>
-#include <limits>
-#include <string>
-#include <utility>
-#include <vector>
+#include "support/test.h"
 
 namespace {
 
-using namespace std::string_literals;
-using qz::test::LogCapture;
+using namespace qz::test;
 
 // A file in memory that counts the accesses.
 struct MemoryFile : VFS_File {
@@ -165,7 +155,7 @@ TEST(VfsBinary, NullFilesAreLoggedForEachAccess) {
     EXPECT_EQ(VFS_get_uint64(nullptr), 0U);
     EXPECT_EQ(VFS_get_string(nullptr, text, sizeof text), 0U);
     EXPECT_STREQ(text, "");
-    std::vector<std::string> expected(3, "VFS_write(NULL)");
+    Lines expected(3, "VFS_write(NULL)");
     expected.resize(6, "VFS_read(NULL)");
     EXPECT_EQ(log.messages(), expected);
 }

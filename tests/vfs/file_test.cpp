@@ -1,28 +1,17 @@
 #include "VFS/File.h"
 
-#include "support/log_capture.h"
+#include "support/test.h"
 #include "support/vfs_file.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <ctime>
-#include <string>
-#include <vector>
 
 namespace {
 
-using qz::test::File;
-using qz::test::LogCapture;
-using qz::test::namesIn;
-using qz::test::openAppend;
-using qz::test::openRead;
-using qz::test::openWrite;
-using Lines = std::vector<std::string>;
+using namespace qz::test;
 
 // Relative to the working directory, as hosts would write it.
 const std::string& directory() {
-    static const std::string name = qz::test::freshDirectory().filename().string();
+    static const std::string name = freshDirectory().filename().string();
     return name;
 }
 

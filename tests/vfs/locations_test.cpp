@@ -2,18 +2,11 @@
 
 #include "Core/Environment.h"
 #include "VFS/File.h"
-#include "support/log_capture.h"
-
-#include <gtest/gtest.h>
-
-#include <string>
-#include <utility>
-#include <vector>
+#include "support/test.h"
 
 namespace {
 
-using qz::test::freshDirectory;
-using qz::test::LogCapture;
+using namespace qz::test;
 
 using Locations = std::vector<std::pair<std::string, std::string>>;
 
@@ -51,7 +44,7 @@ TEST(Locations, InitChoosesAndCreatesTheDirectories) {
         EXPECT_NE(VFS_isdir(directory.c_str()), 0) << directory;
         EXPECT_NE(VFS_remove(directory.c_str()), 0);
     }
-    const std::vector<std::string> lines = log.messages();
+    const Lines lines = log.messages();
     ASSERT_EQ(lines.size(), 1U);
     EXPECT_TRUE(lines[0].starts_with("Using 'Saved Games': \"")) << lines[0];
 
@@ -82,8 +75,7 @@ TEST(Locations, PathIsTheKeyWhateverTheCaseOfItsLetters) {
     EXPECT_EQ(add("first", "Some/Path"), 1U);
     EXPECT_EQ(add("second", "some/pATH"), 0U);
     EXPECT_EQ(log.messages(),
-              std::vector<std::string>{
-                  "add_location {\"second\", \"some/pATH\"}: path already added as \"first\""});
+              Lines{"add_location {\"second\", \"some/pATH\"}: path already added as \"first\""});
     for (const char* other : {"first", "SOME/OTHER", "SOME/PATHS"}) {
         EXPECT_EQ(VFS_del_location(other), 0U);
     }

@@ -1,27 +1,16 @@
 #include "VFS/Paths.h"
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cstring>
-#include <filesystem>
-#include <random>
-#include <string>
-#include <utility>
-#include <vector>
+#include "support/test.h"
 
 namespace {
 
 // A destination with guard bytes behind it, so that a byte past its size shows.
-class Destination {
+class Destination : qz::test::NonCopyable {
 public:
     explicit Destination(std::size_t size) : size_(size), bytes_(size + kGuard.size(), kGuard[0]) {}
     Destination(std::size_t size, const std::string& text) : Destination(size) {
         bytes_.replace(0, text.size() + 1, text.c_str(), text.size() + 1);
     }
     ~Destination() { EXPECT_EQ(bytes_.substr(size_), kGuard) << "past the size"; }
-    Destination(const Destination&) = delete;
-    Destination& operator=(const Destination&) = delete;
 
     char* data() { return bytes_.data(); }
     std::size_t size() const { return size_; }

@@ -3,35 +3,19 @@
 #include "VFS/Paths.h"
 
 #include "Core/Environment.h"
-#include "support/log_capture.h"
+#include "support/test.h"
 #include "support/vfs_file.h"
-
-#include <gtest/gtest.h>
 
 #include <fcntl.h>
 #include <sys/mman.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <clocale>
-#include <csignal>
-#include <filesystem>
-#include <string>
-#include <utility>
-#include <vector>
 
 namespace {
 
-namespace fs = std::filesystem;
-using qz::test::File;
-using qz::test::freshDirectory;
-using qz::test::LogCapture;
-using qz::test::openAppend;
-using qz::test::openRead;
-using qz::test::openWrite;
-using Lines = std::vector<std::string>;
+using namespace qz::test;
 
 std::string asVfsPath(const fs::path& path) {
     std::string text = path.string();
@@ -40,8 +24,7 @@ std::string asVfsPath(const fs::path& path) {
 }
 
 // A home of the test's own, with every variable that could lead out of it unset.
-class Home : public ::testing::Test {
-protected:
+struct Home : ::testing::Test {
     Home() : home(freshDirectory()) {
         for (const char* name : {"XDG_DATA_HOME", "XDG_CONFIG_HOME"}) {
             SYS_putenv(name, nullptr);
@@ -53,7 +36,7 @@ protected:
     // What stands in the way of creating a folder.
     void block(const fs::path& path) {
         fs::remove_all(home / path);
-        qz::test::writeFile(home / path, "in the way");
+        writeFile(home / path, "in the way");
     }
 
     std::string writeDirectory() {
@@ -142,7 +125,7 @@ TEST_F(Home, DocumentsFolderComesFromTheUsersConfigurationIfItIsUsable) {
     };
     fs::create_directories(home / ".config");
     for (const auto& [configuration, folder] : cases) {
-        qz::test::writeFile(home / ".config/user-dirs.dirs", configuration);
+        writeFile(home / ".config/user-dirs.dirs", configuration);
         EXPECT_EQ(writeDirectory(), expected(folder)) << configuration.substr(0, 80);
     }
     fs::remove(home / ".config/user-dirs.dirs");
@@ -186,22 +169,10 @@ TEST(Posix, HandlesAreNotInheritedAndWhatClosingReportsIsLogged) {
     EXPECT_EQ(log.messages(), Lines{"CloseHandle(" + path + "): Bad file descriptor"});
 }
 
-TEST(Posix, WriteThatFailsHalfWayReturnsWhatWasWritten) {
-    const std::string path = asVfsPath(freshDirectory() / "a.txt");
-    LogCapture log;
-    const File file = openWrite(path);
-    std::signal(SIGXFSZ, SIG_IGN);
-    const rlimit limit = {1000, RLIM_INFINITY};
-    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
-    const std::vector<char> bytes(4096);
-    EXPECT_EQ(VFS_write(file.get(), bytes.data(), bytes.size()), 1000U);
-    EXPECT_EQ(log.messages(), Lines{"WriteFile(4096 bytes): File too large"});
-}
-
 // Not on Windows, where a buffer is touched as a whole before anything is read into it.
 TEST(Posix, CountsAboveFourGibibytesAreNotCut) {
     const fs::path path = freshDirectory() / "a.txt";
-    qz::test::writeFile(path, "text");
+    writeFile(path, "text");
     const File file = openRead(path);
     // The low 32 bits are zero: cut to them the count would read nothing.
     constexpr std::size_t kCount = std::size_t{1} << 32;
@@ -230,7 +201,7 @@ TEST(Posix, AnyBytesAreAName) {
 }
 
 TEST(Posix, RootIsTheFirstDrive) {
-    std::vector<std::string> drives;
+    Lines drives;
     const auto keep = [](void* context, const VFS_Location* location) {
         static_cast<Lines*>(context)->push_back(std::string(location->name) + "|" + location->path);
     };

@@ -6,29 +6,14 @@
 #include "VFS/File.h"
 #include "VFS/Locations.h"
 
-#include "support/log_capture.h"
+#include "support/test.h"
 #include "support/vfs_file.h"
-
-#include <gtest/gtest.h>
 
 #include <windows.h>
 
-#include <algorithm>
-#include <filesystem>
-#include <string>
-#include <vector>
-
 namespace {
 
-namespace fs = std::filesystem;
-
-using qz::test::File;
-using qz::test::freshDirectory;
-using qz::test::LogCapture;
-using qz::test::namesIn;
-using qz::test::openAppend;
-using qz::test::openRead;
-using qz::test::openWrite;
+using namespace qz::test;
 
 TEST(Win32, OpenFilesAreSharedForReadingOnly) {
     const std::string path = (freshDirectory() / "a.txt").string();
@@ -61,13 +46,12 @@ TEST(Win32, DevicesAreNoFiles) {
         EXPECT_FALSE(save(path));
         log.take();
         EXPECT_EQ(vfs_read_file(path, nullptr), nullptr);
-        EXPECT_EQ(log.messages(),
-                  std::vector<std::string>{std::string("Can't open file ") + path + "."});
+        EXPECT_EQ(log.messages(), Lines{std::string("Can't open file ") + path + "."});
     }
     vfs_deinit();
     // The empty path is not taken for what another was.
     EXPECT_FALSE(openWrite("NUL") || openWrite(""));
-    const std::vector<std::string> failures = log.messages();
+    const Lines failures = log.messages();
     const auto reasonOf = [](const std::string& text) { return text.substr(text.rfind(": ")); };
     EXPECT_NE(reasonOf(failures.at(0)), reasonOf(failures.at(1)));
 }
@@ -106,7 +90,7 @@ TEST(Win32, PathsThatAreTakenAsTheyStand) {
 }
 
 TEST(Win32, ADrivesRootListsItselfAndItsParent) {
-    const std::vector<std::string> names = namesIn("C:\\");
+    const Lines names = namesIn("C:\\");
     EXPECT_EQ(std::count(names.begin(), names.end(), "."), 1);
     EXPECT_EQ(std::count(names.begin(), names.end(), ".."), 1);
 }
@@ -120,13 +104,13 @@ TEST(Win32, PathsThatAreNotUtf8GoToTheAnsiCalls) {
     EXPECT_TRUE(openAppend(path));
     EXPECT_TRUE(openRead(path));
     EXPECT_GT(VFS_get_mod_time(path.c_str()), 0);
-    EXPECT_EQ(namesIn(directory), (std::vector<std::string>{".", "..", "a.txt"}));
+    EXPECT_EQ(namesIn(directory), (Lines{".", "..", "a.txt"}));
     EXPECT_NE(VFS_remove(path.c_str()), 0);
     EXPECT_NE(VFS_remove(directory.c_str()), 0);
 }
 
 TEST(Win32, DrivesAreLettersWithTheLabelOfFixedOnes) {
-    std::vector<std::string> drives;
+    Lines drives;
     VFS_get_locations(
         [](void* context, const VFS_Location* location) {
             EXPECT_EQ(std::string(location->path).substr(1), ":\\");
