@@ -38,12 +38,13 @@ public:
     };
 
     // Keeps readers out as long as it lives, and begins when the last one has left. One at a time.
+    // Readers whose threads the system has killed do not leave.
     class Change {
     public:
         explicit Change(Readers& readers) : readers_(readers) {
             readers_.isShut_.store(true);
             for (const Count& count : readers_.counts_) {
-                for (core::Spin spin; count.inside.load() != 0;) {
+                for (core::Spin spin; isRead(count);) {
                     spin.turn();
                 }
             }
@@ -53,6 +54,10 @@ public:
         Change& operator=(const Change&) = delete;
 
     private:
+        static bool isRead(const Count& count) {
+            return count.inside.load() != 0 && !platform::otherThreadsAreGone();
+        }
+
         Readers& readers_;
     };
 

@@ -100,6 +100,10 @@ void WaitLine::releaseAll() {
 }
 
 void WaitLine::wait(Ownership& lock, std::uintptr_t self) {
+    if (platform::otherThreadsAreGone()) {
+        lock.thread.store(self, std::memory_order_relaxed); // its owner will not give it up
+        return;
+    }
     if (obtainBySpinning(lock, self)) {
         return;
     }

@@ -21,6 +21,7 @@
 #include "VFS/Locations.h"
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <new>
 #include <thread>
@@ -28,6 +29,8 @@
 #include <vector>
 
 namespace {
+
+constexpr std::uint32_t kNobody = 0; // whose address stays free
 
 struct Box : Mail::Mailbox {
     using Mailbox::Mailbox;
@@ -39,7 +42,7 @@ struct Box : Mail::Mailbox {
 
 void useMail() {
     static std::atomic<std::uint32_t> next{0};
-    const std::uint32_t address = next++ % 600;
+    const std::uint32_t address = kNobody + 1 + next++ % 600;
     globalMail->addMailbox(Mem::Ptr<Mail::Mailbox>(new Box(address)));
     const Mail::Message message(address);
     {
@@ -129,6 +132,31 @@ void useAgainAndAgain(void (*use)()) {
     }
 }
 
+#ifdef _WIN32
+// As the process ends, the system kills the thread that has the lock, and those that use mailboxes,
+// before it calls the destructor.
+class LastUse {
+public:
+    ~LastUse() {
+        if (isHeld_) {
+            lock_.lock();
+            lock_.unlock();
+            globalMail->removeMailbox(kNobody);
+        }
+    }
+
+    void hold() {
+        lock_.lock();
+        isHeld_ = true;
+        std::this_thread::sleep_for(std::chrono::hours(1));
+    }
+
+private:
+    Sync::Futex lock_;
+    std::atomic<bool> isHeld_{false};
+} lastUse;
+#endif
+
 } // namespace
 
 extern "C" {
@@ -147,6 +175,9 @@ void useForEver() {
     for (const auto use : kUses) {
         std::thread(useAgainAndAgain, use).detach();
     }
+#ifdef _WIN32
+    std::thread(&LastUse::hold, &lastUse).detach();
+#endif
 }
 
 void addQuery(void (*query)(void*)) {
