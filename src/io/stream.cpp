@@ -11,6 +11,16 @@ namespace {
 
 constexpr std::uint64_t kLastPosition = std::numeric_limits<std::int64_t>::max();
 
+// Until all is moved, or a piece is empty: `move(done)` moves one and returns its size.
+template<class Move>
+std::size_t moveInPieces(std::size_t count, Move move) {
+    std::size_t done = 0;
+    for (std::size_t piece = 1; piece != 0 && done < count; done += piece) {
+        piece = move(done);
+    }
+    return done;
+}
+
 } // namespace
 
 Stream::~Stream() = default;
@@ -109,15 +119,9 @@ std::size_t Stream::readOn(void* data, std::size_t count) {
         return 0;
     }
     auto* const bytes = static_cast<unsigned char*>(data);
-    std::size_t done = 0;
-    while (done < count && isGood()) {
-        const std::size_t piece = readPiece(bytes + done, count - done);
-        if (piece == 0) {
-            break;
-        }
-        done += piece;
-    }
-    return done;
+    return moveInPieces(count, [&](std::size_t done) {
+        return isGood() ? readPiece(bytes + done, count - done) : 0;
+    });
 }
 
 // From the window, from a new one, or past all windows.
@@ -148,15 +152,9 @@ std::size_t Stream::writeOn(const void* data, std::size_t count) {
         return 0;
     }
     const auto* const bytes = static_cast<const unsigned char*>(data);
-    std::size_t done = 0;
-    while (done < count && isGood()) {
-        const std::size_t piece = writePiece(bytes + done, count - done);
-        if (piece == 0) {
-            break;
-        }
-        done += piece;
-    }
-    return done;
+    return moveInPieces(count, [&](std::size_t done) {
+        return isGood() ? writePiece(bytes + done, count - done) : 0;
+    });
 }
 
 std::size_t Stream::writePiece(const unsigned char* data, std::size_t count) {
