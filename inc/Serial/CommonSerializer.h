@@ -40,14 +40,16 @@
  *
  * The file is the same on every system and for every compiler; docs/formats/objects.md has it byte
  * by byte. Nothing in it is trusted: it ends with a sum, lengths are held against what is left, and
- * the number of objects and the depth of nested values are limited by the caller.
+ * the number of objects and the depth of nested values are limited by the caller. Within the limits
+ * a file decides how long chains of your objects are: their destructors have to bear that.
  *
  * Errors: the first one stays, with the path of the value where it happened. From then on nothing
  * is transferred, and finish returns false. When saving, nothing has been written to the stream
  * then, unless it is the stream that failed. When loading: if the file as a whole is damaged, all
  * values are as they were. Otherwise those before the error have been read and those behind it are
- * as they were; a container in which it happened has the items before it; references that were read
- * lead to objects of the right classes, not all of which have been read themselves.
+ * as they were; a container in which it happened has the items before it. A reference that was read
+ * leads to an object of the right class, but that object may not have been read, and a Record has
+ * let go of its references.
  *
  * Memory: the whole file is in memory, once. std::bad_alloc and what the classes themselves throw
  * is passed on; then the serializer can only be destroyed.
@@ -135,6 +137,9 @@ public:
             transferInteger(value);
         } else {
             const Level level(*this);
+            if (hasFailed_) { /* too deep, perhaps: values may contain each other */
+                return;
+            }
             if constexpr (requires { value.serialize(*this); }) {
                 value.serialize(*this);
             } else {
@@ -228,9 +233,10 @@ public:
      * number. */
     std::uint32_t getVersion() const { return version_; }
 
-    /* The end. Saving: writes the objects that were referred to, and those to which they refer, and
-     * hands everything to the stream, which is not flushed. Loading: reads the objects, and skips
-     * values that were not asked for. False if there was an error; further calls return the same.
+    /* The end, without which nothing is saved. Saving: writes the objects that were referred to,
+     * and those to which they refer, and hands everything to the stream, which is not flushed.
+     * Loading: reads the objects, and skips values that were not asked for. False if there was an
+     * error; further calls return the same.
      */
     bool finish();
 
@@ -464,6 +470,7 @@ private:
     void failAsTooDeep();
 
     /* Of the record: bytes and references that it has, or that were not read yet. */
+    QZ_LOCAL std::size_t usedBytes() const;
     QZ_LOCAL std::size_t used() const;
     QZ_LOCAL std::size_t left() const;
 
@@ -539,7 +546,9 @@ void serializeItems(CommonSerializer& serializer, Container& container) {
     CommonSerializer::Items items(serializer, container.size());
     if (!serializer.isLoading()) {
         for (auto& item : container) {
-            items.transfer(item);
+            if (!items.transfer(item)) {
+                break;
+            }
         }
         return;
     }
@@ -578,6 +587,9 @@ void serialize(CommonSerializer& serializer, std::vector<bool, Allocator>& value
     for (std::size_t i = 0; i < items.count(); ++i) {
         bool value = values[i];
         if (!items.transfer(value)) {
+            if (serializer.isLoading()) {
+                values.resize(i);
+            }
             break;
         }
         values[i] = value;

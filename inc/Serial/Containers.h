@@ -108,10 +108,11 @@ void loadMap(CommonSerializer& serializer, CommonSerializer::Items& items, Map& 
     }
 }
 
+/* False if there was an error. */
 template<class Map>
-void saveEntry(CommonSerializer::Items& items, typename Map::value_type& entry) {
+bool saveEntry(CommonSerializer::Items& items, typename Map::value_type& entry) {
     EntryInMap<Map> value{entry};
-    items.transfer(value);
+    return items.transfer(value);
 }
 
 } // namespace detail
@@ -135,7 +136,9 @@ void serialize(CommonSerializer& serializer, std::map<Key, T, Compare, Allocator
         return;
     }
     for (auto& entry : map) {
-        detail::saveEntry<Map>(items, entry);
+        if (!detail::saveEntry<Map>(items, entry)) {
+            break;
+        }
     }
 }
 
@@ -159,7 +162,9 @@ void serialize(CommonSerializer& serializer,
         std::ranges::sort(entries, [](auto* a, auto* b) { return a->first < b->first; });
     }
     for (auto* const entry : entries) {
-        detail::saveEntry<Map>(items, *entry);
+        if (!detail::saveEntry<Map>(items, *entry)) {
+            break;
+        }
     }
 }
 

@@ -41,8 +41,12 @@ public:
     void serialize(CommonSerializer& serializer) override;
 
 private:
+    /* What its last reference leads to, if that is a record with references and nobody else's. */
+    QZ_LOCAL Record* lastHeldHereAlone() const;
+
     std::uint32_t version_;
     std::uint32_t number_;
+    Record* above_ = nullptr; /* on the way down a chain that is taken apart */
     qz::vector<unsigned char> bytes_;
     qz::vector<Ref<Identifiable>> references_;
 };

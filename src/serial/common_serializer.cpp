@@ -1,6 +1,7 @@
 #include "Serial/CommonSerializer.h"
 
 #include "Core/Hash.h"
+#include "Serial/Record.h"
 #include "serial/state.h"
 
 #include <algorithm>
@@ -19,9 +20,15 @@ std::uint32_t sumOf(const unsigned char (&header)[kHeaderSize], const Bytes& bod
 
 namespace Common {
 
-// In the order in which they were met: most are held by earlier ones, so that each falls on its
-// own instead of taking a chain of others down with it.
+// Each is to fall on its own instead of taking a chain of others down with it. Most are held by
+// earlier ones; where they hold the earlier ones, the way back comes first.
 CommonSerializer::State::~State() {
+    for (std::size_t i = objects.size(); i > 0; --i) {
+        Ref<Identifiable>& object = objects[i - 1].object;
+        if (object && object->getRefCount() == 1) {
+            object = {};
+        }
+    }
     for (Object& object : objects) {
         object.object = {};
     }
@@ -44,7 +51,16 @@ CommonSerializer::CommonSerializer(io::Stream& in, FactoryManager& factories, co
     load(in);
 }
 
-CommonSerializer::~CommonSerializer() = default;
+// What was kept of a file that turned out to be wrong may be a cycle, which nobody else knows of.
+CommonSerializer::~CommonSerializer() {
+    if (isLoading_ && hasFailed_) {
+        for (const State::Object& object : state_->objects) {
+            if (auto* const record = dynamic_cast<Record*>(object.serializable)) {
+                record->letGo();
+            }
+        }
+    }
+}
 
 bool CommonSerializer::finish() {
     if (!isFinished_ && isGood()) {
@@ -99,7 +115,7 @@ bool CommonSerializer::prepareMore(std::size_t size) {
         return false;
     }
     serial::Bytes& payload = state_->payload;
-    const std::size_t done = used();
+    const std::size_t done = usedBytes();
     constexpr std::size_t kLeast = 4096;
     payload.resize(std::max({done + size, 2 * payload.size(), kLeast}));
     cursor_ = payload.data() + done;
@@ -184,13 +200,12 @@ CommonSerializer::Items::~Items() {
     }
 }
 
+std::size_t CommonSerializer::usedBytes() const {
+    return cursor_ == nullptr ? 0 : static_cast<std::size_t>(cursor_ - state_->payload.data());
+}
+
 std::size_t CommonSerializer::used() const {
-    if (isPacked_) {
-        return form().count();
-    }
-    const std::size_t bytes =
-        cursor_ == nullptr ? 0 : static_cast<std::size_t>(cursor_ - state_->payload.data());
-    return bytes + state_->mentionCount;
+    return isPacked_ ? form().count() : usedBytes() + state_->mentionCount;
 }
 
 std::size_t CommonSerializer::left() const {

@@ -196,7 +196,31 @@ void CommonSerializer::loadObjects() {
     }
 }
 
-Record::~Record() = default;
+Record* Record::lastHeldHereAlone() const {
+    auto* const record = dynamic_cast<Record*>(references_.back().get());
+    const bool goes = record != nullptr && record->getRefCount() == 1;
+    return goes && !record->references_.empty() ? record : nullptr;
+}
+
+// A chain may have millions of records, so it is taken apart in a loop, and there may be no memory
+// for a list of what is left to do.
+Record::~Record() {
+    Record* record = this;
+    above_ = nullptr;
+    while (record != nullptr) {
+        if (record->references_.empty()) {
+            record = record->above_;
+            if (record != nullptr) {
+                record->references_.pop_back();
+            }
+        } else if (Record* const next = record->lastHeldHereAlone()) {
+            next->above_ = record;
+            record = next;
+        } else {
+            record->references_.pop_back();
+        }
+    }
+}
 
 void Record::serialize(CommonSerializer& serializer) {
     serializer.transferRest(bytes_, references_);

@@ -35,7 +35,7 @@ void CommonSerializer::beginRecord(std::uint32_t version) {
 
 void CommonSerializer::endRecord() {
     serial::Bytes& body = state_->body;
-    const std::size_t size = used() - state_->mentionCount;
+    const std::size_t size = usedBytes();
     append(body, size);
     append(body, state_->mentionCount);
     append(body, state_->mentions.data(), state_->mentions.size());

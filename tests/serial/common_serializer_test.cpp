@@ -107,6 +107,12 @@ TEST_F(Serializer, DamagedFilesChangeNothing) {
     }
 }
 
+// A value that contains another, which contains it.
+struct Knot {
+    Knot* other;
+    void serialize(CommonSerializer& serializer) { serializer.transfer("other", *other); }
+};
+
 TEST_F(Serializer, ErrorsTellWhere) {
     struct Flags {
         std::vector<std::map<int, std::vector<bool>>> units;
@@ -146,6 +152,8 @@ TEST_F(Serializer, ErrorsTellWhere) {
     deep.inner.resize(1);
     EXPECT_EQ(load(save(deep), deep, factories, {.depth = 2}),
               "world.inner[0]: values too deep within each other");
+    Knot knots[2] = {{&knots[1]}, {&knots[0]}};
+    EXPECT_TRUE(save(knots[0]).ends_with(".other: values too deep within each other"));
 }
 
 } // namespace

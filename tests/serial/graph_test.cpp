@@ -1,9 +1,11 @@
 // Objects that refer to each other.
+#include "Serial/Containers.h"
 #include "Serial/Record.h"
 #include "serial/saved.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <random>
 #include <string>
@@ -152,6 +154,45 @@ TEST_F(SerializerGraph, ChainsMayBeLong) {
     EXPECT_TRUE(load(cut, chain, factories)
                     .ends_with(".next.next: an object of class \"Ghost\", which no factory makes"));
     EXPECT_EQ(countAndFree(std::exchange(chain, {})), kLength / 10);
+}
+
+// Values and references are kept apart while a record is written, and its memory grows meanwhile.
+TEST_F(SerializerGraph, ValuesBehindReferencesAreWhatTheyWere) {
+    std::pair<Ref<Node>, int> first{Ref<Node>(new Node), 42}, firstRead;
+    EXPECT_EQ(load(save(first), firstRead, factories), "");
+    EXPECT_EQ(firstRead.second, 42);
+    std::pair<Ref<Node>, std::string> text{Ref<Node>(new Node), std::string(5000, 'x')}, textRead;
+    EXPECT_EQ(load(save(text), textRead, factories), "");
+    EXPECT_EQ(textRead.second, text.second);
+    std::vector<std::pair<Ref<Node>, int>> many, read;
+    for (int i = 0; i < 6000; ++i) {
+        many.emplace_back(new Node, i);
+    }
+    EXPECT_EQ(load(save(many), read, factories), "");
+    EXPECT_TRUE(std::ranges::equal(many, read, {}, &std::pair<Ref<Node>, int>::second,
+                                   &std::pair<Ref<Node>, int>::second));
+}
+
+// Nobody asks for the objects; each refers to the one before.
+TEST_F(SerializerGraph, ChainsThatNobodyAskedForFallWithoutDepth) {
+    std::vector<Ref<Node>> nodes;
+    for (int i = 0; i < 300'000; ++i) {
+        nodes.emplace_back(new Node);
+        nodes.back()->next = i == 0 ? Ref<Node>() : nodes[nodes.size() - 2];
+    }
+    const std::string bytes = save(nodes);
+    takeApart(nodes);
+    CommonSerializer::Limits keeping;
+    keeping.keepsUnknown = true;
+    for (Common::FactoryManager* const known : {&factories, &nobody}) {
+        io::BlockStream stream(bytes.data(), bytes.size());
+        CommonSerializer serializer(stream, *known, keeping);
+        EXPECT_TRUE(serializer.finish()) << serializer.getError();
+    }
+    std::vector<Ref<Identifiable>> kept;
+    EXPECT_EQ(load(bytes, kept, nobody, keeping), "");
+    kept.erase(kept.begin(), kept.end() - 1); // the last one holds all
+    EXPECT_EQ(kept[0]->getRefCount(), 1);
 }
 
 TEST_F(SerializerGraph, VersionsUnderstandEachOther) {
