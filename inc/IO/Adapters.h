@@ -21,9 +21,10 @@
 
 namespace io {
 
-/* A std::istream as a stream. Positions are those of the std::istream's buffer, which is read
- * without another one, so both may be used in turns. One that cannot seek, a pipe for instance, is
- * read from where it is; its positions count from 0 then, and its size is not known. */
+/* A std::istream as a stream. Positions are those of the std::istream's buffer. The stream reads
+ * that buffer and has none of its own, so both may be used in turns. A std::istream that cannot
+ * seek, a pipe for instance, is read from where it is; its positions count from 0 then, and its
+ * size is not known. */
 class QZ_API StdInputStream final : public Stream {
 public:
     /* The other stream outlives this one. Its state bits stay as they are: the end and errors are
@@ -42,7 +43,7 @@ private:
     std::uint64_t inPosition_ = 0; /* of one that cannot seek */
 };
 
-/* A std::ostream as a stream; likewise. */
+/* A std::ostream as a stream, under the same rules. */
 class QZ_API StdOutputStream final : public Stream {
 public:
     explicit StdOutputStream(std::ostream& out);

@@ -32,7 +32,11 @@ public:
          * file keeps its owner, permissions and access list; a symbolic link is followed, and other
          * names of the file (hard links) keep the old contents. One that is write-protected is
          * refused, and so is one beside which no file can be made. What a killed process leaves
-         * behind, the next replacement of the same file removes. */
+         * behind, the next replacement of the same file removes.
+         *
+         * If two streams replace a file at once, the contents of the one that is closed last
+         * stay. Do not replace a file that is open for writing: on Linux the writer goes on
+         * without an error, and its bytes are lost with the old contents. */
         kReplace
     };
 
@@ -46,17 +50,19 @@ public:
      * opened. The stream begins at its position. */
     explicit FileStream(VFS_File* file);
 
-    /* As close, but a file that was to be replaced keeps its old contents. */
+    /* Hands on what was written and closes the file. With kReplace it drops what was written: the
+     * file keeps its old contents, unless `close` or `open` was called before. */
     ~FileStream() override;
 
-    /* After close, and without the error that there was before. */
+    /* Calls close, so a file that is open with kReplace gets its new contents. Then opens another
+     * file; the errors of the one before are forgotten. */
     bool open(const char* path, Mode mode);
 
     bool isOpen() const { return file_ != nullptr; }
 
     /* Hands on what was written and closes the file. With kReplace, the new contents are on the
-     * disk and in place then. False after any error since the file was opened; without a file,
-     * isGood(). */
+     * disk and in place then. False after any error since the file was opened, even if clearError
+     * was called: with kReplace the old contents stay then. Without a file, isGood(). */
     bool close();
 
 protected:
@@ -83,6 +89,9 @@ private:
  *
  * In a compressed archive going back means unpacking from the start again, and going on unpacking
  * all that lies between.
+ *
+ * The check sum of a file in an archive is compared when its end is read. In a stored file this is
+ * done only if the file was read from its beginning to its end without a seek between.
  *
  * As long as the stream exists, its archive or directory cannot be unmounted, and vfs_deinit does
  * nothing. */

@@ -75,8 +75,8 @@ private:
 };
 
 /* A part of another stream: `size` bytes from `start` on, as a stream that begins at 0 and does not
- * grow. The other one outlives it; each access moves its position, so both may be used in turns.
- * What goes wrong there is an error here, too. */
+ * grow. Its size is less if the other one has fewer bytes. The other one outlives it; each access
+ * moves its position, so both may be used in turns. What goes wrong there is an error here, too. */
 class QZ_API PartStream : public Stream {
 public:
     PartStream(Stream& whole, std::uint64_t start, std::uint64_t size);

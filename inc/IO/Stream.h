@@ -124,16 +124,24 @@ protected:
      * next call of any of these functions. The base has none. */
     virtual Window readWindow(std::uint64_t position, std::size_t wanted);
 
-    /* Memory to write the bytes from a position on to; likewise. `keep` is told how many it were.
-     */
+    /* Memory for the bytes that are to be written from a position on; of no size if `wanted` bytes
+     * are better written by `writeAt`. It stays where it is until the next call of any of these
+     * functions: that is `keep` if anything was written there. The base has none. */
     virtual Window writeWindow(std::uint64_t position, std::size_t wanted);
 
-    /* Takes bytes that were written to the last window: the first `count` of it. */
+    /* Takes the bytes that were written to the last window: the first `count` of it. */
     virtual bool keep(std::uint64_t position, const Window& window, std::size_t count);
 
     /* Stores the first error, cut to 255 bytes: `what` and, if given, what it happened to. Returns
      * false. */
     bool fail(const char* what, const char* whom = "");
+
+    /* Whether anything has failed, even if clearError was called since; until `forgetErrors`. */
+    bool hasFailed() const { return hasFailed_; }
+    void forgetErrors() {
+        clearError();
+        hasFailed_ = false;
+    }
 
     /* Lets go of the window: what was written to it is kept. Derived classes call it before they
      * touch what the window stands for. */
@@ -155,6 +163,7 @@ private:
 
     unsigned char* window_ = nullptr; /* where the window begins */
     std::uint64_t origin_ = 0; /* the position of its first byte; without one, the position */
+    bool hasFailed_ = false;
     char error_[256];
 };
 

@@ -1,5 +1,6 @@
 #include "IO/Adapters.h"
 
+#include <algorithm>
 #include <istream>
 #include <limits>
 #include <ostream>
@@ -9,6 +10,9 @@ namespace io {
 namespace {
 
 using Mode = std::ios_base::openmode;
+
+constexpr char kBadInput[] = "the std::istream is not good";
+constexpr char kBadOutput[] = "the std::ostream is not good";
 
 // Buffers of C++ streams tell some errors by throwing.
 template<class Call>
@@ -43,7 +47,7 @@ std::uint64_t sizeOf(std::streambuf& buffer, Mode which) {
 
 StdInputStream::StdInputStream(std::istream& in) : in_(in) {
     if (in.rdbuf() == nullptr || !in) {
-        fail("the std::istream is not good");
+        fail(kBadInput);
         return;
     }
     const std::streamoff position = tellOf(*in.rdbuf(), std::ios::in);
@@ -55,6 +59,10 @@ StdInputStream::StdInputStream(std::istream& in) : in_(in) {
 StdInputStream::~StdInputStream() = default;
 
 std::size_t StdInputStream::readAt(std::uint64_t position, void* data, std::size_t count) {
+    if (in_.rdbuf() == nullptr) {
+        fail(kBadInput);
+        return 0;
+    }
     std::streambuf& buffer = *in_.rdbuf();
     if (isSeekable_ && tellOf(buffer, std::ios::in) != static_cast<std::streamoff>(position) &&
         !goTo(buffer, position, std::ios::in)) {
@@ -81,7 +89,7 @@ bool StdInputStream::canSeek(std::uint64_t position) {
 
 StdOutputStream::StdOutputStream(std::ostream& out) : out_(out) {
     if (out.rdbuf() == nullptr || !out) {
-        fail("the std::ostream is not good");
+        fail(kBadOutput);
         return;
     }
     const std::streamoff position = tellOf(*out.rdbuf(), std::ios::out);
@@ -93,6 +101,10 @@ StdOutputStream::StdOutputStream(std::ostream& out) : out_(out) {
 StdOutputStream::~StdOutputStream() = default;
 
 std::size_t StdOutputStream::writeAt(std::uint64_t position, const void* data, std::size_t count) {
+    if (out_.rdbuf() == nullptr) {
+        fail(kBadOutput);
+        return 0;
+    }
     std::streambuf& buffer = *out_.rdbuf();
     if (isSeekable_ && tellOf(buffer, std::ios::out) != static_cast<std::streamoff>(position) &&
         !goTo(buffer, position, std::ios::out)) {
@@ -114,6 +126,9 @@ std::uint64_t StdOutputStream::sizeNow() {
 }
 
 bool StdOutputStream::sync() {
+    if (out_.rdbuf() == nullptr) {
+        return fail(kBadOutput);
+    }
     return attempt([&] { return out_.rdbuf()->pubsync() == 0; }, false) ||
            fail("can't write to the std::ostream");
 }
@@ -146,7 +161,12 @@ std::streamsize StreamBuffer::xsgetn(char* data, std::streamsize count) {
     }
     const std::size_t taken = hasNext ? 1 : 0;
     const std::size_t rest = static_cast<std::size_t>(count) - taken;
-    return static_cast<std::streamsize>(taken + stream_.read(data + taken, rest));
+    const std::size_t done = taken + stream_.read(data + taken, rest);
+    if (done > 0) {
+        next_ = data[done - 1];
+        setg(&next_, &next_ + 1, &next_ + 1); // so that it can be put back
+    }
+    return static_cast<std::streamsize>(done);
 }
 
 StreamBuffer::int_type StreamBuffer::overflow(int_type character) {
@@ -169,7 +189,9 @@ StreamBuffer::pos_type StreamBuffer::seekoff(off_type offset, std::ios_base::see
     const std::uint64_t begin = from == std::ios::cur   ? position()
                                 : from == std::ios::end ? stream_.size()
                                                         : 0;
-    return seekpos(static_cast<off_type>(begin) + offset, which);
+    constexpr off_type kLast = std::numeric_limits<off_type>::max();
+    const auto start = static_cast<off_type>(std::min<std::uint64_t>(begin, kLast));
+    return offset > kLast - start ? pos_type(off_type(-1)) : seekpos(start + offset, which);
 }
 
 StreamBuffer::pos_type StreamBuffer::seekpos(pos_type position, std::ios_base::openmode /*which*/) {

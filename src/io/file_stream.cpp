@@ -49,7 +49,7 @@ FileStream::~FileStream() {
 
 bool FileStream::open(const char* path, Mode mode) {
     close();
-    clearError();
+    forgetErrors();
     isReadable_ = mode == Mode::kRead;
     isWritable_ = mode != Mode::kRead;
     isReplacing_ = mode == Mode::kReplace;
@@ -69,12 +69,12 @@ bool FileStream::close() {
     if (file_ == nullptr) {
         return isGood();
     }
-    const bool isWhole = flush();
+    const bool isWhole = flush() && !hasFailed();
     if (isWhole && isReplacing_ && !vfs::takePlace(file_)) {
         fail("can't put the new contents in place of the old ones", path_);
     }
     closeFile();
-    return isGood();
+    return !hasFailed();
 }
 
 void FileStream::closeFile() {
@@ -112,7 +112,7 @@ std::uint64_t FileStream::sizeNow() {
 }
 
 bool FileStream::isWritable() const {
-    return isWritable_;
+    return file_ != nullptr && isWritable_;
 }
 
 bool FileStream::goTo(std::uint64_t position, bool isAllowed) {

@@ -35,7 +35,9 @@ std::size_t PartStream::writeAt(std::uint64_t position, const void* data, std::s
 }
 
 std::uint64_t PartStream::sizeNow() {
-    return size_;
+    const std::uint64_t end = whole_.size();
+    passOn(0);
+    return end > start_ ? std::min(size_, end - start_) : 0;
 }
 
 bool PartStream::sync() {

@@ -93,6 +93,7 @@ bool Stream::fail(const char* what, const char* whom) {
     if (isGood()) {
         std::snprintf(error_, sizeof error_, *whom == 0 ? "%s" : "%s: %s", what, whom);
     }
+    hasFailed_ = true;
     dropWindow(tell());
     return false;
 }
@@ -148,7 +149,9 @@ std::size_t Stream::writeOn(const void* data, std::size_t count) {
         return 0;
     }
     if (count > kLastPosition - std::min(tell(), kLastPosition)) {
-        fail("there is no such position");
+        if (settle()) { // what was written before stays
+            fail("there is no such position");
+        }
         return 0;
     }
     const auto* const bytes = static_cast<const unsigned char*>(data);

@@ -70,11 +70,16 @@ TEST(IoFileStream, KeepsTheOldFileAfterAnError) {
     EXPECT_EQ(file.write("new", 3), 3U);
     char c = 0;
     EXPECT_EQ(file.read(&c, 1), 0U) << "it is for writing";
-    EXPECT_FALSE(file.close());
+    file.clearError();
+    EXPECT_EQ(file.write("er", 2), 2U);
+    EXPECT_FALSE(file.close()) << "the error was cleared, but something may be missing";
+    EXPECT_EQ(file.write("x", 1), 0U) << "there is no file";
     EXPECT_EQ(readFile(path), "old");
 
-    EXPECT_FALSE(io::FileStream(directory.string().c_str(), Mode::kReplace).isOpen());
-    EXPECT_FALSE(io::FileStream("no/such/folder", Mode::kReplace).isOpen());
+    for (const std::string& nowhere : {directory.string(), directory.string() + '/',
+                                       std::string("no/such/folder"), std::string()}) {
+        EXPECT_FALSE(io::FileStream(nowhere.c_str(), Mode::kReplace).isOpen()) << nowhere;
+    }
     EXPECT_FALSE(io::FileStream(nullptr, Mode::kReplace).isOpen());
     EXPECT_EQ(countIn(directory), 1);
 }

@@ -12,6 +12,7 @@
 #include <cstring>
 #include <filesystem>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <random>
 #include <sstream>
@@ -225,6 +226,19 @@ TEST(IoStream, TheFirstErrorStays) {
     cases.push_back(
         {make(new io::StdInputStream(text)), write6, "this stream cannot be written to"});
     cases.push_back({make(new io::StdInputStream(bad)), read1, "the std::istream is not good"});
+    const auto clearAndRead = [&](io::Stream& stream) {
+        stream.clearError();
+        return read1(stream);
+    };
+    const auto clearAndFlush = [](io::Stream& stream) {
+        stream.clearError();
+        return stream.flush();
+    };
+    std::istream noInput(nullptr);
+    std::ostream noOutput(nullptr);
+    cases.push_back({make(new io::StdInputStream(noInput)), clearAndRead, cases.back().error});
+    cases.push_back(
+        {make(new io::StdOutputStream(noOutput)), clearAndFlush, "the std::ostream is not good"});
     for (const Case& test : cases) {
         SCOPED_TRACE(test.error);
         EXPECT_FALSE(test.call(*test.stream));
@@ -235,6 +249,13 @@ TEST(IoStream, TheFirstErrorStays) {
     }
     cases[0].stream->clearError();
     EXPECT_TRUE(cases[0].stream->seek(0) && read1(*cases[0].stream));
+
+    io::MemoryStream memory;
+    EXPECT_EQ(memory.write("abc", 3) + memory.write("x", ~std::size_t{0} / 2 + 1), 3U);
+    EXPECT_EQ(memory.bytes().size(), 3U) << "what was written before the error";
+    memory.clearError();
+    io::PartStream part(memory, 1, 100);
+    EXPECT_EQ(part.size(), 2U) << "no more than there is";
 }
 
 TEST(IoStream, StandardStreamsOverOurs) {
@@ -257,7 +278,14 @@ TEST(IoStream, StandardStreamsOverOurs) {
     both.seekg(-16, std::ios::end);
     EXPECT_EQ(std::string(std::istreambuf_iterator<char>(both), {}), "first LINE\n4711\n");
 
+    both.clear();
+    both.seekg(0);
     char small[4];
+    both.peek();
+    EXPECT_EQ(both.read(small, 3).unget().get(), 'r') << "the last one read";
+    EXPECT_EQ(both.tellg(), 3);
+    EXPECT_FALSE(both.seekg(std::numeric_limits<std::streamoff>::max(), std::ios::cur));
+
     io::BlockStream block(small, sizeof small);
     io::StreamBuffer full(block);
     std::ostream out(&full);

@@ -17,6 +17,9 @@ SystemError TargetFile::locate(const char* path) {
         if (!enterDirectory()) {
             return lastError();
         }
+        if (*name_ == 0) {
+            return name_ == path_ ? ENOENT : EISDIR;
+        }
         if (fstatat(directory(), name_, &status_, AT_SYMLINK_NOFOLLOW) != 0) {
             return errno == ENOENT && links == 0 ? 0 : lastError();
         }
