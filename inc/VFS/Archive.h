@@ -15,7 +15,8 @@
  * millions, those whose sizes stand behind their data (data descriptors: the archive's directory
  * has them, too), and data in front of the archive, as in programs that unpack themselves. Entries
  * are found by the bytes of their names. The directory is read when the archive is mounted, the
- * check sum of a file when it is read: a damaged file is a failure.
+ * check sum of a file when it is read to its end: a damaged file is a failure. (io::MountedStream
+ * does not compare the sum of a stored file in which it seeks.)
  *
  * One bad entry does not spoil the others. Entries that are encrypted, packed by another method, or
  * whose sizes or place cannot be are there, but reading them fails, with a WARNING line that says
@@ -24,10 +25,13 @@
  * is a file's and a folder's, the second time. Of two files of one name the last one counts, also
  * with a line.
  *
- * An archive is refused as a whole, with a WARNING line that says why, if its directory is damaged,
- * if it is one of several parts, if entries overlap so that more data are in them than in the
- * archive, or if names are made to take more memory or time than is their due. Symbolic links in
- * directories are not followed.
+ * An archive is refused as a whole, with a WARNING line that says why, if its directory is damaged
+ * or has another number of entries than it says, if it is one of several parts, if entries overlap
+ * so that more data are in them than in the archive, or if names are made to take more memory or
+ * time than is their due. Symbolic links in directories are not followed.
+ *
+ * Bytes behind an archive and its comment are passed over with a WARNING line: the file may be what
+ * is left of a larger archive, whose last file was an archive itself.
  *
  * Mount ordinary files only: on Linux opening a pipe in a mounted directory waits for its other
  * end.
@@ -66,9 +70,10 @@ QZ_API void vfs_deinit(void);
  * tree its files appear; null means the root. append: non-zero puts it behind what is mounted
  * already, zero in front. Earlier ones win.
  *
- * Returns non-zero if anything was mounted, with a DEBUG line for each: also if one of the two is
- * there and could not be mounted, a damaged archive, for example. A path that is mounted already
- * stays where it is, also when another mount point is asked for, and counts as mounted. */
+ * Returns non-zero if at least one of the two was mounted, with a DEBUG line for each that was. The
+ * other one may be there as well and have failed, a damaged archive, for example. A path that is
+ * mounted already stays where it is, also when another mount point is asked for, and counts as
+ * mounted. */
 QZ_API int vfs_mount(const char* path, const char* mount_point, int append);
 
 /* Unmounts what vfs_mount mounted under this path, with a DEBUG line for each. Returns non-zero if

@@ -207,6 +207,10 @@ void* mountArchive(PHYSFS_Io& io, const char* name, int& claimed) {
         refusal = archive->readDirectory(extent);
         if (refusal == nullptr) {
             archive->keepSource();
+            if (extent.behind != 0) {
+                qz_logf(kArchiveModule, QZ_LOG_WARNING, "%s: %llu bytes are behind its end.", name,
+                        static_cast<unsigned long long>(extent.behind));
+            }
             return archive.release();
         }
     }

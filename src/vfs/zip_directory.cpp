@@ -130,6 +130,9 @@ public:
         for (std::uint64_t left = extent_.entries; left > 0 && refusal == nullptr; --left) {
             refusal = addNext();
         }
+        if (refusal == nullptr && isAtEntry()) {
+            refusal = "it has more entries than it says";
+        }
         if (complaints_ > kMostComplaints) {
             qz_logf(kArchiveModule, QZ_LOG_WARNING, "%s: %llu more of its entries are as bad.",
                     archive_, static_cast<unsigned long long>(complaints_ - kMostComplaints));
@@ -138,6 +141,12 @@ public:
     }
 
 private:
+    bool isAtEntry() {
+        const zip::Bytes next = input_.peek(zip::kEntrySignature.size());
+        return !next.empty() &&
+               std::equal(zip::kEntrySignature.begin(), zip::kEntrySignature.end(), next.begin());
+    }
+
     const char* addNext() {
         zip::Entry record;
         const zip::Bytes start = input_.peek(zip::Entry::kSize);

@@ -14,6 +14,7 @@ struct ZipExtent {
     std::uint64_t end;
     std::uint64_t entries; // there is room for so many
     std::uint64_t shift;   // the length of what is in front of the archive: positions leave it out
+    std::uint64_t behind;  // the length of what is behind its comment: nothing should be there
 };
 
 // Throws std::bad_alloc.

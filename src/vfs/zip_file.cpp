@@ -55,7 +55,7 @@ const char* ZipFile::open(const ZipEntry& entry, std::uint64_t dataEnd) {
     }
     input_.setEnd(data_ + entry.packed);
     input_.skip(length);
-    return begin();
+    return entry.size == 0 && entry.sum != 0 ? kWrongSum : begin();
 }
 
 // At the beginning of the data.

@@ -22,8 +22,9 @@ public:
     ZipFile& operator=(const ZipFile&) = delete;
 
     // What fails says why; null is success. The entry must be one that can be read, and its data
-    // end at `dataEnd` at the latest. Reading fails unless there are so many bytes left, and at the
-    // end of a file that was read from its beginning on and has not the sum that it should have.
+    // end at `dataEnd` at the latest. Opening fails if the file is empty and its sum is not 0.
+    // Reading fails unless there are so many bytes left, and at the end of a file that was read
+    // from its beginning on and has not the sum that it should have.
     const char* open(const ZipEntry& entry, std::uint64_t dataEnd);
     const char* read(void* to, std::size_t count);
 

@@ -315,7 +315,7 @@ TEST_F(VfsArchive, OneBadEntryDoesNotSpoilTheOthers) {
     fs::copy_file(given / "unreadable.zip", "bad.zip");
     ASSERT_TRUE(mount("bad", "/bad"));
     EXPECT_EQ(read("bad/fine.txt"), "fine");
-    EXPECT_EQ(list("bad").size(), 12U);
+    EXPECT_EQ(list("bad").size(), 13U);
     const std::string impossible = "its size or place is impossible";
     for (const auto& [name, flaw] : std::map<std::string, std::string>{
              {"stored_bomb", impossible},
@@ -328,13 +328,25 @@ TEST_F(VfsArchive, OneBadEntryDoesNotSpoilTheOthers) {
              {"encrypted", "it is encrypted"},
              {"bzip2", "it is packed by a method that is not supported"},
              {"longer", "its data is damaged"},
-             {"misplaced", "its data is not where the archive says"}}) {
+             {"misplaced", "its data is not where the archive says"},
+             {"empty", "its check sum does not match"}}) {
         log.take();
         readOptional("bad/" + name, -1);
         const Lines lines = log.messages();
         ASSERT_EQ(lines.size(), 2U);
         EXPECT_EQ(lines[0], "bad.zip: " + name + ": " + flaw + ".");
     }
+}
+
+TEST_F(VfsArchive, TheEndIsNeitherInACommentNorIsSomethingBehindIt) {
+    fs::copy_file(given / "comment.zip", "comment.zip");
+    EXPECT_TRUE(mount("comment"));
+    EXPECT_EQ(read("fine.txt"), "fine");
+    writeFile("cut.zip", readFile(given / "small.zip") + "more");
+    EXPECT_TRUE(mount("cut"));
+    EXPECT_EQ(log.messages(),
+              (Lines{"Mounted comment.zip to /.", "cut.zip: 4 bytes are behind its end.",
+                     "Mounted cut.zip to /."}));
 }
 
 // Every cut and flips in every byte of a small archive: it is refused, its files are, or they are

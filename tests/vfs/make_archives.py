@@ -135,7 +135,7 @@ UNREADABLE = zip64(
     Entry(b"negative64", size=HUGE, extra=numbers64((1 << 64) - 2)), Entry(b"missing64", size=HUGE),
     Entry(b"extra64", size=HUGE, extra=struct.pack("<2H", 7, 60000) + b"..."),
     Entry(b"encrypted", flags=1), Entry(b"bzip2", method=12), Entry(b"longer", PACKED, method=8, size=55),
-    Entry(b"misplaced", at=1))
+    Entry(b"misplaced", at=1), Entry(b"empty", size=0, packed=0))
 
 # Without a place in the tree, and more of them than get a line each.
 LEFT_OUT = plain(
@@ -151,6 +151,7 @@ HOSTILE = {
     "countless": zip64(FINE).replace(struct.pack("<2Q", 1, 1), struct.pack("<2Q", 1 << 60, 1 << 60)),
     "overlap": plain(*(Entry(b"%d" % i, size=200, packed=200, at=0) for i in range(9))),
     "elsewhere": plain(FINE)[:-12] + struct.pack("<2IH", 50, 50, 0),
+    "fewer": plain(FINE, Entry(b"more")).replace(struct.pack("<2H", 2, 2), struct.pack("<2H", 1, 1)),
     "part": plain(FINE)[:-18] + struct.pack("<7H", 1, 1, 1, 1, 0, 0, 0),
     "empty": b"",
     "end_only": b"PK\5\6",
@@ -183,6 +184,8 @@ def main(folder, program):
     with open(path("python.zip"), "rb") as archive:
         write("behind_program.zip", program_text + archive.read())
     write("small.zip", plain(FINE))
+    comment = b"like " + end(0, 0, 0) + b" or " + end(0, 0, 0)
+    write("comment.zip", plain(FINE)[:-2] + struct.pack("<H", len(comment)) + comment)
     with zipfile.ZipFile(path("both_kinds.zip"), "w") as archive:
         archive.writestr("s", b"stored")
         archive.writestr("d", b"deflated" * 9, zipfile.ZIP_DEFLATED)
