@@ -32,7 +32,9 @@ public:
         } else if (turns_ < kTurnsBeforeSleeping) {
             platform::yieldThread();
         } else {
+            const int cancellation = platform::forbidCancellation(); // somebody may wait for us
             platform::sleepFor(std::chrono::microseconds(50));
+            platform::resumeCancellation(cancellation);
         }
     }
 

@@ -47,6 +47,11 @@ void sleepFor(std::chrono::microseconds time);
 // Keeps signals from being handled on the calling thread, those of its own faults excepted.
 void blockSignals();
 
+// Keeps others from cancelling the calling thread, which otherwise ends where it waits, opens or
+// writes. Returns its state before, for resumeCancellation.
+int forbidCancellation();
+void resumeCancellation(int before);
+
 int processId();
 
 // True when the process is ending and the system has killed all threads but the calling one,

@@ -107,6 +107,13 @@ void WaitLine::wait(Ownership& lock, std::uintptr_t self) {
     if (obtainBySpinning(lock, self)) {
         return;
     }
+    // A thread that ended here would take its place in the line, and perhaps the lock, with it.
+    const int cancellation = platform::forbidCancellation();
+    sleepUntilObtained(lock, self);
+    platform::resumeCancellation(cancellation);
+}
+
+void WaitLine::sleepUntilObtained(Ownership& lock, std::uintptr_t self) {
     Waiter* const waiter = join(lock, self);
     if (waiter == nullptr) {
         while (!lock.obtain(self)) {

@@ -56,6 +56,7 @@ public:
 private:
     struct Waiter;
 
+    void sleepUntilObtained(Ownership& lock, std::uintptr_t self);
     Waiter* join(Ownership& lock, std::uintptr_t self);
     void leave(Waiter& waiter);
     void callFirst(const Ownership* lock);

@@ -80,6 +80,24 @@ TEST(Futex, TakesNoProcessorTimeWhileItIsWaitedFor) {
     EXPECT_LT(std::clock() - begin, CLOCKS_PER_SEC / 20);
     futex.unlock();
 }
+
+TEST(Futex, IsObtainedByAThreadThatIsCancelledMeanwhile) {
+    Sync::Futex futex;
+    bool isObtained = false;
+    futex.lock();
+    std::thread other([&] {
+        futex.lock();
+        isObtained = true;
+        futex.unlock();
+    });
+    const pthread_t native = other.native_handle();
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    pthread_cancel(native);
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    futex.unlock();
+    other.join();
+    EXPECT_TRUE(isObtained);
+}
 #endif
 
 TEST(Futex, MayBeDestroyedByItsNextOwner) {

@@ -7,6 +7,7 @@
 #include "platform/linux/spare_descriptors.h"
 #include "platform/posix/report_stack.h"
 #include "platform/report_turn.h"
+#include "platform/thread.h"
 
 #include <pthread.h>
 #include <sys/syscall.h>
@@ -43,17 +44,6 @@ struct Received {
     void* registers;
     int cancellation; // the thread's state before
 };
-
-// A thread that somebody has cancelled would otherwise end where it waits, opens or writes.
-int forbidCancellation() {
-    int before = PTHREAD_CANCEL_ENABLE;
-    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before);
-    return before;
-}
-
-void resumeCancellation(int before) {
-    pthread_setcancelstate(before, nullptr);
-}
 
 bool wasSent(const siginfo_t& info) {
     return info.si_code <= 0;

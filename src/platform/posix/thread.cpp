@@ -124,6 +124,16 @@ void blockSignals() {
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 }
 
+int forbidCancellation() {
+    int before = PTHREAD_CANCEL_ENABLE;
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before);
+    return before;
+}
+
+void resumeCancellation(int before) {
+    pthread_setcancelstate(before, nullptr);
+}
+
 int processId() {
     return getpid();
 }

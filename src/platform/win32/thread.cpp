@@ -118,6 +118,12 @@ void sleepFor(std::chrono::microseconds time) {
 
 void blockSignals() {}
 
+int forbidCancellation() {
+    return 0;
+}
+
+void resumeCancellation(int) {}
+
 int processId() {
     return static_cast<int>(GetCurrentProcessId());
 }
