@@ -50,8 +50,8 @@ public:
      * getMailbox tells. */
     virtual void addMailbox(const Mem::Ptr<Mailbox>& mailbox) = 0;
 
-    /* Makes an address free again. Does nothing if it is. Somebody may just be sending to the
-     * mailbox that was there, and it may still receive after this. */
+    /* Makes an address free again. Does nothing if it is. A thread that began to send to the
+     * mailbox before may still call its receive() after this. */
     virtual void removeMailbox(uint32_t address) = 0;
 
     /* Lets the receiver at the message's address handle it and returns its result; false if there

@@ -11,11 +11,20 @@
 
 namespace Sync {
 
-/* A lock that its owner may lock again; each lock wants its unlock by the same thread. Meant for
- * what takes little time: taking it when it is free costs one atomic operation, giving it up none.
- * Threads that wait for it spin for a microsecond or two and then sleep, which takes no processor
- * time. They get it in no particular order, but once a millisecond it goes to the one that has
- * slept longest, so none waits for ever. */
+/* A lock that its owner may lock again. A thread that has locked it several times must unlock it as
+ * many times. Meant for what takes little time: taking it when it is free costs one atomic
+ * operation, giving it up none. Threads that wait for it spin for a microsecond or two and then
+ * sleep, which takes no processor time. They get it in no particular order, but an owner that gives
+ * it up hands it to the thread that has slept longest, if a millisecond has passed since that
+ * happened last. So nobody waits for ever as long as every owner gives it up.
+ *
+ * Many locks share a line of sleeping threads. While threads sleep for one of them, giving up
+ * another takes longer, the more of them sleep.
+ *
+ * A thread that is cancelled (pthread_cancel) while it waits gets the lock first. A child of fork()
+ * must not use a lock for which other threads waited, even if its thread is the owner: the lock may
+ * be handed to a thread that the child does not have. When a Windows process ends, the system kills
+ * all threads but one; that one gets the lock whoever had it. */
 class QZ_API Futex {
 public:
     /* If there is no memory for it, it locks nothing. */

@@ -11,8 +11,8 @@
 namespace Mail {
 
 // Readers count themselves, each on a cache line that it seldom shares with another thread, so they
-// cost each other nothing. A change costs a look at all counts. Readers do not wait for it but are
-// sent away, to read under the lock that those who change something hold.
+// cost each other nothing. A change costs a look at all counts. Readers do not wait for it:
+// they are told that they are not allowed inside, and take the lock of those who change something.
 class Readers {
     struct alignas(64) Count {
         std::atomic<std::uint32_t> inside{0};

@@ -42,8 +42,8 @@ bool obtainBySpinning(Ownership& lock, std::uintptr_t self) {
 
 } // namespace
 
-// Kept for the next one who waits when its thread has the lock: whoever wakes it may still be about
-// to do so. The next one then wakes for nothing.
+// When its thread has the lock, a waiter is kept for another thread and not deleted, because
+// somebody may still be about to wake it. The other thread then wakes for nothing and sleeps again.
 struct WaitLine::Waiter {
     Ownership* lock = nullptr;
     std::uintptr_t thread = 0;
@@ -66,24 +66,24 @@ struct WaitLine::Waiter {
     }
 
     void wake() {
-        if (!isAwake_.exchange(true)) {
+        if (!isSignalled_.exchange(true)) {
             wake_.signal();
         }
     }
 
     void sleep() {
         wake_.wait();
-        isAwake_.exchange(false);
+        isSignalled_.exchange(false);
     }
 
     void nap() {
         if (wake_.waitFor(kNap)) {
-            isAwake_.exchange(false);
+            isSignalled_.exchange(false);
         }
     }
 
 private:
-    std::atomic<bool> isAwake_{false}; // or about to be: one signal at a time
+    std::atomic<bool> isSignalled_{false}; // or about to be: one signal at a time
     platform::Semaphore wake_;
 };
 
