@@ -35,12 +35,13 @@ TEST(Futex, TryLockWaitsWhateverItsTimeOut) {
     futex.unlock();
 }
 
-// One thread gives it up only to take it again. It holds it for longer than it takes until the lock
-// is handed over, so those who sleep have it before the holder has it again. With luck they also
+// One thread gives it up only to take it again. All hold it for longer than it takes until the lock
+// is handed over, so those who sleep have it before the first one has it again. With luck they also
 // have an unfair lock soon, but not every time.
 TEST(Futex, LetsEverybodyHaveATurn) {
     constexpr int kRounds = 10;
     constexpr int kThreads = 16;
+    constexpr std::chrono::milliseconds kHold{2};
     constexpr int kMostTurns = 4 * kRounds; // with a fair lock one a round, and some to spare
     int turns = 0;
     for (int round = 0; round < kRounds; ++round) {
@@ -53,6 +54,7 @@ TEST(Futex, LetsEverybodyHaveATurn) {
                 --starting;
                 futex.lock();
                 --waiting;
+                std::this_thread::sleep_for(kHold);
                 futex.unlock();
             });
         });
@@ -61,7 +63,7 @@ TEST(Futex, LetsEverybodyHaveATurn) {
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
         for (; waiting != 0 && turns < kMostTurns; ++turns) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+            std::this_thread::sleep_for(kHold);
             futex.unlock();
             futex.lock();
         }
