@@ -7,7 +7,10 @@ namespace serial {
 
 namespace {
 
-const Version kNothing;
+const Version& nothing() {
+    static const Version version;
+    return version;
+}
 
 } // namespace
 
@@ -17,11 +20,11 @@ const Version& Entry::at(std::uint32_t state) const {
             return *version;
         }
     }
-    return kNothing;
+    return nothing();
 }
 
 const Version& Entry::last() const {
-    return versions.empty() ? kNothing : versions.back();
+    return versions.empty() ? nothing() : versions.back();
 }
 
 std::uint32_t History::numberOf(const Common::Identifiable& object) const {
