@@ -2,6 +2,7 @@
 // and waits until the last one is done. On one processor: taskset -c 0.
 #include "Tasks/TaskManager.h"
 
+#include "countdown.h"
 #include "goals.h"
 
 #include <benchmark/benchmark.h>
@@ -11,14 +12,10 @@
 #include <tbb/global_control.h>
 #include <tbb/task_arena.h>
 
-#include <algorithm>
-#include <atomic>
 #include <cstddef>
 #include <deque>
 #include <future>
-#include <semaphore>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace {
@@ -26,40 +23,23 @@ namespace {
 constexpr std::size_t kTasks = 1 << 16;
 constexpr std::size_t kThreads = 1 << 8; // std::async starts one for each
 
-unsigned workers() {
-    return std::max(2U, std::thread::hardware_concurrency());
-}
+using bench::Countdown;
+using bench::Stage;
+using bench::workers;
 
 // --- Independent tasks.
 
-class Round {
-public:
-    explicit Round(std::size_t tasks) : left_(tasks) {}
-
-    void taskIsDone() {
-        if (left_.fetch_sub(1) == 1) {
-            done_.release();
-        }
-    }
-
-    void wait() { done_.acquire(); }
-
-private:
-    alignas(64) std::atomic<std::size_t> left_;
-    std::binary_semaphore done_{0};
-};
-
 class QzTasks {
 public:
-    void add(Round& round) {
-        QZ_add_task(&round, [](void* given) { static_cast<Round*>(given)->taskIsDone(); });
+    void add(Countdown& round) {
+        QZ_add_task(&round, [](void* given) { static_cast<Countdown*>(given)->done(); });
     }
 };
 
 class TbbArena {
 public:
-    void add(Round& round) {
-        arena_.enqueue([&round] { round.taskIsDone(); });
+    void add(Countdown& round) {
+        arena_.enqueue([&round] { round.done(); });
     }
 
 private:
@@ -70,8 +50,8 @@ private:
 
 class AsioPool {
 public:
-    void add(Round& round) {
-        boost::asio::post(pool_, [&round] { round.taskIsDone(); });
+    void add(Countdown& round) {
+        boost::asio::post(pool_, [&round] { round.done(); });
     }
 
 private:
@@ -80,8 +60,8 @@ private:
 
 class StdAsync {
 public:
-    void add(Round& round) {
-        futures_.push_back(std::async(std::launch::async, [&round] { round.taskIsDone(); }));
+    void add(Countdown& round) {
+        futures_.push_back(std::async(std::launch::async, [&round] { round.done(); }));
     }
 
 private:
@@ -93,7 +73,7 @@ void tasks(benchmark::State& state) {
     const auto count = static_cast<std::size_t>(state.range(0));
     Pool pool;
     for (auto _ : state) {
-        Round round(count);
+        Countdown round(count);
         for (std::size_t i = 0; i < count; ++i) {
             pool.add(round);
         }
@@ -104,18 +84,6 @@ void tasks(benchmark::State& state) {
 
 // --- Serial queues.
 
-// A callback of a queue needs no atomic counter: that is what such queues are for.
-struct alignas(64) Stage {
-    std::size_t left;
-    Round* round;
-
-    void callbackIsDone() {
-        if (--left == 0) {
-            round->taskIsDone();
-        }
-    }
-};
-
 class QzQueue {
 public:
     explicit QzQueue(std::size_t number)
@@ -123,7 +91,7 @@ public:
 
     void add(Stage& stage) {
         QZ_add_serial_queue_task(index_, &stage,
-                                 [](void* given) { static_cast<Stage*>(given)->callbackIsDone(); });
+                                 [](void* given) { static_cast<Stage*>(given)->done(); });
     }
 
 private:
@@ -135,7 +103,7 @@ public:
     explicit AsioStrand(boost::asio::thread_pool& pool) : strand_(pool.get_executor()) {}
 
     void add(Stage& stage) {
-        boost::asio::post(strand_, [&stage] { stage.callbackIsDone(); });
+        boost::asio::post(strand_, [&stage] { stage.done(); });
     }
 
 private:
@@ -148,7 +116,7 @@ void serialRounds(benchmark::State& state, AddQueues addQueues) {
     std::deque<Queue> queues;
     addQueues(queues, queueCount);
     for (auto _ : state) {
-        Round round(queueCount);
+        Countdown round(queueCount);
         std::vector<Stage> stages(queueCount, Stage{kTasks / queueCount, &round});
         for (std::size_t i = 0; i < kTasks; ++i) {
             queues[i % queueCount].add(stages[i % queueCount]);

@@ -1,6 +1,7 @@
 // What both sides of the frame work on.
 #pragma once
 
+#include "countdown.h"
 #include "frame/frame.h"
 
 #include <sched.h>
@@ -18,9 +19,7 @@
 #include <cstring>
 #include <new>
 #include <random>
-#include <semaphore>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace bench::frame {
@@ -76,39 +75,6 @@ inline std::vector<std::string> makeLines() {
         lines[i] = "moved entity " + std::to_string(1000 + i) + " to sector 17, nothing to do";
     }
     return lines;
-}
-
-// Waited for until so many things have been done by others.
-class Countdown {
-public:
-    explicit Countdown(std::size_t things) : left_(things) {}
-
-    void done() {
-        if (left_.fetch_sub(1) == 1) {
-            all_.release();
-        }
-    }
-    void wait() { all_.acquire(); }
-
-private:
-    alignas(64) std::atomic<std::size_t> left_;
-    std::binary_semaphore all_{0};
-};
-
-// A callback of a serial queue needs no atomic counter: that is what such queues are for.
-struct alignas(64) Stage {
-    std::size_t left;
-    Countdown* all;
-
-    void done() {
-        if (--left == 0) {
-            all->done();
-        }
-    }
-};
-
-inline unsigned workers() {
-    return std::max(2U, std::thread::hardware_concurrency());
 }
 
 // --- Snapshots -----------------------------------------------------------------------------------
