@@ -135,7 +135,7 @@ void detach() {
     core::defaultPool().close();
     core::closeWatchTable();
     core::closeLogAtUnload();
-    util::closePublication(); // with the log's last lines, which its reader has now
+    util::closePublication(); // behind the log's last lines
     core::closeLogReadersAtUnload();
     core::deleteObjectsAtUnload();
     tasks::WaitLine::releaseAll();

@@ -36,11 +36,12 @@ enum { QZ_PUBLISH_WATCH_MODE = 0x5150 };
  *   "_". The first call makes the memory, 256 KiB; so does one with another name, after it has let
  *   go of the old.
  *
- * The log is read by a reader of its own (qz_log_reader), and begins with what waits for the log's
- * files at the first call. It is one of the eight that may be open: with none free, or no memory,
- * the log has one WARNING, all else is published, and each look at the watches tries again. Other
- * processes see the newest 500 messages or more. At most 512 wait between two calls; what comes on
- * top is counted as lost.
+ * The first call attaches the log, beginning with what waits for the log's files. From then on the
+ * log's writer thread publishes each message as it writes it, whether qz_publish is called or not:
+ * a program that hangs, or has crashed, shows its last lines, and lines cost the frame nothing.
+ * Other processes see the newest 500 messages or more. This takes one of the eight places of
+ * readers (qz_log_reader): with none free, or no memory, the log has one WARNING, all else is
+ * published, and each look at the watches tries again.
  *
  * Watches are read on the calling thread, each at most every 250 ms, and one in a call; all of them
  * in the first. A name is published up to 31 bytes, a value up to 95. What a callback throws
@@ -56,8 +57,8 @@ enum { QZ_PUBLISH_WATCH_MODE = 0x5150 };
  * forked during a call, they return 0 and publish nothing. */
 QZ_API int qz_publish(const char* name);
 
-/* Publishes the last messages, up to 512, and lets go of the memory. Waits for the log's writer
- * thread to hand them over, 100 ms at most, and for a call of qz_publish to end. Does nothing if
+/* Lets go of the memory, behind the last messages. Waits for the log's writer thread to publish
+ * them, 200 ms at most, and for a call of qz_publish to end. Does nothing if
  * nothing is published. Call it before or after qz_log_stop. The unloading of the library does it
  * as well, and on Linux the end of the process; on Windows, where the other threads are killed
  * first, the end of the process publishes nothing. Any thread may call it, but no watch. */

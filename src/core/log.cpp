@@ -17,6 +17,7 @@
 #include <cstdio>
 #include <new>
 #include <optional>
+#include <utility>
 
 namespace {
 
@@ -351,8 +352,13 @@ bool core::isLogToCome() {
            (state == ThreadState::none || state == ThreadState::running) && !isThreadElsewhere();
 }
 
+qz_log_reader* core::openLogSink(std::unique_ptr<LogSink> sink) {
+    return isLogToCome() ? writer().readers().open(std::move(sink)) : nullptr;
+}
+
 qz_log_reader* qz_log_reader_open(void) {
-    return core::isLogToCome() ? writer().readers().open() : nullptr;
+    return core::openLogSink(
+        std::unique_ptr<core::LogSink>(new (std::nothrow) core::LogReaderQueue));
 }
 
 const qz_log_entry* qz_log_reader_read(qz_log_reader* reader) {

@@ -1,10 +1,13 @@
 #include "core/log_reader.h"
 
 #include <algorithm>
-#include <new>
 #include <utility>
 
 namespace core {
+
+void LogReaderQueue::add(std::span<const LogRecord* const> records) {
+    forEachMessage(records, [this](const LogRecord& record) { add(record); });
+}
 
 void LogReaderQueue::add(const LogRecord& record) {
     const std::uint32_t added = added_.load(std::memory_order_relaxed);
@@ -35,13 +38,12 @@ const qz_log_entry* LogReaderQueue::read() {
     return &entry_;
 }
 
-qz_log_reader* LogReaders::open() {
-    std::unique_ptr<LogReaderQueue> queue(new (std::nothrow) LogReaderQueue);
-    if (queue == nullptr) {
+qz_log_reader* LogReaders::open(std::unique_ptr<LogSink> sink) {
+    if (sink == nullptr) {
         return nullptr;
     }
     const auto place = std::find_if(readers_.begin(), readers_.end(),
-                                    [&queue](auto& reader) { return reader.open(queue); });
+                                    [&sink](auto& reader) { return reader.open(sink); });
     return place != readers_.end() ? &*place : nullptr;
 }
 
@@ -59,11 +61,11 @@ void LogReaders::add(std::span<const LogRecord* const> records) {
 
 } // namespace core
 
-bool qz_log_reader::open(std::unique_ptr<core::LogReaderQueue>& queue) {
+bool qz_log_reader::open(std::unique_ptr<core::LogSink>& sink) {
     if (!change(State::free, State::changing)) {
         return false;
     }
-    queue_ = std::move(queue);
+    sink_ = std::move(sink);
     state_.store(State::open);
     return true;
 }
@@ -88,17 +90,13 @@ void qz_log_reader::add(std::span<const core::LogRecord* const> records) {
         !change(State::open, State::adding)) {
         return;
     }
-    for (const core::LogRecord* const record : records) {
-        if (!record->isRequest()) {
-            queue_->add(*record);
-        }
-    }
+    sink_->add(records);
     if (!change(State::adding, State::open)) {
         release();
     }
 }
 
 void qz_log_reader::release() {
-    queue_.reset();
+    sink_.reset();
     state_.store(State::free);
 }

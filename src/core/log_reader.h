@@ -5,6 +5,7 @@
 #define QZ_LOG_NO_SHORT_NAMES
 #include "Core/Log.h"
 #include "core/log_record.h"
+#include "core/log_sink.h"
 
 #include <array>
 #include <atomic>
@@ -16,15 +17,15 @@
 namespace core {
 
 // One thread adds, one thread reads, and neither waits for the other.
-class LogReaderQueue {
+class LogReaderQueue final : public LogSink {
 public:
     // Not "= default": that would fill the copies with zeros.
     LogReaderQueue() {} // NOLINT(modernize-use-equals-default)
 
-    void add(const LogRecord& record);
+    void add(std::span<const LogRecord* const> records) override;
 
-    // Null if nothing waits. The entry stays as it is until the next call.
-    const qz_log_entry* read();
+    // The entry stays as it is until the next call.
+    const qz_log_entry* read() override;
 
 private:
     static constexpr std::uint32_t kMostWaiting = 512;
@@ -36,6 +37,8 @@ private:
         char module[sizeof(LogRecord::module)];
         char message[sizeof(LogRecord::message)];
     };
+
+    void add(const LogRecord& record);
 
     Copy& copy(std::uint32_t number) { return copies_[number % kMostWaiting]; }
 
@@ -51,13 +54,13 @@ private:
 } // namespace core
 
 // A place for one consumer. Any thread takes and leaves it, while the writer thread comes and goes.
-// Nobody waits: a consumer that leaves while the writer thread is at the queue leaves the queue to
+// Nobody waits: a consumer that leaves while the writer thread is at the sink leaves the sink to
 // it.
 struct qz_log_reader {
 public:
-    // Takes the queue over, unless somebody else has the place.
-    bool open(std::unique_ptr<core::LogReaderQueue>& queue);
-    const qz_log_entry* read() { return queue_ != nullptr ? queue_->read() : nullptr; }
+    // Takes the sink over, unless somebody else has the place.
+    bool open(std::unique_ptr<core::LogSink>& sink);
+    const qz_log_entry* read() { return sink_ != nullptr ? sink_->read() : nullptr; }
     void close();
 
     // For the writer thread, or for whoever stands in for it.
@@ -70,15 +73,15 @@ private:
     void release();
 
     std::atomic<State> state_{State::free};
-    std::unique_ptr<core::LogReaderQueue> queue_;
+    std::unique_ptr<core::LogSink> sink_;
 };
 
 namespace core {
 
 class LogReaders {
 public:
-    // Null if there is no memory or no place.
-    qz_log_reader* open();
+    // Null if the sink is null or there is no place.
+    qz_log_reader* open(std::unique_ptr<LogSink> sink);
 
     void closeAll();
 

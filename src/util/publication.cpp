@@ -7,11 +7,13 @@
 #include "core/library_log.h"
 #include "platform/thread.h"
 #include "tasks/census.h"
+#include "util/published_log.h"
 
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <new>
 #include <utility>
 
 namespace util {
@@ -25,8 +27,8 @@ constexpr double kNanosecondsASecond = 1e9;
 // Their callbacks take most of the time here: no frame is to have them all.
 constexpr std::size_t kWatchesACall = 1;
 
-// Other threads may log as fast as this one reads.
-constexpr int kMostMessages = 512;
+// For the writer thread to go away from the memory, in which it has only some lines to put.
+constexpr std::chrono::milliseconds kWriterMoment{100};
 
 std::uint64_t nanosecondsSince1970() {
     const auto time = std::chrono::system_clock::now().time_since_epoch();
@@ -56,8 +58,8 @@ bool Publication::makeBlock() {
     if (platform::sharedMemoryExists(running.c_str())) {
         return false;
     }
-    memory_.reset(platform::openSharedMemory(publishedAs(kBlockPrefix, name_, process_).c_str(),
-                                             PublishedBlock::kSize, nullptr));
+    memory_ = platform::OpenSharedMemory(platform::openSharedMemory(
+        publishedAs(kBlockPrefix, name_, process_).c_str(), PublishedBlock::kSize, nullptr));
     if (memory_ == nullptr || platform::sizeOf(*memory_) < PublishedBlock::kSize) {
         return false;
     }
@@ -81,15 +83,18 @@ void Publication::initialise() {
         storePublished(block_->snapshot, PublishedSnapshot{});
         storePublished(block_->snapshot.figures.time, now);
     }
-    log_.Init(block_->log, sizeof block_->log);
+    CRingBuffer().Init(block_->log, sizeof block_->log);
     mark.store(kPublishedMark, std::memory_order_release);
 }
 
+// The memory's name is free for the next one as soon as the writer thread has gone away. In a
+// forked child there is none to wait for.
 Publication::~Publication() {
-    // To a forked child the parent's reader is of no use, and may be in the middle of a change.
-    if (isOfThisProcess()) {
-        publishLog();
-        qz_log_reader_close(reader_);
+    qz_log_reader_close(log_);
+    constexpr std::chrono::milliseconds kStep{1};
+    for (auto left = kWriterMoment;
+         isOfThisProcess() && memory_.use_count() > 1 && left.count() > 0; left -= kStep) {
+        platform::sleepFor(kStep);
     }
 }
 
@@ -107,42 +112,24 @@ void Publication::publish() {
     measureRate(now);
     if (watches_.isWhole && now >= nextLook_) {
         nextLook_ = now + kSecondsBetweenLooks;
-        openReader();
+        attachLog();
         listWatches();
     }
     readWatches(isFirst ? kPublishedWatches : kWatchesACall);
-    publishLog();
     publishFigures();
 }
 
-// There may be too many others just now.
-void Publication::openReader() {
-    if (reader_ != nullptr || !core::isLogToCome()) {
+// There may be too many readers just now.
+void Publication::attachLog() {
+    if (log_ != nullptr || !core::isLogToCome()) {
         return;
     }
-    reader_ = qz_log_reader_open();
-    if (reader_ == nullptr && !isReaderMissed_) {
-        isReaderMissed_ = true;
+    log_ = core::openLogSink(
+        std::unique_ptr<core::LogSink>(new (std::nothrow) PublishedLog(memory_, *block_)));
+    if (log_ == nullptr && !isLogMissed_) {
+        isLogMissed_ = true;
         qz_log("QZCORE", QZ_LOG_WARNING,
                "The log is not published: eight read it already, or there is no memory");
-    }
-}
-
-void Publication::publishLog() {
-    const qz_log_entry* entry = nullptr;
-    for (int i = 0; i < kMostMessages && (entry = qz_log_reader_read(reader_)) != nullptr; ++i) {
-        publishMessage(*entry);
-    }
-}
-
-void Publication::publishMessage(const qz_log_entry& entry) {
-    PublishedMessage message{entry.time, entry.level, entry.lost, {}};
-    std::snprintf(message.module, sizeof message.module, "%s", entry.module);
-    const std::size_t length = std::strlen(entry.message);
-    if (log_.PushStart(static_cast<unsigned long>(sizeof message + length)) != 0) {
-        log_.PushData(reinterpret_cast<const char*>(&message), sizeof message);
-        log_.PushData(entry.message, static_cast<unsigned long>(length));
-        log_.PushStop();
     }
 }
 

@@ -1,7 +1,6 @@
 // The memory in which a program publishes itself.
 #pragma once
 
-#include "Shm/RingBuffer.h"
 #include "platform/shared_memory.h"
 #include "util/published_block.h"
 
@@ -12,7 +11,6 @@
 #include <string>
 #include <string_view>
 
-struct qz_log_entry;
 struct qz_log_reader;
 
 namespace util {
@@ -50,9 +48,7 @@ private:
     void initialise();
     bool isOfThisProcess() const;
 
-    void openReader();
-    void publishLog();
-    void publishMessage(const qz_log_entry& entry);
+    void attachLog();
     void publishFigures();
     void publishFrames(std::span<const double> seconds);
     void listWatches();
@@ -61,12 +57,11 @@ private:
 
     const std::string name_;
     const std::uint64_t process_;
-    platform::OpenSharedMemory memory_;
-    platform::OpenSharedMemory running_; // let go of first
+    std::shared_ptr<platform::SharedMemory> memory_; // the log's too
+    platform::OpenSharedMemory running_;             // let go of first
     PublishedBlock* block_ = nullptr;
-    CRingBuffer log_;
-    qz_log_reader* reader_ = nullptr;
-    bool isReaderMissed_ = false; // and that is said
+    qz_log_reader* log_ = nullptr;
+    bool isLogMissed_ = false; // and that is said
     PublishedFigures figures_{};
     Watches watches_{.isWhole = true};
     std::uint64_t nextFrame_ = 0; // of the profiler

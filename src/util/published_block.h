@@ -3,8 +3,9 @@
 //   running memory   only says that the program lives: no one else keeps it open
 //   block            a head, the snapshot, and the log in a CRingBuffer
 //
-// The block has one writer. Readers take no lock: they copy the snapshot, and again if the sequence
-// has changed meanwhile or is odd.
+// The snapshot has one writer, who publishes, and the log another one, the log's writer thread.
+// Readers take no lock: they copy the snapshot, and again if the sequence has changed meanwhile or
+// is odd.
 #pragma once
 
 #include "shm/shared_bytes.h"
