@@ -132,12 +132,9 @@ TEST(Publish, ReadersThatLagSeeAGap) {
     Watched watched(own());
     const std::string filler(300, 'x');
     std::string text;
-    for (int i = 0; i < 4000; ++i) {
+    for (int i = 0; i < 1000; ++i) { // more than the ring holds, and fewer than the log does
         text = std::to_string(i) + filler;
         qz_log("TEST", QZ_LOG_TRACE, text.c_str());
-        if (i % 100 == 99) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(3));
-        }
     }
     text = "last words";
     qz_log("TEST", QZ_LOG_INFO, text.c_str());
