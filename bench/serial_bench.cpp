@@ -279,13 +279,13 @@ BENCHMARK(save<Boost>)->Name("save/boost")->Apply(oneSize);
 BENCHMARK(load<Boost>)->Name("load/boost")->Apply(oneSize);
 
 constexpr bench::Goal kGoals[] = {
-    bench::atMost(0.5, "save/cereal/100000/real_time", "save/ours/100000/real_time"),
-    bench::atMost(0.5, "load/cereal/100000/real_time", "load/ours/100000/real_time"),
-    bench::atMost(0.8, "save/cereal/100000/real_time", "save/ours/100000/real_time", kSize),
-    bench::atMost(1.0, "save/boost/100000/real_time", "save/ours/100000/real_time"),
-    bench::atMost(1.0, "load/boost/100000/real_time", "load/ours/100000/real_time"),
-    bench::growth(1.5, "save/ours/10000/real_time", "save/ours/1000000/real_time"),
-    bench::growth(1.5, "load/ours/10000/real_time", "load/ours/1000000/real_time"),
+    bench::atMost(0.5, "save/cereal/100000", "save/ours/100000"),
+    bench::atMost(0.5, "load/cereal/100000", "load/ours/100000"),
+    bench::atMost(0.8, "save/cereal/100000", "save/ours/100000", kSize),
+    bench::atMost(1.0, "save/boost/100000", "save/ours/100000"),
+    bench::atMost(1.0, "load/boost/100000", "load/ours/100000"),
+    bench::growth(1.5, "save/ours/10000", "save/ours/1000000"),
+    bench::growth(1.5, "load/ours/10000", "load/ours/1000000"),
 };
 
 } // namespace

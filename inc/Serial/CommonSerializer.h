@@ -298,7 +298,9 @@ public:
     template<class T>
     void transferReference(Ref<T>& reference) {
         if (!isLoading_) {
-            writeReference(reference.get());
+            if (writeReference(reference.get())) {
+                introduce(*reference, dynamic_cast<SerializableObject*>(reference.get()));
+            }
             return;
         }
         Identifiable* const object = readReference();
@@ -376,15 +378,26 @@ private:
         }
     }
 
+    /* The same for a size that the compiler knows, which makes it a move or two. */
+    template<std::size_t kSize>
+    void transferBytes(void* bytes) {
+        if (kSize > static_cast<std::size_t>(end_ - cursor_)) [[unlikely]] {
+            transferMore(bytes, kSize);
+            return;
+        }
+        isLoading_ ? std::memcpy(bytes, cursor_, kSize) : std::memcpy(cursor_, bytes, kSize);
+        cursor_ += kSize;
+    }
+
     template<class T>
     void transferNumber(T& value) {
         if constexpr (sizeof(T) == 1 || std::endian::native == std::endian::little) {
-            transferBytes(&value, sizeof value);
+            transferBytes<sizeof value>(&value);
         } else {
             unsigned char bytes[sizeof value];
             std::memcpy(bytes, &value, sizeof value);
             std::reverse(bytes, bytes + sizeof value);
-            transferBytes(bytes, sizeof value);
+            transferBytes<sizeof value>(bytes);
             std::reverse(bytes, bytes + sizeof value);
             std::memcpy(&value, bytes, sizeof value);
         }
@@ -463,7 +476,8 @@ private:
     void openLevel();
     void closeLevel();
 
-    void writeReference(Identifiable* object);
+    bool writeReference(const Identifiable* object); /* true for one that was not met before */
+    void introduce(const Identifiable& object, SerializableObject* serializable);
     Identifiable* readReference();
     void failAsMisfit(const Identifiable& object);
     void failAsRange();
@@ -479,6 +493,7 @@ private:
 
     QZ_LOCAL void beginRecord(std::uint32_t version);
     QZ_LOCAL void endRecord();
+    QZ_LOCAL void makeRoom(std::size_t size);
     QZ_LOCAL std::uint32_t writeClass(const SerializableObject& object);
     QZ_LOCAL void saveObjects();
     QZ_LOCAL void handOver();
@@ -534,7 +549,9 @@ template<class Traits, class Allocator>
 void serialize(CommonSerializer& serializer, std::basic_string<char, Traits, Allocator>& text) {
     const std::size_t length = serializer.transferLength(text.size(), 1);
     if (serializer.isGood()) {
-        text.resize(length);
+        if (serializer.isLoading()) {
+            text.resize(length);
+        }
         serializer.transferRow(text.data(), length);
     }
 }
@@ -570,7 +587,9 @@ void serialize(CommonSerializer& serializer, std::vector<T, Allocator>& values) 
     if constexpr (SerializedAsBytes<T>) {
         const std::size_t length = serializer.transferLength(values.size(), sizeof(T));
         if (serializer.isGood()) {
-            values.resize(length);
+            if (serializer.isLoading()) {
+                values.resize(length);
+            }
             serializer.transferRow(values.data(), length);
         }
     } else {

@@ -11,9 +11,9 @@
 
 namespace serial {
 
-std::uint32_t sumOf(const unsigned char (&header)[kHeaderSize], const Bytes& body) {
+std::uint32_t sumOf(const unsigned char* header, const unsigned char* body, std::size_t size) {
     const auto seed = static_cast<std::uint32_t>(QZ_hash_data(header, kHeaderSize, 0));
-    return static_cast<std::uint32_t>(QZ_hash_data(body.data(), body.size(), seed));
+    return static_cast<std::uint32_t>(QZ_hash_data(body, size, seed));
 }
 
 } // namespace serial
@@ -24,7 +24,7 @@ namespace Common {
 // earlier ones; where they hold the earlier ones, the way back comes first.
 CommonSerializer::State::~State() {
     for (std::size_t i = objects.size(); i > 0; --i) {
-        Ref<Identifiable>& object = objects[i - 1].object;
+        Ref<SerializableObject>& object = objects[i - 1].object;
         if (object && object->getRefCount() == 1) {
             object = {};
         }
@@ -55,7 +55,7 @@ CommonSerializer::CommonSerializer(io::Stream& in, FactoryManager& factories, co
 CommonSerializer::~CommonSerializer() {
     if (isLoading_ && hasFailed_) {
         for (const State::Object& object : state_->objects) {
-            if (auto* const record = dynamic_cast<Record*>(object.serializable)) {
+            if (auto* const record = dynamic_cast<Record*>(object.object.get())) {
                 record->letGo();
             }
         }
@@ -223,7 +223,7 @@ std::uint32_t CommonSerializer::nodeOf(Scope* scope) {
     }
     if (scope->node == 0) {
         const std::uint32_t parent = nodeOf(scope->outer);
-        state_->nodes.push_back({parent, scope->name, scope->index});
+        state_->nodes.push_back({parent, static_cast<std::uint32_t>(scope->index), scope->name});
         scope->node = static_cast<std::uint32_t>(state_->nodes.size());
     }
     return scope->node;

@@ -57,7 +57,8 @@ void CommonSerializer::load(io::Stream& in) {
         failToRead();
         return;
     }
-    if (serial::getFixed<std::uint32_t>(sum) != serial::sumOf(header, state.body)) {
+    if (serial::getFixed<std::uint32_t>(sum) !=
+        serial::sumOf(header, state.body.data(), state.body.size())) {
         fail("a damaged file: its sum is wrong");
         return;
     }
@@ -139,15 +140,13 @@ void CommonSerializer::makeObject(std::uint32_t classIndex) {
     }
     State& state = *state_;
     const State::Class& itsClass = state.classes[classIndex];
-    Ref<Identifiable> object(state.factories->createInstance(itsClass.name));
-    auto* serializable = dynamic_cast<SerializableObject*>(object.get());
-    if (serializable == nullptr && state.limits.keepsUnknown) {
-        serializable = new Record(itsClass.name, itsClass.version,
-                                  static_cast<std::uint32_t>(state.objects.size() + 1));
-        object = Ref<Identifiable>(serializable);
+    const Ref<Identifiable> made(state.factories->createInstance(itsClass.name));
+    Ref<SerializableObject> object(dynamic_cast<SerializableObject*>(made.get()));
+    if (!object && state.limits.keepsUnknown) {
+        object = Ref<SerializableObject>(new Record(
+            itsClass.name, itsClass.version, static_cast<std::uint32_t>(state.objects.size() + 1)));
     }
-    state.objects.push_back({serializable != nullptr ? std::move(object) : Ref<Identifiable>(),
-                             serializable, classIndex, 0});
+    state.objects.push_back({std::move(object), classIndex, 0});
 }
 
 Identifiable* CommonSerializer::readReference() {
@@ -183,7 +182,7 @@ void CommonSerializer::loadObjects() {
     for (std::size_t i = 0; i < state.objects.size() && isGood(); ++i) {
         state.objectNode = state.objects[i].node;
         openRecord();
-        SerializableObject* const object = state.objects[i].serializable;
+        SerializableObject* const object = state.objects[i].object.get();
         if (object != nullptr && isGood()) {
             version_ = state.classes[state.objects[i].classIndex].version;
             object->serialize(*this);

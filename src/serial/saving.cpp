@@ -36,45 +36,55 @@ void CommonSerializer::beginRecord(std::uint32_t version) {
 void CommonSerializer::endRecord() {
     serial::Bytes& body = state_->body;
     const std::size_t size = usedBytes();
+    makeRoom(2 * kMostCompact + state_->mentions.size() + size + serial::kSumSize);
     append(body, size);
     append(body, state_->mentionCount);
     append(body, state_->mentions.data(), state_->mentions.size());
     append(body, state_->payload.data(), size);
 }
 
-void CommonSerializer::writeReference(Identifiable* object) {
-    if (hasFailed_) {
+// For a record, and for those to come, judged by those before: a body that only doubles its room
+// is copied more often, and takes twice the memory.
+void CommonSerializer::makeRoom(std::size_t size) {
+    serial::Bytes& body = state_->body;
+    if (body.capacity() - body.size() >= size) {
         return;
+    }
+    const std::size_t there = body.size() + size;
+    const std::size_t each = there / (state_->next + 1);
+    const std::size_t toCome = each * (state_->objects.size() - state_->next);
+    body.reserve(there + std::clamp(toCome + toCome / 8, there / 2, 3 * there));
+}
+
+bool CommonSerializer::writeReference(const Identifiable* object) {
+    if (hasFailed_) {
+        return false;
     }
     if (isFinished_) {
         fail("the serializer has finished");
-        return;
+        return false;
     }
     if (isPacked_) {
         packReference(object);
-        return;
+        return false;
     }
     State& state = *state_;
-    if (object == nullptr) {
-        append(state.mentions, 0);
-        ++state.mentionCount;
-        return;
-    }
     const auto next = static_cast<std::uint32_t>(state.objects.size() + 1);
-    const std::uint32_t number = state.numbers.findOrAdd(object, next);
+    const std::uint32_t number = object == nullptr ? 0 : state.numbers.findOrAdd(object, next);
     append(state.mentions, number);
     ++state.mentionCount;
-    if (number == next) {
-        auto* const serializable = dynamic_cast<SerializableObject*>(object);
-        if (serializable == nullptr) {
-            fail("an object of class \"" + object->getClassIdentifier().getClassName() +
-                 "\", which cannot be saved");
-            return;
-        }
-        const std::uint32_t classIndex = writeClass(*serializable);
-        state.objects.push_back(
-            {Ref<Identifiable>(object), serializable, classIndex, nodeOf(scope_)});
+    return number == next;
+}
+
+// What stands behind the first reference to an object.
+void CommonSerializer::introduce(const Identifiable& object, SerializableObject* serializable) {
+    if (serializable == nullptr) {
+        fail("an object of class \"" + object.getClassIdentifier().getClassName() +
+             "\", which cannot be saved");
+        return;
     }
+    const std::uint32_t classIndex = writeClass(*serializable);
+    state_->objects.push_back({Ref<SerializableObject>(serializable), classIndex, nodeOf(scope_)});
 }
 
 // With the first object of a class its name and version.
@@ -110,11 +120,12 @@ std::uint32_t CommonSerializer::writeClass(const SerializableObject& object) {
 // A work list: serializing an object may append others to it.
 void CommonSerializer::saveObjects() {
     State& state = *state_;
+    state.body.resize(serial::kHeaderSize); // filled in by handOver
     append(state.body, state.version);
     endRecord();
-    for (std::size_t i = 0; i < state.objects.size() && isGood(); ++i) {
-        const State::Object& object = state.objects[i];
-        SerializableObject& serializable = *object.serializable;
+    for (; state.next < state.objects.size() && isGood(); ++state.next) {
+        const State::Object& object = state.objects[state.next];
+        SerializableObject& serializable = *object.object;
         state.objectNode = object.node;
         beginRecord(state.classes[object.classIndex].version);
         serializable.serialize(*this);
@@ -127,17 +138,16 @@ void CommonSerializer::saveObjects() {
 
 void CommonSerializer::handOver() {
     State& state = *state_;
-    unsigned char header[serial::kHeaderSize];
+    serial::Bytes& file = state.body;
+    const std::size_t end = file.size();
+    const std::size_t size = end - serial::kHeaderSize;
+    file.resize(end + serial::kSumSize);
+    unsigned char* const header = file.data();
     std::copy(std::begin(serial::kMark), std::end(serial::kMark), header);
-    serial::putFixed<std::uint64_t>(header + sizeof serial::kMark, state.body.size());
-    unsigned char sum[serial::kSumSize];
-    serial::putFixed(sum, serial::sumOf(header, state.body));
+    serial::putFixed<std::uint64_t>(header + sizeof serial::kMark, size);
+    serial::putFixed(header + end, serial::sumOf(header, header + serial::kHeaderSize, size));
     state.objectNode = 0;
-    const bool isWritten =
-        state.out->write(header, sizeof header) == sizeof header &&
-        state.out->write(state.body.data(), state.body.size()) == state.body.size() &&
-        state.out->write(sum, sizeof sum) == sizeof sum;
-    if (!isWritten) {
+    if (state.out->write(file.data(), file.size()) != file.size()) {
         fail(state.out->getError());
     }
 }

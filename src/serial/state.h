@@ -41,7 +41,8 @@ T getFixed(const unsigned char* in) {
     return value;
 }
 
-std::uint32_t sumOf(const unsigned char (&header)[kHeaderSize], const Bytes& body);
+// Of a body, and of the header in front of it.
+std::uint32_t sumOf(const unsigned char* header, const unsigned char* body, std::size_t size);
 
 } // namespace serial
 
@@ -54,8 +55,7 @@ struct CommonSerializer::State {
     };
 
     struct Object {
-        Ref<Identifiable> object; // null for one that no factory made
-        SerializableObject* serializable;
+        Ref<SerializableObject> object; // null for one that no factory made
         std::uint32_t classIndex;
         std::uint32_t node; // of the path on which it was met first
     };
@@ -63,8 +63,8 @@ struct CommonSerializer::State {
     // A step on a path: a name, or the number of an item, or both.
     struct Node {
         std::uint32_t parent;
+        std::uint32_t index;
         const char* name;
-        std::size_t index;
     };
 
     State() = default;
@@ -80,7 +80,8 @@ struct CommonSerializer::State {
     qz::vector<Node> nodes; // number n is at n - 1
     std::uint32_t objectNode = 0;
     std::uint32_t version = 0; // of what is saved as a whole
-    serial::Bytes body;
+    serial::Bytes body;        // when saving, with the header in front
+    std::size_t next = 0;      // saving: the object to be written; loading: where its record begins
 
     // Saving.
     io::Stream* out = nullptr;
@@ -92,7 +93,6 @@ struct CommonSerializer::State {
 
     // Loading.
     FactoryManager* factories = nullptr;
-    std::size_t next = 0;                // where the next record begins
     qz::vector<std::uint32_t> mentioned; // the references of the record, as numbers
     std::size_t nextMention = 0;
 };
