@@ -1,10 +1,8 @@
 #include "fleet_state.h"
 
-#include "logging.h"
 #include "user_error.h"
 
 #include "Core/Hash.h"
-#include "Core/Log.h"
 #include "Globals.h"
 #include "IO/FileStream.h"
 #include "IO/MemoryStream.h"
@@ -67,17 +65,18 @@ void saveFleet(const std::string& file, FleetState& fleet) {
     }
 }
 
-bool loadFleet(const std::string& file, FleetState& fleet) {
+std::optional<FleetState> loadFleet(const std::string& file) {
     if (!VFS_exists(file.c_str())) {
-        return false;
+        return std::nullopt;
     }
     io::FileStream in(file.c_str(), io::FileStream::Mode::kRead);
     Common::CommonSerializer serializer(in, *registry);
+    FleetState fleet;
     serializer.transfer("fleet", fleet);
     if (!serializer.finish()) {
-        hostLog(QZ_LOG_WARNING, "%s: %s", file.c_str(), serializer.getError().c_str());
+        throw UserError(file + ": " + serializer.getError() + "; --fresh begins anew");
     }
-    return serializer.isGood();
+    return fleet;
 }
 
 std::uint32_t fingerprint(FleetState& fleet) {

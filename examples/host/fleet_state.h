@@ -10,6 +10,7 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -72,8 +73,8 @@ struct FleetState {
  * written. */
 void saveFleet(const std::string& file, FleetState& fleet);
 
-/* False if there is no such file, or it is damaged; the log has why. */
-bool loadFleet(const std::string& file, FleetState& fleet);
+/* Nothing if there is no such file. Throws UserError if there is one that cannot be read. */
+std::optional<FleetState> loadFleet(const std::string& file);
 
 /* Equal fleets have equal ones, on every system. */
 std::uint32_t fingerprint(FleetState& fleet);

@@ -17,13 +17,14 @@
 #include "VFS/Locations.h"
 
 #include <cstdio>
+#include <optional>
 
 namespace {
 
 constexpr double kSecondsForMainThreadTasks = 0.002;
 constexpr double kSecondsForTasksToEnd = 2.0;
 
-std::string resultFile(const char* name) {
+std::string resultFile(const std::string& name) {
     return systemPath(VFS_get_writedir()) + name;
 }
 
@@ -105,23 +106,24 @@ void writeProfile() {
     std::printf("result: %s\n", file.c_str());
 }
 
-/* From where the last run ended, or anew. */
+/* From where the last run ended, or anew. What cannot be gone on from is never replaced: whoever
+ * wants that says so. */
 void start(Fleet& fleet, const std::string& file, bool fresh) {
-    if (FleetState state; !fresh && loadFleet(file, state)) {
-        if (fleet.resume(state)) {
-            hostLog(QZ_LOG_INFO, "the ferries go on from frame %u", state.frames);
-            return;
-        }
-        hostLog(QZ_LOG_WARNING, "%s is of another world: ferries begin anew", file.c_str());
+    const std::optional<FleetState> state = fresh ? std::nullopt : loadFleet(file);
+    if (!state) {
+        fleet.begin();
+    } else if (fleet.resume(*state)) {
+        hostLog(QZ_LOG_INFO, "the ferries go on from frame %u", state->frames);
+    } else {
+        throw UserError(file + " is of another world; --fresh begins anew");
     }
-    fleet.begin();
 }
 
 } // namespace
 
 void runFrames(const World& world, const Settings& settings, bool fresh) {
     const std::string file = resultFile("logbook.txt");
-    const std::string saved = resultFile("ferries.qzo");
+    const std::string saved = resultFile(stemOf(world.file) + ".ferries.qzo");
     {
         Logbook logbook(file);
         Fleet fleet(world, logbook);

@@ -7,7 +7,8 @@
 
 /* Lets the ferries of a world sail for as many frames as the settings say, or until somebody wishes
  * to stop; then writes the logbook, the profile and what the ferries go on from next time into the
- * write directory. fresh: they do not go on from the last time. Throws UserError. */
+ * write directory, a file for each world. fresh: they do not go on from the last time. Throws
+ * UserError, also if what the last time has left cannot be gone on from; it stays as it is. */
 void runFrames(const World& world, const Settings& settings, bool fresh);
 
 #endif

@@ -192,13 +192,15 @@ class HostTest(unittest.TestCase):
         self.assertEqual(names.count("frame"), 240)
         self.assertGreaterEqual(names.count("find course"), 4)
         self.assertIn("go on from frame 240", self.fly("--frames", "1")[2])
-        saved = logbook.with_name("ferries.qzo")
-        for change, problem in ((lambda data: data[:-9] + b"!" + data[-8:], "ferries.qzo: a damaged file"),
-                                (lambda data: data[:100], "ferries.qzo: the file ends too early")):
-            saved.write_bytes(change(saved.read_bytes()))
+        saved = logbook.with_name("archipelago.ferries.qzo")
+        whole = saved.read_bytes()
+        for data, problem in ((whole[:-9] + b"!" + whole[-8:], "a damaged file"),
+                              (whole[:100], "the file ends too early")):
+            saved.write_bytes(data)
             code, _, err = self.fly("--frames", "1")
-            self.assertEqual(code, 0, err)
-            self.assertIn(problem, err)
+            self.assertEqual((code, saved.read_bytes()), (1, data))
+            self.assertRegex(err, f"archipelago.ferries.qzo: {problem}.*; --fresh begins anew")
+        saved.write_bytes(whole)
 
     def sail(self, *arguments):
         shutil.copy(ROOT / "examples/data/archipelago.lua", self.folder / "world.lua")
@@ -216,10 +218,19 @@ class HostTest(unittest.TestCase):
         for _ in range(10):
             last = fingerprint("--frames", "200")
         self.assertEqual(last, at_once)
+        # Another world has a save of its own, and one of the same name replaces none.
         arguments = self.sail("--frames", "1")
         path = self.folder / "world.lua"
-        path.write_text(path.read_text().replace("Three", "Four"))
-        self.assertIn("ferries.qzo is of another world", self.run_host(*arguments)[2])
+        world = path.read_text()
+        other = world.replace("Three", "Four")
+        (self.folder / "other.lua").write_text(other)
+        code, _, err = self.run_host(*(arg.replace("world.lua", "other.lua") for arg in arguments))
+        self.assertEqual(code, 0, err)
+        for text, result, words in ((other, 1, "world.ferries.qzo is of another world; --fresh"),
+                                    (world, 0, "the ferries go on from frame 2200")):
+            path.write_text(text)
+            code, _, err = self.run_host(*arguments)
+            self.assertEqual((code, words in err), (result, True), err)
 
     # Each start tells whether the one before has left a whole world, and no older one than before.
     def test_a_host_that_is_killed_while_it_saves_leaves_a_whole_world(self):
