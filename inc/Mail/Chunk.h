@@ -98,6 +98,7 @@ private:
     friend class ByteWriter;
     friend class Chain;
     friend class Space;
+    friend class SpareSpace;
 
     Mem::Ptr<Chunk> next_;
     Mem::Ptr<Buffer> buffer_;

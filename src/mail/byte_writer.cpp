@@ -57,14 +57,14 @@ bool ByteWriter::nextRegion() {
 }
 
 void ByteWriter::takeRegion() {
-    const Mem::Ptr<Chunk> region = mail::memory().spare.take();
-    if (!region) {
+    Region region = mail::memory().spare.take();
+    if (!region.buffer) {
         close();
         return;
     }
-    buffer_ = std::move(region->buffer_);
-    start_ = cursor_ = region->begin();
-    end_ = region->end();
+    buffer_ = std::move(region.buffer);
+    start_ = cursor_ = region.begin;
+    end_ = region.end;
 }
 
 void ByteWriter::keepWritten() {
@@ -80,9 +80,10 @@ void ByteWriter::keepWritten() {
     start_ = cursor_;
 }
 
+// The last that happens to the region.
 void ByteWriter::giveBackRest() {
     if (cursor_ != end_) {
-        mail::memory().spare.giveBack(Chunk::m_pool.make(buffer_, cursor_, end_));
+        mail::memory().spare.giveBack({std::move(buffer_), cursor_, end_});
     }
 }
 

@@ -59,16 +59,16 @@ Mem::Ptr<Chunk> Chunk::alloc(std::uint64_t n) {
     if (n > kAllBytes) {
         return nullptr;
     }
+    Mem::Ptr<Chunk> first = try_alloc(n);
+    if (!first || first->size() == n) {
+        return first; // as a rule; a chain would count references to it for nothing
+    }
     Chain chain;
-    while (n != 0) {
-        Mem::Ptr<Chunk> chunk = try_alloc(n);
-        if (!chunk) {
-            return nullptr;
-        }
+    for (Mem::Ptr<Chunk> chunk = std::move(first); chunk; chunk = try_alloc(n)) {
         n -= chunk->size();
         chain.append(std::move(chunk));
     }
-    return chain.take();
+    return n == 0 ? chain.take() : nullptr;
 }
 
 std::uint64_t Chunk::totalSize() const {

@@ -1,7 +1,7 @@
 #include "Mail/Message.h"
 
-#include "Mail/Stream.h"
-
+#include <algorithm>
+#include <cstring>
 #include <utility>
 
 namespace Mail {
@@ -46,16 +46,27 @@ void Message::setUserData(std::uint64_t data) {
 }
 
 std::uint64_t Message::getBytes(void* out, std::uint64_t n) const {
-    ByteReader reader;
-    return body_ && reader.init(body_->data_.first()) ? reader.getData(out, n) : 0;
+    auto* const bytes = static_cast<unsigned char*>(out);
+    const Chunk* chunk = body_ ? body_->data_.first().get() : nullptr;
+    std::uint64_t done = 0;
+    for (; chunk != nullptr && done != n; chunk = chunk->next().get()) {
+        const std::uint64_t count = std::min(n - done, chunk->size());
+        std::memcpy(bytes + done, chunk->begin(), count);
+        done += count;
+    }
+    return done;
 }
 
 bool Message::addBytes(const void* data, std::uint64_t n) {
-    if (!body_ || n > kMaxSize) {
+    if (!body_ || n > kMaxSize - body_->size_) {
         return false;
     }
-    ByteWriter writer;
-    Mem::Ptr<Chunk> bytes = writer.putData(data, n).end();
+    Mem::Ptr<Chunk> bytes = Chunk::alloc(n);
+    const auto* from = static_cast<const unsigned char*>(data);
+    for (const Chunk* chunk = bytes.get(); chunk != nullptr; chunk = chunk->next().get()) {
+        std::memcpy(chunk->begin(), from, chunk->size());
+        from += chunk->size();
+    }
     return n == 0 || (bytes && body_->append(std::move(bytes)));
 }
 

@@ -10,6 +10,14 @@ Mem::Ptr<Chunk> Space::makeBuffer() {
     return buffer ? Chunk::m_pool.make(buffer, buffer->data(), buffer->end()) : nullptr;
 }
 
+Mem::Ptr<Chunk> Space::cut(Chunk& chunk, std::uint64_t n) {
+    Mem::Ptr<Chunk> piece = chunk.head(n);
+    if (piece) {
+        chunk.begin_ += n;
+    }
+    return piece;
+}
+
 Mem::Ptr<Chunk> FreshSpace::carve(std::uint64_t n) {
     if (n == 0) {
         return nullptr;
@@ -21,30 +29,53 @@ Mem::Ptr<Chunk> FreshSpace::carve(std::uint64_t n) {
     if (!current_ || current_->size() <= n) {
         return std::move(current_);
     }
-    Mem::Ptr<Chunk> rest = tail(*current_, n);
-    if (!rest) {
-        return nullptr;
-    }
-    Mem::Ptr<Chunk> piece = head(*current_, n);
-    if (piece) {
-        current_ = std::move(rest);
-    }
-    return piece;
+    return cut(*current_, n);
 }
 
-Mem::Ptr<Chunk> SpareSpace::take() {
-    {
-        const std::lock_guard lock(lock_);
-        if (regions_.first()) {
-            return regions_.pop();
-        }
+Region SpareSpace::take() {
+    Region region = takeGivenBack();
+    if (!region.buffer) {
+        region.buffer = Buffer::make();
+        region.begin = region.buffer ? region.buffer->data() : nullptr;
+        region.end = region.buffer ? region.buffer->end() : nullptr;
     }
-    return makeBuffer();
+    return region;
 }
 
-void SpareSpace::giveBack(Mem::Ptr<Chunk> region) {
+Region SpareSpace::takeGivenBack() {
     const std::lock_guard lock(lock_);
-    regions_.append(std::move(region));
+    if (!first_) {
+        return {};
+    }
+    Mem::Ptr<Chunk> chunk = std::move(first_);
+    first_ = std::move(chunk->next_);
+    Region region{std::move(chunk->buffer_), chunk->begin_, chunk->end_};
+    chunk->next_ = std::move(unused_);
+    unused_ = std::move(chunk);
+    return region;
+}
+
+void SpareSpace::giveBack(Region region) {
+    const std::lock_guard lock(lock_);
+    Mem::Ptr<Chunk> chunk = chunkFor(std::move(region));
+    if (!chunk) {
+        return; // its bytes are free again with the buffer's others
+    }
+    Chunk* const added = chunk.get();
+    (first_ ? last_->next_ : first_) = std::move(chunk);
+    last_ = added;
+}
+
+Mem::Ptr<Chunk> SpareSpace::chunkFor(Region region) {
+    if (!unused_) {
+        return Chunk::m_pool.make(std::move(region.buffer), region.begin, region.end);
+    }
+    Mem::Ptr<Chunk> chunk = std::move(unused_);
+    unused_ = std::move(chunk->next_);
+    chunk->buffer_ = std::move(region.buffer);
+    chunk->begin_ = region.begin;
+    chunk->end_ = region.end;
+    return chunk;
 }
 
 } // namespace Mail

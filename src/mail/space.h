@@ -15,8 +15,8 @@ protected:
     // A chunk over all of a new buffer; null if there is no memory.
     static Mem::Ptr<Chunk> makeBuffer();
 
-    static Mem::Ptr<Chunk> head(const Chunk& chunk, std::uint64_t n) { return chunk.head(n); }
-    static Mem::Ptr<Chunk> tail(const Chunk& chunk, std::uint64_t n) { return chunk.tail(n); }
+    // Cuts the chunk's first n bytes off, of which it has more. Null if there is no memory.
+    static Mem::Ptr<Chunk> cut(Chunk& chunk, std::uint64_t n);
 
     Sync::Futex lock_;
 };
@@ -31,17 +31,29 @@ private:
     Mem::Ptr<Chunk> current_;
 };
 
+// Bytes of a buffer that one writer fills.
+struct Region {
+    Mem::Ptr<Buffer> buffer; // null: none
+    unsigned char* begin = nullptr;
+    unsigned char* end = nullptr;
+};
+
 // Space for those who do not: they take a region, and give back what they have not filled.
 class SpareSpace : private Space {
 public:
-    // A region of at least one byte, the one first given back if there is one; null if there is no
+    // At least one byte, of the region first given back if there is one; none if there is no
     // memory.
-    Mem::Ptr<Chunk> take();
+    Region take();
 
-    void giveBack(Mem::Ptr<Chunk> region);
+    void giveBack(Region region);
 
 private:
-    Chain regions_;
+    Region takeGivenBack();
+    Mem::Ptr<Chunk> chunkFor(Region region);
+
+    Mem::Ptr<Chunk> first_;  // of those given back
+    Chunk* last_ = nullptr;  // where there is a first; a Chain would count references to it
+    Mem::Ptr<Chunk> unused_; // a list: chunks for regions to come, which spare the pool's lock
 };
 
 } // namespace Mail
