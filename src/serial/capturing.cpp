@@ -12,14 +12,17 @@ namespace {
 // What differs between a base line, or nothing, and the newest state.
 class StateWriter {
 public:
-    StateWriter(const serial::History& history, std::uint32_t base)
-        : history_(history), base_(base) {
-        if (base != 0) {
-            numbers_ = history.changedSince(base);
+    StateWriter(serial::History& history, std::uint32_t base) : base_(base) {
+        if (base == 0) {
+            for (const auto& [number, entry] : history.entries()) {
+                entries_.push_back(entry);
+            }
             return;
         }
-        for (const auto& [number, entry] : history.entries()) {
-            numbers_.push_back(number);
+        for (const std::uint32_t number : history.changedSince(base)) {
+            if (const serial::Entry* const entry = history.find(number)) {
+                entries_.push_back(entry);
+            }
         }
     }
 
@@ -51,15 +54,11 @@ private:
     template<class Condition, class Write>
     void list(Condition condition, Write write) {
         serial::NumberList list;
-        for (const std::uint32_t number : numbers_) {
-            const serial::Entry* const entry = history_.find(number);
-            if (entry == nullptr) {
-                continue;
-            }
+        for (const serial::Entry* const entry : entries_) {
             const Version& was = entry->at(base_);
             const Version& is = entry->last();
             if (condition(was, is)) {
-                list.put(number, out_);
+                list.put(entry->number, out_);
                 write(was, is);
             }
         }
@@ -77,9 +76,8 @@ private:
         }
     }
 
-    const serial::History& history_;
     std::uint32_t base_;
-    qz::vector<std::uint32_t> numbers_;
+    qz::vector<const serial::Entry*> entries_; // by their numbers
     std::map<std::string, std::size_t> classes_;
     serial::BitWriter out_;
 };
@@ -92,78 +90,78 @@ void CommonBufferizer::State::failAt(std::uint32_t number, const SerializableObj
          "): " + what);
 }
 
+// Those to be looked at.
+qz::vector<serial::Entry*> CommonBufferizer::State::entriesToCapture(bool onlyMarked) {
+    qz::vector<serial::Entry*> entries;
+    if (onlyMarked && !areAllMarked) {
+        for (const std::uint32_t number : marked) {
+            if (serial::Entry* const entry = history.find(number)) {
+                entries.push_back(entry);
+            }
+        }
+    } else {
+        for (const auto& [number, entry] : history.entries()) {
+            entries.push_back(entry);
+        }
+    }
+    return entries;
+}
+
 std::uint32_t CommonBufferizer::State::capture(bool onlyMarked) {
     auto form = std::make_unique<serial::Packing>();
     serial::Packing& packing = *form;
     packing.numbers = &history;
     serial::ObjectSerializer serializer(std::move(form), false, limits.depth);
+    const qz::vector<serial::Entry*> entries = entriesToCapture(onlyMarked);
     serial::Changes changes;
-    const auto captureEntry = [&](std::uint32_t number, const serial::Entry& entry) {
-        return captureOne(number, entry, packing, serializer, changes);
-    };
-    if (onlyMarked) {
-        for (const std::uint32_t number : marked) {
-            const serial::Entry* const entry = history.find(number);
-            if (entry != nullptr && !captureEntry(number, *entry)) {
-                return 0;
-            }
-        }
-    } else {
-        for (const auto& [number, entry] : history.entries()) {
-            if (!captureEntry(number, entry)) {
-                return 0;
-            }
+    for (serial::Entry* const entry : entries) {
+        if (!captureOne(*entry, packing, serializer, changes)) {
+            return 0;
         }
     }
     serial::History::Line line = history.newest();
     ++line.state;
     for (const serial::Change& change : changes) {
-        line.sum += change.version.sum - history.find(change.number)->last().sum;
+        line.sum += change.version.sum - change.entry->last().sum;
     }
     history.append(line, changes);
-    clearMarks();
+    for (serial::Entry* const entry : entries) {
+        entry->isMarked = false;
+    }
+    marked.clear();
+    areAllMarked = false;
     history.keep(limits.states);
     return line.state;
 }
 
 // What an object is, if it is not what it was.
-bool CommonBufferizer::State::captureOne(std::uint32_t number, const serial::Entry& entry,
-                                         serial::Packing& packing,
+bool CommonBufferizer::State::captureOne(serial::Entry& entry, serial::Packing& packing,
                                          serial::ObjectSerializer& serializer,
                                          serial::Changes& changes) {
     const serial::Version& last = entry.last();
     if (!entry.object) {
         if (last.object) {
-            changes.push_back({number, {}});
+            changes.push_back({&entry, {}});
         }
         return true;
     }
     packing.begin();
     entry.object->serialize(serializer);
     if (!serializer.isGood()) {
-        failAt(number, *entry.object, serializer.getError());
+        failAt(entry.number, *entry.object, serializer.getError());
         return false;
     }
     const serial::Image& image = packing.image();
     if (last.object.get() != entry.object.get() || !serial::equal(*last.image, image)) {
-        changes.push_back({number,
+        changes.push_back({&entry,
                            {0, entry.object, std::make_shared<const serial::Image>(image),
-                            serial::sumOf(image, number)}});
+                            serial::sumOf(image, entry.number)}});
     }
     return true;
 }
 
-void CommonBufferizer::State::clearMarks() {
-    for (const std::uint32_t number : marked) {
-        if (serial::Entry* const entry = history.find(number)) {
-            entry->isMarked = false;
-        }
-    }
-    marked.clear();
-}
-
 std::vector<Mail::Message> CommonBufferizer::State::write(std::uint32_t base,
-                                                          std::uint32_t address) const {
+                                                          std::uint32_t address) {
     const serial::History::Line newest = history.newest();
     const serial::History::Line* const kept = base == 0 ? nullptr : history.findLine(base);
     const serial::History::Line line = kept == nullptr ? serial::History::Line() : *kept;

@@ -39,8 +39,9 @@ bool CommonBufferizer::add(std::uint32_t number, const Ref<SerializableObject>& 
             return false;
         }
         state.marked.push_back(number);
-        state.history.set(number, object);
-        state.history.find(number)->isMarked = true;
+        serial::Entry& added = state.history.findOrAdd(number);
+        state.history.set(added, object);
+        added.isMarked = true;
         return true;
     });
 }
@@ -51,7 +52,7 @@ bool CommonBufferizer::remove(std::uint32_t number) {
         if (!mark(number)) {
             return false;
         }
-        state.history.set(number, {});
+        state.history.set(*state.history.find(number), {});
         return true;
     });
 }
@@ -118,16 +119,8 @@ bool CommonBufferizer::read(const StateParts& parts) {
 }
 
 void CommonBufferizer::reset() {
-    State& state = *state_;
-    state.attempt<bool>([&] {
-        for (const auto& [number, entry] : state.history.entries()) {
-            if (entry.object) {
-                mark(number);
-            }
-        }
-        return true;
-    });
-    state.history.clear();
+    state_->areAllMarked = true;
+    state_->history.clear();
 }
 
 std::uint32_t CommonBufferizer::getNumber() const {

@@ -49,6 +49,7 @@ struct CommonBufferizer::State {
     Limits limits;
     serial::History history;
     qz::vector<std::uint32_t> marked;
+    bool areAllMarked = false; // whatever `marked` has
     std::string error;
 
     void fail(std::string_view what) noexcept;
@@ -67,15 +68,15 @@ struct CommonBufferizer::State {
     }
 
     std::uint32_t capture(bool onlyMarked);
-    std::vector<Mail::Message> write(std::uint32_t base, std::uint32_t address) const;
+    std::vector<Mail::Message> write(std::uint32_t base, std::uint32_t address);
     bool read(const detail::StateHeader& header, const serial::BitReader& bits);
 
     void failAt(std::uint32_t number, const SerializableObject& object, const std::string& what);
 
 private:
-    bool captureOne(std::uint32_t number, const serial::Entry& entry, serial::Packing& packing,
+    qz::vector<serial::Entry*> entriesToCapture(bool onlyMarked);
+    bool captureOne(serial::Entry& entry, serial::Packing& packing,
                     serial::ObjectSerializer& serializer, serial::Changes& changes);
-    void clearMarks();
 };
 
 } // namespace Common

@@ -1,6 +1,7 @@
 #include "serial/history.h"
 
 #include <algorithm>
+#include <chrono>
 #include <iterator>
 
 namespace serial {
@@ -13,6 +14,12 @@ const Version& nothing() {
 }
 
 } // namespace
+
+NumberHash::NumberHash()
+    : factor_((reinterpret_cast<std::uintptr_t>(this) * 0x9E3779B97F4A7C15 ^
+               static_cast<std::uint64_t>(
+                   std::chrono::steady_clock::now().time_since_epoch().count())) |
+              1U) {}
 
 const Version& Entry::at(std::uint32_t state) const {
     for (auto version = versions.rbegin(); version != versions.rend(); ++version) {
@@ -47,18 +54,33 @@ const Entry* History::find(std::uint32_t number) const {
     return found == entries_.end() ? nullptr : &found->second;
 }
 
-void History::set(std::uint32_t number, const ObjectRef& object) {
+Entry& History::findOrAdd(std::uint32_t number) {
     Entry& entry = entries_[number];
+    entry.number = number;
+    return entry;
+}
+
+void History::set(Entry& entry, const ObjectRef& object) {
     if (entry.object.get() == object.get()) {
         return;
     }
     if (object) {
-        numbers_[object.get()] = number;
+        numbers_[object.get()] = entry.number;
     }
     if (entry.object) {
         numbers_.erase(entry.object.get());
     }
     entry.object = object;
+}
+
+Entries History::entries() {
+    Entries entries;
+    entries.reserve(entries_.size());
+    for (auto& [number, entry] : entries_) {
+        entries.emplace_back(number, &entry);
+    }
+    std::ranges::sort(entries);
+    return entries;
 }
 
 const History::Line* History::findLine(std::uint32_t state) const {
@@ -80,15 +102,15 @@ qz::vector<std::uint32_t> History::changedSince(std::uint32_t state) const {
 // What can fail comes first. Room and entries in the journal that stay harm nobody.
 void History::append(Line line, const Changes& changes) {
     for (const Change& change : changes) {
-        Entry& entry = entries_[change.number];
-        if (entry.versions.size() == entry.versions.capacity()) {
-            entry.versions.reserve(std::max<std::size_t>(2, 2 * entry.versions.size()));
+        qz::vector<Version>& versions = change.entry->versions;
+        if (versions.size() == versions.capacity()) {
+            versions.reserve(std::max<std::size_t>(2, 2 * versions.size()));
         }
-        journal_.emplace_back(line.state, change.number);
+        journal_.emplace_back(line.state, change.entry->number);
     }
     lines_.push_back(line);
     for (const Change& change : changes) {
-        qz::vector<Version>& versions = entries_.find(change.number)->second.versions;
+        qz::vector<Version>& versions = change.entry->versions;
         versions.push_back(change.version);
         versions.back().state = line.state;
     }
@@ -97,8 +119,9 @@ void History::append(Line line, const Changes& changes) {
 void History::replace(Line line, const Changes& changes) {
     try {
         for (const Change& change : changes) {
-            if (change.version.object) {
-                numbers_.try_emplace(change.version.object.get(), change.number);
+            const Common::Identifiable* const object = change.version.object.get();
+            if (object != nullptr && object != change.entry->object.get()) {
+                numbers_.try_emplace(object, change.entry->number);
             }
         }
         append(line, changes);
@@ -107,7 +130,7 @@ void History::replace(Line line, const Changes& changes) {
         throw;
     }
     for (const Change& change : changes) {
-        Entry& entry = *find(change.number);
+        Entry& entry = *change.entry;
         if (entry.object && entry.object.get() != change.version.object.get()) {
             numbers_.erase(entry.object.get());
         }
@@ -119,7 +142,7 @@ void History::replace(Line line, const Changes& changes) {
 void History::dropNumbers(const Changes& changes) {
     for (const Change& change : changes) {
         const Common::Identifiable* const object = change.version.object.get();
-        if (objectOf(change.number) != object) {
+        if (change.entry->object.get() != object) {
             numbers_.erase(object);
         }
     }

@@ -7,7 +7,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
-#include <map>
 #include <unordered_map>
 #include <utility>
 
@@ -24,6 +23,7 @@ struct Version {
 };
 
 struct Entry {
+    std::uint32_t number = 0;
     ObjectRef object; // now; null: removed
     bool isMarked = false;
     qz::vector<Version> versions; // by their states
@@ -35,11 +35,23 @@ struct Entry {
 
 // A change that belongs to a state that is to come.
 struct Change {
-    std::uint32_t number;
+    Entry* entry;
     Version version;
 };
 
 using Changes = qz::vector<Change>;
+
+// Who sends states chooses the numbers, and must not know which of them share a bucket.
+class NumberHash {
+public:
+    NumberHash();
+    std::size_t operator()(std::uint32_t number) const noexcept { return number * factor_ >> 32; }
+
+private:
+    std::uint64_t factor_; // any odd one
+};
+
+using Entries = qz::vector<std::pair<std::uint32_t, Entry*>>;
 
 class History final : public Numbers {
 public:
@@ -51,12 +63,14 @@ public:
     std::uint32_t numberOf(const Common::Identifiable& object) const override;
     Common::Identifiable* objectOf(std::uint32_t number) const override;
 
+    // An entry stays where it is until a state is forgotten.
     Entry* find(std::uint32_t number);
     const Entry* find(std::uint32_t number) const;
+    Entry& findOrAdd(std::uint32_t number);
 
     // Puts an object in the place of another, or null, now. Throws std::bad_alloc, and nothing
     // happened then.
-    void set(std::uint32_t number, const ObjectRef& object);
+    void set(Entry& entry, const ObjectRef& object);
 
     // The newest state, and one that is kept; null if there is none.
     Line newest() const { return lines_.empty() ? Line() : lines_.back(); }
@@ -75,14 +89,16 @@ public:
     void clear();
 
     std::size_t count() const { return numbers_.size(); }
-    const std::map<std::uint32_t, Entry>& entries() const { return entries_; }
-    std::map<std::uint32_t, Entry>& entries() { return entries_; }
+
+    // All of them, by their numbers: mostly as they are in memory, too.
+    Entries entries();
 
 private:
     void dropNumbers(const Changes& changes);
     void prune(std::uint32_t number, std::uint32_t before);
 
-    std::map<std::uint32_t, Entry> entries_;
+    // The values are what others point to.
+    std::unordered_map<std::uint32_t, Entry, NumberHash> entries_;
     std::unordered_map<const Common::Identifiable*, std::uint32_t> numbers_; // of what is now
     std::deque<Line> lines_;
     std::deque<std::pair<std::uint32_t, std::uint32_t>> journal_; // state and number, by states

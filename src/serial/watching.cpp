@@ -60,7 +60,9 @@ public:
 private:
     // What is to become of an object.
     struct Item {
-        Version version; // without an object: it goes
+        Entry* entry = nullptr;    // if it is known already
+        std::uint32_t baseSum = 0; // that it had in the base line
+        Version version;           // without an object: it goes
         bool isRemoved = false;
         bool isNew = false;
         bool isTouched = false;
@@ -74,18 +76,12 @@ private:
         return fail("object " + std::to_string(number) + " (" + name.getClassName() + "): " + what);
     }
 
-    const Version& atBase(std::uint32_t number) const {
-        static const Version kNone;
-        const Entry* const entry = base_.state == 0 ? nullptr : history_.find(number);
-        return entry == nullptr ? kNone : entry->at(base_.state);
-    }
-
     void stage();
     Item& stage(std::uint32_t number);
     bool readRemoved();
     bool readNew(Common::FactoryManager* factories);
     bool readClass(std::size_t& index);
-    bool make(std::uint32_t number, const Identifier& name, Common::FactoryManager* factories);
+    static bool make(Item& item, const Identifier& name, Common::FactoryManager* factories);
     bool readValues();
     bool readBack();
     bool readInto(std::uint32_t number, Item& item, bool isSame);
@@ -106,7 +102,7 @@ private:
 void StateReader::stage() {
     if (base_.state == 0) {
         for (const auto& [number, entry] : history_.entries()) {
-            items_[number];
+            items_.try_emplace(items_.end(), number)->second.entry = entry;
         }
         return;
     }
@@ -114,16 +110,21 @@ void StateReader::stage() {
     for (const std::uint32_t number : history_.changedSince(base_.state)) {
         const Item& item = stage(number);
         count_ += item.version.object ? 1U : 0U;
-        count_ -= history_.objectOf(number) != nullptr ? 1U : 0U;
+        count_ -= item.entry != nullptr && item.entry->object ? 1U : 0U;
     }
 }
 
 StateReader::Item& StateReader::stage(std::uint32_t number) {
     const auto [found, isNew] = items_.try_emplace(number);
+    Item& item = found->second;
     if (isNew) {
-        found->second.version = atBase(number);
+        item.entry = history_.find(number);
+        if (item.entry != nullptr && base_.state != 0) {
+            item.version = item.entry->at(base_.state);
+            item.baseSum = item.version.sum;
+        }
     }
-    return found->second;
+    return item;
 }
 
 Common::Identifiable* StateReader::objectOf(std::uint32_t number) const {
@@ -138,10 +139,10 @@ bool StateReader::readRemoved() {
         if (number == 0) {
             return true;
         }
-        if (!atBase(number).object) {
+        Item& item = stage(number);
+        if (!item.version.object) {
             return fail("an object that goes without having been there");
         }
-        Item& item = stage(number);
         item.version = {};
         item.isRemoved = true;
         --count_;
@@ -166,7 +167,7 @@ bool StateReader::readNew(Common::FactoryManager* factories) {
         if (++count_ > limits_.objects) {
             return fail("more objects than allowed");
         }
-        if (!make(number, classes_[index], factories)) {
+        if (!make(stage(number), classes_[index], factories)) {
             return failAt(number, classes_[index], "no factory makes it");
         }
     }
@@ -194,11 +195,9 @@ bool StateReader::readClass(std::size_t& index) {
 }
 
 // Takes the object that there is now, if it fits; only a whole state comes upon one.
-bool StateReader::make(std::uint32_t number, const Identifier& name,
-                       Common::FactoryManager* factories) {
-    Item& item = stage(number);
+bool StateReader::make(Item& item, const Identifier& name, Common::FactoryManager* factories) {
     item.isNew = true;
-    const Entry* const entry = history_.find(number);
+    const Entry* const entry = item.entry;
     if (!item.isRemoved && entry != nullptr && entry->object &&
         entry->object->getClassIdentifier() == name) {
         item.version.object = entry->object;
@@ -261,7 +260,7 @@ bool StateReader::readInto(std::uint32_t number, Item& item, bool isSame) {
 std::uint32_t StateReader::sum() const {
     std::uint32_t sum = base_.sum;
     for (const auto& [number, item] : items_) {
-        sum += item.version.sum - atBase(number).sum;
+        sum += item.version.sum - item.baseSum;
     }
     return sum;
 }
@@ -269,7 +268,8 @@ std::uint32_t StateReader::sum() const {
 void StateReader::commit(History::Line line) {
     Changes changes;
     for (const auto& [number, item] : items_) {
-        changes.push_back({number, item.version});
+        Entry* const entry = item.entry;
+        changes.push_back({entry != nullptr ? entry : &history_.findOrAdd(number), item.version});
     }
     history_.replace(line, changes);
 }
@@ -280,7 +280,7 @@ bool StateReader::takeBack() {
     unpacking.numbers = &history_;
     ObjectSerializer serializer(std::move(form), true, limits_.depth);
     for (const auto& [number, item] : items_) {
-        const Entry* const entry = history_.find(number);
+        const Entry* const entry = item.entry;
         if (item.isTouched && entry != nullptr && entry->object &&
             entry->object.get() == item.version.object.get() && entry->last().image) {
             unpacking.begin(Beside(*entry->last().image), true);
