@@ -105,8 +105,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t leng
         read({message}, world, any);
     } else {
         Baseline any = base;
-        const std::string header = data[0] % 3 == 1 ? "" : bytesOf(whole[0]);
-        require(!read({stateMessage(2, header, bytes)}, world, any));
+        const bool isWhole = data[0] % 3 == 1;
+        require(!read({stateMessage(2, bytesOf(whole[0]), isWhole, bytes)}, world, any));
     }
     World again, delta = someWorld();
     Baseline none;

@@ -59,7 +59,7 @@ bool read(CommonBufferizer& states, const std::vector<Mail::Message>& messages) 
     for (const Mail::Message& message : messages) {
         parts.add(message);
     }
-    return parts.isWhole() && states.read(parts);
+    return parts.isComplete() && states.read(parts);
 }
 
 // What the objects are: as many bytes as a whole state of them.
@@ -111,8 +111,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t leng
         require(source.capture() == 1);
         const std::vector<Mail::Message> whole = source.write(0, 1);
         require(read(watcher, whole) && look(watcher) == look(source));
-        const std::string header = data[0] % 2 == 0 ? "" : bytesOf(whole[0]);
-        require(!read(watcher, {stateMessage(2, header, bits)}));
+        const Mail::Message any = stateMessage(2, bytesOf(whole[0]), data[0] % 2 == 0, bits);
+        require(!read(watcher, {any}));
         require(look(watcher) == look(source) && watcher.getNumber() == 1);
         static_cast<Node*>(source.get(8))->kind_ = 15;
         require(source.capture() == 2 && read(watcher, source.write(1, 1)));

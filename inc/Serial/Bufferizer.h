@@ -11,7 +11,7 @@
  *     }
  *
  *     // at the other side, with `parts`, a StateParts, once for each message that came
- *     if (parts.add(message) == Common::StateParts::Added::kWhole) {
+ *     if (parts.add(message) == Common::StateParts::Added::kComplete) {
  *         Common::Bufferizer reading(parts, base);
  *         reading.transfer("world", world);
  *         if (reading.finish()) { base = reading.getBaseline(); } else { ... getError() ... }
@@ -23,7 +23,8 @@
  * the highest number. References are errors, except null.
  *
  * Nothing in a message is trusted: parts have a sum, lengths are held against what is left, and the
- * size of a state and the depth of values are limited by the caller. Sums tell damage, not forgery.
+ * size of a state and the depth of values are limited by the caller. Sums and sessions tell damage
+ * and mistakes, not forgery: who can send messages as the sender can replace its state.
  *
  * std::bad_alloc and what the classes themselves throw is passed on.
  *
@@ -52,44 +53,59 @@ namespace detail {
 
 /* What all messages of a state say about it. */
 struct StateHeader {
+    std::uint32_t session = 0; /* a random number of the sender */
     std::uint32_t number = 0;
     std::uint32_t sum = 0;
     std::uint32_t base = 0; /* the number of its base line; 0: none */
     std::uint32_t baseSum = 0;
+    std::uint32_t size = 0;     /* of the state in bytes */
+    std::uint16_t partSize = 0; /* how many of these each part but the last has */
 
     bool operator==(const StateHeader&) const = default;
 };
 
 } // namespace detail
 
-/* Puts the messages of a state together again. A state takes as many as it needs, of up to 65535
- * bytes each, and they may come in any order.
+/* Puts the messages of a state together again. A state takes as many as it needs, and they may come
+ * in any order.
  *
  * One state is collected at a time. The first message of one with a higher number begins it, and
- * drops what there was of the one before. */
+ * drops what there was of the one before.
+ *
+ * The states of one sender belong to a session, which has a random number; the first message that
+ * is taken decides which session it is. A sender that begins anew has another session: `clear`
+ * makes room for it. Its messages may be mixed with late ones of the session before, so clear only
+ * when nothing of the known session has come for a while. */
 class QZ_API StateParts {
 public:
     static constexpr std::size_t kMostBytes = std::size_t{1} << 24;
+
+    /* What fits into a datagram of UDP: the default size of messages that are written. */
+    static constexpr std::size_t kDatagramBytes = 65'507;
 
     /* Refuses states of more bytes than these. */
     explicit StateParts(std::size_t mostBytes = kMostBytes) : mostBytes_(mostBytes) {}
 
     enum class Added {
-        kWaiting, /* taken, and there are others to come */
-        kWhole,   /* taken, and the state is complete */
-        kDouble,  /* a part that is there already: nothing happened */
-        kOld,     /* of a state with a lower number: nothing happened */
-        kRefused  /* damaged, no part of a state, or of one that is too large, or that has the same
-                     number as the one that is collected and is another: nothing happened */
+        kWaiting,     /* taken, and there are others to come */
+        kComplete,    /* taken, and the state is complete */
+        kDuplicate,   /* a part that is there already: nothing happened */
+        kOld,         /* of a state with a lower number: nothing happened */
+        kOtherSender, /* of another session: nothing happened */
+        kRefused      /* damaged, no part of a state, or of one that is too large, or that has the
+                         same number as the one that is collected and is another: nothing happened */
     };
 
     /* Copies what it needs of the message. */
     Added add(const Mail::Message& message);
 
-    /* Forgets everything, numbers included: for a sender that begins anew. */
+    /* Forgets everything, session and numbers included: for a sender that begins anew. */
     void clear();
 
-    bool isWhole() const { return !parts_.empty() && missing_ == 0; }
+    bool isComplete() const { return !parts_.empty() && missing_ == 0; }
+
+    /* The session whose states are taken; 0 before the first message. */
+    std::uint32_t getSession() const { return header_.session; }
 
     /* Of the state that is collected: its number, 0 if there is none, and that of its base line, 0
      * if it is a whole state. */
@@ -106,7 +122,7 @@ private:
     friend class Bufferizer;
     friend class CommonBufferizer;
 
-    QZ_LOCAL bool begin(const detail::StateHeader& header, std::size_t count);
+    QZ_LOCAL bool begin(const detail::StateHeader& header);
     QZ_LOCAL void putTogether();
 
     detail::StateHeader header_;
@@ -133,7 +149,11 @@ private:
     std::shared_ptr<const void> image_;
 };
 
-/* A value's state as bits in messages: writes it, or reads it. */
+/* A value's state as bits in messages: writes it, or reads it.
+ *
+ * When `finish` is true after reading, all bits were read, and the state is what was sent.
+ * Otherwise the values before the error have been read, and those behind it are as they were. If
+ * the sum alone is wrong, all values have been read, and the classes of the sender are others. */
 class QZ_API Bufferizer final : public CommonSerializer {
 public:
     struct Limits {
@@ -141,7 +161,7 @@ public:
     };
 
     /* Writes a state: whole, or what differs from a base line. Its number is the caller's, higher
-     * than those before and not 0. */
+     * than those before and not 0. All states of a process belong to one session. */
     explicit Bufferizer(std::uint32_t number, const Baseline& base = Baseline());
 
     /* Reads a state that is complete. The base line is the one with the number `parts.getBase()`,
@@ -152,16 +172,13 @@ public:
 
     ~Bufferizer() override;
 
-    /* `finish`, which is the base's: when it is true, all bits were read, and the state is what was
-     * sent. Otherwise the values before the error have been read, and those behind it are as they
-     * were; if the sum alone is wrong, all have been read, from a sender whose classes are others.
-     */
+    /* After `finish` has been true: what was written, as messages to an address, of up to
+     * `mostBytes` bytes each, which is 37 to 65,535. A state takes one message at least, and 65,536
+     * at most. None, and an error, if that does not do or there is no memory. Otherwise none. */
+    std::vector<Mail::Message> getMessages(std::uint32_t address,
+                                           std::size_t mostBytes = StateParts::kDatagramBytes);
 
-    /* After `finish` has been true. What was written, as messages to an address: at least one, or
-     * none if there is no memory for it, which is an error then. */
-    std::vector<Mail::Message> getMessages(std::uint32_t address);
-
-    /* After `finish` has been true: the state as a base line for others. */
+    /* After `finish` has been true: the state as a base line for others. Otherwise no state. */
     Baseline getBaseline() const;
 
 private:

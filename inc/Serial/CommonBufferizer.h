@@ -17,7 +17,7 @@
  *     Common::CommonBufferizer states(*registry);
  *     Common::StateParts parts;
  *     ...
- *     if (parts.add(message) == Common::StateParts::Added::kWhole && states.read(parts)) {
+ *     if (parts.add(message) == Common::StateParts::Added::kComplete && states.read(parts)) {
  *         ... tell the sender that states.getNumber() is there ...
  *     }
  *
@@ -93,26 +93,33 @@ public:
     QZ_API std::uint32_t captureMarked();
 
     /* The newest state, that was captured or read, as messages to an address: whole if `base` is 0
-     * or not kept any more, otherwise what differs from that state. At least one message; none if
-     * there is no state, or no memory. */
-    QZ_API std::vector<Mail::Message> write(std::uint32_t base, std::uint32_t address);
+     * or not kept any more, otherwise what differs from that state. The sizes of messages are as in
+     * Bufferizer::getMessages. At least one message; none, and an error, if there is no state, or
+     * it cannot be cut into such messages. */
+    QZ_API std::vector<Mail::Message> write(std::uint32_t base, std::uint32_t address,
+                                            std::size_t mostBytes = StateParts::kDatagramBytes);
 
     /* Forgets the states before this one, which are not needed as base lines any more. The newest
      * one stays. */
     QZ_API void forget(std::uint32_t before);
 
     /* Takes a state over: makes objects, removes others, and reads those that changed. It has to be
-     * newer than the last one, and its base line one that was read and not forgotten; states before
-     * that are forgotten. Objects stay the same ones as long as they are not removed.
+     * of the same sender as the last one, and newer; its base line is one that was read and not
+     * forgotten; states before that are forgotten. Objects stay the same ones as long as they are
+     * not removed.
      *
      * False if there was an error: then nothing happened. The objects into which something had been
      * read were read back from the state before: what they had changed since by themselves is
      * gone. If that failed as well, getNumber is 0, and the next state has to be a whole one. */
     QZ_API bool read(const StateParts& parts);
 
-    /* Forgets all states, with their numbers, and keeps the objects: for a sender that begins anew.
-     */
+    /* Forgets all states, with their numbers, and keeps the objects. The states that are captured
+     * from then on are those of another session; and those of any sender are read. */
     QZ_API void reset();
+
+    /* The session of the states that are written: a random number, as StateParts::getSession has it
+     * at the other side. */
+    QZ_API std::uint32_t getSession() const;
 
     /* The number of the newest state; 0 if there is none. */
     QZ_API std::uint32_t getNumber() const;

@@ -319,6 +319,7 @@ protected:
                               std::uint32_t depth);
 
     QZ_LOCAL detail::Form& form() const;
+    bool hasFinished() const { return isFinished_; }
 
     /* Takes what a form says is wrong, null if nothing is. */
     QZ_LOCAL bool accept(const char* error) noexcept;

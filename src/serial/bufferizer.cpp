@@ -19,12 +19,17 @@ serial::Beside beside(const std::shared_ptr<const void>& image) {
     return image ? serial::Beside(imageOf(image)) : serial::Beside();
 }
 
+std::uint32_t sessionOfProcess() {
+    static const std::uint32_t session = serial::newSession();
+    return session;
+}
+
 } // namespace
 
 Bufferizer::Bufferizer(std::uint32_t number, const Baseline& base)
     : CommonSerializer(std::make_unique<serial::Packing>(), false, Limits().depth)
     , base_(base)
-    , header_{number, 0, base.header_.number, base.header_.sum} {
+    , header_{sessionOfProcess(), number, 0, base.header_.number, base.header_.sum} {
     if (number <= header_.base) {
         fail("a number that is not above that of the base line");
     }
@@ -40,7 +45,7 @@ Bufferizer::Bufferizer(const StateParts& parts, const Baseline& base, const Limi
     auto& unpacking = static_cast<serial::Unpacking&>(form());
     unpacking.sum = header_.sum;
     unpacking.seed = header_.number;
-    if (!parts.isWhole()) {
+    if (!parts.isComplete()) {
         fail("a state of which parts are missing");
     } else if (header_.base == 0) {
         return;
@@ -54,24 +59,24 @@ Bufferizer::Bufferizer(const StateParts& parts, const Baseline& base, const Limi
 
 Bufferizer::~Bufferizer() = default;
 
-std::vector<Mail::Message> Bufferizer::getMessages(std::uint32_t address) {
-    if (isLoading() || !isGood()) {
+std::vector<Mail::Message> Bufferizer::getMessages(std::uint32_t address, std::size_t mostBytes) {
+    if (isLoading() || !hasFinished() || !isGood()) {
         return {};
     }
     serial::BitWriter out;
     serial::write(form().image(), beside(base_.image_), out);
     detail::StateHeader header = header_;
     header.sum = serial::sumOf(form().image(), header.number);
-    std::vector<Mail::Message> messages = serial::cut(header, out.take(), address);
+    std::vector<Mail::Message> messages = serial::cut(header, out.take(), address, mostBytes);
     if (messages.empty()) {
-        fail("no memory for the messages, or too many of them");
+        fail(serial::kNotCut);
     }
     return messages;
 }
 
 Baseline Bufferizer::getBaseline() const {
     Baseline line;
-    if (isGood()) {
+    if (hasFinished() && isGood()) {
         line.image_ = std::make_shared<const serial::Image>(form().image());
         line.header_ = header_;
         line.header_.sum = serial::sumOf(form().image(), header_.number);

@@ -1,6 +1,5 @@
 // States that are captured and written.
 #include "serial/common_state.h"
-#include "serial/parts.h"
 
 #include <map>
 #include <utility>
@@ -160,13 +159,14 @@ bool CommonBufferizer::State::captureOne(serial::Entry& entry, serial::Packing& 
     return true;
 }
 
-std::vector<Mail::Message> CommonBufferizer::State::write(std::uint32_t base,
-                                                          std::uint32_t address) {
+std::vector<Mail::Message> CommonBufferizer::State::write(std::uint32_t base, std::uint32_t address,
+                                                          std::size_t mostBytes) {
     const serial::History::Line newest = history.newest();
     const serial::History::Line* const kept = base == 0 ? nullptr : history.findLine(base);
     const serial::History::Line line = kept == nullptr ? serial::History::Line() : *kept;
     StateWriter writer(history, line.state);
-    return serial::cut({newest.state, newest.sum, line.state, line.sum}, writer.write(), address);
+    return serial::cut({session, newest.state, newest.sum, line.state, line.sum}, writer.write(),
+                       address, mostBytes);
 }
 
 } // namespace Common

@@ -90,7 +90,8 @@ std::uint32_t CommonBufferizer::captureMarked() {
     return state_->attempt<std::uint32_t>([&] { return state_->capture(true); });
 }
 
-std::vector<Mail::Message> CommonBufferizer::write(std::uint32_t base, std::uint32_t address) {
+std::vector<Mail::Message> CommonBufferizer::write(std::uint32_t base, std::uint32_t address,
+                                                   std::size_t mostBytes) {
     using Messages = std::vector<Mail::Message>;
     State& state = *state_;
     return state.attempt<Messages>([&]() -> Messages {
@@ -98,9 +99,9 @@ std::vector<Mail::Message> CommonBufferizer::write(std::uint32_t base, std::uint
             state.fail("there is no state yet");
             return {};
         }
-        Messages messages = state.write(base, address);
+        Messages messages = state.write(base, address, mostBytes);
         if (messages.empty()) {
-            state.fail("no memory for the messages, or too many of them");
+            state.fail(serial::kNotCut);
         }
         return messages;
     });
@@ -111,7 +112,7 @@ void CommonBufferizer::forget(std::uint32_t before) {
 }
 
 bool CommonBufferizer::read(const StateParts& parts) {
-    if (!parts.isWhole()) {
+    if (!parts.isComplete()) {
         state_->fail("a state of which parts are missing");
         return false;
     }
@@ -119,12 +120,22 @@ bool CommonBufferizer::read(const StateParts& parts) {
 }
 
 void CommonBufferizer::reset() {
-    state_->areAllMarked = true;
-    state_->history.clear();
+    State& state = *state_;
+    state.attempt<bool>([&] {
+        state.session = serial::newSession();
+        return true;
+    });
+    state.sender = 0;
+    state.areAllMarked = true;
+    state.history.clear();
 }
 
 std::uint32_t CommonBufferizer::getNumber() const {
     return state_->history.newest().state;
+}
+
+std::uint32_t CommonBufferizer::getSession() const {
+    return state_->session;
 }
 
 const std::string& CommonBufferizer::getError() const {

@@ -4,7 +4,9 @@
 #include "Serial/CommonBufferizer.h"
 #include "serial/history.h"
 #include "serial/packing.h"
+#include "serial/parts.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <exception>
 #include <memory>
@@ -47,6 +49,8 @@ namespace Common {
 struct CommonBufferizer::State {
     FactoryManager* factories = nullptr;
     Limits limits;
+    std::uint32_t session = serial::newSession(); // of the states that are written
+    std::uint32_t sender = 0;                     // the session of those that are read; 0: any
     serial::History history;
     qz::vector<std::uint32_t> marked;
     bool areAllMarked = false; // whatever `marked` has
@@ -68,7 +72,8 @@ struct CommonBufferizer::State {
     }
 
     std::uint32_t capture(bool onlyMarked);
-    std::vector<Mail::Message> write(std::uint32_t base, std::uint32_t address);
+    std::vector<Mail::Message> write(std::uint32_t base, std::uint32_t address,
+                                     std::size_t mostBytes);
     bool read(const detail::StateHeader& header, const serial::BitReader& bits);
 
     void failAt(std::uint32_t number, const SerializableObject& object, const std::string& what);

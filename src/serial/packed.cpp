@@ -115,7 +115,8 @@ void CommonSerializer::packFixed(const char* name, double& number, double lowest
         std::uint64_t field = isLoading_ ? 0 : static_cast<std::uint64_t>(step);
         packNumber(field, static_cast<std::uint32_t>(bits));
         if (isLoading_ && isGood()) {
-            number = lowest + static_cast<double>(field) / most * (highest - lowest);
+            const double value = lowest + static_cast<double>(field) / most * (highest - lowest);
+            number = std::min(value, highest); // rounding may lead beyond it
         }
     }
     name_ = outer;

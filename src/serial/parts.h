@@ -11,20 +11,28 @@
 namespace serial {
 
 // At the beginning of each message; the last byte is the version of the format.
-inline constexpr unsigned char kPartMark[4] = {'Q', 'Z', 'B', 1};
+inline constexpr unsigned char kPartMark[4] = {'Q', 'Z', 'B', 2};
 
 struct PartHeader {
     Common::detail::StateHeader state;
     std::uint16_t index;
-    std::uint16_t count;
 };
 
-// The mark, four words, two half words, the sum.
-inline constexpr std::size_t kPartHeaderSize = 28;
-inline constexpr std::size_t kPartBytes = Mail::Message::kMaxSize - kPartHeaderSize;
+// The mark, six words, two half words, the sum.
+inline constexpr std::size_t kPartHeaderSize = 36;
 
-// As many messages as the bytes need. None if they are too many, or there is no memory for all.
-std::vector<Mail::Message> cut(const Common::detail::StateHeader& state, const Bytes& bytes,
-                               std::uint32_t address);
+// An empty state has a part, too.
+inline std::size_t countParts(const Common::detail::StateHeader& state) {
+    return state.size == 0 ? 1 : (std::size_t{state.size} - 1) / state.partSize + 1;
+}
+
+// As many messages of up to so many bytes as the bytes need. None if there would be too many, no
+// message can have that size, or there is no memory for all.
+std::vector<Mail::Message> cut(Common::detail::StateHeader state, const Bytes& bytes,
+                               std::uint32_t address, std::size_t mostBytes);
+inline constexpr char kNotCut[] = "no memory for the messages, a size that none has, or too many";
+
+// A random number, not 0.
+std::uint32_t newSession();
 
 } // namespace serial

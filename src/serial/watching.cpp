@@ -302,6 +302,9 @@ bool CommonBufferizer::State::read(const detail::StateHeader& header,
         fail(what);
         return false;
     };
+    if (sender != 0 && header.session != sender) {
+        return refuse("a state of another sender");
+    }
     if (header.number <= history.newest().state) {
         return refuse("a state that is not newer than the last one");
     }
@@ -325,6 +328,7 @@ bool CommonBufferizer::State::read(const detail::StateHeader& header,
                 return false;
             }
             reader.commit({header.number, header.sum});
+            sender = header.session;
             return true;
         });
         if (isRead) {

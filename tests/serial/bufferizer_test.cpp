@@ -22,7 +22,7 @@ using qz::test::someValues;
 using qz::test::Values;
 using Messages = std::vector<Mail::Message>;
 
-constexpr std::size_t kHeader = 28;
+constexpr std::size_t kHeader = 36;
 
 template<class T>
 Messages write(T& value, std::uint32_t number, const Baseline& base = {},
@@ -123,6 +123,12 @@ TEST(Bufferizer, FieldsHaveTheirWidths) {
         EXPECT_EQ(read(write(unit, 1), back), "");
         EXPECT_EQ(back.heading, expected);
     }
+    struct Tenths {
+        double value = 0;
+        void serialize(CommonSerializer& s) { s.transferFixed("value", value, -0.1, 0.3, 10); }
+    } most{0.3}, read3;
+    EXPECT_EQ(read(write(most, 1), read3), "");
+    EXPECT_EQ(read3.value, 0.3) << "not beyond by rounding";
 }
 
 TEST(Bufferizer, ErrorsTellWhere) {
@@ -148,6 +154,12 @@ TEST(Bufferizer, ErrorsTellWhere) {
     EXPECT_EQ(errorOf(object), "world: a reference to an object that has no number");
     units.resize(1);
     units[0] = {2047, 0, 0, 0, false};
+    Bufferizer open(1);
+    open.transfer("world", units);
+    EXPECT_TRUE(open.getMessages(1).empty() && !open.getBaseline()) << "not finished";
+    ASSERT_TRUE(open.finish());
+    EXPECT_TRUE(open.getMessages(1, kHeader).empty());
+    EXPECT_EQ(open.getError(), "no memory for the messages, a size that none has, or too many");
     std::vector<std::vector<Unit>> other;
     EXPECT_EQ(read(write(units, 1), other),
               "world[0]: a number of items beyond the end of the record");
@@ -276,12 +288,35 @@ TEST(Bufferizer, DamagedMessagesAreRefused) {
             for (const std::string& bad : {bytes.substr(0, i), altered}) {
                 StateParts parts;
                 ASSERT_EQ(parts.add(messageOf(bad)), StateParts::Added::kRefused) << i;
-                ASSERT_FALSE(parts.isWhole());
+                ASSERT_FALSE(parts.isComplete());
                 ASSERT_EQ(Bufferizer(parts, received).getError(),
                           "a state of which parts are missing");
             }
         }
     }
+}
+
+TEST(Bufferizer, MessagesAreAsLargeAsAllowed) {
+    std::vector<std::uint8_t> bytes(1000, 7), back;
+    Bufferizer writing(1);
+    writing.transfer("bytes", bytes);
+    ASSERT_TRUE(writing.finish());
+    const std::size_t whole = sizeOf(writing.getMessages(1)) - kHeader;
+    for (const std::size_t most : {kHeader + 1, kHeader + 500, std::size_t{65'535}}) {
+        StateParts parts(whole), small(whole - 1);
+        const Messages messages = writing.getMessages(1, most);
+        EXPECT_EQ(messages.size(), (whole - 1) / (most - kHeader) + 1);
+        for (const Mail::Message& message : messages) {
+            EXPECT_LE(message.getSize(), most);
+            EXPECT_EQ(small.add(message), StateParts::Added::kRefused);
+            parts.add(message);
+        }
+        Bufferizer reading(parts, {});
+        reading.transfer("bytes", back);
+        EXPECT_TRUE(reading.finish()) << reading.getError();
+        EXPECT_EQ(back, bytes);
+    }
+    EXPECT_TRUE(writing.getMessages(1, 65'536).empty());
 }
 
 TEST(Bufferizer, LargeStatesArePutTogether) {
@@ -292,7 +327,7 @@ TEST(Bufferizer, LargeStatesArePutTogether) {
     Messages messages = write(numbers, 5);
     ASSERT_GT(messages.size(), 5U);
     for (const Mail::Message& message : messages) {
-        ASSERT_LE(message.getSize(), 65'535U);
+        ASSERT_LE(message.getSize(), 65'507U) << "a datagram's";
     }
     std::vector<std::uint32_t> back, others(100'000, 300);
     const Messages older = write(others, 4), same = write(others, 5);
@@ -301,20 +336,18 @@ TEST(Bufferizer, LargeStatesArePutTogether) {
     EXPECT_EQ(parts.add(older[0]), Added::kWaiting);
     for (std::size_t i = 0; i + 1 < messages.size(); ++i) {
         EXPECT_EQ(parts.add(messages[i]), Added::kWaiting);
-        EXPECT_EQ(parts.add(messages[i / 2]), Added::kDouble);
+        EXPECT_EQ(parts.add(messages[i / 2]), Added::kDuplicate);
         EXPECT_EQ(parts.add(older[1]), Added::kOld);
         EXPECT_EQ(parts.add(same[1]), Added::kRefused) << "a mixture";
         EXPECT_EQ(parts.getMissing(), messages.size() - i - 1);
     }
     EXPECT_EQ(parts.getDropped(), 1U);
-    EXPECT_EQ(parts.add(messages.back()), Added::kWhole);
-    EXPECT_EQ(parts.add(messages[2]), Added::kDouble);
+    EXPECT_EQ(parts.add(messages.back()), Added::kComplete);
+    EXPECT_EQ(parts.add(messages[2]), Added::kDuplicate);
     Bufferizer reading(parts, {});
     reading.transfer("numbers", back);
     EXPECT_TRUE(reading.finish()) << reading.getError();
     EXPECT_EQ(back, numbers);
-    StateParts small(100'000);
-    EXPECT_EQ(small.add(messages[0]), Added::kRefused);
     parts.clear();
     EXPECT_EQ(parts.add(older[1]), Added::kWaiting);
 }

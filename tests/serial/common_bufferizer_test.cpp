@@ -207,7 +207,7 @@ TEST_F(States, MayGoOnFromAnyThatWasRead) {
     EXPECT_EQ(read(watcher, third), "a state that is not newer than the last one");
     EXPECT_EQ(read(watcher, none), "a state that is not newer than the last one");
     ASSERT_EQ(source.capture(), 4U);
-    EXPECT_LE(sizeOf(source.write(3, 1)), 28U + 3) << "nothing changed";
+    EXPECT_LE(sizeOf(source.write(3, 1)), 36U + 3) << "nothing changed";
     ASSERT_EQ(read(watcher, source.write(0, 1)), "") << "whole";
     EXPECT_EQ(of(watcher, 1), same);
     source.forget(4);
@@ -220,6 +220,16 @@ TEST_F(States, MayGoOnFromAnyThatWasRead) {
     another.capture();
     ASSERT_EQ(read(watcher, another.write(0, 1)), "");
     EXPECT_EQ(look(watcher), look(another));
+    EXPECT_EQ(read(watcher, source.write(0, 1)), "a state of another sender");
+    StateParts parts;
+    parts.add(another.write(0, 1)[0]);
+    EXPECT_EQ(parts.add(source.write(0, 1)[0]), StateParts::Added::kOtherSender);
+    EXPECT_EQ(parts.getSession(), another.getSession());
+    another.reset();
+    another.capture();
+    EXPECT_EQ(parts.add(another.write(0, 1)[0]), StateParts::Added::kOtherSender) << "begun anew";
+    parts.clear();
+    EXPECT_EQ(parts.add(another.write(0, 1)[0]), StateParts::Added::kComplete);
 }
 
 TEST_F(States, ErrorsChangeNothing) {
@@ -283,7 +293,7 @@ TEST_F(States, CostWhatChanged) {
     source.captureMarked();
     const Messages delta = source.write(1, 1);
     // Of each its number, what changed of four values, and 10 bits.
-    EXPECT_LE(sizeOf(delta), 28 + 3 + 200 * (8 + 4 + 10) / 8 + 1);
+    EXPECT_LE(sizeOf(delta), 36 + 3 + 200 * (8 + 4 + 10) / 8 + 1);
     ASSERT_EQ(read(watcher, delta), "");
     EXPECT_EQ(of(watcher, 10'000)->speed, 7);
     EXPECT_EQ(of(watcher, 9'999)->speed, 0);
