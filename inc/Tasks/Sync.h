@@ -18,8 +18,8 @@ namespace Sync {
  * it up hands it to the thread that has slept longest, if a millisecond has passed since that
  * happened last. So nobody waits for ever as long as every owner gives it up.
  *
- * Many locks share a line of sleeping threads. While threads sleep for one of them, giving up
- * another takes longer, the more of them sleep.
+ * Many locks share a line of sleeping threads. While threads sleep for some of them, giving up
+ * another takes a few nanoseconds longer for each of these locks, however many threads sleep.
  *
  * A thread that is cancelled (pthread_cancel) while it waits gets the lock first. A child of fork()
  * must not use a lock for which other threads waited, even if its thread is the owner: the lock may

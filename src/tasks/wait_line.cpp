@@ -47,8 +47,10 @@ bool obtainBySpinning(Ownership& lock, std::uintptr_t self) {
 struct WaitLine::Waiter {
     Ownership* lock = nullptr;
     std::uintptr_t thread = 0;
-    Waiter* previous = nullptr;
-    Waiter* next = nullptr;
+    Waiter* ahead = nullptr; // these wait for the same lock
+    Waiter* behind = nullptr;
+    Waiter* last = nullptr;  // of them; the first knows it
+    Waiter* other = nullptr; // the first for another lock, behind a first; or another spare
 
     // Null if there is no memory, or no semaphore.
     static Waiter* make() {
@@ -152,7 +154,7 @@ WaitLine::Waiter* WaitLine::join(Ownership& lock, std::uintptr_t self) {
 void WaitLine::leave(Waiter& waiter) {
     const std::lock_guard guard(busy_);
     remove(waiter);
-    waiter.next = std::exchange(spares_, &waiter);
+    waiter.other = std::exchange(spares_, &waiter);
 }
 
 // The lock lives as long as somebody waits for it, and nobody leaves the line meanwhile. Waking is
@@ -164,7 +166,7 @@ void WaitLine::callFirst(const Ownership* given) {
     Waiter* first = nullptr;
     {
         const std::lock_guard guard(busy_);
-        first = firstFor(given);
+        first = *firstFor(given);
         if (first == nullptr) {
             return;
         }
@@ -181,29 +183,46 @@ WaitLine::Waiter* WaitLine::takeSpare() {
     const std::lock_guard guard(busy_);
     Waiter* const spare = spares_;
     if (spare != nullptr) {
-        spares_ = spare->next;
+        spares_ = spare->other;
     }
     return spare;
 }
 
-WaitLine::Waiter* WaitLine::firstFor(const Ownership* lock) const {
-    Waiter* waiter = first_;
-    while (waiter != nullptr && waiter->lock != lock) {
-        waiter = waiter->next;
+// Where the line refers to it; there is a null if nobody waits for the lock.
+WaitLine::Waiter** WaitLine::firstFor(const Ownership* lock) {
+    Waiter** place = &firsts_;
+    while (*place != nullptr && (*place)->lock != lock) {
+        place = &(*place)->other;
     }
-    return waiter;
+    return place;
 }
 
 void WaitLine::append(Waiter& waiter) {
-    waiter.next = nullptr;
-    waiter.previous = std::exchange(last_, &waiter);
-    (waiter.previous != nullptr ? waiter.previous->next : first_) = &waiter;
+    Waiter*& first = *firstFor(waiter.lock);
+    waiter.behind = nullptr;
+    if (first == nullptr) {
+        waiter.ahead = waiter.other = nullptr;
+        first = &waiter;
+    } else {
+        waiter.ahead = first->last;
+        first->last->behind = &waiter;
+    }
+    first->last = &waiter;
     waiting_.fetch_add(1);
 }
 
 void WaitLine::remove(Waiter& waiter) {
-    (waiter.previous != nullptr ? waiter.previous->next : first_) = waiter.next;
-    (waiter.next != nullptr ? waiter.next->previous : last_) = waiter.previous;
+    Waiter*& first = *firstFor(waiter.lock);
+    (waiter.behind != nullptr ? waiter.behind->ahead : first->last) = waiter.ahead;
+    if (waiter.ahead != nullptr) {
+        waiter.ahead->behind = waiter.behind;
+    } else if (waiter.behind != nullptr) {
+        waiter.behind->last = waiter.last;
+        waiter.behind->other = waiter.other;
+        first = waiter.behind;
+    } else {
+        first = waiter.other;
+    }
     waiting_.fetch_sub(1);
 }
 

@@ -62,14 +62,15 @@ private:
     void callFirst(const Ownership* lock);
 
     Waiter* takeSpare();
-    Waiter* firstFor(const Ownership* lock) const;
+    Waiter** firstFor(const Ownership* lock);
     void append(Waiter& waiter);
     void remove(Waiter& waiter);
 
     std::atomic<std::uint32_t> waiting_{0};
     core::SpinLock busy_; // guards what follows, and the waiters' places
-    Waiter* first_ = nullptr;
-    Waiter* last_ = nullptr;
+    // One for each lock, with the others for that lock behind it: however many wait for one lock,
+    // giving up another one of this line stays quick.
+    Waiter* firsts_ = nullptr;
     Waiter* spares_ = nullptr;
 };
 

@@ -5,20 +5,28 @@
 
 namespace {
 
+// Every 256th lock shares a line of sleeping threads. Now and then an owner sleeps, so that the
+// others do.
 TEST(Futex, LetsOneThreadInAtATime) {
-    Sync::Futex futex;
-    int count = 0;
-    qz::test::inThreads(4, [&](int) {
-        for (int round = 0; round < 20000; ++round) {
+    constexpr int kThreads = 6, kRounds = 3000;
+    std::vector<Sync::Futex> futexes(513);
+    int counts[3] = {};
+    qz::test::inThreads(kThreads, [&](int thread) {
+        for (int round = 0; round < kRounds; ++round) {
+            const auto choice = static_cast<std::size_t>(thread + round) % 3;
+            Sync::Futex& futex = futexes[choice * 256];
             futex.lock();
             futex.lock();
-            ++count;
+            ++counts[choice];
             futex.unlock();
-            ++count;
+            if (round % 100 == thread) {
+                std::this_thread::sleep_for(std::chrono::microseconds(200));
+            }
+            ++counts[choice];
             futex.unlock();
         }
     });
-    EXPECT_EQ(count, 4 * 20000 * 2);
+    EXPECT_EQ(counts[0] + counts[1] + counts[2], kThreads * kRounds * 2);
 }
 
 TEST(Futex, TryLockWaitsWhateverItsTimeOut) {
