@@ -1,4 +1,6 @@
 #include "Core/Log.h"
+
+#include "Core/Environment.h"
 #include "support/test.h"
 
 #include <regex>
@@ -49,12 +51,13 @@ TEST_F(Log, WritesLinesOfEveryLevelAndCutsLongTexts) {
     qz_log("M", QZ_LOG_INFO, "two\n\n");
     qz_log("M", QZ_LOG_INFO, std::string(5000, 'x').c_str());
     qz_log(std::string(100, 'm').c_str(), QZ_LOG_INFO, "y");
+    qz_logf("M", QZ_LOG_INFO, "%d of %s", 1, "two");
     qz_log_stop();
     EXPECT_EQ(lines(), (Lines{kStartUp, "ALERT   M: a", "ERROR   M: b", "WARNING M: c",
                               "INFO    M: 100% %s %n", "DEBUG   M: e", "UNKNOWN M: g",
                               "INFO    <NULL>: <NULL>", "INFO    M: one line break", "INFO    M: ",
                               "INFO    M: two", "", "INFO    M: " + std::string(383, 'x'),
-                              "INFO    " + std::string(63, 'm') + ": y"}));
+                              "INFO    " + std::string(63, 'm') + ": y", "INFO    M: 1 of two"}));
     const std::string first = readFile(path("main")).substr(0, 10);
     EXPECT_TRUE(std::regex_match(first, std::regex("0000[0-9]\\.[0-9]{3} "))) << first;
 }
@@ -319,7 +322,7 @@ TEST(LogReader, ComesAndGoesWhileOthersLog) {
         qz_log_reader_close(reader);
     };
     inThreads(4, [&](int thread) {
-        if (thread == 0) {
+        if (thread < 2) {
             log();
         }
         while (!done) {
@@ -399,25 +402,53 @@ TEST_F(Log, LosesNothingUncounted) {
     EXPECT_LE(tally.written + tally.lost, kAll + requests) << "lost requests count as well";
 }
 
-// A stop in the middle of everything: it ends, and so do the callers.
-TEST_F(Log, StopsWhileOthersGoOnLogging) {
-    start();
-    ::testing::internal::CaptureStderr();
-    std::atomic<bool> done{false};
-    std::thread director([&] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        qz_log_stop();
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        done = true;
-    });
-    inThreads(4, [&](int thread) {
-        for (int i = 0; !done; ++i) {
-            qz_log("T", QZ_LOG_INFO, std::to_string(i * 10 + thread).c_str());
-        }
-    });
-    director.join();
-    ::testing::internal::GetCapturedStderr();
-    EXPECT_GT(fs::file_size(path("main")), 0u);
+// The library outlives the host's static objects.
+struct LateUser {
+    ~LateUser() { qz_log("M", QZ_LOG_INFO, SYS_argc() > 1 ? SYS_bindir() : ""); }
+};
+
+TEST_F(Log, WritesEverythingWhenTheProcessEndsWithoutAStop) {
+    EXPECT_EXIT(
+        {
+            static const LateUser lateUser;
+            start();
+            for (int i = 0; i < 200; ++i) {
+                qz_log("M", QZ_LOG_INFO, "line");
+                qz_log("M", QZ_LOG_INFO, "another line");
+            }
+            std::exit(0);
+        },
+        ::testing::ExitedWithCode(0), "");
+    EXPECT_GE(lines().size(), 1U + 400U);
+}
+
+// A hang is ended by the time limit. The end seldom meets the reader in a call.
+TEST_F(Log, HoldsNoProcessUp) {
+    for (const bool isRead : {false, true, true, true, true, true}) {
+        EXPECT_EXIT(
+            {
+                static const LateUser lateUser;
+                start();
+                for (int thread = 0; thread < 3; ++thread) {
+                    std::thread([] {
+                        for (int i = 0;; ++i) {
+                            qz_log("BACKGROUND", QZ_LOG_TRACE, std::to_string(i).c_str());
+                            std::this_thread::yield();
+                        }
+                    }).detach();
+                }
+                if (isRead) {
+                    std::thread([] {
+                        for (qz_log_hook_start();;) {
+                            qz_log_hook_read();
+                        }
+                    }).detach();
+                }
+                std::this_thread::sleep_for(20ms);
+                std::exit(0);
+            },
+            ::testing::ExitedWithCode(0), "");
+    }
 }
 
 TEST(LogLevels, GoByTheirNames) {
