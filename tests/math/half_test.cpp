@@ -6,14 +6,11 @@
 
 namespace {
 
-// What half floats are and how floats become halfs, stated without the bit arithmetic of the code
-// under test: each half by the value it stands for, each rounding by the middles between values.
-namespace half_rules {
+constexpr std::uint16_t kInfinity = 0x7C00, kSign = 0x8000;
 
-constexpr std::uint16_t kInfinity = 0x7C00;
-
-// The value of a half with the sign bit clear; that of infinity is what its place in the sequence
-// makes it, 2^16, from which the middle below it follows.
+// The value of a half with the sign bit clear, without the bit arithmetic of the code under test;
+// that of infinity is what its place in the sequence makes it, 2^16, from which the middle below it
+// follows.
 double valueOf(std::uint16_t magnitude) {
     const int exponent = magnitude / 1024;
     const int fraction = magnitude % 1024;
@@ -21,83 +18,18 @@ double valueOf(std::uint16_t magnitude) {
                          : std::ldexp(1024 + fraction, exponent - 15 - 10);
 }
 
-// middles()[h]: from this magnitude on, values belong to h + 1.
-const std::vector<double>& middles() {
-    static const std::vector<double> all = [] {
-        std::vector<double> result;
-        for (std::uint16_t h = 0; h < kInfinity; ++h) {
-            result.push_back((valueOf(h) + valueOf(static_cast<std::uint16_t>(h + 1))) / 2);
-        }
-        return result;
-    }();
-    return all;
-}
-
-// Not-a-numbers are all that is left to bits.
-std::uint16_t halfOfNan(std::uint32_t bits) {
-    const std::uint32_t upperTen = bits / 8192 % 1024;
-    return static_cast<std::uint16_t>((std::signbit(std::bit_cast<float>(bits)) ? 0xFC00 : 0x7C00) +
-                                      upperTen);
-}
-
-std::uint16_t withSign(std::uint16_t magnitude, float of) {
-    return static_cast<std::uint16_t>(magnitude != 0 && std::signbit(of) ? magnitude + 0x8000
-                                                                         : magnitude);
-}
-
-std::uint16_t halfOf(float value) {
-    if (std::isnan(value)) {
-        return halfOfNan(std::bit_cast<std::uint32_t>(value));
-    }
-    const double magnitude = std::fabs(static_cast<double>(value));
-    const auto place = std::upper_bound(middles().begin(), middles().end(), magnitude);
-    return withSign(static_cast<std::uint16_t>(place - middles().begin()), value);
-}
-
-std::uint32_t floatBitsOf(std::uint16_t half) {
-    const auto magnitude = static_cast<std::uint16_t>(half % 0x8000);
-    const std::uint32_t sign = half >= 0x8000 ? 0x80000000 : 0;
-    if (magnitude < kInfinity) {
-        return sign + std::bit_cast<std::uint32_t>(static_cast<float>(valueOf(magnitude)));
-    }
-    if (magnitude == kInfinity) {
-        return sign + 0x7F800000;
-    }
-    const std::uint32_t fraction = magnitude % 1024u * 8192;
-    return sign + (0x7FC00000 | fraction); // always quiet
-}
-
-} // namespace half_rules
-
 std::uint32_t bitsOf(float value) {
     return std::bit_cast<std::uint32_t>(value);
 }
 
-// Every middle and every half with their neighbours, every exponent's ends, a stride through the
-// rest, in both signs; not-a-numbers, infinities and denormals among them.
-std::vector<float> sampledFloats() {
-    std::vector<std::uint32_t> bits;
-    const auto addAround = [&](std::uint32_t centre) {
-        for (std::uint32_t b = centre - 1; b != centre + 2; ++b) {
-            bits.push_back(b & 0x7FFFFFFF);
-        }
-    };
-    for (std::uint16_t h = 0; h < half_rules::kInfinity; ++h) {
-        addAround(bitsOf(static_cast<float>(half_rules::valueOf(h))));
-        addAround(bitsOf(static_cast<float>(half_rules::middles()[h])));
+std::uint32_t floatBitsOf(std::uint16_t half) {
+    const auto magnitude = static_cast<std::uint16_t>(half % kSign);
+    const std::uint32_t sign = half >= kSign ? 0x80000000 : 0;
+    if (magnitude < kInfinity) {
+        return sign + bitsOf(static_cast<float>(valueOf(magnitude)));
     }
-    for (std::uint32_t exponent = 0; exponent < 256; ++exponent) {
-        addAround(exponent << 23);
-    }
-    for (std::uint32_t b = 0; b < 0x80000000; b += 4093) {
-        bits.push_back(b);
-    }
-    std::vector<float> floats;
-    for (const std::uint32_t b : bits) {
-        floats.push_back(std::bit_cast<float>(b));
-        floats.push_back(std::bit_cast<float>(b | 0x80000000));
-    }
-    return floats;
+    // Of what is no number all that is left to bits; it is always quiet.
+    return sign + (magnitude == kInfinity ? 0x7F800000 : 0x7FC00000 | magnitude % 1024u * 8192);
 }
 
 TEST(Half, KnownValues) {
@@ -115,19 +47,44 @@ TEST(Half, EveryHalfBecomesTheFloatOfItsValue) {
     std::vector<float> floats(halfs.size());
     Math::half2float(floats.data(), halfs.data(), halfs.size());
     for (const unsigned short half : halfs) {
-        ASSERT_EQ(bitsOf(Math::half2float(half)), half_rules::floatBitsOf(half)) << half;
-        ASSERT_EQ(bitsOf(floats[half]), half_rules::floatBitsOf(half)) << half;
+        ASSERT_EQ(bitsOf(Math::half2float(half)), floatBitsOf(half)) << half;
+        ASSERT_EQ(bitsOf(floats[half]), floatBitsOf(half)) << half;
     }
 }
 
+// Each interval at both of its ends; what lies within has no place to go.
 TEST(Half, FloatsBecomeTheNearestHalf) {
-    const std::vector<float> floats = sampledFloats();
-    std::vector<unsigned short> halfs(floats.size());
+    std::vector<float> floats;
+    std::vector<unsigned short> expected, halfs;
+    const auto add = [&](float value, unsigned half) {
+        floats.insert(floats.end(), {value, -value});
+        expected.push_back(static_cast<unsigned short>(half));
+        expected.push_back(static_cast<unsigned short>(half == 0 ? 0 : half + kSign));
+    };
+    for (std::uint16_t h = 0; h < kInfinity; ++h) {
+        const double value = valueOf(h), next = valueOf(static_cast<std::uint16_t>(h + 1));
+        const auto middle = static_cast<float>((value + next) / 2);
+        add(static_cast<float>(value), h);
+        add(std::nextafter(middle, 0.0F), h);
+        add(middle, h + 1U);
+    }
+    for (const float beyond : {std::nextafter(65520.0F, 1e9F), 1e30F, INFINITY}) {
+        add(beyond, kInfinity);
+    }
+    for (std::uint32_t nan = 1; nan < 1 << 23; nan += 4093) {
+        add(std::bit_cast<float>(0x7F800000 + nan), kInfinity + nan / 8192);
+    }
+    halfs.resize(floats.size());
     Math::float2half(halfs.data(), floats.data(), floats.size());
     for (std::size_t i = 0; i < floats.size(); ++i) {
-        const std::uint16_t expected = half_rules::halfOf(floats[i]);
-        ASSERT_EQ(Math::float2half(floats[i]), expected) << std::hex << bitsOf(floats[i]);
-        ASSERT_EQ(halfs[i], expected) << std::hex << bitsOf(floats[i]);
+        ASSERT_EQ(Math::float2half(floats[i]), expected[i]) << std::hex << bitsOf(floats[i]);
+        ASSERT_EQ(halfs[i], expected[i]) << std::hex << bitsOf(floats[i]);
+    }
+    unsigned last = 0;
+    for (std::uint32_t bits = 0; bits <= 0x7F800000; bits += 4093) {
+        const unsigned half = Math::float2half(std::bit_cast<float>(bits));
+        ASSERT_GE(half, last) << std::hex << bits;
+        last = half;
     }
 }
 
@@ -147,8 +104,8 @@ TEST(Half, ArraysOfAnyLengthAndPlaceStayInTheirBounds) {
             std::vector<float> back(offset + length + 1, -1.0F);
             Math::half2float(back.data() + offset, halfs.data() + offset, length);
             for (std::size_t i = 0; i < length; ++i) {
-                ASSERT_EQ(halfs[offset + i], half_rules::halfOf(floats[offset + i]));
-                ASSERT_EQ(bitsOf(back[offset + i]), half_rules::floatBitsOf(halfs[offset + i]));
+                ASSERT_EQ(halfs[offset + i], Math::float2half(floats[offset + i]));
+                ASSERT_EQ(bitsOf(back[offset + i]), floatBitsOf(halfs[offset + i]));
             }
             ASSERT_EQ(halfs.back(), kUntouched);
             ASSERT_EQ(back.back(), -1.0F);
