@@ -360,8 +360,9 @@ TEST_F(VfsArchive, DamageDoesNoHarm) {
     const auto filesRead = [&](const std::string& archive) {
         writeFile("damaged.zip", archive);
         if (!mount("damaged")) {
-            return 0;
+            return -1;
         }
+        EXPECT_GT(list("").size(), 1U) << "nothing but /tmp";
         const std::optional<std::string> stored = read("s");
         const std::optional<std::string> deflated = read("d");
         EXPECT_EQ(stored.value_or("stored"), "stored");
@@ -372,7 +373,7 @@ TEST_F(VfsArchive, DamageDoesNoHarm) {
     EXPECT_EQ(filesRead(sound), 2);
     int harmful = 0;
     for (std::size_t index = 0; index < sound.size(); ++index) {
-        EXPECT_EQ(filesRead(sound.substr(0, index)), 0) << index;
+        EXPECT_EQ(filesRead(sound.substr(0, index)), -1) << index;
         for (const char flip : {'\x01', '\xFF'}) {
             std::string damaged = sound;
             damaged[index] = static_cast<char>(damaged[index] ^ flip);
