@@ -43,7 +43,7 @@ TEST(ConfigSave, HasOneLayout) {
     ConfigParser other;
     ASSERT_TRUE(other.parse(file));
     EXPECT_EQ(other.find("a").getInt(), 2);
-    EXPECT_EQ(std::distance(fs::directory_iterator(directory), {}), 1);
+    EXPECT_EQ(countIn(directory), 1);
 }
 
 TEST(ConfigSave, WritesEveryValueSoThatItReadsBack) {
@@ -116,7 +116,6 @@ TEST(ConfigSave, RefusesWhatCannotBeReadBack) {
 }
 
 TEST(ConfigSave, ReplacesAFileInOneStep) {
-    namespace fs = std::filesystem;
     const fs::path directory = freshDirectory();
     const fs::path file = directory / "settings.cfg";
     writeFile(file, "old = 1;\r\n");
@@ -130,7 +129,7 @@ TEST(ConfigSave, ReplacesAFileInOneStep) {
     EXPECT_FALSE(parser.save(directory.string()));
     EXPECT_FALSE(parser.save((directory / "none" / "a.cfg").string()));
     EXPECT_FALSE(parser.save(""));
-    EXPECT_EQ(std::distance(fs::directory_iterator(directory), {}), 1);
+    EXPECT_EQ(countIn(directory), 1);
 }
 
 } // namespace

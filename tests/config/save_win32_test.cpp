@@ -21,10 +21,6 @@ fs::path makeFile(const fs::path& file) {
     return file;
 }
 
-auto countIn(const fs::path& directory) {
-    return std::distance(fs::directory_iterator(directory), {});
-}
-
 bool setAccess(const fs::path& file, const wchar_t* list) {
     PSECURITY_DESCRIPTOR descriptor = nullptr;
     if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(list, SDDL_REVISION_1, &descriptor,

@@ -1,24 +1,12 @@
 #include "IO/FileStream.h"
 
 #include "VFS/Archive.h"
-#include "support/log_capture.h"
-
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <string>
+#include "support/test.h"
 
 namespace {
 
-namespace fs = std::filesystem;
-using qz::test::freshDirectory;
-using qz::test::readFile;
-using qz::test::writeFile;
+using namespace qz::test;
 using Mode = io::FileStream::Mode;
-
-auto countIn(const fs::path& directory) {
-    return std::distance(fs::directory_iterator(directory), {});
-}
 
 TEST(IoFileStream, AppendsAtTheEnd) {
     const std::string path = (freshDirectory() / "file").string();
@@ -102,7 +90,7 @@ void readWords(const char* path) {
 }
 
 TEST(IoMountedStream, ReadsAnywhere) {
-    const qz::test::LogCapture log;
+    const LogCapture log;
     const std::string archive = fs::absolute("../../vfs/archives/big.zip").string();
     fs::current_path(freshDirectory());
     vfs_init();

@@ -3,27 +3,12 @@
 #include "IO/FileStream.h"
 #include "IO/MemoryStream.h"
 
-#include "support/log_capture.h"
 #include "support/null_from_malloc.h"
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cstring>
-#include <filesystem>
-#include <functional>
-#include <limits>
-#include <memory>
-#include <random>
-#include <sstream>
-#include <string>
-#include <vector>
+#include "support/test.h"
 
 namespace {
 
-using qz::test::freshDirectory;
-using qz::test::readFile;
-using qz::test::writeFile;
+using namespace qz::test;
 using Mode = io::FileStream::Mode;
 
 std::string someBytes(std::size_t size) {
@@ -183,14 +168,12 @@ TEST(IoStream, MessagesTakeAllOrNothing) {
 
 TEST(IoStream, TheFirstErrorStays) {
     char small[4] = {};
-    const std::string path = (freshDirectory() / "none").string();
-    std::istringstream text("text");
-    constexpr char kOther[] = "read-only";
-    writeFile(kOther, "text");
-    std::istringstream bad;
+    const std::string path = (freshDirectory() / "none").string(), other = "read-only";
+    const std::string notWritten = "this stream cannot be written to";
+    writeFile(other, "text");
+    std::istringstream text("text"), bad;
     bad.setstate(std::ios::failbit);
-    io::BlockStream block(small, sizeof small);
-    const auto make = [&](auto* stream) { return std::unique_ptr<io::Stream>(stream); };
+    io::BlockStream whole(small, sizeof small);
     struct Case {
         std::unique_ptr<io::Stream> stream;
         std::function<bool(io::Stream&)> call; // true if it did all it was asked for
@@ -201,31 +184,9 @@ TEST(IoStream, TheFirstErrorStays) {
         char c = 0;
         return stream.read(&c, 1) == 1;
     };
-    const auto seekFar = [](io::Stream& stream) { return stream.seek(std::uint64_t{1} << 63); };
-    std::vector<Case> cases;
-    cases.push_back(
-        {make(new io::BlockStream(small, sizeof small)), write6, "the block of memory is full"});
-    cases.push_back(
-        {make(new io::BlockStream("text", 4)), write6, "this stream cannot be written to"});
-    cases.push_back(
-        {make(new io::PartStream(block, 1, 2)), write6, "the part of the stream is full"});
-    cases.push_back({make(new io::MemoryStream), seekFar, "there is no such position"});
-    cases.push_back({make(new io::MemoryStream),
-                     [&](auto& stream) { return stream.seek(~0ULL >> 1) && write6(stream); },
-                     "there is no such position"});
-    cases.push_back({make(new io::MemoryStream),
-                     [&](auto& stream) { return stream.seek(1ULL << 60) && write6(stream); },
-                     "out of memory"});
-    cases.push_back({make(new io::FileStream), read1, "no file is open"});
-    cases.push_back({make(new io::FileStream(kOther, Mode::kRead)), write6,
-                     std::string("the file was opened for reading: ") + kOther});
-    cases.push_back({make(new io::FileStream(path.c_str(), Mode::kRead)), read1,
-                     "can't open the file: " + path});
-    cases.push_back({make(new io::FileStream(path.c_str(), Mode::kWrite)), read1,
-                     "the file was opened for writing: " + path});
-    cases.push_back(
-        {make(new io::StdInputStream(text)), write6, "this stream cannot be written to"});
-    cases.push_back({make(new io::StdInputStream(bad)), read1, "the std::istream is not good"});
+    const auto writeAt = [&](std::uint64_t position) {
+        return [=](io::Stream& stream) { return stream.seek(position) && write6(stream); };
+    };
     const auto clearAndRead = [&](io::Stream& stream) {
         stream.clearError();
         return read1(stream);
@@ -236,9 +197,29 @@ TEST(IoStream, TheFirstErrorStays) {
     };
     std::istream noInput(nullptr);
     std::ostream noOutput(nullptr);
-    cases.push_back({make(new io::StdInputStream(noInput)), clearAndRead, cases.back().error});
-    cases.push_back(
-        {make(new io::StdOutputStream(noOutput)), clearAndFlush, "the std::ostream is not good"});
+    const auto block = [&] { return std::make_unique<io::BlockStream>(small, sizeof small); };
+    const auto memory = [] { return std::make_unique<io::MemoryStream>(); };
+    const auto file = [](const std::string& name, Mode mode) {
+        return std::make_unique<io::FileStream>(name.c_str(), mode);
+    };
+    const Case cases[] = {
+        {block(), write6, "the block of memory is full"},
+        {std::make_unique<io::BlockStream>("text", 4), write6, notWritten},
+        {std::make_unique<io::PartStream>(whole, 1, 2), write6, "the part of the stream is full"},
+        {memory(), writeAt(std::uint64_t{1} << 63), "there is no such position"},
+        {memory(), writeAt(~0ULL >> 1), "there is no such position"},
+        {memory(), writeAt(1ULL << 60), "out of memory"},
+        {std::make_unique<io::FileStream>(), read1, "no file is open"},
+        {file(other, Mode::kRead), write6, "the file was opened for reading: " + other},
+        {file(path, Mode::kRead), read1, "can't open the file: " + path},
+        {file(path, Mode::kWrite), read1, "the file was opened for writing: " + path},
+        {std::make_unique<io::StdInputStream>(text), write6, notWritten},
+        {std::make_unique<io::StdInputStream>(bad), read1, "the std::istream is not good"},
+        {std::make_unique<io::StdInputStream>(noInput), clearAndRead,
+         "the std::istream is not good"},
+        {std::make_unique<io::StdOutputStream>(noOutput), clearAndFlush,
+         "the std::ostream is not good"},
+    };
     for (const Case& test : cases) {
         SCOPED_TRACE(test.error);
         EXPECT_FALSE(test.call(*test.stream));
@@ -250,12 +231,12 @@ TEST(IoStream, TheFirstErrorStays) {
     cases[0].stream->clearError();
     EXPECT_TRUE(cases[0].stream->seek(0) && read1(*cases[0].stream));
 
-    io::MemoryStream memory;
+    io::MemoryStream some;
     const volatile std::size_t tooMany = ~std::size_t{0} / 2 + 1; // the compiler is not to know
-    EXPECT_EQ(memory.write("abc", 3) + memory.write("x", tooMany), 3U);
-    EXPECT_EQ(memory.bytes().size(), 3U) << "what was written before the error";
-    memory.clearError();
-    io::PartStream part(memory, 1, 100);
+    EXPECT_EQ(some.write("abc", 3) + some.write("x", tooMany), 3U);
+    EXPECT_EQ(some.bytes().size(), 3U) << "what was written before the error";
+    some.clearError();
+    io::PartStream part(some, 1, 100);
     EXPECT_EQ(part.size(), 2U) << "no more than there is";
 }
 

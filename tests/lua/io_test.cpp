@@ -4,12 +4,7 @@ namespace {
 
 using namespace qz::test;
 
-struct LuaIo : ::testing::Test {
-    // Runs code that finds the test's directory in `dir`.
-    std::string run(const std::string& code) {
-        return script_.run("local dir = '" + dir_ + "' " + code);
-    }
-
+struct LuaIo : ScriptInDirectory {
     // Opens a file of these bytes as `f` and runs code.
     std::string read(const std::string& bytes, const std::string& code) {
         writeFile(dir_ + "/in", bytes);
@@ -17,9 +12,6 @@ struct LuaIo : ::testing::Test {
         run("f:close()"); // Windows lets nobody write a file that is open
         return result;
     }
-
-    Script script_;
-    std::string dir_ = scriptDirectory();
 };
 
 TEST_F(LuaIo, OpensForReadingAndWritingOnly) {

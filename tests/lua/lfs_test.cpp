@@ -6,14 +6,7 @@ namespace {
 
 using namespace qz::test;
 
-struct LuaLfs : ::testing::Test {
-    std::string run(const std::string& code) {
-        return script_.run("local dir = '" + dir_ + "' " + code);
-    }
-
-    Script script_;
-    std::string dir_ = scriptDirectory();
-};
+struct LuaLfs : ScriptInDirectory {};
 
 TEST_F(LuaLfs, SaysWhichArgumentIsMissing) {
     const std::pair<std::string, std::string> cases[] = {

@@ -30,4 +30,14 @@ private:
 // usable in scripts as it is.
 std::string scriptDirectory();
 
+struct ScriptInDirectory : ::testing::Test {
+    // Runs code that finds the test's directory in `dir`.
+    std::string run(const std::string& code) {
+        return script_.run("local dir = '" + dir_ + "' " + code);
+    }
+
+    Script script_;
+    std::string dir_ = scriptDirectory();
+};
+
 } // namespace qz::test

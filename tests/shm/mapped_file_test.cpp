@@ -18,13 +18,8 @@ struct MappedFile : testing::Test {
         return name.c_str();
     }
 
-    static void write(const std::string& bytes) {
-        std::ofstream(path(), std::ios::binary | std::ios::trunc) << bytes;
-    }
-    static std::string read() {
-        std::ifstream file(path(), std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
+    static void write(const std::string& bytes) { writeFile(path(), bytes); }
+    static std::string read() { return readFile(path()); }
     static Lines linesOf(const misc::mmf& file) {
         Lines lines;
         unsigned int pos = 0;

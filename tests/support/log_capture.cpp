@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 #include <thread>
 #include <utility>
@@ -98,6 +99,10 @@ void writeFile(const std::filesystem::path& path, const std::string& bytes) {
     std::ofstream file(path, std::ios::binary);
     file << bytes;
     EXPECT_TRUE(file.flush()) << path;
+}
+
+std::ptrdiff_t countIn(const std::filesystem::path& directory) {
+    return std::distance(std::filesystem::directory_iterator(directory), {});
 }
 
 } // namespace qz::test

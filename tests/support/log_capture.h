@@ -3,6 +3,7 @@
 
 #include "support/non_copyable.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <string>
@@ -43,5 +44,8 @@ std::filesystem::path freshDirectory();
 std::string readFile(const std::filesystem::path& path);
 
 void writeFile(const std::filesystem::path& path, const std::string& bytes);
+
+// How many entries a directory has.
+std::ptrdiff_t countIn(const std::filesystem::path& directory);
 
 } // namespace qz::test

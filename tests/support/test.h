@@ -21,6 +21,7 @@
 #include <cstring>
 #include <filesystem>
 #include <functional>
+#include <initializer_list>
 #include <iterator>
 #include <limits>
 #include <map>
@@ -42,5 +43,14 @@ namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 using namespace std::string_literals;
 using Lines = std::vector<std::string>;
+
+// What a call makes of a text: each case is "text => result".
+template<class Call, class... Cases>
+void expectEach(const Call& call, const Cases&... cases) {
+    for (const std::string& one : std::initializer_list<std::string>{cases...}) {
+        const std::size_t arrow = one.find(" => ");
+        EXPECT_EQ(call(one.substr(0, arrow)), one.substr(arrow + 4)) << one;
+    }
+}
 
 } // namespace qz::test

@@ -4,21 +4,7 @@
 #include "Util/Publish.h"
 #include "failure.h"
 #include "published.h"
-#include "support/log_capture.h"
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <atomic>
-#include <chrono>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <memory>
-#include <random>
-#include <string>
-#include <thread>
-#include <vector>
+#include "support/test.h"
 
 #if !defined(_WIN32)
 #    include <unistd.h>
