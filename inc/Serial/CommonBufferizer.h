@@ -27,7 +27,10 @@
  * An object that is removed is kept as long as a state is that has it.
  *
  * Errors: functions that can fail return false, 0 or nothing, and getError tells why; nothing is
- * thrown. What the classes throw, and std::bad_alloc, is such an error.
+ * thrown. What the classes throw, whatever it is, and std::bad_alloc are such errors.
+ *
+ * In `serialize` classes must not call functions that change states or objects. These fail then, and
+ * so does the capture or reading that they are in the middle of.
  *
  * Threads: all of it, the objects included, belongs to one thread.
  */
@@ -70,7 +73,8 @@ public:
     QZ_API ~CommonBufferizer();
 
     /* Gives an object a number, which is not 0 and nobody else's. The object counts as marked. An
-     * object has one number only. */
+     * object has one number only. The name of its class has 255 bytes at most. A watching side
+     * leaves `add` and `remove` to `read`. */
     QZ_API bool add(std::uint32_t number, const Ref<SerializableObject>& object);
 
     /* Takes an object out. False if there is none of this number. */

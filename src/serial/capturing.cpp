@@ -124,10 +124,11 @@ std::uint32_t CommonBufferizer::State::capture(bool onlyMarked) {
         line.sum += change.version.sum - change.entry->last().sum;
     }
     history.append(line, changes);
+    marked.clear();
     for (serial::Entry* const entry : entries) {
         entry->isMarked = false;
+        history.eraseIfGone(*entry);
     }
-    marked.clear();
     areAllMarked = false;
     history.keep(limits.states);
     return line.state;
@@ -146,6 +147,9 @@ bool CommonBufferizer::State::captureOne(serial::Entry& entry, serial::Packing& 
     }
     packing.begin();
     entry.object->serialize(serializer);
+    if (isDisturbed) {
+        serializer.fail(kDisturbed);
+    }
     if (!serializer.isGood()) {
         failAt(entry.number, *entry.object, serializer.getError());
         return false;

@@ -2,6 +2,7 @@
 
 #include "serial/common_state.h"
 #include "serial/parts.h"
+#include "serial/state.h"
 
 #include <exception>
 #include <utility>
@@ -29,26 +30,36 @@ void CommonBufferizer::State::fail(std::string_view what) noexcept {
     }
 }
 
+void CommonBufferizer::State::mark(serial::Entry& entry) {
+    if (!entry.isMarked) {
+        marked.push_back(entry.number);
+        entry.isMarked = true;
+    }
+}
+
 bool CommonBufferizer::add(std::uint32_t number, const Ref<SerializableObject>& object) {
     State& state = *state_;
-    return state.attempt<bool>([&] {
+    return state.change<bool>([&] {
         const serial::Entry* const entry = state.history.find(number);
         if (number == 0 || !object || (entry != nullptr && entry->object) ||
             state.history.numberOf(*object) != 0) {
             state.fail("an object or a number that cannot be added");
             return false;
         }
-        state.marked.push_back(number);
+        if (object->getClassIdentifier().getClassName().size() > serial::kMostNameBytes) {
+            state.fail("a class whose name is too long");
+            return false;
+        }
         serial::Entry& added = state.history.findOrAdd(number);
+        state.mark(added); // an entry without object or versions that is left harms nobody
         state.history.set(added, object);
-        added.isMarked = true;
         return true;
     });
 }
 
 bool CommonBufferizer::remove(std::uint32_t number) {
     State& state = *state_;
-    return state.attempt<bool>([&] {
+    return state.change<bool>([&] {
         if (!mark(number)) {
             return false;
         }
@@ -68,26 +79,23 @@ std::size_t CommonBufferizer::getCount() const {
 
 bool CommonBufferizer::mark(std::uint32_t number) {
     State& state = *state_;
-    return state.attempt<bool>([&] {
+    return state.change<bool>([&] {
         serial::Entry* const entry = state.history.find(number);
         if (entry == nullptr || !entry->object) {
             state.fail("there is no object of this number");
             return false;
         }
-        if (!entry->isMarked) {
-            state.marked.push_back(number);
-            entry->isMarked = true;
-        }
+        state.mark(*entry);
         return true;
     });
 }
 
 std::uint32_t CommonBufferizer::capture() {
-    return state_->attempt<std::uint32_t>([&] { return state_->capture(false); });
+    return state_->callClasses<std::uint32_t>([&] { return state_->capture(false); });
 }
 
 std::uint32_t CommonBufferizer::captureMarked() {
-    return state_->attempt<std::uint32_t>([&] { return state_->capture(true); });
+    return state_->callClasses<std::uint32_t>([&] { return state_->capture(true); });
 }
 
 std::vector<Mail::Message> CommonBufferizer::write(std::uint32_t base, std::uint32_t address,
@@ -108,7 +116,10 @@ std::vector<Mail::Message> CommonBufferizer::write(std::uint32_t base, std::uint
 }
 
 void CommonBufferizer::forget(std::uint32_t before) {
-    state_->history.forget(before);
+    state_->change<bool>([&] {
+        state_->history.forget(before);
+        return true;
+    });
 }
 
 bool CommonBufferizer::read(const StateParts& parts) {
@@ -116,18 +127,19 @@ bool CommonBufferizer::read(const StateParts& parts) {
         state_->fail("a state of which parts are missing");
         return false;
     }
-    return state_->read(parts.header_, serial::BitReader(parts.bytes_));
+    return state_->callClasses<bool>(
+        [&] { return state_->read(parts.header_, serial::BitReader(parts.bytes_)); });
 }
 
 void CommonBufferizer::reset() {
     State& state = *state_;
-    state.attempt<bool>([&] {
+    state.change<bool>([&] {
+        state.sender = 0;
+        state.areAllMarked = true;
+        state.history.clear();
         state.session = serial::newSession();
         return true;
     });
-    state.sender = 0;
-    state.areAllMarked = true;
-    state.history.clear();
 }
 
 std::uint32_t CommonBufferizer::getNumber() const {

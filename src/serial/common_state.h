@@ -56,6 +56,9 @@ struct CommonBufferizer::State {
     bool areAllMarked = false; // whatever `marked` has
     std::string error;
 
+    bool isBusy = false;      // objects are being read or written
+    bool isDisturbed = false; // and one of them wanted to change something
+
     void fail(std::string_view what) noexcept;
 
     // What the function returns, or a zero and an error if it throws.
@@ -67,10 +70,38 @@ struct CommonBufferizer::State {
             error = "out of memory"; // fits without any
         } catch (const std::exception& exception) {
             fail(exception.what());
+        } catch (...) {
+            fail("a class threw what is no std::exception");
         }
         return Result();
     }
 
+    // The same for what changes states or objects. Classes must not do so in `serialize`.
+    template<class Result, class Function>
+    Result change(Function function) noexcept {
+        if (isBusy) {
+            isDisturbed = true;
+            fail(kDisturbed);
+            return Result();
+        }
+        return attempt<Result>(function);
+    }
+
+    // Around what calls classes: false as well if one of them wanted to change something.
+    template<class Result, class Function>
+    Result callClasses(Function function) noexcept {
+        return change<Result>([&] {
+            isBusy = true;
+            isDisturbed = false;
+            Result result = attempt<Result>(function);
+            isBusy = false;
+            return result;
+        });
+    }
+
+    static constexpr char kDisturbed[] = "a class changes states while they are read or written";
+
+    void mark(serial::Entry& entry);
     std::uint32_t capture(bool onlyMarked);
     std::vector<Mail::Message> write(std::uint32_t base, std::uint32_t address,
                                      std::size_t mostBytes);

@@ -176,9 +176,14 @@ void History::prune(std::uint32_t number, std::uint32_t before) {
     if (next - versions.begin() > 1) {
         versions.erase(versions.begin(), next - 1);
     }
-    if (!found->second.object && !versions.empty() && !versions.back().object &&
-        versions.back().state <= before) {
-        entries_.erase(found);
+    eraseIfGone(found->second);
+}
+
+void History::eraseIfGone(Entry& entry) {
+    const Version& last = entry.last();
+    const std::uint32_t oldest = lines_.empty() ? 0 : lines_.front().state;
+    if (!entry.object && !entry.isMarked && !last.object && last.state <= oldest) {
+        entries_.erase(std::uint32_t{entry.number}); // a copy
     }
 }
 
@@ -187,7 +192,8 @@ void History::clear() {
     journal_.clear();
     for (auto item = entries_.begin(); item != entries_.end();) {
         item->second.versions.clear();
-        item = item->second.object ? std::next(item) : entries_.erase(item);
+        const bool isHeld = item->second.object || item->second.isMarked;
+        item = isHeld ? std::next(item) : entries_.erase(item);
     }
 }
 

@@ -24,8 +24,8 @@ struct Version {
 
 struct Entry {
     std::uint32_t number = 0;
-    ObjectRef object; // now; null: removed
-    bool isMarked = false;
+    ObjectRef object;             // now; null: removed
+    bool isMarked = false;        // and in the list of those that are: then the entry stays
     qz::vector<Version> versions; // by their states
 
     // What it was in a state.
@@ -83,6 +83,9 @@ public:
     // those that are there now besides. Throws std::bad_alloc, and nothing happened then.
     void append(Line line, const Changes& changes);
     void replace(Line line, const Changes& changes);
+
+    // An entry without an object, now or in a state that is kept, unless it is marked.
+    void eraseIfGone(Entry& entry);
 
     void forget(std::uint32_t before);
     void keep(std::size_t most); // so many states at most

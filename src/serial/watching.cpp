@@ -108,9 +108,7 @@ void StateReader::stage() {
     }
     count_ = history_.count();
     for (const std::uint32_t number : history_.changedSince(base_.state)) {
-        const Item& item = stage(number);
-        count_ += item.version.object ? 1U : 0U;
-        count_ -= item.entry != nullptr && item.entry->object ? 1U : 0U;
+        stage(number);
     }
 }
 
@@ -123,6 +121,8 @@ StateReader::Item& StateReader::stage(std::uint32_t number) {
             item.version = item.entry->at(base_.state);
             item.baseSum = item.version.sum;
         }
+        count_ += item.version.object ? 1U : 0U;
+        count_ -= item.entry != nullptr && item.entry->object ? 1U : 0U;
     }
     return item;
 }
@@ -321,6 +321,10 @@ bool CommonBufferizer::State::read(const detail::StateHeader& header,
         const bool isRead = attempt<bool>([&] {
             if (!reader.read(factories)) {
                 fail(reader.error());
+                return false;
+            }
+            if (isDisturbed) {
+                fail(kDisturbed);
                 return false;
             }
             if (reader.sum() != header.sum) {

@@ -97,6 +97,18 @@ protected:
         return states.read(parts) ? "" : states.getError();
     }
 
+    static void removeWithReferences(CommonBufferizer& states, std::uint32_t number) {
+        for (std::uint32_t other = 1; other < 60; ++other) {
+            Ferry* const ferry = of(states, other);
+            if (ferry != nullptr && ferry->next.get() == of(states, number)) {
+                ferry->next = {};
+                states.mark(other);
+            }
+        }
+        of(states, number)->next = {};
+        states.remove(number);
+    }
+
     using Model = std::map<std::uint32_t, std::string>;
 
     static Model look(CommonBufferizer& states) {
@@ -145,19 +157,14 @@ TEST_F(States, AreSeenAsTheyAre) {
         CommonBufferizer source,
             watchers[2]{CommonBufferizer(factories), CommonBufferizer(factories)};
         for (std::uint32_t step = 1; step < 60; ++step) {
-            const std::uint32_t number = any();
-            if (of(source, number) == nullptr) {
-                add(source, number, random() % 2 == 0 ? "Ferry" : "Tug");
-            } else if (random() % 4 == 0) {
-                for (std::uint32_t other = 1; other < 60; ++other) {
-                    Ferry* const ferry = of(source, other);
-                    if (ferry != nullptr && ferry->next.get() == of(source, number)) {
-                        ferry->next = {};
-                        source.mark(other);
-                    }
+            for (auto i = random() % 4; i > 0; --i) {
+                const std::uint32_t number = any() % 20 + 1; // often the same one
+                if (of(source, number) != nullptr) {
+                    removeWithReferences(source, number);
                 }
-                of(source, number)->next = {};
-                source.remove(number);
+                if (random() % 4 != 0) {
+                    add(source, number, random() % 2 == 0 ? "Ferry" : "Tug");
+                }
             }
             for (int i = 0; i < 3; ++i) {
                 const std::uint32_t some = any();
@@ -275,6 +282,58 @@ TEST_F(States, ErrorsChangeNothing) {
     EXPECT_EQ(read(small, source.write(0, 1)), "more objects than allowed");
     EXPECT_EQ(read(watcher, source.write(1, 1)), "");
     EXPECT_EQ(look(watcher), look(source));
+}
+
+// A class that does in `serialize` what it must not do.
+TEST_F(States, ClassesMayMisbehave) {
+    struct Wild : SerializableObject {
+        explicit Wild(const char* name = "Wild") : SerializableObject(name) {}
+        void serialize(CommonSerializer& serializer) override {
+            serializer.transfer("number", number);
+            if (number == 1) {
+                throw number;
+            }
+            if (states != nullptr) {
+                EXPECT_FALSE(states->mark(2) || states->remove(1) || states->capture() != 0);
+                states->forget(2);
+            }
+        }
+        int number = 1;
+        CommonBufferizer* states = nullptr;
+    };
+    CommonBufferizer source;
+    Wild* const wild = new Wild;
+    ASSERT_TRUE(source.add(1, Ref<SerializableObject>(wild)));
+    EXPECT_EQ(source.capture(), 0U);
+    EXPECT_EQ(source.getError(), "a class threw what is no std::exception");
+    wild->number = 2;
+    wild->states = &source;
+    add(source, 2);
+    EXPECT_EQ(source.captureMarked(), 0U);
+    EXPECT_EQ(source.getError(),
+              "object 1 (Wild): a class changes states while they are read or written");
+    wild->states = nullptr;
+    EXPECT_EQ(source.captureMarked(), 1U);
+    EXPECT_FALSE(source.add(3, Ref<SerializableObject>(new Wild(std::string(256, 'w').c_str()))));
+    EXPECT_EQ(source.getError(), "a class whose name is too long");
+}
+
+// A watcher that takes objects out by itself still counts right.
+TEST_F(States, WatchersMayRemove) {
+    CommonBufferizer source, watcher(factories, {.objects = 4});
+    for (std::uint32_t number = 1; number <= 4; ++number) {
+        add(source, number);
+    }
+    source.capture();
+    ASSERT_EQ(read(watcher, source.write(0, 1)), "");
+    for (std::uint32_t number = 1; number <= 4; ++number) {
+        watcher.remove(number);
+        source.remove(number);
+    }
+    add(source, 5);
+    source.captureMarked();
+    ASSERT_EQ(read(watcher, source.write(1, 1)), "");
+    EXPECT_EQ(watcher.getCount(), 1U);
 }
 
 TEST_F(States, CostWhatChanged) {
