@@ -88,7 +88,7 @@ void look(PublishedView& view, Input& input) {
             seen.lines.push_back(std::move(*line));
         }
     }
-    checkRows(pictureOf(seen, false));
+    checkRows(pictureOf(seen, false, std::nullopt));
     const std::string json = jsonOf(seen);
     require(std::ranges::none_of(
         json, [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; }));

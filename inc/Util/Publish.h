@@ -10,8 +10,9 @@
  * globalProfiler's frames, and how much the task manager has to do. Others look at it without a
  * lock: nobody who looks, stands still or is killed while looking can hold a frame up. The memory
  * belongs to this process: programs of the same name have one each, told apart by the process's
- * number. It is gone with the process, however that ends; on Linux with the last child, too, that
- * was forked and has called no exec. docs/formats/shared-memory.md has its bytes.
+ * number. It is gone with the process, on Linux with the last child, too, that was forked and has
+ * called no exec; what a killed one leaves there stays until a process of the same user opens its
+ * first shared memory or runs "qz log list". docs/formats/shared-memory.md has its bytes.
  *
  * C and C++; frame times are there while globalProfiler (C++) runs.
  */

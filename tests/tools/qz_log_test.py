@@ -3,6 +3,8 @@ import glob
 import json
 import os
 import re
+import signal
+import struct
 import subprocess
 import sys
 import unittest
@@ -34,8 +36,9 @@ class LogTest(unittest.TestCase):
     def stop(program):
         program.kill()
         program.wait()
-        program.stdin.close()
-        program.stdout.close()
+        for pipe in (program.stdin, program.stdout, program.stderr):
+            if pipe:
+                pipe.close()
 
     def qz(self, *arguments, code=0, command="log"):
         done = subprocess.run([*QZ, command, *arguments], text=True, capture_output=True,
@@ -120,6 +123,21 @@ class LogTest(unittest.TestCase):
         self.assertRegex(said(), "INFO    M: end of main$")
         self.assertEqual(follower.wait(60), 0)
 
+    def test_no_next_one_of_two(self):
+        if sys.platform == "win32" or len(QZ) > 1:
+            self.skipTest("nobody can be made to look late")
+        program = self.publish(self.name, ["40 M first"])
+        follower = subprocess.Popen([*QZ, "log", "follow", self.name, "--module", "M"], text=True,
+                                    stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        self.addCleanup(self.stop, follower)
+        follower.stdout.readline()
+        follower.send_signal(signal.SIGSTOP)
+        self.stop(program)
+        two = [f"{self.name}.{self.publish(self.name, []).pid}" for _ in range(2)]
+        follower.send_signal(signal.SIGCONT)
+        self.assertIn(f"take one of {' '.join(sorted(two))}\n", follower.communicate(timeout=60)[1])
+        self.assertEqual(follower.returncode, 1)
+
     def test_nothing_is_left(self):
         self.stop(self.publish(self.name))
         self.publish(self.name + ".b")  # clears up behind it
@@ -158,6 +176,21 @@ class LogTest(unittest.TestCase):
                 subprocess.run([*QZ, *command, *options], stdout=theirs, timeout=60, check=True,
                                env={**os.environ, "TERM": "xterm"})
                 self.assertIn(expected, os.read(ours, 5000).decode())
+            os.close(theirs)
+            os.close(ours)
+
+    def test_top_fits_the_terminal(self):
+        pty = __import__("pty") if len(QZ) == 1 else self.skipTest("needs a terminal")
+        termios, fcntl = __import__("termios"), __import__("fcntl")
+        self.publish(self.name)
+        for columns, rows in ((20, 10), (7, 3), (100, 40)):
+            ours, theirs = pty.openpty()
+            fcntl.ioctl(theirs, termios.TIOCSWINSZ, struct.pack("4H", rows, columns, 0, 0))
+            subprocess.run([*QZ, "top", "--no-color", self.name, "--timeout", "0.1"], stdout=theirs, timeout=60,
+                           check=True, env={**os.environ, "TERM": "xterm"})
+            picture = re.sub("\x1b\\[[0-9]*[A-Z]", "", os.read(ours, 9000).decode()).split("\r\n")
+            self.assertLessEqual(len(picture), rows)
+            self.assertLessEqual(max(map(len, picture)), columns)
             os.close(theirs)
             os.close(ours)
 

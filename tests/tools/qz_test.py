@@ -44,7 +44,7 @@ def saved(body):
 
 # Version 3; a record with a text and four references: a ship, null, the ship, a port of version 7
 # whose class has a name to be afraid of. The ship refers to the port and itself.
-SAVED = saved(b"\3" + b"\x04\x04" + b"\1\0\4Ship\0" + b"\0" + b"\1" + b"\2\1\6P\x1b[2J\"\7" + b"\3a\x1bz" +
+SAVED = saved(b"\3" + b"\x04\x04" + b"\1\0\4Ship\0" + b"\0" + b"\1" + b"\2\1\7P\x1b\x9b\xe2\x80\xae\"\7" + b"\3a\x1bz" +
               b"\x12\x02" + b"\2\1" + bytes(range(64, 82)) + b"\0\0")
 
 
@@ -269,7 +269,7 @@ class QzTest(unittest.TestCase):
             '  #1 Ship, version 0, 18 bytes, 2 references\n'
             '    40 41 42 43 44 45 46 47 48 49 4a 4b 4c 4d 4e 4f  @ABCDEFGHIJKLMNO\n'
             '    50 51                                            PQ\n'
-            '    #2 P\\x1b[2J", version 7, 0 bytes, 0 references\n'
+            '    #2 P\\x1b\\x9b\\xe2\\x80\\xae", version 7, 0 bytes, 0 references\n'
             '    -> #1\n'
             '  -> null\n'
             '  -> #1\n'
@@ -285,14 +285,14 @@ class QzTest(unittest.TestCase):
             '    -> #1\n'
             '  -> null\n'
             '  -> #1\n'
-            '  #2 P\\x1b[2J", version 7, 0 bytes, 0 references\n'), ""))
+            '  #2 P\\x1b\\x9b\\xe2\\x80\\xae", version 7, 0 bytes, 0 references\n'), ""))
         code, out, err = self.run_qz("dump", "--json", "world.qzo")
         self.assertEqual((code, err), (0, ""))
         self.assertEqual(json.loads(out), {
             "version": 3, "bytes": "03611b7a", "references": [1, None, 1, 2], "objects": [
                 {"number": 1, "class": "Ship", "version": 0, "references": [2, 1],
                  "bytes": bytes(range(64, 82)).hex()},
-                {"number": 2, "class": 'P\x1b[2J"', "version": 7, "bytes": "", "references": []}]})
+                {"number": 2, "class": 'P\x1b\ufffd\u202e"', "version": 7, "bytes": "", "references": []}]})
 
     def test_dump_of_a_chain_longer_than_any_line(self):
         links = 20000
@@ -330,6 +330,9 @@ class QzTest(unittest.TestCase):
             else:
                 self.assertEqual((code, out, err), (1, "", f"qz: error: bad.qzo: {problem}\n"))
         self.assertIn("nowhere: cannot be read: there is no such file", self.run_qz("dump", "nowhere")[2])
+        with open("/dev/zero", "rb") as endless:
+            done = subprocess.run([*COMMAND, "dump", "-"], stdin=endless, capture_output=True, timeout=60)
+        self.assertEqual(done.stderr, b"qz: error: -: no file of saved objects\n")
 
     def test_usage(self):
         for help_wanted in (["--help"], ["conf", "--help"], ["conf", "set", "--help"],

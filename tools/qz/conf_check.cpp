@@ -1,6 +1,7 @@
 #include "conf_commands.h"
 #include "conf_file.h"
 #include "failure.h"
+#include "printable.h"
 #include "terminal.h"
 
 #include <algorithm>

@@ -1,10 +1,10 @@
 #include "conf_file.h"
 
 #include "conf_mistake.h"
+#include "input.h"
 #include "terminal.h"
 
 #include "platform/files.h"
-#include "platform/input.h"
 #include "platform/save_turn.h"
 #include "platform/whole_file.h"
 
@@ -16,30 +16,15 @@
 
 namespace {
 
-constexpr char kStandardStreams[] = "-";
 constexpr size_t kMostBytes = std::numeric_limits<int>::max();
-
-// Why a file could not be read or replaced, in its own words where the system's are riddles.
-std::string reason(const std::string& name, platform::SystemError error) {
-    switch (platform::pathKind(name.c_str())) {
-    case platform::PathKind::missing:
-        return "there is no such file";
-    case platform::PathKind::directory:
-        return "is a directory";
-    case platform::PathKind::file:
-        break;
-    }
-    char text[256];
-    platform::systemErrorText(error, text, sizeof text);
-    return text;
-}
 
 // Where reading could make us wait, as in a pipe, there is nothing to replace.
 void requireOrdinary(const std::string& name) {
     platform::SystemError error = 0;
     const platform::FileHandle file = platform::openFileWaiting(name.c_str(), error);
     if (file == platform::kNoFile) {
-        throw Failure(name + ": is no ordinary file that can be replaced: " + reason(name, error));
+        throw Failure(name +
+                      ": is no ordinary file that can be replaced: " + reasonOf(error, name));
     }
     platform::closeFile(file);
 }
@@ -57,20 +42,6 @@ std::string saved(const std::string& name, ConfigParser& parser,
 }
 
 } // namespace
-
-std::string readWhole(const std::string& name) {
-    std::string bytes;
-    const platform::SystemError error = name == kStandardStreams
-                                            ? platform::readStandardInput(bytes)
-                                            : platform::readPath(name.c_str(), bytes);
-    if (error != 0) {
-        throw Failure(name + ": cannot be read: " + reason(name, error));
-    }
-    if (bytes.size() > kMostBytes) {
-        throw Failure(name + ": has more than 2 GiB");
-    }
-    return bytes;
-}
 
 std::string FileToChange::read() {
     bytes_ = readWhole(name_);
@@ -93,7 +64,7 @@ void FileToChange::replace(const std::string& text) const {
     }
     const platform::Replacement replacement = platform::replaceContents(name_.c_str(), text);
     if (!replacement) {
-        throw Failure(name_ + ": cannot be replaced: " + reason(name_, replacement.error));
+        throw Failure(name_ + ": cannot be replaced: " + reasonOf(replacement.error, name_));
     }
 }
 

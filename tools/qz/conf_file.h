@@ -24,9 +24,6 @@ public:
     using Failure::Failure;
 };
 
-// Whatever can be read, "-" being standard input. Throws Failure.
-std::string readWhole(const std::string& name);
-
 // A file that is read and replaced; "-" is standard input and output.
 class FileToChange {
 public:

@@ -1,4 +1,5 @@
 #include "dump_forms.h"
+#include "printable.h"
 #include "terminal.h"
 
 #include <algorithm>

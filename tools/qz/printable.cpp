@@ -1,14 +1,30 @@
 #include "printable.h"
 
+#include <algorithm>
+#include <cstdio>
+#include <iterator>
+
 namespace {
 
-// Bytes of the character in front, if it is one beyond ASCII that terminals only draw; else 0.
+// Marks that are not drawn, but change the order in which the others are.
+bool isOrderMark(std::string_view character) {
+    constexpr std::string_view kMarks[] = {
+        "\u061C", "\u200E", "\u200F", "\u202A", "\u202B", "\u202C",
+        "\u202D", "\u202E", "\u2066", "\u2067", "\u2068", "\u2069",
+    };
+    return std::ranges::find(kMarks, character) != std::end(kMarks);
+}
+
+// Bytes of the character in front, if it is one that terminals only draw; else 0.
 std::size_t lengthOfDrawn(std::string_view text) {
     const auto byteAt = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
     const auto isBetween = [](unsigned char byte, int first, int last) {
         return byte >= first && byte <= last;
     };
     const unsigned char lead = byteAt(0);
+    if (isBetween(lead, 0x20, 0x7E)) {
+        return 1;
+    }
     const std::size_t length = isBetween(lead, 0xC2, 0xDF)   ? 2
                                : isBetween(lead, 0xE0, 0xEF) ? 3
                                : isBetween(lead, 0xF0, 0xF4) ? 4
@@ -24,7 +40,7 @@ std::size_t lengthOfDrawn(std::string_view text) {
             return 0;
         }
     }
-    return length;
+    return isOrderMark(text.substr(0, length)) ? 0 : length;
 }
 
 } // namespace
@@ -37,8 +53,8 @@ std::string printable(std::string_view text, std::string_view lineBreak) {
         std::size_t length = 1;
         if (byte == '\n') {
             shown += lineBreak;
-        } else if (byte == '\t' || (byte >= 0x20 && byte < 0x7F)) {
-            shown += text.front();
+        } else if (byte == '\t') {
+            shown += '\t';
         } else if (const std::size_t drawn = lengthOfDrawn(text); drawn != 0) {
             shown += text.substr(0, drawn);
             length = drawn;
@@ -48,4 +64,20 @@ std::string printable(std::string_view text, std::string_view lineBreak) {
         text.remove_prefix(length);
     }
     return shown;
+}
+
+std::string shown(std::string_view name) {
+    std::string text;
+    while (!name.empty()) {
+        const std::size_t drawn = lengthOfDrawn(name);
+        if (drawn != 0) {
+            text += name.substr(0, drawn);
+        } else {
+            char code[8];
+            std::snprintf(code, sizeof code, "\\x%02x", static_cast<unsigned char>(name.front()));
+            text += code;
+        }
+        name.remove_prefix(drawn != 0 ? drawn : 1);
+    }
+    return text;
 }

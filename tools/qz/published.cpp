@@ -43,6 +43,17 @@ std::vector<Program> programsOf(const std::string& name) {
     return programs;
 }
 
+// Throws Failure if there are others: which one is meant is for people to say.
+void requireOne(const std::vector<Program>& found, const std::string& address) {
+    if (found.size() > 1) {
+        std::string names;
+        for (const Program& program : found) {
+            names += " " + program.name + "." + std::to_string(program.process);
+        }
+        throw Failure("several programs are called " + address + ", take one of" + names);
+    }
+}
+
 bool isRunning(const Program& program) {
     return platform::sharedMemoryExists(
         util::publishedAs(util::kRunningPrefix, program.name, program.process).c_str());
@@ -160,13 +171,7 @@ Watched::Watched(const std::string& address) : mayHaveNext_(true) {
         std::erase_if(found, [&](const Program& one) { return one != *program; });
         mayHaveNext_ = false;
     }
-    if (found.size() > 1) {
-        std::string names;
-        for (const Program& program : found) {
-            names += " " + program.name + "." + std::to_string(program.process);
-        }
-        throw Failure("several programs are called " + address + ", take one of" + names);
-    }
+    requireOne(found, address);
     if (found.empty() || !open(found.front())) {
         throw Failure("no running program is called " + printable(address) + "; see qz log list");
     }
@@ -203,5 +208,6 @@ bool Watched::findNext() {
         return false;
     }
     const std::vector<Program> found = programsOf(program_.name);
-    return !found.empty() && open(found.back());
+    requireOne(found, program_.name);
+    return !found.empty() && open(found.front());
 }

@@ -74,7 +74,7 @@ public:
     // Whether another one may take its place.
     bool mayHaveNext() const { return mayHaveNext_; }
 
-    // After its end: goes on to the next one, if that has come.
+    // After its end: goes on to the next one, if that has come. Throws Failure if several have.
     bool findNext();
 
 private:

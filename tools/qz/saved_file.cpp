@@ -1,9 +1,7 @@
 #include "saved_file.h"
 
-#include "conf_file.h"
 #include "failure.h"
-
-#include "IO/MemoryStream.h"
+#include "input.h"
 
 // Objects in a circle would keep each other.
 SavedFile::~SavedFile() {
@@ -13,8 +11,7 @@ SavedFile::~SavedFile() {
 }
 
 void SavedFile::load(const std::string& name) {
-    const std::string bytes = readWhole(name);
-    io::BlockStream stream(bytes.data(), bytes.size());
+    InputStream stream(name);
     Common::FactoryManager noFactories;
     Common::CommonSerializer::Limits limits;
     limits.keepsUnknown = true;
@@ -23,6 +20,7 @@ void SavedFile::load(const std::string& name) {
     whole->serialize(serializer);
     const bool isLoaded = serializer.finish();
     findRecords(whole);
+    stream.check();
     if (!isLoaded) {
         throw Failure(name + ": " + serializer.getError());
     }

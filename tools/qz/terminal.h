@@ -15,12 +15,9 @@ std::string red(std::FILE* stream, std::string_view text);
 std::string green(std::FILE* stream, std::string_view text);
 
 // All that the program says goes through here: bytes as they are into files and pipes, characters
-// to a console.
+// to a console. Throws Failure if standard output takes no more.
 void print(std::string_view text);
 void printError(std::string_view text);
-
-// A name with what a terminal would take as a command written as \\xNN.
-std::string shown(std::string_view name);
 
 // One line on standard error: "qz: error: ...", with the problem as `shown` has it.
 void complain(std::string_view problem);

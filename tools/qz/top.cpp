@@ -10,7 +10,9 @@
 #include <cstdio>
 #include <limits>
 #include <optional>
+#include <string_view>
 #include <thread>
+#include <utility>
 
 namespace {
 
@@ -109,30 +111,52 @@ private:
     Look look_;
 };
 
-// In the place of the last one, where the terminal can do that.
-void show(const Look& look, const Options& options, bool isFirst) {
-    if (options.json) {
-        print(jsonOf(look) + "\n");
-        return;
-    }
-    std::string picture = pictureOf(look, options.colours);
-    if (!options.once && takesCommands(stdout)) {
-        for (std::size_t end = picture.find('\n'); end != std::string::npos;
-             end = picture.find('\n', end + 4)) {
-            picture.insert(end, "\033[K");
+class Screen {
+public:
+    explicit Screen(const Options& options)
+        : options_(options), isRedrawn_(!options.once && takesCommands(stdout)) {}
+
+    void show(const Look& look) {
+        if (options_.json) {
+            print(jsonOf(look) + "\n");
+        } else if (isRedrawn_) {
+            redraw(look);
+        } else {
+            print(isFirst_ ? "" : "\n");
+            print(pictureOf(look, options_.colours, std::nullopt));
         }
-        picture = (isFirst ? "\033[2J\033[H" : "\033[H") + picture + "\033[J";
-    } else if (!isFirst) {
-        picture = "\n" + picture;
+        isFirst_ = false;
     }
-    print(picture);
-}
+
+private:
+    // In the place of the last one. What another size has left of that can be anywhere.
+    void redraw(const Look& look) {
+        const auto size = platform::terminalSize(stdout);
+        const auto before = std::exchange(size_, size.value_or(platform::TerminalSize{}));
+        const bool isCleared = isFirst_ || size_ != before;
+        const std::string picture = pictureOf(look, options_.colours, size);
+        std::string drawn = isCleared ? "\033[2J\033[H" : "\033[H";
+        // A row is cleared before it is drawn: behind a full one the cursor stands on its end.
+        for (std::string_view rest = picture; !rest.empty();) {
+            const std::string_view row = rest.substr(0, rest.find('\n') + 1);
+            drawn.append("\033[K").append(row);
+            rest.remove_prefix(row.size());
+        }
+        print(drawn + "\033[J");
+    }
+
+    const Options& options_;
+    bool isRedrawn_;
+    bool isFirst_ = true;
+    platform::TerminalSize size_{};
+};
 
 void run(const Options& options) {
     Viewer viewer(options.name);
+    Screen screen(options);
     const auto start = Clock::now();
-    for (bool isFirst = true;; isFirst = false) {
-        show(viewer.look(), options, isFirst);
+    for (;;) {
+        screen.show(viewer.look());
         if (options.once || viewer.isAtEnd() || std::fflush(stdout) != 0 ||
             Clock::now() - start + kPause > options.time) {
             return;

@@ -16,9 +16,9 @@
 
 namespace {
 
-constexpr std::size_t kColumns = 80;
-constexpr std::size_t kRows = 23;
-constexpr std::size_t kGraphColumns = 64;
+constexpr platform::TerminalSize kUsual{80, 24};
+constexpr std::size_t kMostGraphColumns = 64;
+constexpr std::string_view kGraphMargin = "         ";
 constexpr double kStandsStill = 2; // seconds
 
 struct Row {
@@ -40,12 +40,12 @@ std::string format(const char* format, ...) {
 }
 
 // Each character has one column; cut within none.
-std::string_view cut(std::string_view text) {
+std::string_view cut(std::string_view text, std::size_t most) {
     std::size_t columns = 0;
     for (std::size_t i = 0; i < text.size(); ++i) {
         const bool isFirstByte = (static_cast<unsigned char>(text[i]) & 0xC0U) != 0x80;
         columns += isFirstByte ? 1 : 0;
-        if (columns > kColumns) {
+        if (columns > most) {
             return text.substr(0, i);
         }
     }
@@ -58,8 +58,8 @@ std::string oneLine(std::string_view text) {
     return line;
 }
 
-std::string print(const Row& row, bool colours) {
-    const std::string_view text = cut(row.text);
+std::string print(const Row& row, bool colours, std::size_t columns) {
+    const std::string_view text = cut(row.text, columns);
     if (!colours || row.colour == nullptr || row.from >= text.size()) {
         return std::string(text);
     }
@@ -84,10 +84,10 @@ Row head(const Look& look) {
 }
 
 // A column is the slowest of its frames, beside the slowest of all.
-std::string graph(const std::vector<double>& frames, double most) {
+std::string graph(const std::vector<double>& frames, double most, std::size_t columns) {
     static constexpr const char* kSteps[] = {"\u2581", "\u2582", "\u2583", "\u2584",
                                              "\u2585", "\u2586", "\u2587", "\u2588"};
-    const std::size_t aColumn = (frames.size() + kGraphColumns - 1) / kGraphColumns;
+    const std::size_t aColumn = (frames.size() + columns - 1) / columns;
     std::string drawn;
     for (std::size_t first = 0; first < frames.size(); first += aColumn) {
         const auto part =
@@ -98,7 +98,13 @@ std::string graph(const std::vector<double>& frames, double most) {
     return drawn;
 }
 
-void addFrames(std::vector<Row>& rows, const Look& look) {
+std::size_t graphColumns(std::size_t columns) {
+    return columns > kGraphMargin.size()
+               ? std::min(columns - kGraphMargin.size(), kMostGraphColumns)
+               : 1;
+}
+
+void addFrames(std::vector<Row>& rows, const Look& look, std::size_t columns) {
     const std::vector<double> frames = lastFrames(look.snapshot);
     if (frames.empty()) {
         rows.push_back({"frame    no times: globalProfiler has not been started"});
@@ -108,7 +114,8 @@ void addFrames(std::vector<Row>& rows, const Look& look) {
     rows.push_back({format("frame    %.2f ms; last %zu: median %.2f, p90 %.2f, p99 %.2f, most %.2f",
                            figures.last, frames.size(), figures.median, figures.p90, figures.p99,
                            figures.most)});
-    rows.push_back({"         " + graph(frames, figures.most), "32"});
+    rows.push_back(
+        {std::string(kGraphMargin) + graph(frames, figures.most, graphColumns(columns)), "32"});
 }
 
 Row tasks(const Look& look) {
@@ -143,8 +150,9 @@ Row rowOf(const LogLine& line) {
             rank >= 0 ? qz_log_levels()[rank].colour : nullptr, time.size(), level.size()};
 }
 
-void addLines(std::vector<Row>& rows, const Look& look) {
-    const std::size_t room = rows.size() + 1 < kRows ? kRows - rows.size() : 1;
+// As many as there is room for, and one at least.
+void addLines(std::vector<Row>& rows, const Look& look, std::size_t mostRows) {
+    const std::size_t room = rows.size() + 1 < mostRows ? mostRows - rows.size() : 1;
     const std::size_t count = std::min(room, look.lines.size());
     for (std::size_t i = look.lines.size() - count; i < look.lines.size(); ++i) {
         rows.push_back(rowOf(look.lines[i]));
@@ -153,17 +161,23 @@ void addLines(std::vector<Row>& rows, const Look& look) {
 
 } // namespace
 
-std::string pictureOf(const Look& look, bool colours) {
+// Behind the last row stands the cursor.
+std::string pictureOf(const Look& look, bool colours,
+                      const std::optional<platform::TerminalSize>& terminal) {
+    const platform::TerminalSize size = terminal.value_or(kUsual);
     std::vector<Row> rows{head(look)};
-    addFrames(rows, look);
+    addFrames(rows, look, size.columns);
     rows.push_back(tasks(look));
     rows.emplace_back();
     addWatches(rows, look);
     rows.emplace_back();
-    addLines(rows, look);
+    addLines(rows, look, size.rows - 1);
+    if (terminal && rows.size() >= size.rows) {
+        rows.resize(size.rows - 1);
+    }
     std::string picture;
     for (const Row& row : rows) {
-        picture += print(row, colours) + "\n";
+        picture += print(row, colours, size.columns) + "\n";
     }
     return picture;
 }

@@ -3,6 +3,8 @@
 
 #include "published.h"
 
+#include "platform/terminal.h"
+
 #include <deque>
 #include <optional>
 #include <string>
@@ -15,8 +17,10 @@ struct Look {
     std::deque<LogLine> lines;
 };
 
-// Rows of at most 80 columns, 23 at most unless there are many watches.
-std::string pictureOf(const Look& look, bool colours);
+// Rows that a terminal of this size shows without scrolling. Without one these have at most 80
+// columns and are 23, more if there are many watches.
+std::string pictureOf(const Look& look, bool colours,
+                      const std::optional<platform::TerminalSize>& terminal);
 
 // One line of JSON.
 std::string jsonOf(const Look& look);

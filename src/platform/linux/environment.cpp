@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <system_error>
@@ -33,8 +34,10 @@ std::optional<std::string> executablePath() {
 
 std::vector<std::string> rawArguments() {
     std::string bytes;
-    if (const SystemError error = readPath("/proc/self/cmdline", bytes); error != 0) {
-        throw std::system_error(static_cast<int>(error), std::generic_category());
+    Input input("/proc/self/cmdline");
+    input.readToEnd(bytes, INT_MAX);
+    if (input.error() != 0) {
+        throw std::system_error(static_cast<int>(input.error()), std::generic_category());
     }
     std::vector<std::string> arguments;
     for (auto begin = bytes.begin(); begin != bytes.end();) {

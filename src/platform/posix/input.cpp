@@ -6,32 +6,24 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <climits>
-
 namespace platform {
 
-namespace {
+Input::Input() : file_(STDIN_FILENO) {}
 
-SystemError readToEnd(int file, std::string& bytes) {
-    char part[65536];
-    ssize_t count = 1;
-    while (count > 0 && bytes.size() <= INT_MAX) {
-        count = uninterrupted([&] { return read(file, part, sizeof part); });
-        bytes.append(part, count > 0 ? static_cast<std::size_t>(count) : 0);
+Input::Input(const char* path)
+    : file_(uninterrupted(
+          [&] { return open(nativePath(path).c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY); }))
+    , isOwn_(file_ != kNoFile)
+    , error_(isOwn_ ? 0 : static_cast<SystemError>(errno)) {}
+
+Input::~Input() {
+    if (isOwn_) {
+        closeFile(file_);
     }
-    return count < 0 ? static_cast<SystemError>(errno) : 0;
 }
 
-} // namespace
-
-SystemError readPath(const char* path, std::string& bytes) {
-    const Descriptor file(uninterrupted(
-        [&] { return open(nativePath(path).c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY); }));
-    return file.isOpen() ? readToEnd(file.number(), bytes) : static_cast<SystemError>(errno);
-}
-
-SystemError readStandardInput(std::string& bytes) {
-    return readToEnd(STDIN_FILENO, bytes);
+std::size_t Input::read(void* buffer, std::size_t count) {
+    return error_ == 0 ? readFile(file_, buffer, count, error_) : 0;
 }
 
 } // namespace platform

@@ -5,50 +5,52 @@
 
 #include <windows.h>
 
-#include <climits>
+#include <algorithm>
 #include <cstddef>
 
 namespace platform {
 
-namespace {
+Input::Input() : file_(reinterpret_cast<FileHandle>(GetStdHandle(STD_INPUT_HANDLE))) {}
 
-// A pipe whose writer has closed it is at its end.
-SystemError readToEnd(HANDLE file, std::string& bytes) {
-    char part[65536];
-    DWORD count = 1;
-    while (count > 0 && bytes.size() <= INT_MAX) {
-        if (!ReadFile(file, part, sizeof part, &count, nullptr)) {
-            return GetLastError() == ERROR_BROKEN_PIPE ? 0 : GetLastError();
-        }
-        bytes.append(part, count);
-    }
-    return 0;
-}
-
-} // namespace
-
-SystemError readPath(const char* path, std::string& bytes) {
+Input::Input(const char* path) {
     constexpr std::size_t kPathUnits = MAX_PATH + 1;
     constexpr DWORD kShared = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
     wchar_t wide[kPathUnits];
     if (!toWide(path, wide, kPathUnits)) {
-        return ERROR_PATH_NOT_FOUND;
+        error_ = ERROR_PATH_NOT_FOUND;
+        return;
     }
     HANDLE file = INVALID_HANDLE_VALUE;
-    const bool isOpen = waitForOthers([&] { // who may be replacing it
+    isOwn_ = waitForOthers([&] { // who may be replacing it
         file = CreateFileW(wide, GENERIC_READ, kShared, nullptr, OPEN_EXISTING, 0, nullptr);
         return file != INVALID_HANDLE_VALUE;
     });
-    if (!isOpen) {
-        return GetLastError();
-    }
-    const SystemError error = readToEnd(file, bytes);
-    CloseHandle(file);
-    return error;
+    error_ = isOwn_ ? 0 : GetLastError();
+    file_ = reinterpret_cast<FileHandle>(file);
 }
 
-SystemError readStandardInput(std::string& bytes) {
-    return readToEnd(GetStdHandle(STD_INPUT_HANDLE), bytes);
+Input::~Input() {
+    if (isOwn_) {
+        closeFile(file_);
+    }
+}
+
+// Pipes and consoles give what they have, and a pipe whose writer has closed it is at its end.
+std::size_t Input::read(void* buffer, std::size_t count) {
+    constexpr std::size_t kMostAtOnce = 1 << 20;
+    std::size_t done = 0;
+    DWORD moved = 1;
+    while (error_ == 0 && moved > 0 && done < count) {
+        const auto wanted = static_cast<DWORD>(std::min(count - done, kMostAtOnce));
+        moved = 0;
+        if (!ReadFile(reinterpret_cast<HANDLE>(file_), static_cast<std::byte*>(buffer) + done,
+                      wanted, &moved, nullptr) &&
+            GetLastError() != ERROR_BROKEN_PIPE) {
+            error_ = GetLastError();
+        }
+        done += moved;
+    }
+    return done;
 }
 
 } // namespace platform

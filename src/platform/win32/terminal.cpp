@@ -35,6 +35,16 @@ bool isTerminal(std::FILE* stream) {
     return _isatty(_fileno(stream)) != 0;
 }
 
+std::optional<TerminalSize> terminalSize(std::FILE* stream) {
+    CONSOLE_SCREEN_BUFFER_INFO info{};
+    if (!GetConsoleScreenBufferInfo(handleOf(stream), &info)) {
+        return std::nullopt;
+    }
+    const SMALL_RECT& window = info.srWindow;
+    return TerminalSize{static_cast<std::size_t>(window.Right - window.Left + 1),
+                        static_cast<std::size_t>(window.Bottom - window.Top + 1)};
+}
+
 bool writeCharacters(std::FILE* stream, std::string_view text) {
     DWORD mode = 0;
     if (!GetConsoleMode(handleOf(stream), &mode)) {
