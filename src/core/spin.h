@@ -45,11 +45,13 @@ private:
     int turns_ = 0;
 };
 
-// For what takes a few instructions. Without a system call, and free from the first moment on.
+// For what takes a few instructions. Without a system call, and free from the first moment on. At
+// the end of a process that has killed its other threads one of these may have it for ever: then
+// the last thread goes on without.
 class SpinLock {
 public:
     void lock() {
-        for (Spin spin; !try_lock();) {
+        for (Spin spin; !try_lock() && !platform::otherThreadsAreGone();) {
             spin.turn();
         }
     }
