@@ -111,9 +111,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t leng
         require(source.capture() == 1);
         const std::vector<Mail::Message> whole = source.write(0, 1);
         require(read(watcher, whole) && look(watcher) == look(source));
+        const std::size_t count = Node::all.size();
         const Mail::Message any = stateMessage(2, bytesOf(whole[0]), data[0] % 2 == 0, bits);
         require(!read(watcher, {any}));
         require(look(watcher) == look(source) && watcher.getNumber() == 1);
+        require(Node::all.size() == count);
         static_cast<Node*>(source.get(8))->kind_ = 15;
         require(source.capture() == 2 && read(watcher, source.write(1, 1)));
         require(look(watcher) == look(source));

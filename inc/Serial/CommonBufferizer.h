@@ -24,13 +24,17 @@
  * Each side keeps the last states as base lines. The sender writes what differs from any of them,
  * so that several receivers may be at different ones. An object that did not change costs nothing.
  *
- * An object that is removed is kept as long as a state is that has it.
+ * An object that is removed is kept as long as a state is that has it. Both sides hold references,
+ * which they release in the order in which the objects refer to each other, so that a long chain
+ * does not go deep. Objects that refer to each other in a circle keep each other when they are
+ * removed, on both sides, as they do anywhere: clear such a reference in a state before. Objects of
+ * states that were refused are emptied, by a reading in which all values are 0, and released.
  *
  * Errors: functions that can fail return false, 0 or nothing, and getError tells why; nothing is
  * thrown. What the classes throw, whatever it is, and std::bad_alloc are such errors.
  *
- * In `serialize` classes must not call functions that change states or objects. These fail then, and
- * so does the capture or reading that they are in the middle of.
+ * In `serialize` classes must not call functions that change states or objects. These fail then,
+ * and so does the capture or reading that they are in the middle of.
  *
  * Threads: all of it, the objects included, belongs to one thread.
  */
@@ -77,7 +81,9 @@ public:
      * leaves `add` and `remove` to `read`. */
     QZ_API bool add(std::uint32_t number, const Ref<SerializableObject>& object);
 
-    /* Takes an object out. False if there is none of this number. */
+    /* Takes an object out. False if there is none of this number. Until no other object refers to
+     * it any more, states cannot be captured: `captureMarked` looks at those that did, too, marked
+     * or not. Its number may be given to another object at once. */
     QZ_API bool remove(std::uint32_t number);
 
     /* The object of a number; null if there is none. */

@@ -103,7 +103,48 @@ qz::vector<serial::Entry*> CommonBufferizer::State::entriesToCapture(bool onlyMa
             entries.push_back(entry);
         }
     }
+    if (onlyMarked && !areAllMarked) {
+        addReferrers(entries);
+    }
     return entries;
+}
+
+// Those that are not marked and refer to an object that goes: they cannot be as they were.
+void CommonBufferizer::State::addReferrers(qz::vector<serial::Entry*>& entries) {
+    std::map<std::uint32_t, std::uint32_t> going; // and references to them that were not met yet
+    for (const serial::Entry* const entry : entries) {
+        const serial::Version& last = entry->last();
+        if (entry->referrers > 0 && last.object && last.object.get() != entry->object.get()) {
+            going.emplace(entry->number, entry->referrers);
+        }
+    }
+    const auto refersToOne = [&going](const serial::Entry& entry) {
+        bool isOne = false;
+        if (const serial::Image* const image = entry.last().image.get()) {
+            serial::forEachReference(*image, [&](std::uint32_t number) {
+                const auto found = going.find(number);
+                isOne = isOne || found != going.end();
+                if (found != going.end() && --found->second == 0) {
+                    going.erase(found);
+                }
+            });
+        }
+        return isOne;
+    };
+    for (const serial::Entry* const entry : entries) {
+        if (going.empty()) {
+            return;
+        }
+        refersToOne(*entry);
+    }
+    if (going.empty()) {
+        return;
+    }
+    for (const auto& [number, entry] : history.entries()) {
+        if (!entry->isMarked && refersToOne(*entry)) {
+            entries.push_back(entry);
+        }
+    }
 }
 
 std::uint32_t CommonBufferizer::State::capture(bool onlyMarked) {

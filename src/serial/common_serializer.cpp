@@ -80,7 +80,7 @@ const std::string& CommonSerializer::getError() const {
 }
 
 void CommonSerializer::fail(const std::string& what) {
-    if (hasFailed_) {
+    if (hasFailed_ || (isPacked_ && form().ignoresErrors)) {
         return;
     }
     hasFailed_ = true;

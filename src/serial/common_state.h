@@ -84,7 +84,9 @@ struct CommonBufferizer::State {
             fail(kDisturbed);
             return Result();
         }
-        return attempt<Result>(function);
+        const Result result = attempt<Result>(function);
+        history.release();
+        return result;
     }
 
     // Around what calls classes: false as well if one of them wanted to change something.
@@ -111,6 +113,7 @@ struct CommonBufferizer::State {
 
 private:
     qz::vector<serial::Entry*> entriesToCapture(bool onlyMarked);
+    void addReferrers(qz::vector<serial::Entry*>& entries);
     bool captureOne(serial::Entry& entry, serial::Packing& packing,
                     serial::ObjectSerializer& serializer, serial::Changes& changes);
 };

@@ -54,6 +54,9 @@ public:
     // Null where there are no references.
     const serial::Numbers* numbers = nullptr;
 
+    // What a class finds wrong does not keep it from the values behind.
+    bool ignoresErrors = false;
+
 protected:
     Form() = default;
 

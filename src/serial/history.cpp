@@ -34,6 +34,17 @@ const Version& Entry::last() const {
     return versions.empty() ? nothing() : versions.back();
 }
 
+History::~History() {
+    for (auto& [number, entry] : entries_) {
+        if (entry.object) {
+            departing_.take(entry.object, number, entry.last().image);
+        }
+        dropVersions(entry, std::ssize(entry.versions));
+    }
+    entries_.clear();
+    release();
+}
+
 std::uint32_t History::numberOf(const Common::Identifiable& object) const {
     const auto found = numbers_.find(&object);
     return found == numbers_.end() ? 0 : found->second;
@@ -110,9 +121,31 @@ void History::append(Line line, const Changes& changes) {
     }
     lines_.push_back(line);
     for (const Change& change : changes) {
-        qz::vector<Version>& versions = change.entry->versions;
-        versions.push_back(change.version);
-        versions.back().state = line.state;
+        Entry& entry = *change.entry;
+        changeReferences(entry.last().image.get(), change.version.image.get());
+        entry.versions.push_back(change.version);
+        entry.versions.back().state = line.state;
+    }
+}
+
+void History::changeReferences(const Image* was, const Image* is) {
+    if (was != nullptr && is != nullptr && haveSameReferences(*was, *is)) {
+        return;
+    }
+    if (was != nullptr) {
+        forEachReference(*was, [this](std::uint32_t number) {
+            Entry* const entry = find(number);
+            if (entry != nullptr && entry->referrers > 0) { // a sender may have been wrong
+                --entry->referrers;
+            }
+        });
+    }
+    if (is != nullptr) {
+        forEachReference(*is, [this](std::uint32_t number) {
+            if (Entry* const entry = find(number)) {
+                ++entry->referrers;
+            }
+        });
     }
 }
 
@@ -174,9 +207,22 @@ void History::prune(std::uint32_t number, std::uint32_t before) {
     qz::vector<Version>& versions = found->second.versions;
     const auto next = std::ranges::upper_bound(versions, before, {}, &Version::state);
     if (next - versions.begin() > 1) {
-        versions.erase(versions.begin(), next - 1);
+        dropVersions(found->second, next - 1 - versions.begin());
     }
     eraseIfGone(found->second);
+}
+
+// The oldest ones. The last version with an object may have its last reference.
+void History::dropVersions(Entry& entry, std::ptrdiff_t count) {
+    const auto first = entry.versions.begin(), last = first + count;
+    for (auto version = first; version != last; ++version) {
+        const bool isLast = version + 1 == entry.versions.end();
+        const ObjectRef& next = isLast ? entry.object : (version + 1)->object;
+        if (version->object && version->object.get() != next.get()) {
+            departing_.take(version->object, entry.number, version->image);
+        }
+    }
+    entry.versions.erase(first, last);
 }
 
 void History::eraseIfGone(Entry& entry) {
@@ -191,8 +237,10 @@ void History::clear() {
     lines_.clear();
     journal_.clear();
     for (auto item = entries_.begin(); item != entries_.end();) {
-        item->second.versions.clear();
-        const bool isHeld = item->second.object || item->second.isMarked;
+        Entry& entry = item->second;
+        dropVersions(entry, std::ssize(entry.versions));
+        entry.referrers = 0;
+        const bool isHeld = entry.object || entry.isMarked;
         item = isHeld ? std::next(item) : entries_.erase(item);
     }
 }

@@ -1,7 +1,7 @@
 // The objects of states, and what they were in the states that are kept.
 #pragma once
 
-#include "Serial/CommonSerializer.h"
+#include "serial/departing.h"
 #include "serial/form.h"
 
 #include <cstddef>
@@ -11,8 +11,6 @@
 #include <utility>
 
 namespace serial {
-
-using ObjectRef = Common::Ref<Common::SerializableObject>;
 
 // What an object is from a state on.
 struct Version {
@@ -26,6 +24,7 @@ struct Entry {
     std::uint32_t number = 0;
     ObjectRef object;             // now; null: removed
     bool isMarked = false;        // and in the list of those that are: then the entry stays
+    std::uint32_t referrers = 0;  // how many references to it the newest state has
     qz::vector<Version> versions; // by their states
 
     // What it was in a state.
@@ -55,6 +54,11 @@ using Entries = qz::vector<std::pair<std::uint32_t, Entry*>>;
 
 class History final : public Numbers {
 public:
+    History() = default;
+    History(const History&) = delete;
+    History& operator=(const History&) = delete;
+    ~History();
+
     struct Line {
         std::uint32_t state = 0;
         std::uint32_t sum = 0;
@@ -91,6 +95,9 @@ public:
     void keep(std::size_t most); // so many states at most
     void clear();
 
+    // The objects that no state has any more: when nothing is being changed.
+    void release() noexcept { departing_.release(); }
+
     std::size_t count() const { return numbers_.size(); }
 
     // All of them, by their numbers: mostly as they are in memory, too.
@@ -99,12 +106,15 @@ public:
 private:
     void dropNumbers(const Changes& changes);
     void prune(std::uint32_t number, std::uint32_t before);
+    void dropVersions(Entry& entry, std::ptrdiff_t count);
+    void changeReferences(const Image* was, const Image* is);
 
     // The values are what others point to.
     std::unordered_map<std::uint32_t, Entry, NumberHash> entries_;
     std::unordered_map<const Common::Identifiable*, std::uint32_t> numbers_; // of what is now
     std::deque<Line> lines_;
     std::deque<std::pair<std::uint32_t, std::uint32_t>> journal_; // state and number, by states
+    Departing departing_;
 };
 
 } // namespace serial

@@ -16,7 +16,7 @@ void writeCompact(std::uint64_t value, BitWriter& out) {
 namespace {
 
 void writeNumber(const Cell& cell, BitWriter& out) {
-    if (cell.kind == kCompact) {
+    if (isGrouped(cell.kind)) {
         writeCompact(cell.value, out);
     } else {
         out.put(cell.value, cell.kind);
@@ -63,6 +63,30 @@ void writeCells(const Cell* cell, const Cell* end, Beside base, BitWriter& out) 
 }
 
 } // namespace
+
+namespace {
+
+// From a cell on.
+const Cell* findReference(const Cell* cell, const Cell* end) {
+    while (cell != end && cell->kind != kReference) {
+        cell += cell->kind == kLevel ? 1 : cell->span;
+    }
+    return cell;
+}
+
+} // namespace
+
+bool haveSameReferences(const Image& a, const Image& b) {
+    const Cell* const endA = a.data() + a.size();
+    const Cell* const endB = b.data() + b.size();
+    const Cell* inA = findReference(a.data(), endA);
+    const Cell* inB = findReference(b.data(), endB);
+    while (inA != endA && inB != endB && inA->value == inB->value) {
+        inA = findReference(inA + 1, endA);
+        inB = findReference(inB + 1, endB);
+    }
+    return inA == endA && inB == endB;
+}
 
 void write(const Image& image, Beside base, BitWriter& out) {
     writeCells(image.data(), image.data() + image.size(), base, out);

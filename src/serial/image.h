@@ -12,9 +12,14 @@
 namespace serial {
 
 // Kinds from 1 to 64 are numbers of so many bits.
-constexpr std::uint32_t kCompact = 65; // a number in as many groups of seven bits as it needs
-constexpr std::uint32_t kRow = 66;     // bytes; `value` of them are in the cells that follow
-constexpr std::uint32_t kLevel = 67;   // a value with others within, which follow
+constexpr std::uint32_t kCompact = 65;   // a number in as many groups of seven bits as it needs
+constexpr std::uint32_t kRow = 66;       // bytes; `value` of them are in the cells that follow
+constexpr std::uint32_t kLevel = 67;     // a value with others within, which follow
+constexpr std::uint32_t kReference = 68; // an object's number, 0 for none; in groups, too
+
+constexpr bool isGrouped(std::uint32_t kind) {
+    return kind == kCompact || kind == kReference;
+}
 
 // A value. No byte of it is undefined, so that cells are compared as memory.
 struct Cell {
@@ -38,6 +43,20 @@ inline bool equal(const Cell& a, const Cell& b) {
 inline bool equal(const Image& a, const Image& b) {
     return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(Cell)) == 0;
 }
+
+// Calls a function with the number of each object to which an image refers.
+template<class Function>
+void forEachReference(const Image& image, Function function) {
+    const Cell* const end = image.data() + image.size();
+    for (const Cell* cell = image.data(); cell != end;
+         cell += cell->kind == kLevel ? 1 : cell->span) {
+        if (cell->kind == kReference && cell->value != 0) {
+            function(static_cast<std::uint32_t>(cell->value));
+        }
+    }
+}
+
+bool haveSameReferences(const Image& a, const Image& b);
 
 // What stands beside the values of a level in a base line: the n-th value beside the n-th.
 class Beside {

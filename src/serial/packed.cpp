@@ -141,12 +141,12 @@ void CommonSerializer::packReference(const Identifiable* object) {
             fail("a reference to an object that has no number");
         }
     }
-    packNumber(number, serial::kCompact);
+    packNumber(number, serial::kReference);
 }
 
 Identifiable* CommonSerializer::unpackReference() {
     std::uint64_t number = 0;
-    packNumber(number, serial::kCompact);
+    packNumber(number, serial::kReference);
     if (number == 0 || !isGood()) {
         return nullptr;
     }

@@ -86,7 +86,7 @@ const char* Unpacking::number(std::uint64_t& value, std::uint32_t kind) {
     }
     if (old != nullptr && (isSame_ || !isChanged())) {
         value = old->value;
-    } else if (kind == kCompact) {
+    } else if (isGrouped(kind)) {
         if (const char* const error = readCompact(in, value)) {
             return error;
         }
@@ -165,6 +165,18 @@ std::size_t Unpacking::bytesAhead() const {
         return inBits;
     }
     return std::max(inBits, old->kind == kRow ? static_cast<std::size_t>(old->value) : 8);
+}
+
+const char* Clearing::number(std::uint64_t& value, std::uint32_t /*kind*/) {
+    constexpr std::size_t kMost = std::size_t{1} << 20;
+    value = 0;
+    ignoresErrors = ++count_ < kMost; // a class that waits for something else has to end
+    return ignoresErrors ? nullptr : kTooLarge;
+}
+
+const char* Clearing::row(unsigned char* bytes, std::size_t size) {
+    std::memset(bytes, 0, size);
+    return nullptr;
 }
 
 const char* Unpacking::finish() {

@@ -63,4 +63,21 @@ private:
     qz::vector<Level> levels_;
 };
 
+// Reads zeros, so that a value has no items, and refers to nothing.
+class Clearing final : public Common::detail::Form {
+public:
+    Clearing() { ignoresErrors = true; }
+
+    const char* number(std::uint64_t& value, std::uint32_t kind) override;
+    const char* row(unsigned char* bytes, std::size_t size) override;
+    const char* open() override { return nullptr; }
+    const char* close() override { return nullptr; }
+    std::size_t count() const override { return 0; }
+    std::size_t bytesAhead() const override { return 0; }
+    const char* finish() override { return nullptr; }
+
+private:
+    std::size_t count_ = 0; // of numbers
+};
+
 } // namespace serial

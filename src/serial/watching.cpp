@@ -52,6 +52,9 @@ public:
     // Reads objects back that have been read in part. False if one cannot be.
     bool takeBack();
 
+    // Empties objects that were made for nothing: in circles they would keep each other.
+    void clearMade();
+
     const std::string& error() const { return error_; }
 
     std::uint32_t numberOf(const Common::Identifiable& /*object*/) const override { return 0; }
@@ -252,6 +255,10 @@ bool StateReader::readInto(std::uint32_t number, Item& item, bool isSame) {
     if (!serializer_.isGood()) {
         return failAt(number, item.version.object->getClassIdentifier(), serializer_.getError());
     }
+    if (isSame) {
+        item.version.image = base;
+        return true;
+    }
     item.version.image = std::make_shared<const Image>(form_->image());
     item.version.sum = sumOf(form_->image(), number);
     return true;
@@ -288,6 +295,21 @@ bool StateReader::takeBack() {
         }
     }
     return serializer.isGood();
+}
+
+void StateReader::clearMade() {
+    ObjectSerializer serializer(std::make_unique<Clearing>(), true, limits_.depth);
+    for (const auto& [number, item] : items_) {
+        const bool isThere = item.entry != nullptr && item.entry->object &&
+                             item.entry->object.get() == item.version.object.get();
+        if (item.isNew && item.version.object && !isThere) {
+            try {
+                item.version.object->serialize(serializer);
+            } catch (...) { // a class that does not like zeros; others have their turn
+                continue;
+            }
+        }
+    }
 }
 
 } // namespace
@@ -338,10 +360,15 @@ bool CommonBufferizer::State::read(const detail::StateHeader& header,
         if (isRead) {
             history.forget(base.state);
             history.keep(limits.states);
-        } else if (!attempt<bool>([&] { return reader.takeBack(); })) {
+            return true;
+        }
+        const std::string why = std::move(error);
+        if (!attempt<bool>([&] { return reader.takeBack(); })) {
             history.clear();
         }
-        return isRead;
+        reader.clearMade();
+        error = why;
+        return false;
     });
 }
 

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <map>
 #include <random>
 #include <set>
@@ -25,7 +26,12 @@ public:
     explicit Ferry(const char* className = "Ferry") : SerializableObject(className) {
         all.insert(this);
     }
-    ~Ferry() override { all.erase(this); }
+    ~Ferry() override {
+        all.erase(this);
+        deepest = std::max(deepest, ++depth);
+        next = {};
+        --depth;
+    }
 
     void serialize(CommonSerializer& serializer) override {
         serializer.transferBits("speed", speed, 10);
@@ -64,8 +70,10 @@ public:
     }
 
     static std::set<Ferry*> all;
+    static int depth, deepest; // of destructors within each other
 };
 std::set<Ferry*> Ferry::all;
+int Ferry::depth = 0, Ferry::deepest = 0;
 
 class States : public ::testing::Test {
 protected:
@@ -282,6 +290,75 @@ TEST_F(States, ErrorsChangeNothing) {
     EXPECT_EQ(read(small, source.write(0, 1)), "more objects than allowed");
     EXPECT_EQ(read(watcher, source.write(1, 1)), "");
     EXPECT_EQ(look(watcher), look(source));
+}
+
+// Whoever still refers to an object that goes is looked at, marked or not.
+TEST_F(States, NothingRefersToWhatIsGone) {
+    CommonBufferizer source, watcher(factories);
+    for (std::uint32_t number = 1; number <= 4; ++number) {
+        add(source, number);
+    }
+    of(source, 1)->next = Ref<Ferry>(of(source, 2));
+    of(source, 3)->next = Ref<Ferry>(of(source, 2));
+    ASSERT_EQ(source.captureMarked(), 1U);
+    ASSERT_EQ(read(watcher, source.write(0, 1)), "");
+    source.remove(2);
+    add(source, 2)->name = "another";
+    of(source, 3)->next = {};
+    source.mark(3);
+    EXPECT_EQ(source.captureMarked(), 0U);
+    EXPECT_EQ(source.getError(),
+              "object 1 (Ferry): next: a reference to an object that has no number");
+    of(source, 1)->next = {}; // though nobody marks it
+    ASSERT_EQ(source.captureMarked(), 2U) << source.getError();
+    for (const std::uint32_t base : {1U, 0U}) {
+        CommonBufferizer late(factories);
+        CommonBufferizer& reader = base == 0 ? late : watcher;
+        ASSERT_EQ(read(reader, source.write(base, 1)), "");
+        EXPECT_EQ(look(reader), look(source));
+    }
+}
+
+TEST_F(States, RefusedOnesLeaveNothing) {
+    CommonBufferizer source, watcher(factories);
+    Ferry* const first = add(source, 1);
+    first->next = Ref<Ferry>(add(source, 2));
+    of(source, 2)->next = Ref<Ferry>(first);
+    add(source, 3)->name = "wrong";
+    source.capture();
+    const std::size_t before = Ferry::all.size();
+    EXPECT_EQ(read(watcher, source.write(0, 1)), "object 3 (Ferry): a name that must not be");
+    EXPECT_EQ(Ferry::all.size(), before) << "1 and 2 refer to each other";
+    Ferry::letGo();
+}
+
+// None is destroyed within another's destructor, however they lie.
+TEST_F(States, MayBeLongChains) {
+    constexpr std::uint32_t kCount = 1'000;
+    const auto inZigzag = [](std::uint32_t i) { return i % 2 == 0 ? i : kCount - i; };
+    Ferry::deepest = 0;
+    for (const bool isBackward : {false, true}) {
+        CommonBufferizer source, watcher(factories);
+        for (std::uint32_t i = 0; i < kCount; ++i) {
+            add(source, i + 1);
+        }
+        for (std::uint32_t i = 1; i < kCount; ++i) {
+            const std::uint32_t from = isBackward ? i + 1 : 1 + inZigzag(i);
+            const std::uint32_t to = isBackward ? i : 1 + inZigzag(i - 1);
+            of(source, from)->next = Ref<Ferry>(of(source, to));
+        }
+        ASSERT_EQ(source.capture(), 1U) << source.getError();
+        ASSERT_EQ(read(watcher, source.write(0, 1)), "");
+        for (std::uint32_t i = 0; isBackward && i < kCount; ++i) {
+            source.remove(i + 1);
+        }
+        ASSERT_EQ(source.capture(), 2U);
+        ASSERT_EQ(read(watcher, source.write(1, 1)), "");
+        source.forget(2);
+        watcher.forget(2);
+        EXPECT_EQ(Ferry::all.size(), isBackward ? 0U : 2 * kCount);
+    }
+    EXPECT_EQ(Ferry::deepest, 1);
 }
 
 // A class that does in `serialize` what it must not do.
