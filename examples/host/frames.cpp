@@ -1,5 +1,6 @@
 #include "frames.h"
 
+#include "broadcast.h"
 #include "directories.h"
 #include "fleet.h"
 #include "letters.h"
@@ -62,7 +63,7 @@ void save(const std::string& file, const Fleet& fleet) {
 
 /* Returns how many frames ran. They are paced, unless they are to be fast, but each one is a step
  * of the same length, so that ferries sail the same way on every machine. */
-int sail(Fleet& fleet, const Settings& settings, const std::string& file) {
+int sail(Fleet& fleet, const Settings& settings, const std::string& file, Broadcast* broadcast) {
     globalFpsController->SetMaxFPS(settings.fast ? 0 : static_cast<float>(settings.rate));
     globalFpsController->Reset(); // the start-up was no frame
     int frame = 0;
@@ -71,6 +72,10 @@ int sail(Fleet& fleet, const Settings& settings, const std::string& file) {
         runFrame(fleet, 1.0 / settings.rate);
         if (settings.saveEvery > 0 && (frame + 1) % settings.saveEvery == 0) {
             save(file, fleet);
+        }
+        if (broadcast != nullptr) {
+            const Common::ProfiledFunc section("broadcast");
+            broadcast->send(fleet.state());
         }
         qz_publish(kProgram);
     }
@@ -129,8 +134,15 @@ void runFrames(const World& world, const Settings& settings, bool fresh) {
         Fleet fleet(world, logbook);
         const EndOfTasks endOfTasks;
         start(fleet, saved, fresh);
+        std::optional<Broadcast> broadcast;
+        if (!settings.connect.empty()) {
+            broadcast.emplace(settings.connect, world);
+        }
         globalProfiler.start();
-        logVoyages(fleet, sail(fleet, settings, saved));
+        logVoyages(fleet, sail(fleet, settings, saved, broadcast ? &*broadcast : nullptr));
+        if (broadcast) {
+            hostLog(QZ_LOG_INFO, "sent %s", broadcast->traffic().text().c_str());
+        }
         FleetState state = fleet.state();
         saveFleet(saved, state);
         hostLog(QZ_LOG_INFO, "fingerprint of the ferries: %u", fingerprint(state));

@@ -11,6 +11,7 @@
 #include "startup.h"
 #include "stop.h"
 #include "user_error.h"
+#include "watcher.h"
 #include "world.h"
 
 #include "Core/CrashReport.h"
@@ -45,7 +46,7 @@ std::string complete(Options& options) {
     if (options.data.empty()) {
         options.data = findData();
     }
-    if (options.script.empty() && options.data.empty()) {
+    if (options.script.empty() && options.data.empty() && options.watch.empty()) {
         return "the data directory is not found; name it with --data, or name a script";
     }
     return {};
@@ -114,6 +115,12 @@ void logEnd(int exitCode) {
     }
 }
 
+int watch(const Options& options) {
+    catchInterrupts();
+    watchFleet(options.watch);
+    return stopCode();
+}
+
 int work(const Options& options, const Startup& startup) {
     Progress progress(startup.progressLines);
     mountData(options.data);
@@ -121,6 +128,7 @@ int work(const Options& options, const Startup& startup) {
     settings.frames = options.frames.value_or(settings.frames);
     settings.saveEvery = options.saveEvery.value_or(settings.saveEvery);
     settings.fast = options.fast;
+    settings.connect = options.connect;
     Script script = describeScript(options, settings);
     script.checks = startup.checks;
     script.progress = &progress;
@@ -141,7 +149,7 @@ int work(const Options& options, const Startup& startup) {
 /* Whatever goes wrong ends in one line. */
 int workOrExplain(const Options& options, const Startup& startup) {
     try {
-        return work(options, startup);
+        return options.watch.empty() ? work(options, startup) : watch(options);
     } catch (const std::exception& failure) {
         hostLog(QZ_LOG_ERROR, "%s", failure.what());
         return kExitFailure;
@@ -152,8 +160,10 @@ std::string logDirectory(const Options& options, const Startup& startup) {
     if (!options.logs.empty()) {
         return options.logs;
     }
-    return startup.logDirectory.empty() ? systemPath(VFS_get_writedir()) + "logs"
-                                        : startup.logDirectory;
+    const std::string directory = startup.logDirectory.empty()
+                                      ? systemPath(VFS_get_writedir()) + "logs"
+                                      : startup.logDirectory;
+    return options.watch.empty() ? directory : directory + "/watcher";
 }
 
 /* Reports of earlier runs get their symbols before this run can leave one. */

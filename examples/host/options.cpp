@@ -14,9 +14,9 @@ struct Known {
 };
 
 constexpr Known kKnown[] = {
-    {"--config", true}, {"--data", true},  {"--frames", true}, {"--fresh", false},
-    {"--fast", false},  {"--help", false}, {"--logs", true},   {"--save-every", true},
-    {"--world", true},  {"-h", false},
+    {"--config", true}, {"--connect", true},    {"--watch", true}, {"--data", true},
+    {"--frames", true}, {"--fresh", false},     {"--fast", false}, {"--help", false},
+    {"--logs", true},   {"--save-every", true}, {"--world", true}, {"-h", false},
 };
 
 /* How many of the arguments are the host's own: what follows the script is the script's. Throws the
@@ -47,6 +47,8 @@ void read(Options& options, int count, const char* const* arguments) {
     args.getOptionalString("--world", options.world);
     args.getOptionalString("--config", options.config);
     args.getOptionalString("--logs", options.logs);
+    args.getOptionalString("--connect", options.connect);
+    args.getOptionalString("--watch", options.watch);
     if (args.defined("--frames")) {
         args.getOptionalInt("--frames", options.frames.emplace());
     }
@@ -85,6 +87,8 @@ void printUsage(std::FILE* stream) {
         "  --frames N     how many frames the ferries sail after the script; 0 for none\n"
         "  --fast         these frames follow each other as fast as they can\n"
         "  --save-every N save the ferries after so many frames, too, not just at the end\n"
+        "  --connect NAME let other hosts watch the ferries, by --watch with the same name\n"
+        "  --watch NAME   run nothing, and print what such a host simulates, until Ctrl-C\n"
         "  --fresh        begin anew instead of going on from the state that the last run saved\n"
         "  -h, --help     this text\n"
         "\n"

@@ -14,6 +14,8 @@ struct Options {
     std::string world;                  // the world's file; empty: what the settings say
     std::optional<int> frames;          // what the settings say unless it is given
     std::optional<int> saveEvery;       // likewise
+    std::string connect;                // under which name others may watch; empty: none
+    std::string watch;                  // whom to watch in place of running anything
     bool fast = false;                  // frames wait for no clock
     std::string config;                 // the start-up file; empty: host.cfg of the data directory
     std::string logs;                   // the log directory; empty: below the write directory

@@ -232,6 +232,48 @@ class HostTest(unittest.TestCase):
             code, _, err = self.run_host(*arguments)
             self.assertEqual((code, words in err), (result, True), err)
 
+    def test_another_host_watches(self):
+        name = f"test-{os.getpid()}"
+        sail = [one for one in self.sail("--fresh", "--connect", name, "--frames") if one != "--fast"]
+        few, many = (sail[:-1] + [frames] + sail[-1:] for frames in ("60", "100000"))
+
+        def start(*arguments):
+            host = subprocess.Popen([*COMMAND, *arguments], cwd=self.folder, env=self.environment,
+                                    text=True, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+            self.addCleanup(host.stdout.close)
+            self.addCleanup(host.wait)
+            self.addCleanup(host.kill)
+            return host
+
+        def watch():
+            host = start("--logs", "watcher", "--watch", name)
+            self.assertEqual(host.stdout.readline(), f"watching {name}\n")
+            return host
+
+        def sees_what_is_simulated(watcher):
+            code, _, err = self.run_host(*few)
+            self.assertEqual(code, 0, err)
+            line = ""
+            while "frame 60," not in line:
+                line = watcher.stdout.readline()
+                self.assertTrue(line)
+            self.assertEqual(re.search(r"fingerprint (\d+)", line)[1],
+                             re.search(r"fingerprint of the ferries: (\d+)", err)[1])
+            return line
+
+        watcher = watch()
+        changes, whole = re.search(r"changes, ([\d.]+) .*whole, ([\d.]+)", sees_what_is_simulated(watcher)).groups()
+        self.assertLess(0.5, float(changes))
+        self.assertLess(float(changes), float(whole) / 2)
+        simulating = start(*many)
+        self.assertIn("Fulmar", watcher.stdout.readline())
+        watcher.kill()
+        watcher = watch()  # which has missed a part
+        self.assertRegex(watcher.stdout.readline(), "frame .*Fulmar")
+        simulating.kill()
+        simulating.wait()
+        sees_what_is_simulated(watcher)
+
     # Each start tells whether the one before has left a whole world, and no older one than before.
     def test_a_host_that_is_killed_while_it_saves_leaves_a_whole_world(self):
         chance = random.Random(1)
