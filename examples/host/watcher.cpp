@@ -42,6 +42,17 @@ public:
         }
     }
 
+    void printNews() {
+        auto fleet = takeFleet(states_);
+        if (!fleet || has_ == printed_) {
+            return;
+        }
+        std::printf("state %u, frame %u, fingerprint %u: %s; %s\n", has_, fleet->frames,
+                    fingerprint(*fleet), describeFerries(states_).c_str(), traffic_.text().c_str());
+        std::fflush(stdout);
+        printed_ = has_;
+    }
+
 private:
     /* A ring keeps the order of messages: what another sender has written is newer. */
     void take(const Mail::Message& message) {
@@ -74,17 +85,6 @@ private:
         }
     }
 
-    void printNews() {
-        auto fleet = takeFleet(states_);
-        if (!fleet || has_ == printed_) {
-            return;
-        }
-        std::printf("state %u, frame %u, fingerprint %u: %s; %s\n", has_, fleet->frames,
-                    fingerprint(*fleet), describeFerries(states_).c_str(), traffic_.text().c_str());
-        std::fflush(stdout);
-        printed_ = has_;
-    }
-
     Channel channel_;
     Common::CommonBufferizer states_;
     const std::uint32_t number_; // among those who watch
@@ -108,4 +108,5 @@ void watchFleet(const std::string& name) {
         watcher.look();
         std::this_thread::sleep_for(kPause);
     }
+    watcher.printNews();
 }
