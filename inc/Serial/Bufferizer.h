@@ -160,6 +160,9 @@ class QZ_API Bufferizer final : public CommonSerializer {
 public:
     struct Limits {
         std::uint32_t depth = 64; /* of values within each other */
+
+        /* Of memory, for what is read beside the values themselves: 16 for each number. */
+        std::size_t bytes = std::size_t{1} << 28;
     };
 
     /* Writes a state: whole, or what differs from a base line. Its number is the caller's, higher

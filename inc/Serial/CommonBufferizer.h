@@ -63,6 +63,13 @@ public:
         std::uint32_t objects = 1U << 20; /* that a state which is read may have */
         std::uint32_t depth = 64;         /* of values within each other */
         std::uint32_t states = 64;        /* that are kept; the oldest one goes first */
+
+        /* Of memory, about, for the states that are kept: some 128 for each object that a state
+         * has changed, and 16 for each of its numbers, however few bits these took. A state that is
+         * read and would take more is refused, a world of some million objects with it: raise the
+         * limit for that. Older states may take as much together; the oldest one goes first.
+         * Reading takes as much again for a while. */
+        std::size_t bytes = std::size_t{1} << 28;
     };
 
     /* For one who only writes; reading makes no objects. */
@@ -113,10 +120,10 @@ public:
      * one stays. */
     QZ_API void forget(std::uint32_t before);
 
-    /* Takes a state over: makes objects, removes others, and reads those that changed. It has to be
-     * of the same sender as the last one, and newer; its base line is one that was read and not
-     * forgotten; states before that are forgotten. Objects stay the same ones as long as they are
-     * not removed.
+    /* Takes a state over: makes objects, removes others, and reads those that changed. The state has
+     * to be newer than the last one, and of the same sender. Its base line is a state that was read
+     * and not forgotten; older states than this base line are forgotten. Objects stay the same ones
+     * as long as they are not removed.
      *
      * False if there was an error: then nothing happened. The objects into which something had been
      * read were read back from the state before: what they had changed since by themselves is

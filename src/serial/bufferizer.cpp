@@ -43,6 +43,7 @@ Bufferizer::Bufferizer(const StateParts& parts, const Baseline& base, const Limi
                        limits.depth)
     , header_(parts.header_) {
     auto& unpacking = static_cast<serial::Unpacking&>(form());
+    unpacking.mostCells = limits.bytes / sizeof(serial::Cell);
     unpacking.sum = header_.sum;
     unpacking.seed = header_.number;
     if (!parts.isComplete()) {

@@ -171,7 +171,7 @@ std::uint32_t CommonBufferizer::State::capture(bool onlyMarked) {
         history.eraseIfGone(*entry);
     }
     areAllMarked = false;
-    history.keep(limits.states);
+    history.keep(limits.states, limits.bytes);
     return line.state;
 }
 

@@ -123,6 +123,8 @@ void History::append(Line line, const Changes& changes) {
     for (const Change& change : changes) {
         Entry& entry = *change.entry;
         changeReferences(entry.last().image.get(), change.version.image.get());
+        newestBytes_ += change.version.bytes() - entry.last().bytes();
+        bytes_ += change.version.bytes();
         entry.versions.push_back(change.version);
         entry.versions.back().state = line.state;
     }
@@ -192,9 +194,9 @@ void History::forget(std::uint32_t before) {
     }
 }
 
-void History::keep(std::size_t most) {
-    if (lines_.size() > most) {
-        forget(lines_[lines_.size() - std::max<std::size_t>(1, most)].state);
+void History::keep(std::size_t most, std::size_t mostBytes) {
+    while (lines_.size() > 1 && (lines_.size() > most || bytes_ - newestBytes_ > mostBytes)) {
+        forget(lines_[1].state);
     }
 }
 
@@ -216,6 +218,7 @@ void History::prune(std::uint32_t number, std::uint32_t before) {
 void History::dropVersions(Entry& entry, std::ptrdiff_t count) {
     const auto first = entry.versions.begin(), last = first + count;
     for (auto version = first; version != last; ++version) {
+        bytes_ -= version->bytes();
         const bool isLast = version + 1 == entry.versions.end();
         const ObjectRef& next = isLast ? entry.object : (version + 1)->object;
         if (version->object && version->object.get() != next.get()) {
@@ -236,6 +239,7 @@ void History::eraseIfGone(Entry& entry) {
 void History::clear() {
     lines_.clear();
     journal_.clear();
+    newestBytes_ = 0;
     for (auto item = entries_.begin(); item != entries_.end();) {
         Entry& entry = item->second;
         dropVersions(entry, std::ssize(entry.versions));

@@ -18,6 +18,9 @@ struct Version {
     ObjectRef object; // null: gone, or not there yet
     ImagePtr image;
     std::uint32_t sum = 0;
+
+    // Of memory, about.
+    std::size_t bytes() const { return image ? 128 + image->size() * sizeof(Cell) : 0; }
 };
 
 struct Entry {
@@ -92,11 +95,15 @@ public:
     void eraseIfGone(Entry& entry);
 
     void forget(std::uint32_t before);
-    void keep(std::size_t most); // so many states at most
+    // So many states, and so much memory for all but the newest one.
+    void keep(std::size_t most, std::size_t mostBytes);
     void clear();
 
     // The objects that no state has any more: when nothing is being changed.
     void release() noexcept { departing_.release(); }
+
+    // Of the newest state, in memory.
+    std::size_t bytes() const { return newestBytes_; }
 
     std::size_t count() const { return numbers_.size(); }
 
@@ -114,6 +121,8 @@ private:
     std::unordered_map<const Common::Identifiable*, std::uint32_t> numbers_; // of what is now
     std::deque<Line> lines_;
     std::deque<std::pair<std::uint32_t, std::uint32_t>> journal_; // state and number, by states
+    std::size_t bytes_ = 0;                                       // of all states
+    std::size_t newestBytes_ = 0;                                 // of the newest one
     Departing departing_;
 };
 

@@ -77,6 +77,9 @@ bool Unpacking::isChanged() {
 }
 
 const char* Unpacking::number(std::uint64_t& value, std::uint32_t kind) {
+    if (!hasRoom(1)) {
+        return kTooLarge;
+    }
     const Cell* const old = matching(base_.next(), kind, 0);
     if (isSame_ && old == nullptr) {
         return kMisfit;
@@ -100,6 +103,9 @@ const char* Unpacking::number(std::uint64_t& value, std::uint32_t kind) {
 }
 
 const char* Unpacking::row(unsigned char* bytes, std::size_t size) {
+    if (!hasRoom(1 + cellsOf(size))) {
+        return kTooLarge;
+    }
     const Cell* const old = matching(base_.next(), kRow, size);
     if (isSame_ && old == nullptr) {
         return kMisfit;
@@ -130,6 +136,9 @@ const char* Unpacking::row(unsigned char* bytes, std::size_t size) {
 }
 
 const char* Unpacking::open() {
+    if (!hasRoom(1)) {
+        return kTooLarge;
+    }
     const Cell* const old = matching(base_.next(), kLevel, 0);
     if (isSame_ && old == nullptr) {
         return kMisfit;

@@ -3,6 +3,9 @@
 
 #include "serial/form.h"
 
+#include <cstddef>
+#include <limits>
+
 namespace serial {
 
 // Reads what writeCompact wrote; returns what is wrong, or null.
@@ -45,6 +48,9 @@ public:
 
     BitReader in;
 
+    // How long the image may get.
+    std::size_t mostCells = std::numeric_limits<std::size_t>::max();
+
     // What the whole has to come out as.
     std::uint32_t sum = 0;
     std::uint32_t seed = 0;
@@ -57,6 +63,7 @@ private:
     };
 
     bool isChanged();
+    bool hasRoom(std::size_t cells) const { return cells <= mostCells - image_.size(); }
 
     Beside base_;
     bool isSame_ = false; // nothing in this level differs from the base line

@@ -2,6 +2,7 @@
 #include "serial/common_state.h"
 #include "serial/state.h"
 
+#include <algorithm>
 #include <limits>
 #include <map>
 #include <utility>
@@ -96,6 +97,7 @@ private:
     ObjectSerializer serializer_;
     std::map<std::uint32_t, Item> items_;
     std::size_t count_ = 0; // of the objects that there will be
+    std::size_t bytes_ = 0; // that they take, as far as it is known
     qz::vector<Identifier> classes_;
     std::string error_;
 };
@@ -110,6 +112,7 @@ void StateReader::stage() {
         return;
     }
     count_ = history_.count();
+    bytes_ = history_.bytes();
     for (const std::uint32_t number : history_.changedSince(base_.state)) {
         stage(number);
     }
@@ -124,6 +127,7 @@ StateReader::Item& StateReader::stage(std::uint32_t number) {
             item.version = item.entry->at(base_.state);
             item.baseSum = item.version.sum;
         }
+        bytes_ -= item.entry != nullptr && base_.state != 0 ? item.entry->last().bytes() : 0;
         count_ += item.version.object ? 1U : 0U;
         count_ -= item.entry != nullptr && item.entry->object ? 1U : 0U;
     }
@@ -250,6 +254,7 @@ bool StateReader::readBack() {
 bool StateReader::readInto(std::uint32_t number, Item& item, bool isSame) {
     const ImagePtr base = std::move(item.version.image); // stays while it is read from
     form_->begin(base ? Beside(*base) : Beside(), isSame);
+    form_->mostCells = (limits_.bytes - std::min(bytes_, limits_.bytes)) / sizeof(Cell);
     item.isTouched = true;
     item.version.object->serialize(serializer_);
     if (!serializer_.isGood()) {
@@ -257,10 +262,12 @@ bool StateReader::readInto(std::uint32_t number, Item& item, bool isSame) {
     }
     if (isSame) {
         item.version.image = base;
+        bytes_ += item.version.bytes();
         return true;
     }
     item.version.image = std::make_shared<const Image>(form_->image());
     item.version.sum = sumOf(form_->image(), number);
+    bytes_ += item.version.bytes();
     return true;
 }
 
@@ -359,7 +366,7 @@ bool CommonBufferizer::State::read(const detail::StateHeader& header,
         });
         if (isRead) {
             history.forget(base.state);
-            history.keep(limits.states);
+            history.keep(limits.states, limits.bytes);
             return true;
         }
         const std::string why = std::move(error);

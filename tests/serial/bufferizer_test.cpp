@@ -165,6 +165,13 @@ TEST(Bufferizer, ErrorsTellWhere) {
               "world[0]: a number of items beyond the end of the record");
     int number = 0;
     EXPECT_EQ(read(write(units, 1), number), "something behind the last value");
+    std::vector<bool> bits(1000);
+    const Messages messages = write(bits, 1);
+    StateParts parts;
+    parts.add(messages[0]);
+    Bufferizer limited(parts, {}, {.bytes = 16 * 900});
+    limited.transfer("bits", bits);
+    EXPECT_NE(limited.getError().find("a state that is too large"), std::string::npos);
     std::int16_t small = 5;
     number = 1 << 20;
     EXPECT_EQ(read(write(number, 1), small), "world: a value that its type does not have");

@@ -361,6 +361,28 @@ TEST_F(States, MayBeLongChains) {
     EXPECT_EQ(Ferry::deepest, 1);
 }
 
+// A byte of a message may become 16 in memory, for each state that is kept.
+TEST_F(States, TakeAsMuchMemoryAsAllowed) {
+    CommonBufferizer source, small(factories, {.bytes = 16'000}),
+        watcher(factories, {.bytes = 20'000});
+    add(source, 1)->crew.resize(1000);
+    source.capture();
+    const Messages first = source.write(0, 1);
+    EXPECT_LT(sizeOf(first), 1100U);
+    EXPECT_EQ(read(small, first), "object 1 (Ferry): crew[995]: a state that is too large");
+    ASSERT_EQ(read(watcher, first), "");
+    const auto move = [&] {
+        ++of(source, 1)->speed;
+        return source.capture();
+    };
+    while (move() < 4) { // two are kept
+        ASSERT_EQ(read(watcher, source.write(1, 1)), "");
+    }
+    EXPECT_EQ(read(watcher, source.write(1, 1)), "a state that belongs to another base line");
+    EXPECT_EQ(read(watcher, source.write(2, 1)), "");
+    EXPECT_EQ(look(watcher), look(source));
+}
+
 // A class that does in `serialize` what it must not do.
 TEST_F(States, ClassesMayMisbehave) {
     struct Wild : SerializableObject {
