@@ -1,18 +1,18 @@
 #include "printable.h"
 
-#include <algorithm>
 #include <cstdio>
-#include <iterator>
 
 namespace {
 
-// Marks that are not drawn, but change the order in which the others are.
+// Marks that are not drawn, but change the order in which the others are: U+061C, U+200E, U+200F,
+// U+202A to U+202E, U+2066 to U+2069.
 bool isOrderMark(std::string_view character) {
-    constexpr std::string_view kMarks[] = {
-        "\u061C", "\u200E", "\u200F", "\u202A", "\u202B", "\u202C",
-        "\u202D", "\u202E", "\u2066", "\u2067", "\u2068", "\u2069",
-    };
-    return std::ranges::find(kMarks, character) != std::end(kMarks);
+    const auto last = static_cast<unsigned char>(character.back());
+    if (character.starts_with("\xE2\x80")) {
+        return last == 0x8E || last == 0x8F || (last >= 0xAA && last <= 0xAE);
+    }
+    return character.starts_with("\xE2\x81") ? last >= 0xA6 && last <= 0xA9
+                                             : character == "\xD8\x9C";
 }
 
 // Bytes of the character in front, if it is one that terminals only draw; else 0.
