@@ -123,7 +123,8 @@ public:
     /* Takes a state over: makes objects, removes others, and reads those that changed. The state
      * has to be newer than the last one, and of the same sender. Its base line is a state that was
      * read and not forgotten; older states than this base line are forgotten. Objects stay the same
-     * ones as long as they are not removed.
+     * ones as long as they are not removed. A factory that gives out an object which has a number
+     * already is an error.
      *
      * False if there was an error: then nothing happened. The objects into which something had been
      * read were read back from the state before: what they had changed since by themselves is

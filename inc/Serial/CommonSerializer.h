@@ -36,7 +36,8 @@
  *
  * When it is loaded, an object is made by the name of its class through a factory manager. A
  * reference is there at once, but the object that it leads to may be read later: `serialize` must
- * not look into it.
+ * not look into it. A factory makes a new object each time; a reference to one that it has given
+ * out before is an error.
  *
  * The file is the same on every system and for every compiler; docs/formats/objects.md has it byte
  * by byte. Nothing in it is trusted: it ends with a sum, lengths are held against what is left, and
@@ -101,7 +102,9 @@ public:
         std::uint32_t depth = 64; /* of values within each other, when saving, too */
 
         /* Whether objects of classes that no factory makes are kept as they are, as a
-         * Common::Record. Otherwise a reference to one is an error. */
+         * Common::Record. Otherwise a reference to one is an error. Records that refer to each
+         * other in a circle keep each other, also those that no reference of yours leads to: call
+         * Record::letGo for all that were reached, and load files of strangers without this. */
         bool keepsUnknown = false;
     };
 
@@ -504,6 +507,7 @@ private:
     QZ_LOCAL void readMention();
     QZ_LOCAL std::uint32_t readClass();
     QZ_LOCAL void makeObject(std::uint32_t classIndex);
+    QZ_LOCAL bool hasNumber(const Identifiable& object);
     QZ_LOCAL void loadObjects();
     QZ_LOCAL void transferRest(qz::vector<unsigned char>& bytes,
                                qz::vector<Ref<Identifiable>>& references);

@@ -146,7 +146,25 @@ void CommonSerializer::makeObject(std::uint32_t classIndex) {
         object = Ref<SerializableObject>(new Record(
             itsClass.name, itsClass.version, static_cast<std::uint32_t>(state.objects.size() + 1)));
     }
+    if (object && object->getRefCount() > 2 && hasNumber(*object)) { // two are held here
+        object = {};
+        if (state.givenTwice == 0) {
+            state.givenTwice = static_cast<std::uint32_t>(state.objects.size() + 1);
+        }
+    }
     state.objects.push_back({std::move(object), classIndex, 0});
+}
+
+// Asked of objects that somebody else holds, too, which is rare.
+bool CommonSerializer::hasNumber(const Identifiable& object) {
+    State& state = *state_;
+    for (; state.known < state.objects.size(); ++state.known) {
+        if (const Identifiable* const one = state.objects[state.known].object.get()) {
+            state.numbers.findOrAdd(one, static_cast<std::uint32_t>(state.known + 1));
+        }
+    }
+    const auto next = static_cast<std::uint32_t>(state.objects.size() + 1);
+    return state.numbers.findOrAdd(&object, next) != next;
 }
 
 Identifiable* CommonSerializer::readReference() {
@@ -171,7 +189,8 @@ Identifiable* CommonSerializer::readReference() {
     }
     if (!object.object) {
         fail("an object of class \"" + state.classes[object.classIndex].name.getClassName() +
-             "\", which no factory makes");
+             (number == state.givenTwice ? "\", which its factory has given out before"
+                                         : "\", which no factory makes"));
     }
     return object.object.get();
 }

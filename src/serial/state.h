@@ -77,7 +77,8 @@ struct CommonSerializer::State {
     std::string error;
     qz::vector<Object> objects; // number n is at n - 1
     qz::vector<Class> classes;
-    qz::vector<Node> nodes; // number n is at n - 1
+    qz::vector<Node> nodes;       // number n is at n - 1
+    serial::PointerTable numbers; // when loading, of the first `known` objects at least
     std::uint32_t objectNode = 0;
     std::uint32_t version = 0; // of what is saved as a whole
     serial::Bytes body;        // when saving, with the header in front
@@ -88,13 +89,14 @@ struct CommonSerializer::State {
     serial::Bytes payload;
     serial::Bytes mentions;
     std::size_t mentionCount = 0;
-    serial::PointerTable numbers;
     std::map<std::pair<std::string, std::uint32_t>, std::uint32_t> classNumbers;
 
     // Loading.
     FactoryManager* factories = nullptr;
     qz::vector<std::uint32_t> mentioned; // the references of the record, as numbers
     std::size_t nextMention = 0;
+    std::size_t known = 0;
+    std::uint32_t givenTwice = 0; // the first object that a factory has given out before; 0: none
 };
 
 } // namespace Common

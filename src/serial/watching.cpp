@@ -85,7 +85,7 @@ private:
     bool readRemoved();
     bool readNew(Common::FactoryManager* factories);
     bool readClass(std::size_t& index);
-    static bool make(Item& item, const Identifier& name, Common::FactoryManager* factories);
+    const char* make(Item& item, const Identifier& name, Common::FactoryManager* factories);
     bool readValues();
     bool readBack();
     bool readInto(std::uint32_t number, Item& item, bool isSame);
@@ -99,6 +99,8 @@ private:
     std::size_t count_ = 0; // of the objects that there will be
     std::size_t bytes_ = 0; // that they take, as far as it is known
     qz::vector<Identifier> classes_;
+    PointerTable made_;
+    std::uint32_t madeCount_ = 0;
     std::string error_;
 };
 
@@ -174,8 +176,8 @@ bool StateReader::readNew(Common::FactoryManager* factories) {
         if (++count_ > limits_.objects) {
             return fail("more objects than allowed");
         }
-        if (!make(stage(number), classes_[index], factories)) {
-            return failAt(number, classes_[index], "no factory makes it");
+        if (const char* const error = make(stage(number), classes_[index], factories)) {
+            return failAt(number, classes_[index], error);
         }
     }
     return fail(kDamaged);
@@ -201,21 +203,29 @@ bool StateReader::readClass(std::size_t& index) {
     return true;
 }
 
-// Takes the object that there is now, if it fits; only a whole state comes upon one.
-bool StateReader::make(Item& item, const Identifier& name, Common::FactoryManager* factories) {
+// Takes the object that there is now, if it fits; only a whole state comes upon one. Returns what
+// is wrong, or null.
+const char* StateReader::make(Item& item, const Identifier& name,
+                              Common::FactoryManager* factories) {
     item.isNew = true;
     const Entry* const entry = item.entry;
     if (!item.isRemoved && entry != nullptr && entry->object &&
         entry->object->getClassIdentifier() == name) {
         item.version.object = entry->object;
-        return true;
+        return nullptr;
     }
-    if (factories == nullptr) {
-        return false;
+    const Common::Ref<Common::Identifiable> object(
+        factories == nullptr ? nullptr : factories->createInstance(name));
+    ObjectRef made(dynamic_cast<Common::SerializableObject*>(object.get()));
+    if (!made) {
+        return "no factory makes it";
     }
-    const Common::Ref<Common::Identifiable> object(factories->createInstance(name));
-    item.version.object = ObjectRef(dynamic_cast<Common::SerializableObject*>(object.get()));
-    return static_cast<bool>(item.version.object);
+    const std::uint32_t next = ++madeCount_;
+    if (history_.numberOf(*made) != 0 || made_.findOrAdd(made.get(), next) != next) {
+        return "its factory has given it out before";
+    }
+    item.version.object = std::move(made);
+    return nullptr;
 }
 
 bool StateReader::readValues() {

@@ -277,6 +277,11 @@ TEST_F(States, ErrorsChangeNothing) {
     add(source, 20, "Ghost");
     ASSERT_EQ(source.capture(), 3U);
     EXPECT_EQ(read(watcher, source.write(1, 1)), "object 20 (Ghost): no factory makes it");
+    auto* const sharing = new qz::test::TestFactory;
+    sharing->add("Ghost", [&] { return of(watcher, 17); });
+    factories.addFactory(sharing);
+    EXPECT_EQ(read(watcher, source.write(1, 1)),
+              "object 20 (Ghost): its factory has given it out before");
     source.remove(20);
     Ref<Ferry> stranger(new Ferry);
     of(source, 19)->next = stranger;

@@ -259,6 +259,11 @@ TEST_F(SerializerGraph, ErrorsTellWhere) {
     std::vector<Ref<Ship>> ships;
     EXPECT_EQ(load(bytes, read, nobody),
               "world[0]: an object of class \"Node\", which no factory makes");
+    auto* const sharing = new qz::test::TestFactory;
+    sharing->add("Node", [&] { return world[1].get(); });
+    nobody.addFactory(sharing);
+    EXPECT_EQ(load(bytes, read, nobody),
+              "world[1]: an object of class \"Node\", which its factory has given out before");
     EXPECT_EQ(load(bytes, ships, factories),
               "world[0]: an object of class \"Node\", which does not fit");
     EXPECT_EQ(load(bytes, read, factories, {.objects = 2}), "world[1]: more objects than allowed");
