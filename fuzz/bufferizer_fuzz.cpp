@@ -7,6 +7,7 @@
 #include "Serial/Containers.h"
 
 #include <cstdint>
+#include <cstring>
 #include <map>
 #include <optional>
 #include <string>
@@ -106,7 +107,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t leng
     } else {
         Baseline any = base;
         const bool isWhole = data[0] % 3 == 1;
-        require(!read({stateMessage(2, bytesOf(whole[0]), isWhole, bytes)}, world, any));
+        const std::string known = bytesOf(whole[0]);
+        require(!read({stateMessage(2, known, isWhole, bytes)}, world, any));
+        // With the sum of what was read it may be what was sent, and a base line then.
+        const std::string written = bytesOf(write(world, 2, {}, line)[0]);
+        std::uint32_t sum = 0;
+        std::memcpy(&sum, written.data() + 12, sizeof sum);
+        require(!read({stateMessage(2, known, isWhole, bytes, sum)}, world, any) ||
+                any.getNumber() == 2);
     }
     World again, delta = someWorld();
     Baseline none;

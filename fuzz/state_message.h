@@ -18,9 +18,9 @@ inline std::string bytesOf(const Mail::Message& message) {
 }
 
 // A state of the sender of the message `known`: whole, or beside the state of that. Its own sum is
-// wrong.
+// what is given, at first a wrong one.
 inline Mail::Message stateMessage(std::uint32_t number, const std::string& known, bool isWhole,
-                                  const std::string& bits) {
+                                  const std::string& bits, std::uint32_t sum = 0x12345678) {
     std::string bytes("QZB\2", 4);
     const auto append = [&](std::uint64_t value, int size) {
         for (int i = 0; i < size; ++i) {
@@ -30,7 +30,7 @@ inline Mail::Message stateMessage(std::uint32_t number, const std::string& known
     const std::string state = bits.substr(0, 60'000);
     bytes += known.substr(4, 4); // the session
     append(number, 4);
-    append(0x12345678, 4);
+    append(sum, 4);
     bytes += isWhole ? std::string(8, 0) : known.substr(8, 8);
     append(state.size(), 4);
     append(60'000, 2);

@@ -366,8 +366,8 @@ bool CommonBufferizer::State::read(const detail::StateHeader& header,
                 fail(kDisturbed);
                 return false;
             }
-            if (reader.sum() != header.sum) {
-                fail("a state that is not what was sent");
+            if (const std::uint32_t sum = reader.sum(); sum != header.sum) {
+                fail("a state that is not what was sent: its sum is " + std::to_string(sum));
                 return false;
             }
             reader.commit({header.number, header.sum});
