@@ -60,7 +60,7 @@ void Channel::confirm(const Confirmation& confirmation) {
 std::optional<Confirmation> Channel::takeConfirmation() {
     std::int64_t time = 0;
     while (readNext(confirmations_, bytes_, time)) {
-        if (std::time(nullptr) - time <= kOldAfter) {
+        if (time >= std::time(nullptr) - kOldAfter) {
             Confirmation confirmation{};
             std::memcpy(&confirmation, bytes_.data(), sizeof confirmation);
             return confirmation;
