@@ -1,12 +1,13 @@
 # Ends a process in the midst of calls, again and again:
 # -DPROBE=... -DWAY=... -DLIBRARY=... -DPLUG_IN=... -DRUNS=... -DEMULATOR=...
 #
-# Wine itself hangs now and then: when a thread is killed that held a lock of its ntdll (spin_lock in
-# sync.c), the next one to leave a contended critical section, such as that of the heap, spins for
-# ever. None of 240 runs did when this was last counted, so one may hang there, and no more.
+# Wine itself hangs now and then: a thread is killed that held a spin lock of its ntdll, and the next
+# one to leave a contended critical section, such as that of the heap, spins for ever in
+# RtlWakeAddressSingle. On a busy machine 6 of 540 runs did when this was last counted, so up to three
+# of a test's runs may hang there.
 set(hangs_left 0)
 if(EMULATOR)
-  set(hangs_left 1)
+  set(hangs_left 3)
 endif()
 foreach(run RANGE 1 ${RUNS})
   execute_process(COMMAND ${EMULATOR} ${PROBE} ${WAY} ${LIBRARY} ${PLUG_IN} ${run}

@@ -1,5 +1,7 @@
 #include "platform/entry.h"
 
+#include "platform/thread.h"
+
 #include <windows.h>
 
 namespace {
@@ -16,6 +18,7 @@ void keepThreadLibrary() {
 extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID reserved) {
     if (reason == DLL_PROCESS_ATTACH) {
         keepThreadLibrary();
+        platform::otherThreadsAreGone(); // finds the system's function while nobody can be killed
         platform::onAttach();
     } else if (reason == DLL_PROCESS_DETACH) {
         const bool processIsEnding = reserved != nullptr;

@@ -7,6 +7,7 @@
 
 #include <process.h>
 
+#include <atomic>
 #include <cerrno>
 #include <iterator>
 #include <memory>
@@ -130,7 +131,13 @@ int processId() {
 
 bool otherThreadsAreGone() {
     using IsEnding = BOOLEAN(NTAPI*)();
-    static const auto isEnding = find<IsEnding>(L"ntdll.dll", "RtlDllShutdownInProgress");
+    // No initialiser that a thread could be killed in: whoever is left would wait for its end.
+    static constinit std::atomic<IsEnding> found{nullptr};
+    IsEnding isEnding = found.load(std::memory_order_relaxed);
+    if (isEnding == nullptr) {
+        isEnding = find<IsEnding>(L"ntdll.dll", "RtlDllShutdownInProgress");
+        found.store(isEnding, std::memory_order_relaxed);
+    }
     return isEnding != nullptr && isEnding() != FALSE;
 }
 
