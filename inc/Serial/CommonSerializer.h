@@ -66,34 +66,23 @@
 #include "Core/Export.h"
 #include "Core/SameCompiler.h"
 #include "IO/Stream.h"
-#include "Random/RandomManager.h"
+#include "Serial/SerializableObject.h"
+#include "Serial/ValueSerializer.h"
 
-#include <algorithm>
-#include <bit>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
-#include <limits>
 #include <memory>
 #include <string>
 #include <type_traits>
-#include <vector>
 
 namespace Common {
-
-class SerializableObject;
 
 namespace detail {
 class Form;
 } // namespace detail
 
-/* Values that are their bytes, the lowest first. */
-template<class T>
-concept SerializedAsBytes = (std::floating_point<T> && sizeof(T) <= 8) ||
-                            (std::integral<T> && sizeof(T) == 1 && !std::same_as<T, bool>);
-
-class QZ_API CommonSerializer : public RandomSerializer {
+class QZ_API CommonSerializer : public ValueSerializer {
 public:
     /* What a file may ask for. */
     struct Limits {
@@ -122,8 +111,6 @@ public:
 
     /* Lets go of the objects: those that nothing else refers to are gone then. */
     ~CommonSerializer() override;
-
-    bool isLoading() const final { return isLoading_; }
 
     /* Writes a value, or reads it. */
     template<class T>
@@ -243,8 +230,6 @@ public:
      */
     bool finish();
 
-    bool isGood() const { return !hasFailed_; }
-
     /* What went wrong, with the path of the value: "world.units[17].crew: ..."; empty if nothing
      * did. */
     const std::string& getError() const;
@@ -254,45 +239,7 @@ public:
 
     /* ---- for functions that serialize containers ---- */
 
-    /* The inside of a value with items; errors tell the number of the item. */
-    class QZ_API Items {
-    public:
-        /* Writes the number of items, or reads it: `count` tells it in both cases, 0 after an
-         * error. There are never more than the bytes and references that are left. */
-        Items(CommonSerializer& serializer, std::size_t count);
-        ~Items();
-        Items(const Items&) = delete;
-        Items& operator=(const Items&) = delete;
-
-        std::size_t count() const { return count_; }
-
-        /* Transfers the next one. False if there was an error. */
-        template<class T>
-        bool transfer(T& item) {
-            serializer_.scope_->index = ++number_;
-            serializer_.scope_->node = 0;
-            serializer_.transfer(item);
-            return serializer_.isGood();
-        }
-
-    private:
-        CommonSerializer& serializer_;
-        std::size_t count_;
-        std::size_t number_ = 0;
-        std::size_t usedBefore_ = 0;
-    };
-
-    /* `count` values in a row, as many on both sides. */
-    template<SerializedAsBytes T>
-    void transferRow(T* values, std::size_t count) {
-        if constexpr (sizeof(T) == 1 || std::endian::native == std::endian::little) {
-            transferBytes(values, count * sizeof(T));
-        } else {
-            for (std::size_t i = 0; i < count; ++i) {
-                transferNumber(values[i]);
-            }
-        }
-    }
+    class Items; /* a value with items: Serial/Sequences.h */
 
     /* A length in front of bytes: writes it, or reads it and holds it against what is left for so
      * many times `size` bytes. 0 after an error. */
@@ -368,108 +315,14 @@ private:
         Scope scope_;
     };
 
-    /* Makes sure that so many bytes can be read or written at the cursor. */
-    bool prepare(std::size_t size) {
-        return size <= static_cast<std::size_t>(end_ - cursor_) || prepareMore(size);
-    }
-
-    void transferBytes(void* bytes, std::size_t size) {
-        if (size > static_cast<std::size_t>(end_ - cursor_)) {
-            transferMore(bytes, size);
-        } else if (size != 0) {
-            isLoading_ ? std::memcpy(bytes, cursor_, size) : std::memcpy(cursor_, bytes, size);
-            cursor_ += size;
-        }
-    }
-
-    /* The same for a size that the compiler knows, which makes it a move or two. */
-    template<std::size_t kSize>
-    void transferBytes(void* bytes) {
-        if (kSize > static_cast<std::size_t>(end_ - cursor_)) [[unlikely]] {
-            transferMore(bytes, kSize);
-            return;
-        }
-        isLoading_ ? std::memcpy(bytes, cursor_, kSize) : std::memcpy(cursor_, bytes, kSize);
-        cursor_ += kSize;
-    }
-
-    template<class T>
-    void transferNumber(T& value) {
-        if constexpr (sizeof(T) == 1 || std::endian::native == std::endian::little) {
-            transferBytes<sizeof value>(&value);
-        } else {
-            unsigned char bytes[sizeof value];
-            std::memcpy(bytes, &value, sizeof value);
-            std::reverse(bytes, bytes + sizeof value);
-            transferBytes<sizeof value>(bytes);
-            std::reverse(bytes, bytes + sizeof value);
-            std::memcpy(&value, bytes, sizeof value);
-        }
-    }
-
-    void transferBool(bool& value) {
-        unsigned char byte = value ? 1 : 0;
-        isPacked_ ? packBool(byte) : transferNumber(byte);
-        if (byte > 1) {
-            failAsRange();
-        } else if (isGood()) {
-            value = byte == 1;
-        }
-    }
-
-    /* As many bytes as it needs; signed ones with the sign as the lowest bit. */
-    template<std::integral T>
-    void transferInteger(T& value) {
-        using Unsigned = std::make_unsigned_t<T>;
-        constexpr int kSignShift = std::numeric_limits<Unsigned>::digits - 1;
-        if (!isLoading_) {
-            auto bits = static_cast<Unsigned>(value);
-            if constexpr (std::signed_integral<T>) {
-                bits =
-                    static_cast<Unsigned>(bits << 1) ^ static_cast<Unsigned>(value >> kSignShift);
-            }
-            writeCompact(bits);
-            return;
-        }
-        const std::uint64_t read = readCompact();
-        if (read > std::numeric_limits<Unsigned>::max()) {
-            failAsRange();
-        }
-        if (isGood()) {
-            auto bits = static_cast<Unsigned>(read);
-            if constexpr (std::signed_integral<T>) {
-                bits = static_cast<Unsigned>(bits >> 1) ^ static_cast<Unsigned>(0 - (bits & 1));
-            }
-            value = static_cast<T>(bits);
-        }
-    }
-
-    static constexpr std::size_t kMostCompact = 10;
-
-    void writeCompact(std::uint64_t value) {
-        if (kMostCompact > static_cast<std::size_t>(end_ - cursor_) && !prepareCompact(value)) {
-            return;
-        }
-        for (; value >= 0x80; value >>= 7) {
-            *cursor_++ = static_cast<unsigned char>(value | 0x80);
-        }
-        *cursor_++ = static_cast<unsigned char>(value);
-    }
-
-    std::uint64_t readCompact() {
-        if (cursor_ != end_ && *cursor_ < 0x80) {
-            return *cursor_++;
-        }
-        return readLongCompact();
-    }
-
-    bool prepareMore(std::size_t size);
-    void transferMore(void* bytes, std::size_t size);
-    bool prepareCompact(std::uint64_t value);
-    std::uint64_t readLongCompact();
+    bool prepareMore(std::size_t size) override;
+    void transferMore(void* bytes, std::size_t size) override;
+    bool prepareCompact(std::uint64_t value) override;
+    std::uint64_t readLongCompact() override;
+    void packBool(unsigned char& byte) override;
+    void failAsRange() override;
 
     /* What forms for messages have in their own ways. Their cursor is always at the end. */
-    void packBool(unsigned char& byte);
     void packInteger(const char* name, std::uint64_t& number, int bits, bool isSigned, int most);
     void packFixed(const char* name, double& number, double lowest, double highest, int bits);
     void packHalf(const char* name, float& number);
@@ -484,7 +337,6 @@ private:
     void introduce(const Identifiable& object, SerializableObject* serializable);
     Identifiable* readReference();
     void failAsMisfit(const Identifiable& object);
-    void failAsRange();
     void failAsTooDeep();
 
     /* Of the record: bytes and references that it has, or that were not read yet. */
@@ -512,12 +364,6 @@ private:
     QZ_LOCAL void transferRest(qz::vector<unsigned char>& bytes,
                                qz::vector<Ref<Identifiable>>& references);
 
-    /* Where values are read in a record, or written to what is to be one. */
-    unsigned char* cursor_ = nullptr;
-    unsigned char* end_ = nullptr;
-    bool isLoading_;
-    bool isPacked_ = false; /* a form for messages */
-    bool hasFailed_ = false;
     bool isFinished_ = false;
     std::uint32_t version_ = 0;
     std::uint32_t depth_ = 0;
@@ -527,99 +373,14 @@ private:
     std::unique_ptr<State> state_;
 };
 
-/* An object that can be referred to from what is saved. It lives on the heap: the last reference
- * deletes it. */
-class QZ_API SerializableObject : public Identifiable {
-public:
-    using Identifiable::Identifiable;
-    ~SerializableObject() override;
-
-    /* Transfers what belongs to the object. It is saved under its class identifier
-     * (getClassIdentifier), of at most 255 bytes, which a factory has to know when it is loaded. */
-    virtual void serialize(CommonSerializer& serializer) = 0;
-
-    /* What the class writes now. Raise it when values are added or change, and read older ones by
-     * transferSince and CommonSerializer::getVersion. Values that are added at the end need no more
-     * than that: older programs skip them. */
-    virtual std::uint32_t getVersion() const { return 0; }
-};
-
 template<class T>
 void serialize(CommonSerializer& serializer, Ref<T>& reference) {
     static_assert(std::derived_from<T, Identifiable>);
     serializer.transferReference(reference);
 }
 
-template<class Traits, class Allocator>
-void serialize(CommonSerializer& serializer, std::basic_string<char, Traits, Allocator>& text) {
-    const std::size_t length = serializer.transferLength(text.size(), 1);
-    if (serializer.isGood()) {
-        if (serializer.isLoading()) {
-            text.resize(length);
-        }
-        serializer.transferRow(text.data(), length);
-    }
-}
-
-namespace detail {
-
-template<class Container>
-void serializeItems(CommonSerializer& serializer, Container& container) {
-    CommonSerializer::Items items(serializer, container.size());
-    if (!serializer.isLoading()) {
-        for (auto& item : container) {
-            if (!items.transfer(item)) {
-                break;
-            }
-        }
-        return;
-    }
-    if (serializer.isGood()) {
-        container.clear();
-    }
-    for (std::size_t i = 0; i < items.count(); ++i) {
-        if (!items.transfer(container.emplace_back())) {
-            container.pop_back();
-            break;
-        }
-    }
-}
-
-} // namespace detail
-
-template<class T, class Allocator>
-void serialize(CommonSerializer& serializer, std::vector<T, Allocator>& values) {
-    if constexpr (SerializedAsBytes<T>) {
-        const std::size_t length = serializer.transferLength(values.size(), sizeof(T));
-        if (serializer.isGood()) {
-            if (serializer.isLoading()) {
-                values.resize(length);
-            }
-            serializer.transferRow(values.data(), length);
-        }
-    } else {
-        detail::serializeItems(serializer, values);
-    }
-}
-
-template<class Allocator>
-void serialize(CommonSerializer& serializer, std::vector<bool, Allocator>& values) {
-    CommonSerializer::Items items(serializer, values.size());
-    if (serializer.isGood()) {
-        values.resize(items.count());
-    }
-    for (std::size_t i = 0; i < items.count(); ++i) {
-        bool value = values[i];
-        if (!items.transfer(value)) {
-            if (serializer.isLoading()) {
-                values.resize(i);
-            }
-            break;
-        }
-        values[i] = value;
-    }
-}
-
 } // namespace Common
+
+#include "Serial/Sequences.h" /* needs the class, and belongs to it */
 
 #endif

@@ -35,7 +35,7 @@ CommonSerializer::State::~State() {
 }
 
 CommonSerializer::CommonSerializer(io::Stream& out, std::uint32_t version)
-    : isLoading_(false), depthLimit_(Limits().depth), state_(new State) {
+    : ValueSerializer(false, false), depthLimit_(Limits().depth), state_(new State) {
     state_->out = &out;
     state_->version = version;
     beginRecord(version);
@@ -45,7 +45,7 @@ CommonSerializer::CommonSerializer(io::Stream& in, FactoryManager& factories)
     : CommonSerializer(in, factories, Limits()) {}
 
 CommonSerializer::CommonSerializer(io::Stream& in, FactoryManager& factories, const Limits& limits)
-    : isLoading_(true), depthLimit_(limits.depth), state_(new State) {
+    : ValueSerializer(true, false), depthLimit_(limits.depth), state_(new State) {
     state_->limits = limits;
     state_->factories = &factories;
     load(in);
@@ -262,6 +262,7 @@ std::string CommonSerializer::path() const {
     return text.starts_with('.') ? text.substr(1) : text;
 }
 
+ValueSerializer::~ValueSerializer() = default;
 SerializableObject::~SerializableObject() = default;
 
 } // namespace Common

@@ -13,8 +13,7 @@ namespace Common {
 
 CommonSerializer::CommonSerializer(std::unique_ptr<detail::Form> form, bool isLoading,
                                    std::uint32_t depth)
-    : isLoading_(isLoading)
-    , isPacked_(true)
+    : ValueSerializer(isLoading, true)
     , version_(std::numeric_limits<std::uint32_t>::max())
     , depthLimit_(depth)
     , state_(new State) {

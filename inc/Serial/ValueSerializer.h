@@ -1,0 +1,168 @@
+/* How a value becomes bytes: the part of Common::CommonSerializer that knows numbers. C++ only, for
+ * programs built by the library's compiler. Programs include Serial/CommonSerializer.h.
+ *
+ * Values go to a block of memory, or come from it, at a cursor. What the block has no room for goes
+ * to the class that derives from this one: it makes room, knows that the values end, or has another
+ * form for them, and then the block is always empty. */
+#ifndef QZCORE_SERIAL_VALUESERIALIZER_H
+#define QZCORE_SERIAL_VALUESERIALIZER_H
+
+#include "Core/Export.h"
+#include "Core/SameCompiler.h"
+#include "Random/RandomManager.h"
+
+#include <algorithm>
+#include <bit>
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <type_traits>
+
+namespace Common {
+
+/* Values that are their bytes, the lowest first. */
+template<class T>
+concept SerializedAsBytes = (std::floating_point<T> && sizeof(T) <= 8) ||
+                            (std::integral<T> && sizeof(T) == 1 && !std::same_as<T, bool>);
+
+class QZ_API ValueSerializer : public RandomSerializer {
+public:
+    ~ValueSerializer() override;
+
+    bool isLoading() const final { return isLoading_; }
+
+    bool isGood() const { return !hasFailed_; }
+
+    /* `count` values in a row, as many on both sides. */
+    template<SerializedAsBytes T>
+    void transferRow(T* values, std::size_t count) {
+        if constexpr (sizeof(T) == 1 || std::endian::native == std::endian::little) {
+            transferBytes(values, count * sizeof(T));
+        } else {
+            for (std::size_t i = 0; i < count; ++i) {
+                transferNumber(values[i]);
+            }
+        }
+    }
+
+protected:
+    ValueSerializer(bool isLoading, bool isPacked) : isLoading_(isLoading), isPacked_(isPacked) {}
+
+    /* Makes sure that so many bytes can be read or written at the cursor. */
+    bool prepare(std::size_t size) {
+        return size <= static_cast<std::size_t>(end_ - cursor_) || prepareMore(size);
+    }
+
+    void transferBytes(void* bytes, std::size_t size) {
+        if (size > static_cast<std::size_t>(end_ - cursor_)) {
+            transferMore(bytes, size);
+        } else if (size != 0) {
+            isLoading_ ? std::memcpy(bytes, cursor_, size) : std::memcpy(cursor_, bytes, size);
+            cursor_ += size;
+        }
+    }
+
+    /* The same for a size that the compiler knows, which makes it a move or two. */
+    template<std::size_t kSize>
+    void transferBytes(void* bytes) {
+        if (kSize > static_cast<std::size_t>(end_ - cursor_)) [[unlikely]] {
+            transferMore(bytes, kSize);
+            return;
+        }
+        isLoading_ ? std::memcpy(bytes, cursor_, kSize) : std::memcpy(cursor_, bytes, kSize);
+        cursor_ += kSize;
+    }
+
+    template<class T>
+    void transferNumber(T& value) {
+        if constexpr (sizeof(T) == 1 || std::endian::native == std::endian::little) {
+            transferBytes<sizeof value>(&value);
+        } else {
+            unsigned char bytes[sizeof value];
+            std::memcpy(bytes, &value, sizeof value);
+            std::reverse(bytes, bytes + sizeof value);
+            transferBytes<sizeof value>(bytes);
+            std::reverse(bytes, bytes + sizeof value);
+            std::memcpy(&value, bytes, sizeof value);
+        }
+    }
+
+    void transferBool(bool& value) {
+        unsigned char byte = value ? 1 : 0;
+        isPacked_ ? packBool(byte) : transferNumber(byte);
+        if (byte > 1) {
+            failAsRange();
+        } else if (isGood()) {
+            value = byte == 1;
+        }
+    }
+
+    /* As many bytes as it needs; signed ones with the sign as the lowest bit. */
+    template<std::integral T>
+    void transferInteger(T& value) {
+        using Unsigned = std::make_unsigned_t<T>;
+        constexpr int kSignShift = std::numeric_limits<Unsigned>::digits - 1;
+        if (!isLoading_) {
+            auto bits = static_cast<Unsigned>(value);
+            if constexpr (std::signed_integral<T>) {
+                bits =
+                    static_cast<Unsigned>(bits << 1) ^ static_cast<Unsigned>(value >> kSignShift);
+            }
+            writeCompact(bits);
+            return;
+        }
+        const std::uint64_t read = readCompact();
+        if (read > std::numeric_limits<Unsigned>::max()) {
+            failAsRange();
+        }
+        if (isGood()) {
+            auto bits = static_cast<Unsigned>(read);
+            if constexpr (std::signed_integral<T>) {
+                bits = static_cast<Unsigned>(bits >> 1) ^ static_cast<Unsigned>(0 - (bits & 1));
+            }
+            value = static_cast<T>(bits);
+        }
+    }
+
+    static constexpr std::size_t kMostCompact = 10;
+
+    void writeCompact(std::uint64_t value) {
+        if (kMostCompact > static_cast<std::size_t>(end_ - cursor_) && !prepareCompact(value)) {
+            return;
+        }
+        for (; value >= 0x80; value >>= 7) {
+            *cursor_++ = static_cast<unsigned char>(value | 0x80);
+        }
+        *cursor_++ = static_cast<unsigned char>(value);
+    }
+
+    std::uint64_t readCompact() {
+        if (cursor_ != end_ && *cursor_ < 0x80) {
+            return *cursor_++;
+        }
+        return readLongCompact();
+    }
+
+    /* Where values are read in a record, or written to what is to be one. */
+    unsigned char* cursor_ = nullptr;
+    unsigned char* end_ = nullptr;
+    bool isLoading_;
+    bool isPacked_; /* a form for messages */
+    bool hasFailed_ = false;
+
+private:
+    /* What the cursor has no room for, if it was no error. */
+    virtual bool prepareMore(std::size_t size) = 0;
+    virtual void transferMore(void* bytes, std::size_t size) = 0;
+    virtual bool prepareCompact(std::uint64_t value) = 0; /* false: it is written, or an error */
+    virtual std::uint64_t readLongCompact() = 0;
+    virtual void packBool(unsigned char& byte) = 0;
+
+    virtual void failAsRange() = 0;
+};
+
+} // namespace Common
+
+#endif
