@@ -21,7 +21,7 @@ inline std::string bytesOf(const Mail::Message& message) {
 // what is given, at first a wrong one.
 inline Mail::Message stateMessage(std::uint32_t number, const std::string& known, bool isWhole,
                                   const std::string& bits, std::uint32_t sum = 0x12345678) {
-    std::string bytes("QZB\2", 4);
+    std::string bytes("QZB\3", 4);
     const auto append = [&](std::uint64_t value, int size) {
         for (int i = 0; i < size; ++i) {
             bytes += static_cast<char>(value >> 8 * i);

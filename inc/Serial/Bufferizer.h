@@ -20,8 +20,9 @@
  * For many objects that refer to each other there is Common::CommonBufferizer.
  *
  * Both sides have the same classes: a state has neither names nor versions in it, and getVersion is
- * the highest number. Classes that differ are refused when their values have other widths, but not
- * when fields of one width are swapped or a range is another. References are errors, except null.
+ * the highest number. Names, types, widths and ranges go into its sum, by which the other side
+ * notices that its classes differ; a value has the same name on both sides, or none. Names are
+ * literals: the text behind a pointer stays what it is. References are errors, except null.
  * Enumerations have a fixed underlying type: any number of that type may come.
  *
  * Nothing in a message is trusted: parts have a sum, lengths are held against what is left, and the

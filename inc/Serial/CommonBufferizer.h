@@ -21,6 +21,9 @@
  *         ... tell the sender that states.getNumber() is there ...
  *     }
  *
+ * Both sides have the same classes: those with other fields, in another order, or of another
+ * version are an error that names the class. docs/formats/state.md says what is compared.
+ *
  * Each side keeps the last states as base lines. The sender writes what differs from any of them,
  * so that several receivers may be at different ones. An object that did not change costs nothing.
  *

@@ -316,9 +316,9 @@ private:
     };
 
     bool prepareMore(std::size_t size) override;
-    void transferMore(void* bytes, std::size_t size) override;
-    bool prepareCompact(std::uint64_t value) override;
-    std::uint64_t readLongCompact() override;
+    void transferMore(void* bytes, std::size_t size, bool isSigned) override;
+    bool prepareCompact(std::uint64_t value, bool isSigned) override;
+    std::uint64_t readLongCompact(bool isSigned) override;
     void packBool(unsigned char& byte) override;
     void failAsRange() override;
 
@@ -326,8 +326,8 @@ private:
     void packInteger(const char* name, std::uint64_t& number, int bits, bool isSigned, int most);
     void packFixed(const char* name, double& number, double lowest, double highest, int bits);
     void packHalf(const char* name, float& number);
-    QZ_LOCAL void packNumber(std::uint64_t& number, std::uint32_t kind);
-    QZ_LOCAL void packBytes(unsigned char* bytes, std::size_t size);
+    QZ_LOCAL void packNumber(std::uint64_t& number, std::uint32_t kind, std::uint64_t meaning);
+    QZ_LOCAL void packBytes(unsigned char* bytes, std::size_t size, std::uint64_t meaning);
     QZ_LOCAL void packReference(const Identifiable* object);
     QZ_LOCAL Identifiable* unpackReference();
     void openLevel();

@@ -57,7 +57,7 @@ protected:
 
     void transferBytes(void* bytes, std::size_t size) {
         if (size > static_cast<std::size_t>(end_ - cursor_)) {
-            transferMore(bytes, size);
+            transferMore(bytes, size, false);
         } else if (size != 0) {
             isLoading_ ? std::memcpy(bytes, cursor_, size) : std::memcpy(cursor_, bytes, size);
             cursor_ += size;
@@ -66,9 +66,9 @@ protected:
 
     /* The same for a size that the compiler knows, which makes it a move or two. */
     template<std::size_t kSize>
-    void transferBytes(void* bytes) {
+    void transferBytes(void* bytes, bool isSigned = false) {
         if (kSize > static_cast<std::size_t>(end_ - cursor_)) [[unlikely]] {
-            transferMore(bytes, kSize);
+            transferMore(bytes, kSize, isSigned);
             return;
         }
         isLoading_ ? std::memcpy(bytes, cursor_, kSize) : std::memcpy(cursor_, bytes, kSize);
@@ -78,7 +78,7 @@ protected:
     template<class T>
     void transferNumber(T& value) {
         if constexpr (sizeof(T) == 1 || std::endian::native == std::endian::little) {
-            transferBytes<sizeof value>(&value);
+            transferBytes<sizeof value>(&value, std::same_as<T, signed char>);
         } else {
             unsigned char bytes[sizeof value];
             std::memcpy(bytes, &value, sizeof value);
@@ -110,10 +110,10 @@ protected:
                 bits =
                     static_cast<Unsigned>(bits << 1) ^ static_cast<Unsigned>(value >> kSignShift);
             }
-            writeCompact(bits);
+            writeCompact(bits, std::signed_integral<T>);
             return;
         }
-        const std::uint64_t read = readCompact();
+        const std::uint64_t read = readCompact(std::signed_integral<T>);
         if (read > std::numeric_limits<Unsigned>::max()) {
             failAsRange();
         }
@@ -128,8 +128,9 @@ protected:
 
     static constexpr std::size_t kMostCompact = 10;
 
-    void writeCompact(std::uint64_t value) {
-        if (kMostCompact > static_cast<std::size_t>(end_ - cursor_) && !prepareCompact(value)) {
+    void writeCompact(std::uint64_t value, bool isSigned = false) {
+        if (kMostCompact > static_cast<std::size_t>(end_ - cursor_) &&
+            !prepareCompact(value, isSigned)) {
             return;
         }
         for (; value >= 0x80; value >>= 7) {
@@ -138,11 +139,11 @@ protected:
         *cursor_++ = static_cast<unsigned char>(value);
     }
 
-    std::uint64_t readCompact() {
+    std::uint64_t readCompact(bool isSigned = false) {
         if (cursor_ != end_ && *cursor_ < 0x80) {
             return *cursor_++;
         }
-        return readLongCompact();
+        return readLongCompact(isSigned);
     }
 
     /* Where values are read in a record, or written to what is to be one. */
@@ -153,11 +154,13 @@ protected:
     bool hasFailed_ = false;
 
 private:
-    /* What the cursor has no room for, if it was no error. */
+    /* What the cursor has no room for, if it was no error. Messages tell signed values from others.
+     */
     virtual bool prepareMore(std::size_t size) = 0;
-    virtual void transferMore(void* bytes, std::size_t size) = 0;
-    virtual bool prepareCompact(std::uint64_t value) = 0; /* false: it is written, or an error */
-    virtual std::uint64_t readLongCompact() = 0;
+    virtual void transferMore(void* bytes, std::size_t size, bool isSigned) = 0;
+    /* false: it is written, or an error */
+    virtual bool prepareCompact(std::uint64_t value, bool isSigned) = 0;
+    virtual std::uint64_t readLongCompact(bool isSigned) = 0;
     virtual void packBool(unsigned char& byte) = 0;
 
     virtual void failAsRange() = 0;

@@ -29,7 +29,7 @@ public:
         list([&](const auto& was, const auto& is) { return was.object && isOther(was, is); },
              [](const auto&, const auto&) {});
         list([&](const auto& was, const auto& is) { return is.object && isOther(was, is); },
-             [&](const auto&, const auto& is) { writeClass(is.object->getClassIdentifier()); });
+             [&](const auto&, const auto& is) { writeClass(is); });
         list(
             [&](const auto& was, const auto& is) {
                 return is.object && (isOther(was, is) || !serial::equal(*was.image, *is.image));
@@ -64,14 +64,16 @@ private:
         serial::writeCompact(0, out_);
     }
 
-    // The number of a class, and with a new one its name.
-    void writeClass(const Identifier& identifier) {
-        const std::string& name = identifier.getClassName();
+    // The number of an object's class, and with a new one its name and what the object's values
+    // are.
+    void writeClass(const Version& version) {
+        const std::string& name = version.object->getClassIdentifier().getClassName();
         const auto [found, isNew] = classes_.try_emplace(name, classes_.size());
         serial::writeCompact(found->second, out_);
         if (isNew) {
             serial::writeCompact(name.size(), out_);
             out_.putBytes(reinterpret_cast<const unsigned char*>(name.data()), name.size());
+            out_.put(serial::describe(*version.image, version.object->getVersion()), 32);
         }
     }
 

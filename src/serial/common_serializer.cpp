@@ -124,26 +124,27 @@ bool CommonSerializer::prepareMore(std::size_t size) {
 }
 
 // Where the cursor has no room: it is to get some, or it belongs to a form for messages.
-void CommonSerializer::transferMore(void* bytes, std::size_t size) {
+void CommonSerializer::transferMore(void* bytes, std::size_t size, bool isSigned) {
     if (isPacked_) {
-        packBytes(static_cast<unsigned char*>(bytes), size);
+        packBytes(static_cast<unsigned char*>(bytes), size,
+                  isSigned ? serial::kSignedByte : serial::kBytes);
     } else if (prepareMore(size)) {
         transferBytes(bytes, size);
     }
 }
 
-bool CommonSerializer::prepareCompact(std::uint64_t value) {
+bool CommonSerializer::prepareCompact(std::uint64_t value, bool isSigned) {
     if (!isPacked_) {
         return prepareMore(kMostCompact);
     }
-    packNumber(value, serial::kCompact);
+    packNumber(value, serial::kCompact, isSigned ? serial::kSigned : serial::kPlain);
     return false;
 }
 
-std::uint64_t CommonSerializer::readLongCompact() {
+std::uint64_t CommonSerializer::readLongCompact(bool isSigned) {
     std::uint64_t value = 0;
     if (isPacked_) {
-        packNumber(value, serial::kCompact);
+        packNumber(value, serial::kCompact, isSigned ? serial::kSigned : serial::kPlain);
         return value;
     }
     for (unsigned shift = 0; shift < 64; shift += 7) {

@@ -33,12 +33,17 @@ public:
     Form(const Form&) = delete;
     Form& operator=(const Form&) = delete;
 
+    // What belongs to the kind of a field.
+    std::uint32_t describe(const char* name, std::uint64_t meaning) {
+        return descriptions_.of(name, meaning);
+    }
+
     // A number of a kind; one that is written has no more bits.
     virtual const char* number(std::uint64_t& value, std::uint32_t kind) = 0;
-    virtual const char* row(unsigned char* bytes, std::size_t size) = 0;
+    virtual const char* row(unsigned char* bytes, std::size_t size, std::uint32_t kind) = 0;
 
     // Around the values within another.
-    virtual const char* open() = 0;
+    virtual const char* open(std::uint32_t kind) = 0;
     virtual const char* close() = 0;
 
     // Writing: how many values there are, those that only have others within left out. Reading: how
@@ -63,9 +68,9 @@ protected:
     void add(std::uint64_t value, std::uint32_t kind) { image_.push_back({value, kind, 1}); }
 
     // A row's cells, all zero; the bytes go into them.
-    unsigned char* addRow(std::size_t size) {
+    unsigned char* addRow(std::size_t size, std::uint32_t kind) {
         const std::size_t cells = serial::cellsOf(size);
-        add(size, serial::kRow);
+        add(size, kind);
         image_.back().span += static_cast<std::uint32_t>(cells);
         image_.resize(image_.size() + cells);
         return reinterpret_cast<unsigned char*>(image_.data() + image_.size() - cells);
@@ -76,6 +81,9 @@ protected:
     }
 
     serial::Image image_; // of what was written or read
+
+private:
+    serial::Descriptions descriptions_;
 };
 
 } // namespace Common::detail

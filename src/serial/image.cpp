@@ -1,6 +1,7 @@
 #include "serial/image.h"
 
 #include "Core/Hash.h"
+#include "serial/state.h"
 
 #include <algorithm>
 
@@ -19,7 +20,7 @@ void writeNumber(const Cell& cell, BitWriter& out) {
     if (isGrouped(cell.kind)) {
         writeCompact(cell.value, out);
     } else {
-        out.put(cell.value, cell.kind);
+        out.put(cell.value, bare(cell.kind));
     }
 }
 
@@ -46,7 +47,7 @@ void writeRow(const Cell& row, const Cell* base, BitWriter& out) {
 void writeCells(const Cell* cell, const Cell* end, Beside base, BitWriter& out) {
     for (; cell != end; cell += cell->span) {
         const Cell* const old = matching(base.next(), cell->kind, cell->value);
-        if (cell->kind == kRow) {
+        if (cell->is(kRow)) {
             writeRow(*cell, old, out);
             continue;
         }
@@ -54,7 +55,7 @@ void writeCells(const Cell* cell, const Cell* end, Beside base, BitWriter& out) 
         if (old != nullptr) {
             out.put(isChanged ? 1 : 0, 1);
         }
-        if (isChanged && cell->kind == kLevel) {
+        if (isChanged && cell->is(kLevel)) {
             writeCells(cell + 1, cell + cell->span, old == nullptr ? Beside() : Beside(*old), out);
         } else if (isChanged) {
             writeNumber(*cell, out);
@@ -68,8 +69,8 @@ namespace {
 
 // From a cell on.
 const Cell* findReference(const Cell* cell, const Cell* end) {
-    while (cell != end && cell->kind != kReference) {
-        cell += cell->kind == kLevel ? 1 : cell->span;
+    while (cell != end && !cell->is(kReference)) {
+        cell = cell->next();
     }
     return cell;
 }
@@ -90,6 +91,24 @@ bool haveSameReferences(const Image& a, const Image& b) {
 
 void write(const Image& image, Beside base, BitWriter& out) {
     writeCells(image.data(), image.data() + image.size(), base, out);
+}
+
+std::uint32_t Descriptions::describe(const char* name, std::uint64_t meaning) {
+    unsigned char bytes[sizeof meaning];
+    putFixed(bytes, meaning);
+    const auto seed = static_cast<std::uint32_t>(QZ_hash_data(bytes, sizeof bytes, 0));
+    const std::size_t length = name == nullptr ? 0 : std::strlen(name);
+    return static_cast<std::uint32_t>(QZ_hash_data(name, length, seed)) << kDescriptionShift;
+}
+
+std::uint32_t describe(const Image& image, std::uint32_t version) {
+    Bytes kinds;
+    const Cell* const end = image.data() + image.size();
+    for (const Cell* cell = image.data(); cell != end; cell = cell->next()) {
+        kinds.resize(kinds.size() + sizeof cell->kind);
+        putFixed(kinds.data() + kinds.size() - sizeof cell->kind, cell->kind);
+    }
+    return static_cast<std::uint32_t>(QZ_hash_data(kinds.data(), kinds.size(), version));
 }
 
 std::uint32_t sumOf(const Image& image, std::uint32_t seed) {

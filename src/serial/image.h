@@ -3,6 +3,7 @@
 
 #include "Common/Allocator.h"
 #include "serial/bits.h"
+#include "serial/description.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -11,14 +12,19 @@
 
 namespace serial {
 
-// Kinds from 1 to 64 are numbers of so many bits.
+// How a value is written; from 1 to 64 it is a number of so many bits.
 constexpr std::uint32_t kCompact = 65;   // a number in as many groups of seven bits as it needs
 constexpr std::uint32_t kRow = 66;       // bytes; `value` of them are in the cells that follow
 constexpr std::uint32_t kLevel = 67;     // a value with others within, which follow
 constexpr std::uint32_t kReference = 68; // an object's number, 0 for none; in groups, too
 
+// A kind without the description above it.
+constexpr std::uint32_t bare(std::uint32_t kind) {
+    return kind & ((1U << kDescriptionShift) - 1);
+}
+
 constexpr bool isGrouped(std::uint32_t kind) {
-    return kind == kCompact || kind == kReference;
+    return bare(kind) == kCompact || bare(kind) == kReference;
 }
 
 // A value. No byte of it is undefined, so that cells are compared as memory.
@@ -26,6 +32,11 @@ struct Cell {
     std::uint64_t value;
     std::uint32_t kind;
     std::uint32_t span; // how many cells it takes, with what is within
+
+    bool is(std::uint32_t bareKind) const { return bare(kind) == bareKind; }
+
+    // Behind it as one looks into everything.
+    const Cell* next() const { return this + (is(kLevel) ? 1 : span); }
 };
 static_assert(sizeof(Cell) == 16);
 
@@ -48,9 +59,8 @@ inline bool equal(const Image& a, const Image& b) {
 template<class Function>
 void forEachReference(const Image& image, Function function) {
     const Cell* const end = image.data() + image.size();
-    for (const Cell* cell = image.data(); cell != end;
-         cell += cell->kind == kLevel ? 1 : cell->span) {
-        if (cell->kind == kReference && cell->value != 0) {
+    for (const Cell* cell = image.data(); cell != end; cell = cell->next()) {
+        if (cell->is(kReference) && cell->value != 0) {
             function(static_cast<std::uint32_t>(cell->value));
         }
     }
@@ -86,8 +96,8 @@ private:
 // What a value can be told the difference from: the one beside it, if it is of its kind, and with
 // rows of its length.
 inline const Cell* matching(const Cell* beside, std::uint32_t kind, std::uint64_t length) {
-    const bool matches =
-        beside != nullptr && beside->kind == kind && (kind != kRow || beside->value == length);
+    const bool matches = beside != nullptr && beside->kind == kind &&
+                         (bare(kind) != kRow || beside->value == length);
     return matches ? beside : nullptr;
 }
 
@@ -101,5 +111,8 @@ void writeCompact(std::uint64_t value, BitWriter& out);
 
 // The sum of an image, by which both sides know that they have the same.
 std::uint32_t sumOf(const Image& image, std::uint32_t seed);
+
+// Of what an image has values: the same for two objects of a class, unless they have others within.
+std::uint32_t describe(const Image& image, std::uint32_t version);
 
 } // namespace serial

@@ -38,17 +38,20 @@ bool CommonSerializer::accept(const char* error) noexcept {
     return isGood();
 }
 
-void CommonSerializer::packNumber(std::uint64_t& number, std::uint32_t kind) {
+void CommonSerializer::packNumber(std::uint64_t& number, std::uint32_t kind,
+                                  std::uint64_t meaning) {
     if (isGood()) {
+        kind |= form().describe(name_, meaning);
         accept(isFinished_ ? "the serializer has finished" : form().number(number, kind));
     }
 }
 
 // Few bytes are a number, as Mail::Stream has them.
-void CommonSerializer::packBytes(unsigned char* bytes, std::size_t size) {
+void CommonSerializer::packBytes(unsigned char* bytes, std::size_t size, std::uint64_t meaning) {
     if (size > sizeof(std::uint64_t)) {
         if (isGood()) {
-            accept(isFinished_ ? "the serializer has finished" : form().row(bytes, size));
+            const std::uint32_t kind = serial::kRow | form().describe(name_, meaning);
+            accept(isFinished_ ? "the serializer has finished" : form().row(bytes, size, kind));
         }
         return;
     }
@@ -56,7 +59,7 @@ void CommonSerializer::packBytes(unsigned char* bytes, std::size_t size) {
     for (std::size_t i = 0; i < size; ++i) {
         number |= std::uint64_t{bytes[i]} << 8 * i;
     }
-    packNumber(number, static_cast<std::uint32_t>(8 * size));
+    packNumber(number, static_cast<std::uint32_t>(8 * size), meaning);
     for (std::size_t i = 0; i < size; ++i) {
         bytes[i] = static_cast<unsigned char>(number >> 8 * i);
     }
@@ -64,13 +67,13 @@ void CommonSerializer::packBytes(unsigned char* bytes, std::size_t size) {
 
 void CommonSerializer::packBool(unsigned char& byte) {
     std::uint64_t number = byte;
-    packNumber(number, 1);
+    packNumber(number, 1, serial::kBool);
     byte = static_cast<unsigned char>(number);
 }
 
 void CommonSerializer::openLevel() {
     if (isGood()) {
-        accept(form().open());
+        accept(form().open(serial::kLevel | form().describe(scope_->name, serial::kPlain)));
     }
 }
 
@@ -96,7 +99,8 @@ void CommonSerializer::packInteger(const char* name, std::uint64_t& number, int 
             fail("a value that does not fit its width");
         }
         std::uint64_t field = number << unused >> unused;
-        packNumber(field, static_cast<std::uint32_t>(bits));
+        packNumber(field, static_cast<std::uint32_t>(bits),
+                   isSigned ? serial::kSigned : serial::kPlain);
         number = isGood() ? widened(field) : number;
     }
     name_ = outer;
@@ -112,7 +116,7 @@ void CommonSerializer::packFixed(const char* name, double& number, double lowest
         const double part = (number - lowest) / (highest - lowest);
         const double step = part >= 0 ? std::min(part, 1.0) * most + 0.5 : 0; // 0 for no number
         std::uint64_t field = isLoading_ ? 0 : static_cast<std::uint64_t>(step);
-        packNumber(field, static_cast<std::uint32_t>(bits));
+        packNumber(field, static_cast<std::uint32_t>(bits), serial::rangeOf(lowest, highest));
         if (isLoading_ && isGood()) {
             const double value = lowest + static_cast<double>(field) / most * (highest - lowest);
             number = std::min(value, highest); // rounding may lead beyond it
@@ -124,7 +128,7 @@ void CommonSerializer::packFixed(const char* name, double& number, double lowest
 void CommonSerializer::packHalf(const char* name, float& number) {
     const char* const outer = std::exchange(name_, name);
     std::uint64_t half = isLoading_ ? 0 : Math::float2half(number);
-    packNumber(half, 16);
+    packNumber(half, 16, serial::kHalf);
     if (isLoading_ && isGood()) {
         number = Math::half2float(static_cast<unsigned short>(half));
     }
@@ -140,12 +144,12 @@ void CommonSerializer::packReference(const Identifiable* object) {
             fail("a reference to an object that has no number");
         }
     }
-    packNumber(number, serial::kReference);
+    packNumber(number, serial::kReference, serial::kPlain);
 }
 
 Identifiable* CommonSerializer::unpackReference() {
     std::uint64_t number = 0;
-    packNumber(number, serial::kReference);
+    packNumber(number, serial::kReference, serial::kPlain);
     if (number == 0 || !isGood()) {
         return nullptr;
     }

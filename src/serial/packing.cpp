@@ -11,6 +11,8 @@ namespace {
 constexpr char kTooShort[] = "the state ends before the value";
 constexpr char kMisfit[] = "a value that is another in the base line";
 constexpr char kTooLarge[] = "a state that is too large";
+constexpr char kOtherClass[] =
+    "a state that is not what was sent: the classes of the two sides differ, perhaps";
 constexpr char kTooLong[] = "a value that its type does not have";
 
 } // namespace
@@ -36,19 +38,19 @@ const char* Packing::number(std::uint64_t& value, std::uint32_t kind) {
     return nullptr;
 }
 
-const char* Packing::row(unsigned char* bytes, std::size_t size) {
+const char* Packing::row(unsigned char* bytes, std::size_t size, std::uint32_t kind) {
     constexpr std::size_t kMost = std::numeric_limits<std::uint32_t>::max();
     if (size > kMost || image_.size() > kMost / 2) {
         return kTooLarge;
     }
-    std::memcpy(addRow(size), bytes, size);
+    std::memcpy(addRow(size, kind), bytes, size);
     ++count_;
     return nullptr;
 }
 
-const char* Packing::open() {
+const char* Packing::open(std::uint32_t kind) {
     levels_.push_back(image_.size());
-    add(0, kLevel);
+    add(0, kind);
     return nullptr;
 }
 
@@ -93,27 +95,27 @@ const char* Unpacking::number(std::uint64_t& value, std::uint32_t kind) {
         if (const char* const error = readCompact(in, value)) {
             return error;
         }
-    } else if (in.left() < kind) {
+    } else if (in.left() < bare(kind)) {
         return kTooShort;
     } else {
-        value = in.get(kind);
+        value = in.get(bare(kind));
     }
     add(value, kind);
     return nullptr;
 }
 
-const char* Unpacking::row(unsigned char* bytes, std::size_t size) {
+const char* Unpacking::row(unsigned char* bytes, std::size_t size, std::uint32_t kind) {
     if (!hasRoom(1 + cellsOf(size))) {
         return kTooLarge;
     }
-    const Cell* const old = matching(base_.next(), kRow, size);
+    const Cell* const old = matching(base_.next(), kind, size);
     if (isSame_ && old == nullptr) {
         return kMisfit;
     }
     if (old == nullptr && in.left() / 8 < size) {
         return kTooShort;
     }
-    unsigned char* const to = addRow(size);
+    unsigned char* const to = addRow(size, kind);
     if (old == nullptr) {
         in.getBytes(to, size);
     } else {
@@ -135,11 +137,11 @@ const char* Unpacking::row(unsigned char* bytes, std::size_t size) {
     return nullptr;
 }
 
-const char* Unpacking::open() {
+const char* Unpacking::open(std::uint32_t kind) {
     if (!hasRoom(1)) {
         return kTooLarge;
     }
-    const Cell* const old = matching(base_.next(), kLevel, 0);
+    const Cell* const old = matching(base_.next(), kind, 0);
     if (isSame_ && old == nullptr) {
         return kMisfit;
     }
@@ -147,7 +149,7 @@ const char* Unpacking::open() {
         return kTooShort;
     }
     levels_.push_back({image_.size(), base_, isSame_});
-    add(0, kLevel);
+    add(0, kind);
     isSame_ = isSame_ || (old != nullptr && !isChanged());
     base_ = old == nullptr ? Beside() : Beside(*old);
     return nullptr;
@@ -173,7 +175,7 @@ std::size_t Unpacking::bytesAhead() const {
     if (old == nullptr) {
         return inBits;
     }
-    return std::max(inBits, old->kind == kRow ? static_cast<std::size_t>(old->value) : 8);
+    return std::max(inBits, old->is(kRow) ? static_cast<std::size_t>(old->value) : 8);
 }
 
 const char* Clearing::number(std::uint64_t& value, std::uint32_t /*kind*/) {
@@ -183,7 +185,7 @@ const char* Clearing::number(std::uint64_t& value, std::uint32_t /*kind*/) {
     return ignoresErrors ? nullptr : kTooLarge;
 }
 
-const char* Clearing::row(unsigned char* bytes, std::size_t size) {
+const char* Clearing::row(unsigned char* bytes, std::size_t size, std::uint32_t /*kind*/) {
     std::memset(bytes, 0, size);
     return nullptr;
 }
@@ -192,7 +194,7 @@ const char* Unpacking::finish() {
     if (!in.isAtEnd()) {
         return "something behind the last value";
     }
-    return sumOf(image_, seed) == sum ? nullptr : "a state that is not what was sent";
+    return sumOf(image_, seed) == sum ? nullptr : kOtherClass;
 }
 
 } // namespace serial

@@ -15,8 +15,8 @@ const char* readCompact(BitReader& in, std::uint64_t& value);
 class Packing final : public Common::detail::Form {
 public:
     const char* number(std::uint64_t& value, std::uint32_t kind) override;
-    const char* row(unsigned char* bytes, std::size_t size) override;
-    const char* open() override;
+    const char* row(unsigned char* bytes, std::size_t size, std::uint32_t kind) override;
+    const char* open(std::uint32_t kind) override;
     const char* close() override;
     std::size_t count() const override { return count_; }
     std::size_t bytesAhead() const override { return 0; }
@@ -36,8 +36,8 @@ public:
     explicit Unpacking(BitReader bits) : in(bits) {}
 
     const char* number(std::uint64_t& value, std::uint32_t kind) override;
-    const char* row(unsigned char* bytes, std::size_t size) override;
-    const char* open() override;
+    const char* row(unsigned char* bytes, std::size_t size, std::uint32_t kind) override;
+    const char* open(std::uint32_t kind) override;
     const char* close() override;
     std::size_t count() const override;
     std::size_t bytesAhead() const override;
@@ -76,8 +76,8 @@ public:
     Clearing() { ignoresErrors = true; }
 
     const char* number(std::uint64_t& value, std::uint32_t kind) override;
-    const char* row(unsigned char* bytes, std::size_t size) override;
-    const char* open() override { return nullptr; }
+    const char* row(unsigned char* bytes, std::size_t size, std::uint32_t kind) override;
+    const char* open(std::uint32_t /*kind*/) override { return nullptr; }
     const char* close() override { return nullptr; }
     std::size_t count() const override { return 0; }
     std::size_t bytesAhead() const override { return 0; }

@@ -11,7 +11,7 @@
 namespace serial {
 
 // At the beginning of each message; the last byte is the version of the format.
-inline constexpr unsigned char kPartMark[4] = {'Q', 'Z', 'B', 2};
+inline constexpr unsigned char kPartMark[4] = {'Q', 'Z', 'B', 3};
 
 struct PartHeader {
     Common::detail::StateHeader state;

@@ -5,6 +5,9 @@
 #include <algorithm>
 #include <limits>
 #include <map>
+#include <optional>
+#include <set>
+#include <string>
 #include <utility>
 
 namespace serial {
@@ -47,6 +50,9 @@ public:
     // What the state has come out as.
     std::uint32_t sum() const;
 
+    // The names of the classes whose objects were read, or of some.
+    std::string classNames() const;
+
     // Puts everything in place.
     void commit(History::Line line);
 
@@ -64,9 +70,10 @@ public:
 private:
     // What is to become of an object.
     struct Item {
-        Entry* entry = nullptr;    // if it is known already
-        std::uint32_t baseSum = 0; // that it had in the base line
-        Version version;           // without an object: it goes
+        Entry* entry = nullptr;                   // if it is known already
+        std::uint32_t baseSum = 0;                // that it had in the base line
+        Version version;                          // without an object: it goes
+        std::optional<std::uint32_t> description; // of its class, if it is the first one
         bool isRemoved = false;
         bool isNew = false;
         bool isTouched = false;
@@ -84,11 +91,12 @@ private:
     Item& stage(std::uint32_t number);
     bool readRemoved();
     bool readNew(Common::FactoryManager* factories);
-    bool readClass(std::size_t& index);
+    bool readClass(std::size_t& index, std::optional<std::uint32_t>& description);
     const char* make(Item& item, const Identifier& name, Common::FactoryManager* factories);
     bool readValues();
     bool readBack();
     bool readInto(std::uint32_t number, Item& item, bool isSame);
+    bool isOfSameClass(const Item& item) const;
 
     History& history_;
     History::Line base_;
@@ -167,7 +175,8 @@ bool StateReader::readNew(Common::FactoryManager* factories) {
             return true;
         }
         std::size_t index = 0;
-        if (!readClass(index)) {
+        std::optional<std::uint32_t> description;
+        if (!readClass(index, description)) {
             return fail(kDamaged);
         }
         if (objectOf(number) != nullptr) {
@@ -176,14 +185,16 @@ bool StateReader::readNew(Common::FactoryManager* factories) {
         if (++count_ > limits_.objects) {
             return fail("more objects than allowed");
         }
-        if (const char* const error = make(stage(number), classes_[index], factories)) {
+        Item& item = stage(number);
+        item.description = description;
+        if (const char* const error = make(item, classes_[index], factories)) {
             return failAt(number, classes_[index], error);
         }
     }
     return fail(kDamaged);
 }
 
-bool StateReader::readClass(std::size_t& index) {
+bool StateReader::readClass(std::size_t& index, std::optional<std::uint32_t>& description) {
     std::uint64_t number = 0;
     std::uint64_t length = 0;
     BitReader& in = form_->in;
@@ -192,13 +203,15 @@ bool StateReader::readClass(std::size_t& index) {
     }
     index = static_cast<std::size_t>(number);
     if (index == classes_.size()) {
+        constexpr std::size_t kDescriptionBytes = 4;
         if (readCompact(in, length) != nullptr || length > kMostNameBytes ||
-            length > in.left() / 8) {
+            length + kDescriptionBytes > in.left() / 8) {
             return false;
         }
         std::string name(static_cast<std::size_t>(length), 0);
         in.getBytes(reinterpret_cast<unsigned char*>(name.data()), name.size());
         classes_.emplace_back(std::move(name));
+        description = static_cast<std::uint32_t>(in.get(8 * kDescriptionBytes));
     }
     return true;
 }
@@ -270,6 +283,10 @@ bool StateReader::readInto(std::uint32_t number, Item& item, bool isSame) {
     if (!serializer_.isGood()) {
         return failAt(number, item.version.object->getClassIdentifier(), serializer_.getError());
     }
+    if (!isOfSameClass(item)) {
+        return failAt(number, item.version.object->getClassIdentifier(),
+                      "the sender's class has other values, or another version");
+    }
     if (isSame) {
         item.version.image = base;
         bytes_ += item.version.bytes();
@@ -281,12 +298,33 @@ bool StateReader::readInto(std::uint32_t number, Item& item, bool isSame) {
     return true;
 }
 
+// As far as an object shows it that has values for the first time.
+bool StateReader::isOfSameClass(const Item& item) const {
+    return !item.description ||
+           *item.description == describe(form_->image(), item.version.object->getVersion());
+}
+
 std::uint32_t StateReader::sum() const {
     std::uint32_t sum = base_.sum;
     for (const auto& [number, item] : items_) {
         sum += item.version.sum - item.baseSum;
     }
     return sum;
+}
+
+std::string StateReader::classNames() const {
+    constexpr std::size_t kMost = 4;
+    std::set<std::string> names;
+    for (const auto& [number, item] : items_) {
+        if (item.isTouched && names.size() <= kMost) {
+            names.insert(item.version.object->getClassIdentifier().getClassName());
+        }
+    }
+    std::string text;
+    for (const std::string& name : names) {
+        text += (text.empty() ? "" : ", ") + name;
+    }
+    return names.size() <= kMost ? text : text + ", ...";
 }
 
 void StateReader::commit(History::Line line) {
@@ -367,7 +405,8 @@ bool CommonBufferizer::State::read(const detail::StateHeader& header,
                 return false;
             }
             if (const std::uint32_t sum = reader.sum(); sum != header.sum) {
-                fail("a state that is not what was sent: its sum is " + std::to_string(sum));
+                fail("a state that is not what was sent: its sum is " + std::to_string(sum) +
+                     "; a class that differs, perhaps, of " + reader.classNames());
                 return false;
             }
             reader.commit({header.number, header.sum});

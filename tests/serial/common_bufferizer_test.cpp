@@ -297,6 +297,48 @@ TEST_F(States, ErrorsChangeNothing) {
     EXPECT_EQ(look(watcher), look(source));
 }
 
+// Two sides whose classes differ, where the first object shows it and where another one does.
+TEST_F(States, ClassesHaveToAgree) {
+    struct Lamp : SerializableObject {
+        Lamp() : SerializableObject("Lamp") {}
+        std::uint32_t getVersion() const override { return version; }
+        void serialize(CommonSerializer& serializer) override {
+            serializer.transfer(name, isOn);
+            if (isOn) {
+                serializer.transfer(nameWithin, isBright);
+            }
+        }
+        std::uint32_t version = 0;
+        const char *name = "isOn", *nameWithin = "isBright";
+        bool isOn = false, isBright = false;
+    };
+    Lamp looks;
+    auto* const factory = new qz::test::TestFactory;
+    factory->add("Lamp", [&] { return new Lamp(looks); });
+    factories.addFactory(factory);
+    CommonBufferizer source, watcher(factories);
+    const Ref<Lamp> second(new Lamp);
+    source.add(1, Ref<SerializableObject>(new Lamp));
+    source.add(2, Ref<SerializableObject>(second.get()));
+    source.capture();
+    const std::string error =
+        "object 1 (Lamp): the sender's class has other values, or another version";
+    looks.version = 1;
+    EXPECT_EQ(read(watcher, source.write(0, 1)), error);
+    looks.version = 0;
+    looks.name = "isOff";
+    EXPECT_EQ(read(watcher, source.write(0, 1)), error);
+    looks.name = "isOn";
+    looks.nameWithin = "isDark";
+    ASSERT_EQ(read(watcher, source.write(0, 1)), "");
+    second->isOn = true;
+    source.capture();
+    for (const std::uint32_t base : {1U, 0U}) {
+        const std::string what = read(watcher, source.write(base, 1));
+        EXPECT_TRUE(what.ends_with("; a class that differs, perhaps, of Lamp")) << what;
+    }
+}
+
 // Whoever still refers to an object that goes is looked at, marked or not.
 TEST_F(States, NothingRefersToWhatIsGone) {
     CommonBufferizer source, watcher(factories);

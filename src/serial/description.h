@@ -1,0 +1,57 @@
+// What a field is besides its bits, by which two sides notice that their classes differ.
+#pragma once
+
+#include <array>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+
+namespace serial {
+
+// What the bits of a field mean; those of a number with a range mean its range.
+constexpr std::uint64_t kPlain = 0;
+constexpr std::uint64_t kSigned = 1;
+constexpr std::uint64_t kBool = 2;
+constexpr std::uint64_t kHalf = 3;
+constexpr std::uint64_t kBytes = 4; // a float, or a short row
+constexpr std::uint64_t kSignedByte = 5;
+
+inline std::uint64_t rangeOf(double lowest, double highest) {
+    constexpr std::uint64_t kSpread = 0x9E3779B97F4A7C15; // 2^64 divided by the golden ratio
+    return std::bit_cast<std::uint64_t>(lowest) * kSpread + std::bit_cast<std::uint64_t>(highest);
+}
+
+// The low 8 bits of a value's kind say how it is written, those above them what it is.
+constexpr unsigned kDescriptionShift = 8;
+
+// Hashes a name once, and remembers it by its address.
+class Descriptions {
+public:
+    // In the bits above the lowest 8. The name may be null.
+    std::uint32_t of(const char* name, std::uint64_t meaning) {
+        constexpr unsigned kUnused = 64 - std::bit_width(kSlots - 1);
+        constexpr std::uint64_t kSpread = 0x9E3779B97F4A7C15;
+        const std::uint64_t key = reinterpret_cast<std::uintptr_t>(name) ^ meaning;
+        Slot& slot = slots_[static_cast<std::size_t>(key * kSpread >> kUnused)];
+        if (!slot.isUsed || slot.name != name || slot.meaning != meaning) {
+            slot = {name, meaning, describe(name, meaning), true};
+        }
+        return slot.description;
+    }
+
+private:
+    static constexpr std::size_t kSlots = 64;
+
+    struct Slot {
+        const char* name;
+        std::uint64_t meaning;
+        std::uint32_t description;
+        bool isUsed;
+    };
+
+    static std::uint32_t describe(const char* name, std::uint64_t meaning);
+
+    std::array<Slot, kSlots> slots_{};
+};
+
+} // namespace serial
