@@ -29,9 +29,10 @@
  *
  * An object that is removed is kept as long as a state is that has it. Both sides hold references,
  * which they release in the order in which the objects refer to each other, so that a long chain
- * does not go deep. Objects that refer to each other in a circle keep each other when they are
- * removed, on both sides, as they do anywhere: clear such a reference in a state before. Objects of
- * states that were refused are emptied, by a reading in which all values are 0, and released.
+ * does not go deep. An object that no state has is asked for that order, by `serialize`. Objects
+ * that refer to each other in a circle keep each other when they are removed, on both sides, as
+ * they do anywhere: clear such a reference in a state before. Objects of states that were refused
+ * are emptied, by a reading in which all values are 0, and released.
  *
  * Errors: functions that can fail return false, 0 or nothing, and getError tells why; nothing is
  * thrown. What the classes throw, whatever it is, and std::bad_alloc are such errors.
@@ -105,7 +106,8 @@ public:
     QZ_API bool mark(std::uint32_t number);
 
     /* Makes a new state of what all objects are now, and returns its number, counted from 1; 0 if
-     * an object could not be written, and nothing happened then. */
+     * an object could not be written, and nothing happened then. Behind 2^32 - 1, after 50 days of
+     * a thousand states a second, there is no number left: an error until `reset`. */
     QZ_API std::uint32_t capture();
 
     /* The same, but looks only at objects that are marked: others have to be as they were. It takes

@@ -1,6 +1,7 @@
 // States that are captured and written.
 #include "serial/common_state.h"
 
+#include <limits>
 #include <map>
 #include <utility>
 
@@ -150,6 +151,10 @@ void CommonBufferizer::State::addReferrers(qz::vector<serial::Entry*>& entries) 
 }
 
 std::uint32_t CommonBufferizer::State::capture(bool onlyMarked) {
+    if (history.newest().state == std::numeric_limits<std::uint32_t>::max()) {
+        fail("no number is left for a state: reset begins another session");
+        return 0;
+    }
     auto form = std::make_unique<serial::Packing>();
     serial::Packing& packing = *form;
     packing.numbers = &history;

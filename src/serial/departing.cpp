@@ -1,7 +1,11 @@
 #include "serial/departing.h"
 
+#include "serial/common_state.h"
+
 #include <algorithm>
 #include <exception>
+#include <limits>
+#include <unordered_map>
 #include <utility>
 
 namespace serial {
@@ -24,6 +28,43 @@ void Departing::releaseAll() noexcept {
     }
 }
 
+namespace {
+
+// The objects that depart, by their addresses.
+class Addresses final : public Numbers {
+public:
+    void add(const Common::Identifiable* object, std::uint32_t number) {
+        numbers_[object] = number;
+    }
+
+    // Not 0, also for others: these are no errors.
+    std::uint32_t numberOf(const Common::Identifiable& object) const override {
+        const auto found = numbers_.find(&object);
+        return found == numbers_.end() ? std::numeric_limits<std::uint32_t>::max() : found->second;
+    }
+    Common::Identifiable* objectOf(std::uint32_t /*number*/) const override { return nullptr; }
+
+private:
+    std::unordered_map<const Common::Identifiable*, std::uint32_t> numbers_;
+};
+
+// What an object is now, or as much as it tells.
+ImagePtr imageOf(Common::SerializableObject& object, const Numbers& numbers) noexcept {
+    try {
+        auto form = std::make_unique<Packing>();
+        const Packing& packing = *form;
+        form->numbers = &numbers;
+        ObjectSerializer serializer(std::move(form), false,
+                                    Common::CommonBufferizer::Limits().depth);
+        object.serialize(serializer);
+        return std::make_shared<const Image>(packing.image());
+    } catch (...) {
+        return nullptr;
+    }
+}
+
+} // namespace
+
 // Those that others still refer to stay for last: they are not among these, or in a circle.
 void Departing::releaseInOrder(Objects& objects) {
     std::ranges::sort(objects, {}, &Object::number);
@@ -33,10 +74,20 @@ void Departing::releaseInOrder(Objects& objects) {
             free.push_back(&object);
         }
     };
+    Addresses addresses;
+    if (!std::ranges::all_of(objects,
+                             [](const Object& object) { return object.image != nullptr; })) {
+        for (const Object& object : objects) {
+            addresses.add(object.object.get(), object.number);
+        }
+    }
     std::ranges::for_each(objects, note);
     while (!free.empty()) {
         Object& object = *free.back();
         free.pop_back();
+        if (!object.image && object.object) {
+            object.image = imageOf(*object.object, addresses);
+        }
         object.object = {};
         if (object.image) {
             forEachReference(*object.image, [&](std::uint32_t number) {

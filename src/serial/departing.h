@@ -16,7 +16,8 @@ using ObjectRef = Common::Ref<Common::SerializableObject>;
 // together, and an object is released before those to which it refers.
 class Departing {
 public:
-    // Under which number the object was and what it had been. Without memory it is released now.
+    // Under which number the object was and what it had been; if that is null, the object is asked
+    // for those to which it refers, by `serialize`. Without memory it is released now.
     void take(const ObjectRef& object, std::uint32_t number, const ImagePtr& image) noexcept;
 
     // What destructors do to the owner, further objects to be taken included, comes when nothing is

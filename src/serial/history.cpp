@@ -80,6 +80,7 @@ void History::set(Entry& entry, const ObjectRef& object) {
     }
     if (entry.object) {
         numbers_.erase(entry.object.get());
+        departing_.take(entry.object, entry.number, nullptr);
     }
     entry.object = object;
 }
@@ -168,6 +169,7 @@ void History::replace(Line line, const Changes& changes) {
         Entry& entry = *change.entry;
         if (entry.object && entry.object.get() != change.version.object.get()) {
             numbers_.erase(entry.object.get());
+            departing_.take(entry.object, entry.number, nullptr);
         }
         entry.object = change.version.object;
     }
