@@ -2,10 +2,10 @@
  * programs built by the library's compiler.
  *
  * Blocks come from the process's default pool, the one behind the watch "Main pool", and are
- * counted by the watch "STL allocator". Containers with this allocator work as soon as the library
- * is there, in static initialisers too, and must be gone before it is unloaded.
+ * counted by the watch "STL allocator". Containers with this allocator work from the load of the
+ * library on, in static initialisers too. They must be destroyed before the library is unloaded.
  *
- * Threads: any; a block may be released by another thread than allocated it.
+ * Threads: any. One thread may release a block that another one allocated.
  */
 #ifndef QZCORE_COMMON_ALLOCATOR_H
 #define QZCORE_COMMON_ALLOCATOR_H
@@ -25,20 +25,21 @@
 
 namespace qz {
 
-/* Count an allocation, before it is made, and a release, after it was made, of that many bytes.
- * For allocators and buffers that want to be seen in the watch; qz::allocator calls them itself. */
+/* Count an allocation, before it is made, and a release, after it was made. They are for allocators
+ * and buffers that are to appear in the watch; qz::allocator calls them itself. */
 QZ_API void incSTLAllocatorCounter(std::uint64_t bytes);
 QZ_API void decSTLAllocatorCounter(std::uint64_t bytes);
 
-/* Bytes counted as allocated and not as released. */
+/* The bytes that are counted as allocated, less those counted as released. */
 QZ_API std::uint64_t getSTLAllocatorCounter();
 
-/* A counted block of the default pool, aligned to 16 bytes, blocks of up to 8 bytes to 8. Throws
- * std::bad_alloc. It is released with the size that it was allocated with; null is ignored. */
+/* Allocate and release a counted block of the default pool. It is aligned to 16 bytes, a block of
+ * up to 8 bytes to 8. Allocating throws std::bad_alloc. Releasing takes the size that the block was
+ * allocated with, and ignores null. */
 QZ_API void* allocateCounted(std::size_t bytes);
 QZ_API void releaseCounted(void* block, std::size_t bytes);
 
-/* A standard allocator over the above. All allocators of this kind are equal. */
+/* A standard allocator over these two functions. All allocators of this kind are equal. */
 template<typename T>
 class allocator {
 public:
@@ -49,8 +50,8 @@ public:
     template<typename U>
     allocator(const allocator<U>&) {}
 
-    /* Throws std::length_error for more than an object may hold, whatever the container, and
-     * std::bad_alloc. */
+    /* Throws std::length_error if the block would be larger than PTRDIFF_MAX bytes, with the same
+     * text for every container, and std::bad_alloc. */
     T* allocate(std::size_t count) {
         static_assert(alignof(T) <= 16, "the pool aligns to 16 bytes");
         if (count > PTRDIFF_MAX / bytes(1)) {

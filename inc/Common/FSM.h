@@ -1,9 +1,9 @@
 /* Table-driven finite state machines. C++ only, for programs built by the library's compiler.
  *
- * A symbol takes a machine from one state to another. The transition may emit an output symbol, and
- * states may emit one when they are left and one when they are entered: first the old state's, then
- * the transition's, then the new state's. Output symbols go to the machine's recipients. A stack of
- * states lets a transition return to where the machine came from.
+ * A symbol takes a machine from one state to another. Up to three output symbols are sent to the
+ * machine's recipients, in this order: the one for leaving the old state, the transition's own, the
+ * one for entering the new state. A stack of states lets a transition return to where the machine
+ * came from.
  *
  *     struct DoorTables : Common::FSM::Descriptor {
  *         void load() override {
@@ -15,9 +15,9 @@
  *         }
  *     };
  *
- * States and symbols are small, dense numbers of the application's choosing: they are indices.
- * Nothing here reports an error: symbols and states that the tables do not know are ignored, and so
- * is all input of a machine without a descriptor or without a recipient.
+ * The application chooses the numbers of states and symbols. They are indices into tables, so they
+ * should be small and dense. Nothing here reports an error: symbols and states that the tables do
+ * not know are ignored. A machine without a descriptor or without a recipient ignores all input.
  *
  * Threads: a machine and its descriptor belong to one thread. Recipients may call any function of
  * the machine that calls them, but not destroy it; see onSymbol.
@@ -34,35 +34,34 @@
 
 namespace Common {
 
-/* Members carry the export one by one, so that the others can be compiled into one another. */
+/* Members are exported one by one, so that the compiler can inline the others. */
 class FSM {
 public:
-    /* Three names for one value; where it stands tells which is meant. */
+    /* These three have the same value; the place where it is used tells which is meant. */
     QZ_API static const std::uint32_t NO_STATE = 0xFFFFFFFD;  /* no state; as a target: stay */
     QZ_API static const std::uint32_t NO_SYMBOL = 0xFFFFFFFD; /* no symbol; as an output: none */
     QZ_API static const std::uint32_t ANY_STATE = 0xFFFFFFFD; /* as a source: in every state */
 
-    /* Reserved; machines treat it like any state without a row. */
+    /* Reserved. Machines treat it as a state that has no transitions. */
     QZ_API static const std::uint32_t NEW_STATE = 0xFFFFFFFE;
 
-    /* As a target: the state on top of the stack, which is popped. With an empty stack the machine
-     * enters a state of this number. */
+    /* As a target: the machine pops the state on top of the stack and enters it. If the stack is
+     * empty, it enters a state with the number PREVIOUS_STATE. */
     QZ_API static const std::uint32_t PREVIOUS_STATE = 0xFFFFFFFF;
 
-    /* Tables have rows and columns for states and symbols below this. What is added for others is
-     * ignored. */
+    /* States and symbols of the tables are below this number. Additions for others are ignored. */
     QZ_API static const std::uint32_t kTableLimit = 1u << 20;
 
-    /* What a transition does to the stack before the state changes; transitions that stay, and
-     * those to PREVIOUS_STATE, do nothing of this. */
+    /* What a transition does to the stack before the state changes. Transitions that stay, and
+     * those to PREVIOUS_STATE, ignore it. */
     enum StackOperation : std::uint32_t {
         kKeepStack = 0,
         kPushState = 1,  /* push the current state */
-        kReplaceTop = 2, /* overwrite the top with the current state; nothing if there is none */
-        kPopTop = 3,     /* drop the top; nothing if there is none */
+        kReplaceTop = 2, /* overwrite the top with the current state, if there is a top */
+        kPopTop = 3,     /* drop the top, if there is one */
     };
 
-    /* A default one is empty: it does nothing. */
+    /* A default transition is empty: it does nothing. */
     struct Transition {
         std::uint32_t outputSymbol = NO_SYMBOL;
         std::uint32_t targetState = NO_STATE;
@@ -75,8 +74,8 @@ public:
         bool isEmpty() const { return outputSymbol == NO_SYMBOL && targetState == NO_STATE; }
     };
 
-    /* The tables, which any number of machines may share; it outlives them. A subclass fills them
-     * in load(). */
+    /* The tables. Any number of machines may share a descriptor, which outlives them. A subclass
+     * fills the tables in load(). */
     class QZ_API Descriptor {
     public:
         Descriptor() = default;
@@ -84,27 +83,27 @@ public:
         Descriptor& operator=(const Descriptor&) = default;
         virtual ~Descriptor();
 
-        /* Empties the tables, but for the transitions from ANY_STATE: those hold whatever is loaded
-         * next. The base's load() does the same. */
+        /* Empties the tables, except for the transitions from ANY_STATE, which stay in force. The
+         * base's load() does the same. */
         virtual void clear();
         virtual void load();
 
-        /* Whether the tables are filled, for their owner's use; clear() takes it back. The name
-         * is misspelt. */
+        /* A mark for the owner that the tables are filled; clear() removes it. Machines do not ask
+         * for it. The name is misspelt. */
         void setInitializied() { initialized_ = true; }
         bool isInitializied() const { return initialized_; }
 
     protected:
-        /* Replaces what was there for that state and symbol. A transition from ANY_STATE counts in
-         * every state, before the state's own. */
+        /* Replaces the transition of that state and symbol. A transition from ANY_STATE holds in
+         * every state and goes before the state's own. */
         void addTransition(std::uint32_t fromState, std::uint32_t symbol,
                            std::uint32_t outputSymbol, std::uint32_t targetState,
                            StackOperation operation);
 
-        /* May be added twice; the order does not matter. */
+        /* Adding a state a second time changes nothing. */
         void addFinishState(std::uint32_t state);
 
-        /* What the state emits when it is entered or left; replaces what was there. */
+        /* Set what a state emits when it is entered or left. */
         void addOnEnterOutputSymbol(std::uint32_t state, std::uint32_t symbol);
         void addOnExitOutputSymbol(std::uint32_t state, std::uint32_t symbol);
 
@@ -132,7 +131,8 @@ public:
             bool finishes = false;
         };
 
-        /* All of those, found at once; they are gone when the tables change. A copy has none. */
+        /* All steps of the tables, found in one pass and forgotten when the tables change. A copy
+         * has none. */
         struct Steps {
             Steps() = default;
             Steps(const Steps& /*other*/) {}
@@ -200,7 +200,7 @@ public:
         ~SymbolRecepient() = default;
     };
 
-    /* The name is for whoever reads the host's code; it is not kept. */
+    /* The name only documents the host's code; it is not stored. */
     QZ_API explicit FSM(const char* name);
     QZ_API FSM(const char* name, Descriptor* descriptor, SymbolRecepient* recipient);
 
@@ -208,22 +208,22 @@ public:
     FSM(const FSM&) = default;
     FSM& operator=(const FSM&) = default;
 
-    /* Adds a recipient behind those that are there, even if it is one of them, and takes the
-     * descriptor, which is not owned. Null adds none, or leaves the machine without a descriptor.
-     * If the machine is valid it then enters the initial state, which may emit a symbol; without an
-     * initial state it stays where it is. Tables that are filled by then, and not changed later,
-     * are the fastest. */
+    /* Adds a recipient behind the present ones, even if it is one of them, and sets the descriptor.
+     * The machine owns neither. A null recipient adds none; a null descriptor leaves the machine
+     * without one. If the machine is then valid, it enters the initial state, which may emit a
+     * symbol; without an initial state it stays in its state. It is fastest if the tables are
+     * filled before this call and not changed later. */
     QZ_API void init(Descriptor* descriptor, SymbolRecepient* recipient);
 
-    /* Makes the machine what it was before the first init: recipients, descriptor, state, stack and
-     * queue are gone. */
+    /* Brings the machine back to what it was before the first init, without recipients, descriptor,
+     * state, stack and queue. */
     QZ_API void uninit();
 
     /* Enters the initial state again. Stack and queue stay as they are. */
     QZ_API void reset();
 
-    /* Processes the oldest symbol of the queue, just that one; call it once a frame, or until the
-     * queue is empty. Does nothing in the midst of processing. */
+    /* Processes one symbol, the oldest of the queue. Call it once a frame, or until the queue is
+     * empty. It does nothing while the machine processes a symbol. */
     QZ_API void checkSymbolsQueue();
     bool symbolsQueueIsEmpty() const { return delayedSymbols_.empty(); }
 
@@ -234,7 +234,7 @@ public:
     }
     bool inFinishState() const { return inFinish_; }
 
-    /* What a machine is at, to be saved (Serial/Containers.h) or shown. */
+    /* The state, stack and queue of a machine, to be saved (Serial/Containers.h) or shown. */
     struct Snapshot {
         std::uint32_t state = NO_STATE;
         qz::deque<std::uint32_t> stack; /* its top at the end */
@@ -256,10 +256,10 @@ public:
     bool valid() const { return descriptor_ != nullptr && !recipients_.empty(); }
 
 protected:
-    /* Processes a symbol. What a recipient throws reaches the caller, and the machine goes on from
-     * the state in which it is then. In the midst of processing, that is when a recipient calls
-     * this, the symbol goes to the queue and waits for a later onSymbol or checkSymbolsQueue. If
-     * others wait, it goes behind them and the oldest is processed. */
+    /* Processes a symbol. If symbols wait in the queue, it goes behind them and the oldest is
+     * processed. If a recipient calls this, while the machine processes another symbol, the symbol
+     * waits in the queue for a later onSymbol or checkSymbolsQueue. An exception of a recipient
+     * reaches the caller; the machine stays in the state that it has reached by then. */
     void onSymbol(std::uint32_t symbol) {
         if (valid()) {
             if (!busy_.set && delayedSymbols_.empty()) {
@@ -270,9 +270,9 @@ protected:
         }
     }
 
-    /* Makes the machine what another one with the same tables was, and emits nothing. States and
-     * symbols that the tables do not know are taken as they are: whoever reads them from outside
-     * checks them first. Not for the midst of processing. */
+    /* Sets the state, stack and queue to those of a snapshot of a machine with the same tables, and
+     * emits nothing. States and symbols that the tables do not know are not refused: check a
+     * snapshot that comes from outside. Must not be called while the machine processes a symbol. */
     QZ_API void restore(Snapshot snapshot);
 
     /* Puts a symbol into the queue. */

@@ -39,13 +39,13 @@ public:
     Factory& operator=(const Factory&) = delete;
     ~Factory() override;
 
-    /* A new object of the class, without references, or null. */
+    /* Returns a new object of the class, without references, or null. */
     virtual Identifiable* create(const Identifier& identifier) = 0;
 
     /* Deletes the object, however many references there are. Null is ignored. */
     virtual void destroyInstance(Identifiable* object);
 
-    /* Stores what create gives in *out and adds a reference, which is the caller's. */
+    /* Stores the result of create in *out and adds a reference, which the caller owns. */
     void createInstance(const Identifier& identifier, Identifiable** out);
 
     /* Appends the identifier unless it is there. */
@@ -63,38 +63,38 @@ private:
     qz::unordered_map<std::string_view, Identifiers::iterator> places_; /* by their texts */
 };
 
-/* A factory for everything that the factories added to it can make. Where two of them list the same
+/* A factory for everything that the factories added to it can make. If two of them list the same
  * identifier, the one added first makes the objects. */
 class QZ_API FactoryManager : public Factory {
 public:
     ~FactoryManager() override;
 
-    /* Null if no factory lists the identifier. */
+    /* Returns null if no factory lists the identifier. */
     Identifiable* create(const Identifier& identifier) override;
 
     /* Has the first factory that lists the object's class identifier destroy it. An object of an
      * unknown class is left alone. */
     void destroyInstance(Identifiable* object) override;
 
-    /* The same as create: the object has no references yet, other than after the form with two
-     * arguments. */
+    /* The same as create: the object has no references, unlike that of the form with two arguments.
+     */
     Identifiable* createInstance(const Identifier& identifier) { return create(identifier); }
     using Factory::createInstance;
 
-    /* Takes references to the factory, and its identifiers as they are now: what it lists later
-     * counts only after it was removed and added again. Null, the manager itself and a factory that
-     * is there already are ignored. Throws std::bad_alloc when there is no memory, and has added
-     * nothing then. */
+    /* Takes references to the factory, and copies its identifiers. An identifier that the factory
+     * lists later counts only after the factory was removed and added again. Null, the manager
+     * itself and a factory that it already has are ignored. Throws std::bad_alloc when there is
+     * no memory; nothing is added then. */
     void addFactory(Factory* factory);
 
-    /* Gives the references back, which deletes a factory that nobody else holds. Identifiers that
-     * no other factory lists go as well. Does nothing with a factory that was never added. */
+    /* Releases the references, which deletes a factory that nobody else holds. Also removes the
+     * identifiers that no other factory lists. Does nothing if the factory is not there. */
     void removeFactory(Factory* factory);
 
 private:
     struct Added {
         Ref<Factory> factory;
-        qz::vector<Identifier> identifiers; /* those that it listed then */
+        qz::vector<Identifier> identifiers; /* those that it listed when it was added */
     };
     using Factories = qz::list<Added>;
 
@@ -105,13 +105,13 @@ private:
 
     Factories factories_; /* in the order added */
     qz::unordered_map<const Factory*, Factories::iterator> places_;
-    qz::unordered_map<std::string, qz::vector<Ref<Factory>>> makers_; /* in that order, too */
+    qz::unordered_map<std::string, qz::vector<Ref<Factory>>> makers_; /* in the order added */
 };
 
-/* Registers a factory for as long as it lives. */
+/* Adds a factory to a manager as long as the registrator exists. */
 class QZ_API Registrator {
 public:
-    /* Stores the manager in *out with a reference, which is the caller's. */
+    /* Stores the manager in *out with a reference, which the caller owns. */
     using GetManager = void (*)(FactoryManager** out);
 
     Registrator(GetManager getManager, Factory* factory);

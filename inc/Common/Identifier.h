@@ -12,7 +12,7 @@
 namespace Common {
 
 /* A class name: any bytes, compared byte by byte as strings are. Case, blanks and separators all
- * count; a shorter name orders before those that it begins. */
+ * count. A name orders before longer names that begin with it. */
 class QZ_API Identifier {
 public:
     Identifier() = default;

@@ -13,12 +13,12 @@
  *     }
  *     globalProfiler.writeTrace("trace.json"); // for chrome://tracing and ui.perfetto.dev
  *
- * Sections have names and nest, on each thread by itself. Of each name the profiler keeps how often
- * it ran and for how long; of the first 2^20 sections and frames also when, for the trace. While it
- * is off a section costs one branch.
+ * Sections have names and nest; each thread has its own nesting. For each name the profiler keeps
+ * how often its sections ran and for how long. For the trace it also keeps when the first 2^20
+ * sections and frames ran. While the profiler is off, a section costs one branch.
  *
- * Threads: any, at any time. A section is left by the thread that entered it. Of threads that have
- * ended the profiler keeps what they recorded, and nothing else.
+ * Threads: any, at any time. A section is left by the thread that entered it. When a thread ends,
+ * the profiler keeps what it recorded, and nothing else of it.
  */
 #ifndef QZCORE_COMMON_PROFILER_H
 #define QZCORE_COMMON_PROFILER_H
@@ -32,13 +32,13 @@
 
 namespace Common {
 
-/* The name of the section that a frame is. */
+/* A frame is a section of this name. */
 inline constexpr char kFrameSection[] = "frame";
 
 class Profiler {
 public:
-    /* Over all sections of one name, or all frames, whose end was seen; in seconds. What a section
-     * contains counts as its own. */
+    /* Over all sections of one name, or all frames, that have ended; times in seconds. The time of
+     * a section includes that of the sections in it. */
     struct Statistics {
         std::uint64_t count;
         double total;
@@ -54,11 +54,12 @@ public:
     Profiler(const Profiler&) = delete;
     Profiler& operator=(const Profiler&) = delete;
 
-    /* Gives all memory back; no thread may be in a call. */
+    /* Frees all memory. No thread may be in a call. */
     QZ_API ~Profiler();
 
-    /* Turn it on and off. What was recorded stays until reset. start does nothing when memory runs
-     * out. A section that is open when it is turned on or off does not count. */
+    /* Turn the profiler on and off. What was recorded stays until reset. start does nothing when
+     * memory runs out. A section that is open when the profiler is turned on or off does not count.
+     */
     QZ_API void start();
     void stop() { running_.store(false, std::memory_order_relaxed); }
     bool isRunning() const { return running_.load(std::memory_order_relaxed); }
@@ -70,9 +71,9 @@ public:
     void startFrame() { enter(kFrameSection); }
     void endFrame() { leave(); }
 
-    /* Enter and leave a section. The name is copied, and cut at 63 bytes; null is "<NULL>".
-     * Sections more than 64 deep on one thread are not recorded; those of a thread that finds no
-     * memory are not either. Leaving without having entered does nothing. */
+    /* Enter and leave a section. The name is copied, and cut at 63 bytes; null is "<NULL>". A
+     * section is not recorded if it is more than 64 deep on its thread, or if there is no memory.
+     * Leaving without having entered does nothing. */
     void enter(const char* name) noexcept {
         if (isRunning()) {
             enterSection(name);
@@ -84,27 +85,27 @@ public:
         }
     }
 
-    /* Calls back for each name, in alphabetical order. The visitor must not use this profiler.
-     * Throws std::bad_alloc before the first call, and what the visitor throws. */
+    /* Calls the visitor for each name, in alphabetical order. The visitor must not use this
+     * profiler. Throws std::bad_alloc before the first call, and what the visitor throws. */
     QZ_API void visit(Visitor visitor, void* context) const;
 
-    /* Reads how long frames took, one after another: copies the times of the frames from number
-     * `next` on, in seconds, at most `room` of them, moves `next` behind the last one and returns
-     * how many there were. Numbers count from 0 since the last reset, in the order in which the
-     * frames ended. The last 512 frames are kept; `next` skips those that are gone, and goes back
-     * after a reset.
+    /* Reads how long single frames took. Copies the times of the frames from number `next` on, in
+     * seconds, at most `room` of them. Moves `next` behind the last one and returns how many were
+     * copied. Frames are numbered from 0 in the order in which they end; after a reset numbers
+     * begin at 0 again. The last 512 frames are kept: if frame `next` is gone, or not yet there
+     * after a reset, reading begins at the oldest that is kept.
      *
      *     std::uint64_t next = 0;
      *     double seconds[512];
      *     const std::size_t count = globalProfiler.readFrames(next, seconds, 512); */
     QZ_API std::size_t readFrames(std::uint64_t& next, double* seconds, std::size_t room) const;
 
-    /* Sections and frames that are not in the trace because there were too many. */
+    /* The number of sections and frames that are not in the trace because there were too many. */
     QZ_API std::uint64_t dropped() const;
 
-    /* Writes the trace as JSON (the "trace event" format). Threads go by the names that they had
-     * when they entered their first section after start (QZ_thread_set_name). Returns false, with
-     * what could be written in the file, if that fails or memory runs out. */
+    /* Writes the trace as JSON (the "trace event" format). Threads have the names that they had
+     * when they entered their first section after start (QZ_thread_set_name). Returns false if
+     * writing fails or memory runs out; the file then holds what could be written. */
     QZ_API bool writeTrace(const char* path) const;
 
     struct Recording; /* the library's own */

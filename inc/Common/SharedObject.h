@@ -5,8 +5,8 @@
  *
  *     Common::Ref<Tank> tank(new Tank);   // deleted with the last Ref
  *
- * Threads: counting is ordinary arithmetic, so an object and all references to it belong to one
- * thread. The messaging classes have a base of their own, whose count is atomic.
+ * Threads: the count is not atomic, so an object and all references to it belong to one thread. The
+ * messaging classes have their own base with an atomic count (Mail/Shared.h).
  */
 #ifndef QZCORE_COMMON_SHAREDOBJECT_H
 #define QZCORE_COMMON_SHAREDOBJECT_H
@@ -20,13 +20,14 @@
 
 namespace Common {
 
-/* The base of reference-counted objects. An object starts with no references; whoever wants it to
- * stay adds one, and releases it later. */
+/* The base of reference-counted objects. An object starts with no references. Whoever needs the
+ * object adds one, and releases it later. */
 class QZ_API ISharedObject {
 public:
     void addRef() { ++refCount; }
 
-    /* Ends the object's life in the way of its class when this was the last reference. */
+    /* Releases one reference. If it was the last, calls FinalRelease, by which the object's class
+     * decides what becomes of the object. */
     void release() {
         if (--refCount == 0) {
             FinalRelease();
@@ -44,7 +45,7 @@ public:
 protected:
     ISharedObject() = default;
 
-    /* A copy is another object, with references of its own. */
+    /* A copy is another object; its count starts at 0. */
     ISharedObject(const ISharedObject& /*other*/) {}
     // NOLINTNEXTLINE(cert-oop54-cpp): nothing is copied
     ISharedObject& operator=(const ISharedObject& /*other*/) { return *this; }
@@ -55,7 +56,7 @@ private:
 
 } // namespace Common
 
-/* The base of objects that serializers write. It adds nothing to counting. */
+/* The base of objects that serializers write. It adds nothing to ISharedObject. */
 class QZ_API Serializable : public Common::ISharedObject {
 public:
     ~Serializable() override;
@@ -74,8 +75,8 @@ private:
     void FinalRelease() override { delete this; }
 };
 
-/* T, for objects that somebody else owns, such as members and statics: they are counted, and the
- * last release does nothing. */
+/* T, for objects that somebody else owns, such as members and statics: references are counted, but
+ * the last release does nothing. */
 template<typename T>
 class FakeUnknown : public T {
 public:
@@ -117,8 +118,9 @@ private:
     T* object_ = nullptr;
 };
 
-/* An object with a class name; on the heap, unless it is a FakeUnknown<Identifiable>.
- * Serializers write those that derive from SerializableObject (Serial/CommonSerializer.h). */
+/* An object with a class name. It lives on the heap, unless it is a FakeUnknown<Identifiable>.
+ * Serializers write objects of classes derived from SerializableObject (Serial/CommonSerializer.h).
+ */
 class QZ_API Identifiable : public Unknown<Serializable> {
 public:
     Identifiable() = default;
@@ -131,11 +133,11 @@ public:
 
     virtual const Identifier& getIdentifier() const;
 
-    /* The name of the object's class, by which a factory manager finds the factory that destroys
-     * the object. The base returns the stored identifier. */
+    /* Returns the name of the object's class, by which a factory manager finds the factory that
+     * destroys the object. The base returns the stored identifier. */
     virtual const Identifier& getClassIdentifier() const;
 
-    /* For classes that keep something that depends on the identifier; the base does nothing. */
+    /* For classes with members that depend on the identifier. The base does nothing. */
     virtual void onIdentifierSet();
 
 private:
