@@ -18,18 +18,19 @@
  *         colors = { {255, 0, 0}, {0, 255, 0} };
  *     }
  *
- * Lines end in CR LF in what is read and in what is saved to a file, on every system: files travel
- * between systems unchanged. A bare line feed is an error outside strings and comments.
+ * Lines end in CR LF on every system, in the texts that are read and in the files that are saved,
+ * so that files travel between systems unchanged. A bare line feed outside strings and comments is
+ * an error.
  *
- * Paths are UTF-8 with either separator, at most 255 characters, and name files of the system; the
- * virtual file system is not asked. Files and texts are at most 2 GiB - 1 byte.
+ * File names are paths of the system, not of the virtual file system: UTF-8 with either separator,
+ * at most 255 characters. Files and texts are at most 2 GiB - 1 byte.
  *
- * Memory that runs out is no reason to throw, except where a std::string or container is to hold
- * more than it has room for, in the functions that return or fill one. A change is then not made at
- * all: the tree is as it was and can be saved.
+ * When memory runs out, a function fails by its result and does not throw, except for functions
+ * that return or fill a std::string or a container: they throw what that throws. A change that
+ * fails leaves the tree as it was.
  *
  * Threads: different parsers share nothing. One parser, with its iterators, is for one thread at a
- * time; several may read from it while none changes or saves it.
+ * time; several threads may read from it while none changes or saves it.
  */
 #ifndef QZCORE_CONFIG_CONFIGPARSER_H
 #define QZCORE_CONFIG_CONFIGPARSER_H
@@ -49,7 +50,7 @@ class Tree;
 struct Entry;
 struct Value;
 
-/* Integers, some of which do not fit an int. */
+/* Integer types as wide as an int or wider. */
 template<class T>
 concept WideInteger = std::integral<T> && sizeof(T) >= sizeof(int);
 
@@ -65,11 +66,11 @@ class QZ_API ConfigParser {
 public:
     class iterator;
 
-    /* What went wrong with a text, and where; also what the throwing readers of iterator throw.
+    /* What is wrong with a text, and where. The throwing getters of iterator throw it, too.
      *
-     * column is the offset from the start of the whole text in bytes, not from the start of the
-     * line. Lines count from 1, and a lone CR or LF followed by any character ends one as CR LF
-     * does. Both are -1 where there is no position. */
+     * column is the offset in bytes from the start of the whole text, not of the line. Lines count
+     * from 1. A lone CR or LF ends a line as CR LF does, unless it is the last character. Both are
+     * -1 where there is no position. */
     class QZ_API Error : public std::exception {
     public:
         Error() = default;
@@ -82,82 +83,85 @@ public:
         int column = -1;
     };
 
-    /* An empty tree. Letters of identifiers are those of the C library's isalpha at this time.
-     * Throws std::bad_alloc if there is no memory for the parser itself. */
+    /* Makes an empty tree. Identifiers may have the letters for which isalpha of the C library is
+     * true at this time. Throws std::bad_alloc if there is no memory for the parser itself. */
     ConfigParser();
     virtual ~ConfigParser();
     ConfigParser(const ConfigParser&) = delete;
     ConfigParser& operator=(const ConfigParser&) = delete;
 
-    /* Read a file, or a text in memory; a length below 1 means that it ends at its first zero byte.
-     * The tree is replaced, also by the empty one after a failure, and iterators end their lives.
-     * An empty text is an empty tree. Only a file that was read changes the file name of save();
-     * after a failure that is still the last such file, and save() would leave it empty. On Windows
-     * a program may keep others from a file, as one does that is just replacing it: reading waits
-     * for it, for a second at most.
+    /* Read a file, or a text in memory; a length below 1 means that the text ends at its first zero
+     * byte. The tree is replaced, after a failure by an empty one, and all iterators become
+     * invalid. An empty text gives an empty tree. A file that was read without an error becomes the
+     * file of save(). After a failure save() still has the file that was read before, and would
+     * leave it empty. On Windows a program that is replacing a file may lock others out: reading
+     * waits for it, for a second at most.
      *
-     * False, with getLastError telling why:
-     * - a character that begins nothing: empty message, and the position; of a text in memory the
-     *   column only;
-     * - text that the grammar has no place for: "Error" and the position of the first such token;
+     * Return false after a failure, and getLastError tells why:
+     * - a character with which no token begins: empty message, and the position, without the line
+     *   for a text in memory;
+     * - a token that the grammar does not allow there: "Error" and the position of the token;
      * - text that ends too early: "End Of File", no position;
      * - a file that cannot be opened or read: empty message, no position, and a line in the log;
      * - memory that runs out: "Out of memory", no position;
      * - a null text or one that is too long: empty message, no position.
      *
-     * Braces may be nested 256 deep; a deeper one is an error like any other. Parentheses have no
-     * limit. An integer expression whose result does not fit an int, infinite or no number at all
-     * included, is an error at its first token, and so is a real one that is infinite or no number;
-     * only the result counts, not what comes on the way. A hexadecimal number has 32 bits and is
-     * taken as signed: 0xFFFFFFFF is -1. */
+     * Braces may be nested 256 deep; a deeper one is an "Error". Parentheses have no limit. An
+     * integer expression is an "Error" at its first token if its result does not fit an int, is
+     * infinite or not a number; a real one is if its result is infinite or not a number.
+     * Intermediate results may be anything. A hexadecimal number has 32 bits and is taken as
+     * signed: 0xFFFFFFFF is -1. */
     bool parse(const std::string& fileName);
     bool parse(const char* text, int length);
 
-    /* Save the whole tree in the library's own layout: to the file that was last read, to a file
-     * (made writable if it is not), or into a new buffer, which the caller releases with delete[].
+    /* Save the whole tree in the library's own layout: to the file that was last read, to a named
+     * file, or into a new buffer, which the caller releases with delete[]. A read-only file is made
+     * writable.
      *
      * Reals have 10 significant digits and always a point, so that they are read as reals again.
-     * The buffer is meant to be shown: it ends in a zero byte, which `length` counts, and its lines
-     * end in a bare line feed, which parse does not accept. saveEdited gives one for parse.
+     * The buffer is for display: it ends in a zero byte, which `length` counts, and its lines end
+     * in a bare line feed, which parse does not accept. saveEdited makes a buffer that parse
+     * accepts.
      *
-     * A file is replaced in one step: whatever happens meanwhile, it holds either its old contents
-     * or all of the new ones. It keeps its permissions, plus those to read and write for its owner,
-     * its access list, on Linux its owner, on Windows its attributes. On Linux symbolic links are
-     * followed, and one that leads nowhere cannot be saved to; on Windows the link is replaced.
-     * Other names of the file (hard links) keep the old contents. Windows' alternate streams
-     * (a.cfg:notes) and devices cannot be saved to.
+     * A file is replaced in one step: at any time it holds either its old contents or all of the
+     * new ones. It keeps its access list and its permissions, and the owner may read and write it
+     * afterwards. On Linux it also keeps its owner, on Windows its attributes. On Linux symbolic
+     * links are followed, and a link that leads nowhere cannot be saved to; on Windows the link is
+     * replaced. Other names of the file (hard links) keep the old contents. Alternate streams of
+     * Windows (a.cfg:notes) and devices cannot be saved to.
      *
-     * The new contents are first written to a file beside it, named after it with ".qzsave-" and
-     * numbers behind. A program that is killed leaves that file; the next save removes it.
+     * The new contents are first written to a file in the same directory, whose name is that of the
+     * file followed by ".qzsave-" and numbers. A program that is killed leaves that file behind;
+     * the next save removes it.
      *
-     * Where the directory lets no file be made, or a new file could not get the owner or the access
-     * list, the file itself is written, not in one step: who reads it meanwhile may see a part. A
-     * full disk does no harm in this case either, but a crash does. Hard links stay.
+     * If no file can be made in the directory, or a new file cannot get the owner or the access
+     * list, the file itself is overwritten, not in one step: whoever reads it meanwhile may see a
+     * part. Then a full disk does no harm, but a crash does, and hard links stay.
      *
-     * False, with nothing written, if the file cannot be written, there is no file name, memory
-     * runs out, the text is longer than an int can say, or it could not be read again: an
-     * empty block or list, a real that is infinite or no number, a name that is no identifier,
-     * braces more than 256 deep. getSaveResult tells which. */
+     * Return false, with nothing written, if the file cannot be written, there is no file name,
+     * memory runs out, or the text would be longer than an int can say or could not be read again.
+     * The latter is so with an empty block or list, a real that is infinite or not a number, a name
+     * that is not an identifier, and braces more than 256 deep. getSaveResult tells the reason. */
     bool save();
     bool save(const std::string& fileName);
     bool save(char** buffer, int& length);
 
-    /* Save the text that was parsed with only the changed, inserted and erased entries altered:
-     * comments, order, blank lines and the spelling of everything else stay. What is set to the
-     * value that it already has is not changed. A line goes if nothing is left on it. A real that
+    /* Save the text that was parsed, altered only where entries were changed, inserted or erased:
+     * comments, order, blank lines and the spelling of everything else stay. An entry that is set
+     * to the value it has is not changed. A line on which nothing is left is removed. A real that
      * was set or inserted has as many digits as it takes to read the same number again.
      *
-     * As save, but with CR LF in the buffer too: it can be parsed as it is.
+     * All else is as with save, but lines in the buffer end in CR LF too, so that parse accepts it.
      *
-     * The file that was last read, under the name that it was read by, is not written over what
-     * somebody else has made of it since: that is kFileChanged, and the caller parses it again and
-     * repeats the changes. After a parse that failed, and after one of a text in memory, it is not
-     * written at all, and neither is the file whose parse failed: that is kFileUnknown. A file that
-     * is gone is made again.
+     * Changes of others are not overwritten. If somebody has changed the file that was last read,
+     * saving under the name by which it was read fails with kFileChanged; the caller then parses it
+     * again and repeats the changes. After a parse that failed, and after one of a text in memory,
+     * saving to that file fails with kFileUnknown, and so does saving to the file whose parse
+     * failed. A file that is gone is made again.
      *
      * Programs that use saveEdited or qz conf on the same file at the same time wait for each
-     * other, but for 1 second at most; then the comparison alone has to do. save and editors do not
-     * wait: what they write in the instant between comparison and replacement is lost. */
+     * other, for 1 second at most; after that the file is only compared. save and editors do not
+     * wait: what they write between the comparison and the replacement is lost. */
     bool saveEdited();
     bool saveEdited(const std::string& fileName);
     bool saveEdited(char** buffer, int& length);
@@ -165,19 +169,19 @@ public:
     enum SaveResult {
         kSaved = 0,          /* also if nothing was saved yet */
         kNowhere = 1,        /* neither a file name nor a buffer */
-        kTreeUnreadable = 2, /* the text could not be read again, or would be too long */
+        kTreeUnreadable = 2, /* the text would be too long, or could not be read again */
         kFileChanged = 3,
         kFileUnknown = 4,
         kFileFailed = 5,
         kOutOfMemory = 6
     };
 
-    /* What has become of the last save or saveEdited; and the same in English words, with those of
-     * the system behind kFileFailed. */
+    /* The result of the last save or saveEdited, and the same as an English text, which for
+     * kFileFailed has the system's own words, too. */
     SaveResult getSaveResult() const;
     std::string getSaveText() const;
 
-    /* Clears the tree and forgets the text; iterators end their lives. */
+    /* Clears the tree and forgets the text; all iterators become invalid. */
     void reset();
 
     /* The entries of the top level; find: the first of that name, or end(). */
@@ -185,16 +189,18 @@ public:
     iterator end();
     iterator find(const std::string& name);
 
-    /* The entry of a path, or end(). A path names entries, the first of each name, and items of
-     * lists, counted from 0, with points in between: "graphics.colors.0.2". A name walks its block
-     * and a number its list, from the first entry on: iterators are for many of them. */
+    /* The entry of a path, or end(). A path is made of names and of numbers of list items, counted
+     * from 0, with points in between: "graphics.colors.0.2". A name means the first entry of that
+     * name. Each part is searched from the first entry of its block or list on; to visit many
+     * entries, use iterators. */
     iterator findPath(const std::string& path);
 
-    /* Set the entry of a path as iterator::set does. One that is missing is added behind the last
-     * of its block, and so are the blocks around it; the number behind a list's last item adds one
-     * to it. False, with nothing changed, if the entry is a block, if the path leads through a
-     * value or to no item of a list, if a name that would be added is no identifier, if what is
-     * added would lie more than 256 blocks and lists deep, and if memory runs out. */
+    /* Set the entry of a path as iterator::set does. A missing entry is added at the end of its
+     * block, after the missing blocks around it were added; a path that ends in the number of items
+     * of a list adds an item. Return false, with nothing changed, if the entry is a block, if the
+     * path leads through a value or to a list item that does not exist, if a name to be added is
+     * not an identifier, if an entry to be added would be more than 256 blocks and lists deep, or
+     * if memory runs out. */
     bool setPath(const std::string& path, int value);
     bool setPath(const std::string& path, double value);
     bool setPath(const std::string& path, const std::string& value);
@@ -210,17 +216,17 @@ public:
         return qz::config::fitsInt(value) && setPath(path, static_cast<int>(value));
     }
 
-    /* False only if memory ran out in the constructor; such a parser parses nothing. */
+    /* Returns false only if memory ran out in the constructor; such a parser parses nothing. */
     bool isInitialized() const;
 
-    /* What the last parse complained about; nothing after a success. False, with nothing written,
-     * if the parser is not initialised. */
+    /* The error of the last parse; empty, with -1 for line and column, after a success.
+     * getLastError returns false, with nothing written, if the parser is not initialised. */
     bool getLastError(Error& error) const;
     int getErrorLine() const;
     int getErrorColumn() const;
 
-    /* Whether the last parse failed at a line that ends in a line feed alone. "qz conf fix-eol"
-     * mends such files. */
+    /* Returns whether the last parse failed at a line that ends in a line feed alone. "qz conf
+     * fix-eol" mends such files. */
     bool isErrorLineFeed() const;
 
 private:
@@ -229,12 +235,13 @@ private:
     std::unique_ptr<Impl> impl_;
 };
 
-/* An entry of a list of entries, or that list's end. The top level and blocks hold named entries:
- * blocks and assignments; lists hold nameless items: values and lists.
+/* A position in the top level, a block or a list: an entry, or the end. The top level and blocks
+ * hold named entries, which are blocks and assignments; lists hold items without a name, which are
+ * values and lists.
  *
- * Where there is no entry (at the end) or not one of the right kind, functions do nothing and say
- * so by their result; no iterator is ever out of bounds. Iterators stay valid until the tree is
- * replaced or cleared, or their entry or one around it is erased or set. */
+ * At the end, or at an entry of the wrong kind, functions do nothing and tell so by their result;
+ * advancing at the end stays there. An iterator stays valid until the tree is replaced or cleared,
+ * or until its entry or one around it is erased or set. */
 class QZ_API ConfigParser::iterator {
 public:
     enum Type {
@@ -254,36 +261,36 @@ public:
     bool operator==(const iterator& other) const;
     bool operator!=(const iterator& other) const { return !(*this == other); }
 
-    /* What the tree keeps of the entry: the same address for the same entry, null at the end. */
+    /* An opaque address that identifies the entry; null at the end. */
     const qz::config::Entry* operator*() const;
 
     bool isEnd() const;
     bool isLast() const; /* the next position is the end */
 
-    /* The entries of the block or the items of the list that this is; for others both are the end.
-     * find: the first of that name in the block itself, not in blocks within it, or end(). */
+    /* begin, end: the entries of this block, or the items of this list; for another entry both are
+     * the end. find: the first entry of that name in this block, or end(); blocks within it are not
+     * searched. */
     iterator begin() const;
     iterator end() const;
     iterator find(const std::string& name) const;
 
-    /* The entry of a path that begins in this block or list, as with ConfigParser::findPath. */
+    /* The entry of a path that begins in this block or list; see ConfigParser::findPath. */
     iterator findPath(const std::string& path) const;
 
-    /* The line of the text that was parsed in which the entry begins, as getErrorLine counts. It
-     * stays when the entry is changed or the text saved. -1 for what was inserted, and at the end.
-     */
+    /* The line of the parsed text in which the entry begins, counted as by getErrorLine. Changing
+     * the entry and saving do not change it. -1 for an inserted entry, and at the end. */
     int line() const;
 
-    /* Empty for items. A name that is no identifier can be set, but not saved. False for items, at
-     * the end, and if memory runs out. */
+    /* The name, which is empty for items. A name that is not an identifier can be set, but not
+     * saved. setName returns false for items, at the end, and if memory runs out. */
     std::string name() const;
     bool setName(const std::string& name);
 
     Type getType() const;
 
-    /* False, with nothing written, if the entry has another type. An integer can be read as a
-     * real; a real is no integer, because its fraction would be lost. A bool is an integer, true
-     * unless it is 0. */
+    /* Read the value. Return false, with nothing written, if the entry has another type. An integer
+     * can be read as a real, but a real not as an integer, because its fraction would be lost. A
+     * bool is read from an integer: 0 is false, any other is true. */
     bool getInt(int& value) const;
     bool getDouble(double& value) const;
     bool getFloat(float& value) const;
@@ -295,7 +302,8 @@ public:
     bool get(std::string& value) const { return getString(value); }
     bool get(bool& value) const { return getBool(value); }
 
-    /* The same; an entry of another type throws an Error without message and position. */
+    /* Return the value. Throw an Error without message and position if the entry has another type.
+     */
     int getInt() const;
     double getDouble() const;
     float getFloat() const;
@@ -303,14 +311,14 @@ public:
     bool getBool() const;
 
     /* Fills a container (a std::list, or another with push_back) with all items of a list, read as
-     * values of type T. False if this is no list, or has no items, or has one of another type; the
-     * container then holds those before it. */
+     * values of type T. Returns false if this is not a list, or has no items, or has an item of
+     * another type; the container then holds the items before that one. */
     template<class T, class Container>
     bool getList(Container& items) const;
 
-    /* Replace the value, whatever its type was, a list included. False for blocks, at the end, and
-     * if memory runs out. A bool is stored as 1 or 0, a float as a real. The overloads for literal
-     * text, where a null one is refused, keep it from being taken for a bool. */
+    /* Replace the value, whatever its type was, a list included. Return false for blocks, at the
+     * end, if memory runs out, and for a null text. A bool is stored as 1 or 0, a float as a real.
+     */
     bool setInt(int value);
     bool setDouble(double value);
     bool setFloat(float value);
@@ -323,15 +331,16 @@ public:
     bool set(const std::string& value) { return setString(value); }
     bool set(const char* value) { return value != nullptr && setString(value); }
 
-    /* Integers of other types: false if the value does not fit an int. */
+    /* Sets an integer of another type. Returns false if the value does not fit an int. */
     template<qz::config::WideInteger Integer>
     bool set(Integer value) {
         return qz::config::fitsInt(value) && setInt(static_cast<int>(value));
     }
 
-    /* Insert before this position and return the new entry's. With a name: a block, empty at first,
-     * or an assignment, into the top level or a block. Without: an item, into a list. In the wrong
-     * place, or if memory runs out, nothing is inserted and the result is the end. */
+    /* Insert before this position and return the position of the new entry. With a name they insert
+     * an empty block or an assignment into the top level or a block; without a name, an item into a
+     * list. In the wrong place, for a null text, or if memory runs out, they insert nothing and
+     * return the end. */
     iterator insertBlock(const std::string& name);
     iterator insertInt(const std::string& name, int value);
     iterator insertDouble(const std::string& name, double value);
@@ -360,7 +369,7 @@ public:
     iterator insertBool(bool value);
     iterator insertString(const std::string& value);
 
-    /* Removes the entry with everything in it and returns the position of the next one. That never
+    /* Removes the entry with everything in it and returns the position of the next one. Never
      * fails. */
     iterator erase();
 
@@ -375,7 +384,7 @@ private:
     QZ_LOCAL iterator insert_(const std::string* name, const qz::config::Value& value);
 
     qz::config::Tree* tree_ = nullptr;
-    qz::config::Entry* list_ = nullptr;  /* the block or list around; the root for the top level */
+    qz::config::Entry* list_ = nullptr;  /* the block or list that holds the entry, or the root */
     qz::config::Entry* entry_ = nullptr; /* null: the end */
 };
 

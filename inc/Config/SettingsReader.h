@@ -1,5 +1,5 @@
-/* Settings of a program out of a configuration file, with every mistake in them told. C++ only, for
- * programs built by the library's compiler.
+/* Reads a program's settings from a configuration file and reports every mistake in it. C++ only,
+ * for programs built by the library's compiler.
  *
  *     ConfigParser config;
  *     qz::SettingsReader reader(config, "server.cfg");
@@ -12,25 +12,25 @@
  *     }
  *     std::fputs(reader.report().c_str(), stderr);
  *
- * might print, if nobody reads a tick_rat:
+ * For example, this prints the following, where "tick_rat" is a misspelt name:
  *
  *     server.cfg:3: port must be a whole number from 1 to 65535, not a text
  *     server.cfg:9: tick_rat is no setting
  *
- * A reader stands for the whole file, a block or an item of a list. Paths begin there and are those
- * of ConfigParser::findPath; the empty path is what the reader itself stands for. Functions that
- * read write nothing where the file has no such entry, or one that is a mistake, and collect what
- * is wrong. In the end problems() also has every entry that nobody asked for: names that are
- * misspelt, and those that stand in a block once more, where only the first counts.
+ * A reader stands for the whole file, a block or an item of a list. Paths are those of
+ * ConfigParser::findPath and begin there; the empty path means the reader's own entry. If an entry
+ * is missing or wrong, the functions that read it leave the variable alone; a wrong entry is
+ * collected as a problem. problems() also lists every entry that nobody asked for: misspelt names,
+ * and repeated names in a block, of which only the first counts.
  *
- * The parser remains the caller's, for changes and saving. A reader is done with when its parser
- * parses again, or its tree is changed, and so are the readers that it has given.
+ * The caller owns the parser and may use it for changes and saving. When the parser parses again or
+ * its tree is changed, all readers of it become invalid.
  *
- * A name in a path walks its block and a number its list, from the first entry on: items() and
- * blocks() are for many of them.
+ * Each part of a path is searched from the first entry of its block or list on; to visit many
+ * entries, use items() and blocks().
  *
- * Memory that runs out throws std::bad_alloc. Threads: a parser with its readers is for one thread
- * at a time.
+ * All functions throw std::bad_alloc when memory runs out. Threads: a parser with its readers is
+ * for one thread at a time.
  */
 #ifndef QZCORE_CONFIG_SETTINGSREADER_H
 #define QZCORE_CONFIG_SETTINGSREADER_H
@@ -51,7 +51,7 @@
 
 namespace qz {
 
-/* What SettingsReader::read takes as integers and as lists. */
+/* The types that SettingsReader::read takes as integers and as lists. */
 template<class T>
 concept SettingInteger = std::integral<T> && !std::same_as<T, bool>;
 
@@ -65,22 +65,24 @@ class SettingsReader {
 public:
     struct QZ_API Problem {
         std::string file;
-        int line = -1;    /* from 1; that of the block around what is missing; -1: there is none */
+        int line = -1;    /* from 1; for a missing entry that of its block; -1: none */
         std::string path; /* empty for a file that cannot be parsed */
-        std::string text; /* what goes on behind the path: "must be a text, not 7" */
+        std::string text; /* the text after the path: "must be a text, not 7" */
 
-        /* All of it as one line, without its end: "server.cfg:3: title must be a text, not 7" */
+        /* The whole problem as one line, without a line end: "server.cfg:3: title must be a text,
+         * not 7" */
         std::string message() const;
     };
 
-    /* Parse a file, or a text in memory that problems call by a name, with the parser. If that
-     * fails, the only problem says why, and nothing is there to be read. */
+    /* Parse a file, or a text in memory, with the parser. Problems call the text by `name`; length:
+     * as for ConfigParser::parse. If parsing fails, the only problem says why, and there are no
+     * entries. */
     QZ_API SettingsReader(ConfigParser& config, const std::string& file);
     QZ_API SettingsReader(ConfigParser& config, const std::string& name, const char* text,
                           int length);
 
-    /* An integer; what the variable's type cannot hold is out of range as well. True if it was
-     * read, as with all of these. */
+    /* Reads an integer from `least` to `most`. A value that T cannot hold is out of range, too.
+     * Like all overloads it returns whether the variable was set. */
     template<SettingInteger T>
     bool read(const std::string& path, T& value,
               std::type_identity_t<T> least = std::numeric_limits<T>::min(),
@@ -93,7 +95,7 @@ public:
         return true;
     }
 
-    /* A real or an integer. */
+    /* Reads a real or an integer. */
     QZ_API bool read(const std::string& path, double& value,
                      double least = std::numeric_limits<double>::lowest(),
                      double most = std::numeric_limits<double>::max()) const;
@@ -101,12 +103,13 @@ public:
                      double least = static_cast<double>(std::numeric_limits<float>::lowest()),
                      double most = static_cast<double>(std::numeric_limits<float>::max())) const;
 
-    /* true or false, or the integers that they are, 1 and 0. */
+    /* Reads true or false, or the integer 1 or 0. */
     QZ_API bool read(const std::string& path, bool& value) const;
 
     QZ_API bool read(const std::string& path, std::string& value) const;
 
-    /* A list whose items are all what the container holds; they replace what is in it. */
+    /* Reads a list. All items must be of the container's type; they replace what the container
+     * holds. */
     template<SettingList List>
     bool read(const std::string& path, List& items) const {
         std::vector<SettingsReader> readers;
@@ -123,26 +126,27 @@ public:
         return isRead;
     }
 
-    /* The first block of a path, or one without entries; all blocks of that path; the items of a
-     * list. Whatever else stands there is a problem. */
+    /* block: the first block of a path; if there is none, a block without entries. blocks: all
+     * blocks of a path. items: the items of a list. An entry of another kind is a problem. */
     QZ_API SettingsReader block(const std::string& path) const;
     QZ_API std::vector<SettingsReader> blocks(const std::string& path) const;
     QZ_API std::vector<SettingsReader> items(const std::string& path) const;
 
-    /* The entry itself, or the end, for what these functions cannot do; whatever is in it counts as
-     * asked for. */
+    /* The entry itself, or the end, for what the other functions cannot do. Everything in the entry
+     * counts as asked for. */
     QZ_API ConfigParser::iterator find(const std::string& path) const;
 
-    /* Whether there is such an entry; if not, that is a problem. The entry counts as asked for, but
-     * what is in a block does not. */
+    /* Returns whether there is such an entry; a missing one is a problem. The entry counts as asked
+     * for, but the entries in a block do not. */
     QZ_API bool require(const std::string& path) const;
 
-    /* A problem that the caller has found. The text goes on behind the path: "names no level". */
+    /* Adds a problem that the caller has found. The text stands after the path: "names no level".
+     */
     QZ_API void addProblem(const std::string& path, const std::string& text) const;
 
-    /* All that are known so far to any reader of this file, by line, with the entries that nobody
-     * has asked for yet; and their messages, each with a line feed behind it: an empty text if all
-     * is well. */
+    /* problems: all problems that readers of this file have found so far, and the entries that
+     * nobody has asked for yet, sorted by line. report: their messages, each followed by a line
+     * feed; an empty text if there are none. */
     QZ_API std::vector<Problem> problems() const;
     QZ_API std::string report() const;
 
@@ -152,7 +156,7 @@ private:
 
     SettingsReader(std::shared_ptr<State> state, const Place& place);
 
-    /* What is beyond it is beyond every int as well. */
+    /* Cuts a limit at LLONG_MAX, which is beyond every int. */
     template<SettingInteger T>
     static constexpr long long toLong_(T limit) {
         constexpr auto kMost = static_cast<unsigned long long>(LLONG_MAX);
@@ -172,7 +176,7 @@ private:
     std::shared_ptr<State> state_;
     std::optional<ConfigParser::iterator> entry_; /* none: the whole file */
     std::string path_;
-    int line_ = -1; /* that of the entry or, if it is missing, of the block around it */
+    int line_ = -1; /* of the entry or, if it is missing, of its block */
 };
 
 } // namespace qz
