@@ -1,16 +1,16 @@
 /* The process-wide objects that the library makes when it is loaded, and the debug form of new.
  *
- * They exist from load to unload, belong to the library and must not be freed. Loading brings up,
- * in this order: the numeric locale "C", the log, the watch table with "Main pool", "Lua" and "STL
+ * They exist from load to unload, belong to the library and must not be freed. Loading sets up, in
+ * this order: the numeric locale "C", the log, the watch table with "Main pool", "Lua" and "STL
  * allocator", globalConfig, globalFactoryManager, globalMail. Unloading takes down
- * globalFactoryManager, globalMail, globalConfig, the watch table, and the log last. What could not
- * be made for want of memory is null. docs/guides/start-and-stop.md has the whole, with what
- * another locale does and what becomes of everything at the end of a process.
+ * globalFactoryManager, globalMail, globalConfig, the watch table and the log, in this order. An
+ * object for which there was no memory is null. docs/guides/start-and-stop.md describes all of it,
+ * other locales, and the end of a process.
  *
- * At the end of the process they stay, because other threads may be using them; no destructor of
- * theirs is called and no finalizer of Lua. Only the log is brought to its end.
+ * At the end of the process they stay, because other threads may be using them: neither their
+ * destructors nor finalizers of Lua are called. Only the log is ended.
  *
- * globalProfiler stands in Common/Profiler.h.
+ * globalProfiler is in Common/Profiler.h.
  */
 #ifndef QZCORE_GLOBALS_H
 #define QZCORE_GLOBALS_H
@@ -23,8 +23,8 @@ QZ_EXTERN_C_BEGIN
 
 struct lua_State;
 
-/* The Lua state named "Config", with all of the library's script libraries open; for one thread at
- * a time, normally the host's main thread. Null after unloading has begun. */
+/* The Lua state named "Config", with all script libraries of the library open. For one thread at a
+ * time, normally the host's main thread. Null once unloading has begun. */
 extern QZ_API struct lua_State* globalConfig;
 
 QZ_EXTERN_C_END
@@ -49,27 +49,25 @@ extern QZ_API Mail::Server* globalMail;
 
 class FPS_Controller;
 
-/* Paces the host's main loop; there for static initialisers, too. */
+/* Paces the host's main loop. Static initialisers may use it. */
 extern QZ_API FPS_Controller* globalFpsController;
 
 class RandomManager;
 
-/* The tables of random numbers that all random objects read unless told otherwise; made by the
- * first call. Any thread may call it. Throws std::bad_alloc. */
+/* Returns the tables of random numbers that all random objects read by default. The first call
+ * makes them. Any thread may call it. Throws std::bad_alloc. */
 QZ_API RandomManager* globalRandomManager();
 
-/* Where modules register the classes that they can make, before anything else of the library is
- * needed: it is there for static initialisers, too. */
+/* Modules register the classes that they can make here. Static initialisers may use it. */
 extern QZ_API Common::FactoryManager* registry;
 
-/* The same, for Common::Registrator: stores it in *out with a reference, which is the caller's, or
- * null if there is no memory for it. The first call makes it, and is the library's own, on loading:
- * there are two references then, that of the library and that of `registry`. */
+/* Stores `registry` in *out with a reference, which the caller owns, or null if there was no memory
+ * to make it. It is for Common::Registrator. The library makes the first call, when it is loaded;
+ * after that there are two references, the library's own and that of `registry`. */
 QZ_API void getRegistry(Common::FactoryManager** out);
 
-/* Allocates as new does. Besides it counts the bytes, and opens the file "memory.log" of the
- * current directory for appending and closes it again, so that the file exists. `file` and `line`
- * are not used. Throws std::bad_alloc. */
+/* Allocates as new does. It also creates the file "memory.log" in the current directory if there is
+ * none. `file` and `line` are not used. Throws std::bad_alloc. */
 QZ_API void* operator new(size_t size, const char* file, int line);
 QZ_API void operator delete(void* block, const char* file, int line) noexcept;
 

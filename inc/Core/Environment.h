@@ -1,11 +1,11 @@
-/* The process as UTF-8: executable, command line, arguments, environment.
+/* The process's executable, command line, arguments and environment, as UTF-8.
  *
- * The first call of SYS_bindir, SYS_cmdline and of SYS_argc or SYS_argv computes what later calls
- * return; the texts belong to the library and stay valid while it is loaded. Where the system does
- * not tell, because no descriptor is free for instance, or there is no memory, the texts are empty
- * and there are no arguments; the next call asks again. Any thread may call them. The environment
- * is the process's own; changing it while another thread reads it through the C library is unsafe
- * on Linux, as there always.
+ * SYS_bindir, SYS_cmdline, SYS_argc and SYS_argv ask the system once and always return the same.
+ * The texts belong to the library and stay valid while it is loaded. If the system cannot tell, for
+ * example because no descriptor is free, or there is no memory, the texts are empty and there are
+ * no arguments; the next call asks again. Any thread may call these functions. On Linux it is
+ * unsafe, as always there, to change the environment while another thread reads it through the C
+ * library.
  */
 #ifndef QZCORE_CORE_ENVIRONMENT_H
 #define QZCORE_CORE_ENVIRONMENT_H
@@ -16,26 +16,26 @@
 
 QZ_EXTERN_C_BEGIN
 
-/* The directory of the process's executable, in the system's own notation, without a separator at
+/* Returns the directory of the process's executable, with the system's own separators and none at
  * its end. */
 QZ_API const char* SYS_bindir(void);
 
-/* The whole command line: on Windows as it was given, on Linux the arguments, quoted where they
- * have to be so that a shell would split them again the same way. "#error" if it is not valid text.
- */
+/* Returns the whole command line: on Windows as it was given, on Linux the arguments, quoted where
+ * necessary so that a shell would split them in the same way. "#error" if it is not valid text. */
 QZ_API const char* SYS_cmdline(void);
 
-/* The number of arguments, the program's name included. */
+/* Returns the number of arguments, the program's name included. */
 QZ_API int SYS_argc(void);
 
-/* The arguments; a null pointer follows the last one. One that is not valid text reads "#error". */
+/* Returns the arguments, followed by a null pointer. An argument that is not valid text is
+ * "#error". */
 QZ_API const char* const* SYS_argv(void);
 
 /* Reads a variable into buffer, which has room for size bytes, the terminator included.
  *
- * Returns 1; 0 if the variable is not set or is empty, or memory runs out (silently), or if the
- * name or the value is not valid text or the value does not fit (with one ERROR line in the log;
- * the buffer is left alone). */
+ * Returns 1 on success. Returns 0, with the buffer left alone, if the variable is not set or is
+ * empty, or memory runs out; or, after one ERROR line in the log, if the name or the value is not
+ * valid text, or the value does not fit. */
 QZ_API int SYS_getenv(const char* name, char* buffer, size_t size);
 
 /* Sets a variable of this process; a null or empty value removes it. Returns non-zero on success; a

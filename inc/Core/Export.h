@@ -1,9 +1,9 @@
 /* What every public header needs: the export macro and C linkage.
  *
- * Some behaviour in the headers looks odd: a misspelt name, bytes in reverse order, a time-out that
- * is ignored. The headers say where. Programs and stored data rely on it, so it stays.
+ * Some behaviour is odd: a misspelt name, bytes in reverse order, a time-out that is ignored. It
+ * stays because programs and stored data depend on it; the headers say where it is.
  *
- * This is the only place of the library outside src/platform that asks which system it is for.
+ * No other file outside src/platform asks which system the library is built for.
  */
 #ifndef QZCORE_CORE_EXPORT_H
 #define QZCORE_CORE_EXPORT_H
@@ -18,16 +18,17 @@
 #    define QZ_API __attribute__((visibility("default")))
 #endif
 
-/* For private members of an exported class that the library alone calls: they are not exported.
- * Windows exports such a class whole, and them with it. A class without virtual functions can
- * export its public members one by one instead; then nothing private is, on either system. */
+/* Marks private members of an exported class that only the library calls, so that they are not
+ * exported. It has no effect on Windows, which exports an exported class as a whole. A class
+ * without virtual functions can export its public members one by one instead; then no private
+ * member is exported on either system. */
 #if defined(_WIN32)
 #    define QZ_LOCAL
 #else
 #    define QZ_LOCAL __attribute__((visibility("hidden")))
 #endif
 
-/* For what the library looks up in the program that loads it. */
+/* Marks symbols that the library looks up in the program that loads it. */
 #if defined(_WIN32)
 #    define QZ_PROGRAM_EXPORT __declspec(dllexport)
 #else

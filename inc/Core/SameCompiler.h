@@ -1,6 +1,6 @@
-/* What the headers marked "C++ only" have in common: their classes are called in the C++ binary
- * interface of the compiler that built the library, so the program has to be built by the same one.
- * Programs by other compilers have the flat functions.
+/* Included by the headers marked "C++ only". Their classes use the C++ binary interface of the
+ * compiler that built the library, so the program has to be built by the same compiler. Programs
+ * built by other compilers use the flat functions.
  */
 #ifndef QZCORE_CORE_SAMECOMPILER_H
 #define QZCORE_CORE_SAMECOMPILER_H

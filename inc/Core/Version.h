@@ -1,5 +1,5 @@
-/* The version of the library: that of the headers at compile time, that of the loaded library at
- * run time.
+/* The version of the library: of the headers at compile time, and of the loaded library at run
+ * time.
  *
  * Versions are MAJOR.MINOR.PATCH. Until 1.0.0 a new MINOR may change the interface; from then on
  * only a new MAJOR does. A new PATCH changes no interface.
@@ -21,10 +21,11 @@
 
 QZ_EXTERN_C_BEGIN
 
-/* The version of the loaded library, as QZ_VERSION_NUMBER is that of the headers. Any thread. */
+/* Returns the version of the loaded library in the form of QZ_VERSION_NUMBER. Any thread. */
 QZ_API int QZ_version(void);
 
-/* The same as text, "0.1.0". It belongs to the library and does not change. Any thread. */
+/* Returns the same as text, "0.1.0", which belongs to the library and does not change. Any thread.
+ */
 QZ_API const char* QZ_version_string(void);
 
 QZ_EXTERN_C_END
