@@ -1,8 +1,8 @@
 /* The process-wide objects that the library makes when it is loaded, and the debug form of new.
  *
  * They exist from load to unload, belong to the library and must not be freed. Loading sets up, in
- * this order: the numeric locale "C", the log, the watch table with "Main pool", "Lua" and "STL
- * allocator", globalConfig, globalFactoryManager, globalMail. Unloading takes down
+ * this order: the numeric locale "C", the log, the watch table with "Main pool", "Lua" and
+ * "STL allocator"; globalConfig, globalFactoryManager, globalMail. Unloading takes down
  * globalFactoryManager, globalMail, globalConfig, the watch table and the log, in this order. An
  * object for which there was no memory is null. docs/guides/start-and-stop.md describes all of it,
  * other locales, and the end of a process.

@@ -225,8 +225,8 @@ public:
     int getErrorLine() const;
     int getErrorColumn() const;
 
-    /* Returns whether the last parse failed at a line that ends in a line feed alone. "qz conf
-     * fix-eol" mends such files. */
+    /* Returns whether the last parse failed at a line that ends in a line feed alone.
+     * "qz conf fix-eol" repairs such files. */
     bool isErrorLineFeed() const;
 
 private:

@@ -69,8 +69,8 @@ public:
         std::string path; /* empty for a file that cannot be parsed */
         std::string text; /* the text after the path: "must be a text, not 7" */
 
-        /* The whole problem as one line, without a line end: "server.cfg:3: title must be a text,
-         * not 7" */
+        /* The problem as one line, without a line end: "server.cfg:3: title must be a text, not 7"
+         */
         std::string message() const;
     };
 

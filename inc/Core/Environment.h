@@ -38,8 +38,9 @@ QZ_API const char* const* SYS_argv(void);
  * valid text, or the value does not fit. */
 QZ_API int SYS_getenv(const char* name, char* buffer, size_t size);
 
-/* Sets a variable of this process; a null or empty value removes it. Returns non-zero on success; a
- * name or value that is not valid text is refused with one ERROR line. */
+/* Sets a variable of this process; a null or empty value removes it. Returns non-zero on success. A
+ * name or value that is not valid text, or has 32,768 UTF-16 units or more, is refused with one
+ * ERROR line. */
 QZ_API int SYS_putenv(const char* name, const char* value);
 
 QZ_EXTERN_C_END
