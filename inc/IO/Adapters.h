@@ -1,5 +1,5 @@
-/* Between the streams of this library and those of C++, in both directions. C++ only, for programs
- * built by the library's compiler.
+/* Adapters between the streams of this library and those of C++, in both directions. C++ only, for
+ * programs built by the library's compiler.
  *
  *     io::FileStream file("options.lua", io::FileStream::Mode::kReplace);
  *     io::StreamBuffer buffer(file);
@@ -21,14 +21,13 @@
 
 namespace io {
 
-/* A std::istream as a stream. Positions are those of the std::istream's buffer. The stream reads
- * that buffer and has none of its own, so both may be used in turns. A std::istream that cannot
- * seek, a pipe for instance, is read from where it is; its positions count from 0 then, and its
- * size is not known. */
+/* A std::istream as a stream. Positions are those of the std::istream's buffer. The stream has no
+ * buffer of its own, so both may be used in turns. A std::istream that cannot seek, for example a
+ * pipe, is read from where it is; then positions count from 0, and the size is unknown. */
 class QZ_API StdInputStream final : public Stream {
 public:
-    /* The other stream outlives this one. Its state bits stay as they are: the end and errors are
-     * this stream's to tell. */
+    /* The std::istream outlives this stream. Its state bits do not change: only this stream tells
+     * the end and errors. */
     explicit StdInputStream(std::istream& in);
     ~StdInputStream() override;
 
@@ -40,10 +39,10 @@ protected:
 private:
     std::istream& in_;
     bool isSeekable_ = false;
-    std::uint64_t inPosition_ = 0; /* of one that cannot seek */
+    std::uint64_t inPosition_ = 0; /* if it cannot seek */
 };
 
-/* A std::ostream as a stream, under the same rules. */
+/* A std::ostream as a stream, with the rules of StdInputStream. */
 class QZ_API StdOutputStream final : public Stream {
 public:
     explicit StdOutputStream(std::ostream& out);
@@ -61,14 +60,13 @@ private:
     std::uint64_t outPosition_ = 0;
 };
 
-/* A stream as the buffer of a std::istream or std::ostream: give its address to their constructors.
- * It keeps no more than one character, one that was looked at and not taken: after reading call
- * std::istream::sync before the stream itself is used again. What goes wrong sets the C++ stream's
- * bad or fail bit, and the stream has the text. Nothing throws, unless the C++ stream was told to.
- */
+/* A stream as the buffer of a std::istream or std::ostream, whose constructor takes its address. It
+ * buffers at most one character, which was peeked at: after reading call std::istream::sync before
+ * you use the stream itself again. An error sets the C++ stream's bad or fail bit, and the stream
+ * has its text. Nothing throws, unless the C++ stream was told to. */
 class QZ_API StreamBuffer final : public std::streambuf {
 public:
-    /* The stream outlives it. */
+    /* The stream outlives the buffer. */
     explicit StreamBuffer(Stream& stream) : stream_(stream) {}
     ~StreamBuffer() override;
 
@@ -87,7 +85,7 @@ private:
     QZ_LOCAL bool leaveNext();
 
     Stream& stream_;
-    char next_ = 0; /* one that was looked at, in the get area as long as it is not taken */
+    char next_ = 0; /* the character that was peeked at, in the get area until it is read */
 };
 
 } // namespace io

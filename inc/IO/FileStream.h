@@ -1,5 +1,5 @@
-/* Streams over files: of the system (VFS/File.h), and of the mounted tree (VFS/Archive.h). C++
- * only, for programs built by the library's compiler. */
+/* Streams over files of the system (VFS/File.h) and of the mounted tree (VFS/Archive.h). C++ only,
+ * for programs built by the library's compiler. */
 #ifndef QZCORE_IO_FILESTREAM_H
 #define QZCORE_IO_FILESTREAM_H
 
@@ -18,7 +18,7 @@ class MountedFile;
 
 namespace io {
 
-/* A file of the system. Paths, sharing with others and what is logged are those of VFS/File.h. */
+/* A file of the system. Paths, sharing and log lines are as in VFS/File.h. */
 class QZ_API FileStream final : public BufferedStream {
 public:
     enum class Mode {
@@ -26,43 +26,44 @@ public:
         kWrite,  /* as VFS_open_write: empties the file, or makes it */
         kAppend, /* as VFS_open_append: the position is the end */
 
-        /* Gives a file new contents in one step, or makes it. They are written to a file beside it,
-         * which takes its place when `close` is called and all went well: until then, and if
-         * anything goes wrong, a crash or a full disk for instance, the old contents are there. The
-         * file keeps its owner, permissions and access list; a symbolic link is followed, and other
-         * names of the file (hard links) keep the old contents. One that is write-protected is
-         * refused, and so is one beside which no file can be made. What a killed process leaves
-         * behind, the next replacement of the same file removes.
+        /* Gives a file new contents in one step, or makes it. They are written to a second file in
+         * the same directory, which replaces the file when `close` is called and there was no
+         * error. Until then, and after any failure such as a crash or a full disk, the file has its
+         * old contents. It keeps its owner, permissions and access list; a symbolic link is
+         * followed, and other names of the file (hard links) keep the old contents. Opening fails
+         * if the file is write-protected, or no file can be made in its directory. The second file
+         * of a killed process is removed by the next replacement of the same file.
          *
-         * If two streams replace a file at once, the contents of the one that is closed last
-         * stay. Do not replace a file that is open for writing: on Linux the writer goes on
+         * If two streams replace a file at once, it gets the contents of the one that is closed
+         * last. Do not replace a file that is open for writing: on Linux the writer continues
          * without an error, and its bytes are lost with the old contents. */
         kReplace
     };
 
-    /* No file. */
+    /* Makes a stream without a file. */
     FileStream() { path_[0] = 0; }
 
-    /* As open: isOpen tells whether it could be opened. */
+    /* Opens a file; isOpen tells whether that succeeded. */
     FileStream(const char* path, Mode mode) : FileStream() { open(path, mode); }
 
-    /* Takes over an open file, whichever kind of table it has; what it can do depends on how it was
-     * opened. The stream begins at its position. */
+    /* Takes over an open file, with any table of functions. How it was opened decides whether it
+     * can be read and written. The stream begins at the file's position. */
     explicit FileStream(VFS_File* file);
 
-    /* Hands on what was written and closes the file. With kReplace it drops what was written: the
-     * file keeps its old contents, unless `close` or `open` was called before. */
+    /* Writes out the buffer and closes the file. With kReplace it drops what was written: the file
+     * keeps its old contents, unless `close` or `open` was called before. */
     ~FileStream() override;
 
-    /* Calls close, so a file that is open with kReplace gets its new contents. Then opens another
-     * file; the errors of the one before are forgotten. */
+    /* Calls close, so that a file that is open with kReplace gets its new contents. Then opens
+     * another file and forgets earlier errors. */
     bool open(const char* path, Mode mode);
 
     bool isOpen() const { return file_ != nullptr; }
 
-    /* Hands on what was written and closes the file. With kReplace, the new contents are on the
-     * disk and in place then. False after any error since the file was opened, even if clearError
-     * was called: with kReplace the old contents stay then. Without a file, isGood(). */
+    /* Writes out the buffer and closes the file. With kReplace, the new contents then are on the
+     * disk and in place. Returns false after any error since the file was opened, even if
+     * clearError was called; with kReplace the old contents then stay. Without a file it returns
+     * isGood(). */
     bool close();
 
 protected:
@@ -84,20 +85,20 @@ private:
     char path_[256];
 };
 
-/* A file of the mounted tree, for reading. It is unpacked piece by piece: only as much is in memory
- * as the buffer takes, and one of 4 GiB and more can be read, too.
+/* A file of the mounted tree, for reading. It is unpacked piece by piece: only the buffer is in
+ * memory, and files of 4 GiB and more can be read, too.
  *
- * In a compressed archive going back means unpacking from the start again, and going on unpacking
- * all that lies between.
+ * Seeking in a compressed file is slow: forwards it unpacks all bytes between, backwards it unpacks
+ * again from the start.
  *
- * The check sum of a file in an archive is compared when its end is read. In a stored file this is
- * done only if the file was read from its beginning to its end without a seek between.
+ * The check sum of a file in an archive is compared when its end is read; that of a file stored
+ * without compression only if the file was read from beginning to end without a seek.
  *
- * As long as the stream exists, its archive or directory cannot be unmounted, and vfs_deinit does
+ * While the stream exists, its archive or directory cannot be unmounted, and vfs_deinit does
  * nothing. */
 class QZ_API MountedStream final : public BufferedStream {
 public:
-    /* isGood tells whether it could be opened; if not, an ERROR line is logged. */
+    /* Opens the file; isGood tells whether that succeeded. If not, an ERROR line is logged. */
     explicit MountedStream(const char* path);
     ~MountedStream() override;
 

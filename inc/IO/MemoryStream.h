@@ -15,8 +15,8 @@
 
 namespace io {
 
-/* Memory of its own, which grows with what is written. It can be read and written. Running out of
- * memory is an error, and what was written before stays. */
+/* Memory that the stream owns and that grows as it is written. It can be read and written. If
+ * memory runs out, writing fails, and what was written before stays. */
 class QZ_API MemoryStream : public Stream {
 public:
     MemoryStream() = default;
@@ -24,15 +24,15 @@ public:
     /* Begins with a copy of these bytes, at position 0. Throws std::bad_alloc. */
     MemoryStream(const void* data, std::size_t size);
 
-    /* The same, and takes the bytes over. */
+    /* Begins with these bytes, without a copy, at position 0. */
     explicit MemoryStream(qz::vector<unsigned char> bytes);
 
     ~MemoryStream() override;
 
-    /* All its bytes; they stay where they are until the next call. */
+    /* Returns all bytes; the result is valid until the next call. */
     std::span<const unsigned char> bytes();
 
-    /* Empties the stream, whose memory stays for what is written next. The error goes, too. */
+    /* Empties the stream and clears its error. The memory is kept for later writes. */
     void clear();
 
 protected:
@@ -47,8 +47,8 @@ private:
     std::uint64_t size_ = 0;
 };
 
-/* A block of memory of the caller's, which outlives the stream. Its size stays: writing beyond its
- * end is an error. */
+/* A block of memory that the caller owns, and that outlives the stream. Its size does not change:
+ * writing beyond its end is an error. */
 class QZ_API BlockStream : public Stream {
 public:
     /* For reading and writing. */
@@ -75,8 +75,9 @@ private:
 };
 
 /* A part of another stream: `size` bytes from `start` on, as a stream that begins at 0 and does not
- * grow. Its size is less if the other one has fewer bytes. The other one outlives it; each access
- * moves its position, so both may be used in turns. What goes wrong there is an error here, too. */
+ * grow. It is smaller if the other stream has fewer bytes. The other stream outlives the part. Both
+ * may be used in turns; each access to the part moves the other stream's position. An error of the
+ * other stream is an error of the part, too. */
 class QZ_API PartStream : public Stream {
 public:
     PartStream(Stream& whole, std::uint64_t start, std::uint64_t size);
@@ -96,10 +97,11 @@ private:
     std::uint64_t size_;
 };
 
-/* The bytes of a message. It reads those that the message had when the stream was made; what is
- * written comes behind all that the message has, when `flush` is called or the stream is destroyed:
- * all of it, or nothing and an error if there is no memory or the message would have more than
- * Mail::Message::kMaxSize bytes. A position within the message's own bytes cannot be written to. */
+/* The bytes of a message. The stream reads the bytes that the message had when the stream was made.
+ * Written bytes are appended to those that the message has when `flush` is called or the stream is
+ * destroyed. If there is no memory, or the message would have more than Mail::Message::kMaxSize
+ * bytes, none of them are appended, and that is an error. Positions within the message's own bytes
+ * cannot be written. */
 class QZ_API MessageStream : public MemoryStream {
 public:
     /* Throws std::bad_alloc. The position is 0; to write, seek the end: `seek(size())`. */
@@ -112,7 +114,7 @@ protected:
 
 private:
     Mail::Message message_;
-    std::uint64_t handedOn_; /* so many bytes are the message's */
+    std::uint64_t handedOn_; /* the number of bytes that are in the message */
 };
 
 } // namespace io

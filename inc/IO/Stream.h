@@ -1,6 +1,5 @@
-/* Bytes one after the other, wherever they are: what reads and writes them need not know whether
- * they are a file, memory, a message or a part of another stream. C++ only, for programs built by
- * the library's compiler.
+/* Streams of bytes. Code that reads and writes a stream need not know whether it is a file, memory,
+ * a message or a part of another stream. C++ only, for programs built by the library's compiler.
  *
  *     io::FileStream file("scores.bin", io::FileStream::Mode::kRead);
  *     std::uint32_t count = 0;
@@ -8,17 +7,18 @@
  *         qz_log("GAME", QZ_LOG_ERROR, file.getError());
  *     }
  *
- * A stream has one position, at which it reads and writes and which moves on by as much. Small
- * reads and writes cost little: most of them are a copy in memory, without a call.
+ * A stream has one position, which both reading and writing use and advance. Small reads and writes
+ * are fast: most of them are inline copies.
  *
- * Nothing throws. The first error stays, with its text: from then on the stream reads and writes
- * nothing, until clearError. So a function may do all its reads and ask once at the end. The end of
- * the bytes is no error: fewer bytes are read than were asked for.
+ * Nothing throws. A stream keeps its first error with its text, and reads and writes nothing until
+ * clearError; so a function may do all its reads and ask once at the end. The end of the bytes is
+ * not an error: fewer bytes are read than were asked for.
  *
- * IO/FileStream.h, IO/MemoryStream.h and IO/Adapters.h have the streams there are. For another kind
+ * IO/FileStream.h, IO/MemoryStream.h and IO/Adapters.h have the kinds of streams. For another kind,
  * derive from Stream or, if small accesses are expensive, from BufferedStream.
  *
- * Threads: a stream belongs to one thread at a time, and so does what it is over.
+ * Threads: a stream is for one thread at a time, together with the file or object that it reads or
+ * writes.
  */
 #ifndef QZCORE_IO_STREAM_H
 #define QZCORE_IO_STREAM_H
@@ -39,11 +39,11 @@ public:
     Stream(const Stream&) = delete;
     Stream& operator=(const Stream&) = delete;
 
-    /* What was written and not yet handed on is lost, if the class does not say otherwise. */
+    /* Written bytes that were not flushed are lost, unless the class says otherwise. */
     virtual ~Stream();
 
-    /* Copies up to `count` bytes from the position on and returns how many. Fewer mean the end, or
-     * an error; `isGood` tells which. */
+    /* Copies up to `count` bytes from the position on and returns their number. Fewer than `count`
+     * mean the end or an error; `isGood` tells which. */
     std::size_t read(void* data, std::size_t count) {
         // A count of 0 goes the long way: there may be no pointers to copy from or to.
         if (count - 1 < static_cast<std::size_t>(readEnd_ - read_)) {
@@ -54,9 +54,9 @@ public:
         return readOn(data, count);
     }
 
-    /* Puts `count` bytes at the position, over what is there or behind it, and returns how many it
-     * took: fewer only with an error. What lies between the end and a position behind it becomes
-     * zero. */
+    /* Writes `count` bytes at the position, overwriting or appending, and returns their number,
+     * which is smaller than `count` only after an error. If the position is behind the end, the
+     * bytes between become zero. */
     std::size_t write(const void* data, std::size_t count) {
         if (count - 1 < static_cast<std::size_t>(writeEnd_ - write_)) {
             std::memcpy(write_, data, count);
@@ -66,8 +66,8 @@ public:
         return writeOn(data, count);
     }
 
-    /* Moves the position to so many bytes from the start, up to 2^63 - 1; behind the end is
-     * allowed. False, with an error, if the stream cannot go there. */
+    /* Moves the position, in bytes from the start, up to 2^63 - 1; it may be behind the end.
+     * Returns false, with an error, if the stream cannot go there. */
     bool seek(std::uint64_t position);
 
     std::uint64_t tell() const {
@@ -75,20 +75,20 @@ public:
                static_cast<std::uint64_t>(isWriting() ? write_ - window_ : read_ - window_);
     }
 
-    /* How many bytes there are, with those just written. 0 after an error, and where nobody knows,
-     * as with a std::istream over a pipe. */
+    /* Returns the number of bytes, including those just written; 0 after an error, and if the size
+     * is unknown, as with a std::istream over a pipe. */
     std::uint64_t size();
 
-    /* Hands on what was written, to the system or whatever the stream is over. False after an
+    /* Passes written bytes on to the system or object behind the stream. Returns false after an
      * error. */
     bool flush();
 
     bool isGood() const { return error_[0] == 0; }
 
-    /* What went wrong first, in one line; empty if nothing did. */
+    /* Returns the first error as one line; empty if there was none. */
     const char* getError() const { return error_; }
 
-    /* Goes on after an error, at the position where it happened. What could not be written then is
+    /* Clears the error; the position is where it happened. Bytes that could not be written then are
      * lost. */
     void clearError() { error_[0] = 0; }
 
@@ -101,50 +101,51 @@ protected:
         std::size_t size = 0;
     };
 
-    /* What a kind of stream does. Whoever cannot do what it is asked calls `fail` and returns 0 or
-     * false; none of these may throw. */
+    /* The functions that a kind of stream overrides. A function that fails calls `fail` and returns
+     * 0 or false; none may throw. */
 
-    /* Reads up to `count` bytes, not 0, from a position; fewer than there are only with an error.
+    /* Reads up to `count` bytes, not 0, from a position, all that exist unless there is an error.
      * The base fails. */
     virtual std::size_t readAt(std::uint64_t position, void* data, std::size_t count);
 
-    /* Writes `count` bytes, not 0, at a position; fewer only with an error. The base fails. */
+    /* Writes `count` bytes, not 0, at a position, all of them unless there is an error. The base
+     * fails. */
     virtual std::size_t writeAt(std::uint64_t position, const void* data, std::size_t count);
 
     virtual std::uint64_t sizeNow() = 0;
 
-    /* Hands on what `writeAt` and `keep` took. The base has nothing to do. */
+    /* Passes on what `writeAt` and `keep` took. The base does nothing. */
     virtual bool sync();
 
-    /* Whether there is a way to a position. The base says yes. */
+    /* Returns whether the stream can go to a position. The base returns true. */
     virtual bool canSeek(std::uint64_t position);
 
-    /* The bytes from a position on in memory, as many as are there at once; of no size if there are
-     * none, or if `wanted` bytes are better read by `readAt`. They stay where they are until the
-     * next call of any of these functions. The base has none. */
+    /* Returns memory that holds the bytes from a position on, as many as are there at once; of size
+     * 0 if there are none, or if `readAt` is better for `wanted` bytes. It is valid until the next
+     * call of any of these functions. The base returns size 0. */
     virtual Window readWindow(std::uint64_t position, std::size_t wanted);
 
-    /* Memory for the bytes that are to be written from a position on; of no size if `wanted` bytes
-     * are better written by `writeAt`. It stays where it is until the next call of any of these
-     * functions: that is `keep` if anything was written there. The base has none. */
+    /* Returns memory for the bytes to be written from a position on; of size 0 if `writeAt` is
+     * better for `wanted` bytes. It is valid until the next call of any of these functions, which
+     * is `keep` if anything was written there. The base returns size 0. */
     virtual Window writeWindow(std::uint64_t position, std::size_t wanted);
 
-    /* Takes the bytes that were written to the last window: the first `count` of it. */
+    /* Takes the first `count` bytes of the last window, which were written. */
     virtual bool keep(std::uint64_t position, const Window& window, std::size_t count);
 
-    /* Stores the first error, cut to 255 bytes: `what` and, if given, what it happened to. Returns
-     * false. */
+    /* Stores an error, if it is the first, cut to 255 bytes: `what` and, if given, the object.
+     * Returns false. */
     bool fail(const char* what, const char* whom = "");
 
-    /* Whether anything has failed, even if clearError was called since; until `forgetErrors`. */
+    /* Returns whether anything has failed since `forgetErrors`, even if clearError was called. */
     bool hasFailed() const { return hasFailed_; }
     void forgetErrors() {
         clearError();
         hasFailed_ = false;
     }
 
-    /* Lets go of the window: what was written to it is kept. Derived classes call it before they
-     * touch what the window stands for. */
+    /* Gives up the window, after `keep` if anything was written to it. Derived classes call it
+     * before they touch the bytes of the window. */
     bool settle();
 
 private:
@@ -167,11 +168,11 @@ private:
     char error_[256];
 };
 
-/* A stream whose `readAt` and `writeAt` are expensive: they are called for 16 KiB and more at a
- * time, or fewer at the end.
+/* A stream whose `readAt` and `writeAt` are expensive. Small accesses go through a buffer of 16
+ * KiB; those of 4 KiB and more may go past it.
  *
- * What it is over must not be changed by others while it is read, or what they write may not be
- * seen. A derived class hands on what was written before it is destroyed: by `flush`. */
+ * If others change the file or object while it is read, the stream may not see the change. The
+ * destructor of a derived class calls `flush`. */
 class QZ_API BufferedStream : public Stream {
 public:
     ~BufferedStream() override;
@@ -179,7 +180,8 @@ public:
 protected:
     BufferedStream() = default;
 
-    /* Whether `writeAt` is worth a try; if not, `write` fails at once. The base says no. */
+    /* Returns whether the stream can be written; if not, `write` fails at once. The base returns
+     * false. */
     virtual bool isWritable() const;
 
     Window readWindow(std::uint64_t position, std::size_t wanted) override;
@@ -192,8 +194,8 @@ private:
     std::unique_ptr<unsigned char[]> buffer_;
 };
 
-/* Reads everything from the position to the end, in place of what `bytes` had. False if there was
- * an error, memory running out among them; then `bytes` has what was read until then. */
+/* Replaces `bytes` by everything from the position to the end. Returns false after an error or if
+ * memory runs out; `bytes` then has what was read before. */
 QZ_API bool readRest(Stream& stream, std::string& bytes);
 
 } // namespace io
