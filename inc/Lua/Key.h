@@ -1,5 +1,4 @@
-/* Keys of Lua tables, as callers give them. C++ only, for programs built by the library's compiler.
- */
+/* Keys of Lua tables. C++ only, for programs built by the library's compiler. */
 #ifndef QZCORE_LUA_KEY_H
 #define QZCORE_LUA_KEY_H
 
@@ -10,9 +9,8 @@
 
 namespace Lua {
 
-/* A key: an integer, or text, which may hold any bytes. Made from what callers have at hand; it
- * only refers to the text, so it is good for arguments and not to be kept. A null text counts as
- * empty. */
+/* A key: an integer or a text of any bytes. It only refers to the text, so use it for arguments and
+ * do not keep it. A null text is the same as an empty one. */
 class Key {
 public:
     Key(int index) : index_(index) {}

@@ -1,8 +1,8 @@
-/* Reading structured data from Lua files, with every mistake in them named. C++ only, for programs
- * built by the library's compiler.
+/* Reads structured data from Lua files and names the mistakes in them. C++ only, for programs built
+ * by the library's compiler.
  *
- * A loader treats a data file as a schema that must hold: a required entry that is missing or has
- * the wrong type ends in a LoaderException that names it by its full path.
+ * The entries that a program reads have to exist: if one is missing or has the wrong type, the
+ * loader throws a LoaderException that names it by its full path.
  *
  *     Lua::Loader loader;
  *     loader.load("data/units.lua", "units");
@@ -11,21 +11,22 @@
  *     loader.endSubtable();
  *
  * The current table is the value on top of the Lua state's stack; entering a table pushes it,
- * leaving pops it. Beside the stack the loader keeps the path, the names of what was entered: keys,
- * array indices, "METATABLE". Stack shapes are written from bottom to top, T for the current table.
+ * leaving pops it. The loader also keeps the path: the names of the entered tables, which are keys,
+ * array indices and "METATABLE". Comments show the top values of the stack before and after a call,
+ * from bottom to top; T is the current table.
  *
- * Messages name an entry by the path's components and the key, joined by ".". A loader over a stack
- * that the host has prepared knows no path until something is entered; until then that text is
- * empty, without the key too, and messages begin with the blank that follows it.
+ * Messages name an entry by the path's components and the key, joined by ".". If the host has
+ * prepared the stack, the loader has no path until it enters a table; until then messages lack path
+ * and key, and begin with a blank.
  *
- * After any exception stack and path are as before the call, and the caller may go on. Lua errors
- * (a metatable's __index that raises, lack of memory) become LoaderExceptions whose message ends in
- * Lua's; they never pass through a loader, except when memory runs out for the stack itself.
+ * After an exception stack and path are as before the call, and the caller may go on. Lua errors
+ * (an __index that raises, lack of memory) become LoaderExceptions whose message ends in Lua's
+ * message. They never pass through a loader, except when there is no memory for the stack itself.
  *
- * Loaders may be used inside a lua_CFunction, but the exceptions must be caught there: Lua cannot
- * let them through.
+ * A lua_CFunction may use a loader, but has to catch its exceptions: they must not pass through
+ * Lua.
  *
- * Threads: those of the state, one at a time.
+ * Threads: the state is for one thread at a time.
  */
 #ifndef QZCORE_LUA_LOADER_H
 #define QZCORE_LUA_LOADER_H
@@ -51,9 +52,9 @@ public:
     LoaderException(const std::string& message, const std::string& full)
         : std::runtime_error(message), full_(full) {}
 
-    /* The message with the file in front that the loader has loaded last, if any:
-     * "data/units.lua: units.tank.speed is missing". It names the entry where no path is known,
-     * too. Messages of Lua's about the file itself stay as they are: they name it. */
+    /* Returns the message behind the name of the last file that the loader loaded, if any:
+     * "data/units.lua: units.tank.speed is missing". It has the entry's key even if there is no
+     * path. Lua's own messages about the file are unchanged, because they name it. */
     const char* getFullMessage() const noexcept { return full_.what(); }
 
 private:
@@ -63,12 +64,12 @@ private:
 /* Keys are integers, const char* or std::string; see Lua::Key. */
 class QZ_API Loader {
 public:
-    /* Without a state: reading gives 0, 0.0, false, an empty text, a zero vector or the identity;
-     * walking and writing throw "No Lua state". load(file, table) and createGlobalTable open one.
-     */
+    /* Makes a loader without a state: reading gives 0, 0.0, false, an empty text, a zero vector or
+     * the identity; walking and writing throw "No Lua state". load(file, table), loadMounted and
+     * createGlobalTable open a state. */
     Loader() = default;
 
-    /* Over a state of the caller's, which outlives the loader. Null is the same as none. */
+    /* Uses a state that the caller owns and that outlives the loader. Null means no state. */
     explicit Loader(lua_State* state) : state_(state) {}
 
     Loader(const Loader&) = delete;
@@ -79,65 +80,65 @@ public:
 
     lua_State* getLuaState() const { return state_; }
 
-    /* The last file loaded, as it was given; empty before. */
+    /* The last file loaded, as it was given; empty if there is none. */
     const std::string& getFile() const { return file_; }
 
-    /* Where the last file loaded lies, with the separator at the end; "./" for a bare file name. */
+    /* The directory of the last file loaded, with a separator at the end; "./" for a bare file
+     * name. */
     const std::string& getRootDir() const { return rootDir_; }
 
-    /* Runs a file of the VFS (VFS/File.h), then enters the global table of that name, like
-     * load(table).
+    /* Runs a file of the VFS (VFS/File.h), then enters a global table as load(table) does.
      *
-     * Opens a state named after the file, with all libraries, if there is none. Appends ";", the
-     * file's directory and "?.lua;" to package.path (each time), so that modules beside the file
-     * are found. Throws with Lua's text if the file does not load or run. */
+     * Opens a state named after the file, with all libraries, if there is none. Each call appends
+     * ";", the file's directory and "?.lua;" to package.path, so that modules beside the file are
+     * found. Throws with Lua's text if the file does not load or run. */
     void load(const std::string& file, const std::string& table);
 
-    /* The same with a mounted file (VFS/Archive.h). package.path stays as it is: require does not
-     * look into what is mounted. */
+    /* The same with a mounted file (VFS/Archive.h). package.path does not change: require does not
+     * find mounted files. */
     void loadMounted(const std::string& file, const std::string& table);
 
-    /* -> T. The path starts anew with the table's name. What earlier calls left on the stack stays
-     * there. Throws "No " + table + " table in config file" if there is no such global table, or
-     * "%s: %s" with its name and Lua's text if reading the global fails. */
+    /* -> T. Enters a global table. The path is then the table's name alone; values that earlier
+     * calls left on the stack stay there. Throws "No " + table + " table in config file" if there
+     * is no such global table, or "%s: %s" with its name and Lua's text if reading the global
+     * fails. */
     void load(const std::string& table);
 
     /* -> T. Stores a new empty table under a global name and enters it, like load(table). Opens a
      * state named "Lua::Loader::createGlobalTable" if there is none. */
     void createGlobalTable(const std::string& name);
 
-    /* An entry of the current table. Throw "%s is missing" or "%s is not a %s" with the path and
-     * the type's name. For strings that name is empty, and the message ends in "not a ".
+    /* Read an entry of the current table. Throw "%s is missing" or "%s is not a %s" with the path
+     * and the type's name. For strings the type's name is empty, and the message ends in "not a ".
      *
-     * Numbers are no strings here and texts no numbers. getBoolean takes a number as well: all but
-     * 0 are true.
+     * A number is not converted to a string, nor a string to a number. getBoolean also takes a
+     * number: 0 is false, others are true.
      *
      * getInt: throws "%s is not an integer (%s)" if cutting the fraction off changes the number by
-     * more than 1e-8 (3.000000001 is 3, but 2.999999999 is none), or if an int cannot hold it. */
+     * more than 1e-8 (3.000000001 gives 3, but 2.999999999 is refused), or if an int cannot hold
+     * it. */
     int getInt(Key key) const;
     double getDouble(Key key) const;
     bool getBoolean(Key key) const;
     std::string getString(Key key) const;
 
-    /* The same for a number that has to lie in a range, its ends included: throw "%s is %s, not
-     * from %s to %s", and of a not-a-number, too. */
+    /* The same for a number in a range, its ends included. Throw "%s is %s, not from %s to %s" for
+     * other numbers and for not-a-number. */
     int getInt(Key key, int least, int most) const;
     double getDouble(Key key, double least, double most) const;
 
-    /* For what only the caller knows to be wrong: throws a LoaderException of this text behind the
-     * entry's path, as those above. reject("route", "is empty") ends in "units.tank.route is
-     * empty". */
+    /* For mistakes that only the caller can find: throws a LoaderException of the entry's path, a
+     * blank and this text. reject("route", "is empty") throws "units.tank.route is empty". */
     [[noreturn]] void reject(Key key, const std::string& what) const;
 
-    /* Tables of three and four numbers: x, y, z and x, y, z, w, at 1, 2, ... */
+    /* Read tables of three and four numbers: x, y, z and x, y, z, w, at 1, 2, ... */
     Math::Vector<3, double> getVector(Key key);
     Math::Rotation3<double> getQuaternion(Key key);
 
-    /* Whether there is a value other than nil. Never throws: an entry that cannot be read is none.
-     */
+    /* Returns whether the entry is other than nil; false if it cannot be read. Never throws. */
     bool hasEntry(Key key) const;
 
-    /* Store into the current table, over whatever was there. */
+    /* Store into the current table and replace what was there. */
     void setInt(Key key, int value);
     void setDouble(Key key, double value);
     void setBoolean(Key key, bool value);
@@ -145,24 +146,24 @@ public:
     void setVector(Key key, const Math::Vector<3, double>& value);
     void setQuaternion(Key key, const Math::Rotation3<double>& value);
 
-    /* Enter a subtable: T -> T, subtable. createSubtable makes it first if there is none. Throw
-     * like getDouble. */
+    /* T -> T, subtable. Enter a subtable. createSubtable makes it first if there is none. Throw as
+     * getDouble does. */
     void beginSubtable(Key key);
     void createSubtable(Key key);
 
-    /* T, subtable -> T. Does nothing while the path is empty. */
+    /* T, subtable -> T. Leaves a table. Does nothing while the path is empty. */
     void endSubtable();
 
-    /* Walk an array from 1 to the first nil, whatever follows that:
+    /* Walk an array from 1 to the first nil:
      *
      *     for (loader.beginArray("crew"); loader.nextArray();) { ... }
      *     loader.endSubtable();
      *
-     * beginArray(): T -> T, 0, nil; path + "0". nextArray: T, i, element -> T, i + 1, next element
-     * and true, its index last in the path; at the end -> T and false, and the path without it.
-     * beginArray(key) enters the table first; it remains to be left. The elements need not be
-     * tables: what is read from others is missing. A loop that is left early takes endSubtable and
-     * lua_pop for the index. */
+     * beginArray(): T -> T, 0, nil; adds "0" to the path. nextArray: T, i, element -> T, i + 1,
+     * next element and true, with its index last in the path; at the end -> T and false, and the
+     * index leaves the path. beginArray(key) enters the table first; leave it with endSubtable.
+     * Elements need not be tables, but others have no entries. To leave the loop early, call
+     * endSubtable, and lua_pop for the index. */
     void beginArray(Key key);
     void beginArray();
     bool nextArray();
@@ -172,38 +173,39 @@ public:
      *     std::string name;
      *     for (loader.beginSubtables(); loader.nextSubtable(name);) { ... }
      *
-     * beginSubtables: T -> T, nil, nil; path + "". nextSubtable: T, key, subtable -> T, next key,
-     * next subtable and true, its name last in the path; at the end -> T and false, and the path
-     * without it. Throws "Not a string key in table: %s" or "Not a subtable element in table %s"
-     * with T's path. It stays at the subtable before the bad entry; a loop that is left early takes
-     * endSubtable and lua_pop for the key. */
+     * beginSubtables: T -> T, nil, nil; adds "" to the path. nextSubtable: T, key, subtable -> T,
+     * next key, next subtable and true, with its name last in the path; at the end -> T and false,
+     * and the name leaves the path. Throws "Not a string key in table: %s" or
+     * "Not a subtable element in table %s" with T's path, and stays at the subtable before the bad
+     * entry. To leave the loop early, call endSubtable, and lua_pop for the key. */
     void beginSubtables();
     bool nextSubtable(std::string& name);
 
-    /* Enter the current table's metatable, and give it a new empty one: T -> T, metatable; left
-     * with endSubtable. Throw "No metatable at %s" if there is none, or the current value is no
-     * table. */
+    /* T -> T, metatable. beginMetatable enters the current table's metatable, newMetatable gives it
+     * a new empty one and enters that. Leave it with endSubtable. Throw "No metatable at %s" if
+     * there is none, or the current value is not a table. */
     void beginMetatable();
     void newMetatable();
 
-    /* From here on, so after `load`, the loader remembers which entries the functions above are
-     * asked for, by hasEntry too; what getUnread names then is misspelt or out of use. It begins
-     * anew with each call, and keeps the tables that were read alive. */
+    /* From this call on the loader records which entries are asked for, by hasEntry too, so that
+     * getUnread can name those that are misspelt or out of use. Call it after `load`. Each call
+     * begins a new record. The loader keeps the recorded tables alive. */
     void trackReads();
 
-    /* The entries of the current table that nobody has asked this loader for, by their full paths,
-     * sorted; below those that somebody has asked for, theirs. So call it where all has been read:
+    /* Returns the full paths, sorted, of the entries that nobody has asked this loader for, in the
+     * current table and in those of its subtables that were asked for. Call it when all has been
+     * read:
      *
      *     for (const std::string& entry : loader.getUnread()) { ... } // units.tank.sped
      *
-     * Storing does not count as asking: what set... has stored and nobody has read is named, too.
-     * Nor do reads by Lua code and through lua_State count. Entries are looked at as they are,
-     * without metatables, a table that occurs twice once only, and 32 levels deep. A key that is
-     * neither text nor number is named by its type in brackets. Empty without trackReads. */
+     * Entries that were only stored by set..., or read by Lua code or through lua_State, were not
+     * asked for. Metatables are ignored, a table that occurs twice is visited once, and subtables
+     * are visited 32 levels deep. A key that is neither text nor number is named by its type in
+     * brackets. Without trackReads the result is empty. */
     std::vector<std::string> getUnread() const;
 
-    /* The path's components from this one on (the first is 0), joined by "."; empty if there are no
-     * such components. */
+    /* Returns the path's components from number `from` on (the first is 0), joined by "."; empty if
+     * there are none. */
     std::string getCurrentPath(int from = 0) const;
 
 private:

@@ -1,6 +1,6 @@
-/* Saving a Lua table as Lua source. C++ only, for programs built by the library's compiler.
+/* Saves a Lua table as Lua source. C++ only, for programs built by the library's compiler.
  *
- * The source, when run, rebuilds the table under the same global name. Plain trees are written in a
+ * Running the source makes the table again under the same global name. Plain trees are written in a
  * nested form that people can read and edit:
  *
  *     settings = {
@@ -10,23 +10,21 @@
  *         },
  *     }
  *
- * Where a table is reached a second time (shared or cyclic data), or a key is neither a number nor
- * a string, or where more than 180 tables stand in each other, which Lua could not read back, the
- * flat form is written instead: a numbered list of empty tables, then one assignment for each
- * entry.
+ * A flat form, a numbered list of empty tables and then one assignment for each entry, is written
+ * if a table occurs twice (shared or cyclic data), if a key is neither a number nor a string, or if
+ * more than 180 tables are nested, which Lua could not read back.
  *
- * Entries come in the order of pairs, numbers as Lua's tostring prints them (14 digits), with a
+ * Entries are in the order of pairs. Numbers are written as by Lua's tostring (14 digits), with a
  * point in every locale. Metatables are not saved.
  *
- * Not all that is written can be read back. Whoever must be sure loads the output once before
- * relying on it:
+ * Some output cannot be read back. To be sure, load it once before you rely on it:
  *
- * - Strings go between double quotes exactly as they are, nothing escaped. They must not hold
- *   quotes, backslashes, line breaks or zero bytes, or the output does not compile or means
- *   something else. The table's name has to be a Lua name.
- * - Infinity and not-a-number come out as words that Lua takes for globals.
+ * - Strings are written between double quotes without escapes. They must not hold quotes,
+ *   backslashes, line breaks or zero bytes, or the output does not compile or means something else.
+ *   The table's name has to be a Lua name.
+ * - Infinity and not-a-number are written as words that Lua takes for globals.
  * - One file may hold some 260 000 different numbers and strings, keys included; with LuaJIT some
- *   65 000, of which tables in tables count as one each.
+ *   65 000, where each nested table counts as one, too.
  */
 #ifndef QZCORE_LUA_SERIALIZER_H
 #define QZCORE_LUA_SERIALIZER_H
@@ -50,20 +48,20 @@ public:
 
 class QZ_API Serializer {
 public:
-    /* The stream outlives the serializer. Whether writing worked is for the caller to ask it; what
-     * it throws, if it was told to, ends the saving and is not passed on. */
+    /* The stream outlives the serializer. The caller asks the stream whether writing worked. If the
+     * stream throws, saving ends and the exception is not passed on. */
     explicit Serializer(std::ostream& out) : out_(out) {}
 
     /* Writes the global table of this name; the base and string libraries are open.
      *
-     * The work is done by a Lua function, __serialize, which is compiled into the state anew by
-     * each call. It and its helpers stay there as globals: fill_cache, write, output_table,
-     * can_pretty, write_tab, dopretty, save_pretty; and __write, which writes nothing once the call
-     * is over. Throws SerializerException with Lua's text if they cannot be put there.
+     * Each call compiles a Lua function, __serialize, into the state and calls it. It and its
+     * helpers stay there as globals: fill_cache, write, output_table, can_pretty, write_tab,
+     * dopretty, save_pretty; and __write, which writes nothing after the call. Throws
+     * SerializerException with Lua's text if these functions cannot be made.
      *
-     * An error while the table is written (a function as a value, no table of that name) throws
-     * nothing: what was written so far stays in the stream, and the error message stays on the
-     * stack, one value. Callers that want to know compare lua_gettop. After success the stack is as
+     * An error while the table is written (a function as a value, no table of that name) is not
+     * thrown: the stream keeps what was written before, and the error message stays on the stack,
+     * as one value. To find out, compare lua_gettop before and after. After success the stack is as
      * before. */
     void serialize(lua_State* state, const std::string& name);
 

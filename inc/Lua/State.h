@@ -1,18 +1,17 @@
-/* Lua states and the libraries that their scripts see.
+/* Lua states and the libraries of their scripts.
  *
- * States are ordinary Lua 5.1 states, driven with Lua's own functions; a host links the same shared
- * Lua library as qzCore. Their memory comes from one pool, which exists while the library is
- * loaded; the watch "Lua" prints what the pool holds. States may be opened and closed at any time
- * in between and are all closed before the library is unloaded.
+ * States are ordinary Lua 5.1 states for Lua's own functions; a host links the same shared Lua
+ * library as qzCore. Their memory comes from one pool, which exists while the library is loaded;
+ * the watch "Lua" prints what the pool holds. Close all states before the library is unloaded.
  *
  * Scripts live on the virtual file system: chunks, dofile, loadfile, required modules, io and
- * os.remove go through the VFS functions (VFS/File.h), and print goes to the log. What is
- * mounted (VFS/Archive.h) they read through the library `mounted`, if the host opens it for them.
- * docs/scripting.md tells what scripts find. This keeps well-meant scripts on the VFS; it is no
- * wall against hostile ones: native modules, os.execute and the debug library are there, and
- * precompiled chunks are checked by Lua only as far as Lua checks them.
+ * os.remove go through the VFS functions (VFS/File.h), and print goes to the log. If the host opens
+ * the library `mounted` for them, they read mounted files (VFS/Archive.h) through it.
+ * docs/scripting.md describes these libraries. None of this protects against hostile scripts: they
+ * have native modules, os.execute and the debug library, and precompiled chunks are checked no more
+ * than Lua itself does.
  *
- * Threads: a state is used by one thread at a time; different states are independent.
+ * Threads: a state is for one thread at a time; different states are independent.
  *
  * Errors: Lua functions (those of the type lua_CFunction) raise Lua errors. So does
  * QZ_lua_copyindex when memory runs out, as Lua's own functions do; the others never raise.
@@ -28,73 +27,72 @@ typedef struct lua_State lua_State;
 
 /* Opens a state without any library.
  *
- * name: UTF-8; kept as a string in the registry under "QZ.id". Whatever the state's scripts log,
- * and what the library logs about them, carries it as the module. A null name leaves the state
- * nameless: its scripts log as "LUA".
+ * name: UTF-8; stored in the registry as a string under "QZ.id". It is the module of the lines that
+ * the state's scripts log, and of those that the library logs about them. With a null name the
+ * state has none, and the module is "LUA".
  *
  * Logs "Created state \"%s\"" at DEBUG. Returns null if memory runs out. */
 QZ_API lua_State* QZ_lua_open(const char* name);
 
-/* Closes a state and frees everything in it; files that its scripts left open are closed. Logs
+/* Closes a state and frees everything in it, including files that its scripts left open. Logs
  * "Deleted state \"%s\"" at DEBUG. The state may be null. */
 QZ_API void QZ_lua_close(lua_State* state);
 
 /* Opens the libraries, in this order: base, package, table, io, os and lfs, string, math, debug,
- * log; with LuaJIT its control library jit as well. If memory runs out on the way, one ERROR line
- * says so and what was opened stays. The state may be null. */
+ * log; with LuaJIT its control library jit as well. If memory runs out, one ERROR line is logged,
+ * and the libraries opened so far stay. The state may be null. */
 QZ_API void QZ_lua_openlibs(lua_State* state);
 
 /* Loads a chunk from a file of the VFS and leaves it on the stack, uncalled.
  *
- * Source text and precompiled chunks are accepted as lua_load accepts them; with LuaJIT, which does
- * not check precompiled chunks for damage, they are refused as a syntax error. The path itself is
- * the chunk's name, without the prefix character by which Lua tells names of files from chunks of
- * text; so names in error messages read [string "path"]. A first line that begins with "#" is not
- * skipped.
+ * The file is source text or a precompiled chunk, as lua_load takes them. With LuaJIT precompiled
+ * chunks are refused as a syntax error, because LuaJIT does not check them for damage. The chunk's
+ * name is the path, without the prefix character by which Lua marks names of files, so error
+ * messages call it [string "path"]. A first line that begins with "#" is not skipped.
  *
- * Returns 0, or one of Lua's error codes with a message on the stack in place of the chunk:
- * LUA_ERRFILE (6) with "no filename given" for a null path and "can't open '%s'" for a file that
- * does not open, "can't read '%s'" for one that cannot be read to its end, and with Lua's own text
- * for one that it cannot hold (with too many constants, for example); LUA_ERRSYNTAX, LUA_ERRMEM.
- * Never raises. */
+ * Returns 0, or one of Lua's error codes with a message on the stack in place of the chunk.
+ * LUA_ERRFILE (6): "no filename given" for a null path, "can't open '%s'" for a file that does not
+ * open, "can't read '%s'" for one that cannot be read to its end, or Lua's own text for one that is
+ * too large for Lua (too many constants, for example). Also LUA_ERRSYNTAX and LUA_ERRMEM. Never
+ * raises. */
 QZ_API int QZ_lua_loadfile(lua_State* state, const char* path);
 
-/* The same for a mounted file. One that is missing is LUA_ERRFILE with "can't open '%s'" and no
- * line in the log; one that cannot be read is LUA_ERRFILE with "can't read '%s'" and one ERROR line
+/* The same for a mounted file. A missing file gives LUA_ERRFILE with "can't open '%s'" and no log
+ * line; a file that cannot be read gives LUA_ERRFILE with "can't read '%s'" and one ERROR line
  * (module "VFS"). An empty file is an empty chunk. */
 QZ_API int QZ_lua_loadmounted(lua_State* state, const char* path);
 
 /* Pushes on `destination` a copy of the value at `index` of `source`.
  *
- * Booleans and numbers are copied as they are, strings up to their first zero byte, tables deeply,
- * keys and values by the same rule and without metatables; everything else becomes nil, and an
- * entry whose key or value becomes nil is left out. A table that occurs in several places is copied
- * anew for each of them, so that a small table crafted for it grows exponentially: tables of
- * doubtful origin are not to be copied.
+ * Booleans and numbers are copied as they are, strings up to their first zero byte. Tables are
+ * copied with all keys and values, by the same rules, without metatables. Everything else becomes
+ * nil, and an entry whose key or value becomes nil is left out. A table that occurs in several
+ * places is copied once for each, so that a small table can grow exponentially: do not copy tables
+ * from untrusted sources.
  *
- * For tables mind this: `index` only tells that a table is meant; the one copied is the one on top
- * of the source's stack. So push the table and give -1.
+ * If the value at `index` is a table, the function copies the table on top of the source's stack
+ * instead. So push the table to be copied, and pass -1.
  *
- * A table nested deeper than 1000 levels, as one that contains itself is, is not copied at all: the
- * destination gets nil, and one ERROR line (module: the destination's name) says why. The same
- * happens if a stack has no room, or if `index` means a table but there is none on top.
+ * A table that is nested deeper than 1000 levels, or contains itself, is not copied: the
+ * destination gets nil, and one ERROR line (module: the destination's name) tells the reason. The
+ * same happens if a stack has no room, or if there is a table at `index` but none on top.
  *
- * The source's stack is left as it was; both stacks may belong to the same Lua universe, or be one.
- * When memory runs out, a Lua error is raised in the state that needed it, and then the source's
- * stack may hold values on top. */
+ * The source's stack is left as it was. The two states may be threads of one Lua state, or the
+ * same. When memory runs out, a Lua error is raised in the state that needed it, and then the
+ * source's stack may hold values on top. */
 QZ_API void QZ_lua_copyindex(lua_State* destination, lua_State* source, int index);
 
-/* Library openers, to be called through Lua as its own openers are (with lua_call, the library's
- * name as argument). Each returns the number of values it leaves on the stack. QZ_luaopen_os opens
- * lfs, too. */
+/* Library openers. Call them through Lua, as its own openers: with lua_call and the library's name
+ * as argument. Each returns the number of values it leaves on the stack. QZ_luaopen_os also opens
+ * lfs. */
 QZ_API int QZ_luaopen_base(lua_State* state);
 QZ_API int QZ_luaopen_package(lua_State* state);
 QZ_API int QZ_luaopen_io(lua_State* state);
 QZ_API int QZ_luaopen_os(lua_State* state);
 QZ_API int QZ_luaopen_log(lua_State* state);
 
-/* Another one, which QZ_lua_openlibs leaves out: the global table `mounted`, by which scripts read
- * what is mounted, and cannot change it. */
+/* Opens a library that QZ_lua_openlibs leaves out: the global table `mounted`, with which scripts
+ * read mounted files. They cannot change them. */
 QZ_API int QZ_luaopen_mounted(lua_State* state);
 
 QZ_EXTERN_C_END

@@ -1,9 +1,9 @@
-/* The vectors that Lua::Config reads, for hosts that have no classes of these names. C++ only, for
+/* The vectors that Lua::Config reads, for hosts without classes of these names. C++ only, for
  * programs built by the library's compiler.
  *
- * Hosts that do have them (numbers in a row, nothing else) include their own headers in place of
- * this one, never both; either kind links against the same library, which only ever sees the
- * memory. A default vector is all zero. Indices run from 0.
+ * Hosts with such classes of their own, which hold the numbers in a row and nothing else, include
+ * their own headers in place of this one, never both. The library only accesses the memory of a
+ * vector, so it works with both. A default vector is all zero. Indices run from 0.
  */
 #ifndef QZCORE_LUA_VECTORS_H
 #define QZCORE_LUA_VECTORS_H
