@@ -1,12 +1,11 @@
 /* The memory of messages: buffers of 1024 bytes, and chunks that refer to parts of them. C++ only,
  * for programs built by the library's compiler.
  *
- * Chunks link up to chains, which is what messages consist of. Taking a part of a chain makes new
- * chunks over the same bytes and copies nothing. All of it comes from pools, so what is released is
- * used again at once; where memory runs out the result is a null pointer.
+ * A message is a chain of chunks. Taking a part of a chain makes new chunks over the same bytes and
+ * copies no bytes. Buffers and chunks come from pools, so their memory is reused at once. If memory
+ * runs out, the result is a null pointer.
  *
- * Chunks may be held and released on any thread. A chain must not be changed by one thread while
- * another walks it.
+ * Any thread may hold and release chunks. No thread may change a chain while another reads it.
  */
 #ifndef QZCORE_MAIL_CHUNK_H
 #define QZCORE_MAIL_CHUNK_H
@@ -26,13 +25,13 @@ class QZ_API Buffer : private Mem::Shared {
 public:
     static constexpr uint64_t kCapacity = 1024;
 
-    /* A new buffer. */
+    /* Returns a new buffer, or null if there is no memory. */
     static Mem::Ptr<Buffer> make();
 
     unsigned char* data() const { return data_; }
     unsigned char* end() const { return end_; }
 
-    static void* operator new(size_t) = delete; /* they come from the pool alone */
+    static void* operator new(size_t) = delete; /* only the pool makes them */
     static void operator delete(void* item);    // NOLINT(*-new-delete-overloads,cert-dcl54-cpp)
 
     /* Lives as long as the library. */
@@ -53,24 +52,25 @@ private:
 /* A range of a buffer's bytes, and the chunk that follows it in its chain. */
 class QZ_API Chunk : private Mem::Shared {
 public:
-    /* A single chunk of fresh bytes to write to: 1 to `n` of them, and never more than 1024. Small
-     * requests from any thread get parts of one buffer, one after the other. Null if n is 0. */
+    /* Returns a single chunk of uninitialised bytes to write to: at least 1, at most `n` and at
+     * most 1024. Small requests of all threads get successive parts of one buffer. Null if n is 0.
+     */
     static Mem::Ptr<Chunk> try_alloc(uint64_t n);
 
-    /* A chain of fresh bytes, `n` in all. Null if n is 0, or more than there can be memory for. */
+    /* Returns a chain of `n` uninitialised bytes. Null if n is 0 or too large. */
     static Mem::Ptr<Chunk> alloc(uint64_t n);
 
-    /* The bytes of this chunk alone. */
+    /* The bytes of this chunk, without the chunks that follow it. */
     unsigned char* begin() const { return begin_; }
     unsigned char* end() const { return end_; }
     uint64_t size() const { return static_cast<uint64_t>(end_ - begin_); }
 
     const Mem::Ptr<Chunk>& next() const { return next_; }
 
-    /* The bytes of the chain that starts here. */
+    /* The number of bytes of the chain that starts with this chunk. */
     uint64_t totalSize() const;
 
-    static void* operator new(size_t) = delete; /* they come from the pool alone */
+    static void* operator new(size_t) = delete; /* only the pool makes them */
     static void operator delete(void* item);    // NOLINT(*-new-delete-overloads,cert-dcl54-cpp)
 
     /* Lives as long as the library. */
@@ -80,13 +80,13 @@ protected:
     Chunk(Mem::Ptr<Buffer> buffer, unsigned char* begin, unsigned char* end);
     ~Chunk() override;
 
-    /* Parts of this chunk alone, as new chunks: its first `n` bytes, or all if it has fewer; and
-     * what comes after them. Null if that is nothing, or there is no memory. */
+    /* Return a part of this chunk as a new chunk: head its first `n` bytes, or all if it has fewer;
+     * tail the bytes after those. Null if the part is empty, or there is no memory. */
     Mem::Ptr<Chunk> head(uint64_t n) const;
     Mem::Ptr<Chunk> tail(uint64_t n) const;
 
-    /* The same for the chain that starts here: all of that part or null. What follows the first
-     * chunk of rafter's result is shared with this chain. */
+    /* The same for the chain that starts with this chunk; the result is the whole part or null. The
+     * chunks behind the first one of rafter's result are shared with this chain. */
     Mem::Ptr<Chunk> rbefore(uint64_t n) const;
     Mem::Ptr<Chunk> rafter(uint64_t n) const;
 
@@ -111,15 +111,15 @@ class QZ_API Chain {
 public:
     Chain() = default;
 
-    /* Links the chain `chunks`, which may be null, behind this one and changes its last chunk: that
-     * has to be the caller's alone, or of a message that is being written. */
+    /* Appends the chain `chunks`, which may be null. This changes the last chunk of the chain so
+     * far, which nobody else may be using, unless it belongs to a message that is being written. */
     void append(Mem::Ptr<Chunk> chunks);
 
-    /* Takes the first chunk off and detaches it from those that follow; null if there is none. Only
-     * for chunks that are the caller's alone. */
+    /* Removes the first chunk and detaches it from those that follow; null if there is none. Nobody
+     * else may be using the chunks. */
     Mem::Ptr<Chunk> pop();
 
-    /* Takes the whole chain and leaves this one empty. */
+    /* Returns the whole chain and leaves this one empty. */
     Mem::Ptr<Chunk> take();
 
     const Mem::Ptr<Chunk>& first() const { return first_; }

@@ -14,10 +14,10 @@
 
 namespace Mail {
 
-/* What the handles to a message share. */
+/* The body of a message, which its handles share. */
 class QZ_API MsgImpl : private Mem::Shared {
 public:
-    static void* operator new(size_t) = delete; /* they come from the pool alone */
+    static void* operator new(size_t) = delete; /* only the pool makes them */
     static void operator delete(void* item);    // NOLINT(*-new-delete-overloads,cert-dcl54-cpp)
 
     /* Lives as long as the library. */
@@ -34,7 +34,7 @@ private:
     MsgImpl() = default;
     ~MsgImpl() override;
 
-    /* False if the bytes would be too many. */
+    /* Returns false if there would be too many bytes. */
     QZ_LOCAL bool append(Mem::Ptr<Chunk> chain);
 
     uint32_t address_ = 0;
@@ -44,44 +44,43 @@ private:
     Chain data_;
 };
 
-/* A handle to a message; copies share it. Its bytes are written with a Mail::Writer and read with a
- * Mail::Reader, both of which keep it alive.
+/* A handle to a message; copies of the handle share the message. Bytes are written with a
+ * Mail::Writer and read with a Mail::Reader, both of which keep the message alive.
  *
- * A handle to nothing may be used like any other: it has no bytes, keeps nothing, and is delivered
- * to nobody. Several threads may read one message at once while nobody changes it. */
+ * An empty handle may be used like any other: it has no bytes, stores nothing, and is not
+ * delivered. Several threads may read one message at once while nobody changes it. */
 class QZ_API Message {
 public:
     /* The most bytes a message can have. */
     static constexpr uint64_t kMaxSize = 65535;
 
-    /* A handle to nothing. */
+    /* Makes an empty handle. */
     Message() = default;
 
-    /* A new message without bytes. A handle to nothing if there is no memory. */
+    /* Makes a message without bytes, or an empty handle if there is no memory. */
     explicit Message(uint32_t address);
 
     explicit operator bool() const { return static_cast<bool>(body_); }
 
-    /* The mailbox that it is for. */
+    /* The address of the mailbox that the message is for. */
     uint32_t getAddress() const { return body_ ? body_->address_ : 0; }
     void setAddress(uint32_t address);
 
-    /* Two words for the application to use as it likes, 0 at first. The library does not look at
-     * them, and they are not part of the bytes. */
+    /* Two numbers for the application's own use, 0 at first. The library does not use them, and
+     * they are not part of the bytes. */
     uint32_t getTag() const { return body_ ? body_->tag_ : 0; }
     void setTag(uint32_t tag);
     uint64_t getUserData() const { return body_ ? body_->userData_ : 0; }
     void setUserData(uint64_t data);
 
-    /* How many bytes it has. */
+    /* The number of bytes. */
     uint64_t getSize() const { return body_ ? body_->size_ : 0; }
 
-    /* Copies its first bytes, up to n, to `out`, and returns how many: for files, sockets, hashes.
-     */
+    /* Copies the first bytes, up to n, to `out`, and returns their number. */
     uint64_t getBytes(void* out, uint64_t n) const;
 
-    /* Puts n bytes behind those that it has, as a Mail::Writer would. False, with nothing added, if
-     * they would be more than kMaxSize, there is no memory, or this is a handle to nothing. */
+    /* Appends n bytes, as a Mail::Writer would. Returns false, with nothing appended, if the
+     * message would have more than kMaxSize bytes, there is no memory, or the handle is empty. */
     bool addBytes(const void* data, uint64_t n);
 
     friend bool operator==(const Message& a, const Message& b) { return a.body_ == b.body_; }

@@ -1,5 +1,5 @@
-/* Pools of objects of one size, recycled instead of returned to the heap. C++ only, for programs
- * built by the library's compiler. */
+/* Pools of objects of one size, which are reused instead of returned to the heap. C++ only, for
+ * programs built by the library's compiler. */
 #ifndef QZCORE_MAIL_POOL_H
 #define QZCORE_MAIL_POOL_H
 
@@ -14,30 +14,32 @@
 
 namespace Mem {
 
-/* Items of one size, carved out of large blocks. The item freed last is handed out first. A block
- * lies between 64 KiB of address space on either side that may not be touched, so running past its
- * end faults at once.
+/* Hands out items of one size, which are parts of large blocks. The item freed last is handed out
+ * first. On either side of a block 64 KiB of address space are inaccessible, so an overrun faults
+ * at once.
  *
- * A pool grows up to 8192 blocks and gives them back when it is destroyed, not before. Every
- * function may be called from any thread. */
+ * A pool grows up to 8192 blocks, and frees them only when it is destroyed. Any thread may call its
+ * functions. */
 class Pool {
 public:
-    /* Items of `itemSize` bytes, at least 8, one right after the other: what alignment they have
-     * follows from their size. A block is `itemsPerBlock` of them, rounded up to 128 KiB; if that
-     * is nothing, or more than a size can say, the pool has no items to give. */
+    /* Items have `itemSize` bytes, at least 8, and follow each other without a gap, so their size
+     * determines their alignment. A block holds `itemsPerBlock` items and is rounded up to a
+     * multiple of 128 KiB. If itemsPerBlock is 0, or a block would be larger than a size_t can say,
+     * alloc returns null. */
     QZ_API Pool(uint64_t itemSize, uint32_t itemsPerBlock);
 
-    /* No item may be used any more. */
+    /* No item may be in use. */
     QZ_API ~Pool();
 
     Pool(const Pool&) = delete;
     Pool& operator=(const Pool&) = delete;
 
-    /* An item with undefined contents, or null if the pool is full or the system has no memory. */
+    /* Returns an item with undefined contents, or null if the pool is full or the system has no
+     * memory. */
     QZ_API void* alloc();
 
-    /* Takes an item back; null is ignored. That it is this pool's and not free already is the
-     * caller's business. */
+    /* Takes an item back; null is ignored. The item must be from this pool, and not be free
+     * already. */
     QZ_API void free(void* item);
 
 private:
@@ -56,8 +58,8 @@ private:
     uint64_t blockSize_;
 };
 
-/* The pool of one class. A class whose objects return to their pool by themselves says so with an
- * operator of its own, and descends from Mem::Shared:
+/* The pool of one class. A class derived from Mem::Shared can have an operator delete that returns
+ * its objects to their pool:
  *
  *     class Order : public Mem::Shared {
  *         static void* operator new(size_t) = delete;
@@ -65,14 +67,13 @@ private:
  *         ...
  *     Mem::Ptr<Order> order = pool.make(arguments);
  *
- * Blocks start at pages and items follow each other without a gap, so every item is aligned as T
- * asks for. */
+ * Every item is aligned for T. */
 template<class T>
 class PoolOf : public Pool {
 public:
     explicit PoolOf(uint32_t itemsPerBlock) : Pool(sizeof(T), itemsPerBlock) {}
 
-    /* A new object, or null if the pool has no item to give. */
+    /* Returns a new object, or null if the pool has no item. */
     template<class... Arguments>
     Ptr<T> make(Arguments&&... arguments) {
         void* const item = alloc();

@@ -1,8 +1,8 @@
-/* Delivering messages to whoever is registered under their address. C++ only, for programs built by
- * the library's compiler.
+/* Delivers messages to the mailboxes that are registered under their addresses. C++ only, for
+ * programs built by the library's compiler.
  *
- * There is no queue and no thread: a message is handled within send(), on the sender's thread. The
- * process's own server is `globalMail`.
+ * There is no queue and no thread: a message is handled within send(), on the sender's thread.
+ * `globalMail` is the server of the process.
  */
 #ifndef QZCORE_MAIL_SERVER_H
 #define QZCORE_MAIL_SERVER_H
@@ -21,69 +21,70 @@
 
 namespace Mail {
 
-/* A receiver; derive from it. The server and everybody who sends to it keep it alive. Made with new
- * and held by a pointer that counts: Mem::Ptr<Mail::Mailbox>(new Tower). */
+/* The base class of receivers. The server keeps a mailbox alive, and so do threads that are sending
+ * to it. Make it with new, and hold it by a Mem::Ptr: Mem::Ptr<Mail::Mailbox>(new Tower). */
 class QZ_API Mailbox : public Mem::Shared {
 public:
     explicit Mailbox(uint32_t ownAddress = 0) : address(ownAddress) {}
     ~Mailbox() override;
 
-    /* Under which it is registered, and it must not change while it is: the server goes by the
-     * address that a mailbox had when it was added. */
+    /* The address under which it is registered. Do not change it while the mailbox is registered:
+     * the server uses the address that the mailbox had when it was added. */
     uint32_t address;
 
-    /* Handles a message and says whether it was accepted. Runs on the sender's thread, on several
-     * at once if several send. It may do anything, send and unregister its own mailbox included.
-     * Messages are shared: what is to be changed is to be copied. */
+    /* Handles a message and returns whether it was accepted. It runs on the sender's thread, and on
+     * several threads at once if they send at once. It may call any function, even send, or
+     * removeMailbox for its own mailbox. Messages are shared: copy a message before you change it.
+     */
     virtual bool receive(const Message& message) = 0;
 };
 
-/* Any thread may call anything at any time, and nothing of it throws but what a mailbox throws. */
+/* Any thread may call any function at any time. Only exceptions of a mailbox are thrown. */
 class QZ_API Server {
 public:
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
     virtual ~Server();
 
-    /* Registers a mailbox under its own address. Who comes first stays: a mailbox whose address
-     * is taken is ignored, and so is null. Nor is one registered if there is no memory for it;
-     * getMailbox tells. */
+    /* Registers a mailbox under its own address. Null is ignored, and so is a mailbox whose address
+     * is taken, or for which there is no memory; getMailbox tells whether it is registered. */
     virtual void addMailbox(const Mem::Ptr<Mailbox>& mailbox) = 0;
 
-    /* Makes an address free again. Does nothing if it is. A thread that began to send to the
-     * mailbox before may still call its receive() after this. */
+    /* Removes the mailbox at an address. Does nothing if there is none. A thread that began to send
+     * to the mailbox before may still call its receive() after this. */
     virtual void removeMailbox(uint32_t address) = 0;
 
-    /* Lets the receiver at the message's address handle it and returns its result; false if there
-     * is none, or no message. What a writer that has not finished wrote is not in the message. */
+    /* Calls receive() of the mailbox at the message's address and returns its result; false if
+     * there is no mailbox, or the handle is empty. Bytes of a writer that has not finished are not
+     * in the message. */
     virtual bool send(const Message& message) = 0;
 
-    /* The mailbox at an address, or null. */
+    /* Returns the mailbox at an address, or null. */
     virtual Mem::Ptr<Mailbox> getMailbox(uint32_t address) = 0;
 
 protected:
     Server() = default;
 };
 
-/* The server. Addresses below a size are found at once, all others by way of a hash table. Senders
- * do not wait for each other, however many there are, but for threads that add and remove
+/* The implementation. Addresses below `directSize` are found by an index, all others by a hash
+ * table. Senders do not wait for each other; they wait only for threads that add and remove
  * mailboxes. */
 class QZ_API ServerImpl : public Server {
 public:
-    /* Throws std::bad_alloc if there is no memory for that many. */
+    /* Throws std::bad_alloc if there is no memory for `directSize` addresses. */
     explicit ServerImpl(uint32_t directSize);
 
-    /* close(). Nobody may use it any more. */
+    /* Calls close(). Nobody may be using the server. */
     ~ServerImpl() override;
 
-    /* Lets go of all mailboxes and takes no others, as at the end of a process, when other threads
-     * may still be sending: to them, there is nobody. */
+    /* Removes all mailboxes and registers no others. Other threads may still be sending, as at the
+     * end of a process; they find no mailbox. */
     void close();
 
     void addMailbox(const Mem::Ptr<Mailbox>& mailbox) override;
     void removeMailbox(uint32_t address) override;
 
-    /* Looks the receiver up with getMailbox, so a derived server may find it in another way. */
+    /* Finds the mailbox with getMailbox, which a derived server may override. */
     bool send(const Message& message) override;
 
     Mem::Ptr<Mailbox> getMailbox(uint32_t address) override;
@@ -98,10 +99,10 @@ private:
     QZ_LOCAL Mem::Ptr<Mailbox> take(uint32_t address);
     QZ_LOCAL Mem::Ptr<Mailbox> find(uint32_t address) const;
 
-    Sync::Futex lock_;    /* of those who change something, and of those who then want to read */
+    Sync::Futex lock_;    /* of threads that change mailboxes, and of readers meanwhile */
     uint32_t directSize_; /* 0 when it is closed */
     Direct direct_;
-    Overflow overflow_; /* keeps the mailboxes, in the order in which they are let go */
+    Overflow overflow_; /* holds the mailboxes, in the order of release */
     bool isClosed_ = false;
     std::unique_ptr<Directory> directory_; /* finds them */
 };

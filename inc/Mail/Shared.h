@@ -1,8 +1,7 @@
-/* Objects that live as long as somebody refers to them. C++ only, for programs built by the
- * library's compiler.
+/* Reference-counted objects. C++ only, for programs built by the library's compiler.
  *
- * The count of references may change on any threads at once; a single Mem::Ptr, like any pointer,
- * belongs to one thread at a time.
+ * Threads: the count is atomic, so several threads may hold references to one object. A single
+ * Mem::Ptr, like any pointer, is for one thread at a time.
  */
 #ifndef QZCORE_MAIL_SHARED_H
 #define QZCORE_MAIL_SHARED_H
@@ -19,9 +18,9 @@ namespace Mem {
 template<class T>
 class Ptr;
 
-/* The base of what a Mem::Ptr refers to. The last Ptr to let go deletes the object, on its own
- * thread; a class whose memory comes from a pool has an `operator delete` that returns it there. An
- * object that no Ptr has taken yet has no references, and is its maker's. */
+/* The base of objects that a Mem::Ptr refers to. The thread that releases the last Ptr deletes the
+ * object; a class whose memory comes from a pool has an `operator delete` that returns it there.
+ * Until a Ptr takes a new object, it has no references, and its maker owns it. */
 class QZ_API Shared {
 public:
     Shared(const Shared&) = delete;
@@ -37,8 +36,8 @@ private:
 
     void retain() { ++refCount_; }
 
-    /* True if that was the last reference. Whoever holds the only one need not count down: nobody
-     * else can take another. */
+    /* Returns true if that was the last reference. The holder of the only reference need not count
+     * down, because nobody else can take another. */
     bool release() { return refCount_.get() == 1 || --refCount_ == 0; }
 
     void destroy() { delete this; }
@@ -46,15 +45,15 @@ private:
     Sync::Counter refCount_;
 };
 
-/* A reference to a T, which descends from Mem::Shared, or to nothing. A class that derives
- * from Mem::Shared privately declares `template<class> friend class Mem::Ptr`. */
+/* A reference to a T, which is derived from Mem::Shared, or null. A class that derives from
+ * Mem::Shared privately declares `template<class> friend class Mem::Ptr`. */
 template<class T>
 class Ptr {
 public:
     Ptr() = default;
     Ptr(std::nullptr_t) {}
 
-    /* Takes a reference of its own. */
+    /* Adds a reference. */
     explicit Ptr(T* object) : object_(object) { retain(); }
 
     Ptr(const Ptr& other) : object_(other.object_) { retain(); }
@@ -83,11 +82,12 @@ public:
     T* operator->() const { return object_; }
     explicit operator bool() const { return object_ != nullptr; }
 
-    /* Lets go without giving the reference up: it is the caller's then. */
+    /* Becomes null without releasing the reference, which the caller then owns. */
     T* detach() noexcept { return std::exchange(object_, nullptr); }
 
-    /* Gives the reference up, but if it is the last one, the object is not deleted and is the
-     * caller's: a chain of objects can so be taken apart in a loop. Else null. */
+    /* Releases the reference. If it was the last one, the object is not deleted but returned, and
+     * the caller owns it; otherwise returns null. With this a chain of objects can be deleted in a
+     * loop. */
     T* detachIfLast() {
         T* const object = detach();
         return object != nullptr && base(object).release() ? object : nullptr;

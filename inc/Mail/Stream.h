@@ -1,5 +1,5 @@
-/* Writing messages and reading them, as bytes and as fields of bits. C++ only, for programs built
- * by the library's compiler.
+/* Writes and reads messages, as bytes and as fields of bits. C++ only, for programs built by the
+ * library's compiler.
  *
  *     Mail::Message message(kAddress);
  *     {
@@ -13,16 +13,17 @@
  *     const unsigned int kind = reader.get(3);
  *     const float speed = reader.readHalf();
  *
- * A message says nothing about what it holds: its meaning is the order of the reads, which mirrors
- * that of the writes. Fields follow each other bit by bit, the most significant bit first;
- * docs/formats/message.md has the format in full.
+ * A message has no description of its contents: read the fields in the order in which they were
+ * written, with the same widths. Fields follow each other without gaps, the most significant bit
+ * first; docs/formats/message.md describes the format.
  *
- * Bits are written and read without a word about errors. What is read past the end is zero; what
- * would make a message too long, or finds no memory, is dropped as a whole; a width outside its
- * range gives any bits, but as many on both sides. Any bytes may be read in any way.
+ * Single reads and writes report no errors. Bits read past the end are zero. If a message would
+ * become too long, or memory runs out, everything that the writer wrote is dropped. A width outside
+ * its range gives undefined bits, but as many in the writer as in the reader. It is safe to read
+ * any bytes in any way.
  *
- * A reader or writer belongs to one thread at a time. Several threads may read one message at once,
- * but nobody may write to a message that is being read.
+ * Threads: a reader or writer is for one thread at a time. Several threads may read one message at
+ * once, but nobody may write to a message that is being read.
  */
 #ifndef QZCORE_MAIL_STREAM_H
 #define QZCORE_MAIL_STREAM_H
@@ -48,19 +49,19 @@ namespace Mail {
 
 namespace detail {
 
-/* The bytes in the other order, in a form that compilers know for their one instruction. */
+/* Reverses the bytes, in a form that compilers turn into one instruction. */
 constexpr uint32_t swapBytes(uint32_t word) {
     return word << 24 | (word & 0xFF00) << 8 | (word >> 8 & 0xFF00) | word >> 24;
 }
 
 } // namespace detail
 
-/* Writes bytes into buffers as they come, and hands them out as a chain. */
+/* Writes bytes into buffers and returns them as a chain. */
 class ByteWriter {
 public:
     QZ_API ByteWriter();
 
-    /* Drops what was written if end() has not been called. */
+    /* Drops the written bytes if end() has not been called. */
     QZ_API ~ByteWriter();
 
     ByteWriter(const ByteWriter&) = delete;
@@ -68,11 +69,12 @@ public:
 
     QZ_API ByteWriter& putData(const void* data, uint64_t n);
 
-    /* The `nbytes` low bytes of a number, the most significant first. 1 to 4; more count as 4. */
+    /* Writes the `nbytes` low bytes of a number, 1 to 4, the most significant first. More count as
+     * 4. */
     QZ_API ByteWriter& putInt(int value, uint64_t nbytes);
 
-    /* The chain of everything written, and the end of the writer: what is written afterwards is
-     * dropped. Null if nothing was written, or there was not enough memory for all of it. */
+    /* Returns the chain of everything written and ends the writer: later bytes are dropped. Null if
+     * nothing was written, or there was not enough memory for all of it. */
     QZ_API Mem::Ptr<Chunk> end();
 
 private:
@@ -94,45 +96,44 @@ private:
     unsigned char* end_ = nullptr;
 };
 
-/* Reads the bytes of chains, which stay as they are. */
+/* Reads the bytes of chains, without changing the chains. */
 class ByteReader {
 public:
     ByteReader() = default;
 
-    /* add(chain): nothing to read if there is no memory for it. */
+    /* Calls add(chain); if there is no memory for that, there is nothing to read. */
     QZ_API explicit ByteReader(const Mem::Ptr<Chunk>& chain);
 
     ByteReader(const ByteReader&) = delete;
     ByteReader& operator=(const ByteReader&) = delete;
 
-    /* Goes on with this chunk and those that follow it, and forgets what else there was to read.
-     * Returns false if the chunk is null: then there is nothing to read. */
+    /* Drops everything left to read, and reads this chunk and those that follow it. Returns false
+     * if the chunk is null; then there is nothing to read. */
     QZ_API bool init(const Mem::Ptr<Chunk>& chunk);
 
-    /* What to read after everything that there is to read. The chain is looked at now: chunks that
-     * are linked behind it later are not read. Null is ignored. False, with nothing added, if there
-     * is no memory. */
+    /* Adds a chain behind everything left to read. Chunks that are appended to the chain later are
+     * not read. Null is ignored. Returns false, with nothing added, if there is no memory. */
     QZ_API bool add(const Mem::Ptr<Chunk>& chain);
 
-    /* Copies up to n bytes and returns how many there were. */
+    /* Copies up to n bytes and returns their number. */
     QZ_API uint64_t getData(void* out, uint64_t n);
 
-    /* The next n bytes, or as many as there are, as a chain of their own over the same memory. Null
-     * if that is none, or there is no memory: then nothing has been read. */
+    /* Returns the next n bytes, or fewer at the end, as a new chain over the same memory. Null if
+     * there are none, or there is no memory; then nothing has been read. */
     QZ_API Mem::Ptr<Chunk> getData(uint64_t n);
 
-    /* A number of `nbytes` bytes, the most significant first; 0 if that is none. Only the last four
-     * count. */
+    /* Reads a number of `nbytes` bytes, the most significant first; 0 if nbytes is 0. If there are
+     * more than four, only the last four count. */
     QZ_API int getInt(uint64_t nbytes);
 
-    /* Everything that has not been read, over the same memory; it then has been. Null if that is
-     * nothing, or there is no memory: then nothing has been read. */
+    /* Reads everything that is left, as getData does. Null if nothing is left, or there is no
+     * memory; then nothing has been read. */
     QZ_API Mem::Ptr<Chunk> getRemainingData();
 
 private:
     friend class Reader;
 
-    /* Makes a byte ready at the cursor. False if there are no more. */
+    /* Makes a byte ready at the cursor. False if there is none left. */
     bool prepare() { return cursor_ != end_ || nextChunk(); }
 
     bool nextChunk();
@@ -142,21 +143,20 @@ private:
     void clear();
 
     Mem::Ptr<Chunk> next_;
-    Mem::Ptr<Chunk> tailOfQueue_; // null unless all that follows are the reader's own chunks
+    Mem::Ptr<Chunk> tailOfQueue_; // null unless all chunks that follow are the reader's own
     Mem::Ptr<Buffer> buffer_;
     unsigned char* cursor_ = nullptr;
     unsigned char* end_ = nullptr;
     uint64_t queued_ = 0;
 };
 
-/* What writers and readers have in common: one function that is written for a Stream both writes a
- * structure and reads it.
+/* The base of writers and readers. A function that takes a Stream can both write a structure and
+ * read it.
  *
  *     void exchange(Mail::Stream& stream, Unit& unit) {
  *         stream.transfer(unit.type, 12);
  *         stream.transfer(unit.position);
- *     }
- */
+ *     } */
 class QZ_API Stream {
 public:
     virtual ~Stream();
@@ -166,9 +166,9 @@ public:
 
     bool isWriter() const { return direction_ != 0; }
 
-    /* Writes the low `bits` bits of a number, or of another object that is nothing but its bytes,
-     * or reads them into it; at most its size. Reading leaves its other bits alone, those within
-     * the byte that is read in part excepted: they become 0. */
+    /* Writes or reads the low `bits` bits of a number or another trivially copyable object, at most
+     * its size. Reading does not change the other bytes of the object; the other bits of a byte
+     * that is read in part become 0. */
     template<class T>
     void transfer(T& value, int bits = static_cast<int>(sizeof(T) * 8)) {
         static_assert(std::is_trivially_copyable_v<T>);
@@ -181,61 +181,60 @@ protected:
 
     Stream(Direction direction, const Message& message);
 
-    /* Moves the low `bits` bits of an object in little-endian memory in the stream's direction:
-     * first those of its highest byte, if that is not whole, then whole bytes downwards. Does
-     * nothing if there are no bits. */
+    /* Writes or reads the low `bits` bits of an object in little-endian memory: first the bits of
+     * its highest byte, if that is not whole, then whole bytes downwards. Does nothing if `bits` is
+     * below 1. */
     virtual void stream(void* data, int bits) = 0;
 
     uint32_t direction_;
     Mem::Ptr<MsgImpl> body_;
 };
 
-/* Writes fields of bits behind what a message holds already, from a new byte on.
+/* Writes fields of bits behind the bytes that a message has, beginning with a new byte.
  *
- * The bytes go into the message when the writer is finished or destroyed; until then the message is
- * as it was. If it would have more than 65535 of them, or memory has run out, all that this writer
- * wrote is dropped: a message has all of it or nothing. overflowed() and finish() tell.
- */
+ * The bytes are added to the message when the writer is finished or destroyed; until then the
+ * message does not change. If it would have more than 65535 bytes, or memory has run out,
+ * everything that this writer wrote is dropped. overflowed() and finish() tell. */
 class QZ_API Writer : public Stream, private ByteWriter {
 public:
     explicit Writer(const Message& message);
 
-    /* Finishes, if finish() has not been called. */
+    /* Calls finish(), if that has not been done. */
     ~Writer() override;
 
-    /* Puts the bytes into the message, which may then be sent or read; what is written afterwards
-     * is dropped. Returns whether the message has all that was written. Further calls return the
-     * same.
-     */
+    /* Adds the bytes to the message, which may then be sent or read. What is written later is
+     * dropped. Returns whether the message has everything that was written. Further calls return
+     * the same. */
     bool finish();
 
-    /* How many bytes the message would have if the writer finished now, or has if it did; with it,
-     * a sender knows when to go on in another message. */
+    /* Returns the number of bytes that the message would have if the writer finished now, or has if
+     * it did. Senders use it to know when to begin another message. */
     uint64_t getSize() const;
 
-    /* Whether more was written than the message can take, which is nothing for a handle to nothing,
-     * or memory has run out: then the message gets, or got, nothing of it. */
+    /* Returns whether more was written than the message can take, or memory has run out; then
+     * nothing of it is added to the message. An empty handle can take nothing. */
     bool overflowed() const;
 
-    /* The low `bits` bits of a number, 1 to 25. */
+    /* Writes the low `bits` bits of a number, 1 to 25. */
     void put(unsigned int value, unsigned char bits) {
         const unsigned width = bits < kMaxWidth ? bits : kMaxWidth;
         write(static_cast<uint32_t>(value & ((uint64_t{1} << width) - 1)), width);
     }
 
-    /* A number from 0 to 1 in steps of 1 / (2^bits - 1), the nearest; others become 0 or 1. Up to
-     * 25 bits. */
+    /* Writes a number from 0 to 1, rounded to the nearest multiple of 1 / (2^bits - 1); numbers
+     * outside are written as 0 or 1. Up to 25 bits. */
     void writeFixed(double value, int bits);
 
-    /* A number from -2^(intBits - 1) up to 2^(intBits - 1), in steps of 2^-fracBits, the next one
-     * towards minus infinity; each width up to 25. Below that range is written its lowest number.
+    /* Writes a number from -2^(intBits - 1) up to 2^(intBits - 1), rounded down to a multiple of
+     * 2^-fracBits. Each width is up to 25. A number below the range is written as its lowest
+     * number.
      *
-     * At its top, values of 2^(intBits - 1) up to one more come out at its bottom: with 8 and 4
-     * bits, 128.5 is read as -127.5. From 2^(intBits - 1) + 1 on, the highest number is written.
-     * That is part of the format. */
+     * Values from 2^(intBits - 1) up to one more wrap around to the bottom of the range: with 8 and
+     * 4 bits, 128.5 is read as -127.5. From 2^(intBits - 1) + 1 on, the highest number is written.
+     * Both are part of the format. */
     void writeFixed(double value, int intBits, int fracBits);
 
-    /* As Math::float2half rounds it. 16 bits. */
+    /* Writes 16 bits, rounded as by Math::float2half. */
     void writeHalf(float value);
 
     void stream(void* data, int bits) final {
@@ -251,7 +250,7 @@ public:
 private:
     static constexpr unsigned kMaxWidth = 32;
 
-    /* A field of up to 32 bits, which has no others set. */
+    /* A field of up to 32 bits; its other bits are 0. */
     void write(uint32_t field, unsigned width) {
         bits_ = bits_ << width | field;
         bitCount_ += width;
@@ -267,8 +266,8 @@ private:
         store(static_cast<uint32_t>(bits_ >> bitCount_));
     }
 
-    /* Four bytes anywhere. A type of its own, so that storing them is known not to change the
-     * writer, whose state can then stay in registers from field to field. */
+    /* Four bytes, unaligned. With this type the compiler knows that storing them does not change
+     * the writer, and keeps the writer's state in registers. */
 #pragma pack(push, 1)
     struct Word {
         uint32_t bytes;
@@ -299,33 +298,33 @@ private:
     State state_ = State::open;
 };
 
-/* Reads a message from its start. Behind its end there are zeros, as many as are asked for: ask
- * overran() once everything is read, before what was read is believed. */
+/* Reads a message from its start. Reads past its end give zeros: when everything is read, call
+ * overran() before you trust the values. */
 class QZ_API Reader : public Stream, private ByteReader {
 public:
-    /* Of a new message without bytes. */
+    /* Make a reader of a new message without bytes. */
     Reader();
     explicit Reader(const Var::Nil& nil);
 
     explicit Reader(const Message& message);
     ~Reader() override;
 
-    /* A number of 1 to 25 bits. */
+    /* Reads a number of 1 to 25 bits. */
     unsigned int get(unsigned char bits) {
         const unsigned width = bits < kMaxWidth ? bits : kMaxWidth;
         return read(width);
     }
 
-    /* What Writer's functions of such names wrote. */
+    /* Read what writeFixed and writeHalf of Writer wrote. */
     double readFixed(int bits);
     double readFixed(int intBits, int fracBits);
     float readHalf();
 
-    /* Whether all bytes have been read. Of the last one, bits may be left: a writer fills it up
-     * with zeros. */
+    /* Returns whether all bytes have been read. Bits of the last byte may be left, which the writer
+     * has filled with zeros. */
     bool isAtEnd();
 
-    /* Whether more was read than the message holds. */
+    /* Returns whether more was read than the message holds. */
     bool overran() const { return missing_ > bitCount_; }
 
     void stream(void* data, int bits) final {
@@ -370,9 +369,9 @@ private:
     void readObject(unsigned char* data, int bits);
     QZ_LOCAL void init();
 
-    uint64_t bits_ = 0;     /* the low bitCount_ of them were fetched and not yet read */
+    uint64_t bits_ = 0;     /* the low bitCount_ of them were fetched but not read */
     uint64_t bitCount_ = 0; /* 0 to 31 */
-    uint64_t missing_ = 0;  /* of those fetched, as many at the end were not in the message */
+    uint64_t missing_ = 0;  /* the number of fetched bits that were past the end */
 };
 
 } // namespace Mail
