@@ -1,9 +1,9 @@
 /* Square matrices of two, three or four rows. C++ only, for programs built by the library's
  * compiler.
  *
- * Everything here is inline, so that a loop over matrices is not a loop of calls; the library
- * exports the same functions besides. Inline code follows the host's compiler flags: where those
- * allow multiplications and additions to be fused, last bits differ from the library's own.
+ * All functions are inline, so that a loop over matrices makes no calls; the library also exports
+ * them. Inline code follows the host's compiler flags: if they allow fused multiplications and
+ * additions, last bits differ from those of the library.
  */
 #ifndef QZCORE_MATH_MATRIX_H
 #define QZCORE_MATH_MATRIX_H
@@ -12,7 +12,7 @@
 
 namespace Math {
 
-/* N is 2, 3 or 4; T is float or double. A default one is all zero. */
+/* N is 2, 3 or 4; T is float or double. A default matrix is all zero. */
 template<int N, typename T>
 struct Matrix {
     static_assert(N >= 2 && N <= 4);
@@ -42,8 +42,8 @@ inline void multiply(Matrix<N, T>& out, const Matrix<N, T>& a, const Matrix<N, T
 
 /* out = the inverse of the affine matrix m = [[A, t], [0, 1]].
  *
- * The columns of A, the upper left block, must be orthogonal to each other; they may have any
- * length other than zero, which gives infinities or not-a-number. The last row of m is not read. */
+ * The columns of A, the upper left block, must be orthogonal to each other, and may have any
+ * length. A length of zero gives infinities or not-a-number. The last row of m is not read. */
 template<int N, typename T>
 inline void invertOrtho(Matrix<N, T>& out, const Matrix<N, T>& m);
 
@@ -78,19 +78,19 @@ inline void transpose(Matrix<N, T>& out, const Matrix<N, T>& in) {
 namespace detail {
 
 #if defined(__GNUC__)
-/* N elements that compilers keep in a vector register, whatever the level of optimisation; three do
- * not fill one. Never passed to functions: how that is done depends on the host's flags. */
+/* N elements that compilers keep in a vector register at every level of optimisation; three do not
+ * fill one. They are not passed to functions, because the host's flags decide how that is done. */
 template<int N, typename T>
 struct Row {
     typedef T Type __attribute__((vector_size(N * sizeof(T))));
 
-    /* In memory, aligned as its elements only. */
+    /* A row in memory, aligned as one element. */
     struct __attribute__((packed, may_alias)) Stored {
         Type row;
     };
 };
 #else
-/* The same for compilers without such types; these let any structure name what is in memory. */
+/* The same for compilers without such types, which let any structure alias memory. */
 template<int N, typename T>
 struct Row {
     struct Type {
@@ -124,7 +124,7 @@ struct Row {
 
 template<int N, typename T>
 inline void multiply(Matrix<N, T>& out, const Matrix<N, T>& a, const Matrix<N, T>& b) {
-    /* Row by row: a row of `out` is written when the same row of `a` and all of `b` are read. */
+    /* A row of `out` is written after the same row of `a` and all of `b` were read. */
     if constexpr (N == 3) {
         const Matrix<N, T> right = b;
         for (int i = 0; i < N; ++i) {

@@ -2,14 +2,14 @@
  * compiler.
  *
  * Angles are in radians. The engine's axes: Y is up, X is forward. float and double follow the same
- * rules, each computed in its own precision unless said otherwise. Thresholds and degenerate
- * results are part of the contract: other code and stored data depend on them.
+ * rules, each in its own precision unless said otherwise. Thresholds and degenerate results are
+ * part of the contract: other code and stored data depend on them.
  *
- * Small operations are inline, so that a loop over rotations is not a loop of calls; the library
- * exports them besides. Inline code follows the host's compiler flags: where those allow
- * multiplications and additions to be fused, last bits differ, and with -ffast-math nothing is
- * promised for not-a-number. Everything with a threshold other than normalize is compiled in the
- * library and the same for every host.
+ * Small operations are inline, so that a loop over rotations makes no calls; the library also
+ * exports them. Inline code follows the host's compiler flags: if they allow fused multiplications
+ * and additions, last bits differ, and with -ffast-math results for not-a-number are undefined. All
+ * functions with a threshold, except normalize, are compiled in the library and give every host the
+ * same results.
  */
 #ifndef QZCORE_MATH_ROTATION3_H
 #define QZCORE_MATH_ROTATION3_H
@@ -30,7 +30,7 @@ namespace Math {
 /* The sequence of axes for setEulerAngles, the first one leftmost. */
 enum class RotationOrder { XYZ = 0, YZX = 1, ZXY = 2, XZY = 3, YXZ = 4, ZYX = 5 };
 
-/* T is float or double. A default one is the identity. */
+/* T is float or double. A default rotation is the identity. */
 template<typename T>
 struct Rotation3 {
     T x = 0;
@@ -38,58 +38,64 @@ struct Rotation3 {
     T z = 0;
     T w = 1; /* the scalar part, last in memory */
 
-    /* Turns by `angle` about `axis`, which may have any length; a zero axis gives not-a-number. */
+    /* Sets a turn by `angle` about `axis`, which may have any length; a zero axis gives
+     * not-a-number. */
     QZ_API void setAngleAxis(T angle, const Vector<3, T>& axis);
 
-    /* angle = 2 acos(w), from 0 to 2 pi; axis has length 1. Nothing is validated: the identity
-     * gives a not-a-number axis, and w beyond 1 a not-a-number angle. */
+    /* angle = 2 acos(w), from 0 to 2 pi; axis has length 1. There are no checks: the identity gives
+     * a not-a-number axis, and w beyond 1 a not-a-number angle. */
     QZ_API void getAngleAxis(T& angle, Vector<3, T>& axis) const;
 
-    /* The product q(first) q(second) q(third) of rotations about the order's three axes. A value
-     * that is no order gives the identity. */
+    /* Sets the product q(first) q(second) q(third) of rotations about the order's three axes. An
+     * invalid order gives the identity. */
     QZ_API void setEulerAngles(RotationOrder order, T first, T second, T third);
 
-    /* The product of a turn by yaw about Y, by pitch about Z, and by roll about X. */
+    /* Sets the product of a turn by yaw about Y, by pitch about Z, and by roll about X. */
     QZ_API void setYawPitchRoll(T yaw, T pitch, T roll);
 
-    /* The inverse: pitch from -pi/2 to pi/2, yaw from 0 to 2 pi, roll from -pi to pi.
+    /* The inverse of setYawPitchRoll: pitch from -pi/2 to pi/2, yaw from 0 to 2 pi, roll from -pi
+     * to pi.
      *
-     * Yaws from -1e-6 to 0 stay negative; others below 0 get 6.2831855 added, 2 pi in single
-     * precision, for double too. Looking straight up or down (a cosine of the pitch not
-     * above 1e-6), yaw and roll are 0. A roll whose sine times the cosine of the pitch is within
-     * 1e-6 of zero comes out positive. */
+     * A yaw from -1e-6 to 0 stays negative; to a yaw below that, 6.2831855 is added, which is 2 pi
+     * in single precision, for double too. Looking straight up or down (the cosine of the pitch is
+     * not above 1e-6), yaw and roll are 0. If the sine of the roll times the cosine of the pitch is
+     * within 1e-6 of zero, roll is positive. */
     QZ_API void getYawPitchRoll(T& yaw, T& pitch, T& roll) const;
 
-    /* The shortest turn that takes one unit vector to another. The vectors are not normalised here.
+    /* Sets the shortest turn that takes one unit vector to another. The vectors are not normalised
+     * here.
      *
-     * Opposite vectors have no shortest turn: exactly opposite ones give (0, 0, 0, 0). Callers must
-     * avoid them. */
+     * Callers must avoid opposite vectors, which have no shortest turn: exactly opposite ones give
+     * (0, 0, 0, 0). */
     QZ_API void setFromTo(const Vector<3, T>& from, const Vector<3, T>& to);
 
-    /* Where the rotation takes the X, Y and Z axes; null pointers are left out. */
+    /* Stores the rotated X, Y and Z axes; null pointers are skipped. */
     void getBasis(Vector<3, T>* xAxis, Vector<3, T>* yAxis, Vector<3, T>* zAxis) const;
 
-    /* The rotation whose rotated X, Y and Z axes are the matrix's rows: what getBasis gives. */
+    /* Sets the rotation whose rotated X, Y and Z axes, as getBasis gives them, are the matrix's
+     * rows. */
     QZ_API void fromMatrix(const Matrix<3, T>& axes);
 
-    /* Divides by the length. A length that is zero or not-a-number gives the identity. */
+    /* Divide by the length. A length of zero or not-a-number gives the identity. */
     void normalize();
     Rotation3 normalized() const;
 };
 
-/* The Hamilton product: turns by b, then by a. */
+/* The Hamilton product: a turn by b, then by a. */
 template<typename T>
 inline Rotation3<T> operator*(const Rotation3<T>& a, const Rotation3<T>& b);
 
-/* From `from` (t = 0) to `to` (t = 1) at an even pace along the shorter way; t is not clamped.
- * Where their dot product is negative, `from` counts with all signs changed.
+/* Interpolates from `from` (t = 0) to `to` (t = 1) at constant speed along the shorter way; t is
+ * not clamped. If their dot product is negative, all signs of `from` are changed.
  *
- * From a dot product of 0.95 on it is a plain linear blend, which is not normalised again. */
+ * If the dot product then is 0.95 or more, the result is a linear blend, which is not normalised.
+ */
 template<typename T>
 QZ_API Rotation3<T> slerp(const Rotation3<T>& from, const Rotation3<T>& to,
                           std::type_identity_t<T> t);
 
-/* Eight multiplications in place of sixteen; stored data depends on this form's rounding. */
+/* This form takes eight multiplications in place of sixteen; stored data depends on its rounding.
+ */
 template<typename T>
 inline Rotation3<T> operator*(const Rotation3<T>& a, const Rotation3<T>& b) {
     const T e = (a.x + a.z) * (b.x + b.y);
@@ -123,7 +129,7 @@ inline void Rotation3<T>::getBasis(Vector<3, T>* xAxis, Vector<3, T>* yAxis,
 
 namespace detail {
 
-/* Without <cmath>, which does not bear a host's min and max macros. */
+/* Without <cmath>, which does not compile with a host's min and max macros. */
 #if defined(__GNUC__)
 inline float squareRoot(float value) {
     return __builtin_sqrtf(value);

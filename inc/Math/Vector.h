@@ -1,7 +1,7 @@
 /* Vectors of two, three or four components. C++ only, for programs built by the library's compiler.
  *
- * Plain values of N numbers in a row, without padding: they may be copied by memcpy, stored and
- * sent as they are. A default one is all zero. There is no arithmetic here; the types carry values
+ * Vectors are plain values of N numbers without padding: they may be copied by memcpy, stored and
+ * sent as they are. A default vector is all zero. There is no arithmetic; the types pass values
  * between the library and the host's own mathematics.
  */
 #ifndef QZCORE_MATH_VECTOR_H

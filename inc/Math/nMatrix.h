@@ -6,9 +6,10 @@
  *     covariance.invertByLU();
  *
  * Rows and columns count from 0. Operations on shapes that do not fit each other do not throw; each
- * says what comes out. std::bad_alloc or std::length_error when memory does not suffice.
+ * comment tells the result. Functions throw std::bad_alloc or std::length_error when there is not
+ * enough memory.
  *
- * Threads: an object is for one thread at a time, or for any number that only read it.
+ * Threads: an object is for one thread at a time, or for any number of threads that only read it.
  */
 #ifndef QZCORE_MATH_NMATRIX_H
 #define QZCORE_MATH_NMATRIX_H
@@ -23,7 +24,8 @@ class nMatrix {
 public:
     using Row = qz::vector<T>;
 
-    /* Without rows; n x n or rows x cols, of zeros or filled from the array. */
+    /* Make a matrix without rows; of n x n or rows x cols zeros; or of that shape, filled from the
+     * array. */
     nMatrix() = default;
     QZ_API explicit nMatrix(unsigned n);
     QZ_API nMatrix(unsigned rows, unsigned cols);
@@ -42,7 +44,7 @@ public:
 
     bool isEmpty() const { return rows_.empty(); }
 
-    /* A row, below Rows(). It must keep its length. */
+    /* A row, with an index below Rows(). Its length must not be changed. */
     Row& operator[](unsigned row) { return rows_[row]; }
     const Row& operator[](unsigned row) const { return rows_[row]; }
 
@@ -50,22 +52,22 @@ public:
     QZ_API void init(unsigned rows, unsigned cols, const T* elements);
     QZ_API void init(unsigned n, const T* elements);
 
-    /* A new shape: elements that are in both stay, new ones are 0. */
+    /* Change the shape: elements that are in both shapes stay, new ones are 0. */
     QZ_API void resize(unsigned rows, unsigned cols);
     QZ_API void resize(unsigned n);
 
-    /* Every element becomes 0. */
+    /* Sets every element to 0. */
     QZ_API void null();
 
-    /* No rows are left. */
+    /* Removes all rows. */
     QZ_API void clear();
 
-    /* n x n, with d on the diagonal and 0 elsewhere. */
+    /* Become n x n, with d on the diagonal and 0 elsewhere. */
     QZ_API void diag(unsigned n, const T* d);
     QZ_API void diag(unsigned n, T d);
 
-    /* n x n, with the square root of variances[i] times variances[j] at [i][j]: the covariances of
-     * fully correlated variables: it takes no correlation coefficients. */
+    /* Becomes n x n, with the square root of variances[i] times variances[j] at [i][j]. These are
+     * the covariances of fully correlated variables; there are no correlation coefficients. */
     QZ_API void cov(unsigned n, const T* variances);
 
     /* Delete a row, a column or one of each; an index beyond the last one deletes nothing. */
@@ -73,35 +75,36 @@ public:
     QZ_API void removeCol(unsigned col);
     QZ_API void remove(unsigned row, unsigned col);
 
-    /* A copy without the row and the column. */
+    /* Returns a copy without the row and the column. */
     QZ_API nMatrix getExtract(unsigned row, unsigned col) const;
 
     QZ_API void transpose();
     QZ_API nMatrix getTranspose() const;
 
-    /* Operands of different shapes, or factors of which the first has not as many columns as the
-     * second has rows, give the matrix without rows. */
+    /* The result has no rows if the terms have different shapes, or if the first factor has not as
+     * many columns as the second has rows. */
     QZ_API nMatrix& operator+=(const nMatrix& other);
     QZ_API nMatrix& operator-=(const nMatrix& other);
     QZ_API nMatrix& operator*=(const nMatrix& other);
     QZ_API nMatrix& operator*=(T factor);
 
-    /* The determinant by expansion along the first row, in spite of the name. 0 if the matrix is
-     * empty or not square. The time doubles with each row; from 16 rows on it grows with the
-     * factorial. */
+    /* Returns the determinant by expansion along the first row, in spite of the name; 0 if the
+     * matrix is empty or not square. The time doubles with each row; from 16 rows on it grows with
+     * the factorial. */
     QZ_API T getDeterminantByLeibniz() const;
 
-    /* The determinant by LU decomposition with partial pivoting; 0 if the matrix is singular, empty
-     * or not square. */
+    /* Returns the determinant by LU decomposition with partial pivoting; 0 if the matrix is
+     * singular, empty or not square. */
     QZ_API T getDeterminantByLU() const;
 
-    /* The minor of the element with its sign, by expansion: 0 if the matrix is not square, has
-     * fewer than two columns or has no such element. */
+    /* Returns the minor of the element with its sign, by expansion; 0 if the matrix is not square,
+     * has fewer than two columns or has no such element. */
     QZ_API T getCofactor(unsigned row, unsigned col) const;
 
-    /* Invert the matrix in place, by cofactors or by LU decomposition with partial pivoting. It is
-     * left unchanged if it is not square or singular: if the determinant by expansion, or a pivot,
-     * is exactly 0. By cofactors a 1 x 1 matrix is left unchanged as well. */
+    /* Invert the matrix in place, by cofactors or by LU decomposition with partial pivoting. A
+     * matrix does not change if it is not square, or is singular, which means that the determinant
+     * by expansion, or a pivot, is exactly 0. invertByCofactors does not change a 1 x 1 matrix
+     * either. */
     QZ_API void invertByCofactors();
     QZ_API void invertByLU();
 
@@ -112,7 +115,7 @@ private:
     qz::vector<Row> rows_;
 };
 
-/* As the members do. */
+/* The same as the member operators, with a new result. */
 template<typename T>
 nMatrix<T> operator+(nMatrix<T> a, const nMatrix<T>& b) {
     a += b;
@@ -146,9 +149,8 @@ nMatrix<T> operator*(typename nMatrix<T>::Row::value_type factor, nMatrix<T> a) 
 /* Writes a matrix to a file: an empty line, the title, and each row on a line of its own.
  *
  * path, mode: as the C library's fopen takes them; "a" appends.
- * format: printf's, with one conversion of a double and with what is to stand between elements,
- *   "%8.3f " for example: nothing is added. A line is cut at 999 characters. The
- *   C library formats, with the decimal sign of the process's locale.
+ * format: a printf format for one element and the separator after it, for example "%8.3f ". A
+ *   line is cut at 999 characters. The decimal sign is that of the process's locale.
  *
  * Nothing is written if the file cannot be opened or one of the texts is null. */
 template<typename T>
