@@ -1,10 +1,9 @@
-/* Small seeded generators of integers, and a manager that seeds them all from one: with the same
- * seed a whole simulation takes the same course. C++ only, for programs built by the library's
- * compiler.
+/* Small seeded generators of integers, and a manager that seeds all of them from one seed, so that
+ * the same seed repeats a whole simulation. C++ only, for programs built by the library's compiler.
  *
- * The generator: the state shifted left by 12 bits, plus 150889, modulo 714025, in 32-bit
- * arithmetic; the new state is the value. Values are below 714025. A seed of 2^20 or more loses its
- * upper bits in the first step; recordings are repeated by it.
+ * The next state is the state shifted left by 12 bits, plus 150889, modulo 714025, in 32-bit
+ * arithmetic. It is also the value, which is below 714025. A seed of 2^20 or more loses its upper
+ * bits in the first step; this stays, because recordings depend on it.
  *
  * Threads: each object is for one thread at a time.
  */
@@ -18,24 +17,24 @@
 #include <list>
 #include <unordered_map>
 
-/* A generator. Programs built against it call the functions by their slots: their order is fixed.
- */
+/* A generator. The order of the virtual functions is fixed, because programs call them by their
+ * slots. */
 template<typename T>
 class Randomizer {
 public:
     Randomizer() = default;
     virtual ~Randomizer() = default;
 
-    /* The current state. */
+    /* Returns the current state. */
     virtual T getSeed() const = 0;
 
-    /* The seed that resetSeed goes back to. */
+    /* Returns the seed to which resetSeed goes back. */
     virtual T getSeed0() const = 0;
 
     virtual void setSeed(T seed) = 0;
     virtual void resetSeed() = 0;
 
-    /* The next value. */
+    /* Returns the next value. */
     virtual T next() = 0;
 
 protected:
@@ -45,7 +44,7 @@ protected:
 
 extern template class QZ_API Randomizer<unsigned>;
 
-/* Remembers no seed: getSeed0 is the current state, and resetSeed changes nothing. */
+/* Does not store its seed: getSeed0 returns the current state, and resetSeed does nothing. */
 class QZ_API UnsignedLongRandomizer : public Randomizer<unsigned> {
 public:
     explicit UnsignedLongRandomizer(unsigned seed = 0) : state_(seed) {}
@@ -60,7 +59,7 @@ private:
     std::uint32_t state_;
 };
 
-/* Remembers the seed that it was given last. A copy has both, the state and the seed. */
+/* Stores the last seed that it was given. A copy has the same state and seed. */
 class QZ_API GenerativeRandomizer : public Randomizer<unsigned> {
 public:
     explicit GenerativeRandomizer(unsigned seed = 0) : state_(seed), seed_(seed) {}
@@ -71,7 +70,7 @@ public:
     void resetSeed() override;
     unsigned next() override;
 
-    /* Both, as another generator had them: to go on where that one stood. */
+    /* Sets seed and state to those of another generator, to continue its sequence. */
     void restore(unsigned seed, unsigned state) {
         seed_ = seed;
         state_ = state;
@@ -82,7 +81,7 @@ private:
     std::uint32_t seed_;
 };
 
-/* Seeds the generators that are registered with it; they remain their owners'. */
+/* Seeds the generators that are registered with it. It does not own them. */
 class QZ_API RandomizerManager {
 public:
     RandomizerManager();
@@ -90,18 +89,18 @@ public:
     RandomizerManager& operator=(const RandomizerManager&) = delete;
     ~RandomizerManager();
 
-    /* Registers a generator, at the end of the order, until `remove`. Null and one that is
-     * registered already are ignored. */
+    /* Registers a generator, as the last in order, until `remove`. Null and a generator that is
+     * already registered are ignored. */
     void add(Randomizer<unsigned>* randomizer);
 
-    /* Does nothing with one that is not registered. */
+    /* Does nothing if the generator is not registered. */
     void remove(Randomizer<unsigned>* randomizer);
 
-    /* Seeds the manager's own generator, and with its next values the registered ones, in the order
-     * in which they were registered. */
+    /* Seeds the manager's own generator, and then the registered ones with its next values, in the
+     * order in which they were registered. */
     void setGenerativeSeed(unsigned seed);
 
-    /* The next value of the manager's own generator. */
+    /* Returns the next value of the manager's own generator. */
     unsigned nextGenerativeSeed();
 
 private:
