@@ -14,15 +14,15 @@ class PathfinderThread {
 public:
     using Query = void (*)(void* argument);
 
-    /* The one thread there is; made on first use, never destroyed. It keeps the library loaded, and
-     * ends with the process, in the middle of a query if need be. Safe from any thread. Throws
-     * std::bad_alloc if there is no memory for it; a later call tries again. */
+    /* Returns the only instance, which is made on first use and never destroyed. It keeps the
+     * library loaded. Its thread ends with the process, even in the middle of a query. Any thread
+     * may call this. Throws std::bad_alloc if there is no memory; a later call tries again. */
     QZ_API static PathfinderThread* instance();
 
-    /* Has the thread call query(argument), which must not throw; null is ignored. Safe from any
-     * thread, from queries too. An idle thread sleeps and costs nothing; it wakes at once. Queries
-     * stay until a later call if the system has no thread to give. Throws std::bad_alloc if there
-     * is no memory for the query, which is not added then. */
+    /* Makes the thread call query(argument), which must not throw; null is ignored. Any thread may
+     * call this, queries too. An idle thread sleeps, takes no processor time, and wakes at once. If
+     * the system cannot start the thread, queries wait, and a later call tries again. Throws
+     * std::bad_alloc if there is no memory for the query, which then is not added. */
     QZ_API void addQuery(Query query, void* argument);
 
     PathfinderThread(const PathfinderThread&) = delete;

@@ -1,4 +1,4 @@
-/* A lock, a counter and a thread for classes. C++ only, for programs built by the library's
+/* A lock, a counter and a thread as classes. C++ only, for programs built by the library's
  * compiler. */
 #ifndef QZCORE_TASKS_SYNC_H
 #define QZCORE_TASKS_SYNC_H
@@ -11,26 +11,27 @@
 
 namespace Sync {
 
-/* A lock that its owner may lock again. A thread that has locked it several times must unlock it as
- * many times. Meant for what takes little time: taking it when it is free costs one atomic
- * operation, giving it up none. Threads that wait for it spin for a microsecond or two and then
- * sleep, which takes no processor time. They get it in no particular order, but an owner that gives
- * it up hands it to the thread that has slept longest, if a millisecond has passed since that
- * happened last. So nobody waits for ever as long as every owner gives it up.
+/* A recursive lock: a thread that has locked it several times must unlock it as many times. It is
+ * meant for short sections: locking it when it is free takes one atomic operation, unlocking none.
+ * Threads that wait spin for a microsecond or two and then sleep, which takes no processor time.
+ * They get the lock in no particular order; but if a millisecond has passed since it was last
+ * handed over, unlocking hands it to the thread that has slept longest. So no thread waits for ever
+ * if every owner unlocks it.
  *
- * Many locks share a line of sleeping threads. While threads sleep for some of them, giving up
- * another takes a few nanoseconds longer for each of these locks, however many threads sleep.
+ * Locks share queues of sleeping threads. While threads sleep for other locks of the same queue,
+ * unlocking takes a few nanoseconds longer for each of these locks, however many threads sleep.
  *
- * A thread that is cancelled (pthread_cancel) while it waits gets the lock first. A child of fork()
- * must not use a lock for which other threads waited, even if its thread is the owner: the lock may
- * be handed to a thread that the child does not have. When a Windows process ends, the system kills
- * all threads but one; that one gets the lock whoever had it. */
+ * A thread that is cancelled (pthread_cancel) while it waits gets the lock before it ends. A child
+ * of fork() must not use a lock for which other threads waited, even if its thread is the owner,
+ * because the lock may be handed to a thread that the child does not have. When a Windows process
+ * ends, the system kills all threads but one; that one gets the lock even if another thread held
+ * it. */
 class QZ_API Futex {
 public:
-    /* If there is no memory for it, it locks nothing. */
+    /* If there is no memory, the lock locks nothing. */
     Futex();
 
-    /* Nobody may hold it or wait for it. */
+    /* No thread may hold the lock or wait for it. */
     ~Futex();
 
     Futex(const Futex&) = delete;
@@ -39,7 +40,7 @@ public:
     void lock();
     void unlock();
 
-    /* The same as lock(), and returns true: the time-out is ignored. For code that is written for
+    /* Calls lock() and returns true: the time-out is ignored. It is for code that is written for
      * locks with this signature. */
     bool try_lock(unsigned int timeout);
 
@@ -67,15 +68,15 @@ private:
     std::atomic<uint32_t> value_{0}; /* unsigned: overflow is defined */
 };
 
-/* A thread that runs a task again and again until the task has had enough or is told to stop.
+/* A thread that runs a task again and again until the task or stop() ends it.
  *
- * Threads: one owner, other than the thread itself, calls the functions. */
+ * Threads: one thread at a time, other than the thread itself, calls the functions. */
 class QZ_API Thread {
 public:
     class Task {
     public:
-        /* One pass of work. `again` is false on a thread's first pass and true on all later ones.
-         * Returns whether there is to be another pass. It must not throw. */
+        /* Does one pass of work and returns whether another pass is to follow. `again` is false on
+         * a thread's first pass and true on all later ones. It must not throw. */
         virtual bool run(bool again) = 0;
 
         virtual ~Task() = default;
@@ -85,18 +86,19 @@ public:
     Thread(const Thread&) = delete;
     Thread& operator=(const Thread&) = delete;
 
-    /* Waits, without limit, until the task ends by itself. Nothing tells it to stop. */
+    /* Waits, without limit, until the task ends by itself; call stop before to end it. */
     ~Thread();
 
-    /* Starts a thread for the task, which must live until the thread has been waited for. Does
-     * nothing if there is a thread already, or if the system has none to give: see isRunning. */
+    /* Starts a thread for the task, which must exist until stop or wait has collected the thread.
+     * Does nothing if there is a thread already, if task is null, or if the system cannot start a
+     * thread: see isRunning. */
     void start(Task* task);
 
-    /* Lets the pass that is running be the last one, and waits for it, without limit. */
+    /* Ends the task after the current pass, and waits for it, without limit. */
     void stop();
 
-    /* Waits until the task ends, for that many milliseconds at most; without limit for a negative
-     * number. Returns whether the thread has gone; true if there was none. */
+    /* Waits until the task ends, for at most that many milliseconds; a negative number means
+     * without limit. Returns whether the thread has ended; true if there was none. */
     bool wait(int milliseconds);
 
     /* True from start to the stop or wait that collects the thread, even if the task has ended. */
