@@ -1,17 +1,17 @@
-/* A command line, as a list of its tokens and by option. C++ only, for programs built by the
- * library's compiler.
+/* A command line, as a list of tokens and by options. C++ only, for programs built by the library's
+ * compiler.
  *
  *     qz::ConsoleArgs args(SYS_argc(), SYS_argv());
  *     int port = 0;
  *     args.getOptionalInt("-port", port, 7777);
  *     for (const std::string& file : args.getAllValues("--load")) ...
  *
- * Every token that begins with "-" is an option, and the tokens that follow it up to the next
- * option are its values; those before the first option, the program's name among them, are values
- * of the option with the empty name. So a negative number is an option, not a value. Names keep
- * their dashes: "-x" and "--x" are two options. An option given twice has the values of both.
+ * Every token that begins with "-" is an option, even a negative number, and the tokens up to the
+ * next option are its values. The tokens before the first option, which include the program's name,
+ * are values of the option with the empty name. Names include their dashes: "-x" and "--x" are two
+ * options. An option that is given twice has the values of both.
  *
- * Threads: an object is for one thread at a time, or for any number that only read it.
+ * Threads: an object is for one thread at a time, or for any number of threads that only read it.
  */
 #ifndef QZCORE_UTIL_CONSOLEARGS_H
 #define QZCORE_UTIL_CONSOLEARGS_H
@@ -38,15 +38,15 @@ public:
 
 class QZ_API ConsoleArgs {
 public:
-    /* No tokens. */
+    /* Makes an object without tokens. */
     ConsoleArgs();
 
-    /* A process's arguments, the program's name included; a count below 1 gives no tokens. Throws
-     * InvalidConsoleArgsException "Failed to parse console arguments" if one of them is null or
-     * empty. */
+    /* Takes the arguments of a process, the program's name included; a count below 1 gives no
+     * tokens. Throws InvalidConsoleArgsException "Failed to parse console arguments" if an argument
+     * is null or empty. */
     ConsoleArgs(int count, const char* const* arguments);
 
-    /* These tokens, in order. */
+    /* Take these tokens, in order. */
     explicit ConsoleArgs(const std::string& token);
     ConsoleArgs(const std::string& first, const std::string& second);
     ConsoleArgs(const std::string& first, const std::string& second, const std::string& third);
@@ -60,10 +60,10 @@ public:
     /* The index of the first token that is equal to the name, or -1. */
     int indexOf(const std::string& name) const;
 
-    /* Whether there is such a token, as an option or as a value. */
+    /* Returns whether there is such a token, as an option or as a value. */
     bool defined(const std::string& name) const;
 
-    /* The token with this index. Throws InvalidConsoleArgsException "Invalid console arguments" if
+    /* The token with this index. Throw InvalidConsoleArgsException "Invalid console arguments" if
      * there is none. */
     std::string operator[](int index) const;
     template<std::integral Index>
@@ -76,15 +76,14 @@ public:
     std::string operator[](const std::string& name) const;
     std::string operator[](const char* name) const { return (*this)[std::string(name)]; }
 
-    /* Look an option up if its name is among the tokens, whether as an option or as a value: a name
-     * that is only a value has the empty string as its own value.
+    /* Read the first value of an option. A name that is among the tokens only as a value counts as
+     * an option whose value is the empty string.
      *
-     * If it is not there, `out` becomes the default, or stays what it is where there is none.
+     * If no token equals the name, `out` becomes the default, or does not change if there is none.
      *
-     * A number is a decimal one as a whole, with "+" or "-" before it or not. What is not, or does
-     * not fit, throws InvalidConsoleArgsException with the message
-     * Failed to parse "NAME" integer argument: "VALUE", or "double" in place of "integer"; `out`
-     * stays what it is. */
+     * The whole value has to be a decimal number, with "+", "-" or no sign. Any other value, or one
+     * that does not fit, throws InvalidConsoleArgsException with the message Failed to parse "NAME"
+     * integer argument: "VALUE", or "double" in place of "integer"; `out` does not change. */
     void getOptionalString(const std::string& name, std::string& out) const;
     void getOptionalInt(const std::string& name, int& out) const;
     void getOptionalInt(const std::string& name, int& out, int otherwise) const;
@@ -94,15 +93,14 @@ public:
     /* All of an option's values; none if it is unknown. */
     std::vector<std::string> getAllValues(const std::string& name) const;
 
-    /* The options that are not among these, each once, in order. "-5" is one, too. */
+    /* The options that are not among `known`, each once, in order. "-5" is an option, too. */
     std::vector<std::string> getUnknown(const std::vector<std::string>& known) const;
 
-    /* Removes the first token, if there is one. Options keep their values. */
+    /* Removes the first token, if there is one. The options and their values do not change. */
     void pop();
 
-    /* Removes an option, and from the first token equal to its name on: with a count of -1 that
-     * token and its values up to the next option, else `count` tokens, that one included, as far as
-     * there are so many. */
+    /* Removes an option, and tokens from the first one that equals its name: with a count of -1,
+     * that token and those up to the next option, else `count` tokens, or all that are left. */
     void removeKey(const std::string& name, int count);
 
 private:

@@ -1,4 +1,4 @@
-/* Pacing of a loop's frames. C++ only, for programs built by the library's compiler.
+/* Paces the frames of a loop. C++ only, for programs built by the library's compiler.
  *
  *     globalFpsController->SetMaxFPS(60);
  *     globalFpsController->Reset();
@@ -11,11 +11,11 @@
  *     }
  *     globalFpsController->PrintStats();
  *
- * Times are those of QZ_get_time. Everything begins at zero, so the first frame counts as skipped,
- * and lasts as long as the clock has run. Call Reset in front of the loop to leave that out.
+ * Times are those of QZ_get_time. A new controller starts at time zero, so its first frame counts
+ * as skipped and lasts as long as the clock has run. Call Reset before the loop to avoid that.
  *
- * Threads: a controller belongs to the thread that runs the loop. The one of the process,
- * globalFpsController, stands in Globals.h.
+ * Threads: a controller is for the thread that runs the loop. The process's controller,
+ * globalFpsController, is in Globals.h.
  */
 #ifndef QZCORE_UTIL_FPS_CONTROLLER_H
 #define QZCORE_UTIL_FPS_CONTROLLER_H
@@ -27,37 +27,37 @@
 
 class QZ_API FPS_Controller {
 public:
-    /* As SetMaxFPS and SetThreshold do. */
+    /* maxFps, threshold: as for SetMaxFPS and SetThreshold. */
     constexpr explicit FPS_Controller(float maxFps = 0, float threshold = 2.0F)
         : threshold_(threshold), minimumDuration_(durationOf(maxFps)) {}
 
-    /* Forgets all frames; the first one begins now. The most frames per second and the threshold
-     * stay. */
+    /* Forgets all frames; the first one begins now. The limit and the threshold do not change. */
     void Reset();
 
-    /* The most frames per second; 0 for as many as there are. */
+    /* Limits the frames per second; 0 means no limit. */
     void SetMaxFPS(float maxFps);
 
-    /* A frame is late when it takes more than this many times as long as the one before. */
+    /* A frame is late if it takes more than `threshold` times as long as the frame before it. */
     void SetThreshold(float threshold);
 
-    /* Ends a frame and begins the next. If the one that ends was shorter than the most frames per
-     * second allow, it first sleeps for what is missing, in whole milliseconds (rounded down); the
-     * sleep is part of that frame. A frame that was late by now counts as skipped.
+    /* Ends a frame and begins the next. If the frame that ends was shorter than the limit allows,
+     * it first sleeps for the rest, in whole milliseconds (rounded down); the sleep is part of that
+     * frame. If the frame was late before the sleep, it counts as skipped.
      *
-     * Windows wakes sleepers with its timer, every 15.6 ms unless the process has asked for better
-     * (timeBeginPeriod). */
+     * On Windows sleeps end at ticks of the system's timer, every 15.6 ms unless the process has
+     * asked for shorter ticks (timeBeginPeriod). */
     void StartFrame();
 
-    /* Whether the running frame is not late yet. */
+    /* Returns whether the current frame is not late yet. */
     bool IsFrameInTime() const;
 
     /* Logs the frames per second and the skipped frames at INFO (module "QZCORE"); nothing before
      * the first frame. */
     void PrintStats() const;
 
-    /* Since the controller was made: the duration of the last frame and of all frames in seconds,
-     * how many frames there were, and how many were skipped. */
+    /* The duration of the last frame in seconds, and since the controller was made or reset: the
+     * duration of all frames in seconds, the number of frames, and the number of skipped frames.
+     * After 2^31 - 1 a number begins again at 0. */
     double lastDuration() const { return lastDuration_; }
     double totalTime() const { return totalTime_; }
     std::int32_t frameCount() const { return frameCount_; }

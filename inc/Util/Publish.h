@@ -1,4 +1,4 @@
-/* A running program that can be watched.
+/* Lets other programs watch this one while it runs.
  *
  *     while (running) {
  *         update();
@@ -6,15 +6,16 @@
  *     }
  *     qz_publish_stop();
  *
- * What is published stands in named shared memory: the log's messages, the watches, the times of
- * globalProfiler's frames, and how much the task manager has to do. Others look at it without a
- * lock: nobody who looks, stands still or is killed while looking can hold a frame up. The memory
- * belongs to this process: programs of the same name have one each, told apart by the process's
- * number. It is gone with the process, on Linux with the last child, too, that was forked and has
- * called no exec; what a killed one leaves there stays until a process of the same user opens its
- * first shared memory or runs "qz log list". docs/formats/shared-memory.md has its bytes.
+ * Published in named shared memory are the log's messages, the watches, the times of
+ * globalProfiler's frames, and how much the task manager has to do. Other programs read them
+ * without a lock, so that a reader cannot delay a frame, even if it stops or is killed. Each
+ * process has its own memory: the number of the process distinguishes programs of the same name.
+ * The memory is freed when the process ends; on Linux when its last forked child that has not
+ * called exec has ended, too. What a killed process leaves on Linux stays until a process of the
+ * same user opens its first shared memory or runs "qz log list". docs/formats/shared-memory.md
+ * describes the bytes.
  *
- * C and C++; frame times are there while globalProfiler (C++) runs.
+ * For C and C++. Frame times are published while globalProfiler (C++) runs.
  */
 #ifndef QZCORE_UTIL_PUBLISH_H
 #define QZCORE_UTIL_PUBLISH_H
@@ -23,46 +24,42 @@
 
 QZ_EXTERN_C_BEGIN
 
-/* The mode with which watches are asked for what is published. A callback whose value changes by
- * being read, a count that begins anew for example, leaves it as it is in this mode; the library's
- * own do. */
+/* The mode in which qz_publish reads watches. If reading changes a value, for example because a
+ * count begins again, the callback must not change it in this mode; those of the library do not. */
 enum { QZ_PUBLISH_WATCH_MODE = 0x5150 };
 
-/* Publishes what has come since the last call. Call it once a frame, behind
- * globalProfiler.endFrame(), so that the frame's time is among it: it takes about a microsecond,
- * and what the watch takes that is just read. It may be called before qz_log_start as well: who
- * follows sees the start-up too, then.
+/* Publishes what is new since the last call. Call it once a frame, after globalProfiler.endFrame(),
+ * so that the frame's time is included. It takes about a microsecond, and the time of the watch
+ * that is read. If it is called before qz_log_start, others can also follow the start-up.
  *
- * name: what the program is called by those who watch it: 1 to 48 letters, digits, ".", "-" and
- *   "_". The first call makes the memory, 256 KiB; so does one with another name, after it has let
- *   go of the old.
+ * name: the name by which others watch the program: 1 to 48 letters, digits, ".", "-" and "_". The
+ *   first call makes the memory, 256 KiB. A call with another name frees it and makes a new one.
  *
- * The first call attaches the log, beginning with what waits for the log's files. From then on the
- * log's writer thread publishes each message as it writes it, whether qz_publish is called or not:
- * a program that hangs, or has crashed, shows its last lines, and lines cost the frame nothing.
- * Other processes see the newest 500 messages or more. This takes one of the eight places of
- * readers (qz_log_reader): with none free, or no memory, the log has one WARNING, all else is
- * published, and each look at the watches tries again.
+ * The first call attaches the log, with the messages that wait for the log's files. From then on
+ * the log's writer thread publishes each message as it writes it, even if qz_publish is not called:
+ * the last lines of a program that hangs or has crashed can be seen, and lines do not cost the
+ * frame any time. Other processes see the newest 500 messages or more. This takes one of the eight
+ * places of readers (qz_log_reader). If no place is free, or there is no memory, one WARNING is
+ * logged, all else is published, and each reading of the watches tries again.
  *
- * Watches are read on the calling thread, each at most every 250 ms, and one in a call; all of them
- * in the first. A name is published up to 31 bytes, a value up to 95. What a callback throws
- * reaches the caller.
+ * Watches are read on the calling thread: all in the first call, later one in a call, and each at
+ * most every 250 ms. Names are cut at 31 bytes, values at 95. Exceptions of callbacks reach the
+ * caller.
  *
- * Returns 1; 0 if nothing is published: the name is none, the system gives no memory, or another
- * program lives under the name and the process's number, in another container that shares
- * /dev/shm. The log then has one ERROR line, and calls with the same name do nothing until
- * qz_publish_stop.
+ * Returns 1; 0 if nothing is published: the name is not valid, the system gives no memory, or a
+ * program of the same name and process number runs in another container that shares /dev/shm. Then
+ * one ERROR line is logged, and calls with the same name do nothing until qz_publish_stop.
  *
- * Threads: any. A call during another one, from a watch for example, does nothing and returns 1. In
- * a child that was forked, calls publish a program of its own, without a log; in one that was
- * forked during a call, they return 0 and publish nothing. */
+ * Threads: any. A call during another call, for example from a watch, does nothing and returns 1. A
+ * forked child publishes as a program of its own, without a log; if it was forked during a call,
+ * its calls publish nothing and return 0. */
 QZ_API int qz_publish(const char* name);
 
-/* Lets go of the memory, behind the last messages. Waits for the log's writer thread to publish
- * them, 200 ms at most, and for a call of qz_publish to end. Does nothing if
- * nothing is published. Call it before or after qz_log_stop. The unloading of the library does it
- * as well, and on Linux the end of the process; on Windows, where the other threads are killed
- * first, the end of the process publishes nothing. Any thread may call it, but no watch. */
+/* Frees the memory after the last messages. Waits for the log's writer thread to publish them, 200
+ * ms at most, and for a call of qz_publish to end. Does nothing if nothing is published. It may be
+ * called before or after qz_log_stop. Unloading the library calls it, and on Linux the end of the
+ * process does; on Windows the end of the process publishes nothing, because the other threads are
+ * killed first. Any thread may call it, but watches must not. */
 QZ_API void qz_publish_stop(void);
 
 QZ_EXTERN_C_END

@@ -1,11 +1,11 @@
 /* Strings and paths. C++ only, for programs built by the library's compiler.
  *
- * The functions take UTF-8 and leave their input alone. Both separators count, "/" and "\". What is
- * made here has forward slashes and lower case: keys to compare and store paths under. Paths of the
- * virtual file system are names of files and follow other rules (VFS/Paths.h).
+ * Texts are UTF-8. Both "/" and "\" are separators. normalizePath makes keys to compare and store,
+ * with forward slashes and in lower case. Names of files in the virtual file system have other
+ * rules (VFS/Paths.h).
  *
- * Characters are mapped by the C library, in the process's locale: in "C", Linux knows the letters
- * of ASCII alone.
+ * The C library maps characters in the process's locale; in "C", Linux has only the letters of
+ * ASCII.
  *
  * Threads: any.
  */
@@ -19,37 +19,40 @@
 
 namespace qz {
 
-/* In lower or upper case. Characters are decoded by UTF8_getc, reversed groups and all; those
- * beyond the first plane lose their upper bits, and the result ends before the first one whose
- * lower 16 bits are 0, such as a NUL or a sequence that is cut off. Malformed ones become "?". */
+/* Return the text in lower or upper case. Characters are decoded by UTF8_getc, with its reversed
+ * groups. Those beyond the first plane lose their upper bits. The result ends before the first
+ * character whose lower 16 bits are 0, such as a NUL or a sequence that is cut off. Malformed
+ * characters become "?". */
 QZ_API std::string toLower(const std::string& text);
 QZ_API std::string toUpper(const std::string& text);
 
-/* With "/" at the end, unless it is empty or ends with a separator: C:\dir becomes C:\dir/. */
+/* Appends "/", unless the path is empty or ends with a separator: C:\dir becomes C:\dir/. */
 QZ_API std::string completePathWithSlash(const std::string& path);
 
-/* Without white space, wherever it stands. */
+/* Removes all white space. */
 QZ_API std::string removeWhiteSpaces(const std::string& text);
 
-/* Up to the last ".", or all of it. The whole path is looked at, not the file's name alone: if that
- * has no dot, the dot of a folder counts, and dir.old/file becomes dir. */
+/* Returns the path up to its last ".", or all of it. The "." may be in the name of a folder:
+ * dir.old/file becomes dir. */
 QZ_API std::string removeExtension(const std::string& path);
 
-/* What follows the last "."; empty without one. */
+/* Returns what follows the last "."; empty if there is none. */
 QZ_API std::string extractExtension(const std::string& path);
 
-/* What follows the last separator, or all of it; the second without its extension. */
+/* Return what follows the last separator, or the whole path; extractFileNameNoExt without the
+ * extension. */
 QZ_API std::string extractFileName(const std::string& path);
 QZ_API std::string extractFileNameNoExt(const std::string& path);
 
-/* Up to and with the last separator; empty without one. */
+/* Returns the path up to its last separator, which is included; empty if there is none. */
 QZ_API std::string extractFolder(const std::string& path);
 
-/* Makes `out` the key of a path: separators become "/", several in a row one, single-byte letters
- * lower case, and "." segments go, at the end of the path excepted. ".." stays, and so does one
- * separator in front. .\Data\\Scripts/./Main.LUA becomes data/scripts/main.lua.
+/* Makes `out` the key of a path. One or several separators in a row become one "/", single-byte
+ * letters become lower case, and "." segments are removed, except at the end of the path. ".."
+ * segments and one separator in front stay. .\Data\\Scripts/./Main.LUA becomes
+ * data/scripts/main.lua.
  *
- * One string may be both. */
+ * `in` and `out` may be the same string. */
 QZ_API void normalizePath(const std::string& in, std::string& out);
 
 } // namespace qz

@@ -1,8 +1,8 @@
-/* The base of a host's subsystems: something that is initialised and uninitialised. C++ only, for
- * programs built by the library's compiler.
+/* The base of a host's subsystems, which are initialised and uninitialised. C++ only, for programs
+ * built by the library's compiler.
  *
  * The class is `qz::System`, and `System` for short. Define QZ_SYSTEM_NO_SHORT_NAME before
- * including this header to have the long name alone. */
+ * including this header to have the long name only. */
 #ifndef QZCORE_UTIL_SYSTEM_H
 #define QZCORE_UTIL_SYSTEM_H
 
@@ -11,8 +11,9 @@
 
 namespace qz {
 
-/* Not initialised when it is made; a copy is what the original is. Nothing happens on destruction.
- * Programs built against it call the functions by their slots: their order is fixed. Not locked. */
+/* A new system is not initialised; a copy has the state of the original. The destructor does not
+ * uninitialise it. The order of the virtual functions is fixed, because programs call them by their
+ * slots. Threads: an object is for one thread at a time. */
 class System {
 public:
     System() = default;
@@ -20,22 +21,22 @@ public:
     System& operator=(const System&) = default;
     virtual ~System() = default;
 
-    /* False if it is initialised already. */
+    /* Returns false if it is already initialised. */
     virtual bool initialize() {
         const bool wasInitialized = initialized_;
         initialized_ = true;
         return !wasInitialized;
     }
 
-    /* False if it is not initialised. */
+    /* Returns false if it is not initialised. */
     virtual bool uninitialize() {
         const bool wasInitialized = initialized_;
         initialized_ = false;
         return wasInitialized;
     }
 
-    /* False if it is not initialised; else uninitialises it, whatever that returns, and returns
-     * what initialising returns. */
+    /* Returns false if it is not initialised; otherwise calls uninitialize, ignores the result, and
+     * returns the result of initialize. */
     virtual bool reinitialize() {
         if (!initialized_) {
             return false;
@@ -46,7 +47,7 @@ public:
 
     virtual bool initialized() const { return initialized_; }
 
-    /* One step of the subsystem's work; here what `initialized` returns. */
+    /* Does one step of the subsystem's work. The base returns initialized(). */
     virtual bool process() { return initialized(); }
 
 private:

@@ -1,4 +1,4 @@
-/* Temporary files that are gone when their manager is. C++ only, for programs built by the
+/* Temporary files that are removed with their manager. C++ only, for programs built by the
  * library's compiler. */
 #ifndef QZCORE_UTIL_TEMPFILESMANAGER_H
 #define QZCORE_UTIL_TEMPFILESMANAGER_H
@@ -11,9 +11,9 @@
 
 namespace CoreUtils {
 
-/* Holds the names of files, in the order added, and removes the files on its destruction, through
- * the virtual file system; what cannot be removed is passed over in silence. A copy removes the
- * same files as the original, whichever goes first. An object is for one thread at a time. */
+/* Holds the names of files, in the order added. Its destructor removes the files through the
+ * virtual file system and ignores failures. A copy removes the same files as the original. An
+ * object is for one thread at a time. */
 class QZ_API TempFilesManager {
 public:
     TempFilesManager() = default;
@@ -23,17 +23,18 @@ public:
     TempFilesManager& operator=(TempFilesManager&&) = default;
     ~TempFilesManager();
 
-    /* The name of a file that does not exist: the temporary directory (VFS_get_tempdir), "/", the
-     * prefix, and a number below 0x8000 in eight hexadecimal digits. The form is fixed, with the
-     * two separators in a row.
+    /* Returns the name of a file that does not exist: the temporary directory (VFS_get_tempdir),
+     * "/", the prefix, and a number below 0x8000 in eight hexadecimal digits. This form is fixed;
+     * it has two separators in a row, because the directory ends in one.
      *
-     * The file is not created, so another process may take the name. Within the process, for
-     * whatever threads, a number comes again only when all others have had their turn.
+     * The file is not created, so another process may take the name. Within the process a number is
+     * not repeated before all others were used, in whatever threads.
      *
-     * Empty if all numbers are taken, or the name would have more than 255 bytes. Any thread. */
+     * Returns an empty name if all numbers are taken, or the name would have more than 255 bytes.
+     * Any thread may call it. */
     static std::string getTempFileName(const std::string& prefix);
 
-    /* The same, and adds the name unless it is empty. */
+    /* Returns such a name, and adds it unless it is empty. */
     std::string newTempFile(const std::string& prefix);
 
     /* Adds a file, which need not exist. */
