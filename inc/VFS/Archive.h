@@ -1,50 +1,50 @@
-/* Whole files from directories and zip archives that are mounted into one tree. Nothing but this
- * header's functions sees the tree: the VFS_ functions (VFS/File.h) and what is built on them,
- * Lua's io and Lua::Loader::load for example, work on files of the system. Lua/State.h has the
- * calls by which chunks, loaders and scripts read mounted files.
+/* Whole files from directories and zip archives that are mounted into one tree. The VFS_ functions
+ * (VFS/File.h), and what uses them, such as Lua's io and Lua::Loader::load, do not see this tree:
+ * they work on files of the system. For mounted files there are the functions of this header,
+ * io::MountedStream, Lua::Loader::loadMounted, and those in Lua/State.h.
  *
- * Mounting a directory also mounts its archive, the name with ".zip" appended: data ships loose, as
- * one archive, or both, and no reader has to know. Where both have a file, the loose one counts.
+ * Mounting a directory also mounts its archive, which has the same name with ".zip" appended. So
+ * data can be delivered as loose files, as one archive, or as both. If both have a file, the loose
+ * one is read.
  *
  * Paths of directories and archives are those of VFS/File.h. Paths within the tree are UTF-8 with
- * "/" as separator on every system; one with "\", ":" or a segment "." or ".." names nothing, so
- * nothing leads out of what is mounted. Case matters, except in directories on Windows. There the
- * name of a device (NUL, on older systems aux.lua) names nothing either, not even in an archive.
+ * "/" as separator on every system. A path with "\", ":" or a segment "." or ".." names no file, so
+ * no path leads out of the tree. Case matters, except in directories on Windows. On Windows the
+ * name of a device (NUL, on older systems aux.lua) names no file either, not even in an archive.
  *
- * Archives: stored and deflated entries, also those of zip64 archives, of which there may be
- * millions, those whose sizes stand behind their data (data descriptors: the archive's directory
- * has them, too), and data in front of the archive, as in programs that unpack themselves. Entries
- * are found by the bytes of their names. The directory is read when the archive is mounted, the
- * check sum of a file when it is read to its end: a damaged file is a failure. (io::MountedStream
- * does not compare the sum of a stored file in which it seeks.)
+ * Archives may have stored and deflated entries, be zip64 archives with millions of entries, use
+ * data descriptors, and have data in front, as in programs that unpack themselves. Entries are
+ * found by the bytes of their names. The archive's directory is read when it is mounted. The check
+ * sum of a file is compared when it is read to its end: reading a damaged file fails.
+ * (io::MountedStream does not compare the sum of a stored file in which it seeks.)
  *
- * One bad entry does not spoil the others. Entries that are encrypted, packed by another method, or
- * whose sizes or place cannot be are there, but reading them fails, with a WARNING line that says
- * why. Left out, with such a line when the archive is mounted, eight at most and then their number:
- * symbolic links; names that no path leads to, or of more than 1024 bytes or 64 levels; a name that
- * is a file's and a folder's, the second time. Of two files of one name the last one counts, also
- * with a line.
+ * A bad entry does not affect others. Entries that are encrypted, are packed by another method, or
+ * have an impossible size or place can be seen, but reading them fails, with a WARNING line that
+ * tells the reason. Some entries are left out: symbolic links; names to which no path leads, or of
+ * more than 1024 bytes or 64 levels; and of a file and a folder with one name the second. Of two
+ * files with one name the last one is read. Mounting logs a WARNING line for each of these, eight
+ * at most, and then their number.
  *
- * An archive is refused as a whole, with a WARNING line that says why, if its directory is damaged
- * or has another number of entries than it says, if it is one of several parts, if entries overlap
- * so that more data are in them than in the archive, or if names are made to take more memory or
- * time than is their due. Symbolic links in directories are not followed.
+ * An archive is refused, with a WARNING line that tells the reason, if its directory is damaged or
+ * has another number of entries than it says, if it is one of several parts, if entries overlap so
+ * that they have more data than the archive, or if its names would take too much memory or time.
+ * Symbolic links in directories are not followed.
  *
- * Bytes behind an archive and its comment are passed over with a WARNING line: the file may be what
- * is left of a larger archive, whose last file was an archive itself.
+ * Bytes behind an archive and its comment are ignored with a WARNING line: the file may be a part
+ * of a damaged larger archive, whose last entry was an archive itself.
  *
- * Mount ordinary files only: on Linux opening a pipe in a mounted directory waits for its other
+ * Mounted directories should only have ordinary files: on Linux opening a pipe waits for its other
  * end.
  *
- * Failures are a null, zero or negative result and one ERROR line, behind a WARNING line where an
- * archive is the reason; all lines are the module's "VFS". vfs_read_optional_file, vfs_get_kind and
- * vfs_list tell what is missing from what fails, and log nothing about the first.
+ * A failure gives a null, zero or negative result and one ERROR line, after a WARNING line if an
+ * archive is the reason; the module is "VFS". vfs_read_optional_file, vfs_get_kind and vfs_list
+ * have different results for missing files and for failures, and log nothing about missing files.
  *
- * Threads: the tree may be read, looked at and listed from any threads at once; so may it beside
- * mounting and unmounting, each look is then one at the tree before or after. vfs_init, vfs_deinit,
- * mounting and unmounting themselves are for start-up and shut-down, one at a time; the list of
- * what is mounted is PhysicsFS's and process-wide. On Linux a host that uses PhysicsFS itself
- * shares it, and must leave it to vfs_init to initialise it: else nothing here works.
+ * Threads: any threads may read, query and list the tree at once, even while another thread mounts
+ * or unmounts: each call sees the tree either before or after that. vfs_init, vfs_deinit, mounting
+ * and unmounting are for start-up and shut-down, one call at a time. The list of mounts belongs to
+ * PhysicsFS and is process-wide. On Linux a host that uses PhysicsFS itself shares the list, and
+ * must let vfs_init initialise PhysicsFS; otherwise all functions here fail.
  */
 #ifndef QZCORE_VFS_ARCHIVE_H
 #define QZCORE_VFS_ARCHIVE_H
@@ -55,29 +55,30 @@
 
 QZ_EXTERN_C_BEGIN
 
-/* Prepares the tree and mounts the directory "./Temp" at "/tmp/", behind what else is mounted; a
- * missing one is an ERROR line and no more than that. Until then the other functions fail. */
+/* Prepares the tree and mounts the directory "./Temp" at "/tmp/", behind other mounts; if it is
+ * missing, an ERROR line is logged and nothing else happens. The other functions fail before
+ * vfs_init. */
 QZ_API void vfs_init(void);
 
 /* Unmounts everything. Buffers that were read stay valid. Does nothing while another thread is in
- * one of these functions. The library does it when it is unloaded. */
+ * one of these functions. Unloading the library calls it. */
 QZ_API void vfs_deinit(void);
 
-/* Mounts a directory and its archive, or the one of the two that is there.
+/* Mounts a directory and its archive, or the one of them that exists.
  *
  * path: of the directory, without a separator at its end, because the archive's name is made from
  * it; an archive's own path mounts that. With ".zip" at most 255 bytes. mount_point: where in the
  * tree its files appear; null means the root. append: non-zero puts it behind what is mounted
  * already, zero in front. Earlier ones win.
  *
- * Returns non-zero if at least one of the two was mounted, with a DEBUG line for each that was. The
- * other one may be there as well and have failed, a damaged archive, for example. A path that is
- * mounted already stays where it is, also when another mount point is asked for, and counts as
- * mounted. */
+ * Returns non-zero if at least one of the two was mounted, with a DEBUG line for each. The other
+ * one may have failed, for example because the archive is damaged. A path that is already mounted
+ * keeps its place, even if mount_point differs, and counts as mounted. */
 QZ_API int vfs_mount(const char* path, const char* mount_point, int append);
 
-/* Unmounts what vfs_mount mounted under this path, with a DEBUG line for each. Returns non-zero if
- * there was anything. A directory or archive that a thread is reading stays. */
+/* Unmounts the directory and archive that vfs_mount mounted for this path, with a DEBUG line for
+ * each. Returns non-zero if there was any. A directory or archive from which a thread reads stays
+ * mounted. */
 QZ_API int vfs_unmount(const char* path);
 
 /* Reads a whole file.
@@ -88,31 +89,31 @@ QZ_API int vfs_unmount(const char* path);
  * vfs_free_file_buffer; null on failure. An empty file is a failure, and so is one of 4 GiB or
  * more.
  *
- * If the file that counts cannot be opened, for want of descriptors for example, and a later mount
- * has one of its name, that is a failure too; but not if a mount between the two has no such file:
- * then the later one is read. */
+ * If the file in the earliest mount cannot be opened, for example because no descriptor is free,
+ * and the next mount has a file of the same name, that is a failure, too. If the next mount has no
+ * such file, one of a later mount is read. */
 QZ_API void* vfs_read_file(const char* path, uint64_t* size);
 
-/* Reads a whole file that may be missing.
+/* Reads a whole file, which may be missing.
  *
- * buffer, size: receive what vfs_read_file returns, null and 0 if there is none. An empty file is
- * read here, too: into a buffer of no bytes, which is not null.
+ * buffer, size: receive the buffer and the size as from vfs_read_file; null and 0 if there is none.
+ * An empty file is not a failure here: its buffer has no bytes, and is not null.
  *
- * Returns 1 if the file was read; 0 if nothing or a folder has that path; -1 if there is a file and
- * reading it failed, or if memory runs out. */
+ * Returns 1 if the file was read; 0 if there is nothing at that path, or a folder; -1 if reading
+ * the file failed, or memory ran out. */
 QZ_API int vfs_read_optional_file(const char* path, void** buffer, uint64_t* size);
 
 /* Frees a buffer from the two functions above; null is allowed. */
 QZ_API void vfs_free_file_buffer(void* buffer);
 
 typedef enum vfs_kind {
-    VFS_KIND_UNKNOWN = -1, /* a failure: no memory, no right to look, no vfs_init, a null path */
-    VFS_KIND_NONE = 0,     /* also what is neither of the others, a pipe for example */
+    VFS_KIND_UNKNOWN = -1, /* a failure: no memory, no permission, no vfs_init, a null path */
+    VFS_KIND_NONE = 0,     /* also what is neither file nor directory, such as a pipe */
     VFS_KIND_FILE = 1,
-    VFS_KIND_DIRECTORY = 2 /* also the root, "" or "/", and what leads to a mount point */
+    VFS_KIND_DIRECTORY = 2 /* also the root, "" or "/", and the folders above a mount point */
 } vfs_kind;
 
-/* What a path names, in the earliest of the mounts that have it.
+/* Returns what a path names, in the first mount that has it.
  *
  * size: receives a file's size in bytes, else 0; may be null. */
 QZ_API vfs_kind vfs_get_kind(const char* path, uint64_t* size);
@@ -120,16 +121,17 @@ QZ_API vfs_kind vfs_get_kind(const char* path, uint64_t* size);
 /* Called for each name, which is valid during the call only. It must return normally. */
 typedef void (*vfs_list_callback)(void* context, const char* name);
 
-/* Lists a folder: the names in it of all mounts, each name once, in the order of their bytes,
- * without "." and "..". Names with "\" or ":", or of devices, are left out: no path leads to them.
+/* Lists the names in a folder of all mounts, each name once, in the order of their bytes, without
+ * "." and "..". Names with "\" or ":", and those of devices, are left out, because no path leads to
+ * them.
  *
- * The names are collected first, while mounting, unmounting and opening files wait. Then the
- * callback is called, outside of all locks: it may use all functions of this header, and what it is
- * told of may be gone.
+ * The names are collected first; mounting, unmounting and opening files wait meanwhile. Then the
+ * callback is called without any lock: it may call all functions of this header, and its file may
+ * be gone by then.
  *
- * Returns 1; 0 if no mount has such a folder; -1, without having called back, if memory runs out,
- * if a mount's folder cannot be listed, or if there are more than a million names. A disk that
- * fails in the middle of a folder ends it there: PhysicsFS does not tell. */
+ * Returns 1; 0 if no mount has such a folder; -1, without calling the callback, if memory runs out,
+ * if a mount's folder cannot be listed, or if there are more than a million names. If the disk
+ * fails in the middle of a folder, the list ends there, because PhysicsFS does not report it. */
 QZ_API int vfs_list(const char* path, vfs_list_callback callback, void* context);
 
 QZ_EXTERN_C_END
