@@ -1,8 +1,8 @@
-/* States for a network: a value as bits in messages, whole or as what differs from a state that
- * both sides have. C++ only, for programs built by the library's compiler.
+/* States for a network: a value is written as bits in messages, whole or as its difference from a
+ * state that both sides have. C++ only, for programs built by the library's compiler.
  *
- * The function `serialize` of a class is the same as for Common::CommonSerializer. Fields may say
- * how many bits they need, by transferBits, transferFixed and transferHalf:
+ * Classes have the same function `serialize` as for Common::CommonSerializer. With transferBits,
+ * transferFixed and transferHalf it sets the number of bits of a value:
  *
  *     Common::Bufferizer writing(number, base);
  *     writing.transfer("world", world);
@@ -19,21 +19,23 @@
  *
  * For many objects that refer to each other there is Common::CommonBufferizer.
  *
- * Both sides have the same classes: a state has neither names nor versions in it, and getVersion is
- * the highest number. Names, types, widths and ranges go into its sum, by which the other side
- * notices that its classes differ; a value has the same name on both sides, or none. Names are
- * literals: the text behind a pointer stays what it is. References are errors, except null.
- * Enumerations have a fixed underlying type: any number of that type may come.
+ * Both sides must have the same classes: a state has neither names nor versions in it, and
+ * getVersion returns the highest number. Names, types, widths and ranges of values go into the check
+ * sum of a state, by which the other side notices that its classes differ. A value has the same name
+ * on both sides, or none. Names are literals: the text behind a pointer must not change. References
+ * other than null are errors. Enumerations need a fixed underlying type, because any number of that
+ * type may be read.
  *
- * Nothing in a message is trusted: parts have a sum, lengths are held against what is left, and the
- * size of a state and the depth of values are limited by the caller. Sums and sessions tell damage
- * and mistakes, not forgery: who can send messages as the sender can replace its state.
+ * Nothing in a message is trusted: parts have a check sum, lengths are compared with the bits left,
+ * and the caller limits the size of a state and the depth of values. Sums and sessions detect
+ * damage and mistakes, but not forgery: whoever can send messages in the name of the sender can
+ * replace its state.
  *
- * std::bad_alloc and what the classes themselves throw is passed on.
+ * std::bad_alloc and exceptions of the classes reach the caller.
  *
- * Threads: an object of these classes, and what it transfers, belongs to one thread.
+ * Threads: an object of these classes and all that it transfers are for one thread.
  *
- * docs/formats/state.md has the bits.
+ * docs/formats/state.md describes the format.
  */
 #ifndef QZCORE_SERIAL_BUFFERIZER_H
 #define QZCORE_SERIAL_BUFFERIZER_H
@@ -54,7 +56,7 @@ namespace Common {
 
 namespace detail {
 
-/* What all messages of a state say about it. */
+/* The header that all messages of a state have. */
 struct StateHeader {
     std::uint32_t session = 0; /* a random number of the sender */
     std::uint32_t number = 0;
@@ -62,63 +64,63 @@ struct StateHeader {
     std::uint32_t base = 0; /* the number of its base line; 0: none */
     std::uint32_t baseSum = 0;
     std::uint32_t size = 0;     /* of the state in bytes */
-    std::uint16_t partSize = 0; /* how many of these each part but the last has */
+    std::uint16_t partSize = 0; /* the bytes of each part but the last */
 
     bool operator==(const StateHeader&) const = default;
 };
 
 } // namespace detail
 
-/* Puts the messages of a state together again. A state takes as many as it needs, and they may come
- * in any order.
+/* Collects the messages of a state. A state has one or several messages, which may arrive in any
+ * order.
  *
- * One state is collected at a time. The first message of one with a higher number begins it, and
- * drops what there was of the one before.
+ * One state is collected at a time. A message of a state with a higher number begins that state and
+ * drops the one before.
  *
- * The states of one sender belong to a session, which has a random number; the first message that
- * is taken decides which session it is. A sender that begins anew has another session: `clear`
- * makes room for it. Its messages may be mixed with late ones of the session before, so clear only
- * when nothing of the known session has come for a while. */
+ * The states of a sender belong to a session, which has a random number. The first message that is
+ * accepted determines the session. When a sender is restarted it has another session, which is
+ * accepted after `clear`. Late messages of the old session may arrive among those of the new one,
+ * so call clear only when no message of the known session has arrived for a while. */
 class QZ_API StateParts {
 public:
     static constexpr std::size_t kMostBytes = std::size_t{1} << 24;
 
-    /* What fits into a datagram of UDP: the default size of messages that are written. */
+    /* The largest size of a UDP datagram, and the default size of messages that are written. */
     static constexpr std::size_t kDatagramBytes = 65'507;
 
-    /* Refuses states of more bytes than these. */
+    /* Refuses states of more than `mostBytes` bytes. */
     explicit StateParts(std::size_t mostBytes = kMostBytes) : mostBytes_(mostBytes) {}
 
     enum class Added {
-        kWaiting,     /* taken, and there are others to come */
-        kComplete,    /* taken, and the state is complete */
-        kDuplicate,   /* a part that is there already: nothing happened */
-        kOld,         /* of a state with a lower number: nothing happened */
-        kOtherSender, /* of another session: nothing happened */
-        kRefused      /* damaged, no part of a state, or of one that is too large, or that has the
-                         same number as the one that is collected and is another: nothing happened */
+        kWaiting,     /* accepted; others are missing */
+        kComplete,    /* accepted; the state is complete */
+        kDuplicate,   /* ignored: the part was accepted before */
+        kOld,         /* ignored: of a state with a lower number */
+        kOtherSender, /* ignored: of another session */
+        kRefused      /* ignored: damaged, no part of a state, of a state that is too large, or of
+                         another state with the number of the one that is collected */
     };
 
-    /* Copies what it needs of the message. */
+    /* Adds a message, whose bytes are copied. */
     Added add(const Mail::Message& message);
 
-    /* Forgets everything, session and numbers included: for a sender that begins anew. */
+    /* Forgets everything, session and numbers included, to accept a sender that was restarted. */
     void clear();
 
     bool isComplete() const { return !parts_.empty() && missing_ == 0; }
 
-    /* The session whose states are taken; 0 before the first message. */
+    /* The session whose states are accepted; 0 before the first message. */
     std::uint32_t getSession() const { return header_.session; }
 
-    /* Of the state that is collected: its number, 0 if there is none, and that of its base line, 0
-     * if it is a whole state. */
+    /* The number of the state that is collected, 0 if there is none; and the number of its
+     * base line, 0 if the state is whole. */
     std::uint32_t getNumber() const { return header_.number; }
     std::uint32_t getBase() const { return header_.base; }
 
-    /* How many parts are not there yet. */
+    /* The number of missing parts. */
     std::size_t getMissing() const { return missing_; }
 
-    /* How many states were begun and not completed before another one began. */
+    /* The number of states that were incomplete when another one began. */
     std::size_t getDropped() const { return dropped_; }
 
 private:
@@ -133,13 +135,13 @@ private:
     std::size_t missing_ = 0;
     std::size_t dropped_ = 0;
     qz::vector<qz::vector<unsigned char>> parts_;
-    qz::vector<unsigned char> bytes_; /* when it is whole */
+    qz::vector<unsigned char> bytes_; /* of the complete state */
 };
 
 /* A state that both sides have. Copies share it. */
 class QZ_API Baseline {
 public:
-    /* No state: what is written beside it is whole. */
+    /* Makes an empty base line, with which states are written whole. */
     Baseline() = default;
 
     std::uint32_t getNumber() const { return header_.number; }
@@ -152,43 +154,46 @@ private:
     std::shared_ptr<const void> image_;
 };
 
-/* A value's state as bits in messages: writes it, or reads it.
+/* Writes or reads the state of a value as bits in messages.
  *
- * When `finish` is true after reading, all bits were read, and the state is what was sent.
- * Otherwise the values before the error have been read, and those behind it are as they were. If
- * the sum alone is wrong, all values have been read, and the classes of the sender are others. */
+ * If `finish` returns true after reading, all bits were read, and the state is the one that was
+ * sent. Otherwise the values before the error were read, and those behind it have not changed. If
+ * only the sum is wrong, all values were read, but the sender has other classes. */
 class QZ_API Bufferizer final : public CommonSerializer {
 public:
     struct Limits {
-        std::uint32_t depth = 64; /* of values within each other */
+        std::uint32_t depth = 64; /* of nested values */
 
-        /* Of memory, for what is read beside the values themselves: 16 for each number. */
+        /* of memory for reading, without the values themselves: 16 for each number */
         std::size_t bytes = std::size_t{1} << 28;
     };
 
-    /* Writes a state: whole, or what differs from a base line. Its number is the caller's, higher
-     * than those before and not 0. All states of a process belong to one session. */
+    /* Writes a state, whole or as the difference from a base line. The caller chooses the number,
+     * which is not 0 and higher than those of earlier states. All states of a process belong to one
+     * session. */
     explicit Bufferizer(std::uint32_t number, const Baseline& base = Baseline());
 
-    /* Reads a state that is complete. The base line is the one with the number `parts.getBase()`,
-     * whatever it is for a whole state; another one is an error, and nothing is read then. The
-     * parts stay as they are until `finish`. */
+    /* Reads a complete state. The base line must have the number `parts.getBase()`; another one is
+     * an error, and nothing is read then. For a whole state the base line is not used. The parts
+     * must not change until `finish`. */
     Bufferizer(const StateParts& parts, const Baseline& base);
     Bufferizer(const StateParts& parts, const Baseline& base, const Limits& limits);
 
     ~Bufferizer() override;
 
-    /* After `finish` has been true: what was written, as messages to an address, of up to
-     * `mostBytes` bytes each, which is 37 to 65,535. A state takes one message at least, and 65,536
-     * at most. None, and an error, if that does not do or there is no memory. Otherwise none. */
+    /* Returns the state as messages to an address, after `finish` has returned true for writing;
+     * otherwise none. Messages have up to `mostBytes` bytes each, which is 37 to 65,535. A state
+     * has 1 to 65,536 messages; if it would have more, or there is no memory, none are returned,
+     * and that is an error. */
     std::vector<Mail::Message> getMessages(std::uint32_t address,
                                            std::size_t mostBytes = StateParts::kDatagramBytes);
 
-    /* After `finish` has been true: the state as a base line for others. Otherwise no state. */
+    /* Returns the state as a base line for others, after `finish` has returned true; otherwise an
+     * empty one. */
     Baseline getBaseline() const;
 
 private:
-    Baseline base_; /* stays while it is read from */
+    Baseline base_; /* kept because it is read from */
     detail::StateHeader header_;
 };
 

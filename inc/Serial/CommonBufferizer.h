@@ -1,9 +1,9 @@
-/* States of many objects for a network: a simulation writes thirty times a second what has changed,
- * and those who watch read it. C++ only, for programs built by the library's compiler.
+/* States of many objects for a network: a simulation writes its changes thirty times a second, and
+ * watching programs read them. C++ only, for programs built by the library's compiler.
  *
- * Both sides know the objects, of classes that descend from SerializableObject, by numbers.
- * References between them are transferred as these. The function `serialize` of a class is the one
- * for files, in the form of Serial/Bufferizer.h.
+ * The objects are of classes derived from SerializableObject. Each has the same number on both
+ * sides, and references between objects are transferred as these numbers. Classes have the function
+ * `serialize` of Serial/Bufferizer.h.
  *
  *     // simulating
  *     Common::CommonBufferizer states;
@@ -21,26 +21,26 @@
  *         ... tell the sender that states.getNumber() is there ...
  *     }
  *
- * Both sides have the same classes: those with other fields, in another order, or of another
- * version are an error that names the class. docs/formats/state.md says what is compared.
+ * Both sides must have the same classes. A class with other fields, in another order, or of another
+ * version is an error that names the class. docs/formats/state.md says what is compared.
  *
- * Each side keeps the last states as base lines. The sender writes what differs from any of them,
- * so that several receivers may be at different ones. An object that did not change costs nothing.
+ * Each side keeps the last states as base lines. The sender can write the difference from any of
+ * them, so that receivers may have different states. An object that did not change takes no bits.
  *
- * An object that is removed is kept as long as a state is that has it. Both sides hold references,
- * which they release in the order in which the objects refer to each other, so that a long chain
- * does not go deep. An object that no state has is asked for that order, by `serialize`. Objects
- * that refer to each other in a circle keep each other when they are removed, on both sides, as
- * they do anywhere: clear such a reference in a state before. Objects of states that were refused
- * are emptied, by a reading in which all values are 0, and released.
+ * A removed object is kept as long as a state that has it. Both sides hold references, which they
+ * release in the order in which the objects refer to each other, so that a long chain does not
+ * overflow the stack. For that order `serialize` is called with an object that no state has. Removed
+ * objects that refer to each other in a cycle keep each other alive, on both sides: clear such a
+ * reference in an earlier state. Objects of refused states are read once more with all values 0,
+ * which clears their references, and are released.
  *
- * Errors: functions that can fail return false, 0 or nothing, and getError tells why; nothing is
- * thrown. What the classes throw, whatever it is, and std::bad_alloc are such errors.
+ * Errors: functions that can fail return false, 0 or no messages, and getError tells why. Nothing
+ * is thrown: exceptions of the classes and std::bad_alloc are such errors.
  *
- * In `serialize` classes must not call functions that change states or objects. These fail then,
- * and so does the capture or reading that they are in the middle of.
+ * `serialize` must not call functions that change states or objects. They fail then, and so does
+ * the capture or reading that called `serialize`.
  *
- * Threads: all of it, the objects included, belongs to one thread.
+ * Threads: a bufferizer and its objects are for one thread.
  */
 #ifndef QZCORE_SERIAL_COMMONBUFFERIZER_H
 #define QZCORE_SERIAL_COMMONBUFFERIZER_H
@@ -64,19 +64,19 @@ namespace Common {
 class CommonBufferizer {
 public:
     struct Limits {
-        std::uint32_t objects = 1U << 20; /* that a state which is read may have */
-        std::uint32_t depth = 64;         /* of values within each other */
-        std::uint32_t states = 64;        /* that are kept; the oldest one goes first */
+        std::uint32_t objects = 1U << 20; /* of a state that is read */
+        std::uint32_t depth = 64;         /* of nested values */
+        std::uint32_t states = 64;        /* that are kept; the oldest is dropped first */
 
-        /* Of memory, about, for the states that are kept: some 128 for each object that a state
-         * has changed, and 16 for each of its numbers, however few bits these took. A state that is
-         * read and would take more is refused, a world of some million objects with it: raise the
-         * limit for that. Older states may take as much together; the oldest one goes first.
-         * Reading takes as much again for a while. */
+        /* Of memory, approximately, for the states that are kept: some 128 for each object that a
+         * state has changed, and 16 for each of its numbers, even if these have few bits. A state
+         * that is read and takes more is refused; raise the limit for worlds of a million objects.
+         * Older states together may take as much; the oldest one is dropped first. Reading takes as
+         * much again for a while. */
         std::size_t bytes = std::size_t{1} << 28;
     };
 
-    /* For one who only writes; reading makes no objects. */
+    /* For programs that only write; reading cannot make objects. */
     QZ_API CommonBufferizer();
 
     /* The factories outlive it. */
@@ -87,67 +87,68 @@ public:
     CommonBufferizer& operator=(const CommonBufferizer&) = delete;
     QZ_API ~CommonBufferizer();
 
-    /* Gives an object a number, which is not 0 and nobody else's. The object counts as marked. An
-     * object has one number only. The name of its class has 255 bytes at most. A watching side
-     * leaves `add` and `remove` to `read`. */
+    /* Adds an object under a number, which is not 0 and not that of another object. An object has
+     * only one number. It is marked at first. The name of its class has 255 bytes at most. A
+     * watching side does not call `add` and `remove`; `read` adds and removes its objects. */
     QZ_API bool add(std::uint32_t number, const Ref<SerializableObject>& object);
 
-    /* Takes an object out. False if there is none of this number. Until no other object refers to
-     * it any more, states cannot be captured: `captureMarked` looks at those that did, too, marked
-     * or not. Its number may be given to another object at once. */
+    /* Removes an object. Returns false if there is none of this number. No state can be captured
+     * while another object refers to it; `captureMarked` also looks at the objects that did so,
+     * even if they are not marked. Another object may have the number at once. */
     QZ_API bool remove(std::uint32_t number);
 
-    /* The object of a number; null if there is none. */
+    /* Returns the object of a number; null if there is none. */
     QZ_API SerializableObject* get(std::uint32_t number) const;
 
     QZ_API std::size_t getCount() const;
 
-    /* Says that an object may have changed. */
+    /* Marks an object that may have changed. Returns false if there is none of this number. */
     QZ_API bool mark(std::uint32_t number);
 
-    /* Makes a new state of what all objects are now, and returns its number, counted from 1; 0 if
-     * an object could not be written, and nothing happened then. Behind 2^32 - 1, after 50 days of
-     * a thousand states a second, there is no number left: an error until `reset`. */
+    /* Makes a new state of all objects and returns its number, counted from 1. Returns 0, without a
+     * new state, if an object could not be written, and after the number 2^32 - 1 until `reset` is
+     * called: after 50 days with a thousand states a second. */
     QZ_API std::uint32_t capture();
 
-    /* The same, but looks only at objects that are marked: others have to be as they were. It takes
-     * time in proportion to these. Those that did not change after all cost no bits. */
+    /* The same, but looks only at marked objects; others must not have changed. The time is in
+     * proportion to the number of marked objects. Marked objects that did not change take no bits.
+     */
     QZ_API std::uint32_t captureMarked();
 
-    /* The newest state, that was captured or read, as messages to an address: whole if `base` is 0
-     * or not kept any more, otherwise what differs from that state. The sizes of messages are as in
-     * Bufferizer::getMessages. At least one message; none, and an error, if there is no state, or
-     * it cannot be cut into such messages. */
+    /* Returns the newest state, captured or read, as messages to an address: whole if `base` is 0
+     * or no longer kept, otherwise the difference from the state `base`. The sizes of messages are
+     * as in Bufferizer::getMessages. Returns at least one message; none, with an error, if there is
+     * no state, or it cannot be divided into such messages. */
     QZ_API std::vector<Mail::Message> write(std::uint32_t base, std::uint32_t address,
                                             std::size_t mostBytes = StateParts::kDatagramBytes);
 
-    /* Forgets the states before this one, which are not needed as base lines any more. The newest
-     * one stays. */
+    /* Drops the states with lower numbers, which are no longer needed as base lines. The newest
+     * state stays. */
     QZ_API void forget(std::uint32_t before);
 
-    /* Takes a state over: makes objects, removes others, and reads those that changed. The state
-     * has to be newer than the last one, and of the same sender. Its base line is a state that was
-     * read and not forgotten; older states than this base line are forgotten. Objects stay the same
-     * ones as long as they are not removed. A factory that gives out an object which has a number
-     * already is an error.
+    /* Reads a state: makes new objects, removes others, and reads those that changed. The state has
+     * to be newer than the last one, and of the same sender. Its base line has to be a state that
+     * was read and is still kept; states older than the base line are dropped. An object stays the
+     * same until it is removed. It is an error if a factory returns an object that already has a
+     * number.
      *
-     * False if there was an error: then nothing happened. The objects into which something had been
-     * read were read back from the state before: what they had changed since by themselves is
-     * gone. If that failed as well, getNumber is 0, and the next state has to be a whole one. */
+     * Returns false if there was an error; then the state is still the one before. Objects that
+     * were already read are read back from that state, so changes that they have made themselves
+     * since are lost. If that fails as well, getNumber is 0, and the next state has to be whole. */
     QZ_API bool read(const StateParts& parts);
 
-    /* Forgets all states, with their numbers, and keeps the objects. The states that are captured
-     * from then on are those of another session; and those of any sender are read. */
+    /* Drops all states and begins their numbers again, but keeps the objects. States that are
+     * captured later belong to a new session, and the next state to read may be of any sender. */
     QZ_API void reset();
 
-    /* The session of the states that are written: a random number, as StateParts::getSession has it
-     * at the other side. */
+    /* The session of the states that are written: a random number, which StateParts::getSession
+     * returns at the other side. */
     QZ_API std::uint32_t getSession() const;
 
     /* The number of the newest state; 0 if there is none. */
     QZ_API std::uint32_t getNumber() const;
 
-    /* What went wrong last, with the path of the value: "object 17 (Ferry): crew[3].rank: ...". */
+    /* The last error, with the path of the value: "object 17 (Ferry): crew[3].rank: ...". */
     QZ_API const std::string& getError() const;
 
 private:

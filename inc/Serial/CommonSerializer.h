@@ -1,8 +1,8 @@
-/* Saving values and whole graphs of objects to a stream, and loading them. C++ only, for programs
+/* Saves values and whole graphs of objects to a stream, and loads them. C++ only, for programs
  * built by the library's compiler.
  *
- * A class has one function that does both. It names its members; the serializer writes them, or
- * reads into them:
+ * A class has one function for both. The function names the members; the serializer writes or reads
+ * them:
  *
  *     class Tank : public Common::SerializableObject {
  *     public:
@@ -26,36 +26,36 @@
  * - booleans, integers, floats, enumerations, std::string, std::vector;
  * - with Serial/Containers.h the other containers, pairs, optional values, arrays;
  * - with Serial/MathTypes.h the types of Math, and the randomizers; predictors need no header;
- * - with Serial/Containers.h what a state machine is at (Common::FSM::Snapshot);
+ * - with Serial/Containers.h the snapshot of a state machine (Common::FSM::Snapshot);
  * - structures and classes with a member function `serialize(Common::CommonSerializer&)`, or a free
- *   one `serialize(Common::CommonSerializer&, T&)` in their namespace or in Common; a RandomObject
- *   as it is;
- * - Common::Ref to an object of a class that descends from SerializableObject. Each object is
- *   written once, however many references there are; cycles close, and null stays null. Objects
- *   are not written within each other but one after the other, so that chains may have any length.
+ *   function `serialize(Common::CommonSerializer&, T&)` in their namespace or in Common; a
+ *   RandomObject has its own;
+ * - Common::Ref to an object of a class derived from SerializableObject, or null. Each object is
+ *   written once, however many references there are, so cycles are restored. Objects are not nested
+ *   but written one after the other, so chains may have any length.
  *
- * When it is loaded, an object is made by the name of its class through a factory manager. A
- * reference is there at once, but the object that it leads to may be read later: `serialize` must
- * not look into it. A factory makes a new object each time; a reference to one that it has given
- * out before is an error.
+ * On loading, a factory manager makes each object by the name of its class. A reference is set at
+ * once, but the members of the object may be read later: `serialize` must not use the object. A
+ * factory must make a new object each time; if it returns one twice, a reference to that is an
+ * error.
  *
- * The file is the same on every system and for every compiler; docs/formats/objects.md has it byte
- * by byte. Nothing in it is trusted: it ends with a sum, lengths are held against what is left, and
- * the number of objects and the depth of nested values are limited by the caller. Within the limits
- * a file decides how long chains of your objects are: their destructors have to bear that.
+ * The file is the same on every system and for every compiler; docs/formats/objects.md describes
+ * it. Nothing in it is trusted: it ends with a check sum, lengths are compared with the bytes left,
+ * and the caller limits the number of objects and the depth of nested values. Within these limits a
+ * file may have chains of your objects of any length: your destructors must not overflow the stack.
  *
- * Errors: the first one stays, with the path of the value where it happened. From then on nothing
- * is transferred, and finish returns false. When saving, nothing has been written to the stream
- * then, unless it is the stream that failed. When loading: if the file as a whole is damaged, all
- * values are as they were. Otherwise those before the error have been read and those behind it are
- * as they were; a container in which it happened has the items before it. A reference that was read
- * leads to an object of the right class, but that object may not have been read, and a Record has
- * let go of its references.
+ * Errors: the first one is kept, with the path of its value. From then on nothing is transferred,
+ * and finish returns false. After an error in saving, nothing was written to the stream, unless the
+ * stream itself failed. After an error in loading, no value has changed if the file is damaged.
+ * Otherwise the values before the error were read, and those behind it have not changed; a
+ * container in which it happened has the items before it. A reference that was read has an object
+ * of the right class, but the members of that object may not have been read, and Records have lost
+ * their references.
  *
- * Memory: the whole file is in memory, once. std::bad_alloc and what the classes themselves throw
- * is passed on; then the serializer can only be destroyed.
+ * Memory: the whole file is in memory once. std::bad_alloc and exceptions of the classes reach the
+ * caller; after that the serializer can only be destroyed.
  *
- * Threads: a serializer, and what it transfers, belongs to one thread.
+ * Threads: a serializer and all that it transfers are for one thread.
  */
 #ifndef QZCORE_SERIAL_COMMONSERIALIZER_H
 #define QZCORE_SERIAL_COMMONSERIALIZER_H
@@ -84,35 +84,36 @@ class Form;
 
 class QZ_API CommonSerializer : public ValueSerializer {
 public:
-    /* What a file may ask for. */
+    /* What a file may have at most. */
     struct Limits {
         std::uint64_t bytes = std::uint64_t{1} << 30;
         std::uint32_t objects = 1U << 22;
-        std::uint32_t depth = 64; /* of values within each other, when saving, too */
+        std::uint32_t depth = 64; /* of nested values; when saving, too */
 
-        /* Whether objects of classes that no factory makes are kept as they are, as a
-         * Common::Record. Otherwise a reference to one is an error. Records that refer to each
-         * other in a circle keep each other, also those that no reference of yours leads to: call
-         * Record::letGo for all that were reached, and load files of strangers without this. */
+        /* Whether an object of a class that no factory makes is kept as a Common::Record. Otherwise
+         * a reference to it is an error. Records in a cycle keep each other alive, even if you have
+         * no reference to them: call Record::letGo for all that you can reach, and do not set this
+         * for files from untrusted sources. */
         bool keepsUnknown = false;
     };
 
-    /* Saves to a stream, from its position on, when `finish` is called. The version is that of what
-     * is saved as a whole; see getVersion. */
+    /* Saves to a stream, at its position, when `finish` is called. `version` is that of the file;
+     * see getVersion. */
     explicit CommonSerializer(io::Stream& out, std::uint32_t version = 0);
 
-    /* Loads from a stream, from its position on. The file as a whole is read and checked here; the
-     * stream is then behind it and not used any more. The factories outlive the serializer. */
+    /* Loads from a stream, at its position. The constructor reads and checks the whole file; then
+     * the stream's position is behind it, and the stream is not used any more. The factories
+     * outlive the serializer. */
     CommonSerializer(io::Stream& in, FactoryManager& factories);
     CommonSerializer(io::Stream& in, FactoryManager& factories, const Limits& limits);
 
     CommonSerializer(const CommonSerializer&) = delete;
     CommonSerializer& operator=(const CommonSerializer&) = delete;
 
-    /* Lets go of the objects: those that nothing else refers to are gone then. */
+    /* Releases the objects, which deletes those that nobody else refers to. */
     ~CommonSerializer() override;
 
-    /* Writes a value, or reads it. */
+    /* Writes or reads a value. */
     template<class T>
     void transfer(T& value) {
         if constexpr (std::same_as<T, bool>) {
@@ -138,10 +139,10 @@ public:
         }
     }
 
-    /* The same, for what calls the base. */
+    /* The same, for calls through RandomSerializer. */
     void transfer(std::int32_t& value) final { transferInteger(value); }
 
-    /* With a name, a literal, which appears in the paths of errors. */
+    /* The same with a name, which appears in the paths of errors. It must be a literal. */
     template<class T>
     void transfer(const char* name, T& value) {
         const char* const outer = name_;
@@ -150,8 +151,8 @@ public:
         name_ = outer;
     }
 
-    /* With a value that the class, or what is saved as a whole, has only since a version: what an
-     * older version wrote leaves `missing` in it. */
+    /* The same for a value that exists only since a version of the class or the file. If an older
+     * version is loaded, the value becomes `missing`. */
     template<class T>
     void transferSince(std::uint32_t version, const char* name, T& value,
                        const std::type_identity_t<T>& missing = {}) {
@@ -162,12 +163,12 @@ public:
         }
     }
 
-    /* ---- how many bits a value has in the forms for messages (Serial/Bufferizer.h)
+    /* ---- the number of bits of a value in the forms for messages (Serial/Bufferizer.h)
+     *
+     * In a file they are the same as `transfer`. The name may be null. */
 
-     * A file has it as `transfer` would write it. The name may be null. */
-
-    /* An integer or an enumeration in so many bits, 1 to 64; a signed one as two's complement. A
-     * value that does not fit is an error when it is written. */
+    /* An integer or an enumeration in `bits` bits, 1 to 64; a signed one as two's complement.
+     * Writing a value that does not fit is an error. */
     template<class T>
     void transferBits(const char* name, T& value, int bits) {
         if constexpr (std::is_enum_v<T>) {
@@ -187,8 +188,8 @@ public:
         }
     }
 
-    /* A number from `lowest` to `highest` in 2^bits - 1 equal steps, the nearest; 1 to 32 bits.
-     * Numbers beyond become `lowest` or `highest`, and what is not a number `lowest`. */
+    /* A number from `lowest` to `highest`, rounded to the nearest of 2^bits - 1 equal steps; 1 to
+     * 32 bits. Numbers outside become `lowest` or `highest`, and not-a-number becomes `lowest`. */
     template<std::floating_point T>
     void transferFixed(const char* name, T& value, std::type_identity_t<T> lowest,
                        std::type_identity_t<T> highest, int bits) {
@@ -203,7 +204,7 @@ public:
         }
     }
 
-    /* A number in 16 bits, as Math::float2half rounds it. */
+    /* A number in 16 bits, rounded as by Math::float2half. */
     template<std::floating_point T>
     void transferHalf(const char* name, T& value) {
         if (!isPacked_) {
@@ -217,32 +218,30 @@ public:
         }
     }
 
-    /* The version of the object that is being transferred, as its class had it when it was saved;
-     * outside of objects that of what was saved as a whole. Values belong to the object around
-     * them. In the forms for messages, whose two sides have the same classes, it is the highest
-     * number. */
+    /* Inside an object, the version that its class had when it was saved; nested values have the
+     * version of the object around them. Outside of objects, the version of the file. In the forms
+     * for messages, whose two sides have the same classes, the highest number. */
     std::uint32_t getVersion() const { return version_; }
 
-    /* The end, without which nothing is saved. Saving: writes the objects that were referred to,
-     * and those to which they refer, and hands everything to the stream, which is not flushed.
-     * Loading: reads the objects, and skips values that were not asked for. False if there was an
-     * error; further calls return the same.
-     */
+    /* Ends saving or loading; without it nothing is saved. Saving: writes all objects that can be
+     * reached by references, and then everything to the stream, which is not flushed. Loading:
+     * reads the objects, and skips values that were not asked for. Returns false if there was an
+     * error; further calls return the same. */
     bool finish();
 
-    /* What went wrong, with the path of the value: "world.units[17].crew: ..."; empty if nothing
-     * did. */
+    /* The error, with the path of the value: "world.units[17].crew: ..."; empty if there was none.
+     */
     const std::string& getError() const;
 
-    /* For classes that find a value wrong. The first error counts. */
+    /* Sets an error, if there is none: for classes that find an invalid value. */
     void fail(const std::string& what);
 
     /* ---- for functions that serialize containers ---- */
 
     class Items; /* a value with items: Serial/Sequences.h */
 
-    /* A length in front of bytes: writes it, or reads it and holds it against what is left for so
-     * many times `size` bytes. 0 after an error. */
+    /* Writes the length of a sequence, or reads it, and returns it; 0 after an error. It is an
+     * error if fewer bytes are left to read than the length times `size`. */
     std::size_t transferLength(std::size_t length, std::size_t size);
 
     template<class T>
@@ -271,18 +270,18 @@ protected:
     QZ_LOCAL detail::Form& form() const;
     bool hasFinished() const { return isFinished_; }
 
-    /* Takes what a form says is wrong, null if nothing is. */
+    /* Takes the error of a form; null means none. */
     QZ_LOCAL bool accept(const char* error) noexcept;
 
 private:
     friend class Record;
     struct State;
 
-    /* A value around the one that is being transferred. */
+    /* A value that contains the one that is being transferred. */
     struct Scope {
         Scope* outer;
         const char* name;
-        std::size_t index;  /* of the item within, from 1; 0: none */
+        std::size_t index;  /* of the item in it, from 1; 0: none */
         std::uint32_t node; /* in the tree of remembered paths; 0: not there yet */
     };
 
@@ -322,7 +321,8 @@ private:
     void packBool(unsigned char& byte) override;
     void failAsRange() override;
 
-    /* What forms for messages have in their own ways. Their cursor is always at the end. */
+    /* The forms for messages transfer these in their own ways. Their cursor is always at the end.
+     */
     void packInteger(const char* name, std::uint64_t& number, int bits, bool isSigned, int most);
     void packFixed(const char* name, double& number, double lowest, double highest, int bits);
     void packHalf(const char* name, float& number);
@@ -333,13 +333,13 @@ private:
     void openLevel();
     void closeLevel();
 
-    bool writeReference(const Identifiable* object); /* true for one that was not met before */
+    bool writeReference(const Identifiable* object); /* true if it is met for the first time */
     void introduce(const Identifiable& object, SerializableObject* serializable);
     Identifiable* readReference();
     void failAsMisfit(const Identifiable& object);
     void failAsTooDeep();
 
-    /* Of the record: bytes and references that it has, or that were not read yet. */
+    /* The bytes and references of the record that were written, or are left to read. */
     QZ_LOCAL std::size_t usedBytes() const;
     QZ_LOCAL std::size_t used() const;
     QZ_LOCAL std::size_t left() const;
@@ -381,6 +381,6 @@ void serialize(CommonSerializer& serializer, Ref<T>& reference) {
 
 } // namespace Common
 
-#include "Serial/Sequences.h" /* needs the class, and belongs to it */
+#include "Serial/Sequences.h" /* a part of this header that needs the class */
 
 #endif

@@ -1,8 +1,8 @@
 /* Containers, pairs, optional values and arrays for Common::CommonSerializer. C++ only, for
  * programs built by the library's compiler.
  *
- * Maps are written in the order of their keys, unordered ones, too, if their keys have an order:
- * the same contents are the same bytes. A key that is there twice is an error when it is read. */
+ * Maps are written in the order of their keys, even unordered maps if their keys have an order, so
+ * that the same contents give the same bytes. Reading a key twice is an error. */
 #ifndef QZCORE_SERIAL_CONTAINERS_H
 #define QZCORE_SERIAL_CONTAINERS_H
 
@@ -68,7 +68,7 @@ void serializeRow(CommonSerializer& serializer, T* values, std::size_t count) {
     }
 }
 
-/* An entry of a map as a value of its own. */
+/* A copy of an entry of a map. */
 template<class Map>
 struct Entry {
     typename Map::key_type key;
@@ -80,7 +80,7 @@ struct Entry {
     }
 };
 
-/* One that is in a map. Saving changes no key. */
+/* An entry in a map. Saving does not change its key. */
 template<class Map>
 struct EntryInMap {
     typename Map::value_type& entry;

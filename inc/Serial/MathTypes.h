@@ -1,5 +1,5 @@
-/* The values of Math, and the generators of random numbers, for Common::CommonSerializer. C++ only,
- * for programs built by the library's compiler. A RandomObject needs no header more. */
+/* Types of Math and generators of random numbers for Common::CommonSerializer. C++ only, for
+ * programs built by the library's compiler. A RandomObject does not need this header. */
 #ifndef QZCORE_SERIAL_MATHTYPES_H
 #define QZCORE_SERIAL_MATHTYPES_H
 

@@ -14,10 +14,10 @@
 
 namespace Common {
 
-/* What a file has of one object: the name and the version of its class, its bytes, and the objects
- * to which it refers. A loading serializer whose limits say `keepsUnknown` makes one for each
- * object that no factory can make; saved again, it is what it was, references included. A reference
- * that is to lead to one is a Ref to Common::Record or one of its bases. */
+/* The contents of a file for one object: the name and the version of its class, its bytes, and the
+ * objects to which it refers. With `keepsUnknown` in its limits, a loading serializer makes a
+ * record for each object that no factory can make. Saving a record writes the same contents again,
+ * references included. Only a Ref to Common::Record or one of its bases can refer to it. */
 class QZ_API Record final : public SerializableObject {
 public:
     Record(const Identifier& className, std::uint32_t version, std::uint32_t number = 0)
@@ -26,27 +26,28 @@ public:
 
     std::uint32_t getVersion() const override { return version_; }
 
-    /* By which the file that it was loaded from refers to it: objects count from 1, in the order in
-     * which they are referred to first. 0 if it was not loaded. */
+    /* The number of the object in the file from which it was loaded. Objects are numbered from 1,
+     * in the order of the first references to them. 0 if it was not loaded. */
     std::uint32_t getNumber() const { return number_; }
 
     std::span<const unsigned char> getBytes() const { return bytes_; }
 
-    /* In the order of the file; some may be null. */
+    /* The references in the order of the file; some may be null. */
     std::span<const Ref<Identifiable>> getReferences() const { return references_; }
 
-    /* Gives up its references, where they make a cycle that would keep itself alive. */
+    /* Releases its references. Use it for records that keep each other alive in a cycle. */
     void letGo() { references_.clear(); }
 
     void serialize(CommonSerializer& serializer) override;
 
 private:
-    /* What its last reference leads to, if that is a record with references and nobody else's. */
+    /* The object of its last reference, if that is a record with references that nobody else holds.
+     */
     QZ_LOCAL Record* lastHeldHereAlone() const;
 
     std::uint32_t version_;
     std::uint32_t number_;
-    Record* above_ = nullptr; /* on the way down a chain that is taken apart */
+    Record* above_ = nullptr; /* used while a chain of records is deleted */
     qz::vector<unsigned char> bytes_;
     qz::vector<Ref<Identifiable>> references_;
 };

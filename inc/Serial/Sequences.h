@@ -1,6 +1,6 @@
-/* Strings and vectors for Common::CommonSerializer, and the values with items that other containers
- * are made of. C++ only, for programs built by the library's compiler. Programs include
- * Serial/CommonSerializer.h, which has them. */
+/* Strings and vectors for Common::CommonSerializer, and the class Items for other containers. C++
+ * only, for programs built by the library's compiler. Programs include Serial/CommonSerializer.h,
+ * which includes this header. */
 #ifndef QZCORE_SERIAL_SEQUENCES_H
 #define QZCORE_SERIAL_SEQUENCES_H
 
@@ -14,11 +14,11 @@
 
 namespace Common {
 
-/* The inside of a value with items; errors tell the number of the item. */
+/* Transfers a value that consists of items; errors have the number of the item. */
 class QZ_API CommonSerializer::Items {
 public:
-    /* Writes the number of items, or reads it: `count` tells it in both cases, 0 after an
-     * error. There are never more than the bytes and references that are left. */
+    /* Writes the number of items, or reads it. `count` returns it in both cases, 0 after an error.
+     * A number that is greater than the bytes and references left is an error. */
     Items(CommonSerializer& serializer, std::size_t count);
     ~Items();
     Items(const Items&) = delete;
@@ -26,7 +26,7 @@ public:
 
     std::size_t count() const { return count_; }
 
-    /* Transfers the next one. False if there was an error. */
+    /* Transfers the next item. Returns false if there was an error. */
     template<class T>
     bool transfer(T& item) {
         serializer_.scope_->index = ++number_;

@@ -1,4 +1,4 @@
-/* What can be referred to from what is saved. C++ only, for programs built by the library's
+/* The base of objects that can be saved by reference. C++ only, for programs built by the library's
  * compiler.
  */
 #ifndef QZCORE_SERIAL_SERIALIZABLEOBJECT_H
@@ -14,20 +14,19 @@ namespace Common {
 
 class CommonSerializer;
 
-/* An object that can be referred to from what is saved. It lives on the heap: the last reference
- * deletes it. */
+/* An object that can be saved by reference. It lives on the heap: the last reference deletes it. */
 class QZ_API SerializableObject : public Identifiable {
 public:
     using Identifiable::Identifiable;
     ~SerializableObject() override;
 
-    /* Transfers what belongs to the object. It is saved under its class identifier
-     * (getClassIdentifier), of at most 255 bytes, which a factory has to know when it is loaded. */
+    /* Transfers the members of the object. It is saved under its class identifier
+     * (getClassIdentifier), of at most 255 bytes, which a factory has to list when it is loaded. */
     virtual void serialize(CommonSerializer& serializer) = 0;
 
-    /* What the class writes now. Raise it when values are added or change, and read older ones by
-     * transferSince and CommonSerializer::getVersion. Values that are added at the end need no more
-     * than that: older programs skip them. */
+    /* Returns the version of the values that the class writes. Raise it when values are added or
+     * change, and read older versions with transferSince and CommonSerializer::getVersion. Older
+     * programs skip values that are added at the end. */
     virtual std::uint32_t getVersion() const { return 0; }
 };
 

@@ -1,9 +1,10 @@
-/* How a value becomes bytes: the part of Common::CommonSerializer that knows numbers. C++ only, for
- * programs built by the library's compiler. Programs include Serial/CommonSerializer.h.
+/* The part of Common::CommonSerializer that turns numbers into bytes. C++ only, for programs built
+ * by the library's compiler. Programs include Serial/CommonSerializer.h.
  *
- * Values go to a block of memory, or come from it, at a cursor. What the block has no room for goes
- * to the class that derives from this one: it makes room, knows that the values end, or has another
- * form for them, and then the block is always empty. */
+ * Values are written to a block of memory, or read from it, at a cursor. If the block has not
+ * enough bytes for a value, a virtual function of the derived class is called, which makes room, or
+ * fails at the end of the values. In the forms for messages the block is always empty, and the
+ * derived class transfers all values. */
 #ifndef QZCORE_SERIAL_VALUESERIALIZER_H
 #define QZCORE_SERIAL_VALUESERIALIZER_H
 
@@ -22,7 +23,7 @@
 
 namespace Common {
 
-/* Values that are their bytes, the lowest first. */
+/* Values that are written as their bytes, the lowest first. */
 template<class T>
 concept SerializedAsBytes = (std::floating_point<T> && sizeof(T) <= 8) ||
                             (std::integral<T> && sizeof(T) == 1 && !std::same_as<T, bool>);
@@ -35,7 +36,7 @@ public:
 
     bool isGood() const { return !hasFailed_; }
 
-    /* `count` values in a row, as many on both sides. */
+    /* Writes or reads `count` values without a length; both sides use the same count. */
     template<SerializedAsBytes T>
     void transferRow(T* values, std::size_t count) {
         if constexpr (sizeof(T) == 1 || std::endian::native == std::endian::little) {
@@ -50,7 +51,7 @@ public:
 protected:
     ValueSerializer(bool isLoading, bool isPacked) : isLoading_(isLoading), isPacked_(isPacked) {}
 
-    /* Makes sure that so many bytes can be read or written at the cursor. */
+    /* Makes sure that `size` bytes can be read or written at the cursor; false if not. */
     bool prepare(std::size_t size) {
         return size <= static_cast<std::size_t>(end_ - cursor_) || prepareMore(size);
     }
@@ -64,7 +65,7 @@ protected:
         }
     }
 
-    /* The same for a size that the compiler knows, which makes it a move or two. */
+    /* The same for a constant size, for which the compiler makes one or two moves. */
     template<std::size_t kSize>
     void transferBytes(void* bytes, bool isSigned = false) {
         if (kSize > static_cast<std::size_t>(end_ - cursor_)) [[unlikely]] {
@@ -99,7 +100,7 @@ protected:
         }
     }
 
-    /* As many bytes as it needs; signed ones with the sign as the lowest bit. */
+    /* In as many bytes as the number needs; signed numbers have the sign as the lowest bit. */
     template<std::integral T>
     void transferInteger(T& value) {
         using Unsigned = std::make_unsigned_t<T>;
@@ -146,7 +147,7 @@ protected:
         return readLongCompact(isSigned);
     }
 
-    /* Where values are read in a record, or written to what is to be one. */
+    /* The place in the record where values are read or written. */
     unsigned char* cursor_ = nullptr;
     unsigned char* end_ = nullptr;
     bool isLoading_;
@@ -154,8 +155,8 @@ protected:
     bool hasFailed_ = false;
 
 private:
-    /* What the cursor has no room for, if it was no error. Messages tell signed values from others.
-     */
+    /* Called for a value for which the block has not enough bytes. Messages tell signed values from
+     * others. */
     virtual bool prepareMore(std::size_t size) = 0;
     virtual void transferMore(void* bytes, std::size_t size, bool isSigned) = 0;
     /* false: it is written, or an error */
