@@ -123,8 +123,8 @@ public:
         }
         QZ_LOCAL void setSymbol(Symbols& symbols, std::uint32_t state, std::uint32_t symbol);
 
-        /* A transition that, from one state, does nothing but emit a symbol and change the state:
-         * the stack is left alone, and the two states emit nothing. */
+        /* A transition from one state that only emits a symbol and changes the state: it keeps the
+         * stack, and the two states emit nothing. */
         struct Step {
             std::uint32_t outputSymbol = NO_SYMBOL;
             std::uint32_t targetState = NO_STATE; /* NO_STATE: look it up in the tables */
@@ -159,7 +159,7 @@ public:
             std::uint32_t states = 0;
             std::uint32_t symbols = 0;
             std::uint32_t version = 0; /* of the tables */
-            bool isFound = false;      /* or known to be too large */
+            bool isFound = false;      /* or the tables are too large */
         };
 
         QZ_LOCAL void findSteps();
@@ -204,7 +204,8 @@ public:
     QZ_API explicit FSM(const char* name);
     QZ_API FSM(const char* name, Descriptor* descriptor, SymbolRecepient* recipient);
 
-    /* A copy has the same tables, recipients, state, stack and queue, and is busy with nothing. */
+    /* A copy has the same tables, recipients, state, stack and queue, and is not processing a
+     * symbol. */
     FSM(const FSM&) = default;
     FSM& operator=(const FSM&) = default;
 
@@ -227,7 +228,7 @@ public:
     QZ_API void checkSymbolsQueue();
     bool symbolsQueueIsEmpty() const { return delayedSymbols_.empty(); }
 
-    /* NO_STATE before a state was entered. */
+    /* NO_STATE before the first state was entered. */
     std::uint32_t getState() const { return state_; }
     bool inInitialState() const {
         return descriptor_ != nullptr && state_ == descriptor_->getInitialState();

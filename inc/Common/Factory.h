@@ -1,7 +1,7 @@
 /* Creating objects by class name. C++ only, for programs built by the library's compiler.
  *
- * A factory says which class names it can make; a manager hands a request on to the factory that
- * declared the name. Each module registers its factories for as long as it is loaded:
+ * A factory lists the names of the classes that it can make; a manager passes a request to the
+ * factory that lists the name. Each module registers its factories while it is loaded:
  *
  *     class UnitFactory : public Common::Factory {
  *     public:
@@ -12,7 +12,7 @@
  *
  *     Common::Identifiable* tank = registry->createInstance("Tank");
  *
- * Nothing here reports an error: unknown names give null or no action, duplicates are ignored.
+ * Nothing here reports an error: unknown names give null or do nothing, and duplicates are ignored.
  *
  * Threads: one, normally the host's main thread.
  */

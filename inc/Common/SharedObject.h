@@ -64,8 +64,8 @@ public:
 
 namespace Common {
 
-/* T, for objects on the heap: the last release deletes them. T is ISharedObject, Serializable or a
- * class derived from one of them. */
+/* T, for objects on the heap: the last release deletes the object. T is ISharedObject, Serializable
+ * or a class derived from one of them. */
 template<typename T>
 class Unknown : public T {
 public:

@@ -11,7 +11,7 @@
  *     graphics.find("title").set("Outpost");
  *     config.saveEdited();                     // comments and layout stay
  *
- * The language, for those who write such files, is described in docs/formats/configuration.md:
+ * docs/formats/configuration.md describes the language for those who write such files:
  *
  *     graphics {
  *         width = 640 * 2;                     // expressions, + - * / and parentheses
@@ -184,7 +184,7 @@ public:
     /* Clears the tree and forgets the text; all iterators become invalid. */
     void reset();
 
-    /* The entries of the top level; find: the first of that name, or end(). */
+    /* begin, end: the entries of the top level. find: the first entry of that name, or end(). */
     iterator begin();
     iterator end();
     iterator find(const std::string& name);
@@ -253,7 +253,7 @@ public:
         kList = 5
     };
 
-    /* The end of no list. */
+    /* Makes an end that belongs to no list. */
     iterator() = default;
 
     iterator& operator++();

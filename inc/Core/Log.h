@@ -1,4 +1,4 @@
-/* Logging.
+/* The log.
  *
  * Every part of an engine reports through qz_log. A call copies the message into a record of a
  * fixed pool and queues it without a lock; one writer thread writes the records to the log files.
@@ -129,7 +129,7 @@ QZ_INLINE void qz_logf(const char* module, unsigned int level, const char* forma
 /* A level, for menus, settings and colours. */
 typedef struct qz_log_level {
     unsigned int flag;
-    const char* name;   /* in capitals, as lines have it */
+    const char* name;   /* in capitals, as in lines */
     const char* colour; /* for terminals: what stands between "ESC [" and "m", such as "1;31" */
 } qz_log_level;
 

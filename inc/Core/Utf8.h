@@ -1,7 +1,7 @@
 /* The library's own UTF-8 codec, which converts one character at a time and never allocates.
  *
- * These functions never read or write past the room they are given. They do not judge the text:
- * overlong forms and surrogates pass.
+ * These functions never read or write past the room they are given. They do not validate the text:
+ * overlong forms and surrogates are accepted.
  */
 #ifndef QZCORE_CORE_UTF8_H
 #define QZCORE_CORE_UTF8_H

@@ -49,7 +49,7 @@ private:
     unsigned char* end_;
 };
 
-/* A range of a buffer's bytes, and the chunk that follows it in its chain. */
+/* A range of a buffer's bytes, with a reference to the next chunk of its chain. */
 class QZ_API Chunk : private Mem::Shared {
 public:
     /* Returns a single chunk of uninitialised bytes to write to: at least 1, at most `n` and at

@@ -260,7 +260,7 @@ private:
         }
     }
 
-    /* A field of 32 bits: as many are pending afterwards as were before. */
+    /* A field of 32 bits: the number of pending bits does not change. */
     void writeWord(uint32_t field) {
         bits_ = bits_ << 32 | field;
         store(static_cast<uint32_t>(bits_ >> bitCount_));

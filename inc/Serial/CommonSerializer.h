@@ -128,7 +128,7 @@ public:
             transferInteger(value);
         } else {
             const Level level(*this);
-            if (hasFailed_) { /* too deep, perhaps: values may contain each other */
+            if (hasFailed_) { /* values may contain each other and be too deep */
                 return;
             }
             if constexpr (requires { value.serialize(*this); }) {

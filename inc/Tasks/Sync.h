@@ -70,7 +70,7 @@ private:
 
 /* A thread that runs a task again and again until the task or stop() ends it.
  *
- * Threads: one thread at a time, other than the thread itself, calls the functions. */
+ * Threads: one owner, other than the thread itself, calls the functions. */
 class QZ_API Thread {
 public:
     class Task {

@@ -2,7 +2,7 @@
  *
  * - Independent tasks run on a pool of worker threads, in no particular order.
  * - The callbacks of a serial queue run on the same workers, one after another in the order in
- * which they were added; different queues run in parallel.
+ *   which they were added; different queues run in parallel.
  * - Main-thread tasks wait until the host runs them, once a frame, within a time budget.
  *
  * There are as many workers as processors, but at least two, so that two tasks that wait for each

@@ -66,10 +66,10 @@ QZ_API void vfs_deinit(void);
 
 /* Mounts a directory and its archive, or the one of them that exists.
  *
- * path: of the directory, without a separator at its end, because the archive's name is made from
- * it; an archive's own path mounts that. With ".zip" at most 255 bytes. mount_point: where in the
- * tree its files appear; null means the root. append: non-zero puts it behind what is mounted
- * already, zero in front. Earlier ones win.
+ * path: of the directory, without a separator at its end, because ".zip" is appended for the
+ * archive; at most 255 bytes with it. The path of an archive mounts that archive. mount_point: the
+ * folder of the tree in which the files appear; null means the root. append: non-zero mounts behind
+ * the other mounts, zero in front of them. A file is read from the first mount that has it.
  *
  * Returns non-zero if at least one of the two was mounted, with a DEBUG line for each. The other
  * one may have failed, for example because the archive is damaged. A path that is already mounted
