@@ -69,8 +69,8 @@ public:
     /* What is wrong with a text, and where. The throwing getters of iterator throw it, too.
      *
      * column is the offset in bytes from the start of the whole text, not of the line. Lines count
-     * from 1. A lone CR or LF ends a line as CR LF does, unless it is the last character. Both are
-     * -1 where there is no position. */
+     * from 1. A lone CR or LF ends a line as CR LF does, unless it is the last character. line and
+     * column are -1 if there is no position. */
     class QZ_API Error : public std::exception {
     public:
         Error() = default;
@@ -136,7 +136,8 @@ public:
      *
      * If no file can be made in the directory, or a new file cannot get the owner or the access
      * list, the file itself is overwritten, not in one step: whoever reads it meanwhile may see a
-     * part. Then a full disk does no harm, but a crash does, and hard links stay.
+     * part. A full disk still does no harm, but a crash may. Other names of the file then have the
+     * new contents.
      *
      * Return false, with nothing written, if the file cannot be written, there is no file name,
      * memory runs out, or the text would be longer than an int can say or could not be read again.
@@ -154,10 +155,10 @@ public:
      * All else is as with save, but lines in the buffer end in CR LF too, so that parse accepts it.
      *
      * Changes of others are not overwritten. If somebody has changed the file that was last read,
-     * saving under the name by which it was read fails with kFileChanged; the caller then parses it
-     * again and repeats the changes. After a parse that failed, and after one of a text in memory,
-     * saving to that file fails with kFileUnknown, and so does saving to the file whose parse
-     * failed. A file that is gone is made again.
+     * saving to it, under the name by which it was read, fails with kFileChanged; the caller then
+     * parses it again and repeats the changes. Saving to it fails with kFileUnknown if a later
+     * parse failed or was of a text in memory; so does saving to a file whose parse failed last. A
+     * missing file is made again.
      *
      * Programs that use saveEdited or qz conf on the same file at the same time wait for each
      * other, for 1 second at most; after that the file is only compared. save and editors do not

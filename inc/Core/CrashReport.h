@@ -21,10 +21,10 @@
  * process writes 16 reports at most.
  *
  * Linux only: a report that takes longer than 25 seconds is cut off, because a lock of the system
- * may never come free. fork() waits while another thread writes a report, because the child would
+ * may never be released. fork() waits while another thread writes a report, because the child would
  * inherit the thread's locks without the thread. It waits 30 seconds at most; after that no fork
  * waits for the same report. vfork, posix_spawn and _Fork do not wait. From bt_init to bt_fini six
- * file descriptors are reserved for crashes when no other is free.
+ * file descriptors are reserved for a crash in which no other is free.
  */
 #ifndef QZCORE_CORE_CRASHREPORT_H
 #define QZCORE_CORE_CRASHREPORT_H

@@ -36,8 +36,8 @@
  *
  * On loading, a factory manager makes each object by the name of its class. A reference is set at
  * once, but the members of the object may be read later: `serialize` must not use the object. A
- * factory must make a new object each time; if it returns one twice, a reference to that is an
- * error.
+ * factory must make a new object each time; if it returns an object again, a reference to that is
+ * an error.
  *
  * The file is the same on every system and for every compiler; docs/formats/objects.md describes
  * it. Nothing in it is trusted: it ends with a check sum, lengths are compared with the bytes left,
