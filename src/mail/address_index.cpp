@@ -16,8 +16,8 @@ void AddressIndex::add(std::uint32_t address, Mailbox* mailbox) {
     ++used_;
 }
 
-// Those behind it move up, as far as they may: a look for them begins at their own slots and ends
-// at the first free one.
+// Mailboxes in the slots that follow move up into the gap where they may: a search for an address
+// begins at its own slot and ends at the first free one.
 void AddressIndex::remove(std::uint32_t address) {
     if (find(address) == nullptr) {
         return;
@@ -48,7 +48,7 @@ std::size_t AddressIndex::distance(std::size_t from, std::size_t to) const {
     return (to - from) & (slots_.size() - 1);
 }
 
-// Where the address is, or the free slot where it would be.
+// The slot that holds the address, or the free one that it would take.
 std::size_t AddressIndex::slotOf(std::uint32_t address) const {
     std::size_t slot = ownSlot(address);
     while (slots_[slot].mailbox != nullptr && slots_[slot].address != address) {

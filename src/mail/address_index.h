@@ -9,17 +9,17 @@
 
 namespace Mail {
 
-// A hash table without lists: a mailbox is in the first slot that was free from its address's own
-// on.
+// A hash table with linear probing: a mailbox goes into the first free slot from its address's own
+// slot on.
 class AddressIndex {
 public:
-    // Null if there is none.
+    // Null if no mailbox has the address.
     Mailbox* find(std::uint32_t address) const;
 
-    // For an address that is not in it. Throws std::bad_alloc.
+    // The address must not be in the table yet. Throws std::bad_alloc.
     void add(std::uint32_t address, Mailbox* mailbox);
 
-    // Does nothing for an address that is not in it.
+    // Does nothing if the address is not in the table.
     void remove(std::uint32_t address);
 
     void clear();
@@ -36,7 +36,7 @@ private:
     std::size_t slotOf(std::uint32_t address) const;
     void grow();
 
-    qz::vector<Slot> slots_; // a power of two of them, and some are free; or none at all
+    qz::vector<Slot> slots_; // empty, or a power of two of slots, some of them free
     std::size_t used_ = 0;
 };
 

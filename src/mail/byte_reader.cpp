@@ -25,15 +25,15 @@ bool ByteReader::init(const Mem::Ptr<Chunk>& chunk) {
     cursor_ = entered->begin();
     end_ = entered->end();
     queued_ -= std::min(queued_, entered->size());
-    next_ = entered->next_; // the chunk itself may go with this
+    next_ = entered->next_; // this may delete the chunk
     if (!next_) {
         tailOfQueue_ = nullptr;
     }
     return true;
 }
 
-// Chunks are linked through themselves, and those that are given are somebody else's, maybe a
-// message's: to link anything behind them would change it. So the queue gets chunks of its own.
+// A chunk holds the link to the next one, and a chunk that was passed in may be part of a message:
+// to link anything behind it would change the message. So the queue gets chunks of its own.
 bool ByteReader::add(const Mem::Ptr<Chunk>& chain) {
     const Mem::Ptr<Chunk> shared = tailOfQueue_ ? nullptr : next_;
     Mem::Ptr<Chunk> first = copyOf(shared);
@@ -50,7 +50,7 @@ bool ByteReader::add(const Mem::Ptr<Chunk>& chain) {
     return true;
 }
 
-// Null for none, and if there is no memory for all of it.
+// Null if the chain is null, or if there is no memory for all of the copy.
 Mem::Ptr<Chunk> ByteReader::copyOf(const Mem::Ptr<Chunk>& chain) {
     constexpr auto kAll = std::numeric_limits<std::uint64_t>::max();
     return chain ? chain->rbefore(kAll) : nullptr;
@@ -87,7 +87,7 @@ Mem::Ptr<Chunk> ByteReader::getData(std::uint64_t n) {
     return result;
 }
 
-// As getData, but nothing has been read.
+// What getData would return; the position stays.
 Mem::Ptr<Chunk> ByteReader::peek(std::uint64_t n) const {
     const auto here = std::min(n, static_cast<std::uint64_t>(end_ - cursor_));
     Mem::Ptr<Chunk> first =

@@ -80,14 +80,14 @@ void ByteWriter::keepWritten() {
     start_ = cursor_;
 }
 
-// The last that happens to the region.
+// Leaves the writer without its buffer, so this is the last use of the region.
 void ByteWriter::giveBackRest() {
     if (cursor_ != end_) {
         mail::memory().spare.giveBack({std::move(buffer_), cursor_, end_});
     }
 }
 
-// A part of what was to be written is worth nothing.
+// Drops what was written so far: a part of it is of no use.
 void ByteWriter::close() {
     chain_.take();
     buffer_ = nullptr;

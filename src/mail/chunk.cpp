@@ -9,7 +9,7 @@ namespace Mail {
 
 namespace {
 
-// What the pool of the buffers' bytes can ever hold: 8192 blocks of 128 KiB.
+// The most that the pool of the buffers' bytes can hold: 8192 blocks of 128 KiB.
 constexpr std::uint64_t kAllBytes = std::uint64_t{8192} * 128 * 1024;
 
 } // namespace
@@ -35,8 +35,8 @@ void Buffer::operator delete(void* item) {
 Chunk::Chunk(Mem::Ptr<Buffer> buffer, unsigned char* begin, unsigned char* end)
     : buffer_(std::move(buffer)), begin_(begin), end_(end) {}
 
-// Chains may have many thousands of chunks, so they are taken apart in a loop: each chunk has let
-// go of the next by the time it is deleted.
+// A chain may have many thousands of chunks, so it is taken apart in a loop, not by recursion: each
+// chunk is detached from the next one before it is deleted.
 Chunk::~Chunk() {
     Chunk* chunk = next_.detachIfLast();
     while (chunk != nullptr) {
@@ -61,7 +61,7 @@ Mem::Ptr<Chunk> Chunk::alloc(std::uint64_t n) {
     }
     Mem::Ptr<Chunk> first = try_alloc(n);
     if (!first || first->size() == n) {
-        return first; // as a rule; a chain would count references to it for nothing
+        return first; // the usual case; a Chain would count references for nothing
     }
     Chain chain;
     for (Mem::Ptr<Chunk> chunk = std::move(first); chunk; chunk = try_alloc(n)) {

@@ -6,7 +6,7 @@
 
 namespace Mail {
 
-// Any width as one that a field can have.
+// Limits a width to those that a field can have.
 inline unsigned char fieldWidth(int bits) {
     return static_cast<unsigned char>(std::clamp(bits, 0, 32));
 }

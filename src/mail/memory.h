@@ -13,19 +13,19 @@ struct Memory {
     Mem::Pool bufferData{Mail::Buffer::kCapacity, 64};
     Mem::PoolOf<Mail::Chunk> chunks{1024};
     Mem::PoolOf<Mail::MsgImpl> bodies{1024};
-    // These hold chunks, so they go first.
+    // Declared last, so destroyed first: both hold chunks.
     Mail::FreshSpace fresh;
     Mail::SpareSpace spare;
 };
 
 Memory& memory();
 
-// Makes all of it, once for each load: src/library.cpp does that before anybody can use messages.
+// Makes the memory. src/library.cpp calls this once for each load, before anybody can use messages.
 void openMemory();
 
-// Gives all of it back, for src/library.cpp: when the library is unloaded from a process that goes
-// on, and not when the process ends, because other threads and a host's static objects may still
-// use their messages then.
+// Gives the memory back. src/library.cpp calls this when the library is unloaded from a process
+// that goes on. It does not call it at the end of the process, because other threads and a host's
+// static objects may still use their messages then.
 void closeMemory();
 
 } // namespace mail

@@ -13,7 +13,7 @@ constexpr std::uint64_t kBlockUnit = std::uint64_t{128} * 1024;
 constexpr std::uint64_t kMaxBlocks = 8192;
 constexpr std::uint64_t kTableSize = kMaxBlocks * sizeof(void*);
 
-// 0 if there is no such size.
+// 0 if the size is out of range.
 std::uint64_t blockSizeFor(std::uint64_t itemSize, std::uint32_t itemsPerBlock) {
     constexpr std::uint64_t kLargest = std::numeric_limits<std::uint64_t>::max() - kBlockUnit;
     if (itemsPerBlock == 0 || itemSize > kLargest / itemsPerBlock) {
@@ -53,7 +53,7 @@ void Mem::Pool::free(void* item) {
     freeList_ = item;
 }
 
-// Items are as far apart as they are large, so a link may lie across any boundary.
+// Items follow each other without padding, so a link may be unaligned: memcpy reads it.
 void* Mem::Pool::pop() {
     void* const item = freeList_;
     std::memcpy(&freeList_, item, sizeof freeList_);

@@ -37,7 +37,7 @@ bool Reader::isAtEnd() {
     return !prepare() && bitCount_ < missing_ + 8;
 }
 
-// Where a chunk ends.
+// Reads a word that extends across the end of a chunk.
 std::uint32_t Reader::fetchAcross() {
     std::uint32_t word = 0;
     for (unsigned i = 0; i < sizeof word; ++i) {

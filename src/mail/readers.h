@@ -11,15 +11,16 @@
 namespace Mail {
 
 // Readers count themselves, each on a cache line that it seldom shares with another thread, so they
-// cost each other nothing. A change costs a look at all counts. Readers do not wait for it:
-// they are told that they are not allowed inside, and take the lock of those who change something.
+// do not slow each other down. A change looks at all counts. A reader does not wait for a change
+// here: its Visit converts to false, and the reader takes the lock under which changes are made.
 class Readers {
     struct alignas(64) Count {
         std::atomic<std::uint32_t> inside{0};
     };
 
 public:
-    // Inside, unless something is being changed, as long as it lives.
+    // A reader is inside as long as its visit lives, unless a change had begun before: then the
+    // visit converts to false.
     class Visit {
     public:
         explicit Visit(Readers& readers) : count_(readers.ownCount()) {
@@ -37,8 +38,8 @@ public:
         bool isAllowed_;
     };
 
-    // Keeps readers out as long as it lives, and begins when the last one has left. One at a time.
-    // Readers whose threads the system has killed do not leave.
+    // Keeps readers out as long as it lives. The constructor waits until the last reader has left,
+    // but not for readers whose threads the system has killed. There may be one change at a time.
     class Change {
     public:
         explicit Change(Readers& readers) : readers_(readers) {

@@ -9,9 +9,9 @@
 
 namespace Mail {
 
-// How senders find mailboxes, for addresses that are not below the size.
+// How senders find mailboxes at addresses that are not below directSize_.
 struct ServerImpl::Directory {
-    Readers readers; // of this, of the size and of what is below it
+    Readers readers; // of the index, of directSize_ and of direct_
     AddressIndex index;
 };
 
@@ -26,7 +26,7 @@ ServerImpl::~ServerImpl() {
     close();
 }
 
-// The mailboxes go when the lock has been given up, as in removeMailbox.
+// The mailboxes are released after the lock, as in removeMailbox.
 void ServerImpl::close() {
     Direct direct;
     Overflow overflow;
@@ -63,11 +63,11 @@ void ServerImpl::addToOverflow(std::uint32_t address, const Mem::Ptr<Mailbox>& m
         overflow_.emplace(address, mailbox);
         directory_->index.add(address, mailbox.get());
     } catch (const std::bad_alloc&) {
-        overflow_.erase(address); // not registered, as the header says
+        overflow_.erase(address); // the mailbox is not registered, as the header says
     }
 }
 
-// The mailbox goes when the lock has been given up: its destructor may call the server.
+// The mailbox is released after the lock, because its destructor may call the server.
 void ServerImpl::removeMailbox(std::uint32_t address) {
     const Mem::Ptr<Mailbox> removed = take(address);
 }

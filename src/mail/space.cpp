@@ -59,7 +59,7 @@ void SpareSpace::giveBack(Region region) {
     const std::lock_guard lock(lock_);
     Mem::Ptr<Chunk> chunk = chunkFor(std::move(region));
     if (!chunk) {
-        return; // its bytes are free again with the buffer's others
+        return; // the region's bytes are free again when the whole buffer is
     }
     Chunk* const added = chunk.get();
     (first_ ? last_->next_ : first_) = std::move(chunk);

@@ -1,5 +1,5 @@
 // Where fresh bytes for messages come from. Both kinds of space hand out buffers piece by piece, so
-// that many small messages share one; any thread may ask them.
+// that many small messages share a buffer. Any thread may call them.
 #pragma once
 
 #include "Mail/Chunk.h"
@@ -9,19 +9,20 @@
 
 namespace Mail {
 
-// What both have in common, and what chunks let them do.
+// The common base of both kinds of space.
 class Space {
 protected:
     // A chunk over all of a new buffer; null if there is no memory.
     static Mem::Ptr<Chunk> makeBuffer();
 
-    // Cuts the chunk's first n bytes off, of which it has more. Null if there is no memory.
+    // Cuts the first n bytes off the chunk, which must have more than n. Null if there is no
+    // memory.
     static Mem::Ptr<Chunk> cut(Chunk& chunk, std::uint64_t n);
 
     Sync::Futex lock_;
 };
 
-// Space for those who know how many bytes they need.
+// Space for callers who know how many bytes they need.
 class FreshSpace : private Space {
 public:
     // 1 to `n` bytes; null if n is 0 or there is no memory.
@@ -38,11 +39,12 @@ struct Region {
     unsigned char* end = nullptr;
 };
 
-// Space for those who do not: they take a region, and give back what they have not filled.
+// Space for callers who do not know how many bytes they need: they take a region and give back what
+// they have not filled.
 class SpareSpace : private Space {
 public:
-    // At least one byte, of the region first given back if there is one; none if there is no
-    // memory.
+    // The region that was given back first, or else a new buffer's: at least one byte. Has no
+    // buffer if there is no memory.
     Region take();
 
     void giveBack(Region region);
@@ -51,9 +53,9 @@ private:
     Region takeGivenBack();
     Mem::Ptr<Chunk> chunkFor(Region region);
 
-    Mem::Ptr<Chunk> first_;  // of those given back
-    Chunk* last_ = nullptr;  // where there is a first; a Chain would count references to it
-    Mem::Ptr<Chunk> unused_; // a list: chunks for regions to come, which spare the pool's lock
+    Mem::Ptr<Chunk> first_;  // of the regions given back
+    Chunk* last_ = nullptr;  // valid if first_ is set; a Chain would count references to it
+    Mem::Ptr<Chunk> unused_; // a list of chunks to reuse without taking the pool's lock
 };
 
 } // namespace Mail

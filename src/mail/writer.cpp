@@ -38,7 +38,7 @@ bool Writer::finish() {
 bool Writer::commit() {
     const bool memoryRanOut = !buffer_;
     const bool isEmpty = cursor_ == start_ && !chain_.first();
-    Mem::Ptr<Chunk> written = end(); // what is written from now on is dropped
+    Mem::Ptr<Chunk> written = end(); // bytes written from now on are dropped
     return !memoryRanOut && (isEmpty || (written && body_ && body_->append(std::move(written))));
 }
 
@@ -102,7 +102,7 @@ void Writer::writeHalf(float value) {
     write(Math::float2half(value), 16);
 }
 
-// Where a region ends.
+// Writes a word that extends across the end of a region.
 void Writer::storeAcross(std::uint32_t word) {
     for (unsigned left = 32; left != 0; left -= 8) {
         storeByte(word >> (left - 8));
@@ -126,15 +126,15 @@ void Writer::writeObject(const unsigned char* data, int bits) {
     }
     count = writeRun(data, count);
     for (; count >= 4; count = writeRun(data, count - 4)) {
-        writeWord(load(data + count - 4)); // across the end of a region
+        writeWord(load(data + count - 4)); // this word crosses the end of a region
     }
     for (; count != 0; --count) {
         write(data[count - 1], 8);
     }
 }
 
-// Words from the end of an object, as long as there is room in the region: what changes stays in
-// registers. Returns how many bytes are left.
+// Writes words from the end of an object as long as the region has room. Local copies of the
+// members stay in registers. Returns how many bytes are left.
 std::size_t Writer::writeRun(const unsigned char* data, std::size_t count) {
     std::uint64_t bits = bits_;
     unsigned char* to = cursor_;
