@@ -14,7 +14,7 @@ using Mode = std::ios_base::openmode;
 constexpr char kBadInput[] = "the std::istream is not good";
 constexpr char kBadOutput[] = "the std::ostream is not good";
 
-// Buffers of C++ streams tell some errors by throwing.
+// The buffer of a C++ stream may throw to report an error.
 template<class Call>
 auto attempt(Call call, decltype(call()) failure) {
     try {
@@ -24,7 +24,7 @@ auto attempt(Call call, decltype(call()) failure) {
     }
 }
 
-// Negative if it cannot seek.
+// Negative if the buffer cannot seek.
 std::streamoff tellOf(std::streambuf& buffer, Mode which) {
     return attempt([&] { return std::streamoff(buffer.pubseekoff(0, std::ios::cur, which)); }, -1);
 }
@@ -66,7 +66,7 @@ std::size_t StdInputStream::readAt(std::uint64_t position, void* data, std::size
     std::streambuf& buffer = *in_.rdbuf();
     if (isSeekable_ && tellOf(buffer, std::ios::in) != static_cast<std::streamoff>(position) &&
         !goTo(buffer, position, std::ios::in)) {
-        return 0; // behind the end, where some cannot go
+        return 0; // the position is past the end, and this buffer cannot seek there
     }
     const auto wanted = static_cast<std::streamsize>(count);
     const std::streamsize done =
@@ -164,7 +164,7 @@ std::streamsize StreamBuffer::xsgetn(char* data, std::streamsize count) {
     const std::size_t done = taken + stream_.read(data + taken, rest);
     if (done > 0) {
         next_ = data[done - 1];
-        setg(&next_, &next_ + 1, &next_ + 1); // so that it can be put back
+        setg(&next_, &next_ + 1, &next_ + 1); // so that the last byte can be put back
     }
     return static_cast<std::streamsize>(done);
 }
@@ -213,7 +213,7 @@ std::uint64_t StreamBuffer::position() const {
     return stream_.tell() - (gptr() < egptr() ? 1U : 0U);
 }
 
-// What was looked at and not taken is still to be read.
+// Gives a byte that was looked at but not taken back to the stream.
 bool StreamBuffer::leaveNext() {
     const bool hasNext = gptr() < egptr();
     setg(nullptr, nullptr, nullptr);

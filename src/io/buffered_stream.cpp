@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::size_t kBufferSize = std::size_t{16} * 1024;
 
-// From here on a copy more would cost more than a call.
+// From this size on, copying the bytes once more costs more than a call.
 constexpr std::size_t kLarge = std::size_t{4} * 1024;
 
 } // namespace
@@ -37,7 +37,7 @@ bool BufferedStream::keep(std::uint64_t position, const Window& window, std::siz
     return writeAt(position, window.begin, count) == count;
 }
 
-// Without one it goes slower.
+// Without a buffer the stream works too, but more slowly.
 bool BufferedStream::makeBuffer() {
     if (!buffer_) {
         buffer_.reset(new (std::nothrow) unsigned char[kBufferSize]);

@@ -59,7 +59,7 @@ bool FileStream::open(const char* path, Mode mode) {
     return file_ != nullptr ? seek(filePosition_) : fail("can't open the file", path_);
 }
 
-// For errors: cut where it does not fit.
+// Keeps the path for error texts; one that is too long is cut.
 void FileStream::rememberPath(const char* path) {
     const std::string_view text(path, core::lengthToKeep(path, sizeof path_ - 1));
     path_[text.copy(path_, text.size())] = 0;

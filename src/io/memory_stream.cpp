@@ -30,7 +30,7 @@ void MemoryStream::clear() {
 
 std::size_t MemoryStream::readAt(std::uint64_t /*position*/, void* /*data*/,
                                  std::size_t /*count*/) {
-    return 0; // what there is, is in windows
+    return 0; // readWindow offers all bytes there are
 }
 
 std::uint64_t MemoryStream::sizeNow() {
@@ -65,7 +65,7 @@ bool MemoryStream::keep(std::uint64_t position, const Window& /*window*/, std::s
 BlockStream::~BlockStream() = default;
 
 std::size_t BlockStream::readAt(std::uint64_t /*position*/, void* /*data*/, std::size_t /*count*/) {
-    return 0; // as above
+    return 0; // as in MemoryStream
 }
 
 std::size_t BlockStream::writeAt(std::uint64_t position, const void* data, std::size_t count) {

@@ -46,7 +46,7 @@ bool PartStream::sync() {
     return isGood();
 }
 
-// The other stream's error is this one's.
+// Takes over an error of the whole stream.
 std::size_t PartStream::passOn(std::size_t done) {
     if (!whole_.isGood()) {
         fail(whole_.getError());

@@ -11,7 +11,8 @@ namespace {
 
 constexpr std::uint64_t kLastPosition = std::numeric_limits<std::int64_t>::max();
 
-// Until all is moved, or a piece is empty: `move(done)` moves one and returns its size.
+// Calls `move(done)`, which moves one piece and returns its size, until `count` bytes have been
+// moved or a piece is empty.
 template<class Move>
 std::size_t moveInPieces(std::size_t count, Move move) {
     std::size_t done = 0;
@@ -125,7 +126,7 @@ std::size_t Stream::readOn(void* data, std::size_t count) {
     });
 }
 
-// From the window, from a new one, or past all windows.
+// Reads from the window, from a new window, or by readAt if there is none.
 std::size_t Stream::readPiece(unsigned char* data, std::size_t count) {
     if (read_ == readEnd_) {
         dropWindow(tell());
@@ -149,7 +150,7 @@ std::size_t Stream::writeOn(const void* data, std::size_t count) {
         return 0;
     }
     if (count > kLastPosition - std::min(tell(), kLastPosition)) {
-        if (settle()) { // what was written before stays
+        if (settle()) { // keeps what was written before
             fail("there is no such position");
         }
         return 0;
@@ -180,7 +181,7 @@ std::size_t Stream::writePiece(const unsigned char* data, std::size_t count) {
     return done;
 }
 
-// A byte more than there should be is asked for, so that one read also finds the end.
+// Asks for one byte more than the stream should hold, so that the first read also finds the end.
 bool readRest(Stream& stream, std::string& bytes) {
     constexpr std::size_t kPiece = std::size_t{64} * 1024;
     const std::uint64_t position = stream.tell();

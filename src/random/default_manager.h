@@ -1,12 +1,12 @@
-// The tables that random objects read unless told otherwise.
+// The tables that random objects read by default.
 #pragma once
 
 class RandomManager;
 
 namespace random_tables {
 
-// Made by the first call, and kept until the library is unloaded. Any thread may call it. Throws
-// std::bad_alloc.
+// The first call makes the manager; it lives until the library is unloaded. Any thread may call.
+// Throws std::bad_alloc.
 RandomManager& defaultManager();
 
 } // namespace random_tables

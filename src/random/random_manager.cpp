@@ -43,7 +43,7 @@ float chiSquare(const RandomTable& table, std::vector<int>& bins) {
     return sum;
 }
 
-// Any float, for tables that are not the library's own.
+// The value may be any float, because the table may be a caller's own: 0 if it is no seed.
 std::uint32_t toSeed(float value) {
     constexpr float kLimit = 4294967296.0F;
     return value > 0 && value < kLimit ? static_cast<std::uint32_t>(value) : 0;
@@ -55,7 +55,7 @@ RandomManager::RandomManager()
     : uniform_(createUniform(kSeed, kCount, kBins, kThreshold)), normal_(createNormal(uniform_)) {}
 
 RandomManager::~RandomManager() {
-    // One by one: their destructors may change the list.
+    // One by one, because an object's destructor may change the list.
     while (!objects_.empty()) {
         remove(objects_.front());
     }

@@ -5,8 +5,7 @@ namespace {
 unsigned step(std::uint32_t& state) {
     constexpr std::uint32_t kIncrement = 150889;
     constexpr std::uint32_t kModulus = 714025;
-    // Bits that the shift pushes out are lost, deliberately: that is no product in wider
-    // arithmetic.
+    // The shift drops the upper bits; a product in wider arithmetic would give other numbers.
     state = ((state << 12) + kIncrement) % kModulus;
     return state;
 }
