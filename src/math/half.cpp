@@ -27,8 +27,8 @@ constexpr int kBiasDifference = 127 - 15;
 constexpr int kDropped = kFloatFractionBits - kHalfFractionBits;
 constexpr std::uint32_t kMiddle = 1u << (kDropped - 1); // half of a half's last bit
 
-// Carries into the exponent where the fraction overflows, and from the last finite half to
-// infinity.
+// Rounds to nearest, middles upwards. A fraction that overflows carries into the exponent, and the
+// largest finite half becomes infinity in the same way.
 constexpr std::uint32_t roundMagnitude(std::uint32_t magnitude) {
     return (magnitude + kMiddle) >> kDropped;
 }
@@ -61,7 +61,7 @@ constexpr std::uint32_t magnitudeToFloat(std::uint32_t exponent, std::uint32_t f
         }
         const int shifts = std::countl_zero(fraction) - std::countl_zero(kHalfImplicit);
         fraction = fraction << shifts & kHalfFraction;
-        exponent = 1u - static_cast<std::uint32_t>(shifts); // wraps around and back below
+        exponent = 1u - static_cast<std::uint32_t>(shifts); // may wrap around; the sum wraps back
     }
     return (exponent + kBiasDifference) << kFloatFractionBits | fraction << kDropped;
 }

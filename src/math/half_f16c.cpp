@@ -7,16 +7,17 @@
 
 #    include <immintrin.h>
 
-// Only these functions use the instructions, so that the library still runs on processors without.
-// 128 bits at a time: code for 64-bit Windows cannot keep 256-bit values on its stack safely.
+// Only these functions use the instructions, so the library runs on processors without them, too.
+// They use 128 bits at a time: GCC cannot keep 256-bit values safely on the stack of 64-bit
+// Windows.
 #    define QZ_TARGET_F16C QZ_FOR_PROCESSOR("avx,f16c")
 
 namespace math {
 
 namespace {
 
-// The host's floating-point environment must not matter here, nor notice: with denormals read as
-// zero or exceptions unmasked, conversions would give other results or trap.
+// Sets the default floating-point environment and restores the host's. With denormals read as zero
+// or exceptions unmasked, conversions would give other results or trap.
 class DefaultFloatingPoint {
 public:
     DefaultFloatingPoint() : saved_(_mm_getcsr()) { _mm_setcsr(kMaskedRoundToNearest); }
@@ -31,9 +32,9 @@ private:
 
 constexpr std::size_t kGroup = 8;
 
-// The instruction rounds to nearest, middles to even. With its lowest bit set a value is never in a
-// middle, and what was one rounds away from zero; nothing else changes, as that bit is far below
-// the last bit of a half.
+// The instruction rounds to nearest, and values in the middle to even; they should round away from
+// zero. Setting a value's lowest bit moves it off the middle, away from zero. Other values round as
+// before, because that bit is far below the last bit of a half.
 QZ_TARGET_F16C inline __m128i roundToHalfs(const float* in) {
     const __m128 lowestBit = _mm_castsi128_ps(_mm_set1_epi32(1));
     return _mm_cvtps_ph(_mm_or_ps(_mm_loadu_ps(in), lowestBit), _MM_FROUND_TO_NEAREST_INT);
@@ -53,7 +54,7 @@ QZ_TARGET_F16C void convertGroups(unsigned short* out, const float* in, std::siz
     for (std::size_t i = 0; i < end; i += kGroup) {
         const __m128i halfs = _mm_unpacklo_epi64(roundToHalfs(in + i), roundToHalfs(in + i + 4));
         if (anyInfiniteOrNan(halfs)) [[unlikely]] {
-            // The set bit made infinities not-a-number, and those follow rules of their own.
+            // The set bit has turned infinities into not-a-number; float2half treats both right.
             for (std::size_t j = i; j < i + kGroup; ++j) {
                 out[j] = Math::float2half(in[j]);
             }
@@ -83,7 +84,7 @@ std::size_t convert(To* out, const From* in, std::size_t count) {
 bool hasF16c() {
     constexpr std::uint32_t kNeeded = 1U << 27 | 1U << 28 | 1U << 29; // OSXSAVE, AVX, F16C
     constexpr std::uint64_t kWideRegisters =
-        6; // which these instructions need, and a system must save
+        6; // the instructions need them, and the system must save them
     return (platform::processorFeatures() & kNeeded) == kNeeded &&
            (platform::savedRegisters() & kWideRegisters) == kWideRegisters;
 }

@@ -5,11 +5,11 @@
 
 namespace math {
 
-// Whether processor and system offer them. Asks the processor each time.
+// Whether the processor and the system support the instructions. Asks the processor each time.
 bool hasF16c();
 
-// Only where hasF16c(). They convert whole groups from the front and return how many values that
-// is.
+// Call them only if hasF16c() is true. They convert whole groups of values from the front and
+// return the number of values converted.
 std::size_t float2halfF16c(unsigned short* out, const float* in, std::size_t count);
 std::size_t half2floatF16c(float* out, const unsigned short* in, std::size_t count);
 

@@ -7,7 +7,7 @@ namespace math {
 
 namespace {
 
-// The inner loop of everything here.
+// The inner loop of all functions in this file.
 void subtractMultiple(double* row, const double* other, double factor, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i) {
         row[i] -= factor * other[i];

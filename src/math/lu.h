@@ -7,7 +7,7 @@
 
 namespace math {
 
-// Uninitialised room for so many values, on the stack while they are few.
+// Uninitialised room for `count` values, without an allocation up to kFew of them.
 template<class T, std::size_t kFew>
 class Room {
 public:
@@ -45,11 +45,12 @@ private:
     Room<double, kSmallMatrix * kSmallMatrix> elements_;
 };
 
-// A square matrix's rows, exchanged so that each pivot is the largest in its column, as the product
-// of a lower triangular matrix L with ones on its diagonal and an upper triangular one, U.
+// The product of a lower triangular matrix L, with ones on its diagonal, and an upper triangular
+// matrix U, that equals a square matrix whose rows were exchanged so that each pivot is the largest
+// in its column.
 class LuDecomposition {
 public:
-    // Of n rows with n elements each.
+    // Decomposes a matrix of n rows with n elements each.
     template<class Rows>
     explicit LuDecomposition(const Rows& rows) : lu_(rows.size()), origins_(rows.size()) {
         for (std::size_t i = 0; i < rows.size(); ++i) {
@@ -59,12 +60,12 @@ public:
         decompose();
     }
 
-    // A pivot was exactly 0.
+    // Whether a pivot was exactly 0.
     bool isSingular() const { return singular_; }
 
     double determinant() const;
 
-    // Only of a matrix that is not singular.
+    // Only for a matrix that is not singular.
     template<class Rows>
     void writeInverse(Rows& rows) const {
         Square inverse(lu_.size());
@@ -83,9 +84,9 @@ private:
     void invertLower(Square& out) const;
     void invertUpper(Square& out) const;
 
-    Square lu_;                               // U, and below the diagonal L
-    Room<std::size_t, kSmallMatrix> origins_; // where each row came from
-    bool negated_ = false;                    // by an odd number of exchanges
+    Square lu_;                               // U, and L below the diagonal
+    Room<std::size_t, kSmallMatrix> origins_; // each row's index in the matrix
+    bool negated_ = false;                    // the number of exchanges is odd
     bool singular_ = false;
 };
 

@@ -5,7 +5,7 @@
 
 namespace Math {
 
-// One by one: exporting a class leaves its inline members out on Windows.
+// Each function by itself, because on Windows the export of a class leaves out its inline members.
 #define QZ_MATH_MATRIX(N, T)                                                                \
     template QZ_API Matrix<N, T>& Matrix<N, T>::set(T);                                     \
     template QZ_API Matrix<N, T>& Matrix<N, T>::transpose();                                \

@@ -25,8 +25,8 @@ T signedBy(unsigned index, T value) {
     return index % 2 == 0 ? value : -value;
 }
 
-// Expansion along the first row, with each minor of the lower rows computed once: the minor of the
-// last rows in the columns of a set is at the index that has the bits of that set.
+// Expands along the first row, and computes each minor of the lower rows once. A minor of the last
+// rows is in the table at the index whose bits are the minor's columns.
 template<typename T>
 T expandByTable(const nMatrix<T>& matrix) {
     const unsigned n = matrix.Rows();
@@ -44,7 +44,7 @@ T expandByTable(const nMatrix<T>& matrix) {
     return minors.back();
 }
 
-// More rows have no room for a table of minors: 2^n of them.
+// The table has 2^n minors, so a matrix of many rows is expanded without it.
 template<typename T>
 T expand(const nMatrix<T>& matrix) {
     constexpr unsigned kMostRowsByTable = 16;
@@ -58,7 +58,7 @@ T expand(const nMatrix<T>& matrix) {
     return sum;
 }
 
-// The caller's own format is what is wanted.
+// The format is the caller's.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
 template<typename Row>
@@ -133,7 +133,7 @@ void nMatrix<T>::clear() {
 
 template<typename T>
 void nMatrix<T>::diag(unsigned n, const T* d) {
-    nMatrix diagonal(n); // the numbers may be a row of this one
+    nMatrix diagonal(n); // `d` may point into this matrix
     for (unsigned i = 0; i < n; ++i) {
         diagonal[i][i] = d[i];
     }
@@ -147,7 +147,7 @@ void nMatrix<T>::diag(unsigned n, T d) {
 
 template<typename T>
 void nMatrix<T>::cov(unsigned n, const T* variances) {
-    nMatrix covariance(n); // as in diag
+    nMatrix covariance(n); // `variances` may point into this matrix
     for (unsigned i = 0; i < n; ++i) {
         for (unsigned j = 0; j < n; ++j) {
             covariance[i][j] = std::sqrt(variances[i] * variances[j]);

@@ -6,7 +6,8 @@ namespace Math {
 
 namespace {
 
-// The distance that counts: both comparisons fail for a not-a-number, which is inside the band.
+// The distance if it is outside the band, else 0. Not-a-number counts as inside, because both
+// comparisons fail for it.
 double outside(double tolerance, double distance) {
     return distance < -tolerance || distance > tolerance ? distance : 0;
 }
@@ -31,7 +32,7 @@ void Predictor<N>::update(double x, double tolerance) {
     increment_ = outside(tolerance, x - target_);
 }
 
-// From the output up, so that each addition uses the old value of the register above.
+// Adds from the output register up, so that each addition uses the old value of the register above.
 template<int N>
 void Predictor<N>::step(int n, const double* /*c*/) {
     for (; n > 0; --n) {
@@ -55,8 +56,8 @@ void Predictor<N>::freeze(int order) {
     std::fill_n(registers_, N - 1 - std::clamp(order, -1, N - 1), 0.0);
 }
 
-// The registers are the solution of a triangular system, whose right side is the derivatives, the
-// highest first, and at last the target. The increment has a part in all but the last.
+// The registers are the solution of a triangular system. Its right side is the derivatives, the
+// highest first, and then the target. The increment contributes to every row but the last.
 template<int N>
 void Predictor<N>::pack(const double* in, const double* c) {
     for (int i = 0; i < N; ++i) {

@@ -13,7 +13,7 @@ enum Axis : unsigned char { X, Y, Z };
 constexpr Axis kAxes[6][3] = {{X, Y, Z}, {Y, Z, X}, {Z, X, Y}, {X, Z, Y}, {Y, X, Z}, {Z, Y, X}};
 
 constexpr double kTolerance = 1e-6;
-constexpr float kTwoPi = 6.2831855F; // single precision for double rotations too
+constexpr float kTwoPi = 6.2831855F; // single precision, even for double rotations
 constexpr double kBlendBelow = 0.05; // 1 minus the cosine of the angle between two quaternions
 
 template<typename T>
@@ -134,7 +134,7 @@ void Rotation3<T>::fromMatrix(const Matrix<3, T>& m) {
                  (m[0][1] - m[1][0]) * factor, root / 2};
         return;
     }
-    // The largest of the vector's components, as the one to divide by.
+    // Divides by the largest of the vector's components.
     const int i = m[2][2] > m[1][1] && m[2][2] > m[0][0] ? Z : m[1][1] > m[0][0] ? Y : X;
     const int j = (i + 1) % 3;
     const int k = (i + 2) % 3;
@@ -150,7 +150,7 @@ void Rotation3<T>::fromMatrix(const Matrix<3, T>& m) {
 template<typename T>
 Rotation3<T> slerp(const Rotation3<T>& from, const Rotation3<T>& to, std::type_identity_t<T> t) {
     const T product = dot(from, to);
-    // Which way is shorter is anybody's guess: a branch would be mispredicted half of the time.
+    // Either way may be the shorter one: a branch would be mispredicted half of the time.
     const T sign = static_cast<T>(1 - 2 * static_cast<int>(product < 0));
     const T cosine = std::fabs(product);
     if (!(static_cast<double>(1 - cosine) > kBlendBelow)) {
@@ -161,8 +161,8 @@ Rotation3<T> slerp(const Rotation3<T>& from, const Rotation3<T>& to, std::type_i
     return blend(sign * (std::sin((1 - t) * angle) / sine), from, std::sin(t * angle) / sine, to);
 }
 
-// Those that are inline in the header say QZ_API here: exported copies that no host imports.
-// NOLINTBEGIN(bugprone-macro-parentheses): a type needs none
+// Functions that are inline in the header say QZ_API here, which exports a copy that no host
+// imports. NOLINTBEGIN(bugprone-macro-parentheses): a type needs none
 #define QZ_MATH_ROTATION(T)                                                                  \
     template void Rotation3<T>::setAngleAxis(T, const Vector<3, T>&);                        \
     template void Rotation3<T>::getAngleAxis(T&, Vector<3, T>&) const;                       \
