@@ -8,7 +8,8 @@ bool isAligned(const char* block) {
     return reinterpret_cast<std::uintptr_t>(block) % alignof(shm::RingHeader) == 0;
 }
 
-// A reader that nobody laps twice in a row is the rule; this bounds the exception.
+// How often findNext tries again after the writer has lapped the reader. Once is nearly always
+// enough.
 constexpr int kAttempts = 16;
 
 } // namespace
@@ -52,8 +53,8 @@ int CBaseRingBuffer::Open(char* block) {
     return Attach(block, UINT32_MAX);
 }
 
-// Only a header that agrees with itself is believed, and only here; later its first four words are
-// not looked at again.
+// Accepts only a header whose first four words agree with each other. They are not read again
+// later.
 int CBaseRingBuffer::Attach(char* block, unsigned long limit) {
     const unsigned long headerSize = GetHeaderSize();
     if (block == nullptr || !isAligned(block) || limit <= headerSize) {
@@ -89,7 +90,7 @@ void CBaseRingBuffer::ReadFromOldest() {
     readLap = oldest.lap;
 }
 
-// The size comes last: as long as it is 0 the block is nobody's.
+// Stores the size last: as long as it is 0, the block counts as not initialised.
 void CBaseRingBuffer::InitHeader(unsigned long size) {
     dataStart_ = static_cast<std::uint32_t>(GetHeaderSize());
     dataEnd_ = static_cast<std::uint32_t>(size);
@@ -133,8 +134,8 @@ int CBaseRingBuffer::GetBlock(char* dst, unsigned long dstLen, unsigned long blo
     return 1;
 }
 
-// A record takes a byte at least, so there are no more of them than bytes, whatever another party
-// may add meanwhile.
+// The loop is bounded whatever another party adds meanwhile: a record takes at least one byte, so
+// there are never more records than bytes.
 int CBaseRingBuffer::TrySearchMemory(unsigned long needed) {
     if (memory == nullptr) {
         return 0;
@@ -187,8 +188,8 @@ void CBaseRingBuffer::CorrectReadPosition(int* corrected) {
     }
 }
 
-// What was read counts only if the record was not given up meanwhile; then it is tried again with
-// the oldest one.
+// A record that was found counts only if the writer has not discarded it meanwhile. If it has, the
+// search begins again at the oldest record.
 bool CBaseRingBuffer::View::findNext(CBaseRingBuffer& ring, const shm::Framing& framing,
                                      shm::Record& record, int* overwritten) {
     int lapped = 0;

@@ -1,4 +1,4 @@
-// Texts of errors.
+// Formats error texts.
 #pragma once
 
 #include "Core/Export.h"

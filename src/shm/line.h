@@ -1,4 +1,4 @@
-// Where a line ends.
+// Finds the ends of lines.
 #pragma once
 
 #include "platform/compiler.h"
@@ -20,7 +20,7 @@ inline bool isLineEnd(char c) {
 
 constexpr std::ptrdiff_t kStep = 16, kStride = 64;
 
-// 16 bytes: all ones for each that ends a line, else zeros.
+// A mask for 16 bytes: all ones for each byte that ends a line, zeros for the others.
 inline __m128i lineEndsAt(const char* text) {
     const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text));
     return _mm_or_si128(_mm_cmpeq_epi8(bytes, _mm_set1_epi8('\r')),
@@ -47,7 +47,8 @@ inline const char* findInSteps(const char* text, const char* end) {
     return text;
 }
 
-// The first line end, or `end`. Most lines are short: strides only pay off behind the first.
+// The first line end, or `end`. Most lines are short, so the first kStride bytes are searched in
+// steps, and only the rest in strides.
 inline const char* findLineEnd(const char* text, const char* end) {
     const char* const near = end - text > kStride ? text + kStride : end;
     const char* const found = findInSteps(text, near);
@@ -70,7 +71,7 @@ inline const char* findLineEnd(const char* text, const char* end) {
 
 #endif
 
-// Mostly there are one or two, and the next line waits for the answer.
+// Byte by byte, because most lines end with one or two such bytes.
 inline const char* skipLineEnds(const char* text, const char* end) {
     while (text != end && isLineEnd(*text)) {
         ++text;

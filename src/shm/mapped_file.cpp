@@ -16,7 +16,7 @@ namespace {
 
 constexpr char kModule[] = "QZCORE";
 
-// Throws only what runs out of memory.
+// Keeps the message of a misc::error; lets std::bad_alloc through.
 template<class Map>
 bool mapsOrKeepsMessage(mmf& image, Map map) {
     try {
@@ -28,7 +28,7 @@ bool mapsOrKeepsMessage(mmf& image, Map map) {
     }
 }
 
-// A null name fails without a message.
+// Closes the image, then maps it. A null name fails without a message.
 template<class Map>
 bool opens(mmf& image, const char* fileName, Map map) {
     image.close();
@@ -40,7 +40,7 @@ bool opens(mmf& image, const char* fileName, Map map) {
             return true;
         }
     } catch (const std::bad_alloc&) {
-        image.errorText = "Out of memory"; // so short that no string allocates it
+        image.errorText = "Out of memory"; // short enough for a string to hold without allocating
     }
     image.close();
     return false;
@@ -92,7 +92,7 @@ void mmf::openFile(const char* fileName, bool isReadOnly) {
     readOnly = isReadOnly;
 }
 
-// No system maps a file of no bytes.
+// An empty file is opened but not mapped, because no system can map one.
 void mmf::mapWhole(const char* fileName, bool isReadOnly) {
     openFile(fileName, isReadOnly);
     if (size == 0) {

@@ -4,7 +4,8 @@ using shm::Cursor;
 
 namespace {
 
-// Behind the header. The two that change together when a record is added are one word.
+// They follow the header. `held` and `added` change together when a record is added, so they share
+// a word.
 struct Counters {
     struct alignas(8) Records {
         std::uint32_t held;
@@ -137,7 +138,8 @@ int CRingBuffer::PopData(const char* dst, unsigned long dstLen, unsigned long n)
     Cursor at = view.cursorOf(readPos, readLap);
     view.get(at, const_cast<char*>(dst), dst == nullptr ? 0 : dstLen, taken);
     const bool isLost = taken > 0 && Cursor{recordPos_, recordLap_}.isBehind(view.oldest());
-    // From where the record began the next PopStart sees that the writer has gone over it.
+    // A lost reader goes back to the start of the record: there the next PopStart detects that the
+    // writer has overwritten it.
     readPos = isLost ? recordPos_ : at.pos;
     readLap = isLost ? recordLap_ : at.lap;
     toPop_ = isLost ? 0 : toPop_ - taken;

@@ -33,7 +33,7 @@ static_assert(kHeadSize == 24);
 constexpr shm::Framing kFraming{
     [](std::uint32_t size) { return size < kHeadRest ? UINT64_MAX : std::uint64_t{size}; }};
 
-// Memory without a name has no mutex, and nobody to keep out.
+// Memory without a name has no mutex: no other process can reach it.
 class Lock {
 public:
     explicit Lock(void* mutex)
@@ -91,8 +91,8 @@ int CRingMessageBuffer::Open(const char* name, unsigned long size, SECURITY_ATTR
     return 1;
 }
 
-// Who made the memory may have died, or been overtaken, before it initialised it; so whoever comes
-// first does, alone. New memory is all zeros.
+// Whoever takes the lock first initialises the memory, not whoever made it: that process may have
+// died, or been overtaken, before. New memory is all zeros.
 int CRingMessageBuffer::OpenBlock(unsigned long size) {
     const Lock lock(mutex);
     const auto& shared = *static_cast<platform::SharedMemory*>(mapping);
@@ -163,7 +163,7 @@ int CRingMessageBuffer::AddFormatMessage(const char* format, ...) {
 int CRingMessageBuffer::GetMessageA(unsigned long& word1, unsigned long& word2,
                                     unsigned long& word3, int64_t& time, const char* text,
                                     unsigned long capacity) {
-    // Who has read everything, and asks often, need not disturb the others.
+    // A reader that has read everything and polls does not take the lock from the others.
     if (memory == nullptr || View(*this).write() == Cursor{static_cast<std::uint32_t>(readPos),
                                                            static_cast<std::uint32_t>(readLap)}) {
         return 0;

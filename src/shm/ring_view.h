@@ -1,12 +1,12 @@
-// The bytes of a ring buffer, wherever they are and whoever else writes to them at the same time.
+// The bytes of a ring buffer, which other threads and processes may write to at the same time.
 //
-// Nothing that is read from the block is believed beyond the bounds that were found when it was
-// attached to: a position outside of the data counts as its start. A position and the count of its
-// wraps are one word, so a party killed between any two instructions leaves a block in order.
+// Positions read from the block are checked against the bounds found when it was attached: one
+// outside of the data counts as the start of the data. A position and its count of laps are one
+// word, so a party that is killed between any two instructions leaves a valid block.
 //
-// Readers take no lock against the writer, who may overwrite what they are copying: whoever has
-// read a byte of a new record also sees that the old one was given up, by `oldest`, and drops what
-// he has read.
+// Readers take no lock, so the writer may overwrite what they are copying. A reader that has read a
+// byte of a new record then also sees by `oldest` that the old record was discarded, and drops what
+// it has read.
 #pragma once
 
 #include "Shm/RingBuffer.h"
@@ -28,7 +28,7 @@ struct alignas(8) Cursor {
     std::uint32_t lap;
 
     bool operator==(const Cursor&) const = default;
-    // Counts of laps wrap too: whatever is less than half of their range ahead is the later one.
+    // Counts of laps wrap, too: a count less than half of the range ahead is the later one.
     bool isBehind(Cursor other) const {
         constexpr std::uint32_t kHalf = 0x80000000;
         return lap == other.lap ? pos < other.pos : other.lap - lap < kHalf;
@@ -46,8 +46,8 @@ struct RingHeader {
 };
 static_assert(sizeof(RingHeader) == 32 && offsetof(RingHeader, oldest) == 24);
 
-// Every record begins with four bytes that say, in one way or another, how many follow them; more
-// than any block has if they make no sense.
+// Every record begins with four bytes, the prefix. Framing::rest returns how many bytes follow it,
+// or more than any block has if the prefix is invalid.
 inline constexpr std::uint32_t kPrefixSize = 4;
 
 struct Framing {
@@ -56,7 +56,7 @@ struct Framing {
 
 struct Record {
     Cursor start;
-    Cursor rest; // where it begins
+    Cursor rest; // where the bytes behind the prefix begin
     std::uint32_t prefix;
     std::uint64_t restLength;
 };
@@ -70,11 +70,12 @@ public:
     using Record = shm::Record;
     using RingHeader = shm::RingHeader;
 
-    // Of a buffer that has a block.
+    // The buffer must have a block.
     explicit View(const CBaseRingBuffer& ring)
         : memory_(ring.memory), dataStart_(ring.dataStart_), dataEnd_(ring.dataEnd_) {}
 
-    // Moves a reader that was lapped on to the oldest record; false if there is none to read.
+    // Finds the reader's next record, after moving a reader that was lapped to the oldest one.
+    // False if there is none.
     static bool findNext(CBaseRingBuffer& ring, const Framing& framing, Record& record,
                          int* overwritten);
 
@@ -100,7 +101,8 @@ public:
 
     std::uint32_t freeSize() const { return dataSize() - distance(oldest(), write()); }
 
-    // Both move the cursor by `length` bytes, at most dataSize(), and copy at most `count` of them.
+    // put and get move the cursor by `length` bytes, at most dataSize(), and copy at most `count`
+    // of them.
     void put(Cursor& at, const char* from, std::uint64_t count, std::uint64_t length) const {
         move(at, std::min(count, length), length, [&](char* block, std::size_t part) {
             shm::storeShared(block, from, part);
@@ -122,7 +124,7 @@ public:
         }
     }
 
-    // The same for who holds a lock against all others.
+    // The same for a caller that holds the lock.
     void putAlone(Cursor& at, const char* from, std::uint64_t length) const {
         move(at, length, length, [&](char* block, std::size_t part) {
             std::memcpy(block, from, part);
@@ -136,7 +138,7 @@ public:
         });
     }
 
-    // False if no whole record is there.
+    // False if there is no whole record at `start`.
     bool findRecord(const Framing& framing, Cursor start, Record& record) const {
         const std::uint64_t readable = distance(start, write());
         if (readable < shm::kPrefixSize) {
@@ -150,7 +152,7 @@ public:
 
     enum class Discarded { nothing, record, everything };
 
-    // Where the oldest record makes no sense, nothing behind it can be found either.
+    // If the oldest record is invalid, the records behind it cannot be found, so all are discarded.
     Discarded discard(const Framing& framing) const {
         const Cursor start = oldest(), end = write();
         Record record;
@@ -167,7 +169,7 @@ public:
     }
 
 private:
-    // Mostly it lies in one word.
+    // Reads the prefix as one word if it is aligned and does not wrap, as most are.
     std::uint32_t takePrefix(Cursor& at) const {
         std::uint32_t prefix = 0;
         char* const place = memory_ + at.pos;
@@ -193,7 +195,7 @@ private:
         std::atomic_ref(shared).store(cursor, std::memory_order_release);
     }
 
-    // In two parts if the end of the data lies between.
+    // Copies in two parts if the bytes wrap at the end of the data.
     template<class Copy>
     void move(Cursor& at, std::uint64_t count, std::uint64_t length, Copy copy) const {
         const std::uint64_t first = std::min<std::uint64_t>(count, dataEnd_ - at.pos);

@@ -1,7 +1,7 @@
-// Copying bytes that another thread or process may write or read at the same time.
+// Copies bytes that another thread or process may write or read at the same time.
 //
-// They are copied in atomic pieces, each a release or an acquire: what was stored before a piece is
-// seen by whoever has loaded it.
+// Each piece is an atomic store with release order or an atomic load with acquire order: a reader
+// that has loaded a piece also sees what was stored before it.
 #pragma once
 
 #include "platform/compiler.h"
@@ -32,8 +32,9 @@ void loadWord(char* to, char* from) {
     std::memcpy(to, &word, sizeof word);
 }
 
-// Cuts `count` bytes at `block` into words: single bytes and fours up to the first place where an
-// eight can stand, eights, and the rest. `copy` takes an offset and one of the three, as a zero.
+// Cuts `count` bytes at `block` into aligned words: of 1 and 4 bytes up to the first place that is
+// aligned to 8, then of 8 bytes, then the rest. Calls `copy` with each word's offset and a zero of
+// the word's type.
 template<class Copy>
 void forEachWord(const char* block, std::size_t count, Copy copy) {
     std::size_t done = 0;
@@ -59,8 +60,8 @@ void forEachWord(const char* block, std::size_t count, Copy copy) {
     }
 }
 
-// This processor keeps loads in order among themselves, and stores too, so one instruction does it
-// for long runs; its start takes longer than a few dozen words.
+// This processor keeps loads in order, and stores, so one instruction copies a long run. Starting
+// that instruction takes longer than copying a few dozen words.
 #if defined(QZ_X64) && !defined(QZ_COPY_BY_WORDS)
 constexpr std::size_t kLongRun = 256;
 

@@ -6,10 +6,10 @@ namespace {
 
 static_assert(sizeof(tag_TUNIHeader) == shm::kPrefixSize);
 
-// A reader that is lapped again and again while it copies goes away with nothing.
+// How often a reader that is lapped while it copies tries again; then Get returns 0.
 constexpr int kAttempts = 16;
 
-// The length is in the upper half.
+// The length is in the upper half of the prefix.
 constexpr shm::Framing kFraming{[](std::uint32_t prefix) { return std::uint64_t{prefix >> 16}; }};
 
 } // namespace
