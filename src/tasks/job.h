@@ -1,4 +1,4 @@
-// What is given to a thread.
+// A function for a thread to run.
 #pragma once
 
 namespace tasks {

@@ -9,8 +9,8 @@
 struct PathfinderThread::Worker {
     platform::Thread native;
     bool isStarted = false;
-    platform::RecursiveMutex mutex;  // for the queue
-    platform::Semaphore queriesLeft; // one count a query, so that none is ever left waiting
+    platform::RecursiveMutex mutex;  // guards the queue
+    platform::Semaphore queriesLeft; // one count for each query, so none is left behind
 
     Worker() {
         if (!queriesLeft.create(0)) {

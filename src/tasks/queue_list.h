@@ -15,12 +15,12 @@
 
 namespace tasks {
 
-// Finding a queue by its number takes no lock: the list only grows, and when its table is full a
-// larger one takes its place, while the old one stays for those who are still reading it. Those who
-// find one by its name do not exclude each other.
+// Finding a queue by its number takes no lock: the list only grows. When its table is full, a
+// larger one replaces it, and the old one stays for threads that are still reading it. Threads that
+// find queues by their names share a lock.
 class QueueList {
 public:
-    // Null if there is none of that number.
+    // Null if no queue has the number.
     SerialQueue* at(std::size_t number) const {
         return number < size() ? table_.load(std::memory_order_acquire)[number] : nullptr;
     }
@@ -28,7 +28,7 @@ public:
     std::size_t size() const { return size_.load(std::memory_order_acquire); }
 
     // The number of the queue of that name; makes the queue if there is none. Throws std::bad_alloc
-    // when there is no memory for one, and has changed nothing then.
+    // if there is no memory for it, and then changes nothing.
     std::size_t findOrMake(std::string_view name, Workers& workers);
 
 private:
@@ -38,12 +38,12 @@ private:
     std::size_t make(std::string_view name, Workers& workers);
     void makeRoom(std::size_t count);
 
-    std::atomic<std::size_t> size_{0}; // publishes an entry, and a table that has room for it
-    std::atomic<SerialQueue**> table_{nullptr}; // the newest may be seen before the size is
+    std::atomic<std::size_t> size_{0}; // its store publishes an entry and the table that holds it
+    std::atomic<SerialQueue**> table_{nullptr}; // a reader may see a new table before the new size
     std::size_t capacity_ = 0;
-    std::vector<Table> tables_;                                 // the old ones too
-    std::unordered_map<std::string_view, std::size_t> numbers_; // by the queues' own names
-    tbb::spin_rw_mutex mutex_;                                  // of all but the table's entries
+    std::vector<Table> tables_;                                 // the current one and all old ones
+    std::unordered_map<std::string_view, std::size_t> numbers_; // the keys are the queues' names
+    tbb::spin_rw_mutex mutex_;                                  // guards all but readers by number
 };
 
 } // namespace tasks

@@ -1,5 +1,5 @@
-// Compiled without the thread sanitizer, which sees nothing of what happens inside oneTBB and would
-// take each task that goes through it for a race.
+// Compiled without the thread sanitizer, which does not see the synchronisation inside oneTBB and
+// would report a race for each task.
 #include "tasks/scheduler.h"
 
 #include "platform/thread.h"
@@ -16,7 +16,7 @@
 namespace tasks {
 
 struct Scheduler::Arena {
-    // Parallelism counts one thread that is no worker.
+    // The limit also counts one thread that is not a worker.
     tbb::global_control control{tbb::global_control::max_allowed_parallelism, workerCount() + 1};
     tbb::task_scheduler_handle handle{tbb::attach{}};
     tbb::task_arena arena{static_cast<int>(workerCount()), 0};
@@ -27,10 +27,10 @@ namespace {
 
 struct Processors {
     unsigned count;
-    bool areKnown; // to oneTBB
+    bool areKnown; // whether oneTBB could count them
 };
 
-// oneTBB that had no memory to count them waits for ever for the count when it is used again.
+// If oneTBB has no memory to count the processors, a later use of it waits for the count for ever.
 Processors countProcessors() {
     try {
         return {static_cast<unsigned>(tbb::info::default_concurrency()), true};
@@ -44,7 +44,8 @@ const Processors& processors() {
     return counted;
 }
 
-// Keeps a worker that was started busy until all are. Never destroyed: a worker may be late.
+// Keeps each worker busy until all have been started. Never destroyed, because a worker may reach
+// it late.
 platform::Semaphore gate;
 
 void startWorker() {
@@ -70,7 +71,8 @@ Scheduler::Scheduler() : hasFailed_(!processors().areKnown) {
     }
 }
 
-// Each in an arena of its own, because an arena asks for as many as it has room for.
+// Starts each worker by an arena of its own, because an arena asks for as many workers as it has
+// room for.
 void Scheduler::start() {
     arena_->arena.initialize();
     gate.create(0);
@@ -98,8 +100,9 @@ bool Scheduler::enqueue(Job job, void* argument) {
     }
 }
 
-// In this order: without the control there may be no worker left for what oneTBB still has to do,
-// and it would wait for ever. That it also does when a worker is missing, so then all of it stays.
+// The control must go last: without it, oneTBB may have no worker left for what it still has to do,
+// and wait for ever. It would do so if a worker could not be started, too, so after a failure the
+// arena is never destroyed.
 Scheduler::~Scheduler() {
     if (hasFailed_) {
         static_cast<void>(arena_.release());

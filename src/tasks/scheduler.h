@@ -1,5 +1,5 @@
-// oneTBB's worker threads: an arena that has room for all of them and keeps no place for the
-// threads that hand it work.
+// oneTBB's worker threads: an arena with room for all of them, and none reserved for the threads
+// that enqueue work.
 #pragma once
 
 #include "tasks/job.h"
@@ -9,27 +9,26 @@
 
 namespace tasks {
 
-// A thread that cannot be started costs oneTBB that worker, and often the job, for good; and where
-// one of its own threads wakes others, it ends the process. So all workers are started here, one by
-// one and by the caller, and after the first failure oneTBB is given no more work.
+// If oneTBB cannot start a thread, it loses that worker, and often the job, for good; and if the
+// failure happens on one of its own threads, which wakes others, it ends the process. So the caller
+// starts all workers here, one by one, and after the first failure oneTBB is given no more work.
 class Scheduler {
 public:
-    // As many as there are processors, but two at least: on a single processor, too, somebody has
-    // to run the task that another one waits for.
+    // The number of processors, but at least two: one worker could never run a task that the task
+    // on it waits for.
     static unsigned workerCount();
 
     Scheduler();
 
-    // Nothing may be enqueued or running. Waits until the workers have ended, unless somebody else
-    // in the process uses oneTBB and keeps them; not for one of them.
+    // Nothing may be enqueued or running. Waits until the workers have ended, unless other code in
+    // the process uses oneTBB and keeps them. Not to be called by a worker.
     ~Scheduler();
 
     Scheduler(const Scheduler&) = delete;
     Scheduler& operator=(const Scheduler&) = delete;
 
-    // Has job(argument) called on a worker. It must not throw. False from the first failure on: of
-    // that job, and of those that were enqueued before and have not begun, nobody knows then
-    // whether they will be called.
+    // Has job(argument) called on a worker. The job must not throw. False from the first failure
+    // on: that job, and those enqueued before that have not begun, may then be called or not.
     bool enqueue(Job job, void* argument);
 
 private:

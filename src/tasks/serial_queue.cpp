@@ -9,7 +9,7 @@ namespace tasks {
 
 namespace {
 
-// A turn is meant to take this long: long beside what it costs to change turns, short beside a
+// How long a turn should take: long compared with the cost of changing turns, short compared with a
 // frame.
 constexpr double kSecondsATurn = 0.0002;
 constexpr int kMostCallbacksATurn = 64;
@@ -35,7 +35,7 @@ bool SerialQueue::add(Task task) {
     return true;
 }
 
-// The turn's batch is not for others to touch; the turn drops it when it sees the new epoch.
+// Other threads must not touch the turn's batch, so the turn drops it when it sees the new epoch.
 void SerialQueue::clear() {
     const Lock lock(mutex_);
     pending_.clear();
@@ -69,7 +69,7 @@ void SerialQueue::takeTurn() {
     workers_.addReserved({this, takeTurn});
 }
 
-// As many callbacks next time as would have filled the time this time.
+// The next turn runs as many callbacks as would have filled the time in this one.
 void SerialQueue::measureTurn(std::int64_t ticks) {
     const double seconds = static_cast<double>(ticks) / static_cast<double>(QZ_get_tick_rate());
     const double fitting =
@@ -77,7 +77,7 @@ void SerialQueue::measureTurn(std::int64_t ticks) {
     callbacksATurn_ = static_cast<int>(std::clamp(fitting, 1.0, double{kMostCallbacksATurn}));
 }
 
-// Makes the next callback current; ends the turn and returns false if there is none.
+// Makes the next callback current. If there is none, ends the turn and returns false.
 bool SerialQueue::advance() {
     if (batch_.empty() || batchIsCleared()) {
         if (!takeBatch()) {
@@ -89,8 +89,8 @@ bool SerialQueue::advance() {
     return true;
 }
 
-// Once the turn has ended another one may begin on another worker. What is pending stays in sight
-// of those who look: the first of the batch is all but current.
+// Takes all pending callbacks; if there are none, ends the turn, and another turn may begin on
+// another worker. The first of the batch is about to be current, so batchLeft_ does not count it.
 bool SerialQueue::takeBatch() {
     batch_.clear();
     const Lock lock(mutex_);

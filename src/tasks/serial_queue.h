@@ -13,17 +13,16 @@
 
 namespace tasks {
 
-// The queue has at most one turn: a task of the workers that runs its callbacks until there are
-// none or others have waited long enough. The lock is held across both decisions, to start a turn
-// when adding and to end it when nothing is left, so that no callback is left behind without a
+// The queue has at most one turn: a task of the workers that runs the queue's callbacks until there
+// are none or other tasks have waited long enough. The decision to start a turn when adding, and
+// the decision to end it when nothing is left, are made under the lock, so every callback has a
 // turn.
 //
-// The current callback belongs to the turn: it is no longer pending from the moment at which it is
-// to be the next one. The turn takes all that is pending at once, so that it meets those who add
-// only once a batch.
+// The current callback belongs to the turn, and is not pending any more, even if it has not begun.
+// The turn takes all pending callbacks at once, as a batch, so it takes the lock once a batch only.
 class SerialQueue {
 public:
-    // The workers keep room for its turn: see Workers::reserve.
+    // Before tasks are added, room for the queue's turn must be reserved: see Workers::reserve.
     SerialQueue(std::string name, Workers& workers);
 
     std::string_view name() const { return name_; }
@@ -53,10 +52,10 @@ private:
     TaskRing pending_;
     std::uint32_t batchEpoch_ = 0; // the epoch at which the batch was taken
 
-    // The turn's own, but for what others may look at.
+    // Only the turn uses these; other threads may read the atomic ones.
     alignas(64) Task current_;
     TaskRing batch_;
-    int callbacksATurn_ = 1; // until it is known how long they take
+    int callbacksATurn_ = 1; // 1 until a turn has measured how long they take
     std::atomic<std::size_t> batchLeft_{0};
     std::atomic<std::uint32_t> epoch_{0}; // how often the queue was cleared
 };

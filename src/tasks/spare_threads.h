@@ -1,4 +1,4 @@
-// Threads of the library's own, each for one job: what there is when oneTBB has failed.
+// Threads of the library's own, each for one job. They replace oneTBB's when oneTBB has failed.
 #pragma once
 
 #include "tasks/job.h"
@@ -7,13 +7,13 @@
 
 namespace tasks {
 
-// It must outlive its threads, and so must the library.
+// The object must outlive its threads, and the library must stay loaded as long.
 class SpareThreads {
 public:
-    // Each of them calls job(argument), which must not throw.
+    // Each thread calls job(argument), which must not throw.
     SpareThreads(Job job, void* argument) : job_(job), argument_(argument) {}
 
-    // False if there is no thread to be had.
+    // False if no thread can be started.
     bool start();
 
     bool haveEnded() const { return running_.load(std::memory_order_acquire) == 0; }

@@ -5,11 +5,11 @@
 
 #include <new>
 
-// The owner gives the section up with a plain store: half the cost of the common mutex, which must
-// find out in the same step whether anybody sleeps.
+// The owner releases the section with a plain store. That costs half as much as a common mutex,
+// which must find out in the same step whether a thread sleeps.
 struct alignas(64) Sync::Futex::Section {
     tasks::Ownership owner;
-    std::uint32_t nested = 0; // the owner's locks beyond its first
+    std::uint32_t nested = 0; // how often the owner has locked it beyond the first time
     tasks::WaitLine& line = tasks::WaitLine::next();
 };
 

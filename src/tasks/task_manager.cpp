@@ -106,8 +106,9 @@ bool TaskManager::takeMainThreadTask(Task& task) {
     return true;
 }
 
-// Not "longer than the budget": where the clock is coarse, a task may take no time at all, and with
-// a budget of nothing another one would run.
+// Runs on only while the time taken is less than the budget, not while it is at most the budget:
+// with a coarse clock a task may seem to take no time, and with a budget of 0 more than one would
+// run.
 void TaskManager::runMainThreadTasks(double seconds) {
     workers_.retry();
     const double start = QZ_get_time();
@@ -142,8 +143,9 @@ tasks::Census TaskManager::census() {
 std::atomic<TaskManager*> existing{nullptr};
 std::atomic<bool> processIsEnding{false};
 
-// Called before oneTBB goes down, which takes the thread that ends the process for a guest: a
-// worker crashes there, unless it is known no more.
+// Called before oneTBB is taken down. oneTBB then treats the thread that ends the process as one
+// that is not a worker, and would crash if it were one: so a worker's thread values are dropped
+// first.
 void stopAtExit() {
     existing.load()->stop(kLongestWaitAtExit);
     if (Workers::isCalledByTask()) {
@@ -151,7 +153,7 @@ void stopAtExit() {
     }
 }
 
-// Never destroyed: there is no moment at which nobody may call it any more.
+// Never destroyed, because other threads may call it until the process has ended.
 TaskManager* makeManager() {
     alignas(TaskManager) static std::byte storage[sizeof(TaskManager)];
     platform::keepLibraryLoaded();

@@ -12,8 +12,8 @@
 
 namespace tasks {
 
-// An array that grows, and keeps what it has grown to. Unlike a deque it takes no memory until the
-// first task comes, and tells when there is none instead of throwing.
+// A ring buffer that grows and never shrinks. Unlike a deque it takes no memory before the first
+// task, and it returns false instead of throwing if there is no memory.
 class TaskRing {
 public:
     std::size_t size() const { return size_; }
@@ -51,7 +51,7 @@ public:
     }
 
 private:
-    static constexpr std::size_t kFirstCapacity = 4; // there may be many rings
+    static constexpr std::size_t kFirstCapacity = 4; // small, because there may be many rings
 
     Task& slot(std::size_t number) { return slots_[(first_ + number) & (capacity_ - 1)]; }
 

@@ -8,7 +8,7 @@
 
 struct Sync::Thread::Worker {
     platform::Thread native;
-    // The system's own wait for a thread knows no time limit everywhere.
+    // Not every system can wait for a thread with a time limit.
     platform::Semaphore finished;
 
     ~Worker() { finished.destroy(); }

@@ -16,7 +16,7 @@ namespace {
 constexpr std::uint32_t kLines = 256;
 constexpr unsigned kLongestPause = 16;
 
-// For those whom nobody would wake.
+// How long a thread sleeps that nobody would wake.
 constexpr std::chrono::milliseconds kNap{1};
 
 constinit WaitLine lines[kLines];
@@ -26,8 +26,8 @@ std::int64_t handoverInterval() {
     return platform::counterRate() / 1000;
 }
 
-// Looks less and less often: each look takes the cache line away from the owner. Does not yield:
-// where other programs keep the processor busy, that may last longer than all the sleep.
+// Looks less and less often, because each look takes the cache line away from the owner. Does not
+// yield: if other programs keep the processor busy, that may take longer than to sleep.
 bool obtainBySpinning(Ownership& lock, std::uintptr_t self) {
     for (unsigned pause = 1; pause <= kLongestPause; pause *= 2) {
         for (unsigned i = 0; i < pause; ++i) {
@@ -42,15 +42,16 @@ bool obtainBySpinning(Ownership& lock, std::uintptr_t self) {
 
 } // namespace
 
-// When its thread has the lock, a waiter is kept for another thread and not deleted, because
-// somebody may still be about to wake it. The other thread then wakes for nothing and sleeps again.
+// When its thread has got the lock, a waiter is not deleted but kept for another thread, because a
+// third one may still be about to wake it. The other thread then wakes for nothing and sleeps
+// again.
 struct WaitLine::Waiter {
     Ownership* lock = nullptr;
     std::uintptr_t thread = 0;
-    Waiter* ahead = nullptr; // these wait for the same lock
-    Waiter* behind = nullptr;
-    Waiter* last = nullptr;  // of them; the first knows it
-    Waiter* other = nullptr; // the first for another lock, behind a first; or another spare
+    Waiter* ahead = nullptr;  // the waiter before this one for the same lock
+    Waiter* behind = nullptr; // the waiter after this one for the same lock
+    Waiter* last = nullptr;   // the last one for the lock; valid in the first one
+    Waiter* other = nullptr;  // of a first: the first one for another lock; of a spare: the next
 
     // Null if there is no memory, or no semaphore.
     static Waiter* make() {
@@ -85,7 +86,7 @@ struct WaitLine::Waiter {
     }
 
 private:
-    std::atomic<bool> isSignalled_{false}; // or about to be: one signal at a time
+    std::atomic<bool> isSignalled_{false}; // set before the signal, so there is one at a time
     platform::Semaphore wake_;
 };
 
@@ -103,13 +104,13 @@ void WaitLine::releaseAll() {
 
 void WaitLine::wait(Ownership& lock, std::uintptr_t self) {
     if (platform::otherThreadsAreGone()) {
-        lock.thread.store(self, std::memory_order_relaxed); // its owner will not give it up
+        lock.thread.store(self, std::memory_order_relaxed); // its owner is gone
         return;
     }
     if (obtainBySpinning(lock, self)) {
         return;
     }
-    // A thread that ended here would take its place in the line, and perhaps the lock, with it.
+    // A thread cancelled here would leave its waiter in the line, and perhaps keep the lock.
     const int cancellation = platform::forbidCancellation();
     sleepUntilObtained(lock, self);
     platform::resumeCancellation(cancellation);
@@ -123,8 +124,8 @@ void WaitLine::sleepUntilObtained(Ownership& lock, std::uintptr_t self) {
         }
         return;
     }
-    // Who gives the lock up from now on sees that somebody waits; and if it was given up before,
-    // this thread sees that.
+    // After the fence, a thread that releases the lock sees that a thread waits. If the lock was
+    // released before, this thread sees that it is free.
     const bool isSeen = platform::fenceAllThreads();
     while (!obtainBySpinning(lock, self)) {
         if (isSeen) {
@@ -157,8 +158,8 @@ void WaitLine::leave(Waiter& waiter) {
     waiter.other = std::exchange(spares_, &waiter);
 }
 
-// The lock lives as long as somebody waits for it, and nobody leaves the line meanwhile. Waking is
-// a call of the system, and is done without the line.
+// The lock lives as long as a thread waits for it, and no thread leaves the line under the guard.
+// Waking calls the system, so it is done after the guard is released.
 void WaitLine::callFirst(const Ownership* given) {
     if (platform::otherThreadsAreGone()) {
         return;
@@ -188,7 +189,7 @@ WaitLine::Waiter* WaitLine::takeSpare() {
     return spare;
 }
 
-// Where the line refers to it; there is a null if nobody waits for the lock.
+// The link that refers to the first waiter for the lock; the link is null if nobody waits for it.
 WaitLine::Waiter** WaitLine::firstFor(const Ownership* lock) {
     Waiter** place = &firsts_;
     while (*place != nullptr && (*place)->lock != lock) {

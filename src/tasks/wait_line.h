@@ -1,4 +1,4 @@
-// Where threads sleep that wait for a lock.
+// Where threads that wait for a lock sleep.
 #pragma once
 
 #include "core/spin.h"
@@ -8,10 +8,10 @@
 
 namespace tasks {
 
-// Who has a lock.
+// Which thread owns a lock.
 struct Ownership {
     std::atomic<std::uintptr_t> thread{0}; // 0: nobody
-    std::int64_t nextHandover = 0;         // a moment; the wait line's business
+    std::int64_t nextHandover = 0;         // by platform::counterValue; for the wait line only
 
     bool take(std::uintptr_t self) {
         std::uintptr_t nobody = 0;
@@ -19,34 +19,34 @@ struct Ownership {
                                               std::memory_order_relaxed);
     }
 
-    // True if the lock is the thread's now: it was free, or has been handed to it.
+    // True if the thread owns the lock now: it was free, or has been handed to the thread.
     bool obtain(std::uintptr_t self) {
         const std::uintptr_t owner = thread.load(std::memory_order_acquire);
         return owner == self || (owner == 0 && take(self));
     }
 };
 
-// The threads that wait for some locks, first come, first served: of those who sleep only the first
-// is ever woken. As a rule it then takes its chance beside everybody else who wants the lock,
-// because a lock that stays with running threads changes hands in nanoseconds. Once a millisecond
-// it is handed the lock instead, so that everybody's turn comes.
+// The threads that wait for the locks of this line, first come, first served: only the first
+// sleeper for a lock is woken. It then usually competes with running threads for the lock, because
+// a lock changes hands between running threads in nanoseconds. Once a millisecond the lock is
+// handed to the first sleeper instead, so every thread gets it in time.
 //
-// Lines are in static storage and shared by all locks. So whoever has given a lock up may look
-// whether somebody waits, although the lock may be gone by then.
+// Lines are in static storage and shared by all locks. So a thread that has released a lock may
+// look whether another one waits, although the lock may have been destroyed by then.
 class alignas(64) WaitLine {
 public:
     // The line for a new lock.
     static WaitLine& next();
 
-    // Gives back what the lines have allocated, when the library is unloaded.
+    // Releases what the lines have allocated. For the unloading of the library.
     static void releaseAll();
 
-    // Returns when the lock is the thread's.
+    // Returns when the thread owns the lock.
     void wait(Ownership& lock, std::uintptr_t self);
 
-    // For a thread that has just given up a lock of this line, at this address.
+    // To be called by a thread that has just released a lock of this line, at this address.
     void ended(const Ownership* lock) {
-        // What a thread that begins to wait does makes up for the barrier that is missing here.
+        // No barrier is needed here: a thread that begins to wait calls fenceAllThreads.
         std::atomic_signal_fence(std::memory_order_seq_cst);
         if (waiting_.load(std::memory_order_relaxed) != 0) {
             callFirst(lock);
@@ -67,9 +67,9 @@ private:
     void remove(Waiter& waiter);
 
     std::atomic<std::uint32_t> waiting_{0};
-    core::SpinLock busy_; // guards what follows, and the waiters' places
-    // One for each lock, with the others for that lock behind it: however many wait for one lock,
-    // giving up another one of this line stays quick.
+    core::SpinLock busy_; // guards the members below and the links between waiters
+    // A list of the first waiter for each lock; the others for that lock follow by `behind`. So
+    // many waiters for one lock do not slow down the release of another lock of this line.
     Waiter* firsts_ = nullptr;
     Waiter* spares_ = nullptr;
 };

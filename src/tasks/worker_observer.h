@@ -1,4 +1,4 @@
-// What oneTBB's worker threads get when they come to work.
+// Prepares oneTBB's worker threads when they enter the arena.
 #pragma once
 
 #include "platform/fault_stack.h"
@@ -9,8 +9,8 @@
 
 namespace tasks {
 
-// A name, and that the overflow of its stack leaves a report, as that of any other thread of the
-// library's. A worker keeps what it was given until it ends.
+// Names each worker, and has an overflow of its stack reported as on the library's other threads.
+// Both last until the worker ends.
 class WorkerObserver final : public tbb::task_scheduler_observer {
 public:
     explicit WorkerObserver(tbb::task_arena& arena) : task_scheduler_observer(arena) {

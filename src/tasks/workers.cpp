@@ -11,16 +11,18 @@ namespace tasks {
 
 namespace {
 
-// Then a drainer goes behind what others in the process have given the scheduler.
+// After so many tasks a drainer goes behind the work that other code has given the scheduler.
 constexpr int kTasksATurn = 256;
 
-// How long a drainer looks around: some twenty microseconds, half of what waking a thread takes.
+// How long a drainer looks for tasks: about twenty microseconds, half the time that waking a thread
+// takes.
 constexpr int kLooks = 16;
 constexpr int kPausesALook = 32;
 
 constexpr std::chrono::milliseconds kPoll{1};
 
-// More than one if a task waits for the scheduler's other work, and is given a drainer to run.
+// How many drainers run on this thread. More than one if a task waits for other work of the
+// scheduler's, which may run a drainer meanwhile.
 thread_local unsigned drainersHere = 0;
 
 template<class Condition>
@@ -109,7 +111,8 @@ void Workers::help() {
     }
 }
 
-// With the lock held. Counts it as looking from now on, so that one is not asked for twice.
+// Call it with the lock held. Counts the new drainer as looking at once, so that only one is
+// requested.
 bool Workers::countDrainerIfNeeded() {
     if (tasks_.empty() || looking_ != 0 || drainers_ == mostDrainers_) {
         return false;
@@ -136,7 +139,7 @@ bool Workers::callDrainer() {
     return isCalled;
 }
 
-// For all that are awaited: with a worker oneTBB may have lost what it was given before.
+// Starts a thread for each awaited drainer, because oneTBB may have lost those it was given before.
 void Workers::callSpareDrainers() {
     unsigned left = 0;
     {
@@ -182,7 +185,8 @@ void Workers::drain() {
     }
 }
 
-// In the place of one that is awaited; where none is, only if there is something to do.
+// Takes the place of an awaited drainer. If none is awaited, enters only if there is something to
+// do.
 bool Workers::enter() {
     const Lock lock(mutex_);
     if (awaited_ != 0) {
@@ -198,7 +202,7 @@ bool Workers::enter() {
     return true;
 }
 
-// True when it was a turn's worth; false when the drainer has left.
+// True after kTasksATurn tasks; false if the drainer has left before.
 bool Workers::drainForATurn() {
     Task task;
     auto activity = Activity::looking;
@@ -211,7 +215,7 @@ bool Workers::drainForATurn() {
     return true;
 }
 
-// False when the drainer has left.
+// False if the drainer has left.
 bool Workers::next(Task& task, Activity& activity) {
     for (;;) {
         bool isFound = false;
@@ -247,7 +251,7 @@ bool Workers::take(Task& task, Activity& activity) {
     return true;
 }
 
-// One looks around; for more there would be nothing to find, and they cost others the processor.
+// Only one drainer stays to look: others would find nothing and take processor time.
 bool Workers::stayToLook(Activity& activity) {
     if (activity == Activity::running && looking_ == 0 && !isStopped()) {
         activity = Activity::looking;
@@ -271,8 +275,8 @@ void Workers::lookAround() const {
     }
 }
 
-// Awaited again it counts as looking. False if there are no others to go behind; then it enters
-// again.
+// Makes the drainer awaited, and so looking, again. False if the scheduler does not take it; then
+// it enters again.
 bool Workers::goBehindOthers() {
     {
         const Lock lock(mutex_);

@@ -15,50 +15,51 @@
 
 namespace tasks {
 
-// Handing each task to the scheduler by itself would cost more than most tasks do. So tasks wait in
-// a queue here, and the scheduler is given drainers: jobs that run one task after another. A
-// drainer that finds the queue empty looks around for a while before it leaves, so that under load
-// nobody has to be woken.
+// To enqueue each task on the scheduler would cost more than most tasks do. So tasks wait in a
+// queue here, and the scheduler is given drainers: jobs that run one task after another. A drainer
+// that finds the queue empty looks for tasks a while longer before it leaves, so under load no
+// thread has to be woken.
 //
-// As long as a task waits, a drainer is on the look-out for one, or every worker has a drainer: so
-// a task that blocks never keeps another one waiting while there is a worker left. Whoever makes
-// the queue non-empty, and whichever drainer turns from looking to running, sees to that.
+// As long as a task waits, a drainer is looking for one, or every worker has a drainer. So a task
+// that blocks never keeps another one waiting while there is a worker left. Whoever makes the queue
+// non-empty ensures that, and so does a drainer that turns from looking to running.
 //
-// A drainer is counted before somebody is asked to run it. All are alike: whoever comes to drain
-// takes the place of any that is waited for. So if asking fails, and nobody knows whether oneTBB
-// will call all the same, one that is waited for is taken off the count, and one too many does no
-// harm.
+// A drainer is counted as awaited before the scheduler is asked to run it. Drainers are alike: one
+// that begins takes the place of any awaited one. If the request fails, oneTBB may still run the
+// drainer or not. So an awaited one is taken off the count, and a drainer too many does no harm.
 class Workers {
 public:
-    // Stopped from the start if there is to be nothing to run on.
+    // `isStopped`: makes a pool that is stopped from the start and has no threads.
     explicit Workers(bool isStopped);
 
     // False if there is no memory for it.
     bool add(Task task);
 
-    // Keeps room for one more task that waits at a time, which addReserved then adds without fail.
+    // Keeps room for one more waiting task, so that addReserved cannot fail. False if there is no
+    // memory for it.
     bool reserve();
     void addReserved(Task task);
 
     // If tasks wait because no thread could be started, tries again.
     void retry();
 
-    // The same for a thread that waits for tasks: without any other thread it runs them itself.
+    // The same for a thread that waits for tasks: it runs them itself if no thread can be started.
     void help();
 
-    // Discards what waits and lets nothing begin any more; then waits for the tasks that run, the
-    // caller's own excepted. False if one is still running when the time is over.
+    // Discards waiting tasks and lets none begin any more; then waits for the tasks that are
+    // running, except the caller's own. False if one is still running at the end of `limit`.
     bool stop(std::chrono::milliseconds limit);
 
-    // After stop(): gives the scheduler back. Not for a task.
+    // Ends the scheduler. Only after stop(), and not to be called by a task. False if a drainer is
+    // still running at the end of `limit`.
     bool close(std::chrono::milliseconds limit);
 
     bool isStopped() const { return isStopped_.load(std::memory_order_acquire); }
 
-    // Without the tasks of the main thread.
+    // Does not count the main thread's tasks.
     Census census();
 
-    // Whether the calling thread is in the middle of a task.
+    // Whether the calling thread is running a task.
     static bool isCalledByTask();
 
 private:
@@ -94,17 +95,17 @@ private:
     SpareThreads spareThreads_{drain, this};
     std::atomic<bool> isStopped_; // changed under the lock
 
-    alignas(64) tbb::spin_mutex mutex_; // of all below
+    alignas(64) tbb::spin_mutex mutex_; // guards all members below
     TaskRing tasks_;
     std::size_t reserved_ = 0;
-    unsigned drainers_ = 0; // awaited_ and inside_ together
-    unsigned looking_ = 0;  // those of drainers_ that look for tasks; awaited ones count
-    unsigned awaited_ = 0;  // drainers that were asked for and are not yet on a thread
-    unsigned inside_ = 0;   // drainers on a thread
-    unsigned calling_ = 0;  // callers who are asking for a drainer just now
+    unsigned drainers_ = 0; // awaited_ + inside_
+    unsigned looking_ = 0;  // drainers that look for tasks, awaited ones included
+    unsigned awaited_ = 0;  // drainers that were requested and have not begun
+    unsigned inside_ = 0;   // drainers that run on a thread
+    unsigned calling_ = 0;  // threads that are requesting a drainer now
     bool isClosed_ = false;
-    bool isShortage_ = false;           // not one thread is to be had, which was reported
-    std::atomic<bool> hasTasks_{false}; // for those who look without the lock
+    bool isShortage_ = false;           // no thread could be started; it has been reported
+    std::atomic<bool> hasTasks_{false}; // may be read without the lock
 };
 
 } // namespace tasks
