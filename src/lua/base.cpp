@@ -6,7 +6,7 @@
 
 namespace {
 
-// The text of argument `index`, by the global tostring as scripts may have replaced it.
+// Adds the text of argument `index`, made by the global tostring, which scripts may have replaced.
 void addArgument(lua_State* state, luaL_Buffer* line, int index) {
     lua_getglobal(state, "tostring");
     lua_pushvalue(state, index);

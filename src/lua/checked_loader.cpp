@@ -12,7 +12,7 @@ namespace Lua {
 
 namespace {
 
-// Pushes the chunk of the compiled file beside the source if there is one that is good.
+// If there is a compiled file beside the source and it loads, pushes its chunk and returns true.
 bool loadCompiled(lua_State* state, const std::string& file) {
     const std::string compiled = file + "c";
     if (!file.ends_with(".lua") || !platform::isReadable(compiled.c_str())) {
@@ -39,7 +39,7 @@ void setEnvironment(lua_State* state, const Key& table) {
     lua_settop(state, 1);
 }
 
-// chunk -> nothing; or message and Lua's error code.
+// Stack: chunk -> nothing; or chunk -> message, and returns Lua's error code.
 int run(lua_State* state, const Key& table) {
     return lua::protect(state, 1, 0, [&table](lua_State* inner) {
         if (!table.text().empty()) {

@@ -15,8 +15,9 @@ struct Source {
 const char* readSource(lua_State* state, void* context, std::size_t* size) {
     Source& source = *static_cast<Source*>(context);
 #ifdef LUAJIT_VERSION
-    // LuaJIT goes by the first byte: a precompiled chunk it trusts, and a damaged one would end the
-    // process; a first line that begins with "#" it skips. Behind a blank, all is source text.
+    // LuaJIT goes by the first byte. It trusts a precompiled chunk, and a damaged one would end the
+    // process; it skips a first line that begins with "#". It takes all that follows a blank as
+    // source text.
     if (!source.begun) {
         source.begun = true;
         *size = 1;
@@ -26,17 +27,17 @@ const char* readSource(lua_State* state, void* context, std::size_t* size) {
     return source.read(state, source.context, size);
 }
 
-// All at once, then nothing.
+// Returns all of the text at the first call, then nothing.
 const char* readView(lua_State* /*state*/, void* context, std::size_t* size) {
     const auto rest = std::exchange(*static_cast<std::string_view*>(context), {});
     *size = rest.size();
     return rest.data();
 }
 
-// A damaged count in a precompiled chunk makes Lua ask for any amount of memory and fill it before
-// the chunk turns out to be too short. What a sound chunk needs in one piece is bounded by its
-// length, 16 bytes for a constant of one; the rest is left to what the state itself may need
-// meanwhile.
+// A damaged count in a precompiled chunk makes Lua allocate any amount of memory, and fill it,
+// before it finds that the chunk is too short. The largest block that a sound chunk needs is
+// bounded by its length: 16 bytes for each constant, which takes at least one byte. kForTheState is
+// added for what the state itself may need meanwhile.
 struct Limit {
     lua_Alloc allocate;
     void* context;

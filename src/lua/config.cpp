@@ -10,13 +10,15 @@
 #include <cstring>
 #include <string_view>
 
-// The ways through tables. What runs files is in config_load.cpp, what reads values in
-// config_values.cpp.
+// Opens, makes and changes tables. config_load.cpp runs files, config_values.cpp reads values.
+//
+// Comments such as `T -> T, value` show the top of the Lua stack before and after a call.
 namespace Lua {
 
 namespace {
 
-// Takes the first key off a path of several; false, and takes nothing, if only one is left.
+// Takes the first key off a path of several keys. If only one is left, takes nothing and returns
+// false.
 bool takeKey(const char*& path, std::string_view& key) {
     const char* const dot = std::strchr(path, '.');
     if (dot == nullptr) {
@@ -31,8 +33,8 @@ void reserve(lua_State* state, int room = lua::kRoom) {
     luaL_checkstack(state, room, "too many open tables");
 }
 
-// Reading hostile data to any depth must not raise, so what lies too deep for the stack is missing,
-// too.
+// Pushes nil. Reading hostile data of any depth must not raise an error, so an entry that is too
+// deep for the stack counts as missing, too.
 void pushMissing(lua_State* state) {
     reserve(state, 1);
     lua_pushnil(state);
@@ -58,8 +60,8 @@ int replaceByInherited(lua_State* state, const Key& key) {
     return lua_type(state, -1);
 }
 
-// T -> T, value; nil if there is none. T is a table. Returns the value's type. What a table holds
-// itself, which is nearly always all, takes neither a protected call nor a look at its metatable.
+// T -> T, value; nil if there is none. T is a table. Returns the value's type. An entry of the
+// table itself, the usual case, takes neither a protected call nor a look at the metatable.
 int pushEntry(lua_State* state, const Key& key) {
     lua::pushKey(state, key);
     lua_rawget(state, -2);
@@ -67,8 +69,8 @@ int pushEntry(lua_State* state, const Key& key) {
     return type != LUA_TNIL ? type : replaceByInherited(state, key);
 }
 
-// T -> T, the table that the path's last key leads into, and true, with that key left as the path;
-// or T -> T and false if it is missing.
+// Finds the table that the path's last key belongs to. T -> T, that table; leaves only the last key
+// in `path` and returns true. Or T -> T and false if the table is missing.
 bool pushContainer(lua_State* state, const char*& path) {
     path = path != nullptr ? path : "";
     if (!lua_istable(state, -1)) {
@@ -94,7 +96,7 @@ void pushValue(lua_State* state, const Key& key) {
     }
 }
 
-// T -> T, value; a missing one is made as a table.
+// T -> T, value; a missing value is created as a table.
 void createEntry(lua_State* state, const Key& key) {
     lua::pushKey(state, key);
     lua_gettable(state, -2);
@@ -108,8 +110,8 @@ void createEntry(lua_State* state, const Key& key) {
     lua_settable(state, -4);
 }
 
-// Pushes the table that the last key of a path leads into, starting from the one at `index`;
-// returns that key.
+// Pushes the table that the last key of a path belongs to, starting from the table at `index`, and
+// creates missing tables. Returns the last key.
 Key createContainer(lua_State* state, int index, const char* path) {
     path = path != nullptr ? path : "";
     lua_pushvalue(state, index);
@@ -120,7 +122,7 @@ Key createContainer(lua_State* state, int index, const char* path) {
     return path;
 }
 
-// T -> T, value -> T, table or T.
+// T, table -> T, table, and true; or T, another value -> T, and false.
 bool keepTable(lua_State* state) {
     if (lua_istable(state, -1)) {
         return true;

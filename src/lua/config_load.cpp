@@ -15,7 +15,7 @@ namespace Lua {
 namespace {
 
 constexpr char kModule[] = "Lua::Config";
-constexpr int kNameLimit = 255; // of a text that has no name
+constexpr int kNameLimit = 255; // bytes of a text that stand for its name
 
 void reserve(lua_State* state) {
     luaL_checkstack(state, lua::kRoom, "no room for a chunk");
@@ -43,7 +43,8 @@ bool failRun(lua_State* state, const char* name, int length) {
     return false;
 }
 
-// Runs the chunk on top of the stack, if loading it has succeeded; else a message is there already.
+// Runs the chunk on top of the stack. If loading it has failed, a message is there instead, and
+// stays.
 bool run(lua_State* state, int loadStatus, int results) {
     return loadStatus == 0 && lua_pcall(state, 0, results, 0) == 0;
 }
@@ -56,7 +57,7 @@ int loadText(lua_State* state, const char* text) {
     return lua::loadChunk(state, text, text);
 }
 
-// The length of the part that stands for a text in the log.
+// The length of the part of a text that stands for it in the log: of its first line.
 int nameLength(const char* text) {
     int length = 0;
     while (length < kNameLimit && std::strchr("\r\n", text[length]) == nullptr) { // NUL included
@@ -65,7 +66,7 @@ int nameLength(const char* text) {
     return length;
 }
 
-// The dofile of chunks that run in a table of their own, the upvalue.
+// The `dofile` of chunks that run in a table of their own. The table is the upvalue.
 int dofileInTable(lua_State* state) {
     const int before = lua_gettop(state);
     if (QZ_lua_loadfile(state, luaL_optstring(state, 1, nullptr)) != 0) {
@@ -90,8 +91,8 @@ void giveGlobals(lua_State* state, int table) {
     lua_setmetatable(state, table);
 }
 
-// table, chunk -> table; or table, message and false. In place of the chunk there is a message
-// already if loading it has failed.
+// table, chunk -> table, and true; or table, message, and false. If loading the chunk has failed,
+// its message is on the stack instead, and stays.
 bool runInTable(lua_State* state, int loadStatus, bool withGlobals) {
     if (loadStatus != 0) {
         return false;
@@ -139,7 +140,7 @@ bool Config::tmpload(const char* file, bool withGlobals) {
 }
 
 bool Config::tmpload_buf(const char* buffer, std::uint64_t size, bool withGlobals) {
-    constexpr std::uint64_t kMore = 4096; // than a line of the log takes
+    constexpr std::uint64_t kMore = 4096; // more than a line of the log can hold
     if (buffer == nullptr) {
         buffer = "";
         size = 0;

@@ -52,7 +52,7 @@ bool readNumber(lua_State* state, lua_Number& number) {
         number = lua_tonumber(state, -1);
         return true;
     case LUA_TSTRING:
-        return lua::parseNumber(lua_tostring(state, -1), number); // up to a zero byte, as Lua does
+        return lua::parseNumber(lua_tostring(state, -1), number); // ends at a zero byte, as in Lua
     default:
         return false;
     }
@@ -85,8 +85,8 @@ bool convertEntry(lua_State* state, Component* output) {
     return isNumber;
 }
 
-// table -> nothing. Vectors are known here as memory only; what the classes are like is the host's
-// business.
+// table -> nothing. Writes the numbers into the host's vector as an array: the library does not
+// know the vector's class.
 template<class Component, std::size_t count>
 bool popVector(lua_State* state, Config& config, void* output) {
     Component values[count];

@@ -8,15 +8,16 @@ namespace {
 
 constexpr int kMaxDepth = 1000;
 
-// Copies values between states that may also be one and the same: whatever is taken from the
-// source's stack is removed by its index, not popped, because the copy may stand above it.
+// Copies values between two states, which may be the same. A value is removed from the source's
+// stack by its index, not popped, because the copy may be above it.
 struct Copier {
     lua_State* destination;
     lua_State* source;
     const char* failure = nullptr;
 
-    // Pushes the copy of the value at `index`; of the table on top of the source if a table is
-    // there. False with the failure set if it cannot be copied; then both stacks hold leftovers.
+    // Pushes the copy of the value at `index`. If it is a table, copies the table on top of the
+    // source. If it cannot be copied, sets `failure` and returns false; both stacks then hold
+    // leftovers.
     bool copy(int index, int depth) {
         switch (lua_type(source, index)) {
         case LUA_TBOOLEAN:
@@ -46,7 +47,7 @@ private:
         if (depth == kMaxDepth) {
             return fail("the table contains itself or is nested too deeply");
         }
-        // A level takes at most three places on each stack; one stack may be both.
+        // A level takes at most three slots on each stack, and both may be the same stack.
         if (lua_checkstack(source, 6) == 0 || lua_checkstack(destination, 6) == 0) {
             return fail("no room on the Lua stack");
         }
@@ -62,7 +63,7 @@ private:
         return true;
     }
 
-    // The key and the value are on top of the source; leaves the key there, for the next step.
+    // The key and the value are on top of the source. Leaves the key there for lua_next.
     bool copyEntry(int result, int depth) {
         const int key = lua_gettop(source) - 1;
         const int value = key + 1;
@@ -70,7 +71,7 @@ private:
             return false;
         }
         if (lua_isnil(destination, -1)) {
-            lua_pop(destination, 1); // nil can be no key
+            lua_pop(destination, 1); // nil cannot be a key
         } else if (copyPushed(value, depth)) {
             lua_settable(destination, result);
         } else {
@@ -80,7 +81,8 @@ private:
         return true;
     }
 
-    // A table is copied from the top, so the value is brought there first.
+    // Pushes a second copy of the value to the source first, because `copy` takes a table from the
+    // top.
     bool copyPushed(int index, int depth) {
         lua_pushvalue(source, index);
         const int pushed = lua_gettop(source);

@@ -1,4 +1,4 @@
-// One step into a table.
+// Looks up one key in a table.
 #pragma once
 
 #include "Lua/Key.h"
@@ -15,8 +15,8 @@ inline void pushKey(lua_State* state, const Lua::Key& key) {
     }
 }
 
-// T -> T, value and 0; nil if T is no table. Goes by metatables. An error that one of them raises,
-// or lack of memory, gives T -> T, message and Lua's error code.
+// Stack: T -> T, value; the value is nil if T is no table. Returns 0. Uses metatables. If one of
+// them raises an error, or memory runs out: T -> T, message; returns Lua's error code.
 int pushField(lua_State* state, const Lua::Key& key);
 
 } // namespace lua

@@ -16,14 +16,14 @@ constexpr std::int64_t kPiece = 512;
 static_assert(LUAL_BUFFERSIZE >= kPiece);
 
 struct File {
-    VFS_File* handle; // null once closed
+    VFS_File* handle; // null if closed
     std::int32_t position;
     std::int32_t count;
     char buffer[1024]; // read ahead: the bytes from `position` to `count` are unread
 };
 
-// The open file at `index`, or null. The size is compared because the debug library lets scripts
-// give the metatable to any userdata.
+// The open file at `index`, or null. Checks the size, because scripts can give the metatable to any
+// userdata through the debug library.
 File* openFile(lua_State* state, int index) {
     if (lua_type(state, index) != LUA_TUSERDATA || lua_objlen(state, index) != sizeof(File) ||
         lua_getmetatable(state, index) == 0) {
@@ -46,7 +46,7 @@ bool refill(File& file) {
     return file.count > 0;
 }
 
-// The bytes read ahead up to and with the first line feed, or all of them.
+// Takes the bytes read ahead up to and including the first line feed, or all of them.
 std::string_view takeLine(File& file) {
     const char* const begin = file.buffer + file.position;
     const auto room = static_cast<std::size_t>(unread(file));
@@ -61,13 +61,13 @@ bool isWhole(std::string_view line) {
     return line.ends_with('\n');
 }
 
-// Room for so many bytes, kPiece at most. A buffer that is full goes to the stack.
+// Room for `size` bytes, kPiece at most. Moves a buffer that is full to the stack first.
 char* roomFor(luaL_Buffer& text, std::size_t size) {
     const auto room = static_cast<std::size_t>(text.buffer + LUAL_BUFFERSIZE - text.p);
     return size <= room ? text.p : luaL_prepbuffer(&text);
 }
 
-// Every carriage return is dropped, wherever it stands, and the line feed.
+// Adds a piece of a line without its line feed and without any carriage return.
 void addText(luaL_Buffer& text, std::string_view piece) {
     piece.remove_suffix(isWhole(piece) ? 1 : 0);
     while (!piece.empty()) {
@@ -79,8 +79,8 @@ void addText(luaL_Buffer& text, std::string_view piece) {
     }
 }
 
-// Pushes the next line, or nil at the end of the file. Most lines are whole in what was read ahead,
-// and have a carriage return at their end if anywhere.
+// Pushes the next line, or nil at the end of the file. Most lines are whole among the bytes read
+// ahead and have no carriage return but at their end, so these are pushed without a buffer.
 int pushLine(lua_State* state, File& file) {
     if (unread(file) == 0 && !refill(file)) {
         lua_pushnil(state);
@@ -104,7 +104,7 @@ int pushLine(lua_State* state, File& file) {
     return 1;
 }
 
-// At most `room` bytes: those read ahead first, else the file's own.
+// Reads at most `room` bytes: those read ahead, or if there are none, bytes from the file.
 std::size_t readPiece(File& file, char* destination, std::int64_t room) {
     if (unread(file) == 0) {
         return VFS_read(file.handle, destination, static_cast<std::size_t>(room));
@@ -115,7 +115,7 @@ std::size_t readPiece(File& file, char* destination, std::int64_t room) {
     return static_cast<std::size_t>(count);
 }
 
-// Pushes up to `count` bytes, an empty string at the end of the file.
+// Pushes up to `count` bytes; an empty string at the end of the file.
 int pushBytes(lua_State* state, File& file, std::int64_t count) {
     luaL_Buffer bytes;
     luaL_buffinit(state, &bytes);
@@ -133,7 +133,7 @@ int pushBytes(lua_State* state, File& file, std::int64_t count) {
 }
 
 int readCount(lua_State* state, File& file, lua_Number count) {
-    constexpr lua_Number kMost = 9007199254740992.0; // no file is larger, and it converts exactly
+    constexpr lua_Number kMost = 9007199254740992.0; // converts exactly, and no file is larger
     if (!(count >= 0)) {
         return 0;
     }
@@ -167,13 +167,14 @@ int open(lua_State* state) {
         lua_pushfstring(state, "io.open(%s): only 'r' and 'w' are supported on VFS", name);
         return 2;
     }
-    // The object comes first: nothing can be raised between opening the file and owning it.
+    // Makes the object before it opens the file, so no error can be raised between opening and
+    // owning.
     File* const file = static_cast<File*>(lua_newuserdata(state, sizeof(File)));
     file->handle = nullptr;
     file->position = 0;
     file->count = 0;
     luaL_getmetatable(state, kMetatable);
-    if (!lua_istable(state, -1)) { // scripts reach the registry through the debug library
+    if (!lua_istable(state, -1)) { // scripts can change the registry through the debug library
         return luaL_error(state, "the registry has lost \"%s\"", kMetatable);
     }
     lua_setmetatable(state, -2);

@@ -76,7 +76,7 @@ int rmdir(lua_State* state) {
     return trueOrMessage(state, VFS_remove(path) != 0, "can't delete directory \"%s\"", path);
 }
 
-// Walks the directory table given as argument, or else the bound one.
+// Returns the next entry of the directory table given as argument, or else of the bound one.
 int nextEntry(lua_State* state) {
     if (lua_isnoneornil(state, 1)) {
         lua_settop(state, 0);
@@ -84,7 +84,8 @@ int nextEntry(lua_State* state) {
     }
     luaL_argcheck(state, lua_istable(state, 1), 1, "qz_lua_vfs:lfs_dir_walk");
     lua_getfield(state, 1, "i");
-    // Scripts can store any number here, so it stays one: conversions to integers have limits.
+    // Scripts can store any number here, so it is not converted to an integer, which may not hold
+    // it.
     const lua_Number cursor = lua_tonumber(state, -1) + 1;
     lua_pushnumber(state, cursor);
     lua_setfield(state, 1, "i");
@@ -99,7 +100,8 @@ bool isEntry(lua_State* state, int index, lua_Number count) {
            key == std::floor(key);
 }
 
-// Goes by the keys that there are: scripts may have made holes, and "n" any number.
+// Goes through the keys that exist, not from 1 to `count`: scripts may have removed entries, and
+// set "n" to any number.
 void clearEntries(lua_State* state, lua_Number count) {
     lua_pushnil(state);
     while (lua_next(state, 1) != 0) {
@@ -164,8 +166,8 @@ int tempdir(lua_State* state) {
     return 1;
 }
 
-// The list of locations, as texts behind each other. While the list is walked no Lua code may run:
-// a finaliser could change the list.
+// The list of locations, as texts one after another. No Lua code may run while the list is walked,
+// because a finaliser could change the list.
 struct LocationTexts {
     char* texts;
     std::size_t room;
@@ -194,8 +196,8 @@ void packLocation(void* context, const VFS_Location* location) {
     }
 }
 
-// Leaves the block that holds the texts on the stack. Making the block may change the list, through
-// a finaliser; what does not fit then is left out.
+// Leaves the block that holds the texts on the stack. Allocating the block may run a finaliser that
+// changes the list; locations that do not fit then are left out.
 LocationTexts packLocations(lua_State* state) {
     std::size_t size = 0;
     VFS_get_locations(addSize, &size);
@@ -204,7 +206,7 @@ LocationTexts packLocations(lua_State* state) {
     return packed;
 }
 
-// Sets a field of the table on top of the stack and returns what follows the text.
+// Sets a field of the table on top of the stack. Returns the text that follows `text`.
 const char* setText(lua_State* state, const char* field, const char* text) {
     lua_pushstring(state, text);
     lua_setfield(state, -2, field);

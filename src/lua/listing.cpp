@@ -6,7 +6,7 @@ namespace lua {
 
 namespace {
 
-// Its upvalues are the table and the listing.
+// The upvalues are the table and the listing.
 int appendName(lua_State* state) {
     auto* const listing = static_cast<Listing*>(lua_touserdata(state, lua_upvalueindex(2)));
     if (listing == nullptr) {
@@ -38,7 +38,7 @@ void append(void* context, const char* name) {
     }
 }
 
-// Takes the listing away from the appending function, which scripts with a hook may have kept.
+// Takes the listing away from the appending function, which a script may have kept by a debug hook.
 void finish(Listing& listing) {
     lua_pushnil(listing.state);
     lua_setupvalue(listing.state, listing.append, 2);

@@ -5,8 +5,8 @@ struct lua_State;
 
 namespace lua {
 
-// An error must not jump over the file system's frames, so each name is appended in a protected
-// call, and the error is raised afterwards.
+// An error must not jump over the file system's stack frames. So each name is appended in a
+// protected call, and `finish` raises an error afterwards.
 struct Listing {
     lua_State* state;
     int append; // stack index of the function that appends `name`
@@ -15,13 +15,14 @@ struct Listing {
     bool failed; // the error is on top of the stack
 };
 
-// Begins with the table on top of the stack, and pushes a value that `finish` pops.
+// Begins a listing into the table on top of the stack; pushes a value that `finish` pops.
 void start(Listing& listing, lua_State* state);
 
-// The context is the listing. Afterwards the table has one name more, and their count under "n".
+// Appends a name to the table and sets its field "n" to the number of names. `context` is the
+// listing.
 void append(void* context, const char* name);
 
-// Raises what has gone wrong.
+// Ends the listing. Raises the error if appending a name failed.
 void finish(Listing& listing);
 
 } // namespace lua

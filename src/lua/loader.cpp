@@ -21,7 +21,7 @@ std::string textOf(const Key& key) {
     return key.isText() ? std::string(key.text()) : std::to_string(key.index());
 }
 
-// For strings there is none, and callers rely on it.
+// The type's name in error texts; empty for strings, so that their text stays "... is not a ".
 const char* typeWord(lua_State* state, int type) {
     return type == LUA_TSTRING ? "" : lua_typename(state, type);
 }
@@ -44,7 +44,7 @@ struct PopAtEnd {
     ~PopAtEnd() { lua_pop(state, 1); }
 };
 
-// T -> T; or T, message and Lua's error code.
+// Stack: T -> T; or T -> T, message, and returns Lua's error code.
 template<class PushValue>
 int storeField(lua_State* state, const Key& key, const PushValue& pushValue) {
     lua_pushvalue(state, -1);
@@ -92,7 +92,7 @@ void Loader::requireState(const char* name) {
     QZ_lua_openlibs(state_);
 }
 
-// For what walks and writes. Comes first: to grow the stack is the one thing that may raise.
+// Functions that walk and write call it first: only growing the stack may raise a Lua error.
 void Loader::reserve() const {
     if (state_ == nullptr) {
         fail("No Lua state");
@@ -103,7 +103,7 @@ void Loader::reserve() const {
 }
 
 void Loader::failWithLuaError(const std::string& where) const {
-    const PopAtEnd message{state_}; // also if there is no memory for a copy
+    const PopAtEnd message{state_}; // pops it even if there is no memory for a copy
     fail(where + lua::errorText(state_));
 }
 
@@ -131,12 +131,12 @@ std::string Loader::getCurrentPath(int from) const {
     return from < 0 ? "" : join(path_, static_cast<std::size_t>(from), path_.size());
 }
 
-// The path of the table that is walked.
+// The path of the table that is iterated over.
 std::string Loader::iteratedPath() const {
     return join(path_, 0, path_.size() - 1);
 }
 
-// Makes what has been pushed the current table; on failure takes as many values off the stack.
+// Makes the table that has been pushed the current one. On failure pops `values` values.
 void Loader::enter(const Key& name, int values) {
     try {
         path_.push_back(textOf(name));
@@ -152,7 +152,7 @@ void Loader::appendPackagePath() const {
     const int status = lua::protect(state_, 0, 0, [=](lua_State* state) {
         lua_getglobal(state, "package");
         if (!lua_istable(state, -1)) {
-            return 0; // the caller's state, without that library
+            return 0; // the caller's own state may lack the library
         }
         lua_getfield(state, -1, "path");
         if (lua_isstring(state, -1) == 0) {
@@ -179,7 +179,7 @@ void Loader::beginLoading(const std::string& file) {
     file_ = file;
 }
 
-// Runs the chunk on top of the stack, if loading it has succeeded; else a message is there already.
+// Runs the chunk on top of the stack, or throws the message that is there if loading it has failed.
 void Loader::finishLoading(int status, const std::string& table) {
     if (status != 0 || lua_pcall(state_, 0, 0, 0) != 0) {
         const PopAtEnd message{state_};
@@ -309,7 +309,7 @@ std::string Loader::getString(Key key) const {
         return {};
     }
     pushEntry(key, LUA_TSTRING);
-    const PopAtEnd entry{state_}; // the copy may not find the memory
+    const PopAtEnd entry{state_}; // pops it even if there is no memory for the copy
     return {lua_tostring(state_, -1), lua_objlen(state_, -1)};
 }
 

@@ -11,17 +11,17 @@
 #include <cstddef>
 #include <set>
 
-// Which entries were read, and which were not. In the state's registry is a table that has, for
-// each table that was read from, the set of keys that were asked for.
+// Records which entries were read. A table in the state's registry, `reads`, maps each table that
+// was read from to the set of keys that were asked for.
 namespace Lua {
 
 namespace {
 
 constexpr int kLevels = 32;
-constexpr int kValuesOfALevel = 4; // the keys read, a key, its value, and one to look up by
+constexpr int kValuesOfALevel = 4; // the set of keys read, a key, its value, and a copy of the key
 
-// T, reads -> T, reads, the set of T's keys, which is made if there is none. False, with some value
-// in its place, if a script has replaced it.
+// T, reads -> T, reads, the set of T's keys, which is made if there is none. False, with another
+// value pushed instead, if a script has replaced the set.
 bool pushKeys(lua_State* state) {
     lua_pushvalue(state, 1);
     lua_rawget(state, 2);
@@ -46,12 +46,12 @@ std::string keyText(lua_State* state, int index) {
     }
 }
 
-// Goes through a table and those below it, by calls that raise nothing.
+// Goes through a table and the tables in it, by calls that raise no errors.
 class Walk {
 public:
     Walk(lua_State* state, int reads) : state_(state), reads_(reads) {}
 
-    // Through the table on top of the stack.
+    // Goes through the table on top of the stack.
     void go(const std::string& path, int levels) {
         if (levels == 0 || !visited_.insert(lua_topointer(state_, -1)).second) {
             return;
@@ -75,7 +75,7 @@ public:
     }
 
 private:
-    // The set of keys, or nil.
+    // Pushes the set of keys that were read, or nil.
     void pushKeysRead(int table) {
         lua_rawgeti(state_, LUA_REGISTRYINDEX, reads_);
         if (lua_istable(state_, -1)) {
@@ -85,7 +85,7 @@ private:
         }
     }
 
-    // Whether the set has the key that is the second value from the top.
+    // Whether the set at `keys` has the key that is the second value from the top.
     bool wasRead(int keys) {
         if (!lua_istable(state_, keys)) {
             return false;
@@ -119,7 +119,8 @@ void Loader::trackReads() {
     }
 }
 
-// The slot is free for others then; to give it back to Lua's own list of free ones takes memory.
+// Clears the slot in the registry. It is not given back to Lua's list of free slots, because that
+// takes memory.
 void Loader::forgetReads() const {
     if (isTracking() && lua_checkstack(state_, 1) != 0) {
         lua_pushnil(state_);
@@ -127,7 +128,8 @@ void Loader::forgetReads() const {
     }
 }
 
-// Of the table at an index below the top. Returns Lua's error code, with its message on the stack.
+// Notes that `key` of the table at index `table` was read. Returns 0, or Lua's error code with the
+// message pushed.
 int Loader::noteRead(int table, const Key& key) const {
     if (!isTracking() || !lua_istable(state_, table)) {
         return 0;
@@ -151,7 +153,8 @@ std::vector<std::string> Loader::getUnread() const {
     constexpr int kRoom = kLevels * kValuesOfALevel;
     reserve();
     const lua::Unwind unwind(state_);
-    // So much room may take memory; once it is there, asking for it raises nothing.
+    // Growing the stack may raise an error for lack of memory, so it is done in a protected call.
+    // Then a second call only finds out whether the room is there.
     const auto makeRoom = [](lua_State* state) {
         lua_checkstack(state, kRoom);
         return 0;

@@ -10,7 +10,8 @@
 #include <climits>
 #include <cstddef>
 
-// The ways through tables.
+// Enters tables and iterates over them. Comments such as `T -> T, value` show the top of the Lua
+// stack before and after a call.
 namespace Lua {
 
 namespace {
@@ -19,7 +20,8 @@ void pushZero(lua_State* state) {
     lua_pushnumber(state, 0);
 }
 
-// T -> T, value, made as a table if there was none; or T, message and Lua's error code.
+// T -> T, value, which is created as a table if there was none. Or T -> T, message, and returns
+// Lua's error code.
 int createField(lua_State* state, const Key& key) {
     lua_pushvalue(state, -1);
     return lua::protect(state, 1, 1, [&key](lua_State* inner) {
@@ -35,8 +37,8 @@ int createField(lua_State* state, const Key& key) {
     });
 }
 
-// T, index, element -> the same with the element at another index above, nil if there is none; or a
-// message above and Lua's error code.
+// T, position, element -> T, position, element, T[index], which may be nil. Or pushes a message and
+// returns Lua's error code.
 int pushElement(lua_State* state, int index) {
     lua_pushvalue(state, -3);
     const int status = lua::pushField(state, index);
@@ -44,8 +46,8 @@ int pushElement(lua_State* state, int index) {
     return status;
 }
 
-// T, position, element -> the same with the next ones above; nothing at the end, which a value that
-// is no table has at once. Or a message above and Lua's error code.
+// T, key, element -> T, key, element, next key, next element; pushes nothing at the end, or if T is
+// no table. Or pushes a message and returns Lua's error code.
 int pushNext(lua_State* state) {
     lua_pushvalue(state, -3);
     lua_pushvalue(state, -3);
@@ -88,7 +90,7 @@ void Loader::beginIteration(const char* component, void (*pushStart)(lua_State*)
     enter(component, 2);
 }
 
-// The walked table, where the walk is, and the element are on the stack.
+// An iteration has the table, its position and the element on the stack.
 bool Loader::isIterating() const {
     return state_ != nullptr && !path_.empty() && lua_gettop(state_) >= 3;
 }
@@ -173,7 +175,7 @@ bool Loader::nextSubtable(std::string& name) {
     return true;
 }
 
-// Drops the next key and subtable again.
+// Pops the next key and value, then fails.
 void Loader::failStep(const char* what) const {
     lua_pop(state_, 2);
     fail(what + iteratedPath());

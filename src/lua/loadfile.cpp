@@ -16,7 +16,8 @@ struct Chunk {
     char block[4096];
 };
 
-// Nothing read means the end only at the end: half a file must not pass for a whole one.
+// Reading nothing before the end of the file is an error: half a file must not pass for a whole
+// one.
 const char* readBlock(lua_State* state, void* context, size_t* size) {
     Chunk& chunk = *static_cast<Chunk*>(context);
     *size = VFS_read(chunk.file, chunk.block, sizeof chunk.block);
@@ -38,14 +39,14 @@ int raiseFailure(lua_State* state) {
     return lua_error(state);
 }
 
-// Making the message may run out of memory, too; raised in a protected call, it lands on the stack
-// either way.
+// Pushes the message. Making it may run out of memory, too, so it is made and raised in a protected
+// call, which leaves a message on the stack in either case.
 int fail(lua_State* state, Failure failure) {
     const int status = lua_cpcall(state, raiseFailure, &failure);
     return status == LUA_ERRMEM ? LUA_ERRMEM : LUA_ERRFILE;
 }
 
-// What Lua itself raises while it loads, as for a chunk of too many constants, is the file's fault.
+// An error that Lua raises while it loads, for too many constants, say, counts as the file's.
 int asFileError(int status) {
     return status == LUA_ERRRUN ? LUA_ERRFILE : status;
 }

@@ -31,8 +31,8 @@ int format(lua_State* state) {
 constexpr int kBoundLevel = lua_upvalueindex(1);
 constexpr int kFormat = lua_upvalueindex(2);
 
-// The text for the format at index `first` and the values behind it; the format itself when it
-// cannot be filled in; null when it is no text either.
+// The text made of the format at index `first` and the values behind it. If formatting fails, the
+// format itself; null if that is no text.
 const char* formatted(lua_State* state, int first) {
     const int arguments = lua_gettop(state) - first + 1;
     lua_pushvalue(state, first);
@@ -43,7 +43,7 @@ const char* formatted(lua_State* state, int first) {
     return lua_tostring(state, filled ? -1 : first);
 }
 
-// What no level can be counts as none.
+// A number that cannot be a level counts as 0.
 unsigned int levelOf(lua_Number number) {
     constexpr lua_Number kLimit = 4294967296.0;
     return number > -kLimit && number < kLimit
@@ -62,9 +62,9 @@ int logMessage(lua_State* state) {
     return 0;
 }
 
-// log(...), with the log table itself as first argument.
+// log(...): Lua passes the log table itself as the first argument.
 int callLog(lua_State* state) {
-    if (lua_gettop(state) > 0) { // scripts can take the function out of the metatable
+    if (lua_gettop(state) > 0) { // scripts can also call it directly, out of the metatable
         lua_remove(state, 1);
     }
     return logMessage(state);
@@ -91,7 +91,7 @@ void setConstant(lua_State* state, const char* name, unsigned int value) {
     lua_setfield(state, -2, name);
 }
 
-// "ERROR" gets the constant log.ERROR and the function log.error; TRACE has its constant alone.
+// Level "ERROR" gets the constant log.ERROR and the function log.error; TRACE gets only a constant.
 void setLevel(lua_State* state, const qz_log_level& level) {
     setConstant(state, level.name, level.flag);
     if ((level.flag & QZ_LOG_ALL) != 0) {

@@ -8,8 +8,8 @@
 #include <cstddef>
 #include <cstdint>
 
-// The library `mounted`: scripts read what is mounted, by these functions only. Nothing is returned
-// for what is not there; nil and a message for what fails.
+// The library `mounted`, by which scripts read mounted files. Its functions return nothing if there
+// is no such file or directory, and nil and a message on failure.
 namespace {
 
 int fail(lua_State* state, const char* format, const char* path) {

@@ -10,8 +10,8 @@ constexpr char kKey[] = "QZ.id";
 
 } // namespace
 
-// Raw access in both: scripts reach the registry through the debug library, and a metatable there
-// must not raise errors in the middle of the library.
+// Both functions use raw access: scripts can give the registry a metatable through the debug
+// library, and its errors must not be raised here.
 
 void setName(lua_State* state, const char* name) {
     lua_pushstring(state, kKey);

@@ -8,7 +8,7 @@ namespace lua {
 
 namespace {
 
-// Both ends, of what the C library counts as white space in the locale "C".
+// The text without leading and trailing white space, as the C library knows it in the locale "C".
 std::string_view trimmed(std::string_view text) {
     constexpr std::string_view kBlanks = " \t\n\v\f\r";
     const std::size_t first = text.find_first_not_of(kBlanks);
@@ -23,7 +23,7 @@ bool parseUnsigned(std::string_view text, double& out) {
     if (isHexadecimal) {
         text.remove_prefix(2);
     }
-    if (text.starts_with('-')) { // from_chars takes it
+    if (text.starts_with('-')) { // from_chars would accept it
         return false;
     }
     const char* const end = text.data() + text.size();
@@ -33,7 +33,7 @@ bool parseUnsigned(std::string_view text, double& out) {
         return false;
     }
     if (error == std::errc::result_out_of_range && !isHexadecimal) {
-        out = qz::config::parseDecimal(text); // infinite or 0, as the C library has it
+        out = qz::config::parseDecimal(text); // infinite or 0, as in the C library
         return true;
     }
     return error == std::errc();

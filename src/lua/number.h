@@ -1,5 +1,5 @@
-// Numbers as text and back, with a point in every locale. Lua's own conversions call the C library
-// and so follow the locale of the process, which hosts may change.
+// Converts numbers to text and back, with a decimal point in every locale. Lua's own conversions
+// call the C library and so follow the locale of the process, which hosts may change.
 #pragma once
 
 #include <charconv>
@@ -10,7 +10,7 @@ struct lua_State;
 
 namespace lua {
 
-// As tostring prints it.
+// The text of a number as tostring prints it.
 class NumberText {
 public:
     explicit NumberText(double number)
@@ -26,7 +26,8 @@ private:
     const char* end_;
 };
 
-// Makes a number at a positive index its text, as lua_tolstring does; leaves other values alone.
+// Replaces a number at a positive index by its text, as lua_tolstring does; leaves other values
+// alone.
 void numberToText(lua_State* state, int index);
 
 // Takes what tonumber takes: white space around the number, a sign, hexadecimal digits behind "0x".

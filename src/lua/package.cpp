@@ -20,8 +20,8 @@ const char* pushNextTemplate(lua_State* state, const char* path) {
     return path + length;
 }
 
-// Pushes the name of the first candidate that exists and returns true, or pushes the list of those
-// that do not and returns false.
+// Pushes the name of the first candidate that exists and returns true. If none does, pushes the
+// list of candidates for the error text and returns false.
 bool pushFile(lua_State* state, const char* path, const char* name) {
     lua_pushliteral(state, "");
     while ((path = pushNextTemplate(state, path)) != nullptr) {

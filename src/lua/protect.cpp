@@ -8,14 +8,14 @@ namespace lua {
 
 namespace {
 
-// To push a C function takes memory in Lua 5.1, to push a light userdata may do so in LuaJIT, and
-// either may raise then. So one function serves all protected calls. It is made once, kept in the
-// registry, and told what to call through a box of Lua's, its upvalue: to fetch it takes no memory.
+// Pushing a C function takes memory in Lua 5.1, and pushing a light userdata may in LuaJIT; both
+// may then raise an error. So one function, the runner, serves all protected calls. It is made once
+// and kept in the registry. A userdata, its upvalue, holds what to call. Fetching both takes no
+// memory.
 constexpr int kRunnerKey = -0x515A; // references are positive
 
-// The box tells what to call from runProtected to the beginning of the runner, and nothing before
-// and after: scripts reach the runner, too. A call hook of a script may come in between, and make
-// protected calls of its own.
+// `call` is set only from runProtected to the beginning of the runner, because scripts can reach
+// the runner, too. A script's call hook may run in between and make protected calls of its own.
 struct Box {
     const ProtectedCall* call;
 };
@@ -33,10 +33,10 @@ int keepRunner(lua_State* state) {
     return 0;
 }
 
-// Pushes the runner; -> its box, or null and nothing pushed.
+// Pushes the runner and returns its box; or pushes nothing and returns null.
 Box* fetchRunner(lua_State* state) {
     lua_rawgeti(state, LUA_REGISTRYINDEX, kRunnerKey);
-    if (lua_tocfunction(state, -1) != runCall) { // scripts reach the registry, too
+    if (lua_tocfunction(state, -1) != runCall) { // scripts can change the registry, too
         lua_pop(state, 1);
         return nullptr;
     }
@@ -46,7 +46,7 @@ Box* fetchRunner(lua_State* state) {
     return box;
 }
 
-// Pushes the runner, or an error message.
+// Pushes the runner, sets `box` and returns 0; or pushes a message and returns Lua's error code.
 int pushRunner(lua_State* state, Box*& box) {
     box = fetchRunner(state);
     if (box != nullptr) {
@@ -72,11 +72,11 @@ int runProtected(lua_State* state, int arguments, int results, const ProtectedCa
     }
     const ProtectedCall* const outer = std::exchange(box->call, &call);
     status = lua_pcall(state, arguments, results, 0);
-    box->call = outer; // nothing was collected since the runner left the stack
+    box->call = outer; // the box still lives: nothing was collected since the runner left the stack
     return status;
 }
 
-// Converts nothing: that could raise.
+// Does not convert other values to text, because that could raise an error.
 const char* errorText(lua_State* state) {
     return lua_type(state, -1) == LUA_TSTRING ? lua_tostring(state, -1) : "unknown error";
 }

@@ -1,4 +1,4 @@
-// Lua calls that report their errors, lack of memory included, in place of raising them.
+// Lua calls that return errors, lack of memory included, instead of raising them.
 #pragma once
 
 #include <type_traits>
@@ -7,8 +7,8 @@ struct lua_State;
 
 namespace lua {
 
-// The room on the stack that callers reserve before anything else, for what they push themselves
-// and for a protected call. To reserve it is the one thing left that may raise.
+// The number of stack slots that callers reserve first, for their own values and for a protected
+// call. Only reserving them may still raise an error.
 inline constexpr int kRoom = 12;
 
 struct ProtectedCall {
@@ -19,8 +19,8 @@ struct ProtectedCall {
 int runProtected(lua_State* state, int arguments, int results, const ProtectedCall& call);
 
 // Calls operation(state) as Lua calls a C function, with the arguments on top of the stack, and
-// returns what lua_pcall does. Errors jump out of the operation: nothing in it may need a
-// destructor. It must not throw.
+// returns what lua_pcall does. Lua errors jump out of the operation, so no object in it may need a
+// destructor. The operation must not throw.
 template<class Operation>
 int protect(lua_State* state, int arguments, int results, const Operation& operation) {
     static_assert(std::is_trivially_destructible_v<Operation>);
@@ -31,7 +31,7 @@ int protect(lua_State* state, int arguments, int results, const Operation& opera
     return runProtected(state, arguments, results, call);
 }
 
-// The text of the error message on top of the stack, which keeps it alive.
+// The text of the error message on top of the stack; valid as long as the message is there.
 const char* errorText(lua_State* state);
 
 } // namespace lua

@@ -12,12 +12,13 @@
 
 namespace Lua {
 
-// What the global __write belongs to. Scripts may keep it longer than the serializer lives, so it
-// reaches it through this block of Lua's, which loses it when the call ends.
+// The serializer that the global __write belongs to. Scripts may keep __write longer than the
+// serializer lives, so __write reaches it through this userdata; the pointer is cleared when the
+// call ends.
 struct SerializerOutput {
     Serializer* serializer;
 
-    // Streams may throw; that must not reach Lua.
+    // A stream may throw, and the exception must not reach Lua.
     bool write(const char* text, std::size_t length) const {
         try {
             serializer->write_(std::string(text, length));
@@ -43,7 +44,7 @@ int writeText(lua_State* state) {
     return 0;
 }
 
-// Sets the global __write; -> its output, which is thereby kept from being collected.
+// Sets the global __write. Pushes its output, which keeps the output from being collected.
 int installOutput(lua_State* state, Serializer* serializer) {
     return lua::protect(state, 0, 1, [serializer](lua_State* inner) {
         void* const output = lua_newuserdata(inner, sizeof(SerializerOutput));
@@ -61,7 +62,7 @@ int runSource(lua_State* state) {
     return status != 0 ? status : lua_pcall(state, 0, 0, 0);
 }
 
-// -> nothing, or an error message.
+// Pushes an error message on failure.
 void callSerialize(lua_State* state, const Key& name) {
     lua::protect(state, 0, 0, [&name](lua_State* inner) {
         lua_getglobal(inner, "__serialize");

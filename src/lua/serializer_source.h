@@ -1,5 +1,5 @@
-// The part of the serializer that is written in Lua. Its globals are known to callers; what they
-// share besides is local.
+// The part of the serializer that is written in Lua. Its global functions are part of the
+// interface; everything else is local.
 #pragma once
 
 namespace lua {

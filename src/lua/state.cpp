@@ -43,7 +43,7 @@ constexpr luaL_Reg kLibraries[] = {
     {LUA_MATHLIBNAME, luaopen_math}, {LUA_DBLIBNAME, luaopen_debug},
     {"log", QZ_luaopen_log},
 #ifdef LUAJIT_VERSION
-    {LUA_JITLIBNAME, luaopen_jit}, // opening it is what turns the compiler on
+    {LUA_JITLIBNAME, luaopen_jit}, // opening it turns the compiler on
 #endif
 };
 

@@ -1,12 +1,12 @@
-// Lua numbers as integers.
+// Converts Lua numbers to integers.
 #pragma once
 
 #include <limits>
 
 namespace lua {
 
-// The number with its fraction cut off; the smallest integer, as the processor has it, for what the
-// integer cannot hold.
+// The number without its fraction; the smallest integer for a number that does not fit, as the
+// processor's conversion gives it.
 template<class Integer>
 Integer truncate(double number) {
     constexpr auto kLowest = static_cast<double>(std::numeric_limits<Integer>::min());

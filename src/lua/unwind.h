@@ -1,4 +1,4 @@
-// What C++ exceptions leave of a Lua stack.
+// Restores a Lua stack when a C++ exception passes.
 #pragma once
 
 #include <lua.hpp>
@@ -7,8 +7,8 @@
 
 namespace lua {
 
-// Takes off what was pushed since, if an exception ends its life: lack of memory for a message, for
-// example.
+// If an exception destroys it (for lack of memory for a message, say), pops all values pushed since
+// it was made.
 class Unwind {
 public:
     explicit Unwind(lua_State* state) : state_(state), top_(lua_gettop(state)) {}
