@@ -25,8 +25,8 @@ constexpr std::size_t kPathRoom = 256;
 
 constexpr char kNoSuffix[] = "";
 
-// What is tried beside every path that is mounted. An archiver is what PhysicsFS asks to read the
-// archive: under the name that its info has, and it judges an archive before it takes it.
+// An archive of each kind is looked for beside every path that is mounted: the path with the
+// suffix. The archiver reads it for PhysicsFS, and checks it before it accepts it.
 struct ArchiveKind {
     const char* suffix;
     const PHYSFS_Archiver& archiver;
@@ -62,8 +62,9 @@ public:
     Change& operator=(const Change&) = delete;
 };
 
-// What PhysicsFS knows a mounted directory or archive by. It hands the path to the system, and
-// every system takes slashes. What does not fit becomes the empty path, which cannot be mounted.
+// The path by which PhysicsFS knows a mounted directory or archive. It has slashes, because
+// PhysicsFS hands it to the system, and every system accepts slashes. A path that does not fit
+// becomes empty, and an empty path cannot be mounted.
 class MountedName {
 public:
     MountedName(const char* path, const char* suffix) {
@@ -80,12 +81,12 @@ private:
     char text_[kPathRoom];
 };
 
-// PhysicsFS's own archivers take archives at their word. One that was built without any has no
-// list.
+// Removes PhysicsFS's own archivers, because they trust archives. A PhysicsFS that was built
+// without archivers has no list of them.
 bool leaveOnlyOurKinds() {
     const PHYSFS_ArchiveInfo** const type = PHYSFS_supportedArchiveTypes();
     while (type != nullptr && *type != nullptr) {
-        // Removing one moves the following ones down.
+        // Each removal moves the following ones down.
         if (PHYSFS_deregisterArchiver((*type)->extension) == 0) {
             return false;
         }
@@ -107,14 +108,15 @@ bool startPhysicsFs() {
     return true;
 }
 
-// PhysicsFS would wait for the other end of a pipe.
+// Only such files are mounted: PhysicsFS would open a pipe and wait for its other end.
 bool isOrdinaryFile(const char* path) {
     VFS_File* const file = VFS_open_read(path);
     VFS_close(file);
     return file != nullptr;
 }
 
-// PhysicsFS may stay in the process when this library goes.
+// PhysicsFS may stay in the process when this library is unloaded, so it must not keep the
+// allocator.
 void takeAllocatorBack() {
     PHYSFS_setAllocator(nullptr);
     vfs::dropRecycled();
@@ -143,7 +145,7 @@ int mountArchives(const char* path, const char* point, int append) {
     return result;
 }
 
-// Either way round, the directory ends up in front of its archives.
+// In both cases the directory is searched before its archives.
 int mountAll(const char* path, const char* point, int append) {
     int directory = 0;
     int archives = 0;

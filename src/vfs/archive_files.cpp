@@ -17,8 +17,8 @@
 #include <string_view>
 #include <utility>
 
-// What is in the mounted tree. Each call of PhysicsFS holds its lock, so that nobody unmounts in
-// the middle; no place that it has named is used after that.
+// Reads and lists files of the mounted tree. PhysicsFS holds its lock during each call, so nothing
+// is unmounted in the middle of one. No place that a call has returned is used after it.
 namespace {
 
 using vfs::endsInDevice;
@@ -30,10 +30,10 @@ constexpr PHYSFS_sint64 kMaxLength = std::numeric_limits<std::uint32_t>::max();
 
 constexpr std::size_t kMostNames = 1'000'000;
 
-// How often an answer is sought that no mounting and unmounting in the middle has spoilt.
+// How often an answer is tried for again if a mount or unmount in between has spoilt it.
 constexpr int kAttempts = 8;
 
-// Whether nothing was mounted or unmounted in its life.
+// True if nothing was mounted or unmounted since it was made.
 class Quiet {
 public:
     explicit operator bool() const {
@@ -124,7 +124,7 @@ Failure readWhole(const char* path, Contents& contents) {
     return {};
 }
 
-// Whether there is a file; what reading it came to is in the failure.
+// Whether the file exists. `failure` is set if reading it failed.
 bool readIfThere(const char* path, Contents& contents, Failure& failure) {
     for (int attempt = 0; attempt < kAttempts; ++attempt) {
         const Quiet quiet;
@@ -135,7 +135,7 @@ bool readIfThere(const char* path, Contents& contents, Failure& failure) {
         if (!isFile(path)) {
             return false;
         }
-        // A later place may have hidden why an earlier one failed.
+        // A later place's "missing" may have hidden why an earlier place failed.
         if (!failure.saidMissing || quiet) {
             return true;
         }
@@ -143,7 +143,7 @@ bool readIfThere(const char* path, Contents& contents, Failure& failure) {
     return true;
 }
 
-// One that a path could lead to.
+// Whether a path can lead to an entry of this name.
 bool isNameInTree(std::string_view name) {
     return !name.empty() && name != "." && name != ".." &&
            name.find_first_of(":\\") == std::string_view::npos && !endsInDevice(name);
@@ -171,7 +171,7 @@ bool collectNames(const char* path, Names& names) {
         if (errors.last() != PHYSFS_ERR_NOT_FOUND) {
             return false;
         }
-        // An entry has gone while PhysicsFS was at it, which makes that fail.
+        // An entry was removed during the enumeration, which made it fail.
     }
     return false;
 }
@@ -191,7 +191,8 @@ vfs_kind listNames(const char* path, Names& names) {
             return VFS_KIND_UNKNOWN;
         }
         if (!names.empty()) {
-            // A file of an earlier place hides no folder of a later one: its files can be read.
+            // Files in a folder can be read even if an earlier place has a file of the folder's
+            // name.
             return VFS_KIND_DIRECTORY;
         }
         if (kind != VFS_KIND_DIRECTORY || quiet) {

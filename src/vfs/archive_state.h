@@ -1,4 +1,4 @@
-// What mounting and reading share.
+// State that mounting and reading share.
 #pragma once
 
 #include "core/gate.h"
@@ -9,13 +9,14 @@ namespace vfs {
 
 inline constexpr char kArchiveModule[] = "VFS";
 
-// Open while PhysicsFS is up, which cannot be taken down under a thread that still reads.
+// Open while PhysicsFS is initialised. It cannot be closed while a thread is inside, so PhysicsFS
+// is not taken down under a thread that still reads.
 extern constinit core::Gate archiveGate;
 
-// How often PhysicsFS has asked for memory in vain.
+// How often an allocation for PhysicsFS has failed.
 extern constinit std::atomic<unsigned> archiveShortages;
 
-// Raised when a mount or unmount begins and when it ends: odd while one is under way.
+// Incremented when a mount or unmount begins and when it ends: odd while one is under way.
 extern constinit std::atomic<unsigned> archiveChanges;
 
 } // namespace vfs

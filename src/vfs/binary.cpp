@@ -39,8 +39,8 @@ std::uint8_t getByteOrZero(VFS_File* file) {
     return VFS_read(file, &byte, 1) == 1 ? byte : 0;
 }
 
-// A length may be a lie. Where the file has no such position, or the sum would wrap around and lead
-// backwards, where a reader could go in circles, the end of the file is as far as it goes.
+// Skips to the end of the file if the file has no such position: a length in it may be wrong. The
+// sum must not wrap around, because a reader that goes backwards could loop for ever.
 void skip(VFS_File* file, std::uint64_t count) {
     const std::int64_t position = std::max<std::int64_t>(VFS_tell(file), 0);
     const auto room =

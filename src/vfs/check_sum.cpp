@@ -14,12 +14,12 @@ namespace {
 
 #if defined(QZ_X64)
 
-// Only these functions use the instruction, so that the library still runs on processors without.
+// Only these functions use the instruction, so the library runs on processors without it, too.
 #    define QZ_TARGET_PCLMUL QZ_FOR_PROCESSOR("pclmul")
 
 constexpr std::size_t kBlock = sizeof(__m128i);
 constexpr std::size_t kLanes = 4;
-constexpr std::size_t kWorthIt = 256; // bytes, below which the plain way is as fast
+constexpr std::size_t kWorthIt = 256; // bytes; for fewer the plain way is as fast
 
 bool hasPclmul() {
     static const bool has = (platform::processorFeatures() & 1U << 1) != 0;
@@ -30,15 +30,16 @@ QZ_TARGET_PCLMUL __m128i load(const std::uint8_t* data) {
     return _mm_loadu_si128(reinterpret_cast<const __m128i*>(data));
 }
 
-// Moves a block's remainder on to where the next block is. The keys are powers of x modulo the
-// sum's polynomial, for the distance.
+// Moves a block's remainder to the position of `next` and adds `next`. The keys are powers of x
+// modulo the sum's polynomial, and depend on the distance.
 QZ_TARGET_PCLMUL __m128i fold(__m128i block, __m128i keys, __m128i next) {
     const __m128i low = _mm_clmulepi64_si128(block, keys, 0x00);
     const __m128i high = _mm_clmulepi64_si128(block, keys, 0x11);
     return _mm_xor_si128(_mm_xor_si128(low, high), next);
 }
 
-// Takes whole blocks, four at least. What they come to is one block, whose own sum is theirs.
+// Sums `count` whole blocks, at least four. Folds them into one block that has the same sum, and
+// sums that.
 QZ_TARGET_PCLMUL std::uint32_t sumOfBlocks(std::uint32_t sum, const std::uint8_t* data,
                                            std::size_t count) {
     const __m128i fourBlocksOn = _mm_set_epi64x(0x1c6e41596, 0x154442bd4);

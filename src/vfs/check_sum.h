@@ -6,7 +6,7 @@
 
 namespace vfs {
 
-// The sum of what `sum` is of, which is 0 at first, and of what follows it.
+// Continues a sum over the next `size` bytes. The first call's `sum` is 0.
 std::uint32_t checkSum(std::uint32_t sum, const void* data, std::size_t size);
 
 } // namespace vfs

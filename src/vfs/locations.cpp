@@ -55,12 +55,13 @@ struct Locations {
 
 Locations* locations = nullptr;
 
-// As much of a text as a location keeps.
+// The part of a text that a location keeps.
 std::string_view cut(const char* text) {
     return {text, strnlen(text, kPathRoom - 1)};
 }
 
-// Null, or the location that has the path already. Throws std::bad_alloc.
+// Adds a location and returns null, or returns the location that has the path already. Throws
+// std::bad_alloc.
 const LocationRecord* addLocation(const VFS_Location& location) {
     if (locations == nullptr) {
         locations = new Locations;
@@ -95,13 +96,13 @@ void endWithSeparator(char* directory) {
     }
 }
 
-// Below the write or temporary directory.
+// Appends the application's directory to the write or temporary directory.
 void enterApplicationDirectory(char* directory, const char* application) {
     VFS_path_join(directory, kPathRoom, directory, application);
     endWithSeparator(directory);
 }
 
-// The application's name with a number behind its first segment; 0 is no number.
+// The application's name with a number behind its first segment, or without one if `number` is 0.
 void numberedName(char* name, std::size_t size, const char* application, unsigned int number) {
     const std::size_t leading = std::strspn(application, "/\\");
     const std::size_t first = leading + std::strcspn(application + leading, "/\\");
@@ -113,7 +114,7 @@ void numberedName(char* name, std::size_t size, const char* application, unsigne
     }
 }
 
-// Others may have made a directory of that name first. One after the other is tried.
+// Another user may have made a directory of that name before, so several names are tried.
 bool makeTemporaryDirectory(const char* application) {
     constexpr unsigned int kMostNumbers = 16;
     char parent[kPathRoom];

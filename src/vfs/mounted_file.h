@@ -1,4 +1,4 @@
-// Opening what is in the mounted tree.
+// Opens files of the mounted tree.
 #pragma once
 
 #include "core/gate.h"
@@ -13,15 +13,15 @@
 
 namespace vfs {
 
-// What PhysicsFS met on its way through the places where a path is looked for. It goes on to the
-// next one after an error, and keeps the last one only.
+// The errors of PhysicsFS since the object was made. PhysicsFS looks for a path in one place after
+// another; after an error it goes on to the next place, and it keeps only the last error.
 class Errors {
 public:
-    Errors() { PHYSFS_getLastErrorCode(); } // forgets it
+    Errors() { PHYSFS_getLastErrorCode(); } // clears it
 
     PHYSFS_ErrorCode last() const { return PHYSFS_getLastErrorCode(); }
 
-    // Also for want of memory for an error, or in another thread.
+    // Also true if there was no memory to keep an error, or if another thread lacked memory.
     bool lackedMemory() const { return archiveShortages != shortagesBefore_; }
 
 private:
@@ -30,8 +30,8 @@ private:
 
 bool saysMissing(PHYSFS_ErrorCode code);
 
-// In a mounted directory the system would find devices, too, by the last name of a path. PhysicsFS
-// leaves out separators before and behind it.
+// Whether the last name of a path is a device's, which the system would open in a mounted
+// directory, too. Ignores separators behind the name, as PhysicsFS does.
 bool endsInDevice(std::string_view path);
 
 struct EntryCloser {
@@ -41,26 +41,26 @@ using Entry = std::unique_ptr<PHYSFS_File, EntryCloser>;
 
 struct Opened {
     Entry file;
-    bool saidMissing; // by the last place at least
+    bool saidMissing; // the last place, at least, has no such file
 };
 
-// Not an older copy, in place of one that cannot be opened for want of a descriptor, for example.
-// The caller is inside archiveGate.
+// Opens the first copy of a file. If that copy cannot be opened, for lack of a descriptor, say,
+// does not open a later place's copy instead. The caller is inside archiveGate.
 Opened openFirstCopy(const char* path);
 
-// As much as there is, where the system may read less at a time than it is asked for. Less is the
-// end or an error.
+// Reads until it has `count` bytes, because the system may read fewer at a time than it is asked
+// for. Returns fewer at the end of the file or after an error.
 std::size_t readEntry(PHYSFS_File* file, void* buffer, std::size_t count);
 
-// An open file of the tree. As long as it is there, neither its archive nor the tree is taken down.
+// An open file of the tree. As long as it lives, its archive and the tree stay.
 class MountedFile {
 public:
-    // Null if it cannot be opened, which is logged.
+    // Null, with a log line, if the file cannot be opened.
     static std::unique_ptr<MountedFile> open(const char* path) noexcept;
 
     std::uint64_t size() const { return size_; }
 
-    // Up to `count` bytes at a position. Fewer than there are means an error.
+    // Reads up to `count` bytes at a position. Fewer than that before the end mean an error.
     std::size_t readAt(std::uint64_t position, void* buffer, std::size_t count);
 
 private:

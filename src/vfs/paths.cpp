@@ -13,7 +13,7 @@ namespace {
 
 constexpr char kSeparator = '\\';
 
-// The longest sequence that the codec's lead bytes can announce.
+// The longest sequence that a lead byte of the codec can announce.
 constexpr std::size_t kLongestSequence = 6;
 
 bool isSeparator(char c) {
@@ -31,7 +31,7 @@ unsigned int refuse(char* destination, std::size_t size) {
     return 0;
 }
 
-// The runtime library's mapping, in the process's locale; for the low 16 bits of a code point.
+// Maps by the C library, in the process's locale, and only the low 16 bits of a code point.
 std::uint32_t lowerCase(char16_t character) {
     return static_cast<std::uint32_t>(std::towlower(character));
 }
@@ -51,7 +51,7 @@ void copyWithSeparators(char* destination, const char* source, std::size_t lengt
     destination[length] = 0;
 }
 
-// Makes the destination of a join hold its base.
+// Puts the base of a join into its destination, which may be the base.
 bool placeBase(char* destination, std::size_t size, const char* base) {
     if (base != destination) {
         return VFS_path_normalize(destination, size, base == nullptr ? "" : base) != 0;

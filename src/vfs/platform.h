@@ -9,8 +9,8 @@
 
 namespace vfs {
 
-// Paths are never null here. The directories go into a buffer of `size` bytes, always terminated,
-// with or without a separator at their end, as the system has them.
+// Paths are never null here. The last three write a directory into a buffer of `size` bytes, always
+// terminated, with or without a separator at its end, as the system gives it.
 struct VFS_Platform {
     VFS_File* (*open_read)(const char* path);
     VFS_File* (*open_write)(const char* path);

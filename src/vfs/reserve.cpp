@@ -10,11 +10,11 @@ namespace vfs {
 
 namespace {
 
-constinit Reserve* current = nullptr; // for its owner alone
+constinit Reserve* current = nullptr; // only the owner uses it
 constinit std::atomic<std::uintptr_t> owner{0};
 
 std::mutex& turns() {
-    static std::mutex mutex; // its constructor is no constant on Windows
+    static std::mutex mutex; // not constinit: its constructor is not constexpr on Windows
     return mutex;
 }
 

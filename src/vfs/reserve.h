@@ -1,5 +1,6 @@
-// A few small blocks for PhysicsFS when memory runs out. It does not survive the lack of some: it
-// uses a lock that it could not allocate, and frees an archive twice that it has no record for.
+// A few small blocks for PhysicsFS when memory runs out. PhysicsFS crashes without some of them: it
+// uses a lock that it could not allocate, and frees an archive twice if there is no memory for its
+// record.
 #pragma once
 
 #include <array>
@@ -8,8 +9,8 @@
 
 namespace vfs {
 
-// While it lives, small allocations of its thread have something to fall back to. One thread at a
-// time has one; others wait for it.
+// While it lives, small allocations of its thread fall back to its blocks. One thread at a time has
+// a reserve; other threads wait for their turn.
 class Reserve {
 public:
     Reserve();
@@ -17,19 +18,20 @@ public:
     Reserve(const Reserve&) = delete;
     Reserve& operator=(const Reserve&) = delete;
 
-    // False if there is not even memory for the reserve: then PhysicsFS must not be called.
+    // False if there is no memory for the reserve itself: then PhysicsFS must not be called.
     explicit operator bool() const { return filled_; }
 
-    // A block for releaseRecycled. Null if it is no small one, if the reserve is used up, or if the
-    // calling thread has none.
+    // A block, to be freed by releaseRecycled. Null if `size` is not small, if the reserve is used
+    // up, or if the calling thread has no reserve.
     static void* take(std::size_t size);
 
 private:
-    // The blocks that PhysicsFS needs have fewer bytes, and each entry of an archive has more, so
-    // that a large archive does not use up the reserve.
+    // The blocks that PhysicsFS must get are smaller. Its block for an entry of an archive is
+    // larger, so a large archive does not use up the reserve.
     static constexpr std::size_t kBlockSize = 64;
 
-    // PhysicsFS begins with its locks. Mounting needs less than ten small blocks.
+    // Enough for the locks that PhysicsFS makes first, and for mounting, which needs fewer than ten
+    // small blocks.
     static constexpr std::size_t kCount = 16;
 
     std::lock_guard<std::mutex> turn_;

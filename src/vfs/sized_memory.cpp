@@ -10,22 +10,23 @@ namespace vfs {
 
 namespace {
 
-// In front of each block; as large as the alignment that blocks have.
+// Stands in front of each block. Its size keeps blocks aligned.
 struct alignas(std::max_align_t) Header {
-    std::size_t size; // with the header
+    std::size_t size; // of the block and the header
 };
 
 Header* headerOf(void* block) {
     return block == nullptr ? nullptr : static_cast<Header*>(block) - 1;
 }
 
-// Small blocks at hand, by their sizes. Who finds another thread at it does without.
+// Keeps small blocks by their sizes. Does nothing while another thread is using it: the caller then
+// goes to the pool.
 class Shelves {
 public:
     static constexpr std::size_t kStep = 64;
     static constexpr std::size_t kLargest = 4 * kStep;
 
-    // Of that size exactly; null if there is none.
+    // A block of exactly that size; null if there is none.
     Header* take(std::size_t size) {
         const Turn turn(busy_);
         Shelf& shelf = shelfFor(size);

@@ -1,4 +1,4 @@
-// Blocks of the default pool for those who do not remember the sizes of theirs: each block does.
+// Blocks of the default pool that keep their own sizes, so callers need not.
 #pragma once
 
 #include <cstddef>
@@ -14,13 +14,13 @@ void* reallocateSized(void* block, std::size_t size);
 // The block may be null.
 void releaseSized(void* block);
 
-// The same for somebody who allocates and frees the same few small blocks all the time, as
-// PhysicsFS does for every file: some that were freed are kept at hand. Never waits, from any
-// thread.
+// The same for a caller that often allocates and frees the same few small blocks, as PhysicsFS does
+// for every file: some freed blocks are kept for reuse. Any thread may call; keeping and reusing
+// blocks never waits for another thread.
 void* allocateRecycled(std::size_t size);
 void releaseRecycled(void* block);
 
-// Gives the pool back what is kept.
+// Gives the kept blocks back to the pool.
 void dropRecycled();
 
 } // namespace vfs

@@ -17,12 +17,12 @@ namespace {
 
 constexpr std::size_t kPathRoom = 256;
 
-// The name is older than the library's second system.
+// The name is in error texts. It is older than the library's support of Linux.
 struct VFS_File_win32 {
     VFS_File base; // first, so that the handle is the object
     platform::FileHandle handle;
     char path[kPathRoom];
-    std::unique_ptr<platform::NewContents> contents; // to whom the handle belongs, if it replaces
+    std::unique_ptr<platform::NewContents> contents; // owns the handle of openForReplacing
 };
 
 VFS_File_win32& systemFile(VFS_File* file) {
@@ -107,7 +107,7 @@ void initialise(VFS_File_win32& file, platform::FileHandle handle, const char* p
     file.path[length] = 0;
 }
 
-// Takes over the system's handle, also when it fails.
+// Takes over the system's handle, and closes it on failure.
 VFS_File* makeFile(platform::FileHandle handle, const char* path) {
     auto* file = new (std::nothrow) VFS_File_win32;
     if (file == nullptr) {
@@ -180,7 +180,8 @@ VFS_File* openForReplacing(const char* path) {
     return &file->base;
 }
 
-// Not between the looks that somebody takes at the file before replacing it, and his replacing it.
+// Takes a turn, so as not to replace the file after another program has checked it and before that
+// program replaces it. Goes on without a turn after kLongestWait.
 bool takePlace(VFS_File* file) {
     constexpr std::chrono::seconds kLongestWait{1};
     const VFS_File_win32& self = systemFile(file);

@@ -5,16 +5,17 @@
 
 namespace vfs {
 
-// Each logs its failures as File.h says.
+// They log failures as File.h says.
 VFS_File* openForReading(const char* path);
 VFS_File* openForWriting(const char* path);
 VFS_File* openForAppending(const char* path);
 
-// New contents for a file, which are written beside it. Closing the handle drops them, unless they
-// have taken the place of the old ones before.
+// Opens new contents for a file, which are written beside it. Closing the handle drops them unless
+// takePlace has succeeded before.
 VFS_File* openForReplacing(const char* path);
 
-// For such a handle, once. False if the old contents stay.
+// Puts the new contents in place of the old ones. For a handle of openForReplacing, once. False if
+// the old contents stay.
 bool takePlace(VFS_File* file);
 
 } // namespace vfs

@@ -17,7 +17,7 @@ namespace vfs {
 
 namespace {
 
-// Open files that are kept for the next ones, with a view of the archive each.
+// How many closed files are kept for the next ones to be opened. Each has a view of the archive.
 constexpr std::size_t kMostIdle = 2;
 
 std::nullptr_t fail(PHYSFS_ErrorCode code) {
@@ -25,13 +25,13 @@ std::nullptr_t fail(PHYSFS_ErrorCode code) {
     return nullptr;
 }
 
-// PhysicsFS may go on to the next mount, and forget that error.
+// Counts the shortage, because PhysicsFS may go on to the next mount and lose the error.
 std::nullptr_t failForMemory() {
     ++archiveShortages;
     return fail(PHYSFS_ERR_OUT_OF_MEMORY);
 }
 
-// Why a file cannot be read, unless it can.
+// Why a file cannot be read, or null.
 const char* flawOf(ZipContent content) {
     switch (content) {
     case ZipContent::encrypted:
@@ -57,7 +57,7 @@ struct OpenFile {
     const ZipIndex::Node* node = nullptr;
 };
 
-// The index does not change, so that any threads may look at it.
+// Any thread may use the index, because it does not change once it is read.
 class ZipArchive {
 public:
     ZipArchive(PHYSFS_Io& io, const ZipExtent& extent, const char* name)
@@ -71,12 +71,12 @@ public:
         return refusal;
     }
 
-    // From now on the archive's source belongs to it.
+    // The archive owns its source from now on.
     void keepSource() { source_.reset(&io_); }
 
     const ZipIndex& index() const { return index_; }
 
-    // Null with the error set. Throws std::bad_alloc.
+    // Null, with PhysicsFS's error set, on failure. Throws std::bad_alloc.
     PHYSFS_Io* open(const ZipIndex::Node& node) {
         if (const char* const flaw = flawOf(node.entry().content)) {
             complain(node, flaw);
@@ -118,7 +118,7 @@ private:
         return file;
     }
 
-    PHYSFS_Io& io_; // its views are made of it
+    PHYSFS_Io& io_; // is duplicated for each view
     Io source_;
     std::uint64_t dataEnd_;
     std::string name_;

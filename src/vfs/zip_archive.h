@@ -1,5 +1,6 @@
-// Zip archives for PhysicsFS, in place of its own reader, which takes an archive at its word, looks
-// at no check sum, and takes a time for its index that grows with the square of the entries.
+// Reads zip archives for PhysicsFS. Replaces PhysicsFS's own reader, which trusts an archive,
+// checks no check sums, and needs a time for its index that grows with the square of the number of
+// entries.
 #pragma once
 
 #include <physfs.h>

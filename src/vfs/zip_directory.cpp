@@ -14,23 +14,23 @@ namespace vfs {
 
 namespace {
 
-// More than the longest record of an entry.
+// Larger than the longest record of an entry.
 constexpr std::size_t kReadAhead = 256 << 10;
 
 constexpr std::size_t kMaxNameLength = 1024;
 constexpr std::ptrdiff_t kMaxNameDepth = 64;
 
-// Entries that are complained of in a line each.
+// How many bad entries get a line each.
 constexpr std::uint64_t kMostComplaints = 8;
 
-// So much of a name is in a line, which has an end.
+// How many bytes of a name are logged: a line of the log is limited.
 constexpr std::size_t kMostOfName = 200;
 
-// Two bits are the least that deflate spends on 258 bytes.
+// The highest ratio: deflate spends at least two bits on 258 bytes.
 constexpr std::uint64_t kBestDeflation = 1032;
 
-// Takes the numbers that stand in the zip64 field only, in the order that they have there. False if
-// they are missing.
+// Reads the numbers that are only in the zip64 field. `numbers` are in the order of that field.
+// False if one is missing.
 bool readExtra64(zip::Bytes extra, std::initializer_list<std::uint64_t*> numbers) {
     zip::Bytes field;
     while (extra.size() >= zip::kExtraHeader && field.empty()) {
@@ -53,7 +53,7 @@ bool readExtra64(zip::Bytes extra, std::initializer_list<std::uint64_t*> numbers
     return true;
 }
 
-// Whether its data can be where it says, and unpack to so much.
+// Whether the data can be where the entry says, and can unpack to the size that it says.
 bool isPlausible(const ZipEntry& entry, const ZipExtent& extent) {
     const std::uint64_t last =
         extent.start - std::min<std::uint64_t>(extent.start, zip::LocalHeader::kSize);
@@ -89,7 +89,7 @@ ZipEntry fileOf(const zip::Entry& record, zip::Bytes extra, const ZipExtent& ext
     return entry;
 }
 
-// Whether a path can lead to it.
+// Whether a path can lead to the name.
 bool isInTree(std::string_view name) {
     using namespace std::string_view_literals;
     if (name.find_first_of("\\:\0"sv) != std::string_view::npos) {
@@ -186,7 +186,7 @@ private:
 
     const char* add(const ZipEntry& entry) {
         if (isReadable(entry)) {
-            // Entries that share their data are what bombs are made of.
+            // Zip bombs are made of entries that share their data.
             taken_ += zip::LocalHeader::kSize + entry.packed;
             if (taken_ > extent_.start) {
                 return "its entries overlap";
@@ -204,7 +204,7 @@ private:
         }
     }
 
-    // Null: the archive is not refused for it.
+    // Returns null, because the archive is not refused for such an entry.
     const char* complain(const char* reason) {
         if (++complaints_ <= kMostComplaints) {
             logZipFlaw(archive_, name_, reason);

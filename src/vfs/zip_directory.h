@@ -8,12 +8,12 @@
 
 namespace vfs {
 
-// A WARNING line of an entry.
+// Logs a WARNING line about an entry.
 void logZipFlaw(const char* archive, std::string_view name, const char* flaw);
 
-// Reads it into the index. Trusts nothing that it says: an entry that cannot be read is one that
-// says so, and one that has no place in the tree is left out with a WARNING line. Null, or why the
-// archive is refused as a whole. Throws std::bad_alloc.
+// Reads the directory into the index without trusting it. An entry that cannot be read gets a
+// ZipContent that says why, and an entry that has no place in the tree is left out with a WARNING
+// line. Returns null, or why the archive as a whole is refused. Throws std::bad_alloc.
 const char* readZipDirectory(PHYSFS_Io& io, const ZipExtent& extent, const char* archive,
                              ZipIndex& index);
 

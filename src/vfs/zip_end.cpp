@@ -11,17 +11,17 @@ namespace vfs {
 
 namespace {
 
-// More than the end record and the longest comment behind it.
+// Larger than the end record and the longest comment behind it.
 constexpr std::size_t kTailSize = 66'000;
 
-// What an end record says, of whichever kind.
+// What an end record says, plain or zip64.
 struct Stated {
     std::uint64_t disk;
     std::uint64_t entries;
     std::uint64_t length;
     std::uint64_t start;
     std::uint64_t position; // of the record itself
-    std::uint64_t behind;   // the length of what is behind its comment
+    std::uint64_t behind;   // the number of bytes behind its comment
 };
 
 template<class OneRecord>
@@ -30,8 +30,8 @@ bool read(PHYSFS_Io& io, std::uint64_t position, OneRecord& record, std::string_
            record.hasSignature(signature);
 }
 
-// The end record of a zip64 archive: where the locator says, or, if there is something in front of
-// the archive, where it must be.
+// Finds the end record of a zip64 archive: where the locator says, or, if there are bytes in front
+// of the archive, directly in front of the locator.
 bool findEnd64(PHYSFS_Io& io, const zip::Locator64& locator, std::uint64_t locatorPosition,
                Stated& found) {
     if (locatorPosition < zip::End64::kSize) {
@@ -79,8 +79,8 @@ ZipExtent extentAt(PHYSFS_Io& io, Stated end) {
     return extentOf(end);
 }
 
-// A comment may hold what looks like an end record, and so may a file in an archive that is cut
-// off.
+// How likely it is that bytes with the signature of an end record are one. A comment may contain
+// such bytes, and so may a file in an archive that is cut off.
 enum class Likelihood { none, fits, isAtTheEnd, isBehindEntries };
 
 struct Candidate {
@@ -94,7 +94,8 @@ bool beginsWithEntry(PHYSFS_Io& io, const ZipExtent& extent) {
            read(io, extent.start, first, zip::kEntrySignature);
 }
 
-// What has the signature of an end record there. The tail begins at a position of the file.
+// Judges the signature of an end record at `at` in the tail, which begins at `position` in the
+// file.
 Candidate candidateAt(PHYSFS_Io& io, std::string_view tail, std::size_t at,
                       std::uint64_t position) {
     zip::End end;
@@ -114,7 +115,7 @@ Candidate candidateAt(PHYSFS_Io& io, std::string_view tail, std::size_t at,
 
 } // namespace
 
-// Of equally likely ends the last one counts.
+// The last one of equally likely end records counts.
 ZipExtent findZipDirectory(PHYSFS_Io& io) {
     Candidate best;
     const PHYSFS_sint64 length = io.length(&io);

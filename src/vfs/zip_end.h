@@ -8,13 +8,13 @@
 namespace vfs {
 
 struct ZipExtent {
-    bool isZip;       // has an end of a zip archive
+    bool isZip;       // the file has the end record of a zip archive
     const char* flaw; // why the directory cannot be read, or null
     std::uint64_t start;
     std::uint64_t end;
-    std::uint64_t entries; // there is room for so many
-    std::uint64_t shift;   // the length of what is in front of the archive: positions leave it out
-    std::uint64_t behind;  // the length of what is behind its comment: nothing should be there
+    std::uint64_t entries; // their number; the directory is long enough for it
+    std::uint64_t shift;   // bytes in front of the archive; to be added to positions in it
+    std::uint64_t behind;  // bytes behind the archive's comment; 0 in a sound archive
 };
 
 // Throws std::bad_alloc.

@@ -10,11 +10,11 @@ namespace vfs {
 
 namespace {
 
-// Small files come with their header, in one read.
+// A small file and its header are read in one call.
 constexpr std::size_t kReadAhead = 32 << 10;
-constexpr std::uint64_t kExpectedHeader = 512; // with the name; longer ones are read, too
+constexpr std::uint64_t kExpectedHeader = 512; // with the name; a longer one takes another read
 
-// Summed while it is still in the processor's cache.
+// A piece is summed while it is still in the processor's cache.
 constexpr std::size_t kPiece = 256 << 10;
 
 constexpr char kMisplaced[] = "its data is not where the archive says";
@@ -58,7 +58,7 @@ const char* ZipFile::open(const ZipEntry& entry, std::uint64_t dataEnd) {
     return entry.size == 0 && entry.sum != 0 ? kWrongSum : begin();
 }
 
-// At the beginning of the data.
+// Prepares for reading from the beginning of the data.
 const char* ZipFile::begin() {
     produced_ = summed_ = 0;
     sum_ = 0;
@@ -126,7 +126,7 @@ const char* ZipFile::unpack(std::uint8_t* to, std::size_t count) {
         if (packed.empty()) {
             return kDamaged;
         }
-        // What is unpacked at once need not be remembered for what follows.
+        // If all is unpacked at once, the inflater need not keep a window of it.
         const bool isAll = count == entry_.size && packed.size() == entry_.packed;
         const uInt left = inflater_.avail_out;
         inflater_.next_in = packed.data();

@@ -1,10 +1,10 @@
-// Reads a file of a zip archive, and checks it.
+// Reads a file of a zip archive and checks its data.
 #pragma once
 
 #include "vfs/zip_index.h"
 #include "vfs/zip_input.h"
 
-#define ZLIB_CONST // zlib leaves what it unpacks as it is
+#define ZLIB_CONST // zlib takes its input as const
 #include <zlib.h>
 
 #include <cstddef>
@@ -12,23 +12,24 @@
 
 namespace vfs {
 
-// For one thread at a time. Opened again it saves what opening costs.
+// For one thread at a time. An object can be opened again for another file, which is cheaper than
+// to make a new one.
 class ZipFile {
 public:
-    // Has the source, a view of the archive, for itself. Throws std::bad_alloc.
+    // Owns the source, a view of the archive. Throws std::bad_alloc.
     explicit ZipFile(Io source);
     ~ZipFile();
     ZipFile(const ZipFile&) = delete;
     ZipFile& operator=(const ZipFile&) = delete;
 
-    // What fails says why; null is success. The entry must be one that can be read, and its data
-    // end at `dataEnd` at the latest. Opening fails if the file is empty and its sum is not 0.
-    // Reading fails unless there are so many bytes left, and at the end of a file that was read
-    // from its beginning on and has not the sum that it should have.
+    // Both return null, or why they failed. The entry must be readable. Opening fails if the data
+    // does not lie before `dataEnd`, or if the file is empty and its sum is not 0. Reading fails if
+    // fewer than `count` bytes are left, and at the end of a file that was read from its beginning
+    // and does not have the right sum.
     const char* open(const ZipEntry& entry, std::uint64_t dataEnd);
     const char* read(void* to, std::size_t count);
 
-    // Not behind the end.
+    // The position must not be past the end.
     void seek(std::uint64_t position) { position_ = position; }
 
     std::uint64_t position() const { return position_; }
@@ -45,10 +46,10 @@ private:
     z_stream inflater_{};
     bool hasInflater_ = false;
     ZipEntry entry_;
-    std::uint64_t data_ = 0; // where in the archive they begin
+    std::uint64_t data_ = 0; // the position of the entry's data in the archive
     std::uint64_t position_ = 0;
-    std::uint64_t produced_ = 0; // the position of what comes next
-    std::uint64_t summed_ = 0;   // how much of the file is in the sum
+    std::uint64_t produced_ = 0; // the position in the file of the next byte to be produced
+    std::uint64_t summed_ = 0;   // how many bytes of the file are in the sum
     std::uint32_t sum_ = 0;
 };
 

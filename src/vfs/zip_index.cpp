@@ -8,21 +8,23 @@ namespace vfs {
 
 namespace {
 
-// Folders that stand in names alone take more memory than their names do.
+// How many folders may exist only as parts of names: each takes more memory than its name.
 constexpr std::size_t kFoldersForEach = 8;
 constexpr std::size_t kFoldersForAll = 65'536;
 
-// A search takes two or three steps, unless names were chosen to share their hash.
+// How many steps searches may take. One takes two or three, unless names were chosen to share a
+// hash.
 constexpr std::uint64_t kStepsForEach = 16;
 constexpr std::uint64_t kStepsForAll = 65'536;
 
-// Memory is taken ahead for so many entries at most: there may be fewer than the archive says.
+// Memory is allocated ahead for at most this many entries: there may be fewer than the archive
+// says.
 constexpr std::size_t kMostAtFirst = 1 << 20;
 
 constexpr std::size_t kMaxNodes = std::numeric_limits<std::uint32_t>::max() / 2;
 constexpr std::size_t kMaxNames = std::numeric_limits<std::uint32_t>::max();
 
-// FNV-1a, mixed in the end: the hash of each folder comes by the way.
+// FNV-1a with a final mix. Hashing a name also gives the hash of each folder in it.
 class NameHash {
 public:
     void add(char letter) {
@@ -60,7 +62,7 @@ ZipIndex::Added ZipIndex::add(std::string_view name, const ZipEntry& entry) {
     return added;
 }
 
-// Folders go by a part of the name of the entry that they were first seen with.
+// A folder's name is a part of the name of the first entry in it.
 ZipIndex::Added ZipIndex::addKept(std::uint32_t name, std::size_t length, const ZipEntry& entry) {
     Node wanted;
     wanted.name_ = name;
@@ -93,7 +95,7 @@ ZipIndex::Added ZipIndex::addKept(std::uint32_t name, std::size_t length, const 
     return isSecond ? Added::replaced : Added::yes;
 }
 
-// The node of that name, which is `wanted` if there was none; 0 if there are too many.
+// The node of the wanted name, which is added if there was none; 0 if there are too many.
 std::uint32_t ZipIndex::ensure(std::uint32_t hash, const Node& wanted, std::uint32_t parent) {
     makeRoom();
     const std::size_t slot = search(hash, nameOf(wanted));
@@ -112,7 +114,7 @@ std::uint32_t ZipIndex::ensure(std::uint32_t hash, const Node& wanted, std::uint
     return number;
 }
 
-// The slot of that name, or the one where it would have to be.
+// The slot of the name, or the free one that it would take.
 std::size_t ZipIndex::search(std::uint32_t hash, std::string_view name) const {
     const std::size_t mask = slots_.size() - 1;
     std::size_t slot = hash & mask;
@@ -123,7 +125,7 @@ std::size_t ZipIndex::search(std::uint32_t hash, std::string_view name) const {
     return slot;
 }
 
-// For one more.
+// Makes room for one more node.
 void ZipIndex::makeRoom() {
     if (2 * nodes_.size() < slots_.size()) {
         return;

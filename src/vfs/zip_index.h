@@ -1,5 +1,4 @@
-// The tree of an archive's names, in which each is found in a time that does not grow with their
-// number.
+// The tree of an archive's names. The time to find a name does not grow with their number.
 #pragma once
 
 #include <cstddef>
@@ -13,14 +12,14 @@ enum class ZipContent : std::uint8_t {
     folder,
     stored,
     deflated,
-    encrypted,   // this one and the following cannot be read
-    otherMethod, // packed by another method than the two
-    implausible, // with sizes or a place that cannot be
+    encrypted,   // an entry of this kind or one of the following cannot be read
+    otherMethod, // packed by another method
+    implausible, // its sizes or its position cannot be right
 };
 
-// What an archive's directory says of an entry.
+// What an archive's directory says about an entry.
 struct ZipEntry {
-    std::uint64_t header = 0; // where in the archive its local header is; its data follow it
+    std::uint64_t header = 0; // position of its local header in the archive; the data follows
     std::uint64_t packed = 0; // bytes
     std::uint64_t size = 0;
     std::uint32_t sum = 0;
@@ -31,10 +30,10 @@ inline bool isReadable(const ZipEntry& entry) {
     return entry.content == ZipContent::stored || entry.content == ZipContent::deflated;
 }
 
-// Names have "/" between their parts, none of which is empty, and fewer than 65,536 bytes.
+// A name has fewer than 65,536 bytes and "/" between its parts; no part is empty.
 class ZipIndex {
 public:
-    // What the functions return stays valid until something is added.
+    // Pointers to nodes, and names, stay valid until an entry is added.
     class Node {
     public:
         const ZipEntry& entry() const { return entry_; }
@@ -43,7 +42,7 @@ public:
     private:
         friend class ZipIndex;
         ZipEntry entry_;
-        std::uint32_t name_ = 0; // where it begins among all names
+        std::uint32_t name_ = 0; // where the name begins in names_
         std::uint32_t firstChild_ = 0;
         std::uint32_t nextSibling_ = 0;
         std::uint16_t nameLength_ = 0;
@@ -51,23 +50,23 @@ public:
 
     enum class Added {
         yes,
-        replaced, // the file of that name counts no more
-        misfit,   // no: there is a file where a folder is to be, or the other way round
-        tooMuch,  // no: the names are made to take more memory or time than is their due
+        replaced, // added in place of the earlier file of that name
+        misfit,   // not added: a file has the name of a folder, or the other way round
+        tooMuch,  // not added: the names would take too much memory or time
     };
 
-    // There should not be more entries. Both throw std::bad_alloc, and then the index is of no more
-    // use.
+    // `entries` is the most that should be added. Both throw std::bad_alloc; the index is then of
+    // no more use.
     explicit ZipIndex(std::size_t entries);
     Added add(std::string_view name, const ZipEntry& entry);
 
-    // Gives back memory that only adding needs.
+    // Call after the last add: releases the memory that only adding needs.
     void finish();
 
-    // Null if there is none. The root's name is empty.
+    // Null if there is no such name. The root's name is empty.
     const Node* find(std::string_view name) const;
 
-    // The nodes in a folder, one after the other; null at the end.
+    // The nodes in a folder, one after another; null at the end.
     const Node* firstIn(const Node& folder) const { return nodeOrNull(folder.firstChild_); }
     const Node* nextTo(const Node& node) const { return nodeOrNull(node.nextSibling_); }
 
@@ -78,7 +77,7 @@ public:
 private:
     struct Slot {
         std::uint32_t hash;
-        std::uint32_t node; // 0 if the slot is free: the root needs none
+        std::uint32_t node; // 0 if the slot is free: node 0 is the root, which has no slot
     };
 
     const Node* nodeOrNull(std::uint32_t number) const {
@@ -91,9 +90,9 @@ private:
 
     std::vector<Node> nodes_;
     std::vector<char> names_;
-    std::vector<Slot> slots_; // their number is a power of two, and half of them stay free
+    std::vector<Slot> slots_; // their number is a power of two; at least half of them are free
     std::size_t mostNodes_;
-    std::uint64_t steps_ = 0; // of the searches of adding
+    std::uint64_t steps_ = 0; // taken by all searches of `add`
 };
 
 } // namespace vfs

@@ -1,4 +1,4 @@
-// The bytes of an archive, wherever PhysicsFS has it from.
+// Reads the bytes of an archive through PhysicsFS.
 #pragma once
 
 #include <physfs.h>
@@ -16,29 +16,29 @@ struct IoDestroyer {
 };
 using Io = std::unique_ptr<PHYSFS_Io, IoDestroyer>;
 
-// False unless all of it was read.
+// False unless all `size` bytes were read.
 bool readAt(PHYSFS_Io& io, std::uint64_t position, void* buffer, std::size_t size);
 
-// A run of an archive's bytes, read ahead into a buffer. Throws std::bad_alloc when it is made.
+// Reads a run of an archive's bytes, ahead into a buffer. The constructor throws std::bad_alloc.
 class ZipInput {
 public:
     ZipInput(PHYSFS_Io& io, std::size_t room) : io_(io), buffer_(room) {}
 
-    // Of the next byte, and behind the last one that may be read. The second keeps what was read
-    // ahead.
+    // `position` is that of the next byte; `end` is behind the last byte that may be read. setEnd
+    // keeps the bytes read ahead.
     void setRun(std::uint64_t position, std::uint64_t end);
     void setEnd(std::uint64_t end);
 
     std::uint64_t position() const { return position_; }
 
-    // The next bytes: at least `least`, which must fit into the buffer, or none if the run has no
-    // more or reading fails. They stay valid until the next call.
+    // The next bytes: at least `least`, which must fit into the buffer. None if the run has fewer
+    // or reading fails. They stay valid until the next call.
     std::span<const std::uint8_t> peek(std::size_t least);
 
-    // Over any number of bytes; those behind the run's end are none that can be read.
+    // Skips any number of bytes, even past the end of the run, where none can be read.
     void skip(std::uint64_t size);
 
-    // False unless all of it was read. What exceeds the buffer is read past it.
+    // False unless all `size` bytes were read. Reads a large rest directly, not through the buffer.
     bool read(void* to, std::size_t size);
 
 private:
@@ -46,7 +46,7 @@ private:
 
     PHYSFS_Io& io_;
     std::vector<std::uint8_t> buffer_;
-    std::size_t begin_ = 0; // of what is in the buffer and was not taken yet
+    std::size_t begin_ = 0; // of the bytes in the buffer that were not taken yet
     std::size_t end_ = 0;
     std::uint64_t position_ = 0;
     std::uint64_t runEnd_ = 0;

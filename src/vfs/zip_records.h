@@ -1,5 +1,4 @@
-// The records of the zip format, without what follows them, and where their fields are. Numbers are
-// little-endian.
+// The fixed parts of the records of the zip format, and their fields. Numbers are little-endian.
 #pragma once
 
 #include <algorithm>
@@ -32,7 +31,7 @@ struct Record {
     }
 };
 
-// A number in a record of one kind.
+// A number in a record of type OfRecord.
 template<class OfRecord>
 struct Field {
     std::size_t offset;
@@ -44,13 +43,13 @@ struct Field {
 // In front of an entry's data.
 struct LocalHeader : Record<30> {};
 inline constexpr std::string_view kLocalSignature = "PK\3\4";
-inline constexpr Field<LocalHeader> kLocalName = {26, 2}; // the length of what follows
+inline constexpr Field<LocalHeader> kLocalName = {26, 2}; // the length of the name that follows
 inline constexpr Field<LocalHeader> kLocalExtra = {28, 2};
 
 // In the directory.
 struct Entry : Record<46> {};
 inline constexpr std::string_view kEntrySignature = "PK\1\2";
-inline constexpr Field<Entry> kEntrySystem = {5, 1}; // that it was made on
+inline constexpr Field<Entry> kEntrySystem = {5, 1}; // the system that the entry was made on
 inline constexpr Field<Entry> kEntryFlags = {8, 2};
 inline constexpr Field<Entry> kEntryMethod = {10, 2};
 inline constexpr Field<Entry> kEntrySum = {16, 4};
@@ -78,7 +77,8 @@ inline constexpr Field<End> kEndLength = {12, 4}; // of the directory
 inline constexpr Field<End> kEndStart = {16, 4};
 inline constexpr Field<End> kEndComment = {20, 2};
 
-// Of a zip64 archive, in front of the plain end: an end record with room for more, and where it is.
+// In a zip64 archive, in front of the plain end record: an end record with wider numbers, and a
+// locator that holds its position.
 struct End64 : Record<56> {};
 inline constexpr std::string_view kEnd64Signature = "PK\6\6";
 inline constexpr Field<End64> kEnd64Disk = {16, 4};
@@ -90,9 +90,9 @@ struct Locator64 : Record<20> {};
 inline constexpr std::string_view kLocator64Signature = "PK\6\7";
 inline constexpr Field<Locator64> kLocatorEnd64 = {8, 8};
 
-// Extra fields have a kind and a length, two bytes each, in front.
+// An extra field begins with its kind and its length, two bytes each.
 inline constexpr std::size_t kExtraHeader = 4;
 inline constexpr std::uint64_t kExtra64 = 1;
-inline constexpr std::uint64_t kIsInExtra64 = 0xFFFFFFFF; // in place of a number
+inline constexpr std::uint64_t kIsInExtra64 = 0xFFFFFFFF; // the number is in the extra field
 
 } // namespace vfs::zip
