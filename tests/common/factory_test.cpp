@@ -22,7 +22,7 @@ private:
     int* alive_;
 };
 
-// Counts itself and what it made, and what was handed to it to be destroyed.
+// Counts itself, what it made, and what it was told to destroy.
 class ThingFactory : public Factory {
 public:
     ThingFactory(int* alive, std::initializer_list<const char*> names) : alive_(alive) {
@@ -138,7 +138,7 @@ TEST(FactoryManager, LeavesAloneWhatItDoesNotKnow) {
     EXPECT_EQ(alive, 2);
 }
 
-// Destroys what it made when it goes, by way of the manager.
+// Destroys what it made in its destructor, through the manager.
 class Owner : public ThingFactory {
 public:
     Owner(FactoryManager* manager, int* alive)

@@ -128,7 +128,7 @@ private:
     std::mt19937 generator_{73};
 };
 
-// The sum is that of what the rules do, written down once more over maps, in all these plays.
+// The sum was made by a second implementation of the rules, over maps, in the same plays.
 TEST(FSM, DoesWhatTheRulesSay) {
     RandomTables random;
     std::string log;

@@ -30,7 +30,7 @@ TEST(Profiler, CountsAndTimesSectionsAndFrames) {
     Profiler profiler;
     profiler.enter("before the start");
     profiler.start();
-    profiler.leave(); // of nothing
+    profiler.leave(); // without an enter
     for (int i = 0; i < 3; ++i) {
         profiler.startFrame();
         {
@@ -138,14 +138,14 @@ TEST(Profiler, WritesATraceOfEachThread) {
         Profiler profiler;
         profiler.start();
         qz::test::inThreads(5, [&profiler](int number) {
-            QZ_thread_set_name("\"fourteen byte\u03A9"); // 16: the last character goes
+            QZ_thread_set_name("\"fourteen byte\u03A9"); // 16 bytes: the last character is cut off
             for (int n = 0; number > 0 && n < 600; ++n) {
                 const ProfiledFunc outer("a \"name\"\n", profiler);
                 const ProfiledFunc inner("inner", profiler);
             }
-            for (int n = 0; number == 0 && n < 50; ++n) { // readers and writers at once
+            for (int n = 0; number == 0 && n < 50; ++n) { // reads while others write
                 for (const auto& [name, one] : statistics(profiler)) {
-                    EXPECT_LE(one.minimum, one.average * 1.000001) << name; // of one moment
+                    EXPECT_LE(one.minimum, one.average * 1.000001) << name; // consistent
                     EXPECT_GE(one.maximum, one.average * 0.999999) << name;
                 }
             }

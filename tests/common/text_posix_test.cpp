@@ -1,5 +1,5 @@
-// Conversions that the system does not give. Linux only: there a program's own functions take the
-// place of the C library's.
+// Conversions that the system refuses. Linux only: there a program's own functions replace those of
+// the C library.
 #include "Common/Text.h"
 #include "support/test.h"
 

@@ -56,7 +56,7 @@ TEST_F(Conversions, RoundTripRealTexts) {
         Common::iconv_local_init(c.charset);
         std::string text;
         std::string local;
-        for (int i = 0; i < 100; ++i) { // many buffers long, characters across their ends
+        for (int i = 0; i < 100; ++i) { // many buffers, with characters across their ends
             text += c.text;
         }
         local = Common::iconv_local_from_utf8(text);
@@ -72,7 +72,7 @@ TEST_F(Conversions, TurnWhatTheyCannotConvertIntoQuestionMarks) {
     EXPECT_EQ(Common::iconv_local_from_utf8("αЖβ"), "\xE1??\xE2") << "one for each byte";
     EXPECT_EQ(Common::iconv_local_from_utf8("a\xE2\x82"), "a??") << "cut short";
     std::string text, result;
-    for (std::size_t i = 0; i < 3000; ++i) { // each character at each place of what is offered
+    for (std::size_t i = 0; i < 3000; ++i) { // each character at each place of a buffer
         text += i % 41 == 0 ? "α€Ж" : "Ж";
         result += i % 41 == 0 ? "\xE1\xA4??" : "??";
     }

@@ -1,4 +1,4 @@
-// A tree as one line of text, for tests to compare: {name:value, ...}, items without a name.
+// A tree as one line of text for tests to compare: {name:value, ...}; list items have no name.
 #pragma once
 
 #include "Config/ConfigParser.h"
@@ -38,8 +38,8 @@ inline std::string describe(const ConfigParser::iterator& begin) {
 
 using Save = bool (ConfigParser::*)(char**, int&);
 
-// What save, or saveEdited, makes of the tree, without the terminator; "failed" if there is
-// nothing.
+// The text that save, or saveEdited, makes of the tree, without the terminator; "failed" if it
+// fails.
 inline std::string saved(ConfigParser& parser, Save save = &ConfigParser::save) {
     char* buffer = nullptr;
     int length = 0;
@@ -51,7 +51,7 @@ inline std::string saved(ConfigParser& parser, Save save = &ConfigParser::save) 
     return {buffer, static_cast<std::size_t>(length) - 1};
 }
 
-// A text in memory, by its whole length, zero bytes included.
+// Parses a text in memory by its whole length, zero bytes included.
 inline bool parse(ConfigParser& parser, const std::string& text) {
     return parser.parse(text.c_str(), static_cast<int>(text.size()));
 }

@@ -7,7 +7,7 @@ using namespace qz::test;
 
 using Change = std::function<void(ConfigParser&)>;
 
-// The text after a change of what it was parsed to; for brevity, "|" stands for the end of a line.
+// Parses the text, changes the tree, and returns the saved text. "|" stands for the end of a line.
 std::string edited(std::string text, const Change& change) {
     for (std::size_t at = 0; (at = text.find('|', at)) != std::string::npos;) {
         text.replace(at, 1, "\r\n");
@@ -70,10 +70,10 @@ TEST(ConfigEdited, InsertsEntriesWhereTheirNeighboursAre) {
     EXPECT_EQ(edited("\ta = 1;", insertOne), "\ta = 1;|\tx = 1;");
     EXPECT_EQ(edited("a = 1; b = 2;", insertOne), "a = 1; x = 1; b = 2;");
     EXPECT_EQ(edited("a = 1; /* | */ b = 2;", insertOne), "a = 1; x = 1; /* | */ b = 2;");
-    // Behind the comments of the entry before, in front of those of the next one.
+    // The new entry goes behind the comments of the entry before and in front of the next one's.
     EXPECT_EQ(edited("a = 1; // one|       // more|// two|b = 2;|", insertOne),
               "a = 1; // one|       // more|x = 1;|// two|b = 2;|");
-    // What is indented deeper continues a comment in the entry's own line, or none.
+    // A line that is indented deeper only continues a comment that begins in the entry's own line.
     EXPECT_EQ(edited("a = 1;|  // two|b = 2;|", insertOne), "a = 1;|x = 1;|  // two|b = 2;|");
     EXPECT_EQ(edited("\ta = 1; // one|        // two|\tb = 2;|", insertOne),
               "\ta = 1; // one|\tx = 1;|        // two|\tb = 2;|");
@@ -169,7 +169,7 @@ TEST(ConfigEdited, KeepsTheCommasOfListsRight) {
     EXPECT_EQ(edited("a = {|  1, // one|  2|};", change(2, 1)),
               "a = {|  1, // one|  \"x\",|  \"y\"|};");
     EXPECT_EQ(edited("a = {|  1, 2,|  3|};", change(0, 3)), "a = {|  1, 2,|  3, \"x\", \"y\"|};");
-    // Whatever is done, the text says what the tree says: `edited` checks it.
+    // After any change the text says what the tree says: `edited` checks that.
     for (const char* text :
          {"a = {1,{2},\"3\",4};", "a = { 1 , /*,*/ 2 /*,*/,|3// ,|,|4 };", "a = {|1|,|2|,|3|,|4|};",
           "a = {|1,|2 , //,|3/**/,|//,|4};", "a = {|//,|1, // ,|2,|/*,*/ 3,|4 };"}) {
@@ -215,7 +215,7 @@ TEST(ConfigEdited, LeavesAloneWhatSomebodyElseHasWritten) {
     fs::remove(file);
     EXPECT_TRUE(parser.saveEdited()) << "nothing can be lost";
 
-    // What cannot be read is not what somebody has changed.
+    // A file that cannot be read does not count as changed by somebody else.
     fs::remove(file);
     fs::create_directory(file);
     LogCapture log;
@@ -224,7 +224,7 @@ TEST(ConfigEdited, LeavesAloneWhatSomebodyElseHasWritten) {
     EXPECT_TRUE(log.take().empty());
 }
 
-// What is missing in the tree would be lost.
+// Entries of the file that are not in the tree would be lost.
 TEST(ConfigEdited, LeavesAloneWhatItHasNotRead) {
     const std::string file = (freshDirectory() / "settings.cfg").string();
     writeFile(file, "a = 1;\r\n");

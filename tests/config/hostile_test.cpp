@@ -1,5 +1,5 @@
-// Input that is made to break the parser: an error or a tree, in linear time, on a bounded stack.
-// What is not linear runs into the time limit of the tests.
+// Input that is made to break the parser gives an error or a tree, in linear time, on a bounded
+// stack. Code that is not linear exceeds the time limit of the tests.
 #include "config/describe.h"
 
 namespace {
@@ -16,7 +16,7 @@ std::string repeated(const std::string& part, std::size_t count) {
     return text;
 }
 
-// A list of that many braces, or blocks.
+// A list, or blocks, of that depth.
 std::string lists(std::size_t depth) {
     return "a=" + repeated("{", depth) + "1" + repeated("}", depth) + ";";
 }
@@ -45,7 +45,7 @@ TEST(ConfigHostile, WhatReadsDeepIsSavedDeep) {
         ASSERT_NE(saved(parser), "failed");
         parser.begin().erase();
     }
-    // Deeper than what can be read: made, refused to be saved, destroyed and erased.
+    // A tree deeper than can be read can be made, destroyed and erased, but not saved.
     for (auto block = parser.end().insertBlock("a"); !block.isEnd();) {
         for (std::size_t i = 0; i < kMany; ++i) {
             block = block.end().insertBlock("a");
@@ -72,7 +72,7 @@ TEST(ConfigHostile, MegabytesOfOneThing) {
     EXPECT_EQ(parsed("a=\"" + std::string(kMany, 'x')), "@2 line -1");
     EXPECT_EQ(parsed(std::string(kMany, '\0')), "@0 line -1");
     EXPECT_EQ(parsed("a=1" + repeated("*1", kMany) + ";"), "a:1");
-    // Each of these could be the beginning of what does not end.
+    // Each of these may begin a comment or text that does not end.
     EXPECT_EQ(parsed(repeated("/* ", kMany)), "Error@0 line 1");
     EXPECT_EQ(parsed(repeated("//", kMany)), "Error@0 line 1");
     EXPECT_EQ(parsed(repeated("'", kMany + 1)).substr(0, 1), "@");

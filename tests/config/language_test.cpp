@@ -1,4 +1,4 @@
-// What is read, what it is read as, and where it fails.
+// What the parser reads, as which values, and where it fails.
 #include "config/describe.h"
 
 namespace {
@@ -34,13 +34,13 @@ TEST(ConfigLanguage, ReadsNumbers) {
                "1 /* a */ . 5 => 1.5r", "1.0e999999999999999999999 => Error@4 line 1",
                "1 - 1.0e200 * 1.0e200 => Error@4 line 1", "0.0 / 0 => Error@4 line 1",
                "1.0e-999999999999999999999 => 0r",
-               // What is no number as a whole ends where it stops being one.
+               // A text that begins as a number fails where the number ends.
                "0x1G => Error@5 line 1", "0 x1 => Error@6 line 1", "1.5e => Error@8 line 1",
                "1.5e3x => Error@7 line 1", ".5 => Error@4 line 1", "5. => Error@6 line 1",
                "1e5 => Error@5 line 1");
     EXPECT_EQ(value("0." + std::string(400, '0') + "1e401"), "1r");
     EXPECT_EQ(value("1" + std::string(400, '0') + ".0"), "Error@4 line 1");
-    // What does not fit.
+    // Numbers that do not fit.
     for (const char* text : {"2147483648", "-2147483649", "0x100000000", "1 / 0", "0 / 0",
                              "5 + 99999999999", "99999999999999999999999999"}) {
         EXPECT_EQ(value(text).substr(0, 5), "Error") << text;
@@ -75,11 +75,11 @@ TEST(ConfigLanguage, IsStrict) {
         "a = {}; => Error@5 line 1", "a = {1,}; => Error@7 line 1", "a { } => Error@4 line 1",
         "a { b = 1; }; => Error@12 line 1", "1a = 1; => Error@0 line 1", "a = b; => Error@4 line 1",
         "a = 1;\r\nb {\r\n c = ,;\r\n} => Error@18 line 3",
-        // Characters that begin nothing: the line is not told, and they come before any other
+        // Characters that nothing begins with: reported without a line, and before any other
         // mistake.
         "a = ;\r\n# => @7 line -1", "a = 1;\nb = 2; => @6 line -1", "a = 1;\rb = 2; => @6 line -1",
         "a = \"b; => @4 line -1", "a = '\\'; => @4 line -1", "a = \xe4; => @4 line -1",
-        // Comments that do not end are none.
+        // A comment that does not end is not one.
         "a = 1; /* b => Error@7 line 1", "a = 1; // b => Error@7 line 1");
     EXPECT_EQ(parsed(std::string("a = 1;\0", 7)), "@6 line -1");
 }

@@ -1,4 +1,4 @@
-// What becomes of a file that is saved, on Linux: links, owner, rights, what a killed process left.
+// Saving over a file on Linux: links, owner, rights, files that a killed process left.
 #include "config/describe.h"
 
 #include "support/ordinary_user.h"
@@ -100,7 +100,7 @@ TEST(ConfigSavePosix, FollowsLinks) {
     EXPECT_FALSE(save(directory / "dangling"));
     EXPECT_FALSE(save(directory / "circle"));
 
-    // In a directory whose own path is longer than the system takes, no absolute path can be had.
+    // In a directory whose path is longer than the system allows, there is no absolute path.
     const fs::path deep(std::string(250, 'd'));
     const fs::path start = fs::current_path();
     fs::current_path(directory);
@@ -122,7 +122,7 @@ TEST(ConfigSavePosix, RemovesWhatKilledProcessesLeft) {
     const fs::path file = makeFile(directory / "a.cfg", 0644);
     const auto saveAndDie = [&] {
         const pid_t child = fork();
-        if (child == 0) { // the system ends it in the middle of writing
+        if (child == 0) { // the system kills it while it writes
             const rlimit none{0, 0};
             const rlimit little{4, 4};
             setrlimit(RLIMIT_CORE, &none);
@@ -140,7 +140,7 @@ TEST(ConfigSavePosix, RemovesWhatKilledProcessesLeft) {
     writeFile(directory / "b.cfg", "another file");
     writeFile(directory / "a.cfg.tmp", "of somebody else");
 
-    // What is locked belongs to somebody who is at it.
+    // A locked file belongs to a process that is still writing it.
     fs::path left;
     for (const auto& entry : fs::directory_iterator(directory)) {
         const fs::path& path = entry.path();
@@ -159,7 +159,7 @@ TEST(ConfigSavePosix, RemovesWhatKilledProcessesLeft) {
     EXPECT_EQ(countIn(directory), 3);
 }
 
-// Where every user gets, which need not be so below the working directory.
+// A directory that every user can reach; the working directory may not be one.
 class PublicDirectory : NonCopyable {
 public:
     PublicDirectory() : path(fs::temp_directory_path() / ("qz_test." + std::to_string(getpid()))) {
@@ -231,7 +231,7 @@ TEST(ConfigSavePosix, IsNotHeldUpByForeignLocks) {
     };
     const int directory = lock(file.parent_path());
     const int locked = lock(file);
-    // Nor do signals make the wait shorter.
+    // Signals do not make the wait shorter.
     std::signal(SIGALRM, [](int) {});
     const itimerval often{{0, 200}, {0, 200}};
     setitimer(ITIMER_REAL, &often, nullptr);

@@ -1,5 +1,4 @@
-// What becomes of a file that is saved, on Windows: attributes, access list, what a killed process
-// left.
+// Saving over a file on Windows: attributes, access list, files that a killed process left.
 #include "config/describe.h"
 
 #include <windows.h>
@@ -32,7 +31,7 @@ bool setAccess(const fs::path& file, const wchar_t* list) {
     return isSet;
 }
 
-// In the system's own notation, "O:..." or "D:...".
+// A file's security in the system's own notation, "O:..." or "D:...".
 std::wstring securityOf(const fs::path& file, SECURITY_INFORMATION part) {
     alignas(void*) char descriptor[4096];
     DWORD size = 0;
@@ -86,7 +85,7 @@ TEST(ConfigSaveWin32, KeepsAttributes) {
     SetFileAttributesW(file.c_str(), FILE_ATTRIBUTE_NORMAL);
 }
 
-// What an action gives that begins while somebody else has the file open and ends after that.
+// The result of an action that begins while another handle has the file open.
 bool whileHeld(const fs::path& file, DWORD sharing, const std::function<bool()>& action) {
     const HANDLE other =
         CreateFileW(file.c_str(), GENERIC_READ, sharing, nullptr, OPEN_EXISTING, 0, nullptr);

@@ -1,4 +1,4 @@
-// Settings into variables, and what is said about mistakes.
+// Reading settings into variables, and the messages about mistakes.
 #include "Config/SettingsReader.h"
 #include "support/test.h"
 
@@ -128,7 +128,7 @@ TEST(SettingsReader, TellsWhatNobodyReads) {
     EXPECT_EQ(number, 1);
     EXPECT_EQ(reported("", readSome), "");
 
-    // What is required is asked for, but not what is in a block; it may still be no block.
+    // A required block counts as asked for, but not the entries in it. It may still be no block.
     EXPECT_EQ(reported("a = 1; l = {1}; b { x = 1; }|c = 1;",
                        [&](const SettingsReader& reader) {
                            for (const char* path : {"", "a", "l", "b", "c"}) {
@@ -165,7 +165,7 @@ TEST(SettingsReader, ReadsBlocksOfOneName) {
     EXPECT_EQ(names, "a,,");
 }
 
-// One problem, whatever is read or missing then.
+// Reports this one problem, whatever is read or missing afterwards.
 TEST(SettingsReader, TellsWhyAFileCannotBeRead) {
     const Read read = [](const SettingsReader& reader) {
         int number = 7;

@@ -41,7 +41,7 @@ TEST_F(ConfigTree, IsWalked) {
     EXPECT_EQ(list.find(""), list.end());
     EXPECT_EQ(entry.begin(), entry.end());
 
-    // Nothing is out of bounds.
+    // No call at an end goes out of bounds.
     iterator end = parser.end();
     EXPECT_EQ(++end, parser.end());
     EXPECT_EQ(*end, nullptr);
@@ -80,7 +80,7 @@ TEST_F(ConfigTree, FindsAndSetsByPaths) {
     EXPECT_EQ(tree(), "g:{l:[[1, 2.5r], [3], 1], l:9, s:\"x\"}, b:{i:7, c:{d:\"text\", e:0.5r}}");
 }
 
-// What is there counts as what is added.
+// Blocks that exist count towards the depth like those that are added.
 TEST_F(ConfigTree, SetsPathsAsDeepAsCanBeSaved) {
     std::string path = "d";
     for (int i = 0; i < 255; ++i) {

@@ -1,5 +1,5 @@
-// What becomes of a file that is replaced, on Linux: rights, a full disk. That a killed
-// process leaves a whole one is tried with the example host.
+// Replacing a file on Linux: rights, a full disk. The example host's test shows that a killed
+// process leaves a whole file.
 #include "IO/FileStream.h"
 
 #include "support/ordinary_user.h"
@@ -37,7 +37,7 @@ TEST(IoReplacePosix, KeepsRightsAndLinks) {
     ASSERT_EQ(chmod(path.c_str(), 0444), 0);
     ASSERT_EQ(chmod(directory.c_str(), 0777), 0);
     {
-        const OrdinaryUser user; // who may not even reach the file
+        const OrdinaryUser user; // may not even be able to reach the file
         EXPECT_FALSE(replace(path, "newer")) << "write-protected";
     }
     EXPECT_EQ(readFile(path), "new");

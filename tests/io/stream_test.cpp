@@ -1,4 +1,4 @@
-// Streams of every kind beside a model: a string and a position.
+// Compares streams of every kind with a model: a string and a position.
 #include "IO/Adapters.h"
 #include "IO/FileStream.h"
 #include "IO/MemoryStream.h"
@@ -52,7 +52,7 @@ void readAsTheModel(io::Stream& stream, const std::string& model) {
     EXPECT_EQ(restOf(stream), model.substr(5));
 }
 
-// What it reads back, if it can be read, and its size are compared on the way.
+// Also compares the stream's size and, if it can be read, what it reads back.
 void writeAsTheModel(io::Stream& stream, std::string& model, bool isReadable, std::size_t room) {
     std::mt19937 random(2);
     std::string piece(40'000, 0);
@@ -176,7 +176,7 @@ TEST(IoStream, TheFirstErrorStays) {
     io::BlockStream whole(small, sizeof small);
     struct Case {
         std::unique_ptr<io::Stream> stream;
-        std::function<bool(io::Stream&)> call; // true if it did all it was asked for
+        std::function<bool(io::Stream&)> call; // true if it did all that was asked
         std::string error;
     };
     const auto write6 = [](io::Stream& stream) { return stream.write("longer", 6) == 6; };
@@ -232,7 +232,8 @@ TEST(IoStream, TheFirstErrorStays) {
     EXPECT_TRUE(cases[0].stream->seek(0) && read1(*cases[0].stream));
 
     io::MemoryStream some;
-    const volatile std::size_t tooMany = ~std::size_t{0} / 2 + 1; // the compiler is not to know
+    const volatile std::size_t tooMany =
+        ~std::size_t{0} / 2 + 1; // the compiler must not know the value
     EXPECT_EQ(some.write("abc", 3) + some.write("x", tooMany), 3U);
     EXPECT_EQ(some.bytes().size(), 3U) << "what was written before the error";
     some.clearError();

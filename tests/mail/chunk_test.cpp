@@ -7,7 +7,7 @@ namespace {
 
 using namespace qz::test;
 
-// Lets the tests at the protected functions.
+// Makes the protected functions accessible.
 struct Parts : Mail::Chunk {
     using Part = ChunkPtr (Mail::Chunk::*)(std::uint64_t) const;
     static inline const Part kHead = &Parts::head;
@@ -21,7 +21,7 @@ ChunkPtr part(Parts::Part which, const ChunkPtr& chunk, std::uint64_t n) {
 }
 
 TEST(Chunk, SmallRequestsShareABuffer) {
-    Mail::Chunk::try_alloc(1024); // what is left of a buffer, or a whole one
+    Mail::Chunk::try_alloc(1024); // the rest of a buffer, or a whole one
     Mail::Chunk::try_alloc(1024);
     const ChunkPtr a = Mail::Chunk::try_alloc(100);
     const ChunkPtr b = Mail::Chunk::try_alloc(100);

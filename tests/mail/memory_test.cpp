@@ -1,4 +1,4 @@
-// Messages and chunks when the pools run out: all of what is asked for, or nothing.
+// When the pools run out, messages and chunks give all that is asked for, or nothing.
 #include "Globals.h"
 #include "Mail/Server.h"
 #include "Mail/Stream.h"
@@ -9,7 +9,7 @@ namespace {
 
 using namespace qz::test;
 
-// A pool that has given all its items away, and gets back as many as it is told to have.
+// Takes all items of a pool, and gives back as many as it is told to.
 class ScarcePool : NonCopyable {
 public:
     explicit ScarcePool(Mem::Pool& pool) : pool_(pool) {
@@ -60,7 +60,7 @@ TEST(MailMemory, ChunksGiveAllOfAPartOrNothing) {
         reader.init(chain);
         reader.getData(start, sizeof start);
     };
-    // Each says whether it got what it asked for, after having looked at what it got.
+    // Each checks what it got, and returns whether it got all that it asked for.
     const std::function<bool()> calls[] = {
         [&] {
             const ChunkPtr part = Parts::before(chain, 2500);

@@ -152,8 +152,8 @@ Mail::Message numbered(std::uint32_t address, unsigned hops, unsigned length) {
     return message;
 }
 
-// Each thread registers, unregisters, writes and sends as it likes; receivers check what they get,
-// pass it on and now and then unregister themselves.
+// Each thread registers, unregisters, writes and sends at random. Receivers check what they get,
+// pass it on and sometimes unregister themselves.
 TEST(MailServerThreads, DoAllAtOnce) {
     using Clock = std::chrono::steady_clock;
     constexpr std::uint32_t kAddresses = 12;

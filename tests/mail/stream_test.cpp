@@ -68,7 +68,7 @@ void writeSomething(std::mt19937& random, Mail::Writer& writer) {
     }
 }
 
-// The sum is that of the format in the plainest way, as strings of single bits.
+// The sum was made by the plainest implementation of the format, with strings of single bits.
 TEST(Stream, IsBitForBitWhatAStringOfBitsSays) {
     std::mt19937 random(62);
     Bytes all;
@@ -86,7 +86,7 @@ TEST(Stream, IsBitForBitWhatAStringOfBitsSays) {
     EXPECT_EQ(QZ_hash_data(all.data(), all.size(), 0), 473222967U);
 }
 
-// The fuzz target: readers of bits and of bytes beside plain strings of them.
+// The fuzz target compares readers of bits and of bytes with plain strings.
 TEST(Stream, AnyBytesCanBeReadInAnyWay) {
     std::mt19937 random(63);
     for (int round = 0; round < 500; ++round) {
@@ -95,7 +95,7 @@ TEST(Stream, AnyBytesCanBeReadInAnyWay) {
     }
 }
 
-// Those of docs/formats/message.md among them.
+// The bytes in docs/formats/message.md are among them.
 TEST(Stream, WritesTheseBytes) {
     EXPECT_EQ(written([](auto& w) { w.put(5, 3), w.put(1, 1); }), Bytes({0xB0}));
     EXPECT_EQ(written([](auto& w) { w.put(0xFFFFFFFF, 1), w.put(0x12345, 20); }),

@@ -8,9 +8,8 @@ namespace {
 
 constexpr std::uint16_t kInfinity = 0x7C00, kSign = 0x8000;
 
-// The value of a half with the sign bit clear, without the bit arithmetic of the code under test;
-// that of infinity is what its place in the sequence makes it, 2^16, from which the middle below it
-// follows.
+// The value of a half with the sign bit clear, without the bit arithmetic of the code under test.
+// Infinity counts as 2^16, the next value in the sequence, so the middle below it is right, too.
 double valueOf(std::uint16_t magnitude) {
     const int exponent = magnitude / 1024;
     const int fraction = magnitude % 1024;
@@ -28,7 +27,7 @@ std::uint32_t floatBitsOf(std::uint16_t half) {
     if (magnitude < kInfinity) {
         return sign + bitsOf(static_cast<float>(valueOf(magnitude)));
     }
-    // Of what is no number all that is left to bits; it is always quiet.
+    // Not-a-number keeps its fraction bits and becomes quiet.
     return sign + (magnitude == kInfinity ? 0x7F800000 : 0x7FC00000 | magnitude % 1024u * 8192);
 }
 
@@ -37,7 +36,7 @@ TEST(Half, KnownValues) {
     EXPECT_EQ(Math::float2half(65520.0F), 0x7C00);
     EXPECT_EQ(Math::float2half(1 + 0x1p-11F), 0x3C01); // a middle, away from the even neighbour
     EXPECT_EQ(Math::float2half(-0.0F), 0x0000);
-    EXPECT_EQ(Math::float2half(std::bit_cast<float>(0xFF800001)), 0xFC00); // loses all it has
+    EXPECT_EQ(Math::float2half(std::bit_cast<float>(0xFF800001)), 0xFC00); // loses its fraction
     EXPECT_EQ(Math::half2float(0x0001), 0x1p-24F);
 }
 
@@ -52,7 +51,7 @@ TEST(Half, EveryHalfBecomesTheFloatOfItsValue) {
     }
 }
 
-// Each interval at both of its ends; what lies within has no place to go.
+// Tests each interval that rounds to one half at both of its ends.
 TEST(Half, FloatsBecomeTheNearestHalf) {
     std::vector<float> floats;
     std::vector<unsigned short> expected, halfs;

@@ -36,7 +36,7 @@ protected:
     }
 
     // Orthogonal columns of various lengths by Gram and Schmidt, a translation, and a last row that
-    // nobody is to read.
+    // must not be read.
     Matrix randomOrtho() {
         Matrix m = random();
         for (int c = 0; c < N - 1; ++c) {

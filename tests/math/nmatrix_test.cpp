@@ -53,7 +53,7 @@ std::vector<Matrix> matricesOf(unsigned n) {
     return {filled(n, dominant), filled(n, random), filled(n, hilbert), filled(n, graded)};
 }
 
-// Eigen in extended precision is the truth; the condition number says how much of it survives.
+// Compares with Eigen in extended precision. The condition number gives the tolerance.
 TEST(NMatrix, AgreesWithEigenAsFarAsTheConditionAllows) {
     for (unsigned n = 1; n <= 12; ++n) {
         for (const Matrix& matrix : matricesOf(n)) {
@@ -83,7 +83,7 @@ TEST(NMatrix, ExpandsExactly) {
         const auto expected = std::round(static_cast<double>(reference(matrix).determinant()));
         EXPECT_EQ(matrix.getDeterminantByLeibniz(), expected) << n;
     }
-    Matrix inverse(3, Numbers{2, 0, 1, 0, 4, 0, 3, 0, 2}.data()); // of determinant 4
+    Matrix inverse(3, Numbers{2, 0, 1, 0, 4, 0, 3, 0, 2}.data()); // its determinant is 4
     inverse.invertByCofactors();
     EXPECT_EQ(elements(inverse), (Numbers{2, 0, -1, 0, 0.25, 0, -3, 0, 2}));
 }

@@ -1,4 +1,4 @@
-// Rotations against matrices that are made without quaternions.
+// Compares rotations with matrices that are made without quaternions.
 #include "Math/Rotation3.h"
 #include "support/test.h"
 
@@ -184,7 +184,7 @@ TYPED_TEST(Rotation3Test, YawPitchRollAtItsThresholds) {
                                  static_cast<TypeParam>(roll));
         return back(rotation);
     };
-    // Straight up and down only the pitch is kept, also where rounding takes its sine beyond 1.
+    // Straight up and down only the pitch is kept, even if rounding takes its sine beyond 1.
     const TypeParam half = TypeParam(0.5);
     for (const TypeParam z : {half, -half, half + TypeParam(1e-6), -half - TypeParam(1e-6)}) {
         const auto angles = back({half, z > 0 ? half : -half, z, half});
@@ -192,7 +192,7 @@ TYPED_TEST(Rotation3Test, YawPitchRollAtItsThresholds) {
         EXPECT_EQ(angles.y, std::asin(TypeParam(z > 0 ? 1 : -1)));
         EXPECT_EQ(angles.z, 0);
     }
-    // Small negative yaws stay, larger ones go once around.
+    // Small negative yaws stay negative; larger ones get a full turn added.
     EXPECT_NEAR(back({0, TypeParam(-0.45e-6), 0, 1}).x, -0.9e-6, 1e-12);
     EXPECT_NEAR(thereAndBack(-1.1e-6, 0, 0).x, 2 * kPi - 1.1e-6, 1e-6);
     EXPECT_EQ(thereAndBack(-0.5, 0, 0).x, -TypeParam(0.5) + TypeParam(6.2831855F))
@@ -201,7 +201,7 @@ TYPED_TEST(Rotation3Test, YawPitchRollAtItsThresholds) {
     EXPECT_LT(thereAndBack(0, 0, -0.01).z, 0);
     EXPECT_GT(thereAndBack(0, 0, 0.01).z, 0);
     EXPECT_GE(thereAndBack(0, 0, -0.9e-6).z, 0);
-    // Only double precision tells a cosine of the pitch near the threshold from straight up.
+    // Only in double precision a cosine near the threshold differs from that of straight up.
     if (std::is_same_v<TypeParam, double>) {
         EXPECT_NEAR(thereAndBack(1, kPi / 2 - 1e-5, 0).x, 1, 1e-3);
         EXPECT_EQ(thereAndBack(1, kPi / 2 - 1e-7, 0).x, 0);
@@ -221,14 +221,14 @@ TYPED_TEST(Rotation3Test, FromToIsTheShortestTurn) {
         const double tolerance = std::is_same_v<TypeParam, float> ? 2e-4 : 1e-8;
         EXPECT_LE((this->tableOf(rotation) * from - to).norm(), tolerance);
         EXPECT_NEAR(rotation.w, std::cos(std::acos(cosine) / 2), tolerance);
-        // No part of the turn is about the vectors themselves.
+        // The axis is perpendicular to the vectors.
         EXPECT_NEAR(this->column({rotation.x, rotation.y, rotation.z}).dot(from), 0, tolerance);
     }
     rotation.setFromTo({0, 1, 0}, {0, 1, 0});
     this->expectSame(rotation, {0, 0, 0, 1});
     rotation.setFromTo({0, 0, -1}, {0, 0, 1});
     this->expectSame(rotation, {0, 0, 0, 0});
-    // Beyond unit length the cosine is clamped and the cross product comes through unscaled.
+    // Beyond unit length the cosine is clamped and the cross product is not scaled.
     rotation.setFromTo({2, 0, 0}, {2, 1, 0});
     this->expectSame(rotation, {0, 0, 2, 1});
 }
@@ -237,7 +237,7 @@ TYPED_TEST(Rotation3Test, FromMatrixUndoesGetBasis) {
     int branches[4] = {};
     for (int round = 0; round < 2000; ++round) {
         const auto rotation = this->randomRotation();
-        Math::Matrix<3, TypeParam> rows; // that is, columns of what is made of them
+        Math::Matrix<3, TypeParam> rows; // they are the columns of the table
         Eigen::Map<Eigen::Matrix<TypeParam, 3, 3>>(rows.elements) =
             this->tableOf(rotation).template cast<TypeParam>();
         Rotation<TypeParam> back;
@@ -255,7 +255,7 @@ TYPED_TEST(Rotation3Test, FromMatrixUndoesGetBasis) {
     }
 }
 
-// Matrices that are no rotations show which rule was taken.
+// Matrices that are not rotations show which rule was applied.
 TYPED_TEST(Rotation3Test, FromMatrixAtItsTies) {
     Rotation<TypeParam> rotation;
     rotation.fromMatrix({}); // trace exactly zero

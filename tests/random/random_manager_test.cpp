@@ -12,7 +12,7 @@ std::uint64_t checksum(const RandomTable& table) {
     return QZ_hash_data(table.data(), table.size() * sizeof(float), 0);
 }
 
-// The checksums are those of tables that another program made from the definition.
+// The checksums are of tables that another program made from the definition.
 TEST(RandomTables, AreTheSameOnEverySystem) {
     const RandomManager manager;
     const RandomTable &uniform = manager.getUniform(), &normal = manager.getNormal();
@@ -60,13 +60,13 @@ TEST(RandomObject, ReadsACallersTable) {
     EXPECT_EQ(object.getType(), RandomObject::kCustom);
     EXPECT_EQ(object.get(), 7.0F);
     EXPECT_EQ(object.get(1999), 2 * uniform[1999]);
-    object.setType(RandomObject::kUniform); // the cursor is behind the end of this one
+    object.setType(RandomObject::kUniform); // the cursor is past the end of this table
     EXPECT_EQ(object.get(), uniform[0]);
     RandomObject empty(RandomTable(), RandomObject::kCustom, 7);
     EXPECT_EQ(empty.get() + empty.get() + empty.get(3), 0.0F);
 }
 
-// Hands out the numbers that it has, or collects them.
+// Supplies its numbers, or collects numbers.
 struct Values : RandomSerializer {
     explicit Values(Numbers values = {}) : loads(!values.empty()), all(std::move(values)) {}
     bool isLoading() const override { return loads; }
@@ -130,7 +130,7 @@ TEST(RandomManager, OwnsItsObjects) {
     EXPECT_EQ(alive, 0);
 }
 
-// Takes another one along, and leaves two behind.
+// Its destructor removes another object and adds two.
 class Leaving final : public Counted {
 public:
     Leaving(int& alive, RandomManager& manager, RandomObject* other)
