@@ -53,9 +53,9 @@ TEST(Atomics, StacksAreLastInFirstOutAndGathersFirstInFirstOut) {
     }
 }
 
-// The property: an element is owned by one thread at a time. Each thread takes elements, writes to
-// them without any protection of its own, and gives them back; a stale pop would hand one out
-// twice, which shows in the counts (and as a race under ThreadSanitizer).
+// One thread at a time owns an element. Each thread takes elements, writes to them without any
+// protection of its own, and gives them back. A stale pop would hand an element out twice, which
+// shows in the counts (and as a race under ThreadSanitizer).
 TEST(Atomics, StacksHandEachElementToOneThreadAtATime) {
     constexpr int kRounds = 30000;
     QZ_atomic_stack stack;
@@ -83,8 +83,8 @@ TEST(Atomics, StacksHandEachElementToOneThreadAtATime) {
     EXPECT_EQ(counted, taken.load());
 }
 
-// The property: everything pushed comes out once, each producer's elements in its order. The
-// consumer keeps the queue near empty, where the ends meet.
+// All elements pushed come out once, each producer's in its order. The consumer keeps the queue
+// nearly empty, where both ends meet.
 TEST(Atomics, GathersDeliverEveryElementInItsProducersOrder) {
     constexpr int kProducers = 3;
     constexpr int kEach = 40000;

@@ -22,7 +22,7 @@
 #    define PROBE_FUNCTION __attribute__((noinline))
 #endif
 
-// Assembly, because the compiler and the sanitizers have opinions of their own about such code.
+// Assembly, because the compiler and the sanitizers would change such code.
 extern "C" {
 
 PROBE_FUNCTION void dieOfNull() {
@@ -88,7 +88,7 @@ PROBE_FUNCTION int dieOfOverflow(int depth) {
 PROBE_FUNCTION int dieOfLargeFrames(int depth) {
     volatile char room[300'000];
     room[0] = static_cast<char>(depth);
-    asm volatile("" : : "r"(room) : "memory"); // all of it, whatever the compiler sees used
+    asm volatile("" : : "r"(room) : "memory"); // the compiler must keep all of it
     return dieOfLargeFrames(depth + 1) + room[0];
 }
 
@@ -170,7 +170,7 @@ int main(int argc, char** argv) {
         return 2;
     }
     if (where != "prefixed") {
-        makeQuiet(); // once it is the system's turn
+        makeQuiet(); // for when the system handles the fault
     }
     for (const auto& [name, kind] : kOtherHandlers) {
         if (where == name) {

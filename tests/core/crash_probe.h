@@ -1,41 +1,41 @@
-// What the probe does that each system has its own calls for.
+// The parts of the probe that differ between the systems.
 #pragma once
 
-// Keeps the system from asking anybody, and from storing core dumps.
+// Keeps the system from showing dialogs and from storing core dumps.
 void makeQuiet();
 
 // A way to die that only this system has.
 extern "C" void dieInSystemWay();
 
-// A handler as the host might have it, which says "other handler".
+// A host's own handler, which prints "other handler".
 enum class OtherHandler {
-    exits,       // with 7
+    exits,       // with code 7
     returns,     // to the fault; exits the hundredth time
-    returnsOnce, // and is for one call only, where the system has that
-    stays,       // keeps the thread, where the system forks
+    returnsOnce, // the same, but installed for one call only, where the system has that
+    stays,       // never returns in the parent of a fork; exits in the child
 };
 void installOtherHandler(OtherHandler kind);
 
-// Puts another handler in the place of the present one, and returns what puts that back.
+// Replaces the present handler, and returns a function that puts it back.
 using Restore = void (*)();
 Restore replaceHandler();
 
-// Has function(argument) called by a thread that the library knows nothing of, with as little room
-// for handlers as the system allows.
+// Calls function(argument) on a thread that the library does not know, with as small a stack for
+// handlers as the system allows.
 void runInForeignThread(void* (*function)(void*), void* argument);
 
-// Opens files until the system refuses, where it does.
+// Opens files until the system refuses, if it has a limit.
 void useUpDescriptors();
 
-// abort() with all signals blocked, of which the report meets a fault; or somebody has sent another
-// one. For systems with signals.
+// Both call abort() with all signals blocked: abortBlocked makes the report meet a fault, and
+// abortSignalled has another signal pending. For systems with signals.
 void abortBlocked();
 void abortSignalled();
 
-// Marks the calling thread as cancelled, which ends it when it waits or writes. For systems where
-// threads can be cancelled.
+// Cancels the calling thread, which ends when it next waits or writes. For systems where threads
+// can be cancelled.
 void cancelThisThread();
 
-// Calls function(argument) in a thread and, while that is being reported, in a forked child. For
-// systems that fork.
+// Calls function(argument) in a thread and, while its fault is being reported, in a forked child.
+// For systems that fork.
 void crashInForkedChild(void* (*function)(void*), void* argument);

@@ -28,7 +28,7 @@ void otherHandler(int) {
 
 const pid_t parent = getpid();
 
-// Leaves the process to its other threads.
+// Never returns in the parent, so its other threads go on.
 void otherHandlerThatStays(int) {
     while (getpid() == parent) {
         pause();
@@ -66,7 +66,7 @@ void makeQuiet() {
     setrlimit(RLIMIT_CORE, &none);
 }
 
-// Behind the end of a mapped file.
+// Writes behind the end of a mapped file.
 void dieInSystemWay() {
     const int file = open("mapped", O_RDWR | O_CREAT | O_TRUNC, 0600);
     auto* bytes = static_cast<volatile char*>(
@@ -105,7 +105,7 @@ void useUpDescriptors() {
 
 void abortBlocked() {
     blockAllSignals();
-    Dl_info library{}; // where abort() ends; a report looks at its beginning
+    Dl_info library{}; // abort() is in it; a report reads its beginning
     dladdr(reinterpret_cast<void*>(gnu_get_libc_version), &library);
     mprotect(library.dli_fbase, 1, PROT_NONE);
     std::abort();

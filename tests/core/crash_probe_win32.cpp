@@ -42,7 +42,7 @@ void makeQuiet() {
     SetUnhandledExceptionFilter(endAtOnce);
 }
 
-// A code without a name of its own.
+// Raises an exception code that has no name.
 void dieInSystemWay() {
     constexpr DWORD kHeapCorruption = 0xC0000374;
     RaiseException(kHeapCorruption, 0, 0, nullptr);

@@ -14,7 +14,7 @@ PROBE = pathlib.Path(sys.argv[1]).resolve()
 STRIP = sys.argv[2]
 EMULATOR = sys.argv[3:]
 ON_WINDOWS = bool(EMULATOR)
-# Where a program's symbols are, if not in itself.
+# The file of the program's symbols, if they are not in the program.
 PDB = PROBE.with_suffix(".pdb") if ON_WINDOWS and PROBE.with_suffix(".pdb").exists() else None
 
 NAMES = {
@@ -43,11 +43,11 @@ class CrashTest(unittest.TestCase):
         self.folder = pathlib.Path(folder.name)
 
     def put_program(self, symbols):
-        """The program in the test's folder, with its symbols or without. Nobody finds them elsewhere."""
+        """Copies the program to the test's folder, with or without its symbols. No others are found."""
         program = self.folder / PROBE.name
         shutil.copy2(PROBE, program)
         os.environ["WINEPATH"] = os.environ.get("WINEPATH", "") + ";" + str(PROBE.parent)
-        if PDB:  # else the library would be the one with all PDB files beside it
+        if PDB:  # else the library of the build folder, with all PDB files beside it, would be used
             shutil.copy2(PROBE.parent / "qzCore.dll", self.folder)
         if PDB and symbols:
             shutil.copy2(PDB, self.folder)
@@ -56,7 +56,7 @@ class CrashTest(unittest.TestCase):
         return program
 
     def run_probe(self, *arguments, probe=PROBE, first=None):
-        # The sanitizers' own handlers would be the previous ones; here it is the system's turn.
+        # Without the sanitizers' own handlers, so the system handles the fault after the report.
         own = ":".join("handle_%s=0" % name for name in ("segv", "sigbus", "abort", "sigill", "sigfpe",
                                                          "sigtrap"))
         environment = dict(os.environ, ASAN_OPTIONS=own + ":detect_leaks=0", TSAN_OPTIONS=own,
@@ -66,7 +66,7 @@ class CrashTest(unittest.TestCase):
                               preexec_fn=first)
 
     def crash(self, *arguments, probe=PROBE):
-        """Returns the report's lines; there is one report, and the process has failed."""
+        """Returns the report's lines. Checks that there is one report and that the process has failed."""
         done = self.run_probe(*arguments, probe=probe)
         self.assertTrue(done.returncode != 0 if ON_WINDOWS else done.returncode < 0, done)
         reports = list(self.folder.glob("*.crash"))
@@ -135,7 +135,7 @@ class CrashTest(unittest.TestCase):
         self.assertNotIn("dieOfNull", "\n".join(lines))
         self.assertIn(PROBE.name, lines[3])
         self.put_program(symbols=True)
-        # A line without its text is found again by what the others tell; a line without sense is kept.
+        # A line without its text is completed from the other lines; an invalid line is kept.
         self.report.write_text("\n".join(lines[:4] + [lines[4][:17], "no frame", "12345678 1 nothing"]
                                          + lines[5:]) + "\n")
         self.assertEqual(self.retrace(), 1)
@@ -147,7 +147,7 @@ class CrashTest(unittest.TestCase):
         self.assertEqual(len(copy), len(lines) + 2)
         self.assertEqual(self.retrace(), 0)
 
-    # The symbols of another build of the module would be the wrong ones.
+    # A younger module is another build, whose symbols would be wrong.
     def test_retrace_refuses_a_younger_module(self):
         program = self.put_program(symbols=False)
         os.utime(program, (1, 1))
@@ -162,7 +162,7 @@ class CrashTest(unittest.TestCase):
         os.environ["_NT_SYMBOL_PATH"] = "Z:" + str(folder)
         self.addCleanup(os.environ.pop, "_NT_SYMBOL_PATH")
 
-    # Stripped, the program holds nothing but the name and the signature of its PDB.
+    # A stripped program holds only the name and the signature of its PDB.
     @unittest.skipUnless(PDB, "no PDB files")
     def test_symbols_come_from_the_pdb_wherever_it_is(self):
         for place, is_named in (("bin", False), ("symbols", False), ("elsewhere", True)):
@@ -189,7 +189,7 @@ class CrashTest(unittest.TestCase):
                 for path in (self.report, copy, symbols / PDB.name):
                     path.unlink()
 
-    # The signature is the one in the program; the number counts the links since then.
+    # The PDB must have the program's signature and its number of links.
     @unittest.skipUnless(PDB, "no PDB files")
     def test_pdb_of_another_build_is_not_believed(self):
         program = self.put_program(symbols=False)
@@ -209,13 +209,13 @@ class CrashTest(unittest.TestCase):
                 self.report.unlink()
                 copy.unlink()
 
-    # Whoever reads the part of a mapped file that is cut off dies.
+    # Reading a mapped file behind the place where it was cut off would crash.
     def test_retrace_survives_a_module_that_is_cut_off(self):
         lines = self.crash("null", "main")
         module = self.folder / "module"
         for length in (PROBE.stat().st_size * part // 16 for part in range(16)):
             module.write_bytes(PROBE.read_bytes()[:length])
-            if not ON_WINDOWS and length >= 64:  # the table of sections moves to where it is still there
+            if not ON_WINDOWS and length >= 64:  # moves the table of sections into the part that is left
                 self.move_sections(module)
             os.utime(module, (1, 1))
             path = str(module) if not ON_WINDOWS else "Z:" + str(module)
@@ -262,7 +262,7 @@ class CrashTest(unittest.TestCase):
         copy = self.lines(self.folder / "slow.crash.info")
         self.assertEqual(copy[-1], "00001000 00000001 0000:00000000 %s" % module)
 
-    # A copy for which something was short is worse than one that comes later.
+    # If descriptors are short, no copy is made: one that is made later is better than an incomplete one.
     @unittest.skipIf(ON_WINDOWS, "limits descriptors")
     def test_retrace_is_whole_or_waits(self):
         self.crash("null", "main")
@@ -281,7 +281,7 @@ class CrashTest(unittest.TestCase):
         self.crash("null", "prefixed")
         self.assertTrue(self.report.name.startswith("named-"))
         self.report.unlink()
-        # As long as the system takes it, in a folder, with either separator.
+        # A prefix may be as long as the system allows, and name a folder with either separator.
         for name in ("named", "n" * (100 if ON_WINDOWS else 200)):
             for separator in "/\\":
                 folder = self.folder / ("folder" + "f" * 40)
@@ -313,7 +313,7 @@ class CrashTest(unittest.TestCase):
                 self.check_frames(self.crash(way, where)[3:], NAMES[way][2])
             self.report.unlink()
 
-    # Wine may end the thread and say nothing; the library's own must not keep the process then.
+    # Wine may end the thread silently; the library's threads must not keep the process alive then.
     def test_overflow_of_the_main_thread_ends_the_process(self):
         self.assertNotIn(self.run_probe("overflow").returncode, (0, 2))
 
@@ -322,7 +322,7 @@ class CrashTest(unittest.TestCase):
 
     @unittest.skipIf(ON_WINDOWS, "blocks signals")
     def test_abort_with_all_signals_blocked(self):
-        os.environ["LD_BIND_NOW"] = "1"  # no function can be found any more where the report stumbles
+        os.environ["LD_BIND_NOW"] = "1"  # the dynamic linker cannot look up functions once the report has met the fault
         self.addCleanup(os.environ.pop, "LD_BIND_NOW")
         self.assertIn("outerFrame()+", "\n".join(self.crash("abort_signalled")))
         self.assertEqual(self.run_probe("abort_blocked").returncode, -6)
@@ -331,7 +331,7 @@ class CrashTest(unittest.TestCase):
     def test_cancelled_thread(self):
         self.check_frames(self.crash("null", "cancelled")[3:], "dieOfNull")
 
-    # The thread that writes it, and has locks, is not in the child.
+    # The thread that writes the report, and holds locks, does not exist in the child.
     @unittest.skipIf(ON_WINDOWS, "forks")
     def test_child_forked_during_a_report(self):
         self.assertEqual(self.run_probe("null", "forked").returncode, 0)
@@ -362,7 +362,7 @@ class CrashTest(unittest.TestCase):
         done = self.run_probe("null", "chained_once")
         self.assertEqual((done.returncode, done.stdout.count(b"other handler")), (-11, 1))
 
-    # A handler that was there meanwhile puts back what it found, which was the library's.
+    # A handler that was installed in between puts back the handler that it found: the library's.
     def test_handler_is_not_its_own_successor(self):
         for where, reports in (("put_back", 1), ("put_back_and_finished", 0)):
             self.assertNotIn(self.run_probe("null", where).returncode, (0, 2))

@@ -1,9 +1,9 @@
-# Ends a process in the midst of calls, again and again:
+# Ends a process in the middle of calls, again and again:
 # -DPROBE=... -DWAY=... -DLIBRARY=... -DPLUG_IN=... -DRUNS=... -DEMULATOR=...
 #
-# Wine itself hangs now and then: a thread is killed that held a spin lock of its ntdll, and the next
-# one to leave a contended critical section, such as that of the heap, spins for ever in
-# RtlWakeAddressSingle. On a busy machine 6 of 540 runs did when this was last counted, so up to three
+# Wine itself hangs now and then: a thread is killed that holds a spin lock of Wine's ntdll, and the next
+# thread that leaves a contended critical section, such as the heap's, spins for ever in
+# RtlWakeAddressSingle. On a busy machine 6 of 540 runs hung when this was last counted, so up to three
 # of a test's runs may hang there.
 set(hangs_left 0)
 if(EMULATOR)

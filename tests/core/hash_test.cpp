@@ -10,7 +10,7 @@ TEST(Hash, GivesThePublishedValues) {
     EXPECT_EQ(QZ_hash_string("", 0), 0u);
 }
 
-// The sums over all lengths are those of the definition, followed byte by byte.
+// The sums over all lengths were made by following the definition byte by byte.
 TEST(Hash, AgreesWithTheDefinitionAtEveryLengthAndAlignment) {
     constexpr std::size_t kLongest = 70;
     constexpr std::size_t kPage = 4096;

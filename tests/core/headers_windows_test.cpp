@@ -1,6 +1,6 @@
-// The headers before and after windows.h, whose macros take common names; and after its worst two
-// where there is no windows.h. Compiled, never run.
-#include "Common/Allocator.h" // standard headers do not bear those two
+// Includes the headers before and after windows.h, whose macros take common names; without
+// windows.h, after its worst two macros. Compiled, never run.
+#include "Common/Allocator.h" // standard headers do not compile after those two
 #include "Globals.h"
 #include "IO/Adapters.h"
 #include "Serial/CommonSerializer.h"

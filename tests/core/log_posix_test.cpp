@@ -1,4 +1,4 @@
-// What the log does with files that are none. Linux only: the other target has no such things.
+// What the log does with paths that are not ordinary files. Linux only: Windows has no such things.
 #include "Core/Log.h"
 #include "support/test.h"
 
@@ -12,7 +12,7 @@ namespace {
 
 using namespace qz::test;
 
-// A disk that takes nothing until it is told to.
+// A disk that takes no data until it is told to: a pipe.
 class StuckDisk : NonCopyable {
 public:
     explicit StuckDisk(const fs::path& path) : path_(path) {
@@ -22,7 +22,7 @@ public:
     }
     ~StuckDisk() { close(reader_); }
 
-    // Everything until the writing end is closed, and possibly more than one opening's worth.
+    // Reads until the writing end is closed. It may have been opened more than once.
     std::string readAll() {
         fcntl(reader_, F_SETFL, 0);
         std::string text;
@@ -41,7 +41,7 @@ private:
     int reader_;
 };
 
-// Standard error is somebody's pipe while it lives.
+// While it lives, standard error is a pipe.
 class PipeOnStandardError : NonCopyable {
 public:
     PipeOnStandardError() : before_(dup(STDERR_FILENO)) {
@@ -61,7 +61,7 @@ private:
     int ends_[2];
 };
 
-// What became of messages "message <number>.".
+// Counts what became of messages "message <number>.".
 struct Account {
     explicit Account(const std::string& text) {
         std::istringstream lines(text);
@@ -83,7 +83,7 @@ struct Account {
 
     std::int64_t written = 0;
     std::int64_t lost = 0;
-    bool isTorn = false; // a line that is not whole, or two in one
+    bool isTorn = false; // a line is incomplete, or is two in one
 };
 
 void logMessages(int first, int end) {
@@ -92,7 +92,7 @@ void logMessages(int first, int end) {
     }
 }
 
-// In batches, so that the pool does not run out.
+// Logs in batches, so that the pool does not run out.
 void logSlowly(int first, int end) {
     for (int i = first; i < end; i += 10) {
         logMessages(i, i + 10);
@@ -132,7 +132,7 @@ TEST(LogOnAPipe, OneThatNobodyReadsIsNoOutput) {
     EXPECT_FALSE(fs::exists(directory / "main.log.old"));
 }
 
-// What is tested is that the child ends; it would not if anything at exit waited for the pipe.
+// Tests that the child ends: it would not if anything at exit waited for the pipe.
 TEST(LogOnAPipe, NoProcessWaitsForAStuckDiskAtItsEnd) {
     const auto directory = freshDirectory();
     const StuckDisk disk(directory / "slow.log");
@@ -145,7 +145,7 @@ TEST(LogOnAPipe, NoProcessWaitsForAStuckDiskAtItsEnd) {
         ::testing::ExitedWithCode(0), "");
 }
 
-// Without the guard of the log's, a broken pipe would kill the process.
+// Without the log's guard, a broken pipe would kill the process.
 TEST(LogOnAPipe, AReaderThatHasGoneEndsNobodyAndTheNextOneLearnsWhatWasLost) {
     const auto directory = freshDirectory();
     auto disk = std::make_unique<StuckDisk>(directory / "slow.log");
@@ -167,7 +167,8 @@ TEST(LogOnAPipe, AReaderThatHasGoneEndsNobodyAndTheNextOneLearnsWhatWasLost) {
     EXPECT_EQ(account.written + account.lost, 2700);
 }
 
-// Redirected after the start, of which nobody tells the log. A broken pipe would kill the process.
+// Standard error is redirected after the log's start, which the log does not notice. Without its
+// guard, a broken pipe would kill the process.
 TEST(LogEcho, AReaderThatHasGoneEndsNobody) {
     const auto directory = freshDirectory();
     ASSERT_EQ(qz_log_start(directory.c_str(), nullptr), 0);

@@ -33,12 +33,12 @@ struct Log : ::testing::Test {
     const fs::path directory_ = freshDirectory();
 };
 
-// What start-up itself logged stands first.
+// The first line is what start-up itself logged.
 const std::string kStartUp = "DEBUG   Lua: Created state \"Config\"";
 
 TEST_F(Log, WritesLinesOfEveryLevelAndCutsLongTexts) {
     start();
-    qz_log("M", QZ_LOG_ALERT, "a"); // shows its box, which closes by itself without a display
+    qz_log("M", QZ_LOG_ALERT, "a"); // shows a message box, which closes at once without a display
     qz_log("M", QZ_LOG_ERROR, "b");
     qz_log("M", QZ_LOG_WARNING, "c");
     qz_log("M", QZ_LOG_INFO, "100% %s %n");
@@ -68,12 +68,12 @@ TEST_F(Log, ReportsDuplicatesWhenADifferentMessageArrives) {
     qz_log("A", QZ_LOG_INFO, "same");
     qz_log("B", QZ_LOG_ERROR, "same"); // only the texts count
     qz_log("A", QZ_LOG_INFO, "different");
-    qz_log("A", QZ_LOG_INFO, "different"); // never reported: nothing follows
+    qz_log("A", QZ_LOG_INFO, "different"); // not reported, because nothing follows
     qz_log_stop();
     EXPECT_EQ(lines(),
               (Lines{kStartUp, "INFO    A: same", "WARNING LOG: 2 duplicate message(s) skipped.",
                      "INFO    A: different"}));
-    // The remark carries the time of the message that is its occasion.
+    // The line about duplicates has the time of the message that it precedes.
     const std::string text = readFile(path("main"));
     const auto timeBefore = [&](const char* part) {
         const std::size_t line = text.rfind('\n', text.find(part)) + 1;
@@ -82,7 +82,7 @@ TEST_F(Log, ReportsDuplicatesWhenADifferentMessageArrives) {
     EXPECT_EQ(timeBefore("2 duplicate"), timeBefore("A: different"));
 }
 
-// Start-up's own line has taken one of the 1024 records.
+// Start-up's own line takes one of the 1024 records.
 void overfillThePoolByFive() {
     for (int i = 0; i < 1023 + 5; ++i) {
         qz_log("M", QZ_LOG_TRACE, std::to_string(i).c_str());
@@ -137,7 +137,7 @@ TEST_F(Log, KeepsOnePreviousGeneration) {
     const std::string longName(100, 'n');
     qz_log_set_output(longName.c_str(), nullptr, QZ_LOG_ALL);
     qz_log("M", QZ_LOG_INFO, "first opening");
-    qz_log_set_output((longName + "and more").c_str(), nullptr, 0); // the same name, once cut
+    qz_log_set_output((longName + "and more").c_str(), nullptr, 0); // the same name after it is cut
     qz_log_set_output(longName.c_str(), nullptr, QZ_LOG_ALL);
     qz_log("M", QZ_LOG_INFO, "second opening");
     qz_log_stop();
@@ -234,7 +234,7 @@ TEST(LogHook, CountsWhatItsQueueCannotHold) {
     qz_log_stop();
 }
 
-// Reads until this text has come; returns how many entries that were.
+// Reads until this text comes; returns the number of entries read.
 int readUntil(qz_log_reader* reader, const std::string& text) {
     for (int count = 1; true;) {
         const qz_log_entry* const entry = qz_log_reader_read(reader);
@@ -247,7 +247,7 @@ int readUntil(qz_log_reader* reader, const std::string& text) {
     }
 }
 
-// One is never read to its end; neither the log nor the other one notices.
+// One reader is never read to its end, which affects neither the log nor the other reader.
 TEST_F(Log, HasReadersThatReadIndependently) {
     qz_log_reader* readers[8];
     for (qz_log_reader*& reader : readers) {
@@ -284,8 +284,8 @@ TEST_F(Log, HasReadersThatReadIndependently) {
     EXPECT_EQ(qz_log_reader_read(nullptr), nullptr);
 }
 
-// Some places are taken by readers that never read; one that did not come free again after a
-// close would soon be missed.
+// Some places are taken by readers that never read. If a close did not free its place, opens would
+// soon fail.
 TEST(LogReader, ComesAndGoesWhileOthersLog) {
     qz_log_reader* idle[3];
     std::generate(std::begin(idle), std::end(idle), qz_log_reader_open);
@@ -303,7 +303,7 @@ TEST(LogReader, ComesAndGoesWhileOthersLog) {
         for (int i = 0; !done; ++i) {
             const std::string text = std::to_string(i);
             qz_log(text.c_str(), QZ_LOG_TRACE, text.c_str());
-            if (i % 64 == 0) { // a batch, and room for those who read
+            if (i % 64 == 0) { // pauses after a batch, to let readers read
                 std::this_thread::sleep_for(std::chrono::microseconds(100));
             }
         }
@@ -341,7 +341,8 @@ constexpr int kEach = 125000;
 #endif
 constexpr int kThreads = 8;
 
-// What a torture test's file has: messages, each thread's in order, and counts of lost ones.
+// Counts the messages in a log file and those reported lost; checks that each thread's are in
+// order.
 struct Tally {
     explicit Tally(const std::string& text) {
         std::istringstream stream(text);
@@ -422,7 +423,7 @@ TEST_F(Log, WritesEverythingWhenTheProcessEndsWithoutAStop) {
     EXPECT_GT(std::count(text.begin(), text.end(), '\n'), 400) << "and what start-up logged";
 }
 
-// A hang is ended by the time limit. The end seldom meets the reader in a call.
+// The test's time limit would end a hang. The process seldom ends while the reader is in a call.
 TEST_F(Log, HoldsNoProcessUp) {
     for (const bool isRead : {false, true, true, true, true, true}) {
         EXPECT_EXIT(

@@ -44,7 +44,7 @@ TEST_F(MemoryPoolTest, AlignsAndAcceptsZero) {
 }
 
 TEST_F(MemoryPoolTest, RunsOutOfMemoryWithoutHarm) {
-    // The compiler must not see that these sizes cannot work.
+    // volatile, because the compiler must not see that these sizes cannot work.
     const volatile size_t huge = std::numeric_limits<size_t>::max() / 4;
     EXPECT_EQ(pool_.allocate(huge), nullptr);
     void* const block = pool_.allocate(10);

@@ -47,7 +47,7 @@ class HeadersTest(unittest.TestCase):
         for name in ("Math/Vector.h", "Lua/Config.h"):
             self.assertIn("needs a qzCore built by the same compiler", check([name], CPP))
 
-    # Whoever declares a class says so.
+    # A header that exports a class is for the same compiler, not flat.
     def test_no_class_is_left_out(self):
         for name in self.flat:
             text = (HEADERS / name).read_text(encoding="utf-8")

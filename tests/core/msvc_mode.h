@@ -1,8 +1,8 @@
-// Read first where clang checks sources in Microsoft's mode: what mingw-w64's headers and GCC's C++
-// library need there, because Microsoft's own are not to be had on every machine.
+// Included first when clang checks sources in Microsoft's mode: what mingw-w64's headers and GCC's
+// C++ library need in that mode. Microsoft's own headers are not available on every machine.
 #include <_mingw.h>
 
-// These stand where Microsoft's spelling of them may not.
+// The headers use these where Microsoft's spelling is not allowed.
 #undef __MINGW_NOTHROW
 #define __MINGW_NOTHROW
 #undef __MINGW_ATTRIB_NORETURN

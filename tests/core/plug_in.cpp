@@ -1,4 +1,4 @@
-// A plug-in as hosts have them: uses all of the library but its tasks, once or for ever.
+// A host's plug-in: uses all of the library but its tasks, once or for ever.
 #include "Common/Factory.h"
 #include "Common/Profiler.h"
 #include "Common/Text.h"
@@ -30,7 +30,7 @@
 
 namespace {
 
-constexpr std::uint32_t kNobody = 0; // whose address stays free
+constexpr std::uint32_t kNobody = 0; // an address that stays free
 
 struct Box : Mail::Mailbox {
     using Mailbox::Mailbox;
@@ -70,7 +70,7 @@ void useGlobalLua() {
 void useLog() {
     qz_log("PLUG-IN", QZ_LOG_TRACE, "something");
     qz_log_set_output("plug-in", "", QZ_LOG_ALL);
-    // The last one stays open.
+    // The last reader stays open.
     static qz_log_reader* reader = nullptr;
     qz_log_reader_close(std::exchange(reader, qz_log_reader_open()));
     qz_log_reader_read(reader);
@@ -133,8 +133,8 @@ void useAgainAndAgain(void (*use)()) {
 }
 
 #ifdef _WIN32
-// As the process ends, the system kills the thread that has the lock, and those that use mailboxes,
-// before it calls the destructor.
+// At the end of the process, the system kills the thread that has the lock, and threads that use
+// mailboxes, before it calls the destructor.
 class LastUse {
 public:
     ~LastUse() {

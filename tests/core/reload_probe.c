@@ -1,4 +1,4 @@
-/* Loads and unloads the library in a program that holds nothing of GCC's runtime library itself:
+/* Loads and unloads the library in a program that does not itself use GCC's runtime library:
  * reload_probe <library> */
 #include <windows.h>
 

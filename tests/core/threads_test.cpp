@@ -6,7 +6,7 @@
 
 namespace {
 
-// Not to be read on Windows, where nothing is mapped for a thread.
+// The number of mappings of memory. 0 on Windows, where nothing is mapped for a thread.
 std::ptrdiff_t mappings() {
     std::ifstream lines("/proc/self/maps");
     return std::count(std::istreambuf_iterator<char>(lines), {}, '\n');
@@ -43,7 +43,7 @@ TEST(Semaphores, CountAndRefuseMoreThanTheMaximum) {
 struct PingPong {
     QZ_semaphore* ping = QZ_semaphore_create(0);
     QZ_semaphore* pong = QZ_semaphore_create(0);
-    int count = 0; // handed to and fro by the semaphores alone
+    int count = 0; // only the semaphores protect it
 };
 
 TEST(Semaphores, WakeAWaitingThreadAndOrderMemory) {

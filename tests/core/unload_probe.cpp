@@ -1,6 +1,6 @@
-// Loads and unloads the library as a host of plug-ins does it, or ends in the middle of calls:
+// Loads and unloads the library as a host of plug-ins does, or ends in the middle of calls:
 // unload_probe <way> <library> <plug-in> [<number>]
-// The number varies the moment at which the end comes.
+// The number varies the moment of the end.
 #include "support/footprint.h"
 #include "support/loaded_library.h"
 
@@ -82,7 +82,7 @@ bool loadAgainAndAgain(const char* library, const char* plugIn, int times) {
     return true;
 }
 
-// What the first loads leave behind is the system's and the libraries' beneath.
+// The first loads are not counted: what they leave belongs to the system and the libraries below.
 bool leavesNothing(const char* library, const char* plugIn) {
     constexpr std::size_t kSomeBytes = 20'000;
     constexpr std::size_t kSome = 20;
@@ -101,7 +101,7 @@ bool leavesNothing(const char* library, const char* plugIn) {
            after.threads == before.threads;
 }
 
-// The thread cannot end; it keeps the library, and goes on.
+// The thread cannot end, so it keeps the library loaded and goes on.
 bool unloadsUnderQueries(const char* library, const char* plugIn) {
     static std::atomic<int> runs{0};
     static std::atomic<bool> unloaded{false};
@@ -125,7 +125,7 @@ bool unloadsUnderQueries(const char* library, const char* plugIn) {
     return runs == 3;
 }
 
-// In a process that writes commas.
+// In a process whose locale has a decimal comma.
 int printsPoints(const char* library) {
     constexpr int kSkipped = 77;
     const char* const german = std::setlocale(LC_ALL, "de_DE.UTF-8");

@@ -10,7 +10,7 @@ struct Decoded {
     friend bool operator==(const Decoded&, const Decoded&) = default;
 };
 
-// In a buffer of exactly its size, so that address checkers see a byte too many.
+// Decodes in a buffer of exactly the text's size, so that address checkers see a byte too many.
 Decoded decode(std::string_view bytes) {
     const std::vector<char> exact(bytes.begin(), bytes.end());
     const char* position = exact.data();

@@ -20,7 +20,7 @@ std::vector<std::string> names() {
 
 char value[] = "value";
 
-// Each test begins with an empty table; what start-up registered is looked at by one test.
+// Each test begins with an empty table; one test looks at what start-up has registered.
 struct WatchTable : ::testing::Test {
     WatchTable() {
         for (const std::string& name : names()) {
@@ -70,7 +70,7 @@ TEST_F(WatchTable, CutsNamesWhereverTheyAreGiven) {
 }
 
 TEST_F(WatchTable, PrintsAllOneALineWithinTheBuffer) {
-    char first[] = "x\n"; // mode follows the line break, so a separator is due all the same
+    char first[] = "x\n"; // "/0" follows the line break, so a separator is due
     QZ_watch_set("A", printText, first);
     QZ_watch_set("B", printText, value);
     const std::string whole = "A: x\n/0\nB: value/0";

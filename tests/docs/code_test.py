@@ -19,7 +19,7 @@ import subprocess
 import sys
 import unittest
 
-# Whose options the code is compiled with: sources that see all headers, and Lua's.
+# Sources with whose options the code is compiled: they find all headers, and Lua's.
 MODELS = {"c": "tests/core/headers_c_test.c", "cpp": "tests/lua/state_test.cpp"}
 STANDARDS = {"c": "c11", "cpp": "c++20"}
 
@@ -104,7 +104,7 @@ def read_commands(path):
     for language, model in MODELS.items():
         command = next(entry["command"] for entry in entries if entry["file"].endswith(model))
         arguments = shlex.split(command)
-        # All but the files and the standard, which CMake may have raised.
+        # All options but the files and the standard, which CMake may have raised.
         arguments = arguments[:arguments.index("-o")]
         COMMANDS[language] = arguments + [f"-std={STANDARDS[language]}"]
 
