@@ -322,7 +322,7 @@ class CrashTest(unittest.TestCase):
 
     @unittest.skipIf(ON_WINDOWS, "blocks signals")
     def test_abort_with_all_signals_blocked(self):
-        os.environ["LD_BIND_NOW"] = "1"  # the dynamic linker cannot look up functions once the report has met the fault
+        os.environ["LD_BIND_NOW"] = "1"  # lazy binding would read the page that the probe protects
         self.addCleanup(os.environ.pop, "LD_BIND_NOW")
         self.assertIn("outerFrame()+", "\n".join(self.crash("abort_signalled")))
         self.assertEqual(self.run_probe("abort_blocked").returncode, -6)

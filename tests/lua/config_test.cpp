@@ -12,7 +12,7 @@ constexpr std::uint32_t kError = 0x08;
 struct LuaConfig : ::testing::Test {
     ~LuaConfig() override { lua_settop(state_, 0); }
 
-    // Makes what an expression stands for the current table.
+    // Makes an expression's value the current table.
     void use(const std::string& expression) {
         lua_settop(state_, 0);
         ASSERT_EQ(luaL_dostring(state_, ("return " + expression).c_str()), 0)
@@ -40,7 +40,7 @@ struct LuaConfig : ::testing::Test {
         return opened;
     }
 
-    // Pops an expression's value into an output that holds something else already.
+    // Pops an expression's value into an output that already holds another value.
     template<class Value>
     bool pop(const std::string& expression, Value* output) {
         use(expression);
@@ -294,7 +294,7 @@ TEST_F(LuaConfig, RunsABufferThatIsNotTerminated) {
     EXPECT_EQ(log_.messages(), (Lines{"load error v==:[string \"?\"]:1: '=' expected near '=='."}));
 }
 
-// Counts that promise gigabytes among them; LuaJIT would run what is damaged.
+// Some chunks have counts that promise gigabytes. LuaJIT would run a damaged chunk.
 TEST_F(LuaConfig, RunsNoBufferThatIsADamagedChunk) {
     const std::string chunk = script_.run("return string.dump(loadstring('v = 1'))");
     for (std::size_t i = 0; i < chunk.size(); ++i) {

@@ -6,7 +6,7 @@ namespace {
 
 using namespace qz::test;
 
-// Renders tables so that copies can be compared, keys sorted.
+// Renders tables as text, with sorted keys, so that copies can be compared.
 constexpr char kRender[] =
     "function render(v)\n"
     "    if type(v) == 'string' then return string.format('%q', v) end\n"
@@ -20,7 +20,7 @@ constexpr char kRender[] =
 struct LuaCopyIndex : ::testing::Test {
     LuaCopyIndex() { destination_.run(kRender); }
 
-    // Copies what the expression gives in the source; returns the copy, rendered.
+    // Copies the value of an expression in the source; returns the copy, rendered.
     std::string copy(const std::string& expression, lua_State* destination) {
         lua_State* const source = source_.state();
         lua_pushstring(source, "below");

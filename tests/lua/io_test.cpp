@@ -5,11 +5,11 @@ namespace {
 using namespace qz::test;
 
 struct LuaIo : ScriptInDirectory {
-    // Opens a file of these bytes as `f` and runs code.
+    // Opens a file that holds these bytes as `f` and runs code.
     std::string read(const std::string& bytes, const std::string& code) {
         writeFile(dir_ + "/in", bytes);
         const std::string result = run("f = io.open(dir .. '/in', 'rb') " + code);
-        run("f:close()"); // Windows lets nobody write a file that is open
+        run("f:close()"); // on Windows a file that is open cannot be written
         return result;
     }
 };
@@ -83,7 +83,7 @@ TEST_F(LuaIo, OnlyOpenFilesDoAnything) {
                   "select('#', io.lines(dir)), select('#', io.close({})), "
                   "select('#', io.read(newproxy()))"),
               "0|0|0|0|0");
-    // A foreign userdata in a file's clothes.
+    // A userdata of a script's that has a file's metatable.
     EXPECT_EQ(read("x", "local fake = newproxy() debug.setmetatable(fake, getmetatable(f)) "
                         "return select('#', fake:read(1)), select('#', fake:close())"),
               "0|0");

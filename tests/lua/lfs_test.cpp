@@ -112,7 +112,7 @@ TEST_F(LuaLfs, NormalisesPaths) {
         "255|0");
 }
 
-// The list may change while it is read: the garbage collector runs scripts of its own.
+// The list may change while it is read: the garbage collector runs finalisers of scripts.
 TEST_F(LuaLfs, SurvivesFinalisersThatChangeTheLocations) {
     EXPECT_EQ(run("for i = 1, 300 do lfs.add_location('n' .. i, 'p' .. i) end "
                   "collectgarbage('setpause', 1) collectgarbage('setstepmul', 100000) "

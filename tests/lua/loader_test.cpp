@@ -30,7 +30,7 @@ struct LuaLoader : ::testing::Test {
         return shaped(0, "", call);
     }
 
-    // The message of the exception that a call throws, which leaves stack and path as they were.
+    // The message of the exception that a call throws. Checks that stack and path are as before.
     template<class Call>
     std::string failure(const Call& call) {
         const std::string path = loader_.getCurrentPath();
@@ -324,8 +324,8 @@ TEST_F(LuaLoader, WithoutAState) {
     EXPECT_EQ(run(loader.getLuaState(), "return type(x)"), "table");
 }
 
-// A tracer written in Lua, which uses a loader of its own while a call of the host's begins; and a
-// script that calls whatever functions it finds.
+// A tracer written in Lua that uses a loader of its own while a call of the host begins, and a
+// script that calls all functions it finds.
 TEST_F(LuaLoader, ScriptsComeInBetween) {
     use("root, traced = {}, {}");
     lua_pushcfunction(state_, [](lua_State* inner) {

@@ -80,7 +80,7 @@ TEST_F(LuaLoadfile, LoadsPrecompiledChunks) {
     EXPECT_EQ(load(precompiled(script_)), Result(0, "function"));
 }
 
-// A truncated chunk is an error; one with flipped bits is one or happens to be a valid chunk still.
+// A truncated chunk is an error. A chunk with flipped bits is an error, or by chance still valid.
 TEST_F(LuaLoadfile, DamagedPrecompiledChunks) {
     const std::string chunk = precompiled(script_);
     for (size_t length = 1; length < chunk.size(); ++length) {

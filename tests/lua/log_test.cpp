@@ -7,7 +7,7 @@ using namespace qz::test;
 struct LuaLog : ::testing::Test {
     LuaLog() { log_.take(); }
 
-    // What one statement logs, as "level module: message" lines.
+    // The lines that one statement logs, as "level module: message".
     std::string logged(const std::string& code) {
         EXPECT_EQ(script_.run(code), "") << code;
         std::string text;
@@ -60,7 +60,7 @@ TEST_F(LuaLog, NeverRaises) {
     EXPECT_EQ(logged("setmetatable(_G, {__index = error}) log.info('e %d', 1)"), "64 e %d");
 }
 
-// Each level of recursion is a level of the C stack, which Lua bounds.
+// Each level of recursion takes a level of the C stack, which Lua limits.
 TEST_F(LuaLog, FormatThatLogs) {
     EXPECT_EQ(script_.run("local depth = 0\n"
                           "string.format = function()\n"

@@ -7,7 +7,7 @@
 
 namespace qz::test {
 
-// The value at `index` as text: what tostring gives for simple values, the type's name for others.
+// The value at `index` as text: as tostring prints it for simple values, else the type's name.
 std::string describe(lua_State* state, int index);
 
 // Runs code and returns its results, separated by "|", or "error: " and the message without the
@@ -26,12 +26,12 @@ private:
     lua_State* state_;
 };
 
-// A fresh directory of the running test's own, relative to the working directory, with slashes:
-// usable in scripts as it is.
+// A fresh directory of the running test's own, relative to the working directory, with slashes, so
+// that scripts can use it as it is.
 std::string scriptDirectory();
 
 struct ScriptInDirectory : ::testing::Test {
-    // Runs code that finds the test's directory in `dir`.
+    // Runs code. Its variable `dir` is the test's directory.
     std::string run(const std::string& code) {
         return script_.run("local dir = '" + dir_ + "' " + code);
     }

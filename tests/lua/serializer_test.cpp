@@ -11,7 +11,7 @@ namespace {
 using namespace qz::test;
 
 struct LuaSerializer : ::testing::Test {
-    // Saves a global; the call leaves `pushed` on the stack, which is dropped.
+    // Saves a global. Checks that the call leaves `pushed` on the stack, and pops it.
     std::string save(const std::string& name, const std::string& pushed = "") {
         std::ostringstream stream;
         Lua::Serializer serializer(stream);
@@ -21,7 +21,7 @@ struct LuaSerializer : ::testing::Test {
         return stream.str();
     }
 
-    // What code over a saved `t` gives after it was loaded again.
+    // The results of code that runs after a saved `t` was loaded again.
     std::string reloaded(const std::string& code) { return script_.run(save("t") + "\n" + code); }
 
     LogCapture log_;
@@ -93,7 +93,7 @@ TEST_F(LuaSerializer, TheOutputFunctionOutlivesTheCall) {
 
 TEST_F(LuaSerializer, StreamsThatThrow) {
     struct Full : std::streambuf {
-    } full; // takes nothing, and so says the one that it comes with
+    } full; // takes nothing: overflow() returns an error
     std::ostream stream(&full);
     stream.exceptions(std::ios::badbit);
     script_.run("t = {1}");

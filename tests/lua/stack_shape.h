@@ -1,4 +1,4 @@
-// What calls leave on the stack of a Lua state.
+// Checks what calls leave on the stack of a Lua state.
 #pragma once
 
 #include "lua/script.h"
@@ -9,9 +9,9 @@
 
 namespace qz::test {
 
-// Expects, when it goes, that of the values that were on the stack when it was made the top
-// `popped` ones are gone, the others are the same still, and on top of them lie values of the types
-// in `pushed`, separated by blanks.
+// Its destructor expects that the top `popped` values of those that were on the stack when it was
+// made are gone, that the others are still the same, and that on top of them are values of the
+// types in `pushed`, which are separated by blanks.
 class ExpectShape : NonCopyable {
 public:
     ExpectShape(lua_State* state, int popped, std::string pushed)
@@ -53,7 +53,7 @@ private:
     int before_;
 };
 
-// Makes a call and expects what it leaves.
+// Makes a call and checks what it leaves.
 template<class Call>
 auto shaped(lua_State* state, int popped, const std::string& pushed, const Call& call) {
     const ExpectShape shape(state, popped, pushed);

@@ -41,7 +41,7 @@ TEST(LuaState, HasTheListedLibrariesAndNoOthers) {
     EXPECT_EQ(names, "_G coroutine debug io lfs log math os package string table");
 }
 
-// A script can damage what the library keeps in the registry; the library has to cope.
+// A script can damage what the library keeps in the registry, and must do no harm by that.
 TEST(LuaState, SurvivesAHostileRegistry) {
     LogCapture log;
     Script script;

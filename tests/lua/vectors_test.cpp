@@ -1,5 +1,5 @@
-// The vectors, in two programs: with the library's own classes, and with a host's, which only share
-// their names and their layout with them. Both link against the same library.
+// Reads vectors in two programs: one has the library's own classes, the other a host's classes of
+// the same names and layout. Both link against the same library.
 #include "Lua/Config.h"
 
 #include "lua/script.h"
@@ -36,7 +36,7 @@ using namespace qz::test;
 static_assert(sizeof(osg::Vec4ub) == 4 && sizeof(osg::Vec2f) == 8);
 static_assert(sizeof(osg::Vec3d) == 24 && sizeof(osg::Vec4d) == 32);
 
-// The components of what an expression reads as, or none.
+// The components of the vector that an expression reads as, or none.
 template<class Vector, int count>
 std::vector<double> read(const std::string& expression) {
     Script script;

@@ -11,7 +11,7 @@ using namespace qz::test;
 struct MappedFile : testing::Test {
     void TearDown() override { fs::remove(path()); }
 
-    // The tests run beside each other.
+    // A file of the test's own: tests run at the same time.
     static const char* path() {
         static const std::string name =
             std::string(testing::UnitTest::GetInstance()->current_test_info()->name()) + ".bin";
@@ -43,7 +43,8 @@ TEST_F(MappedFile, Lines) {
               Lines({std::string("a\0b", 3), "\x8a\x8d"}));
     EXPECT_EQ(linesOf(""), Lines());
 
-    // Lines of all lengths at all distances from the end, beside the plainest way to find them.
+    // Compares lines of all lengths at all distances from the end with the plainest way to find
+    // them.
     std::mt19937 random(20261121);
     for (int round = 0; round < 200; ++round) {
         Lines expected;
@@ -97,9 +98,9 @@ TEST_F(MappedFile, Failures) {
     EXPECT_EQ(std::string(file.error()).rfind("CreateFile(\"also_missing\", read): ", 0), 0U);
     const LogLine last{"QZCORE", 0x08, logged};
     const std::vector<LogLine> lines = log.take();
-    ASSERT_EQ(lines.size(), 2U); // not those of the copies
+    ASSERT_EQ(lines.size(), 2U); // open_copyaccess logs none
     EXPECT_EQ(lines.back(), last);
-    const std::string longName(3000, 'n'); // what the system says of it comes behind
+    const std::string longName(3000, 'n'); // the system's text follows the name
     EXPECT_FALSE(file.open_copyaccess(longName.c_str(), 1));
     EXPECT_EQ(std::string(file.error()).rfind("CreateFile(\"" + longName + "\", read): ", 0), 0U);
     write("x");
@@ -172,7 +173,7 @@ TEST_F(MappedFile, Writer) {
     EXPECT_TRUE(image.alloc(17, &offset));
     EXPECT_EQ(offset, 48);
     EXPECT_EQ(image.sideCursor, 80U);
-    EXPECT_THROW(image.alloc(17, &offset), misc::error); // no room there, nor elsewhere
+    EXPECT_THROW(image.alloc(17, &offset), misc::error); // no room there or elsewhere
     EXPECT_EQ(image.allocated[0], 100'000U);
     image.Close();
     std::string expected(100'000, 0);
@@ -182,10 +183,10 @@ TEST_F(MappedFile, Writer) {
     ASSERT_TRUE(image.Create(path(), 10));
     image.Reset();
     image.Close();
-    EXPECT_EQ(read(), expected); // only Close writes, and only what was begun
+    EXPECT_EQ(read(), expected); // only Close writes, and only after a Create
     ASSERT_TRUE(image.Create(path(), 10));
     image.Close();
-    EXPECT_EQ(read(), ""); // over what was there
+    EXPECT_EQ(read(), ""); // replaced by an empty file
 }
 
 TEST_F(MappedFile, WriterLeavesTheMappingsOfOthers) {
@@ -194,7 +195,8 @@ TEST_F(MappedFile, WriterLeavesTheMappingsOfOthers) {
     ASSERT_NE(old.view, nullptr);
     misc::mmf_write image(1);
     ASSERT_TRUE(image.Create(path(), 10));
-    const bool isReplaced = messageOf([&] { image.Close(); }).empty(); // not on Windows
+    const bool isReplaced =
+        messageOf([&] { image.Close(); }).empty(); // Windows does not replace a mapped file
     EXPECT_EQ(old.view[99'999], 'x');
     old.close();
     EXPECT_EQ(read().size(), isReplaced ? 0U : 100'000U);

@@ -29,7 +29,7 @@ class Process:
         return self.line()
 
     def finish(self):
-        """Returns the exit code and the rest of what it said."""
+        """Returns the exit code and the rest of the output."""
         out, _ = self.process.communicate(timeout=100)
         return self.process.returncode, out.strip()
 
@@ -58,7 +58,7 @@ class RingTest(unittest.TestCase):
         return self.start("count", name=name).finish()
 
     def assert_nothing_left(self, name=None):
-        """Where shared memory is a file; elsewhere the system sees to it."""
+        """Checks where shared memory is a file; elsewhere the system removes it."""
         self.assertEqual(glob.glob(f"/dev/shm/*{name or self.name}*"), [])
 
     def test_four_readers_are_lapped(self):
@@ -111,7 +111,7 @@ class RingTest(unittest.TestCase):
         victims = [self.start_ready("churn") for _ in range(2)]
         for victim in victims:
             victim.kill()
-        # Whoever makes any ring clears away what they have left.
+        # A process that makes any ring removes what killed processes have left.
         other = self.name + " other"
         self.assertEqual(self.count(other), (0, "0"))
         self.assert_nothing_left()

@@ -7,7 +7,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
 namespace {
 
-// Memory for a ring, behind which nobody writes.
+// Memory for a ring. Checks that nothing is written behind it.
 struct Block : qz::test::NonCopyable {
     explicit Block(std::size_t count) : bytes(count, 0), size(count) {
         bytes += std::string(64, 'Z');
@@ -35,7 +35,7 @@ int push(CRingBuffer& ring, const std::string& text) {
            ring.PushStop() == 1;
 }
 
-// "-" if there is none.
+// The next record, or "-" if there is none.
 std::string pop(CRingBuffer& ring, int* overwritten = nullptr) {
     std::string text(ring.PopStart(overwritten), 0);
     if (text.empty()) {
@@ -67,7 +67,7 @@ TEST(RingBuffer, Block) {
 
     EXPECT_EQ(ring.PushStart(0), 0);
     EXPECT_EQ(ring.PushStart(3), 1);
-    EXPECT_EQ(ring.PushStop(), 0); // cut short; its length stays
+    EXPECT_EQ(ring.PushStop(), 0); // incomplete; its length stays
     EXPECT_EQ(pop(reader), "abcdef");
     EXPECT_EQ(reader.PopStart(nullptr), 3U);
     char byte = 0;
@@ -107,7 +107,8 @@ TEST(RingBuffer, RoomAndLapping) {
     EXPECT_EQ(pop(reader, &overwritten), oldest);
     EXPECT_EQ(overwritten, 1);
 
-    // In the middle of a record as well: the rest is lost, and so are the others that were.
+    // A reader may also be lapped in the middle of a record: it loses the rest and the records
+    // behind.
     ASSERT_NE(late.PopStart(nullptr), 0U);
     char byte = 0;
     EXPECT_EQ(late.PopData(&byte, 1, 1), 1);
@@ -116,13 +117,13 @@ TEST(RingBuffer, RoomAndLapping) {
     EXPECT_EQ(pop(late, &overwritten), std::string(90, 'z'));
     EXPECT_EQ(overwritten, 1);
 
-    // A writer that starts anew has its counts of wraps start anew.
+    // A writer that initialises the ring again starts its count of laps again.
     ASSERT_EQ(ring.Init(block.get(), 144), 1);
     ASSERT_EQ(push(ring, "new"), 1);
     EXPECT_EQ(pop(late, &overwritten), "new");
 }
 
-// A writer that goes on for long enough starts to count its laps from 0 again.
+// After enough laps the writer's count of laps wraps around to 0.
 TEST(RingBuffer, LapsWrap) {
     Block block(144);
     CRingBuffer writer, reader, late;
@@ -247,7 +248,7 @@ TEST(UniRingBuffer, Records) {
     EXPECT_EQ(reader.ReadHeader(&seen, &overwritten), 1);
     EXPECT_EQ(overwritten, 1);
     EXPECT_EQ(reader.Get(copy, sizeof copy, &overwritten), 0);
-    EXPECT_EQ(overwritten, 1); // a look ahead changes nothing
+    EXPECT_EQ(overwritten, 1); // ReadHeader does not move the reader
     header.length = 0xFFFF;
     EXPECT_EQ(ring.Put(&header, std::string(0xFFFF, 'x').data(), 0xFFFF), 0);
     EXPECT_EQ(reader.ReadHeader(&seen, &overwritten), 0);
@@ -299,7 +300,7 @@ TEST(RingMessageBuffer, Messages) {
     EXPECT_EQ(reader.words[0] + reader.words[1] + reader.words[2], 0U);
     EXPECT_GE(reader.time, before);
     EXPECT_LE(reader.time, std::time(nullptr));
-    EXPECT_EQ(reader.get(8), 1); // fits, without its end
+    EXPECT_EQ(reader.get(8), 1); // fits without its terminator
     EXPECT_EQ(std::string(reader.text, 8), "measured");
     EXPECT_EQ(reader.get(), 2);
     EXPECT_EQ(std::string(reader.text, 64), "7%" + std::string(62, 'x'));
@@ -337,13 +338,13 @@ TEST(RingMessageBuffer, Names) {
     }
     Messages again(name.c_str());
     ASSERT_NE(again.ring, nullptr);
-    EXPECT_EQ(again.get(), 0); // the last one to leave took it with him
+    EXPECT_EQ(again.get(), 0); // the last user to close it removed it
     EXPECT_EQ(CRingMessageBuffer::OpenNew((name + "too small").c_str(), 32, nullptr), nullptr);
 
     auto* const closed = new CRingMessageBuffer;
     EXPECT_EQ(closed->AddMessage("nobody hears", 5), 0);
     EXPECT_EQ(closed->Open("", 0, nullptr), 0);
-    EXPECT_EQ(closed->Open(name.c_str(), 0, nullptr), 1); // a failure leaves it alive
+    EXPECT_EQ(closed->Open(name.c_str(), 0, nullptr), 1); // a failed open leaves the object usable
     EXPECT_EQ(closed->Close(0), 1);
     EXPECT_EQ(closed->Close(1), 1);
 }
@@ -354,7 +355,7 @@ constexpr std::uint32_t kRecords = 10'000;
 constexpr std::uint32_t kRecords = 200'000;
 #endif
 
-// A record is its number, again and again.
+// A record consists of its number, repeated.
 void writeRecords(CRingBuffer& ring, std::atomic<bool>& done) {
     std::vector<std::uint32_t> words(40);
     for (std::uint32_t number = 1; number <= kRecords; ++number) {
@@ -412,7 +413,7 @@ TEST(RingBuffer, FourReadersWithoutLock) {
     EXPECT_EQ(last, std::vector<std::uint32_t>(4, kRecords));
 }
 
-// The fuzz target: other parties that write what they like.
+// The fuzz target: other parties write any bytes.
 TEST(RingBuffer, HostileBlock) {
     std::mt19937 random(20261121);
     std::vector<std::uint8_t> input(2000);

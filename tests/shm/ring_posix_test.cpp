@@ -1,4 +1,4 @@
-// What only this system has.
+// Behaviour of rings that only Linux has.
 #include "Shm/RingBuffer.h"
 #include "support/test.h"
 

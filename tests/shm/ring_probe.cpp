@@ -1,4 +1,4 @@
-// One party to a ring of messages; processes_test.py starts several and kills some.
+// A process that uses a ring of messages. processes_test.py starts several and kills some.
 #include "Core/Hash.h"
 #include "Shm/RingBuffer.h"
 
@@ -112,7 +112,7 @@ int write(Ring& ring, unsigned long most, std::chrono::milliseconds time) {
     return ring.add(kEnd) ? 0 : fail("not added", kEnd);
 }
 
-// Until it is killed.
+// Runs until it is killed.
 int churn(Ring& ring) {
     say("ready");
     std::string message;
@@ -123,7 +123,7 @@ int churn(Ring& ring) {
     }
 }
 
-// For each line that comes: is the ring in order?
+// For each line of input, checks whether the ring is in order.
 int check(Ring& ring) {
     say("ready");
     std::string message;

@@ -37,7 +37,7 @@ TEST(PathfinderThread, RunsQueriesInTheOrderAdded) {
     EXPECT_TRUE(comesTrue(second, expected));
 }
 
-// Each query alone, when the thread has just found nothing to do or has been asleep for a while.
+// Adds each query alone, when the thread has just found nothing to do or has slept for a while.
 TEST(PathfinderThread, LeavesNoQueryWaitingForTheNext) {
     static std::atomic<unsigned> done{0};
     PathfinderThread::instance()->addQuery(nullptr, nullptr);
@@ -47,7 +47,7 @@ TEST(PathfinderThread, LeavesNoQueryWaitingForTheNext) {
     }
 }
 
-// The process ends while a query runs and another waits; a hang is ended by the time limit.
+// The process ends while a query runs and another waits. The test's time limit would end a hang.
 TEST(PathfinderThread, HoldsNoProcessUp) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     static std::atomic<unsigned> running{0};

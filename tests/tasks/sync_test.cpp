@@ -6,7 +6,7 @@
 namespace {
 
 // Every 256th lock shares a line of sleeping threads. Now and then an owner sleeps, so that the
-// others do.
+// other threads sleep, too.
 TEST(Futex, LetsOneThreadInAtATime) {
     constexpr int kThreads = 6, kRounds = 3000;
     std::vector<Sync::Futex> futexes(513);
@@ -43,14 +43,14 @@ TEST(Futex, TryLockWaitsWhateverItsTimeOut) {
     futex.unlock();
 }
 
-// One thread gives it up only to take it again. All hold it for longer than it takes until the lock
-// is handed over, so those who sleep have it before the first one has it again. With luck they also
-// have an unfair lock soon, but not every time.
+// One thread releases the lock and takes it again at once. All threads hold it for longer than the
+// time after which it is handed over, so the sleeping threads get it before the first one gets it
+// again. With luck they would get an unfair lock soon, too, but not in every round.
 TEST(Futex, LetsEverybodyHaveATurn) {
     constexpr int kRounds = 10;
     constexpr int kThreads = 16;
     constexpr std::chrono::milliseconds kHold{2};
-    constexpr int kMostTurns = 4 * kRounds; // with a fair lock one a round, and some to spare
+    constexpr int kMostTurns = 4 * kRounds; // a fair lock takes one a round; the rest is reserve
     int turns = 0;
     for (int round = 0; round < kRounds; ++round) {
         Sync::Futex futex;
@@ -80,7 +80,7 @@ TEST(Futex, LetsEverybodyHaveATurn) {
     EXPECT_LT(turns, kMostTurns);
 }
 
-#ifndef _WIN32 // whose clock() is not of processor time
+#ifndef _WIN32 // there clock() does not give processor time
 TEST(Futex, TakesNoProcessorTimeWhileItIsWaitedFor) {
     constexpr int kThreads = 32;
     Sync::Futex futex;

@@ -31,7 +31,7 @@ void count(void* counter) {
     static_cast<std::atomic<int>*>(counter)->fetch_add(1);
 }
 
-// Nothing runs any more when a test's own objects go.
+// Ends the workers before a test's own objects are destroyed.
 struct TaskManager : testing::Test {
     ~TaskManager() override { EXPECT_EQ(QZ_shutdown_tasks(10.0), 1); }
 };
@@ -52,7 +52,7 @@ TEST_F(TaskManager, RunsEveryTaskOnceWhoeverAddsIt) {
     EXPECT_EQ(done, kAdders * kTasks);
 }
 
-// Two tasks, of which neither may be kept waiting by the other, whatever the workers did before.
+// Neither of two tasks may keep the other waiting, whatever the workers did before.
 TEST_F(TaskManager, RunsTwoTasksThatWaitForEachOther) {
     for (int round = 0; round < 500; ++round) {
         Latch meeting(2);
@@ -71,7 +71,7 @@ TEST_F(TaskManager, RunsTwoTasksThatWaitForEachOther) {
 }
 
 TEST_F(TaskManager, NumbersQueuesByName) {
-    QZ_wait_serial_queue(0); // there is none yet, which harms nobody
+    QZ_wait_serial_queue(0); // there is no such queue yet: nothing happens
     QZ_clear_serial_queue(~size_t{0}, 0);
     EXPECT_EQ(QZ_create_serial_queue("a"), 0U);
     EXPECT_EQ(QZ_create_serial_queue("A"), 1U);
@@ -90,8 +90,8 @@ TEST_F(TaskManager, NumbersQueuesByName) {
     EXPECT_EQ(QZ_create_serial_queue("new"), 103U); // after "a", "A", "" and these
 }
 
-// The counters are nobody's but the queue's, without any synchronisation; the pauses let the queues
-// run empty all the time, the moment at which a callback could be lost.
+// Only the queue uses its counters, without any synchronisation. The pauses let the queues run
+// empty again and again: at that moment a callback could be lost.
 TEST_F(TaskManager, SerialCallbacksRunOneByOneInOrderAndNoneIsLost) {
     constexpr int kAdders = 2;
     constexpr int kEach = 20000;
@@ -135,7 +135,7 @@ TEST_F(TaskManager, SerialCallbacksRunOneByOneInOrderAndNoneIsLost) {
 
 TEST_F(TaskManager, ClearDiscardsWhatWaitsAndNothingElse) {
     const size_t queue = QZ_create_serial_queue("cleared");
-    for (int alreadyTaken : {0, 1}) { // callbacks of the turn before the one that is cleared
+    for (int alreadyTaken : {0, 1}) { // callbacks that the turn has run before the clearing
         std::atomic<int> done{0};
         Latch added(1);
         Latch begun(1);
@@ -154,7 +154,7 @@ TEST_F(TaskManager, ClearDiscardsWhatWaitsAndNothingElse) {
         added.count_down();
         begun.wait();
         QZ_clear_serial_queue(queue, 1);
-        QZ_wait_all_serial_queues(); // one is running, which does not count
+        QZ_wait_all_serial_queues(); // the one that is running does not count
         EXPECT_EQ(done, 0);
         cleared.count_down();
         QZ_wait_serial_queue(queue);

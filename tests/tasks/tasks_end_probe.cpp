@@ -1,6 +1,6 @@
-// Ends in one of several ways in the middle of everything: tasks_end_probe <library> <way> <number>
-// The library is loaded as a host of plug-ins does it, so that it can be unloaded as well. The
-// number varies the moment at which the end comes.
+// Ends in one of several ways while tasks run: tasks_end_probe <library> <way> <number>
+// Loads the library as a host of plug-ins does, so that it can also be unloaded. The number varies
+// the moment of the end.
 #include "Tasks/TaskManager.h"
 #include "support/loaded_library.h"
 
@@ -52,7 +52,7 @@ void addItselfAgain(void* queue) {
     tasks.addSerial(*static_cast<std::size_t*>(queue), queue, addItselfAgain);
 }
 
-// As fast as they are run.
+// Adds tasks as fast as they are run.
 void addForEver() {
     constexpr int kMostWaiting = 500;
     for (int i = 0;; ++i) {

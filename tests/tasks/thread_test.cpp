@@ -14,7 +14,7 @@ struct Passes : Sync::Thread::Task {
     }
 
     int left;
-    std::vector<bool> seen; // for when the thread is gone
+    std::vector<bool> seen; // is read after the thread has ended
 };
 
 TEST(Thread, RunsUntilTheTaskHasHadEnoughOrIsStopped) {
@@ -33,7 +33,7 @@ TEST(Thread, RunsUntilTheTaskHasHadEnoughOrIsStopped) {
         EXPECT_FALSE(thread.wait(5));
         thread.stop();
         EXPECT_TRUE(thread.wait(0));
-        thread.start(&many); // the thread's end waits for it
+        thread.start(&many); // the thread's destructor waits for it
     }
     EXPECT_EQ(three.seen, (std::vector<bool>{false, true, true}));
     EXPECT_FALSE(forEver.seen.empty());

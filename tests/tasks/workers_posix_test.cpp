@@ -1,4 +1,4 @@
-// How many threads are started. What if they cannot be is the business of fault/tasks_fault.cpp.
+// Counts the threads that are started. fault/tasks_fault.cpp tests what happens if they cannot be.
 #include "Tasks/TaskManager.h"
 #include "support/test.h"
 
@@ -9,7 +9,7 @@ std::ptrdiff_t threads() {
 }
 
 TEST(Workers, AreAsManyAsProcessorsButTwoAtLeast) {
-    std::thread([] {}).join(); // with the first one a sanitizer starts one of its own
+    std::thread([] {}).join(); // with the first thread a sanitizer starts one of its own
     const std::ptrdiff_t before = threads();
     QZ_create_serial_queue("the first call starts them");
     EXPECT_EQ(threads() - before, std::max(2U, std::thread::hardware_concurrency()));
