@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian package, builds and runs the small examples against it, removes it, and looks for
-# what it left. Needs root; it would not touch a package of that name that is there already.
+# files that it left. Needs root. Does not touch a package of that name that is installed already.
 #     deb_test.sh PACKAGE.deb
 set -euo pipefail
 

@@ -1,5 +1,5 @@
-/* A host that knows the flat functions alone, and no C library: built by Microsoft's tools it needs
- * nothing that a machine without them lacks. Ends with 0, or with the number of what failed. */
+/* A host that uses only the flat functions, and no C library: built by Microsoft's tools, it runs
+ * on a machine without them. Ends with 0, or with the number of the check that failed. */
 #include "Core/Hash.h"
 #include "Core/Log.h"
 #include "Core/Version.h"

@@ -23,7 +23,7 @@ WINDOWS = False
 
 
 def posix_path(path):
-    """Where a path that a Windows program printed is for us."""
+    """Converts a path that a Windows program printed to one of this system."""
     if not WINDOWS:
         return pathlib.Path(path)
     prefix = pathlib.Path(os.environ.get("WINEPREFIX") or pathlib.Path.home() / ".wine")
@@ -63,10 +63,10 @@ class HostTest(unittest.TestCase):
         picture = posix_path(printed["result"].strip()).read_text()
         self.assertTrue(picture.startswith("<?xml") and picture.endswith("</svg>\n"))
         self.assertGreater(picture.count("<path"), 1000)
-        # The same flight on every system, processor and Lua.
+        # The flight is the same on every system, processor and Lua.
         self.assertIn("flock: fingerprint of the flight: 866606\n", self.log())
         self.assertIn(" HOST: done\n", self.log())
-        # The second output holds the script's messages alone, TRACE included, which no other has.
+        # The second output has only the script's messages, and no other output has their TRACE lines.
         self.assertIn("flock: step ", self.log("script"))
         self.assertNotIn("HOST", self.log("script"))
         self.assertNotIn("flock: step ", self.log())
@@ -142,7 +142,7 @@ class HostTest(unittest.TestCase):
             code, _, err = self.fly(*arguments, settings=half)
             self.assertEqual(code, 0, err)
             self.assertEqual("going on from step 550" in err, not arguments)
-        # To the last bit what one long flight comes to.
+        # The same to the last bit as one long flight.
         self.assertIn("fingerprint of the flight: 866606\n", err)
         code, _, err = self.fly(archipelago=("Three", "Four"))
         self.assertEqual(code, 1)
@@ -218,7 +218,7 @@ class HostTest(unittest.TestCase):
         for _ in range(10):
             last = fingerprint("--frames", "200")
         self.assertEqual(last, at_once)
-        # Another world has a save of its own, and one of the same name replaces none.
+        # Another world has a save of its own; a different world of the same name does not replace a save.
         arguments = self.sail("--frames", "1")
         path = self.folder / "world.lua"
         world = path.read_text()
@@ -268,18 +268,18 @@ class HostTest(unittest.TestCase):
         simulating = start(*many)
         self.assertIn("Fulmar", watcher.stdout.readline())
         watcher.kill()
-        watcher = watch()  # which has missed a part
+        watcher = watch()  # has missed a part
         self.assertRegex(watcher.stdout.readline(), "frame .*Fulmar")
         simulating.kill()
         simulating.wait()
         sees_what_is_simulated(watcher)
 
-    # Each start tells whether the one before has left a whole world, and no older one than before.
+    # Each start shows that the killed host has left a whole world, and not an older one than before.
     def test_a_host_that_is_killed_while_it_saves_leaves_a_whole_world(self):
         chance = random.Random(1)
         self.assertEqual(self.run_host(*self.sail("--fresh", "--frames", "1"))[0], 0)
         last, kills, cut_off = 1, 0, 0
-        # A slow machine may need more kills until one hits a world that is half written.
+        # A slow machine may need more kills before one hits a world that is half written.
         while kills < (8 if WINDOWS else 300) or (not WINDOWS and cut_off == 0 and kills < 3000):
             kills += 1
             host = subprocess.Popen([*COMMAND, *self.sail("--frames", "1000000", "--save-every", "1")],
@@ -298,7 +298,7 @@ class HostTest(unittest.TestCase):
             last = frame
             cut_off += len(list(self.folder.glob("data/qz_host/*ferries.qzo*"))) > 1
         self.assertGreater(last, 1)
-        if not WINDOWS:  # whose directory is elsewhere
+        if not WINDOWS:  # there the directory is elsewhere
             self.assertGreater(cut_off, 0, "kills while a new world lay beside the old one")
 
     def test_a_mapped_image_is_made_once(self):
@@ -315,16 +315,16 @@ class HostTest(unittest.TestCase):
     def test_a_crash_is_told_of_at_the_next_start(self):
         if WINDOWS:
             self.skipTest("a program cannot be made to crash from outside")
-        for name in ("ASAN_OPTIONS", "TSAN_OPTIONS"):  # whose own handlers would be first
+        for name in ("ASAN_OPTIONS", "TSAN_OPTIONS"):  # their own handlers would come first
             self.environment[name] = os.environ.get(name, "") + ":handle_segv=0"
-        # The second message may be in the midst of being logged when the crash comes.
+        # The second message may be only half logged when the crash comes.
         script = self.script("log.info('on my way') log.info('still') while true do end\n")
         host = subprocess.Popen([*COMMAND, "--logs", "logs", script], cwd=self.folder, text=True,
                                 env=self.environment, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
         with host:
             while "still" not in host.stderr.readline():
                 pass
-            # To the main thread; one to the process can hit the thread that writes the log.
+            # Sent to the main thread: a signal to the process can hit the thread that writes the log.
             ctypes.CDLL(None).syscall(SYS_TGKILL, host.pid, host.pid, signal.SIGSEGV)
         self.assertNotEqual(host.returncode, 0)
         self.assertIn("on my way", self.log())
@@ -391,7 +391,7 @@ class HostTest(unittest.TestCase):
 
         self.assertIn(": 1\n", run(counting)[2])
         self.assertIn(": 2\n", run(counting)[2])
-        # What cannot be saved leaves the last good state where it is.
+        # A state that cannot be saved leaves the last good one.
         code, _, err = run("state = {print}")
         self.assertEqual(code, 1)
         self.assertIn(".state.lua: the state cannot be saved: Don't know how to write", err)
@@ -447,7 +447,7 @@ class HostTest(unittest.TestCase):
         self.assertNotIn(b"\n", shown[first:last])
 
     def test_interrupt_ends_cleanly_even_if_the_script_resists(self):
-        # LuaJIT calls no hooks from machine code, so there the host is asked now and then.
+        # LuaJIT calls no hooks from machine code, so there the script calls the host now and then.
         name = self.script("local jit = string.dump(function() end):sub(2, 3) == 'LJ'\n"
                            "local function spin()\n"
                            "    while true do if jit then host.progress(0) end end\n"

@@ -41,7 +41,7 @@ class PackageTest(unittest.TestCase):
     def install(folder):
         """Returns where the package is."""
         if OPTIONS.archive is None:
-            stale = pathlib.Path(OPTIONS.build) / "installed_docs/gone.md"  # as an earlier installation leaves it
+            stale = pathlib.Path(OPTIONS.build) / "installed_docs/gone.md"  # as left by an earlier installation
             stale.parent.mkdir(exist_ok=True)
             stale.touch()
             run(["cmake", "--install", OPTIONS.build, "--prefix", folder])
@@ -49,7 +49,7 @@ class PackageTest(unittest.TestCase):
         shutil.unpack_archive(OPTIONS.archive, folder)
         (place,) = folder.iterdir()
         for tool in (place / "bin").iterdir():
-            tool.chmod(0o755)  # zip archives do not tell
+            tool.chmod(0o755)  # zip archives do not keep it
         return place
 
     def test_tool_finds_the_library(self):
@@ -70,7 +70,7 @@ class PackageTest(unittest.TestCase):
         run([sys.executable, EXAMPLES.parent / "scripts/check_links.py", self.prefix / "share/doc"])
 
     def test_files_are_hardened(self):
-        """Overruns end the program, and nothing that it calls can be written over."""
+        """Overruns end the program, and the addresses of what it calls cannot be overwritten."""
         self.needs_linux()
         for name in ("lib/libqzCore.so", "bin/qz"):
             told = run(["readelf", "--wide", "--dynamic", "--program-headers", "--dyn-syms", self.prefix / name])
@@ -126,7 +126,7 @@ class PackageTest(unittest.TestCase):
     def build_project(self, source, program):
         """Builds a project of CMake against the package; returns the command that runs its program."""
         build = self.folder / f"{program}_build"
-        # A toolchain for another system ignores prefixes of this one, hence the package's folder.
+        # A toolchain for another system ignores this system's prefixes, so it gets the package's folder.
         place = (f"-DCMAKE_PREFIX_PATH={self.prefix}" if OPTIONS.target == "Linux" else
                  f"-DqzCore_DIR={self.prefix / 'lib/cmake/qzCore'}")
         run(["cmake", "-S", source, "-B", build, "-G", "Ninja", place,

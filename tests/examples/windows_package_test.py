@@ -36,8 +36,8 @@ class WindowsPackageTest(unittest.TestCase):
         cls.modules = sorted((cls.prefix / "bin").glob("*.*"))
         cls.environment = dict(os.environ, WINEPATH=str(cls.prefix / "bin"))
 
-    # windows7.txt has what the package took so far. A function that is not there may be newer: look
-    # it up in the documentation, and add it or do without.
+    # windows7.txt lists the functions that the package has imported so far. Another function may be newer
+    # than Windows 7: look it up in the documentation, and add it to the list or do without it.
     def test_needs_nothing_that_windows_7_lacks(self):
         known = dict(line.split(": ") for line in (HERE / "windows7.txt").read_text().splitlines()
                      if not line.startswith("#"))
@@ -51,12 +51,12 @@ class WindowsPackageTest(unittest.TestCase):
     def test_symbols_are_there(self):
         names = {path.name for path in (self.prefix / "symbols").iterdir()}
         self.assertLessEqual({"qzCore.pdb", "qz.pdb", "lua51.pdb"}, names)
-        for module in ("qzCore.dll", "qz.exe"):  # and nowhere else, nor a path of the machine that built it
+        for module in ("qzCore.dll", "qz.exe"):  # not in the modules, which have no path of the building machine
             content = (self.prefix / "bin" / module).read_bytes()
             at = content.index(b"RSDS") + 24
             self.assertEqual(content[at:content.index(b"\0", at)].decode(), module[:-4] + ".pdb")
 
-    # What overruns cannot use, without a DLL of the compiler's for it.
+    # Hardened against overruns, without a DLL of the compiler's.
     def test_files_are_hardened(self):
         for module in self.modules:
             marks = run(["llvm-readobj-14", "--file-headers", module])
@@ -64,7 +64,7 @@ class WindowsPackageTest(unittest.TestCase):
                 self.assertIn(f"IMAGE_DLL_CHARACTERISTICS_{mark}", marks, module.name)
             self.assertNotIn("libssp-0.dll", {dll for dll, _ in imports(module)}, module.name)
 
-    # Short import objects are the form that Microsoft's own tools make.
+    # Microsoft's own tools make import libraries of short import objects.
     def test_microsofts_linker_takes_the_library(self):
         library = self.prefix / "lib/qzCore.lib"
         kinds = set(re.findall(r"^Format: (\S+)$", run(["llvm-readobj-14", "--file-headers", library]), re.M))

@@ -10,8 +10,8 @@
 
 namespace qz::test {
 
-// The process's while it lives. On Linux it is made in a directory by localedef, from what Debian's
-// package "locales" has.
+// The process's locale while it lives. On Linux localedef makes it in a directory, from the files
+// of Debian's package "locales".
 class CommaLocale : NonCopyable {
 public:
     explicit CommaLocale([[maybe_unused]] const std::filesystem::path& directory) {
@@ -37,7 +37,7 @@ public:
     }
     const std::string& reason() const {
         return reason_;
-    } // why it is not
+    } // why there is no such locale
 
 private:
     std::string reason_;

@@ -1,4 +1,4 @@
-// What this process holds of the system, to see whether something is left behind.
+// The resources that this process holds, to see whether any are left behind.
 #pragma once
 
 #include <cstddef>
@@ -49,7 +49,7 @@ inline std::size_t countMappings() {
     return count;
 }
 
-// A handle is the lowest number that is free; Wine does not tell how many there are.
+// A new handle is the lowest free number. Wine cannot count the open ones.
 inline std::size_t firstFreeHandle() {
     const HANDLE handle = CreateEventW(nullptr, FALSE, FALSE, nullptr);
     CloseHandle(handle);

@@ -1,6 +1,6 @@
-// std::latch by other means: where the C++ library has no futex to build on, as with mingw-w64, its
-// atomics notify without the lock under which others decide to wait, and a thread sleeps for ever
-// now and then.
+// Replaces std::latch. If the C++ library cannot use a futex, as with mingw-w64, its atomics notify
+// without the lock under which other threads decide to wait, and now and then a thread sleeps for
+// ever.
 #pragma once
 
 #include <condition_variable>
@@ -11,7 +11,7 @@ class Latch {
 public:
     explicit Latch(std::ptrdiff_t expected) : left_(expected) {}
 
-    // The last one notifies with the lock held: whoever waits may destroy the latch right after.
+    // Notifies with the lock held, because a waiting thread may destroy the latch right afterwards.
     void count_down() {
         const std::lock_guard lock(mutex_);
         if (--left_ == 0) {

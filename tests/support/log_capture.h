@@ -1,4 +1,4 @@
-// Sees what the library logs, as a host's console would.
+// Reads what the library logs, as a host's console does.
 #pragma once
 
 #include "support/non_copyable.h"
@@ -19,28 +19,29 @@ struct LogLine {
     friend bool operator==(const LogLine&, const LogLine&) = default;
 };
 
-// For tests that change the process for good. Ends the program, with a message, when a second one
-// begins in it.
+// For tests that change the process for good. Ends the program, with a message, if a second such
+// test begins in it.
 void needOwnProcess();
 
-// Starts the log without a file and hooks it. One for each process: a log is not started twice.
+// Starts the log without a file and hooks it. One per process, because the log cannot be started
+// twice.
 class LogCapture : NonCopyable {
 public:
     LogCapture();
     ~LogCapture();
 
-    // The messages logged since the last call, all of them: a marker message that follows them
-    // through the writer thread tells when they have arrived.
+    // All messages logged since the last call. A marker message follows them through the writer
+    // thread and shows when they have arrived.
     std::vector<LogLine> take();
 
-    // The texts alone.
+    // Only the texts of take().
     std::vector<std::string> messages();
 };
 
 // An empty directory of the running test's own below the working directory.
 std::filesystem::path freshDirectory();
 
-// A whole file's bytes; a failure of the running test if it cannot be read.
+// A whole file's bytes. Fails the running test if the file cannot be read.
 std::string readFile(const std::filesystem::path& path);
 
 void writeFile(const std::filesystem::path& path, const std::string& bytes);

@@ -1,4 +1,4 @@
-// What the library's exceptions say.
+// The messages of the library's exceptions.
 #pragma once
 
 #include <stdexcept>

@@ -1,4 +1,4 @@
-// What undoes in its destructor what it did, and so must not be copied.
+// A base for classes whose destructor undoes what the constructor did.
 #pragma once
 
 namespace qz::test {

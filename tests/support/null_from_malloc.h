@@ -1,5 +1,5 @@
-// To be included by one source of a test program that asks for more memory than there is: there the
-// sanitizers' allocators return null, as others do, in place of ending the process.
+// To be included by one source of a test program that asks for more memory than there is. Makes the
+// sanitizers' allocators return null, as others do, instead of ending the process.
 #pragma once
 
 #define QZ_SANITIZER_OPTIONS(name)                                        \

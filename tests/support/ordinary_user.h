@@ -1,4 +1,4 @@
-// The rights of somebody to whom the system refuses things, on Linux.
+// The rights of an ordinary user, to whom the system refuses things. Linux only.
 #pragma once
 
 #include "support/non_copyable.h"
@@ -11,7 +11,7 @@ namespace qz::test {
 
 constexpr uid_t kNobody = 65534;
 
-// The superuser becomes nobody for as long as it lives; others stay who they are.
+// While it lives, a superuser is the user "nobody"; other users stay who they are.
 class OrdinaryUser : NonCopyable {
 public:
     OrdinaryUser() : wasRoot_(geteuid() == 0) {

@@ -44,7 +44,7 @@ using namespace std::chrono_literals;
 using namespace std::string_literals;
 using Lines = std::vector<std::string>;
 
-// What a call makes of a text: each case is "text => result".
+// Expects results of a call: each case is "text => result".
 template<class Call, class... Cases>
 void expectEach(const Call& call, const Cases&... cases) {
     for (const std::string& one : std::initializer_list<std::string>{cases...}) {

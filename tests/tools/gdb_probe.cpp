@@ -1,4 +1,4 @@
-// Objects to look at in a debugger: sound ones, empty ones, and memory that holds none.
+// Objects to look at in a debugger: valid ones, empty ones, and memory that holds no object.
 #include "Common/SharedObject.h"
 #include "Config/ConfigParser.h"
 #include "Lua/Loader.h"
@@ -37,7 +37,7 @@ extern "C" [[gnu::noinline]] void lookHere() {
 
 int main() {
     Objects made;
-    lookHere(); // at nothing
+    lookHere(); // there is nothing to look at yet
     made.chunk = Mail::Chunk::alloc(2000);
     std::memset(made.chunk->begin(), 0x41, 4);
     const Mem::Ptr<Mail::Chunk> second = made.chunk;

@@ -49,7 +49,7 @@ def skip(reason):
 class GdbTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        """What is printed of each member at each stop of the probe but the first."""
+        """Collects what gdb prints of each member at each stop of the probe but the first."""
         commands = [f"file {PROBE}", f"source {PRINTERS}", "break lookHere", "run"]
         for stop in range(2, 6):
             commands.append("continue")

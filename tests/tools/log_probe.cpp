@@ -1,6 +1,5 @@
-// A program that is watched: logs what its standard input says, "<level> <module> <message>" a
-// line, and publishes itself under the name it was given, with a watch and frames of some
-// milliseconds.
+// A program that is watched. Logs each line "<level> <module> <message>" of its standard input, and
+// publishes itself under the name it is given, with a watch and frames of some milliseconds.
 #include "Common/Profiler.h"
 #include "Core/Log.h"
 #include "Core/Watch.h"
@@ -44,7 +43,7 @@ int main(int argc, char** argv) {
     std::string module, message;
     while (std::cin >> std::hex >> level >> module && std::getline(std::cin >> std::ws, message)) {
         qz_log(module.c_str(), level, message.c_str());
-        // Until the writer thread has handed it over.
+        // Long enough for the writer thread to hand the line over.
         for (int frame = 0; frame < 20; ++frame) {
             runFrame(argv[1]);
         }

@@ -1,4 +1,4 @@
-// qz_publish, and what its readers make of it.
+// qz_publish and its readers.
 #include "Core/Log.h"
 #include "Core/Watch.h"
 #include "Util/Publish.h"
@@ -14,7 +14,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
 namespace {
 
-// What this test publishes as; others run beside it.
+// The name that this test publishes under. Other tests run at the same time.
 std::string own() {
     return std::string("test.") + testing::UnitTest::GetInstance()->current_test_info()->name();
 }
@@ -58,7 +58,7 @@ TEST(Publish, NamesComeAndGo) {
     EXPECT_THROW(Watched{own()}, Failure);
 }
 
-// Forked in the middle of a call, which nobody ends there.
+// The child is forked in the middle of a call, which no thread finishes there.
 void publishInAForkedChild() {
 #if !defined(_WIN32)
     EXPECT_EXIT(
@@ -108,7 +108,7 @@ TEST(Publish, WithoutALogReader) {
     std::ranges::for_each(readers, qz_log_reader_close);
 }
 
-// The program publishes once and then hangs, as it were: its log goes on.
+// The program publishes once and then no more, as if it hung, but its log goes on.
 TEST(Publish, ReadersThatLagSeeAGap) {
     ASSERT_EQ(qz_log_start(nullptr, nullptr), 0);
     ASSERT_EQ(qz_publish(own().c_str()), 1);
@@ -139,8 +139,8 @@ TEST(Publish, ReadersThatLagSeeAGap) {
     EXPECT_TRUE(watched.hasEnded());
 }
 
-// Each snapshot is one byte over and over. The writer rests between two: one that never does may
-// leave a reader without a whole one for as long as it likes.
+// Each snapshot is one byte repeated. The writer pauses between two: a reader may never get a whole
+// snapshot from a writer that never pauses.
 TEST(Published, SnapshotsAreWhole) {
     const auto block = std::make_unique<util::PublishedBlock>();
     block->head.mark = util::kPublishedMark;

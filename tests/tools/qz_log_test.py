@@ -18,7 +18,7 @@ LINES = ("8 NET server is gone", "10 NET server is late", "40 GAME level 3", "80
 
 class LogTest(unittest.TestCase):
     def publish(self, name, lines=LINES):
-        """Starts a program that logs the lines, and goes on."""
+        """Starts a program that logs the lines and goes on running."""
         program = subprocess.Popen([*PROBE, name], text=True, stdin=subprocess.PIPE,
                                    stdout=subprocess.PIPE)
         self.addCleanup(self.stop, program)
@@ -69,7 +69,7 @@ class LogTest(unittest.TestCase):
         self.assertEqual(self.follow(self.name, "--level", "alert", "--timeout", "0.2"), [])
 
     def test_controls_are_shown(self):
-        # A control sequence as a byte, as a character, in a longer form; and what is none.
+        # A control sequence as a byte, as a character and as an overlong form; and ordinary characters.
         texts = [b"\x9b2Jred", b"\xc2\x9b2Jred", b"\xe0\x82\x9b2Jred", b"\xc3\xa9\xe2\x82\xac"]
         program = self.publish(self.name, [])
         self.log(program, *(b"40 M " + text for text in texts))
@@ -117,7 +117,7 @@ class LogTest(unittest.TestCase):
         self.assertRegex(said(), "INFO    M: anew$")
         program.stdin.close()
         if sys.platform == "win32" or len(QZ) > 1:
-            follower.kill()  # the end of a process publishes nothing there
+            follower.kill()  # there nothing is published at the end of a process
             follower.wait()
             return
         self.assertRegex(said(), "INFO    M: end of main$")
@@ -140,7 +140,7 @@ class LogTest(unittest.TestCase):
 
     def test_nothing_is_left(self):
         self.stop(self.publish(self.name))
-        self.publish(self.name + ".b")  # clears up behind it
+        self.publish(self.name + ".b")  # removes what the first one left
         self.assertEqual(glob.glob(f"/dev/shm/*{self.name}.[0-9]*"), [])
 
     def top(self, *arguments):
@@ -170,7 +170,7 @@ class LogTest(unittest.TestCase):
         self.publish(self.name)
         for options, expected in (([], "\x1b[31mERROR\x1b[0m   NET"), (["--no-color"], " ERROR   NET")):
             ours, theirs = pty.openpty()
-            # The module, because the library's own first lines may be there.
+            # With the module, because the library's own first lines may be there.
             for command in (["log", "follow", self.name, "--module", "NET", "--count", "1"],
                             ["top", "--once", self.name]):
                 subprocess.run([*QZ, *command, *options], stdout=theirs, timeout=60, check=True,

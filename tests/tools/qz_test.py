@@ -22,7 +22,7 @@ SETTINGS = ('// how the window looks\r\n'
 
 
 def hash_of(data, seed):
-    """MurmurHash2, as the file's sum is made."""
+    """MurmurHash2, the sum of the file's format."""
     def mixed(word):
         word = word * 0x5BD1E995 & 0xFFFFFFFF
         return (word ^ word >> 24) * 0x5BD1E995 & 0xFFFFFFFF
@@ -42,8 +42,8 @@ def saved(body):
     return head + body + struct.pack("<I", hash_of(body, hash_of(head, 0)))
 
 
-# Version 3; a record with a text and four references: a ship, null, the ship, a port of version 7
-# whose class has a name to be afraid of. The ship refers to the port and itself.
+# Version 3; a record with a text and four references: a ship, null, the ship, and a port of version 7
+# whose class name has control characters. The ship refers to the port and to itself.
 SAVED = saved(b"\3" + b"\x04\x04" + b"\1\0\4Ship\0" + b"\0" + b"\1" + b"\2\1\7P\x1b\x9b\xe2\x80\xae\"\7" + b"\3a\x1bz" +
               b"\x12\x02" + b"\2\1" + bytes(range(64, 82)) + b"\0\0")
 
@@ -95,7 +95,7 @@ class QzTest(unittest.TestCase):
         self.assertNotIn("settings.cfg", err)
         self.file("long.cfg", 'a = "' + "ä" * 40 + '"  @ "' + "ä" * 80 + '";\r\n')
         self.assertIn("    " + "ä" * 23 + '"  @ "' + "ä" * 23 + "\n", self.refused("check", "long.cfg"))
-        # Nothing that a terminal takes as a command.
+        # The output has nothing that a terminal takes as a command.
         self.file("command.cfg", '\ta = "\u009b2J" @;\r\n')
         self.assertIn('     a = "\\xc2\\x9b2J" @;\n' + " " * 22 + "^\n",
                       self.refused("check", "command.cfg"))
@@ -142,7 +142,7 @@ class QzTest(unittest.TestCase):
         self.file("lf.cfg", "// first\na = 1; // one\n")
         self.conf("set", "--lf", "lf.cfg", "a", "2")
         self.assertEqual(self.text("lf.cfg"), "// first\na = 2; // one\n")
-        # Only what is changed, and nothing within quotes or of lines that end in CR LF.
+        # Changes only what was set, and no text in quotes or lines that end in CR LF.
         self.file("lf.cfg", 's = "1\n\r\n"; // "\nc = \'\n\';\r\n/* \n */ a = 1;\nz = 1;\r\n')
         self.conf("set", "--lf", "lf.cfg", "a", "2")
         self.conf("set", "--lf", "lf.cfg", "b", "3")
@@ -228,7 +228,7 @@ class QzTest(unittest.TestCase):
         self.assertEqual(json.loads(self.conf("json", "settings.cfg")), expected)
         self.assertNotIn("pixels", self.text())
 
-    # Bytes count: redirected, a file is what --write would have made of it.
+    # Redirected output has the same bytes as a file that --write has written.
     def test_output_is_written_as_it_is(self):
         def output(*arguments):
             return subprocess.run([*COMMAND, "conf", *arguments], cwd=self.folder, timeout=60,
@@ -239,7 +239,7 @@ class QzTest(unittest.TestCase):
         self.conf("fmt", "--write", "settings.cfg")
         self.assertEqual(formatted.decode(), self.text())
 
-    # As shells that expand no wildcards hand them on.
+    # Wildcards as shells that do not expand them pass them on.
     @unittest.skipUnless(sys.platform == "win32" or "wine" in " ".join(sys.argv), "the shell's job")
     def test_wildcards(self):
         for name in ("töne1.cfg", "töne2.cfg"):

@@ -100,7 +100,7 @@ TEST(ConsoleArgs, OptionalValuesGoByTokens) {
     args.getOptionalDouble("-absent", real, 0.5);
     EXPECT_EQ(integer, 5);
     EXPECT_EQ(real, 0.5);
-    args.getOptionalString("word", text); // a value only: there, but without values of its own
+    args.getOptionalString("word", text); // only a value: present, but without values of its own
     EXPECT_EQ(text, "");
     EXPECT_NE(messageOf([&] { args.getOptionalInt("word", integer); }), "");
 }
@@ -126,7 +126,7 @@ TEST(ConsoleArgs, RemovesTokens) {
     EXPECT_EQ(tokens(args), given);
     args.pop();
     EXPECT_EQ(args[0], "-a");
-    EXPECT_EQ(args[""], "prog"); // the options are not made anew
+    EXPECT_EQ(args[""], "prog"); // the options are not parsed again
     ConsoleArgs().pop();
 }
 

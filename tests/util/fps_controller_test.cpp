@@ -19,8 +19,8 @@ void sleep(int milliseconds) {
     std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
 }
 
-// Machines are late as they please, so times are only compared to what they may not fall below. The
-// sleep is rounded down to a millisecond.
+// A machine may be late by any time, so times are only compared with their lower limits. The sleep
+// is rounded down to a millisecond.
 TEST(FpsController, SleepsForWhatIsMissing) {
     FPS_Controller controller(50);
     controller.StartFrame();
@@ -31,7 +31,7 @@ TEST(FpsController, SleepsForWhatIsMissing) {
     }
     EXPECT_EQ(controller.frameCount(), 4);
     for (const float senseless : {0.0F, -1.0F, std::nanf("")}) {
-        controller.SetMaxFPS(senseless); // else it might be a long time
+        controller.SetMaxFPS(senseless); // must not make the next frame sleep for long
         controller.StartFrame();
     }
 }

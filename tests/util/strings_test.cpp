@@ -12,15 +12,15 @@ TEST(Strings, ChangesCaseUpToWhatEndsIt) {
     EXPECT_EQ(qz::toUpper("Hello, World 42"), "HELLO, WORLD 42");
     EXPECT_EQ(qz::toLower("AB\0CD"s), "ab");
     EXPECT_EQ(qz::toLower("AB\xE2\x82"), "ab");    // cut off
-    EXPECT_EQ(qz::toLower("A\x80\xC3(B"), "a??b"); // no characters
+    EXPECT_EQ(qz::toLower("A\x80\xC3(B"), "a??b"); // not characters
     EXPECT_EQ(qz::toLower("\xFF\xBF\xBF\xBF\xBF\xBF\xBF\xBF"), "");
     EXPECT_EQ(qz::toLower(""), "");
-    // Groups of three-byte characters are read in reverse, here to U+2B02, and written as that.
+    // The bits of a three-byte character are read in reverse order, here as U+2B02, and written so.
     EXPECT_EQ(qz::toLower("\xE2\x82\xAC"), "\xE2\xAC\x82");
 }
 
 TEST(Strings, ChangesCaseByTheLocale) {
-    // The first is Linux's name for one that knows these letters, the second Windows's.
+    // Locales that know these letters, by their names on Linux and on Windows.
     ASSERT_TRUE(std::setlocale(LC_CTYPE, "C.UTF-8") != nullptr ||
                 std::setlocale(LC_CTYPE, "English") != nullptr);
     EXPECT_EQ(qz::toLower("\xC3\x84\xD0\x96"), "\xC3\xA4\xD0\xB6");

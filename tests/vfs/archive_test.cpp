@@ -7,7 +7,7 @@ namespace {
 
 using namespace qz::test;
 
-// What make_archives.py puts into every archive.
+// The contents that make_archives.py puts into every archive.
 const std::string kDeflated = [] {
     std::string text;
     while (text.size() < 16'000) {
@@ -67,7 +67,7 @@ void write(const fs::path& path, const std::string& text) {
     writeFile(path, text);
 }
 
-// Each test works in a directory of its own, with what is mounted at first out of the way.
+// Each test works in a directory of its own, with an empty ./Temp, which is mounted at first.
 struct VfsArchive : ::testing::Test {
     VfsArchive() : given(fs::absolute("../archives")) {
         fs::current_path(freshDirectory());
@@ -154,7 +154,7 @@ TEST_F(VfsArchive, ArchivesOfManyMakersAreRead) {
     }
 }
 
-// The archives are seen through each other, and through what is loose.
+// Archives and directories that are mounted at one place show the entries of all of them.
 TEST_F(VfsArchive, WhatIsThereIsToldAndListed) {
     write("data/stored.txt", "loose");
     write("data/sub/two.txt", "");
@@ -203,7 +203,7 @@ TEST_F(VfsArchive, MissingFilesMayBeOptional) {
     write("data/fine.txt", "fine");
     write("data/empty.txt", "");
     std::string archive = readFile(given / "both_kinds.zip");
-    archive[68] = '\xFF'; // the first byte of the deflated one
+    archive[68] = '\xFF'; // the first byte of the deflated file's data
     writeFile("damaged.zip", archive);
     ASSERT_TRUE(mount("data") && mount("damaged"));
     log.take();
@@ -349,8 +349,8 @@ TEST_F(VfsArchive, TheEndIsNeitherInACommentNorIsSomethingBehindIt) {
                      "Mounted cut.zip to /."}));
 }
 
-// Every cut and flips in every byte of a small archive: it is refused, its files are, or they are
-// read as they were; and no file is left open, which unmounting would refuse.
+// Cuts a small archive at every length and flips bits in every byte. It is refused, its files are,
+// or they are read unchanged. No file is left open: then it could not be unmounted.
 TEST_F(VfsArchive, DamageDoesNoHarm) {
     const std::string sound = readFile(given / "both_kinds.zip");
     std::string nineTimes;

@@ -40,7 +40,7 @@ const VFS_FileOps MemoryFile::kOps = {
         return count;
     },
     [](VFS_File* file, std::int64_t to) {
-        // As on systems that know how far their files can reach.
+        // Refuses positions that are too far, as some systems do.
         const bool reaches = to >= 0 && to <= std::int64_t{1} << 44;
         of(file).position = reaches ? static_cast<std::size_t>(to) : of(file).position;
         return reaches ? 1 : 0;
@@ -94,7 +94,7 @@ TEST(VfsBinary, MbintsTakeTheBytesTheyNeed) {
     }
     EXPECT_EQ(mbint(""), 0U);
     EXPECT_EQ(mbint("\x85"), 5U) << "cut off";
-    // Overlong ones come round to the low bits.
+    // The bits of overlong numbers wrap around to the low bits.
     EXPECT_EQ(mbint(std::string(10, '\x80') + "\x05"), 5U << 6) << "70 bits are 6";
     EXPECT_EQ(mbint(std::string(10, '\xFF') + "\x01"), kGreatest);
     EXPECT_EQ(mbint(std::string(9, '\x80') + "\x03"), std::uint64_t{1} << 63) << "no 65th bit";
@@ -124,7 +124,7 @@ TEST(VfsBinary, StringsAreCutToTheBufferAndLeftBehindWhole) {
     EXPECT_EQ(std::string(text, 5), "a\0b\0x"s);
 }
 
-// Whatever a length says, the reader goes forwards, and not past the file's end when nobody could.
+// Whatever a length says, the reader moves forwards, and to the file's end if it can go no further.
 TEST(VfsBinary, LengthsThatLieLeadToTheEnd) {
     const std::pair<std::uint64_t, std::size_t> cases[] = {
         {9, 10}, // behind the end of the file: where the string would have ended

@@ -32,7 +32,8 @@ std::string read(const std::string& path) {
     return text;
 }
 
-// The messages, all of them errors, without the system's own words, which are there on one line.
+// The logged messages without the system's reason. Checks that all are errors with a reason, on one
+// line.
 Lines withoutReasons(LogCapture& log) {
     Lines messages;
     for (const auto& [module, level, message] : log.take()) {
@@ -57,7 +58,7 @@ TEST(VfsFile, WritingEmptiesAndAppendingGoesOn) {
         const File file = openAppend(path);
         EXPECT_EQ(VFS_tell(file.get()), 5);
         EXPECT_EQ(VFS_write(file.get(), "er", 2), 2U);
-        // The end is where appending starts, not where it stays.
+        // Appending begins at the end, but a seek moves it.
         EXPECT_EQ(VFS_seek(file.get(), 0), 1);
         EXPECT_EQ(VFS_write(file.get(), "S", 1), 1U);
     }
@@ -143,7 +144,7 @@ TEST(VfsFile, NullAndOverlongPathsAreFailures) {
         EXPECT_EQ(VFS_get_mod_time(path), 0);
     }
     EXPECT_EQ(VFS_readdir(".", nullptr, nullptr), 0);
-    // Also when each of its parts would do.
+    // A path is too long even if each of its parts is short enough.
     std::string deep = directory();
     while (deep.size() < 300) {
         deep += "\\..\\" + directory();

@@ -28,7 +28,7 @@ TEST(Locations, InitChoosesAndCreatesTheDirectories) {
     EXPECT_STREQ(VFS_get_basedir(), "./");
     EXPECT_STREQ(VFS_get_writedir(), "./");
     EXPECT_STREQ(VFS_get_tempdir(), "./Temp/");
-    // Only one system looks at these; the other one's folders belong to the tests' own user.
+    // Only Linux looks at these variables. On Windows the folders belong to the tests' own user.
     const std::string root = freshDirectory().string();
     ASSERT_NE(SYS_putenv("XDG_DATA_HOME", (root + "/data").c_str()), 0);
     ASSERT_NE(SYS_putenv("TMPDIR", (root + "/temp").c_str()), 0);

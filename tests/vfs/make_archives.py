@@ -53,7 +53,7 @@ def big_zip(path):
 
 @dataclasses.dataclass
 class Entry:
-    """One entry, whose headers may say anything; of the sizes, what is true."""
+    """One entry, whose headers may say anything. The sizes are the true ones unless given."""
 
     name: bytes
     data: bytes = b"x"
@@ -64,7 +64,7 @@ class Entry:
     packed: int = None
     extra: bytes = b""
     flags: int = 0
-    at: int = None  # where its local header is said to be, if not where it is
+    at: int = None  # the position given for its local header, if not the true one
 
     def __post_init__(self):
         self.sum = zlib.crc32(self.data)
@@ -127,7 +127,7 @@ ESCAPING = plain(FINE, Entry(b"../up.txt"), Entry(b"sub/../../up.txt"), Entry(b"
 HUGE = 0xFFFFFFFF
 PACKED = zlib.compress(b"packed" * 9, wbits=-15)
 
-# There, and not to be read.
+# Entries that exist and cannot be read.
 UNREADABLE = zip64(
     FINE, Entry(b"stored_bomb", size=0xFFFFFFF0), Entry(b"deflated_bomb", method=8, size=0xFFFFFFF0),
     Entry(b"packed_lie", method=8, size=0xFFFFFFF0, packed=0xFFFFFFF0),
@@ -137,14 +137,14 @@ UNREADABLE = zip64(
     Entry(b"encrypted", flags=1), Entry(b"bzip2", method=12), Entry(b"longer", PACKED, method=8, size=55),
     Entry(b"misplaced", at=1), Entry(b"empty", size=0, packed=0))
 
-# Without a place in the tree, and more of them than get a line each.
+# Entries without a place in the tree, and more of them than get a line each.
 LEFT_OUT = plain(
     FINE, Entry(b"link", b"fine.txt", attributes=SYMBOLIC_LINK), Entry(b"n" * 2000),
     Entry(b"/".join([b"d"] * 100)), Entry(b""), Entry(b"sub/../up"), Entry(b"fine.txt/below"),
     Entry(b"twice", b"first"), Entry(b"twice", b"second"), Entry(b"folder/file"), Entry(b"folder"),
     Entry(b"//"))
 
-# Nobody can mount these. Some bring down or stop who tries.
+# Archives that cannot be mounted. Some crash or stop a program that trusts them.
 HOSTILE = {
     "many_levels": plain(*(Entry(b"%05d" % i + b"/d" * 62) for i in range(4000))),
     "locator_first": locator64(42) + end(0, 0, 0) + end64(0, 0, 0),

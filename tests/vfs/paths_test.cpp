@@ -48,7 +48,7 @@ std::string joined(const char* base, const char* relative) {
     return destination.text();
 }
 
-// The fuzz target: paths of all shapes in any room, with what callers build on.
+// The fuzz target: paths of all shapes in any room. It checks what callers rely on.
 TEST(Paths, AnyPathFitsOrIsCut) {
     const char* const pieces[] = {"/",  "\\", "//", "\\/",    "a",          "B",    ".",   "..",
                                   "x ", "C:", "Ж",  "\u20AC", "\U0001F600", "\xFF", "\x80"};
@@ -64,7 +64,7 @@ TEST(Paths, AnyPathFitsOrIsCut) {
     }
 }
 
-// All of a result, its terminator included, takes this much room and no less.
+// Expects that a result fits into room for itself and its terminator, and not into less.
 void expectRoom(const std::string& whole, const std::function<unsigned int(char*, size_t)>& call) {
     for (std::size_t size = 0; size <= whole.size() + 2; ++size) {
         Destination destination(size);
@@ -84,7 +84,7 @@ TEST(Paths, NormalizeTurnsSlashesAndJoinsRuns) {
         EXPECT_EQ(VFS_path_normalize(inPlace.data(), inPlace.size(), inPlace.data()), 1U);
         EXPECT_EQ(inPlace.text(), normal);
     }
-    EXPECT_EQ(VFS_path_normalize(nullptr, 0, ""), 1U); // all of nothing fits nowhere
+    EXPECT_EQ(VFS_path_normalize(nullptr, 0, ""), 1U); // an empty result fits without any room
     expectRoom("a\\b",
                [](char* out, size_t size) { return VFS_path_normalize(out, size, "a//b"); });
 }
@@ -104,7 +104,7 @@ TEST(Paths, NormcaseLowersLettersAndKeepsTheCodecsGroupOrder) {
     EXPECT_EQ(folded("\u00D7\u00DF"), "\u00D7\u00DF"); // not letters with a lower case
     EXPECT_EQ(folded("\u20AC"), "\u2B02");
     EXPECT_EQ(folded("a\x80z"), "a?z");
-    EXPECT_EQ(folded("a\xE2\x82"), "a"); // cut short by the terminator: the end
+    EXPECT_EQ(folded("a\xE2\x82"), "a"); // cut short by the terminator: ends there
     expectRoom("a\u2B02",
                [](char* out, size_t size) { return VFS_path_normcase(out, size, "A\u20AC"); });
 }

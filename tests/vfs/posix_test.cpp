@@ -1,4 +1,5 @@
-// What Linux does in its own way: user folders by environment, sharing, files that are none.
+// Behaviour of Linux alone: user folders by environment, sharing, paths that are not ordinary
+// files.
 #include "VFS/Locations.h"
 #include "VFS/Paths.h"
 
@@ -23,7 +24,7 @@ std::string asVfsPath(const fs::path& path) {
     return text;
 }
 
-// A home of the test's own, with every variable that could lead out of it unset.
+// A home directory of the test's own. Variables that could lead out of it are unset.
 struct Home : ::testing::Test {
     Home() : home(freshDirectory()) {
         for (const char* name : {"XDG_DATA_HOME", "XDG_CONFIG_HOME"}) {
@@ -33,7 +34,7 @@ struct Home : ::testing::Test {
         SYS_putenv("TMPDIR", home.c_str());
     }
 
-    // What stands in the way of creating a folder.
+    // Puts a file in the way of creating a folder.
     void block(const fs::path& path) {
         fs::remove_all(home / path);
         writeFile(home / path, "in the way");
@@ -169,12 +170,12 @@ TEST(Posix, HandlesAreNotInheritedAndWhatClosingReportsIsLogged) {
     EXPECT_EQ(log.messages(), Lines{"CloseHandle(" + path + "): Bad file descriptor"});
 }
 
-// Not on Windows, where a buffer is touched as a whole before anything is read into it.
+// Not on Windows, which touches the whole buffer before it reads anything into it.
 TEST(Posix, CountsAboveFourGibibytesAreNotCut) {
     const fs::path path = freshDirectory() / "a.txt";
     writeFile(path, "text");
     const File file = openRead(path);
-    // The low 32 bits are zero: cut to them the count would read nothing.
+    // The low 32 bits are zero: a count cut to them would read nothing.
     constexpr std::size_t kCount = std::size_t{1} << 32;
     void* const room = mmap(nullptr, kCount, PROT_READ | PROT_WRITE,
                             MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);

@@ -1,5 +1,5 @@
-// What Windows does in its own way: sharing, names that are no files, and the ANSI calls behind the
-// wide ones.
+// Behaviour of Windows alone: sharing, names that are not files, and the ANSI calls behind the wide
+// ones.
 #include "Config/ConfigParser.h"
 #include "Core/Log.h"
 #include "VFS/Archive.h"
@@ -49,7 +49,7 @@ TEST(Win32, DevicesAreNoFiles) {
         EXPECT_EQ(log.messages(), Lines{std::string("Can't open file ") + path + "."});
     }
     vfs_deinit();
-    // The empty path is not taken for what another was.
+    // The reason for the empty path is not left over from another path.
     EXPECT_FALSE(openWrite("NUL") || openWrite(""));
     const Lines failures = log.messages();
     const auto reasonOf = [](const std::string& text) { return text.substr(text.rfind(": ")); };
@@ -61,7 +61,7 @@ TEST(Win32, PathsForTheAnsiCallsReachNoDevice) {
     EXPECT_FALSE(openRead("\\\\.\\C:\\\xE4\\..\\windows\\win.ini"));
 }
 
-// Nor are streams, unless a path that a host opens names one.
+// Alternate streams are not written either, unless a host opens a path that names one.
 TEST(Win32, SavesAndLogsGoToFilesAlone) {
     // Under Wine they would be files that remove_all tries to remove without end.
     const std::string directory =

@@ -10,7 +10,7 @@ class Failure : public testing::Environment {
         if (std::getenv("QZ_FAIL_ON_PURPOSE") == nullptr) {
             return;
         }
-        // The printer would call the tests skipped, and CTest reads that before the program's
+        // The printer would report the tests as skipped, and CTest prefers that to the program's
         // result.
         auto& listeners = testing::UnitTest::GetInstance()->listeners();
         delete listeners.Release(listeners.default_result_printer());
