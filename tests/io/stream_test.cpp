@@ -232,8 +232,7 @@ TEST(IoStream, TheFirstErrorStays) {
     EXPECT_TRUE(cases[0].stream->seek(0) && read1(*cases[0].stream));
 
     io::MemoryStream some;
-    const volatile std::size_t tooMany =
-        ~std::size_t{0} / 2 + 1; // the compiler must not know the value
+    const volatile std::size_t tooMany = ~std::size_t{0} / 2 + 1; // hidden from the compiler
     EXPECT_EQ(some.write("abc", 3) + some.write("x", tooMany), 3U);
     EXPECT_EQ(some.bytes().size(), 3U) << "what was written before the error";
     some.clearError();

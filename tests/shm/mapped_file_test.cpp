@@ -195,8 +195,7 @@ TEST_F(MappedFile, WriterLeavesTheMappingsOfOthers) {
     ASSERT_NE(old.view, nullptr);
     misc::mmf_write image(1);
     ASSERT_TRUE(image.Create(path(), 10));
-    const bool isReplaced =
-        messageOf([&] { image.Close(); }).empty(); // Windows does not replace a mapped file
+    const bool isReplaced = messageOf([&] { image.Close(); }).empty(); // false on Windows
     EXPECT_EQ(old.view[99'999], 'x');
     old.close();
     EXPECT_EQ(read().size(), isReplaced ? 0U : 100'000U);
