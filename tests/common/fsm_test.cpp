@@ -30,8 +30,8 @@ public:
     using FSM::restore;
 };
 
-// A machine with two recipients that write down what they get and, as the numbers say, call the
-// machine from within.
+// A machine with two recipients that record the symbols they get and call the machine from within,
+// with numbers that depend on the symbol.
 class Player {
 public:
     explicit Player(Descriptor* tables) : tables_(tables) { machine_.init(tables_, &first_); }

@@ -127,7 +127,7 @@ TEST(ConfigEdited, ErasesEntriesWithTheirLines) {
 }
 
 TEST(ConfigEdited, KeepsTheCommasOfListsRight) {
-    // For a list of n items: erase those of `erased`, then insert x and y before the position.
+    // Erases the items whose bits are set in `erased`, then inserts x and y before `position`.
     const auto change = [](unsigned int erased, int position) {
         return [erased, position](ConfigParser& p) {
             auto item = p.begin().begin();

@@ -36,7 +36,7 @@ fs::path makeFile(const fs::path& file, mode_t mode) {
     return file;
 }
 
-// Sizes of files are limited as long as it lives; a larger write fails.
+// While it lives, the size of files is limited, and a larger write fails.
 class SmallDisk : NonCopyable {
 public:
     explicit SmallDisk(rlim_t bytes) {

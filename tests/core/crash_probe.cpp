@@ -142,7 +142,7 @@ constexpr Other kOtherHandlers[] = {{"chained", OtherHandler::exits},
                                     {"chained_once", OtherHandler::returnsOnce},
                                     {"forked", OtherHandler::stays}};
 
-// Puts a handler for uncaught exceptions above the library's, which is put above it in turn.
+// Installs a handler for uncaught exceptions above the library's, and the library's above it again.
 void entangleTerminate() {
     static std::terminate_handler replaced;
     replaced = std::set_terminate([] { replaced(); });

@@ -232,7 +232,7 @@ class CrashTest(unittest.TestCase):
         struct.pack_into("<Q", cut, 0x28, len(cut))
         module.write_bytes(cut + whole[begin:begin + 64 * count])
 
-    # A module may say that a pipe has its symbols.
+    # A module may name a pipe as the file of its symbols.
     @unittest.skipIf(ON_WINDOWS, "makes a pipe")
     def test_retrace_waits_for_no_pipe(self):
         lines = self.crash("null", "main")

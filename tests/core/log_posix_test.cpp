@@ -205,7 +205,7 @@ TEST(LogEcho, WaitsForAPipeThatSomebodyMadeNonBlocking) {
     EXPECT_FALSE(account.isTorn);
 }
 
-// A death test forks.
+// A death test, because it forks.
 TEST(LogInAForkedChild, LeavesTheFilesToTheParent) {
     const auto directory = freshDirectory();
     ASSERT_EQ(qz_log_start(directory.c_str(), "forked"), 0);

@@ -403,7 +403,7 @@ TEST_F(Log, LosesNothingUncounted) {
     EXPECT_LE(tally.written + tally.lost, kAll + requests) << "lost requests count as well";
 }
 
-// The library outlives the host's static objects.
+// Logs at the end of the process: the library outlives the host's static objects.
 struct LateUser {
     ~LateUser() { qz_log("M", QZ_LOG_INFO, SYS_argc() > 1 ? SYS_bindir() : ""); }
 };

@@ -10,10 +10,10 @@
 #undef __MINGW_ATTRIB_DEPRECATED
 #define __MINGW_ATTRIB_DEPRECATED
 
-// Clang's own headers use it; mingw-w64 takes it from compilers other than GCC.
+// Clang's own headers use it; mingw-w64 defines it away for compilers other than GCC.
 #undef __attribute__
 
-// Names of parameters in GCC's library.
+// sal.h defines names that GCC's library has for parameters.
 #include <sal.h>
 #undef __in
 #undef __out

@@ -20,7 +20,7 @@ TEST(Threads, AreAdoptedUntilTheyEnd) {
         }
     };
     std::thread(adopt).join();
-    runHundred([] {}); // the thread sanitizer's own memory for threads
+    runHundred([] {}); // so that the thread sanitizer has its memory for threads
     const std::ptrdiff_t before = mappings();
     runHundred(adopt);
     EXPECT_LT(mappings(), before + 50);

@@ -499,7 +499,7 @@ TEST_F(States, TakeAsMuchMemoryAsAllowed) {
     EXPECT_EQ(look(watcher), look(source));
 }
 
-// A class that does in `serialize` what it must not do.
+// A class may do things in `serialize` that are forbidden there.
 TEST_F(States, ClassesMayMisbehave) {
     struct Wild : SerializableObject {
         explicit Wild(const char* name = "Wild") : SerializableObject(name) {}

@@ -26,7 +26,7 @@ inline File openAppend(const std::string& path) {
     return File(VFS_open_append(path.c_str()));
 }
 
-// The names that VFS_readdir reports; none where it fails.
+// The names that VFS_readdir reports; none if it fails.
 inline std::vector<std::string> namesIn(const std::string& directory) {
     std::vector<std::string> names;
     const auto keep = [](void* context, const char*, const char* name) {

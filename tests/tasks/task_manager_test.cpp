@@ -204,7 +204,7 @@ TEST_F(TaskManager, WaitingForAllQueuesRunsWhatTheyPostToTheMainThread) {
     EXPECT_EQ(answered, 3);
 }
 
-// More queues than workers, none of which is ever empty.
+// There are more queues than workers, and no queue is ever empty.
 TEST_F(TaskManager, BusyQueuesLetOthersIn) {
     struct Endless {
         explicit Endless(size_t queue) : index(queue) {}
