@@ -8,8 +8,9 @@
 #include <cstddef>
 #include <cstdint>
 
-// The library `mounted`, by which scripts read mounted files. Its functions return nothing if there
-// is no such file or directory, and nil and a message on failure.
+// The library `mounted`, by which scripts read mounted files. `read`, `kind` and `list` return
+// nothing if there is no such file or directory. All functions return nil and a message on failure,
+// which for `loadfile` includes a missing file.
 namespace {
 
 int fail(lua_State* state, const char* format, const char* path) {

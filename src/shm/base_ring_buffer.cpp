@@ -8,7 +8,7 @@ bool isAligned(const char* block) {
     return reinterpret_cast<std::uintptr_t>(block) % alignof(shm::RingHeader) == 0;
 }
 
-// How often findNext tries again after the writer has lapped the reader. Once is nearly always
+// How many times findNext tries if the writer laps the reader each time. Two are nearly always
 // enough.
 constexpr int kAttempts = 16;
 

@@ -4,7 +4,7 @@
 // outside of the data counts as the start of the data. A position and its count of laps are one
 // word, so a party that is killed between any two instructions leaves a valid block.
 //
-// Readers take no lock, so the writer may overwrite what they are copying. A reader that has read a
+// Readers need no lock: the writer may overwrite what they are copying. A reader that has read a
 // byte of a new record then also sees by `oldest` that the old record was discarded, and drops what
 // it has read.
 #pragma once

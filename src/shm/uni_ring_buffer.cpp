@@ -6,7 +6,7 @@ namespace {
 
 static_assert(sizeof(tag_TUNIHeader) == shm::kPrefixSize);
 
-// How often a reader that is lapped while it copies tries again; then Get returns 0.
+// How many times Get tries if the reader is lapped each time while it copies; then it returns 0.
 constexpr int kAttempts = 16;
 
 // The length is in the upper half of the prefix.

@@ -3,8 +3,8 @@
 
 namespace tasks {
 
-// For the end of the process: discards what waits and lets no callback begin any more. Does not
-// wait for callbacks that are running.
+// For the end of the process: discards what waits and lets no callback begin any more. Callbacks
+// that are still running go on: the process has already waited for them.
 void discardAtExit();
 
 } // namespace tasks
