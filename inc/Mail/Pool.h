@@ -46,6 +46,8 @@ private:
     void* pop();
     void* carve();
     bool grow();
+    void check() const;
+    bool isItem(const void* item) const;
 
     Sync::Futex lock_;
     void* freeList_ = nullptr; // the item freed last; each begins with the address of the next

@@ -1,6 +1,7 @@
 #include "config/syntactic_analyser.h"
 
 #include "config/matching.h"
+#include "config/tree_check.h"
 
 namespace qz::config {
 
@@ -10,6 +11,7 @@ void SyntacticAnalyser::analyse(const Lexemes& lexemes, Tree& tree) const {
     }
     Matching matching(lexical_.tokens(), lexemes, tree);
     if (grammar_.start().matchTokens(matching) && matching.isAtEnd()) {
+        const core::AtEnd checked([&] { checkBelow(tree.root()); });
         return;
     }
     if (matching.hasFailedAtEnd()) {

@@ -1,5 +1,7 @@
 #include "config/tree.h"
 
+#include "config/tree_check.h"
+
 #include <algorithm>
 #include <bit>
 #include <cstdint>
@@ -31,6 +33,12 @@ bool fits(std::string_view text) {
 bool valueFits(const Value& value) {
     const auto* const text = std::get_if<std::string_view>(&value);
     return text == nullptr || fits(*text);
+}
+
+// The entry that an operation has changed, and now and then everything.
+inline void Tree::check(const Entry& entry) {
+    checkEntry(entry);
+    checkOfAll_.afterChange([this] { return checkBelow(root_); });
 }
 
 void Tree::setSource(SourceText source) {
@@ -69,15 +77,18 @@ Entry& Tree::insert(Entry& list, Entry* before, std::optional<std::string_view> 
     try {
         if (name) {
             setName(static_cast<NamedEntry&>(entry), {});
-            rename(static_cast<NamedEntry&>(entry), *name);
         }
         set(entry, value);
+        if (name) {
+            rename(static_cast<NamedEntry&>(entry), *name);
+        }
     } catch (...) {
         releaseOne(entry);
         throw;
     }
     list.entries.insert(before, entry);
     list.areEntriesChanged = true;
+    const core::AtEnd checked([&] { checkLinks(list, entry); });
     return entry;
 }
 
@@ -85,6 +96,7 @@ void Tree::rename(NamedEntry& entry, std::string_view name) {
     if (entry.name() == name) {
         return;
     }
+    const core::AtEnd checked([&] { check(entry); });
     const char* const chars = copyChars(name);
     if (entry.ownsName) {
         changed_.release(entry.nameChars);
@@ -95,6 +107,13 @@ void Tree::rename(NamedEntry& entry, std::string_view name) {
 }
 
 void Tree::erase(Entry& list, Entry& entry) {
+    const core::AtEnd checked([&, next = entry.next] {
+        const Entry* const behind = next == nullptr ? list.entries.first : next;
+        if (behind != nullptr) {
+            checkLinks(list, *behind);
+        }
+        check(list);
+    });
     list.entries.remove(entry);
     list.areEntriesChanged = true;
     entry.next = nullptr;                // alone
@@ -107,6 +126,7 @@ void Tree::erase(Entry& list, Entry& entry) {
 }
 
 void Tree::set(Entry& entry, const Value& value) {
+    const core::AtEnd checked([&] { check(entry); });
     std::visit([&](const auto& one) { setOne(entry, one); }, value);
 }
 

@@ -5,6 +5,7 @@
 #include "config/entry.h"
 #include "config/line_index.h"
 #include "config/source_text.h"
+#include "core/invariant.h"
 
 #include <cstddef>
 #include <memory_resource>
@@ -71,6 +72,7 @@ private:
     void dropValue(Entry& entry);
     void release(EntryList entries);
     void releaseOne(Entry& entry);
+    void check(const Entry& entry);
 
     SourceText source_;
     LineIndex lines_;
@@ -79,6 +81,7 @@ private:
     ChangedMemory changed_;
     Entry* erased_ = nullptr;
     NamedEntry root_;
+    core::NowAndThen checkOfAll_;
 };
 
 } // namespace qz::config

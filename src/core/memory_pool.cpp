@@ -1,5 +1,7 @@
 #include "core/memory_pool.h"
 
+#include "core/invariant.h"
+
 #include <algorithm>
 
 namespace core {
@@ -8,9 +10,13 @@ namespace {
 
 constinit MemoryPool theDefaultPool;
 
+[[maybe_unused]] constexpr auto kTooFew =
+    "MemoryPool: a block is larger than all live ones together";
+
 } // namespace
 
 bool MemoryPool::open() {
+    core::invariant(heap_ != nullptr || liveBytes() == 0, "MemoryPool: closed, with live blocks");
     return heap_ != nullptr || openHeap();
 }
 
@@ -36,7 +42,8 @@ void* MemoryPool::reallocate(void* block, std::size_t oldSize, std::size_t size)
     }
     if (resized != nullptr) {
         // The difference may be negative: unsigned arithmetic wraps back.
-        liveBytes_.fetch_add(size - oldSize, std::memory_order_relaxed);
+        const std::size_t before = liveBytes_.fetch_add(size - oldSize, std::memory_order_relaxed);
+        core::invariant(before >= oldSize, kTooFew);
     }
     return resized;
 }
@@ -44,7 +51,8 @@ void* MemoryPool::reallocate(void* block, std::size_t oldSize, std::size_t size)
 void MemoryPool::release(void* block, std::size_t size) {
     if (block != nullptr) {
         free(block);
-        liveBytes_.fetch_sub(size, std::memory_order_relaxed);
+        const std::size_t before = liveBytes_.fetch_sub(size, std::memory_order_relaxed);
+        core::invariant(before >= size, kTooFew);
     }
 }
 

@@ -1,5 +1,6 @@
 #include "Mail/Pool.h"
 
+#include "core/invariant.h"
 #include "platform/guarded_memory.h"
 
 #include <algorithm>
@@ -22,6 +23,13 @@ std::uint64_t blockSizeFor(std::uint64_t itemSize, std::uint32_t itemsPerBlock) 
     return (itemSize * itemsPerBlock + kBlockUnit - 1) / kBlockUnit * kBlockUnit;
 }
 
+// In as many blocks a check looks for an item.
+constexpr std::uint64_t kBlocksToCheck = 4;
+
+const unsigned char* bytes(const void* memory) {
+    return static_cast<const unsigned char*>(memory);
+}
+
 } // namespace
 
 Mem::Pool::Pool(std::uint64_t itemSize, std::uint32_t itemsPerBlock)
@@ -36,8 +44,37 @@ Mem::Pool::~Pool() {
     platform::releaseGuarded(blocks_, kTableSize);
 }
 
+// Of the free items the first is looked at: whoever writes to an item after giving it back, or
+// gives it back twice, breaks the list there.
+inline void Mem::Pool::check() const {
+    using core::invariant;
+    invariant(blockCount_ == 0 || (blocks_ != nullptr && blockCount_ <= maxBlocks_),
+              "Mem::Pool: more blocks than the table has room for");
+    invariant(blockCount_ == 0
+                  ? remaining_ == 0
+                  : cursor_ + remaining_ == bytes(blocks_[blockCount_ - 1]) + blockSize_,
+              "Mem::Pool: what is left is not the rest of the last block");
+    if (freeList_ != nullptr && blockCount_ <= kBlocksToCheck) {
+        invariant(isItem(freeList_), "Mem::Pool: what is free is no item of it");
+        const void* next = nullptr;
+        std::memcpy(&next, freeList_, sizeof next);
+        invariant(next != freeList_, "Mem::Pool: an item is free twice");
+    }
+}
+
+inline bool Mem::Pool::isItem(const void* item) const {
+    for (std::uint64_t i = 0; i < blockCount_; ++i) {
+        const auto offset = static_cast<std::uint64_t>(bytes(item) - bytes(blocks_[i]));
+        if (offset <= blockSize_ - itemSize_) {
+            return offset % itemSize_ == 0;
+        }
+    }
+    return false;
+}
+
 void* Mem::Pool::alloc() {
     const std::lock_guard lock(lock_);
+    const core::AtEnd checked([this] { check(); });
     if (freeList_ != nullptr) {
         return pop();
     }
@@ -49,6 +86,7 @@ void Mem::Pool::free(void* item) {
         return;
     }
     const std::lock_guard lock(lock_);
+    const core::AtEnd checked([this] { check(); });
     std::memcpy(item, &freeList_, sizeof freeList_);
     freeList_ = item;
 }

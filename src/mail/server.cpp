@@ -1,5 +1,6 @@
 #include "Mail/Server.h"
 
+#include "core/invariant.h"
 #include "mail/address_index.h"
 #include "mail/readers.h"
 
@@ -13,7 +14,35 @@ namespace Mail {
 struct ServerImpl::Directory {
     Readers readers; // of the index, of directSize_ and of direct_
     AddressIndex index;
+    core::NowAndThen checkOfAll;
+
+    static void check(const ServerImpl& server);
+    static void check(const ServerImpl& server, std::uint32_t address);
 };
+
+// Who calls these has readers kept out.
+inline void ServerImpl::Directory::check(const ServerImpl& server) {
+    const AddressIndex& index = server.directory_->index;
+    core::invariant(server.direct_.size() == server.directSize_,
+                    "mail server: the table of low addresses has another size than is said");
+    core::invariant(server.overflow_.size() == index.size(),
+                    "mail server: not all mailboxes are in the index, or others are");
+    core::invariant(!server.isClosed_ || (server.directSize_ == 0 && index.size() == 0),
+                    "mail server: it is closed, and has mailboxes");
+    server.directory_->checkOfAll.afterChange([&] { return index.check(); });
+}
+
+inline void ServerImpl::Directory::check(const ServerImpl& server, std::uint32_t address) {
+    if (address >= server.directSize_) {
+        const AddressIndex& index = server.directory_->index;
+        const auto kept = server.overflow_.find(address);
+        const bool isKept = kept != server.overflow_.end();
+        core::invariant(index.find(address) == (isKept ? kept->second.get() : nullptr),
+                        "mail server: the index has another mailbox than is kept");
+        index.check(address);
+    }
+    check(server);
+}
 
 Mailbox::~Mailbox() = default;
 
@@ -32,6 +61,7 @@ void ServerImpl::close() {
     Overflow overflow;
     const std::lock_guard lock(lock_);
     const Readers::Change change(directory_->readers);
+    const core::AtEnd checked([this] { Directory::check(*this); });
     isClosed_ = true;
     directSize_ = 0;
     direct.swap(direct_);
@@ -46,6 +76,7 @@ void ServerImpl::addMailbox(const Mem::Ptr<Mailbox>& mailbox) {
     const std::uint32_t address = mailbox->address;
     const std::lock_guard lock(lock_);
     const Readers::Change change(directory_->readers);
+    const core::AtEnd checked([&] { Directory::check(*this, address); });
     if (address < directSize_) {
         if (!direct_[address]) {
             direct_[address] = mailbox;
@@ -75,6 +106,7 @@ void ServerImpl::removeMailbox(std::uint32_t address) {
 Mem::Ptr<Mailbox> ServerImpl::take(std::uint32_t address) {
     const std::lock_guard lock(lock_);
     const Readers::Change change(directory_->readers);
+    const core::AtEnd checked([&] { Directory::check(*this, address); });
     if (address < directSize_) {
         return std::move(direct_[address]);
     }

@@ -82,6 +82,7 @@ int CRingBuffer::PushStart(unsigned long length) {
     pushPos_ = at.pos;
     pushLap_ = at.lap;
     toPush_ = announced;
+    view.check(at, toPush_);
     pushing_ = true;
     return 1;
 }
@@ -91,11 +92,13 @@ int CRingBuffer::PushData(const char* data, unsigned long n) {
         return 0;
     }
     const auto taken = static_cast<std::uint32_t>(std::min<unsigned long>(n, toPush_));
+    const View view(*this);
     Cursor at{pushPos_, pushLap_};
-    View(*this).put(at, data, taken, taken);
+    view.put(at, data, taken, taken);
     pushPos_ = at.pos;
     pushLap_ = at.lap;
     toPush_ -= taken;
+    view.check(at, toPush_);
     return n == taken ? 1 : 0;
 }
 
@@ -126,6 +129,7 @@ unsigned long CRingBuffer::PopStart(int* overwritten) {
     readPos = record.rest.pos;
     readLap = record.rest.lap;
     toPop_ = static_cast<std::uint32_t>(record.restLength);
+    View(*this).check(record.rest, toPop_);
     return toPop_;
 }
 
@@ -143,6 +147,7 @@ int CRingBuffer::PopData(const char* dst, unsigned long dstLen, unsigned long n)
     readPos = isLost ? recordPos_ : at.pos;
     readLap = isLost ? recordLap_ : at.lap;
     toPop_ = isLost ? 0 : toPop_ - taken;
+    view.check(at, toPop_);
     return !isLost && n == taken ? 1 : 0;
 }
 

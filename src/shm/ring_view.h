@@ -4,12 +4,16 @@
 // outside of the data counts as the start of the data. A position and its count of laps are one
 // word, so a party that is killed between any two instructions leaves a valid block.
 //
+// The invariants checked here are those of an object's own memory. What stands in the block may be
+// anybody's, and breaks none of them.
+//
 // Readers need no lock: the writer may overwrite what they are copying. A reader that has read a
 // byte of a new record then also sees by `oldest` that the old record was discarded, and drops what
 // it has read.
 #pragma once
 
 #include "Shm/RingBuffer.h"
+#include "core/invariant.h"
 #include "shm/shared_bytes.h"
 
 #include <algorithm>
@@ -72,7 +76,12 @@ public:
 
     // The buffer must have a block.
     explicit View(const CBaseRingBuffer& ring)
-        : memory_(ring.memory), dataStart_(ring.dataStart_), dataEnd_(ring.dataEnd_) {}
+        : memory_(ring.memory), dataStart_(ring.dataStart_), dataEnd_(ring.dataEnd_) {
+        core::invariant(memory_ != nullptr && shm::isAlignedTo<alignof(RingHeader)>(memory_),
+                        "ring buffer: no block, or not an aligned one");
+        core::invariant(dataStart_ >= sizeof(RingHeader) && dataStart_ < dataEnd_,
+                        "ring buffer: no room for data behind the header");
+    }
 
     // Finds the reader's next record, after moving a reader that was lapped to the oldest one.
     // False if there is none.
@@ -122,6 +131,7 @@ public:
         } else {
             at = {dataStart_ + static_cast<std::uint32_t>(length - untilEnd), at.lap + 1};
         }
+        check(at);
     }
 
     // The same for a caller that holds the lock.
@@ -148,6 +158,13 @@ public:
         record.prefix = takePrefix(record.rest);
         record.restLength = framing.rest(record.prefix);
         return record.restLength <= readable - shm::kPrefixSize;
+    }
+
+    // Of a position that this object has moved, and of what is left of a record that it reads or
+    // writes in parts.
+    void check(Cursor at, std::uint32_t left = 0) const {
+        core::invariant(inside(at) == at, "ring buffer: a position outside of the data");
+        core::invariant(left < dataSize(), "ring buffer: a record longer than the data");
     }
 
     enum class Discarded { nothing, record, everything };

@@ -19,12 +19,16 @@ constexpr int kMostCallbacksATurn = 64;
 SerialQueue::SerialQueue(std::string name, Workers& workers)
     : name_(std::move(name)), workers_(workers) {}
 
+inline void SerialQueue::check() const {
+    core::invariant(hasTurn_ || pending_.empty(), "SerialQueue: a callback waits without a turn");
+}
+
 bool SerialQueue::add(Task task) {
     if (workers_.isStopped()) {
         return true;
     }
     {
-        const Lock lock(mutex_);
+        const Lock lock(mutex_, *this);
         if (hasTurn_) {
             return pending_.push(task);
         }
@@ -37,19 +41,19 @@ bool SerialQueue::add(Task task) {
 
 // Other threads must not touch the turn's batch, so the turn drops it when it sees the new epoch.
 void SerialQueue::clear() {
-    const Lock lock(mutex_);
+    const Lock lock(mutex_, *this);
     pending_.clear();
     epoch_.fetch_add(1, std::memory_order_relaxed);
 }
 
 bool SerialQueue::hasPending() {
-    const Lock lock(mutex_);
+    const Lock lock(mutex_, *this);
     return !pending_.empty() ||
            (!batchIsCleared() && batchLeft_.load(std::memory_order_relaxed) != 0);
 }
 
 bool SerialQueue::isIdle() {
-    const Lock lock(mutex_);
+    const Lock lock(mutex_, *this);
     return !hasTurn_;
 }
 
@@ -93,7 +97,7 @@ bool SerialQueue::advance() {
 // another worker. The first of the batch is about to be current, so batchLeft_ does not count it.
 bool SerialQueue::takeBatch() {
     batch_.clear();
-    const Lock lock(mutex_);
+    const Lock lock(mutex_, *this);
     if (pending_.empty()) {
         hasTurn_ = false;
         return false;

@@ -1,6 +1,7 @@
 // A queue whose callbacks run one after another.
 #pragma once
 
+#include "core/invariant.h"
 #include "tasks/task_ring.h"
 #include "tasks/workers.h"
 
@@ -34,7 +35,8 @@ public:
     bool isIdle();
 
 private:
-    using Lock = tbb::spin_mutex::scoped_lock;
+    using Lock = core::CheckedLock<tbb::spin_mutex::scoped_lock, SerialQueue>;
+    friend Lock;
 
     static void takeTurn(void* self);
 
@@ -43,6 +45,7 @@ private:
     bool takeBatch();
     bool batchIsCleared() const;
     void measureTurn(std::int64_t ticks);
+    void check() const; // with the lock held
 
     const std::string name_;
     Workers& workers_;

@@ -1,6 +1,7 @@
 // Tasks, first in first out.
 #pragma once
 
+#include "core/invariant.h"
 #include "tasks/task.h"
 
 #include <algorithm>
@@ -18,6 +19,7 @@ class TaskRing {
 public:
     std::size_t size() const { return size_; }
     bool empty() const { return size_ == 0; }
+    std::size_t capacity() const { return capacity_; }
 
     // Makes room for that many tasks in all; false if there is no memory for them.
     bool reserve(std::size_t count) {
@@ -28,6 +30,7 @@ public:
         if (!reserve(size_ + 1)) {
             return false;
         }
+        const core::AtEnd checked([this] { check(); });
         slot(size_) = task;
         ++size_;
         return true;
@@ -35,6 +38,8 @@ public:
 
     // Not for an empty ring.
     Task pop() {
+        core::invariant(size_ != 0, "TaskRing: a task is taken from none");
+        const core::AtEnd checked([this] { check(); });
         const Task oldest = slot(0);
         first_ = (first_ + 1) & (capacity_ - 1);
         --size_;
@@ -55,6 +60,16 @@ private:
 
     Task& slot(std::size_t number) { return slots_[(first_ + number) & (capacity_ - 1)]; }
 
+    void check() const {
+        core::invariant(capacity_ == 0 || std::has_single_bit(capacity_),
+                        "TaskRing: its capacity is no power of two");
+        core::invariant((slots_ == nullptr) == (capacity_ == 0),
+                        "TaskRing: capacity without slots, or slots without capacity");
+        core::invariant(size_ <= capacity_, "TaskRing: more tasks than slots");
+        core::invariant(first_ == 0 || first_ < capacity_,
+                        "TaskRing: the first task is in no slot");
+    }
+
     bool grow(std::size_t capacity) {
         std::unique_ptr<Task[]> larger(new (std::nothrow) Task[capacity]);
         if (!larger) {
@@ -63,6 +78,7 @@ private:
         for (std::size_t i = 0; i < size_; ++i) {
             larger[i] = slot(i);
         }
+        const core::AtEnd checked([this] { check(); });
         slots_ = std::move(larger);
         capacity_ = capacity;
         first_ = 0;

@@ -49,8 +49,24 @@ bool Workers::isCalledByTask() {
     return drainersHere != 0;
 }
 
+inline void Workers::check() const {
+    using core::invariant;
+    invariant(drainers_ == awaited_ + inside_,
+              "Workers: a drainer neither awaited nor on a thread");
+    invariant(drainers_ <= mostDrainers_, "Workers: more drainers than workers");
+    invariant(looking_ <= drainers_, "Workers: more drainers that look than there are");
+    invariant(awaited_ <= looking_, "Workers: an awaited drainer does not count as looking");
+    invariant(reserved_ <= tasks_.capacity(), "Workers: no room for the tasks it is reserved for");
+    invariant(hasTasks_.load(std::memory_order_relaxed) != tasks_.empty(),
+              "Workers: those who look without the lock are told wrongly");
+    invariant(tasks_.empty() || looking_ != 0 || drainers_ == mostDrainers_ || isShortage_,
+              "Workers: a task waits and nobody looks for it");
+    invariant(tasks_.empty() || !isStopped(), "Workers: a task waits after the end");
+    invariant(drainers_ == 0 || !isClosed_, "Workers: closed, with a drainer left");
+}
+
 bool Workers::reserve() {
-    const Lock lock(mutex_);
+    const Lock lock(mutex_, *this);
     const bool isRoom = tasks_.reserve(tasks_.size() + reserved_ + 1);
     reserved_ += isRoom ? 1 : 0;
     return isRoom;
@@ -67,7 +83,7 @@ void Workers::addReserved(Task task) {
 bool Workers::push(Task task, Room room) {
     bool isNeeded = false;
     {
-        const Lock lock(mutex_);
+        const Lock lock(mutex_, *this);
         if (isStopped()) {
             return true;
         }
@@ -91,7 +107,7 @@ void Workers::retry() {
     }
     bool isNeeded = false;
     {
-        const Lock lock(mutex_);
+        const Lock lock(mutex_, *this);
         isNeeded = countDrainerIfNeeded();
     }
     if (isNeeded) {
@@ -103,7 +119,7 @@ void Workers::help() {
     retry();
     bool isAlone = false;
     {
-        const Lock lock(mutex_);
+        const Lock lock(mutex_, *this);
         isAlone = isShortage_;
     }
     if (isAlone) {
@@ -134,7 +150,7 @@ bool Workers::callDrainer() {
     if (!isCalled) {
         callSpareDrainers();
     }
-    const Lock lock(mutex_);
+    const Lock lock(mutex_, *this);
     --calling_;
     return isCalled;
 }
@@ -143,7 +159,7 @@ bool Workers::callDrainer() {
 void Workers::callSpareDrainers() {
     unsigned left = 0;
     {
-        const Lock lock(mutex_);
+        const Lock lock(mutex_, *this);
         left = awaited_;
     }
     for (; left > 0; --left) {
@@ -155,7 +171,7 @@ void Workers::callSpareDrainers() {
 
 void Workers::giveDrainerUp() {
     {
-        const Lock lock(mutex_);
+        const Lock lock(mutex_, *this);
         if (awaited_ == 0) {
             return;
         }
@@ -188,7 +204,7 @@ void Workers::drain() {
 // Takes the place of an awaited drainer. If none is awaited, enters only if there is something to
 // do.
 bool Workers::enter() {
-    const Lock lock(mutex_);
+    const Lock lock(mutex_, *this);
     if (awaited_ != 0) {
         --awaited_;
     } else if (!tasks_.empty() && drainers_ != mostDrainers_) {
@@ -221,7 +237,7 @@ bool Workers::next(Task& task, Activity& activity) {
         bool isFound = false;
         bool isNeeded = false;
         {
-            const Lock lock(mutex_);
+            const Lock lock(mutex_, *this);
             isFound = take(task, activity);
             isNeeded = countDrainerIfNeeded();
             if (!isFound && !stayToLook(activity)) {
@@ -279,7 +295,7 @@ void Workers::lookAround() const {
 // it enters again.
 bool Workers::goBehindOthers() {
     {
-        const Lock lock(mutex_);
+        const Lock lock(mutex_, *this);
         --inside_;
         if (isStopped()) {
             --drainers_;
@@ -292,7 +308,7 @@ bool Workers::goBehindOthers() {
 
 bool Workers::stop(std::chrono::milliseconds limit) {
     {
-        const Lock lock(mutex_);
+        const Lock lock(mutex_, *this);
         isStopped_.store(true, std::memory_order_release);
         tasks_.clear();
         hasTasks_.store(false, std::memory_order_relaxed);
@@ -305,7 +321,7 @@ bool Workers::close(std::chrono::milliseconds limit) {
         return false;
     }
     {
-        const Lock lock(mutex_);
+        const Lock lock(mutex_, *this);
         if (std::exchange(isClosed_, true)) {
             return true;
         }
@@ -315,17 +331,17 @@ bool Workers::close(std::chrono::milliseconds limit) {
 }
 
 Census Workers::census() {
-    const Lock lock(mutex_);
+    const Lock lock(mutex_, *this);
     return {isClosed_ ? 0 : mostDrainers_, drainers_ - looking_, tasks_.size(), 0};
 }
 
 bool Workers::tasksHaveEnded() {
-    const Lock lock(mutex_);
+    const Lock lock(mutex_, *this);
     return inside_ <= drainersHere && calling_ == 0;
 }
 
 bool Workers::drainersHaveEnded() {
-    const Lock lock(mutex_);
+    const Lock lock(mutex_, *this);
     return drainers_ == 0 && calling_ == 0 && spareThreads_.haveEnded();
 }
 

@@ -1,6 +1,7 @@
 // The pool that runs tasks: one queue, and worker threads that drain it.
 #pragma once
 
+#include "core/invariant.h"
 #include "tasks/census.h"
 #include "tasks/scheduler.h"
 #include "tasks/spare_threads.h"
@@ -64,7 +65,9 @@ public:
 
 private:
     enum class Activity { looking, running };
-    using Lock = tbb::spin_mutex::scoped_lock;
+
+    using Lock = core::CheckedLock<tbb::spin_mutex::scoped_lock, Workers>;
+    friend Lock;
 
     enum class Room { any, reserved };
 
@@ -89,6 +92,8 @@ private:
 
     bool tasksHaveEnded();
     bool drainersHaveEnded();
+
+    void check() const; // with the lock held
 
     const unsigned mostDrainers_ = Scheduler::workerCount();
     std::optional<Scheduler> scheduler_;
