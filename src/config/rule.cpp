@@ -1,9 +1,6 @@
 #include "config/rule.h"
 
-#include "config/and_rule_token.h"
-#include "config/block_token.h"
-#include "config/count_rule_token.h"
-#include "config/or_rule_token.h"
+#include "config/rule_tokens.h"
 
 #include <optional>
 

@@ -1,6 +1,32 @@
-#include "config/block_token.h"
+#include "config/rule_tokens.h"
+
+#include "config/matching.h"
+
+#include <algorithm>
 
 namespace qz::config {
+
+bool AndRuleToken::matchTokens(Matching& matching) const {
+    const Matching::Mark start = matching.mark();
+    if (first_.matchTokens(matching) && second_.matchTokens(matching)) {
+        return true;
+    }
+    matching.rewind(start);
+    return false;
+}
+
+bool CountRuleToken::matchTokens(Matching& matching) const {
+    const Matching::Mark start = matching.mark();
+    int count = 0;
+    while (count != maximum_ && element_.matchTokens(matching)) {
+        ++count;
+    }
+    if (count >= minimum_) {
+        return true;
+    }
+    matching.rewind(start);
+    return false;
+}
 
 bool BlockToken::matchTokens(Matching& matching) const {
     if (!isAssignment() && matching.isDeepest()) {
@@ -45,6 +71,16 @@ void BlockToken::closeEntry(Entry& entry, EntryList kept) const {
         entry.type = type_;
         entry.entries = kept;
     }
+}
+
+bool ChainToken::matchTokens(Matching& matching) const {
+    const Matching::Position start = matching.position();
+    const bool isMatch = std::all_of(links_.begin(), links_.end(),
+                                     [&](const auto& link) { return matching.expect(link.get()); });
+    if (!isMatch) {
+        matching.returnTo(start);
+    }
+    return isMatch;
 }
 
 } // namespace qz::config
