@@ -1,7 +1,7 @@
 #include "config/char_token.h"
 
-#include "config/data_block_token.h"
 #include "config/escapes.h"
+#include "config/lexical_tokens.h"
 
 #include <iterator>
 #include <optional>

@@ -1,8 +1,8 @@
 // The text that was parsed, with the changes of its tree put into their places.
 #pragma once
 
-#include "config/identifier_token.h"
 #include "config/layout.h"
+#include "config/lexical_tokens.h"
 #include "config/tree.h"
 #include "config/writer.h"
 

@@ -1,9 +1,8 @@
 #include "config/grammar.h"
 
-#include "config/identifier_token.h"
+#include "config/lexical_tokens.h"
 #include "config/math_calculator_token.h"
 #include "config/rule_tokens.h"
-#include "config/separator_token.h"
 #include "config/string_token.h"
 
 namespace qz::config {

@@ -1,8 +1,7 @@
 #include "config/integer_number_token.h"
 
 #include "config/decimal.h"
-#include "config/digit_token.h"
-#include "config/identifier_token.h"
+#include "config/lexical_tokens.h"
 
 #include <bit>
 #include <charconv>

@@ -1,7 +1,7 @@
 #include "config/math_calculator_token.h"
 
 #include "config/calculator.h"
-#include "config/separator_token.h"
+#include "config/lexical_tokens.h"
 
 namespace qz::config {
 

@@ -1,7 +1,7 @@
 // Entries by their paths: "graphics.colors.0.2".
 #pragma once
 
-#include "config/identifier_token.h"
+#include "config/lexical_tokens.h"
 #include "config/tree.h"
 
 #include <string_view>

@@ -1,9 +1,7 @@
 #include "config/real_number_token.h"
 
 #include "config/decimal.h"
-#include "config/digit_token.h"
-#include "config/identifier_token.h"
-#include "config/separator_token.h"
+#include "config/lexical_tokens.h"
 
 #include <cstddef>
 #include <string>

@@ -1,7 +1,7 @@
 #include "config/string_token.h"
 
-#include "config/data_block_token.h"
 #include "config/escapes.h"
+#include "config/lexical_tokens.h"
 #include "config/matching.h"
 
 #include <optional>

@@ -1,9 +1,6 @@
 #include "config/vocabulary.h"
 
-#include "config/data_block_token.h"
-#include "config/digit_token.h"
-#include "config/identifier_token.h"
-#include "config/separator_token.h"
+#include "config/lexical_tokens.h"
 
 namespace qz::config {
 

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "config/entry.h"
-#include "config/identifier_token.h"
+#include "config/lexical_tokens.h"
 
 #include <string>
 #include <string_view>

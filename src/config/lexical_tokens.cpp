@@ -1,10 +1,58 @@
-#include "config/data_block_token.h"
+#include "config/lexical_tokens.h"
 
 #include "config/input.h"
 
 #include <algorithm>
+#include <cctype>
 
 namespace qz::config {
+
+std::size_t SeparatorToken::matchText(Input& input, std::size_t offset) const {
+    return input.has(text(), offset) ? text().size() : 0;
+}
+
+bool SeparatorToken::canBegin(unsigned char character) const {
+    return static_cast<unsigned char>(text().front()) == character;
+}
+
+std::size_t DigitToken::matchText(Input& input, std::size_t offset) const {
+    const std::string_view text = input.text();
+    std::size_t end = offset;
+    while (end < text.size() && canBegin(static_cast<unsigned char>(text[end]))) {
+        ++end;
+    }
+    return end - offset;
+}
+
+bool DigitToken::canBegin(unsigned char character) const {
+    return character >= '0' && character <= '9';
+}
+
+IdentifierToken::IdentifierToken() {
+    for (unsigned int code = 0; code < begins_.size(); ++code) {
+        begins_[code] = code == '_' || std::isalpha(static_cast<int>(code)) != 0;
+        continues_[code] = begins_[code] || (code >= '0' && code <= '9');
+    }
+}
+
+std::size_t IdentifierToken::matchText(Input& input, std::size_t offset) const {
+    return lengthAt(input.text(), offset);
+}
+
+bool IdentifierToken::matchesAllOf(std::string_view text) const {
+    return !text.empty() && lengthAt(text, 0) == text.size();
+}
+
+std::size_t IdentifierToken::lengthAt(std::string_view text, std::size_t offset) const {
+    if (!begins_[static_cast<unsigned char>(text[offset])]) {
+        return 0;
+    }
+    std::size_t end = offset + 1;
+    while (end < text.size() && continues_[static_cast<unsigned char>(text[end])]) {
+        ++end;
+    }
+    return end - offset;
+}
 
 DataBlockToken::DataBlockToken(const char* opening, const char* closing, bool isKept,
                                std::vector<std::string> escapes)
