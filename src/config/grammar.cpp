@@ -3,7 +3,7 @@
 #include "config/lexical_tokens.h"
 #include "config/math_calculator_token.h"
 #include "config/rule_tokens.h"
-#include "config/string_token.h"
+#include "config/value_tokens.h"
 
 namespace qz::config {
 

@@ -1,9 +1,7 @@
 // An arithmetic expression; a single number is one too.
 #pragma once
 
-#include "config/char_token.h"
-#include "config/integer_number_token.h"
-#include "config/real_number_token.h"
+#include "config/value_tokens.h"
 
 namespace qz::config {
 
