@@ -95,9 +95,8 @@ private:
     friend class Mem::Ptr;
     friend class Mem::PoolOf<Chunk>;
     friend class ByteReader;
-    friend class ByteWriter;
     friend class Chain;
-    friend class Space;
+    friend class FreshSpace;
     friend class SpareSpace;
 
     Mem::Ptr<Chunk> next_;

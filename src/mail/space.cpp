@@ -5,12 +5,12 @@
 
 namespace Mail {
 
-Mem::Ptr<Chunk> Space::makeBuffer() {
+Mem::Ptr<Chunk> FreshSpace::makeBuffer() {
     const Mem::Ptr<Buffer> buffer = Buffer::make();
     return buffer ? Chunk::m_pool.make(buffer, buffer->data(), buffer->end()) : nullptr;
 }
 
-Mem::Ptr<Chunk> Space::cut(Chunk& chunk, std::uint64_t n) {
+Mem::Ptr<Chunk> FreshSpace::cut(Chunk& chunk, std::uint64_t n) {
     Mem::Ptr<Chunk> piece = chunk.head(n);
     if (piece) {
         chunk.begin_ += n;

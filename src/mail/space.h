@@ -9,9 +9,13 @@
 
 namespace Mail {
 
-// The common base of both kinds of space.
-class Space {
-protected:
+// Space for callers who know how many bytes they need.
+class FreshSpace {
+public:
+    // 1 to `n` bytes; null if n is 0 or there is no memory.
+    Mem::Ptr<Chunk> carve(std::uint64_t n);
+
+private:
     // A chunk over all of a new buffer; null if there is no memory.
     static Mem::Ptr<Chunk> makeBuffer();
 
@@ -20,15 +24,6 @@ protected:
     static Mem::Ptr<Chunk> cut(Chunk& chunk, std::uint64_t n);
 
     Sync::Futex lock_;
-};
-
-// Space for callers who know how many bytes they need.
-class FreshSpace : private Space {
-public:
-    // 1 to `n` bytes; null if n is 0 or there is no memory.
-    Mem::Ptr<Chunk> carve(std::uint64_t n);
-
-private:
     Mem::Ptr<Chunk> current_;
 };
 
@@ -41,7 +36,7 @@ struct Region {
 
 // Space for callers who do not know how many bytes they need: they take a region and give back what
 // they have not filled.
-class SpareSpace : private Space {
+class SpareSpace {
 public:
     // The region that was given back first, or else a new buffer's: at least one byte. Has no
     // buffer if there is no memory.
@@ -53,6 +48,7 @@ private:
     Region takeGivenBack();
     Mem::Ptr<Chunk> chunkFor(Region region);
 
+    Sync::Futex lock_;
     Mem::Ptr<Chunk> first_;  // of the regions given back
     Chunk* last_ = nullptr;  // valid if first_ is set; a Chain would count references to it
     Mem::Ptr<Chunk> unused_; // a list of chunks to reuse without taking the pool's lock
