@@ -48,11 +48,13 @@ Mem::Pool::~Pool() {
 // gives it back twice, breaks the list there.
 inline void Mem::Pool::check() const {
     using core::invariant;
-    invariant(blockCount_ == 0 || (blocks_ != nullptr && blockCount_ <= maxBlocks_),
-              "Mem::Pool: more blocks than the table has room for");
-    invariant(blockCount_ == 0
-                  ? remaining_ == 0
-                  : cursor_ + remaining_ == bytes(blocks_[blockCount_ - 1]) + blockSize_,
+    if (blocks_ == nullptr || blockCount_ == 0) {
+        invariant(blockCount_ == 0 && remaining_ == 0 && freeList_ == nullptr,
+                  "Mem::Pool: items without a block");
+        return;
+    }
+    invariant(blockCount_ <= maxBlocks_, "Mem::Pool: more blocks than the table has room for");
+    invariant(cursor_ + remaining_ == bytes(blocks_[blockCount_ - 1]) + blockSize_,
               "Mem::Pool: what is left is not the rest of the last block");
     if (freeList_ != nullptr && blockCount_ <= kBlocksToCheck) {
         invariant(isItem(freeList_), "Mem::Pool: what is free is no item of it");
