@@ -122,6 +122,10 @@ TEST(Ptr, DeletesWithTheLastReferenceIntoThePool) {
     EXPECT_EQ(living, 0);
     c = Thing::pool().make(living);
     EXPECT_EQ(c.get(), place);
+    c = Mem::Ptr<Thing>(c.detachIfLast());
+    EXPECT_EQ(living, 1);
+    c = nullptr;
+    EXPECT_EQ(living, 0) << "what was detached had no references";
 }
 
 TEST(PoolOf, TakesTheItemBackIfAConstructorThrows) {
