@@ -21,6 +21,9 @@ namespace Sync {
  * Locks share queues of sleeping threads. While threads sleep for other locks of the same queue,
  * unlocking takes a few nanoseconds longer for each of these locks, however many threads sleep.
  *
+ * Signal handlers must not use locks: a handler that waits for the lock that its thread waits for
+ * may leave both waiting for ever.
+ *
  * A thread that is cancelled (pthread_cancel) while it waits gets the lock before it ends. A child
  * of fork() must not use a lock for which other threads waited, even if its thread is the owner,
  * because the lock may be handed to a thread that the child does not have. When a Windows process

@@ -15,6 +15,9 @@
  * programs can probe for files. A failed open for writing and a failed operation on a handle log
  * one ERROR line (module "VFS") that ends in the system's own words.
  *
+ * On Linux the system ends a process that writes beyond its limit on file sizes (ulimit -f), unless
+ * the program ignores SIGXFSZ: then writing fails like on a full disk.
+ *
  * Threads: a handle is for one thread at a time. Any threads may use different handles, and query
  * files, at once.
  */

@@ -23,6 +23,7 @@ struct VFS_File_win32 {
     platform::FileHandle handle;
     char path[kPathRoom];
     std::unique_ptr<platform::NewContents> contents; // owns the handle of openForReplacing
+    std::unique_ptr<char[]> target;                  // the whole path of openForReplacing
 };
 
 VFS_File_win32& systemFile(VFS_File* file) {
@@ -170,13 +171,17 @@ VFS_File* openForReplacing(const char* path) {
         report(error, "can't replace %s", path);
         return nullptr;
     }
-    auto* const file = new (std::nothrow) VFS_File_win32;
+    const std::size_t room = std::strlen(path) + 1;
+    std::unique_ptr<char[]> target(new (std::nothrow) char[room]);
+    auto* const file = target ? new (std::nothrow) VFS_File_win32 : nullptr;
     if (file == nullptr) {
         qz_logf("VFS", QZ_LOG_ERROR, "can't allocate struct VFS_File_win32 for %s", path);
         return nullptr;
     }
+    std::memcpy(target.get(), path, room);
     initialise(*file, contents->file(), path);
     file->contents = std::move(contents);
+    file->target = std::move(target);
     return &file->base;
 }
 
@@ -185,7 +190,7 @@ VFS_File* openForReplacing(const char* path) {
 bool takePlace(VFS_File* file) {
     constexpr std::chrono::seconds kLongestWait{1};
     const VFS_File_win32& self = systemFile(file);
-    const platform::SaveTurn turn(self.path, kLongestWait);
+    const platform::SaveTurn turn(self.target.get(), kLongestWait);
     const platform::SystemError error = self.contents->takePlace();
     if (error != 0) {
         report(error, "can't replace %s", self.path);

@@ -5,9 +5,12 @@
 #include "support/ordinary_user.h"
 #include "support/test.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <chrono>
 #include <csignal>
 
 namespace {
@@ -54,6 +57,28 @@ TEST(IoReplacePosix, AFullDiskLeavesTheOldFile) {
     EXPECT_EQ(readFile(path), "old");
     EXPECT_EQ(countIn(directory), 1);
     EXPECT_TRUE(replace(path, std::string(50'000, 'n')));
+}
+
+// 255 characters of two bytes each, and one more.
+TEST(IoReplacePosix, KnowsTheWholeOfALongPath) {
+    const fs::path directory = freshDirectory();
+    fs::current_path(directory);
+    std::string folder = "d";
+    for (int i = 0; i < 124; ++i) {
+        folder += "\u0416";
+    }
+    fs::create_directories(fs::path(folder) / folder);
+    const std::string path = folder + "/" + folder + "/abc";
+    writeFile(path, "old");
+    EXPECT_FALSE(replace(path + "d", "too long"));
+    // Somebody else has the turn, for longer than anybody waits.
+    const int others = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    ASSERT_EQ(flock(others, LOCK_EX), 0);
+    const auto before = std::chrono::steady_clock::now();
+    EXPECT_TRUE(replace(path, "new"));
+    EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(900));
+    close(others);
+    EXPECT_EQ(readFile(path), "new");
 }
 
 } // namespace

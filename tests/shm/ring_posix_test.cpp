@@ -2,6 +2,7 @@
 #include "Shm/RingBuffer.h"
 #include "support/test.h"
 
+#include <sys/resource.h>
 #include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -49,4 +50,12 @@ TEST(RingMessageBuffer, IsMadeUnderSignals) {
     }
     const itimerval never{};
     setitimer(ITIMER_REAL, &never, nullptr);
+}
+
+// The limit on the size of files holds for shared memory, too.
+TEST(RingMessageBuffer, ALimitOnFilesIsAFailure) {
+    std::signal(SIGXFSZ, SIG_DFL);
+    const rlimit limit{4096, RLIM_INFINITY};
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+    EXPECT_EQ(CRingMessageBuffer::OpenNew("qz_limited", 65536, nullptr), nullptr);
 }

@@ -11,6 +11,7 @@
 #include "platform/shared_memory.h"
 
 #include "platform/posix/descriptor.h"
+#include "platform/posix/write_signals.h"
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -237,6 +238,7 @@ private:
 
     // The pages are asked for now: later their lack would end the process.
     bool makeZeros(std::uint64_t size) const {
+        const NoWriteSignals guard; // the limit on the size of files holds for memory, too
         return uninterrupted([&] { return ftruncate(file_, 0); }) == 0 &&
                reserveRoom(file_, static_cast<off_t>(size)) == 0;
     }

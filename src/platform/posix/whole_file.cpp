@@ -2,6 +2,7 @@
 
 #include "platform/posix/access_list.h"
 #include "platform/posix/descriptor.h"
+#include "platform/posix/path.h"
 #include "platform/posix/replacement_file.h"
 #include "platform/posix/target_file.h"
 
@@ -121,6 +122,9 @@ SystemError locate(const char* path, WriteProtected writeProtected, TargetFile& 
 class NewFile final : public NewContents {
 public:
     SystemError begin(const char* path) {
+        if (!SystemPath(path).fits()) {
+            return ENAMETOOLONG; // as for everybody who opens it then
+        }
         const SystemError error = locate(path, WriteProtected::refuse, target_);
         return error != 0
                    ? error
