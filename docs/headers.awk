@@ -1,7 +1,7 @@
-# What Doxygen reads in place of a public header. The headers speak to people who have them open in
-# an editor: plain comments, one of which may stand over several declarations. Here each becomes a
-# documentation comment of every declaration down to the next empty line, and nothing in it is a
-# command. Private sections are left out: Doxygen would show nothing of them but links to their classes.
+# Prints what Doxygen reads instead of a public header. The headers have plain comments for readers in an
+# editor; one comment may describe several declarations. This filter makes it a documentation comment of
+# every declaration down to the next empty line, and escapes commands in it. Private sections are left
+# out: Doxygen would show only links to their classes.
 function escaped(text,    parts, count, i, result) {
     if (text ~ /^ *\*     /) { # an indented example stays as it is
         return text

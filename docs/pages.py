@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""What Doxygen reads in place of a page of Markdown: pages.py PAGE
+"""Prints what Doxygen reads instead of a page of Markdown: pages.py PAGE
 
-Pages link to each other, to headings, headers and folders as one goes through a tree of files. The
-manual knows the first three by names of its own; what is not part of it stays as plain text.
+Pages link to pages, headings, headers and folders by their paths in the tree. The manual has its own
+names for the first three. Links to anything else become plain text.
 """
 import os
 import pathlib
@@ -17,7 +17,7 @@ LINK = re.compile(r"(?<!!)\[((?:`[^`]*`|[^\]`])*)\]\((?!https?:)([^)#\s]*)(#[^)\
 
 
 def slug(heading):
-    """As the sites that show Markdown make it."""
+    """The anchor of a heading, as sites that show Markdown make it."""
     return re.sub(r"[^\w\- ]", "", heading.lower()).replace(" ", "-")
 
 
@@ -26,7 +26,7 @@ def page_name(page):
 
 
 def target_name(target, heading):
-    """What the manual calls the target, or nothing."""
+    """The manual's name of the target, or None."""
     if target.suffix == ".md" and target.exists():
         if heading:
             return f"{page_name(target)}_{heading}"

@@ -1,7 +1,7 @@
 """Draws the ratios that benchmarks append to a file: bench_chart.py ratios.csv chart.svg
 
-A bar shows how many times better than its peer a row is, on a logarithmic scale; the tick is the goal.
-Of several lines for one row the last one counts, and the others are dropped from the file.
+Each bar shows how many times better a row is than its peer, on a logarithmic scale; the tick is the goal.
+If the file has several lines for one row, the last one counts, and the others are removed from the file.
 """
 import csv
 import math
@@ -17,7 +17,7 @@ PLOT = 320
 GAP = 28
 WIDTH = LABELS + PLOT + GAP + 150
 
-# Written out twice, because not everything that shows pictures knows variables of styles.
+# The colours are written out twice, because not every viewer supports CSS variables.
 COLOURS = """
 .paper {{ fill: {paper}; }}
 text {{ fill: {ink}; }}
@@ -57,14 +57,14 @@ class Row:
         return self.ratio <= self.goal if self.sense == "<=" else self.ratio >= self.goal
 
     def better(self, ratio):
-        """How many times better than the peer a row with this ratio is."""
+        """How many times better a row with this ratio is than its peer."""
         return 1 / ratio if self.sense == "<=" else ratio
 
     def label(self):
         return self.measured + ("" if self.figure == "time" else f", {self.figure}")
 
     def short_peer(self):
-        """The peer's name without the segments that the measured one's has in the same places."""
+        """The peer's name without the segments that equal the measured row's at the same place."""
         mine, its = self.measured.split("/"), self.peer.split("/")
         if len(mine) != len(its):
             return self.peer
@@ -72,7 +72,7 @@ class Row:
 
 
 def read_rows(path):
-    """The rows by program, in the order in which they came first."""
+    """The rows by program, in the order of their first lines."""
     rows = {}
     if path.exists():
         with path.open(newline="", encoding="utf-8") as file:
@@ -84,7 +84,7 @@ def read_rows(path):
 
 
 def write_rows(path, rows):
-    """In one step: a run that is interrupted keeps what others have measured."""
+    """Replaces the file in one step: an interrupted run keeps what others have measured."""
     beside = path.with_suffix(".new")
     with beside.open("w", newline="", encoding="utf-8") as file:
         csv.writer(file, lineterminator="\n").writerows(row.fields for row in rows)
@@ -92,7 +92,7 @@ def write_rows(path, rows):
 
 
 class Scale:
-    """From factors to places, with powers of two at either end."""
+    """Maps factors to positions; both ends are powers of two."""
 
     def __init__(self, factors):
         exponents = [math.log2(factor) for factor in [*factors, 0.5, 2.0]]
@@ -103,7 +103,7 @@ class Scale:
         return LABELS + part * PLOT
 
     def steps(self):
-        stride = 1 + (self.most - self.least) // 12  # as many as have room
+        stride = 1 + (self.most - self.least) // 12  # as many ticks as have room
         return [2.0 ** exponent for exponent in range(self.least, self.most + 1)
                 if exponent % stride == 0]
 
@@ -138,7 +138,7 @@ def draw_row(row, scale, y):
 
 
 def draw_rows(rows, scale):
-    """All lines, and the height that they take."""
+    """All lines, and their height."""
     lines, y, program = [], HEAD, None
     for row in rows:
         if row.program != program:
@@ -154,7 +154,7 @@ def draw_rows(rows, scale):
 
 
 def chart(rows):
-    # Nothing that was measured is 0; what is must not stop the drawing.
+    # No measurement is 0; rows that are must not stop the drawing.
     rows = [row for row in rows if row.ratio > 0 and row.goal > 0 and math.isfinite(row.ratio)]
     scale = Scale([row.better(value) for row in rows for value in (row.ratio, row.goal)])
     body, bottom = draw_rows(rows, scale)

@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""Checks that links between pages lead somewhere: check_links.py FILE_OR_FOLDER...
+"""Checks that the targets of links between pages exist: check_links.py FILE_OR_FOLDER...
 
-Reads pages of HTML and of Markdown, names each link whose file or whose place in it does not exist, and
-two pages of HTML that have one title.
+Reads HTML and Markdown pages. Names each link whose file does not exist, or whose anchor does not exist in
+the file, and each title that several HTML pages have.
 """
 import collections
 import html.parser
@@ -70,7 +70,7 @@ def dead_links(pages):
 
 
 def double_titles(pages):
-    # Doxygen spreads its lists of members over several pages.
+    # Doxygen splits its lists of members into several pages with the same title.
     titles = collections.Counter(page.title for page in pages.values()
                                  if page.title and "Member" not in page.title)
     return (f'{count} pages have the title "{title}"' for title, count in titles.items() if count > 1)

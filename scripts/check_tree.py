@@ -1,16 +1,16 @@
 #!/usr/bin/env python3
-"""Checks rules of the tree that no compiler checks, and names each line that offends.
+"""Checks rules of the tree that no compiler checks, and names each line that breaks one.
 
-Floors: an include runs to a lower floor, or stays in its folder. Folders on one floor do not know each
-other, but for the pairs in BESIDE. The system's own headers stay in the platform floor. Names: no two
-files, and no two headers as they are included, differ in upper and lower case alone.
+Layers (FLOORS): a file includes only headers of lower layers and of its own folder. Folders of one layer
+cannot include each other, except the pairs in BESIDE. Only src/platform includes the system's headers.
+Names: no two files, and no two headers as they are included, differ only in upper and lower case.
 """
 import pathlib
 import re
 import subprocess
 import sys
 
-# From the lowest to the highest. A folder of inc/ stands on the floor of its namesake in src/.
+# From the lowest layer to the highest. A folder of inc/ is in the layer of the src/ folder of that name.
 FLOORS = (("platform",),
           ("core",),
           ("common", "random"),
@@ -23,7 +23,7 @@ FLOORS = (("platform",),
           ("globals", "globals.h", "library.cpp"))
 FLOOR_OF = {folder: number for number, folders in enumerate(FLOORS) for folder in folders}
 BESIDE = {("library.cpp", "globals"), ("library.cpp", "globals.h"), ("globals", "globals.h")}
-# Headers with ".h" that are no system's: those of C, of the dependencies and of the processor.
+# Headers with ".h" that do not belong to a system: those of C, of the dependencies and of the processor.
 C_HEADERS = {"math.h", "stdarg.h", "stddef.h", "stdint.h", "string.h", "stdbool.h"}
 OTHERS_HEADERS = re.compile(r"oneapi/|tbb/|lua|lauxlib|lualib|physfs|zlib|iconv|[a-z]+intrin")
 INCLUDE = re.compile(r'\s*#\s*include\s+(["<])([^">]+)')
@@ -36,12 +36,12 @@ def tracked():
 
 
 def folder_of(path):
-    """The folder below src/ or inc/, or the name of a file that stands there itself."""
+    """The folder below src/ or inc/, or the name of a file directly in src/ or inc/."""
     return path.parts[1].lower()
 
 
 def include_offence(source, kind, header):
-    """What is wrong with it, or nothing."""
+    """What is wrong with the include, or None."""
     own = folder_of(source)
     if own not in FLOOR_OF:
         return f"{own} has no floor yet: add it to FLOORS in scripts/check_tree.py"

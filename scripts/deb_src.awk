@@ -1,6 +1,6 @@
-# Turns apt's sources of binary packages into sources of source packages: the same entries with only
-# the type changed, and only those whose address is in the first file (one a line).
-# The files after it are one-line lists, or "Field: value" stanzas when read in paragraphs (RS=).
+# Turns apt's sources of binary packages into sources of source packages. It prints only entries whose
+# address is in the first file (one per line), with only the type changed.
+# The other files are one-line lists, or "Field: value" stanzas when read in paragraphs (RS=).
 
 function plain(uri) { sub("/+$", "", uri); return uri }
 

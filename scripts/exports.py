@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Compares what a library exports with the list of it that is kept in docs/exports.
+"""Compares the symbols that a library exports with a list in docs/exports.
 
-exports.py LIBRARY LIST           fails and says what has come and gone
+exports.py LIBRARY LIST           fails if they differ, and prints the added and removed symbols
 exports.py LIBRARY LIST --write   writes the list anew
 
-The lists leave out what the C++ library's templates bring along: it differs from compiler to compiler.
+The lists leave out instances of the C++ library's templates, which differ from compiler to compiler.
 """
 import re
 import os

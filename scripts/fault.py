@@ -1,19 +1,19 @@
 #!/usr/bin/env python3
-"""Makes calls fail on purpose, one after the other, and judges what the drivers in fault/ make of it.
+"""Makes calls fail on purpose, one at a time, and classifies the results of the drivers in fault/.
 
-For each driver a run without faults counts its calls of each kind; then each call fails once, and,
-where that is realistic, it and all later ones do. What came of it is one of
+For each driver a run without faults counts its calls of each kind. Then each call fails once, and,
+where that is realistic, once together with all later calls. The result is one of
 
-    clean        nothing was to be seen of it
-    documented   a call said that it failed, as its header has it, and worked again afterwards
-    wrong        a promise of a header is broken, an exception where there is none, for instance
-    torn         a file is neither what it was nor what it was to become
-    lost         data is gone that nobody counts
-    leak         afterwards more memory or files are in use than without the fault
+    clean        the fault had no visible effect
+    documented   a call failed as its header says, and worked again afterwards
+    wrong        a promise of a header is broken, for example by an undocumented exception
+    torn         a file has neither its old nor its new contents
+    lost         data is lost and not counted as lost
+    leak         more memory or files are in use at the end than without the fault
     crash, hang  the process died, or did not end
 
-and all from "wrong" on end in exit code 1. Points are tried in an order that spreads over all of
-them, so that whatever time there is is a fair sample; the order is always the same.
+The classes from "wrong" down end in exit code 1. Points are tried in an order that spreads over all of
+them, so that any budget of time tries a fair sample; the order is always the same.
 """
 import argparse
 import concurrent.futures
@@ -36,26 +36,27 @@ BAD = ("wrong", "torn", "lost", "leak", "crash", "hang")
 LIBRARY = "libqzCore.so.0"
 TIMEOUT = 10  # seconds; the library itself waits two at most
 
-# The C library keeps a small block now and then, when setenv or dlopen fails.
+# The C library sometimes keeps a small block when setenv or dlopen fails.
 ALLOWANCE = {"bytes": 64, "blocks": 1}
 # oneTBB whose start has failed cannot be taken down; the loader keeps the text of its last error.
 ALLOWANCE_OF = {"tasks": {"bytes": 512, "blocks": 4}, "loading": {"bytes": 256, "blocks": 2}}
 
-# The same for the address sanitizer, by functions and modules on the way to the allocation.
+# Allocations that the leak sanitizer allows: functions and modules in their call stacks.
 KEPT = ("ld-linux", "platform::setVariable", "tasks::Scheduler::Arena")
 
-# Reads debugging information, of which the library has so much that each point would take seconds.
-# Of the driver's there is enough.
+# These drivers read debugging information. That of the library would take seconds for each point; that of
+# the driver is enough.
 WITHOUT_DEBUG_INFORMATION = {"crash"}
 
-# Dies on purpose, of its own signals and not of the sanitizer's words about them.
+# These drivers die of signals on purpose, which the sanitizer must not handle.
 WITHOUT_HANDLERS = {"crash"}
 HANDLERS = "segv sigbus abort sigill sigfpe sigtrap".split()
 
-# What kills others where this library has no say: oneTBB's own start.
+# Crashes outside this library's control: oneTBB's own start.
 FOREIGN = {("loading", "key"), ("loading", "load")}
 
-# How the calls of a kind fail: with which errors, once and from then on. Interruptions end.
+# The errors with which calls of a kind fail, once and from then on. Interruptions do not last, so they
+# only happen once.
 BOTH = ("once", "on")
 ONCE = ("once",)
 FAULTS = {
@@ -114,7 +115,7 @@ class Outcome:
         return {kind: int(n) for kind, n in (line.split() for line in self.lines("count"))}
 
     def judge(self, family, reference):
-        """The class, and what to say about it."""
+        """The class, and a message."""
         if self.status is None:
             return "hang", f"still running after {TIMEOUT} s"
         if self.status < 0:
@@ -199,7 +200,7 @@ class Sweep:
             shutil.rmtree(work, ignore_errors=True)
 
     def learn(self, family):
-        """Calls of each kind, and what is in use in the end; both vary a little with threads."""
+        """Calls of each kind, and the resources in use at the end; both vary a little with threads."""
         outcomes = [self.run(Point(family)) for _ in range(3)]
         for outcome in outcomes:
             verdict, detail = outcome.judge(family, {})
@@ -212,7 +213,7 @@ class Sweep:
         return {kind: max(count[kind] for count in counts) for kind in counts[0]}
 
     def points(self, family, kinds, modes_wanted):
-        """All points with a key: by increasing keys each part of the list is spread evenly."""
+        """All points with a key: in the order of the keys, any first part of the list is spread evenly."""
         counts = self.learn(family)
         for kind, errors in FAULTS.items():
             wanted = kind in kinds and (family, kind) not in FOREIGN
@@ -225,13 +226,13 @@ class Sweep:
     def try_point(self, point):
         outcome = self.run(point)
         verdict, detail = outcome.judge(point.family, self.references[point.family])
-        if verdict in ("hang", "leak"):  # once may be chance, on a machine that is busy
+        if verdict in ("hang", "leak"):  # a single one may be chance on a busy machine
             outcome = self.run(point)
             verdict, detail = outcome.judge(point.family, self.references[point.family])
         return point, verdict, detail
 
     def where(self, errors):
-        """The way to the call, by source lines where they are this tree's."""
+        """The call stack, as source lines where they are this tree's."""
         frames = re.findall(r"^frame: (\S+) (0x[0-9a-f]+)$", errors, re.MULTILINE)
         for module, offset in frames:
             if module == str(self.stripped / LIBRARY):
@@ -244,7 +245,7 @@ class Sweep:
 
 
 def show(sweep, point):
-    """Repeats one point and tells everything about it."""
+    """Repeats one point and prints everything about it."""
     sweep.learn(point.family)
     outcome = sweep.run(point, trace=True)
     verdict, detail = outcome.judge(point.family, sweep.references[point.family])

@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# What ./dev and the other scripts here share. Expects QZ_ROOT; sets QZ_JOBS and QZ_LOGS.
+# Functions that ./dev and the other scripts share. Expects QZ_ROOT; sets QZ_JOBS and QZ_LOGS.
 
 QZ_JOBS=${QZ_JOBS:-$(nproc)}
 QZ_LOGS=$QZ_ROOT/build/logs
@@ -9,18 +9,18 @@ die() {
     exit 1
 }
 
-# Seconds since $1, an earlier $EPOCHREALTIME, with one decimal. Its decimal sign follows the
-# locale, so all that is not a digit goes.
+# Seconds since $1, an earlier $EPOCHREALTIME, with one decimal. The decimal sign of $EPOCHREALTIME
+# depends on the locale, so everything but its digits is removed.
 seconds_since() {
     local tenths=$(((${EPOCHREALTIME//[!0-9]/} - ${1//[!0-9]/}) / 100000))
     printf '%d.%d' $((tenths / 10)) $((tenths % 10))
 }
 
-# Tells how far a step is until it is killed: the count of build steps where the log has one, else the
-# time. A terminal's line is rewritten each second; elsewhere there is a new line every ten.
+# Shows the progress of a step until it is killed: the count of build steps if the log has one, else the
+# time. On a terminal it rewrites the line each second, elsewhere it prints a new line every ten seconds.
 show_progress() { # <title> <log>
     local seconds=0 progress
-    while sleep 1 >/dev/null 2>&1; do # it may outlive this loop, and must not keep our pipes
+    while sleep 1 >/dev/null 2>&1; do # sleep may outlive this loop, and must not keep our pipes open
         kill -0 $$ 2>/dev/null || return 0
         seconds=$((seconds + 1))
         [ -t 1 ] || [ $((seconds % 10)) -eq 0 ] || continue
@@ -33,9 +33,9 @@ show_progress() { # <title> <log>
     done
 }
 
-# step <title> <advice> <command...>: one line for a step that works; for one that fails the end of
-# its log and what to do about it. Do not call it in a condition: bash would then let a function
-# go on after its first failing command.
+# step <title> <advice> <command...>: prints one line for a step that succeeds; for a step that fails also
+# the end of its log and the advice. Do not call it in a condition: bash would then let a function
+# continue after its first failing command.
 step() {
     local title=$1 advice=$2 log started status watcher
     shift 2

@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Tells how much the tests of a family notice: makes small faults in its sources, one at a time.
+"""Measures how many faults the tests of a family notice: makes small faults in its sources, one at a time.
 
-Each mutant is a copy of one source with one small change: it is compiled, linked into a library in
-place of the sound source, and the family's tests run on that. A mutant that they pass has survived.
-Either nothing checks what the change broke, or the change broke nothing (it made the code slower, say):
-look at each. The sources themselves are only read.
+Each mutant is a copy of one source with one small change. It is compiled and linked into a library instead
+of the original source, and the family's tests run with that library. A mutant survives if all tests pass.
+Then either no test checks the changed behaviour, or the change has no effect on behaviour (it may only make
+the code slower): look at each survivor. The sources themselves are only read.
 """
 import argparse
 import hashlib
@@ -28,9 +28,9 @@ COMMENT_OR_TEXT = re.compile(r'//[^\n]*|/\*.*?\*/|R"(\w*)\(.*?\)\1"|"(?:\\.|[^"\
                              r"|(?<![0-9A-Fa-f])'(?:\\.|[^'\\\n])+'|^[ \t]*#[^\n]*", re.S | re.M)
 SWAPS = {"==": "!=", "!=": "==", "<": "<=", "<=": "<", ">": ">=", ">=": ">", "+": "-", "-": "+",
          "+=": "-=", "-=": "+=", "&&": "||", "||": "&&"}
-# Each rule finds the part that changes, and says what comes in its place (None: no mutant).
+# Each rule has a pattern for the part that changes, and a function for its replacement (None: no mutant).
 RULES = [
-    # Operators between operands have a space on both sides; brackets of templates have not.
+    # Operators between operands have a space on both sides; brackets of templates do not.
     (re.compile(r"(?<= )(?:==|!=|<=|>=|<|>|\+=|-=|\+|-|&&|\|\|)(?= )"), lambda m: SWAPS[m[0]]),
     (re.compile(r"(?<![\w.'])\d+(?=[uUlL]*(?![\w.']))"), lambda m: str(int(m[0]) + 1)),
     (re.compile(r"(?<=[ (])!(?=[\w(])"), lambda m: ""),
@@ -45,7 +45,7 @@ RULES = [
 
 
 SYSTEM_HEADER = re.compile(r"^#include <[a-z_]+>$", re.M)
-# The list at the end of what ctest prints: one of a number, a name, how it failed.
+# An entry in the list at the end of ctest's output: a number, a name, and how the test failed.
 FAILED_TEST = re.compile(r"^\s+\d+ - (\S+) \(", re.M)
 
 
@@ -71,13 +71,13 @@ def mutants_of(path):
 
 
 def limit_resources():
-    """So that a mutant that runs wild fills neither the memory nor the disk."""
+    """Keeps a mutant from filling the memory or the disk."""
     for limit in (resource.RLIMIT_DATA, resource.RLIMIT_FSIZE):
         resource.setrlimit(limit, (8 << 30, resource.getrlimit(limit)[1]))
 
 
 class Library:
-    """The library of build/mutants, and what takes its place."""
+    """The library of build/mutants, and the mutants that replace it."""
 
     def __init__(self):
         if not os.path.exists(os.path.join(BUILD, "build.ninja")):
@@ -86,7 +86,7 @@ class Library:
         self.link = next(line for line in commands if " -shared " in line)
         self.path = os.path.join(BUILD, re.search(r" -o (\S*libqzCore\S*)", self.link)[1])
         with open(os.path.join(BUILD, "compile_commands.json"), encoding="utf-8") as file:
-            # Later entries of a source belong to tests that compile it in.
+            # Later entries for the same source belong to tests that compile it themselves.
             self.compile = {entry["file"]: entry for entry in reversed(json.load(file))}
         os.makedirs(KEPT, exist_ok=True)
         self.compile_system_headers()
@@ -100,15 +100,15 @@ class Library:
         return result.stdout
 
     def command(self, source, file, built):
-        """What compiles a file as the build does a source, but faster: little optimisation, nothing
-        for debuggers."""
+        """The command that compiles a file like a source of the build, but faster: with little optimisation
+        and no debugging information."""
         command = shlex.split(self.compile[source]["command"])
         command[command.index("-o") + 1] = built
         command[command.index(source)] = file
         return command + ["-w", "-O1", "-g0"]
 
     def compile_system_headers(self):
-        """Once, all that the library includes: reading them is most of the work for a mutant."""
+        """Precompiles all system headers of the library: reading them is most of the work for a mutant."""
         sources = [path for path in self.compile
                    if path.startswith(os.path.join(ROOT, "src/")) and "/platform/" not in path]
         includes = set()
@@ -122,12 +122,12 @@ class Library:
         self.run(command)
 
     def drop(self):
-        """The build links the sound one again."""
+        """Removes the library, so that the build links the original one again."""
         if os.path.exists(self.path):
             os.remove(self.path)
 
     def take(self, mutant, sources_hash):
-        """Whether the mutant could be built. Its library is kept, for when the tests have changed."""
+        """Whether the mutant could be built. Its library is kept for later runs with changed tests."""
         digest = hashlib.sha256((sources_hash + mutant.path + mutant.text).encode()).hexdigest()
         library = os.path.join(KEPT, digest[:24] + ".so")
         if not os.path.exists(library) and not self.build(mutant, library):
@@ -152,7 +152,7 @@ class Library:
 
 
 def failing_tests(family, arguments, seconds):
-    """Their names: of the first one, or with --all of all. None if the tests did not end."""
+    """The names of the tests that fail: the first one, or with --all all. None if the tests did not end."""
     command = ["ctest", "--test-dir", "tests/" + family, "-j6"]
     command += [] if arguments.all else ["--stop-on-failure"]
     command += ["-E", arguments.skip] if arguments.skip else []
@@ -172,7 +172,7 @@ def failing_tests(family, arguments, seconds):
 
 
 def cover(noticed):
-    """Few tests that together notice every mutant of `noticed`, which has the tests of each."""
+    """A small set of tests that together notice every mutant; `noticed` has the tests of each mutant."""
     kept = set()
     for tests in sorted(noticed, key=len):
         if not kept & tests:
@@ -197,12 +197,12 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("family", help="a folder of src")
     parser.add_argument("count", type=int, nargs="?", default=30, help="of mutants (30)")
-    parser.add_argument("--seed", type=int, default=1, help="another one makes other mutants")
+    parser.add_argument("--seed", type=int, default=1, help="another seed makes other mutants")
     parser.add_argument("--skip", metavar="REGEX", help="sources and tests to leave out")
     parser.add_argument("--all", action="store_true",
-                        help="run all tests on each, and tell which of them notice it")
+                        help="run all tests on each mutant, and list the tests that notice it")
     parser.add_argument("--again", metavar="FILE",
-                        help="instead: those that were killed in a run whose output is in this file")
+                        help="run only the mutants that were killed in the run whose output is in this file")
     arguments = parser.parse_args()
 
     folder = os.path.join("src", arguments.family)

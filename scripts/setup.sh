@@ -4,18 +4,18 @@
 packages_of() {
     case $1 in
     build)
-        # Configuring looks for the tests' needs too; python3 runs the example that binds the library,
-        # and with zip it makes the archives that the tests mount. locales has what the tests make
-        # a locale with a decimal comma from.
+        # Configuring also looks for the tests' packages. python3 runs the example that calls the library
+        # with ctypes; python3 and zip make the archives that the tests mount. From locales the tests make
+        # a locale with a decimal comma.
         echo g++ cmake ninja-build pkg-config liblua5.1-0-dev libphysfs-dev zlib1g-dev libtbb-dev \
             libunwind-dev googletest libeigen3-dev python3 zip locales
         ;;
-    test) echo gdb ;; # whose printers for the library's objects are tried
+    test) echo gdb ;; # the tests try the printers for the library's objects
     luajit) echo libluajit-5.1-dev ;;
     windows) echo g++-mingw-w64-x86-64-posix clang-14 lld-14 llvm-14 wine wine64 ;;
     windows-deps)
         echo dpkg-dev ca-certificates
-        # Node.js from elsewhere brings npm along and conflicts with Debian's package of that name.
+        # Node.js from other sources contains npm, and conflicts with Debian's package npm.
         command -v npm >/dev/null || echo npm
         ;;
     bench)
@@ -24,7 +24,7 @@ packages_of() {
             rapidjson-dev libprotobuf-dev protobuf-compiler libflatbuffers-dev flatbuffers-compiler libmimalloc2.0
         ;;
     fuzz)
-        # llvm-14 for its symbolizer: without it findings have addresses in place of names.
+        # llvm-14 has the symbolizer; without it findings have addresses instead of names.
         echo clang-14 libclang-rt-14-dev llvm-14
         ;;
     package) echo dpkg-dev ;; # finds out what the Debian package depends on
@@ -36,7 +36,7 @@ packages_of() {
     esac
 }
 
-# Makes sure that the packages of the named groups are there. Quick when they are.
+# Installs missing packages of the named groups. Quick if none is missing.
 setup() {
     local group wanted=() missing
     [ -z "${QZ_SKIP_SETUP:-}" ] || return 0
@@ -53,7 +53,7 @@ missing_packages() {
         echo "$*"
         return
     }
-    # One question for all names; it exits with 1 for names it has never heard of.
+    # One call for all names; it exits with 1 if a name is unknown.
     comm -13 \
         <({ dpkg-query -W -f '${db:Status-Status} ${Package}\n' "$@" 2>/dev/null || true; } |
             sed -n 's/^installed //p' | sort -u) \
@@ -77,7 +77,7 @@ install_packages() {
 apt_install() { # <packages> [the command that makes one root]
     local missing=$1
     shift
-    # A package source that is none of ours may fail to update; the installation tells what counts.
+    # An unrelated package source may fail to update; only the installation has to succeed.
     "$@" env DEBIAN_FRONTEND=noninteractive apt-get -o Acquire::Retries=3 update || true
     # shellcheck disable=SC2086 # a list of names
     "$@" env DEBIAN_FRONTEND=noninteractive apt-get -o Acquire::Retries=3 -o DPkg::Lock::Timeout=300 \
@@ -92,7 +92,7 @@ ask_to_install() {
         "With the same things installed in another way: QZ_SKIP_SETUP=1 ./dev ..."
 }
 
-# The Windows target's own dependencies; what it takes to build them is installed only for that.
+# The Windows target's own dependencies. The packages that build them are installed only if needed.
 setup_windows() {
     setup build windows
     "$QZ_ROOT/scripts/windows_deps.sh" --ready || {

@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
-"""Lets the example host run for a long time in bad weather, and counts what it loses.
+"""Runs the example host for a long time under disturbances, and counts what it loses.
 
-Beside it readers of its log come and are killed, rings are made by programs that are killed, the disk
-under its log fills up and is freed, a timer interrupts its calls, and it is stopped and continued. In
-the end each arrival that the host counted stands in its log, or the log has counted the line as lost;
-no letter is lost; and memory, descriptors, threads and mappings have not grown since the warm-up.
+Meanwhile readers of its log are started and killed, programs that make rings are killed, the disk
+of its log fills up and is freed, a timer interrupts its calls, and it is stopped and continued. At
+the end each arrival that the host counted must be in its log, or be counted as a lost line; no letter
+may be lost; and memory, descriptors, threads and mappings must not have grown since the warm-up.
 
-Needs root for a small disk of its own; says so where the disk is left alone.
+Needs root to make a small disk; without root it says so and does not fill the disk.
 """
 import argparse
 import contextlib
@@ -22,11 +22,11 @@ import tempfile
 import time
 
 DISK_BYTES = 8 << 20
-WARM_UP = 0.5  # of the time: the profile has to be full, which takes 350,000 frames
+WARM_UP = 0.5  # of the time, because the profile is full only after 350,000 frames
 
 
 def usage_of(process):
-    """What a process has: kilobytes, descriptors, threads, mappings."""
+    """What a process uses: kilobytes, descriptors, threads, mappings."""
     place = pathlib.Path("/proc", str(process.pid))
     status = (place / "status").read_text()
     return {"RSS in kB": int(re.search(r"VmRSS:\s+(\d+)", status)[1]),
@@ -60,7 +60,7 @@ class Disk:
 
 
 class Weather:
-    """What happens to the host meanwhile, one thing after the other."""
+    """The disturbances of the host, one after the other."""
 
     def __init__(self, options, host, disk):
         self.options = options
@@ -123,7 +123,7 @@ def sum_of(pattern, text):
 
 
 def judge(log, first, last):
-    """Prints what was counted; returns what is wrong."""
+    """Prints the counts; returns what is wrong."""
     arrivals = sum_of(r"HOST: \d+ frames, (\d+) arrivals$", log)
     logged = len(re.findall(r" HOST: .* reaches .*$", log, re.M))
     missing = sum_of(r"(\d+) messages lost", log)

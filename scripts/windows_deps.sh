@@ -1,25 +1,26 @@
 #!/usr/bin/env bash
 # Builds the dependencies of the Windows target that no mingw package offers, once for each set of
-# versions, into .cache/windows-deps/<key>; the link .cache/windows-deps/current names the one in use.
+# versions, into .cache/windows-deps/<key>. The link .cache/windows-deps/current points to the set in use.
 #
 #   windows_deps.sh          builds what is missing and prints the folder
 #   windows_deps.sh --ready  exits with 0 when there is nothing to build
 #
 # The folder has bin (DLLs, those of the C++ runtime too), include, lib (import libraries, TBB's CMake
-# package), symbols (PDB files) and share/licenses. It is complete or not there: it gets its name as
-# the last step.
+# package), symbols (PDB files) and share/licenses. It is renamed to its name as the last step, so it is
+# either complete or missing.
 set -euo pipefail
 
 QZ_ROOT=$(cd -- "$(dirname -- "$(readlink -f -- "${BASH_SOURCE[0]}")")/.." && pwd)
 # shellcheck source=scripts/lib.sh
 source "$QZ_ROOT/scripts/lib.sh"
 
-# Carries GNU libiconv 1.14 whole. The checksum is that of the registry's archive.
+# This package contains all of GNU libiconv 1.14. The checksum is that of the registry's archive.
 ICONV_PACKAGE="iconv"
 ICONV_VERSION=3.0.1
 ICONV_SHA512=9499c52f155cd1df3647b19f53b6bd46e8ca55443711e7b5f6d3ca59958126d0041911d51321730ad6cd97718f2ae0e71c10514f8fe70d2e11bbd0080d3ef6a8
 
-# Carries PhysicsFS whole, in this version; PhysicsFS's own source package is no longer to be had.
+# This package contains all of PhysicsFS in this version; PhysicsFS's own source package is no longer
+# available.
 PHYSFS_VERSION=3.1
 PHYSFS_PACKAGE="love"
 PHYSFS_PACKAGE_VERSION=11.4-1
