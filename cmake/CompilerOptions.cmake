@@ -10,7 +10,7 @@ set(CMAKE_C_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
-# Helpers of the same name stand in the unnamed namespaces of many sources.
+# Unity builds fail, because unnamed namespaces of several sources have helpers of the same name.
 set(CMAKE_UNITY_BUILD OFF)
 
 if(MSVC)
@@ -35,19 +35,19 @@ if(WIN32)
     __USE_MINGW_ANSI_STDIO=1 UNICODE _UNICODE WINVER=0x0601 _WIN32_WINNT=0x0601)
 endif()
 
-# As distributions build: overruns end the program, and nothing that a program calls can be written
-# over. On Windows the toolchains' own settings do this, as far as no further DLL is needed for it.
+# Hardening, as distributions build: overruns end the program, and tables of function addresses are
+# read-only. On Windows the toolchains' own settings do this, as far as it needs no further DLL.
 if(NOT WIN32 AND NOT QZ_SANITIZE)
   target_compile_options(qz_options INTERFACE -fstack-protector-strong -fstack-clash-protection)
-  # The code is marked as fit for shadow stacks, which counts where the system's start files are marked,
-  # too (Debian's are not). Landing pads, the other half of it, cost a small state machine a fifth of
-  # its speed, and Linux checks them in no program.
+  # Marks the code as fit for shadow stacks. The mark only has an effect if the system's start files are
+  # marked too (Debian's are not). Landing pads, the other half of the option, take a fifth of a small
+  # state machine's speed, and Linux checks them in no program.
   check_cxx_compiler_flag(-fcf-protection=return QZ_HAS_CF_PROTECTION) # x86 alone
   if(QZ_HAS_CF_PROTECTION)
     target_compile_options(qz_options INTERFACE -fcf-protection=return)
   endif()
   target_link_options(qz_options INTERFACE -Wl,-z,relro,-z,now)
-  # The C library warns without optimisation; who builds a package may have set it already.
+  # The C library warns if there is no optimisation. A package build may have set the macro already.
   if(NOT "${CMAKE_C_FLAGS} ${CMAKE_CXX_FLAGS}" MATCHES "_FORTIFY_SOURCE")
     target_compile_options(qz_options INTERFACE
       $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE>

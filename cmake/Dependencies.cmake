@@ -1,5 +1,5 @@
-# Finds what is installed and names it: qz::lua, qz::physfs, qz::zlib, qz::iconv. Nothing is downloaded here.
-# qzCore::lua is the same Lua, by the name that hosts know from the installed package.
+# Finds the installed dependencies: qz::lua, qz::physfs, qz::zlib, qz::iconv. Nothing is downloaded here.
+# qzCore::lua is the same Lua under its name in the installed package.
 find_package(Threads REQUIRED)
 
 if(QZ_LUA STREQUAL "luajit" AND WIN32)
@@ -7,7 +7,7 @@ if(QZ_LUA STREQUAL "luajit" AND WIN32)
 endif()
 
 if(WIN32)
-  # Not kept in the cache: QZ_WINDOWS_DEPS may name another folder next time.
+  # The results are not cached, because QZ_WINDOWS_DEPS may name another folder next time.
   find_path(QZ_LUA_INCLUDE lua.h REQUIRED NO_CACHE)
   find_library(QZ_LUA_LIBRARY NAMES lua51 REQUIRED NO_CACHE)
   add_library(qz::lua INTERFACE IMPORTED GLOBAL)
@@ -50,15 +50,16 @@ else()
   pkg_check_modules(QZ_ZLIB_PC REQUIRED IMPORTED_TARGET zlib)
   add_library(qz::zlib ALIAS PkgConfig::QZ_ZLIB_PC)
 
-  # It has the functions of C++ exceptions as well; named first, the compiler's own runtime keeps them.
+  # libunwind also has the functions of C++ exceptions. The compiler's own runtime is linked first, so that
+  # its functions are used.
   pkg_check_modules(QZ_UNWIND_PC REQUIRED IMPORTED_TARGET libunwind)
   add_library(qz_unwind INTERFACE)
   target_link_libraries(qz_unwind INTERFACE -Wl,--push-state,--no-as-needed -lgcc_s -Wl,--pop-state
                         PkgConfig::QZ_UNWIND_PC)
   add_library(qz::unwind ALIAS qz_unwind)
 
-  # Part of GCC, and linked in statically: found where that keeps its own files. The compiler's other
-  # headers there must not get in clang's way.
+  # libbacktrace is part of GCC, in the folder of its own files, and is linked statically. Clang must not
+  # find GCC's other headers in that folder.
   execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=libbacktrace.a
     OUTPUT_VARIABLE QZ_BACKTRACE_LIBRARY OUTPUT_STRIP_TRAILING_WHITESPACE)
   cmake_path(GET QZ_BACKTRACE_LIBRARY PARENT_PATH QZ_BACKTRACE_FOLDER)
@@ -79,9 +80,9 @@ endif()
 
 find_package(TBB CONFIG REQUIRED COMPONENTS tbb)
 
-# An allocator that is not instrumented hides memory errors and hand-overs from the sanitizers, so
-# instrumented builds keep the pools' accounting over the C library's allocator: the name says which
-# src/core/memory_pool_*.cpp is compiled.
+# An allocator that is not instrumented hides memory errors and hand-overs from the sanitizers. Instrumented
+# builds therefore use the pools' accounting over the C library's allocator. The variable selects
+# src/core/memory_pool_*.cpp.
 if(QZ_SANITIZE)
   set(QZ_POOL_BACKEND system)
 else()

@@ -1,4 +1,4 @@
-# Installation, so that find_package(qzCore CONFIG) and pkg-config qzcore work. Components: runtime,
+# Install rules, for find_package(qzCore CONFIG) and pkg-config qzcore. Components: runtime,
 # development, tools, docs.
 include(CMakePackageConfigHelpers)
 
@@ -9,7 +9,7 @@ install(TARGETS qzCore EXPORT qzCoreTargets
 install(DIRECTORY inc/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qzCore COMPONENT development
   FILES_MATCHING PATTERN "*.h")
 
-# The pages, with links that fit their new places.
+# The pages, with links that fit the installed tree.
 cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_DOCDIR BASE_DIRECTORY /x OUTPUT_VARIABLE QZ_PAGES_AT)
 cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_INCLUDEDIR BASE_DIRECTORY /x OUTPUT_VARIABLE QZ_HEADERS_AT)
 set(QZ_PAGES ${PROJECT_BINARY_DIR}/installed_docs)
@@ -25,7 +25,7 @@ install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT do
 install(DIRECTORY examples/python DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT docs)
 
 if(TARGET qz)
-  # The tool finds the library from wherever the package is.
+  # The tool finds the library wherever the package is unpacked.
   if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}" OR IS_ABSOLUTE "${CMAKE_INSTALL_BINDIR}")
     set(QZ_TOOL_RPATH ${CMAKE_INSTALL_FULL_LIBDIR})
   else()
@@ -42,8 +42,8 @@ if(TARGET qz)
 endif()
 
 if(NOT WIN32)
-  # Where gdb looks for what it loads with a library: below its folder for that, by the library's
-  # final path. Packages are made in some folder, and theirs is /usr.
+  # gdb looks for a library's script in its auto-load folder, under the library's final path. A package is
+  # staged in another folder, so its final prefix is taken to be /usr.
   set(QZ_GDB_NAME libqzCore.so.${PROJECT_VERSION}-gdb.py)
   install(CODE "set(folder [[${CMAKE_INSTALL_LIBDIR}]])
     set(prefix \"\${CMAKE_INSTALL_PREFIX}\")
@@ -69,7 +69,7 @@ install(FILES ${PROJECT_BINARY_DIR}/qzCoreConfig.cmake
               ${PROJECT_BINARY_DIR}/qzCoreConfigVersion.cmake
   DESTINATION ${QZ_CMAKE_DIR} COMPONENT development)
 
-# Relative to its own place, so that the package may be moved; not where the folders are fixed.
+# The prefix is relative to the file, so that the package may be moved, unless the folders are absolute.
 if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}" OR IS_ABSOLUTE "${CMAKE_INSTALL_INCLUDEDIR}")
   set(QZ_PC_PREFIX ${CMAKE_INSTALL_PREFIX})
   set(QZ_PC_LIBDIR ${CMAKE_INSTALL_FULL_LIBDIR})
@@ -103,17 +103,18 @@ if(WIN32)
     endforeach()
     install(DIRECTORY ${QZ_WINDOWS_DEPS}/symbols/ DESTINATION symbols COMPONENT symbols)
   endif()
-  # The DLL is no use without those it loads: Lua, the allocator, iconv and the C++ runtime, all of
-  # which the set-up put into one folder.
+  # The DLL needs the DLLs that it loads: Lua, the allocator, iconv and the C++ runtime. The set-up has
+  # put them into one folder.
   file(GLOB QZ_RUNTIME_DLLS ${QZ_WINDOWS_DEPS}/bin/*.dll)
   install(FILES ${QZ_RUNTIME_DLLS} DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)
   install(DIRECTORY ${QZ_WINDOWS_DEPS}/share/licenses DESTINATION ${CMAKE_INSTALL_DOCDIR}
     COMPONENT runtime)
-  # What the licence of GCC's runtime refers to.
+  # The licence of GCC's runtime refers to this text.
   install(FILES /usr/share/common-licenses/GPL-3 DESTINATION ${CMAKE_INSTALL_DOCDIR}/licenses
     COMPONENT runtime OPTIONAL)
 else()
-  # Linked in statically; the text is part of the compiler's. Small machines may lack it.
+  # libbacktrace is linked statically; its licence is in the compiler's licence text. Minimal systems may
+  # lack that file.
   cmake_path(GET QZ_BACKTRACE_FOLDER FILENAME QZ_GCC_VERSION)
   install(FILES /usr/share/doc/gcc-${QZ_GCC_VERSION}-base/copyright OPTIONAL
     DESTINATION ${CMAKE_INSTALL_DOCDIR}/licenses/libbacktrace COMPONENT runtime)

@@ -1,5 +1,5 @@
-# Copies the pages of SOURCE to TO as an installed tree needs them, where they lie in PAGES_AT and the
-# headers in HEADERS_AT: links to headers lead there; links to what is not installed become plain text.
+# Copies the pages of SOURCE to TO for an installed tree, which has the pages in PAGES_AT and the headers in
+# HEADERS_AT. Links to headers lead to HEADERS_AT; links to files that are not installed become plain text.
 
 set(INSTALLED "^(README|CHANGELOG)\\.md$|^LICENSE$|^(docs|examples)(/|$)")
 
@@ -9,7 +9,7 @@ function(qz_converted_link page text link result)
   cmake_path(GET page PARENT_PATH folder)
   cmake_path(ABSOLUTE_PATH path BASE_DIRECTORY "${SOURCE}/${folder}" NORMALIZE)
   if(path STREQUAL "" OR link MATCHES "^#|:" OR NOT EXISTS "${path}")
-    return() # within the page, elsewhere, or no link at all but code
+    return() # within the page, to another site, or code that is no link
   endif()
   file(RELATIVE_PATH target "${SOURCE}" "${path}")
   if(target MATCHES "^inc/")
@@ -37,7 +37,7 @@ function(qz_copy_page page)
   file(WRITE "${TO}/${page}" "${converted}${rest}")
 endfunction()
 
-file(REMOVE_RECURSE "${TO}") # with pages that are there no more
+file(REMOVE_RECURSE "${TO}") # it may have pages that were removed from the tree
 file(GLOB_RECURSE pages RELATIVE "${SOURCE}" "${SOURCE}/docs/*.md" "${SOURCE}/examples/*.md")
 foreach(page IN LISTS pages ITEMS README.md CHANGELOG.md)
   qz_copy_page("${page}")

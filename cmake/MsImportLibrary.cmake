@@ -1,5 +1,5 @@
-# An import library for Microsoft's linker, of a DLL's flat functions: C++ names of another compiler
-# mean nothing to it. cmake -D DEFINITIONS=all.def -D NAME=x.dll -D LIBRARY=x.lib -D DLLTOOL=... -P
+# Makes an import library for Microsoft's linker. It has only a DLL's flat functions, because the linker cannot
+# use another compiler's C++ names. cmake -D DEFINITIONS=all.def -D NAME=x.dll -D LIBRARY=x.lib -D DLLTOOL=... -P
 file(STRINGS ${DEFINITIONS} lines)
 list(FILTER lines EXCLUDE REGEX "^ *_Z|^(LIBRARY|EXPORTS)")
 list(TRANSFORM lines REPLACE " @[0-9]+" "")

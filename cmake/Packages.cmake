@@ -1,4 +1,4 @@
-# What `./dev package` makes of the installation: an archive for each target, and Debian's form.
+# The packages of `./dev package`: an archive for each target, and a Debian package.
 set(CPACK_PACKAGE_NAME qzcore)
 set(CPACK_PACKAGE_VENDOR "the qzCore developers")
 set(CPACK_PACKAGE_CONTACT "the qzCore developers <qzcore@localhost>")

@@ -1,5 +1,5 @@
-# qz_separate_symbols(<target> DESTINATION <where the target is installed>): debugging information goes
-# from the target to a file in the folder ".debug" beside it, in which debuggers, profilers and crash
+# qz_separate_symbols(<target> DESTINATION <where the target is installed>): moves debugging information
+# from the target to a file in the folder ".debug" beside it, where debuggers, profilers and crash
 # reports look. Names of functions stay in the target.
 function(qz_separate_symbols target)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "DESTINATION" "")

@@ -1,5 +1,5 @@
-# qz_add_version(<target> <description>): what Explorer tells about the file, and for a program its
-# manifest.
+# qz_add_version(<target> <description>): adds the version information that Explorer shows, and a manifest
+# to programs.
 if(WIN32)
   enable_language(RC)
 endif()

@@ -18,8 +18,8 @@ cmake_path(GET QZ_GCC_FOLDER PARENT_PATH QZ_GCC_FOLDER)
 set(CMAKE_C_FLAGS_INIT "-g -gcodeview")
 set(CMAKE_CXX_FLAGS_INIT "-g -gcodeview -stdlib++-isystem ${QZ_GCC_FOLDER}/include/c++ \
 -stdlib++-isystem ${QZ_GCC_FOLDER}/include/c++/${QZ_MINGW}")
-# The PDB stands beside its module and is named there without a folder. The stack is as large as GNU's
-# linker makes it; lld's own is half of that.
+# The PDB is in the folder of its module, which names it without a folder. The stack has the size that GNU's
+# linker gives it; lld's default is half of that.
 find_program(QZ_LLD ld.lld-14 REQUIRED)
 set(_qz_link "-B${QZ_GCC_FOLDER} -L${QZ_GCC_FOLDER} --ld-path=${QZ_LLD} -pthread \
 -Wl,--pdb= -Wl,-Xlink=-pdbaltpath:%_PDB% -Wl,--stack,2097152 -Wno-unused-command-line-argument")

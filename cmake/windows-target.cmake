@@ -1,4 +1,4 @@
-# What both toolchains for 64-bit Windows share: Debian's mingw-w64, and Wine to run what they build.
+# Settings that both toolchains for 64-bit Windows share: Debian's mingw-w64, and Wine to run the programs.
 #
 # The dependencies that no mingw package offers come from scripts/windows_deps.sh; the environment
 # variable QZ_WINDOWS_DEPS names another folder of the same layout (bin, include, lib) instead.
@@ -8,8 +8,8 @@ set(CMAKE_SYSTEM_PROCESSOR AMD64)
 set(QZ_MINGW x86_64-w64-mingw32)
 set(CMAKE_RC_COMPILER ${QZ_MINGW}-windres)
 
-# Kept in the cache, because a configuration that the build itself starts may lack the environment;
-# handed on to try_compile, whose projects read this file with a cache of their own.
+# Cached, because a configuration started by the build may lack the environment variable, and passed on to
+# try_compile, whose projects read this file with their own cache.
 if(DEFINED ENV{QZ_WINDOWS_DEPS})
   set(QZ_WINDOWS_DEPS "$ENV{QZ_WINDOWS_DEPS}" CACHE PATH "Dependencies built for Windows" FORCE)
 else()
@@ -19,7 +19,7 @@ else()
 endif()
 list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES QZ_WINDOWS_DEPS)
 
-# Libraries and headers of the build machine would be found by name and then fail to link.
+# Otherwise CMake would find libraries and headers of the build machine, which fail to link.
 set(CMAKE_FIND_ROOT_PATH ${QZ_WINDOWS_DEPS} /usr/${QZ_MINGW})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
