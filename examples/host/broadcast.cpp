@@ -18,7 +18,7 @@ Broadcast::Broadcast(const std::string& name, const World& world) : channel_(nam
     std::ranges::transform(world.ferries, std::back_inserter(names_), &FerryData::name);
 }
 
-/* A ring keeps their order, so the last one of a watcher counts. */
+/* A ring keeps the order of confirmations, so the last one of each watcher counts. */
 void Broadcast::takeConfirmations() {
     const Clock::time_point now = Clock::now();
     while (const auto told = channel_.takeConfirmation()) {
@@ -29,7 +29,7 @@ void Broadcast::takeConfirmations() {
                   [now](const auto& one) { return now - one.second.heard > kMostSilence; });
 }
 
-/* What everybody has; 0 if somebody has nothing. */
+/* The newest state that all watchers have; 0 if one of them has none. */
 std::uint32_t Broadcast::base() const {
     return std::ranges::min_element(watchers_, {}, [](const auto& one) { return one.second.state; })
         ->second.state;

@@ -1,4 +1,4 @@
-/* The fleet as states for those who watch it from other processes. */
+/* Sends the fleet as states to the processes that watch it. */
 #ifndef QZ_HOST_BROADCAST_H
 #define QZ_HOST_BROADCAST_H
 
@@ -14,8 +14,8 @@
 #include <string>
 #include <vector>
 
-/* Writes what has changed since the newest state that all who watch have. Nobody who watches: no
- * states. Who has not confirmed anything for some time watches no more. */
+/* Writes what has changed since the newest state that all watchers have. Writes nothing without
+ * watchers. A watcher that has not confirmed anything for some time is dropped. */
 class Broadcast {
 public:
     /* Throws UserError. */
@@ -28,7 +28,7 @@ public:
 
 private:
     struct Watcher {
-        std::uint32_t state; // that it has
+        std::uint32_t state; // the newest that it has
         std::chrono::steady_clock::time_point heard;
     };
 

@@ -30,7 +30,7 @@ Channel::Channel(const std::string& name) : bytes_(sizeof(Size) + Mail::Message:
     }
 }
 
-/* The size goes first: a ring does not tell how long a text is that was read. */
+/* The size goes first, because a ring does not tell the length of the text that was read. */
 void Channel::send(const Mail::Message& message) {
     const auto size = static_cast<Size>(message.getSize());
     std::memcpy(bytes_.data(), &size, sizeof size);
@@ -38,7 +38,7 @@ void Channel::send(const Mail::Message& message) {
     states_.AddMessage(bytes_.data(), static_cast<unsigned long>(sizeof size + size));
 }
 
-/* What is no message at all is refused by those who put states together. */
+/* Does not check the bytes: StateParts refuses what is no valid message. */
 std::optional<Mail::Message> Channel::receive() {
     std::int64_t time = 0;
     if (!readNext(states_, bytes_, time)) {

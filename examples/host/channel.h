@@ -1,4 +1,4 @@
-/* Two rings in shared memory between a host that simulates and those that watch it. */
+/* Two rings in shared memory between a host that simulates and the hosts that watch it. */
 #ifndef QZ_HOST_CHANNEL_H
 #define QZ_HOST_CHANNEL_H
 
@@ -10,15 +10,15 @@
 #include <string>
 #include <vector>
 
-/* What a watcher tells: the newest state that it has of a sender; 0 if it has none. */
+/* A watcher's report of the newest state that it has of a sender; 0 if it has none. */
 struct Confirmation {
     std::uint32_t watcher;
     std::uint32_t session;
     std::uint32_t state;
 };
 
-/* Each party opens one, in any order; the rings go with the last. Whoever is killed leaves nothing
- * that others trip over. Nobody waits: what a ring has no room for any more is lost. */
+/* Each host opens one, in any order; the rings are freed with the last one. A killed host does not
+ * disturb the others. Nobody waits: a full ring loses its oldest messages. */
 class Channel {
 public:
     /* Throws UserError. */
@@ -26,12 +26,12 @@ public:
 
     void send(const Mail::Message& message);
 
-    /* The next message of a state; nothing if there is none. */
+    /* The next message of a state; empty if there is none. */
     std::optional<Mail::Message> receive();
 
     void confirm(const Confirmation& confirmation);
 
-    /* Leaves out those that are older than some seconds: who wrote them may not live. */
+    /* Leaves out confirmations older than some seconds, because their writer may have died. */
     std::optional<Confirmation> takeConfirmation();
 
 private:

@@ -36,7 +36,7 @@ public:
             if (next.cell == goal_) {
                 return courseTo(goal_);
             }
-            if (next.cost <= cost_[next.cell]) { // else it was reached in a shorter way since
+            if (next.cost <= cost_[next.cell]) { // otherwise a shorter way was found
                 lookAround(next.cell);
             }
         }
@@ -45,7 +45,7 @@ public:
 
 private:
     struct Candidate {
-        double estimate, cost; // of the whole way; so far
+        double estimate, cost; // cost of the whole way, estimated; cost so far
         std::size_t cell;
 
         bool operator<(const Candidate& other) const { return estimate > other.estimate; }

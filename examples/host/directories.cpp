@@ -22,7 +22,7 @@ void mountIfThere(const std::string& directory) {
         vfs_mount(directory.c_str(), "/", 1); // its archive too, if it has one
     }
     const std::string archive = directory + ".zip";
-    // One that is mounted already counts as mounted.
+    // An archive that is already mounted counts as mounted.
     if (VFS_exists(archive.c_str()) && vfs_mount(archive.c_str(), "/", 1) == 0) {
         throw UserError(archive + " is damaged, or no zip archive");
     }
@@ -47,7 +47,8 @@ std::string stemOf(const std::string& path) {
 
 std::string findData() {
     const std::string program = SYS_bindir();
-    // Beside the program in a package; three folders up when it was built in build/<preset>/bin.
+    // In a package the data is beside the program; in the tree, three folders above
+    // build/<preset>/bin.
     for (const std::string& candidate :
          {std::string("examples/data"), program + "/data", program + "/../../../examples/data"}) {
         if (VFS_isdir(candidate.c_str())) {
@@ -61,7 +62,7 @@ TempDirectory::TempDirectory() : made_(VFS_mkdir("Temp") != 0) {}
 
 TempDirectory::~TempDirectory() {
     if (made_) {
-        VFS_remove("Temp"); // unless something is in it
+        VFS_remove("Temp"); // removes it only if it is empty
     }
 }
 

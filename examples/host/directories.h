@@ -4,7 +4,7 @@
 
 #include <string>
 
-/* The library's paths have "\" on every system; this is the same path as the system writes it. */
+/* Turns a path of the library, which has "\" on every system, into the system's form. */
 std::string systemPath(std::string path);
 
 /* The directory that the path begins with, its separator included; empty if there is none. */
@@ -13,14 +13,14 @@ std::string directoryOf(const std::string& path);
 /* The name without directory and extension; it may be empty. */
 std::string stemOf(const std::string& path);
 
-/* The examples' data: below the current directory or near the program. Empty if it is nowhere. */
+/* The examples' data: below the current directory or near the program. Empty if not found. */
 std::string findData();
 
 /* Mounts the data: the directory, the archive beside it (its name with ".zip" appended), and "data"
  * or "data.zip" beside the program; earlier ones win. Throws UserError if an archive is broken. */
 void mountData(const std::string& data);
 
-/* The library mounts "./Temp" for temporary files; as long as this lives there is one. */
+/* Makes "./Temp", which the library mounts for temporary files, for as long as the object lives. */
 class TempDirectory {
 public:
     TempDirectory();

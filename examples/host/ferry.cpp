@@ -19,14 +19,14 @@ constexpr double kSecondsBetweenQuestions = 0.25;
 enum State : std::uint32_t { kMoored, kPlanning, kWaiting, kSailing };
 
 enum Symbol : std::uint32_t {
-    // what happens
+    // input symbols
     kTimeIsUp,
     kCourseFound,
     kNoCourse,
     kGranted,
     kRefused,
     kArrived,
-    // what is to be done
+    // output symbols
     kFindCourse,
     kAskForBerth,
     kCastOff,
@@ -49,7 +49,7 @@ void Ferry::Tables::load() {
     setInitializied();
 }
 
-/* All ferries share one. */
+/* All ferries share one table. */
 Common::FSM::Descriptor* Ferry::tables() {
     static Tables shared;
     if (!shared.isInitializied()) {
@@ -81,7 +81,7 @@ bool Ferry::fits(const FerryState& state) const {
     return state.leg < route_.size() && state.machine.state <= kSailing;
 }
 
-/* A search that was under way begins again: its result is the same. */
+/* A search that was running when the state was saved begins again, with the same result. */
 void Ferry::resume(const FerryState& state) {
     state_ = state;
     restore(state.machine);
@@ -102,7 +102,7 @@ double Ferry::nextStay() {
 }
 
 void Ferry::update(double seconds) {
-    // Harbours answer while the machine that asks is still busy, so what they say waits here.
+    // A harbour answers while the asking ferry's machine is still busy, so the answer is queued.
     while (!symbolsQueueIsEmpty()) {
         checkSymbolsQueue();
     }
@@ -124,7 +124,7 @@ bool Ferry::receive(const Mail::Message& message) {
         onSymbol(kGranted);
         return true;
     case Letter::Kind::berthRefused:
-        onSymbol(kRefused); // which changes nothing: it asks again when the time is up
+        onSymbol(kRefused); // changes nothing: the ferry asks again when the time is up
         return true;
     default:
         return false;
@@ -151,7 +151,7 @@ void Ferry::startSearch() {
     QZ_add_task(&search_, findOnWorker);
 }
 
-/* An exception must not leave a task; a course that finds no memory is none. */
+/* An exception must not leave a task; without memory there is no course. */
 void Ferry::findOnWorker(void* search) {
     const Common::ProfiledFunc section("find course");
     auto& mine = *static_cast<Search*>(search);
@@ -167,7 +167,7 @@ void Ferry::takeOnMainThread(void* search) {
     static_cast<Search*>(search)->isOver = true;
 }
 
-/* Most often it is there for long. */
+/* Mostly the search has ended long before. */
 void Ferry::takeCourse() {
     while (!search_.isOver) {
         QZ_make_main_thread_task(0);
@@ -192,7 +192,7 @@ void Ferry::moor() {
     state_.leg = nextLeg();
     state_.position = here()->place();
     state_.velocity = {};
-    tellPosition(); // or it would be expected to sail on
+    tellPosition(); // otherwise the prediction would sail on
     state_.stay = nextStay();
     onArrival_(*this, *here());
 }

@@ -13,10 +13,10 @@
 #include <string>
 #include <vector>
 
-/* Moored for a while, it has the course to its next harbour found by a worker thread, which answers
- * through the main thread. The answer counts from a fixed time on, however long the worker takes:
- * the same world goes the same way on every machine. Then it asks that harbour for a berth, again
- * and again until it gets one, and sails. All of its functions are for the main thread. */
+/* While it is moored, a worker thread finds the course to its next harbour, and answers through the
+ * main thread. The answer counts from a fixed time on, however long the worker takes, so that the
+ * same world behaves the same on every machine. Then the ferry asks that harbour for a berth until
+ * it gets one, and sails. All functions are for the main thread. */
 class Ferry : public Mail::Mailbox, private Common::FSM, private Common::FSM::SymbolRecepient {
 public:
     class Tables : public Common::FSM::Descriptor {
@@ -27,17 +27,17 @@ public:
     using Route = std::vector<Mem::Ptr<Harbour>>;
     using OnArrival = std::function<void(const Ferry&, const Harbour&)>;
 
-    /* speed: in points a second. sea: lives longer than the ferry. */
+    /* speed: in points a second. sea: must outlive the ferry. */
     Ferry(std::uint32_t address, std::string name, double speed, Route route, const Sea& sea,
           OnArrival onArrival);
 
     const std::string& name() const { return name_; }
 
-    /* Begins where its route does, with random numbers from this place on. When it has a mailbox.
-     */
+    /* Begins at the start of its route, with random numbers from this offset on. Call it after the
+     * ferry was added to the mail server. */
     void begin(std::uint32_t randomOffset);
 
-    /* Goes on from a state instead, one that fits: that may be its own. */
+    /* Instead of beginning, continues from a state. fits: whether the state may be this ferry's. */
     bool fits(const FerryState& state) const;
     void resume(const FerryState& state);
 
@@ -49,7 +49,7 @@ public:
     bool receive(const Mail::Message& message) override;
 
 private:
-    /* A search under way. The ferry owns it, so that nothing is lost if its task is discarded. */
+    /* A running search. The ferry owns it, so that nothing leaks if its task is discarded. */
     struct Search {
         Ferry* ferry;
         Point from, to;
@@ -83,7 +83,7 @@ private:
     Route route_;
     const Sea& sea_;
     OnArrival onArrival_;
-    FerryState state_; // but for the machine, which keeps its own
+    FerryState state_; // without the machine's state, which the machine keeps
     Search search_{};
 };
 

@@ -11,7 +11,7 @@
 
 namespace {
 
-/* On the shore that faces the middle of the sea, where the water is open. */
+/* The point of the shore that faces the middle of the sea, where the water is open. */
 Point quay(const World& world, const Circle& shore) {
     constexpr double kFromShore = 8;
     const Point middle{world.width / 2.0, world.height / 2.0};
@@ -72,7 +72,7 @@ void Fleet::add(const FerryData& data) {
     globalMail->addMailbox(ferries_.back());
 }
 
-/* Each ferry has other random numbers. */
+/* Each ferry gets different random numbers. */
 void Fleet::begin() {
     constexpr std::uint32_t kApart = 97;
     std::uint32_t offset = 0;

@@ -13,16 +13,16 @@
 
 class Fleet {
 public:
-    /* Registers everybody with the library's mail server. The tasks of ferries refer to the fleet:
-     * they have to be over, or discarded, before it goes. */
+    /* Registers ferries, harbours and lookout with the library's mail server. The tasks of ferries
+     * refer to the fleet: they must have ended, or be discarded, before it is destroyed. */
     Fleet(const World& world, Logbook& logbook);
     ~Fleet();
 
     Fleet(const Fleet&) = delete;
     Fleet& operator=(const Fleet&) = delete;
 
-    /* Then it either begins or goes on from a state. False, and nothing has changed, if that is of
-     * another world. */
+    /* Call one of them first: the fleet begins anew, or continues from a state. Returns false and
+     * changes nothing if the state is of another world. */
     void begin();
     bool resume(const FleetState& state);
 

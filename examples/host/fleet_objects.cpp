@@ -10,7 +10,7 @@
 
 namespace {
 
-/* What of a fleet is neither a ferry nor a harbour. */
+/* The part of a fleet's state that belongs neither to a ferry nor to a harbour. */
 struct SeaState {
     std::uint32_t world = 0;
     std::uint32_t frames = 0;
@@ -28,7 +28,7 @@ struct SeaState {
 };
 
 struct NamedFerry {
-    std::string name; // it never changes, so it costs nothing
+    std::string name; // never changes, so it takes no bytes after the first state
     FerryState state;
 
     void serialize(Common::CommonSerializer& serializer) {
@@ -37,7 +37,7 @@ struct NamedFerry {
     }
 };
 
-/* A value as an object. */
+/* Makes a value an object. */
 template<class Value>
 class Piece : public Common::SerializableObject {
 public:
@@ -67,7 +67,7 @@ const Common::Registrator seas(getRegistry, new PieceFactory<SeaState>(kSeaClass
 const Common::Registrator harbours(getRegistry, new PieceFactory<HarbourState>(kHarbourClass));
 const Common::Registrator ferries(getRegistry, new PieceFactory<NamedFerry>(kFerryClass));
 
-/* The value of a number; null if there is none. */
+/* The value of the object with that number; null if there is none. */
 template<class Value>
 Value* find(const Common::CommonBufferizer& states, std::uint32_t number) {
     auto* const piece = dynamic_cast<Piece<Value>*>(states.get(number));

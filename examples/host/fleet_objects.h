@@ -11,12 +11,12 @@
 #include <string>
 #include <vector>
 
-/* The side that simulates: gives the objects the fleet's values, and adds those that are not there
- * yet. names: of the ferries. Throws UserError. */
+/* For the side that simulates: copies the fleet's values into the objects, and adds missing
+ * objects. names: of the ferries. Throws UserError. */
 void putFleet(Common::CommonBufferizer& states, const FleetState& fleet,
               const std::vector<std::string>& names);
 
-/* The side that watches. Nothing if no fleet has come yet. */
+/* For the side that watches. Empty if no fleet has arrived yet. */
 std::optional<FleetState> takeFleet(const Common::CommonBufferizer& states);
 
 /* "Fulmar 512,200  Petrel 300,97" */

@@ -1,4 +1,4 @@
-/* All of a world that changes, for the host's next run. */
+/* The changing part of a world, for the host's next run. */
 #ifndef QZ_HOST_FLEET_STATE_H
 #define QZ_HOST_FLEET_STATE_H
 
@@ -19,14 +19,14 @@ class CommonSerializer;
 }
 
 struct FerryState {
-    std::uint32_t leg = 0; // of the route: it is where the leg begins, or on its way to the end
+    std::uint32_t leg = 0; // of the route: the ferry is at its start, or on the way to its end
     Common::FSM::Snapshot machine;
     Point position{};
     Point velocity{};
-    RandomObject random; // for how long it stays
+    RandomObject random; // for the length of its stays
     double stay = 0;
     double untilReport = 0;
-    double waited = 0; // seconds since the state began, or since it asked last
+    double waited = 0; // seconds since the state began, or since the ferry last asked
     std::vector<Point> course;
     std::uint32_t reached = 0; // points of the course
 
@@ -35,7 +35,7 @@ struct FerryState {
 
 struct HarbourState {
     Common::FSM::Snapshot machine;
-    std::uint32_t asking = 0; // who is to be answered
+    std::uint32_t asking = 0; // address of the ferry that waits for an answer
 
     void serialize(Common::CommonSerializer& serializer);
 };
@@ -58,7 +58,7 @@ struct LookoutState {
 };
 
 struct FleetState {
-    std::uint32_t world = 0; // what tells one world from another
+    std::uint32_t world = 0; // identifies the world
     std::uint32_t frames = 0;
     double time = 0;
     std::int32_t arrivals = 0;
@@ -69,14 +69,14 @@ struct FleetState {
     void serialize(Common::CommonSerializer& serializer);
 };
 
-/* The file has the fleet of before until it has all of this one. Throws UserError if it cannot be
- * written. */
+/* Replaces the file in one step: it has either the old fleet or all of the new one. Throws
+ * UserError if it cannot be written. */
 void saveFleet(const std::string& file, FleetState& fleet);
 
-/* Nothing if there is no such file. Throws UserError if there is one that cannot be read. */
+/* Empty if there is no such file. Throws UserError if the file cannot be read. */
 std::optional<FleetState> loadFleet(const std::string& file);
 
-/* Equal fleets have equal ones, on every system. */
+/* Equal fleets have equal fingerprints, on every system. */
 std::uint32_t fingerprint(FleetState& fleet);
 
 #endif

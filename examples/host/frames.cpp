@@ -29,7 +29,7 @@ std::string resultFile(const std::string& name) {
     return systemPath(VFS_get_writedir()) + name;
 }
 
-/* What is under way refers to what is about to go. */
+/* Tasks refer to objects of the host, so they must end before these are destroyed. */
 class EndOfTasks {
 public:
     EndOfTasks() = default;
@@ -61,11 +61,11 @@ void save(const std::string& file, const Fleet& fleet) {
     saveFleet(file, state);
 }
 
-/* Returns how many frames ran. They are paced, unless they are to be fast, but each one is a step
- * of the same length, so that ferries sail the same way on every machine. */
+/* Returns how many frames ran. Frames are paced, unless the settings say `fast`. Each frame is a
+ * step of the same length, so that ferries sail the same way on every machine. */
 int sail(Fleet& fleet, const Settings& settings, const std::string& file, Broadcast* broadcast) {
     globalFpsController->SetMaxFPS(settings.fast ? 0 : static_cast<float>(settings.rate));
-    globalFpsController->Reset(); // the start-up was no frame
+    globalFpsController->Reset(); // the start-up does not count as a frame
     int frame = 0;
     for (; frame < settings.frames && !stopRequested(); ++frame) {
         globalFpsController->StartFrame();
@@ -111,8 +111,8 @@ void writeProfile() {
     std::printf("result: %s\n", file.c_str());
 }
 
-/* From where the last run ended, or anew. What cannot be gone on from is never replaced: whoever
- * wants that says so. */
+/* Continues from the end of the last run, or begins anew. A state that does not fit is replaced
+ * only if `fresh` is set. */
 void start(Fleet& fleet, const std::string& file, bool fresh) {
     const std::optional<FleetState> state = fresh ? std::nullopt : loadFleet(file);
     if (!state) {

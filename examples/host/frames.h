@@ -5,10 +5,10 @@
 #include "settings.h"
 #include "world.h"
 
-/* Lets the ferries of a world sail for as many frames as the settings say, or until somebody wishes
- * to stop; then writes the logbook, the profile and what the ferries go on from next time into the
- * write directory, a file for each world. fresh: they do not go on from the last time. Throws
- * UserError, also if what the last time has left cannot be gone on from; it stays as it is. */
+/* Lets the ferries of a world sail for as many frames as the settings say, or until the user stops
+ * the host. Then writes the logbook, the profile and the ferries' state into the write directory,
+ * with a file of states for each world. fresh: does not continue from the last run's state. Throws
+ * UserError, also if that state does not fit; its file is then not changed. */
 void runFrames(const World& world, const Settings& settings, bool fresh);
 
 #endif

@@ -28,7 +28,7 @@ inline double distance(Point a, Point b) {
     return std::hypot(a.x - b.x, a.y - b.y);
 }
 
-/* The point that lies so far from a in the direction of b. */
+/* The point at the distance `length` from a, in the direction of b. */
 inline Point towards(Point a, Point b, double length) {
     const double whole = distance(a, b);
     const double share = whole > 0 ? length / whole : 0;

@@ -12,7 +12,7 @@
 #include <memory>
 #include <string>
 
-/* Its state is the number of berths that are taken. It answers at once, within the ferry's call. */
+/* Its state is the number of taken berths. It answers at once, within the ferry's call. */
 class Harbour : public Mail::Mailbox, private Common::FSM, private Common::FSM::SymbolRecepient {
 public:
     class Tables : public Common::FSM::Descriptor {
@@ -33,7 +33,7 @@ public:
 
     HarbourState state() const { return {getSnapshot(), asking_}; }
 
-    /* Goes on from a state that fits: that may be its own. */
+    /* Continues from a state. fits: whether the state may be this harbour's. */
     bool fits(const HarbourState& state) const;
     void resume(const HarbourState& state);
 
@@ -45,7 +45,7 @@ private:
     std::string name_;
     Point place_;
     Tables tables_;
-    std::uint32_t asking_ = 0; // who is to be answered
+    std::uint32_t asking_ = 0; // address of the ferry that waits for an answer
 };
 
 #endif

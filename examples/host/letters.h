@@ -1,4 +1,4 @@
-/* What ferries and harbours write to each other, as messages of the library's mail server. */
+/* The letters between ferries and harbours, as messages of the library's mail server. */
 #ifndef QZ_HOST_LETTERS_H
 #define QZ_HOST_LETTERS_H
 
@@ -28,7 +28,7 @@ struct Letter {
 /* Delivers a letter before it returns. */
 void post(std::uint32_t address, const Letter& letter);
 
-/* How many were posted so far, and how many of them nobody took. */
+/* How many letters were posted so far, and how many of them had no receiver. */
 struct Postage {
     std::uint64_t letters;
     std::uint64_t lost;

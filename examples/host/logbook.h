@@ -1,11 +1,11 @@
-/* Who arrived where and when, as a file. */
+/* A file that tells which ferry arrived where and when. */
 #ifndef QZ_HOST_LOGBOOK_H
 #define QZ_HOST_LOGBOOK_H
 
 #include <cstddef>
 #include <string>
 
-/* Lines are written on a worker thread, in order, so that nobody waits for the disk. */
+/* A worker thread writes the lines in order, so that the main thread does not wait for the disk. */
 class Logbook {
 public:
     /* Begins the file anew. Throws UserError if it cannot be written. */

@@ -2,7 +2,7 @@
 
 namespace {
 
-constexpr double kCoefficients[] = {0, 0, 1}; // what is put in is what comes out, in ticks
+constexpr double kCoefficients[] = {0, 0, 1}; // the output is the sample itself; time in ticks
 
 } // namespace
 

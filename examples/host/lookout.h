@@ -1,4 +1,4 @@
-/* Where the ferries are, for those who cannot ask them all the time. */
+/* The positions of the ferries, predicted between their reports. */
 #ifndef QZ_HOST_LOOKOUT_H
 #define QZ_HOST_LOOKOUT_H
 
@@ -7,8 +7,8 @@
 
 #include "Mail/Server.h"
 
-/* Ferries tell their position a few times a second; in between it is predicted, as the other side
- * of a network has to do. */
+/* Ferries report their position a few times a second; in between the lookout predicts it, as the
+ * other side of a network would. */
 class Lookout : public Mail::Mailbox {
 public:
     Lookout();
@@ -21,7 +21,7 @@ public:
     const LookoutState& state() const { return state_; }
     void resume(const LookoutState& state) { state_ = state; }
 
-    /* How far the predictions were from the next report, on average. */
+    /* The average distance between a prediction and the next report. */
     double meanError() const { return state_.predicted == 0 ? 0 : state_.error / state_.predicted; }
 
 private:

@@ -1,6 +1,6 @@
 /* An example of a host: opens the log, chooses the directories, reads its settings and its world,
- * runs a Lua script, keeps what that wants to keep, and lets ferries sail in frames. Copy it and
- * make it your own. */
+ * runs a Lua script, saves the script's state, and lets ferries sail in frames. Copy it as the
+ * start of your own host. */
 #include "directories.h"
 #include "frames.h"
 #include "logging.h"
@@ -38,7 +38,7 @@ int refuse(const std::string& problem, int exitCode) {
     return exitCode;
 }
 
-/* Fills in what the command line has left open; returns what is wrong, or an empty text. */
+/* Fills in the options that are not given; returns what is wrong, or an empty text. */
 std::string complete(Options& options) {
     if (!options.data.empty() && !VFS_isdir(options.data.c_str())) {
         return "there is no directory " + options.data;
@@ -52,7 +52,7 @@ std::string complete(Options& options) {
     return {};
 }
 
-/* The data directory may be without a start-up file; one that the user names has to be there. */
+/* The data directory need not have a start-up file; a file that the user names must exist. */
 Startup readStartup(const Options& options) {
     if (!options.config.empty()) {
         return loadStartup(options.config);
@@ -66,13 +66,13 @@ Settings readSettings(const Options& options) {
     return !options.data.empty() && VFS_exists(file.c_str()) ? loadSettings(file) : Settings();
 }
 
-/* A script that the user names gets a world only if one is named as well. */
+/* A script that the user names gets a world only if the user names one too. */
 std::string worldFile(const Options& options, const Settings& settings) {
     const bool isDefault = options.world.empty() && options.script.empty();
     return isDefault ? options.data + "/" + settings.world : options.world;
 }
 
-/* Not if the script has failed or was stopped. */
+/* Runs no frames if the script has failed or was stopped. */
 void runFramesAfter(int exitCode, const Script& script) {
     if (exitCode == 0 && script.world && script.settings.frames > 0) {
         runFrames(*script.world, script.settings, script.fresh);
@@ -146,7 +146,7 @@ int work(const Options& options, const Startup& startup) {
     return exitCode;
 }
 
-/* Whatever goes wrong ends in one line. */
+/* Prints any error as one line. */
 int workOrExplain(const Options& options, const Startup& startup) {
     try {
         return options.watch.empty() ? work(options, startup) : watch(options);

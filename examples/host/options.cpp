@@ -19,8 +19,8 @@ constexpr Known kKnown[] = {
     {"--logs", true},   {"--save-every", true}, {"--world", true}, {"-h", false},
 };
 
-/* How many of the arguments are the host's own: what follows the script is the script's. Throws the
- * exception of ConsoleArgs, with what is wrong. */
+/* How many of the arguments are the host's own; those behind the script are the script's. Throws
+ * the exception of ConsoleArgs, whose text says what is wrong. */
 int countOwn(int count, const char* const* arguments) {
     int index = 1;
     while (index < count && arguments[index][0] == '-') {

@@ -29,8 +29,8 @@ void Progress::report(double fraction, const char* text) noexcept {
     std::fflush(stdout);
 }
 
-/* The cursor goes back to the start of the line, so that a line that the log echoes meanwhile
- * covers this one instead of being glued to its end. */
+/* Leaves the cursor at the start of the line, so that a line echoed by the log replaces this one
+ * instead of following it. */
 void Progress::update(int percent, const char* text) noexcept {
     static constexpr char kFull[] = "########################";
     static_assert(sizeof kFull == kBarWidth + 1);

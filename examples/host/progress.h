@@ -5,10 +5,10 @@
 
 class Progress {
 public:
-    /* lines: how many the whole job takes where no line can be updated. */
+    /* lines: how many lines to print for the whole job if no line can be updated. */
     explicit Progress(int lines);
 
-    /* fraction: 0 to 1; other values are taken for the nearer end, no number for 0. */
+    /* fraction: 0 to 1; values outside are clamped, NaN counts as 0. */
     void report(double fraction, const char* text) noexcept;
 
     /* Takes the line off the terminal, so that other text can be printed. */

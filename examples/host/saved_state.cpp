@@ -21,7 +21,7 @@ struct Closer {
     void operator()(VFS_File* file) const { VFS_close(file); }
 };
 
-/* The file's path -> nothing. Without globals: what was saved is data, and calls nothing. */
+/* The file's path -> nothing. Runs without globals, because saved data calls nothing. */
 int runSavedState(lua_State* L) {
     const auto* file = static_cast<const char*>(lua_touserdata(L, 1));
     Lua::Config saved(L);
@@ -54,7 +54,7 @@ std::string serialized(lua_State* L, const std::string& file) {
         fail(file, takeError(L));
     }
     const std::string text = source.str();
-    // A text with a quote or a line break in it does not come back as it was.
+    // A text with a quote or a line break in it would be loaded differently.
     if (luaL_loadbuffer(L, text.data(), text.size(), kGlobal) != 0) {
         fail(file, takeError(L));
     }

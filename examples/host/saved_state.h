@@ -1,4 +1,4 @@
-/* What a script keeps from one run to the next: its global table `state`. */
+/* Saves a script's global table `state` from one run to the next. */
 #ifndef QZ_HOST_SAVED_STATE_H
 #define QZ_HOST_SAVED_STATE_H
 
@@ -6,11 +6,10 @@
 
 struct lua_State;
 
-/* Sets the global from a file that saveState has written. Throws UserError. */
+/* Sets the global table from a file that saveState has written. Throws UserError. */
 void restoreState(lua_State* L, const std::string& file);
 
-/* Replaces the file in one step; does nothing if the script has left no such table. Throws
- * UserError. */
+/* Replaces the file in one step; does nothing if the state has no such table. Throws UserError. */
 void saveState(lua_State* L, const std::string& file);
 
 #endif

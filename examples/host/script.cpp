@@ -1,5 +1,5 @@
-/* Lua reports errors by a long jump over the C and C++ functions that it finds in between. So none
- * of the functions here that a Lua state calls keeps an object with a destructor. */
+/* Lua raises errors by a long jump over C and C++ functions, which calls no destructors. So none of
+ * the functions here that a Lua state calls has an object with a destructor. */
 #include "script.h"
 
 #include "directories.h"
@@ -26,20 +26,21 @@
 
 namespace {
 
-/* What the functions below need of the host; it outlives the state. */
+/* The host's data for the functions below; it outlives the state. */
 struct Run {
     const Script* script;
     int exitCode = 1;
-    void* fileRead = nullptr; // what host.read has read last
+    void* fileRead = nullptr; // the last file that host.read has read
 };
 
 Run* runOf(lua_State* L) {
     return static_cast<Run*>(lua_touserdata(L, lua_upvalueindex(1)));
 }
 
-/* An error ends the script. A script that catches it does not get far: from now on each of its
- * instructions raises the error again. LuaJIT calls no hooks from the machine code that it makes of
- * busy loops; in those the functions of the host are what asks, or a second Ctrl-C helps. */
+/* Ends the script by an error. A script that catches the error cannot go on, because from now on
+ * each instruction raises it again. LuaJIT calls no hooks in the machine code that it makes of busy
+ * loops: there only the functions of the host check for a stop, and a second Ctrl-C always works.
+ */
 void checkForStop(lua_State* L, lua_Debug* = nullptr) {
     if (stopRequested()) {
         lua_sethook(L, checkForStop, LUA_MASKCOUNT, 1);
@@ -79,7 +80,7 @@ int hostRead(lua_State* L) {
     return 1;
 }
 
-/* os.exit([code]), in place of the one that ends the process with the log still open. */
+/* os.exit([code]). Replaces Lua's own, which would end the process with the log still open. */
 int scriptExit(lua_State* L) {
     const bool failed = lua_isboolean(L, 1) && !lua_toboolean(L, 1);
     const int code = lua_isboolean(L, 1) ? failed : static_cast<int>(luaL_optinteger(L, 1, 0));
@@ -133,7 +134,7 @@ void pushArguments(lua_State* L, const Script& script) {
     }
 }
 
-/* Loads and calls the script on a state that is ready for it; true if it came to its end. */
+/* Loads and calls the script in a prepared state; true if it ran to its end. */
 bool loadAndCall(lua_State* L, const Script& script) {
     lua_pushcfunction(L, logScriptError);
     const int handler = lua_gettop(L);
@@ -143,7 +144,7 @@ bool loadAndCall(lua_State* L, const Script& script) {
     }
     pushArguments(L, script);
     const int status = lua_pcall(L, static_cast<int>(script.arguments.size()), 0, handler);
-    if (status == LUA_ERRMEM || status == LUA_ERRERR) { // what the handler is not called for
+    if (status == LUA_ERRMEM || status == LUA_ERRERR) { // Lua calls no handler for these
         logLines(script.name.c_str(), QZ_LOG_ERROR, describeError(L, -1));
     }
     return status == 0;
@@ -193,7 +194,7 @@ void giveSettings(lua_State* L, const Script& script) {
     loader.endSubtable();
 }
 
-/* What the script finds beside the host's functions. */
+/* The data that the script gets besides the host's functions. */
 void giveData(lua_State* L, const Script& script) {
     giveSettings(L, script);
     if (script.world) {

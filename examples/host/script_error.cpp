@@ -22,14 +22,14 @@ const char* moduleOf(lua_State* L) {
     return module != nullptr ? module : "LUA";
 }
 
-/* Lua takes a chunk's name for source text and shortens it: [string "a/long/pa..."]. The whole name
- * is better, if it is one: chunks made from strings do have their text for a name. */
+/* Lua treats a chunk's name as source text and shortens it: [string "a/long/pa..."]. Returns the
+ * whole name if it is the name of a file; the name of a chunk made from a string is its text. */
 const char* chunkName(const lua_Debug& where) {
     return VFS_exists(where.source) ? where.source : where.short_src;
 }
 
-/* Leaves a copy of the message on the stack in which the shortened name is replaced; null, and
- * nothing on the stack, if the message does not begin with a place in the code. */
+/* Pushes a copy of the message in which the whole name replaces the shortened one. Returns null and
+ * pushes nothing if the message does not begin with a place in the code. */
 const char* withWholeName(lua_State* L, const char* message) {
     lua_Debug where;
     for (int level = 0; level < kDeepestLevel && lua_getstack(L, level, &where); ++level) {
@@ -60,7 +60,7 @@ void logLevel(const char* module, const lua_Debug& where) {
     } else if (where.name != nullptr && *where.name != '\0') {
         std::snprintf(line, sizeof line, "    in %s, not written in Lua", where.name);
     } else {
-        return; // a tail call, or what the host itself called the script from
+        return; // a tail call, or the host's function that called the script
     }
     qz_log(module, QZ_LOG_ERROR, line);
 }
@@ -86,7 +86,7 @@ int logScriptError(lua_State* L) {
         const char* message = describeError(L, 1);
         const char* placed = withWholeName(L, message);
         logLines(module, QZ_LOG_ERROR, placed != nullptr ? placed : message);
-        // A text without a place, error(text, 0), is about the user's files, not about the script.
+        // A text without a place, as of error(text, 0), concerns the user's files, not the script.
         if (placed != nullptr || !lua_isstring(L, 1)) {
             logTraceback(L, module);
         }
@@ -95,7 +95,7 @@ int logScriptError(lua_State* L) {
     return 1;
 }
 
-/* A syntax error begins with the shortened name of the only chunk that it can be about. */
+/* A syntax error begins with the shortened name of the chunk. */
 void logLoadError(lua_State* L, const char* module, const char* path) {
     const char* message = describeError(L, -1);
     const char* end = std::strstr(message, "\"]:");

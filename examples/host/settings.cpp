@@ -24,7 +24,7 @@ public:
     }
 
 private:
-    /* Lua would take a number for a text and the other way round; people mean one of the two. */
+    /* Checks the type, because Lua itself would convert between numbers and texts. */
     template<class Value>
     void readTyped(const char* path, int type, Value& value) {
         config_.get(path);
@@ -48,11 +48,11 @@ private:
 } // namespace
 
 Settings loadSettings(const std::string& file) {
-    // Made by the library for this purpose.
+    // The library makes globalConfig for settings.
     if (globalConfig == nullptr) {
         throw UserError("not enough memory for a Lua state");
     }
-    // Without globals: a file of settings computes nothing.
+    // The file is run without globals, because settings compute nothing.
     if (!Lua::Config(globalConfig).tmpload(file.c_str(), false)) {
         throw UserError(file + " is no file of settings; the line above says why");
     }

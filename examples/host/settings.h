@@ -1,4 +1,4 @@
-/* What the host does unless the command line says otherwise. */
+/* The host's settings, for what the command line leaves open. */
 #ifndef QZ_HOST_SETTINGS_H
 #define QZ_HOST_SETTINGS_H
 
@@ -11,13 +11,13 @@ struct Settings {
     std::string picture = "flock.svg"; // in the directory of results
     int trails = 7;
     int frames = 300;    // of the ferries, after the script
-    int rate = 60;       // of these a second
-    int saveEvery = 0;   // so many frames, too; 0: at the end alone
-    bool fast = false;   // as fast as they can
-    std::string connect; // under which name others may watch them; empty: none
+    int rate = 60;       // frames a second
+    int saveEvery = 0;   // save also after so many frames; 0: only at the end
+    bool fast = false;   // frames are not paced
+    std::string connect; // the name under which others may watch the ferries; empty: none
 };
 
-/* Reads a Lua file of settings; those that it leaves out keep their values. Throws UserError. */
+/* Reads a Lua file of settings; settings not in the file keep their defaults. Throws UserError. */
 Settings loadSettings(const std::string& file);
 
 #endif

@@ -41,7 +41,7 @@ Startup loadStartup(const std::string& file) {
         startup.logOutputs.push_back(readOutput(output));
     }
     if (std::string report = reader.report(); !report.empty()) {
-        report.pop_back(); // the last line's end
+        report.pop_back(); // the line feed of the last line
         throw UserError(report);
     }
     return startup;

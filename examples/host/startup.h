@@ -9,13 +9,13 @@
 
 struct Startup {
     std::string application = "qz_host"; // names the write directory
-    int checks = 10000;                  // instructions between two looks for Ctrl-C
+    int checks = 10000;                  // instructions between two checks for Ctrl-C
     int progressLines = 10;
     std::string logDirectory; // empty: below the write directory
     std::vector<LogOutput> logOutputs;
 };
 
-/* Reads a configuration file; what it leaves out keeps its value. Throws UserError. */
+/* Reads a configuration file; entries not in the file keep their defaults. Throws UserError. */
 Startup loadStartup(const std::string& file);
 
 #endif

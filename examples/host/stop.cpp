@@ -7,8 +7,8 @@ namespace {
 
 constexpr int kNobodyWishes = -1;
 
-// Windows delivers Ctrl-C on a thread of its own, Linux in the middle of any instruction; a
-// lock-free atomic is right for both.
+// Windows delivers Ctrl-C on a separate thread, Linux between any two instructions; a lock-free
+// atomic is right for both.
 std::atomic<int> wish{kNobodyWishes};
 static_assert(std::atomic<int>::is_always_lock_free);
 

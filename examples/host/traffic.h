@@ -1,4 +1,4 @@
-/* What states cost, counted by both sides. */
+/* The number and size of states, counted by both sides. */
 #ifndef QZ_HOST_TRAFFIC_H
 #define QZ_HOST_TRAFFIC_H
 
@@ -10,7 +10,7 @@
 
 class Traffic {
 public:
-    /* The messages of one state, whole or what has changed. */
+    /* The messages of one state, whole or as changes. */
     void add(const std::vector<Mail::Message>& messages, bool isChange);
     void add(std::uint64_t bytes, bool isChange);
 

@@ -1,10 +1,10 @@
-/* What the user of the host can mend. */
+/* An error that the user of the host can correct. */
 #ifndef QZ_HOST_USER_ERROR_H
 #define QZ_HOST_USER_ERROR_H
 
 #include <stdexcept>
 
-/* what() is a line for each mistake, with the file and, if it is one in it, the path of the entry.
+/* what() has a line for each mistake, with the file and, for a mistake in a file, the entry's path.
  */
 class UserError : public std::runtime_error {
 public:

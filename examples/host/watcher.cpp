@@ -54,7 +54,7 @@ public:
     }
 
 private:
-    /* A ring keeps the order of messages: what another sender has written is newer. */
+    /* A ring keeps the order of messages, so a message of another sender is newer. */
     void take(const Mail::Message& message) {
         using Added = Common::StateParts::Added;
         Added added = parts_.add(message);
@@ -74,7 +74,7 @@ private:
         }
     }
 
-    /* What was written for others may be changes of a state that is not here. */
+    /* A state written for other watchers may be changes against one that this watcher lacks. */
     void read() {
         if (states_.read(parts_)) {
             has_ = states_.getNumber();
@@ -87,12 +87,12 @@ private:
 
     Channel channel_;
     Common::CommonBufferizer states_;
-    const std::uint32_t number_; // among those who watch
+    const std::uint32_t number_; // of this watcher
     Common::StateParts parts_;
-    std::uint32_t has_ = 0;     // the state that is confirmed; 0 asks for a whole one
-    std::uint32_t printed_ = 0; // the state that was
+    std::uint32_t has_ = 0;     // the state to confirm; 0 asks for a whole one
+    std::uint32_t printed_ = 0; // the state that was printed last
     std::uint32_t collected_ = 0;
-    std::uint64_t bytes_ = 0; // of the state that is collected
+    std::uint64_t bytes_ = 0; // of the state that is being collected
     Traffic traffic_;
     Clock::time_point toConfirm_ = Clock::now();
     Clock::time_point toPrint_ = Clock::now();

@@ -1,11 +1,11 @@
-/* The other mode of the host: it simulates nothing and watches one that does. */
+/* The other mode of the host: it simulates nothing and watches a host that simulates. */
 #ifndef QZ_HOST_WATCHER_H
 #define QZ_HOST_WATCHER_H
 
 #include <string>
 
-/* Prints a line a second, if there is news, until somebody wishes to stop. The one that simulates
- * may start before or after, end, and begin anew. Throws UserError. */
+/* Prints a line a second, if a new state has arrived, until the user stops it. The simulating host
+ * may start before or after this one, end, and start anew. Throws UserError. */
 void watchFleet(const std::string& name);
 
 #endif

@@ -10,7 +10,7 @@
 
 namespace {
 
-/* A loader that also knows which values make sense. */
+/* A loader that also checks whether values make sense. */
 class WorldReader {
 public:
     explicit WorldReader(World& world) : world_(world) {}
@@ -85,7 +85,7 @@ private:
         }
     }
 
-    /* All who begin in one harbour need a berth there. */
+    /* A harbour needs a berth for each ferry that begins there. */
     void checkRoom(const std::string& harbour) const {
         const auto others = std::ranges::count_if(
             world_.ferries, [&](const FerryData& one) { return one.route.front() == harbour; });
@@ -122,7 +122,7 @@ private:
     Lua::Loader loader_;
 };
 
-/* The other way round: from the structures into a table. */
+/* Writes the structures into a table. */
 class WorldWriter {
 public:
     explicit WorldWriter(lua_State* L) : loader_(L) {}

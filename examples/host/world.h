@@ -1,4 +1,4 @@
-/* What the flocks fly around, who flies, and who sails. */
+/* The world: islands, flocks and ferries. */
 #ifndef QZ_HOST_WORLD_H
 #define QZ_HOST_WORLD_H
 
@@ -44,7 +44,7 @@ struct World {
 /* Reads the table `world` of a Lua file. Throws UserError. */
 World loadWorld(const std::string& file);
 
-/* Leaves the world in a script's state as the table `host.world`; `host` is there already. Throws
+/* Puts the world into a script's state as the table `host.world`; `host` must exist already. Throws
  * Lua::LoaderException if memory runs out. */
 void giveWorld(lua_State* L, const World& world);
 
