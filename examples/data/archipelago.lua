@@ -1,5 +1,5 @@
--- The world of the example: what the flocks fly around, and who flies. Lengths are pixels of the
--- picture, speeds pixels a step.
+-- The world of the example: islands, flocks and ferries. Lengths are pixels of the picture, speeds
+-- pixels a step.
 
 world = {
     title = "Three Flocks among the Skerries",
@@ -52,8 +52,8 @@ world = {
         },
     },
 
-    -- After the script they sail from island to island, round and round: in frames of the host, which
-    -- asks for berths in harbours. Speeds are pixels a second.
+    -- After the script the ferries sail from island to island, round and round, in frames of the host,
+    -- and ask for berths in harbours. Speeds are pixels a second.
     ferries = {
         { name = "Selkie",       speed = 260, route = { "Hog Skerry", "Sheep Isle", "Gull Rock" } },
         { name = "Grey Pilgrim", speed = 310, route = { "Grey Stack", "The Anvil", "Long Holm" } },

@@ -1,8 +1,8 @@
 -- The example of qz_host: flocks of birds among islands, drawn as a picture.
 --
--- The host gives it two tables, `host.world` (what flies where) and `host.settings`, and reads files
--- of the mounted data for it. What it leaves in the global `state` the host saves, and gives it back
--- at the next run: the flight goes on from there.
+-- The host gives the script two tables, `host.world` (what flies where) and `host.settings`, and reads
+-- files of the mounted data for it. The host saves the global table `state` and restores it at the
+-- next run, so that the flight continues.
 
 local simulation = require "simulation"
 local statistics = require "statistics"
@@ -29,12 +29,12 @@ local function read_palette()
     return colours
 end
 
--- The world's title as it can be saved: what is saved is source text, and nothing is escaped in it.
+-- The world's title in a form that can be saved: the host saves source text, and escapes nothing in it.
 local function plain_title()
     return (world.title:gsub('[%c"\\]', "?"))
 end
 
--- The flight that was saved, or a new one.
+-- The saved flight, or a new one.
 local function begin_flight()
     if not state then
         return simulation.new(world)

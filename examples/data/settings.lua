@@ -1,5 +1,5 @@
--- What qz_host does unless its command line says otherwise. Pure data: no functions can be called
--- here. What is left out keeps the value that stands here.
+-- The settings of qz_host, for what its command line leaves open. Pure data: no functions can be
+-- called here. A setting that is left out has the value given here.
 
 script = "flock.lua"
 world = "archipelago.lua"

@@ -1,9 +1,10 @@
-/* Data that never changes, as an image of the memory: made once, with whatever time that takes, and
- * mapped by each later run, which reads nothing and computes nothing before it begins.
+/* Data that never changes, as an image of memory. It is made once, which may take long. Each later
+ * run maps it, and starts without reading or computing anything.
  *
  *     qz_mapped stars.img
  *
- * For what changes, and outlives the versions of a program, see Serial/CommonSerializer.h. */
+ * For data that changes, or that other versions of a program read, see Serial/CommonSerializer.h.
+ */
 #include <Core/Environment.h>
 #include <Random/RandomManager.h>
 #include <Shm/MappedFile.h>
@@ -17,8 +18,8 @@
 
 namespace {
 
-/* Plain numbers and offsets, no pointers: the file is mapped at another address each time. Another
- * layout needs another mark. */
+/* Plain numbers and offsets, no pointers, because the file is mapped at a different address each
+ * time. A different layout needs a different mark. */
 constexpr std::uint32_t kMark = 0x31525453; // "STR1"
 constexpr int kAlignment = 16;
 
@@ -52,7 +53,7 @@ void write(const char* file) {
     image.Close(); // replaces the file in one step
 }
 
-/* Empty if it is no such image: a file may hold anything. */
+/* Empty if the file is no such image; it may hold anything. */
 std::span<const Star> starsOf(const misc::mmf& image) {
     Header header;
     if (image.view == nullptr || image.size < sizeof header) {

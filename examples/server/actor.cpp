@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <cmath>
 
-/* Memory that runs out on the worker ends the process, with a crash report. */
+/* If memory runs out on the worker, the process ends with a crash report. */
 void Actor::startSearch(Cell goal) {
     isSearching_ = true;
     goal_ = goal;
@@ -43,12 +43,12 @@ void Actor::write(std::uint32_t receiver, bool isAnswer) const {
     Mail::Writer writer(message);
     Letter letter{address, isAnswer, state_.place};
     writer.transfer(letter);
-    writer.finish(); // else there is nothing in the message yet
+    writer.finish(); // before that the message is empty
     mail_.send(message);
     ++letters;
 }
 
-/* Who is too far away is not heard. */
+/* Ignores a sender that is too far away. */
 bool Actor::receive(const Mail::Message& message) {
     Letter letter{};
     Mail::Reader(message).transfer(letter);
@@ -73,7 +73,7 @@ Crowd::Crowd(const World& world) : world_(world) {
     }
 }
 
-/* Steps are as long as frames are meant to be, so slow machines are as far after N frames. */
+/* Steps have the nominal length of a frame, so that N frames do the same on slow machines. */
 void Crowd::update(const Settings& settings) {
     const Common::ProfiledFunc section("crowd");
     const double seconds = settings.paused ? 0 : 1 / settings.frameRate;

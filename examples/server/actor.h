@@ -1,4 +1,4 @@
-/* Those who walk about and write to each other. */
+/* Actors that walk about and write to each other. */
 #ifndef QZ_SERVER_ACTOR_H
 #define QZ_SERVER_ACTOR_H
 
@@ -9,23 +9,23 @@
 
 #include <random>
 
-/* In messages it is as it is: there are no bytes between its fields. */
+/* Messages hold it as it is in memory, because it has no padding. */
 struct Letter {
     std::uint32_t sender, isAnswer;
     Point place; // where the sender is
     bool operator==(const Letter&) const = default;
 };
 
-/* All that a snapshot has of an actor. */
+/* An actor's part of a snapshot. */
 struct ActorState {
     std::uint32_t unit; // its number among the world's
     Point place;
     Letter letters[4]; // the last ones
-    Way way;           // where it is and goes: one cell or more
+    Way way;           // from its place to its goal: one cell or more
     bool operator==(const ActorState&) const = default;
 };
 
-/* For the main thread, but for the search. Tasks have been shut down before it goes. */
+/* For the main thread, except the search. Shut down the tasks before it is destroyed. */
 class Actor : public Mail::Mailbox {
 public:
     Actor(std::uint32_t ownAddress, const World& world, Mail::Server& mail, const ActorState& start)
@@ -51,7 +51,7 @@ private:
     Way found_;
 };
 
-/* All of them, with addresses from 1 on. */
+/* All actors, with addresses from 1 on. */
 class Crowd {
 public:
     static constexpr std::uint32_t kActors = 1000;

@@ -1,4 +1,4 @@
-/* A small game server: a thousand actors walk, write to each other, and are written down. */
+/* A small game server: a thousand actors walk, write to each other, and are saved in snapshots. */
 #include "snapshot.h"
 
 #include "Common/Profiler.h"
@@ -23,9 +23,9 @@ namespace {
 
 constexpr char kProgram[] = "qz_server"; // qz top qz_server, qz log follow qz_server
 
-std::atomic<int> exitCode{0}; // not 0: somebody wishes it to end
+std::atomic<int> exitCode{0}; // not 0: a signal asks the server to end
 
-/* The first one is a wish to end, the second one ends the process at once. */
+/* The first signal asks the server to end, the second one ends the process at once. */
 extern "C" void onSignal(int signal) {
     std::signal(signal, SIG_DFL);
     exitCode.store(128 + signal);
@@ -41,18 +41,18 @@ void refuseOthers(const qz::ConsoleArgs& args) {
     }
 }
 
-/* A file of the server's directory, or else the one beside the program. */
+/* A file in the server's directory, or, if there is none, the file beside the program. */
 std::string findFile(const std::string& directory, const char* name) {
     const std::string own = directory + "/" + name;
     return VFS_exists(own.c_str()) ? own : std::string(SYS_bindir()) + "/server/" + name;
 }
 
-/* What is under way refers to what is about to go. */
+/* Tasks refer to objects of the server, so they must end before these are destroyed. */
 struct EndOfTasks {
     ~EndOfTasks() { QZ_shutdown_tasks(60); }
 };
 
-/* No frames are as many as there are until somebody wishes it to end. */
+/* frames: 0 runs until a signal asks the server to end. */
 void serve(const std::string& directory, int frames) {
     const World world = loadWorld(findFile(directory, "world.lua"));
     const std::string config = findFile(directory, "server.cfg");
@@ -60,7 +60,7 @@ void serve(const std::string& directory, int frames) {
     Crowd crowd(world);
     SnapshotWriter snapshots(directory);
     const EndOfTasks endOfTasks;
-    globalFpsController->Reset(); // the start-up was no frame
+    globalFpsController->Reset(); // the start-up does not count as a frame
     int frame = 0;
     for (double due = 0; exitCode == 0 && (frames == 0 || frame < frames); ++frame) {
         refresh(settings, config);

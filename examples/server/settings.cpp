@@ -4,7 +4,7 @@
 #include "Core/Log.h"
 
 void refresh(Settings& settings, const std::string& path) {
-    std::error_code error; // a file that is gone for a moment is being replaced
+    std::error_code error; // a file that is missing for a moment is being replaced
     const auto written = std::filesystem::last_write_time(path, error);
     if (error || written == settings.written) {
         return;

@@ -24,7 +24,7 @@ void exchange(Mail::Stream& stream, ActorState& state) {
     stream.transfer(state.letters);
 }
 
-/* In several messages: one has 65,535 bytes at most, of which no state has as many as half. */
+/* Uses several messages: each has at most 65,535 bytes, and a state has less than half of that. */
 std::vector<Mail::Message> pack(std::vector<ActorState> states) {
     std::vector<Mail::Message> parts;
     for (auto next = states.begin(); next != states.end();) {
@@ -37,7 +37,7 @@ std::vector<Mail::Message> pack(std::vector<ActorState> states) {
     return parts;
 }
 
-/* A reader does not say where a message ends; but no way is empty, and zeros come then. */
+/* Behind the end of a message a reader reads zeros, and a state's way is never empty. */
 std::vector<ActorState> unpack(const std::vector<Mail::Message>& parts) {
     std::vector<ActorState> states;
     for (const Mail::Message& part : parts) {
@@ -50,7 +50,7 @@ std::vector<ActorState> unpack(const std::vector<Mail::Message>& parts) {
     return states;
 }
 
-/* What cannot be written is missed when it is read back. */
+/* Errors of writing are found when the file is read back. */
 void save(const std::string& path, const std::vector<Mail::Message>& parts) {
     VFS_File* const file = VFS_open_write(path.c_str());
     for (const Mail::Message& part : parts) {

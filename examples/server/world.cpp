@@ -52,7 +52,7 @@ Point World::centre(Cell cell) {
     return {static_cast<double>(cell % kColumns) + 0.5, static_cast<double>(cell / kColumns) + 0.5};
 }
 
-/* Breadth first and from the end, so that each cell knows the next one of its way. */
+/* Breadth-first from the end, so that each cell knows the next cell of its way. */
 Way World::findWay(Cell from, Cell to) const {
     Way next(isWall.size(), kNowhere);
     Way open{to};

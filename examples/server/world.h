@@ -1,4 +1,4 @@
-/* The map, ways over it, and the kinds of units, as a Lua file describes them. */
+/* The map with its ways, and the kinds of units, as a Lua file describes them. */
 #ifndef QZ_SERVER_WORLD_H
 #define QZ_SERVER_WORLD_H
 
@@ -17,8 +17,8 @@ using Way = std::vector<Cell>;
 struct Unit {
     std::string name;
     double speed;  // cells a second
-    double size;   // how near to the middle of a cell it turns
-    double radius; // how far it hears, in cells
+    double size;   // distance to the middle of a cell at which it turns
+    double radius; // distance at which it hears others, in cells
 };
 
 struct World {
@@ -27,7 +27,8 @@ struct World {
     std::vector<Unit> units; // one or more
 
     static Point centre(Cell cell);
-    /* A shortest way, both ends included; empty if there is none. For any threads at once. */
+    /* A shortest way, both ends included; empty if there is none. Any threads may call it at once.
+     */
     Way findWay(Cell from, Cell to) const;
 };
 

@@ -1,4 +1,4 @@
--- Where the actors walk ('#' is a wall), and what kinds of them there are.
+-- The map on which the actors walk ('#' is a wall), and the kinds of actors.
 world = {
     map = {
         '........#...............#..............#............#.........',
@@ -9,7 +9,7 @@ world = {
         '...#####.......####.####......########.....#........#...####..',
         '...........#...............................................#..',
     },
-    -- speed: cells a second; size: how near to a cell's middle it turns; radius: of its hearing
+    -- speed: cells a second; size: distance to a cell's middle at which it turns; radius: of hearing
     units = {
         golem = { speed = 0.8, size = 0.4, radius = 6 },
         guard = { speed = 2.5, size = 0.2, radius = 24 },

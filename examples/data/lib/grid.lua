@@ -9,7 +9,7 @@ function grid.new(width, height, cell)
     return setmetatable(self, grid)
 end
 
--- The number of the cell of a point; what lies outside belongs to the cell at the edge.
+-- The number of the cell of a point; points outside belong to the nearest cell at the edge.
 function grid:cell_of(x, y)
     local column = math.min(math.max(math.floor(x / self.cell) + 1, 1), self.columns - 2)
     local row = math.min(math.max(math.floor(y / self.cell) + 1, 1), self.rows - 2)

@@ -1,4 +1,4 @@
--- Reads the colours of a picture: lines of "colour NAME #RRGGBB". Complaints name file and line.
+-- Reads the colours of a picture: lines of "colour NAME #RRGGBB". Error messages name file and line.
 
 local palette = {}
 
@@ -18,7 +18,7 @@ local function read_line(colours, path, number, line)
     colours[name] = value
 end
 
--- path: for the complaints.
+-- path: for error messages.
 function palette.parse(text, path)
     local colours, number = {}, 0
     for line in text:gmatch("([^\r\n]*)\r?\n?") do

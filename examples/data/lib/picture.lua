@@ -1,5 +1,5 @@
--- Draws a flight as an SVG picture in the manner of a chart: islands with their shoals, the trails
--- of the birds, brighter the younger they are, and statistics below.
+-- Draws a flight as an SVG picture in the style of a nautical chart: islands with their shoals, the
+-- trails of the birds, the newer the brighter, and statistics below.
 
 local svg = require "svg"
 local random = require "random"
@@ -19,7 +19,7 @@ local function gradient(out, kind, attributes, stops)
 end
 
 local function blur(out, id, radius)
-    -- The region is given because a blur reaches out of the shape's own box.
+    -- The filter has an explicit region, because a blur reaches beyond the shape's own box.
     out:open("filter", { id = id, x = "-50%", y = "-50%", width = "200%", height = "200%" })
     out:element("feGaussianBlur", { stdDeviation = radius })
     out:close()
@@ -133,7 +133,7 @@ local function tenths(value)
 end
 
 -- A piece of a trail as quadratic curves: through the middles of its sides, bent towards its
--- points. Whole tenths of a pixel are added up, so that rounding does not carry the line away.
+-- points. Whole tenths of a pixel are added up, so that rounding errors do not accumulate.
 local function curve(trail, from, to)
     local function middle(point)
         return tenths((trail[2 * point - 1] + trail[2 * point + 1]) / 2),
@@ -176,7 +176,7 @@ local function draw_trails(out, flight, trails, trail_ages)
     out:close()
 end
 
--- A dart that points where the bird is heading.
+-- A dart that points in the bird's direction.
 local function dart(flight, bird)
     local vx, vy = flight.vx[bird], flight.vy[bird]
     local speed = math.max(math.sqrt(vx * vx + vy * vy), 1e-9)
@@ -297,7 +297,7 @@ local function draw_footer(out, flight, measured)
     draw_legend(out, flight, measured, 1210, top + 60)
 end
 
--- The text of an SVG file that needs nothing else.
+-- The text of a self-contained SVG file.
 -- trail_ages: the number of pieces that a trail is drawn in.
 function picture.draw(world, flight, measured, trails, trail_ages)
     local out = svg.new(world.width, world.height + footer_height)

@@ -14,8 +14,8 @@ function random:uniform()
     return self.state / 2147483647
 end
 
--- A point within the circle of radius 1, without the trigonometry whose last digit differs between
--- systems.
+-- A point within the circle of radius 1, without trigonometric functions, whose last digit differs
+-- between systems.
 function random:disc()
     while true do
         local x, y = 2 * self:uniform() - 1, 2 * self:uniform() - 1

@@ -1,8 +1,8 @@
 -- A flock after Craig Reynolds: each bird keeps its distance, turns with its neighbours and stays
--- near them; besides, it follows its route and flies around islands.
+-- near them. It also follows its route and flies around islands.
 --
--- Only + - * / and the square root are used: their results are the same to the last digit
--- everywhere, so the same world gives the same flight on every machine.
+-- Only + - * / and the square root are used. Their results are the same to the last digit on every
+-- machine, so the same world gives the same flight everywhere.
 
 local random = require "random"
 local grid = require "grid"
@@ -36,7 +36,7 @@ function simulation.new(world)
     local self = setmetatable({
         world = world, step_count = 0, touches = 0, legs_flown = {},
         random = random.new(world.seed), grid = grid.new(world.width, world.height, sight),
-        -- Birds, one list for each property: half the time of a table for each bird.
+        -- Birds, one list for each property: this takes half the time of a table for each bird.
         x = {}, y = {}, vx = {}, vy = {}, ax = {}, ay = {}, kind = {}, leg = {},
     }, simulation)
     for number, flock in ipairs(world.flocks) do
@@ -48,7 +48,7 @@ function simulation.new(world)
     return self
 end
 
--- The pull of the neighbours: away from those too near, along with and towards those of its kind.
+-- The pull of the neighbours: away from those too near, with and towards those of its own flock.
 local function flocking(self, bird)
     local xs, ys, vxs, vys, kinds = self.x, self.y, self.vx, self.vy, self.kind
     local first, following, columns = self.grid.first, self.grid.next, self.grid.columns
@@ -101,7 +101,7 @@ local function routing(self, bird)
     return weights.route * dx / distance, weights.route * dy / distance
 end
 
--- Away from the shore, and along it on the side to which the bird is heading already.
+-- The push of islands: away from the shore, and along it in the bird's own direction.
 local function rounding(self, bird)
     local x, y, vx, vy = self.x[bird], self.y[bird], self.vx[bird], self.vy[bird]
     local ax, ay = 0, 0
@@ -139,7 +139,7 @@ local function steer(self, bird)
     self.ay[bird] = fy + ry + iy + weights.whim * wy + inward(self.y[bird], self.world.height)
 end
 
--- A bird that reaches a shore all the same slides along it.
+-- A bird that reaches a shore nevertheless slides along it.
 local function keep_off_land(self, bird)
     for _, island in ipairs(self.world.islands) do
         local dx, dy = self.x[bird] - island.x, self.y[bird] - island.y
@@ -171,8 +171,8 @@ local function move(self, bird)
     keep_off_land(self, bird)
 end
 
--- One step. Birds take turns to think, every second step each: nobody sees the difference, and it
--- takes half the time.
+-- One step. Each bird decides in every second step only, which looks the same and takes half the
+-- time.
 function simulation:step()
     self.step_count = self.step_count + 1
     self.grid:fill(self.x, self.y)
@@ -184,12 +184,12 @@ function simulation:step()
     end
 end
 
--- What a flight is made of, beside its world.
+-- The lists that make up a flight, besides its world.
 local lists = { "x", "y", "vx", "vy", "ax", "ay", "kind", "leg" }
 local counters = { "step_count", "touches" }
 
--- Saved numbers are texts of 17 digits: 14, which tables of numbers are saved with, lose a bit now
--- and then, and a flight that goes on would not be the flight that never stopped.
+-- Saves numbers as texts of 17 digits. Numbers in saved tables have only 14, which sometimes lose a
+-- bit, so that a continued flight would differ from an uninterrupted one.
 local function exact(value)
     return string.format("%.17g", value)
 end
@@ -231,7 +231,7 @@ local function numbers(values, path, count)
     return result
 end
 
--- path: for complaints about what does not fit this world.
+-- path: for error messages about values that do not fit this world.
 function simulation.thaw(world, frozen, path)
     local self = simulation.new(world)
     local count = #self.x
@@ -252,7 +252,7 @@ function simulation.thaw(world, frozen, path)
     return self
 end
 
--- A number that tells two flights apart if a single bird of one is a sixteenth of a pixel off.
+-- A number that differs between two flights if a single bird is a sixteenth of a pixel off.
 function simulation:fingerprint()
     local sum = 0
     for bird = 1, #self.x do

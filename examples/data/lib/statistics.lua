@@ -11,7 +11,7 @@ function statistics.new(world)
     return self
 end
 
--- Order is the length of the mean heading: 1 when all fly the same way, near 0 when each its own.
+-- Order is the length of the mean heading: 1 if all birds fly the same way, near 0 if none agree.
 local function measure(simulation, number)
     local count, heading_x, heading_y, speeds = 0, 0, 0, 0
     for bird = 1, #simulation.x do

@@ -1,4 +1,4 @@
--- A small writer of SVG: collects elements and closes what was opened.
+-- A small writer of SVG: collects elements and closes open ones.
 
 local svg = {}
 svg.__index = svg
@@ -21,7 +21,7 @@ function svg:add(text)
     self.parts[#self.parts + 1] = text
 end
 
--- Attributes in alphabetical order, so that the same picture is the same file.
+-- Attributes are in alphabetical order, so that the same picture gives the same file.
 local function attributes_of(list)
     local names = {}
     for name in pairs(list) do
