@@ -1,12 +1,12 @@
-"""How gdb shows the library's objects: what they mean, beside the pointers that they consist of.
+"""Printers for gdb, which show the library's objects in readable form.
 
-gdb loads this file by itself where the package is installed under /usr. Elsewhere, and for a build
-tree, a line in ~/.gdbinit or at gdb's prompt does it:
+gdb loads this file by itself if the package is installed under /usr. Otherwise, and for a build
+tree, load it with a line in ~/.gdbinit or at gdb's prompt:
 
     source .../tools/gdb/qzcore.py
 
-Whatever an object holds, null, freed memory or noise, printing it ends, with what could be read:
-memory is read through gdb, which tells what is not there, and every length has a limit.
+Printing always ends, also for null pointers, freed memory and random bytes, and shows what could be
+read: gdb reads the memory and reports what is not there, and every length has a limit.
 """
 import functools
 
@@ -15,13 +15,13 @@ import gdb.printing
 
 TEXT_LIMIT = 200  # bytes of a text that are shown
 BYTES_LIMIT = 16  # bytes of a buffer that are shown
-BUFFER_SIZE = 1024  # what a chunk cannot be longer than
+BUFFER_SIZE = 1024  # longest possible chunk
 DEPTH_LIMIT = 64  # components of a path that are shown
 CHAIN_LIMIT = 100  # chunks, or entries of a block
 
 
 def tolerant(show):
-    """Lets a printer say so where an object cannot be read."""
+    """Makes a printer print a note if an object cannot be read."""
     @functools.wraps(show)
     def shown(printer):
         try:
@@ -44,7 +44,7 @@ def escaped(character):
 
 
 def shown(address, length, quote=""):
-    """The text there, and "..." if that is not all of it."""
+    """The text at the address, with "..." if it is cut."""
     length = int(length)
     text = read(address, min(length, TEXT_LIMIT)).decode("utf-8", "surrogateescape")
     return quote + "".join(map(escaped, text)) + quote + ("..." if length > TEXT_LIMIT else "")
@@ -55,7 +55,7 @@ def quoted(address, length):
 
 
 def standard_text(text, quote=""):
-    """A std::string, without its own printer, which hosts may lack."""
+    """A std::string, without the printer of the C++ library, which hosts may lack."""
     return shown(text["_M_dataplus"]["_M_p"], text["_M_string_length"], quote)
 
 
@@ -65,7 +65,7 @@ def counted(number, noun):
 
 class Reference:
     """Mem::Ptr and Common::Ref: the object's own class, and how many references it has. The object
-    itself is shown only if it has few words for it: it may refer to any number of others."""
+    itself is shown only if it prints as a short text, because it may refer to any number of others."""
 
     def __init__(self, value):
         self.object = value["object_"]
@@ -95,7 +95,7 @@ class CommonRef(Reference):
 
 
 class ConfigIterator:
-    """ConfigParser::iterator: its entry, as it would stand in a file."""
+    """ConfigParser::iterator: its entry, as it would be in a file."""
 
     def __init__(self, value):
         self.entry = value["entry_"]
@@ -131,7 +131,7 @@ class ConfigIterator:
 
 
 def count_entries(first):
-    """How many there are, counted up to one more than the limit."""
+    """The number of items, counted up to one more than the limit."""
     count = 0
     while int(first) and count <= CHAIN_LIMIT:
         count, first = count + 1, first["next"]
@@ -139,7 +139,7 @@ def count_entries(first):
 
 
 class Chunk:
-    """Mail::Chunk: its bytes, and how long the chain is that it begins."""
+    """Mail::Chunk: its bytes, and the length of the chain that it begins."""
 
     def __init__(self, value):
         self.value = value
@@ -162,7 +162,7 @@ class Chunk:
 
 
 class MessageBody:
-    """Mail::MsgImpl, what the handles to a message share."""
+    """Mail::MsgImpl, which the handles to a message share."""
 
     def __init__(self, value):
         self.value = value
@@ -190,7 +190,7 @@ class Message(MessageBody):
 
 
 class LuaLoader:
-    """Lua::Loader: where it is."""
+    """Lua::Loader: its position."""
 
     def __init__(self, value):
         self.value = value

@@ -1,4 +1,4 @@
-// What stands behind a command, in UTF-8.
+// The arguments of a command, in UTF-8.
 #pragma once
 
 #include <string>

@@ -1,4 +1,4 @@
-// Taking the arguments of a command apart.
+// Parses the arguments of a command.
 #pragma once
 
 #include "arguments.h"
@@ -22,7 +22,7 @@ public:
         return take();
     }
 
-    // All of the value, and more than 0.
+    // The whole value must be a number above 0.
     template<class Number>
     Number numberOf(const std::string& option) {
         const std::string& text = valueOf(option);

@@ -116,7 +116,7 @@ constexpr char kUsage[] =
     "Options stand before the operands; -- ends them. The file - is standard input; what would be\n"
     "written to it is printed.\n";
 
-// Returns false for what is no option.
+// Returns false if the argument is no option.
 bool takeOption(CommandLine& line, const std::string& argument) {
     if (argument == "--lf") {
         line.options.bareLineFeeds = true;

@@ -15,7 +15,8 @@ bool isContinuation(char c) {
     return (static_cast<unsigned char>(c) & 0xC0U) == 0x80;
 }
 
-// A piece of the line around the spot, of whole characters, as `shown` has it. Tabs become blanks.
+// A piece of the line around the mistake, of whole characters, printed by `shown`. Tabs become
+// blanks.
 struct Excerpt {
     explicit Excerpt(const Mistake& mistake) {
         size_t begin = mistake.column > kShownWidth / 2 ? mistake.column - kShownWidth / 2 : 0;
@@ -36,7 +37,7 @@ struct Excerpt {
     }
 
     std::string text;
-    size_t indent; // characters in front of the spot
+    size_t indent; // characters before the mistake
 };
 
 void explain(const std::string& file, const std::string& kind, const Mistake& mistake) {

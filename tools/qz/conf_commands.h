@@ -1,4 +1,4 @@
-// The commands of qz conf, after the command line has been taken apart.
+// The commands of qz conf, after the command line was parsed.
 #pragma once
 
 #include "Config/ConfigParser.h"
@@ -12,10 +12,10 @@ struct ConfOptions {
     bool asString = false;      // --string
 };
 
-// Reports every file that is no configuration; returns the exit code.
+// Reports every file that is no valid configuration; returns the exit code.
 int confCheck(const std::vector<std::string>& files, const ConfOptions& options);
 
-// The others throw Failure.
+// The other commands throw Failure.
 void confGet(const std::string& file, const std::string& path, const ConfOptions& options);
 void confSet(const std::string& file, const std::string& path, const std::string& value,
              const ConfOptions& options);

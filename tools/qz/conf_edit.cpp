@@ -35,7 +35,7 @@ std::string_view withoutSign(std::string_view text) {
     return text.substr(text.starts_with('+') || text.starts_with('-') ? 1 : 0);
 }
 
-// Those of 0x1F; none if the text is no such number.
+// The digits of a number such as 0x1F; empty if the text is no such number.
 std::string_view hexadecimalDigits(std::string_view text) {
     text = withoutSign(text);
     if (!text.starts_with("0x") && !text.starts_with("0X")) {
@@ -47,7 +47,7 @@ std::string_view hexadecimalDigits(std::string_view text) {
                : std::string_view();
 }
 
-// What the language takes for an integer, with a sign if wanted: hexadecimal numbers have 32 bits.
+// An integer of the language, with an optional sign; hexadecimal numbers have 32 bits.
 std::optional<int> integerIn(std::string_view text) {
     if (text == "true" || text == "false") {
         return text == "true" ? 1 : 0;
@@ -62,7 +62,7 @@ std::optional<int> integerIn(std::string_view text) {
     return numberIn<int>(text);
 }
 
-// Whatever its size.
+// Also true for a number that fits no type.
 bool isWholeNumber(std::string_view text) {
     if (!hexadecimalDigits(text).empty()) {
         return true;
@@ -76,7 +76,7 @@ std::optional<double> finiteIn(std::string_view text) {
     return number && std::isfinite(*number) ? number : std::nullopt;
 }
 
-// 1e400 and 1e-400.
+// True for 1e400 and 1e-400.
 bool isNoDouble(std::string_view text) {
     double ignored = 0;
     return readNumber(text, ignored) == std::errc::result_out_of_range;
@@ -161,7 +161,7 @@ private:
         fail("cannot be " + value + ": an integer is from -2147483648 to 2147483647");
     }
 
-    // By what the path leads through, if that is neither the file nor a block.
+    // Names the entry on the path that is neither the file nor a block.
     [[noreturn]] void failToFind(const char* problem) const {
         Iterator around;
         for (size_t dot = path_.rfind('.'); around.isEnd() && dot != std::string::npos;
@@ -183,7 +183,8 @@ private:
     const std::string& path_;
 };
 
-// Begins again from what others have written meanwhile; each time at least one of them is done.
+// Begins again if others have written the file meanwhile; with each turn at least one of them is
+// done.
 template<class Change>
 void repeatedly(Change change) {
     constexpr int kMostOften = 1000;

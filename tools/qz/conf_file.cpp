@@ -18,7 +18,7 @@ namespace {
 
 constexpr size_t kMostBytes = std::numeric_limits<int>::max();
 
-// Where reading could make us wait, as in a pipe, there is nothing to replace.
+// Only ordinary files can be replaced, not files on which reading may wait, such as pipes.
 void requireOrdinary(const std::string& name) {
     platform::SystemError error = 0;
     const platform::FileHandle file = platform::openFileWaiting(name.c_str(), error);
@@ -29,7 +29,7 @@ void requireOrdinary(const std::string& name) {
     platform::closeFile(file);
 }
 
-// What the parser saves into a buffer by one of its two ways to do it.
+// The parser's text, saved into a buffer by `save` or `saveEdited`.
 std::string saved(const std::string& name, ConfigParser& parser,
                   bool (ConfigParser::*save)(char**, int&)) {
     char* buffer = nullptr;
@@ -109,7 +109,8 @@ bool ConfFile::hasCommentThatGoesOn(Mistake& mistake) const {
     return true;
 }
 
-// Lines are counted here: in memory the parser knows the offset of some mistakes only.
+// Counts lines itself, because for a text in memory the parser tells only the offset of some
+// mistakes.
 Mistake ConfFile::locate(size_t at) const {
     const std::string before = text().substr(0, at);
     const size_t begin = before.find_last_of("\r\n") + 1; // npos wraps to 0
@@ -126,7 +127,7 @@ Mistake ConfFile::locate(size_t at) const {
 }
 
 std::string ConfFile::formatted() {
-    // The parser ends the lines of a buffer in bare line feeds, and escapes those of contents.
+    // `save` ends the lines of a buffer in bare line feeds, and escapes line feeds in texts.
     const std::string text = saved(name(), parser_, &ConfigParser::save);
     return bareLineFeeds_ ? text : CompletedLines(text).text();
 }

@@ -1,4 +1,4 @@
-// One configuration file: read, explained, written back.
+// One configuration file: reading it, explaining its mistakes, writing it back.
 #pragma once
 
 #include "failure.h"
@@ -9,7 +9,7 @@
 #include <string>
 #include <utility>
 
-// Where a file is no configuration.
+// A mistake in a configuration file.
 struct Mistake {
     std::string message;
     size_t line = 0;   // from 1
@@ -18,7 +18,7 @@ struct Mistake {
     size_t column = 0; // in bytes, within the line
 };
 
-// Somebody else has written the file since it was read.
+// Another program has written the file since it was read.
 class ChangedMeanwhile : public Failure {
 public:
     using Failure::Failure;
@@ -31,8 +31,8 @@ public:
 
     const std::string& name() const { return name_; }
 
-    // Throw Failure; the second ChangedMeanwhile if the file holds no more what was read. It is
-    // replaced in one step.
+    // Both throw Failure. replace throws ChangedMeanwhile if the file no longer holds what was
+    // read, and replaces the file in one step.
     std::string read();
     void replace(const std::string& text) const;
 
@@ -44,16 +44,17 @@ private:
 class ConfFile {
 public:
     // Reads the file; throws Failure if it cannot be read. With bareLineFeeds its lines may end in
-    // them.
+    // bare line feeds.
     ConfFile(const std::string& name, bool bareLineFeeds);
 
-    // False, with the mistake, if it is no configuration.
+    // Returns false, and the mistake, if the file is no valid configuration.
     bool parse(Mistake& mistake);
 
-    // Throws Failure instead, with file, line and message.
+    // Throws Failure with file, line and message if the file is no valid configuration.
     void parse();
 
-    // Whether a comment does not end where people see it end, though that is no error.
+    // Whether a // comment goes on behind a bare line feed, which is no error, but looks like its
+    // end.
     bool hasCommentThatGoesOn(Mistake& mistake) const;
 
     const std::string& name() const { return file_.name(); }
@@ -62,8 +63,8 @@ public:
     // In the library's layout, with the file's line ends.
     std::string formatted();
 
-    // Replaces the file by what is in the tree or by the original text with the changes alone;
-    // throws what FileToChange::replace does.
+    // Replaces the file by the whole tree in the library's layout, or by the original text with
+    // only the changes. Both throw what FileToChange::replace throws.
     void writeFormatted();
     void writeEdited();
 
@@ -73,6 +74,6 @@ private:
 
     FileToChange file_;
     bool bareLineFeeds_;
-    CompletedLines lines_; // with CR LF, as the parser wants it
+    CompletedLines lines_; // with CR LF, which the parser requires
     ConfigParser parser_;
 };

@@ -2,7 +2,7 @@
 
 namespace {
 
-// A character that nothing begins with.
+// A character with which no token begins.
 std::string explainCharacter(std::string_view rest, const std::string& file) {
     if (rest.starts_with("\xEF\xBB\xBF")) {
         return "the file begins with a byte-order mark; save it as UTF-8 without one";
@@ -26,14 +26,14 @@ std::string explainCharacter(std::string_view rest, const std::string& file) {
     }
 }
 
-// A character in quotes that is none: more likely a text, or a quote that is closed by a later one.
+// Quotes around more than one character: probably a text, or a quote that a later one closes.
 std::string explainQuoted(std::string_view rest) {
     return rest.substr(0, rest.find('\'', 1)).find('\n') == std::string_view::npos
                ? "single quotes hold one character of one byte; a text stands in double quotes"
                : "this quote is not closed in its line";
 }
 
-// What ends in digits without a point before them.
+// Whether the text ends in digits without a point before them.
 bool endsInWholeNumber(std::string_view text) {
     const size_t digits = text.find_last_not_of("0123456789") + 1; // npos wraps to 0
     return digits < text.size() && (digits == 0 || text[digits - 1] != '.');

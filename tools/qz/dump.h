@@ -1,4 +1,4 @@
-// qz dump: what is in a file of saved objects.
+// qz dump: shows a file of saved objects.
 #pragma once
 
 #include "arguments.h"

@@ -1,4 +1,4 @@
-// The forms in which a file of saved objects is shown.
+// The forms in which qz dump prints a file of saved objects.
 #pragma once
 
 #include "saved_file.h"
@@ -8,11 +8,11 @@
 #include <string_view>
 
 struct DumpLimits {
-    std::size_t depth = 16; // of objects within each other; deeper ones begin again at the left
-    std::size_t bytes = 64; // of a record that are shown
+    std::size_t depth = 16; // of nested objects; deeper ones follow at the left margin
+    std::size_t bytes = 64; // shown bytes of a record
 };
 
-// Two digits for each, with something between them.
+// Two digits for each byte, with `between` between the bytes.
 std::string hexOf(std::span<const unsigned char> bytes, std::string_view between = "");
 
 void printTree(const SavedFile& file, const DumpLimits& limits);

@@ -14,7 +14,7 @@ std::string countOf(std::size_t count, const char* what) {
     return std::to_string(count) + ' ' + what + (count == 1 ? "" : "s");
 }
 
-// As numbers and, where they are any, as characters.
+// The bytes as numbers, and as characters where they are printable.
 std::string lineOf(Bytes bytes) {
     std::string numbers = hexOf(bytes, " ");
     std::string characters;
@@ -25,7 +25,7 @@ std::string lineOf(Bytes bytes) {
     return numbers + ' ' + characters;
 }
 
-// Walks with a list of its own instead of calling itself: a file may be as deep as it is long.
+// Walks with a list instead of recursion, because a file may be as deep as it is long.
 class Tree {
 public:
     Tree(const SavedFile& file, const DumpLimits& limits)
@@ -33,7 +33,7 @@ public:
 
     void print() {
         show(0, 0);
-        // What was too deep where it came up.
+        // Objects that were too deep where they were first referred to.
         for (std::size_t number = 1; number < file_.count(); ++number) {
             if (!isShown_[number]) {
                 show(number, 1);
@@ -42,7 +42,7 @@ public:
     }
 
 private:
-    // An object of whose references some are still to be shown.
+    // An object with references that are still to be shown.
     struct Open {
         std::size_t number;
         std::size_t next;
@@ -77,7 +77,7 @@ private:
         }
     }
 
-    // What follows is within the object.
+    // What is printed next is within the object.
     void open(std::size_t number) {
         isShown_[number] = true;
         open_.push_back({number, 0});

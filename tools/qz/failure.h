@@ -1,9 +1,9 @@
-// Why a command ends early.
+// The exceptions that end a command early.
 #pragma once
 
 #include <stdexcept>
 
-// What went wrong with the job: exit code 1. What is wrong with the command line: exit code 2.
+// Failure: the job failed, exit code 1. UsageError: the command line is wrong, exit code 2.
 class Failure : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;

@@ -9,7 +9,7 @@ namespace {
 constexpr double kNanosecondsAMillisecond = 1e6;
 constexpr double kNanosecondsASecond = 1e9;
 
-// The least value that so many of them are not above.
+// The smallest value that at least this share of the values do not exceed.
 double percentile(const std::vector<double>& sorted, double share) {
     const double place = std::ceil(share * static_cast<double>(sorted.size()));
     return sorted[static_cast<std::size_t>(std::max(place, 1.0)) - 1];

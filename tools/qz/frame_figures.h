@@ -1,4 +1,4 @@
-// What the times of frames say.
+// Figures about the times of frames.
 #pragma once
 
 #include "util/published_block.h"
@@ -6,15 +6,15 @@
 #include <optional>
 #include <vector>
 
-// The last ones in milliseconds, the oldest first.
+// The times of the last frames in milliseconds, the oldest first.
 std::vector<double> lastFrames(const util::PublishedSnapshot& snapshot);
 
-// Frames a second, if that is known.
+// Frames a second; empty if not yet measured.
 std::optional<double> rateOf(const util::PublishedFigures& figures);
 
 struct FrameFigures {
     double last, median, p90, p99, most; // milliseconds
 };
 
-// Of one frame at least.
+// `frames` must have at least one.
 FrameFigures figuresOf(const std::vector<double>& frames);

@@ -1,4 +1,4 @@
-// Whatever can be read, by its name; "-" is standard input.
+// Reads files, pipes and standard input by name; "-" is standard input.
 #pragma once
 
 #include "platform/input.h"
@@ -10,24 +10,24 @@
 
 inline constexpr char kStandardStreams[] = "-";
 
-// Why a file could not be read or replaced, in its own words where the system's are riddles.
+// Why a file could not be read or replaced; in its own words where the system's text is unclear.
 std::string reasonOf(platform::SystemError error, const std::string& name);
 
-// All of it. Throws Failure, also if these are more than 2 GiB.
+// All bytes. Throws Failure, also for more than 2 GiB.
 std::string readWhole(const std::string& name);
 
-// From the beginning to the end, for those who may have enough before.
+// A stream from the beginning to the end, for readers that may stop early.
 class InputStream final : public io::Stream {
 public:
     // Throws Failure.
     explicit InputStream(const std::string& name);
 
-    // The same if reading has failed.
+    // Throws Failure if reading has failed.
     void check() const;
 
 protected:
     std::size_t readAt(std::uint64_t position, void* data, std::size_t count) override;
-    std::uint64_t sizeNow() override { return 0; } // which nobody knows
+    std::uint64_t sizeNow() override { return 0; } // the size is not known
 
 private:
     std::string name_;

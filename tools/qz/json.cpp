@@ -12,7 +12,7 @@ namespace {
 
 using Iterator = ConfigParser::iterator;
 
-// Of the character that the text begins with; 0 if that is not UTF-8.
+// The length of the text's first character in bytes; 0 if that is not UTF-8.
 size_t sequenceLength(std::string_view text) {
     const auto lead = static_cast<unsigned char>(text[0]);
     const size_t length = lead < 0x80   ? 1
@@ -37,7 +37,7 @@ size_t sequenceLength(std::string_view text) {
     return overlong || surrogate || code > 0x10FFFF ? 0 : length;
 }
 
-// What terminals take for commands is escaped as well: JSON may be printed on one.
+// Characters that control a terminal are escaped too, because JSON may be printed on one.
 bool isControl(std::string_view sequence) {
     const auto last = static_cast<unsigned char>(sequence.back());
     return sequence.size() == 1 ? last < 0x20 || last == 0x7F
@@ -102,7 +102,7 @@ public:
 private:
     using Group = std::pair<std::string, std::vector<Iterator>>;
 
-    // By name, in the order in which the names come first.
+    // By name, in the order in which the names first appear.
     static std::vector<Group> grouped(Iterator entry) {
         std::vector<Group> groups;
         std::map<std::string, size_t, std::less<>> places;
@@ -135,8 +135,8 @@ private:
         text_ += ']';
     }
 
-    // As short as reads back the same; it keeps a point, so that readers see a real. JSON has no
-    // number that is not finite.
+    // The shortest form that reads back the same, with a point, so that readers see a real. JSON
+    // has no form for numbers that are not finite.
     void number(double value) {
         if (!std::isfinite(value)) {
             text_ += "null";

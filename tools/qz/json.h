@@ -9,8 +9,8 @@
 // In quotes. Bytes that are not UTF-8 become U+FFFD.
 std::string jsonString(std::string_view text);
 
-// The entries from `first` on as an object. Those of the same name become one array, in the place
-// of the first of them.
+// The entries from `first` on as an object. Entries of the same name become one array, at the place
+// of the first one.
 std::string jsonObject(ConfigParser::iterator first);
 
 std::string jsonValue(const ConfigParser::iterator& entry);

@@ -6,7 +6,7 @@ namespace {
 
 constexpr size_t kNone = std::string_view::npos;
 
-// Goes over a text by its comments and quoted texts.
+// Walks over a text, its comments and quoted texts.
 class Scanner {
 public:
     explicit Scanner(std::string_view text) : text_(text) {}
@@ -29,7 +29,7 @@ public:
     }
 
 private:
-    // To behind the closing quote. One that is not closed is a mistake that the parser tells.
+    // Goes behind the closing quote. The parser reports a quote that is not closed.
     void skipQuoted(char quote) {
         size_t end = at_ + 1;
         while (end < text_.size() && text_[end] != quote) {

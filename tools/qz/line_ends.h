@@ -1,5 +1,5 @@
-// Ends of lines of configuration texts, which the language wants to be CR LF. Those within quoted
-// text are contents and stay.
+// Line ends of configuration texts, which the language requires to be CR LF. Line ends within
+// quoted text are contents and are not changed.
 #pragma once
 
 #include <cstddef>
@@ -10,23 +10,23 @@
 // A line feed without a carriage return before it.
 struct BareLineFeed {
     size_t offset;
-    bool endsComment; // one that begins with //
+    bool endsComment; // a comment that begins with //
 };
 
 std::vector<BareLineFeed> bareLineFeeds(std::string_view text);
 
-// A text whose bare line feeds have got the carriage returns that they lack.
+// A text whose bare line feeds are completed with carriage returns.
 class CompletedLines {
 public:
-    // As it is if nothing is to be completed.
+    // With isToComplete = false the text is the file unchanged.
     explicit CompletedLines(std::string_view file, bool isToComplete = true);
 
     const std::string& text() const { return text_; }
 
-    // The offset in the file of one in the text.
+    // Converts an offset in the text to one in the file.
     size_t inFile(size_t offset) const;
 
-    // The file for a text that was changed in one stretch. What did not change is as it was in the
+    // The file for a text that was changed in one place. The unchanged part is as it was in the
     // file; new lines end in bare line feeds.
     std::string restored(std::string_view changed) const;
 
@@ -34,5 +34,5 @@ private:
     std::string fileOf(size_t from, size_t to) const;
 
     std::string text_;
-    std::vector<size_t> added_; // where in the text
+    std::vector<size_t> added_; // offsets of the added characters in the text
 };

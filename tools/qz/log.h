@@ -1,4 +1,4 @@
-// qz log: the logs of programs that are running.
+// qz log: shows the logs of running programs.
 #pragma once
 
 #include "arguments.h"

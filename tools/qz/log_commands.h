@@ -1,4 +1,4 @@
-// The commands of qz log, after the command line has been taken apart.
+// The commands of qz log, after the command line was parsed.
 #pragma once
 
 #include <chrono>
@@ -8,8 +8,8 @@
 struct LogLine;
 
 struct FollowOptions {
-    int rank = -1;      // --level: as rankOfLevel has it; -1: every line
-    std::string module; // --module: empty: every one's
+    int rank = -1;      // --level, as rankOfLevel returns it; -1: all levels
+    std::string module; // --module; empty: all modules
     std::string text;   // --grep
     bool colours = true;
     unsigned long count = std::numeric_limits<unsigned long>::max();

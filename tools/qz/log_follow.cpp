@@ -38,7 +38,8 @@ public:
     Follower(const std::string& name, const FollowOptions& options)
         : watched_(name), options_(options) {}
 
-    // Returns when everything is said, or when nobody looks any more; the caller says so.
+    // Returns at the limit of lines or of time, when no more lines will come, or when standard
+    // output is closed.
     void run() {
         const auto start = Clock::now();
         while (shown_ < options_.count && Clock::now() - start < options_.time) {
@@ -75,7 +76,7 @@ private:
         }
     }
 
-    // False if there will be no more.
+    // False if no more lines will come.
     bool waitForMore() {
         if (watched_.hasEnded()) {
             // The last lines may have come since we looked.

@@ -1,4 +1,4 @@
-// The command-line tool: finds the command and turns what it throws into an exit code.
+// The command-line tool: runs the command, and turns its exceptions into an exit code.
 #include "conf.h"
 #include "dump.h"
 #include "failure.h"
@@ -19,7 +19,7 @@
 #include <iterator>
 #include <string>
 
-// The library's lines about its own start are no part of a tool's answers.
+// A tool's output must not contain the library's lines about its start.
 QZ_LOG_ECHO_LEVELS(QZ_LOG_ALERT);
 
 namespace {

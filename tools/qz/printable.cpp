@@ -4,7 +4,7 @@
 
 namespace {
 
-// Marks that are not drawn, but change the order in which the others are: U+061C, U+200E, U+200F,
+// Marks that are not drawn, but change the order of other characters: U+061C, U+200E, U+200F,
 // U+202A to U+202E, U+2066 to U+2069.
 bool isOrderMark(std::string_view character) {
     const auto last = static_cast<unsigned char>(character.back());
@@ -15,7 +15,7 @@ bool isOrderMark(std::string_view character) {
                                              : character == "\xD8\x9C";
 }
 
-// Bytes of the character in front, if it is one that terminals only draw; else 0.
+// Length in bytes of the text's first character, if terminals only draw it; else 0.
 std::size_t lengthOfDrawn(std::string_view text) {
     const auto byteAt = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
     const auto isBetween = [](unsigned char byte, int first, int last) {
@@ -32,8 +32,8 @@ std::size_t lengthOfDrawn(std::string_view text) {
     if (length == 0 || length > text.size()) {
         return 0;
     }
-    // The least second byte excludes the second set of control characters, and longer forms of
-    // shorter characters, which some terminals take for them.
+    // The least second byte excludes the second set of control characters, and overlong forms,
+    // which some terminals decode as the short ones.
     const int least = lead == 0xC2 || lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
     for (std::size_t i = 1; i < length; ++i) {
         if (!isBetween(byteAt(i), i == 1 ? least : 0x80, 0xBF)) {

@@ -16,16 +16,16 @@ using util::PublishedBlock;
 using util::PublishedMessage;
 using util::PublishedSnapshot;
 
-// A change takes less than a microsecond, unless the program is stopped in it.
+// A change takes less than a microsecond, unless the program is stopped during it.
 constexpr int kAttempts = 1000;
 
-// A program that fills its log as fast as it is read keeps nobody from doing anything else.
+// The limit lets the caller continue even if a program fills its log as fast as it is read.
 constexpr int kMostRecords = 1000;
 
 constexpr std::size_t kLongestText = 1024;
 constexpr double kLatest = 1e9; // seconds
 
-// "name.process"; nothing if it is something else.
+// Parses "name.process"; empty for anything else.
 std::optional<Program> programOf(std::string_view address) {
     const std::size_t point = address.rfind('.');
     if (point == std::string_view::npos || point == 0) {
@@ -43,7 +43,7 @@ std::vector<Program> programsOf(const std::string& name) {
     return programs;
 }
 
-// Throws Failure if there are others: which one is meant is for people to say.
+// Throws Failure if there are several: the user must choose one.
 void requireOne(const std::vector<Program>& found, const std::string& address) {
     if (found.size() > 1) {
         std::string names;
@@ -141,7 +141,7 @@ std::optional<LogLine> PublishedView::nextLine() {
         PublishedMessage message{};
         std::string text;
         const bool isRead = readMessage(message, text, length);
-        if (!isSame()) { // the next program's line, and its gap
+        if (!isSame()) { // line and gap belong to the next program
             return std::nullopt;
         }
         if (isRead) {
@@ -151,7 +151,7 @@ std::optional<LogLine> PublishedView::nextLine() {
     return std::nullopt;
 }
 
-// False if it is no message, or was overwritten while it was read.
+// False if the record is no message, or was overwritten while it was read.
 bool PublishedView::readMessage(PublishedMessage& message, std::string& text,
                                 unsigned long length) {
     if (length < sizeof message || log_.PopData(reinterpret_cast<const char*>(&message),
@@ -177,7 +177,7 @@ Watched::Watched(const std::string& address) : mayHaveNext_(true) {
     }
 }
 
-// False if it has ended meanwhile.
+// False if the program has ended meanwhile.
 bool Watched::open(const Program& program) {
     platform::OpenSharedMemory memory(platform::openSharedMemory(
         util::publishedAs(util::kBlockPrefix, program.name, program.process).c_str(),

@@ -1,4 +1,4 @@
-// What running programs publish in shared memory. Nothing that is read there is believed.
+// Reads what running programs publish in shared memory. Nothing in that memory is trusted.
 #pragma once
 
 #include "platform/shared_memory.h"
@@ -20,7 +20,7 @@ struct Program {
     auto operator<=>(const Program&) const = default;
 };
 
-// By name and number. What is dead is none of them.
+// Sorted by name and number. Dead programs are left out.
 std::vector<Program> runningPrograms();
 
 struct LogLine {
@@ -28,25 +28,25 @@ struct LogLine {
     unsigned int level;
     std::string module;
     std::string text;
-    unsigned int lost; // messages just before it
-    bool isBehindGap;  // lines between it and the one before were overwritten
+    unsigned int lost; // messages lost just before this line
+    bool isBehindGap;  // lines before this one were overwritten unread
 };
 
-// A block, as one reader sees it.
+// One reader's view of a block.
 class PublishedView {
 public:
-    // Throws Failure if it is no block. The memory outlives the view.
+    // Throws Failure if the memory is no block. It must outlive the view.
     PublishedView(char* memory, std::uint64_t size);
 
-    // Whether it is still the same program's.
+    // Whether the block still belongs to the same program.
     bool isSame() const;
 
-    // Texts in it are terminated and counts are in bounds. Nothing if the program stands still, or
+    // Its texts are terminated and its counts are in bounds. Empty if the program was stopped, or
     // has died, in the middle of a change.
     std::optional<util::PublishedSnapshot> snapshot() const;
 
-    // The next line of the log, from the oldest on; nothing if there is none yet, or if the block
-    // is another program's now.
+    // The next line of the log, from the oldest on; empty if there is none yet, or if the block now
+    // belongs to another program.
     std::optional<LogLine> nextLine();
 
 private:
@@ -58,7 +58,7 @@ private:
     bool isBehindGap_ = false;
 };
 
-// A program that is watched, and, if it was called by its name alone, the next one of that name.
+// A watched program, and, if it was named without a process number, the next one of that name.
 class Watched {
 public:
     // address: "name", or "name.process". Throws Failure if there is no such program, or more than
@@ -68,13 +68,14 @@ public:
     const Program& program() const { return program_; }
     PublishedView& view() { return *view_; }
 
-    // Its block can be read nevertheless.
+    // The block of a program that has ended can still be read.
     bool hasEnded() const;
 
-    // Whether another one may take its place.
+    // Whether another program may replace this one.
     bool mayHaveNext() const { return mayHaveNext_; }
 
-    // After its end: goes on to the next one, if that has come. Throws Failure if several have.
+    // After its end: switches to the next program of that name; false if there is none. Throws
+    // Failure if there are several.
     bool findNext();
 
 private:

@@ -3,7 +3,7 @@
 #include "failure.h"
 #include "input.h"
 
-// Objects in a circle would keep each other.
+// Objects that refer to each other in a cycle would keep each other alive.
 SavedFile::~SavedFile() {
     for (const Record& record : records_) {
         record->letGo();
@@ -27,7 +27,7 @@ void SavedFile::load(const std::string& name) {
     version_ = serializer.getVersion();
 }
 
-// Each number comes up where it is one above those before.
+// A new object has the number one above those before.
 void SavedFile::findRecords(const Record& whole) {
     records_.push_back(whole);
     for (std::size_t i = 0; i < records_.size(); ++i) {

@@ -1,4 +1,4 @@
-// A file of saved objects, without the classes that it was saved by.
+// A file of saved objects, read without the program's classes.
 #pragma once
 
 #include "Serial/Record.h"
@@ -15,13 +15,13 @@ public:
     SavedFile(const SavedFile&) = delete;
     SavedFile& operator=(const SavedFile&) = delete;
 
-    // Once. Throws Failure.
+    // Call it once. Throws Failure.
     void load(const std::string& name);
 
-    // Of what was saved as a whole.
+    // The version of the saved data as a whole.
     std::uint32_t version() const { return version_; }
 
-    // Number 0 is what was saved as a whole, the others are the objects, by their numbers.
+    // Record 0 has the values outside of objects, the others are the objects, by their numbers.
     std::size_t count() const { return records_.size(); }
     const Common::Record& record(std::size_t number) const { return *records_[number]; }
 

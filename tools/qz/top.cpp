@@ -69,7 +69,7 @@ Options parse(const Arguments& arguments) {
     return options;
 }
 
-// Nothing for 0, which no call has set.
+// Empty for 0, the time before the first call.
 std::optional<double> secondsSince(std::uint64_t nanosecondsSince1970) {
     if (nanosecondsSince1970 == 0) {
         return std::nullopt;
@@ -129,14 +129,16 @@ public:
     }
 
 private:
-    // In the place of the last one. What another size has left of that can be anywhere.
+    // Draws over the last picture. After a change of size its rows can be anywhere, so all is
+    // cleared.
     void redraw(const Look& look) {
         const auto size = platform::terminalSize(stdout);
         const auto before = std::exchange(size_, size.value_or(platform::TerminalSize{}));
         const bool isCleared = isFirst_ || size_ != before;
         const std::string picture = pictureOf(look, options_.colours, size);
         std::string drawn = isCleared ? "\033[2J\033[H" : "\033[H";
-        // A row is cleared before it is drawn: behind a full one the cursor stands on its end.
+        // A row is cleared before it is drawn, because after a full row the cursor is on its last
+        // column.
         for (std::string_view rest = picture; !rest.empty();) {
             const std::string_view row = rest.substr(0, rest.find('\n') + 1);
             drawn.append("\033[K").append(row);

@@ -1,4 +1,4 @@
-// qz top: what a running program does.
+// qz top: shows what a running program does.
 #pragma once
 
 #include "arguments.h"

@@ -11,7 +11,7 @@
 
 namespace {
 
-// Three decimals: microseconds of milliseconds, milliseconds of seconds.
+// Three decimals: microseconds for times in milliseconds, milliseconds for times in seconds.
 std::string number(double value) {
     char digits[400];
     const auto end =

@@ -24,7 +24,7 @@ constexpr double kStandsStill = 2; // seconds
 struct Row {
     std::string text;
     const char* colour = nullptr;
-    std::size_t from = 0; // what of the text has it
+    std::size_t from = 0; // the coloured part of the text
     std::size_t length = std::string::npos;
 };
 
@@ -39,7 +39,7 @@ std::string format(const char* format, ...) {
     return text;
 }
 
-// Each character has one column; cut within none.
+// Counts each character as one column, and does not cut within a character.
 std::string_view cut(std::string_view text, std::size_t most) {
     std::size_t columns = 0;
     for (std::size_t i = 0; i < text.size(); ++i) {
@@ -83,7 +83,7 @@ Row head(const Look& look) {
     return {text, "1"};
 }
 
-// A column is the slowest of its frames, beside the slowest of all.
+// Each column shows the slowest of its frames, relative to the slowest of all.
 std::string graph(const std::vector<double>& frames, double most, std::size_t columns) {
     static constexpr const char* kSteps[] = {"\u2581", "\u2582", "\u2583", "\u2584",
                                              "\u2585", "\u2586", "\u2587", "\u2588"};
@@ -150,7 +150,7 @@ Row rowOf(const LogLine& line) {
             rank >= 0 ? qz_log_levels()[rank].colour : nullptr, time.size(), level.size()};
 }
 
-// As many as there is room for, and one at least.
+// Adds as many lines as there is room for, and at least one.
 void addLines(std::vector<Row>& rows, const Look& look, std::size_t mostRows) {
     const std::size_t room = rows.size() + 1 < mostRows ? mostRows - rows.size() : 1;
     const std::size_t count = std::min(room, look.lines.size());
@@ -161,7 +161,7 @@ void addLines(std::vector<Row>& rows, const Look& look, std::size_t mostRows) {
 
 } // namespace
 
-// Behind the last row stands the cursor.
+// One row is left free for the cursor, which stands behind the last row.
 std::string pictureOf(const Look& look, bool colours,
                       const std::optional<platform::TerminalSize>& terminal) {
     const platform::TerminalSize size = terminal.value_or(kUsual);

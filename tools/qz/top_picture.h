@@ -1,4 +1,4 @@
-// One look at a program, for people and for programs.
+// Shows one snapshot of a program, for people and for programs.
 #pragma once
 
 #include "published.h"
@@ -13,12 +13,12 @@ struct Look {
     Program program;
     bool isRunning = true;
     util::PublishedSnapshot snapshot{};
-    std::optional<double> age; // of the snapshot, in seconds; nothing: none is there yet
+    std::optional<double> age; // of the snapshot, in seconds; empty: there is none yet
     std::deque<LogLine> lines;
 };
 
-// Rows that a terminal of this size shows without scrolling. Without one these have at most 80
-// columns and are 23, more if there are many watches.
+// Rows that a terminal of this size shows without scrolling. Without a size there are 23 rows, or
+// more if there are many watches, of at most 80 columns.
 std::string pictureOf(const Look& look, bool colours,
                       const std::optional<platform::TerminalSize>& terminal);
 
