@@ -1,6 +1,6 @@
-// Whole files from mounted directories and archives beside PhysicsFS called directly, which has its
-// own allocator and its own archiver then, and reads into memory from malloc; and how mounting and
-// looking for a name grow with an archive's entries.
+// Reads whole files from mounted directories and archives, compared with direct calls of PhysicsFS,
+// which use its own allocator and archiver and read into memory from malloc. Also measures how
+// mounting and looking up a name grow with an archive's entries.
 #include "goals.h"
 
 #include "VFS/Archive.h"
@@ -49,7 +49,7 @@ std::string archiveOf(std::uint32_t count) {
     return "empty" + std::to_string(count) + ".zip";
 }
 
-// Not sorted by folder, of which there is one for every hundred.
+// Names are not sorted by folder; there is a folder for every hundred entries.
 std::string entryName(std::uint32_t number, std::uint32_t count) {
     return "data/" + std::to_string(number % (count / 100)) + "/file" + std::to_string(number) +
            ".txt";
@@ -65,7 +65,7 @@ public:
         return *this;
     }
 
-    // Number and width of each.
+    // Each field as its value and its width in bytes.
     ZipWriter& record(const char* signature,
                       std::initializer_list<std::pair<std::uint64_t, int>> numbers) {
         bytes += signature;
@@ -78,7 +78,7 @@ public:
     std::string bytes;
 };
 
-// Of empty files; in the form for more of them than 65,535.
+// An archive of empty files, in the format for more than 65,535 entries.
 std::string emptyFiles(std::uint32_t count) {
     ZipWriter data;
     ZipWriter directory;
@@ -104,7 +104,7 @@ std::string nameOf(std::int64_t size) {
     return std::to_string(size) + ".txt";
 }
 
-// The same files loose and in archives, in a folder that is the working directory meanwhile.
+// The same files loose and in archives, in a folder that is made the working directory.
 class Samples {
 public:
     Samples() : folder_((fs::temp_directory_path() / "qz_bench.XXXXXX").string()) {
@@ -133,7 +133,7 @@ public:
     Samples& operator=(const Samples&) = delete;
 
 private:
-    // Numbers in digits: about as compressible as settings and scripts are.
+    // Numbers as text, about as compressible as settings and scripts.
     static void writeText(const std::string& path, std::int64_t size) {
         std::string text;
         for (std::uint32_t seed = 1; text.size() < static_cast<std::size_t>(size);) {
@@ -153,7 +153,7 @@ private:
     std::string folder_;
 };
 
-// The library's messages about mounting would stand between the results.
+// Keeps the library's messages about mounting out of the results.
 class Quiet {
 public:
     Quiet() : kept_(dup(STDERR_FILENO)) {

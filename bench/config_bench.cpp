@@ -1,5 +1,5 @@
-// Configuration files beside libraries for other languages: the same content, parsed into a tree
-// that is freed inside the timing, and saved into memory.
+// Configuration files, compared with libraries for other languages: the same content, parsed into a
+// tree, whose release is part of the measured time, and saved into memory.
 #include "goals.h"
 
 #include "Config/ConfigParser.h"
@@ -56,10 +56,11 @@ std::vector<Unit> makeUnits(std::size_t count) {
     return units;
 }
 
-// So many share a section: one peer compares the name of each entry with all names beside it.
+// Units in a section; few, because one peer compares each entry's name with all names in its
+// section.
 constexpr std::size_t kUnitsOfSection = 16;
 
-// How a language writes what all of them say.
+// How a language writes the common content.
 struct Syntax {
     const char *begin, *open, *assign, *behindValue, *openList, *closeList, *close, *between, *end;
     const char* quote;
@@ -126,7 +127,7 @@ std::string textOf(const std::vector<Unit>& units, const Syntax& syntax) {
     return text + syntax.close + syntax.end;
 }
 
-// Of so many megabytes in this library's own language.
+// Units that take so many megabytes in this library's language.
 const std::vector<Unit>& units(std::int64_t megabytes) {
     static const std::size_t unitSize = textOf(makeUnits(1000), kQz).size() / 1000;
     static const auto one = makeUnits(1'000'000 / unitSize);
@@ -134,7 +135,7 @@ const std::vector<Unit>& units(std::int64_t megabytes) {
     return megabytes == 1 ? one : ten;
 }
 
-// Each has a document that parses a text and saves itself into one.
+// Each library has a document, which parses a text and saves itself into one.
 struct QzDocument {
     static constexpr const Syntax& kSyntax = kQz;
     bool parse(const std::string& text) {

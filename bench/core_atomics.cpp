@@ -1,4 +1,4 @@
-// The lock-free containers beside others.
+// The lock-free containers, compared with others.
 #include "Core/Atomics.h"
 
 #include <benchmark/benchmark.h>
@@ -19,15 +19,15 @@
 
 namespace {
 
-// What is handed over: an object of its own cache line, as intrusive containers need it and others
-// point to it.
+// The element that is handed over: an object with its own cache line. Intrusive containers link it,
+// others point to it.
 struct alignas(64) Element {
     void* link = nullptr;
     class Supply* owner = nullptr;
     std::uint64_t payload = 0;
 };
 
-constexpr std::size_t kElements = 4096; // of each producer, on their way at once
+constexpr std::size_t kElements = 4096; // of each producer, in the queue at the same time
 
 // --- Gather: many producers, one consumer.
 
@@ -81,7 +81,7 @@ private:
     boost::lockfree::queue<Element*> queue_{2 * kElements};
 };
 
-// A producer's elements, used again when the consumer has had them.
+// A producer's elements, which are used again after the consumer has taken them.
 class Supply {
 public:
     Supply() : elements_(kElements) {
@@ -90,7 +90,7 @@ public:
         }
     }
 
-    // Looks at what the consumer has had once for each kStep elements.
+    // Checks how many elements the consumer has taken once for each kStep elements.
     Element* next() {
         if (given_ % kStep == 0) {
             while (given_ + kStep - taken_.load(std::memory_order_acquire) > kElements) {
@@ -181,7 +181,7 @@ BENCHMARK(gather<Moodycamel>)->Name("gather/moodycamel")->Apply(oneRound);
 BENCHMARK(gather<TbbQueue>)->Name("gather/tbb")->Apply(oneRound);
 BENCHMARK(gather<BoostQueue>)->Name("gather/boost")->Apply(oneRound);
 
-// --- Stack: a free list, from which every thread takes an element and gives it back.
+// --- Stack: a free list; each thread takes an element and gives it back.
 
 class QzStack {
 public:
@@ -225,7 +225,7 @@ struct FreeList {
     }
 };
 
-// What a pop and a push cannot do without.
+// The least work of a pop and a push.
 struct TwoSwaps {
     alignas(64) std::atomic<std::uint64_t> word{0};
 

@@ -1,4 +1,4 @@
-// The runtime base beside its peers: log, containers, hashes. See docs/performance.md.
+// Log, containers and hashes, compared with their peers. See docs/performance.md.
 #include "goals.h"
 
 namespace {

@@ -1,5 +1,5 @@
-// Hashes beside what bounds them. Each result is the next call's seed, so that what is measured is
-// the time from text to result.
+// Hashes, compared with a lower bound of their time. Each result is the next call's seed, so that
+// the time from text to result is measured.
 #include "Core/Hash.h"
 
 #include <benchmark/benchmark.h>
@@ -27,7 +27,7 @@ std::uint32_t finish(std::uint32_t hash) {
     return hash ^ (hash >> 15);
 }
 
-// What no implementation of the algorithm can do without: one multiplication and one exclusive or
+// The least work of any implementation of the algorithm: one multiplication and one exclusive or
 // for each word, each waiting for the one before it, and the final mix.
 std::uint64_t chain(const void* data, std::size_t length, std::uint32_t seed) {
     std::uint32_t hash = seed ^ static_cast<std::uint32_t>(length);
@@ -38,7 +38,7 @@ std::uint64_t chain(const void* data, std::size_t length, std::uint32_t seed) {
     return finish(hash);
 }
 
-// The algorithm as one would first write it down.
+// The algorithm in its simplest form.
 std::uint64_t loop(const void* data, std::size_t length, std::uint32_t seed) {
     const auto* bytes = static_cast<const unsigned char*>(data);
     std::uint32_t hash = seed ^ static_cast<std::uint32_t>(length);
@@ -69,7 +69,7 @@ std::uint64_t loop(const void* data, std::size_t length, std::uint32_t seed) {
     return finish(hash);
 }
 
-// The same for a text whose length nobody knows.
+// The same for a text of unknown length.
 std::uint64_t textLoop(const char* text, std::uint32_t seed) {
     const std::size_t length = std::strlen(text);
     return loop(text, length, seed ^ static_cast<std::uint32_t>(length));
@@ -83,7 +83,7 @@ std::uint64_t call(StringHash function, const std::string& text, std::uint32_t s
     return function(text.c_str(), seed);
 }
 
-// Through a pointer that the compiler cannot see through: everybody pays for one call from outside.
+// Calls through a pointer that the compiler cannot follow, so that all functions are really called.
 template<class Function>
 void measure(benchmark::State& state, Function function) {
     const std::string text(static_cast<std::size_t>(state.range(0)), 'q');

@@ -1,4 +1,4 @@
-// The log beside spdlog: what a call costs its caller, and how many lines the writer thread brings
+// The log, compared with spdlog: how long a call takes, and how many lines the writer thread writes
 // to disk.
 #include "Core/Log.h"
 
@@ -47,7 +47,7 @@ std::string logDirectory() {
     return directory.path;
 }
 
-// Lines that differ from one to the next, all of one length.
+// Lines of the same length; neighbours differ.
 std::vector<std::string> makeTexts(std::size_t producer) {
     std::vector<std::string> texts;
     for (std::size_t i = 0; i < 64; ++i) {
@@ -78,7 +78,7 @@ bool waitFor(Condition condition) {
 
 // --- The loggers. All write "seconds.milliseconds LEVEL   module: text" into a file.
 
-// There is one in a process; it is started once and rests while others are measured.
+// The process's only log; it is started once and is idle while others are measured.
 class Qz {
 public:
     static Qz& instance() {
@@ -88,7 +88,7 @@ public:
 
     void operator()(const std::string& text) const { qz_log(kModule, QZ_LOG_INFO, text.c_str()); }
 
-    // What is in the file when so many lines are.
+    // The size of the file with so many lines.
     static std::int64_t bytesFor(std::int64_t lines, const std::string& text) {
         constexpr char kAround[] = "00000.000 INFO    BENCH: \n";
         return lines * static_cast<std::int64_t>(sizeof kAround - 1 + text.size());
@@ -96,7 +96,8 @@ public:
 
     std::int64_t bytesWritten() const { return sizeOf(path_); }
 
-    // How many of this program's lines got into the file, when the writer thread has had its time.
+    // How many of this program's lines are in the file, after the writer thread has had time to
+    // write.
     std::int64_t linesWritten() const {
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
         std::ifstream file(path_);
@@ -117,7 +118,7 @@ public:
 private:
     static constexpr char kName[] = "qz";
 
-    // The console is not to echo, which the log decides when it starts.
+    // Turns the echo off before the log starts, because the log decides then.
     Qz() {
         const int keptError = dup(STDERR_FILENO);
         const int null = open("/dev/null", O_WRONLY);
@@ -164,7 +165,7 @@ public:
             flushing);
     }
 
-    // The thread writes what is queued before it ends.
+    // The thread writes queued lines before it ends.
     void finish() {
         threads_.reset();
         logger_->sinks().front()->flush();
@@ -189,7 +190,7 @@ constexpr std::size_t kBursts = 1000;
 constexpr std::size_t kLinesInBurst = 20;
 constexpr std::chrono::microseconds kIdle{200};
 
-// In ticks of the processor's clock, the reading of one included.
+// In ticks of the processor's clock, including the time to read it once.
 using CallTimes = std::vector<std::uint64_t>;
 
 template<class Log>
@@ -206,7 +207,7 @@ void burst(Log& log, const std::vector<std::string>& texts, std::uint64_t* times
 template<class Log>
 void callInBursts(Log& log, std::size_t producer, CallTimes& times, std::latch& start) {
     const std::vector<std::string> texts = makeTexts(producer);
-    times.resize(kBursts * kLinesInBurst); // memory that is there already
+    times.resize(kBursts * kLinesInBurst); // touches the memory before the measurement
     start.arrive_and_wait();
     for (std::size_t i = 0; i < kBursts; ++i) {
         burst(log, texts, &times[i * kLinesInBurst]);
@@ -289,8 +290,8 @@ void reportLines(benchmark::State& state, Clock::time_point before) {
     state.counters["lines/s"] = static_cast<double>(kLines) / seconds.count();
 }
 
-// The log drops what it has no record for, so the producer keeps below that by what it sees in the
-// file.
+// The log drops messages that find no free record. The producer watches the file's size to keep
+// below that limit.
 bool writeAll(const Qz& log, const std::vector<std::string>& texts) {
     constexpr std::int64_t kStep = 128;
     constexpr std::int64_t kMostOnTheWay = 768;

@@ -1,4 +1,4 @@
-// Waiting for tasks that others do.
+// Waits for tasks that other threads run.
 #pragma once
 
 #include <algorithm>
@@ -9,7 +9,7 @@
 
 namespace bench {
 
-// Waited for until so many things have been done by others.
+// A counter that one thread waits for until others have counted it down.
 class Countdown {
 public:
     explicit Countdown(std::size_t things) : left_(things) {}
@@ -26,7 +26,7 @@ private:
     std::binary_semaphore all_{0};
 };
 
-// A callback of a serial queue needs no atomic counter: that is what such queues are for.
+// The callbacks of a serial queue run one after another, so their counter need not be atomic.
 struct alignas(64) Stage {
     std::size_t left;
     Countdown* all;

@@ -1,5 +1,5 @@
-// One engine's frame with its services together, beside the same frame made of what people would
-// take otherwise. The two take turns, frame by frame, so that both meet the same machine.
+// An engine's frame with several services, compared with the same frame made with other libraries.
+// The two sides take turns, frame by frame, so that both run under the same conditions.
 #include "frame/frame.h"
 
 #include <benchmark/benchmark.h>
@@ -27,7 +27,7 @@ constexpr bench::Goal kGoals[] = {
 constexpr std::size_t kServiceCount = std::size(kServices);
 constexpr int kWarmUp = 100, kFrames = 2000;
 
-// Microseconds of each service, and of the frame behind them.
+// Microseconds of each service, followed by those of the frame.
 class Times {
 public:
     void add(Services& services) {
@@ -53,7 +53,7 @@ private:
     std::array<std::vector<double>, kServiceCount + 1> values_;
 };
 
-// The log's files go with it.
+// Its destructor removes the log's files too.
 class Directory {
 public:
     Directory() {
@@ -85,7 +85,7 @@ public:
         sides_[kPeers].push_back(std::move(peersSnapshots));
     }
 
-    // Both sides are measured together, and each result is handed out once.
+    // Both sides are measured together; each result is returned once.
     Times take(Side side) {
         if (!results_[side]) {
             measure(kWarmUp);
@@ -128,7 +128,7 @@ void frame(benchmark::State& state, Frames& frames, Side side) {
 } // namespace
 
 int main(int argc, char** argv) {
-    Frames frames; // forks, so it comes before all threads
+    Frames frames; // forks, so it must come before all threads
     for (const auto& [name, side] : {std::pair("frame/qz", kQz), {"frame/peers", kPeers}}) {
         benchmark::RegisterBenchmark(
             name, [&frames, side = side](benchmark::State& state) { frame(state, frames, side); })

@@ -1,5 +1,5 @@
-// Four states that meet four events in random order, a full table in which each transition does
-// something: the table-driven machine beside Boost.MSM, Boost.Statechart and a switch.
+// Four states and four events in random order, with a full table in which each transition has an
+// output: the table-driven machine, compared with Boost.MSM, Boost.Statechart and a switch.
 #include "fsm_msm.h"
 #include "fsm_table.h"
 #include "goals.h"

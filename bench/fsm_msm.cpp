@@ -12,7 +12,7 @@ namespace front = boost::msm::front;
 template<std::uint32_t Number>
 struct Event {};
 
-// Without the queues and the guard against exceptions that the events here need not.
+// Without queues and exception handling, which these events do not need.
 struct Front : front::state_machine_def<Front> {
     using no_exception_thrown = int;
     using no_message_queue = int;

@@ -1,4 +1,4 @@
-// The machine in Boost.MSM, whose version in Debian 12 is no C++20.
+// The machine in Boost.MSM, whose version in Debian 12 does not compile as C++20.
 #pragma once
 
 #include "fsm_table.h"

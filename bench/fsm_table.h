@@ -1,5 +1,5 @@
-// The machine of the benchmark: four states that meet four events, each pair with a target and an
-// output. Part of it is compiled as C++17.
+// The machine of the benchmark: four states and four events; each pair has a target and an output.
+// One source that includes this header is compiled as C++17.
 #pragma once
 
 #include <cstdint>
@@ -19,7 +19,7 @@ constexpr std::uint32_t output(std::uint32_t state, std::uint32_t event) {
     return state * kCount + event;
 }
 
-// What a machine makes of events: the sum of all outputs so far.
+// A machine's result: the sum of all outputs so far.
 template<typename Machine>
 std::uint64_t sumOf(Machine& machine, const Events& events) {
     for (const std::uint32_t event : events) {

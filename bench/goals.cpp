@@ -45,7 +45,7 @@ Figures figuresOf(const Run& run) {
     return figures;
 }
 
-// Shows medians only (or the one round there is), and keeps them.
+// Prints only medians (or the result of a single round), and keeps them.
 class MedianReporter : public benchmark::ConsoleReporter {
 public:
     MedianReporter() : ConsoleReporter(OO_None) {}
@@ -88,7 +88,7 @@ struct Result {
     const char* sense() const { return goal->sense == Goal::Sense::atMost ? "<=" : ">="; }
 };
 
-// Goals whose benchmarks were filtered out are left out as well.
+// Leaves out goals whose benchmarks were filtered out.
 std::vector<Result> resultsOf(std::span<const Goal> goals, const MedianReporter& medians) {
     std::vector<Result> results;
     for (const Goal& goal : goals) {
@@ -112,7 +112,8 @@ void print(const std::vector<Result>& results) {
     }
 }
 
-// One line each, for scripts/bench_chart.py: the program, the goal's names, the ratio, the goal.
+// Writes a line for each result, for scripts/bench_chart.py: the program, the goal's names, the
+// ratio, the goal.
 bool append(const std::vector<Result>& results, const std::string& program,
             const std::string& path) {
     std::ofstream file(path, std::ios::app);
@@ -125,7 +126,8 @@ bool append(const std::vector<Result>& results, const std::string& program,
     return file.good();
 }
 
-// Takes "--ratios=<file>" out of the arguments; empty if it is not among them.
+// Removes "--ratios=<file>" from the arguments and returns the file; empty if there is no such
+// option.
 std::string takeRatiosFile(std::vector<char*>& arguments) {
     constexpr std::string_view kOption = "--ratios=";
     std::string path;
@@ -139,8 +141,8 @@ std::string takeRatiosFile(std::vector<char*>& arguments) {
     return path;
 }
 
-// While a process has one thread only, the C library leaves out atomic operations that it needs
-// otherwise. No program that a measurement is good for has one thread only.
+// In a process with one thread the C library omits atomic operations. Programs that use the
+// measured code have several threads, so this adds one.
 class IdleThread {
     std::mutex mutex_;
     std::condition_variable_any never_;
@@ -160,7 +162,7 @@ double percentile(std::vector<double>& values, double part) {
 }
 
 int run(int argc, char** argv, std::span<const Goal> goals) {
-    // Rounds in random order: a machine that slows down slows everybody down. Later arguments win.
+    // Rounds in random order, so that a machine that slows down affects all. Later arguments win.
     std::string interleaving = "--benchmark_enable_random_interleaving=true";
     std::string repetitions = "--benchmark_repetitions=5";
     std::vector<char*> arguments{argv[0], interleaving.data(), repetitions.data()};

@@ -1,5 +1,5 @@
-// Benchmarks whose results are proportions: this library's median beside a peer's from the same
-// run, and how the two should relate.
+// Benchmarks whose results are ratios: this library's median to a peer's median from the same run,
+// and a goal for each ratio.
 #pragma once
 
 #include <span>
@@ -7,7 +7,7 @@
 
 namespace bench {
 
-// What a benchmark reports besides its time goes by the name of a counter.
+// The figure of a benchmark: its time, or a counter by its name.
 constexpr const char* kTime = "time";
 
 struct Goal {
@@ -30,12 +30,13 @@ constexpr Goal atLeast(double proportion, const char* peer, const char* measured
     return {measured, peer, figure, Goal::Sense::atLeast, proportion};
 }
 
-// So great a part of the values is not above it. Changes their order.
+// The value that this part of the values does not exceed. Changes their order.
 double percentile(std::vector<double>& values, double part);
 
-// A benchmark program's main function: runs what is registered, five rounds of each in random order
-// unless the command line (Google Benchmark's) says otherwise, and ends with a table of the goals.
-// The option --ratios=<file> also appends them to a file of comma-separated values.
+// A benchmark program's main function: runs the registered benchmarks, five rounds of each in
+// random order unless the command line (Google Benchmark's) says otherwise, and prints a table of
+// the goals. The option --ratios=<file> also appends the ratios to a file of comma-separated
+// values.
 int run(int argc, char** argv, std::span<const Goal> goals);
 
 } // namespace bench

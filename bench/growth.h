@@ -1,5 +1,5 @@
-// Benchmarks of one operation at three sizes, each ten times the one before: what counts is how
-// much more it costs where there is more, not what it costs.
+// Benchmarks of one operation at three sizes, each ten times the one before. They measure how the
+// time grows with the size, not the time itself.
 #pragma once
 
 #include "goals.h"
@@ -10,7 +10,7 @@
 
 namespace bench {
 
-// What one of the things takes which an iteration works through.
+// The counter for the time of one item; an iteration works through many items.
 constexpr const char* kEach = "each";
 
 inline void countEach(benchmark::State& state, std::int64_t things) {
@@ -27,7 +27,7 @@ void threeSizes(benchmark::internal::Benchmark* benchmark) {
     benchmark->UseRealTime();
 }
 
-// One thing among the most takes at most so many times as long as one among the fewest.
+// An item at the largest size takes at most `proportion` times as long as one at the smallest size.
 constexpr Goal growth(double proportion, const char* fewest, const char* most) {
     return atMost(proportion, fewest, most, kEach);
 }

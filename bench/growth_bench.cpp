@@ -1,5 +1,5 @@
-// What holds many of something, or works through much of it, at three sizes: conversions that do
-// not fit, registries, and small operations on large things.
+// Operations on many items at three sizes: conversions of characters that do not fit, registries,
+// and small operations on large objects.
 #include "growth.h"
 
 #include "Common/FSM.h"
@@ -40,7 +40,7 @@ std::vector<std::string> names(const char* beginning, std::int64_t count) {
 
 // --- Texts.
 
-// Not one character has a place in the character set.
+// No character of the text is in the target's character set.
 void japaneseToCyrillic(benchmark::State& state) {
     std::string text;
     while (text.size() < static_cast<std::size_t>(state.range(0))) {
@@ -64,7 +64,7 @@ void firstCharacter(benchmark::State& state) {
 
 // --- Registries.
 
-// What all others are beside: a look-up by a text.
+// The peer of all registries: a look-up by a text.
 void hashMap(benchmark::State& state) {
     const std::vector<std::string> keys = names("queue ", state.range(0));
     std::unordered_map<std::string, std::size_t> map;
@@ -190,7 +190,8 @@ void locations(benchmark::State& state) {
     countEach(state, state.range(0));
 }
 
-// --- The profiler: one section, of one name after another, while another thread counts or not.
+// --- The profiler: sections with one name after another, with or without another thread that
+// counts.
 
 void profiledSection(benchmark::State& state) {
     const std::vector<std::string> sections = names("section ", state.range(0));
@@ -215,7 +216,7 @@ void profiledSection(benchmark::State& state) {
     countEach(state, 1);
 }
 
-// --- Small operations on large things.
+// --- Small operations on large objects.
 
 struct WideTables : Common::FSM::Descriptor {
     explicit WideTables(std::uint32_t states) {
@@ -230,7 +231,7 @@ struct Nobody final : Common::FSM::SymbolRecepient {
     void onOutputSymbol(std::uint32_t) override {}
 };
 
-// All of these tables are too large to be looked through at the start of a machine.
+// The start of a machine must not take time in proportion to its tables.
 void startMachine(benchmark::State& state) {
     WideTables tables(static_cast<std::uint32_t>(state.range(0)));
     Nobody nobody;
@@ -271,7 +272,7 @@ BENCHMARK(profiledSection)
 BENCHMARK(startMachine)->Name("fsm/init")->Apply(bench::threeSizes<600>);
 BENCHMARK(popArguments)->Name("arguments/pop")->Apply(bench::threeSizes<1000>);
 
-// A hundred times as many things do not fit into the caches, which makes a look-up in any hash map
+// A hundred times as many items do not fit into the caches, so that a look-up in any hash map takes
 // up to ten times as long.
 constexpr bench::Goal kGoals[] = {
     bench::growth(1.5, "text/unfit/10000", "text/unfit/1000000"),

@@ -1,4 +1,4 @@
-// Streams beside the calls that they rest on.
+// Streams, compared with the calls that they use.
 #include "goals.h"
 
 #include "IO/FileStream.h"
@@ -57,7 +57,7 @@ void load(benchmark::State& state, Load load) {
     VFS_remove(kPath);
 }
 
-// One number after the other, from the start again at the end.
+// Reads one number after another; at the end it starts again.
 template<class Source, class Read, class Rewind>
 void readNumbers(benchmark::State& state, Source& source, Read read, Rewind rewind) {
     std::uint32_t sum = 0;

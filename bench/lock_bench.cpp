@@ -1,5 +1,6 @@
-// The lock for classes beside the standard one: alone, and with threads that all want it. What
-// counts with several is the thread that gets it least often, and who waits longest.
+// Sync::Futex, compared with the standard mutex: with one thread, and with threads that all want
+// it. With several threads the measures are the thread that gets it least often, and the longest
+// wait.
 #include "Tasks/Sync.h"
 
 #include "goals.h"
@@ -41,7 +42,7 @@ struct alignas(64) Turns {
     Clock::duration longestWait{};
 };
 
-// Until the end of the round, has the lock for a time and then does without it for a time.
+// Until the end of the round, holds the lock for a time and then runs without it for a time.
 template<class Lock>
 void takeTurns(Lock& lock, const std::atomic<bool>& isOver, Clock::duration held,
                Clock::duration apart, Turns& turns) {
@@ -74,7 +75,7 @@ void report(benchmark::State& state, const std::vector<Turns>& turns) {
     state.counters["longest_ms"] = std::chrono::duration<double, std::milli>(longest).count();
 }
 
-// So many threads at once, each with the lock for so many nanoseconds and as long without it.
+// So many threads at once; each holds the lock for so many nanoseconds and runs as long without it.
 template<class Lock>
 void contended(benchmark::State& state) {
     const auto held = std::chrono::nanoseconds(state.range(1));
@@ -93,7 +94,7 @@ void contended(benchmark::State& state) {
     }
 }
 
-// One thread gives the lock up only to take it again; the other wants it once a millisecond.
+// One thread releases the lock and takes it again at once; the other wants it once a millisecond.
 template<class Lock>
 void guest(benchmark::State& state) {
     const auto held = std::chrono::nanoseconds(state.range(0));

@@ -1,5 +1,5 @@
-// Scripts in a state of this library, on its pool and on whichever Lua it was built with, beside
-// stock Lua 5.1 on the C library's realloc.
+// Scripts in a state of this library, with its memory pool and the Lua that it was built with,
+// compared with stock Lua 5.1 and the C library's realloc.
 #include "goals.h"
 #include "growth.h"
 
@@ -47,7 +47,7 @@ constexpr char kLines[] = R"(
     end
 )";
 
-// Each script returns its work as a function, so that an iteration runs it alone.
+// Each script returns its work as a function, so that an iteration runs only the work.
 constexpr char kTables[] = R"(
     return function()
         local units = {}
@@ -171,7 +171,7 @@ void addScript(const char* name, const char* script) {
     })->Unit(benchmark::kMillisecond);
 }
 
-// A table in a table in a table.
+// Tables nested in each other.
 void saveChain(benchmark::State& benchmark) {
     lua_State* const state = LinkedLua::open();
     lua_newtable(state);
@@ -192,7 +192,7 @@ void saveChain(benchmark::State& benchmark) {
     LinkedLua::close(state);
 }
 
-// Its path goes to both Luas in the environment: what scripts may open differs between them.
+// Both Luas get its path in the environment, because their scripts can open different files.
 class LinesFile {
 public:
     LinesFile() : path_(std::filesystem::temp_directory_path() / "qz_bench_lines") {
@@ -211,8 +211,8 @@ private:
     std::filesystem::path path_;
 };
 
-// As in any engine, there are other threads: the C library's allocator takes short cuts in a
-// process that has only one.
+// A second thread, as in any engine: the C library's allocator is faster in a process with only one
+// thread.
 class IdleThread {
 public:
     IdleThread() : thread_([this] { end_.acquire(); }) {}

@@ -1,4 +1,4 @@
-// Settings by dotted path, and files of them, beside the bare Lua C API doing the same.
+// Settings by dotted path, and files of settings, compared with the same in Lua's C API.
 #include "goals.h"
 
 #include "Lua/Config.h"
@@ -74,7 +74,7 @@ double readThroughLibrary(lua_State* state, const char* path) {
     return value;
 }
 
-// Careful as well: what is no table must not be indexed.
+// As careful as the library: only tables may be indexed.
 void pushBare(lua_State* state, const char* path) {
     lua_pushvalue(state, -1);
     while (const char* const dot = std::strchr(path, '.')) {

@@ -1,5 +1,5 @@
-// The pools of messages beside other allocators, the codec beside other encodings, and the server
-// beside a map with a mutex.
+// The pools of messages, compared with other allocators, the codec with other encodings, and the
+// server with a map and a mutex.
 #include "goals.h"
 
 #include "Mail/Pool.h"
@@ -80,7 +80,7 @@ struct Glibc {
     static void free(void* item) { std::free(item); }
 };
 
-// Linked to, it would replace everybody's malloc.
+// Loaded at run time, because linking to it would replace malloc for all peers.
 struct Mimalloc {
     static void* find(const char* name) {
         static void* const library = dlopen("libmimalloc.so.2", RTLD_NOW | RTLD_LOCAL);
@@ -99,7 +99,7 @@ struct Mimalloc {
     static void free(void* item) { freeFunction(item); }
 };
 
-// An allocation and a release a time.
+// One allocation and one release at a time.
 template<class Allocator>
 void pool(benchmark::State& state) {
     for (auto _ : state) {
@@ -109,7 +109,7 @@ void pool(benchmark::State& state) {
     }
 }
 
-// Items are made here and released on another thread, a batch at a time.
+// This thread allocates items and another releases them, a batch at a time.
 template<class Allocator>
 void poolAcross(benchmark::State& state) {
     constexpr std::size_t kBatch = 256;
@@ -239,7 +239,7 @@ void encodeQz(benchmark::State& state) {
     state.counters["bytes"] = static_cast<double>(bytes);
 }
 
-// A message for each record, from its making to its release.
+// A message for each record, from its creation to its release.
 void encodeMessageQz(benchmark::State& state) {
     std::size_t next = 0;
     for (auto _ : state) {

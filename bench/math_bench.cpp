@@ -1,4 +1,5 @@
-// Quaternions, matrices and half floats, many at a time in the cache, beside glm, Eigen and Imath.
+// Quaternions, matrices and half floats, many at a time in the cache, compared with glm, Eigen and
+// Imath.
 #include "goals.h"
 
 #include "Math/Half.h"
@@ -51,7 +52,7 @@ private:
     std::uniform_real_distribution<float> distribution_{-1, 1};
 };
 
-// One kind of value as each of the libraries has it, made from the same numbers.
+// The same value in each of the libraries, made from the same numbers.
 struct Qz {
     using Quaternion = Math::Rotation3<float>;
     using Matrix = Math::Matrix<4, float>;
@@ -123,7 +124,7 @@ std::vector<typename Library::Matrix> matrices(Numbers& numbers) {
     return result;
 }
 
-// Times `step(i)` for each i; what it writes must be reachable from `out`.
+// Measures `step(i)` for each i; what it writes must be reachable from `out`.
 template<typename Out, typename Step>
 void repeat(benchmark::State& state, Out* out, std::size_t count, Step step) {
     benchmark::DoNotOptimize(out);

@@ -1,5 +1,5 @@
-// Determinants and inverses of small dense matrices by LU decomposition, beside Eigen's matrices of
-// dynamic size.
+// Determinants and inverses of small dense matrices by LU decomposition, compared with Eigen's
+// matrices of dynamic size.
 #include "goals.h"
 
 #include "Math/nMatrix.h"
@@ -26,7 +26,7 @@ constexpr bench::Goal kGoals[] = {
     atMost(1.25, "inverse/eigen/16", "inverse/qz/16"),
 };
 
-// The peer computes both in closed form up to 4 rows unless it is asked for the decomposition.
+// Asks for the decomposition, because Eigen computes up to 4 rows in closed form otherwise.
 struct EigenPeer {
     using Matrix = Eigen::MatrixXd;
 
@@ -69,7 +69,7 @@ void determinant(benchmark::State& state) {
     }
 }
 
-// In place, there and back again.
+// Inverts a matrix in place, and back again.
 template<class Library>
 void inverse(benchmark::State& state) {
     auto matrix = random<Library>(state);

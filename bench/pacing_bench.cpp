@@ -1,5 +1,5 @@
-// How evenly frames are paced: what their durations are off from the wanted one, with work of
-// changing length in them. The peer keeps to a grid of absolute times.
+// How evenly frames are paced: the difference between their durations and the wanted one, with work
+// of changing length in them. The peer sleeps until times on a fixed grid.
 #include "goals.h"
 
 #include "Core/Clock.h"

@@ -1,4 +1,5 @@
-// What being watched costs a frame while nobody looks, in microseconds, beside what it may cost.
+// The time that qz_publish takes in a frame while nobody watches, in microseconds, compared with
+// its limit.
 #include "goals.h"
 
 #include "Common/Profiler.h"
@@ -30,7 +31,7 @@ constexpr bench::Goal kGoals[] = {
 constexpr char kName[] = "publish_bench";
 constexpr int kFrames = 200;
 
-// The library's own, and as many as there is room for: 16.
+// Fills the table of 16 watches, besides the library's own.
 void addWatches() {
     const QZ_watch_callback print = [](unsigned int, char* buffer, size_t size, void*) {
         return static_cast<size_t>(std::snprintf(buffer, size, "%d of %.2f MB", 17, 12.5));
@@ -40,9 +41,9 @@ void addWatches() {
     }
 }
 
-// Milliseconds between frames, and lines logged in each. With time between them they are as frames
-// are: code and data have left the caches since the last one, and one of the watches is read in
-// nearly each.
+// Arguments: milliseconds between frames, and lines logged in each frame. With time between them
+// the frames are realistic: code and data have left the caches since the last frame, and nearly
+// each frame reads one of the watches.
 void frame(benchmark::State& state) {
     std::vector<double> times;
     for (auto _ : state) {

@@ -1,4 +1,4 @@
-// One random number: from a table, and from the usual generators.
+// One random number from a table, compared with the usual generators.
 #include "goals.h"
 
 #include "Random/RandomManager.h"
@@ -19,8 +19,8 @@ constexpr bench::Goal kGoals[] = {
 
 constexpr int kMany = 4096;
 
-// All bits of the values are used, at a cost that hides none of the drawing; a sum of floats would.
-// The generator's state stays in memory from one batch to the next, as in an object of a
+// Uses all bits of the values in a way that takes less time than drawing them, unlike a sum of
+// floats. The generator's state stays in memory from one batch to the next, as in an object of a
 // simulation.
 template<class Generator, class Draw>
 void drawMany(benchmark::State& state, Generator generator, Draw draw) {

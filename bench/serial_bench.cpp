@@ -1,5 +1,5 @@
-// A world of objects that refer to each other, saved to memory and loaded from it, beside cereal's
-// and Boost's binary archives.
+// A world of objects that refer to each other, saved to memory and loaded from it, compared with
+// cereal's and Boost's binary archives.
 #include "growth.h"
 
 #include "IO/MemoryStream.h"
@@ -25,7 +25,7 @@
 
 namespace peers {
 
-// What an object of each library has: twenty fields, and two references beside them.
+// The fields of each library's object; it has two references besides them.
 struct Fields {
     std::uint32_t number = 0;
     std::int32_t x = 0, y = 0, health = 0;
@@ -143,8 +143,8 @@ public:
     Common::Identifiable* create(const Common::Identifier& /*name*/) override { return new Unit; }
 };
 
-// Two references each: some lead near, some far, and none closes a cycle, so that counted objects
-// go.
+// Two references for each object, to near and far ones. None closes a cycle, so that counted
+// objects are destroyed.
 template<class Unit, class Make>
 std::vector<Unit> makeUnits(std::int64_t count, Make make) {
     std::vector<Unit> units;
@@ -246,7 +246,7 @@ void save(benchmark::State& state) {
     bench::countEach(state, state.range(0));
 }
 
-// The loaded world's end is not measured.
+// The destruction of the loaded world is not measured.
 template<class Library>
 void load(benchmark::State& state) {
     auto world = Library::make(state.range(0));

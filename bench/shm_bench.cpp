@@ -1,8 +1,8 @@
-// Messages between processes, on one processor and on two, beside another queue in shared memory
-// and a pipe; and the lines of a mapped file, beside other ways to find them.
+// Messages between processes, on one processor and on two, compared with another queue in shared
+// memory and a pipe; and the lines of a mapped file, compared with other ways to find them.
 //
-// A ring overwrites what is not read in time, the peers wait. So that nobody loses a message, the
-// writer of a ring waits as well while too many are on their way.
+// A ring overwrites messages that are not read in time, the peers wait. So that no message is lost,
+// the writer of a ring also waits while too many are unread.
 #include "goals.h"
 
 #include "Shm/MappedFile.h"
@@ -59,8 +59,8 @@ constexpr bench::Goal kGoals[] = {
 
 // --- Messages between processes ---------------------------------------------------------------
 
-constexpr std::uint64_t kDepth = 1024; // messages on their way
-constexpr std::uint64_t kReport = 64;  // how many the reader takes before it says so
+constexpr std::uint64_t kDepth = 1024; // most unread messages
+constexpr std::uint64_t kReport = 64;  // messages that the reader takes before it reports
 
 void runOn(int processor) {
     cpu_set_t set;
@@ -69,7 +69,7 @@ void runOn(int processor) {
     sched_setaffinity(0, sizeof set, &set);
 }
 
-// The other one is about to do something, if it has a processor.
+// Waits for the other process, which acts soon if it has a processor.
 void waitABit(int turn) {
     if (turn < 30) {
         __builtin_ia32_pause();
@@ -78,7 +78,7 @@ void waitABit(int turn) {
     }
 }
 
-// What the two processes know of each other.
+// The state that the two processes share.
 struct Progress {
     alignas(64) std::atomic<std::uint64_t> received{0};
     alignas(64) std::atomic<bool> isOver{false};
@@ -90,7 +90,7 @@ struct Progress {
     }
     static void release(Progress* progress) { munmap(progress, sizeof(Progress)); }
 
-    // Where the writer has to wait by itself.
+    // For writers to a ring, which does not wait by itself.
     void waitForRoom(std::uint64_t sent) const {
         for (int i = 0; sent - received.load(std::memory_order_acquire) >= kDepth - kReport; ++i) {
             waitABit(i);
@@ -102,7 +102,7 @@ std::string nameOf() {
     return "shm_bench." + std::to_string(getpid());
 }
 
-// Ways to send: made before the fork, used by both sides.
+// Channels: made before the fork, used by both sides.
 class QzMessages {
 public:
     explicit QzMessages(std::size_t size)
@@ -220,7 +220,7 @@ private:
     int ends_[2];
 };
 
-// The last message begins with a one.
+// The last message begins with a 1.
 template<class Channel>
 [[noreturn]] void readAll(Channel& channel, std::size_t size, Progress& progress) {
     channel.openInReader();
@@ -338,14 +338,14 @@ Found linesByMemchr(const misc::mmf& file) {
         const bool hasReturn = lineEnd != at && lineEnd[-1] == '\r';
         ++found.lines;
         found.bytes += static_cast<std::uint64_t>(lineEnd - at - (hasReturn ? 1 : 0));
-        benchmark::DoNotOptimize(at); // the line is handed out
+        benchmark::DoNotOptimize(at); // as if a caller used the line
         at = lineEnd == end ? end : lineEnd + 1;
     }
     return found;
 }
 
 #ifdef __SSE2__
-// Never looks at a byte twice, which somebody who is called line by line cannot help.
+// Reads no byte twice, which functions that return line by line cannot avoid.
 Found linesByMasks(const misc::mmf& file) {
     Found found;
     const char* const bytes = file.view;
@@ -372,7 +372,7 @@ template<class Read>
 void getline(benchmark::State& state, Read read) {
     sample.shape(state);
     const misc::mmf file(sample.path(), true);
-    read(file); // brings its pages in
+    read(file); // brings its pages into memory
     for (auto _ : state) {
         const Found found = read(file);
         if (found.lines + 1 < sample.lines()) {

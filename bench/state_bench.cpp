@@ -1,4 +1,4 @@
-// States of many objects for a network: what changed beside the whole.
+// States of many objects for a network: changes, compared with whole states.
 #include "growth.h"
 
 #include "Serial/CommonBufferizer.h"
@@ -80,7 +80,7 @@ double sizeOf(const std::vector<Mail::Message>& messages) {
     return size;
 }
 
-// A state as the first one that the other side gets: all objects are looked at.
+// A whole state, as the other side first gets it: all objects are looked at.
 void writeWhole(benchmark::State& state) {
     double size = 0;
     for (auto _ : state) {
@@ -103,7 +103,7 @@ void writeChanged(benchmark::State& state) {
     fill(states, state.range(0));
     states.capture();
     std::uint32_t last = states.capture();
-    states.forget(last); // what the first state left is not the loop's
+    states.forget(last); // keeps what the first state left out of the measurement
     double size = 0;
     for (auto _ : state) {
         moveSome(states, state.range(0));

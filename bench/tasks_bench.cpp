@@ -1,5 +1,5 @@
-// Tasks and serial queues beside others. A round hands over a number of tiny tasks from one thread
-// and waits until the last one is done. On one processor: taskset -c 0.
+// Tasks and serial queues, compared with others. In each round one thread adds a number of tiny
+// tasks and waits until the last one is done. To run on one processor: taskset -c 0.
 #include "Tasks/TaskManager.h"
 
 #include "countdown.h"
@@ -21,7 +21,7 @@
 namespace {
 
 constexpr std::size_t kTasks = 1 << 16;
-constexpr std::size_t kThreads = 1 << 8; // std::async starts one for each
+constexpr std::size_t kThreads = 1 << 8; // tasks for std::async, which starts a thread for each
 
 using bench::Countdown;
 using bench::Stage;
@@ -43,7 +43,7 @@ public:
     }
 
 private:
-    // As many workers as the others have.
+    // As many workers as the peers have.
     tbb::global_control control_{tbb::global_control::max_allowed_parallelism, workers() + 1};
     tbb::task_arena arena_{static_cast<int>(workers()), 0};
 };

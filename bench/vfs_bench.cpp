@@ -1,4 +1,4 @@
-// Whole files through the virtual file system beside the bare system calls and the C library.
+// Reads whole files through the virtual file system, compared with system calls and the C library.
 #include "goals.h"
 
 #include "VFS/File.h"
@@ -72,7 +72,7 @@ std::size_t readThroughSystem(SampleFile& sample) {
     return static_cast<std::size_t>(done);
 }
 
-// With the one call more that it takes to refuse what is no ordinary file.
+// With the additional call that refuses files which are not ordinary ones.
 std::size_t readThroughSystemChecked(SampleFile& sample) {
     const int file = open(sample.path(), O_RDONLY | O_CLOEXEC);
     struct stat status;

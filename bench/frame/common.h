@@ -1,4 +1,4 @@
-// What both sides of the frame work on.
+// The data that both sides of the frame work on.
 #pragma once
 
 #include "countdown.h"
@@ -28,7 +28,7 @@ constexpr std::uint32_t kFirstAddress = 256;
 
 using Bytes = std::array<unsigned char, kMessageSize>;
 
-// What a mailbox does with a message: it looks at all of it.
+// The work of a mailbox: it reads the whole message.
 inline std::uint64_t sumOf(const Bytes& bytes) {
     std::uint64_t words[kMessageSize / 8];
     std::memcpy(words, bytes.data(), sizeof words);
@@ -120,10 +120,10 @@ T* makeShared() {
     return new (memory) T;
 }
 
-// The process that decodes what the frame hands over, and how far it is.
+// The process that decodes the frame's snapshots, and its progress.
 class Reader {
 public:
-    // `read` takes the next snapshot, waiting for it, and returns the sum of its entities.
+    // `read` waits for the next snapshot, takes it and returns the sum of its entities.
     template<class Read>
     explicit Reader(Read read) {
         if ((process_ = fork()) != 0) {
@@ -146,7 +146,7 @@ public:
     Reader(const Reader&) = delete;
     Reader& operator=(const Reader&) = delete;
 
-    // Until it has decoded so many snapshots.
+    // Waits until the process has decoded so many snapshots.
     void wait(std::uint64_t snapshots) const {
         while (shared_->decoded.load(std::memory_order_acquire) < snapshots) {
             sched_yield();

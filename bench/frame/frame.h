@@ -1,4 +1,4 @@
-// One engine's frame: what its services do in it, by this library and by others.
+// An engine's frame: the work of its services, by this library and by others.
 #pragma once
 
 #include "goals.h"
@@ -21,7 +21,7 @@ constexpr std::size_t kObjects = 100, kObjectSize = 64;
 class Service {
 public:
     virtual ~Service() = default;
-    virtual void run() = 0; // a frame's share
+    virtual void run() = 0; // the service's work in one frame
 };
 
 // The same services in the same order on both sides.
@@ -30,12 +30,11 @@ constexpr const char* kServices[] = {"mail",  "states",    "random",  "settings"
 
 using Services = std::vector<std::unique_ptr<Service>>;
 
-// The other process of the snapshots is forked from this one: to be called before there are
-// threads.
+// Forks the process that reads the snapshots, so call it before there are threads.
 std::unique_ptr<Service> makeQzSnapshots();
 std::unique_ptr<Service> makePeersSnapshots();
 
-// All but the snapshots. The log goes to a file in the directory.
+// All services but the snapshots. The log is written to a file in the directory.
 Services makeQzServices(const std::string& directory);
 Services makePeersServices(const std::string& directory);
 

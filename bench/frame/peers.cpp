@@ -1,4 +1,4 @@
-// The frame's services by what people would take otherwise.
+// The frame's services by other libraries.
 #include "frame/common.h"
 #include "frame/snapshot.pb.h"
 #include "fsm_msm.h"
@@ -105,7 +105,7 @@ public:
     }
 
 private:
-    // Goes along the path; what is no table must not be indexed. Leaves the last table and name.
+    // Follows the path, and indexes only tables. Leaves the last table and the last name.
     bool walk(const char* path, bool makesTables) {
         lua_State* const state = state_.get();
         lua_pushvalue(state, -1);
