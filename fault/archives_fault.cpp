@@ -1,4 +1,4 @@
-// Archives: what is read is what is in the file, and everything can be unmounted.
+// Archives: reading gives the file's contents, and everything can be unmounted.
 #include "driver.h"
 
 #include "Lua/State.h"
@@ -25,15 +25,15 @@ void read(const char* path, const char* word, std::uint64_t expected) {
     }
 }
 
-// Long enough for PhysicsFS to allocate where it looks for it.
+// Long enough that PhysicsFS allocates memory to look for it.
 const std::string longFolder(200, 'x');
 const std::string longName = longFolder + "/" + longFolder;
 
-// Has none of the files of the two others. Behind it an error of the system is forgotten, and the
-// older file is read, as the header says; lack of memory never is.
+// Whether a mount without these files lies between the two others. PhysicsFS then forgets an error
+// of the system, and the older file is read, as the header says; it never forgets lack of memory.
 bool mountsBetween = true;
 
-// In the first mount and the last; what is there is never said to be missing.
+// Looks for files in the first and the last mount; existing files must never be reported missing.
 void look() {
     void* buffer = nullptr;
     std::uint64_t size = 0;
@@ -58,7 +58,7 @@ void look() {
     step(listed == 1 && names == 3, "vfs_list"); // the system may end a folder early
 }
 
-// From memory that Lua does not own, and gives back.
+// Lua reads from memory that it does not own, and releases it.
 void readFromLua() {
     lua_State* const state = QZ_lua_open("fault");
     if (!step(state != nullptr, "QZ_lua_open")) {

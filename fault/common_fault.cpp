@@ -1,4 +1,4 @@
-// Objects, state machines, text, the profiler: what throws for want of memory leaves all as it was.
+// Objects, state machines, text, the profiler: calls that throw for lack of memory change nothing.
 #include "driver.h"
 
 #include "Common/FSM.h"

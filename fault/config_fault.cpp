@@ -1,4 +1,4 @@
-// Configuration: parse, edit, save. A file that is saved is the old one or the new one, and a tree
+// Configuration: parsing, editing, saving. A saved file is the old one or the new one, and the tree
 // can be edited and saved after any failure.
 #include "driver.h"
 
@@ -16,7 +16,7 @@ const std::string kLong(100, 'x');
 const std::string kBlock = "block", kNew = "fresh", kA = "a", kList = "list";
 const std::string kDeeper = "block.deeper.still", kItem = "list.3";
 
-// What would be saved; the driver's own question, which does not fail.
+// The text that would be saved; the driver's own call, which does not fail.
 std::string textOf(ConfigParser& parser) {
     const Aside aside;
     char* buffer = nullptr;
@@ -26,7 +26,7 @@ std::string textOf(ConfigParser& parser) {
     return isSaved ? std::string(buffer) : std::string();
 }
 
-// A text is parsed as a whole, or nothing is there and the error says why.
+// A text is parsed completely, or the tree is empty and the error says why.
 void parseText(ConfigParser& parser) {
     const bool isParsed = step(parser.parse(kOld.c_str(), static_cast<int>(kOld.size())), "parse");
     const Aside aside;
@@ -36,7 +36,7 @@ void parseText(ConfigParser& parser) {
     holds(textOf(parser) == (isParsed ? kOld : ""), "half a text was parsed");
 }
 
-// Each edit is made or not, never half.
+// Each edit is made completely or not at all.
 void edit(ConfigParser& parser) {
     using iterator = ConfigParser::iterator;
     const auto tryTo = [&](const char* what, auto change) {
@@ -57,7 +57,7 @@ void edit(ConfigParser& parser) {
     const std::string before = textOf(parser);
     parser.find(kBlock).begin().erase();
     holds(textOf(parser) != before, "erasing needs no memory");
-    const iterator block = parser.begin().insertBlock(kNew); // empty it cannot be saved
+    const iterator block = parser.begin().insertBlock(kNew); // an empty block cannot be saved
     if (step(!block.isEnd(), "insertBlock")) {
         tryTo("insertInt", [&] { return !block.end().insertInt(kA, 3).isEnd(); });
     }

@@ -1,5 +1,5 @@
-// Crash reports: whatever fails, the process dies of what it died of, and retracing loses no
-// report.
+// Crash reports: whatever call fails, the process still dies of the original fault, and retracing
+// loses no report.
 #include "driver.h"
 
 #include "Core/CrashReport.h"

@@ -95,7 +95,7 @@ void writeFile(const std::filesystem::path& path, const std::string& bytes) {
 }
 
 int main() {
-    getpwuid(getuid()); // PhysicsFS asks for it if need be, and the C library keeps the answer
+    getpwuid(getuid()); // PhysicsFS may call it, and the C library keeps memory for the result
     prepare();
     disturb();
     workOnce();

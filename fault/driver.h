@@ -1,6 +1,6 @@
-// A driver is a fixed piece of work over one family, done twice in a process of its own: first with
-// a fault somewhere, then without. It says of each call what the header promises, and the process
-// prints what came of it, one line each, for scripts/fault.py to judge.
+// A driver is a fixed piece of work with one family, done twice in its own process: first with a
+// fault, then without. For each call it states what the header promises, and the process prints
+// each result as a line, which scripts/fault.py classifies.
 #pragma once
 
 #include "injector.h"
@@ -10,20 +10,21 @@
 #include <filesystem>
 #include <string>
 
-// ---- what a driver defines; `work` alone is interfered with
+// ---- functions that a driver defines; calls fail only in `work`
 
-void prepare(); // files to begin with
-void work();    // twice
-void finish();  // looks at what is left behind
+void prepare(); // makes the files that the work needs
+void work();    // called twice
+void finish();  // checks what the work has left behind
 
-// ---- what it says
+// ---- functions that a driver calls
 
-// True if the call worked. It may fail, as its header says, while calls fail on purpose, and works
-// again afterwards.
+// Returns `worked`. The call may fail, as its header says, in the run with a fault; in the run
+// without it must work.
 bool step(bool worked, const char* what);
 
-// Must hold in any case. Breaches are wrong results, files that are neither the old nor the new
-// ones, and data that is gone without a count.
+// Conditions that must always hold; they return the condition. If it is false: holds reports a
+// wrong result, whole a file that is neither the old nor the new one, counted uncounted loss of
+// data.
 bool holds(bool condition, const char* what);
 bool whole(bool condition, const char* what);
 bool counted(bool condition, const char* what);
@@ -39,13 +40,14 @@ bool stepOrThrow(const char* what, Function function) {
     }
 }
 
-// Ends the process: what follows would not tell anything.
+// Ends the process, if further results would mean nothing.
 [[noreturn]] void giveUp();
 
-// Whether this is the pass with a fault.
+// Whether this is the run with a fault.
 bool isDisturbed();
 
-// The driver's own calls, which are not to fail, and are not counted.
+// While one exists, calls of this thread do not fail and are not counted: for the driver's own
+// calls.
 class Aside {
 public:
     Aside() { change(1); }

@@ -1,13 +1,14 @@
-/* Stands between a program and the C library (LD_PRELOAD) and makes one call fail, or all from one
- * on. Which one, the environment says:
+/* A preloaded library (LD_PRELOAD) between a program and the C library. It makes one call fail, or
+ * all calls from that one on. The environment chooses the call:
  *
  *     QZ_FAULT="write 17 once 28"     the 17th write fails, with errno 28
  *     QZ_FAULT="alloc 3 on 12"        the 3rd allocation and all later ones fail
- *     QZ_FAULT="read 2 once 0"        the 2nd read is cut to half of what was asked for
- *     QZ_FAULT_TRACE=1                tells on standard error who made the call
+ *     QZ_FAULT="read 2 once 0"        the 2nd read returns half of the requested bytes
+ *     QZ_FAULT_TRACE=1                prints the call stack of the call on standard error
  *
- * Memory of the library's pools counts as allocated: their allocator takes it in large pieces and
- * seldom asks, so the calls to the allocator itself are counted. The injector allocates nothing. */
+ * Calls of the library's pool allocator are counted as allocations themselves, because that
+ * allocator takes memory from the system seldom and in large pieces. The injector allocates
+ * nothing. */
 #define _GNU_SOURCE
 #include "injector.h"
 
@@ -49,7 +50,7 @@
 enum kind { KINDS(ENUMERATOR) kKinds };
 static const char* const kNames[] = {KINDS(NAME)};
 
-/* Shared with forked children from fault_begin on, whose calls count as well. */
+/* Shared from fault_begin on with forked children, whose calls also count. */
 static _Alignas(4096) union {
     struct {
         atomic_int active;
@@ -86,8 +87,8 @@ static void trace(enum kind kind, unsigned long number) {
 }
 
 #ifdef QZ_SANITIZED
-/* Of the frames from the inside out, the first that is neither here nor in the C library decides.
- */
+/* Called for frames from the innermost on. The first frame outside this file and the C library
+ * decides. */
 static _Unwind_Reason_Code look_at_frame(struct _Unwind_Context* frame, void* is_sanitizer) {
     Dl_info here;
     Dl_info caller;
@@ -103,8 +104,8 @@ static _Unwind_Reason_Code look_at_frame(struct _Unwind_Context* frame, void* is
     return _URC_END_OF_STACK;
 }
 
-/* The sanitizers' runtimes end the process when a call of their own fails: the C library's one for
- * the bounds of a new thread's stack, which allocates, for instance. */
+/* The sanitizers' runtimes end the process when one of their own calls fails, for example the C
+ * library's function for the bounds of a new thread's stack, which allocates. */
 static bool is_by_sanitizer(void) {
     bool is_sanitizer = false;
     ++aside;
@@ -118,7 +119,7 @@ static bool is_by_sanitizer(void) {
 }
 #endif
 
-/* Whether this call is to fail; errno is set then. */
+/* Whether this call must fail; sets errno if so. */
 static bool fails(enum kind kind) {
     if (atomic_load_explicit(&state.active, memory_order_relaxed) == 0 || aside != 0 ||
         is_by_sanitizer()) {
@@ -155,8 +156,8 @@ __attribute__((constructor)) static void choose(void) {
 
 #define EXPORT __attribute__((visibility("default")))
 
-/* The next definition of the function that is being replaced. The allocator of the pools may have
- * come with a library that was loaded later, where a plain look-up does not reach it. */
+/* The next definition of the replaced function. A library that was loaded later may have brought
+ * the pools' allocator, which a plain look-up does not find. */
 static void* next(const char* name) {
     ++aside;
     void* found = dlsym(RTLD_NEXT, name);
@@ -218,7 +219,7 @@ EXPORT void fault_counts(void (*visit)(const char* kind, unsigned long count)) {
 
 /* ---- memory ---------------------------------------------------------------------------------- */
 
-/* Whose memory the system takes back, and nobody has to give. */
+/* A forked child's memory is freed by the system, so it is not accounted. */
 static bool is_child;
 
 static void note_child(void) {
@@ -235,7 +236,7 @@ static void account_mapped(long long bytes) {
     }
 }
 
-/* The address sanitizer finds leaks by itself, and is not to be asked for sizes while it starts. */
+/* The address sanitizer finds leaks by itself, and must not be asked for sizes while it starts. */
 #ifdef QZ_SANITIZED
 static void account(long long bytes, int blocks) {
     (void)bytes;
@@ -277,8 +278,8 @@ static void given(void* block) {
 #define POINTER(name) __typeof__(&name) name;
 static struct { ALLOCATOR(POINTER) } allocator;
 
-/* All at once and at the first allocation: dlerror allocates, and a look-up in the midst of it
- * would free the text that it is about to write to. */
+/* Looks up all functions at the first allocation: dlerror allocates, and a look-up during dlerror
+ * would free the text that dlerror is about to write to. */
 #define FIND(name) allocator.name = (__typeof__(&name))next(#name);
 static void find_allocator(void) {
     if (allocator.malloc == NULL) {
@@ -335,7 +336,7 @@ EXPORT int posix_memalign(void** block, size_t alignment, size_t size) {
 EXPORT void free(void* block) {
     static bool looked_up;
     static __typeof__(&free) real;
-    if (!looked_up) { /* looking it up may free what an earlier look-up left */
+    if (!looked_up) { /* a look-up may free memory of an earlier look-up */
         looked_up = true;
         real = (__typeof__(&free))next("free");
     }
@@ -348,7 +349,7 @@ EXPORT void free(void* block) {
     errno = error;
 }
 
-/* rml::pool_realloc, pool_free and pool_msize; pools allocate by the first of them. */
+/* rml::pool_realloc, pool_free and pool_msize; pools allocate with pool_realloc. */
 void* _ZN3rml12pool_reallocEPNS_10MemoryPoolEPvm(void* pool, void* block, size_t size);
 bool _ZN3rml9pool_freeEPNS_10MemoryPoolEPv(void* pool, void* block);
 size_t _ZN3rml10pool_msizeEPNS_10MemoryPoolEPv(void* pool, void* block);
@@ -398,7 +399,7 @@ NEW(_ZnwmRKSt9nothrow_t, (size_t size, const void* tag), (size, tag), return NUL
 NEW(_ZnamRKSt9nothrow_t, (size_t size, const void* tag), (size, tag), return NULL)
 #endif
 
-/* The allocator of the pools keeps stocks, whose size is its own business. */
+/* Whether the caller is the pools' allocator, whose reserves of memory are not accounted. */
 static bool is_stock(const void* caller) {
     Dl_info info;
     return dladdr(caller, &info) != 0 && strstr(info.dli_fname, "libtbbmalloc") != NULL;
@@ -502,7 +503,7 @@ CALL(load, NULL, void*, dlopen, (const char* path, int flags), (path, flags))
 /* ---- calls that do something else as well ------------------------------------------------------
  */
 
-/* A short transfer, when the error is 0. */
+/* If the error is 0, the call transfers only a part. */
 #define TRANSFER(kind, name, parameters, whole, half) \
     EXPORT ssize_t name parameters {                  \
         REAL(name)                                    \
@@ -523,7 +524,7 @@ TRANSFER(write, pwrite, (int file, const void* from, size_t size, off_t at), (fi
 TRANSFER(write, writev, (int file, const struct iovec* parts, int count), (file, parts, count),
          (file, parts, 1))
 
-/* Interrupted at once: all of the time is left. */
+/* The sleep is interrupted at once, with all of its time left. */
 #define SLEEP(name, parameters, arguments, failure) \
     EXPORT int name parameters {                    \
         REAL(name)                                  \
@@ -556,8 +557,8 @@ CLOSE(close, int, -1)
 CLOSE(closedir, DIR*, -1)
 CLOSE(fclose, FILE*, EOF)
 
-/* Of a file in memory without a name, which is how the library knows descriptors that it holds
- * back, the system can always tell. */
+/* Never fails for a file in memory without a name: the system always knows its status, and the
+ * library recognises its reserved descriptors by it. */
 EXPORT int fstat(int file, struct stat* status) {
     REAL(fstat)
     const int result = real(file, status);
@@ -565,8 +566,8 @@ EXPORT int fstat(int file, struct stat* status) {
     return !is_nameless && fails(k_stat) ? -1 : result;
 }
 
-/* Which debugging information is installed differs from machine to machine, and that of the C
- * library alone takes thousands of allocations to read. */
+/* Installed debugging information is ignored: it differs between machines, and reading that of the
+ * C library takes thousands of allocations. */
 static bool is_installed_debug_file(const char* path) {
     static const char kFolder[] = "/usr/lib/debug/";
     return strncmp(path, kFolder, sizeof kFolder - 1) == 0;
@@ -589,7 +590,7 @@ OPEN(open, (const char* path, int flags, ...), (path, flags, mode))
 OPEN(open64, (const char* path, int flags, ...), (path, flags, mode))
 OPEN(openat, (int at, const char* path, int flags, ...), (at, path, flags, mode))
 
-/* The same, as checked builds call them. */
+/* The names that fortified builds call. */
 EXPORT int __open_2(const char* path, int flags) {
     return open(path, flags);
 }
@@ -597,7 +598,7 @@ EXPORT int __openat_2(int at, const char* path, int flags) {
     return openat(at, path, flags);
 }
 
-/* Locks, and descriptors that are doubled; the rest is never counted. */
+/* Counts locks and duplicated descriptors; other commands are not counted. */
 EXPORT int fcntl(int file, int command, ...) {
     REAL(fcntl)
     va_list rest;

@@ -1,5 +1,5 @@
-// Streams: what was written to a file that is replaced is all there or not at all, and what was
-// read is what was in the file.
+// Streams: a replaced file has all that was written or nothing of it, and reading gives the file's
+// contents.
 #include "driver.h"
 
 #include "IO/FileStream.h"

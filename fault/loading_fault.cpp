@@ -1,5 +1,5 @@
-// Loading and unloading: the loader may refuse, but nothing ends the process; what could not be
-// made is null, and the next load works.
+// Loading and unloading: the loader may refuse, but nothing ends the process; objects that could
+// not be made are null, and the next load works.
 #include "driver.h"
 
 #include <dlfcn.h>
@@ -11,8 +11,8 @@ T* find(void* library, const char* name) {
     return static_cast<T*>(dlsym(library, name));
 }
 
-// After a failure loading works again; but a loader that had no memory for its own work may never
-// unload the library any more.
+// After a failure loading must work again. But a loader that had no memory for its own work may
+// never unload the library again.
 void loadAgain() {
     const Aside aside;
     void* const library = dlopen(QZ_LIBRARY, RTLD_NOW | RTLD_LOCAL);

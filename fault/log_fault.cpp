@@ -1,4 +1,4 @@
-// The log: every message is in the file, whole and in order, or counted as lost there.
+// The log: every message is in the file, complete and in order, or the file counts it as lost.
 #include "driver.h"
 
 #define QZ_LOG_NO_SHORT_NAMES
@@ -12,7 +12,7 @@
 namespace {
 
 constexpr char kModule[] = "FAULT";
-constexpr int kMessages = 40; // a pass
+constexpr int kMessages = 40; // in a run
 
 int sent = 0;
 bool started = false;
@@ -48,7 +48,7 @@ void readAlong() {
     }
 }
 
-// What the file accounts for: whole messages, and those that it says were lost.
+// Messages that the file accounts for: complete ones, and those that it counts as lost.
 struct Account {
     int written = 0, lost = 0, last = 0;
 
@@ -101,7 +101,7 @@ void work() {
     }
 }
 
-// An output that could not be opened is silently absent; its file may have been made.
+// An output that could not be opened is missing without a message; its file may have been made.
 void finish() {
     send();
     qz_log_stop();

@@ -1,4 +1,4 @@
-// Lua: what runs out of memory raises or throws as the headers say, and states stay usable.
+// Lua: calls that run out of memory raise or throw as the headers say, and states stay usable.
 #include "driver.h"
 
 #include "Lua/Config.h"
@@ -33,7 +33,7 @@ private:
     char room_[4096] = {};
 };
 
-// What scripts do with their libraries.
+// Calls of the script libraries.
 constexpr char kScript[] =
     "if log then print(1, {}, 'x') log.info('%d %s', 1, 'y') end\n" // Lua's own print would print
     "local f = io.open('script.txt', 'w') if f then f:write('a\\nb', 1) f:close() end\n"
@@ -42,7 +42,7 @@ constexpr char kScript[] =
     "lfs.locations() lfs.normpath('a//b') os.remove('none') loadfile('none.lua')\n"
     "pcall(require, 'no.module')";
 
-// What a loader does, for the case that one step fails and the host goes on.
+// The steps of a loader; one of them fails and the host continues.
 const std::string kName(100, 'n'), kText(1000, 'x');
 std::string found;
 constexpr void (*kSteps[])(Lua::Loader&) = {
@@ -58,7 +58,7 @@ constexpr void (*kSteps[])(Lua::Loader&) = {
     [](Lua::Loader& loader) { loader.nextSubtable(found); },
 };
 
-// Calls with the whole library as scripts do, where Lua errors are welcome.
+// Calls the function like a script, in protected mode, where it may raise Lua errors.
 bool protectedly(lua_State* state, lua_CFunction function, const char* what) {
     const int top = lua_gettop(state);
     const int status = lua_cpcall(state, function, nullptr);

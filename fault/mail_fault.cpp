@@ -1,5 +1,5 @@
-// Messages: whole or empty, delivered to whoever is registered; parts of chains are all there or
-// null, and then nothing was consumed.
+// Messages: they are complete or empty, and delivered to registered mailboxes; parts of chains are
+// complete, or null and then nothing was consumed.
 #include "driver.h"
 
 #include "Mail/Chunk.h"

@@ -1,4 +1,5 @@
-// Files as memory: all of the bytes or an error; an image replaces its file or leaves it alone.
+// Files as memory: mapping gives all bytes or an error; an image replaces its file or leaves it
+// alone.
 #include "driver.h"
 
 #include "Shm/MappedFile.h"
@@ -12,7 +13,7 @@ constexpr char kImage[] = "image";
 constexpr int kSize = 100000;
 const std::string kOld(70000, 'o');
 
-// An error, or bad_alloc if there is no memory for its message.
+// The call may throw its error, or bad_alloc if there is no memory for the error's message.
 template<class Function>
 void stepOrReport(const char* what, Function function) {
     stepOrThrow<misc::error>(what, [&] { stepOrThrow<std::bad_alloc>(what, function); });

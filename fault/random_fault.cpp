@@ -1,4 +1,4 @@
-// Random numbers: tables are whole and always the same, or not there.
+// Random numbers: tables are complete and always the same, or do not exist.
 #include "driver.h"
 
 #include "Globals.h"

@@ -1,5 +1,5 @@
-// Saving, loading and states: a file is the old one or the new one, what could not be read left the
-// objects as the headers say, and nobody is left behind.
+// Saving, loading and states: a file is the old one or the new one, failed reading leaves the
+// objects as the headers say, and no object leaks.
 #include "driver.h"
 
 #include "IO/FileStream.h"
@@ -115,7 +115,7 @@ std::string look(const CommonBufferizer& states) {
     return text;
 }
 
-// One state, told to the watcher; a failure anywhere leaves both where they were.
+// Sends one state to the watcher; after any failure both are unchanged.
 void tell(CommonBufferizer& source, CommonBufferizer& watcher) {
     const std::uint32_t last = source.getNumber();
     const std::uint32_t number = source.captureMarked();
@@ -140,7 +140,7 @@ void tell(CommonBufferizer& source, CommonBufferizer& watcher) {
     }
 }
 
-// Objects that come, change and go, and a watcher who begins anew.
+// Objects are added, changed and removed, and a watcher starts anew.
 void watch() {
     CommonBufferizer source, watcher(*factories);
     for (std::uint32_t number = 1; number <= world.size(); ++number) {

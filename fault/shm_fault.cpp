@@ -1,5 +1,5 @@
-// Rings: texts are read as they were written, in order; names can be used again after a failure and
-// are gone with their last user.
+// Rings: texts are read as they were written, in order; names can be used again after a failure,
+// and are removed with their last user.
 #include "driver.h"
 
 #include "Shm/RingBuffer.h"

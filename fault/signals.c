@@ -1,5 +1,5 @@
-/* Preloaded into a program, interrupts its calls a thousand times a second, as another library's
- * timer with a handler of its own would: without SA_RESTART. */
+/* Preloaded into a program, interrupts its calls a thousand times a second, like another library's
+ * timer whose handler has no SA_RESTART. */
 #include <signal.h>
 #include <string.h>
 #include <sys/time.h>

@@ -1,4 +1,4 @@
-// Tasks: each one that was added runs once, or a line of the log says that it will not.
+// Tasks: each added task runs once, or a line of the log says that it will not.
 #include "driver.h"
 
 #include "Tasks/TaskManager.h"
@@ -27,7 +27,7 @@ int errorLines() {
     return lines;
 }
 
-// Serial and independent tasks end some time; main-thread tasks are run here.
+// Waits for serial and independent tasks, and runs main-thread tasks.
 void await(int added, int linesBefore) {
     for (int i = 0; i < 1000 && ran < added; ++i) {
         QZ_make_main_thread_task(1);
@@ -44,7 +44,7 @@ void await(int added, int linesBefore) {
 
 std::atomic<int> met{0};
 
-// Waits for the other one, for two seconds at most.
+// Waits for the other task, for two seconds at most.
 void meet(void*) {
     ++met;
     for (int i = 0; i < 2000 && met < 2; ++i) {
@@ -71,7 +71,7 @@ void work() {
     QZ_wait_all_serial_queues();
 }
 
-// Workers that could not be started have others in their place: two tasks run at once.
+// Workers that could not be started are replaced, so that two tasks can run at once.
 void finish() {
     const std::size_t queue = QZ_create_serial_queue("meeting");
     QZ_add_task(nullptr, meet);

@@ -1,4 +1,4 @@
-// Threads, semaphores, mutexes, the lock and the thread of the classes, the query thread.
+// Threads, semaphores, mutexes, Sync::Futex, Sync::Thread, PathfinderThread.
 #include "driver.h"
 
 #include "Core/Threads.h"
@@ -71,7 +71,7 @@ void prepare() {}
 void work() {
     startThreads();
     lock();
-    // A query that found no thread stays until a later call.
+    // A query for which no thread could be started stays until a later call.
     stepOrThrow<std::bad_alloc>("PathfinderThread", [] {
         PathfinderThread::instance()->addQuery([](void*) { ++answered; }, nullptr);
         ++queries;

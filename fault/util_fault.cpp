@@ -1,5 +1,5 @@
-// Arguments, variables, temporary files, strings, the pacing of frames, which no interruption
-// shortens, and what a program publishes.
+// Arguments, variables, temporary files, strings, the pacing of frames, which interruptions must
+// not shorten, and publishing.
 #include "driver.h"
 
 #include "Core/Clock.h"
@@ -68,7 +68,7 @@ void pace() {
     for (int i = 0; i < kFrames; ++i) {
         pacing.StartFrame();
     }
-    // Sleeps are cut to whole milliseconds.
+    // Sleeps are rounded down to whole milliseconds.
     holds(QZ_get_time() - start > kFrames * 0.004 - 0.001, "a frame that is too short");
 }
 

@@ -1,5 +1,5 @@
-// Files, directories, records: bytes that were reported as written are in the file, and those that
-// are in the file are read.
+// Files, directories, records: bytes reported as written are in the file, and reading gives the
+// bytes of the file.
 #include "driver.h"
 
 #include "VFS/Binary.h"
@@ -15,7 +15,8 @@ constexpr char kFile[] = "made/deep/file";
 char text[20000];
 char copy[sizeof text + 1];
 
-// Whether the file has the first bytes of the text, and nothing else if that is all of it.
+// Whether the file begins with the first `length` bytes of the text, and has nothing else if
+// `isAll`.
 bool begins(const char* path, std::size_t length, bool isAll) {
     const Aside aside;
     const std::string bytes = readFile(path);
@@ -31,7 +32,7 @@ void writeAndRead() {
         counted(begins(kFile, written, true), "bytes that VFS_write counted");
     }
     if (VFS_File* const file = VFS_open_append(kFile); step(file != nullptr, "VFS_open_append")) {
-        // A file whose end cannot be found is opened all the same.
+        // A file is opened even if its end cannot be found.
         if (step(VFS_tell(file) == VFS_getsize(file) && VFS_tell(file) != 0, "finding the end")) {
             step(VFS_put_string(file, "tail", 4) == 4 && VFS_put_uint32(file, 7) == 4, "VFS_put");
         }

@@ -1,6 +1,6 @@
-// Any bytes as an archive: mounting it and reading from it end, with what was read or an error, and
-// leave no file open. PhysicsFS and zlib are not instrumented; what is explored is the library's
-// own reading of archives, and one that brings those two down is a finding all the same.
+// Any bytes as an archive: mounting it and reading from it end with data or an error, and leave no
+// file open. PhysicsFS and zlib are not instrumented; the fuzzer explores the library's own reader
+// of archives. An archive that crashes PhysicsFS or zlib is also a finding.
 // tests/vfs/make_archives.py makes archives to start from.
 #include "require.h"
 
@@ -21,7 +21,7 @@
 
 namespace {
 
-// A file without a place on the disk.
+// A file that is only in memory.
 class UnnamedFile {
 public:
     UnnamedFile() : file_(memfd_create("archive", MFD_CLOEXEC)) { require(file_ >= 0); }
@@ -42,7 +42,7 @@ const UnnamedFile& archive() {
     return file;
 }
 
-// A stream reads the same, its last bytes first.
+// A stream must read the same bytes, also if it reads the last ones first.
 void readAsStream(const std::string& name, const void* bytes, std::uint64_t size) {
     io::MountedStream stream(name.c_str());
     std::string last(size / 2, 0);
@@ -64,7 +64,7 @@ void readAndFree(const std::string& name) {
     vfs_free_file_buffer(buffer);
 }
 
-// Reads the entries whose records can be seen in the bytes, wherever they are.
+// Reads the entries of all records found anywhere in the bytes.
 void readEntries(const std::string& bytes) {
     constexpr std::size_t kHeaderSize = 46;
     constexpr std::size_t kNameLength = 28;
@@ -76,7 +76,7 @@ void readEntries(const std::string& bytes) {
     }
 }
 
-// Folders of archives made to mislead may not be listed, and then not in part.
+// Listing a folder of a malicious archive may fail, but then lists nothing.
 void readListed(const std::string& folder, int depth) {
     std::vector<std::string> names;
     const auto add = [](void* context, const char* name) {
@@ -99,7 +99,8 @@ void readListed(const std::string& folder, int depth) {
 } // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    // The log looks where standard error leads when it starts; its lines would drown the fuzzer's.
+    // The log checks at its start where standard error leads. On the null device it echoes nothing,
+    // and does not hide the lines of the fuzzer.
     const int kept = dup(STDERR_FILENO);
     const int null = open("/dev/null", O_WRONLY | O_CLOEXEC);
     dup2(null, STDERR_FILENO);

@@ -1,5 +1,5 @@
-// Command lines, and the string and path helpers, on any text: nothing but the stated exception, no
-// token lost or made up, and the properties that callers build on.
+// Command lines, and the string and path helpers, on any text: no other exception than the stated
+// one, no token lost or invented, and the properties of the results that the headers state.
 #include "require.h"
 
 #include "Util/ConsoleArgs.h"
@@ -41,7 +41,7 @@ std::uint64_t valuesOf(const qz::ConsoleArgs& args, const Tokens& names) {
     return count;
 }
 
-// True unless the getter throws what it may throw, with the output untouched.
+// False if the getter throws its stated exception; it must then leave the output unchanged.
 template<class Number, class Get>
 bool reads(Number& out, Get get) {
     const Number before = out;
@@ -116,8 +116,8 @@ void checkPaths(const std::string& path) {
     require(inPlace == normal);
 }
 
-// Characters of three bytes are read in reverse, so that mapping twice undoes nothing; but in the
-// locale "C" only ASCII letters change.
+// Bit groups of three-byte characters are read in reverse order, so mapping a text twice does not
+// restore it. In the locale "C" only ASCII letters change.
 void checkText(const std::string& text) {
     const std::string lower = qz::toLower(text), upper = qz::toUpper(text);
     require(lower.size() <= 3 * text.size() && upper.size() == lower.size());
@@ -129,7 +129,7 @@ void checkText(const std::string& text) {
 
 } // namespace
 
-// The input: a count to remove, and tokens between line breaks, which as a whole are the text.
+// The input: a count to remove, and tokens between line breaks; all tokens together are the text.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t length) {
     if (length == 0) {
         return 0;

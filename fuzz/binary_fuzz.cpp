@@ -1,5 +1,5 @@
-// Any bytes as a file of records: the readers end, stay within their buffers, only go forwards, and
-// read what the writers write.
+// Any bytes as a file of records: the readers end, stay within their buffers, only move forwards,
+// and read what the writers write.
 #include "require.h"
 
 #include "VFS/Binary.h"
@@ -70,7 +70,7 @@ void checkString(MemoryFile& in, std::size_t size) {
 
 } // namespace
 
-// The input: a byte for each item, what it is and the room for it; 0xFF; and the file.
+// The input: a byte for each item, with its type and its room; 0xFF; and the file.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t length) {
     const std::uint8_t* const end = data + length;
     const std::uint8_t* const contents = std::find(data, end, 0xFF);

@@ -1,5 +1,5 @@
-// Any bytes as messages of a state: reading ends with an error, and what was read can be written
-// and comes back, whole and beside a base line.
+// Any bytes as messages of a state: reading ends with an error or a state. A state that was read
+// can be written and read again, whole and against a base line.
 #include "require.h"
 #include "state_message.h"
 
@@ -61,7 +61,7 @@ std::vector<Mail::Message> write(World& world, std::uint32_t number, const Basel
     return writing.getMessages(1);
 }
 
-// Whether it is a state that is what was sent.
+// Whether the messages make a valid state; if so, it is in `world` and `base`.
 bool read(const std::vector<Mail::Message>& messages, World& world, Baseline& base) {
     StateParts parts;
     for (const Mail::Message& message : messages) {
@@ -89,8 +89,8 @@ World someWorld() {
 
 } // namespace
 
-// The input: whether it is messages as they are, a whole state or one beside a base line, and then
-// that.
+// The input: a byte that chooses a raw message, a whole state or a state against a base line, and
+// then its bytes.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t length) {
     if (length == 0) {
         return 0;

@@ -1,6 +1,6 @@
-// Any bits as a state of objects, whole or beside a base line. With a wrong sum it is refused, and
-// the objects are as they were. With the sum that it should have had it is read, what the watcher
-// has is what another one reads from it, and the next state is read as well.
+// Any bits as a state of objects, whole or against a base line. With a wrong sum it is refused, and
+// the objects do not change. With its right sum it is read, another watcher can read the result
+// from this one, and the next state can be read too.
 #include "require.h"
 #include "state_message.h"
 
@@ -64,7 +64,7 @@ bool read(CommonBufferizer& states, const std::vector<Mail::Message>& messages) 
     return parts.isComplete() && states.read(parts);
 }
 
-// What the objects are: as many bytes as a whole state of them.
+// The values of all objects, as the bytes of a whole state.
 std::string look(CommonBufferizer& states) {
     std::string text;
     for (std::uint32_t number = 1; number <= 40; ++number) {
@@ -103,7 +103,7 @@ Common::FactoryManager* theFactories() {
     return factories;
 }
 
-// The sum that a state should have had, from the error; 0 if something else is wrong with it.
+// The right sum of a refused state, from the error; 0 if the state was refused for another reason.
 std::uint32_t sumOf(const std::string& error) {
     constexpr std::string_view kBefore = "a state that is not what was sent: its sum is ";
     return error.starts_with(kBefore)
@@ -111,7 +111,7 @@ std::uint32_t sumOf(const std::string& error) {
                : 0;
 }
 
-// Reads the state with its right sum, and what comes of it by way of another watcher.
+// Reads the state with its right sum, and then passes it on to another watcher.
 void readRepaired(CommonBufferizer& watcher, const Mail::Message& message) {
     require(read(watcher, {message}) && watcher.getNumber() == 2);
     CommonBufferizer other(*theFactories(), {.objects = 1000});

@@ -1,6 +1,6 @@
-// Configuration texts: parse, walk, save, parse again, the same tree. Then the input's bytes choose
-// changes, and what saveEdited makes of the text must say what the tree says. The same bytes are a
-// path; a reader of settings is asked for it.
+// Configuration texts: a text is parsed, walked, saved and parsed again, and must give the same
+// tree. Then the input's bytes choose changes, and the text of saveEdited must have the tree's
+// contents. The same bytes are used as a path for a reader of settings.
 #include "require.h"
 
 #include "Config/ConfigParser.h"
@@ -65,7 +65,7 @@ bool save(ConfigParser& parser, Save how, std::string& text) {
     return true;
 }
 
-// Line feeds stand for ends of lines only: in saved strings they are escaped.
+// All line feeds are ends of lines, because saved strings have escaped line feeds.
 std::string withCrLf(const std::string& text) {
     std::string result;
     for (const char character : text) {
@@ -97,7 +97,7 @@ void insert(iterator position, std::uint8_t choice) {
     }
 }
 
-// Walks into entries and along them as the bytes say, and changes some.
+// Walks into entries and along them, and changes some, as the bytes choose.
 void change(ConfigParser& parser, const std::uint8_t* bytes, std::size_t count) {
     iterator entry = parser.begin();
     for (; count > 0; --count, ++bytes) {
@@ -131,7 +131,7 @@ void change(ConfigParser& parser, const std::uint8_t* bytes, std::size_t count) 
     }
 }
 
-// Lines never go back from one entry to the next.
+// The line of an entry is never before that of the preceding entry.
 void requireLinesAscend(iterator entry, int& last) {
     for (; !entry.isEnd(); ++entry) {
         require(entry.line() >= last);
@@ -175,7 +175,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     std::string text;
     require(save(parser, &ConfigParser::saveEdited, text) && text == source);
-    if (save(parser, &ConfigParser::save, text)) { // else a real is not finite
+    if (save(parser, &ConfigParser::save, text)) { // fails if a real is not finite
         requireReadable(parser, withCrLf(text));
     }
     int line = 1;

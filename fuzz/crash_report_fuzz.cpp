@@ -1,4 +1,4 @@
-// Any bytes as a crash report: retracing ends, and every line of it is in the copy.
+// Any bytes as a crash report: retracing ends, and the copy has every line of the report.
 #include "require.h"
 
 #include "Core/CrashReport.h"
@@ -15,7 +15,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// A folder of this process's own, so that several can run.
+// A folder for this process only, so that several can run.
 const fs::path& folder() {
     static const fs::path path = [] {
         std::string name = (fs::temp_directory_path() / "qz-crash-fuzz-XXXXXX").string();
@@ -31,7 +31,7 @@ std::string read(const fs::path& path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-// A last line without its end gets one.
+// Counts a last line without line feed too, because the copy ends it.
 std::ptrdiff_t linesOf(const std::string& text) {
     return std::count(text.begin(), text.end(), '\n') +
            (!text.empty() && text.back() != '\n' ? 1 : 0);

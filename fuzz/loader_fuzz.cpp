@@ -1,6 +1,6 @@
-// The table loader over random tables and random calls, in any order: what begins need not end,
-// what ends need not have begun, and the tables hold cycles, values of all types, and metatables
-// whose functions raise errors. After any exception stack and path are as before.
+// The table loader over random tables with random calls, in any order: begin and end need not
+// match. The tables have cycles, values of all types, and metatables whose functions raise errors.
+// After any exception stack and path must be as before.
 #include "require.h"
 
 #include "Lua/Loader.h"
@@ -15,7 +15,7 @@
 
 namespace {
 
-// The input; zeros when it is used up.
+// Reads the input; returns zeros at its end.
 class Bytes {
 public:
     Bytes(const std::uint8_t* data, std::size_t size) : next_(data), end_(data + size) {}
@@ -28,7 +28,7 @@ private:
     const std::uint8_t* end_;
 };
 
-// Few keys, so that they are met again; with dots and null bytes among them.
+// Few keys, so that the calls find them; some have dots and null bytes.
 const std::string kNames[] = {"a", "b", "a.b", "", std::string("a\0b", 3), "METATABLE"};
 
 Lua::Key keyOf(std::uint8_t byte) {
@@ -61,7 +61,7 @@ constexpr lua_CFunction kMetamethods[] = {raise, raiseTable, erase};
 
 constexpr int kTables = 8;
 
-// The tables lie at indices 1 to kTables meanwhile.
+// The tables must be at indices 1 to kTables.
 void pushValue(lua_State* state, Bytes& bytes) {
     static constexpr double kNumbers[] = {0, 1, -3.5, 1e300, 2147483648.0, 2.000000001};
     const std::uint8_t byte = bytes.take();
@@ -166,7 +166,7 @@ void callOne(Lua::Loader& loader, Bytes& bytes) {
     call(loader, keyOf(bytes.take()));
 }
 
-// What is on a stack, as far as values have identities.
+// The contents of a stack, for values that have identities.
 std::vector<const void*> identities(lua_State* state) {
     std::vector<const void*> values;
     for (int i = 1; i <= lua_gettop(state); ++i) {

@@ -1,5 +1,6 @@
-// Any bytes as a Lua chunk in a file: an error or a function, one value on the stack, and never
-// more memory than the file's length explains. What loads is not run: a script may loop for ever.
+// Any bytes as a Lua chunk in a file: loading gives an error or a function, pushes one value, and
+// uses memory in proportion to the file's length. The function is not called, because it may loop
+// for ever.
 #include "require.h"
 
 #include "Lua/State.h"

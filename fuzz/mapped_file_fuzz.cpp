@@ -1,5 +1,5 @@
-// Any bytes as a mapped file: its lines are those that the plainest search finds, and changes to a
-// copy stay in memory.
+// Any bytes as a mapped file: its lines are those that a simple search finds, and changes to a copy
+// stay in memory.
 #include "require.h"
 
 #include "Shm/MappedFile.h"
@@ -16,7 +16,7 @@ namespace {
 
 constexpr char kBreaks[] = "\r\n";
 
-// A file of this process's own, for as long as it runs.
+// A file for this process only, removed at its end.
 class Sample {
 public:
     Sample()

@@ -1,5 +1,5 @@
-// Any bytes as a message, read in any way: readers end, stay within the message, and read what a
-// plain string of bits would give.
+// Any bytes as a message, read in any way: readers end, stay within the message, and read the same
+// as from a simple string of bits.
 #include "require.h"
 
 #include "Mail/Stream.h"
@@ -48,7 +48,7 @@ private:
     std::size_t position_ = 0;
 };
 
-// Written by several writers, so that chunks end anywhere.
+// Several writers write the message, so that its chunks end anywhere.
 Mail::Message messageOf(const Input& input) {
     const Mail::Message message(1);
     std::size_t done = 0, turn = 0;
@@ -106,7 +106,7 @@ void readFields(const Input& input) {
     }
 }
 
-// What a byte reader should have left to read.
+// The bytes that a byte reader should still have to read.
 class Expected {
 public:
     void add(const Bytes& bytes) { left_.insert(left_.end(), bytes.begin(), bytes.end()); }

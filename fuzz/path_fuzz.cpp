@@ -1,5 +1,5 @@
-// The path functions on any text and any room: no byte past the size (the buffers are exactly as
-// large as they are said to be), always terminated, and the properties that callers build on.
+// The path functions on any text and any size: no byte past the size (the buffers have exactly the
+// given size), always a terminator, and the properties of the results that the header states.
 #include "require.h"
 
 #include "VFS/Paths.h"
@@ -77,7 +77,7 @@ void checkJoin(const std::string& base, const std::string& relative, std::size_t
 
 } // namespace
 
-// The input: a byte for the room, then two texts with a null byte between them.
+// The input: a byte for the size, then two texts with a null byte between them.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t length) {
     if (length == 0) {
         return 0;

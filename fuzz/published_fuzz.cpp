@@ -1,5 +1,5 @@
-// What a program publishes, written by somebody who means harm: it is read within its bounds, every
-// call ends, and what is shown has 80 columns and moves no cursor.
+// A published block written by a malicious program: the reader stays within its bounds, every call
+// ends, and the picture has 80 columns and does not move the cursor.
 #include "require.h"
 
 #include "failure.h"
@@ -34,7 +34,7 @@ private:
     std::size_t size_;
 };
 
-// As a program makes it; on the heap, so that the sanitizer sees a byte too far.
+// A block as a program makes it; on the heap, so that the sanitizer detects overruns.
 struct Block {
     std::unique_ptr<util::PublishedBlock> block = std::make_unique<util::PublishedBlock>();
     CRingBuffer log;
@@ -46,7 +46,7 @@ struct Block {
 
     char* bytes() const { return reinterpret_cast<char*>(block.get()); }
 
-    // Mostly where something of meaning stands.
+    // Mostly writes to places that have a meaning.
     void scribble(Input& input) {
         constexpr std::size_t kSnapshotEnd = offsetof(util::PublishedBlock, log);
         const auto place = input.take<std::uint16_t>() % (kSnapshotEnd + 256);

@@ -1,4 +1,4 @@
-// What a fuzz target expects: a breach of it is a finding.
+// Checks an expectation of a fuzz target; a failed check is a finding.
 #pragma once
 
 #include <cstdlib>

@@ -1,5 +1,5 @@
-// A block of shared memory in which another party writes what it likes, at any time: nothing
-// outside of it is touched, and every call ends.
+// A block of shared memory into which another process may write anything at any time: nothing
+// outside the block is accessed, and every call ends.
 #include "Shm/RingBuffer.h"
 
 #include <algorithm>
@@ -42,7 +42,7 @@ private:
     std::size_t size_;
 };
 
-// Exactly as large as it says, so that the sanitizer sees a byte too far.
+// Allocated with exactly its size, so that the sanitizer detects overruns.
 class Block {
 public:
     explicit Block(Input& input) : size_(64 + input.byte() * 4U), bytes_(new char[size_]()) {

@@ -1,5 +1,5 @@
-// Any bytes as a file of saved objects: loading ends with an error or with a graph that is the same
-// after it was saved and loaded again; and every object that was made goes again.
+// Any bytes as a file of saved objects: loading ends with an error, or with a graph that is the
+// same after it is saved and loaded again; and every object that was made is destroyed.
 #include "require.h"
 
 #include "Core/Hash.h"
@@ -33,7 +33,7 @@ public:
         serializer.transferSince(2, "others", others_);
     }
 
-    // Cycles would keep each other.
+    // Clears the references, because objects in a cycle would keep each other alive.
     void letGo() {
         next_ = {};
         others_.clear();
@@ -85,7 +85,7 @@ void append(std::string& bytes, T value) {
     }
 }
 
-// With a header and a sum that are right.
+// Adds a valid header and sum.
 std::string fileOf(const std::string& body) {
     std::string file("\x89QZO\r\n\x1A\1", 8);
     append(file, std::uint64_t{body.size()});
@@ -123,13 +123,13 @@ std::string save(World& world) {
 
 } // namespace
 
-// Objects of unknown classes that refer to each other in a circle keep each other, and nobody may
-// have a reference to one of them.
+// Objects of unknown classes that refer to each other in a cycle keep each other alive, and the
+// target may have no reference with which to free them.
 extern "C" const char* __lsan_default_suppressions() {
     return "leak:makeObject";
 }
 
-// The input: whether it is a whole file or what is in one, and then that.
+// The input: a byte that chooses a whole file or only a file's body, and then its bytes.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t length) {
     if (length == 0) {
         return 0;

@@ -1,4 +1,4 @@
-// Any bits as a state, in a message whose header and sum are right.
+// Makes a message with any bits as its state, and with a valid header and sum.
 #pragma once
 
 #include "Core/Hash.h"
@@ -17,8 +17,8 @@ inline std::string bytesOf(const Mail::Message& message) {
     return bytes;
 }
 
-// A state of the sender of the message `known`: whole, or beside the state of that. Its own sum is
-// what is given, at first a wrong one.
+// A state of the sender of the message `known`: whole, or as changes against the state in `known`.
+// The sum of the state is `sum`, by default a wrong one.
 inline Mail::Message stateMessage(std::uint32_t number, const std::string& known, bool isWhole,
                                   const std::string& bits, std::uint32_t sum = 0x12345678) {
     std::string bytes("QZB\3", 4);

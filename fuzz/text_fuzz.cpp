@@ -10,7 +10,7 @@
 
 namespace {
 
-// Reading character by character covers the text, each step forward and none past its end.
+// Reading character by character covers the text; each step goes forward and none past the end.
 void walk(const std::string& text) {
     const char* position = text.data();
     const char* end = position + text.size();
