@@ -54,21 +54,21 @@ key() {
         "$PHYSFS_VERSION" "$ICONV_VERSION" "${COMPILER_VERSION%%-*}" "${checksum:0:10}"
 }
 
-# apt-get with package lists of its own, made from the machine's sources with only the type changed:
-# proxies, keys and signature checks are the machine's, and its configuration stays as it is.
+# Runs apt-get with separate package lists, made from the machine's sources with only the type changed.
+# Proxies, keys and signature checks are the machine's, and its configuration is not changed.
 source_apt() {
     apt-get -q -o Acquire::Retries=3 -o Dir::State::Lists="$WORK/apt/lists" \
         -o Dir::Cache="$WORK/apt/cache" -o Dir::Etc::SourceList="$WORK/apt/sources.list" \
         -o Dir::Etc::SourceParts="$WORK/apt/sources.list.d" "$@"
 }
 
-# The addresses of Debian's own archive among the machine's sources, by what their signed index says.
+# Prints those of the machine's sources whose signed index says that they are Debian's own archive.
 debian_archives() {
     # shellcheck disable=SC2016 # apt's own variables
     apt-get "$@" indextargets --format '$(REPO_URI)' 'Created-By: Packages' 'Origin: Debian' | sort -u
 }
 
-# A machine that never updated its lists, or threw them away, cannot tell; ask the archives then.
+# A machine that never updated its lists, or removed them, has no index; then the archives are asked.
 debian_archives_or_update() {
     local private=(-o "Dir::State::Lists=$WORK/apt/binary-lists")
     debian_archives | grep . || {
@@ -92,7 +92,7 @@ write_source_lists() {
 }
 
 # fetch_debian_source <package> <version>: unpacks it, with Debian's patches, to $WORK/<package>.
-# The archive drops a version when a newer one comes; then the newest is the closest there is.
+# The archive removes a version when a newer one comes; then the newest version is fetched.
 fetch_debian_source() {
     mkdir -p "$WORK/download/$1"
     cd "$WORK/download/$1"
@@ -118,8 +118,8 @@ fetch_iconv() {
     tar -xzf "$ICONV_PACKAGE-$ICONV_VERSION.tgz" --strip-components=1
 }
 
-# By GCC, for which oneTBB has its lists of exports; and for Windows 7, which lacks a function that
-# oneTBB takes otherwise.
+# Built by GCC, for which oneTBB has its lists of exports, and for Windows 7, because oneTBB otherwise uses a
+# function that Windows 7 lacks.
 build_tbb() {
     QZ_WINDOWS_DEPS=$PREFIX cmake -S "$WORK/onetbb" -B "$WORK/onetbb/build" -G Ninja \
         -DCMAKE_TOOLCHAIN_FILE="$QZ_ROOT/cmake/toolchain-mingw-w64.cmake" \
@@ -128,12 +128,12 @@ build_tbb() {
         -DTBBMALLOC_BUILD=ON -DTBBMALLOC_PROXY_BUILD=OFF -DTBB_DISABLE_HWLOC_AUTOMATIC_SEARCH=ON
     cmake --build "$WORK/onetbb/build" -j "$QZ_JOBS"
     cmake --install "$WORK/onetbb/build" --strip
-    # It names this folder, which is about to be renamed; the CMake package finds itself.
+    # The .pc file names this folder, which will be renamed; the CMake package needs no fixed path.
     rm -rf "$PREFIX/lib/pkgconfig" "$PREFIX/share/doc"
     keep_licence onetbb "$WORK/onetbb/LICENSE.txt" "$WORK/onetbb/debian/copyright"
 }
 
-# Lua, PhysicsFS, zlib and libiconv, which bring no build that suits this target.
+# Lua, PhysicsFS, zlib and libiconv, which have no build files that suit this target.
 build_plain() {
     QZ_WINDOWS_DEPS=$PREFIX cmake -S "$QZ_ROOT/scripts/windows_deps" -B "$WORK/plain" -G Ninja \
         -DCMAKE_TOOLCHAIN_FILE="$QZ_ROOT/cmake/toolchain-windows.cmake" \
@@ -151,7 +151,7 @@ copy_runtime() {
     local name file
     for name in libstdc++-6.dll libgcc_s_seh-1.dll libwinpthread-1.dll; do
         file=$("$TRIPLET-g++-posix" -print-file-name="$name")
-        # The compiler knows its own folders only; the thread library stands in the target's.
+        # The compiler finds only its own files; the thread library is in the target's folder.
         [ -f "$file" ] || file=/usr/$TRIPLET/lib/$name
         # Nine tenths of the files are debugging information.
         "$TRIPLET-strip" -g -o "$PREFIX/bin/$name" "$file"
@@ -193,13 +193,13 @@ build_all() {
     local network="check the network and the machine's package sources, then try again"
     local report="the log says what; is a package of this machine half-installed?"
     mkdir -p "$CACHE"
-    # One builder at a time; another that waited finds the folder ready.
+    # One builder at a time; a builder that waited finds the folder ready.
     exec 9>"$CACHE/lock"
     flock 9
     ! ready || return 0
     find_versions || die "not all packages are there: run ./dev test --windows"
     KEY=$(key)
-    # What an interrupted build left; nobody else builds now.
+    # Remains of an interrupted build; no other build runs now.
     rm -rf "$CACHE"/building.*
     WORK=$(mktemp -d "$CACHE/building.XXXXXX")
     trap 'rm -rf "$WORK"' EXIT

@@ -1,4 +1,4 @@
-"""Logs a line from Python, through the library's C functions alone.
+"""Logs a line from Python, using only the library's C functions.
 
     python3 hello.py DIRECTORY
 

@@ -58,26 +58,26 @@ constexpr Command kCommands[] = {
     {"check", 1, kAnyNumber,
      "Usage: qz conf check [--lf] FILE ...\n"
      "\n"
-     "Says for each file that is no configuration what is wrong, in which line, at which offset\n"
-     "in bytes, and shows the spot. Exit code 1 if there is such a file. A comment that goes on\n"
-     "in the next line, because its own ends in a line feed alone, is only a warning.\n",
+     "For each file that is no valid configuration, prints what is wrong, the line and the offset\n"
+     "in bytes, and shows the place. Exit code 1 if there is such a file. A // comment that\n"
+     "continues in the next line, because its own ends in a bare line feed, is only a warning.\n",
      check},
     {"get", 2, 2,
      "Usage: qz conf get [--lf] FILE PATH\n"
      "\n"
-     "Prints a value: a text as it is, a block or a list as JSON. A path names entries, the first\n"
-     "of each name, and items of lists, counted from 0: graphics.colors.0.2\n",
+     "Prints a value: a text as it is, a block or a list as JSON. A path consists of names of\n"
+     "entries (the first of that name) and indices of list items from 0: graphics.colors.0.2\n",
      get},
     {"set", 3, 3,
      "Usage: qz conf set [--lf] [--string] FILE PATH VALUE\n"
      "\n"
      "Changes a value in place; comments, order and spelling of everything else stay. A value\n"
-     "keeps its type: what is an integer is set to integers only, true and false among them. An\n"
-     "entry that is missing is added, with the blocks around it, as an integer, a real or a text,\n"
-     "by what it looks like; the number after a list's last item adds one to it. Integers may be\n"
-     "hexadecimal, as in 0x20.\n"
+     "keeps its type: an integer can only be set to integers, which include true and false. A\n"
+     "missing entry is added, with the blocks around it, as an integer, a real or a text,\n"
+     "depending on the value's form. The index after a list's last item adds an item. Integers\n"
+     "may be hexadecimal, as in 0x20.\n"
      "\n"
-     "  --string   set a text, whatever the value looks like and whatever was there\n",
+     "  --string   set a text, whatever the form of the value and the type of the entry\n",
      set},
     {"fmt", 1, 1,
      "Usage: qz conf fmt [--lf] [--write] FILE\n"
@@ -90,7 +90,7 @@ constexpr Command kCommands[] = {
     {"fix-eol", 1, kAnyNumber,
      "Usage: qz conf fix-eol FILE ...\n"
      "\n"
-     "Has every line end in CR LF, as the language wants it. Line feeds within quoted text stay.\n",
+     "Makes every line end in CR LF, as the language requires. Line feeds in quoted text stay.\n",
      fixLineEnds},
     {"json", 1, 1,
      "Usage: qz conf json [--lf] FILE\n"
@@ -107,13 +107,13 @@ constexpr char kUsage[] =
     "  get FILE PATH         print a value\n"
     "  set FILE PATH VALUE   change a value, and nothing else\n"
     "  fmt FILE              print the file in the standard layout\n"
-    "  fix-eol FILE ...      have every line end in CR LF\n"
+    "  fix-eol FILE ...      make every line end in CR LF\n"
     "  json FILE             print the file as JSON\n"
     "\n"
     "  --lf                  lines may end in bare line feeds, and new ones do\n"
-    "  --help                about one command: qz conf <command> --help\n"
+    "  --help                usage of one command: qz conf <command> --help\n"
     "\n"
-    "Options stand before the operands; -- ends them. The file - is standard input; what would be\n"
+    "Options precede the operands; -- ends them. The file - is standard input; what would be\n"
     "written to it is printed.\n";
 
 // Returns false if the argument is no option.

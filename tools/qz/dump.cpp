@@ -12,20 +12,18 @@ namespace {
 constexpr char kUsage[] =
     "Usage: qz dump [options] FILE\n"
     "\n"
-    "Shows a file that Common::CommonSerializer has saved, without the classes of its objects: "
-    "the\n"
-    "number, class and version of each object, its values as bytes, for the file has no names and\n"
-    "types of them, and its references by the numbers of the objects. An object stands where it "
-    "is\n"
-    "referred to first. The file - is standard input.\n"
+    "Shows a file saved by Common::CommonSerializer without the program's classes: the number,\n"
+    "class and version of each object, its values, and its references by the numbers of the\n"
+    "objects. Values are shown as bytes, because the file has no names and types of values. An\n"
+    "object is printed where it is first referred to. The file - is standard input.\n"
     "\n"
-    "  --depth N   so many objects within each other (16); those deeper stand below the others\n"
-    "  --bytes N   so many bytes of each object (64)\n"
-    "  --json      everything, as one JSON object with a line for each object\n"
+    "  --depth N   nest at most N objects (16); deeper ones follow below the others\n"
+    "  --bytes N   show at most N bytes of each object (64)\n"
+    "  --json      print everything as one JSON object, with a line for each object\n"
     "\n"
-    "Files are refused as a whole: with their first mistake and, if the sum is right, the way to "
-    "it,\n"
-    "such as references[3].references[0]. They may have 1 GiB and 4,194,304 objects.\n";
+    "A file with a mistake is refused as a whole. The message names the first mistake and, if the\n"
+    "sum is right, the path to it, such as references[3].references[0]. A file may have 1 GiB and\n"
+    "4,194,304 objects.\n";
 
 // Columns of a line that terminals and people can follow.
 constexpr std::size_t kDeepest = 1000;

@@ -22,12 +22,12 @@ using Seconds = std::chrono::duration<double>;
 constexpr char kUsage[] =
     "Usage: qz top [options] NAME\n"
     "\n"
-    "Shows what a running program does that publishes itself: frames, tasks, watches and the last\n"
+    "Shows a running program that publishes itself: frames, tasks, watches and the last\n"
     "lines of its log, twice a second until Ctrl-C. When the program ends, the next one of that\n"
-    "name is shown. NAME.NUMBER takes one process only; qz log list names them.\n"
+    "name is shown. NAME.NUMBER means one process only; qz log list prints the numbers.\n"
     "\n"
-    "  --once             look once, and end\n"
-    "  --json             as JSON, a line each time\n"
+    "  --once             print once and end\n"
+    "  --json             print a line of JSON each time\n"
     "  --no-color         no colours\n"
     "  --timeout SECONDS  end after this time\n";
 
