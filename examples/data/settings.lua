@@ -5,7 +5,7 @@ script = "flock.lua"
 world = "archipelago.lua"
 
 flight = {
-    steps = 1100, -- in one run; the next run goes on from there
+    steps = 1100, -- in one run; the next run continues from there
 }
 
 picture = {

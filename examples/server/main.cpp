@@ -101,7 +101,7 @@ int main() {
         VFS_mkdir(directory.c_str());
         bt_retrace((directory + "/").c_str());
         bt_init((directory + "/" + kProgram).c_str());
-        qz_publish(kProgram); // before the log, so that who follows it sees its beginning
+        qz_publish(kProgram); // before the log, so that followers see its beginning
         qz_log_start(directory.c_str(), kProgram);
         std::signal(SIGINT, onSignal);
         std::signal(SIGTERM, onSignal);
