@@ -18,7 +18,7 @@
 #endif
 
 // QZ_FOR_PROCESSOR: the function uses instructions that not every processor has.
-// QZ_UNCHECKED_READS: it reads on purpose what memory checkers take for a mistake.
+// QZ_UNCHECKED_READS: the function reads memory in a way that the sanitizers would report.
 #if defined(QZ_GNU_SYNTAX)
 #    define QZ_FOR_PROCESSOR(features) __attribute__((target(features)))
 #    define QZ_UNCHECKED_READS __attribute__((no_sanitize("address", "thread")))
@@ -29,13 +29,13 @@
 
 namespace platform {
 
-// Asks for the cache line at an address, which is about to be written to. Any address will do.
+// Fetches the cache line at an address for a write that follows soon. Any address is allowed.
 inline void prefetchForWriting(const void* address) {
 #if !defined(QZ_GNU_SYNTAX)
     _m_prefetchw(address);
 #elif defined(QZ_X64)
-    // The compilers' own hint fetches a line to read it; the write would then have to wait until
-    // the other processors have given up theirs.
+    // The compilers' own hint fetches the line for reading; the write would then still have to wait
+    // until the other processors have given up theirs.
     asm volatile("prefetchw (%0)" : : "r"(address));
 #else
     __builtin_prefetch(address, 1);
@@ -43,7 +43,7 @@ inline void prefetchForWriting(const void* address) {
 }
 
 #if defined(QZ_X64)
-// The processor's one instruction for a run of bytes.
+// Copies forward with the processor's string instruction.
 inline void moveBytes(char* to, const char* from, std::size_t count) {
 #    if defined(QZ_GNU_SYNTAX)
     asm volatile("rep movsb" : "+D"(to), "+S"(from), "+c"(count) : : "memory");
@@ -66,7 +66,7 @@ inline std::uint32_t processorFeatures() {
 #    endif
 }
 
-// Which registers the system saves: XCR0. Only where the features say that there is such a word.
+// XCR0: which registers the system saves. Only where processorFeatures() has the OSXSAVE bit.
 inline std::uint64_t savedRegisters() {
 #    if defined(QZ_GNU_SYNTAX)
     std::uint32_t low = 0, high = 0;

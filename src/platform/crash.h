@@ -1,6 +1,6 @@
-// Faults that end the process, and what may be asked while it dies. What a fault function calls of
-// this header, and of platform/symbols.h what says so there, allocates nothing and waits for
-// nobody.
+// Faults that end the process, and the functions that help to report them. A fault function may
+// call walkStack, faultText, systemTime and what platform/symbols.h allows it: they take no memory
+// from the heap themselves and wait for nobody.
 #pragma once
 
 #include <cstddef>
@@ -8,7 +8,7 @@
 
 namespace platform {
 
-// Numbers as Windows has them; those of the other system's signals are mapped to them.
+// Windows's numbers. On Linux the signals are mapped to them.
 namespace fault_code {
 inline constexpr std::uint32_t kGuardPage = 0x80000001;
 inline constexpr std::uint32_t kDatatypeMisalignment = 0x80000002;
@@ -33,39 +33,39 @@ inline constexpr std::uint32_t kIntDivideByZero = 0xC0000094;
 inline constexpr std::uint32_t kIntOverflow = 0xC0000095;
 inline constexpr std::uint32_t kPrivInstruction = 0xC0000096;
 inline constexpr std::uint32_t kStackOverflow = 0xC00000FD;
-inline constexpr std::uint32_t kAbort = 0x40000015; // what the system calls a fatal exit
+inline constexpr std::uint32_t kAbort = 0x40000015; // STATUS_FATAL_APP_EXIT
 } // namespace fault_code
 
 struct Fault {
     std::uint32_t code = 0;
     std::uintptr_t address = 0;   // of the instruction
-    void* registers = nullptr;    // the system's own record of them
+    void* registers = nullptr;    // the system's record of the thread's registers
     bool isJumpToNowhere = false; // the instruction could not be fetched
 };
 
 using FaultFunction = void (*)(const Fault& fault);
 using AnyFunction = void (*)();
 
-// From now on the function is called for each fault, by the thread that it happened to or, if that
-// one has no stack left, on behalf of it. Then whoever was there before gets the fault, and is what
-// is returned; null if it was nobody.
+// Has the function called for each fault from now on, by the thread that faulted or, if that thread
+// has no stack left, by another on its behalf. The handler that was installed before gets the fault
+// next. Returns that handler, null if there was none.
 AnyFunction installFaultFunction(FaultFunction function);
 void removeFaultFunction();
 
 struct StackFrame {
     std::uintptr_t address = 0; // of an instruction
     std::uintptr_t frame = 0;
-    bool isReturnAddress = false; // it stands behind the call
+    bool isReturnAddress = false; // the address is that of the instruction after a call
 };
 
 // False ends the walk.
 using FrameFunction = bool (*)(void* context, const StackFrame& frame);
 
-// Calls back with each frame, the faulting one first; findSource works meanwhile. Does nothing if
-// the system's help cannot be had. One walk at a time.
+// Calls back with each frame, the faulting one first. findSource works only meanwhile. Calls
+// nothing if the system's unwinder cannot be used. One walk at a time.
 void walkStack(const Fault& fault, FrameFunction function, void* context);
 
-// The system's own words for a code, in one line; false if it has none.
+// The system's text for a code, in one line; false if it has none, and always on Linux.
 bool faultText(std::uint32_t code, char* buffer, std::size_t size);
 
 // Seconds since the start of 1970, UTC.

@@ -13,8 +13,8 @@
 
 namespace platform {
 
-// Empty if the symbol is none of GCC's kind. Microsoft's symbols come readable from the system.
-// Throws std::bad_alloc.
+// The readable form of a symbol that GCC has mangled; empty for any other. Microsoft's symbols are
+// readable as the system gives them. Throws std::bad_alloc.
 inline std::string demangled([[maybe_unused]] const char* symbol) {
 #if __has_include(<cxxabi.h>)
     int status = 0;

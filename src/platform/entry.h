@@ -1,4 +1,4 @@
-// The loader's calls, without the loader: the platform makes them, src/library.cpp answers.
+// The library's start and end. The platform makes these calls; src/library.cpp implements them.
 #pragma once
 
 namespace platform {
@@ -8,7 +8,7 @@ void onAttach();
 
 // Why the library is about to go.
 enum class Detach {
-    unload,        // the process goes on without it; nobody is in a call
+    unload,        // the process goes on without it; no thread is in a call
     exit,          // the process is ending; other threads may be in the middle of any call
     threadsAreGone // the process is ending, and all other threads were killed, possibly with a lock
                    // or within an allocation: nothing may be locked, allocated or waited for

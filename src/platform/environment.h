@@ -8,18 +8,18 @@
 
 namespace platform {
 
-// The executable's directory without a separator at its end; nothing if the system does not tell.
+// The executable's directory without a separator at its end; nothing if the system cannot tell.
 std::optional<std::string> executableDirectory();
 
-// The executable's file name; nothing if the system does not tell.
+// The executable's file name; nothing if the system cannot tell.
 std::optional<std::string> executableName();
 
 // The command line as one text; nothing if it is not valid text. Throws std::system_error if the
-// system does not tell it this time.
+// system cannot give it at the moment.
 std::optional<std::string> commandLine();
 
-// The arguments, the program's name first; nothing in place of one that is not valid text. Throws
-// as commandLine does.
+// The arguments, the program's name first. An argument that is not valid text is nothing. Throws as
+// commandLine does.
 std::vector<std::optional<std::string>> commandArguments();
 
 enum class VariableStatus { done, failed, badName, badValue, tooBig };

@@ -1,11 +1,11 @@
-// A place for the handling of faults beside a stack that has overflowed.
+// Room to handle the overflow of a stack.
 #pragma once
 
 namespace platform {
 
-// Gives the calling thread what it takes to report the overflow of its stack, until it ends.
-// Threads that startThread started have that already. Cheap from the second call on. False if the
-// system has no memory for it.
+// Prepares the calling thread, until it ends, to report an overflow of its stack. Threads from
+// startThread are prepared already. Cheap from the second call on. False if the system has no
+// memory for it.
 bool keepStackForFaults();
 
 } // namespace platform

@@ -1,4 +1,4 @@
-// A memory barrier for all threads, which one of them pays for.
+// A memory barrier on all threads, at the cost of the calling one.
 #pragma once
 
 namespace platform {
@@ -6,11 +6,11 @@ namespace platform {
 // Makes the first fenceAllThreads() cheap. To be called while the process has few threads.
 void prepareFence();
 
-// Two threads each store a word and then load the other's. One of them must see the other's store,
-// for which both would need a barrier in between. With this call in between on one side, the other
-// needs none, as long as its compiler keeps the order (std::atomic_signal_fence).
+// Acts as a full barrier on every thread of the process. Say two threads each store a word and then
+// load the other's, and one must see the other's store: both would need a barrier in between. If
+// one makes this call there, the other needs only std::atomic_signal_fence.
 //
-// Takes microseconds, so it is for the side that is rare. False if the system does not have it.
+// Takes microseconds, so it suits the rarer side. False if the system has no such barrier.
 bool fenceAllThreads();
 
 } // namespace platform

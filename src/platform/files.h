@@ -1,5 +1,5 @@
-// Files and directories, by UTF-8 path with either separator. Nothing here logs or throws; a path
-// that the system cannot take is one that does not exist.
+// Files and directories, by UTF-8 path with either separator. Nothing here logs or throws. A path
+// that the system cannot take counts as one where nothing exists.
 #pragma once
 
 #include <cstddef>
@@ -13,29 +13,30 @@ using SystemError = std::uint32_t;
 using FileHandle = std::intptr_t;
 inline constexpr FileHandle kNoFile = -1;
 
-// Between the names of a path that the system gives or prints.
+// The separator in paths that the system gives or prints.
 extern const char kSeparator;
 
 enum class FileAccess {
     read,   // an existing file
-    write,  // created if missing; emptied by the time truncateFile has been called
+    write,  // created if missing; emptied by truncateFile at the latest
     append, // created if missing
-    record, // as append; each write waits for the disk, and nobody else may even read
+    record, // as append; each write waits for the disk; on Windows nobody else may open the file
 };
 
-// Opens an ordinary file and, for writing, claims it: a second writer is refused before it can
-// change the contents. Never waits. kNoFile, with the error, on failure.
+// Opens an ordinary file without waiting. For writing it also claims the file: a second writer is
+// refused before it can change the contents. On failure returns kNoFile and sets the error.
 FileHandle openFile(const char* path, FileAccess access, SystemError& error);
 
-// The same for reading, except that it waits for a program that keeps others from the file, as one
-// does that is just replacing it: for a second at most. On Linux no program can.
+// Opens for reading, and waits up to a second for a program that keeps others from the file, for
+// instance while it replaces the file. On Linux no program can do that.
 FileHandle openFileWaiting(const char* path, SystemError& error);
 
-// The file is closed in any case. An error may be one of writing that the system had put off.
+// Closes the file in any case. The error may be that of an earlier write that the system had put
+// off.
 SystemError closeFile(FileHandle file);
 
-// Transfer as much as there is, looping where the system takes less in one call. Return the bytes
-// transferred, also when an error ended it early.
+// Transfer as much as there is, in several system calls if needed. Return the number of bytes
+// transferred, also after an error.
 std::size_t readFile(FileHandle file, void* buffer, std::size_t count, SystemError& error);
 std::size_t writeFile(FileHandle file, const void* buffer, std::size_t count, SystemError& error);
 
@@ -51,10 +52,10 @@ enum class PathKind { missing, file, directory };
 
 PathKind pathKind(const char* path);
 
-// Whether the path's spelling makes it that of a device, wherever it lies; never on Linux.
+// Whether the path's spelling names a device, in whatever directory; never on Linux.
 bool leadsToDevice(const char* path);
 
-// Whether it makes it that of an alternate stream of a file, as in a.txt:notes; never on Linux.
+// Whether the path names an alternate stream of a file, as in a.txt:notes; never on Linux.
 bool leadsToStream(const char* path);
 
 // What the C library's access function says; on Windows it takes the path in the ANSI code page.
@@ -74,11 +75,11 @@ std::int64_t modificationTimeNs(const char* path);
 
 using NameCallback = void (*)(void* context, const char* name);
 
-// Calls back for each entry, "." and ".." first; the empty path is the root, of the current drive.
-// False if there is nothing to list.
+// Calls back for each entry, "." and ".." first. The empty path is the root, on Windows of the
+// current drive. False if the directory cannot be listed.
 bool listDirectory(const char* path, NameCallback callback, void* context);
 
-// The system's words for an error, in English and in one line.
+// The system's text for an error, in English and in one line.
 void systemErrorText(SystemError error, char* buffer, std::size_t size);
 
 } // namespace platform

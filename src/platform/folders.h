@@ -8,9 +8,9 @@ namespace platform {
 
 enum class FolderStatus {
     ready,       // it exists; its path is in the buffer
-    unknown,     // the system does not tell where it is
+    unknown,     // the system cannot tell where it is
     notCreated,  // the path is in the buffer, but there is no such folder
-    unsupported, // the system has no such notion
+    unsupported, // the system has no such folder
 };
 
 FolderStatus savedGamesFolder(char* buffer, std::size_t size);
@@ -23,10 +23,10 @@ bool currentDirectory(char* buffer, std::size_t size);
 // Makes a path absolute, without "." and ".." segments, whether or not there is something there.
 bool fullPath(const char* path, char* buffer, std::size_t size);
 
-// Makes the directory `path` below `parent`, for this user alone. Where everybody may make files,
-// somebody else may have been there first: false if a directory on the way from the parent belongs
-// to another user, can be written by others, is a link or no directory at all. Always true where
-// users have temporary folders of their own.
+// Makes the directory `path` below `parent`, for this user alone. False if a directory on the way
+// from the parent belongs to another user, can be written by others, is a link or is no directory:
+// somebody else may have made it first. Always true on Windows, where users have temporary folders
+// of their own.
 bool makeOwnDirectories(const char* parent, const char* path);
 
 using DriveCallback = void (*)(void* context, const char* name, const char* path);

@@ -1,16 +1,15 @@
-// Memory whose neighbourhood faults: a write past its end is noticed at once, not much later.
+// Memory between inaccessible pages: a write past its end faults at once.
 #pragma once
 
 #include <cstdint>
 
 namespace platform {
 
-// `size` bytes, zeroed, that may be read and written, between at least 64 KiB of address space on
-// either side that may not. The size is a multiple of 64 KiB. Null if it is 0 or the system
-// refuses.
+// `size` readable, writable bytes of zeros, with at least 64 KiB of inaccessible addresses on
+// either side. The size is a multiple of 64 KiB. Null if it is 0 or the system refuses.
 void* allocateGuarded(std::uint64_t size);
 
-// Gives back memory of the above with the size that was asked for; null is allowed.
+// Frees memory from allocateGuarded; `size` is the size given there. Null is allowed.
 void releaseGuarded(void* memory, std::uint64_t size);
 
 } // namespace platform

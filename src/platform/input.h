@@ -1,4 +1,4 @@
-// Reading to the end whatever can be read: files, those of /proc, pipes, devices, standard input.
+// Reads anything to its end: files, those of /proc too, pipes, devices, standard input.
 #pragma once
 
 #include "platform/files.h"
@@ -10,15 +10,15 @@ namespace platform {
 class Input {
 public:
     Input();                          // standard input
-    explicit Input(const char* path); // `error` tells why it could not be opened
+    explicit Input(const char* path); // error() tells why it could not be opened
     ~Input();
     Input(const Input&) = delete;
     Input& operator=(const Input&) = delete;
 
-    // Waits for bytes that come late: fewer than `count` are the end, or there was an error.
+    // Waits until `count` bytes have come. Fewer mean the end or an error.
     std::size_t read(void* buffer, std::size_t count);
 
-    // Appends everything up to the end, or to a little more than `most` bytes. Throws
+    // Appends everything up to the end, but stops soon after `bytes` is longer than `most`. Throws
     // std::bad_alloc.
     void readToEnd(std::string& bytes, std::size_t most) {
         char part[65536];
@@ -29,12 +29,12 @@ public:
         }
     }
 
-    // Of what went wrong first; 0 is success. Directories are an error.
+    // The first error; 0 is success. Opening or reading a directory is an error.
     SystemError error() const { return error_; }
 
 private:
     FileHandle file_ = kNoFile;
-    bool isOwn_ = false; // to be closed
+    bool isOwn_ = false; // the destructor closes it
     SystemError error_ = 0;
 };
 

@@ -3,12 +3,12 @@
 
 namespace platform {
 
-// From now on the library stays loaded until the process ends, whatever the host unloads. For
-// threads of the library's own that nobody can wait for.
+// Keeps the library loaded until the process ends, even if the host unloads it. Needed where the
+// system or a thread may call the library at any time.
 void keepLibraryLoaded();
 
-// Has function called when the process begins to end, before the libraries that are loaded by now
-// are taken down. Never called on systems that kill all other threads first.
+// Has the function called when the process begins to end, before the libraries that are loaded by
+// now are taken down. Never on Windows, which kills all other threads first.
 void onExit(void (*function)());
 
 } // namespace platform

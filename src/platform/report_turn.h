@@ -1,4 +1,4 @@
-// One crash report at a time, whatever happens meanwhile.
+// Lets one thread at a time write a crash report.
 #pragma once
 
 #include "platform/thread.h"
@@ -9,16 +9,16 @@
 
 namespace platform {
 
-// The right to write a report. The first thread that crashes has it; others wait for their turn,
-// for a limited time, because the first one may be stuck. Trivial to make and never destroyed, and
-// safe in a signal handler.
+// The right to write a report. The first thread that crashes gets it. Others wait for their turn,
+// but not for ever: the first one may be stuck. Made at compile time, never destroyed, and safe in
+// a signal handler.
 class ReportTurn {
 public:
-    // True while the calling thread has the turn: what it meets now is a fault of the handler
+    // True while the calling thread has the turn. A fault that it meets then comes from the report
     // itself.
     bool isMine() const { return holder_.load(std::memory_order_relaxed) == currentThread(); }
 
-    // False if others did not end in time.
+    // False if the others did not finish in time.
     bool take() {
         return succeedsInTime([this] {
             std::uintptr_t nobody = 0;
@@ -26,7 +26,7 @@ public:
         });
     }
 
-    // Until nobody has it or the caller has, for a limited time as well.
+    // Waits, for a limited time, until nobody but the caller has the turn.
     void waitUntilFree() {
         succeedsInTime([this] { return isMine() || holder_.load() == 0; });
     }
@@ -60,7 +60,7 @@ private:
     }
 
     std::atomic<std::uintptr_t> holder_{0};
-    std::atomic<std::uintptr_t> stuck_{0}; // for which somebody has waited in vain
+    std::atomic<std::uintptr_t> stuck_{0}; // the holder that somebody has waited for in vain
 };
 
 } // namespace platform

@@ -1,4 +1,4 @@
-// One at a time of those who compare a file with what they know of it and then replace it.
+// Lets one program at a time compare a file with what it knows of it and then replace the file.
 #pragma once
 
 #include <chrono>
@@ -7,9 +7,9 @@
 namespace platform {
 
 // The turn to replace a file, among all programs that take turns: on Linux a lock on the file, on
-// Windows a mutex for its directory. It belongs to the thread that took it, which must not take a
-// second one of the same file before it has given up the first. Allocates nothing. Where the system
-// has no such lock, for instance on some network drives, everybody has the turn at once.
+// Windows a mutex for its directory. The turn belongs to the thread that took it, which gives it up
+// before it takes another one of the same file. Allocates nothing. Where the system has no such
+// lock, for instance on some network drives, everybody has the turn at once.
 class SaveTurn {
 public:
     // Waits for others. Symbolic links are followed as replaceContents does.
@@ -18,7 +18,7 @@ public:
     SaveTurn(const SaveTurn&) = delete;
     SaveTurn& operator=(const SaveTurn&) = delete;
 
-    // False if others did not end in time.
+    // False if the others did not finish in time.
     bool isMine() const { return isMine_; }
 
 private:

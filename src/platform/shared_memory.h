@@ -1,6 +1,6 @@
-// Memory and locks that processes share by name, UTF-8. They last as long as somebody has them
-// open; where the system itself would keep them longer, what killed processes have left stays until
-// a process lists memory or opens its first; later openings clear up little by little.
+// Memory and mutexes that processes share by a UTF-8 name. They last as long as a process has them
+// open. On Linux, what killed processes have left stays until a process lists memory or opens its
+// first; each later opening clears up a few.
 #pragma once
 
 #include <chrono>
@@ -12,9 +12,9 @@ namespace platform {
 struct SharedMemory;
 struct SharedMutex;
 
-// Opens the memory of that name, all of it, or makes it with `size` zeros. `security` is the
-// system's own description of who may, or null. Null if the system refuses, or another process
-// stands still in the middle of opening for a second.
+// Opens the memory of that name in its full size, or makes it with `size` zeros. `security` is a
+// Windows SECURITY_ATTRIBUTES or null; Linux ignores it. Null if the system refuses, or another
+// process is stuck for a second in opening the same name.
 SharedMemory* openSharedMemory(const char* name, std::uint32_t size, void* security);
 void closeSharedMemory(SharedMemory* shared);
 
@@ -26,19 +26,19 @@ using OpenSharedMemory = std::unique_ptr<SharedMemory, SharedMemoryCloser>;
 char* bytesOf(const SharedMemory& shared);
 std::uint64_t sizeOf(const SharedMemory& shared);
 
-// Whether a process has it open.
+// Whether a process has that memory open.
 bool sharedMemoryExists(const char* name);
 
-// Calls back with the name of each one that the user may see and that a process has open.
+// Calls back with the name of each memory that a process has open and the user may see.
 void listSharedMemory(void (*callback)(void* context, const char* name), void* context);
 
-// Frees what only the dead have open.
+// Frees memory and mutexes that only killed processes had open.
 void removeDeadSharedMemory();
 
 SharedMutex* openSharedMutex(const char* name, void* security);
 void closeSharedMutex(SharedMutex* mutex);
 
-// False when the time ran out. A mutex whose owner died is free.
+// False when the time ran out. If a mutex's owner dies, the mutex is free.
 bool lockShared(SharedMutex& mutex, std::chrono::milliseconds limit);
 void unlockShared(SharedMutex& mutex);
 

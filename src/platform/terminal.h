@@ -1,4 +1,4 @@
-// What a command-line program needs of the terminal it was started from. Texts are UTF-8.
+// What a command-line program needs of its terminal. Texts are UTF-8.
 #pragma once
 
 #include <cstddef>
@@ -10,7 +10,7 @@
 
 namespace platform {
 
-// Has standard output and standard error take bytes as they are, line ends included.
+// Has standard output and standard error write bytes as they are, line ends included.
 void useBinaryStreams();
 
 bool isTerminal(std::FILE* stream);
@@ -22,14 +22,14 @@ struct TerminalSize {
     bool operator==(const TerminalSize&) const = default;
 };
 
-// Of what a terminal shows at once; nothing if the stream is none, or the terminal does not know.
+// The size of the visible part; nothing if the stream is no terminal or the terminal does not tell.
 std::optional<TerminalSize> terminalSize(std::FILE* stream);
 
-// Writes to a terminal that takes characters in place of bytes; false if the stream is none.
+// Writes to a terminal that takes characters, not bytes; false if the stream is none.
 bool writeCharacters(std::FILE* stream, std::string_view text);
 
-// The files that a pattern with wildcards names, sorted, where shells leave that to programs; else,
-// and if there is none, the pattern.
+// The files that a pattern with wildcards names, sorted, on a system whose shells do not expand
+// patterns. Elsewhere, and if no file matches, the pattern itself.
 std::vector<std::string> matchingFiles(const std::string& pattern);
 
 } // namespace platform

@@ -1,6 +1,6 @@
-// Files that text is written to, by UTF-8 path: log files. Not buffered here; a write is in the
-// hands of the system when it returns. Nothing here allocates or takes a lock of the C library,
-// which a thread that was killed at the end of the process may have had in its hands.
+// Files that text is written to, by UTF-8 path: log files. Nothing is buffered here: the system has
+// the text when a write returns. Nothing here allocates or takes a lock of the C library, because a
+// thread that was killed at the end of the process may have held one.
 #pragma once
 
 #include <cstddef>
@@ -13,16 +13,16 @@ using TextFile = std::intptr_t;
 
 constexpr TextFile kNoTextFile = 0;
 
-// Opens for writing, truncating; kNoTextFile if it cannot be opened at once. A pipe that nobody
-// reads counts as one that cannot.
+// Opens for writing and empties the file. kNoTextFile if that fails or would have to wait, as for a
+// pipe that nobody reads.
 TextFile openTextFile(const char* path);
 
-// Line breaks are written as the system has them. Waits for the disk. Returns how much of the text
-// it has taken: less than all if it refuses the rest, because it is full for instance.
+// Writes line breaks as the system has them. May wait for the system to take the text. Returns how
+// much it has taken: less than all if it refuses the rest, for instance because the disk is full.
 std::size_t writeText(TextFile file, std::string_view text);
 
-// Takes the last part of what was written back out of the file. False if that cannot be done, as
-// with a pipe.
+// Removes the last part of what was written from the file. False if that cannot be done, for
+// instance with a pipe.
 bool takeBackText(TextFile file, std::string_view tail);
 
 void closeTextFile(TextFile file);
@@ -30,7 +30,7 @@ void closeTextFile(TextFile file);
 // True for a file that has contents to keep; false for pipes and devices.
 bool isOrdinaryFile(const char* path);
 
-// Moves a file over another one, which is deleted first.
+// Moves a file to the path of another one, which is deleted first.
 void replaceFile(const char* from, const char* to);
 
 } // namespace platform

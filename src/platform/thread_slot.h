@@ -1,4 +1,4 @@
-// A pointer of each thread's own, and word of a thread's end.
+// A pointer that each thread has its own value of, with a call at a thread's end.
 #pragma once
 
 #include <cstdint>
@@ -9,12 +9,12 @@ class ThreadSlot {
 public:
     using AtEnd = void (*)(void* value);
 
-    // False if the system has no slot left. A thread that ends with a value other than null has it
-    // taken away and atEnd called with it; that happens late, perhaps while the process ends, so
-    // atEnd takes no lock and allocates nothing.
+    // False if the system has no slot left. When a thread ends with a value other than null, atEnd
+    // is called with that value, and the slot is null. The call comes late, perhaps while the
+    // process ends, so atEnd takes no lock and allocates nothing.
     bool open(AtEnd atEnd);
 
-    // From then on no end calls atEnd. The closing itself may, for values that are there.
+    // Later ends of threads do not call atEnd. close() itself may call it for values that are set.
     void close();
 
     void* get() const;
