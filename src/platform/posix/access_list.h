@@ -5,7 +5,7 @@
 
 namespace platform {
 
-// Gives a new file that of the one it replaces; it may have got one from its directory.
+// Gives a new file the access list of the one it replaces, instead of the one from its directory.
 bool copyAccessList(const TargetFile& target, int file);
 
 } // namespace platform

@@ -1,4 +1,4 @@
-// A stack for signal handlers: one that overflowed cannot be used for them.
+// A stack for signal handlers, which cannot run on a stack that has overflowed.
 #pragma once
 
 #include <csignal>
@@ -6,12 +6,12 @@
 
 namespace platform {
 
-// The report has a stack of its own (report_stack.h). This one has room for the registers that the
-// largest processors save, and for the handlers of others that run after the report.
+// The report runs on another stack (report_stack.h). This one has room for the registers that the
+// largest processors save, and for other handlers that run after the report.
 inline constexpr std::size_t kAlternateStackSize = 65536;
 
-// Makes memory the alternate stack of the calling thread unless it has one: the sanitizers give it
-// one, and so may the host. False if it was left as it was.
+// Makes the memory the calling thread's alternate stack. False, without a change, if the thread has
+// one already: the sanitizers give it one, and the host may.
 inline bool useAlternateStack(void* memory, stack_t& before) {
     if (sigaltstack(nullptr, &before) != 0 || (before.ss_flags & SS_DISABLE) == 0) {
         return false;
@@ -22,10 +22,11 @@ inline bool useAlternateStack(void* memory, stack_t& before) {
     return sigaltstack(&stack, nullptr) == 0;
 }
 
-// For a thread's first function: the far end of the very stack that may overflow at its other one.
+// For a thread's first function. The memory is part of the thread's own stack, at the end that an
+// overflow does not reach.
 class AlternateStack {
 public:
-    // The memory is touched when it is needed.
+    // The memory stays uninitialised: pages that are never used cost nothing.
     AlternateStack() : isMine_(useAlternateStack(memory_, before_)) {} // NOLINT: see above
     ~AlternateStack() {
         if (isMine_) {

@@ -13,7 +13,8 @@
 #include <cerrno>
 #include <string_view>
 
-// Left empty by the linker unless the program has one; naming it here makes the linker export that.
+// Null unless the program defines it. The reference here makes the linker export it from the
+// program.
 extern "C" __attribute__((weak)) unsigned int qz_log_echo_levels;
 
 namespace platform {
@@ -35,7 +36,7 @@ bool isOpen(int descriptor) {
     return fcntl(descriptor, F_GETFD) >= 0;
 }
 
-// Whoever shares a pipe or terminal may have made it non-blocking; it is waited for all the same.
+// Another process may have made a shared pipe or terminal non-blocking; this waits nevertheless.
 bool waitUntilItTakesMore(int descriptor) {
     pollfd wish{descriptor, POLLOUT, 0};
     int ready = 0;
@@ -47,8 +48,8 @@ bool waitUntilItTakesMore(int descriptor) {
 
 } // namespace
 
-// A standard error that was closed when the library was loaded stays without an echo: whatever file
-// gets its descriptor later is somebody else's.
+// If standard error was closed when the library was loaded, there is never an echo: the file that
+// gets its descriptor later belongs to somebody else.
 void refreshEcho() {
     static const bool wasOpenAtLoad = isOpen(STDERR_FILENO);
     isEchoing.store(wasOpenAtLoad && leadsSomewhere(STDERR_FILENO), std::memory_order_relaxed);
@@ -62,8 +63,7 @@ bool echoWanted() {
     return isEchoing.load(std::memory_order_relaxed);
 }
 
-// What standard error is may change at any time: a host that redirects it, to a pipe for instance,
-// asks nobody.
+// Guarded each time: the host may redirect standard error at any moment, to a pipe for instance.
 void echo(const char* text, std::size_t length) {
     const int callersError = errno;
     const NoWriteSignals guard;

@@ -1,4 +1,4 @@
-// What several topics do with file descriptors.
+// Helpers for file descriptors.
 #pragma once
 
 #include <fcntl.h>
@@ -23,7 +23,7 @@ auto uninterrupted(Call call) {
     return result;
 }
 
-// Owns a descriptor; a negative number is none.
+// Owns a descriptor; a negative number means none.
 class Descriptor {
 public:
     explicit Descriptor(int number = -1) : number_(number) {}
@@ -46,7 +46,7 @@ private:
     int number_;
 };
 
-// 0 for an ordinary file, else the error that its opening is to fail with.
+// 0 for an ordinary file, else the error that opening it reports.
 inline int requireOrdinary(const struct stat& status) {
     if (S_ISDIR(status.st_mode)) {
         return EISDIR;
@@ -59,8 +59,8 @@ inline int requireOrdinaryFile(int file) {
     return fstat(file, &status) != 0 ? errno : requireOrdinary(status);
 }
 
-// Goes on where signals interrupt it, and where the system takes less in one call. Returns how much
-// the system has taken until it refused, with errno set.
+// Writes all bytes, in several calls if needed. Returns fewer if the system refuses the rest, with
+// errno set.
 inline std::size_t writeMost(int file, std::string_view bytes) {
     std::size_t taken = 0;
     while (taken < bytes.size()) {
@@ -80,9 +80,9 @@ inline bool writeAll(int file, std::string_view bytes) {
     return writeMost(file, bytes) == bytes.size();
 }
 
-// Has the system set the first `size` bytes of a file aside, so that writing them does not fail for
-// want of room; 0 or the error. In pieces: where files lie in memory, a call that a signal
-// interrupts has done nothing, and under frequent signals a long one never comes to its end.
+// Reserves the first `size` bytes of a file, so that writing them cannot fail for want of room.
+// Returns 0 or the error. In pieces: on a file system in memory a call that a signal interrupts has
+// done nothing, so under frequent signals a long call would never end.
 inline int reserveRoom(int file, off_t size) {
     constexpr off_t kPiece = 256 * 1024;
     int error = 0;

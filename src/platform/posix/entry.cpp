@@ -1,5 +1,5 @@
-// Without a priority: with one, the destructor function would run after the exit handlers of the
-// library's own local statics.
+// The functions below have no priority. With one, the destructor function would run after the exit
+// handlers of the library's own local statics.
 #include "platform/entry.h"
 
 #include <dlfcn.h>
@@ -7,19 +7,19 @@
 #include <atomic>
 #include <cstdlib>
 
-// The destructor function is called both for dlclose and for the end of the process, and is not
-// told which. An exit handler tells: at the end of the process it has run before the destructor
-// function, in dlclose it runs after it. There is one exception. In a library that was loaded with
-// the program the handler runs late at the end, too; but such a library is never unloaded.
+// The destructor function is called for dlclose and at the end of the process, and is not told
+// which. An exit handler tells: at the end of the process it runs before the destructor function,
+// in dlclose after it. There is one exception: in a library that was loaded with the program, the
+// handler runs too late at the end as well. But such a library is never unloaded.
 //
-// A library that another one loads from a static initialiser, before main, is taken for unloaded at
-// the end.
+// If another library loads this one from a static initialiser, before main, the end of the process
+// counts as an unload.
 namespace {
 
 constinit std::atomic<bool> processIsEnding{false};
 
-// While a library is being loaded at run time nobody finds its names here, not even if it is going
-// to be global. The name is any that it exports.
+// False while the library is being loaded at run time, even as a global one: its names are not
+// found here until then. Any exported name would do.
 bool isPartOfProgram() {
     void* const program = dlopen(nullptr, RTLD_LAZY);
     const bool isFound = program == nullptr || dlsym(program, "qz_log") != nullptr;
@@ -29,7 +29,7 @@ bool isPartOfProgram() {
     return isFound;
 }
 
-// Attached first, because dlopen may go on with the initialisers of those who use the library.
+// Attaches first, because dlopen may run the initialisers of libraries that use this one.
 __attribute__((constructor)) void attachLibrary() {
     platform::onAttach();
     if (isPartOfProgram()) {

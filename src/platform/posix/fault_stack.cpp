@@ -10,7 +10,7 @@ namespace platform {
 
 namespace {
 
-// When the thread ends.
+// Runs when the thread ends.
 void giveBack(void* memory) {
     stack_t current;
     if (sigaltstack(nullptr, &current) == 0 && current.ss_sp == memory) {
@@ -21,7 +21,7 @@ void giveBack(void* memory) {
     munmap(memory, kAlternateStackSize);
 }
 
-// Remembers a thread's memory. Calls giveBack, so the library may not go before the thread.
+// Remembers each thread's memory. giveBack runs at the thread's end, so the library stays loaded.
 class Keeper {
 public:
     Keeper() : isMade_(pthread_key_create(&key_, giveBack) == 0) { keepLibraryLoaded(); }

@@ -46,8 +46,8 @@ int openFlags(FileAccess access) {
     }
 }
 
-// Belongs to the open file, so it ends with its last descriptor. A file system without locks has no
-// protection against a second writer, but can be written.
+// The lock belongs to the open file and ends with its last descriptor. On a file system without
+// locks nothing refuses a second writer.
 SystemError claimForWriting(int file) {
     if (uninterrupted([&] { return flock(file, LOCK_EX | LOCK_NB); }) == 0) {
         return 0;
@@ -55,7 +55,7 @@ SystemError claimForWriting(int file) {
     return errno == EWOULDBLOCK ? lastError() : 0;
 }
 
-// What the handle's operations promise (a position, a size, no waiting) only ordinary files keep.
+// Only ordinary files have what the handle's operations promise: a position, a size, no waiting.
 SystemError prepare(int file, FileAccess access) {
     const auto error = static_cast<SystemError>(requireOrdinaryFile(file));
     return error != 0 || access == FileAccess::read ? error : claimForWriting(file);
@@ -122,7 +122,7 @@ FileHandle openFileWaiting(const char* path, SystemError& error) {
 }
 
 SystemError closeFile(FileHandle file) {
-    // Also closed if a signal interrupts it: a second call could close another thread's file.
+    // Closes even if a signal interrupts it: a second call could close another thread's file.
     return close(descriptor(file)) == 0 || errno == EINTR ? 0 : lastError();
 }
 

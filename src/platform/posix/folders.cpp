@@ -19,7 +19,7 @@ namespace platform {
 
 namespace {
 
-// Room for a path of the virtual file system; what is longer does not fit its directories either.
+// Room for a path of the virtual file system, whose own buffers are no longer.
 using FolderBuffer = std::array<char, 256>;
 
 constexpr mode_t kUserFolderMode = 0700;
@@ -34,7 +34,7 @@ bool concatenate(char* buffer, std::size_t size, std::string_view first, std::st
     return true;
 }
 
-// A relative folder in a variable would mean a different one after each change of directory.
+// Null for a relative path: it would mean another folder after each change of directory.
 const char* absoluteVariable(const char* name) {
     const char* value = std::getenv(name);
     return value != nullptr && value[0] == '/' ? value : nullptr;
@@ -63,7 +63,7 @@ bool fromVariableOrHome(char* buffer, std::size_t size, const char* variable,
                             : inHome(buffer, size, below_home);
 }
 
-// Tidies an absolute path, which only makes it shorter, and creates the folder if it is missing.
+// Resolves an absolute path in place, which only makes it shorter, and creates a missing folder.
 FolderStatus ensureFolder(char* path, std::size_t size) {
     FolderBuffer given;
     if (!concatenate(given.data(), given.size(), path, "") ||
@@ -77,7 +77,7 @@ FolderStatus ensureFolder(char* path, std::size_t size) {
 }
 
 // Takes a double-quoted text apart as a shell would, without expanding anything: a backslash takes
-// the next character as it is. Nothing if the closing quote is missing or it does not fit.
+// the next character as it is. False if the closing quote is missing or the text does not fit.
 bool unquote(std::string_view quoted, char* buffer, std::size_t size) {
     std::size_t length = 0;
     for (std::size_t i = 0; i < quoted.size() && length + 1 < size; ++i) {
@@ -130,8 +130,8 @@ bool parseDocumentsFolder(std::string_view text, char* buffer, std::size_t size)
     return found;
 }
 
-// The users' folder file as the desktop keeps it. Only its beginning is looked at: the real ones
-// have a dozen lines.
+// Reads the users' folder file as the desktop keeps it, but only its beginning: real ones have a
+// dozen lines.
 bool configuredDocumentsFolder(char* buffer, std::size_t size) {
     FolderBuffer configuration;
     FolderBuffer path;
@@ -155,7 +155,7 @@ bool locateDocuments(char* buffer, std::size_t size) {
     return configuredDocumentsFolder(buffer, size) || inHome(buffer, size, "/Documents");
 }
 
-// A directory that nobody but this user can have put something into.
+// Whether it is a directory that nobody but this user can have put something into.
 bool isOwnDirectory(const char* path) {
     struct stat status {};
     return lstat(path, &status) == 0 && S_ISDIR(status.st_mode) && status.st_uid == geteuid() &&
@@ -202,7 +202,7 @@ bool makeOwnDirectories(const char* parent, const char* path) {
         return false;
     }
     createDirectories(above, 0777);
-    // A path that leads elsewhere is the caller's own wish.
+    // A path that leads elsewhere is checked from the root on.
     const std::size_t length = std::strlen(above);
     char* const below = full + (std::strncmp(full, above, length) == 0 ? length : 0);
     createDirectories(full, kUserFolderMode);

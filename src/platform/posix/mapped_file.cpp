@@ -13,7 +13,7 @@ namespace platform {
 
 namespace {
 
-// A file is its own mapping here; as a handle it is one more, because 0 stands for none.
+// The file itself serves as its mapping. The handle is one more, because 0 stands for none.
 int fileOf(MappingHandle mapping) {
     return static_cast<int>(mapping - 1);
 }

@@ -13,8 +13,8 @@ namespace platform {
 
 namespace {
 
-// Builds an absolute path segment by segment. The root is the empty text meanwhile, so that every
-// segment brings its own slash.
+// Builds an absolute path segment by segment. Meanwhile the root is the empty text, so that each
+// segment begins with its own slash.
 class PathBuilder {
 public:
     PathBuilder(char* buffer, std::size_t size) : buffer_(buffer), size_(size) {}
@@ -79,8 +79,8 @@ bool writeNativePath(const char* path, char* buffer, std::size_t size) {
 
 SystemPath::SystemPath(const char* path, Limit limit) {
     const std::size_t bytes = std::strlen(path);
-    // No text has more units than bytes; bytes that are not valid UTF-8 are one unit each to the
-    // other system's ANSI calls.
+    // No text has more UTF-16 units than bytes. Invalid UTF-8 goes to Windows's ANSI calls, where
+    // each byte is one unit.
     fits_ = bytes < sizeof text_ && (limit == Limit::theKernels || bytes <= kMaxUnits ||
                                      utf16Length({path, bytes}).value_or(bytes) <= kMaxUnits);
     const std::size_t length = fits_ ? bytes : 0;
@@ -109,7 +109,7 @@ bool resolvePath(const char* path, char* buffer, std::size_t size) {
 }
 
 bool createDirectories(char* path, unsigned int mode) {
-    // Whether a parent could not be made or was there already shows when the last one is made.
+    // A failure is ignored: if a parent is still missing, the last call fails.
     char* slash = path;
     while ((slash = std::strchr(slash + 1, '/')) != nullptr) {
         *slash = 0;

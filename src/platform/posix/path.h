@@ -6,18 +6,18 @@
 
 namespace platform {
 
-// The library writes paths with backslashes; this is the only place that turns them into slashes.
+// The library writes paths with backslashes; only this header's functions turn them into slashes.
 std::string nativePath(const char* path);
 
-// The same into a buffer; false if it does not fit.
+// Writes the native path into a buffer; false if it does not fit.
 bool writeNativePath(const char* path, char* buffer, std::size_t size);
 
 // Room for any path that the kernel accepts.
 inline constexpr std::size_t kPathRoom = 4096;
 
-// The same in a buffer of its own, for calls that must not allocate. Files of the host have no
-// longer paths than the other system's, of 255 UTF-16 units. A path that does not fit becomes the
-// empty one, which every system call refuses.
+// A native path in a buffer of its own, for calls that must not allocate. Files of the host have
+// paths of at most 255 UTF-16 units, as on Windows. A path that does not fit becomes the empty one,
+// which every system call refuses.
 class SystemPath {
 public:
     enum class Limit { asOnTheOtherSystem, theKernels };
@@ -34,12 +34,12 @@ private:
     char text_[kPathRoom];
 };
 
-// Makes a native path absolute and takes "." and ".." segments out of it, by its text alone; false
-// if it is empty or does not fit.
+// Makes a native path absolute and removes "." and ".." segments, without a look at the files.
+// False if the path is empty or does not fit.
 bool resolvePath(const char* path, char* buffer, std::size_t size);
 
-// Creates the last directory of a resolved path, its missing parents first, all with the same mode.
-// False if it cannot be created or exists already. The text is changed and restored meanwhile.
+// Creates the last directory of a resolved path, and its missing parents first, all with the same
+// mode. False if it exists already or cannot be created. The path is changed only meanwhile.
 bool createDirectories(char* path, unsigned int mode);
 
 } // namespace platform

@@ -13,7 +13,7 @@ namespace platform {
 
 namespace {
 
-// Behind the name of the file that is replaced, of which no more is taken than leaves room.
+// Stands behind the beginning of the replaced file's name, which is cut so that everything fits.
 constexpr char kMark[] = ".qzsave-";
 constexpr int kMostOfName = 200;
 
@@ -32,18 +32,18 @@ void writeTemporaryName(Name& text, const char* name) {
                   count.fetch_add(1, std::memory_order_relaxed));
 }
 
-// A lock belongs to the open file, and the kernel takes it away from the dead.
+// The lock belongs to the open file; the kernel releases it when the process dies.
 bool lock(int file) {
     return uninterrupted([&] { return flock(file, LOCK_EX | LOCK_NB); }) == 0;
 }
 
-// Before the lock is there, somebody else may have taken the file for an abandoned one.
+// False if another process took the file for an abandoned one before it was locked.
 bool claim(int file) {
     struct stat status {};
     return lock(file) ? fstat(file, &status) != 0 || status.st_nlink != 0 : errno != EWOULDBLOCK;
 }
 
-// With the lock held nobody else can have given the name to another file, once it is compared.
+// Compares under the lock: nobody else can give the name to another file from then on.
 void removeIfAbandoned(int directory, const char* name) {
     const Descriptor file(
         openat(directory, name, O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY));

@@ -1,4 +1,4 @@
-// New files that take the place of others.
+// New files that replace others.
 #pragma once
 
 #include "platform/posix/descriptor.h"
@@ -10,8 +10,8 @@
 
 namespace platform {
 
-// A new file in the directory of another one, whose place it can take. It holds a lock as long as
-// it is open, so that others can tell it from one whose maker was killed.
+// A new file in the directory of the one that it is to replace. It is locked while it is open: an
+// unlocked one was left by a process that was killed.
 class ReplacementFile {
 public:
     // The directory is an open descriptor and, like the name, outlives the object.
@@ -22,13 +22,13 @@ public:
     // Removes the file unless it has taken the other's place.
     ~ReplacementFile();
 
-    // These leave the reason of a failure in errno.
+    // On failure these set errno.
     bool create(mode_t mode);
     bool takePlace();
 
     int number() const { return file_.number(); }
 
-    // Removes the files that were made to replace this one and whose makers are dead.
+    // Removes the files that processes made to replace this one before they were killed.
     static void removeAbandoned(int directory, const char* name);
 
 private:

@@ -20,7 +20,7 @@ struct Memory {
 constinit Memory withoutGuard{};
 constinit Memory* memory = &withoutGuard;
 
-// Registers that functions preserve keep the old stack's place.
+// rbx, which functions preserve, keeps the old stack pointer.
 void callOnStack(void* top, void (*function)(void*), void* argument) {
     asm volatile("movq %%rsp, %%rbx\n\t"
                  "movq %[top], %%rsp\n\t"
@@ -38,8 +38,8 @@ struct Call {
     void* argument;
 };
 
-// The system allows another alternate stack only while none is in use, and goes by the stack
-// pointer for that.
+// The system lets a thread change its alternate stack only while its stack pointer is outside it,
+// as it is here.
 void callWithStackForFaults(void* given) {
     const auto& call = *static_cast<const Call*>(given);
     stack_t forFaults{};

@@ -1,5 +1,5 @@
-// A lock on the file, or on its directory while there is no such file. The kernel takes it away
-// from the dead.
+// The turn is a lock on the file, or on its directory while the file does not exist. The kernel
+// releases the lock of a process that dies.
 #include "platform/save_turn.h"
 
 #include "platform/posix/target_file.h"
@@ -13,8 +13,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// What is locked for a path. Not open if it cannot be; then what follows will fail, or goes on
-// without a turn.
+// Opens what is locked for a path. Not open on failure: then the turn is had without a lock.
 Descriptor openToLock(const char* path) {
     TargetFile target;
     if (target.locate(path) != 0) {
@@ -35,7 +34,7 @@ bool tryToLock(int file) {
 }
 
 void unlock(int file) {
-    flock(file, LOCK_UN); // a process that was forked meanwhile has it open, too
+    flock(file, LOCK_UN); // closing is not enough if a child forked meanwhile has it open
 }
 
 void pause() {

@@ -44,8 +44,8 @@ Descriptor TargetFile::open(int flags) const {
     }));
 }
 
-// Opens the directory part of the path, which a link gives relative to its own directory. Reading
-// is for fsync and flock, and not needed otherwise.
+// Opens the directory part of the path, relative to the directory of the link that it comes from.
+// Only fsync and flock need read access, so the directory may lack it.
 bool TargetFile::enterDirectory() {
     char* const slash = std::strrchr(path_, '/');
     name_ = slash == nullptr ? path_ : slash + 1;

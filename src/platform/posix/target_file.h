@@ -1,4 +1,4 @@
-// Files that are replaced, with the directory that a new one is made in.
+// Files to be replaced, each with the directory that the new file is made in.
 #pragma once
 
 #include "platform/files.h"
@@ -20,7 +20,7 @@ inline SystemError lastError() {
 // The file behind a path, by its directory and its name there.
 class TargetFile {
 public:
-    // Follows links; 0 if an ordinary file was found or one can be made.
+    // Follows links. 0 if the path leads to an ordinary file or one can be made there.
     SystemError locate(const char* path);
 
     int directory() const { return directory_.number(); }

@@ -22,8 +22,8 @@ struct KernelPath : SystemPath {
     explicit KernelPath(const char* path) : SystemPath(path, Limit::theKernels) {}
 };
 
-// O_NONBLOCK makes the opening of a pipe without a reader fail instead of wait; the writing that
-// follows is to wait.
+// With O_NONBLOCK the opening of a pipe without a reader fails and does not wait. Writing is to
+// wait, so the flag is taken off afterwards.
 int openWithoutWaiting(const char* path) {
     constexpr int kFlags = O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK;
     const KernelPath native(path);
@@ -36,8 +36,8 @@ int openWithoutWaiting(const char* path) {
 
 } // namespace
 
-// Never one of the three standard descriptors, even if the process has closed them: what is written
-// to standard error must not land in a log file.
+// Never returns a standard descriptor, even if the process has closed it: what is written to
+// standard error must not land in a log file.
 TextFile openTextFile(const char* path) {
     const int descriptor = openWithoutWaiting(path);
     if (descriptor > STDERR_FILENO || descriptor < 0) {

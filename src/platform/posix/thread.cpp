@@ -34,7 +34,7 @@ void* runThread(void* given) {
     return nullptr;
 }
 
-// On the clock that nobody sets.
+// In terms of the monotonic clock, which nobody sets.
 timespec after(std::chrono::nanoseconds time) {
     timespec moment{};
     clock_gettime(CLOCK_MONOTONIC, &moment);
@@ -79,7 +79,7 @@ void detachThread(Thread thread) {
 }
 
 void joinEndingThread(Thread thread) {
-    joinThread(thread); // threads end here without the loader
+    joinThread(thread); // no thread needs the loader in order to end
 }
 
 std::uintptr_t currentThread() {
@@ -108,7 +108,7 @@ void yieldThread() {
     sched_yield();
 }
 
-// Until a moment, not for a time: a signal interrupts the call but not the wait.
+// Waits until a moment, not for a time: a signal interrupts the call but not the wait.
 void sleepFor(std::chrono::microseconds time) {
     const timespec end = after(time);
     while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &end, nullptr) == EINTR) {

@@ -31,8 +31,8 @@ bool isScalarValue(std::uint32_t codePoint) {
     return codePoint <= 0x10FFFF && (codePoint < 0xD800 || codePoint > 0xDFFF);
 }
 
-// The code point at the front of the text, which holds the whole sequence; nothing if it is not
-// one.
+// The code point at the front of the text, which holds the whole sequence; nothing if a byte is
+// wrong.
 std::optional<std::uint32_t> decode(std::string_view text, Sequence sequence) {
     const auto lead = static_cast<unsigned char>(text[0]);
     std::uint32_t codePoint = sequence.length == 1 ? lead : lead & (0x7Fu >> sequence.length);

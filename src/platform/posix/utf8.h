@@ -1,4 +1,4 @@
-// What the other system's conversions would make of a text, for equal results on both.
+// The conversions of Windows, for equal results on both systems.
 #pragma once
 
 #include <cstddef>

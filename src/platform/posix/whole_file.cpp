@@ -32,23 +32,23 @@ bool giveOwner(const struct stat& old, int file) {
     return isSame || fchown(file, old.st_uid, old.st_gid) == 0;
 }
 
-// Who may do what with the file that is replaced.
+// Gives the new file the owner, access list and permissions of the replaced one.
 bool takeOver(const TargetFile& target, int file) {
     const struct stat& old = target.status();
     return giveOwner(old, file) && copyAccessList(target, file) &&
            fchmod(file, (old.st_mode & 07777) | kOwnerOnly) == 0;
 }
 
-// What a directory or a mounted file says to those who may still write the file itself.
+// The errors of a directory or mount that may still let the file itself be written.
 bool isRefusal(SystemError error) {
     constexpr int kRefusals[] = {EACCES, EPERM, EROFS, EBUSY, EXDEV};
     return std::find(std::begin(kRefusals), std::end(kRefusals), static_cast<int>(error)) !=
            std::end(kRefusals);
 }
 
-// What is written into takes the place of the target, if it exists.
+// Makes the new file, with the owner and permissions of the target if that exists.
 Replacement makeBeside(const TargetFile& target, ReplacementFile& file) {
-    // Nobody may read meanwhile what only some could read before.
+    // Until then nobody else may read what only some could read before.
     if (!file.create(target.exists() ? kOwnerOnly : kAsUsual)) {
         return {lastError(), false};
     }
@@ -74,8 +74,8 @@ Replacement replaceByNewFile(const TargetFile& target, std::string_view bytes) {
     return {writeAll(file.number(), bytes) ? takePlace(target, file) : lastError(), true};
 }
 
-// Makes sure that there is room for all that is to be written. 0 is success; a file system that
-// cannot say is taken at its word.
+// Reserves room for everything that is to be written. 0 is success, or a file system that cannot
+// reserve room.
 int makeRoom(int file, std::size_t size) {
     const int error = reserveRoom(file, static_cast<off_t>(size));
     return error == EOPNOTSUPP || error == EINVAL ? 0 : error;
@@ -88,7 +88,7 @@ bool truncate(int file, off_t size) {
 Replacement writeInPlace(const TargetFile& target, std::string_view bytes) {
     const struct stat& old = target.status();
     if ((old.st_mode & kOwnerOnly) != kOwnerOnly) {
-        // Where this fails, opening does too.
+        // If this fails, so does opening the file.
         [[maybe_unused]] const int isChanged =
             fchmodat(target.directory(), target.name(), (old.st_mode & 07777) | kOwnerOnly, 0);
     }
@@ -106,7 +106,7 @@ Replacement writeInPlace(const TargetFile& target, std::string_view bytes) {
     return {isWritten ? 0 : lastError(), true};
 }
 
-// The file that is to be replaced; 0 is success.
+// Finds the file to be replaced, and removes abandoned files beside it; 0 is success.
 SystemError locate(const char* path, WriteProtected writeProtected, TargetFile& target) {
     if (const SystemError error = target.locate(path); error != 0) {
         return error;

@@ -1,4 +1,4 @@
-// Writing to what may refuse it with a signal.
+// Writing without the signals that a refused write sends.
 #pragma once
 
 #include <csignal>
@@ -6,9 +6,9 @@
 
 namespace platform {
 
-// Keeps a pipe's reader that has gone, and a limit on the size of files, from ending the process: a
-// line that cannot be written is no reason to die. Signals that were pending before are left
-// pending.
+// Keeps a pipe without a reader (SIGPIPE) and a limit on file sizes (SIGXFSZ) from ending the
+// process: a line that cannot be written is no reason to die. Leaves signals alone that were
+// pending before.
 class NoWriteSignals {
 public:
     NoWriteSignals() {
@@ -32,14 +32,14 @@ public:
     NoWriteSignals& operator=(const NoWriteSignals&) = delete;
 
 private:
-    // Only a signal that was blocked already can be.
+    // Only a signal that was blocked before can be pending.
     static bool isPending(int signal) {
         sigset_t pending;
         sigpending(&pending);
         return sigismember(&pending, signal) == 1;
     }
 
-    sigset_t ours_; // those to be taken back
+    sigset_t ours_; // the destructor consumes these
     sigset_t before_;
 };
 
