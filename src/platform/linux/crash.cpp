@@ -34,7 +34,7 @@ constinit Hook hooks[] = {{SIGSEGV, {}}, {SIGBUS, {}},  {SIGFPE, {}}, {SIGILL, {
 constinit std::atomic<FaultFunction> faultFunction{nullptr};
 constinit ReportTurn turn;
 constinit SpareDescriptors spare;
-sigjmp_buf wayOut; // of a report that meets a fault itself, or has taken too long
+sigjmp_buf wayOut; // out of a report that meets a fault itself or takes too long
 constinit volatile std::sig_atomic_t isWayOutOpen = 0;
 constinit bool areForksApart = false;
 
@@ -49,16 +49,16 @@ bool wasSent(const siginfo_t& info) {
     return info.si_code <= 0;
 }
 
-// Signals that others send during a report do not end it. The sending thread is not known, but
-// whoever sends SIGABRT to a thread is abort() as a rule.
+// A report ends at a fault of its own, at abort() and at its deadline, but not at signals that
+// others send. abort() is recognised by SIGABRT that this process sends to a thread.
 bool endsReport(const siginfo_t& info) {
     const bool isAbort =
         info.si_signo == SIGABRT && info.si_code == SI_TKILL && info.si_pid == getpid();
     return !wasSent(info) || isAbort || ReportDeadline::isSentBy(info);
 }
 
-// Its own faults and the end of its time come through: who calls abort() may have blocked all
-// signals.
+// Unblocks the signals of the report's own faults and of its deadline: a thread that calls abort()
+// may have blocked all signals.
 void callUnblocked(FaultFunction function, const Fault& fault) {
     sigset_t faults;
     sigset_t before;
@@ -102,7 +102,7 @@ bool isFunction(const struct sigaction& action) {
            (action.sa_handler != SIG_DFL && action.sa_handler != SIG_IGN);
 }
 
-// The signals that the system would have blocked if it had called the handler by itself.
+// Blocks the signals that the system blocks when it calls the handler itself.
 void blockAsFor(const struct sigaction& action, const Received& received) {
     const sigset_t& before = static_cast<const ucontext_t*>(received.registers)->uc_sigmask;
     sigset_t blocked;
@@ -132,8 +132,8 @@ struct sigaction defaultAction() {
     return action;
 }
 
-// The signal comes once more, with all that is known about it, as soon as the handler has returned:
-// a core dump then shows the fault and not the handler.
+// Sends the signal once more, with all that is known about it. It arrives as soon as the handler
+// has returned, so a core dump shows the fault and not the handler.
 void repeatWithDefaultAction(const Received& received) {
     const struct sigaction action = defaultAction();
     sigaction(received.signal, &action, nullptr);
@@ -162,8 +162,8 @@ void passOn(const Received& received) {
     }
 }
 
-// Little may be needed of the stack before the report's own is taken: it may be the smallest
-// alternate one that there is.
+// Uses little stack until the report's own is taken: the stack here may be the smallest alternate
+// one that is allowed.
 void onSignal(int signal, siginfo_t* info, void* registers) {
     const int error = errno;
     const bool isInReport = turn.isMine();
@@ -171,7 +171,7 @@ void onSignal(int signal, siginfo_t* info, void* registers) {
         siglongjmp(wayOut, 1);
     }
     if (ReportDeadline::isSentBy(*info) || (isInReport && wasSent(*info))) {
-        return; // a moment too late, or not for the report
+        return; // the report has just ended, or the signal is not meant for it
     }
     Received received{signal, info, registers, forbidCancellation()};
     if (!isInReport && turn.take()) {
@@ -182,8 +182,8 @@ void onSignal(int signal, siginfo_t* info, void* registers) {
     passOn(received);
 }
 
-// A handler that was installed later and chained to this one may have put it back. It must not
-// become its own successor.
+// A handler that was installed later and chained to onSignal may have put onSignal back. It must
+// not become its own successor.
 void remember(Hook& hook) {
     struct sigaction current {};
     if (sigaction(hook.signal, nullptr, &current) == 0 && current.sa_sigaction != onSignal) {
@@ -197,16 +197,16 @@ void waitForReport() {
     resumeCancellation(cancellation);
 }
 
-// The only thread of a child may itself be in a report, in which something forks.
+// The child's only thread may have forked within its own report: then it keeps the turn.
 void takeTurnFromTheLost() {
     if (!turn.isMine()) {
         turn.giveBack();
     }
 }
 
-// A child that is forked while another thread writes a report has what that thread has locked, of
-// the loader's for example, and no such thread. So forks wait for the report's end; one that begins
-// at the last moment has no turn in the child.
+// A child that is forked during a report has the locks of the reporting thread, the loader's for
+// example, but not that thread. So a fork waits for the report's end. If a report begins at the
+// last moment, nobody has the turn in the child.
 void keepForksApart() {
     if (!areForksApart) {
         areForksApart = pthread_atfork(waitForReport, nullptr, takeTurnFromTheLost) == 0;
@@ -230,7 +230,7 @@ AnyFunction installFaultFunction(FaultFunction function) {
         sigdelset(&action.sa_mask, hook.signal);
     }
     for (Hook& hook : hooks) {
-        remember(hook); // before anybody can need it
+        remember(hook); // before onSignal can need it
         sigaction(hook.signal, &action, nullptr);
     }
     const struct sigaction& segv = hooks[0].previous;

@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::size_t kRoom = 256; // for a path of the virtual file system
 
-// Which file systems have been reported, so that a device mounted in several places counts once.
+// The file systems that were reported: a device that is mounted in several places counts once.
 class SeenDevices {
 public:
     bool add(dev_t device) {

@@ -17,7 +17,7 @@ constexpr std::uint64_t kPage = 4096;
 // Far more than linkers make. Tables can claim so many entries that looking through them for each
 // line of a report would take days.
 constexpr unsigned kMostEntries = 512;
-constexpr unsigned kAtOnce = 16; // of a table
+constexpr unsigned kAtOnce = 16; // entries of a table that are read at once
 
 constexpr std::uint64_t pageOf(std::uint64_t address) {
     return address & ~(kPage - 1);
@@ -29,7 +29,7 @@ bool isInMemory(const Elf64_Shdr& section) {
     return (section.sh_flags & SHF_ALLOC) != 0 && !isThreadLocal;
 }
 
-// Asked before it is opened as well: opening a device may do something. A failure sets errno.
+// Checks the kind of file before opening it: opening a device may do something. Failure sets errno.
 int openOrdinary(const char* path) {
     struct stat status {};
     if (stat(path, &status) != 0) {
@@ -98,7 +98,7 @@ bool ElfFile::readSegments() {
     return begin < end;
 }
 
-// As many sections as there are, but no more than the room has.
+// Reads as many sections as there are from `first` on, but at most `room`. Returns how many.
 unsigned ElfFile::readSections(unsigned first, Elf64_Shdr* sections, unsigned room) const {
     const unsigned end = std::min<unsigned>(header_.e_shnum, kMostEntries);
     const unsigned count = first < end ? std::min(end - first, room) : 0;
@@ -129,7 +129,7 @@ unsigned ElfFile::sectionAt(std::uint64_t address, std::uint32_t& offset) const 
 }
 
 bool ElfFile::isWhole() const {
-    // Numbers too large for the header stand in the first section; no module has so many.
+    // Numbers too large for the header would stand in the first section; no module has so many.
     if (header_.e_shstrndx >= std::max<unsigned>(header_.e_shnum, 1) ||
         (header_.e_shnum == 0 && header_.e_shoff != 0)) {
         return false;

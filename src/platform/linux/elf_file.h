@@ -8,7 +8,7 @@
 
 namespace platform {
 
-// Whether an error says that the process, or the system, has no more of something just now.
+// Whether an error means that the process or the system is short of descriptors or memory.
 bool isShortage(int error);
 
 class ElfFile {
@@ -24,7 +24,7 @@ public:
     // Whether it could not be opened because of a shortage.
     bool isOutOfReach() const { return isOutOfReach_; }
 
-    // An executable that cannot be moved.
+    // Whether it is an executable that must be loaded at its own address.
     bool isFixed() const { return header_.e_type == ET_EXEC; }
 
     // Where the file wants its first page, and how far its segments reach from there.
@@ -33,19 +33,19 @@ public:
 
     std::int64_t changeTime() const { return changeTime_; }
 
-    // Whether the sections' contents are all there. Who maps one that is cut off gets a signal.
+    // Whether the file holds all contents of its sections. Reading a mapped one otherwise faults.
     bool isWhole() const;
 
-    // What the section with this name begins with, cut to fit; false if there is none.
+    // The beginning of the section with this name, cut to fit; false if there is none.
     bool textOf(const char* sectionName, char* text, std::size_t room) const;
 
     bool section(unsigned number, Elf64_Shdr& section) const;
 
-    // The section that has the address in memory, 0 if none.
+    // The number of the section that has the address in memory, with the offset in it; 0 if none.
     unsigned sectionAt(std::uint64_t address, std::uint32_t& offset) const;
 
-    // Whether the file's first page is the one in memory there: a file of that name may have
-    // replaced the one that was loaded.
+    // Whether the file's first page is the same as in memory there: a file of the same name may
+    // have replaced the loaded one.
     bool beginsLike(const void* memory) const;
 
 private:

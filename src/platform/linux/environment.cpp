@@ -15,7 +15,7 @@ namespace platform {
 
 namespace {
 
-// What fits the other system, in UTF-16 units with the terminator.
+// Windows's limits, in UTF-16 units with the terminator.
 constexpr std::size_t kNameUnits = 32768;
 constexpr std::size_t kSetValueUnits = 32768;
 constexpr std::size_t kGetValueUnits = 65536;
@@ -104,7 +104,7 @@ VariableStatus getVariable(const char* name, char* buffer, std::size_t size) {
     if (!fits(name, kNameUnits)) {
         return VariableStatus::badName;
     }
-    // The C library would find FOO=bar in the variable FOO; a name has no such sign in it.
+    // No name has a '=' in it. getenv would look for one and find a part of another variable.
     const char* value = std::strchr(name, '=') == nullptr ? std::getenv(name) : nullptr;
     if (value == nullptr || *value == '\0') {
         return VariableStatus::failed;

@@ -9,8 +9,8 @@ namespace platform {
 
 namespace {
 
-// A push or a call goes just below the stack pointer. A large frame moves the stack pointer into
-// the void first and is touched above it.
+// A push or a call writes just below the stack pointer. A function with a large frame first moves
+// the stack pointer beyond the stack and then touches memory above it.
 bool isStackOverflow(std::uintptr_t address, std::uintptr_t stackPointer) {
     constexpr std::uintptr_t kBelow = 65536;
     constexpr std::uintptr_t kLargestFrame = 1 << 20;
@@ -18,8 +18,8 @@ bool isStackOverflow(std::uintptr_t address, std::uintptr_t stackPointer) {
            (address - stackPointer < kLargestFrame && !isReadableMemory(stackPointer));
 }
 
-// The processor reports these like any other violation: hlt, cli and sti, and the ports' ins and
-// outs.
+// hlt, cli and sti, and input and output on ports. The processor reports them like any other
+// violation.
 bool isPrivileged(std::uintptr_t instruction) {
     if (!isReadableMemory(instruction)) {
         return false;
@@ -40,7 +40,7 @@ std::uint32_t codeOfSegv(const siginfo_t& info, void* registers) {
                : fault_code::kAccessViolation;
 }
 
-// Without an address: the stack pointer is none.
+// SI_KERNEL comes without an address: the stack pointer is no possible address.
 std::uint32_t codeOfBus(const siginfo_t& info) {
     if (info.si_code == SI_KERNEL) {
         return fault_code::kAccessViolation;

@@ -7,7 +7,7 @@
 
 namespace platform {
 
-// Safe in a signal handler; the registers are the third argument of one.
+// Safe in a signal handler. The registers are the third argument of the handler.
 Fault faultOf(const siginfo_t& info, void* registers);
 
 } // namespace platform

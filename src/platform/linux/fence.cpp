@@ -19,7 +19,7 @@ bool callBarrier(int command) {
 
 } // namespace
 
-// Later it would take milliseconds, because the threads that run have to be told.
+// Registering later takes milliseconds, because every running thread has to be told.
 void prepareFence() {
     callBarrier(MEMBARRIER_CMD_REGISTER_PRIVATE_EXPEDITED);
 }

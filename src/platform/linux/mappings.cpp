@@ -90,7 +90,7 @@ struct Entry {
         rest += std::strcspn(rest, " ");
     }
 
-    const char* rest; // in the end the path
+    const char* rest; // after the constructor: the path
     std::uintptr_t begin;
     std::uintptr_t end;
     std::uintptr_t offset;
@@ -107,7 +107,7 @@ void setPath(Mapping& mapping, const char* path) {
     mapping.path[length] = 0;
 }
 
-// Calls visit(mapping, isCode) for each one, in the order of addresses, until it returns false.
+// Calls visit(mapping, isCode) for each mapping, in the order of addresses, until it returns false.
 template<class Visit>
 void readMappings(Mapping& mapping, Visit visit) {
     mapping = {};
@@ -129,8 +129,8 @@ void readMappings(Mapping& mapping, Visit visit) {
     mapping = {};
 }
 
-// What there is of code, which is where frames are, as it was when the report began. In the order
-// of addresses. Pages that are not used cost nothing.
+// The mappings of code, where all frames are, in the order of addresses, as they were at the
+// report's beginning. Pages of the table that are not used cost nothing.
 class CodeTable {
 public:
     constexpr CodeTable() = default;
@@ -170,7 +170,7 @@ private:
 
     struct Code {
         std::uintptr_t begin, end, base;
-        std::size_t path; // where it begins among the paths
+        std::size_t path; // where its path begins in paths_
     };
 
     // False if there is no room for it.
@@ -197,8 +197,8 @@ constinit Mapping found{};
 
 } // namespace
 
-// Addresses of something other than code are rare, and looked for among all mappings; so is code
-// for which the table has no room.
+// Other addresses than those of code are rare and looked for among all mappings, as is code for
+// which the table has no room.
 const Mapping* findMapping(std::uintptr_t address) {
     if (contains(found, address)) {
         return &found;

@@ -10,7 +10,7 @@ struct Mapping {
     std::uintptr_t begin = 0;
     std::uintptr_t end = 0;
     std::uintptr_t base = 0; // where the file's first byte is mapped; 0 if it is not
-    char path[1024] = "";    // or "[stack]" and the like; empty if nobody gave it a name
+    char path[1024] = "";    // or "[stack]" and the like; empty if it has no name
 };
 
 // Null if nothing is mapped at the address; else valid until the next call. Safe in a signal
@@ -18,7 +18,7 @@ struct Mapping {
 // where code is, because the kernel lists all mappings each time. For one thread at a time.
 const Mapping* findMapping(std::uintptr_t address);
 
-// For the next report: what is mapped where may have changed.
+// To be called before each report, because mappings may have changed.
 void forgetMappings();
 
 } // namespace platform

@@ -11,14 +11,14 @@ namespace {
 
 constexpr time_t kSeconds = 25; // others wait for their turn a little longer
 
-// One of those that the fault handler receives, and that nobody blocks.
+// A signal that the fault handler receives and that nobody blocks.
 constexpr int kSignal = SIGTRAP;
 
 char mark;
 
 } // namespace
 
-// By system calls: the C library's functions may allocate.
+// Uses system calls because the C library's functions may allocate.
 void ReportDeadline::start() {
     sigevent event{};
     event.sigev_notify = SIGEV_THREAD_ID;

@@ -1,4 +1,4 @@
-// The end of a report's time.
+// A limit to the time of a report.
 #pragma once
 
 #include <csignal>
@@ -6,13 +6,13 @@
 namespace platform {
 
 // Sends the calling thread a signal when the time is over: the report may be waiting for a lock,
-// the loader's for example, whose holder waits for this very thread. Safe in a signal handler.
+// the loader's for example, whose holder waits for this thread. Safe in a signal handler.
 class ReportDeadline {
 public:
     void start();
     void stop();
 
-    // Whether a signal is a deadline's.
+    // Whether a deadline has sent the signal.
     static bool isSentBy(const siginfo_t& info);
 
 private:

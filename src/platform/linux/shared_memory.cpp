@@ -1,13 +1,13 @@
-// A POSIX shared-memory object outlives its users, so whether somebody still has it open is said by
-// locks on its file, which the kernel takes away from the dead:
+// A POSIX shared-memory object outlives its users. Two locks on its file tell whether somebody
+// still has it open; the kernel releases the locks of processes that die:
 //
-//   gate   held alone while an object is opened or closed
-//   life   held together by all who have it open; who can have it alone is the only one
+//   gate   held by one process alone while it opens or closes the object
+//   life   shared by all who have the object open; who gets it alone is the only one
 //
-// They belong to the open file, not to the process: a process may open an object twice, and a
-// forked child keeps what its parent had open. The last to close removes the name; if it was killed
-// instead, the next to open that name starts afresh, and whoever opens or lists any memory clears
-// away dead ones.
+// The locks belong to the open file, not to the process: a process may open an object twice, and a
+// forked child keeps what its parent had open. The last to close an object removes its name. If
+// that process was killed, the next to open the name starts afresh, and whoever opens or lists any
+// memory removes dead objects.
 #include "platform/shared_memory.h"
 
 #include "platform/posix/descriptor.h"
@@ -43,13 +43,13 @@ constexpr std::string_view kMutexPrefix = "qzCore.mutex.";
 constexpr mode_t kSameUser = 0600;
 constexpr std::chrono::seconds kPatience(1);
 
-// Who holds a mutex for longer than this has probably lost the processor.
+// After so many attempts the mutex's holder has probably lost the processor.
 constexpr int kSpins = 100;
 
 constexpr off_t kGate = 0;
 constexpr off_t kLife = 1;
 
-// Tells the processor that this is a waiting loop.
+// Tells the processor that the loop waits.
 void relax() {
 #if defined(__x86_64__)
     __builtin_ia32_pause();
@@ -70,7 +70,7 @@ bool setLock(int file, off_t which, int type) {
     return fcntl(file, F_OFD_SETLK, &lock) == 0;
 }
 
-// Those in front of us need microseconds, unless they were stopped.
+// The others at the gate need microseconds, unless they were stopped.
 bool passGate(int file) {
     const Clock::time_point deadline = Clock::now() + kPatience;
     while (!setLock(file, kGate, F_WRLCK)) {
@@ -93,13 +93,13 @@ std::uint64_t sizeOfFile(int file) {
     return fstat(file, &status) == 0 ? static_cast<std::uint64_t>(status.st_size) : 0;
 }
 
-// Who else can write to an object can also put into a mutex what our locking would follow anywhere.
+// False for another user's object: its owner could write a mutex that leads our locking anywhere.
 bool isOurs(int file) {
     struct stat status {};
     return fstat(file, &status) == 0 && status.st_uid == geteuid();
 }
 
-// The system's limit of names is also ours.
+// The limit of file names holds for the whole name, prefix included.
 bool isObjectName(const std::string& name) {
     return name.size() <= NAME_MAX && name.find('/') == std::string::npos;
 }
@@ -113,7 +113,7 @@ Descriptor openObject(const std::string& path) {
     return Descriptor(uninterrupted([&] { return shm_open(path.c_str(), O_RDWR | O_CLOEXEC, 0); }));
 }
 
-// Removes the object if nobody else has it open. The gate is passed.
+// Removes the object if nobody else has it open. The caller holds the gate.
 void removeIfAlone(int file, const char* path) {
     if (!isRemoved(file) && setLock(file, kLife, F_WRLCK)) {
         shm_unlink(path);
@@ -124,8 +124,8 @@ bool isObject(std::string_view name) {
     return name.starts_with(kMemoryPrefix) || name.starts_with(kMutexPrefix);
 }
 
-// Calls back with the names of objects, from a place in their folder on, until it returns false.
-// Returns the place to go on from, 0 at the end of the folder.
+// Calls back with the names of objects, from a place in their folder on, until the callback returns
+// false. Returns the place to go on from, 0 at the end of the folder.
 template<class Callback>
 long visitObjects(long place, Callback callback) {
     const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(kObjectFolder), closedir);
@@ -149,8 +149,8 @@ void removeIfDead(const std::string& name) {
     }
 }
 
-// Looks at all objects when a process opens its first one, and then at a few each time, always
-// others: so who opens many does not look at all of them again and again.
+// Looks at all objects when a process opens its first one, and then at the next few each time, so
+// that many openings do not look at all objects again and again.
 void removeSomeDead() {
     constexpr int kFew = 16;
     static std::atomic<bool> isFirst{true};
@@ -168,7 +168,7 @@ void removeSomeDead() {
     place = next;
 }
 
-// Takes no lock, not even for a moment: an opener would believe that the dead live.
+// Takes no lock, not even for a moment: an opener would believe that a dead object lives.
 bool hasLife(const std::string& path) {
     const Descriptor file = openObject(path);
     struct flock lock = lockOf(kLife, F_WRLCK);
@@ -176,7 +176,7 @@ bool hasLife(const std::string& path) {
            lock.l_type != F_UNLCK;
 }
 
-// A mapped object with a share in its life.
+// A mapped object, with a share of its life lock.
 class SharedObject {
 public:
     SharedObject() = default;
@@ -195,8 +195,8 @@ public:
         }
     }
 
-    // `initialise` gets the zeros of a new object, and is given again, with new zeros, to the next
-    // process if this one dies in it.
+    // `initialise` gets the zeros of a new object. If this process dies in it, the next one that
+    // opens the object calls its own with new zeros.
     template<class Initialise>
     bool open(std::string path, std::uint64_t size, Initialise initialise, bool& isNew) {
         path_ = std::move(path);
@@ -214,7 +214,7 @@ public:
     std::uint64_t size() const { return size_; }
 
 private:
-    // Who waited at the gate may find that the object was removed in front of him.
+    // While a process waits at the gate, the object may be removed by the one before it.
     bool openPassingGate() {
         const Clock::time_point deadline = Clock::now() + kPatience;
         do {
@@ -236,7 +236,7 @@ private:
         return false;
     }
 
-    // The pages are asked for now: later their lack would end the process.
+    // Reserves the pages now: if one were missing later, the process would die.
     bool makeZeros(std::uint64_t size) const {
         const NoWriteSignals guard; // the limit on the size of files holds for memory, too
         return uninterrupted([&] { return ftruncate(file_, 0); }) == 0 &&
@@ -254,13 +254,13 @@ private:
 
     std::string path_;
     int file_ = -1;
-    // To a forked child the locks that it has in common with its parent say nothing of the parent.
+    // A forked child shares the locks with its parent: they do not tell it if the parent lives.
     const pid_t opener_ = getpid();
     char* bytes_ = nullptr;
     std::uint64_t size_ = 0;
 };
 
-// Robust: the next to lock it after its owner's death is told, and goes on.
+// Robust: if the owner dies, the next to lock the mutex is told so and goes on.
 bool initialiseMutex(void* bytes) {
     pthread_mutexattr_t attributes;
     pthread_mutexattr_init(&attributes);
@@ -271,8 +271,8 @@ bool initialiseMutex(void* bytes) {
     return error == 0;
 }
 
-// By the clock that can be set: the call that takes the steady one is unknown to the thread
-// sanitizer.
+// By the clock that can be set, because the thread sanitizer does not know the call that takes the
+// steady one.
 timespec after(std::chrono::milliseconds limit) {
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);

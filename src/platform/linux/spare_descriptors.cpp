@@ -9,7 +9,7 @@
 
 namespace platform {
 
-// All of one empty file in memory, whose number nobody else's has.
+// All are descriptors of one empty file in memory, which isMine recognises by its inode number.
 void SpareDescriptors::hold() {
     if (isMine(files_[0])) {
         return;

@@ -1,18 +1,18 @@
-// File descriptors kept for a crash: one may be a consequence of having run out of them.
+// File descriptors kept for a crash, because the process may crash after it has run out of them.
 #pragma once
 
 #include <sys/types.h>
 
 namespace platform {
 
-// Trivial to make and never destroyed. Safe in a signal handler.
+// Made at compile time, never destroyed, and safe in a signal handler.
 class SpareDescriptors {
 public:
-    // Does nothing while they are held.
+    // Opens the descriptors; does nothing while they are held.
     void hold();
 
-    // A host that closes all descriptors has closed these as well; what has their numbers by then
-    // is left alone.
+    // Closes the descriptors. A host that closes all descriptors has closed these too; other files
+    // that have got their numbers are left open.
     void release();
 
 private:

@@ -56,7 +56,7 @@ void walkStack(const Fault& fault, FrameFunction function, void* context) {
         if (frame.address == 0 || frame.frame == 0 || !function(context, frame)) {
             return;
         }
-        // What a signal handler interrupted stands at its next instruction, not behind a call.
+        // A frame that a signal interrupted stands at its next instruction, not after a call.
         isReturnAddress = unw_is_signal_frame(&cursor) <= 0;
         if (unw_step(&cursor) <= 0) {
             return;

@@ -24,7 +24,7 @@ namespace {
 
 constexpr std::uint32_t kPage = 4096;
 
-// Only for the walk of a dying process; see startSymbols.
+// Only for walkStack in a dying process; see startSymbols.
 constinit backtrace_state* processSymbols = nullptr;
 
 void copyText(char (&to)[SourcePlace::kNameRoom], const char* from) {
@@ -36,14 +36,14 @@ void copyText(char (&to)[SourcePlace::kNameRoom], const char* from) {
 struct Lookup {
     std::uintptr_t address;
     SourcePlace* place;
-    bool fellShort = false; // for want of memory or descriptors
+    bool fellShort = false; // memory or descriptors were short
 };
 
 void noteError(void* context, const char*, int error) {
     static_cast<Lookup*>(context)->fellShort |= isShortage(error);
 }
 
-// The innermost of the functions that were compiled into each other comes first.
+// The innermost of several inlined functions comes first.
 int takeLine(void* context, std::uintptr_t, const char* file, int line, const char*) {
     SourcePlace& place = *static_cast<Lookup*>(context)->place;
     if (file != nullptr && line > 0) {
@@ -70,14 +70,14 @@ void lookUp(backtrace_state* state, Lookup& lookup, bool isReturnAddress) {
     }
 }
 
-// Where the loader put the program: it is the first that it names.
+// The program's load address: the loader names the program first.
 int takeFirstAddress(dl_phdr_info* program, std::size_t, void* address) {
     *static_cast<std::uintptr_t*>(address) = program->dlpi_addr;
     return 1;
 }
 
-// Modules' symbols, by path and time of change. Nothing that the reader allocates can be given
-// back, so what was read is kept for the next time.
+// Modules' symbols, by path and time of change. The reader never frees its memory, so what was read
+// is kept for the next time.
 class KnownSymbols {
 public:
     using Module = std::pair<std::string, std::int64_t>;
@@ -85,7 +85,7 @@ public:
     void find(const Module& module, Lookup& lookup, bool isReturnAddress) {
         lookUp(stateOf(module, lookup), lookup, isReturnAddress);
         if (lookup.fellShort) {
-            known_.erase(module); // it would fail for ever after
+            known_.erase(module); // else it would fail for ever
         }
     }
 
@@ -115,8 +115,8 @@ std::string folderOf(const std::string& path) {
 
 bool isSound(const ElfFile& file, const std::string& path, int linksLeft);
 
-// The symbol reader follows links from a module to files with its debugging information, and asks
-// none of them what it is.
+// The symbol reader follows links from a module to files with its debugging information and checks
+// none of them. True if it can do so safely.
 bool isLinkSound(const std::string& path, int linksLeft) {
     return access(path.c_str(), F_OK) != 0 ||
            (linksLeft > 0 && isSound(ElfFile(path.c_str()), path, linksLeft - 1));
@@ -178,8 +178,8 @@ public:
         section = file_.sectionAt(file_.loadAddress() + address, offset);
     }
 
-    // The symbol reader takes the named file for the running program. So it looks for a file that
-    // can be moved where the program is, and for any other where the file says.
+    // The symbol reader takes the named file for the running program: it looks for a movable file
+    // where the program is, and for any other file at the file's own addresses.
     void source(std::uint32_t address, bool isReturnAddress, SourcePlace& place) override {
         place = {};
         if (!isSound_) {
@@ -200,7 +200,7 @@ public:
 private:
     ElfFile file_;
     std::string path_;
-    bool isSound_; // the symbol reader maps what sections it finds, there or not
+    bool isSound_; // the symbol reader maps sections even if the file is cut off
 };
 
 } // namespace

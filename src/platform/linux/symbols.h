@@ -1,9 +1,9 @@
-// What the fault handling needs of platform/symbols.h beyond its face.
+// What the fault handling needs beyond platform/symbols.h.
 #pragma once
 
 namespace platform {
 
-// Forgets what is known of the process's modules: since the last time others may have been loaded.
+// Forgets the process's modules: others may have been loaded since the last time.
 void startSymbols();
 
 } // namespace platform
