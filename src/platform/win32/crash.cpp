@@ -32,7 +32,7 @@ constinit LPTOP_LEVEL_EXCEPTION_FILTER previousFilter = nullptr;
 constinit AbortFunction previousAbort = SIG_DFL;
 constinit ReportTurn turn;
 
-// ntdll's, which no header declares with its name.
+// A function of ntdll, which no header declares under its own name.
 using ThreadQuery = LONG(NTAPI*)(HANDLE, ULONG, void*, ULONG, ULONG*);
 constexpr ULONG kAmILastThread = 12;
 
@@ -45,7 +45,7 @@ bool isLastThread() {
            answer != 0;
 }
 
-// Reports on behalf of a thread that has no stack left for it.
+// A thread that reports on behalf of a thread without a stack.
 class Helper {
 public:
     void start() {
@@ -69,7 +69,7 @@ public:
     }
 
 private:
-    // A second call goes on with what an earlier one has made.
+    // A second call makes only what an earlier one has not made.
     bool makeHandles() {
         const HANDLE process = GetCurrentProcess();
         const auto makeEvent = [](HANDLE& event) {
@@ -90,13 +90,13 @@ private:
             }
             SetEvent(self.done_);
         }
-        // As the end of the last other thread would have done, had this one not been there.
+        // The system would end the process with this code if this thread did not exist.
         ExitProcess(kEndedByOverflow);
     }
 
-    // False when all others have gone: a system may end a thread whose stack overflowed, and
-    // nothing else. The starter, which is the main thread as a rule, goes last or with the process;
-    // after its end this looks around now and then.
+    // False when all other threads are gone: the system may end only the thread whose stack
+    // overflowed. The starter, as a rule the main thread, ends last or with the process. After its
+    // end this looks now and then whether others are left.
     bool waitForRequest() const {
         constexpr DWORD kPoll = 1000;
         const HANDLE handles[] = {request_, starter_};
@@ -151,7 +151,7 @@ HMODULE moduleOf(DWORD64 address) {
     return static_cast<HMODULE>(module);
 }
 
-// To the caller of the first function in this library.
+// Unwinds to the caller of the first function in this library.
 void leaveLibrary(CONTEXT& context) {
     const HMODULE library = moduleOf(context.Rip);
     while (context.Rip != 0 && moduleOf(context.Rip) == library) {
@@ -167,7 +167,7 @@ void leaveLibrary(CONTEXT& context) {
     }
 }
 
-// abort() does not come past the filter.
+// abort() does not reach the exception filter.
 void onAbort(int signal) {
     CONTEXT context;
     RtlCaptureContext(&context);
@@ -197,9 +197,9 @@ bool leaveNowhere(CONTEXT& context, HANDLE process) {
     return true;
 }
 
-// The compiler's helper that touches the pages of a large frame, the usual place for a stack to
-// overflow, saves two registers and tells the unwinder nothing. It is known by the call behind its
-// return address.
+// The compiler's helper that touches the pages of a large frame is the usual place of a stack
+// overflow. It saves two registers without unwind information. It is recognised by the call in
+// front of its return address.
 bool leaveStackProbe(CONTEXT& context, HANDLE process) {
     constexpr DWORD64 kSaved = 2 * sizeof(DWORD64);
     constexpr DWORD64 kLongest = 64;
@@ -245,8 +245,8 @@ void walk(HANDLE process, HANDLE thread, CONTEXT& context, bool isReturnAddress,
 
 } // namespace
 
-// A filter that was installed later and chained to this one may have put it back. It must not
-// become its own successor; the same goes for the handler of abort().
+// A filter that was installed later and chained to onException may have put onException back. It
+// must not become its own successor. The same holds for the handler of abort().
 AnyFunction installFaultFunction(FaultFunction function) {
     faultFunction.store(function);
     helper.start();
@@ -300,7 +300,7 @@ bool faultText(std::uint32_t code, char* buffer, std::size_t size) {
     DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_HMODULE | FORMAT_MESSAGE_IGNORE_INSERTS, core,
                                   code, 0, text, static_cast<DWORD>(std::size(text)), nullptr);
     while (length > 0 && text[length - 1] <= L' ') {
-        text[--length] = 0; // messages end with a line's end
+        text[--length] = 0; // messages end with a line break
     }
     return length > 0 && fromWide(text, buffer, size);
 }

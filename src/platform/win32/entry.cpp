@@ -6,8 +6,8 @@
 
 namespace {
 
-// GCC's thread library, where it is beneath this one. Each time that it is unloaded it leaves a
-// thread key and four handles behind, and after a thousand times there is no key left.
+// Keeps GCC's thread library loaded, if this library uses it. Each unload of it leaks a thread key
+// and four handles, and after a thousand times there is no key left.
 void keepThreadLibrary() {
     HMODULE library = nullptr;
     GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_PIN, L"libwinpthread-1.dll", &library);

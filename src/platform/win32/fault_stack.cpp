@@ -4,7 +4,7 @@
 
 namespace platform {
 
-// The overflow is then reported while there is room for the filter to run, not at the last byte.
+// With this, an overflow is reported while the filter still has room to run.
 bool keepStackForFaults() {
     ULONG size = 32768;
     return SetThreadStackGuarantee(&size) != FALSE;

@@ -1,4 +1,4 @@
-// Times as the system counts them.
+// Conversion of the system's times.
 #pragma once
 
 #include <windows.h>
@@ -7,7 +7,7 @@
 
 namespace platform {
 
-// Since the start of 1970, UTC; a FILETIME counts tenths of a microsecond since 1601.
+// Seconds since the start of 1970, UTC; a FILETIME counts tenths of a microsecond since 1601.
 inline std::int64_t secondsOf(const FILETIME& time) {
     constexpr std::int64_t kEpoch = 116'444'736'000'000'000;
     constexpr std::int64_t kTicksPerSecond = 10'000'000;

@@ -23,7 +23,7 @@ const char kSeparator = '\\';
 
 namespace {
 
-// A path for the wide calls. What cannot be one goes to the ANSI calls, byte by byte as it is.
+// A path for the wide calls. One that is not valid UTF-8 goes to the ANSI calls unchanged.
 class SystemPath {
 public:
     explicit SystemPath(const char* path)
@@ -158,7 +158,7 @@ std::int64_t sinceEpochNs(const FILETIME& time) {
     return std::min(ticks - kEpoch, kLast) * 100;
 }
 
-// What the handle's operations promise (a position, a size, no waiting) only files on a disk keep.
+// Only files on a disk have what the handle's operations promise: a position, a size, no waiting.
 SystemError requireOrdinaryFile(HANDLE file) {
     return GetFileType(file) == FILE_TYPE_DISK ? 0 : ERROR_BAD_FILE_TYPE;
 }
@@ -209,7 +209,7 @@ bool list(Listing listing, NameCallback callback, void* context) {
     }
     // Callbacks may throw.
     const std::unique_ptr<void, ListingCloser> closer(listing.handle());
-    // A drive's root lists neither.
+    // The root of a drive lists neither.
     callback(context, ".");
     callback(context, "..");
     do {
@@ -329,7 +329,7 @@ bool isReadable(const char* path) {
 
 bool removePath(const char* path) {
     const SystemPath native(path);
-    // An unreadable path has all bits set and so goes to the call that refuses it.
+    // Of an unreadable path all attribute bits are set; the call for directories then refuses it.
     const bool directory = (attributesOf(native) & FILE_ATTRIBUTE_DIRECTORY) != 0;
     return native.call(
         [&](const wchar_t* wide) {

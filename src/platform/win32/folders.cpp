@@ -22,7 +22,7 @@ namespace {
 
 constexpr std::size_t kPathUnits = 260;
 
-// The shell's folders need COM; a thread that has it in another mode already keeps it so.
+// The shell's folders need COM. A thread that has entered it in another mode stays in that mode.
 class ComScope {
 public:
     ComScope() : entered_(SUCCEEDED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED))) {}
@@ -59,7 +59,7 @@ bool createdOrThere(int result) {
     return result == ERROR_SUCCESS || result == ERROR_ALREADY_EXISTS || result == ERROR_FILE_EXISTS;
 }
 
-// For calls that return the length they wrote, or the one they would need.
+// For calls that return the length they wrote, or the length they need.
 bool convertResult(DWORD length, const wchar_t* path, char* buffer, std::size_t size) {
     return length > 0 && length < kPathUnits && fromWide(path, buffer, size);
 }

@@ -21,7 +21,7 @@ Input::Input(const char* path) {
         return;
     }
     HANDLE file = INVALID_HANDLE_VALUE;
-    isOwn_ = waitForOthers([&] { // who may be replacing it
+    isOwn_ = waitForOthers([&] { // somebody may be replacing the file
         file = CreateFileW(wide, GENERIC_READ, kShared, nullptr, OPEN_EXISTING, 0, nullptr);
         return file != INVALID_HANDLE_VALUE;
     });
@@ -35,7 +35,7 @@ Input::~Input() {
     }
 }
 
-// Pipes and consoles give what they have, and a pipe whose writer has closed it is at its end.
+// Pipes and consoles give what they have. A pipe whose writer has closed it is at its end.
 std::size_t Input::read(void* buffer, std::size_t count) {
     constexpr std::size_t kMostAtOnce = 1 << 20;
     std::size_t done = 0;

@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::size_t kPathUnits = MAX_PATH + 1;
 
-// Somebody else may take a range of addresses before it is used.
+// Another thread may take the range of addresses before it is used.
 constexpr int kAttempts = 16;
 
 HANDLE handleOf(std::intptr_t handle) {
@@ -32,7 +32,7 @@ bool mapAt(char* address, MappingHandle mapping, DWORD access, std::uint32_t off
     return size == 0 || MapViewOfFileEx(handleOf(mapping), access, 0, offset, size, address);
 }
 
-// The changeable part first, the rest right behind it.
+// Maps the changeable part, and the rest right behind it.
 bool mapBothAt(char* address, MappingHandle mapping, std::uint32_t size, std::uint32_t writable) {
     if (!mapAt(address, mapping, FILE_MAP_COPY, 0, writable)) {
         return false;

@@ -28,7 +28,7 @@ bool beginsWithShareOrVolume(std::wstring_view path) {
             path.find(L"}\\") != std::wstring_view::npos);
 }
 
-// Of a full path. Without the separator behind its name, a drive or volume is the device.
+// Takes a full path. Without the separator behind its name, a drive or volume is the device.
 bool isDevice(std::wstring_view path) {
     if (!path.starts_with(kAsItStands)) {
         return path.starts_with(kDevice) && !path.starts_with(kPipe);
@@ -37,16 +37,16 @@ bool isDevice(std::wstring_view path) {
     return path.substr(1, 2) != L":\\" && !beginsWithShareOrVolume(path);
 }
 
-// The only other colon is that of a drive.
+// True for a colon other than a drive's.
 bool isStream(std::wstring_view path) {
     path.remove_prefix(path.starts_with(kAsItStands) ? kAsItStands.size() : 0);
     return path.find(L':', 2) != std::wstring_view::npos;
 }
 
-// The buffer is for the full path.
+// Writes the full path into `full`.
 PathTarget targetOf(const wchar_t* path, wchar_t* full, DWORD units) {
     const DWORD length = GetFullPathNameW(path, units, full, nullptr);
-    // An empty path has no full one. One that does not fit is not that of a device.
+    // An empty path has no full one. A full one that does not fit is not that of a device.
     const std::wstring_view known(length > 0 && length < units ? full : path);
     if (isDevice(known) || std::wstring_view(path).starts_with(kObject)) {
         return PathTarget::device;

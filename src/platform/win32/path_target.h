@@ -9,11 +9,11 @@ enum class PathTarget {
     device, // NUL, COM1.txt, \\.\PhysicalDrive0; opening one may wait
 };
 
-// Which names are devices is up to the version of Windows.
+// The version of Windows decides which names are devices.
 PathTarget targetOf(const wchar_t* path);
 
-// The same of a path for the ANSI calls. One that is too long for any of them counts as that of a
-// device, and so does each when memory is short.
+// The same for a path that goes to the ANSI calls. The result is `device` as well if the path is
+// too long for any call or memory is short.
 PathTarget targetOf(const char* path);
 
 } // namespace platform

@@ -6,8 +6,8 @@ namespace platform {
 
 namespace {
 
-// Far more than linkers make. A table can claim so many that looking through them for each line of
-// a report would take hours.
+// Far more than linkers make. A table can claim so many sections that looking through them for each
+// line of a report would take hours.
 constexpr unsigned kMostSections = 512;
 
 std::uint32_t lengthOf(const IMAGE_SECTION_HEADER& section) {
@@ -95,7 +95,7 @@ const IMAGE_RUNTIME_FUNCTION_ENTRY* PeImage::findFunction(std::uint32_t address)
     return behind != first && address < behind[-1].EndAddress ? behind - 1 : nullptr;
 }
 
-// A function that was split has an entry for each part; all but one lead to another one's.
+// A function that was split has an entry for each part. Each but one names another part's entry.
 const IMAGE_RUNTIME_FUNCTION_ENTRY*
 PeImage::chainedFrom(const IMAGE_RUNTIME_FUNCTION_ENTRY& part) const {
     constexpr unsigned kFlagsShift = 3;

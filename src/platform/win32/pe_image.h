@@ -24,8 +24,8 @@ public:
     unsigned sectionAt(std::uint32_t address, std::uint32_t& offset) const;
     bool addressOf(unsigned section, std::uint32_t offset, std::uint32_t& address) const;
 
-    // Where the function begins that has the address, from the tables that unwinding needs; false
-    // if they do not tell, as with functions that use no stack.
+    // Where the function that has the address begins, by the tables for unwinding. False if they do
+    // not tell, for instance for functions that use no stack.
     bool functionBegin(std::uint32_t address, std::uint32_t& begin) const;
 
 private:

@@ -1,5 +1,5 @@
-// A named mutex, which the system takes away from the dead; the name says which directory it is,
-// whatever path leads there.
+// The turn is a named mutex, which the system takes away from threads that die. The name identifies
+// the directory, whatever path leads there.
 #include "platform/save_turn.h"
 
 #include "platform/win32/wide.h"
@@ -17,7 +17,7 @@ namespace {
 
 constexpr std::size_t kPathUnits = MAX_PATH + 1;
 
-// Of a directory that is there.
+// Identifies a directory that exists.
 bool identify(const wchar_t* directory, BY_HANDLE_FILE_INFORMATION& information) {
     constexpr DWORD kShared = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
     const HANDLE opened = CreateFileW(directory, 0, kShared, nullptr, OPEN_EXISTING,
@@ -30,7 +30,7 @@ bool identify(const wchar_t* directory, BY_HANDLE_FILE_INFORMATION& information)
     return isKnown;
 }
 
-// Cuts the name of the file off; "." is the directory itself, of a drive's path, too.
+// Replaces the name of the file by ".", so that the path of a drive gives a directory, too.
 bool writeDirectory(const char* path, wchar_t (&directory)[kPathUnits]) {
     if (!toWide(path, directory, kPathUnits - 1)) {
         return false;
@@ -44,7 +44,7 @@ bool writeDirectory(const char* path, wchar_t (&directory)[kPathUnits]) {
     return true;
 }
 
-// Any user may take it: several may write the same files.
+// Any user may take the mutex, because several users may write the same files.
 HANDLE openMutex(const wchar_t* name) {
     SECURITY_DESCRIPTOR everybody;
     InitializeSecurityDescriptor(&everybody, SECURITY_DESCRIPTOR_REVISION);
@@ -59,7 +59,7 @@ SaveTurn::SaveTurn(const char* path, std::chrono::milliseconds longestWait) noex
     wchar_t directory[kPathUnits];
     BY_HANDLE_FILE_INFORMATION information;
     if (!writeDirectory(path, directory) || !identify(directory, information)) {
-        return; // what follows will fail
+        return; // the replacement will fail
     }
     wchar_t name[64];
     std::swprintf(name, std::size(name), L"Global\\qzsave-%08lx-%08lx%08lx",
@@ -74,7 +74,7 @@ SaveTurn::SaveTurn(const char* path, std::chrono::milliseconds longestWait) noex
         lock_ = reinterpret_cast<std::intptr_t>(mutex);
         return;
     }
-    isMine_ = result != WAIT_TIMEOUT; // else there is no lock
+    isMine_ = result != WAIT_TIMEOUT; // another result means that there is no lock
     CloseHandle(mutex);
 }
 

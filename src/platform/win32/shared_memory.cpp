@@ -1,4 +1,4 @@
-// Named sections and mutexes, which this system frees by itself.
+// Named sections and mutexes, which Windows itself frees.
 #include "platform/shared_memory.h"
 
 #include "platform/win32/wide.h"
@@ -71,7 +71,7 @@ Function nativeFunction(const char* name) {
     return reinterpret_cast<Function>(reinterpret_cast<void*>(found));
 }
 
-// Where the names of this user's session are.
+// Opens the list of the names in this user's session.
 Handle openNames() {
     const auto open = nativeFunction<OpenDirectory>("NtOpenDirectoryObject");
     DWORD session = 0;
@@ -124,7 +124,7 @@ SharedMemory* openSharedMemory(const char* name, std::uint32_t size, void* secur
     }
     shared->bytes = MapViewOfFile(shared->section.get(), FILE_MAP_ALL_ACCESS, 0, 0, 0);
     MEMORY_BASIC_INFORMATION region = {};
-    // Others may have made a section whose pages are only reserved.
+    // Another program may have made a section whose pages are only reserved.
     if (shared->bytes == nullptr || VirtualQuery(shared->bytes, &region, sizeof region) == 0 ||
         region.State != MEM_COMMIT) {
         return nullptr;

@@ -1,13 +1,13 @@
-// Files that somebody else has open for an instant.
+// Files that others have open for an instant.
 #pragma once
 
 #include <windows.h>
 
 namespace platform {
 
-// Repeats a step that others keep from a file, for a second at most. `step` returns whether it
-// succeeded, and leaves the reason of a failure as the thread's last error, as does this function.
-// `reason` is a second one that may mean others.
+// Repeats a step for a second at most while it fails because others have the file open. `step`
+// returns whether it succeeded; on failure it sets the thread's last error, and so does this
+// function. `reason` is a second error that may come from others.
 template<class Step>
 bool waitForOthers(Step step, DWORD reason = ERROR_SHARING_VIOLATION) {
     constexpr ULONGLONG kLongestWait = 1000;

@@ -20,9 +20,9 @@ namespace platform {
 
 namespace {
 
-constinit HANDLE process = nullptr; // this one, while its symbols are open
+constinit HANDLE process = nullptr; // this process, while its symbols are open
 
-// Any value tells sessions for files apart.
+// A session for files needs a handle that no other session has; any value will do.
 HANDLE fileSession() {
     static char session;
     return &session;
@@ -34,15 +34,15 @@ bool initialise(HANDLE session, bool isThisProcess) {
     return SymInitializeW(session, nullptr, isThisProcess) != FALSE;
 }
 
-// Where PDB files are looked for. Made for a fault function, so without memory from the heap.
+// The folders where PDB files are looked for. Used in a fault function, so it allocates nothing.
 class SearchPath {
 public:
-    // Where the system looks by itself: the current directory, and what _NT_SYMBOL_PATH names.
+    // Begins with the system's own places: the current directory and what _NT_SYMBOL_PATH names.
     explicit SearchPath(HANDLE session) {
         length_ = SymGetSearchPathW(session, text_, kRoom) ? std::wcslen(text_) : 0;
     }
 
-    // Beside the module, and in the folder that packages keep them in.
+    // Adds the module's folder, and the folder that packages keep PDB files in.
     void addThoseOf(const wchar_t* module) {
         if (const wchar_t* separator = std::wcsrchr(module, L'\\')) {
             const auto length = static_cast<std::size_t>(separator - module);
@@ -83,7 +83,7 @@ void searchForThisLibrary() {
     }
 }
 
-// For a host that uses the library itself, and has it open for this process by the usual handle.
+// For a host that uses dbghelp itself and has opened it for this process with the usual handle.
 bool initialiseAnew() {
     const HANDLE self = GetCurrentProcess();
     return DuplicateHandle(self, self, self, &process, 0, FALSE, DUPLICATE_SAME_ACCESS) &&
@@ -96,8 +96,8 @@ void copyText(char (&to)[SourcePlace::kNameRoom], const char* from) {
     to[length] = 0;
 }
 
-// The library names the nearest symbol below the address, however far away. It is the right one if
-// it stands in the same function.
+// dbghelp names the nearest symbol below the address, however far away. The symbol is the right one
+// if it stands in the same function.
 bool isRight(const SYMBOL_INFO& symbol, std::uint64_t address, std::uint64_t base,
              const PeImage& image) {
     constexpr ULONG kFunction = 5; // SymTagFunction
@@ -143,7 +143,7 @@ HMODULE moduleAt(std::uintptr_t address) {
 }
 
 PeImage imageOf(HMODULE module) {
-    // The first page has the headers, and they tell how much follows.
+    // The headers are in the first page and tell how much follows.
     constexpr std::size_t kPage = 4096;
     const PeImage headers(module, kPage, PeImage::Layout::mapped);
     return headers.isValid() ? PeImage(module, headers.sizeInMemory(), PeImage::Layout::mapped)
@@ -230,7 +230,7 @@ public:
     }
 
 private:
-    // Modules of a session may not overlap; one at a time is loaded to addresses of its own.
+    // Modules of a session may not overlap. Each one gets addresses of its own.
     bool load() {
         if (base_ == 0) {
             static DWORD64 next = 0x100'0000'0000;
@@ -252,8 +252,8 @@ private:
     DWORD64 base_ = 0;
 };
 
-// A drive's, and no device or another machine's: whoever wrote the report is not to choose whom
-// this one talks to.
+// Whether the path is on a drive, and not on a device or another machine: the author of a report
+// must not choose which machines this one talks to.
 bool isLocalPath(const wchar_t* path) {
     const wchar_t drive = path[0];
     const bool isLetter = (drive >= L'A' && drive <= L'Z') || (drive >= L'a' && drive <= L'z');

@@ -1,11 +1,11 @@
-// What the fault handling needs of platform/symbols.h beyond its face.
+// What the fault handling needs beyond platform/symbols.h.
 #pragma once
 
 #include <windows.h>
 
 namespace platform {
 
-// Opens the debugging help library for this process, anew; null if it cannot be.
+// Opens dbghelp for this process, anew; null on failure.
 HANDLE startSymbols();
 void endSymbols();
 

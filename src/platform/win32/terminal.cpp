@@ -51,7 +51,7 @@ bool writeCharacters(std::FILE* stream, std::string_view text) {
         return false;
     }
     std::fflush(stream);
-    // A call takes some 30 000 units at a time on older systems.
+    // On older systems a call takes only some 30 000 units.
     constexpr std::size_t kMost = 8192;
     const std::wstring units = wide(std::string(text));
     for (std::size_t done = 0; done < units.size();) {

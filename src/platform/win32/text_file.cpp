@@ -21,7 +21,7 @@ bool toFilePath(const char* path, wchar_t* wide) {
     return toWide(path, wide, kPathUnits) && targetOf(wide) == PathTarget::file;
 }
 
-// As much of a text as fits, with the system's line breaks.
+// The beginning of a text, as much as fits, with the system's line breaks.
 class NativePiece {
 public:
     explicit NativePiece(std::string_view text) {
@@ -35,7 +35,7 @@ public:
 
     const char* bytes() const { return bytes_; }
     DWORD size() const { return size_; }
-    std::size_t consumed() const { return consumed_; } // of the text
+    std::size_t consumed() const { return consumed_; } // characters of the text
 
 private:
     DWORD size_ = 0;
@@ -48,7 +48,7 @@ DWORD nativeSize(std::string_view text) {
            static_cast<DWORD>(std::count(text.begin(), text.end(), '\n'));
 }
 
-// How much of a text lies whole in so many bytes of its native form.
+// How much of a text is complete in the first `bytes` bytes of its native form.
 std::size_t textWithin(std::string_view text, DWORD bytes) {
     std::size_t whole = 0;
     while (whole < text.size() && nativeSize(text.substr(0, whole + 1)) <= bytes) {
@@ -84,7 +84,7 @@ std::size_t writeText(TextFile file, std::string_view text) {
         if (written < piece.size()) {
             const std::string_view rest = text.substr(taken, piece.consumed());
             const std::size_t whole = textWithin(rest, written);
-            // Half a line break stays nowhere.
+            // Removes half a line break.
             if (const DWORD odd = written - nativeSize(rest.substr(0, whole)); odd > 0) {
                 takeBack(handleOf(file), odd);
             }

@@ -34,14 +34,14 @@ Native* as(unsigned char* storage) {
     return std::launder(reinterpret_cast<Native*>(storage));
 }
 
-// Looked up by name: for what some systems do not have, or have in another DLL.
+// Finds a function by name, because some systems do not have it or have it in another DLL.
 template<class Function>
 Function find(const wchar_t* library, const char* name) {
     return reinterpret_cast<Function>(
         reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(library), name)));
 }
 
-// The first systems that have them do not have them in kernel32.dll.
+// The first systems that have these functions do not have them in kernel32.dll.
 template<class Function>
 Function findInKernel(const char* name) {
     return find<Function>(L"kernelbase.dll", name);
@@ -55,8 +55,8 @@ bool startThread(Thread& thread, ThreadEntry entry, void* argument) {
         errno = ENOMEM;
         return false;
     }
-    // The runtime library's starter, not CreateThread: it prepares errno and the like for the
-    // thread, and reports failure through errno.
+    // _beginthreadex and not CreateThread: it prepares the C library for the thread and reports
+    // failure through errno.
     thread.native = _beginthreadex(nullptr, 0, runThread, start.get(), 0, nullptr);
     if (thread.native == 0) {
         return false;
@@ -131,7 +131,7 @@ int processId() {
 
 bool otherThreadsAreGone() {
     using IsEnding = BOOLEAN(NTAPI*)();
-    // No initialiser that a thread could be killed in: whoever is left would wait for its end.
+    // No initialiser: if a thread were killed in one, the thread that is left would wait for it.
     static constinit std::atomic<IsEnding> found{nullptr};
     IsEnding isEnding = found.load(std::memory_order_relaxed);
     if (isEnding == nullptr) {

@@ -4,7 +4,7 @@
 
 namespace platform {
 
-// Fiber-local storage: the thread-local one tells nobody of a thread's end.
+// Fiber-local storage, because thread-local storage has no call at a thread's end.
 bool ThreadSlot::open(AtEnd atEnd) {
     key_ = FlsAlloc(atEnd);
     return key_ != FLS_OUT_OF_INDEXES;

@@ -22,7 +22,7 @@ namespace {
 constexpr std::size_t kPathUnits = MAX_PATH + 1;
 constexpr std::size_t kTemporaryUnits = kPathUnits + 32;
 
-// Behind the name of the file that is replaced, of which no more is taken than leaves room.
+// Stands behind the beginning of the replaced file's name, which is cut so that everything fits.
 constexpr wchar_t kMark[] = L".qzsave-";
 constexpr std::size_t kMostOfName = 200;
 
@@ -44,7 +44,7 @@ private:
     HANDLE handle_;
 };
 
-// An existing file that is writable as long as this lives; keep() lets it stay so.
+// Makes an existing file writable for this object's lifetime, or for good if keep() is called.
 class WritableFile {
 public:
     WritableFile(const wchar_t* path, DWORD attributes)
@@ -72,14 +72,14 @@ private:
 struct Target {
     wchar_t path[kPathUnits];
     bool exists;
-    DWORD attributes; // those that a new file is to have
+    DWORD attributes; // for the new file
 };
 
 SystemError locate(const char* path, Target& target) {
     if (!toWide(path, target.path, kPathUnits)) {
         return ERROR_PATH_NOT_FOUND;
     }
-    // A stream cannot be replaced, and a file beside that of a device may be a device as well.
+    // A stream cannot be replaced, and a file beside a device may itself be a device.
     if (targetOf(target.path) != PathTarget::file) {
         return ERROR_INVALID_NAME;
     }
@@ -100,7 +100,7 @@ const wchar_t* nameIn(const wchar_t* path) {
     return name;
 }
 
-// A name in the directory of another file, which ends in the mark and `rest`.
+// Writes a name in the directory of another file that ends in the mark and `rest`.
 void nameBeside(const wchar_t* path, const wchar_t* rest, wchar_t (&name)[kTemporaryUnits]) {
     const auto folder = static_cast<std::size_t>(nameIn(path) - path);
     const std::size_t length = std::min(std::wcslen(path), folder + kMostOfName);
@@ -108,7 +108,7 @@ void nameBeside(const wchar_t* path, const wchar_t* rest, wchar_t (&name)[kTempo
                   rest);
 }
 
-// Those of other processes that live are open, and the system does not remove them.
+// Removes files of dead processes. Those of living ones are open, so the system keeps them.
 void removeAbandoned(const wchar_t* path) {
     wchar_t pattern[kTemporaryUnits];
     nameBeside(path, L"*", pattern);
@@ -127,7 +127,7 @@ void removeAbandoned(const wchar_t* path) {
     }
 }
 
-// Who may do what with a file. Without it a new file has what its directory says.
+// The access list for the new file. Without it the file gets that of its directory.
 class AccessList {
 public:
     bool read(const Target& target) {
@@ -147,7 +147,7 @@ private:
     void* descriptor_ = nullptr;
 };
 
-// Nobody else can open it as long as it is open here.
+// The new file is not shared: nobody else can open it while it is open here.
 HANDLE createBeside(const Target& target, AccessList& access) {
     static constinit std::atomic<unsigned int> count{0};
     wchar_t rest[32];
@@ -173,7 +173,7 @@ bool writeAll(HANDLE file, std::string_view bytes) {
     return true;
 }
 
-// Gives an open file another name, over a file that has it.
+// Gives an open file another name; a file that has the name is replaced.
 bool tryToRename(HANDLE file, const wchar_t* name) {
     alignas(FILE_RENAME_INFO) std::byte room[sizeof(FILE_RENAME_INFO) + sizeof(Target::path)] = {};
     auto* const info = reinterpret_cast<FILE_RENAME_INFO*>(room);
@@ -183,7 +183,7 @@ bool tryToRename(HANDLE file, const wchar_t* name) {
     return SetFileInformationByHandle(file, FileRenameInfo, info, sizeof room) != 0;
 }
 
-// Waits for those who have just opened the file that is replaced: they may read it.
+// Waits for those who have just opened the file that is replaced: they may be reading it.
 bool rename(HANDLE file, const wchar_t* name) {
     return waitForOthers([&] { return tryToRename(file, name); }, ERROR_ACCESS_DENIED);
 }
@@ -222,7 +222,7 @@ bool setPosition(HANDLE file, LONGLONG position) {
     return SetFilePointerEx(file, to, nullptr, FILE_BEGIN) != 0;
 }
 
-// Only a file that nobody else has open: one that is mapped cannot get shorter.
+// Opens the file only if nobody else has it open: a file that is mapped cannot get shorter.
 Replacement writeInPlace(const Target& target, std::string_view bytes) {
     const Handle file(
         CreateFileW(target.path, GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr));

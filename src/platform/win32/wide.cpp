@@ -37,7 +37,7 @@ bool fromWide(const wchar_t* text, char* buffer, std::size_t size) {
 }
 
 std::size_t toWideForDisplay(const char* text, wchar_t* buffer, std::size_t units) {
-    // A UTF-8 text never has more UTF-16 units than bytes, so cutting the bytes is enough.
+    // A UTF-8 text has at most as many UTF-16 units as bytes, so cutting the bytes is enough.
     const std::size_t bytes = strnlen(text, units - 1);
     const int written = bytes == 0 ? 0
                                    : MultiByteToWideChar(CP_UTF8, 0, text, static_cast<int>(bytes),

@@ -1,4 +1,4 @@
-// UTF-8 on this side, UTF-16 on the system's.
+// Conversion between UTF-8 and the system's UTF-16.
 #pragma once
 
 #include <cstddef>
