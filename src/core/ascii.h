@@ -1,4 +1,4 @@
-// Letters of ASCII, by bytes and whatever the locale.
+// Letters of ASCII, byte by byte, in any locale.
 #pragma once
 
 #include <algorithm>

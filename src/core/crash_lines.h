@@ -1,4 +1,4 @@
-// Reading crash reports, which may hold anything.
+// Reads crash reports with any contents.
 #pragma once
 
 #include <cstddef>
@@ -7,25 +7,25 @@
 
 namespace core {
 
-// Hands out a text line by line, each cut at a limit.
+// Hands out a text line by line, each cut at a limit of its own.
 class LineCursor {
 public:
     explicit LineCursor(std::string_view text) : left_(text) {}
 
     struct Line {
         std::string_view text;  // without its end
-        std::string_view cut;   // what lay beyond the limit
+        std::string_view cut;   // what was beyond the limit
         std::string_view whole; // the line with its end, as it stands in the text
     };
 
-    // A limit counts the line's end and a terminator, as buffers for lines do.
+    // `limit` counts a terminator, as buffers for lines do: the text has at most limit - 1 bytes.
     bool next(std::size_t limit, Line& line);
 
 private:
     std::string_view left_;
 };
 
-// "address frame text": two hexadecimal numbers, of which the low 32 bits count, and the rest.
+// "address frame text": two hexadecimal numbers, of which the low 32 bits are kept, and the rest.
 struct FrameLine {
     std::uint32_t address = 0;
     std::uint32_t frame = 0;
@@ -33,7 +33,7 @@ struct FrameLine {
 };
 bool parseFrame(std::string_view line, FrameLine& frame);
 
-// "section:offset rest": where the module's path begins, but not where it ends.
+// "section:offset rest". The rest begins with the module's path; nothing marks the path's end.
 struct LocatedText {
     unsigned section = 0;
     std::uint32_t offset = 0;

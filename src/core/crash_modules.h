@@ -1,4 +1,4 @@
-// The modules that a crash report speaks of.
+// The modules that a crash report names.
 #pragma once
 
 #include "platform/symbols.h"
@@ -12,8 +12,8 @@
 
 namespace core {
 
-// Finds modules' files, each once. The number of look-ups is limited: a report may name as many
-// files as it likes. One for each report, so that none uses up another's share.
+// Opens modules' files, each only once. The number of look-ups is limited, because a report may
+// name any number of files. Each report has an object of its own, so none uses up another's share.
 class ModuleFiles {
 public:
     // The longest beginning of the text, up to its end or a space, that is the path of a module;
@@ -21,7 +21,7 @@ public:
     platform::ModuleFile* find(std::string_view text, std::string_view& path);
 
 private:
-    static constexpr int kMostCandidates = 64; // of one text
+    static constexpr int kMostCandidates = 64; // tried for one text
     static constexpr std::size_t kMostPaths = 4096;
     static constexpr std::size_t kMostModules = 256;
 
@@ -31,13 +31,13 @@ private:
     std::size_t modules_ = 0;
 };
 
-// Where modules lay in the process that died, as far as its report tells.
+// Where modules were in the process that died, as far as its report tells.
 class ModuleBases {
 public:
     void add(platform::ModuleFile& file, std::string_view path, std::uint32_t base);
 
     struct Found {
-        platform::ModuleFile* file = nullptr; // null if no module, or more than one, was there
+        platform::ModuleFile* file = nullptr; // null if no module was there, or more than one
         std::string_view path;
         std::uint32_t address = 0; // from the module's beginning
     };

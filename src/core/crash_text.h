@@ -1,4 +1,4 @@
-// How crash reports are worded.
+// The texts of crash reports.
 #pragma once
 
 #include "platform/symbols.h"
@@ -9,8 +9,8 @@
 
 namespace core {
 
-// A line that is put together without the C library, whose formatting may allocate. What does not
-// fit is cut, but for the line's end.
+// A line that is put together without the C library, whose formatting may allocate. Text that does
+// not fit is cut; end() always has room.
 class CrashLine {
 public:
     std::string_view text() const { return {text_, length_}; }
@@ -33,11 +33,11 @@ private:
     std::size_t length_ = 0;
 };
 
-// "YYYYMMDD-hhmmss", and back: -1 if it is none.
+// "YYYYMMDD-hhmmss" of a time, and the time of such a text; -1 for another text.
 void addTimeStamp(CrashLine& line, std::int64_t time);
 std::int64_t readTimeStamp(std::string_view stamp);
 
-// "section:offset module symbol()+displacement file:line", as far as known.
+// "section:offset module symbol()+displacement file:line", without what is not known.
 void addLocation(CrashLine& line, const platform::ModulePlace& place,
                  const platform::SourcePlace& source);
 

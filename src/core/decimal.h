@@ -6,7 +6,7 @@
 
 namespace core {
 
-// As "%.3f" does it, for any count of decimals up to 9: to_chars rounds the same way.
+// The text that "%.*f" gives in the C locale, for up to 9 decimals: to_chars rounds the same way.
 class Fixed {
 public:
     Fixed(double value, int decimals) {
@@ -17,7 +17,7 @@ public:
     const char* text() const { return text_; }
 
 private:
-    // A sign, the digits of the largest, the point, the decimals, the terminator.
+    // A sign, the digits of the largest value, the point, the decimals, the terminator.
     char text_[1 + std::numeric_limits<double>::max_exponent10 + 1 + 1 + 9 + 1];
 };
 

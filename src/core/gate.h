@@ -1,4 +1,4 @@
-// Counts who is inside something that cannot be taken down under them, and must not be waited for.
+// Counts the threads inside something that is taken down only while nobody is inside.
 #pragma once
 
 #include <atomic>
@@ -6,7 +6,7 @@
 
 namespace core {
 
-// Closed at first. Then the count starts so low that it stays negative.
+// Closed at first. While it is closed, the count is so low that it stays negative.
 class Gate {
 public:
     bool isOpen() const { return users_ >= 0; }
@@ -21,7 +21,7 @@ public:
         return users_.compare_exchange_strong(nobody, kClosed);
     }
 
-    // Inside, if it was allowed, as long as it lives.
+    // A visit for the object's lifetime; false if it was not allowed.
     class Visit {
     public:
         explicit Visit(Gate& gate) : gate_(gate), allowed_(gate.enter()) {}

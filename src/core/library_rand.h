@@ -1,5 +1,5 @@
-// The generator behind the random tables and the temporary names: the C library's rand with a
-// maximum of 32767, but the same on every system, and nobody else's.
+// The generator behind the random tables and the temporary names: like the C library's rand with a
+// maximum of 32767, but the same on every system and with a state of its own.
 #pragma once
 
 #include <cstdint>

@@ -7,20 +7,20 @@
 
 namespace core {
 
-// Compares each message's text with the one before it. The writer thread and the callers of a log
-// that cannot queue share this state: the writer may wait for a caller, who holds it for the
-// comparison of two texts only; a caller never waits for anybody.
+// Compares each message's text with the one before it. The writer thread shares this state with
+// callers whose messages cannot be queued. The writer may wait while a caller compares two texts; a
+// caller never waits for anybody.
 class LogDuplicates {
 public:
     struct Verdict {
         bool isDuplicate;
-        unsigned int skipped; // for a text that differs: how often the one before it was skipped
+        unsigned int skipped; // if the text differs: how often the one before it was skipped
     };
 
     // For the writer thread.
     Verdict check(const char* message);
 
-    // For callers: takes part if nobody else is at it, else the message goes unnoticed.
+    // For callers: compares the message if nobody else is comparing, else ignores it.
     void noteIfFree(const char* message);
 
 private:

@@ -10,21 +10,21 @@
 
 namespace core {
 
-// A disk that is full refuses lines. The file then ends with its last whole line, the messages that
-// did not get in are counted, and their number is the first line when the disk takes lines again.
+// A full disk refuses lines. The file then ends with its last whole line, the messages that did not
+// get in are counted, and their number is the first line when the disk takes lines again.
 class LogFile {
 public:
     LogFile() = default;
-    // Writes what is left, with the number of messages lost if that could not be said before.
+    // Writes what is left, and the number of lost messages that the file does not have yet.
     ~LogFile();
     LogFile(const LogFile&) = delete;
     LogFile& operator=(const LogFile&) = delete;
 
-    // Moves a file that is there to "<path>.old", over an older one. False if the file cannot be
-    // opened.
+    // Moves an existing file to "<path>.old" and replaces an older one there. False if the file
+    // cannot be opened.
     bool open(const char* path);
 
-    // `messages`: how many are lost with the line; `time` is that of its message.
+    // `messages`: how many are lost if the line is; `time` is that of its message.
     void append(const LogLine& line, double time, std::uint32_t messages);
 
     // Hands all lines to the system. Takes no lock and allocates nothing.
@@ -45,7 +45,7 @@ private:
     bool endsInHalfLine_ = false;
     std::size_t used_ = 0; // of the buffer
     std::size_t lineCount_ = 0;
-    std::array<Line, 256> lines_; // more than a batch of the writer thread has, as is the buffer
+    std::array<Line, 256> lines_; // a batch of the writer thread has fewer
     char buffer_[32768];
 };
 

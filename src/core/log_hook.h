@@ -1,4 +1,4 @@
-// The queue from the writer thread to the one consumer that reads along.
+// The queue from the writer thread to the consumer that has the hook.
 #pragma once
 
 #include "core/library_log.h"
@@ -15,20 +15,20 @@ public:
 
     void open();
 
-    // For the consumer. All three; see Core/Log.h.
+    // These three are for the consumer; see Core/Log.h.
     bool start();
     const qz_log_entry* read();
     void stop();
 
-    // For the end of the log, on any thread: the consumer may be in the middle of a call and go on
+    // For the end of the log, on any thread. The consumer may be in the middle of a call and go on
     // reading its entry, which stays as it is.
     void close();
 
     // For the writer thread: true if the hook keeps the record.
     bool offer(LogRecord& record);
 
-    // Gives back what waits for a consumer that has gone; for the writer thread, or for whoever
-    // stands in for it.
+    // Gives back the records that wait for a consumer that has gone. For the writer thread, or the
+    // thread that stands in for it.
     void release();
 
 private:
@@ -40,12 +40,12 @@ private:
 
     LogRecordPool& pool_;
     QZ_atomic_gather queue_{};
-    // Held for the few instructions in which the queue has two readers, or might have: when the
-    // process ends, the consumer does not know.
+    // Held for a few instructions by the consumer and by the thread that ends the log: both may
+    // read the queue, because the consumer does not know of the end.
     SpinLock lock_;
     std::atomic<bool> active_{false};
     std::atomic<bool> closing_{false};
-    std::atomic<std::int32_t> held_{0}; // waiting, and the one being read
+    std::atomic<std::int32_t> held_{0}; // records that wait, and the one being read
     std::atomic<std::uint32_t> lost_{0};
     LogRecord* current_ = nullptr; // the consumer's
     qz_log_entry entry_{};

@@ -1,4 +1,4 @@
-// How a message reads in a file and on the console.
+// The text of a message in a file and on the console.
 #pragma once
 
 #include <cstddef>
@@ -13,10 +13,10 @@ struct PaddedLevel {
     char text[8];
 };
 
-// The module of what the log itself has to say.
+// The module name of the log's own messages.
 inline constexpr char kLogModule[] = "LOG";
 
-// What the log itself has to say, on the occasion of a message.
+// A message of the log itself: a number and what it counts.
 struct LogRemark {
     LogRemark(std::uint32_t number, const char* what);
 

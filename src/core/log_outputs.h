@@ -1,4 +1,4 @@
-// The open log files. Touched by one thread at a time: the writer, or whoever starts and ends it.
+// The open log files. One thread at a time uses them: the writer, or who starts or ends the writer.
 #pragma once
 
 #include "core/log_file.h"
@@ -14,21 +14,21 @@ struct LogMessage {
     std::uint32_t level;
     const char* module;
     const char* text;
-    std::uint32_t count = 1; // how many messages go with it if it gets lost
+    std::uint32_t count = 1; // messages that are lost if this one is
 };
 
 class LogOutputs {
 public:
-    // Where files opened from now on go.
+    // The directory of files that are opened later.
     void setDirectory(const char* directory);
 
-    // False if there is no such output then.
+    // False if the file cannot be opened.
     bool open(const char* name, const char* moduleFilter, std::uint32_t mask);
 
     // Opens, changes or closes an output, as a request record says.
     void handle(const LogRecord& request);
 
-    // No line is made for a message that no output takes.
+    // Makes no line for a message that no output takes.
     void write(const LogMessage& message);
 
     // Hands everything written to the system. Takes no lock and allocates nothing.
@@ -47,8 +47,8 @@ private:
         char name[64] = "";
     };
 
-    // The pointer that holds the output of that name; the one at the end of the list if there is
-    // none.
+    // The pointer that holds the output of that name; the null one at the end of the list if there
+    // is none.
     std::unique_ptr<Output>& find(const char* name);
 
     std::unique_ptr<Output> first_;

@@ -1,5 +1,5 @@
-// The consumers that read along beside the hook: each has copies of the messages in a queue of its
-// own, so that a slow one keeps no record from the log and nothing from another one.
+// The log's consumers beside the hook. Each has copies of the messages in a queue of its own, so a
+// slow one takes no record from the log and no message from another consumer.
 #pragma once
 
 #define QZ_LOG_NO_SHORT_NAMES
@@ -42,9 +42,9 @@ private:
 
     Copy& copy(std::uint32_t number) { return copies_[number % kMostWaiting]; }
 
-    // How many were ever read and ever added; they wrap around.
+    // The numbers of messages ever read and ever added; they wrap around.
     std::atomic<std::uint32_t> read_{0};
-    bool isFirstInUse_ = false; // the reading thread's, and so is the entry
+    bool isFirstInUse_ = false; // the reading thread's, as is the entry
     qz_log_entry entry_{};
     std::array<Copy, kMostWaiting> copies_;
     std::atomic<std::uint32_t> added_{0};
@@ -53,17 +53,17 @@ private:
 
 } // namespace core
 
-// A place for one consumer. Any thread takes and leaves it, while the writer thread comes and goes.
-// Nobody waits: a consumer that leaves while the writer thread is at the sink leaves the sink to
-// it.
+// A place for one consumer. Any thread may take and leave it, while the writer thread comes and
+// goes. Nobody waits: if a consumer leaves while the writer thread uses the sink, the writer thread
+// deletes the sink.
 struct qz_log_reader {
 public:
-    // Takes the sink over, unless somebody else has the place.
+    // Takes over the sink, unless the place is taken.
     bool open(std::unique_ptr<core::LogSink>& sink);
     const qz_log_entry* read() { return sink_ != nullptr ? sink_->read() : nullptr; }
     void close();
 
-    // For the writer thread, or for whoever stands in for it.
+    // For the writer thread, or the thread that stands in for it.
     void add(std::span<const core::LogRecord* const> records);
 
 private:
@@ -80,12 +80,12 @@ namespace core {
 
 class LogReaders {
 public:
-    // Null if the sink is null or there is no place.
+    // Null if the sink is null or no place is free.
     qz_log_reader* open(std::unique_ptr<LogSink> sink);
 
     void closeAll();
 
-    // For the writer thread, or for whoever stands in for it.
+    // For the writer thread, or the thread that stands in for it.
     void add(std::span<const LogRecord* const> records);
 
 private:

@@ -14,12 +14,12 @@
 
 namespace core {
 
-// A record of its own cache lines: its caller and the writer thread do not disturb their
+// Has cache lines of its own, so that threads which use it do not slow those that use its
 // neighbours.
 struct alignas(64) LogRecord {
     static constexpr double kControlTime = -1.0;
 
-    std::uintptr_t link; // the containers' own
+    std::uintptr_t link; // for the containers
     double time;         // below 0.0: a request to open, change or close an output
     std::uint32_t level; // for a request, the output's mask
     std::uint32_t lost;  // messages lost just before this one
@@ -31,7 +31,7 @@ struct alignas(64) LogRecord {
     bool isRequest() const { return time < 0.0; }
 };
 
-// Copies a text into a buffer, cut where it has to be, always terminated.
+// Copies a text into a buffer, cut if it does not fit and always terminated.
 inline void copyCut(char* buffer, std::size_t size, const char* text) {
     const std::size_t length = strnlen(text, size - 1);
     std::memcpy(buffer, text, length);
@@ -43,7 +43,7 @@ void copyCut(char (&buffer)[size], const char* text) {
     copyCut(buffer, size, text);
 }
 
-// The fixed set of records. Taking and giving back is lock-free, from any thread.
+// The fixed set of records. Any thread may take and give back records, without a lock.
 class LogRecordPool {
 public:
     static constexpr std::size_t kRecords = 1024;
@@ -65,7 +65,7 @@ public:
     // For a caller that is about to take a record.
     void prefetch() const { platform::prefetchForWriting(&free_); }
 
-    // Null if no record is free; what should have gone into it is then counted as lost.
+    // Null if no record is free; the message is then counted as lost.
     LogRecord* take() {
         auto* record = static_cast<LogRecord*>(stackPop(free_));
         if (record != nullptr) {
@@ -76,15 +76,15 @@ public:
         return record;
     }
 
-    // How much was lost since the last call. The exchange is dearer than the look, and nearly
-    // always there is nothing to fetch.
+    // How many messages were lost since the last call. Looks first, because the exchange takes
+    // longer and there is nearly never anything to fetch.
     std::uint32_t takeLost() {
         return lost_.load(std::memory_order_relaxed) == 0 ? 0 : lost_.exchange(0);
     }
 
     void give(LogRecord& record) { stackPush(free_, &record); }
 
-    // Records that are given back in one step, at the end of the object's life.
+    // Gives back its records in one step when it is destroyed.
     class Returns {
     public:
         explicit Returns(LogRecordPool& pool) : pool_(pool) {}
@@ -110,8 +110,8 @@ public:
     };
 
 private:
-    // The next record to be taken was last in the hands of the writer thread, most likely on
-    // another processor. It is on its way here while this caller fills the record before it.
+    // The writer thread used the next record last, most likely on another processor. Its lines come
+    // here while this caller fills the record before it.
     static void prefetchRecord(std::uintptr_t record) {
         platform::prefetchForWriting(pointerTo(record));
         platform::prefetchForWriting(pointerTo(record + offsetof(LogRecord, message)));

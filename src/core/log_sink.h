@@ -1,4 +1,4 @@
-// What messages are handed to when they are in the log's files.
+// Takes the log's messages when they are in its files.
 #pragma once
 
 #include "core/log_record.h"
@@ -16,14 +16,14 @@ public:
     LogSink(const LogSink&) = delete;
     LogSink& operator=(const LogSink&) = delete;
 
-    // On the writer thread, or on whoever stands in for it: takes no lock and throws nothing.
+    // For the writer thread, or the thread that stands in for it. Takes no lock and throws nothing.
     virtual void add(std::span<const LogRecord* const> records) = 0;
 
-    // For the thread that has the reader. Null if nothing waits, or if this keeps nothing.
+    // For the thread that has the reader. Null if nothing waits or the sink keeps nothing.
     virtual const qz_log_entry* read() { return nullptr; }
 };
 
-// Records may be requests as well.
+// Calls take for each record that is a message; records may be requests as well.
 template<class Take>
 void forEachMessage(std::span<const LogRecord* const> records, Take take) {
     for (const LogRecord* const record : records) {

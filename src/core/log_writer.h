@@ -1,4 +1,4 @@
-// What happens to records behind the queue.
+// Takes records from the queue and writes them.
 #pragma once
 
 #include "core/log_duplicates.h"
@@ -14,8 +14,8 @@
 
 namespace core {
 
-// The queue and everything that handles what comes out of it. Any thread may queue; one thread at a
-// time handles: the writer thread while it runs, else whoever starts or ends it.
+// The queue and everything that handles its records. Any thread may queue. One thread at a time
+// handles: the writer thread while it runs, else the one that starts or ends it.
 class LogWriter {
 public:
     LogWriter(LogRecordPool& pool, LogDuplicates& duplicates)
@@ -38,20 +38,20 @@ public:
     // True if everything queued so far is written and the writer thread rests. Any thread.
     bool isIdle() const { return signal_.isIdle(); }
 
-    // The writer thread: until endThread was called or it meets a signal without a record.
+    // The writer thread's loop, until endThread was called or it meets a signal without a record.
     void run();
 
-    // Before a thread runs, and to make it end when it has handled the batch it is at.
+    // allowThread comes before the thread starts; endThread ends it after its current batch.
     void allowThread() { endRequested_.store(false, std::memory_order_release); }
     void endThread();
 
     // Takes all records out of circulation, writes those that are queued, says how many messages
-    // were lost since, and closes the outputs.
-    // Threads that go on logging do not prolong it: they find no record to queue.
+    // were lost since, and closes the outputs. Threads that go on logging do not prolong it: they
+    // find no record to queue.
     void drain();
 
-    // Writes what is queued although the thread was killed at it, and everybody else as well: takes
-    // no lock, allocates nothing, changes nothing that somebody may have left half changed.
+    // Writes what is queued after all other threads were killed, the writer thread too. Takes no
+    // lock, allocates nothing, and changes nothing that one of them may have left half changed.
     void rescue();
 
     LogHook& hook() { return hook_; }
@@ -61,7 +61,7 @@ public:
 private:
     static constexpr std::int32_t kBatch = 64;
 
-    // Records that are written but still in a stream's buffer.
+    // Records whose lines are written but may still be in a file's buffer.
     struct Batch {
         std::span<LogRecord* const> all() const { return {records.data(), count}; }
 

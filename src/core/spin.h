@@ -1,4 +1,4 @@
-// Waiting for another thread to finish a few instructions.
+// Waits while another thread finishes a few instructions.
 #pragma once
 
 #include "platform/compiler.h"
@@ -13,16 +13,16 @@
 
 namespace core {
 
-// Tells the processor that this is a waiting loop.
+// Tells the processor that the loop waits.
 inline void relax() {
 #if defined(QZ_X64)
     _mm_pause();
 #endif
 }
 
-// One turn of a waiting loop. What is waited for takes nanoseconds, unless the thread that does it
-// has lost its processor: then spinning on only keeps it from coming back. Yielding lets it in,
-// unless it is of lower priority: for that the waiting thread has to sleep.
+// One turn of a waiting loop. The other thread needs nanoseconds, unless it has lost its processor.
+// Then spinning would only keep it from coming back, so this yields, and later sleeps, which lets
+// in a thread of lower priority, too.
 class Spin {
 public:
     void turn() {
@@ -32,7 +32,7 @@ public:
         } else if (turns_ < kTurnsBeforeSleeping) {
             platform::yieldThread();
         } else {
-            const int cancellation = platform::forbidCancellation(); // somebody may wait for us
+            const int cancellation = platform::forbidCancellation(); // others may wait for us
             platform::sleepFor(std::chrono::microseconds(50));
             platform::resumeCancellation(cancellation);
         }
@@ -45,9 +45,9 @@ private:
     int turns_ = 0;
 };
 
-// For what takes a few instructions. Without a system call, and free from the first moment on. At
-// the end of a process that has killed its other threads one of these may have it for ever: then
-// the last thread goes on without.
+// A lock for a few instructions. It needs no system call as long as it is free, and no initialiser.
+// At the end of a process whose other threads were killed, one of them may have it for ever: then
+// the last thread goes on without it.
 class SpinLock {
 public:
     void lock() {

@@ -1,4 +1,4 @@
-// Counts work for one waiting thread, and wakes it without making the others pay.
+// Counts work for one waiting thread, and wakes it at little cost to the others.
 #pragma once
 
 #include "platform/thread.h"
@@ -9,11 +9,10 @@
 
 namespace core {
 
-// A counting semaphore with one waiting thread. Waking a sleeping thread costs a system call and,
-// on another processor, tens of microseconds, and it is the signalling thread that pays. So the
-// waiting thread goes to sleep by degrees: out of work it looks around a few times more, then it
-// naps and looks again by itself, and nobody wakes it unless work piles up; after a quiet time it
-// sleeps until it is woken.
+// A counting semaphore with one waiting thread. Waking a sleeping thread costs the signalling
+// thread a system call and, on another processor, tens of microseconds. So the waiting thread goes
+// to sleep by degrees. Out of work it looks a few times more. Then it naps and looks again by
+// itself, and is woken only if work piles up. After a quiet time it sleeps until it is woken.
 //
 // The price is the length of a nap: work may wait that long before it is seen.
 class WakeSignal {
@@ -38,8 +37,8 @@ public:
     // stands in for it when it has ended.
     std::int32_t take(std::int32_t most);
 
-    // True if there is no work, and the waiting thread has come back for more and found none. Any
-    // thread. In this order: it takes work only while it is awake.
+    // Any thread. True if there is no work, and the waiting thread has come back for more and found
+    // none. The count is read first, because that thread takes work only while it is awake.
     bool isIdle() const {
         return count_.load(std::memory_order_seq_cst) == 0 &&
                state_.load(std::memory_order_seq_cst) != State::awake;
