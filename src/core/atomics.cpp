@@ -6,7 +6,7 @@
 
 static_assert(std::atomic_ref<std::uintptr_t>::is_always_lock_free);
 
-// Atomic arithmetic wraps around; on the previous value that is up to unsigned numbers.
+// The stored words wrap around; unsigned numbers make the results wrap around, too.
 int32_t QZ_atomic_inc(int32_t* word) {
     return static_cast<int32_t>(static_cast<uint32_t>(std::atomic_ref(*word).fetch_add(1)) + 1);
 }

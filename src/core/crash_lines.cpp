@@ -30,7 +30,7 @@ bool take(std::string_view& text, std::string_view expected) {
     return isThere;
 }
 
-// False without a digit, and for more than 64 bits.
+// False without a digit, and for more than 16 digits.
 bool takeHex(std::string_view& text, std::uint64_t& value) {
     constexpr std::size_t kMostDigits = 16;
     value = 0;
@@ -42,7 +42,7 @@ bool takeHex(std::string_view& text, std::uint64_t& value) {
     return digits > 0 && digits <= kMostDigits;
 }
 
-// As takeHex, for what has to fit.
+// Like takeHex, for a number of 32 bits.
 bool takeWord(std::string_view& text, std::uint32_t& word) {
     std::uint64_t value = 0;
     const bool fits = takeHex(text, value) && value <= UINT32_MAX;
@@ -50,7 +50,7 @@ bool takeWord(std::string_view& text, std::uint32_t& word) {
     return fits;
 }
 
-// As formatted input reads one: after any blanks, with or without the usual prefix.
+// Reads a number as scanf's "%x" does: after any blanks, with or without "0x".
 bool takeNumber(std::string_view& text, std::uint32_t& number) {
     skipBlanks(text);
     const bool hasPrefix = text.size() > 2 && text[0] == '0' &&

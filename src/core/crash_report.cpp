@@ -28,15 +28,15 @@ constexpr std::chrono::milliseconds kLogMoment{1000};
 // An endless recursion has more frames than anybody reads or a disk likes to hold.
 constexpr int kMostFrames = 4096;
 
-// The handler that runs after the report may return to the fault, again and again.
+// The handler that runs after the report may return to the fault again and again.
 constexpr int kMostReports = 16;
 
 constinit char prefix[kLongestPrefix + 1] = "";
 constinit bool isInstalled = false;
-constinit int reports = 0; // one at a time
+constinit int reports = 0; // changed by the thread that has the turn to report
 
-// Lines go to the file one by one as long as each costs something to get at, and later many at
-// once.
+// The first lines go to the file one by one, because it takes long to find each; later ones go many
+// at once.
 class ReportFile {
 public:
     explicit ReportFile(const char* path)
@@ -83,7 +83,7 @@ private:
     char buffer_[4096];
 };
 
-// What a report needs, outside the stack of which there may be little.
+// The data of a report. Not on the stack, where room may be short.
 struct Workplace {
     ReportFile* file;
     int frames;
@@ -122,7 +122,7 @@ void writeHeader(const platform::Fault& fault, std::string_view stamp) {
     workplace.file->write(cause.hex(place.section, 2).add(":").hex(place.offset, 8));
 }
 
-// Behind the frames, where those who read reports take it for a comment.
+// Written behind the frames, where programs that read reports take it for a comment.
 void writeException() {
     if (const std::string_view words = core::uncaughtException(); !words.empty()) {
         CrashLine line;
@@ -169,7 +169,7 @@ void usePrefixOfProgram() try {
     setPrefix(kNamelessProgram);
 }
 
-// Who crashes cannot say so any more.
+// Logs what is wrong with the prefix now: a crash could not say so any more.
 void reportUnfitPrefix() {
     const std::size_t length = std::string_view(prefix).find_last_of("/\\") + 1;
     char folder[sizeof prefix] = "";
@@ -195,7 +195,7 @@ bt_filter bt_init(const char* given) {
     if (isInstalled) {
         return nullptr;
     }
-    platform::keepLibraryLoaded(); // the system calls the handler whatever became of the library
+    platform::keepLibraryLoaded(); // the system may call the handler after an unload
     isInstalled = true;
     core::logUncaughtExceptions();
     return reinterpret_cast<bt_filter>(platform::installFaultFunction(onFault));

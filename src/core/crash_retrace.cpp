@@ -31,7 +31,7 @@ bool isComment(std::string_view line) {
     return !line.empty() && line[0] == '#';
 }
 
-// "ns::f(int) const" to "ns::f": the place is what counts, and the parentheses follow anyway.
+// "ns::f(int) const" to "ns::f": addLocation adds empty parentheses to every symbol.
 void dropParameters(std::string& name) {
     const std::size_t close = name.rfind(')');
     if (close == std::string::npos) {
@@ -48,7 +48,7 @@ void dropParameters(std::string& name) {
     }
 }
 
-// Symbols of C++ as people write them.
+// Makes C++ symbols readable.
 void makeReadable(platform::SourcePlace& source) {
     if (std::strncmp(source.symbol, "_Z", 2) != 0) {
         return;
@@ -59,7 +59,7 @@ void makeReadable(platform::SourcePlace& source) {
     }
 }
 
-// A frame as the report tells it, found again in its module's file.
+// The place of a report's frame in its module's file.
 struct Position {
     ModuleFile* file = nullptr;
     std::string_view path;
@@ -127,7 +127,7 @@ void Retrace::learn(const Position& position, std::uint32_t address) {
     }
 }
 
-// What the report tells about the modules' addresses, for lines that tell nothing but theirs.
+// Learns modules' addresses from the lines that tell them, for lines with an address only.
 void Retrace::learnBases() {
     LineCursor lines(report_);
     std::string_view lastPlain;
@@ -159,7 +159,7 @@ std::string Retrace::copy() {
             copy_.append(line.text).append(line.cut).append("\n");
         }
     }
-    bool isReturnAddress = false; // the first one is the fault's own
+    bool isReturnAddress = false; // the first frame is the fault's own
     while (lines.next(kFrameLimit, line)) {
         if (isComment(line.text)) {
             core::CauseLine cause;
@@ -198,7 +198,7 @@ void Retrace::write(const core::FrameLine& frame, std::string_view text, std::st
     copy_ += '\n';
 }
 
-// False if no more is known than before.
+// False if the file tells no more than the report.
 bool Retrace::writeFound(const core::FrameLine& frame, const Position& position,
                          bool isReturnAddress) {
     platform::SourcePlace source;
@@ -229,7 +229,7 @@ public:
     ReportReader(const ReportReader&) = delete;
     ReportReader& operator=(const ReportReader&) = delete;
 
-    // Nothing if it cannot be read.
+    // The report; nothing if it cannot be read.
     std::optional<std::string> text() {
         std::int64_t size = 0;
         if (file_ == platform::kNoFile || platform::sizeFile(file_, size) != 0 ||
@@ -258,7 +258,7 @@ bool retraceReport(const std::string& path) try {
 }
 
 struct Listing {
-    std::string_view begin; // of the names
+    std::string_view begin; // of the reports' names
     std::vector<std::string> names;
 };
 
@@ -271,7 +271,8 @@ void addReport(void* context, const char* name) {
     }
 }
 
-// Those of all reports whose paths begin with the pattern.
+// Retraces all reports whose paths begin with the pattern. Returns the number of copies, -1 if no
+// symbols can be read.
 int retraceMatching(std::string_view pattern) {
     const std::size_t nameBegin = pattern.find_last_of("/\\") + 1;
     const std::string folder(pattern.substr(0, nameBegin));
@@ -290,7 +291,7 @@ int retraceMatching(std::string_view pattern) {
     return count;
 }
 
-// A folder counts as one without a separator at its end, too.
+// A folder's name without a separator at its end also stands for the reports in the folder.
 int retraceAll(const std::string& pattern) {
     const int count = retraceMatching(pattern);
     const bool isFolder = !pattern.empty() && pattern.find_last_of("/\\") + 1 != pattern.size() &&
@@ -306,7 +307,7 @@ int bt_retrace(const char* directory) {
         return 0;
     }
     try {
-        static std::mutex mutex; // one conversation with the system's symbol reader at a time
+        static std::mutex mutex; // the system's symbol reader serves one thread at a time
         const std::lock_guard lock(mutex);
         return retraceAll(directory);
     } catch (const std::exception&) {

@@ -19,7 +19,7 @@ namespace {
 
 constinit std::terminate_handler previous = nullptr;
 
-// The first exception that ends a thread; others end the process at the same time.
+// The text of the first uncaught exception; other threads may have one at the same time.
 struct Words {
     void keep(const char* what) {
         if (isTaken.exchange(true)) {
@@ -33,7 +33,7 @@ struct Words {
     static bool isControl(char c) { return static_cast<unsigned char>(c) < ' '; }
 
     std::atomic<bool> isTaken{false};
-    std::atomic<std::uintptr_t> thread{0}; // whose they are, when they are whole
+    std::atomic<std::uintptr_t> thread{0}; // the exception's thread; set when the text is complete
     std::size_t length = 0;
     char text[512] = "";
 };
@@ -51,8 +51,8 @@ void logException() {
     }
 }
 
-// Comes back here if what() throws, or if a handler of the host's calls the one that it replaced,
-// which is this one, and was itself there before a second bt_init.
+// Runs again if what() throws. It also does if the host's handler replaced this one, a second
+// bt_init put this one back, and the host's handler calls the one that it replaced.
 void onTerminate() {
     static constinit thread_local bool isLogged = false;
     static constinit thread_local bool isPassedOn = false;

@@ -47,7 +47,7 @@ constexpr Name kNames[] = {
     {code::kStackOverflow, "STACK_OVERFLOW"},
 };
 
-// For systems that have no words for the others.
+// For systems that have no texts for these codes.
 constexpr Name kSpareNames[] = {
     {code::kAbort, "abort() was called"},
     {code::kInvalidSystemCall, "invalid system call"},
@@ -64,7 +64,7 @@ bool isControl(char c) {
     return static_cast<unsigned char>(c) < ' ';
 }
 
-// -1 if they are not all digits.
+// -1 if a character is no digit.
 int readNumber(std::string_view digits) {
     int value = 0;
     for (const char digit : digits) {

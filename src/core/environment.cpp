@@ -39,8 +39,8 @@ std::string readDirectory() {
     return platform::executableDirectory().value();
 }
 
-// What the system said the first time that it could be asked. Null if it cannot this time: no
-// descriptor is free, for instance, or no memory.
+// The system's answer, asked for until it succeeds once. Null if it fails this time, for instance
+// because no descriptor is free or no memory.
 template<class Answer, Answer (*ask)()>
 const Answer* askOnce() noexcept {
     try {

@@ -30,7 +30,7 @@ inline std::uint32_t mixWord(std::uint32_t hash, std::uint32_t word) {
     return (hash * kMultiplier) ^ word;
 }
 
-// Up to three bytes, little-endian in the low bytes of `tail`.
+// `tail` holds up to three bytes, the first one in the lowest byte.
 inline std::uint32_t mixTail(std::uint32_t hash, std::uint32_t tail) {
     return (hash ^ tail) * kMultiplier;
 }
@@ -49,8 +49,8 @@ std::uint32_t readTail(const unsigned char* bytes, std::size_t count) {
     return tail;
 }
 
-// The chain of multiplications through `hash` bounds the speed. Everything else has to fit beside
-// it, on a processor core that may be shared, so the counting is done once for four words.
+// The chain of multiplications through `hash` limits the speed. Everything else has to fit beside
+// it on a processor core that may be shared, so the loop counts once for four words.
 constexpr std::size_t kBlock = 16;
 
 inline std::uint32_t mixBlock(std::uint32_t hash, const unsigned char* bytes) {
@@ -78,8 +78,8 @@ bool crossesPage(const unsigned char* block) {
 }
 
 #ifdef QZ_X64
-// Reads the whole block, also behind the terminator, where an address checker sees a fault and a
-// thread checker somebody else's data.
+// Reads the whole block, also behind the terminator. The sanitizers would report that as a fault or
+// as a race with the data there.
 QZ_UNCHECKED_READS std::size_t lengthWithinPage(const unsigned char* block) {
     const __m128i zeros =
         _mm_cmpeq_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(block)), __m128i{});
@@ -92,8 +92,8 @@ std::size_t lengthWithinPage(const unsigned char* block) {
 }
 #endif
 
-// The length of the text that begins here, or kBlock if it is longer. The bytes behind the
-// terminator are read as well, unless they may lie on another page, which may not be there.
+// The length of the text that begins here, or kBlock if it is longer. Reads the bytes behind the
+// terminator as well, unless they may lie on another page, which may not exist.
 inline std::size_t lengthUpToBlock(const unsigned char* block) {
     if (crossesPage(block)) [[unlikely]] {
         return strnlen(reinterpret_cast<const char*>(block), kBlock);

@@ -27,8 +27,8 @@ constexpr unsigned int kEchoable = ~static_cast<unsigned int>(QZ_LOG_TRACE);
 constexpr unsigned int kPopupMask = QZ_LOG_ALERT;
 constexpr char kNullText[] = "<NULL>";
 
-// Constant and never destroyed: other static objects log before and after their turn, and threads
-// may still be in a call when the process ends.
+// Constant and never destroyed: other static objects log while they are made and destroyed, and
+// threads may still be in a call when the process ends.
 constinit core::LogRecordPool pool;
 constinit core::LogDuplicates duplicates;
 constinit core::StaticStorage<core::LogWriter> writerStorage{}; // made by qz_log_init
@@ -37,11 +37,10 @@ constinit std::atomic<bool> initialised{false};
 
 constinit std::atomic<unsigned int> echoMask{kEchoable};
 
-// Whoever takes the state from `running` to `ending` is the one who ends the thread and drains.
+// The thread that changes the state from `running` to `ending` ends the writer thread and drains.
 enum class ThreadState { none, running, ending, ended };
 constinit std::atomic<ThreadState> threadState{ThreadState::none};
-constinit int threadsProcess =
-    0; // a child that was forked from it has the state, but not the thread
+constinit int threadsProcess = 0; // a forked child has the state, but not the thread
 
 constinit QZ_thread* writerThread = nullptr;
 constinit std::atomic<std::uintptr_t> writerThreadId{0};
@@ -56,14 +55,14 @@ void* runWriterThread(void*) {
     platform::nameThread("qz log");
     writerThreadId.store(platform::currentThread(), std::memory_order_relaxed);
     writerThreadBegun.signal();
-    platform::blockSignals(); // handlers are the host's business, and so is what they interrupt
+    platform::blockSignals(); // the host's handlers must not interrupt this thread
     writer().run();
     writerThreadEnded.signal();
     return nullptr;
 }
 
-// What all callers write to was written last on another processor, more often than not. Asking for
-// all of it before the clock is read spares a call the wait for each in turn.
+// Another processor has most likely written last what all callers write to. Asking for all of it
+// before the clock is read spares the call a wait for each part in turn.
 void prefetchSharedState() {
     pool.prefetch();
     writer().prefetch();
@@ -94,7 +93,7 @@ void echo(double time, unsigned int level, const char* module, const char* messa
     }
 }
 
-// For what no log file can tell.
+// Says what no log file can tell.
 void report(unsigned int level, const char* message) {
     duplicates.noteIfFree(message);
     echo(QZ_get_time(), level, core::kLogModule, message);
@@ -108,8 +107,8 @@ void openFirstOutput(const char* directory, const char* name) {
     }
 }
 
-// In a child that was forked while the thread ran. What is queued is the parent's to write, and
-// locks that the thread held stay locked.
+// True in a child that was forked while the thread ran. The parent writes what is queued, and locks
+// that the thread held stay locked in the child.
 bool isThreadElsewhere() {
     const ThreadState state = threadState.load(std::memory_order_acquire);
     return (state == ThreadState::running || state == ThreadState::ending) &&
@@ -147,7 +146,7 @@ void closeWriter() {
     }
 }
 
-// Somebody else is ending the thread; false if that takes too long.
+// Waits while another thread ends the writer thread; false if that takes too long.
 bool waitForOthersEnding(std::chrono::microseconds limit) {
     constexpr std::chrono::milliseconds kStep{1};
     for (auto left = limit; threadState.load(std::memory_order_acquire) == ThreadState::ending;
@@ -160,7 +159,7 @@ bool waitForOthersEnding(std::chrono::microseconds limit) {
     return true;
 }
 
-// The text is in the environment, and null if there is none.
+// Copies the variable's text to the buffer; null if there is none.
 const char* echoVariable(char* buffer, std::size_t size) {
     try {
         const auto status = platform::getVariable("QZ_LOG_ECHO", buffer, size);
@@ -170,7 +169,7 @@ const char* echoVariable(char* buffer, std::size_t size) {
     }
 }
 
-// What the user asks for goes before what the program does.
+// The user's choice goes before the program's.
 std::optional<unsigned int> wantedEcho() {
     char buffer[128];
     unsigned int levels = 0;
@@ -228,7 +227,7 @@ void qz_vlogf(const char* module, unsigned int level, const char* format, va_lis
     }
     char message[1024];
     if (std::vsnprintf(message, sizeof message, format, arguments) < 0) {
-        // An argument could not be converted: better this than nothing.
+        // An argument could not be converted: the format alone is better than nothing.
         core::copyCut(message, format);
     }
     qz_log(module, level, message);
@@ -250,9 +249,9 @@ int qz_log_start(const char* directory, const char* name) {
     threadState.store(ThreadState::running, std::memory_order_release);
     writerThread = QZ_thread_create(runWriterThread, nullptr, 1);
     if (writerThread != nullptr) {
-        // Where threads begin and end with the loader's lock, one that had not begun could not end
-        // during an unloading either. The limit is for hosts that start the log with that lock
-        // held.
+        // If the system begins and ends threads with the loader's lock held, a thread that had not
+        // begun could not end during an unload. The limit is for hosts that start the log with that
+        // lock held.
         writerThreadBegun.waitFor(std::chrono::seconds(1));
         return 0;
     }

@@ -51,7 +51,7 @@ void LogFile::append(const LogLine& line, double time, std::uint32_t messages) {
     put(line, messages);
 }
 
-// What was lost rides on the line that says so: if that line gets lost too, it counts again.
+// The line that reports lost messages counts for them all: if it is lost too, they count again.
 void LogFile::begin(double time) {
     if (endsInHalfLine_) {
         buffer_[used_++] = '\n';

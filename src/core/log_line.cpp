@@ -31,7 +31,7 @@ LogLine::LogLine(double time, unsigned int level, const char* module, const char
     endLine();
 }
 
-// Room for the line break and the terminator is always left.
+// Always leaves room for the line break and the terminator.
 void LogLine::append(const char* text, std::size_t length) {
     const std::size_t fitting = std::min(length, kSize - 2 - length_);
     std::memcpy(text_ + length_, text, fitting);
@@ -42,7 +42,7 @@ void LogLine::append(const char* text) {
     append(text, strnlen(text, kSize));
 }
 
-// As "%09.3f" does it, in any locale: to_chars rounds the same way.
+// Writes the time as "%09.3f" does, in any locale: to_chars rounds the same way.
 void LogLine::appendTime(double time) {
     constexpr std::size_t kWidth = 9;
     char digits[32];
@@ -55,7 +55,7 @@ void LogLine::appendTime(double time) {
     append(digits, length);
 }
 
-// A message that ends in a line break has made its line whole already.
+// A message may bring its own line break.
 void LogLine::endLine() {
     if (length_ == 0 || text_[length_ - 1] != '\n') {
         text_[length_++] = '\n';

@@ -85,7 +85,7 @@ void qz_log_reader::close() {
 }
 
 void qz_log_reader::add(std::span<const core::LogRecord* const> records) {
-    // The look spares the exchange where nobody reads.
+    // The load spares the exchange if nobody reads.
     if (state_.load(std::memory_order_relaxed) != State::open ||
         !change(State::open, State::adding)) {
         return;

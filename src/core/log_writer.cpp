@@ -25,7 +25,7 @@ void LogWriter::endThread() {
     signal_.signal();
 }
 
-// Handles as many records as there were signals; false if there were fewer records, which is how a
+// Handles as many records as there were signals. False if there were fewer records: that is how the
 // thread is told to end.
 bool LogWriter::collect(Batch& batch, std::int32_t signals) {
     for (; signals > 0; --signals) {
@@ -66,7 +66,7 @@ void LogWriter::writeUnlessRepeated(const LogMessage& message) {
     outputs_.write(message);
 }
 
-// Only now: whoever takes a record again may rely on its line being in the file.
+// Called after the flush: if a record is taken again, its line is in the file.
 void LogWriter::giveBack(const Batch& batch) {
     readers_.add(batch.all());
     LogRecordPool::Returns returns(pool_);
@@ -77,9 +77,9 @@ void LogWriter::giveBack(const Batch& batch) {
     }
 }
 
-// The chain of links is whole up to its end, whatever was interrupted: a producer links its element
-// before anybody can link behind it. Its length is bounded in case the interruption was a
-// stranger's.
+// A producer links its element before anybody can link behind it, so the chain of links is whole up
+// to its end, whatever was interrupted. The loop is limited in case foreign code has damaged the
+// chain.
 void LogWriter::rescue() {
     outputs_.flush();
     std::uintptr_t element = AtomicWord(queue_.first).load(std::memory_order_acquire);

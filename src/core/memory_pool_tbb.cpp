@@ -9,7 +9,7 @@ namespace core {
 
 namespace {
 
-// The pool's identity, as the callbacks get it, is the address of the counter that they keep.
+// The pool's identity, which the callbacks get, is the address of the counter that they update.
 std::atomic<std::size_t>& counter(std::intptr_t poolId) {
     return *reinterpret_cast<std::atomic<std::size_t>*>(poolId);
 }

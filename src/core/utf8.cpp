@@ -24,8 +24,8 @@ uint32_t UTF8_getc(const char** text, size_t available) {
     if (isContinuation(lead)) {
         return kReplacement;
     }
-    // The first group lands in the lowest bits, each further one above it. Seven groups, after the
-    // lead byte FF, are the most; what does not fit 32 bits is dropped.
+    // The first group goes to the lowest bits, each further one above it. There are at most seven
+    // groups, after the lead byte FF. Bits beyond 32 are dropped.
     std::uint64_t codePoint = 0;
     unsigned shift = 0;
     unsigned more = 0x40; // the lead's bit that announces the next continuation byte

@@ -21,22 +21,22 @@ std::chrono::microseconds napLength(int naps) {
 
 } // namespace
 
-// The swap picks one among several threads that want to wake: one token for one rest.
+// The exchange lets only one of several threads wake the sleeper: one token for one rest.
 void WakeSignal::wake(State from) {
     if (state_.compare_exchange_strong(from, State::awake)) {
         sleep_.signal();
     }
 }
 
-// State and count are written and read in opposite order on the two sides: either this thread sees
-// the work, or the signalling thread sees it resting.
+// The two sides write and read state and count in opposite order: either this thread sees the work,
+// or the signalling thread sees it resting.
 bool WakeSignal::fallAsleep(State how) {
     state_.store(how, std::memory_order_seq_cst);
     return count_.load(std::memory_order_seq_cst) == 0;
 }
 
-// For a rest that ended by itself: if somebody is waking this thread all the same, there is a token
-// to be taken.
+// Ends a rest that no token has ended. If another thread is waking this one all the same, its token
+// has to be taken.
 void WakeSignal::wakeUp(State from) {
     if (!state_.compare_exchange_strong(from, State::awake)) {
         sleep_.wait();

@@ -25,10 +25,10 @@ struct Watch {
 
 constinit std::array<Watch, kPlaces> watches{};
 
-constinit platform::RecursiveMutex tableMutex{}; // there while the table is open
+constinit platform::RecursiveMutex tableMutex{}; // exists while the table is open
 constinit std::atomic<bool> tableIsOpen{false};
 
-// Holds the table's mutex; outside the table's life it holds nothing.
+// Holds the table's mutex, or nothing while the table is closed.
 class TableLock {
 public:
     TableLock() : held_(tableIsOpen.load(std::memory_order_acquire)) {
