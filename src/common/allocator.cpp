@@ -12,8 +12,8 @@ constinit std::atomic<std::uint64_t> heldBytes{0};
 constinit std::atomic<std::uint64_t> allocations{0};
 constinit std::atomic<std::uint64_t> releases{0};
 
-// Static initialisers make containers before the library is attached and its pools are open. They
-// run on one thread; opening is a comparison ever after.
+// Opens the pool if need be: static initialisers make containers before the library is attached and
+// opens it. They run on one thread. Later calls only make a comparison.
 core::MemoryPool& openPool() {
     core::MemoryPool& pool = core::defaultPool();
     pool.open();

@@ -1,4 +1,4 @@
-// The library's own look at the counters of qz::allocator, beyond their public face.
+// What the library itself needs of the counters of qz::allocator beyond Common/Allocator.h.
 #pragma once
 
 #include <cstdint>

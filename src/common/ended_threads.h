@@ -1,4 +1,4 @@
-// What threads that have ended left in a profiler: one unit a name, and their sections.
+// What ended threads have left in a profiler: one unit for each name, and their sections.
 #pragma once
 
 #include "common/profiled_thread.h"
@@ -19,8 +19,8 @@ public:
         std::int64_t start, duration; // ticks
     };
 
-    // Takes over all that the thread has recorded. Throws std::bad_alloc, and has counted nothing
-    // of it then.
+    // Takes over all that the thread has recorded. Throws std::bad_alloc, and then nothing of it is
+    // counted.
     void take(const ProfiledThread& thread);
 
     void reset();

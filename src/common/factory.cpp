@@ -32,18 +32,18 @@ void Factory::removeIdentifier(const Identifier& identifier) {
     if (place != places_.end()) {
         const Identifiers::iterator removed = place->second;
         places_.erase(place);
-        identifiers_.erase(removed); // perhaps the one that was given
+        identifiers_.erase(removed); // may be the identifier that was given
     }
 }
 
-// The tables are empty by the time that factories go, whose destructors may ask this manager.
+// Empties the tables before it deletes factories, because their destructors may ask this manager.
 FactoryManager::~FactoryManager() {
     const auto factories = std::exchange(factories_, {});
     places_.clear();
     const auto makers = std::exchange(makers_, {});
 }
 
-// The reference keeps the factory for the time of a call, which may remove it.
+// The reference keeps the factory alive during a call, which may remove it.
 Ref<Factory> FactoryManager::find(const Identifier& identifier) const {
     const auto makers = makers_.find(identifier.getClassName());
     return makers != makers_.end() ? makers->second.front() : Ref<Factory>();
@@ -117,7 +117,7 @@ void FactoryManager::removeMaker(const Identifier& identifier, const Factory* fa
     }
 }
 
-// Those that the host has added to the manager itself.
+// Removes the identifiers that the host has added to the manager itself.
 void FactoryManager::removeUnmakeable() {
     const qz::list<Identifier> listed = requestIdentifiers();
     for (const Identifier& identifier : listed) {

@@ -11,7 +11,7 @@
 
 namespace common {
 
-// Threads that have frames add to it; any other may read along.
+// Threads that have frames add to it; any thread may read.
 class FrameTimes {
 public:
     static constexpr std::size_t kKept = 512;
@@ -27,9 +27,9 @@ public:
         count_ = 0;
     }
 
-    // Calls back with each frame from number `next` on that is still there, at most `room` of them,
-    // and returns the number behind the last one. A number that is not reached yet is from before a
-    // reset.
+    // Calls back with each kept frame from number `next` on, at most `room` of them. Returns the
+    // number after the last one. A `next` that no frame has reached yet comes from before a reset:
+    // then reading begins with the oldest frame.
     template<class Visit>
     std::uint64_t read(std::uint64_t next, std::size_t room, Visit visit) const {
         const std::lock_guard lock(lock_);

@@ -4,7 +4,7 @@
 
 namespace Common {
 
-// Constants that are inline would not be exported by every compiler.
+// These are not inline, because some compilers would not export inline constants.
 const std::uint32_t FSM::NO_STATE;
 const std::uint32_t FSM::NO_SYMBOL;
 const std::uint32_t FSM::ANY_STATE;
@@ -73,8 +73,8 @@ void FSM::checkSymbolsQueue() {
     }
 }
 
-// What follow does, as long as recipients leave the tables alone. Whether the state is another one
-// is a matter of chance and not worth a branch.
+// Does what follow() does, as long as recipients leave the tables alone. Whether the state changes
+// cannot be predicted, so this has no branch for it.
 inline void FSM::make(const Descriptor::Step& step) {
     const Descriptor* const descriptor = descriptor_;
     const std::uint32_t version = descriptor->steps_.version;
@@ -93,7 +93,7 @@ inline void FSM::make(const Descriptor::Step& step) {
 }
 
 void FSM::onSymbol_(std::uint32_t symbol) {
-    // A recipient may throw, and the machine goes on from where it is then.
+    // If a recipient throws, the machine goes on from the state that it has then.
     struct Turn {
         Busy& busy;
         explicit Turn(Busy& given) : busy(given) { busy.set = true; }
@@ -106,8 +106,8 @@ void FSM::onSymbol_(std::uint32_t symbol) {
     }
 }
 
-// Recipients may change the tables, so nothing is read from the transition once one was called.
-// They may also reset the machine, or bring it elsewhere: the remaining steps go on from there.
+// Recipients may change the tables, so nothing is read from the transition after the first call.
+// They may also reset the machine, or change its state: the remaining steps go on from there.
 void FSM::follow(const Transition& transition) {
     const std::uint32_t output = transition.outputSymbol;
     const std::uint32_t target = takeTarget(transition);
@@ -171,7 +171,7 @@ void FSM::enterToState_(std::uint32_t state) {
     }
 }
 
-// By index: a recipient may add another one, or take all of them away.
+// By index, because a recipient may add another one or take all of them away.
 void FSM::sendOutputSymbol_(std::uint32_t symbol) {
     // NOLINTNEXTLINE(modernize-loop-convert)
     for (std::size_t i = 0; i < recipients_.size(); ++i) {

@@ -6,7 +6,7 @@ namespace Common {
 
 namespace {
 
-// Larger tables go without: they are sparse, as a rule.
+// Larger tables have no steps, because they are sparse as a rule.
 constexpr std::size_t kMostSteps = std::size_t{1} << 16;
 
 } // namespace
@@ -72,7 +72,7 @@ void FSM::Descriptor::setSymbol(Symbols& symbols, std::uint32_t state, std::uint
     symbols[state] = symbol;
 }
 
-// An any-state transition counts before the state's own, unless it is empty.
+// An any-state transition that is not empty goes before the state's own.
 const FSM::Transition* FSM::Descriptor::findTransition(std::uint32_t state,
                                                        std::uint32_t symbol) const {
     const Transition* found = getTransition(symbol);

@@ -11,9 +11,8 @@
 
 namespace common {
 
-// What was added stays where it is: the list grows by whole blocks, so adding never moves anything
-// and readers take no lock. Who empties the list, or moves it, sees to it that nobody adds or
-// reads.
+// The list grows by whole blocks, so its items never move and readers take no lock. Nobody may add
+// or read while the list is destroyed or swapped.
 template<class T>
 class GrowingList {
 public:
@@ -26,8 +25,8 @@ public:
         }
     }
 
-    // Where the next one is to be set; add then makes it part of the list. Both are for one thread
-    // alone. Throws std::bad_alloc.
+    // The place to set the next item at; add() then makes it part of the list. Both are for one
+    // thread alone. place() throws std::bad_alloc.
     T& place() {
         if (last_ == nullptr || used_ == last_->items.size()) {
             addBlock();
@@ -41,7 +40,7 @@ public:
 
     std::size_t size() const { return size_.load(std::memory_order_acquire); }
 
-    // Calls back with each one that is there by now.
+    // Calls back with each item that is in the list by now.
     template<class Visit>
     void read(Visit visit) const {
         std::size_t left = size();
@@ -77,7 +76,7 @@ private:
                   std::memory_order_relaxed);
     }
 
-    // Setting all items touches the memory now, at once, and not bit by bit when they are added.
+    // Sets all items now, which touches the memory at once and not bit by bit as items are added.
     void addBlock() {
         const std::size_t count =
             last_ == nullptr ? kSmallestBlock : std::min(2 * last_->items.size(), kLargestBlock);

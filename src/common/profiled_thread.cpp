@@ -23,7 +23,7 @@ std::size_t cacheSlot(const char* name, std::size_t slots) {
 
 } // namespace
 
-// A section that has begun but not ended yet has a unit without a count.
+// A unit has no count before its first section ends.
 void ProfiledUnit::add(const ProfiledUnit& other) noexcept {
     if (other.count == 0) {
         return;
@@ -38,7 +38,7 @@ void CountedUnit::setName(std::string_view name) {
     name_[name.copy(name_, sizeof name_ - 1)] = '\0';
 }
 
-// Whoever sees one of the values also sees that a change had begun by then.
+// Releases: a reader that sees one of the new values also sees that a change has begun.
 void CountedUnit::add(std::int64_t duration) {
     constexpr auto kOwn = std::memory_order_relaxed;
     const std::uint64_t changes = changes_.load(kOwn);
@@ -70,7 +70,7 @@ ProfiledUnit CountedUnit::read() const {
     }
 }
 
-// Slots from the name's own on, up to the first that has the name or is empty.
+// The first slot from the name's own on that has the name or is empty.
 CountedUnit** UnitIndex::slotOf(std::string_view name) {
     std::size_t slot = std::hash<std::string_view>()(name) & (slots_.size() - 1);
     while (slots_[slot] != nullptr && slots_[slot]->name() != name) {
@@ -135,7 +135,7 @@ void ProfiledThread::leave(unsigned session, std::int64_t now, std::atomic<std::
     }
 }
 
-// What it had is deleted when the thread may go on.
+// Deletes the old contents after it has released the lock, so that the thread may go on.
 void ProfiledThread::reset() {
     UnitIndex index;
     Units units;

@@ -22,18 +22,18 @@ struct ProfiledUnit {
     std::uint64_t count;
     std::int64_t total, minimum, maximum; // ticks
 
-    // Takes in what another unit of this name has counted.
+    // Adds the counts of another unit of this name.
     void add(const ProfiledUnit& other) noexcept;
 };
 
-// A unit to which its thread adds while others read it. The count of changes, odd in the midst of
-// one, tells readers whether what they have read belongs together; the thread never waits for them.
+// A unit that its thread adds to while others read it. The count of changes is odd during a change.
+// It tells readers whether their values belong together; the thread never waits for them.
 class CountedUnit {
 public:
     CountedUnit() = default;
     CountedUnit& operator=(const CountedUnit&) = delete;
 
-    // Before others know it.
+    // Before other threads know the unit.
     void setName(std::string_view name);
 
     const char* name() const { return name_; }
@@ -58,7 +58,7 @@ struct ThreadId {
     platform::ThreadName name; // as it was at the first section after the profiler's last start
 };
 
-// Its units by their names, for the thread itself.
+// A thread's units by name, for the thread itself.
 class UnitIndex {
 public:
     CountedUnit* find(std::string_view name); // null if there is none
@@ -69,13 +69,13 @@ private:
     CountedUnit** slotOf(std::string_view name);
     void grow();
 
-    qz::vector<CountedUnit*> slots_; // a power of two, half of them null at least
+    qz::vector<CountedUnit*> slots_; // a power of two; at least half of them are null
     std::size_t size_ = 0;
 };
 
-// What one thread has recorded, and where it is. Readers and the thread do not wait for each other:
-// what they read only grows. The lock, which the thread takes for each section, is held by others
-// just for the moment in which they read its name or take from it all that it has.
+// What one thread has recorded, and the sections that it is in. The thread takes the lock for each
+// section. Readers need it only to read the name, because what they read grows and never changes;
+// reset() holds it while it takes the contents away.
 class ProfiledThread {
 public:
     using Units = GrowingList<CountedUnit>;
@@ -83,17 +83,17 @@ public:
 
     explicit ProfiledThread(unsigned number) : id_{number, {}} {}
 
-    // session: sections of an earlier one were cut off by its end, and do not count.
+    // `session`: the end of a session cuts off its sections, which do not count then.
     void enter(const char* name, unsigned session, std::int64_t now);
 
-    // room: how many sections may still be kept one by one. frames: gets the time of a frame.
+    // `room`: how many sections may still be kept one by one. `frames` gets the time of a frame.
     void leave(unsigned session, std::int64_t now, std::atomic<std::int64_t>& room,
                FrameTimes& frames);
 
     // Not while somebody reads.
     void reset();
 
-    // Told by the thread as the last thing it does here.
+    // The thread calls this last.
     void end() { hasEnded_.store(true, std::memory_order_release); }
     bool hasEnded() const { return hasEnded_.load(std::memory_order_acquire); }
 

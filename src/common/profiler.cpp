@@ -33,7 +33,7 @@ Common::Profiler& globalProfiler = reinterpret_cast<Common::Profiler&>(common::t
 
 namespace Common {
 
-// Takes no lock, as it must not where a thread ends: the next new thread, or reader, clears up.
+// A thread's end takes no lock and only leaves a mark: the next new thread, or reader, clears up.
 bool Profiler::Recording::open() {
     return own_.open([](void* thread) { static_cast<common::ProfiledThread*>(thread)->end(); });
 }
@@ -69,7 +69,7 @@ qz::vector<const common::ProfiledThread*> Profiler::Recording::known() const {
     return threads;
 }
 
-// Takes those off the list for which the condition is true.
+// Takes the threads off the list for which the condition is true.
 template<class Condition>
 Profiler::Recording::Threads Profiler::Recording::without(Condition condition) {
     Threads taken;
@@ -84,8 +84,8 @@ Profiler::Recording::Threads Profiler::Recording::without(Condition condition) {
     return taken;
 }
 
-// A record with many sections is hardly more than them, and stays as it is: copying it would take
-// too long for a new thread, which does this.
+// Leaves a record with many sections as it is: little of it could be freed, and copying it would
+// take too long for a new thread, which calls this.
 void Profiler::Recording::takeOverEnded() noexcept {
     constexpr std::size_t kFewSections = 1024;
     const std::unique_lock alone(contents_, std::try_to_lock);
@@ -165,7 +165,7 @@ void Profiler::enterSection(const char* name) noexcept {
         return;
     }
     try {
-        // The clock last, so that a first section is not charged for its bookkeeping.
+        // Reads the clock last, so that a first section does not include its bookkeeping.
         common::ProfiledThread& thread = recording->thread();
         thread.enter(name == nullptr ? "<NULL>" : name, recording->session.load(), QZ_get_ticks());
     } catch (...) {
@@ -183,7 +183,7 @@ void Profiler::leaveSection() noexcept {
         recording->thread().leave(recording->session.load(), now, recording->room,
                                   recording->frames);
     } catch (...) {
-        // Counted, but not in the trace.
+        // Not recorded, or counted but not in the trace.
     }
 }
 

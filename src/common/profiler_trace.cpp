@@ -13,7 +13,7 @@ namespace common {
 
 namespace {
 
-// A file that is written in large pieces; a failure is remembered.
+// A file that is written in large pieces; it remembers a failure.
 class TraceFile {
 public:
     explicit TraceFile(const char* path)
@@ -76,7 +76,7 @@ std::string quoted(const char* name) {
     return text + '"';
 }
 
-// In the format's unit, microseconds.
+// Converts ticks to the format's unit, microseconds.
 class Times {
 public:
     Times() : scale_(1e6 / static_cast<double>(QZ_get_tick_rate())) {}

@@ -1,4 +1,4 @@
-// What a profiler has recorded, and its end.
+// What a profiler records, its trace, and the life of the global profiler.
 #pragma once
 
 #include "Common/Allocator.h"
@@ -15,13 +15,13 @@
 
 namespace common {
 
-// Null: an empty trace.
+// Writes an empty trace if the recording is null.
 bool writeTrace(const Common::Profiler::Recording* recording, const char* path);
 
 // Makes the global profiler, when the library is loaded.
 void openGlobalProfiler();
 
-// For the unloading of the library: gives the global profiler's memory back.
+// Frees the global profiler's memory, when the library is unloaded.
 void closeGlobalProfiler();
 
 } // namespace common
@@ -41,13 +41,13 @@ struct Common::Profiler::Recording {
     // The calling thread's record. Throws std::bad_alloc.
     common::ProfiledThread& thread();
 
-    // All threads' units, by name; some without a count.
+    // All threads' units, by name. Some may have no count.
     common::ProfiledUnits merged() const;
 
     void reset();
 
-    // Calls back with what ended threads have left, and then with each of the others, while they
-    // go on recording.
+    // Calls back with what ended threads have left, and then with each other thread. Threads go on
+    // recording meanwhile.
     template<class VisitEnded, class VisitThread>
     void read(VisitEnded visitEnded, VisitThread visitThread) const {
         const std::shared_lock reading(contents_);
@@ -58,11 +58,11 @@ struct Common::Profiler::Recording {
         }
     }
 
-    // Does nothing while others read.
+    // Takes over the records of ended threads, unless others are reading.
     void takeOverEnded() noexcept;
 
     std::atomic<unsigned> session{0};
-    std::atomic<std::int64_t> room{kMaxSections}; // negative: as many did not find any
+    std::atomic<std::int64_t> room{kMaxSections}; // negative: so many sections had none
     common::FrameTimes frames;
 
 private:
@@ -77,6 +77,6 @@ private:
     std::atomic<unsigned> lastNumber_{0};
     mutable std::shared_mutex contents_; // shared by readers; alone: to take a record away
     mutable std::mutex listMutex_;       // never held for long, as new threads wait for it
-    Threads threads_;                    // those that have ended and were not taken over, too
+    Threads threads_;                    // ended ones that were not taken over, too
     common::EndedThreads ended_;
 };

@@ -17,8 +17,8 @@
 
 namespace {
 
-// The name that GNU libiconv and the C library both read as UCS-2 in this processor's byte order;
-// "UCS-2-INTERNAL" is unknown to the latter.
+// GNU libiconv and the C library both read this name as UCS-2 in this processor's byte order. The C
+// library does not know "UCS-2-INTERNAL".
 constexpr char kUcs2[] = "UCS-2LE";
 constexpr char kUtf8[] = "utf-8";
 constexpr std::size_t kUcs2Unit = 2;
@@ -26,7 +26,7 @@ constexpr std::size_t kUcs2Unit = 2;
 constexpr std::string_view kReplacementUcs2("\xFD\xFF", kUcs2Unit); // U+FFFD
 constexpr std::string_view kQuestionUcs2("?\0", kUcs2Unit);
 
-// What one conversion at a time uses: the system's descriptor, which keeps state.
+// The system's descriptor for a conversion. It keeps state, so it does one conversion at a time.
 class Converter {
 public:
     Converter(const char* to, const char* from) : descriptor_(iconv_open(to, from)) {}
@@ -76,8 +76,8 @@ private:
 
     // Converts some of the input. False if it stopped at input that is not understood.
     //
-    // A converter that stops somewhere has worked through all that it was offered, and does part of
-    // it again. So it is offered little at first, and more as long as all goes well.
+    // A converter that stops has worked through all that it was offered, and does part of it again.
+    // So it is offered little at first, and more as long as it does not stop.
     bool step(Conversion& conversion) {
         std::array<char, 2 * kLargestWindow> buffer;
         const std::size_t offered = std::min(conversion.window, conversion.input.size());
@@ -139,7 +139,7 @@ constexpr Converter::Rules kWideToBytes{kUcs2Unit, "?", {}};
 // converted at the same time, so that none waits for another.
 class Direction {
 public:
-    // False if it is not open then.
+    // False if it cannot be opened.
     bool open(const char* to, const char* from) {
         const std::lock_guard lock(mutex_);
         if (!isOpen_) {
@@ -182,7 +182,7 @@ private:
         std::optional<Converter> converter;
     };
 
-    // Waits for one only if the system gives no more of them.
+    // Waits for a converter only if the system gives no more of them.
     std::optional<Converter> take(unsigned& session) {
         std::unique_lock lock(mutex_);
         while (isOpen_ && idle_.empty() && !addConverter()) {
@@ -219,7 +219,7 @@ private:
     std::mutex mutex_;
     std::condition_variable change_;
     bool isOpen_ = false;
-    unsigned session_ = 0; // from one opening to the next
+    unsigned session_ = 0; // increased by each close
     std::string to_;
     std::string from_;
     std::size_t made_ = 0;
@@ -227,7 +227,7 @@ private:
 };
 
 struct Directions {
-    std::mutex mutex; // of opening and closing
+    std::mutex mutex; // held for opening and closing
     Direction utf8ToLocal;
     Direction localToUtf8;
     Direction wideToUtf8;
@@ -239,7 +239,7 @@ Directions& directions() {
     return instance;
 }
 
-// Opens both directions, or none of them: the other one might get another character set later.
+// Opens both directions or none, because a later call could open one for another character set.
 void openBoth(Direction& there, Direction& back, const char* from, const char* to) {
     const bool isThereOpen = there.open(to, from);
     const bool isBackOpen = back.open(from, to);
@@ -294,7 +294,7 @@ std::size_t characterLength(std::string_view text) {
     return length;
 }
 
-// The length in bytes of up to `count` characters, which end at a NUL.
+// The length in bytes of up to `count` characters; the text ends at a NUL.
 std::size_t lengthOf(std::string_view text, std::size_t count) {
     std::size_t length = 0;
     for (; count > 0 && length < text.size() && text[length] != '\0'; --count) {
