@@ -19,7 +19,7 @@ void* operator new(std::size_t size, const char* /*file*/, int /*line*/) {
     return ::operator new(size);
 }
 
-// Called when a constructor throws.
+// Called if a constructor throws.
 void operator delete(void* block, const char* /*file*/, int /*line*/) noexcept {
     ::operator delete(block);
 }

@@ -31,7 +31,7 @@ void globals::makeRegistry() {
     getRegistry(&registry);
 }
 
-// The one that keeps it, and the one that `registry` was stored with.
+// Drops two references: the one that keeps the registry and the one that `registry` holds.
 void globals::releaseRegistry() {
     registry = nullptr;
     if (Common::FactoryManager* const released = std::exchange(theRegistry, nullptr)) {

@@ -12,13 +12,13 @@ namespace {
 
 constexpr char kModule[] = "QZCORE";
 
-// Whole milliseconds, and no more than every system's sleep takes.
+// Whole milliseconds, and at most what every system's sleep takes.
 std::chrono::milliseconds sleepingTime(double seconds) {
     constexpr double kLongest = 0xFFFFFFFE;
     return std::chrono::milliseconds(static_cast<std::int64_t>(std::min(seconds * 1000, kLongest)));
 }
 
-// Counters start again at 0: the host may run for years.
+// Counters go back to 0, because the host may run for years.
 void count(std::int32_t& counter) {
     counter = counter == INT32_MAX ? 0 : counter + 1;
 }

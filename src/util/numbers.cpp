@@ -5,8 +5,8 @@
 
 namespace {
 
-// Other than the C library's functions, from_chars knows no locale, takes no white space and no
-// hexadecimal numbers; and no "+".
+// Unlike the C library's functions, from_chars knows no locale, white space or hexadecimal numbers.
+// It knows no "+" either.
 template<typename Number>
 bool parseWhole(std::string_view text, Number& out) {
     if (text.starts_with('+') && !text.starts_with("+-")) {

@@ -5,8 +5,8 @@
 
 namespace util {
 
-// False, with `out` left alone, unless all of the text is a decimal number, with a sign or not,
-// that fits.
+// Reads a text that is a decimal number, with or without a sign. False, with `out` unchanged, if a
+// part of the text is anything else or the number does not fit.
 bool parse(std::string_view text, int& out);
 bool parse(std::string_view text, double& out);
 

@@ -24,10 +24,10 @@ constexpr double kSecondsBetweenLooks = 0.25;
 constexpr double kSecondsOfRate = 1.0;
 constexpr double kNanosecondsASecond = 1e9;
 
-// Their callbacks take most of the time here: no frame is to have them all.
+// The watches' callbacks take most of the time, so no call but the first reads them all.
 constexpr std::size_t kWatchesACall = 1;
 
-// For the writer thread to go away from the memory, in which it has only some lines to put.
+// How long the writer thread may take to put its last lines into the memory and leave it.
 constexpr std::chrono::milliseconds kWriterMoment{100};
 
 std::uint64_t nanosecondsSince1970() {
@@ -51,8 +51,8 @@ std::unique_ptr<Publication> Publication::open(std::string_view name) {
     return made->makeBlock() ? std::move(made) : nullptr;
 }
 
-// The running memory comes last: who finds it finds the block in order. Where it is there already,
-// a program lives that has our number in another namespace of processes: the block is its.
+// Makes the running memory last, so that whoever finds it finds the block in order. If it exists
+// already, another program with our process number, in another namespace, has it and the block.
 bool Publication::makeBlock() {
     const std::string running = publishedAs(kRunningPrefix, name_, process_);
     if (platform::sharedMemoryExists(running.c_str())) {
@@ -68,7 +68,7 @@ bool Publication::makeBlock() {
     return running_ != nullptr;
 }
 
-// Somebody may still look at the block of a dead program that had our name and our number.
+// Somebody may still read the block of a dead program that had our name and process number.
 void Publication::initialise() {
     block_ = reinterpret_cast<PublishedBlock*>(platform::bytesOf(*memory_));
     PublishedHead& head = block_->head;
@@ -87,8 +87,8 @@ void Publication::initialise() {
     mark.store(kPublishedMark, std::memory_order_release);
 }
 
-// The memory's name is free for the next one as soon as the writer thread has gone away. In a
-// forked child there is none to wait for.
+// The memory's name is free for the next one as soon as the writer thread has left the memory. A
+// forked child has no writer thread to wait for.
 Publication::~Publication() {
     qz_log_reader_close(log_);
     constexpr std::chrono::milliseconds kStep{1};
@@ -119,7 +119,7 @@ void Publication::publish() {
     publishFigures();
 }
 
-// There may be too many readers just now.
+// May fail because there are too many readers just now; the next look tries again.
 void Publication::attachLog() {
     if (log_ != nullptr || !core::isLogToCome()) {
         return;
@@ -141,7 +141,7 @@ void Publication::publishFigures() {
     figures_.mainThreadTasks = limited(census.mainThread);
     figures_.time = nanosecondsSince1970();
     double seconds[kPublishedFrames];
-    // It takes a lock, for which those who look are not to wait.
+    // Read before the change begins: it takes a lock, and readers wait for the change's end.
     const std::size_t count = globalProfiler.readFrames(nextFrame_, seconds, kPublishedFrames);
     const PublishedChange change(block_->head);
     publishFrames(std::span(seconds, count));
@@ -155,7 +155,7 @@ void Publication::publishFrames(std::span<const double> seconds) {
     }
 }
 
-// Their names; the values come later, because callbacks must not meet the table's lock.
+// Takes only the names; the values are read later, over several calls.
 void Publication::listWatches() {
     watches_ = {};
     QZ_watch_get_list(
@@ -169,7 +169,7 @@ void Publication::listWatches() {
         &watches_);
 }
 
-// The callbacks are done before the snapshot changes: readers wait for that.
+// The callbacks run before the snapshot changes, because readers wait for the change's end.
 void Publication::readWatches(std::size_t most) {
     if (watches_.isWhole) {
         return;

@@ -15,31 +15,31 @@ struct qz_log_reader;
 
 namespace util {
 
-// For the unloading of the library and for the end of the process: lets go of what is published,
-// for good. Leaves it alone if another thread is just publishing.
+// For the unloading of the library and the end of the process: ends the publication for good,
+// unless another thread is just publishing.
 void closePublication();
 
 class Publication {
 public:
-    // Null if the system gives no memory, or another program has it. Throws std::bad_alloc.
+    // Null if the system gives no memory or another program has that name. Throws std::bad_alloc.
     static std::unique_ptr<Publication> open(std::string_view name);
 
     ~Publication();
     Publication(const Publication&) = delete;
     Publication& operator=(const Publication&) = delete;
 
-    // Whether it is this process's, and of that name.
+    // Whether this process has made it, with that name.
     bool isOf(std::string_view name) const;
 
     void publish();
 
 private:
-    // As they are read, over several calls.
+    // The watches, which are read over several calls.
     struct Watches {
         PublishedWatch places[kPublishedWatches] = {};
         std::size_t count = 0;
         std::size_t read = 0;
-        bool isWhole = false; // and published
+        bool isWhole = false; // all are read and published
     };
 
     Publication(std::string_view name, std::uint64_t process);
@@ -57,15 +57,15 @@ private:
 
     const std::string name_;
     const std::uint64_t process_;
-    std::shared_ptr<platform::SharedMemory> memory_; // the log's too
-    platform::OpenSharedMemory running_;             // let go of first
+    std::shared_ptr<platform::SharedMemory> memory_; // the log's sink has it, too
+    platform::OpenSharedMemory running_;             // closed before the memory
     PublishedBlock* block_ = nullptr;
     qz_log_reader* log_ = nullptr;
-    bool isLogMissed_ = false; // and that is said
+    bool isLogMissed_ = false; // a warning has said that the log is not published
     PublishedFigures figures_{};
     Watches watches_{.isWhole = true};
-    std::uint64_t nextFrame_ = 0; // of the profiler
-    double nextLook_ = 0;         // at the watches
+    std::uint64_t nextFrame_ = 0; // its number in the profiler
+    double nextLook_ = 0;         // when to list the watches
     double rateStart_ = 0;
     std::uint64_t rateStartFrames_ = 0;
 };

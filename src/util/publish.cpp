@@ -19,7 +19,7 @@ namespace {
 constexpr char kModule[] = "QZCORE";
 constexpr std::size_t kLongestName = 48;
 
-// Whoever publishes holds it, watches included: another call goes away instead of waiting.
+// The thread that publishes holds it, also while it reads watches. Other calls do not wait for it.
 class Turn {
 public:
     bool try_lock() {
@@ -29,8 +29,8 @@ public:
     }
     void unlock() { holder_.store(kNobody, std::memory_order_release); }
 
-    // In a child that was forked meanwhile: nobody gives it back there, and what it guards, the
-    // watches' mutex too, may be in the middle of a change.
+    // True in a child that was forked while a thread held the turn. Nobody gives it back there, and
+    // the data that it guards, the watches' mutex too, may be in the middle of a change.
     bool isHeldInParent() const {
         const int holder = holder_.load(std::memory_order_relaxed);
         return holder != kNobody && holder != platform::processId();
@@ -39,13 +39,13 @@ public:
 private:
     static constexpr int kNobody = 0;
 
-    std::atomic<int> holder_{kNobody}; // a process
+    std::atomic<int> holder_{kNobody}; // its process
 };
 
-// For the log's writer thread to hand over the last lines; a disk that hangs is not waited for.
+// How long the log's writer thread may take to hand over the last lines; the disk may hang.
 constexpr std::chrono::milliseconds kLogMoment{100};
 
-constinit Turn turn; // of all below
+constinit Turn turn; // guards all below
 constinit util::Publication* current = nullptr;
 constinit bool isRefused = false;
 constinit char refusedName[kLongestName + 2] = ""; // cut: longer ones are all refused

@@ -1,11 +1,11 @@
 // What a program publishes in shared memory. docs/formats/shared-memory.md describes it.
 //
-//   running memory   only says that the program lives: no one else keeps it open
+//   running memory   says that the program lives; only the program keeps it open
 //   block            a head, the snapshot, and the log in a CRingBuffer
 //
-// The snapshot has one writer, who publishes, and the log another one, the log's writer thread.
-// Readers take no lock: they copy the snapshot, and again if the sequence has changed meanwhile or
-// is odd.
+// The thread that publishes writes the snapshot, and the log's writer thread writes the log.
+// Readers take no lock: they copy the snapshot, and do so again if the sequence was odd or has
+// changed meanwhile.
 #pragma once
 
 #include "shm/shared_bytes.h"
@@ -29,15 +29,15 @@ struct PublishedHead {
     std::uint32_t mark; // written last
     std::uint32_t size; // of the block
     std::uint64_t process;
-    std::uint64_t started;  // when it was published first, in nanoseconds since 1970
+    std::uint64_t started;  // when the program published first, in nanoseconds since 1970
     std::uint64_t sequence; // odd while the snapshot changes
 };
 
 struct PublishedFigures {
     std::uint64_t time;            // of the last call, in nanoseconds since 1970
     std::uint64_t frames;          // that have ended
-    std::uint64_t rateFrames;      // those of them that ended in the time below
-    std::uint64_t rateNanoseconds; // about a second; 0: not known yet
+    std::uint64_t rateFrames;      // the frames that ended in the time below
+    std::uint64_t rateNanoseconds; // about a second; 0: not measured yet
     std::uint32_t workers;
     std::uint32_t tasksRunning;
     std::uint32_t tasksWaiting;
@@ -89,14 +89,14 @@ Value loadPublished(Value& shared) {
     return value;
 }
 
-// A change of the snapshot, which readers see whole or not at all.
+// Changes the snapshot for its lifetime. Readers see the change whole or not at all.
 class PublishedChange {
 public:
-    // It is odd already where another program died in the middle of a change.
+    // The sequence is odd already if another program died in the middle of a change.
     explicit PublishedChange(PublishedHead& head)
         : sequence_(head.sequence)
         , before_(sequence_.load(std::memory_order_relaxed) & ~std::uint64_t{1}) {
-        // What is stored next is a release.
+        // The stores that follow are releases.
         sequence_.store(before_ + 1, std::memory_order_relaxed);
     }
     ~PublishedChange() { sequence_.store(before_ + 2, std::memory_order_release); }
@@ -108,7 +108,7 @@ private:
     std::uint64_t before_;
 };
 
-// "name.process", of which there is one in the system at a time.
+// "<prefix><name>.<process>": one program at a time has it.
 inline std::string publishedAs(std::string_view prefix, std::string_view name,
                                std::uint64_t process) {
     return std::string(prefix).append(name).append(1, '.').append(std::to_string(process));

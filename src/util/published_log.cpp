@@ -12,7 +12,7 @@ PublishedLog::PublishedLog(std::shared_ptr<platform::SharedMemory> memory, Publi
     ring_.Open(block.log, sizeof block.log);
 }
 
-// A child that was forked before the log's start has a writer thread of its own, and the memory is
+// A child that was forked before the log's start has a writer thread of its own, but the memory is
 // its parent's.
 void PublishedLog::add(std::span<const core::LogRecord* const> records) {
     if (process_ == platform::processId()) {

@@ -11,11 +11,11 @@
 
 namespace util {
 
-// The writer thread puts the messages there, whatever the thread that publishes all else is doing:
-// a program that hangs, or has crashed, still shows its last lines.
+// The writer thread puts the messages there, independently of the thread that publishes the rest.
+// So a program that hangs, or has crashed, still shows its last lines.
 class PublishedLog final : public core::LogSink {
 public:
-    // The memory has the block, whose ring is in order, and stays until this has gone.
+    // The memory holds the block, whose ring is initialised. It stays until this object is gone.
     PublishedLog(std::shared_ptr<platform::SharedMemory> memory, PublishedBlock& block);
 
     void add(std::span<const core::LogRecord* const> records) override;

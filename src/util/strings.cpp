@@ -28,7 +28,7 @@ char lowerCase(char c) {
     return static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
 }
 
-// The codec may read the string's terminator, too: there the text ends.
+// The decoder may read the string's terminator, too, which ends the text.
 template<class Map>
 std::string mapCharacters(const std::string& text, Map map) {
     constexpr std::size_t kLongestSequence = 6;
@@ -50,7 +50,7 @@ std::string mapCharacters(const std::string& text, Map map) {
     return mapped;
 }
 
-// Whether a "." stands for the folder that it is in and can go, with the separator behind it.
+// Whether a "." stands for its own folder, so that it can go with the separator behind it.
 bool isIdleDot(std::string_view path, std::size_t i) {
     return path[i] == '.' && (i == 0 || isSeparator(path[i - 1])) && i + 1 < path.size() &&
            isSeparator(path[i + 1]);
