@@ -1,4 +1,4 @@
-// What the analysers throw: a message, and the place in the text; a place of length 0 is none.
+// What the analysers throw: a message and a place in the text. Length 0 means no place.
 #pragma once
 
 #include "config/entry.h"

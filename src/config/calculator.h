@@ -1,5 +1,4 @@
-// Evaluates an expression while it is read: operands and operators in the order they are written
-// in.
+// Evaluates an expression while it is read: operands and operators come in the text's order.
 #pragma once
 
 #include <cstddef>
@@ -7,7 +6,7 @@
 
 namespace qz::config {
 
-// Parentheses are kept on a stack in memory, so that no depth of them is too much.
+// Parentheses are kept on a stack on the heap, so they may be nested to any depth.
 class Calculator {
 public:
     void open(bool isNegated);

@@ -1,5 +1,5 @@
-// Memory for what changes add to a tree: blocks that go one by one, or all at once. In place of the
-// standard library's pool resource, which in GCC 12 loses count when an allocation fails.
+// Memory for what changes add to a tree, in blocks that are released one by one or all at once. The
+// standard library's pool resource loses count in GCC 12 when an allocation fails.
 #pragma once
 
 #include <cstddef>
@@ -14,7 +14,7 @@ public:
     ChangedMemory(const ChangedMemory&) = delete;
     ChangedMemory& operator=(const ChangedMemory&) = delete;
 
-    // Aligned for whatever `new` is; throws what `new` throws.
+    // Aligned like memory from `new`; throws what `new` throws.
     void* allocate(std::size_t size) {
         auto* const block =
             new (::operator new(sizeof(Block) + size)) Block{blocks_.next, &blocks_};
@@ -37,13 +37,13 @@ public:
     }
 
 private:
-    // What stands before each of them.
+    // Stands in front of each block's memory.
     struct alignas(__STDCPP_DEFAULT_NEW_ALIGNMENT__) Block {
         Block* next;
         Block* previous;
     };
 
-    Block blocks_{&blocks_, &blocks_}; // a ring with this one as its start
+    Block blocks_{&blocks_, &blocks_}; // the ring's start
 };
 
 } // namespace qz::config

@@ -6,12 +6,12 @@
 
 namespace qz::config {
 
-// The value of digits with or without a fraction and an exponent, correctly rounded: infinite or 0
-// if it is too large or too small. The text has been checked.
+// The value of digits with or without a fraction and an exponent, correctly rounded; infinite if it
+// is too large, 0 if it is too small. The caller has checked the text.
 double parseDecimal(std::string_view text);
 
-// Add a finite real with digits on both sides of its point: 10 significant ones, or the fewest that
-// read back as the same number.
+// Append a finite real with digits on both sides of its point: the first with 10 significant
+// digits, the second with the fewest that read back as the same number.
 void appendReal(std::string& output, double value);
 void appendShortestReal(std::string& output, double value);
 

@@ -17,11 +17,11 @@ class EditedText {
 public:
     EditedText(const Tree& tree, const IdentifierToken& names);
 
-    // False where a change cannot be read again, as with Writer.
+    // False if a change has no text that could be read again, as with Writer.
     bool build(std::string& output);
 
 private:
-    // [from, to) of the text becomes something else.
+    // Replaces [from, to) of the text.
     struct Edit {
         std::size_t from;
         std::size_t to;
@@ -35,8 +35,8 @@ private:
         const Entry* list;
         Place place;
     };
-    // Entries that were inserted one after the other, and what of the text stands around them; null
-    // where nothing does.
+    // Entries that were inserted one after the other, and the text's own entries before and behind
+    // them; null if there is none.
     struct Inserted {
         const Entry* first;
         const Entry* previous;

@@ -11,7 +11,7 @@ namespace qz::config {
 
 using Type = ConfigParser::iterator::Type;
 
-// How deep braces may be nested: matching and saving call themselves that often.
+// How deep braces may be nested: matching and saving recurse that deep.
 inline constexpr int kMaxDepth = 256;
 
 // A stretch of the text that was parsed.
@@ -32,11 +32,11 @@ struct EntryList {
     void insert(Entry* before, Entry& entry); // at the end if `before` is null
     void append(Entry& entry) { insert(nullptr, entry); }
     void remove(Entry& entry);
-    void endWith(Entry* newLast); // drops those behind it; all if it is null
+    void endWith(Entry* newLast); // drops the entries behind it; all if it is null
 };
 
-// A nameless item; NamedEntry if `isNamed`. Trivial to destroy: trees have millions, and free them
-// with the memory they lie in.
+// An item without a name, or a NamedEntry if `isNamed`. It needs no destructor: trees have millions
+// of entries, and free them with their memory.
 struct Entry {
     Entry* next;
     Entry* previous;
@@ -47,14 +47,14 @@ struct Entry {
         EntryList entries; // of a block or list
     };
     std::uint32_t charCount;
-    Place place; // the whole of it, with its semicolon or closing brace
+    Place place; // all of it, with its semicolon or closing brace
     Type type : 8;
     bool isNamed : 1;
     bool isOriginal : 1; // stands in the text, at `place`
     bool isValueChanged : 1;
     bool isNameChanged : 1;
     bool areEntriesChanged : 1;
-    bool ownsChars : 1; // not in the text or the memory of parsing, but to be released
+    bool ownsChars : 1; // in memory of their own, which has to be released
     bool ownsName : 1;
 
     std::string_view text() const { return {chars, charCount}; }
@@ -76,7 +76,7 @@ inline std::string_view Entry::name() const {
     return {named.nameChars, named.nameLength};
 }
 
-// Where the value of an assignment or an item stands; a block is all its own.
+// Where the value of an assignment or an item stands; for a block, where the block stands.
 inline Place valuePlaceOf(const Entry& entry) {
     const bool isAssignment = entry.isNamed && entry.type != Type::kBlock;
     return isAssignment ? static_cast<const NamedEntry&>(entry).valuePlace : entry.place;

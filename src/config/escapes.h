@@ -1,4 +1,4 @@
-// Characters in quoted text that are written as a backslash and another character.
+// Escapes: characters in quoted text that are written as a backslash and another character.
 #pragma once
 
 #include <cstddef>
@@ -8,11 +8,11 @@
 
 namespace qz::config {
 
-// Writes what a raw text stands for, which is not longer, and returns its length; nothing if a
-// backslash is not followed by a character that it goes with.
+// Writes the text that a raw text stands for, which is not longer, and returns its length. Nothing
+// if a backslash and the character behind it are no escape.
 std::optional<std::size_t> resolveEscapes(std::string_view raw, char* output);
 
-// Adds the raw text for a text.
+// Appends a text as a raw text, with escapes.
 void appendEscaped(std::string& output, std::string_view text);
 
 } // namespace qz::config

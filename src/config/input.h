@@ -13,7 +13,7 @@ public:
 
     std::string_view text() const { return text_; }
 
-    // For parts of a few characters: a call to compare memory would take longer than comparing.
+    // For parts of a few characters: calling memcmp would take longer than comparing.
     bool has(std::string_view part, std::size_t offset) const {
         if (text_.size() - offset < part.size()) {
             return false;

@@ -1,4 +1,4 @@
-// Lines, blanks and comments of a text, for those who change it in places.
+// Lines, blanks and comments of a text, for changes in single places.
 #pragma once
 
 #include <cstddef>
@@ -25,20 +25,20 @@ public:
     std::optional<std::size_t> lineEndAfterComments(std::size_t offset) const;
 
     // The end of the last line of comments that belongs to the entry above it; `lineEnd` if there
-    // is none. The entry ends at `entryEnd`, its line at `lineEnd`, with blanks and comments alone
-    // between them. Comments that an empty line or the list's end follows belong to the entry above
-    // them. Those that another entry follows belong to that one, except the first ones if the line
-    // of the entry above ends in a comment that they continue: they are indented deeper than it.
+    // is none. The entry ends at `entryEnd` and its line at `lineEnd`, with only blanks and
+    // comments between. Comments before an empty line or the list's end belong to the entry above
+    // them. Comments before another entry belong to that one, but the first ones continue a comment
+    // in the line of the entry above if they are indented deeper than that entry.
     std::size_t endOfCommentLines(std::size_t entryEnd, std::size_t lineEnd,
                                   std::string_view indentation) const;
 
     // The beginning of the first comment that belongs to the entry at `offset`; `offset` if there
     // is none. Only blanks, ends of lines and comments stand between `from` and the entry. A
-    // comment does not belong to it if an empty line follows, or if it stands in the same line as
-    // what ends at `from`.
+    // comment does not belong to the entry if an empty line follows the comment, or if the comment
+    // stands in the line of what ends at `from`.
     std::size_t beginOfComments(std::size_t from, std::size_t offset) const;
 
-    // Over blanks, forwards and backwards.
+    // Skip blanks, forwards or backwards.
     std::size_t skipBlanks(std::size_t offset) const;
     std::size_t skipBlanksBack(std::size_t offset) const;
 
@@ -63,8 +63,8 @@ private:
     };
 
     std::string_view text_;
-    // Found once: a long line with many changes would take quadratic time otherwise, and so would a
-    // long indentation.
+    // Found once: otherwise a long line or a long indentation with many changes would take
+    // quadratic time.
     std::vector<Line> lines_;
 };
 

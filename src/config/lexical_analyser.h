@@ -33,15 +33,15 @@ public:
     // The lexemes that are kept. Throws Error at the first character that begins none.
     Lexemes analyse(std::string_view text) const;
 
-    // By their numbers; null for 0.
+    // The tokens by their numbers; number 0 is null.
     const std::vector<std::shared_ptr<const Token>>& tokens() const { return tokens_; }
 
 private:
     static constexpr TokenNumber kNone = 0;
 
-    // Which tokens a match can be of that begins with a certain character.
+    // The tokens whose matches can begin with a certain character.
     struct Beginning {
-        TokenNumber sure = kNone; // the first of them, if the character is all of it
+        TokenNumber sure = kNone; // the first of them, if it matches just the character
         std::vector<TokenNumber> possible;
     };
 

@@ -1,4 +1,4 @@
-// The lines of a text, for those who ask for many.
+// The lines of a text, for callers that ask for many.
 #pragma once
 
 #include "config/source_text.h"
@@ -10,13 +10,13 @@
 
 namespace qz::config {
 
-// Made when the first one asks; several threads may ask at once.
+// The first question makes the index. Several threads may ask at once.
 class LineIndex {
 public:
-    // What SourceText::lineOf says, without a walk through the whole text each time.
+    // The result of SourceText::lineOf, without a walk through the whole text each time.
     int lineOf(const SourceText& text, std::size_t offset) const;
 
-    // Another text is coming.
+    // To be called before the text changes.
     void clear() noexcept;
 
 private:

@@ -1,4 +1,4 @@
-// A list of lexemes under syntactic analysis: where it stands, what was kept, how far it came.
+// A syntactic analysis: where it stands in the lexemes, what it has kept, how far it has come.
 #pragma once
 
 #include "config/token.h"
@@ -31,7 +31,7 @@ public:
         , tree_(tree)
         , output_(&tree.root().entries) {}
 
-    // Of the lexeme that is next.
+    // The next lexeme.
     using Position = const TokenNumber*;
 
     Position position() const { return position_; }
@@ -73,11 +73,11 @@ public:
     std::string_view textOf(Place place) const {
         return tree_.source().substr(place.offset, place.length);
     }
-    // Of the current lexeme, and whether it follows its neighbour without anything between.
+    // The current lexeme's text, and whether nothing stands between it and the lexeme before.
     std::string_view text() const { return textOf(placeOf(position_)); }
     bool isAdjacent() const { return placeOf(position_ - 1).end() == placeOf(position_).offset; }
 
-    // An entry to fill; it belongs to what the value becomes a part of, if that has one ready.
+    // The entry to fill: the one that was offered for the value, else a new one.
     Entry& makeEntry();
     NamedEntry& makeEntry(std::string_view name) { return tree_.makeOriginal(name); }
     void offerForValue(Entry* entry) { offered_ = entry; }
@@ -85,10 +85,10 @@ public:
     // Memory that lives as long as the tree.
     char* makeChars(std::size_t count) { return tree_.makeOriginalChars(count); }
 
-    // Adds an entry that was filled by what was matched since the mark.
+    // Adds an entry that was filled from the lexemes since `start`.
     void keep(Entry& entry, Position start);
 
-    // As long as it lives, what is kept goes into a list of its own.
+    // Sends what is kept to a list of its own for its lifetime, `levels` deeper.
     class Nesting {
     public:
         Nesting(Matching& matching, EntryList& output, int levels)

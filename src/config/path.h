@@ -8,7 +8,7 @@
 
 namespace qz::config {
 
-// An entry and the list that it is in; null both if there is none.
+// An entry and the list that it is in; both are null if there is none.
 struct FoundEntry {
     Entry* list;
     Entry* entry;
@@ -17,11 +17,11 @@ struct FoundEntry {
 // The first of that name in a block, or null.
 Entry* findName(const Entry& block, std::string_view name);
 
-// Begins in a block or list; elsewhere there is nothing.
+// Finds nothing unless `from` is a block or list.
 FoundEntry findPath(Entry& from, std::string_view path);
 
-// Sets an entry, and adds what is missing of it. False if it is a block or cannot be added; throws
-// what the tree throws. Nothing is changed then.
+// Sets an entry's value, and adds what is missing of the path. False if the entry is a block or
+// cannot be added; throws what the tree throws. In both cases nothing is changed.
 bool setPath(Tree& tree, const IdentifierToken& names, std::string_view path, const Value& value);
 
 } // namespace qz::config

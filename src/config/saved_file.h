@@ -13,20 +13,20 @@ namespace qz::config {
 
 class SavedFile {
 public:
-    // Whether the contents that are replaced have to be those that are known.
+    // Whether only contents that are known may be replaced.
     enum class Overwrite { anything, onlyWhatIsKnown };
 
-    // Another text is about to be read: of a file, or of none. Until it was, nothing is known of
-    // what files hold. Throws std::bad_alloc.
+    // forget() is called before another text is read, and willRead() before that is read from a
+    // file. Until wasRead() nothing is known of what files hold. willRead() throws std::bad_alloc.
     void forget() noexcept { known_.reset(); }
     void willRead(const std::string& name) { unread_ = name; }
 
-    // That file was read, and held this.
+    // The file of willRead() was read and held these contents.
     void wasRead(std::string_view contents) noexcept;
 
     const std::string& name() const { return name_; }
 
-    // To this file or another one. Throws std::bad_alloc.
+    // Saves to this file or another one. Throws std::bad_alloc.
     ConfigParser::SaveResult save(const std::string& name, std::string_view text,
                                   Overwrite overwrite);
 
@@ -44,13 +44,13 @@ private:
         std::size_t hash;
     };
 
-    // kSaved if it may be replaced.
+    // kSaved if the file may be replaced.
     ConfigParser::SaveResult compare(const std::string& name);
     ConfigParser::SaveResult replace(const std::string& name, std::string_view text);
 
     std::string name_;                 // empty: no file was read yet
-    std::string unread_;               // the file that could not be read last
-    std::optional<Fingerprint> known_; // of `name_`
+    std::string unread_;               // the file that was to be read last, until it was
+    std::optional<Fingerprint> known_; // contents of `name_`
     platform::SystemError error_ = 0;
 };
 

@@ -1,4 +1,4 @@
-// What settings are, and are not, in messages for people.
+// Texts about settings for messages.
 #pragma once
 
 #include "Config/ConfigParser.h"
@@ -22,7 +22,7 @@ struct Range {
     bool has(Number number) const { return number >= least && number <= most; }
 };
 
-// The limits of a variable go without saying.
+// Leaves out the limits that the variable's type has anyway.
 template<class Number>
 std::string describe(const std::string& kind, Range<Number> range, Range<Number> variable) {
     const bool hasLeast = range.least > variable.least;
@@ -36,10 +36,10 @@ std::string describe(const std::string& kind, Range<Number> range, Range<Number>
     return hasMost ? kind + " of at most " + textOf(range.most) : kind;
 }
 
-// What stands there.
+// What an entry is.
 std::string describe(const ConfigParser::iterator& entry);
 
-// Why the text that was parsed last could not be.
+// Why the last text could not be parsed.
 std::string describeFailure(const ConfigParser& config);
 
 } // namespace qz::config

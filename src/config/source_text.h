@@ -24,17 +24,17 @@ public:
         platform::SystemError error; // 0 for a file that is too long or gets shorter meanwhile
     };
 
-    // Give nothing if the file cannot be opened or read; the first logs it.
+    // Nothing if the file cannot be opened or read; the first function logs that.
     static std::optional<SourceText> read(const std::string& fileName);
     static std::optional<SourceText> read(const std::string& fileName, Failure& failure);
 
     std::string_view view() const { return {chars_.get(), size_}; }
 
-    // The line of an offset, from 1. CR LF is one line's end, and so is either of them with any
-    // other character behind it.
+    // The line of an offset, from 1. A CR or LF and the character behind it, whatever it is, are
+    // one line's end; so is CR LF.
     int lineOf(std::size_t offset) const;
 
-    // Where they end, in order. Throws std::bad_alloc.
+    // The offsets where lines end, in order. Throws std::bad_alloc.
     std::vector<std::uint32_t> lineEnds() const;
 
 private:

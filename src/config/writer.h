@@ -9,21 +9,21 @@
 
 namespace qz::config {
 
-// What lines begin with: blanks of the text, which may be many and are not copied, and some levels
-// more.
+// What lines begin with: blanks of the text, which are not copied because they may be many, and
+// some levels more.
 struct Indentation {
     std::string_view blanks;
     int levels = 0;
 };
 
-// Functions return false where there is no text that could be read again: an empty block or list, a
-// real that is not finite, a name that is no identifier, braces that are too deep. The text is of
-// no use then.
+// Functions return false if no text could be read again: for an empty block or list, a real that is
+// not finite, a name that is no identifier, and braces that are too deep. The text is of no use
+// then.
 class Writer {
 public:
     enum class Reals { tenDigits, shortest };
 
-    // Indentation and depth are those of the entries that will be added.
+    // Indentation and depth are those of the entries to be added.
     Writer(const IdentifierToken& names, std::string_view lineEnd, Reals reals,
            Indentation indentation = {}, int depth = 0)
         : names_(names)
@@ -32,10 +32,10 @@ public:
         , indentation_(indentation)
         , depth_(depth) {}
 
-    // On lines of their own.
+    // Adds each entry on lines of its own.
     bool addEntries(const EntryList& entries);
 
-    // Without anything before or behind it.
+    // Add an entry or value without anything before or behind it.
     bool addEntry(const Entry& entry);
     bool addValue(const Entry& entry);
     void addText(std::string_view text) { text_ += text; }
