@@ -29,7 +29,7 @@ void ConfigParser::Error::reset() {
 
 namespace {
 
-// Both analysers with what they need of each other.
+// Both analysers, and the token that matches names.
 struct Analysers {
     Analysers()
         : lexical(withVocabulary()), syntactic(lexical), names(lexical.find(IdentifierToken())) {}
@@ -54,17 +54,17 @@ struct QZ_LOCAL ConfigParser::Impl {
         try {
             analysers.emplace();
         } catch (const std::bad_alloc&) {
-            analysers.reset(); // what isInitialized tells
+            analysers.reset(); // isInitialized reports it
         }
     }
 
-    // Gets the text from a function, which may have none.
+    // `read` returns the text, or nothing.
     template<class Read>
     bool parse(Read read, Origin origin);
     void locate(const Place& place);
     bool setPath(const std::string& path, const Value& value);
 
-    // A function that makes the text, and one that puts it where it is to be.
+    // `build` makes the text, and `save` puts it to its destination.
     using Build = bool (Impl::*)(std::string&) const;
     template<class Save>
     bool save(Build build, Save save);
@@ -143,7 +143,7 @@ bool ConfigParser::Impl::buildEdited(std::string& text) const {
     return EditedText(tree, *analysers->names).build(text);
 }
 
-// `save` gets the text that was built, and says what has become of it.
+// `save` gets the text and returns what has become of it.
 template<class Save>
 bool ConfigParser::Impl::save(Build build, Save save) {
     saveResult = kOutOfMemory;

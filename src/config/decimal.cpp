@@ -12,8 +12,8 @@ namespace {
 
 constexpr int kSignificantDigits = 10;
 
-// The power of ten of the first digit that is not 0, roughly: good enough for numbers that are far
-// too large or too small.
+// The power of ten of the first digit that is not 0. Only roughly, which is enough for numbers that
+// are far too large or too small.
 std::int64_t magnitudeOf(std::string_view text) {
     const std::size_t exponentAt = std::min(text.find_first_of("eE"), text.size());
     const std::string_view digits = text.substr(0, exponentAt);
@@ -25,7 +25,7 @@ std::int64_t magnitudeOf(std::string_view text) {
         const std::string_view rest = text.substr(exponentAt + 1);
         const bool isNegative = rest.starts_with('-');
         const char* const begin = rest.data() + (isNegative || rest.starts_with('+') ? 1 : 0);
-        // Longer than any text of digits, but far from what overflows when they are added.
+        // More than any text has digits, but too small to overflow when their number is added.
         exponent = std::int64_t{1} << 40;
         std::from_chars(begin, rest.data() + rest.size(), exponent);
         exponent = isNegative ? -exponent : exponent;
@@ -42,7 +42,7 @@ double parseAnySize(std::string_view text) {
     return value;
 }
 
-// Of what to_chars makes of a real, which may be without a point.
+// Appends what to_chars makes of a real, with a point if it has none.
 void appendWithPoint(std::string& output, std::string_view text) {
     const std::string_view digits = text.substr(0, text.find('e'));
     output += digits;
@@ -54,8 +54,8 @@ void appendWithPoint(std::string& output, std::string_view text) {
 
 } // namespace
 
-// With so few digits, a whole number and a power of ten are both exact, and so their quotient is
-// rounded once, as it should be.
+// A whole number of so few digits and the power of ten are both exact. So their quotient is rounded
+// once, as it should be.
 double parseDecimal(std::string_view text) {
     constexpr std::size_t kExactDigits = 15;
     static constexpr double kPowers[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6, 1e7,
@@ -78,7 +78,7 @@ double parseDecimal(std::string_view text) {
 }
 
 void appendReal(std::string& output, double value) {
-    // Rounded to so many digits, the largest reals would be too large to be read.
+    // Rounded to 10 digits, the largest reals would be too large to be read.
     constexpr double kLargest = 1.797693134e308;
     value = std::clamp(value, -kLargest, kLargest);
     char buffer[32];

@@ -28,13 +28,13 @@ bool EditedText::insertItems(const Entry& list, const Inserted& inserted, int de
     return insertItemsWhereNoneAre(list, inserted, depth);
 }
 
-// On lines of their own if the first of those before was.
+// On lines of their own if the first erased item had one.
 bool EditedText::insertItemsWhereNoneAre(const Entry& list, const Inserted& inserted, int depth) {
     const std::size_t closing = closingBraceOf(list);
     const std::vector<Place> erased = erasedIn(list);
     if (erased.empty() || !isOnLineOfItsOwn(erased.front())) {
         const bool isDone = insert(inserted, {closing, {}, Space::comma, Space::none}, depth);
-        edits_.back().text.erase(0, 2); // nothing to divide the first from
+        edits_.back().text.erase(0, 2); // no item stands before the first
         return isDone;
     }
     const Indentation indentation{layout_.indentationAt(erased.front().offset)};
@@ -42,7 +42,7 @@ bool EditedText::insertItemsWhereNoneAre(const Entry& list, const Inserted& inse
     const Spot spot{lineBegin.value_or(closing), indentation, Space::commaAndNewLine, Space::none};
     const bool isDone = insert(inserted, spot, depth);
     std::string& text = edits_.back().text;
-    text.erase(0, 1 + Layout::kLineEnd.size()); // the line is there
+    text.erase(0, 1 + Layout::kLineEnd.size()); // the line exists already
     if (lineBegin) {
         text += Layout::kLineEnd;
     } else {
@@ -51,7 +51,7 @@ bool EditedText::insertItemsWhereNoneAre(const Entry& list, const Inserted& inse
     return isDone;
 }
 
-// Behind the comments of an item that ends its line.
+// Inserts lines behind an item that ends its line, and behind the item's comments.
 bool EditedText::insertItemLines(const Inserted& inserted, int depth) {
     const Place previous = inserted.previous->place;
     const bool hasComma = commaBehind(previous).has_value();
@@ -73,20 +73,20 @@ bool EditedText::insertItemLines(const Inserted& inserted, int depth) {
     return isDone;
 }
 
-// Behind the comma that follows an item directly.
+// The offset behind the comma that follows an item directly; nothing if none does.
 std::optional<std::size_t> EditedText::commaBehind(const Place& item) const {
     const std::size_t behind = layout_.skipBlanks(item.end());
     const bool isComma = tree_.source().substr(behind).starts_with(',');
     return isComma ? std::optional(behind + 1) : std::nullopt;
 }
 
-// Of an item: nothing but a comma and comments with it.
+// Whether an item shares its line with nothing but a comma and comments.
 bool EditedText::isOnLineOfItsOwn(const Place& item) const {
     return layout_.lineBegin(item.offset) &&
            layout_.lineEndAfterComments(commaBehind(item).value_or(item.end()));
 }
 
-// Whether items behind it are to get lines of their own. The list may end in its line.
+// Whether items behind this one are to get lines of their own. The list may end in its line.
 bool EditedText::isLineOfMany(const Entry& item) const {
     const std::size_t behind = layout_.skipBlanks(item.place.end());
     const bool isAlone = isOnLineOfItsOwn(item.place) ||
@@ -96,8 +96,8 @@ bool EditedText::isLineOfMany(const Entry& item) const {
     return isAlone && (isFirst || !before.isOriginal || isOnLineOfItsOwn(before.place));
 }
 
-// Of all commas between the items of the text those stay that follow an item that stays, the last
-// one excepted, unless items are inserted behind it on lines of their own.
+// Adds the commas that go. A comma stays if the item before it stays. The last staying item's comma
+// goes nevertheless, unless items are inserted behind it on lines of their own.
 void EditedText::appendCommas(const Entry& list, std::vector<Place>& erased) const {
     std::vector<Item> items;
     std::transform(erased.begin(), erased.end(), std::back_inserter(items), [](const Place& place) {

@@ -88,7 +88,7 @@ bool EditedText::collectInserted(const Entry& list, int depth) {
     return true;
 }
 
-// On lines of their own where their neighbour has one, and never between an entry and a comment
+// Inserts on lines of their own if the neighbour has one, and never between an entry and a comment
 // that belongs to it.
 bool EditedText::insertEntries(const Entry& list, const Inserted& inserted, int depth) {
     if (inserted.previous != nullptr) {
@@ -110,8 +110,8 @@ bool EditedText::insertEntries(const Entry& list, const Inserted& inserted, int 
     return insertEntriesWhereNoneAre(list, inserted, depth);
 }
 
-// Where the blanks and comments before the first entry of a list begin that is left: at the list's
-// beginning, or behind the last entry that was erased there.
+// Where the blanks and comments before the first remaining entry of a list begin: at the list's
+// beginning, or behind the last erased entry before it.
 std::size_t EditedText::contentsBefore(const Entry& list, const Entry& first) const {
     std::size_t begin = &list == &tree_.root() ? 0 : layout_.braceFrom(list.place.offset) + 1;
     for (const Place& erased : erasedIn(list)) {
@@ -182,7 +182,7 @@ void EditedText::collectErased(const Entry& list) {
     if (list.type == Type::kList && !erased.empty()) {
         appendCommas(list, erased);
     }
-    // What only blanks divide goes as a whole.
+    // Entries with only blanks between them are erased together.
     for (std::size_t i = 0; i < erased.size();) {
         const std::size_t from = erased[i].offset;
         std::size_t to = erased[i].end();
@@ -203,7 +203,7 @@ std::vector<Place> EditedText::erasedIn(const Entry& list) const {
     return places;
 }
 
-// With the blanks around, or the whole line, that would be left over.
+// Erases with the blanks around, or with the whole line if nothing else stands in it.
 void EditedText::erase(std::size_t from, std::size_t to) {
     const auto lineBegin = layout_.lineBegin(from);
     const auto lineEnd = layout_.lineEnd(to);

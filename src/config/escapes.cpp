@@ -10,7 +10,7 @@ namespace {
 constexpr std::string_view kNames = "abfnrtv'\"\\?";
 constexpr std::string_view kCharacters = "\a\b\f\n\r\t\v'\"\\?";
 
-// For each character the one behind its backslash, 0 for those that have none.
+// The character that stands behind a backslash for each character, 0 if there is none.
 constexpr auto kNameOf = [] {
     std::array<char, 256> names{};
     for (std::size_t i = 0; i < kNames.size(); ++i) {

@@ -10,7 +10,7 @@ using namespace qz::config;
 
 namespace {
 
-// Types are asked first: elsewhere the entry may be missing.
+// The getters look at the type first, because an iterator may have no entry.
 template<class Value>
 Value orThrow(bool (ConfigParser::iterator::*read)(Value&) const,
               const ConfigParser::iterator& entry) {
@@ -240,7 +240,7 @@ bool ConfigParser::iterator::set_(const Value& value) {
     }
 }
 
-// Names are for the top level and blocks, items without one for lists.
+// Entries of the top level and of blocks have names, items of lists have none.
 ConfigParser::iterator ConfigParser::iterator::insert_(const std::string* name,
                                                        const Value& value) {
     const Type place = name == nullptr ? kList : kBlock;

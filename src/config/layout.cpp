@@ -43,7 +43,7 @@ std::optional<std::size_t> Layout::lineEnd(std::size_t offset) const {
     return end;
 }
 
-// A comment of several lines counts where it ends its last line, but not where that goes on.
+// A comment of several lines counts if only blanks and comments follow in its last line.
 std::optional<std::size_t> Layout::lineEndAfterComments(std::size_t offset) const {
     for (std::size_t behind = 0;; offset = behind) {
         offset = skipBlanks(offset);
@@ -56,7 +56,7 @@ std::optional<std::size_t> Layout::lineEndAfterComments(std::size_t offset) cons
 
 std::size_t Layout::endOfCommentLines(std::size_t entryEnd, std::size_t lineEnd,
                                       std::string_view indentation) const {
-    std::size_t endOfDeeper = lineEnd; // of those at the beginning
+    std::size_t endOfDeeper = lineEnd; // of the deeper ones at the beginning
     bool areDeeper = skipBlanks(entryEnd) != lineEnd;
     while (has(kLineEnd, lineEnd)) {
         const std::size_t begin = lineEnd + kLineEnd.size();
@@ -101,7 +101,7 @@ std::size_t Layout::skipBlanks(std::size_t offset) const {
 }
 
 std::size_t Layout::skipBlanksBack(std::size_t offset) const {
-    // One more than the last that is no blank, which for none is 0.
+    // If all are blanks, npos + 1 is 0.
     return text_.substr(0, offset).find_last_not_of(kBlanks) + 1;
 }
 
@@ -113,7 +113,7 @@ std::size_t Layout::find(char character, std::size_t offset) const {
     return offset;
 }
 
-// A line comment without its line's end.
+// Leaves the line's end behind a line comment.
 std::size_t Layout::skipComment(std::size_t offset) const {
     if (has("//", offset)) {
         return text_.find(kLineEnd, offset);

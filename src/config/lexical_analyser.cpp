@@ -31,7 +31,7 @@ bool LexicalAnalyser::add(std::shared_ptr<const Token> token) {
 }
 
 Lexemes LexicalAnalyser::analyse(std::string_view text) const {
-    // Few texts have more; memory that is not touched costs next to nothing.
+    // Few texts have more lexemes. Memory that is not touched costs next to nothing.
     constexpr std::size_t kMaxReserved = 1U << 24;
     Lexemes lexemes;
     lexemes.tokens.reserve(std::min(text.size() / 2, kMaxReserved));

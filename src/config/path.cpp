@@ -42,7 +42,7 @@ Entry* findPart(const Entry& list, std::string_view part) {
     return number ? itemAt(list, *number) : nullptr;
 }
 
-// As far as a path leads.
+// Follows a path as far as it leads.
 struct Walk {
     Walk(Entry& from, std::string_view path) : list(&from), rest(path) {
         step();
@@ -57,8 +57,8 @@ struct Walk {
         entry = findPart(*list, part);
     }
 
-    Entry* list;            // that was looked into last
-    std::string_view part;  // that was looked for in it
+    Entry* list;            // the last one that was searched
+    std::string_view part;  // the part that was searched for in it
     Entry* entry = nullptr; // null if it is missing
     Rest rest;
 };
@@ -81,7 +81,7 @@ std::size_t countItems(const Entry& list) {
     return count;
 }
 
-// Each point stands for a block or list around what comes behind it.
+// Each point stands for a block or list around the parts behind it.
 bool isTooDeep(std::string_view path) {
     return std::count(path.begin(), path.end(), '.') > kMaxDepth;
 }
@@ -97,7 +97,7 @@ bool canAdd(const Walk& walk, std::string_view path, const IdentifierToken& name
     return walk.list->type == Type::kBlock && areNames(path.substr(known), names);
 }
 
-// With the blocks that are missing around it.
+// Adds an entry, with the blocks that are missing around it.
 void addNamed(Tree& tree, Entry& list, std::string_view part, Rest rest, const Value& value) {
     Entry& first = tree.insert(list, nullptr, part, rest ? Value(EmptyBlock{}) : value);
     try {

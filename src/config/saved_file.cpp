@@ -25,14 +25,14 @@ Result SavedFile::save(const std::string& name, std::string_view text, Overwrite
     if (overwrite == Overwrite::anything || (name != name_ && name != unread_)) {
         return replace(name, text);
     }
-    // Whoever holds the turn for longer keeps nobody from saving: the comparison is left.
+    // After a longer wait this saves without the turn: it still compares.
     constexpr std::chrono::seconds kLongestWait{1};
     const platform::SaveTurn turn(name.c_str(), kLongestWait);
     const Result result = compare(name);
     return result == Result::kSaved ? replace(name, text) : result;
 }
 
-// Nothing is lost where there is no file any more.
+// A file that is gone may be replaced, because nothing can be lost.
 Result SavedFile::compare(const std::string& name) {
     if (platform::pathKind(name.c_str()) == platform::PathKind::missing) {
         return Result::kSaved;

@@ -35,7 +35,7 @@ struct SettingsReader::Place {
 
 // What all readers of a file share.
 struct SettingsReader::State {
-    // What was asked for: whether an entry is there, some of those in it, or all that it is.
+    // What was asked for of an entry: whether it exists, some of its entries, or all of it.
     enum class Use { presence, outside, whole };
 
     void add(const Place& place, const std::string& text) {
@@ -46,12 +46,12 @@ struct SettingsReader::State {
         add(place, "must be " + wanted + ", not " + describe(*place.entry));
     }
 
-    // Asks for its presence if nothing was asked for yet. Null for what is missing, and the file.
+    // The entry's use: presence if nothing was asked for yet. Null if it is missing or the file.
     Use* ask(const Place& place) {
         return place.entry && !place.isMissing() ? &uses[**place.entry] : nullptr;
     }
 
-    // False for what is missing.
+    // Asks for all of an entry; false if it is missing.
     bool take(const Place& place) {
         Use* const use = ask(place);
         if (use != nullptr) {
@@ -60,7 +60,7 @@ struct SettingsReader::State {
         return use != nullptr;
     }
 
-    // What is no block, or no list if that is wanted, is a problem, and that only once.
+    // Asks for entries of a block or list. Anything else is a problem, which is told only once.
     bool enter(const Place& place, bool isWanted, const char* wanted) {
         Use* const use = ask(place);
         if (use != nullptr && *use == Use::presence) {
@@ -88,7 +88,7 @@ struct SettingsReader::State {
 };
 
 void SettingsReader::State::addUnasked(const Place& list, std::vector<Problem>& found) const {
-    std::unordered_map<std::string, int> lines; // of those that were asked for, by their names
+    std::unordered_map<std::string, int> lines; // of the entries that were asked for, by name
     std::size_t number = 0;
     for (iterator entry = begin(list); !entry.isEnd(); ++entry, ++number) {
         const std::string name = list.isList() ? textOf(number) : entry.name();
@@ -138,7 +138,7 @@ void SettingsReader::start_(bool isParsed) {
 SettingsReader::SettingsReader(std::shared_ptr<State> state, const Place& place)
     : state_(std::move(state)), entry_(place.entry), path_(place.path), line_(place.line) {}
 
-// What it leads through is asked for.
+// Asks for the entries on the way.
 SettingsReader::Place SettingsReader::find_(const std::string& path) const {
     Place place{entry_, path_, line_};
     for (std::size_t begin = 0; begin <= path.size() && !path.empty();) {

@@ -26,7 +26,7 @@ public:
 
     bool isOpen() const { return handle_ != platform::kNoFile; }
 
-    // Nothing for a file whose positions do not fit an error's column.
+    // Nothing if the file is too long for an error's column to tell all positions.
     std::optional<std::size_t> size() const {
         std::int64_t size = 0;
         if (platform::sizeFile(handle_, size) != 0 || size > INT_MAX) {
@@ -46,7 +46,7 @@ private:
     platform::FileHandle handle_;
 };
 
-// A file that is empty by its size may have contents all the same, as in /proc.
+// Files of /proc have contents although their size is 0.
 std::optional<SourceText> readToEnd(OpenFile& file) {
     std::string bytes;
     char part[4096];
