@@ -106,8 +106,8 @@ void FSM::onSymbol_(std::uint32_t symbol) {
     }
 }
 
-// Recipients may change the tables, so nothing is read from the transition after the first call.
-// They may also reset the machine, or change its state: the remaining steps go on from there.
+// Recipients may change the tables, so nothing is read from the transition once one was called.
+// They may also reset the machine or change its state: the remaining steps go on from there.
 void FSM::follow(const Transition& transition) {
     const std::uint32_t output = transition.outputSymbol;
     const std::uint32_t target = takeTarget(transition);

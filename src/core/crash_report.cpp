@@ -35,8 +35,8 @@ constinit char prefix[kLongestPrefix + 1] = "";
 constinit bool isInstalled = false;
 constinit int reports = 0; // changed by the thread that has the turn to report
 
-// The first lines go to the file one by one, because it takes long to find each; later ones go many
-// at once.
+// The first lines go to the file one by one, because each takes long to find; later ones go many at
+// once.
 class ReportFile {
 public:
     explicit ReportFile(const char* path)

@@ -61,8 +61,8 @@ void* runWriterThread(void*) {
     return nullptr;
 }
 
-// Another processor has most likely written last what all callers write to. Asking for all of it
-// before the clock is read spares the call a wait for each part in turn.
+// Another processor was most likely the last to write the data that all callers write to. Asking
+// for all of it before the clock is read spares the call a wait for each part in turn.
 void prefetchSharedState() {
     pool.prefetch();
     writer().prefetch();
@@ -93,7 +93,7 @@ void echo(double time, unsigned int level, const char* module, const char* messa
     }
 }
 
-// Says what no log file can tell.
+// Echoes a message that no log file can take.
 void report(unsigned int level, const char* message) {
     duplicates.noteIfFree(message);
     echo(QZ_get_time(), level, core::kLogModule, message);

@@ -1,4 +1,4 @@
-// The open log files. One thread at a time uses them: the writer, or who starts or ends the writer.
+// The open log files, for one thread at a time: the writer, or a thread that starts or ends it.
 #pragma once
 
 #include "core/log_file.h"

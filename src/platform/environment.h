@@ -18,8 +18,8 @@ std::optional<std::string> executableName();
 // system cannot give it at the moment.
 std::optional<std::string> commandLine();
 
-// The arguments, the program's name first. An argument that is not valid text is nothing. Throws as
-// commandLine does.
+// The arguments, the program's name first; std::nullopt in place of one that is not valid text.
+// Throws as commandLine does.
 std::vector<std::optional<std::string>> commandArguments();
 
 enum class VariableStatus { done, failed, badName, badValue, tooBig };

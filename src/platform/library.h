@@ -8,7 +8,7 @@ namespace platform {
 void keepLibraryLoaded();
 
 // Has the function called when the process begins to end, before the libraries that are loaded by
-// now are taken down. Never on Windows, which kills all other threads first.
+// now are taken down. Windows never calls it, because it kills all other threads first.
 void onExit(void (*function)());
 
 } // namespace platform

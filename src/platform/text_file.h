@@ -21,8 +21,8 @@ TextFile openTextFile(const char* path);
 // much it has taken: less than all if it refuses the rest, for instance because the disk is full.
 std::size_t writeText(TextFile file, std::string_view text);
 
-// Removes the last part of what was written from the file. False if that cannot be done, for
-// instance with a pipe.
+// Removes `tail`, the last part of what was written, from the file. False if that cannot be done,
+// for instance with a pipe.
 bool takeBackText(TextFile file, std::string_view tail);
 
 void closeTextFile(TextFile file);

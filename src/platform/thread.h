@@ -22,7 +22,7 @@ void joinThread(Thread thread);
 void detachThread(Thread thread);
 
 // joinThread for a thread that is ending. On Windows its end may need the loader's lock, which the
-// caller holds, so this waits for a tenth of a second at most.
+// caller holds; there this waits for a tenth of a second at most.
 void joinEndingThread(Thread thread);
 
 // A number that no other running thread has; never 0.

@@ -1,4 +1,4 @@
-// A pointer that each thread has its own value of, with a call at a thread's end.
+// A pointer of which each thread has its own value, and a call when a thread ends.
 #pragma once
 
 #include <cstdint>

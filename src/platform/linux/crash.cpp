@@ -50,7 +50,7 @@ bool wasSent(const siginfo_t& info) {
 }
 
 // A report ends at a fault of its own, at abort() and at its deadline, but not at signals that
-// others send. abort() is recognised by SIGABRT that this process sends to a thread.
+// others send. abort() is recognised by a SIGABRT that this process sends to a thread.
 bool endsReport(const siginfo_t& info) {
     const bool isAbort =
         info.si_signo == SIGABRT && info.si_code == SI_TKILL && info.si_pid == getpid();

@@ -104,7 +104,7 @@ VariableStatus getVariable(const char* name, char* buffer, std::size_t size) {
     if (!fits(name, kNameUnits)) {
         return VariableStatus::badName;
     }
-    // No name has a '=' in it. getenv would look for one and find a part of another variable.
+    // A name has no '=' in it. For FOO=bar, getenv would look into the value of FOO.
     const char* value = std::strchr(name, '=') == nullptr ? std::getenv(name) : nullptr;
     if (value == nullptr || *value == '\0') {
         return VariableStatus::failed;

@@ -40,7 +40,7 @@ std::uint32_t codeOfSegv(const siginfo_t& info, void* registers) {
                : fault_code::kAccessViolation;
 }
 
-// SI_KERNEL comes without an address: the stack pointer is no possible address.
+// SI_KERNEL, which has no address, means that the stack pointer is no possible address.
 std::uint32_t codeOfBus(const siginfo_t& info) {
     if (info.si_code == SI_KERNEL) {
         return fault_code::kAccessViolation;

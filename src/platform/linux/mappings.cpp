@@ -90,7 +90,7 @@ struct Entry {
         rest += std::strcspn(rest, " ");
     }
 
-    const char* rest; // after the constructor: the path
+    const char* rest; // the path, when the constructor is done
     std::uintptr_t begin;
     std::uintptr_t end;
     std::uintptr_t offset;

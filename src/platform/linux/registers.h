@@ -16,7 +16,7 @@ inline std::uintptr_t registerOf(const void* registers, int number) {
     return static_cast<std::uintptr_t>(context.uc_mcontext.gregs[number]);
 }
 
-// Makes a request that the kernel does not know: it checks the address first.
+// Makes a request that does not exist: the kernel checks the address before it refuses the request.
 inline bool isReadableMemory(std::uintptr_t address) {
     constexpr int kNoSuchRequest = -1;
     constexpr std::size_t kMaskSize = 8;

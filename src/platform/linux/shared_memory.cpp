@@ -2,7 +2,7 @@
 // still has it open; the kernel releases the locks of processes that die:
 //
 //   gate   held by one process alone while it opens or closes the object
-//   life   shared by all who have the object open; who gets it alone is the only one
+//   life   shared by all who have the object open; a process that gets it alone is the only one
 //
 // The locks belong to the open file, not to the process: a process may open an object twice, and a
 // forked child keeps what its parent had open. The last to close an object removes its name. If

@@ -116,7 +116,7 @@ std::string folderOf(const std::string& path) {
 bool isSound(const ElfFile& file, const std::string& path, int linksLeft);
 
 // The symbol reader follows links from a module to files with its debugging information and checks
-// none of them. True if it can do so safely.
+// none of them. True if it can follow this one safely.
 bool isLinkSound(const std::string& path, int linksLeft) {
     return access(path.c_str(), F_OK) != 0 ||
            (linksLeft > 0 && isSound(ElfFile(path.c_str()), path, linksLeft - 1));

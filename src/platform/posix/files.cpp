@@ -122,7 +122,7 @@ FileHandle openFileWaiting(const char* path, SystemError& error) {
 }
 
 SystemError closeFile(FileHandle file) {
-    // Closes even if a signal interrupts it: a second call could close another thread's file.
+    // An interrupted call has closed the file; a second call could close another thread's file.
     return close(descriptor(file)) == 0 || errno == EINTR ? 0 : lastError();
 }
 

@@ -39,7 +39,7 @@ private:
 bool resolvePath(const char* path, char* buffer, std::size_t size);
 
 // Creates the last directory of a resolved path, and its missing parents first, all with the same
-// mode. False if it exists already or cannot be created. The path is changed only meanwhile.
+// mode. False if it exists already or cannot be created. Changes the path's text and restores it.
 bool createDirectories(char* path, unsigned int mode);
 
 } // namespace platform

@@ -38,8 +38,8 @@ struct Call {
     void* argument;
 };
 
-// The system lets a thread change its alternate stack only while its stack pointer is outside it,
-// as it is here.
+// The system lets a thread change its alternate stack only while the stack pointer is outside the
+// old one, as it is here.
 void callWithStackForFaults(void* given) {
     const auto& call = *static_cast<const Call*>(given);
     stack_t forFaults{};

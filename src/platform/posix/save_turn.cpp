@@ -13,7 +13,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// Opens what is locked for a path. Not open on failure: then the turn is had without a lock.
+// Opens what is locked for a path. On failure nothing is open, and the turn has no lock.
 Descriptor openToLock(const char* path) {
     TargetFile target;
     if (target.locate(path) != 0) {

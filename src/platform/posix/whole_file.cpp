@@ -48,7 +48,7 @@ bool isRefusal(SystemError error) {
 
 // Makes the new file, with the owner and permissions of the target if that exists.
 Replacement makeBeside(const TargetFile& target, ReplacementFile& file) {
-    // Until then nobody else may read what only some could read before.
+    // Until takeOver() nobody else may read what only some could read before.
     if (!file.create(target.exists() ? kOwnerOnly : kAsUsual)) {
         return {lastError(), false};
     }
