@@ -117,7 +117,7 @@ void Tree::erase(Entry& list, Entry& entry) {
     list.entries.remove(entry);
     list.areEntriesChanged = true;
     entry.next = nullptr;                // alone
-    const bool stays = entry.isOriginal; // in memory; what was inserted goes
+    const bool stays = entry.isOriginal; // inserted entries are freed
     release({&entry});
     if (stays) {
         entry.next = std::exchange(erased_, &entry);
@@ -181,7 +181,7 @@ void Tree::dropValue(Entry& entry) {
     entry.isValueChanged = true;
 }
 
-// What is in an entry goes before those behind it, so that no depth takes more than this one loop.
+// Frees an entry's contents before the entries behind it, so that one loop does for any depth.
 void Tree::release(EntryList entries) {
     Entry* next = nullptr;
     for (Entry* entry = entries.first; entry != nullptr; entry = next) {
@@ -194,7 +194,7 @@ void Tree::release(EntryList entries) {
     }
 }
 
-// Those of the text stay in the memory of parsing.
+// Entries of the text stay in the memory of parsing.
 void Tree::releaseOne(Entry& entry) {
     if (entry.type == Type::kString && entry.ownsChars) {
         changed_.release(entry.chars);

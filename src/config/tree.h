@@ -1,4 +1,4 @@
-// A text and the entries that it and later changes have made.
+// A text, and the entries made from it and by later changes.
 #pragma once
 
 #include "config/changed_memory.h"
@@ -15,13 +15,13 @@
 
 namespace qz::config {
 
-// What an entry can be set to, or be at first.
+// The values of entries. An empty block can only be inserted.
 struct EmptyBlock {};
 struct Value : std::variant<EmptyBlock, int, double, std::string_view> {
     using variant::variant;
 };
 
-// Whether an entry can hold it, and have such a name.
+// Whether a text is short enough for a name or a value, and whether a value is.
 bool fits(std::string_view text);
 bool valueFits(const Value& value);
 
@@ -31,7 +31,7 @@ public:
     Tree(const Tree&) = delete;
     Tree& operator=(const Tree&) = delete;
 
-    // Both leave no entries.
+    // Both remove all entries.
     void clear() { setSource({}); }
     void setSource(SourceText source);
 
@@ -41,26 +41,26 @@ public:
     NamedEntry& root() { return root_; } // a block without a name
     const NamedEntry& root() const { return root_; }
 
-    // Entries of the text that have been erased: linked by `next`, and what each has as `previous`
-    // is the list that it was in. They take no memory of their own, so erasing never fails.
+    // Erased entries of the text. They are linked by `next`; `previous` is the list that each was
+    // in. They take no memory of their own, so erasing never fails.
     const Entry* erased() const { return erased_; }
 
-    // For the parser: entries of the text, and characters, in memory that lives as long as they.
-    // The name stands in the text.
+    // For the parser: entries and characters in memory that lives as long as the text. The name
+    // stands in the text.
     Entry& makeOriginal();
     NamedEntry& makeOriginal(std::string_view name);
     char* makeOriginalChars(std::size_t count);
 
     // Changes. If memory runs out, they throw and have changed nothing.
     //
-    // A new entry before another or, if that is null, at the end. With a name in a block, and
-    // without one in a list.
+    // A new entry before another or, if `before` is null, at the end. It has a name in a block and
+    // none in a list.
     Entry& insert(Entry& list, Entry* before, std::optional<std::string_view> name,
                   const Value& value);
     void rename(NamedEntry& entry, std::string_view name);
     void erase(Entry& list, Entry& entry);
 
-    // Replaces the value of an entry that is no block. What is equal is no change.
+    // Replaces the value of an entry that is no block. An equal value is no change.
     void set(Entry& entry, const Value& value);
 
 private:
