@@ -20,11 +20,11 @@
  * For many objects that refer to each other there is Common::CommonBufferizer.
  *
  * Both sides must have the same classes: a state has neither names nor versions in it, and
- * getVersion returns the highest number. Names, types, widths and ranges of values go into the check
- * sum of a state, by which the other side notices that its classes differ. A value has the same name
- * on both sides, or none. Names are literals: the text behind a pointer must not change. References
- * other than null are errors. Enumerations need a fixed underlying type, because any number of that
- * type may be read.
+ * getVersion returns the highest number. Names, types, widths and ranges of values go into the
+ * check sum of a state, by which the other side notices that its classes differ. A value has the
+ * same name on both sides, or none. Names are literals: the text behind a pointer must not change.
+ * References other than null are errors. Enumerations need a fixed underlying type, because any
+ * number of that type may be read.
  *
  * Nothing in a message is trusted: parts have a check sum, lengths are compared with the bits left,
  * and the caller limits the size of a state and the depth of values. Sums and sessions detect
