@@ -1,6 +1,7 @@
 /* An example of a host: opens the log, chooses the directories, reads its settings and its world,
  * runs a Lua script, saves the script's state, and lets ferries sail in frames. Copy it as the
  * start of your own host. */
+#include "channel.h"
 #include "directories.h"
 #include "frames.h"
 #include "logging.h"
@@ -129,6 +130,9 @@ int work(const Options& options, const Startup& startup) {
     settings.saveEvery = options.saveEvery.value_or(settings.saveEvery);
     settings.fast = options.fast;
     settings.connect = options.connect;
+    if (!settings.connect.empty()) {
+        Channel(settings.connect); // ends the host now, and not after the script, if it fails
+    }
     Script script = describeScript(options, settings);
     script.checks = startup.checks;
     script.progress = &progress;
