@@ -16,5 +16,5 @@ picture = {
 ferries = { -- sail when the script is done
     frames = 300,
     rate = 60, -- frames a second
-    save = 0, -- after so many frames, too, not just at the end
+    save = 0, -- save also after so many frames; 0: only at the end
 }

@@ -21,7 +21,7 @@ public:
     Fleet(const Fleet&) = delete;
     Fleet& operator=(const Fleet&) = delete;
 
-    /* Call one of them first: the fleet begins anew, or continues from a state. Returns false and
+    /* Call one of these first: the fleet begins anew, or continues from a state. Returns false and
      * changes nothing if the state is of another world. */
     void begin();
     bool resume(const FleetState& state);

@@ -14,7 +14,7 @@ public:
     void add(const std::vector<Mail::Message>& messages, bool isChange);
     void add(std::uint64_t bytes, bool isChange);
 
-    /* "59 states of changes, 310.2 bytes each; 1 whole, 2100.0 bytes" */
+    /* "59 states of changes, 310.2 bytes each; 1 whole, 2100.0 bytes each" */
     std::string text() const;
 
 private:

@@ -18,7 +18,7 @@ struct Letter {
 
 /* An actor's part of a snapshot. */
 struct ActorState {
-    std::uint32_t unit; // its number among the world's
+    std::uint32_t unit; // index in World::units
     Point place;
     Letter letters[4]; // the last ones
     Way way;           // from its place to its goal: one cell or more
@@ -47,7 +47,7 @@ private:
     ActorState state_;
     std::size_t received_ = 0;
     bool isSearching_ = false;
-    Cell goal_ = 0; // and found_: the worker's while it searches
+    Cell goal_ = 0; // this and found_ are the worker's while it searches
     Way found_;
 };
 

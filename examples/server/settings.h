@@ -8,7 +8,7 @@
 struct Settings {
     double frameRate = 60;    // frames a second
     double snapshotRate = 10; // snapshots a second
-    double letters = 0.5;     // letters that each actor begins to write a second
+    double letters = 0.5;     // letters that each actor begins per second
     int searches = 40;        // searches for ways that may begin in a frame
     bool paused = false;
 

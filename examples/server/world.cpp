@@ -42,7 +42,7 @@ World loadWorld(const std::string& file) try {
     if (world.floor.empty() || world.units.empty()) {
         throw Lua::LoaderException("world has no units, or its map no floor");
     }
-    std::ranges::sort(world.units, {}, &Unit::name); // Lua's order is another one in each run
+    std::ranges::sort(world.units, {}, &Unit::name); // Lua's order differs from run to run
     return world;
 } catch (const Lua::LoaderException& mistake) {
     throw std::runtime_error(file + ": " + mistake.what());
