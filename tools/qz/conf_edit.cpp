@@ -14,7 +14,8 @@ namespace {
 
 using Iterator = ConfigParser::iterator;
 
-// std::errc{} if the whole text is a number, result_out_of_range if it is one of another range.
+// std::errc{} if the whole text is a number, result_out_of_range if the number does not fit the
+// type.
 template<class Number, class... Base>
 std::errc readNumber(std::string_view text, Number& number, Base... base) {
     if (text.starts_with('+') && !text.starts_with("+-")) {
@@ -183,8 +184,8 @@ private:
     const std::string& path_;
 };
 
-// Begins again if others have written the file meanwhile; with each turn at least one of them is
-// done.
+// Begins again if another program has written the file meanwhile. In each turn at least one program
+// succeeds.
 template<class Change>
 void repeatedly(Change change) {
     constexpr int kMostOften = 1000;

@@ -25,7 +25,7 @@ constexpr char kUsage[] =
     "sum is right, the path to it, such as references[3].references[0]. A file may have 1 GiB and\n"
     "4,194,304 objects.\n";
 
-// Columns of a line that terminals and people can follow.
+// Each object is indented by two more columns: lines of deeper ones could not be read.
 constexpr std::size_t kDeepest = 1000;
 
 struct Options {

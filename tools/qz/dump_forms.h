@@ -8,7 +8,7 @@
 #include <string_view>
 
 struct DumpLimits {
-    std::size_t depth = 16; // of nested objects; deeper ones follow at the left margin
+    std::size_t depth = 16; // of nested objects; deeper ones follow below the others
     std::size_t bytes = 64; // shown bytes of a record
 };
 

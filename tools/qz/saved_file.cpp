@@ -27,7 +27,7 @@ void SavedFile::load(const std::string& name) {
     version_ = serializer.getVersion();
 }
 
-// A new object has the number one above those before.
+// An object that is not yet in the list has the next number.
 void SavedFile::findRecords(const Record& whole) {
     records_.push_back(whole);
     for (std::size_t i = 0; i < records_.size(); ++i) {

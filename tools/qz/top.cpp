@@ -69,7 +69,7 @@ Options parse(const Arguments& arguments) {
     return options;
 }
 
-// Empty for 0, the time before the first call.
+// Empty for 0: no snapshot was read yet.
 std::optional<double> secondsSince(std::uint64_t nanosecondsSince1970) {
     if (nanosecondsSince1970 == 0) {
         return std::nullopt;
