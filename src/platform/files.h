@@ -18,7 +18,7 @@ extern const char kSeparator;
 
 enum class FileAccess {
     read,   // an existing file
-    write,  // created if missing; emptied by truncateFile at the latest
+    write,  // created if missing; emptied on opening (Windows) or by truncateFile (Linux)
     append, // created if missing
     record, // as append; each write waits for the disk; on Windows nobody else may open the file
 };

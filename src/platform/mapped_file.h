@@ -21,7 +21,8 @@ SystemError lastSystemError();
 // Opens an ordinary file that exists. Others may read and write it meanwhile. closeFile closes it.
 FileHandle openFileToMap(const char* path, bool readOnly, SystemError& error);
 
-// Views are made from it; kNoMapping on failure. Views may outlive it. `size` is not 0.
+// Views are made from a mapping while its file is open, and may outlive both. kNoMapping on
+// failure. `size` is not 0.
 MappingHandle createMapping(FileHandle file, bool readOnly, std::uint32_t size, SystemError& error);
 void closeMapping(MappingHandle mapping);
 

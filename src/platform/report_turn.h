@@ -10,7 +10,7 @@
 namespace platform {
 
 // The right to write a report. The first thread that crashes gets it. Others wait for their turn,
-// but not for ever: the first one may be stuck. Made at compile time, never destroyed, and safe in
+// but not for ever: the first one may be stuck. Constant-initialised, never destroyed, and safe in
 // a signal handler.
 class ReportTurn {
 public:

@@ -6,10 +6,11 @@
 
 namespace platform {
 
-// The turn to replace a file, among all programs that take turns: on Linux a lock on the file, on
-// Windows a mutex for its directory. The turn belongs to the thread that took it, which gives it up
-// before it takes another one of the same file. Allocates nothing. Where the system has no such
-// lock, for instance on some network drives, everybody has the turn at once.
+// The turn to replace a file, among all programs that take turns: on Linux a lock on the file, or
+// on its directory while there is no file; on Windows a mutex for its directory. The turn belongs
+// to the thread that took it, which gives it up before it takes another one of the same file.
+// Allocates nothing. Where the system has no such lock, for instance on some network drives,
+// everybody has the turn at once.
 class SaveTurn {
 public:
     // Waits for others. Symbolic links are followed as replaceContents does.

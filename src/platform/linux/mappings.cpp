@@ -197,8 +197,8 @@ constinit Mapping found{};
 
 } // namespace
 
-// Other addresses than those of code are rare and looked for among all mappings, as is code for
-// which the table has no room.
+// Addresses outside code are rare. They are looked for among all mappings, like code for which the
+// table has no room.
 const Mapping* findMapping(std::uintptr_t address) {
     if (contains(found, address)) {
         return &found;

@@ -93,7 +93,7 @@ std::uint64_t sizeOfFile(int file) {
     return fstat(file, &status) == 0 ? static_cast<std::uint64_t>(status.st_size) : 0;
 }
 
-// False for another user's object: its owner could write a mutex that leads our locking anywhere.
+// False for another user's object: its owner could put bad pointers into a mutex that we lock.
 bool isOurs(int file) {
     struct stat status {};
     return fstat(file, &status) == 0 && status.st_uid == geteuid();
@@ -254,7 +254,7 @@ private:
 
     std::string path_;
     int file_ = -1;
-    // A forked child shares the locks with its parent: they do not tell it if the parent lives.
+    // A forked child shares the locks with its parent: they do not tell whether the parent lives.
     const pid_t opener_ = getpid();
     char* bytes_ = nullptr;
     std::uint64_t size_ = 0;
@@ -271,8 +271,8 @@ bool initialiseMutex(void* bytes) {
     return error == 0;
 }
 
-// By the clock that can be set, because the thread sanitizer does not know the call that takes the
-// steady one.
+// Uses the clock that can be set, because the thread sanitizer does not know the call that takes
+// the steady one.
 timespec after(std::chrono::milliseconds limit) {
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);

@@ -5,7 +5,7 @@
 
 namespace platform {
 
-// Made at compile time, never destroyed, and safe in a signal handler.
+// Constant-initialised, never destroyed, and safe in a signal handler.
 class SpareDescriptors {
 public:
     // Opens the descriptors; does nothing while they are held.

@@ -18,8 +18,8 @@ namespace {
 
 constinit std::atomic<bool> processIsEnding{false};
 
-// False while the library is being loaded at run time, even as a global one: its names are not
-// found here until then. Any exported name would do.
+// False while the library is being loaded at run time, even as a global one: its names are found
+// here only afterwards. Any exported name would do.
 bool isPartOfProgram() {
     void* const program = dlopen(nullptr, RTLD_LAZY);
     const bool isFound = program == nullptr || dlsym(program, "qz_log") != nullptr;

@@ -123,7 +123,7 @@ class NewFile final : public NewContents {
 public:
     SystemError begin(const char* path) {
         if (!SystemPath(path).fits()) {
-            return ENAMETOOLONG; // as for everybody who opens it then
+            return ENAMETOOLONG; // openFile would refuse it, too
         }
         const SystemError error = locate(path, WriteProtected::refuse, target_);
         return error != 0

@@ -329,7 +329,7 @@ bool isReadable(const char* path) {
 
 bool removePath(const char* path) {
     const SystemPath native(path);
-    // Of an unreadable path all attribute bits are set; the call for directories then refuses it.
+    // An unreadable path has all attribute bits set; the call for directories then refuses it.
     const bool directory = (attributesOf(native) & FILE_ATTRIBUTE_DIRECTORY) != 0;
     return native.call(
         [&](const wchar_t* wide) {

@@ -46,7 +46,7 @@ bool isStream(std::wstring_view path) {
 // Writes the full path into `full`.
 PathTarget targetOf(const wchar_t* path, wchar_t* full, DWORD units) {
     const DWORD length = GetFullPathNameW(path, units, full, nullptr);
-    // An empty path has no full one. A full one that does not fit is not that of a device.
+    // An empty path has no full one. A full path that does not fit never names a device.
     const std::wstring_view known(length > 0 && length < units ? full : path);
     if (isDevice(known) || std::wstring_view(path).starts_with(kObject)) {
         return PathTarget::device;

@@ -1,5 +1,5 @@
-// The turn is a named mutex, which the system takes away from threads that die. The name identifies
-// the directory, whatever path leads there.
+// The turn is a named mutex. The system releases the mutex of a thread that dies. The name
+// identifies the directory, whatever path leads there.
 #include "platform/save_turn.h"
 
 #include "platform/win32/wide.h"

@@ -100,7 +100,7 @@ const wchar_t* nameIn(const wchar_t* path) {
     return name;
 }
 
-// Writes a name in the directory of another file that ends in the mark and `rest`.
+// Writes a name that ends in the mark and `rest`, in the directory of another file.
 void nameBeside(const wchar_t* path, const wchar_t* rest, wchar_t (&name)[kTemporaryUnits]) {
     const auto folder = static_cast<std::size_t>(nameIn(path) - path);
     const std::size_t length = std::min(std::wcslen(path), folder + kMostOfName);

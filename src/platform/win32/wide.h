@@ -13,7 +13,8 @@ bool toWide(const char* text, wchar_t* buffer, std::size_t units);
 // empty, if the text has a lone surrogate or does not fit.
 bool fromWide(const wchar_t* text, char* buffer, std::size_t size);
 
-// Converts as much as fits, invalid parts included as replacement characters; for display only.
+// Converts as much as fits, for display only. Invalid parts become replacement characters. Returns
+// the number of units without the terminator.
 std::size_t toWideForDisplay(const char* text, wchar_t* buffer, std::size_t units);
 
 } // namespace platform
