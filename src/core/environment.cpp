@@ -39,8 +39,8 @@ std::string readDirectory() {
     return platform::executableDirectory().value();
 }
 
-// The system's answer, asked for until it succeeds once. Null if it fails this time, for instance
-// because no descriptor is free or no memory.
+// The system's answer, kept from the first call that gets one. Null if this call gets none, for
+// instance for want of descriptors or memory.
 template<class Answer, Answer (*ask)()>
 const Answer* askOnce() noexcept {
     try {

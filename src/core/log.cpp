@@ -27,8 +27,8 @@ constexpr unsigned int kEchoable = ~static_cast<unsigned int>(QZ_LOG_TRACE);
 constexpr unsigned int kPopupMask = QZ_LOG_ALERT;
 constexpr char kNullText[] = "<NULL>";
 
-// Constant and never destroyed: other static objects log while they are made and destroyed, and
-// threads may still be in a call when the process ends.
+// Constant-initialised and never destroyed: other static objects log while they are made and
+// destroyed, and threads may still be in a call when the process ends.
 constinit core::LogRecordPool pool;
 constinit core::LogDuplicates duplicates;
 constinit core::StaticStorage<core::LogWriter> writerStorage{}; // made by qz_log_init

@@ -40,8 +40,8 @@ private:
 
     LogRecordPool& pool_;
     QZ_atomic_gather queue_{};
-    // Held for a few instructions by each reader of the queue. There may be two at a time, because
-    // the consumer does not know when the log ends.
+    // Held for a few instructions by each reader of the queue. There may be two, because the
+    // consumer does not know when the log ends.
     SpinLock lock_;
     std::atomic<bool> active_{false};
     std::atomic<bool> closing_{false};

@@ -31,7 +31,7 @@ class LogLine {
 public:
     static constexpr std::size_t kSize = 2048;
 
-    // Cut at the size, line break included. Not a printf: a caller pays for this on every message.
+    // Cuts at kSize, line break included. Uses no printf: a caller pays for this on every message.
     LogLine(double time, unsigned int level, const char* module, const char* message);
 
     const char* text() const { return text_; }

@@ -110,8 +110,8 @@ public:
     };
 
 private:
-    // The writer thread used the next record last, most likely on another processor. Its lines come
-    // here while this caller fills the record before it.
+    // The writer thread used the next record last, most likely on another processor. Its cache
+    // lines come here while this caller fills the record before it.
     static void prefetchRecord(std::uintptr_t record) {
         platform::prefetchForWriting(pointerTo(record));
         platform::prefetchForWriting(pointerTo(record + offsetof(LogRecord, message)));

@@ -7,10 +7,10 @@
 
 namespace core {
 
-// Only the composition root makes and destroys the object. So no file has an initialiser that could
-// run too late, whatever order the files are linked in, and no exit handler takes the object away
-// from threads that still use it. A reference in static storage may be bound to the bytes
-// beforehand, with reinterpret_cast.
+// The composition root has the object made and, unless it lives for ever, destroyed. So no file has
+// an initialiser that could run too late, whatever order the files are linked in, and no exit
+// handler takes the object away from threads that still use it. A reference in static storage may
+// be bound to the bytes beforehand, with reinterpret_cast.
 template<class Object>
 struct StaticStorage {
     template<class... Arguments>
