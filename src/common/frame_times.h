@@ -28,8 +28,8 @@ public:
     }
 
     // Calls back with each kept frame from number `next` on, at most `room` of them. Returns the
-    // number after the last one. A `next` that no frame has reached yet comes from before a reset:
-    // then reading begins with the oldest frame.
+    // number after the last one. A `next` larger than the number of frames so far comes
+    // from before a reset: then reading begins with the oldest frame.
     template<class Visit>
     std::uint64_t read(std::uint64_t next, std::size_t room, Visit visit) const {
         const std::lock_guard lock(lock_);

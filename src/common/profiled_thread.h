@@ -74,8 +74,8 @@ private:
 };
 
 // What one thread has recorded, and the sections that it is in. The thread takes the lock for each
-// section. Readers need it only to read the name, because what they read grows and never changes;
-// reset() holds it while it takes the contents away.
+// section. Readers need it only for the name: they may read units and sections while the thread
+// adds to them. reset() holds it while it takes the contents away.
 class ProfiledThread {
 public:
     using Units = GrowingList<CountedUnit>;
@@ -83,7 +83,7 @@ public:
 
     explicit ProfiledThread(unsigned number) : id_{number, {}} {}
 
-    // `session`: the end of a session cuts off its sections, which do not count then.
+    // `session`: the current one. Sections that an earlier one left open do not count.
     void enter(const char* name, unsigned session, std::int64_t now);
 
     // `room`: how many sections may still be kept one by one. `frames` gets the time of a frame.

@@ -239,7 +239,8 @@ Directions& directions() {
     return instance;
 }
 
-// Opens both directions or none, because a later call could open one for another character set.
+// Opens both directions or none, because a later call could open the other one for another
+// character set.
 void openBoth(Direction& there, Direction& back, const char* from, const char* to) {
     const bool isThereOpen = there.open(to, from);
     const bool isBackOpen = back.open(from, to);
