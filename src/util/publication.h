@@ -21,7 +21,8 @@ void closePublication();
 
 class Publication {
 public:
-    // Null if the system gives no memory or another program has that name. Throws std::bad_alloc.
+    // Null if the system gives no memory, or another program has that name and process number.
+    // Throws std::bad_alloc.
     static std::unique_ptr<Publication> open(std::string_view name);
 
     ~Publication();

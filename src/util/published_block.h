@@ -89,7 +89,7 @@ Value loadPublished(Value& shared) {
     return value;
 }
 
-// Changes the snapshot for its lifetime. Readers see the change whole or not at all.
+// Marks the snapshot as changing while it lives. Readers see the change whole or not at all.
 class PublishedChange {
 public:
     // The sequence is odd already if another program died in the middle of a change.
