@@ -44,8 +44,8 @@ struct Opened {
     bool saidMissing; // the last place, at least, has no such file
 };
 
-// Opens the first copy of a file. If that copy cannot be opened, for lack of a descriptor, say,
-// does not open a later place's copy instead. The caller is inside archiveGate.
+// Opens the first copy of a file, and no copy from a later place if that one cannot be opened, for
+// instance for want of a descriptor. The caller is inside archiveGate.
 Opened openFirstCopy(const char* path);
 
 // Reads until it has `count` bytes, because the system may read fewer at a time than it is asked

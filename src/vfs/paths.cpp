@@ -31,7 +31,7 @@ unsigned int refuse(char* destination, std::size_t size) {
     return 0;
 }
 
-// Maps by the C library, in the process's locale, and only the low 16 bits of a code point.
+// The C library's mapping of the low 16 bits of a code point, in the process's locale.
 std::uint32_t lowerCase(char16_t character) {
     return static_cast<std::uint32_t>(std::towlower(character));
 }

@@ -33,7 +33,7 @@ inline bool isReadable(const ZipEntry& entry) {
 // A name has fewer than 65,536 bytes and "/" between its parts; no part is empty.
 class ZipIndex {
 public:
-    // Pointers to nodes, and names, stay valid until an entry is added.
+    // Pointers to nodes, and names, stay valid until the next call of add() or finish().
     class Node {
     public:
         const ZipEntry& entry() const { return entry_; }
