@@ -213,7 +213,7 @@ std::uint64_t StreamBuffer::position() const {
     return stream_.tell() - (gptr() < egptr() ? 1U : 0U);
 }
 
-// Gives a byte that was looked at but not taken back to the stream.
+// Gives back to the stream a byte that was looked at but not taken.
 bool StreamBuffer::leaveNext() {
     const bool hasNext = gptr() < egptr();
     setg(nullptr, nullptr, nullptr);
