@@ -39,7 +39,8 @@ public:
     virtual bool receive(const Message& message) = 0;
 };
 
-/* Any thread may call any function at any time, but a child of fork() none. Only exceptions of a mailbox are thrown. */
+/* Any thread may call any function at any time, but a child of fork() none. Only exceptions of a
+ * mailbox are thrown. */
 class QZ_API Server {
 public:
     Server(const Server&) = delete;

@@ -85,9 +85,9 @@ public:
     /* Becomes null without releasing the reference, which the caller then owns. */
     T* detach() noexcept { return std::exchange(object_, nullptr); }
 
-    /* Releases the reference. If it was the last one, the object is not deleted but returned, without
-     * references, and the caller owns it; otherwise returns null. With this a chain of objects can be
-     * deleted in a loop. */
+    /* Releases the reference. If it was the last one, the object is not deleted but returned,
+     * without references, and the caller owns it; otherwise returns null. With this a chain of
+     * objects can be deleted in a loop. */
     T* detachIfLast() {
         T* const object = detach();
         return object != nullptr && --base(object).refCount_ == 0 ? object : nullptr;

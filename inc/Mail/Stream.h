@@ -231,7 +231,9 @@ public:
      *
      * Values from 2^(intBits - 1) up to one more wrap around to the bottom of the range: with 8 and
      * 4 bits, 128.5 is read as -127.5. From 2^(intBits - 1) + 1 on, the highest number is written.
-     * Both are part of the format. */
+     * A number so little below a whole one that a double does not hold its distance from the next
+     * lower one, such as -1e-17, is read as that lower one, -1: round numbers that may be noise.
+     * All three are part of the format. */
     void writeFixed(double value, int intBits, int fracBits);
 
     /* Writes 16 bits, rounded as by Math::float2half. */
