@@ -1,4 +1,4 @@
-// Bits in bytes, the most significant first, as messages have them.
+// Writes and reads bits in bytes, the most significant first, as in messages.
 #pragma once
 
 #include "Common/Allocator.h"
@@ -14,7 +14,7 @@ using Bytes = qz::vector<unsigned char>;
 
 class BitWriter {
 public:
-    // The low `width` bits, 1 to 64, of a value that has no others set. Throws std::bad_alloc.
+    // Writes the low `width` bits, 1 to 64; the others must be 0. Throws std::bad_alloc.
     void put(std::uint64_t value, unsigned width) {
         if (width > 32) {
             putField(value >> 32, width - 32);
@@ -34,7 +34,7 @@ public:
         }
     }
 
-    // Everything, filled up with zeros to a whole byte. The writer is empty afterwards.
+    // Returns all bits, filled up with zeros to a whole byte. The writer is empty afterwards.
     Bytes take() {
         bits_ <<= 32 - bitCount_;
         for (; bitCount_ > 0; bitCount_ -= bitCount_ < 8 ? bitCount_ : 8) {
@@ -46,7 +46,7 @@ public:
     }
 
 private:
-    // Up to 32 bits.
+    // Writes up to 32 bits.
     void putField(std::uint64_t field, unsigned width) {
         bits_ = bits_ << width | field;
         bitCount_ += width;
@@ -61,11 +61,11 @@ private:
     }
 
     Bytes bytes_;
-    std::uint64_t bits_ = 0; // the low bitCount_ of them are still to be written
+    std::uint64_t bits_ = 0; // its low bitCount_ bits are still to be written
     unsigned bitCount_ = 0;  // 0 to 31
 };
 
-// Never reads beyond the end: ask `left` first.
+// Does not check for the end: ask `left` before you read.
 class BitReader {
 public:
     BitReader() = default;
@@ -74,7 +74,7 @@ public:
 
     std::size_t left() const { return static_cast<std::size_t>(end_ - cursor_) * 8 + bitCount_; }
 
-    // 1 to 64 bits, of which there are as many left.
+    // Reads `width` bits, 1 to 64. At least as many must be left.
     std::uint64_t get(unsigned width) {
         if (width <= 32) {
             return getField(width);
@@ -89,7 +89,7 @@ public:
         }
     }
 
-    // Whether nothing but the filling of the last byte is left.
+    // Whether only the zeros that fill up the last byte are left.
     bool isAtEnd() const {
         return cursor_ == end_ && bitCount_ < 8 && (bits_ & ((1U << bitCount_) - 1)) == 0;
     }
@@ -105,7 +105,7 @@ private:
 
     const unsigned char* cursor_ = nullptr;
     const unsigned char* end_ = nullptr;
-    std::uint64_t bits_ = 0; // the low bitCount_ of them were fetched and not yet read
+    std::uint64_t bits_ = 0; // its low bitCount_ bits were fetched and not yet read
     unsigned bitCount_ = 0;  // 0 to 7 between the calls
 };
 

@@ -10,7 +10,7 @@ namespace Common {
 
 namespace {
 
-// What a base line keeps.
+// The image that a base line keeps.
 const serial::Image& imageOf(const std::shared_ptr<const void>& image) {
     return *static_cast<const serial::Image*>(image.get());
 }

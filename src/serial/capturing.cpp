@@ -1,4 +1,4 @@
-// States that are captured and written.
+// Captures and writes states.
 #include "serial/common_state.h"
 
 #include <limits>
@@ -9,7 +9,7 @@ namespace Common {
 
 namespace {
 
-// What differs between a base line, or nothing, and the newest state.
+// Writes what differs between a base line, or nothing, and the newest state.
 class StateWriter {
 public:
     StateWriter(serial::History& history, std::uint32_t base) : base_(base) {
@@ -50,7 +50,7 @@ private:
         return was.object.get() != is.object.get();
     }
 
-    // The objects of which something is true, with something behind the number of each.
+    // Lists the objects that meet a condition, and writes something behind each number.
     template<class Condition, class Write>
     void list(Condition condition, Write write) {
         serial::NumberList list;
@@ -65,8 +65,8 @@ private:
         serial::writeCompact(0, out_);
     }
 
-    // The number of an object's class, and with a new one its name and what the object's values
-    // are.
+    // Writes the number of an object's class. Behind the number of a new class it writes the name
+    // and the description of the object's values.
     void writeClass(const Version& version) {
         const std::string& name = version.object->getClassIdentifier().getClassName();
         const auto [found, isNew] = classes_.try_emplace(name, classes_.size());
@@ -79,7 +79,7 @@ private:
     }
 
     std::uint32_t base_;
-    qz::vector<const serial::Entry*> entries_; // by their numbers
+    qz::vector<const serial::Entry*> entries_; // sorted by number
     std::map<std::string, std::size_t> classes_;
     serial::BitWriter out_;
 };
@@ -92,7 +92,7 @@ void CommonBufferizer::State::failAt(std::uint32_t number, const SerializableObj
          "): " + what);
 }
 
-// Those to be looked at.
+// The entries whose objects must be looked at.
 qz::vector<serial::Entry*> CommonBufferizer::State::entriesToCapture(bool onlyMarked) {
     qz::vector<serial::Entry*> entries;
     if (onlyMarked && !areAllMarked) {
@@ -112,9 +112,9 @@ qz::vector<serial::Entry*> CommonBufferizer::State::entriesToCapture(bool onlyMa
     return entries;
 }
 
-// Those that are not marked and refer to an object that goes: they cannot be as they were.
+// Adds unmarked entries that refer to a removed or replaced object: they must have changed.
 void CommonBufferizer::State::addReferrers(qz::vector<serial::Entry*>& entries) {
-    std::map<std::uint32_t, std::uint32_t> going; // and references to them that were not met yet
+    std::map<std::uint32_t, std::uint32_t> going; // with the number of references not met yet
     for (const serial::Entry* const entry : entries) {
         const serial::Version& last = entry->last();
         if (entry->referrers > 0 && last.object && last.object.get() != entry->object.get()) {
@@ -182,7 +182,7 @@ std::uint32_t CommonBufferizer::State::capture(bool onlyMarked) {
     return line.state;
 }
 
-// What an object is, if it is not what it was.
+// Adds the object's new version to `changes` if it differs from the last one.
 bool CommonBufferizer::State::captureOne(serial::Entry& entry, serial::Packing& packing,
                                          serial::ObjectSerializer& serializer,
                                          serial::Changes& changes) {

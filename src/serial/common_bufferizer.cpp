@@ -26,7 +26,7 @@ void CommonBufferizer::State::fail(std::string_view what) noexcept {
     try {
         error = what;
     } catch (const std::exception&) {
-        error = "out of memory"; // fits without any
+        error = "out of memory"; // short enough to need no memory
     }
 }
 
@@ -51,7 +51,8 @@ bool CommonBufferizer::add(std::uint32_t number, const Ref<SerializableObject>& 
             return false;
         }
         serial::Entry& added = state.history.findOrAdd(number);
-        state.mark(added); // an entry without object or versions that is left harms nobody
+        // If one of these throws, an entry without object or versions stays, which does no harm.
+        state.mark(added);
         state.history.set(added, object);
         return true;
     });

@@ -20,8 +20,9 @@ std::uint32_t sumOf(const unsigned char* header, const unsigned char* body, std:
 
 namespace Common {
 
-// Each is to fall on its own instead of taking a chain of others down with it. Most are held by
-// earlier ones; where they hold the earlier ones, the way back comes first.
+// Releases each object by itself, so that no chain of objects is destroyed recursively. The first
+// loop goes backwards, for objects that hold earlier ones; the second forwards, because most
+// objects are held by earlier ones.
 CommonSerializer::State::~State() {
     for (std::size_t i = objects.size(); i > 0; --i) {
         Ref<SerializableObject>& object = objects[i - 1].object;
@@ -51,7 +52,7 @@ CommonSerializer::CommonSerializer(io::Stream& in, FactoryManager& factories, co
     load(in);
 }
 
-// What was kept of a file that turned out to be wrong may be a cycle, which nobody else knows of.
+// Records that were kept of a faulty file may form a cycle, which nobody else could take apart.
 CommonSerializer::~CommonSerializer() {
     if (isLoading_ && hasFailed_) {
         for (const State::Object& object : state_->objects) {
@@ -89,7 +90,7 @@ void CommonSerializer::fail(const std::string& what) {
         const std::string where = path();
         state_->error = where.empty() ? what : where + ": " + what;
     } catch (const std::exception&) {
-        state_->error = "out of memory"; // fits without any
+        state_->error = "out of memory"; // short enough to need no memory
     }
 }
 
@@ -123,7 +124,7 @@ bool CommonSerializer::prepareMore(std::size_t size) {
     return true;
 }
 
-// Where the cursor has no room: it is to get some, or it belongs to a form for messages.
+// Called if there is no room at the cursor: makes room, or passes the bytes to a form for messages.
 void CommonSerializer::transferMore(void* bytes, std::size_t size, bool isSigned) {
     if (isPacked_) {
         packBytes(static_cast<unsigned char*>(bytes), size,
@@ -192,7 +193,7 @@ CommonSerializer::Items::Items(CommonSerializer& serializer, std::size_t count)
     count_ = serializer.isGood() ? static_cast<std::size_t>(read) : 0;
 }
 
-// What could not be read back is not written.
+// Refuses items that could not be read back: a reader limits their number by the bytes left.
 CommonSerializer::Items::~Items() {
     serializer_.scope_->index = 0;
     if (!serializer_.isLoading_ && serializer_.isGood() &&
@@ -217,7 +218,7 @@ std::size_t CommonSerializer::left() const {
            state_->nextMention;
 }
 
-// Remembers the way to a scope, once for each.
+// The node of a scope's path, which is made at the first call for the scope.
 std::uint32_t CommonSerializer::nodeOf(Scope* scope) {
     if (scope == nullptr) {
         return state_->objectNode;
@@ -232,7 +233,7 @@ std::uint32_t CommonSerializer::nodeOf(Scope* scope) {
 
 namespace {
 
-// Put in front, because a path is known from its end.
+// Puts a step in front, because a path is built from its end.
 void addStep(std::string& path, const char* name, std::size_t index) {
     std::string step = name == nullptr ? "" : std::string(".") + name;
     if (index != 0) {

@@ -1,4 +1,4 @@
-// What Common::CommonBufferizer does with states.
+// The implementation of Common::CommonBufferizer.
 #pragma once
 
 #include "Serial/CommonBufferizer.h"
@@ -18,7 +18,7 @@
 
 namespace serial {
 
-// Writes or reads one object after the other; after an error no more.
+// Writes or reads one object after another, and none after an error.
 class ObjectSerializer final : public Common::CommonSerializer {
 public:
     ObjectSerializer(std::unique_ptr<Common::detail::Form> itsForm, bool isLoading,
@@ -26,16 +26,16 @@ public:
         : CommonSerializer(std::move(itsForm), isLoading, depth) {}
 };
 
-// How a list of numbers is written: each as the distance to the one before, and 0 at the end.
+// A list of ascending numbers: each is written as the distance to the one before; 0 ends the list.
 class NumberList {
 public:
-    // Writing.
+    // Writes a number.
     void put(std::uint32_t number, BitWriter& out) {
         writeCompact(number - last_, out);
         last_ = number;
     }
 
-    // Reading: 0 at the end. False for what is no list.
+    // Reads a number, 0 at the end of the list. False if the bits are not a list.
     bool get(std::uint32_t& number, BitReader& in);
 
 private:
@@ -49,25 +49,25 @@ namespace Common {
 struct CommonBufferizer::State {
     FactoryManager* factories = nullptr;
     Limits limits;
-    std::uint32_t session = serial::newSession(); // of the states that are written
-    std::uint32_t sender = 0;                     // the session of those that are read; 0: any
+    std::uint32_t session = serial::newSession(); // the session of the states written
+    std::uint32_t sender = 0;                     // the session of the states read; 0: any
     serial::History history;
     qz::vector<std::uint32_t> marked;
-    bool areAllMarked = false; // whatever `marked` has
+    bool areAllMarked = false; // then `marked` does not matter
     std::string error;
 
     bool isBusy = false;      // objects are being read or written
-    bool isDisturbed = false; // and one of them wanted to change something
+    bool isDisturbed = false; // meanwhile one of them has tried to change something
 
     void fail(std::string_view what) noexcept;
 
-    // What the function returns, or a zero and an error if it throws.
+    // Returns what the function returns. If it throws, sets the error and returns Result().
     template<class Result, class Function>
     Result attempt(Function function) noexcept {
         try {
             return function();
         } catch (const std::bad_alloc&) {
-            error = "out of memory"; // fits without any
+            error = "out of memory"; // short enough to need no memory
         } catch (const std::exception& exception) {
             fail(exception.what());
         } catch (...) {
@@ -76,7 +76,7 @@ struct CommonBufferizer::State {
         return Result();
     }
 
-    // The same for what changes states or objects. Classes must not do so in `serialize`.
+    // The same for changes of states or objects, which classes must not make in `serialize`.
     template<class Result, class Function>
     Result change(Function function) noexcept {
         if (isBusy) {
@@ -89,7 +89,7 @@ struct CommonBufferizer::State {
         return result;
     }
 
-    // Around what calls classes: false as well if one of them wanted to change something.
+    // The same for a function that calls classes. The function itself must check isDisturbed.
     template<class Result, class Function>
     Result callClasses(Function function) noexcept {
         return change<Result>([&] {

@@ -24,7 +24,7 @@ void Departing::releaseAll() noexcept {
     try {
         releaseInOrder(objects);
     } catch (const std::exception&) {
-        objects.clear(); // one within the other, then
+        objects.clear(); // without memory they are released recursively
     }
 }
 
@@ -37,7 +37,7 @@ public:
         numbers_[object] = number;
     }
 
-    // Not 0, also for others: these are no errors.
+    // Other objects have a number, too: a reference to one is no error.
     std::uint32_t numberOf(const Common::Identifiable& object) const override {
         const auto found = numbers_.find(&object);
         return found == numbers_.end() ? std::numeric_limits<std::uint32_t>::max() : found->second;
@@ -48,7 +48,7 @@ private:
     std::unordered_map<const Common::Identifiable*, std::uint32_t> numbers_;
 };
 
-// What an object is now, or as much as it tells.
+// The present values of an object, up to the first error. Null if it throws.
 ImagePtr imageOf(Common::SerializableObject& object, const Numbers& numbers) noexcept {
     try {
         auto form = std::make_unique<Packing>();
@@ -65,7 +65,8 @@ ImagePtr imageOf(Common::SerializableObject& object, const Numbers& numbers) noe
 
 } // namespace
 
-// Those that others still refer to stay for last: they are not among these, or in a circle.
+// Objects that are still referred to in the end stay in the list: something outside holds them, or
+// they form a cycle.
 void Departing::releaseInOrder(Objects& objects) {
     std::ranges::sort(objects, {}, &Object::number);
     qz::vector<Object*> free;

@@ -1,4 +1,4 @@
-// Objects that no state has any more, until they are released.
+// Holds objects that no state has any more until they are released.
 #pragma once
 
 #include "Serial/CommonSerializer.h"
@@ -11,17 +11,17 @@ namespace serial {
 
 using ObjectRef = Common::Ref<Common::SerializableObject>;
 
-// Releasing an object releases those to which it refers, one within the other: the length of a
-// chain is the sender's choice, and would be the depth of the stack. So all that go are held
-// together, and an object is released before those to which it refers.
+// An object that is released releases the objects that it refers to, recursively. The sender
+// chooses the length of such a chain, which would be the depth of the stack. So all departing
+// objects are held here, and each is released before those that it refers to.
 class Departing {
 public:
-    // Under which number the object was and what it had been; if that is null, the object is asked
-    // for those to which it refers, by `serialize`. Without memory it is released now.
+    // Keeps an object with its number and last image. If the image is null, `serialize` is called
+    // to find the object's references. Without memory the object is left to the caller.
     void take(const ObjectRef& object, std::uint32_t number, const ImagePtr& image) noexcept;
 
-    // What destructors do to the owner, further objects to be taken included, comes when nothing is
-    // held here any more.
+    // Releases all objects, and those that destructors hand over meanwhile. The list is empty while
+    // destructors run, so they may use the owner.
     void release() noexcept {
         while (!objects_.empty()) {
             releaseAll();

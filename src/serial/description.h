@@ -1,4 +1,4 @@
-// What a field is besides its bits, by which two sides notice that their classes differ.
+// Describes a field beyond its bits, so that two sides notice if their classes differ.
 #pragma once
 
 #include <array>
@@ -8,7 +8,7 @@
 
 namespace serial {
 
-// What the bits of a field mean; those of a number with a range mean its range.
+// What the bits of a field mean. For a number with a range, rangeOf returns the meaning.
 constexpr std::uint64_t kPlain = 0;
 constexpr std::uint64_t kSigned = 1;
 constexpr std::uint64_t kBool = 2;
@@ -21,13 +21,13 @@ inline std::uint64_t rangeOf(double lowest, double highest) {
     return std::bit_cast<std::uint64_t>(lowest) * kSpread + std::bit_cast<std::uint64_t>(highest);
 }
 
-// The low 8 bits of a value's kind say how it is written, those above them what it is.
+// The low 8 bits of a value's kind say how it is written; the bits above are its description.
 constexpr unsigned kDescriptionShift = 8;
 
-// Hashes a name once, and remembers it by its address.
+// Caches the hashes of names and meanings. A name is looked up by its address.
 class Descriptions {
 public:
-    // In the bits above the lowest 8. The name may be null.
+    // The description, in the bits above the lowest 8. The name may be null.
     std::uint32_t of(const char* name, std::uint64_t meaning) {
         constexpr unsigned kUnused = 64 - std::bit_width(kSlots - 1);
         constexpr std::uint64_t kSpread = 0x9E3779B97F4A7C15;

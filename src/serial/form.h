@@ -12,7 +12,7 @@ class Identifiable;
 
 namespace serial {
 
-// The objects that references lead to, by the numbers that both sides know.
+// Maps objects to the numbers by which both sides know them, and back.
 class Numbers {
 public:
     virtual std::uint32_t numberOf(const Common::Identifiable& object) const = 0; // 0: has none
@@ -26,40 +26,40 @@ protected:
 
 namespace Common::detail {
 
-// The functions with a result return what is wrong, or null.
+// Functions that return a text return what is wrong, or null.
 class Form {
 public:
     virtual ~Form() = default;
     Form(const Form&) = delete;
     Form& operator=(const Form&) = delete;
 
-    // What belongs to the kind of a field.
+    // The description of a field, which is a part of its kind.
     std::uint32_t describe(const char* name, std::uint64_t meaning) {
         return descriptions_.of(name, meaning);
     }
 
-    // A number of a kind; one that is written has no more bits.
+    // Writes or reads a number of a kind. A number that is written must fit the kind's bits.
     virtual const char* number(std::uint64_t& value, std::uint32_t kind) = 0;
     virtual const char* row(unsigned char* bytes, std::size_t size, std::uint32_t kind) = 0;
 
-    // Around the values within another.
+    // Called before and after the values within another value.
     virtual const char* open(std::uint32_t kind) = 0;
     virtual const char* close() = 0;
 
-    // Writing: how many values there are, those that only have others within left out. Reading: how
-    // many there can be, and how many bytes the next row can have.
+    // Writing: how many values there are, without those that only contain others. Reading: how many
+    // there can be at most, and how many bytes the next row can have at most.
     virtual std::size_t count() const = 0;
     virtual std::size_t bytesAhead() const = 0;
 
-    // After the last value.
+    // Called after the last value.
     virtual const char* finish() = 0;
 
     const serial::Image& image() const { return image_; }
 
-    // Null where there are no references.
+    // Null if references are not supported.
     const serial::Numbers* numbers = nullptr;
 
-    // What a class finds wrong does not keep it from the values behind.
+    // Errors that a class reports are ignored, so that the values behind are transferred, too.
     bool ignoresErrors = false;
 
 protected:
@@ -67,7 +67,7 @@ protected:
 
     void add(std::uint64_t value, std::uint32_t kind) { image_.push_back({value, kind, 1}); }
 
-    // A row's cells, all zero; the bytes go into them.
+    // Adds a row and returns its cells, all zero, for the bytes.
     unsigned char* addRow(std::size_t size, std::uint32_t kind) {
         const std::size_t cells = serial::cellsOf(size);
         add(size, kind);
@@ -80,7 +80,7 @@ protected:
         image_[level].span = static_cast<std::uint32_t>(image_.size() - level);
     }
 
-    serial::Image image_; // of what was written or read
+    serial::Image image_; // the values written or read
 
 private:
     serial::Descriptions descriptions_;

@@ -111,7 +111,8 @@ qz::vector<std::uint32_t> History::changedSince(std::uint32_t state) const {
     return numbers;
 }
 
-// What can fail comes first. Room and entries in the journal that stay harm nobody.
+// All steps that can fail come first. If one fails, spare room and entries in the journal stay,
+// which does no harm.
 void History::append(Line line, const Changes& changes) {
     for (const Change& change : changes) {
         qz::vector<Version>& versions = change.entry->versions;
@@ -138,7 +139,7 @@ void History::changeReferences(const Image* was, const Image* is) {
     if (was != nullptr) {
         forEachReference(*was, [this](std::uint32_t number) {
             Entry* const entry = find(number);
-            if (entry != nullptr && entry->referrers > 0) { // a sender may have been wrong
+            if (entry != nullptr && entry->referrers > 0) { // 0 if a sender was wrong
                 --entry->referrers;
             }
         });
@@ -175,7 +176,7 @@ void History::replace(Line line, const Changes& changes) {
     }
 }
 
-// Of objects that did not come.
+// Erases the numbers of objects that were not put in place.
 void History::dropNumbers(const Changes& changes) {
     for (const Change& change : changes) {
         const Common::Identifiable* const object = change.version.object.get();
@@ -202,7 +203,7 @@ void History::keep(std::size_t most, std::size_t mostBytes) {
     }
 }
 
-// Of what an object was up to a state, the last is enough.
+// Drops the versions of an object up to a state, except the last of them.
 void History::prune(std::uint32_t number, std::uint32_t before) {
     const auto found = entries_.find(number);
     if (found == entries_.end()) {
@@ -216,7 +217,8 @@ void History::prune(std::uint32_t number, std::uint32_t before) {
     eraseIfGone(found->second);
 }
 
-// The oldest ones. The last version with an object may have its last reference.
+// Drops the oldest versions. A version whose object the next one does not have may hold the last
+// reference to the object.
 void History::dropVersions(Entry& entry, std::ptrdiff_t count) {
     const auto first = entry.versions.begin(), last = first + count;
     for (auto version = first; version != last; ++version) {
@@ -234,7 +236,7 @@ void History::eraseIfGone(Entry& entry) {
     const Version& last = entry.last();
     const std::uint32_t oldest = lines_.empty() ? 0 : lines_.front().state;
     if (!entry.object && !entry.isMarked && !last.object && last.state <= oldest) {
-        entries_.erase(std::uint32_t{entry.number}); // a copy
+        entries_.erase(std::uint32_t{entry.number}); // a copy, because this destroys the entry
     }
 }
 

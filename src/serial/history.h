@@ -1,4 +1,4 @@
-// The objects of states, and what they were in the states that are kept.
+// The objects of states, and their values in the states that are kept.
 #pragma once
 
 #include "serial/departing.h"
@@ -12,30 +12,30 @@
 
 namespace serial {
 
-// What an object is from a state on.
+// An object and its values from a state on.
 struct Version {
     std::uint32_t state = 0;
-    ObjectRef object; // null: gone, or not there yet
+    ObjectRef object; // null: removed, or not added yet
     ImagePtr image;
     std::uint32_t sum = 0;
 
-    // Of memory, about.
+    // How much memory it takes, approximately.
     std::size_t bytes() const { return image ? 128 + image->size() * sizeof(Cell) : 0; }
 };
 
 struct Entry {
     std::uint32_t number = 0;
-    ObjectRef object;             // now; null: removed
-    bool isMarked = false;        // and in the list of those that are: then the entry stays
+    ObjectRef object;             // the present one; null: removed
+    bool isMarked = false;        // it is in the list of marked numbers, so it is not erased
     std::uint32_t referrers = 0;  // how many references to it the newest state has
-    qz::vector<Version> versions; // by their states
+    qz::vector<Version> versions; // sorted by state
 
-    // What it was in a state.
+    // The version in a state.
     const Version& at(std::uint32_t state) const;
     const Version& last() const;
 };
 
-// A change that belongs to a state that is to come.
+// A change for a state that is not appended yet.
 struct Change {
     Entry* entry;
     Version version;
@@ -43,14 +43,14 @@ struct Change {
 
 using Changes = qz::vector<Change>;
 
-// Who sends states chooses the numbers, and must not know which of them share a bucket.
+// The random factor keeps a sender, who chooses the numbers, from making them share a bucket.
 class NumberHash {
 public:
     NumberHash();
     std::size_t operator()(std::uint32_t number) const noexcept { return number * factor_ >> 32; }
 
 private:
-    std::uint64_t factor_; // any odd one
+    std::uint64_t factor_; // odd
 };
 
 using Entries = qz::vector<std::pair<std::uint32_t, Entry*>>;
@@ -70,44 +70,44 @@ public:
     std::uint32_t numberOf(const Common::Identifiable& object) const override;
     Common::Identifiable* objectOf(std::uint32_t number) const override;
 
-    // An entry stays where it is until a state is forgotten.
+    // Pointers to entries stay valid until a state is forgotten.
     Entry* find(std::uint32_t number);
     const Entry* find(std::uint32_t number) const;
     Entry& findOrAdd(std::uint32_t number);
 
-    // Puts an object in the place of another, or null, now. Throws std::bad_alloc, and nothing
-    // happened then.
+    // Replaces the present object, or null. Throws std::bad_alloc, and then changes nothing.
     void set(Entry& entry, const ObjectRef& object);
 
-    // The newest state, and one that is kept; null if there is none.
+    // newest() has state 0 if there is no state; findLine is null if the state is not kept.
     Line newest() const { return lines_.empty() ? Line() : lines_.back(); }
     const Line* findLine(std::uint32_t state) const;
 
-    // The numbers of what has changed since a state, in order; there may be more.
+    // The numbers of the objects that have changed since a state, in order. There may be others.
     qz::vector<std::uint32_t> changedSince(std::uint32_t state) const;
 
-    // Adds a state that differs from the newest one; `replace` puts its objects in the place of
-    // those that are there now besides. Throws std::bad_alloc, and nothing happened then.
+    // Both add a state that differs from the newest one by `changes`; `replace` also makes its
+    // objects the present ones. They throw std::bad_alloc, and then change nothing.
     void append(Line line, const Changes& changes);
     void replace(Line line, const Changes& changes);
 
-    // An entry without an object, now or in a state that is kept, unless it is marked.
+    // Erases an entry that has no object, now or in a state that is kept, unless it is marked.
     void eraseIfGone(Entry& entry);
 
     void forget(std::uint32_t before);
-    // So many states, and so much memory for all but the newest one.
+    // Forgets the oldest states until at most `most` are left, and all but the newest one take at
+    // most `mostBytes` of memory.
     void keep(std::size_t most, std::size_t mostBytes);
     void clear();
 
-    // The objects that no state has any more: when nothing is being changed.
+    // Releases objects that no state has any more. Call it when nothing is being changed.
     void release() noexcept { departing_.release(); }
 
-    // Of the newest state, in memory.
+    // How much memory the newest state takes.
     std::size_t bytes() const { return newestBytes_; }
 
     std::size_t count() const { return numbers_.size(); }
 
-    // All of them, by their numbers: mostly as they are in memory, too.
+    // All entries, sorted by number, which is mostly their order in memory, too.
     Entries entries();
 
 private:
@@ -116,13 +116,13 @@ private:
     void dropVersions(Entry& entry, std::ptrdiff_t count);
     void changeReferences(const Image* was, const Image* is);
 
-    // The values are what others point to.
+    // Changes and callers point to the entries in it.
     std::unordered_map<std::uint32_t, Entry, NumberHash> entries_;
-    std::unordered_map<const Common::Identifiable*, std::uint32_t> numbers_; // of what is now
+    std::unordered_map<const Common::Identifiable*, std::uint32_t> numbers_; // of present objects
     std::deque<Line> lines_;
-    std::deque<std::pair<std::uint32_t, std::uint32_t>> journal_; // state and number, by states
-    std::size_t bytes_ = 0;                                       // of all states
-    std::size_t newestBytes_ = 0;                                 // of the newest one
+    std::deque<std::pair<std::uint32_t, std::uint32_t>> journal_; // changes: state, number
+    std::size_t bytes_ = 0;                                       // memory of all states
+    std::size_t newestBytes_ = 0;                                 // memory of the newest one
     Departing departing_;
 };
 

@@ -67,7 +67,7 @@ void writeCells(const Cell* cell, const Cell* end, Beside base, BitWriter& out) 
 
 namespace {
 
-// From a cell on.
+// The first reference from a cell on, or `end`.
 const Cell* findReference(const Cell* cell, const Cell* end) {
     while (cell != end && !cell->is(kReference)) {
         cell = cell->next();

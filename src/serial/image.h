@@ -1,4 +1,4 @@
-// A state as the list of its values: what two states are compared by, and what a base line keeps.
+// A state as a list of its values. States are compared by their images, and a base line keeps one.
 #pragma once
 
 #include "Common/Allocator.h"
@@ -12,11 +12,11 @@
 
 namespace serial {
 
-// How a value is written; from 1 to 64 it is a number of so many bits.
+// How a value is written. A kind from 1 to 64 is a number of that many bits.
 constexpr std::uint32_t kCompact = 65;   // a number in as many groups of seven bits as it needs
-constexpr std::uint32_t kRow = 66;       // bytes; `value` of them are in the cells that follow
-constexpr std::uint32_t kLevel = 67;     // a value with others within, which follow
-constexpr std::uint32_t kReference = 68; // an object's number, 0 for none; in groups, too
+constexpr std::uint32_t kRow = 66;       // `value` bytes, which are in the cells that follow
+constexpr std::uint32_t kLevel = 67;     // a value that contains others, which follow
+constexpr std::uint32_t kReference = 68; // an object's number, 0 for null; in groups, too
 
 // A kind without the description above it.
 constexpr std::uint32_t bare(std::uint32_t kind) {
@@ -27,15 +27,15 @@ constexpr bool isGrouped(std::uint32_t kind) {
     return bare(kind) == kCompact || bare(kind) == kReference;
 }
 
-// A value. No byte of it is undefined, so that cells are compared as memory.
+// A value. It has no padding, so cells can be compared as memory.
 struct Cell {
     std::uint64_t value;
     std::uint32_t kind;
-    std::uint32_t span; // how many cells it takes, with what is within
+    std::uint32_t span; // how many cells it takes, with those within
 
     bool is(std::uint32_t bareKind) const { return bare(kind) == bareKind; }
 
-    // Behind it as one looks into everything.
+    // The value behind it, which is the first one within if it is a level.
     const Cell* next() const { return this + (is(kLevel) ? 1 : span); }
 };
 static_assert(sizeof(Cell) == 16);
@@ -68,16 +68,16 @@ void forEachReference(const Image& image, Function function) {
 
 bool haveSameReferences(const Image& a, const Image& b);
 
-// What stands beside the values of a level in a base line: the n-th value beside the n-th.
+// A base line's values of a level. A state's n-th value is compared with the n-th of these.
 class Beside {
 public:
-    Beside() = default; // nothing
+    Beside() = default; // no values
     explicit Beside(const Image& image) : at_(image.data()), end_(at_ + image.size()) {}
 
-    // The inside of a level.
+    // The values within a level.
     explicit Beside(const Cell& level) : at_(&level + 1), end_(&level + level.span) {}
 
-    // The next one, or null.
+    // The next value, or null.
     const Cell* peek() const { return at_ == end_ ? nullptr : at_; }
     const Cell* next() {
         const Cell* const cell = peek();
@@ -85,7 +85,7 @@ public:
         return cell;
     }
 
-    // At least as many as there are values.
+    // The number of cells left, at least as many as values.
     std::size_t left() const { return static_cast<std::size_t>(end_ - at_); }
 
 private:
@@ -93,26 +93,27 @@ private:
     const Cell* end_ = nullptr;
 };
 
-// What a value can be told the difference from: the one beside it, if it is of its kind, and with
-// rows of its length.
+// The base line's value that a value can be written as a difference from: the one beside it if that
+// is of the same kind and, for rows, of the same length; else null.
 inline const Cell* matching(const Cell* beside, std::uint32_t kind, std::uint64_t length) {
     const bool matches = beside != nullptr && beside->kind == kind &&
                          (bare(kind) != kRow || beside->value == length);
     return matches ? beside : nullptr;
 }
 
-// Rows are compared in blocks of so many bytes.
+// Rows are compared in blocks of this many bytes.
 constexpr std::size_t kBlock = 64;
 
-// Writes an image: all of it, or what differs from what stands beside it.
+// Writes an image: all of it, or what differs from the base line.
 void write(const Image& image, Beside base, BitWriter& out);
 
 void writeCompact(std::uint64_t value, BitWriter& out);
 
-// The sum of an image, by which both sides know that they have the same.
+// The sum of an image, by which both sides check that theirs are the same.
 std::uint32_t sumOf(const Image& image, std::uint32_t seed);
 
-// Of what an image has values: the same for two objects of a class, unless they have others within.
+// A hash of a class's version and of the kinds of an image's values. It is the same for two objects
+// of a class, unless they contain different values, such as lists of different lengths.
 std::uint32_t describe(const Image& image, std::uint32_t version);
 
 } // namespace serial

@@ -12,7 +12,8 @@ namespace Common {
 
 namespace {
 
-// A length that is not true takes no more memory than there are bytes, which the stream may know.
+// Reads `size` bytes. A file may state a false size, so this takes little more memory than there
+// are bytes. Reserves room for all of them only if the stream knows its size.
 bool readBytes(io::Stream& in, serial::Bytes& bytes, std::uint64_t size) {
     if (const std::uint64_t there = in.size(); there > in.tell()) {
         bytes.reserve(static_cast<std::size_t>(std::min(size, there - in.tell())));
@@ -96,7 +97,7 @@ void CommonSerializer::openRecord() {
     }
 }
 
-// The number of an object; with that of one that was not there before comes its class.
+// Reads the number of an object. The first reference to an object is followed by its class.
 void CommonSerializer::readMention() {
     State& state = *state_;
     const std::uint64_t number = readCompact();
@@ -146,7 +147,7 @@ void CommonSerializer::makeObject(std::uint32_t classIndex) {
         object = Ref<SerializableObject>(new Record(
             itsClass.name, itsClass.version, static_cast<std::uint32_t>(state.objects.size() + 1)));
     }
-    if (object && object->getRefCount() > 2 && hasNumber(*object)) { // two are held here
+    if (object && object->getRefCount() > 2 && hasNumber(*object)) { // two references are held here
         object = {};
         if (state.givenTwice == 0) {
             state.givenTwice = static_cast<std::uint32_t>(state.objects.size() + 1);
@@ -155,7 +156,7 @@ void CommonSerializer::makeObject(std::uint32_t classIndex) {
     state.objects.push_back({std::move(object), classIndex, 0});
 }
 
-// Asked of objects that somebody else holds, too, which is rare.
+// Called only for objects that somebody else holds, too, which is rare.
 bool CommonSerializer::hasNumber(const Identifiable& object) {
     State& state = *state_;
     for (; state.known < state.objects.size(); ++state.known) {
@@ -195,7 +196,7 @@ Identifiable* CommonSerializer::readReference() {
     return object.object.get();
 }
 
-// A work list: reading an object may append others to it.
+// `objects` is a work list: reading an object may append others to it.
 void CommonSerializer::loadObjects() {
     State& state = *state_;
     for (std::size_t i = 0; i < state.objects.size() && isGood(); ++i) {
@@ -220,8 +221,8 @@ Record* Record::lastHeldHereAlone() const {
     return goes && !record->references_.empty() ? record : nullptr;
 }
 
-// A chain may have millions of records, so it is taken apart in a loop, and there may be no memory
-// for a list of what is left to do.
+// A chain may have millions of records, so it is taken apart in a loop. `above_` links the records
+// on the way, because there may be no memory for a list of them.
 Record::~Record() {
     Record* record = this;
     above_ = nullptr;
@@ -244,8 +245,8 @@ void Record::serialize(CommonSerializer& serializer) {
     serializer.transferRest(bytes_, references_);
 }
 
-// All bytes and all references of a record. What goes wrong in the objects behind them is found by
-// the references that lead there.
+// Transfers all bytes and all references of a record. The references get path steps, by which
+// errors in the objects that they lead to are named.
 void CommonSerializer::transferRest(qz::vector<unsigned char>& bytes,
                                     qz::vector<Ref<Identifiable>>& references) {
     if (isPacked_) {

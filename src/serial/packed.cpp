@@ -1,4 +1,4 @@
-// Values in the forms for messages.
+// Transfers values through the forms for messages.
 #include "Math/Half.h"
 #include "Serial/CommonSerializer.h"
 #include "serial/state.h"
@@ -24,7 +24,7 @@ detail::Form& CommonSerializer::form() const {
     return *state_->form;
 }
 
-// Destructors call it.
+// noexcept, because destructors call it.
 bool CommonSerializer::accept(const char* error) noexcept {
     try {
         if (error != nullptr) {
@@ -33,7 +33,7 @@ bool CommonSerializer::accept(const char* error) noexcept {
     } catch (const std::exception&) {
         hasFailed_ = true;
         cursor_ = end_ = nullptr;
-        state_->error = "out of memory"; // fits without any
+        state_->error = "out of memory"; // short enough to need no memory
     }
     return isGood();
 }
@@ -46,7 +46,7 @@ void CommonSerializer::packNumber(std::uint64_t& number, std::uint32_t kind,
     }
 }
 
-// Few bytes are a number, as Mail::Stream has them.
+// Up to eight bytes are transferred as a number, as in Mail::Stream.
 void CommonSerializer::packBytes(unsigned char* bytes, std::size_t size, std::uint64_t meaning) {
     if (size > sizeof(std::uint64_t)) {
         if (isGood()) {
@@ -114,12 +114,12 @@ void CommonSerializer::packFixed(const char* name, double& number, double lowest
     } else {
         const auto most = static_cast<double>((std::uint64_t{1} << bits) - 1);
         const double part = (number - lowest) / (highest - lowest);
-        const double step = part >= 0 ? std::min(part, 1.0) * most + 0.5 : 0; // 0 for no number
+        const double step = part >= 0 ? std::min(part, 1.0) * most + 0.5 : 0; // 0 for not-a-number
         std::uint64_t field = isLoading_ ? 0 : static_cast<std::uint64_t>(step);
         packNumber(field, static_cast<std::uint32_t>(bits), serial::rangeOf(lowest, highest));
         if (isLoading_ && isGood()) {
             const double value = lowest + static_cast<double>(field) / most * (highest - lowest);
-            number = std::min(value, highest); // rounding may lead beyond it
+            number = std::min(value, highest); // rounding may exceed it
         }
     }
     name_ = outer;

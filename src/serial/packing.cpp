@@ -73,7 +73,7 @@ void Unpacking::begin(Beside base, bool isSame) {
     image_.clear();
 }
 
-// The bit in front of a value that a base line has. There has to be one left.
+// Reads the bit in front of a value that the base line has, too. At least one bit must be left.
 bool Unpacking::isChanged() {
     return in.get(1) != 0;
 }
@@ -168,7 +168,7 @@ std::size_t Unpacking::count() const {
     return base_.left() + (isSame_ ? 0 : in.left());
 }
 
-// A row that the base line has, too, need not be in the bits.
+// A row that is in the base line need not be in the bits.
 std::size_t Unpacking::bytesAhead() const {
     const std::size_t inBits = isSame_ ? 0 : in.left() / 8;
     const Cell* const old = base_.peek();
@@ -181,7 +181,7 @@ std::size_t Unpacking::bytesAhead() const {
 const char* Clearing::number(std::uint64_t& value, std::uint32_t /*kind*/) {
     constexpr std::size_t kMost = std::size_t{1} << 20;
     value = 0;
-    ignoresErrors = ++count_ < kMost; // a class that waits for something else has to end
+    ignoresErrors = ++count_ < kMost; // ends a class that would read zeros for ever
     return ignoresErrors ? nullptr : kTooLarge;
 }
 

@@ -1,4 +1,4 @@
-// The two directions of the forms for messages.
+// The forms that write and read values for messages.
 #pragma once
 
 #include "serial/form.h"
@@ -22,15 +22,15 @@ public:
     std::size_t bytesAhead() const override { return 0; }
     const char* finish() override { return nullptr; }
 
-    // Begins another state.
+    // Begins another image.
     void begin();
 
 private:
-    qz::vector<std::size_t> levels_; // those that are open
+    qz::vector<std::size_t> levels_; // open levels: the places of their cells
     std::size_t count_ = 0;
 };
 
-// Reads a state from bits; what is not in them is taken from a base line.
+// Reads values from bits. Those that the bits leave out are taken from a base line.
 class Unpacking final : public Common::detail::Form {
 public:
     explicit Unpacking(BitReader bits) : in(bits) {}
@@ -43,22 +43,22 @@ public:
     std::size_t bytesAhead() const override;
     const char* finish() override;
 
-    // What is read next stands beside a base line, or is all as it is there.
+    // Begins another image, beside a base line. `isSame`: it has the same values.
     void begin(Beside base, bool isSame);
 
     BitReader in;
 
-    // How long the image may get.
+    // The most cells that the image may have.
     std::size_t mostCells = std::numeric_limits<std::size_t>::max();
 
-    // What the whole has to come out as.
+    // The sum that the image must have, and its seed.
     std::uint32_t sum = 0;
     std::uint32_t seed = 0;
 
 private:
     struct Level {
         std::size_t place;
-        Beside base; // behind it
+        Beside base; // the base line's values behind the level
         bool isSame;
     };
 
@@ -70,7 +70,7 @@ private:
     qz::vector<Level> levels_;
 };
 
-// Reads zeros, so that a value has no items, and refers to nothing.
+// Reads only zeros, which empties an object: its lists have no items, and its references are null.
 class Clearing final : public Common::detail::Form {
 public:
     Clearing() { ignoresErrors = true; }
@@ -84,7 +84,7 @@ public:
     const char* finish() override { return nullptr; }
 
 private:
-    std::size_t count_ = 0; // of numbers
+    std::size_t count_ = 0; // of numbers read
 };
 
 } // namespace serial

@@ -1,4 +1,4 @@
-// Which objects were met, by their addresses.
+// A table from the addresses of objects to their numbers.
 #pragma once
 
 #include "Common/Allocator.h"
@@ -8,12 +8,12 @@
 
 namespace serial {
 
-// Open addressing: an object graph is looked up once a reference, which should not cost a block of
-// memory each.
+// A hash table with open addressing: there is a look-up for each reference in an object graph, and
+// none should allocate a block of memory.
 class PointerTable {
 public:
-    // The number kept with an address; if there is none yet, `number` is kept with it from now on,
-    // and returned. Not 0. Throws std::bad_alloc.
+    // The number of an address. If the address is not in the table, adds it with `number`, which is
+    // not 0, and returns that. Throws std::bad_alloc.
     std::uint32_t findOrAdd(const void* address, std::uint32_t number) {
         if (2 * (count_ + 1) > slots_.size()) {
             grow();
@@ -29,7 +29,7 @@ public:
 private:
     struct Slot {
         const void* address;
-        std::uint32_t number; // 0: nothing here
+        std::uint32_t number; // 0: the slot is free
     };
 
     Slot& slotFor(const void* address) {
@@ -54,7 +54,7 @@ private:
         }
     }
 
-    qz::vector<Slot> slots_; // a power of two of them, at most half of them used
+    qz::vector<Slot> slots_; // their number is a power of two; at most half of them are used
     std::size_t count_ = 0;
 };
 

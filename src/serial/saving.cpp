@@ -43,8 +43,8 @@ void CommonSerializer::endRecord() {
     append(body, state_->payload.data(), size);
 }
 
-// For a record, and for those to come, judged by those before: a body that only doubles its room
-// is copied more often, and takes twice the memory.
+// Makes room for a record and, by the size of the records so far, for those to come. A body that
+// only doubled its room would be copied more often, and take up to twice the memory.
 void CommonSerializer::makeRoom(std::size_t size) {
     serial::Bytes& body = state_->body;
     if (body.capacity() - body.size() >= size) {
@@ -76,7 +76,7 @@ bool CommonSerializer::writeReference(const Identifiable* object) {
     return number == next;
 }
 
-// What stands behind the first reference to an object.
+// Writes what follows the first reference to an object.
 void CommonSerializer::introduce(const Identifiable& object, SerializableObject* serializable) {
     if (serializable == nullptr) {
         fail("an object of class \"" + object.getClassIdentifier().getClassName() +
@@ -87,13 +87,13 @@ void CommonSerializer::introduce(const Identifiable& object, SerializableObject*
     state_->objects.push_back({Ref<SerializableObject>(serializable), classIndex, nodeOf(scope_)});
 }
 
-// With the first object of a class its name and version.
+// Writes the number of a class, and its name and version with the first object of the class.
 std::uint32_t CommonSerializer::writeClass(const SerializableObject& object) {
     State& state = *state_;
     const Identifier& name = object.getClassIdentifier();
     const std::uint32_t version = object.getVersion();
     if (!state.objects.empty()) {
-        // Most often it is that of the object before.
+        // Mostly it is the class of the object before.
         const std::uint32_t last = state.objects.back().classIndex;
         if (state.classes[last].version == version && state.classes[last].name == name) {
             append(state.mentions, last);
@@ -117,7 +117,7 @@ std::uint32_t CommonSerializer::writeClass(const SerializableObject& object) {
     return found->second;
 }
 
-// A work list: serializing an object may append others to it.
+// `objects` is a work list: serializing an object may append others to it.
 void CommonSerializer::saveObjects() {
     State& state = *state_;
     state.body.resize(serial::kHeaderSize); // filled in by handOver

@@ -1,4 +1,4 @@
-// What a serializer keeps beside the values that it is at.
+// The private part of a serializer.
 #pragma once
 
 #include "Common/Allocator.h"
@@ -15,14 +15,14 @@
 
 namespace serial {
 
-// At the beginning of each file; the last byte is the version of the format. A transfer that
-// changes line ends shows.
+// Each file begins with it. The last byte is the version of the format. The line ends show whether
+// a transfer has changed them.
 inline constexpr unsigned char kMark[8] = {0x89, 'Q', 'Z', 'O', '\r', '\n', 0x1A, 1};
 inline constexpr std::size_t kHeaderSize = sizeof kMark + sizeof(std::uint64_t);
 inline constexpr std::size_t kSumSize = sizeof(std::uint32_t);
 
-// Each object of an unknown class has a name of its own: a long one in a short file would become
-// many in memory.
+// Each object of an unknown class has a copy of its class's name: without a limit, a short file
+// with one long name could take much memory.
 inline constexpr std::size_t kMostNameBytes = 255;
 
 template<class T>
@@ -41,7 +41,7 @@ T getFixed(const unsigned char* in) {
     return value;
 }
 
-// Of a body, and of the header in front of it.
+// The sum of a header and the body behind it.
 std::uint32_t sumOf(const unsigned char* header, const unsigned char* body, std::size_t size);
 
 } // namespace serial
@@ -57,10 +57,10 @@ struct CommonSerializer::State {
     struct Object {
         Ref<SerializableObject> object; // null for one that no factory made
         std::uint32_t classIndex;
-        std::uint32_t node; // of the path on which it was met first
+        std::uint32_t node; // the path of the first reference to it
     };
 
-    // A step on a path: a name, or the number of an item, or both.
+    // A step of a path: a name, or the number of an item, or both.
     struct Node {
         std::uint32_t parent;
         std::uint32_t index;
@@ -72,17 +72,17 @@ struct CommonSerializer::State {
     State& operator=(const State&) = delete;
     ~State();
 
-    std::unique_ptr<detail::Form> form; // for messages
+    std::unique_ptr<detail::Form> form; // null for files
     Limits limits;
     std::string error;
-    qz::vector<Object> objects; // number n is at n - 1
+    qz::vector<Object> objects; // object number n is at n - 1
     qz::vector<Class> classes;
-    qz::vector<Node> nodes;       // number n is at n - 1
-    serial::PointerTable numbers; // when loading, of the first `known` objects at least
+    qz::vector<Node> nodes;       // node number n is at n - 1
+    serial::PointerTable numbers; // when loading, has at least the first `known` objects
     std::uint32_t objectNode = 0;
-    std::uint32_t version = 0; // of what is saved as a whole
+    std::uint32_t version = 0; // the version of the file's own record
     serial::Bytes body;        // when saving, with the header in front
-    std::size_t next = 0;      // saving: the object to be written; loading: where its record begins
+    std::size_t next = 0; // saving: the next object to be written; loading: where its record begins
 
     // Saving.
     io::Stream* out = nullptr;
@@ -93,10 +93,10 @@ struct CommonSerializer::State {
 
     // Loading.
     FactoryManager* factories = nullptr;
-    qz::vector<std::uint32_t> mentioned; // the references of the record, as numbers
+    qz::vector<std::uint32_t> mentioned; // the record's references, as numbers
     std::size_t nextMention = 0;
     std::size_t known = 0;
-    std::uint32_t givenTwice = 0; // the first object that a factory has given out before; 0: none
+    std::uint32_t givenTwice = 0; // the first object that a factory gave out twice; 0: none
 };
 
 } // namespace Common

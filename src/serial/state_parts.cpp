@@ -37,7 +37,7 @@ std::size_t sizeOfPart(const Common::detail::StateHeader& state, std::size_t ind
     return std::min<std::size_t>(state.partSize, state.size - index * state.partSize);
 }
 
-// False for what is no part, or damaged.
+// Reads a part's header. False if the bytes are not a part, or are damaged.
 bool getHeader(const Bytes& part, PartHeader& header) {
     const unsigned char* const in = part.data();
     if (part.size() < kPartHeaderSize || std::memcmp(in, kPartMark, sizeof kPartMark) != 0 ||
@@ -144,7 +144,7 @@ bool StateParts::begin(const detail::StateHeader& header) {
     return true;
 }
 
-// There is room for all. The parts keep their headers, by which duplicates are told.
+// Joins the parts; there is room. The parts keep their headers, to detect duplicates.
 void StateParts::putTogether() {
     for (serial::Bytes& part : parts_) {
         bytes_.insert(bytes_.end(), part.begin() + serial::kPartHeaderSize, part.end());

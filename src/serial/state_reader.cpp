@@ -35,8 +35,8 @@ constexpr char kDamaged[] = "a state with a list that is none";
 
 } // namespace
 
-// A whole state begins with nothing; otherwise what has changed since the base line is to be again
-// as it was there.
+// A whole state begins without objects. Otherwise objects that have changed since the base line
+// begin as they were there.
 void StateReader::stage() {
     if (base_.state == 0) {
         for (const auto& [number, entry] : history_.entries()) {
@@ -139,8 +139,7 @@ bool StateReader::readClass(std::size_t& index, std::optional<std::uint32_t>& de
     return true;
 }
 
-// Takes the object that there is now, if it fits; only a whole state comes upon one. Returns what
-// is wrong, or null.
+// Uses the present object if it is of the class, else makes one. Returns what is wrong, or null.
 const char* StateReader::make(Item& item, const Identifier& name,
                               Common::FactoryManager* factories) {
     item.isNew = true;
@@ -184,8 +183,8 @@ bool StateReader::readValues() {
     return form_->in.isAtEnd() || fail("something behind the last object");
 }
 
-// The objects that others take the place of, or nothing, and how many references to each are in
-// objects that are not staged.
+// The replaced and removed objects that objects which are not staged refer to, each with the number
+// of such references.
 std::map<std::uint32_t, std::uint32_t> StateReader::staleReferences() const {
     std::map<std::uint32_t, std::uint32_t> stale;
     for (const auto& [number, item] : items_) {
@@ -209,8 +208,8 @@ std::map<std::uint32_t, std::uint32_t> StateReader::staleReferences() const {
     return stale;
 }
 
-// Whoever refers to an object that is replaced, and is itself as it was, is to refer to the other
-// one. No sender lets an object go to which somebody refers.
+// Stages unchanged objects that refer to a replaced object, so that they are read back and refer to
+// the new one. False if others still refer to a removed object, which no sender allows.
 bool StateReader::stageReferrers() {
     const std::map<std::uint32_t, std::uint32_t> stale = staleReferences();
     for (const auto& [number, count] : stale) {
@@ -232,7 +231,7 @@ bool StateReader::stageReferrers() {
     return true;
 }
 
-// Those that the state does not mention.
+// Gives staged objects that the state does not mention the values that they have in the base line.
 bool StateReader::readBack() {
     for (auto& [number, item] : items_) {
         if (item.isNew && !item.isTouched) {
@@ -246,7 +245,7 @@ bool StateReader::readBack() {
 }
 
 bool StateReader::readInto(std::uint32_t number, Item& item, bool isSame) {
-    const ImagePtr base = std::move(item.version.image); // stays while it is read from
+    const ImagePtr base = std::move(item.version.image); // keeps the image while it is read from
     form_->begin(base ? Beside(*base) : Beside(), isSame);
     form_->mostCells = (limits_.bytes - std::min(bytes_, limits_.bytes)) / sizeof(Cell);
     item.isTouched = true;
@@ -269,7 +268,7 @@ bool StateReader::readInto(std::uint32_t number, Item& item, bool isSame) {
     return true;
 }
 
-// As far as an object shows it that has values for the first time.
+// Checks the first new object of each class only, because no other has a description.
 bool StateReader::isOfSameClass(const Item& item) const {
     return !item.description ||
            *item.description == describe(form_->image(), item.version.object->getVersion());
@@ -331,7 +330,7 @@ void StateReader::clearMade() {
         if (item.isNew && item.version.object && !isThere) {
             try {
                 item.version.object->serialize(serializer);
-            } catch (...) { // a class that does not like zeros; others have their turn
+            } catch (...) { // the class does not accept zeros; goes on with the others
                 continue;
             }
         }

@@ -1,4 +1,4 @@
-// How a state of objects is read.
+// Reads a state of objects.
 #pragma once
 
 #include "serial/common_state.h"
@@ -13,7 +13,8 @@
 
 namespace serial {
 
-// Reads a state beside what there is. That changes only at the end, but for the objects' values.
+// Reads a state beside the history. The history changes only at the end, in commit(); only the
+// values of present objects change while the state is read.
 class StateReader final : public Numbers {
 public:
     StateReader(History& history, History::Line base, const BitReader& bits,
@@ -32,19 +33,19 @@ public:
                readBack();
     }
 
-    // What the state has come out as.
+    // The sum of the state read.
     std::uint32_t sum() const;
 
-    // Which classes may differ, behind an error: those whose objects were read, or some of them.
+    // A text to append to an error: some classes of the objects read, of which one may differ.
     std::string suspects() const;
 
-    // Puts everything in place.
+    // Adds the state to the history.
     void commit(History::Line line);
 
-    // Reads objects back that have been read in part. False if one cannot be.
+    // After a failure, gives the touched objects their last values again. False if one refuses.
     bool takeBack();
 
-    // Empties objects that were made for nothing: in circles they would keep each other.
+    // After a failure, empties the objects made: in a cycle they would keep each other alive.
     void clearMade();
 
     const std::string& error() const { return error_; }
@@ -53,12 +54,12 @@ public:
     Common::Identifiable* objectOf(std::uint32_t number) const override;
 
 private:
-    // What is to become of an object.
+    // What an object becomes in the state.
     struct Item {
-        Entry* entry = nullptr;                   // if it is known already
-        std::uint32_t baseSum = 0;                // that it had in the base line
-        Version version;                          // without an object: it goes
-        std::optional<std::uint32_t> description; // of its class, if it is the first one
+        Entry* entry = nullptr;                   // null if its number is new
+        std::uint32_t baseSum = 0;                // its sum in the base line
+        Version version;                          // has no object if it is removed
+        std::optional<std::uint32_t> description; // if it is the first new object of its class
         bool isRemoved = false;
         bool isNew = false;
         bool isTouched = false;
@@ -88,11 +89,11 @@ private:
     History& history_;
     History::Line base_;
     const Common::CommonBufferizer::Limits& limits_;
-    Unpacking* form_; // the serializer's
+    Unpacking* form_; // owned by the serializer
     ObjectSerializer serializer_;
     std::map<std::uint32_t, Item> items_;
-    std::size_t count_ = 0; // of the objects that there will be
-    std::size_t bytes_ = 0; // that they take, as far as it is known
+    std::size_t count_ = 0; // of objects in the state
+    std::size_t bytes_ = 0; // the memory that they take, without those still to be read
     qz::vector<Common::Identifier> classes_;
     PointerTable made_;
     std::uint32_t madeCount_ = 0;

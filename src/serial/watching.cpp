@@ -1,4 +1,4 @@
-// States that are read.
+// Reads states into the history.
 #include "serial/state_reader.h"
 
 #include <string>
