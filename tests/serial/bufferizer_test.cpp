@@ -1,4 +1,4 @@
-// Values as states for a network, whole and beside a base line.
+// Values as states for a network: whole states, and changes since a base line.
 #include "Serial/Bufferizer.h"
 
 #include "serial/saved.h"
@@ -73,7 +73,7 @@ std::string read(const Messages& messages, T& value, Baseline* base = nullptr) {
 
 struct Unit {
     int kind = 0;
-    double heading = -1; // 0 is between two steps
+    double heading = -1; // 0 lies between two steps of its range
     float speed = 0;
     std::int8_t side = 0;
     bool isAlive = false;
@@ -112,7 +112,7 @@ TEST(Bufferizer, FieldsHaveTheirWidths) {
     EXPECT_EQ(unit.heading, 0.25) << "writing changes nothing";
     back.heading = unit.heading;
     EXPECT_EQ(back, unit);
-    // In a file the values are as they are.
+    // In a file the values are exact.
     Common::FactoryManager factories;
     unit.heading = 5;
     EXPECT_EQ(qz::test::load(qz::test::save(unit), back, factories), "");
@@ -177,7 +177,7 @@ TEST(Bufferizer, ErrorsTellWhere) {
     EXPECT_EQ(read(write(number, 1), small), "world: a value that its type does not have");
 }
 
-// Fields of one width that are others: who reads them notices.
+// The fields of the two sides have the same widths and differ otherwise. The reader notices it.
 TEST(Bufferizer, ClassesHaveToAgree) {
     struct Either {
         int of = 0;
@@ -203,7 +203,7 @@ TEST(Bufferizer, ClassesHaveToAgree) {
     }
 }
 
-// Some other state, sometimes of almost everything.
+// Changes some values, sometimes almost all.
 void change(Values& values, std::mt19937& random) {
     const auto at = [&](std::size_t size) { return random() % std::max<std::size_t>(size, 1); };
     for (auto count = random() % 4 == 0 ? 20 : random() % 3; count != 0; --count) {
@@ -259,7 +259,7 @@ void change(Values& values, std::mt19937& random) {
     }
 }
 
-// Each state beside any of those before, as the model has it.
+// Each state is written beside any earlier one, and read back as it was.
 TEST(Bufferizer, StatesComeBack) {
     for (unsigned seed = 0; seed < 30; ++seed) {
         std::mt19937 random(seed);
@@ -289,8 +289,8 @@ TEST(Bufferizer, OnlyWhatChangedIsWritten) {
     fleet.units[500].kind = 77;
     fleet.heights[700] = 1;
     const Messages delta = write(fleet, 2, base);
-    // Bits: the whole, the units, their number, one each, the fields of one, its kind; the name;
-    // the heights, their number, one for each block, a block.
+    // Bits: for the whole and the units; their number; one for each; the fields of one; its kind;
+    // the name; the heights and their number; one for each block; a block.
     EXPECT_EQ(sizeOf(delta), kHeader + (2 + 1 + 1000 + 5 + 12 + 1 + 2 + 63 + 512 + 7) / 8);
     EXPECT_EQ(read(delta, back), "a state that belongs to another base line") << "there is none";
     Baseline other;

@@ -1,4 +1,4 @@
-// Objects that a simulation writes and others watch.
+// Objects that a simulation writes and other programs watch.
 #include "Serial/CommonBufferizer.h"
 
 #include "Core/Hash.h"
@@ -44,7 +44,7 @@ public:
         }
     }
 
-    // The same, with references as numbers.
+    // The object as text; a reference is the text of what it refers to.
     std::string text() const {
         std::string words =
             getClassIdentifier().getClassName() + ' ' + std::to_string(speed) + name;
@@ -59,7 +59,7 @@ public:
     std::vector<int> crew;
     Ref<Ferry> next;
 
-    // Cycles would keep each other.
+    // Takes all references apart, because cycles would keep their objects alive.
     static void letGo() {
         std::vector<Ref<Ferry>> held;
         for (Ferry* const ferry : all) {
@@ -155,12 +155,12 @@ void change(Ferry& ferry, std::mt19937& random) {
         ferry.crew.resize(random() % 6, static_cast<int>(random() % 1000));
         break;
     default:
-        break; // marked for nothing
+        break; // marked without a change
     }
 }
 
-// Two watchers that miss states, each told what differs from the one that it had last; and all see
-// what there is.
+// Two watchers miss states. Each gets the difference from the last state that it has, and sees the
+// newest state.
 TEST_F(States, AreSeenAsTheyAre) {
     for (unsigned seed = 0; seed < 20; ++seed) {
         std::mt19937 random(seed);
@@ -169,7 +169,7 @@ TEST_F(States, AreSeenAsTheyAre) {
             watchers[2]{CommonBufferizer(factories), CommonBufferizer(factories)};
         for (std::uint32_t step = 1; step < 60; ++step) {
             for (auto i = random() % 4; i > 0; --i) {
-                const std::uint32_t number = any() % 20 + 1; // often the same one
+                const std::uint32_t number = any() % 20 + 1; // often the same number
                 if (of(source, number) != nullptr) {
                     removeWithReferences(source, number);
                 }
@@ -214,7 +214,7 @@ TEST_F(States, MayGoOnFromAnyThatWasRead) {
     source.capture();
     ASSERT_EQ(read(watcher, source.write(1, 1)), "");
     EXPECT_EQ(of(watcher, 2), nullptr);
-    // Back to what it was, as written by one who does not know that state 2 has come.
+    // Changed back, and written by a source that does not know that state 2 has arrived.
     of(source, 1)->name = "first";
     source.remove(3);
     source.capture();
@@ -342,7 +342,7 @@ TEST_F(States, ClassesHaveToAgree) {
     }
 }
 
-// Whoever still refers to an object that goes is looked at, marked or not.
+// An object that still refers to a removed one is looked at, marked or not.
 TEST_F(States, NothingRefersToWhatIsGone) {
     CommonBufferizer source, watcher(factories);
     for (std::uint32_t number = 1; number <= 4; ++number) {
@@ -359,7 +359,7 @@ TEST_F(States, NothingRefersToWhatIsGone) {
     EXPECT_EQ(source.captureMarked(), 0U);
     EXPECT_EQ(source.getError(),
               "object 1 (Ferry): next: a reference to an object that has no number");
-    of(source, 1)->next = Ref<Ferry>(of(source, 2)); // the other one, though nobody marks it
+    of(source, 1)->next = Ref<Ferry>(of(source, 2)); // the new one; object 1 is not marked
     ASSERT_EQ(source.captureMarked(), 2U) << source.getError();
     for (const std::uint32_t base : {1U, 0U}) {
         CommonBufferizer late(factories);
@@ -369,7 +369,7 @@ TEST_F(States, NothingRefersToWhatIsGone) {
     }
 }
 
-// A state of one message with another number, or other bits, that no sender writes.
+// A state of one message with another number, or with bits that no sender writes.
 Messages forged(const Messages& messages, std::uint32_t number, const char* bits = nullptr) {
     constexpr std::size_t kNumberAt = 8, kSizeAt = 24, kSumAt = 32, kHeader = 36;
     std::string bytes(messages[0].getSize(), 0);
@@ -399,7 +399,7 @@ TEST_F(States, MayBeForged) {
     source.capture();
     ASSERT_EQ(read(watcher, source.write(0, 1)), "");
     source.capture();
-    EXPECT_EQ(read(watcher, forged(source.write(1, 1), 2, "\2\0\0")), // 2 goes, and no more
+    EXPECT_EQ(read(watcher, forged(source.write(1, 1), 2, "\2\0\0")), // only removes object 2
               "object 2 (Ferry): it goes, and others still refer to it");
     EXPECT_EQ(look(watcher), look(source));
     ASSERT_EQ(read(watcher, forged(source.write(0, 1), 0xFFFF'FFFF)), "") << "the last number";
@@ -422,7 +422,7 @@ TEST_F(States, RefusedOnesLeaveNothing) {
     Ferry::letGo();
 }
 
-// None is destroyed within another's destructor, however they lie.
+// No object is destroyed within another's destructor, in whatever order they refer to each other.
 TEST_F(States, MayBeLongChains) {
     constexpr std::uint32_t kCount = 1'000;
     const auto inZigzag = [](std::uint32_t i) { return i % 2 == 0 ? i : kCount - i; };
@@ -451,7 +451,8 @@ TEST_F(States, MayBeLongChains) {
     EXPECT_EQ(Ferry::deepest, 1);
 }
 
-// After a reading that could not be taken back, either: all others go, or the watcher.
+// A read that could not be taken back leaves a chain. The next state, or the end of the watcher,
+// releases it without recursion.
 TEST_F(States, BreakWithoutDepth) {
     constexpr std::uint32_t kCount = 1'000;
     Ferry::deepest = 0;
@@ -533,7 +534,7 @@ TEST_F(States, ClassesMayMisbehave) {
     EXPECT_EQ(source.getError(), "a class whose name is too long");
 }
 
-// A watcher that takes objects out by itself still counts right.
+// A watcher that removes objects itself still counts them right.
 TEST_F(States, WatchersMayRemove) {
     CommonBufferizer source, watcher(factories, {.objects = 4});
     for (std::uint32_t number = 1; number <= 4; ++number) {
@@ -566,7 +567,7 @@ TEST_F(States, CostWhatChanged) {
     }
     source.captureMarked();
     const Messages delta = source.write(1, 1);
-    // Of each its number, what changed of four values, and 10 bits.
+    // For each object: its number, which of four values changed, and 10 bits.
     EXPECT_LE(sizeOf(delta), 36 + 3 + 200 * (8 + 4 + 10) / 8 + 1);
     ASSERT_EQ(read(watcher, delta), "");
     EXPECT_EQ(of(watcher, 10'000)->speed, 7);

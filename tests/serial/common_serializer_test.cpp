@@ -19,7 +19,7 @@ using qz::test::save;
 using qz::test::someValues;
 using qz::test::Values;
 
-// Gives a body a header and a sum.
+// A file that consists of a header, a body and a sum.
 std::string fileWith(const std::string& body) {
     std::string file("\x89QZO\r\n\x1A\1", 8);
     for (int i = 0; i < 8; ++i) {
@@ -50,7 +50,7 @@ TEST_F(Serializer, ValuesComeBack) {
     EXPECT_EQ(save(read), bytes) << "whatever order the unordered map has";
 }
 
-// The format, as it is written down.
+// The format as it is documented.
 TEST_F(Serializer, BytesAreTheSameEverywhere) {
     struct {
         std::vector<int> numbers{-1, 300};
@@ -107,7 +107,7 @@ TEST_F(Serializer, DamagedFilesChangeNothing) {
     }
 }
 
-// A value that contains another, which contains it.
+// Two of these contain each other.
 struct Knot {
     Knot* other;
     void serialize(CommonSerializer& serializer) { serializer.transfer("other", *other); }
@@ -130,7 +130,7 @@ TEST_F(Serializer, ErrorsTellWhere) {
         void serialize(CommonSerializer& s) { s.transfer("leaves", leaves); }
     } tree;
     short small = 5;
-    // Units, of which the second has an entry with a flag of 2.
+    // Two units. The second has an entry with a flag of 2.
     EXPECT_EQ(load(fileWith(std::string("\0\6\0\2\0\1\0\1\2", 9)), flags, factories),
               "world.units[1][0].value[0]: a value that its type does not have");
     EXPECT_EQ(flags.units.size(), 1U) << "those before the error";

@@ -40,7 +40,7 @@ public:
 };
 int Node::count = 0;
 
-// With a member more since version 2, in the middle of the others.
+// Has one more member since version 2, in the middle of the others.
 class Ship : public Node {
 public:
     Ship() : Node("Ship") {}
@@ -65,7 +65,7 @@ public:
 };
 std::uint32_t Ship::version = 1;
 
-// Where references make a cycle, counting alone frees nobody.
+// Takes references apart: counting alone would not free objects in a cycle.
 void takeApart(const std::vector<Ref<Node>>& nodes) {
     for (const Ref<Node>& node : nodes) {
         node->next = {};
@@ -88,7 +88,7 @@ protected:
     Common::FactoryManager nobody;
 };
 
-// All nodes in the order of their numbers, by way of one that refers to all.
+// Compares all nodes in the order of their numbers, with their references.
 TEST_F(SerializerGraph, IsTheSameGraph) {
     for (unsigned seed = 0; seed < 20; ++seed) {
         std::mt19937 random(seed);
@@ -146,7 +146,7 @@ TEST_F(SerializerGraph, ChainsMayBeLong) {
     EXPECT_EQ(load(bytes, chain, factories), "");
     EXPECT_EQ(countAndFree(std::exchange(chain, {})), kLength);
 
-    // A chain that is read but for its end falls without depth, too.
+    // A chain whose end cannot be read is released without recursion, too.
     Ref<Node> end(new Node("Ghost"));
     chain = makeChain(kLength / 10, std::move(end));
     const std::string cut = save(chain);
@@ -156,7 +156,7 @@ TEST_F(SerializerGraph, ChainsMayBeLong) {
     EXPECT_EQ(countAndFree(std::exchange(chain, {})), kLength / 10);
 }
 
-// Values and references are kept apart while a record is written, and its memory grows meanwhile.
+// Values and references are kept apart while a record is written, and the memory for them grows.
 TEST_F(SerializerGraph, ValuesBehindReferencesAreWhatTheyWere) {
     std::pair<Ref<Node>, int> first{Ref<Node>(new Node), 42}, firstRead;
     EXPECT_EQ(load(save(first), firstRead, factories), "");
@@ -173,7 +173,7 @@ TEST_F(SerializerGraph, ValuesBehindReferencesAreWhatTheyWere) {
                                    &std::pair<Ref<Node>, int>::second));
 }
 
-// Nobody asks for the objects; each refers to the one before.
+// No loaded value refers to the objects; each refers to the one before.
 TEST_F(SerializerGraph, ChainsThatNobodyAskedForFallWithoutDepth) {
     std::vector<Ref<Node>> nodes;
     for (int i = 0; i < 300'000; ++i) {
@@ -241,7 +241,7 @@ TEST_F(SerializerGraph, UnknownClassesAreKept) {
     EXPECT_EQ(record->getNumber(), 1U);
     EXPECT_EQ(save(kept), bytes);
     EXPECT_EQ(load(save(kept), read, factories), "");
-    record->letGo(); // the two refer to each other
+    record->letGo(); // two records refer to each other
     auto& again = dynamic_cast<Ship&>(*read.at(0));
     EXPECT_EQ(again.name, "Ada");
     EXPECT_EQ(again.escort->next.get(), &again);
