@@ -12,8 +12,8 @@ namespace {
 
 constexpr int kSignificantDigits = 10;
 
-// The power of ten of the first digit that is not 0. Only roughly, which is enough for numbers that
-// are far too large or too small.
+// The power of ten of the first digit that is not 0. It is only rough, which is enough for numbers
+// that are far too large or too small.
 std::int64_t magnitudeOf(std::string_view text) {
     const std::size_t exponentAt = std::min(text.find_first_of("eE"), text.size());
     const std::string_view digits = text.substr(0, exponentAt);
@@ -25,7 +25,7 @@ std::int64_t magnitudeOf(std::string_view text) {
         const std::string_view rest = text.substr(exponentAt + 1);
         const bool isNegative = rest.starts_with('-');
         const char* const begin = rest.data() + (isNegative || rest.starts_with('+') ? 1 : 0);
-        // More than any text has digits, but too small to overflow when their number is added.
+        // Larger than any text's number of digits, but too small to overflow when that is added.
         exponent = std::int64_t{1} << 40;
         std::from_chars(begin, rest.data() + rest.size(), exponent);
         exponent = isNegative ? -exponent : exponent;

@@ -28,7 +28,7 @@ bool EditedText::insertItems(const Entry& list, const Inserted& inserted, int de
     return insertItemsWhereNoneAre(list, inserted, depth);
 }
 
-// On lines of their own if the first erased item had one.
+// Inserts items on lines of their own if the first erased item had one.
 bool EditedText::insertItemsWhereNoneAre(const Entry& list, const Inserted& inserted, int depth) {
     const std::size_t closing = closingBraceOf(list);
     const std::vector<Place> erased = erasedIn(list);
@@ -86,7 +86,7 @@ bool EditedText::isOnLineOfItsOwn(const Place& item) const {
            layout_.lineEndAfterComments(commaBehind(item).value_or(item.end()));
 }
 
-// Whether items behind this one are to get lines of their own. The list may end in its line.
+// Whether items behind this one get lines of their own. The list may end in this item's line.
 bool EditedText::isLineOfMany(const Entry& item) const {
     const std::size_t behind = layout_.skipBlanks(item.place.end());
     const bool isAlone = isOnLineOfItsOwn(item.place) ||
@@ -96,8 +96,8 @@ bool EditedText::isLineOfMany(const Entry& item) const {
     return isAlone && (isFirst || !before.isOriginal || isOnLineOfItsOwn(before.place));
 }
 
-// Adds the commas that go. A comma stays if the item before it stays. The last staying item's comma
-// goes nevertheless, unless items are inserted behind it on lines of their own.
+// Adds the commas to erase. A comma stays if the item before it stays. But the last staying item's
+// comma is erased unless items are inserted behind it on lines of their own.
 void EditedText::appendCommas(const Entry& list, std::vector<Place>& erased) const {
     std::vector<Item> items;
     std::transform(erased.begin(), erased.end(), std::back_inserter(items), [](const Place& place) {

@@ -18,8 +18,8 @@ Grammar::Grammar(const LexicalAnalyser& lexical) {
     const Rule expression = std::make_shared<MathCalculatorToken>(lexical);
     const Rule string = std::make_shared<StringToken>(lexical);
 
-    // Characters are expressions. As a choice of its own the first one of an expression whose
-    // result does not fit would be a value, and the error be told behind it.
+    // Characters are expressions, not a choice of their own. That choice would take the first
+    // character of an expression whose result does not fit, and the error would be behind it.
     const Rule value = choice(expression, string);
     const Rule item = choice(list_, value);
     list_ = block(Type::kList, text("{"),

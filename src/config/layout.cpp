@@ -56,7 +56,7 @@ std::optional<std::size_t> Layout::lineEndAfterComments(std::size_t offset) cons
 
 std::size_t Layout::endOfCommentLines(std::size_t entryEnd, std::size_t lineEnd,
                                       std::string_view indentation) const {
-    std::size_t endOfDeeper = lineEnd; // of the deeper ones at the beginning
+    std::size_t endOfDeeper = lineEnd; // the end of the deeper lines at the beginning
     bool areDeeper = skipBlanks(entryEnd) != lineEnd;
     while (has(kLineEnd, lineEnd)) {
         const std::size_t begin = lineEnd + kLineEnd.size();

@@ -10,7 +10,7 @@
 
 namespace qz::config {
 
-// The first question makes the index. Several threads may ask at once.
+// The first call of lineOf makes the index. Several threads may call lineOf at once.
 class LineIndex {
 public:
     // The result of SourceText::lineOf, without a walk through the whole text each time.

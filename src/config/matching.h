@@ -88,7 +88,7 @@ public:
     // Adds an entry that was filled from the lexemes since `start`.
     void keep(Entry& entry, Position start);
 
-    // Sends what is kept to a list of its own for its lifetime, `levels` deeper.
+    // During its lifetime, what is kept goes to another list, `levels` deeper.
     class Nesting {
     public:
         Nesting(Matching& matching, EntryList& output, int levels)

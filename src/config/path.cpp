@@ -81,7 +81,7 @@ std::size_t countItems(const Entry& list) {
     return count;
 }
 
-// Each point stands for a block or list around the parts behind it.
+// Each dot stands for a block or list around the parts behind it.
 bool isTooDeep(std::string_view path) {
     return std::count(path.begin(), path.end(), '.') > kMaxDepth;
 }

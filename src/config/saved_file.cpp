@@ -25,7 +25,7 @@ Result SavedFile::save(const std::string& name, std::string_view text, Overwrite
     if (overwrite == Overwrite::anything || (name != name_ && name != unread_)) {
         return replace(name, text);
     }
-    // After a longer wait this saves without the turn: it still compares.
+    // If the turn does not come in this time, this saves without it, but still compares.
     constexpr std::chrono::seconds kLongestWait{1};
     const platform::SaveTurn turn(name.c_str(), kLongestWait);
     const Result result = compare(name);

@@ -138,7 +138,7 @@ void SettingsReader::start_(bool isParsed) {
 SettingsReader::SettingsReader(std::shared_ptr<State> state, const Place& place)
     : state_(std::move(state)), entry_(place.entry), path_(place.path), line_(place.line) {}
 
-// Asks for the entries on the way.
+// Finds the place, and asks for the entries on the way.
 SettingsReader::Place SettingsReader::find_(const std::string& path) const {
     Place place{entry_, path_, line_};
     for (std::size_t begin = 0; begin <= path.size() && !path.empty();) {

@@ -194,7 +194,7 @@ void Tree::release(EntryList entries) {
     }
 }
 
-// Entries of the text stay in the memory of parsing.
+// Entries of the text stay in `parsed_`.
 void Tree::releaseOne(Entry& entry) {
     if (entry.type == Type::kString && entry.ownsChars) {
         changed_.release(entry.chars);

@@ -9,8 +9,8 @@
 
 namespace qz::config {
 
-// What lines begin with: blanks of the text, which are not copied because they may be many, and
-// some levels more.
+// What lines begin with: blanks of the text, and the blanks of some levels more. The first are not
+// copied because they may be many.
 struct Indentation {
     std::string_view blanks;
     int levels = 0;
