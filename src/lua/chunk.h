@@ -9,8 +9,8 @@
 namespace lua {
 
 // Both do what lua_load does, but limit memory: a damaged precompiled chunk cannot make Lua
-// allocate more than a sound chunk of `size` bytes could need. With LuaJIT, which does not check
-// precompiled chunks, these are syntax errors. A null name is "?".
+// allocate more than a sound chunk of `size` bytes could need. LuaJIT does not check precompiled
+// chunks, so with LuaJIT each one is a syntax error. A null name is "?".
 int loadChunk(lua_State* state, lua_Reader read, void* context, std::size_t size, const char* name);
 int loadChunk(lua_State* state, std::string_view chunk, const char* name);
 

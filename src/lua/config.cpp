@@ -17,8 +17,7 @@ namespace Lua {
 
 namespace {
 
-// Takes the first key off a path of several keys. If only one is left, takes nothing and returns
-// false.
+// Takes the first key off a path. Takes nothing and returns false if only one key is left.
 bool takeKey(const char*& path, std::string_view& key) {
     const char* const dot = std::strchr(path, '.');
     if (dot == nullptr) {

@@ -43,8 +43,7 @@ bool failRun(lua_State* state, const char* name, int length) {
     return false;
 }
 
-// Runs the chunk on top of the stack. If loading it has failed, a message is there instead, and
-// stays.
+// Runs the chunk on top of the stack. If loading it has failed, there is a message instead.
 bool run(lua_State* state, int loadStatus, int results) {
     return loadStatus == 0 && lua_pcall(state, 0, results, 0) == 0;
 }
@@ -57,7 +56,7 @@ int loadText(lua_State* state, const char* text) {
     return lua::loadChunk(state, text, text);
 }
 
-// The length of the part of a text that stands for it in the log: of its first line.
+// How much of a text stands for it in the log: its first line, up to kNameLimit bytes.
 int nameLength(const char* text) {
     int length = 0;
     while (length < kNameLimit && std::strchr("\r\n", text[length]) == nullptr) { // NUL included

@@ -15,9 +15,8 @@ struct Copier {
     lua_State* source;
     const char* failure = nullptr;
 
-    // Pushes the copy of the value at `index`. If it is a table, copies the table on top of the
-    // source. If it cannot be copied, sets `failure` and returns false; both stacks then hold
-    // leftovers.
+    // Pushes a copy of the value at `index`, or if that is a table, of the table on top of the
+    // source. On failure sets `failure` and returns false; both stacks then hold leftovers.
     bool copy(int index, int depth) {
         switch (lua_type(source, index)) {
         case LUA_TBOOLEAN:
@@ -81,8 +80,7 @@ private:
         return true;
     }
 
-    // Pushes a second copy of the value to the source first, because `copy` takes a table from the
-    // top.
+    // Pushes the value to the top of the source first, where `copy` expects a table.
     bool copyPushed(int index, int depth) {
         lua_pushvalue(source, index);
         const int pushed = lua_gettop(source);

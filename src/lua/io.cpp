@@ -167,8 +167,7 @@ int open(lua_State* state) {
         lua_pushfstring(state, "io.open(%s): only 'r' and 'w' are supported on VFS", name);
         return 2;
     }
-    // Makes the object before it opens the file, so no error can be raised between opening and
-    // owning.
+    // Makes the object first, so that no error can be raised between opening and owning the file.
     File* const file = static_cast<File*>(lua_newuserdata(state, sizeof(File)));
     file->handle = nullptr;
     file->position = 0;

@@ -84,8 +84,7 @@ int nextEntry(lua_State* state) {
     }
     luaL_argcheck(state, lua_istable(state, 1), 1, "qz_lua_vfs:lfs_dir_walk");
     lua_getfield(state, 1, "i");
-    // Scripts can store any number here, so it is not converted to an integer, which may not hold
-    // it.
+    // Not converted to an integer: scripts can store any number here, and it may not fit.
     const lua_Number cursor = lua_tonumber(state, -1) + 1;
     lua_pushnumber(state, cursor);
     lua_setfield(state, 1, "i");
@@ -100,8 +99,7 @@ bool isEntry(lua_State* state, int index, lua_Number count) {
            key == std::floor(key);
 }
 
-// Goes through the keys that exist, not from 1 to `count`: scripts may have removed entries, and
-// set "n" to any number.
+// Goes through the existing keys: scripts may have removed entries, and set "n" to any number.
 void clearEntries(lua_State* state, lua_Number count) {
     lua_pushnil(state);
     while (lua_next(state, 1) != 0) {

@@ -18,8 +18,7 @@ struct Listing {
 // Begins a listing into the table on top of the stack; pushes a value that `finish` pops.
 void start(Listing& listing, lua_State* state);
 
-// Appends a name to the table and sets its field "n" to the number of names. `context` is the
-// listing.
+// `context` is the listing. Appends a name to the table and sets its "n" to the number of names.
 void append(void* context, const char* name);
 
 // Ends the listing. Raises the error if appending a name failed.

@@ -119,8 +119,7 @@ void Loader::trackReads() {
     }
 }
 
-// Clears the slot in the registry. It is not given back to Lua's list of free slots, because that
-// takes memory.
+// Clears the registry slot. It is not added to Lua's list of free slots: that takes memory.
 void Loader::forgetReads() const {
     if (isTracking() && lua_checkstack(state_, 1) != 0) {
         lua_pushnil(state_);

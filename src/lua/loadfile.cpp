@@ -16,8 +16,7 @@ struct Chunk {
     char block[4096];
 };
 
-// Reading nothing before the end of the file is an error: half a file must not pass for a whole
-// one.
+// Reading nothing before the file's end is an error: half a file must not pass for a whole one.
 const char* readBlock(lua_State* state, void* context, size_t* size) {
     Chunk& chunk = *static_cast<Chunk*>(context);
     *size = VFS_read(chunk.file, chunk.block, sizeof chunk.block);

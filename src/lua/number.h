@@ -26,8 +26,7 @@ private:
     const char* end_;
 };
 
-// Replaces a number at a positive index by its text, as lua_tolstring does; leaves other values
-// alone.
+// Replaces a number at a positive index by its text, as lua_tolstring does. Keeps other values.
 void numberToText(lua_State* state, int index);
 
 // Takes what tonumber takes: white space around the number, a sign, hexadecimal digits behind "0x".

@@ -8,10 +8,9 @@ namespace lua {
 
 namespace {
 
-// Pushing a C function takes memory in Lua 5.1, and pushing a light userdata may in LuaJIT; both
-// may then raise an error. So one function, the runner, serves all protected calls. It is made once
-// and kept in the registry. A userdata, its upvalue, holds what to call. Fetching both takes no
-// memory.
+// Pushing a C function takes memory in Lua 5.1, pushing a light userdata may in LuaJIT, and both
+// may then raise an error. So one function in the registry, the runner, serves all protected calls.
+// Its upvalue, a userdata, holds what to call. Fetching both takes no memory.
 constexpr int kRunnerKey = -0x515A; // references are positive
 
 // `call` is set only from runProtected to the beginning of the runner, because scripts can reach

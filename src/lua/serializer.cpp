@@ -12,9 +12,8 @@
 
 namespace Lua {
 
-// The serializer that the global __write belongs to. Scripts may keep __write longer than the
-// serializer lives, so __write reaches it through this userdata; the pointer is cleared when the
-// call ends.
+// How the global __write reaches its serializer. Scripts may keep __write longer than that lives,
+// so the pointer in this userdata is cleared when the call ends.
 struct SerializerOutput {
     Serializer* serializer;
 
