@@ -27,7 +27,7 @@ Buffer::~Buffer() {
     mail::memory().bufferData.free(data_);
 }
 
-// NOLINTNEXTLINE(*-new-delete-overloads,cert-dcl54-cpp): what `new` is for is the pool
+// NOLINTNEXTLINE(*-new-delete-overloads,cert-dcl54-cpp): the pool allocates
 void Buffer::operator delete(void* item) {
     m_pool.free(item);
 }
@@ -46,7 +46,7 @@ Chunk::~Chunk() {
     }
 }
 
-// NOLINTNEXTLINE(*-new-delete-overloads,cert-dcl54-cpp): what `new` is for is the pool
+// NOLINTNEXTLINE(*-new-delete-overloads,cert-dcl54-cpp): the pool allocates
 void Chunk::operator delete(void* item) {
     m_pool.free(item);
 }

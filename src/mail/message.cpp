@@ -8,7 +8,7 @@ namespace Mail {
 
 MsgImpl::~MsgImpl() = default;
 
-// NOLINTNEXTLINE(*-new-delete-overloads,cert-dcl54-cpp): what `new` is for is the pool
+// NOLINTNEXTLINE(*-new-delete-overloads,cert-dcl54-cpp): the pool allocates
 void MsgImpl::operator delete(void* item) {
     m_pool.free(item);
 }

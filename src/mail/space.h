@@ -19,8 +19,7 @@ private:
     // A chunk over all of a new buffer; null if there is no memory.
     static Mem::Ptr<Chunk> makeBuffer();
 
-    // Cuts the first n bytes off the chunk, which must have more than n. Null if there is no
-    // memory.
+    // Cuts the first n bytes off a chunk, which must have more. Null if there is no memory.
     static Mem::Ptr<Chunk> cut(Chunk& chunk, std::uint64_t n);
 
     Sync::Futex lock_;

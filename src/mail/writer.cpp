@@ -92,6 +92,8 @@ void Writer::writeFixed(double value, int intBits, int fracBits) {
         put(kAllBits, fracWidth);
     } else {
         const auto integer = static_cast<std::uint64_t>(whole + offset);
+        // For a value just below a whole number the difference may be rounded to 1; put() then
+        // writes a fraction of 0, as the format has it.
         const auto fraction = static_cast<std::uint64_t>((value - whole) * powerOfTwo(fracWidth));
         put(static_cast<unsigned>(integer), intWidth);
         put(static_cast<unsigned>(fraction), fracWidth);
