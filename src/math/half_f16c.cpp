@@ -54,7 +54,7 @@ QZ_TARGET_F16C void convertGroups(unsigned short* out, const float* in, std::siz
     for (std::size_t i = 0; i < end; i += kGroup) {
         const __m128i halfs = _mm_unpacklo_epi64(roundToHalfs(in + i), roundToHalfs(in + i + 4));
         if (anyInfiniteOrNan(halfs)) [[unlikely]] {
-            // The set bit has turned infinities into not-a-number; float2half treats both right.
+            // The set bit has turned infinities into not-a-number; float2half converts both.
             for (std::size_t j = i; j < i + kGroup; ++j) {
                 out[j] = Math::float2half(in[j]);
             }

@@ -45,12 +45,11 @@ private:
     Room<double, kSmallMatrix * kSmallMatrix> elements_;
 };
 
-// The product of a lower triangular matrix L, with ones on its diagonal, and an upper triangular
-// matrix U, that equals a square matrix whose rows were exchanged so that each pivot is the largest
-// in its column.
+// Decomposes a square matrix, with rows exchanged so that each pivot is the largest in its column,
+// into the product of a lower triangular matrix L (ones on the diagonal) and an upper one, U.
 class LuDecomposition {
 public:
-    // Decomposes a matrix of n rows with n elements each.
+    // `rows` are n rows with n elements each.
     template<class Rows>
     explicit LuDecomposition(const Rows& rows) : lu_(rows.size()), origins_(rows.size()) {
         for (std::size_t i = 0; i < rows.size(); ++i) {

@@ -161,8 +161,8 @@ Rotation3<T> slerp(const Rotation3<T>& from, const Rotation3<T>& to, std::type_i
     return blend(sign * (std::sin((1 - t) * angle) / sine), from, std::sin(t * angle) / sine, to);
 }
 
-// Functions that are inline in the header say QZ_API here, which exports a copy that no host
-// imports. NOLINTBEGIN(bugprone-macro-parentheses): a type needs none
+// QZ_API stands before functions that are inline in the header: their copies are exported, too.
+// NOLINTBEGIN(bugprone-macro-parentheses): a type needs none
 #define QZ_MATH_ROTATION(T)                                                                  \
     template void Rotation3<T>::setAngleAxis(T, const Vector<3, T>&);                        \
     template void Rotation3<T>::getAngleAxis(T&, Vector<3, T>&) const;                       \
