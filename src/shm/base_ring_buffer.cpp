@@ -8,8 +8,7 @@ bool isAligned(const char* block) {
     return reinterpret_cast<std::uintptr_t>(block) % alignof(shm::RingHeader) == 0;
 }
 
-// How many times findNext tries if the writer laps the reader each time. Two are nearly always
-// enough.
+// How many times findNext tries if the writer laps the reader. Two are nearly always enough.
 constexpr int kAttempts = 16;
 
 } // namespace

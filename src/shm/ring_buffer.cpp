@@ -4,8 +4,7 @@ using shm::Cursor;
 
 namespace {
 
-// They follow the header. `held` and `added` change together when a record is added, so they share
-// a word.
+// They follow the header. Adding a record changes both `held` and `added`, so they are one word.
 struct Counters {
     struct alignas(8) Records {
         std::uint32_t held;

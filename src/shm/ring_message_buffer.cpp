@@ -22,7 +22,7 @@ constexpr std::size_t kFormatRoom = 1024;
 constexpr std::chrono::milliseconds kPatience(1000);
 
 struct MessageHead {
-    std::uint32_t size; // of what follows this field
+    std::uint32_t size; // bytes that follow this field
     std::uint32_t words[3];
     std::int64_t time;
 };

@@ -4,12 +4,12 @@
 // outside of the data counts as the start of the data. A position and its count of laps are one
 // word, so a party that is killed between any two instructions leaves a valid block.
 //
-// The invariants checked here are those of an object's own memory. What stands in the block may be
-// anybody's, and breaks none of them.
+// check() is about the memory of the object itself. The bytes of the block may be anybody's, so that
+// nothing in them is an invariant.
 //
-// Readers need no lock: the writer may overwrite what they are copying. A reader that has read a
-// byte of a new record then also sees by `oldest` that the old record was discarded, and drops what
-// it has read.
+// Readers need no lock, although the writer may overwrite what they are copying. A reader that has
+// read a byte of a new record also sees by `oldest` that the old record was discarded, and drops
+// what it has read.
 #pragma once
 
 #include "Shm/RingBuffer.h"
@@ -110,8 +110,7 @@ public:
 
     std::uint32_t freeSize() const { return dataSize() - distance(oldest(), write()); }
 
-    // put and get move the cursor by `length` bytes, at most dataSize(), and copy at most `count`
-    // of them.
+    // put and get move the cursor by `length` bytes, at most dataSize(), and copy up to `count`.
     void put(Cursor& at, const char* from, std::uint64_t count, std::uint64_t length) const {
         move(at, std::min(count, length), length, [&](char* block, std::size_t part) {
             shm::storeShared(block, from, part);

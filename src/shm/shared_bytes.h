@@ -60,7 +60,7 @@ void forEachWord(const char* block, std::size_t count, Copy copy) {
     }
 }
 
-// This processor keeps loads in order, and stores, so one instruction copies a long run. Starting
+// An x64 processor keeps loads in order, and stores, so one instruction copies a long run. Starting
 // that instruction takes longer than copying a few dozen words.
 #if defined(QZ_X64) && !defined(QZ_COPY_BY_WORDS)
 constexpr std::size_t kLongRun = 256;
