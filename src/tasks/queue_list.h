@@ -43,7 +43,7 @@ private:
     std::size_t capacity_ = 0;
     std::vector<Table> tables_;                                 // the current one and all old ones
     std::unordered_map<std::string_view, std::size_t> numbers_; // the keys are the queues' names
-    tbb::spin_rw_mutex mutex_;                                  // guards all but readers by number
+    tbb::spin_rw_mutex mutex_;                                  // guards all; at() does not take it
 };
 
 } // namespace tasks

@@ -44,8 +44,7 @@ const Processors& processors() {
     return counted;
 }
 
-// Keeps each worker busy until all have been started. Never destroyed, because a worker may reach
-// it late.
+// Keeps each worker busy until all are started. Never destroyed: a worker may reach it late.
 platform::Semaphore gate;
 
 void startWorker() {
@@ -100,9 +99,9 @@ bool Scheduler::enqueue(Job job, void* argument) {
     }
 }
 
-// The control must go last: without it, oneTBB may have no worker left for what it still has to do,
-// and wait for ever. It would do so if a worker could not be started, too, so after a failure the
-// arena is never destroyed.
+// The control goes last: without it, oneTBB may have no worker left for its remaining work, and
+// wait for ever. It would also wait for a worker that could not start, so after a failure the arena
+// stays.
 Scheduler::~Scheduler() {
     if (hasFailed_) {
         static_cast<void>(arena_.release());

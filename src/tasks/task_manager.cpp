@@ -106,9 +106,8 @@ bool TaskManager::takeMainThreadTask(Task& task) {
     return true;
 }
 
-// Runs on only while the time taken is less than the budget, not while it is at most the budget:
-// with a coarse clock a task may seem to take no time, and with a budget of 0 more than one would
-// run.
+// Goes on only while the time taken is less than the budget. If it went on at an equal time, a
+// budget of 0 would run several tasks that take no time by a coarse clock.
 void TaskManager::runMainThreadTasks(double seconds) {
     workers_.retry();
     const double start = QZ_get_time();
@@ -143,9 +142,8 @@ tasks::Census TaskManager::census() {
 std::atomic<TaskManager*> existing{nullptr};
 std::atomic<bool> processIsEnding{false};
 
-// Called before oneTBB is taken down. oneTBB then treats the thread that ends the process as one
-// that is not a worker, and would crash if it were one: so a worker's thread values are dropped
-// first.
+// Called before oneTBB is taken down. oneTBB would crash if the thread that ends the process were
+// known as a worker, so a worker's thread values are dropped first.
 void stopAtExit() {
     existing.load()->stop(kLongestWaitAtExit);
     if (Workers::isCalledByTask()) {

@@ -42,9 +42,8 @@ bool obtainBySpinning(Ownership& lock, std::uintptr_t self) {
 
 } // namespace
 
-// When its thread has got the lock, a waiter is not deleted but kept for another thread, because a
-// third one may still be about to wake it. The other thread then wakes for nothing and sleeps
-// again.
+// When its thread has the lock, a waiter is kept for another thread and not deleted, because a
+// third one may be about to wake it. The other thread then wakes for nothing and sleeps again.
 struct WaitLine::Waiter {
     Ownership* lock = nullptr;
     std::uintptr_t thread = 0;

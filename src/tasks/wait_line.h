@@ -46,7 +46,8 @@ public:
 
     // To be called by a thread that has just released a lock of this line, at this address.
     void ended(const Ownership* lock) {
-        // No barrier is needed here: a thread that begins to wait calls fenceAllThreads.
+        // No barrier is needed here: a thread that begins to wait calls fenceAllThreads, and only
+        // naps if the system has no such fence.
         std::atomic_signal_fence(std::memory_order_seq_cst);
         if (waiting_.load(std::memory_order_relaxed) != 0) {
             callFirst(lock);

@@ -14,15 +14,14 @@ namespace {
 // After so many tasks a drainer goes behind the work that other code has given the scheduler.
 constexpr int kTasksATurn = 256;
 
-// How long a drainer looks for tasks: about twenty microseconds, half the time that waking a thread
-// takes.
+// How long a drainer looks for tasks: some twenty microseconds, half of what waking a thread takes.
 constexpr int kLooks = 16;
 constexpr int kPausesALook = 32;
 
 constexpr std::chrono::milliseconds kPoll{1};
 
 // How many drainers run on this thread. More than one if a task waits for other work of the
-// scheduler's, which may run a drainer meanwhile.
+// scheduler, which may run a drainer meanwhile.
 thread_local unsigned drainersHere = 0;
 
 template<class Condition>
@@ -201,8 +200,7 @@ void Workers::drain() {
     }
 }
 
-// Takes the place of an awaited drainer. If none is awaited, enters only if there is something to
-// do.
+// Takes the place of an awaited drainer; if there is none, enters only if tasks wait.
 bool Workers::enter() {
     const Lock lock(mutex_, *this);
     if (awaited_ != 0) {

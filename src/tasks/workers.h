@@ -16,8 +16,8 @@
 
 namespace tasks {
 
-// To enqueue each task on the scheduler would cost more than most tasks do. So tasks wait in a
-// queue here, and the scheduler is given drainers: jobs that run one task after another. A drainer
+// Enqueuing each task on the scheduler would cost more than most tasks do. So tasks wait in a queue
+// here, and the scheduler is given drainers: jobs that run one task after another. A drainer
 // that finds the queue empty looks for tasks a while longer before it leaves, so under load no
 // thread has to be woken.
 //
