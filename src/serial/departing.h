@@ -1,4 +1,4 @@
-// Holds objects that no state has any more until they are released.
+// Holds objects that no state has any more, until they are released.
 #pragma once
 
 #include "Serial/CommonSerializer.h"

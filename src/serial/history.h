@@ -75,7 +75,8 @@ public:
     const Entry* find(std::uint32_t number) const;
     Entry& findOrAdd(std::uint32_t number);
 
-    // Replaces the present object, or null. Throws std::bad_alloc, and then changes nothing.
+    // Replaces the present object. Either may be null. Throws std::bad_alloc, and then changes
+    // nothing.
     void set(Entry& entry, const ObjectRef& object);
 
     // newest() has state 0 if there is no state; findLine is null if the state is not kept.
@@ -120,7 +121,7 @@ private:
     std::unordered_map<std::uint32_t, Entry, NumberHash> entries_;
     std::unordered_map<const Common::Identifiable*, std::uint32_t> numbers_; // of present objects
     std::deque<Line> lines_;
-    std::deque<std::pair<std::uint32_t, std::uint32_t>> journal_; // changes: state, number
+    std::deque<std::pair<std::uint32_t, std::uint32_t>> journal_; // changes: state, number; sorted
     std::size_t bytes_ = 0;                                       // memory of all states
     std::size_t newestBytes_ = 0;                                 // memory of the newest one
     Departing departing_;

@@ -15,8 +15,8 @@
 
 namespace serial {
 
-// Each file begins with it. The last byte is the version of the format. The line ends show whether
-// a transfer has changed them.
+// Each file begins with it. The last byte is the version of the format. The line end shows whether
+// a transfer has changed line ends.
 inline constexpr unsigned char kMark[8] = {0x89, 'Q', 'Z', 'O', '\r', '\n', 0x1A, 1};
 inline constexpr std::size_t kHeaderSize = sizeof kMark + sizeof(std::uint64_t);
 inline constexpr std::size_t kSumSize = sizeof(std::uint32_t);

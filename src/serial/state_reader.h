@@ -59,7 +59,7 @@ private:
         Entry* entry = nullptr;                   // null if its number is new
         std::uint32_t baseSum = 0;                // its sum in the base line
         Version version;                          // has no object if it is removed
-        std::optional<std::uint32_t> description; // if it is the first new object of its class
+        std::optional<std::uint32_t> description; // only of the first new object of a class
         bool isRemoved = false;
         bool isNew = false;
         bool isTouched = false;
