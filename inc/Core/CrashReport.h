@@ -8,9 +8,9 @@
  * may be at hand, and writes an annotated copy beside each. docs/formats/crash-report.md has the
  * format.
  *
- * Faults are, on Windows, what reaches the unhandled-exception filter, and abort() of the C runtime
- * that the library uses; on Linux the signals SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS and
- * SIGABRT, which reports call by the Windows names.
+ * On Windows faults are exceptions that reach the unhandled-exception filter, and abort() of the C
+ * runtime that the library uses. On Linux they are the signals SIGSEGV, SIGBUS, SIGFPE, SIGILL,
+ * SIGTRAP, SIGSYS and SIGABRT, which reports call by the Windows names.
  *
  * An exception that nobody catches ends in abort(). Before that its what() is logged as an ERROR,
  * and the terminate handler that was installed before bt_init runs. The what() is also the report's
@@ -41,7 +41,7 @@ typedef long (*bt_filter)(struct _EXCEPTION_POINTERS* exception);
 
 /* Installs the crash handler and returns the filter that it replaces, which runs after it. On Linux
  * it replaces the handler of each signal, and calls it as the system would: with the signals
- * blocked that it asked for, and once only if it was installed with SA_RESETHAND.
+ * blocked that it asked for, and only once if it was installed with SA_RESETHAND.
  *
  * Reports are named "<prefix>-<date>-<time>.crash", with the time of the crash in UTC, as in
  * game-20260101-120000.crash. The prefix (UTF-8, cut at 259 bytes) may begin with a path, with

@@ -33,9 +33,9 @@ QZ_API const char* const* SYS_argv(void);
 
 /* Reads a variable into buffer, which has room for size bytes, the terminator included.
  *
- * Returns 1 on success. Returns 0, with the buffer left alone, if the variable is not set or is
- * empty, or memory runs out; or, after one ERROR line in the log, if the name or the value is not
- * valid text, or the value does not fit. */
+ * Returns 1 on success. Otherwise returns 0 and leaves the buffer alone: without a log line if the
+ * variable is not set or is empty, or memory runs out; with one ERROR line if the name or the value
+ * is not valid text, or the value does not fit. */
 QZ_API int SYS_getenv(const char* name, char* buffer, size_t size);
 
 /* Sets a variable of this process; a null or empty value removes it. Returns non-zero on success. A

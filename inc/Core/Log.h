@@ -104,8 +104,8 @@ QZ_EXTERN_C_BEGIN
  * The text is logged as it is; a "%" in it means nothing. If the level is one that is echoed, the
  * line goes to the debugger and to standard error before the call returns: to a console as
  * characters, to a file or pipe as UTF-8 bytes. On Linux nothing is echoed if standard error was
- * closed when the library was loaded, or leads to the null device; loading looks at that, and
- * qz_log_start looks again. ALERT shows a message box and returns when the user has closed it;
+ * closed when the library was loaded, or leads to the null device; loading checks for that device,
+ * and qz_log_start checks again. ALERT shows a message box and returns when the user has closed it;
  * without a display, and on Linux, there is no box.
  *
  * When no record is free the message is lost: it is neither echoed nor shown in a box. */
