@@ -12,17 +12,17 @@
 namespace Sync {
 
 /* A recursive lock: a thread that has locked it several times must unlock it as many times. It is
- * meant for short sections: locking it when it is free takes one atomic operation, unlocking none.
- * Threads that wait spin for a microsecond or two and then sleep, which takes no processor time.
- * They get the lock in no particular order; but if a millisecond has passed since it was last
- * handed over, unlocking hands it to the thread that has slept longest. So no thread waits for ever
- * if every owner unlocks it.
+ * meant for short sections: locking it when it is free takes one atomic operation, and unlocking
+ * takes none. Threads that wait spin for a microsecond or two and then sleep, which takes no
+ * processor time. They get the lock in no particular order; but if a millisecond has passed since
+ * it was last handed over, unlocking hands it to the thread that has slept longest. So no thread
+ * waits for ever if every owner unlocks it.
  *
- * Locks share queues of sleeping threads. While threads sleep for other locks of the same queue,
- * unlocking takes a few nanoseconds longer for each of these locks, however many threads sleep.
+ * Locks share queues of sleeping threads. For each other lock with threads in the same queue,
+ * unlocking takes a few nanoseconds longer, however many threads sleep.
  *
- * Signal handlers must not use locks: a handler that waits for the lock that its thread waits for
- * may leave both waiting for ever.
+ * Signal handlers must not use locks: if a thread already waits for a lock, a handler on that
+ * thread that waits for the same lock may block both for ever.
  *
  * A thread that is cancelled (pthread_cancel) while it waits gets the lock before it ends. A child
  * of fork() must not use a lock for which other threads waited, even if its thread is the owner,
