@@ -39,8 +39,8 @@ public:
     virtual bool receive(const Message& message) = 0;
 };
 
-/* Any thread may call any function at any time, but a child of fork() none. Only exceptions of a
- * mailbox are thrown. */
+/* Any thread may call any function at any time; a child of fork() must not call any. Only
+ * exceptions of a mailbox are thrown. */
 class QZ_API Server {
 public:
     Server(const Server&) = delete;
@@ -100,7 +100,7 @@ private:
     QZ_LOCAL Mem::Ptr<Mailbox> take(uint32_t address);
     QZ_LOCAL Mem::Ptr<Mailbox> find(uint32_t address) const;
 
-    Sync::Futex lock_;    /* of threads that change mailboxes, and of readers meanwhile */
+    Sync::Futex lock_;    /* taken to change mailboxes, and to find them meanwhile */
     uint32_t directSize_; /* 0 when it is closed */
     Direct direct_;
     Overflow overflow_; /* holds the mailboxes, in the order of release */

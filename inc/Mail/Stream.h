@@ -222,12 +222,12 @@ public:
     }
 
     /* Writes a number from 0 to 1, rounded to the nearest multiple of 1 / (2^bits - 1); numbers
-     * outside are written as 0 or 1. Up to 25 bits. */
+     * outside are written as 0 or 1, not-a-number as 0. Up to 25 bits. */
     void writeFixed(double value, int bits);
 
     /* Writes a number from -2^(intBits - 1) up to 2^(intBits - 1), rounded down to a multiple of
-     * 2^-fracBits. Each width is up to 25. A number below the range is written as its lowest
-     * number.
+     * 2^-fracBits. Each width is up to 25. A number below the range, and not-a-number, is written
+     * as the lowest number of the range.
      *
      * Values from 2^(intBits - 1) up to one more wrap around to the bottom of the range: with 8 and
      * 4 bits, 128.5 is read as -127.5. From 2^(intBits - 1) + 1 on, the highest number is written.
