@@ -29,9 +29,9 @@
  *
  * A removed object is kept as long as a state that has it. Both sides hold references, which they
  * release in the order in which the objects refer to each other, so that a long chain does not
- * overflow the stack. For that order `serialize` is called with an object that no state has.
- * Removed objects that refer to each other in a cycle keep each other alive, on both sides: clear
- * such a reference in an earlier state. Objects of refused states are read once more with all
+ * overflow the stack. To find that order, `serialize` is called for a removed object that no state
+ * has. Removed objects that refer to each other in a cycle keep each other alive, on both sides:
+ * clear such a reference in an earlier state. Objects of refused states are read once more with all
  * values 0, which clears their references, and are released.
  *
  * Errors: functions that can fail return false, 0 or no messages, and getError tells why. Nothing
