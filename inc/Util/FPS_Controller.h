@@ -41,8 +41,8 @@ public:
     void SetThreshold(float threshold);
 
     /* Ends a frame and begins the next. If the frame that ends was shorter than the limit allows,
-     * it first sleeps for the rest, in whole milliseconds (rounded down); the sleep is part of that
-     * frame. If the frame was late before the sleep, it counts as skipped.
+     * StartFrame first sleeps for the rest, in whole milliseconds (rounded down); the sleep is part
+     * of that frame. If the frame was late before the sleep, it counts as skipped.
      *
      * On Windows sleeps end at ticks of the system's timer, every 15.6 ms unless the process has
      * asked for shorter ticks (timeBeginPeriod). */

@@ -6,14 +6,13 @@
  *     }
  *     qz_publish_stop();
  *
- * Published in named shared memory are the log's messages, the watches, the times of
- * globalProfiler's frames, and how much the task manager has to do. Other programs read them
- * without a lock, so that a reader cannot delay a frame, even if it stops or is killed. Each
- * process has its own memory: the number of the process distinguishes programs of the same name.
- * The memory is freed when the process ends; on Linux when its last forked child that has not
- * called exec has ended, too. What a killed process leaves on Linux stays until a process of the
- * same user opens its first shared memory or runs "qz log list". docs/formats/shared-memory.md
- * describes the bytes.
+ * The log's messages, the watches, the times of globalProfiler's frames, and how much work the task
+ * manager has are published in named shared memory. Other programs read them without a lock, so
+ * that a reader cannot delay a frame, even if it stops or is killed. Each process has its own
+ * memory: the number of the process distinguishes programs of the same name. The memory is freed
+ * when the process ends; on Linux, when its forked children that have not called exec have ended,
+ * too. What a killed process leaves on Linux stays until a process of the same user opens its first
+ * shared memory or runs "qz log list". docs/formats/shared-memory.md describes the bytes.
  *
  * For C and C++. Frame times are published while globalProfiler (C++) runs.
  */

@@ -4,8 +4,8 @@
  * with forward slashes and in lower case. Names of files in the virtual file system have other
  * rules (VFS/Paths.h).
  *
- * The C library maps characters in the process's locale; in "C", Linux has only the letters of
- * ASCII.
+ * The C library changes the case of characters in the process's locale. In the locale "C", Linux
+ * changes only the letters of ASCII.
  *
  * Threads: any.
  */

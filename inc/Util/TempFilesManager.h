@@ -27,8 +27,8 @@ public:
      * "/", the prefix, and a number below 0x8000 in eight hexadecimal digits. This form is fixed;
      * it has two separators in a row, because the directory ends in one.
      *
-     * The file is not created, so another process may take the name. Within the process a number is
-     * not repeated before all others were used, in whatever threads.
+     * The file is not created, so another process may take the name. All threads of the process
+     * share one sequence: a number is not repeated before all others were used.
      *
      * Returns an empty name if all numbers are taken, or the name would have more than 255 bytes.
      * Any thread may call it. */
