@@ -141,8 +141,9 @@ public:
      *
      * Return false, with nothing written, if the file cannot be written, there is no file name,
      * memory runs out, or the text would be longer than an int can say or could not be read again.
-     * The latter is so with an empty block or list, a real that is infinite or not a number, a name
-     * that is not an identifier, and braces more than 256 deep. getSaveResult tells the reason. */
+     * A text cannot be read again if it has an empty block or list, a real that is infinite or not
+     * a number, a name that is not an identifier, or braces more than 256 deep. getSaveResult tells
+     * the reason. */
     bool save();
     bool save(const std::string& fileName);
     bool save(char** buffer, int& length);
