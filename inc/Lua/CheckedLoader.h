@@ -34,10 +34,11 @@ public:
     /* Runs a file without arguments and drops its results. The stack is left as it was.
      *
      * file: if the name ends in ".lua", the compiled file ".luac" beside it is run instead,
-     * provided that it is readable and loads. The C library's access function tells whether it is
-     * readable; on Windows it takes the name in the ANSI code page. The file itself is read through
-     * the VFS. table: if not empty, the file runs in the global table of this name: it defines its
-     * globals there and sees no others. A global that is not a table is replaced by a new table.
+     *   provided that it is readable and loads. The C library's access function tells whether it is
+     *   readable; on Windows it takes the name in the ANSI code page. The file itself is read
+     *   through the VFS.
+     * table: if not empty, the file runs in the global table of this name: it defines its globals
+     *   there and sees no others. A global that is not a table is replaced by a new table.
      *
      * Throws CheckedLoaderException: "Can't do file, name is empty!", or "Can't execute Lua file "
      * + file + " - " + Lua's text. Lua errors pass through only if memory runs out for the stack.

@@ -112,9 +112,9 @@ public:
      * A bool is read from a boolean only; a std::string from a string, or a number as Lua prints
      * it; a number from a number, or a string that Lua would take for one. Numbers have a point in
      * every locale. Fractions are cut off towards zero. An int is INT_MIN if it cannot hold the
-     * number, or that is not-a-number. An unsigned type has the low bits of the number as a 64-bit
-     * integer, so -1 gives its largest value; that integer is INT64_MIN if it cannot hold the
-     * number. */
+     * number, or the number is not-a-number. An unsigned type has the low bits of the number as a
+     * 64-bit integer, so -1 gives its largest value; that integer is INT64_MIN if it cannot hold
+     * the number. */
     bool pop(bool* output);
     bool pop(std::string* output);
     bool pop(unsigned char* output);

@@ -52,7 +52,7 @@ public:
     LoaderException(const std::string& message, const std::string& full)
         : std::runtime_error(message), full_(full) {}
 
-    /* Returns the message behind the name of the last file that the loader loaded, if any:
+    /* Returns the message with the name of the last loaded file in front, if there is one:
      * "data/units.lua: units.tank.speed is missing". It has the entry's key even if there is no
      * path. Lua's own messages about the file are unchanged, because they name it. */
     const char* getFullMessage() const noexcept { return full_.what(); }

@@ -8,8 +8,8 @@
  * os.remove go through the VFS functions (VFS/File.h), and print goes to the log. If the host opens
  * the library `mounted` for them, they read mounted files (VFS/Archive.h) through it.
  * docs/scripting.md describes these libraries. None of this protects against hostile scripts: they
- * have native modules, os.execute and the debug library, and precompiled chunks are checked no more
- * than Lua itself does.
+ * have native modules, os.execute and the debug library, and only Lua itself checks precompiled
+ * chunks.
  *
  * Threads: a state is for one thread at a time; different states are independent.
  *
