@@ -21,9 +21,9 @@
  * A bad entry does not affect others. Entries that are encrypted, are packed by another method, or
  * have an impossible size or place can be seen, but reading them fails, with a WARNING line that
  * tells the reason. Some entries are left out: symbolic links; names to which no path leads, or of
- * more than 1024 bytes or 64 levels; and of a file and a folder with one name the second. Of two
- * files with one name the last one is read. Mounting logs a WARNING line for each of these, eight
- * at most, and then their number.
+ * more than 1024 bytes or 64 levels; and the second of a file and a folder with the same name. Of
+ * two files with the same name the last one is read. Mounting logs a WARNING line for each of
+ * these, eight at most, and then their number.
  *
  * An archive is refused, with a WARNING line that tells the reason, if its directory is damaged or
  * has another number of entries than it says, if it is one of several parts, if entries overlap so
@@ -126,8 +126,8 @@ typedef void (*vfs_list_callback)(void* context, const char* name);
  * them.
  *
  * The names are collected first; mounting, unmounting and opening files wait meanwhile. Then the
- * callback is called without any lock: it may call all functions of this header, and its file may
- * be gone by then.
+ * callback is called without any lock: it may call all functions of this header, and the file of a
+ * name may be gone by then.
  *
  * Returns 1; 0 if no mount has such a folder; -1, without calling the callback, if memory runs out,
  * if a mount's folder cannot be listed, or if there are more than a million names. If the disk

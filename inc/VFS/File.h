@@ -16,7 +16,7 @@
  * one ERROR line (module "VFS") that ends in the system's own words.
  *
  * On Linux the system ends a process that writes beyond its limit on file sizes (ulimit -f), unless
- * the program ignores SIGXFSZ: then writing fails like on a full disk.
+ * the program ignores SIGXFSZ: then writing fails as on a full disk.
  *
  * Threads: a handle is for one thread at a time. Any threads may use different handles, and query
  * files, at once.
@@ -63,10 +63,10 @@ struct VFS_FileOps {
  *
  * Sharing: a file that is open for writing cannot be opened for writing again, by any process that
  * uses this library; a refused open does not change the file. On Windows this holds for all
- * programs. Besides, a file that is open for writing there cannot be opened for reading through
- * this library, a file that is open for reading cannot be opened for writing, and an open file
- * cannot be removed. On Linux readers and writers do not affect each other, and an open file can be
- * removed. */
+ * programs; also, a file that is open for writing cannot be opened for reading through this
+ * library, a file that is open for reading cannot be opened for writing, and an open file cannot be
+ * removed. On Linux readers and writers do not affect each other, and an open file can be removed.
+ */
 QZ_API VFS_File* VFS_open_read(const char* path);
 QZ_API VFS_File* VFS_open_write(const char* path);
 QZ_API VFS_File* VFS_open_append(const char* path);
