@@ -167,8 +167,8 @@ public:
     uint32_t committed = 0;     /* the most bytes in use so far, in whole pages */
     uint32_t used = 0;          /* the bytes in use */
     uint32_t pageSize;          /* the system's */
-    uint32_t sideCursor = 0;    /* a side region, which the caller has allocated before: its next */
-    uint32_t sideRemaining = 0; /* offset, and the number of bytes left; 0: there is none */
+    uint32_t sideCursor = 0;    /* the next offset in a side region, allocated by the caller */
+    uint32_t sideRemaining = 0; /* the bytes left in the side region; 0: there is none */
     uint32_t alignment;
 
 private:
