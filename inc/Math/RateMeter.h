@@ -19,7 +19,7 @@ namespace Math {
 struct RateMeter {
     double time = 0;  /* of the last update */
     double rate = 0;  /* per unit of time */
-    double decay = 0; /* per unit of time: a time of 1 / decay adopts 63 % of a new rate */
+    double decay = 0; /* per unit of time; after 1 / decay, 63 % of a change is in `rate` */
 
     /* Counts an amount that came in since the last update. Does nothing if `now` is not later than
      * the last update: there is no rate between two updates at the same time. */

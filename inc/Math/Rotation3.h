@@ -57,8 +57,8 @@ struct Rotation3 {
      * to pi.
      *
      * A yaw from -1e-6 to 0 stays negative; to a yaw below that, 6.2831855 is added, which is 2 pi
-     * in single precision, for double too. Looking straight up or down (the cosine of the pitch is
-     * not above 1e-6), yaw and roll are 0. If the sine of the roll times the cosine of the pitch is
+     * in single precision, for double too. If the cosine of the pitch is not above 1e-6 (straight
+     * up or down), yaw and roll are 0. If the sine of the roll times the cosine of the pitch is
      * within 1e-6 of zero, roll is positive. */
     QZ_API void getYawPitchRoll(T& yaw, T& pitch, T& roll) const;
 
