@@ -89,9 +89,9 @@ QZ_API void QZ_make_main_thread_task(double seconds);
  * that are added later; functions that wait return at once. Call it before you unload libraries or
  * release objects that callbacks use; other hosts need not call it.
  *
- * Waits at most `seconds` for callbacks that are running; does not wait if a callback calls it.
+ * Waits at most `seconds` for callbacks that are running, but not for a callback that calls this.
  * Returns 1 when none is running and the workers have ended; 0 when a callback is still running,
- * which then goes on, or when a callback calls it. It may be called again. */
+ * which then goes on, or when a callback calls this. It may be called again. */
 QZ_API int QZ_shutdown_tasks(double seconds);
 
 QZ_EXTERN_C_END
