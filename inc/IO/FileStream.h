@@ -62,8 +62,9 @@ public:
 
     /* Writes out the buffer and closes the file. With kReplace, the new contents then are on the
      * disk and in place. Returns false after any error since the file was opened, even if
-     * clearError was called; with kReplace the old contents then stay. Without a file it returns
-     * isGood(). */
+     * clearError was called; with kReplace the old contents then stay. In other modes an error that
+     * the system finds only while it closes the file is logged, not returned. Without a file it
+     * returns isGood(). */
     bool close();
 
 protected:
