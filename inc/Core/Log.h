@@ -92,7 +92,8 @@ QZ_LOG_SHORT_NAME(ALL)
  * It holds from the load of the library on, so a command-line tool need not show the lines that the
  * library logs then. The default is all levels but TRACE, which is never echoed. The environment
  * variable QZ_LOG_ECHO overrides it for one run, as in QZ_LOG_ECHO=alert,error; qz_log_parse_levels
- * reads it. Log files and message boxes are not affected. */
+ * reads it. A value that cannot be read is ignored with one WARNING. Log files and message boxes
+ * are not affected. */
 #define QZ_LOG_ECHO_LEVELS(levels)                                 \
     QZ_EXTERN_C QZ_PROGRAM_EXPORT unsigned int qz_log_echo_levels; \
     unsigned int qz_log_echo_levels = (levels)
