@@ -80,7 +80,7 @@ std::size_t StdInputStream::readAt(std::uint64_t position, void* data, std::size
 }
 
 std::uint64_t StdInputStream::sizeNow() {
-    return isSeekable_ ? sizeOf(*in_.rdbuf(), std::ios::in) : 0;
+    return isSeekable_ && in_.rdbuf() != nullptr ? sizeOf(*in_.rdbuf(), std::ios::in) : 0;
 }
 
 bool StdInputStream::canSeek(std::uint64_t position) {
@@ -122,7 +122,7 @@ std::size_t StdOutputStream::writeAt(std::uint64_t position, const void* data, s
 }
 
 std::uint64_t StdOutputStream::sizeNow() {
-    return isSeekable_ ? sizeOf(*out_.rdbuf(), std::ios::out) : 0;
+    return isSeekable_ && out_.rdbuf() != nullptr ? sizeOf(*out_.rdbuf(), std::ios::out) : 0;
 }
 
 bool StdOutputStream::sync() {

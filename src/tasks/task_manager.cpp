@@ -129,7 +129,13 @@ bool TaskManager::stop(std::chrono::milliseconds limit) {
 }
 
 bool TaskManager::shutDown(std::chrono::milliseconds limit) {
-    return stop(limit) && !Workers::isCalledByTask() && workers_.close(limit);
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point start = Clock::now();
+    if (!stop(limit) || Workers::isCalledByTask()) {
+        return false;
+    }
+    const auto taken = std::chrono::ceil<std::chrono::milliseconds>(Clock::now() - start);
+    return workers_.close(std::max(limit - taken, std::chrono::milliseconds::zero()));
 }
 
 tasks::Census TaskManager::census() {
