@@ -39,7 +39,7 @@ public:
     std::size_t lengthAt(std::string_view text, std::size_t offset) const;
 
 private:
-    // Asked of the C library once: its answer depends on a locale that hosts may change.
+    // The C library is asked once, because its answer depends on a locale that hosts may change.
     std::array<bool, 256> begins_;
     std::array<bool, 256> continues_;
 };
@@ -47,8 +47,8 @@ private:
 // Everything between an opening and a closing text: comments and quoted text.
 class DataBlockToken : public Token {
 public:
-    // Escapes are texts that are stepped over as a whole inside the block, so that a closing text
-    // in one of them does not close.
+    // Escapes are texts that are skipped as a whole inside the block, so that a closing text within
+    // an escape does not end the block.
     DataBlockToken(const char* opening, const char* closing, bool isKept,
                    std::vector<std::string> escapes = {});
 
@@ -56,7 +56,7 @@ public:
     bool isEqual(const Token& other) const override;
     bool canBegin(unsigned char character) const override;
 
-    // What lies between the two texts of a whole match, escapes as they are.
+    // What stands between the two texts of a whole match; escapes are not resolved.
     std::string_view contents(std::string_view match) const;
 
 private:

@@ -18,7 +18,7 @@ MathCalculatorToken::MathCalculatorToken(const LexicalAnalyser& lexical)
 
 bool MathCalculatorToken::read(Matching& matching, Number& number) const {
     const Matching::Position start = matching.position();
-    // Nearly always it is one number, which needs no stacks.
+    // Nearly always the expression is one number, which needs no stacks.
     const bool isNegated = readSign(matching);
     if (readOperand(matching, number) && !isAtOperator(matching)) {
         number.value = isNegated ? -number.value : number.value;
@@ -54,7 +54,7 @@ bool MathCalculatorToken::readExpression(Matching& matching, Number& number) con
     return matching.fail();
 }
 
-// With the parentheses that open before it.
+// Reads an operand with the parentheses that open before it.
 bool MathCalculatorToken::readSignedOperand(Matching& matching, Calculator& calculator,
                                             Number& number) const {
     bool isNegated = readSign(matching);
@@ -73,7 +73,7 @@ bool MathCalculatorToken::readSign(Matching& matching) const {
     return !matching.accept(plus_.get()) && matching.accept(minus_.get());
 }
 
-// A real first: it begins like an integer.
+// Tries a real first, because a real begins like an integer.
 bool MathCalculatorToken::readOperand(Matching& matching, Number& number) const {
     return real_.read(matching, number) || integer_.read(matching, number) ||
            character_.read(matching, number);

@@ -11,7 +11,7 @@ class MathCalculatorToken : public NumberToken {
 public:
     explicit MathCalculatorToken(const LexicalAnalyser& lexical);
 
-    // A sign may stand before any operand or opening parenthesis, and belongs to that one alone.
+    // A sign may stand before any operand or opening parenthesis, and applies to that alone.
     bool read(Matching& matching, Number& number) const override;
 
 private:

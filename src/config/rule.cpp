@@ -17,7 +17,7 @@ public:
 
 RecursiveRule::RecursiveRule() : reference_(std::make_shared<Reference>()) {}
 
-// The definition leads back to the reference: a circle that nothing else would end.
+// The definition refers to the reference itself: nothing else would break this cycle.
 RecursiveRule::~RecursiveRule() {
     reference_->definition.reset();
 }

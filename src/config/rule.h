@@ -1,4 +1,4 @@
-// Rules: tokens, and what they are combined into.
+// Rules: tokens and combinations of tokens.
 #pragma once
 
 #include "config/token.h"
@@ -21,8 +21,8 @@ private:
     std::shared_ptr<const Token> token_;
 };
 
-// A rule that others can be made of before it is assigned, itself among them. It has to outlive
-// them.
+// A rule that other rules, and its own definition, may contain before it is assigned. It has to
+// outlive them.
 class RecursiveRule {
 public:
     RecursiveRule();
@@ -41,15 +41,15 @@ private:
 // One after the other.
 Rule sequence(Rule first, Rule second);
 
-// The second only where the first does not match.
+// The first, or the second if the first does not match.
 Rule choice(Rule first, Rule second);
 
-// As often as possible, but `maximum` times at most and `minimum` times at least.
+// As often as possible, at least `minimum` and at most `maximum` times.
 inline constexpr int kUnlimited = -1;
 Rule count(Rule element, int minimum, int maximum);
 
-// What is between the other two, as one entry of the tree: a block or list, or for kUnknown an
-// assignment of the one value in it. Blocks and assignments have the name that they open with.
+// Makes one entry of what `inner` matches between `open` and `close`: a block or list, or for
+// kUnknown an assignment of the one value there. Blocks and assignments get the name in `open`.
 Rule block(Type type, Rule open, Rule inner, Rule close);
 
 } // namespace qz::config

@@ -21,7 +21,7 @@ private:
     Rule second_;
 };
 
-// A rule or, where it does not match, another.
+// A rule or, if it does not match, another.
 class OrRuleToken : public Token {
 public:
     OrRuleToken(Rule first, Rule second) : first_(std::move(first)), second_(std::move(second)) {}
@@ -68,7 +68,7 @@ private:
     Rule close_;
 };
 
-// Lexical tokens one after the other, as a unit.
+// Several lexical tokens one after the other: all of them or none.
 class ChainToken : public Token {
 public:
     using Links = std::vector<std::shared_ptr<const Token>>;

@@ -18,7 +18,7 @@ namespace qz::config {
 
 namespace {
 
-// Only what can be saved.
+// Whether the number can be saved.
 bool fits(const Number& number) {
     const double whole = std::trunc(number.value);
     return number.isInteger ? whole >= INT_MIN && whole <= INT_MAX : std::isfinite(number.value);
@@ -46,7 +46,7 @@ bool areDigits(std::string_view text) {
     return text.find_first_not_of("0123456789") == std::string_view::npos;
 }
 
-// Blanks or comments may divide the lexemes.
+// The value of the lexemes since `start`. Blanks or comments may stand between them.
 double valueSince(const Matching& matching, Matching::Position start) {
     std::size_t length = 0;
     for (Matching::Position at = start; at != matching.position(); ++at) {
@@ -64,7 +64,7 @@ double valueSince(const Matching& matching, Matching::Position start) {
     return parseDecimal(text);
 }
 
-// As it stands in the text if there is nothing to resolve.
+// The text that `raw` stands for: `raw` itself if it has no escapes.
 std::optional<std::string_view> resolve(Matching& matching, std::string_view raw) {
     if (raw.find('\\') == std::string_view::npos) {
         return raw;
@@ -153,7 +153,7 @@ bool RealNumberToken::read(Matching& matching, Number& number) const {
     return true;
 }
 
-// An identifier such as "e3", or "e" with a sign and digits behind it.
+// Reads an identifier such as "e3", or "e" with a sign and digits behind it; true if none is there.
 bool RealNumberToken::readExponent(Matching& matching) const {
     if (!matching.isAt(identifier_.get()) || !beginsExponent(matching.text())) {
         return true;

@@ -9,14 +9,14 @@
 
 namespace qz::config {
 
-// What has a number for its value.
+// Tokens whose value is a number.
 class NumberToken : public Token {
 public:
-    // Takes what makes up the number, or leaves the matching where it was. Where another kind of
-    // number may begin alike, not to match is no failure to record.
+    // Takes the lexemes of the number, or leaves the matching where it was. Records no failure if
+    // another kind of number may begin in the same way.
     virtual bool read(Matching& matching, Number& number) const = 0;
 
-    // An integer that does not fit is a failure.
+    // An integer that does not fit an int, or a real that is not finite, is a failure.
     bool matchTokens(Matching& matching) const override;
 };
 
@@ -25,7 +25,7 @@ class IntegerNumberToken : public NumberToken {
 public:
     explicit IntegerNumberToken(const LexicalAnalyser& lexical);
 
-    // A decimal number of any size: what has to fit is the value of the whole expression.
+    // A decimal number may have any size, because only the whole expression's value has to fit.
     bool read(Matching& matching, Number& number) const override;
 
 private:
@@ -57,7 +57,7 @@ class CharToken : public NumberToken {
 public:
     explicit CharToken(const LexicalAnalyser& lexical);
 
-    // The code is signed; no character at all is 0.
+    // The code is signed. It is 0 if no character stands between the quotes.
     bool read(Matching& matching, Number& number) const override;
 
 private:
