@@ -15,6 +15,7 @@ constexpr std::chrono::seconds kMostSilence(2);
 } // namespace
 
 Broadcast::Broadcast(const std::string& name, const World& world) : channel_(name) {
+    channel_.claim();
     std::ranges::transform(world.ferries, std::back_inserter(names_), &FerryData::name);
 }
 

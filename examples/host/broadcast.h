@@ -18,7 +18,7 @@
  * watchers. A watcher that has not confirmed anything for some time is dropped. */
 class Broadcast {
 public:
-    /* Throws UserError. */
+    /* Throws UserError, also if another host does the same under the name. */
     Broadcast(const std::string& name, const World& world);
 
     /* Once a frame. Throws UserError. */

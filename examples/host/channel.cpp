@@ -5,11 +5,13 @@
 #include <cstring>
 #include <ctime>
 #include <limits>
+#include <random>
 
 namespace {
 
 constexpr unsigned long kStatesBytes = 1 << 20;
 constexpr unsigned long kConfirmationsBytes = 1 << 16;
+constexpr unsigned long kClaimsBytes = 1 << 12;
 constexpr std::int64_t kOldAfter = 2; // seconds
 
 using Size = std::uint16_t;
@@ -23,10 +25,28 @@ bool readNext(CRingMessageBuffer& ring, std::vector<char>& bytes, std::int64_t& 
 
 } // namespace
 
-Channel::Channel(const std::string& name) : bytes_(sizeof(Size) + Mail::Message::kMaxSize) {
+Channel::Channel(const std::string& name)
+    : name_(name), bytes_(sizeof(Size) + Mail::Message::kMaxSize) {
     if (states_.Open((name + ".states").c_str(), kStatesBytes, nullptr) == 0 ||
         confirmations_.Open((name + ".confirmed").c_str(), kConfirmationsBytes, nullptr) == 0) {
         throw UserError("the shared memory " + name + " cannot be opened");
+    }
+}
+
+/* The host whose claim is the first in the ring sends. The system removes the ring when all hosts
+ * that opened it have closed it or are dead; a refused host closes it. */
+void Channel::claim() {
+    std::random_device random;
+    const std::uint32_t mine[] = {random(), random()};
+    std::int64_t time = 0;
+    if (claims_.Open((name_ + ".claims").c_str(), kClaimsBytes, nullptr) == 0 ||
+        claims_.AddMessage(reinterpret_cast<const char*>(mine), sizeof mine) == 0 ||
+        !readNext(claims_, bytes_, time)) {
+        throw UserError("the shared memory " + name_ + " cannot be opened");
+    }
+    if (std::memcmp(bytes_.data(), mine, sizeof mine) != 0) {
+        throw UserError("another host simulates under the name " + name_ +
+                        " already: take another one for --connect");
     }
 }
 

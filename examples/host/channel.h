@@ -24,6 +24,9 @@ public:
     /* Throws UserError. */
     explicit Channel(const std::string& name);
 
+    /* For the one who sends, before that. Throws UserError if somebody else does so already. */
+    void claim();
+
     void send(const Mail::Message& message);
 
     /* The next message of a state; empty if there is none. */
@@ -35,6 +38,8 @@ public:
     std::optional<Confirmation> takeConfirmation();
 
 private:
+    const std::string name_;
+    CRingMessageBuffer claims_; // open where somebody sends
     CRingMessageBuffer states_;
     CRingMessageBuffer confirmations_;
     std::vector<char> bytes_;

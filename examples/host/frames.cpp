@@ -130,14 +130,14 @@ void runFrames(const World& world, const Settings& settings, bool fresh) {
     const std::string file = resultFile("logbook.txt");
     const std::string saved = resultFile(stemOf(world.file) + ".ferries.qzo");
     {
-        Logbook logbook(file);
-        Fleet fleet(world, logbook);
-        const EndOfTasks endOfTasks;
-        start(fleet, saved, fresh);
         std::optional<Broadcast> broadcast;
         if (!settings.connect.empty()) {
             broadcast.emplace(settings.connect, world);
         }
+        Logbook logbook(file);
+        Fleet fleet(world, logbook);
+        const EndOfTasks endOfTasks;
+        start(fleet, saved, fresh);
         globalProfiler.start();
         logVoyages(fleet, sail(fleet, settings, saved, broadcast ? &*broadcast : nullptr));
         if (broadcast) {

@@ -267,6 +267,9 @@ class HostTest(unittest.TestCase):
         self.assertLess(float(changes), float(whole) / 2)
         simulating = start(*many)
         self.assertIn("Fulmar", watcher.stdout.readline())
+        code, _, err = self.run_host(*few)  # under the same name, which is refused
+        self.assertNotEqual(code, 0)
+        self.assertIn(f"another host simulates under the name {name} already", err)
         watcher.kill()
         watcher = watch()  # has missed a part
         self.assertRegex(watcher.stdout.readline(), "frame .*Fulmar")
