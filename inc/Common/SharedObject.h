@@ -15,6 +15,8 @@
 #include "Core/Export.h"
 #include "Core/SameCompiler.h"
 
+#include <concepts>
+#include <cstddef>
 #include <cstdint>
 #include <utility>
 
@@ -98,6 +100,14 @@ public:
     }
     Ref(const Ref& other) : Ref(other.object_) {}
     Ref(Ref&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
+
+    /* From a reference to a class that descends from T. */
+    template<typename U>
+    requires std::convertible_to<U*, T*> Ref(const Ref<U>& other) : Ref(other.get()) {}
+    template<typename U>
+    requires std::convertible_to<U*, T*> Ref(Ref<U>&& other)
+    noexcept : object_(std::exchange(other.object_, nullptr)) {}
+
     ~Ref() {
         if (object_ != nullptr) {
             object_->release();
@@ -114,7 +124,16 @@ public:
     T& operator*() const { return *object_; }
     explicit operator bool() const { return object_ != nullptr; }
 
+    /* Whether both lead to the same object, or to none. */
+    template<typename U>
+    requires std::equality_comparable_with<T*, U*>
+    bool operator==(const Ref<U>& other) const { return object_ == other.get(); }
+    bool operator==(std::nullptr_t) const { return object_ == nullptr; }
+
 private:
+    template<typename U>
+    friend class Ref;
+
     T* object_ = nullptr;
 };
 

@@ -24,7 +24,7 @@
  *
  * What can be transferred:
  * - booleans, integers, floats, enumerations, std::string, std::vector;
- * - with Serial/Containers.h the other containers, pairs, optional values, arrays;
+ * - with Serial/Containers.h the other containers, sets, pairs, optional values, arrays;
  * - with Serial/MathTypes.h the types of Math, and the randomizers; predictors need no header;
  * - with Serial/Containers.h the snapshot of a state machine (Common::FSM::Snapshot);
  * - structures and classes with a member function `serialize(Common::CommonSerializer&)`, or a free

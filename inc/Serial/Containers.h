@@ -1,8 +1,8 @@
 /* Containers, pairs, optional values and arrays for Common::CommonSerializer. C++ only, for
  * programs built by the library's compiler.
  *
- * Maps are written in the order of their keys, even unordered maps if their keys have an order, so
- * that the same contents give the same bytes. Reading a key twice is an error. */
+ * Maps and sets are written in the order of their keys, even unordered ones if their keys have an
+ * order, so that the same contents give the same bytes. Reading a key twice is an error. */
 #ifndef QZCORE_SERIAL_CONTAINERS_H
 #define QZCORE_SERIAL_CONTAINERS_H
 
@@ -17,7 +17,9 @@
 #include <list>
 #include <map>
 #include <optional>
+#include <set>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -57,6 +59,8 @@ void serialize(CommonSerializer& serializer, std::optional<T>& value) {
 
 namespace detail {
 
+inline constexpr char kKeyTwice[] = "a key that is there already";
+
 template<class T>
 void serializeRow(CommonSerializer& serializer, T* values, std::size_t count) {
     if constexpr (SerializedAsBytes<T>) {
@@ -92,6 +96,11 @@ struct EntryInMap {
 };
 
 template<class Map>
+constexpr bool kHasKeysOnce = requires(Map& map, typename Map::key_type key) {
+    map.try_emplace(std::move(key));
+};
+
+template<class Map>
 void loadMap(CommonSerializer& serializer, CommonSerializer::Items& items, Map& map) {
     if (serializer.isGood()) {
         map.clear();
@@ -101,11 +110,53 @@ void loadMap(CommonSerializer& serializer, CommonSerializer::Items& items, Map& 
         if (!items.transfer(entry)) {
             return;
         }
-        if (!map.try_emplace(std::move(entry.key), std::move(entry.value)).second) {
-            serializer.fail("a key that is there already");
+        if constexpr (!kHasKeysOnce<Map>) {
+            map.emplace(std::move(entry.key), std::move(entry.value));
+        } else if (!map.try_emplace(std::move(entry.key), std::move(entry.value)).second) {
+            serializer.fail(kKeyTwice);
             return;
         }
     }
+}
+
+template<class Set>
+void loadSet(CommonSerializer& serializer, CommonSerializer::Items& items, Set& set) {
+    if (serializer.isGood()) {
+        set.clear();
+    }
+    for (std::size_t i = 0; i < items.count(); ++i) {
+        typename Set::key_type key{};
+        if (!items.transfer(key)) {
+            return;
+        }
+        if (!set.insert(std::move(key)).second) {
+            serializer.fail(kKeyTwice);
+            return;
+        }
+    }
+}
+
+/* The contents of an unordered container, in the order of their keys if these have one. */
+template<class Container, class KeyOf>
+auto inOrder(Container& container, KeyOf keyOf) {
+    using Key = typename Container::key_type;
+    std::vector<decltype(&*container.begin())> contents;
+    contents.reserve(container.size());
+    for (auto& one : container) {
+        contents.push_back(&one);
+    }
+    if constexpr (requires(const Key& key) {
+                      { key < key } -> std::convertible_to<bool>;
+                  }) {
+        std::ranges::sort(contents, [&](auto* a, auto* b) { return keyOf(*a) < keyOf(*b); });
+    }
+    return contents;
+}
+
+/* Saving changes no key. */
+template<class Key>
+bool saveKey(CommonSerializer::Items& items, const Key& key) {
+    return items.transfer(const_cast<Key&>(key));
 }
 
 /* False if there was an error. */
@@ -113,6 +164,20 @@ template<class Map>
 bool saveEntry(CommonSerializer::Items& items, typename Map::value_type& entry) {
     EntryInMap<Map> value{entry};
     return items.transfer(value);
+}
+
+template<class Map>
+void serializeOrdered(CommonSerializer& serializer, Map& map) {
+    CommonSerializer::Items items(serializer, map.size());
+    if (serializer.isLoading()) {
+        loadMap(serializer, items, map);
+        return;
+    }
+    for (auto& entry : map) {
+        if (!saveEntry<Map>(items, entry)) {
+            break;
+        }
+    }
 }
 
 } // namespace detail
@@ -129,14 +194,39 @@ void serialize(CommonSerializer& serializer, T (&values)[N]) {
 
 template<class Key, class T, class Compare, class Allocator>
 void serialize(CommonSerializer& serializer, std::map<Key, T, Compare, Allocator>& map) {
-    using Map = std::map<Key, T, Compare, Allocator>;
-    CommonSerializer::Items items(serializer, map.size());
+    detail::serializeOrdered(serializer, map);
+}
+
+/* Entries of one key keep their order. */
+template<class Key, class T, class Compare, class Allocator>
+void serialize(CommonSerializer& serializer, std::multimap<Key, T, Compare, Allocator>& map) {
+    detail::serializeOrdered(serializer, map);
+}
+
+template<class Key, class Compare, class Allocator>
+void serialize(CommonSerializer& serializer, std::set<Key, Compare, Allocator>& set) {
+    CommonSerializer::Items items(serializer, set.size());
     if (serializer.isLoading()) {
-        detail::loadMap(serializer, items, map);
+        detail::loadSet(serializer, items, set);
         return;
     }
-    for (auto& entry : map) {
-        if (!detail::saveEntry<Map>(items, entry)) {
+    for (const Key& key : set) {
+        if (!detail::saveKey(items, key)) {
+            break;
+        }
+    }
+}
+
+template<class Key, class Hash, class Equal, class Allocator>
+void serialize(CommonSerializer& serializer, std::unordered_set<Key, Hash, Equal, Allocator>& set) {
+    CommonSerializer::Items items(serializer, set.size());
+    if (serializer.isLoading()) {
+        detail::loadSet(serializer, items, set);
+        return;
+    }
+    const auto keyOf = [](const Key& key) -> const Key& { return key; };
+    for (const Key* const key : detail::inOrder(set, keyOf)) {
+        if (!detail::saveKey(items, *key)) {
             break;
         }
     }
@@ -151,17 +241,8 @@ void serialize(CommonSerializer& serializer,
         detail::loadMap(serializer, items, map);
         return;
     }
-    std::vector<typename Map::value_type*> entries;
-    entries.reserve(map.size());
-    for (auto& entry : map) {
-        entries.push_back(&entry);
-    }
-    if constexpr (requires(const Key& key) {
-                      { key < key } -> std::convertible_to<bool>;
-                  }) {
-        std::ranges::sort(entries, [](auto* a, auto* b) { return a->first < b->first; });
-    }
-    for (auto* const entry : entries) {
+    const auto keyOf = [](const auto& entry) -> const Key& { return entry.first; };
+    for (auto* const entry : detail::inOrder(map, keyOf)) {
         if (!detail::saveEntry<Map>(items, *entry)) {
             break;
         }

@@ -7,8 +7,13 @@
 #include "Math/Matrix.h"
 #include "Math/Rotation3.h"
 #include "Math/Vector.h"
+#include "Math/nMatrix.h"
 #include "Random/Randomizer.h"
 #include "Serial/CommonSerializer.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <utility>
 
 namespace Common {
 
@@ -22,6 +27,25 @@ void serialize(CommonSerializer& serializer, Math::Vector<N, T>& vector) {
 template<int N, typename T>
 void serialize(CommonSerializer& serializer, Math::Matrix<N, T>& matrix) {
     serializer.transferRow(matrix[0], std::size_t{N} * N);
+}
+
+template<typename T>
+void serialize(CommonSerializer& serializer, nMatrix<T>& matrix) {
+    qz::vector<typename nMatrix<T>::Row> rows;
+    for (unsigned row = 0; !serializer.isLoading() && row < matrix.Rows(); ++row) {
+        rows.push_back(matrix[row]);
+    }
+    serialize(serializer, rows);
+    const std::size_t length = rows.empty() ? 0 : rows[0].size();
+    if (!std::ranges::all_of(rows, [&](const auto& row) { return row.size() == length; })) {
+        serializer.fail("rows of a matrix that differ in length");
+    }
+    if (serializer.isLoading() && serializer.isGood()) {
+        matrix.resize(static_cast<unsigned>(rows.size()), static_cast<unsigned>(length));
+        for (unsigned row = 0; row < matrix.Rows(); ++row) {
+            matrix[row] = std::move(rows[row]);
+        }
+    }
 }
 
 template<typename T>

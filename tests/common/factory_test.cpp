@@ -79,6 +79,17 @@ TEST(SharedObject, EndsWithItsLastReference) {
         ++alive; // the copy's constructor does not count
     }
     EXPECT_EQ(alive, 0);
+    alive = 1;
+    {
+        Ref<Thing> thing(new Thing("Thing", &alive));
+        Ref<Identifiable> base = thing;
+        EXPECT_TRUE(base == thing && thing == base && base != nullptr);
+        EXPECT_FALSE(Ref<Thing>() == thing || Ref<Identifiable>() != Ref<Thing>());
+        EXPECT_EQ(base->getRefCount(), 2);
+        base = std::move(thing);
+        EXPECT_EQ(base->getRefCount(), 1);
+        EXPECT_FALSE((std::convertible_to<Ref<Identifiable>, Ref<Thing>>));
+    }
 
     Common::FakeUnknown<Identifiable> onTheStack;
     { const Ref<Identifiable> reference(&onTheStack); }

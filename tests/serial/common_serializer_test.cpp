@@ -71,6 +71,7 @@ TEST_F(Serializer, TypesOfTheLibraryFit) {
         Math::Vector<3, float> vector{1, 2, 3};
         Math::Matrix<4, double> matrix = Math::Matrix<4, double>().set(7);
         Math::Rotation3<double> rotation{1, 2, 3, 4};
+        nMatrix<double> shape = nMatrix<double>(2, 3);
         RandomObject random{RandomObject::kNormal, 77};
         GenerativeRandomizer generative{5};
         UnsignedLongRandomizer plain{6};
@@ -78,16 +79,19 @@ TEST_F(Serializer, TypesOfTheLibraryFit) {
             s.transfer(vector);
             s.transfer(matrix);
             s.transfer(rotation);
+            s.transfer(shape);
             s.transfer(random);
             s.transfer(generative);
             s.transfer(plain);
         }
-    } saved, read{{}, {}, {}, RandomObject{}, GenerativeRandomizer{}, UnsignedLongRandomizer{}};
+    } saved, read{{}, {}, {}, {}, RandomObject{}, GenerativeRandomizer{}, UnsignedLongRandomizer{}};
     saved.generative.next();
+    saved.shape[1][2] = 9;
     EXPECT_EQ(load(save(saved), read, factories), "");
     EXPECT_EQ(read.vector.z, 3);
     EXPECT_EQ(read.matrix[3][3], 7);
     EXPECT_EQ(read.rotation.w, 4);
+    EXPECT_TRUE(read.shape.Rows() == 2 && read.shape.Cols() == 3 && read.shape[1][2] == 9);
     EXPECT_EQ(read.random.get(), RandomObject(RandomObject::kNormal, 77).get());
     EXPECT_EQ(read.generative.getSeed0(), 5U);
     EXPECT_EQ(read.generative.next(), saved.generative.next());

@@ -51,6 +51,9 @@ struct Values {
     qz::list<int> list;
     std::map<std::string, Position> byName;
     std::unordered_map<int, std::string> byNumber;
+    std::multimap<int, std::string> several;
+    std::set<std::string> names;
+    std::unordered_set<int> numbers;
     std::pair<int, std::string> pair;
     std::optional<Position> maybe, none{Position{}};
     std::array<float, 3> fixed{};
@@ -76,6 +79,9 @@ struct Values {
         s.transfer("list", list);
         s.transfer("byName", byName);
         s.transfer("byNumber", byNumber);
+        s.transfer("several", several);
+        s.transfer("names", names);
+        s.transfer("numbers", numbers);
         s.transfer("pair", pair);
         s.transfer("maybe", maybe);
         s.transfer("none", none);
@@ -106,6 +112,9 @@ inline Values someValues() {
     values.list = {-5, 5};
     values.byName = {{"a", {5, 6}}, {"b", {7, 8}}};
     values.byNumber = {{9, "nine"}, {-1, "minus one"}, {4, "four"}};
+    values.several = {{1, "b"}, {1, "a"}, {0, "c"}};
+    values.names = {"x", "y"};
+    values.numbers = {30, 10, 20};
     values.pair = {-70000, "pair"};
     values.maybe = Position{9, 10};
     values.none.reset();
