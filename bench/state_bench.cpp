@@ -18,8 +18,8 @@ constexpr bench::Goal kGoals[] = {
     atMost(0.10, "state/whole/10000", "state/changed/10000"),
     atMost(0.05, "state/whole/10000", "state/changed/10000", "bytes"),
     atMost(0.10, "watch/whole/10000", "watch/changed/10000"),
-    bench::growth(1.5, "state/whole/10000", "state/whole/100000"),
-    bench::growth(1.5, "state/changed/10000", "state/changed/100000"),
+    bench::growth(1.5, "state/whole/10000", "state/whole/1000000"),
+    bench::growth(1.5, "state/changed/10000", "state/changed/1000000"),
 };
 
 class Ship : public Common::SerializableObject {
@@ -44,6 +44,8 @@ public:
         y_ += 2;
         fuel_ -= 0.5F;
     }
+
+    float look() const { return x_ + y_ + fuel_ + static_cast<float>(kind_ + number_); }
 
 private:
     int kind_ = 3, crew_ = 20, number_ = 1000;
@@ -116,6 +118,25 @@ void writeChanged(benchmark::State& state) {
     bench::countEach(state, state.range(0));
 }
 
+// What the memory of the objects costs by itself, for those of which a state takes notice: the
+// growth of the states' own work is held against this one's.
+void walk(benchmark::State& state, std::uint32_t oneIn) {
+    CommonBufferizer states;
+    fill(states, state.range(0));
+    std::vector<const Ship*> ships;
+    for (std::uint32_t number = oneIn; number <= state.range(0); number += oneIn) {
+        ships.push_back(static_cast<const Ship*>(states.get(number)));
+    }
+    for (auto _ : state) {
+        float sum = 0;
+        for (const Ship* const ship : ships) {
+            sum += ship->look();
+        }
+        benchmark::DoNotOptimize(sum);
+    }
+    bench::countEach(state, state.range(0));
+}
+
 void watch(benchmark::State& state, bool isWhole) {
     Common::FactoryManager factories;
     factories.addFactory(new ShipFactory);
@@ -148,13 +169,15 @@ void watch(benchmark::State& state, bool isWhole) {
 }
 
 void sizes(benchmark::internal::Benchmark* benchmark) {
-    benchmark->Arg(10'000)->Arg(100'000);
+    benchmark->Arg(10'000)->Arg(1'000'000);
 }
 
 BENCHMARK(writeWhole)->Name("state/whole")->Apply(sizes);
 BENCHMARK(writeChanged)->Name("state/changed")->Apply(sizes);
-BENCHMARK_CAPTURE(watch, whole, true)->Name("watch/whole")->Apply(sizes);
-BENCHMARK_CAPTURE(watch, changed, false)->Name("watch/changed")->Apply(sizes);
+BENCHMARK_CAPTURE(walk, whole, 1)->Name("walk/whole")->Apply(sizes);
+BENCHMARK_CAPTURE(walk, changed, kOneIn)->Name("walk/changed")->Apply(sizes);
+BENCHMARK_CAPTURE(watch, whole, true)->Name("watch/whole")->Arg(10'000);
+BENCHMARK_CAPTURE(watch, changed, false)->Name("watch/changed")->Arg(10'000)->Arg(100'000);
 
 } // namespace
 

@@ -12,19 +12,8 @@ namespace {
 // Writes what differs between a base line, or nothing, and the newest state.
 class StateWriter {
 public:
-    StateWriter(serial::History& history, std::uint32_t base) : base_(base) {
-        if (base == 0) {
-            for (const auto& [number, entry] : history.entries()) {
-                entries_.push_back(entry);
-            }
-            return;
-        }
-        for (const std::uint32_t number : history.changedSince(base)) {
-            if (const serial::Entry* const entry = history.find(number)) {
-                entries_.push_back(entry);
-            }
-        }
-    }
+    StateWriter(serial::History& history, std::uint32_t base)
+        : base_(base), entries_(base == 0 ? history.entries() : history.changedSince(base)) {}
 
     serial::Bytes write() {
         list([&](const auto& was, const auto& is) { return was.object && isOther(was, is); },
@@ -79,7 +68,7 @@ private:
     }
 
     std::uint32_t base_;
-    qz::vector<const serial::Entry*> entries_; // sorted by number
+    serial::Entries entries_; // sorted by number
     std::map<std::string, std::size_t> classes_;
     serial::BitWriter out_;
 };
@@ -93,27 +82,17 @@ void CommonBufferizer::State::failAt(std::uint32_t number, const SerializableObj
 }
 
 // The entries whose objects must be looked at.
-qz::vector<serial::Entry*> CommonBufferizer::State::entriesToCapture(bool onlyMarked) {
-    qz::vector<serial::Entry*> entries;
-    if (onlyMarked && !areAllMarked) {
-        for (const std::uint32_t number : marked) {
-            if (serial::Entry* const entry = history.find(number)) {
-                entries.push_back(entry);
-            }
-        }
-    } else {
-        for (const auto& [number, entry] : history.entries()) {
-            entries.push_back(entry);
-        }
+serial::Entries CommonBufferizer::State::entriesToCapture(bool onlyMarked) {
+    if (!onlyMarked || areAllMarked) {
+        return history.entries();
     }
-    if (onlyMarked && !areAllMarked) {
-        addReferrers(entries);
-    }
+    serial::Entries entries = marked;
+    addReferrers(entries);
     return entries;
 }
 
 // Adds unmarked entries that refer to a removed or replaced object: they must have changed.
-void CommonBufferizer::State::addReferrers(qz::vector<serial::Entry*>& entries) {
+void CommonBufferizer::State::addReferrers(serial::Entries& entries) {
     std::map<std::uint32_t, std::uint32_t> going; // with the number of references not met yet
     for (const serial::Entry* const entry : entries) {
         const serial::Version& last = entry->last();
@@ -143,7 +122,7 @@ void CommonBufferizer::State::addReferrers(qz::vector<serial::Entry*>& entries) 
     if (going.empty()) {
         return;
     }
-    for (const auto& [number, entry] : history.entries()) {
+    for (serial::Entry* const entry : history.entries()) {
         if (!entry->isMarked && refersToOne(*entry)) {
             entries.push_back(entry);
         }
@@ -159,7 +138,7 @@ std::uint32_t CommonBufferizer::State::capture(bool onlyMarked) {
     serial::Packing& packing = *form;
     packing.numbers = &history;
     serial::ObjectSerializer serializer(std::move(form), false, limits.depth);
-    const qz::vector<serial::Entry*> entries = entriesToCapture(onlyMarked);
+    const serial::Entries entries = entriesToCapture(onlyMarked);
     serial::Changes changes;
     for (serial::Entry* const entry : entries) {
         if (!captureOne(*entry, packing, serializer, changes)) {

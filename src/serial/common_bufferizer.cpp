@@ -32,7 +32,7 @@ void CommonBufferizer::State::fail(std::string_view what) noexcept {
 
 void CommonBufferizer::State::mark(serial::Entry& entry) {
     if (!entry.isMarked) {
-        marked.push_back(entry.number);
+        marked.push_back(&entry);
         entry.isMarked = true;
     }
 }

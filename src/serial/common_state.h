@@ -52,7 +52,7 @@ struct CommonBufferizer::State {
     std::uint32_t session = serial::newSession(); // the session of the states written
     std::uint32_t sender = 0;                     // the session of the states read; 0: any
     serial::History history;
-    qz::vector<std::uint32_t> marked;
+    serial::Entries marked;
     bool areAllMarked = false; // then `marked` does not matter
     std::string error;
 
@@ -112,8 +112,8 @@ struct CommonBufferizer::State {
     void failAt(std::uint32_t number, const SerializableObject& object, const std::string& what);
 
 private:
-    qz::vector<serial::Entry*> entriesToCapture(bool onlyMarked);
-    void addReferrers(qz::vector<serial::Entry*>& entries);
+    serial::Entries entriesToCapture(bool onlyMarked);
+    void addReferrers(serial::Entries& entries);
     bool captureOne(serial::Entry& entry, serial::Packing& packing,
                     serial::ObjectSerializer& serializer, serial::Changes& changes);
 };

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <iterator>
+#include <utility>
 
 namespace serial {
 
@@ -66,9 +67,23 @@ const Entry* History::find(std::uint32_t number) const {
 }
 
 Entry& History::findOrAdd(std::uint32_t number) {
-    Entry& entry = entries_[number];
-    entry.number = number;
+    const auto [found, isNew] = entries_.try_emplace(number);
+    Entry& entry = found->second;
+    if (isNew) {
+        entry.number = number;
+        keepOrder(entry);
+    }
     return entry;
+}
+
+// Mostly numbers ascend.
+void History::keepOrder(Entry& added) {
+    const bool isLast = areOrdered_ && (ordered_.empty() || ordered_.back()->number < added.number);
+    areOrdered_ = false; // if there is no memory
+    if (isLast) {
+        ordered_.push_back(&added);
+        areOrdered_ = true;
+    }
 }
 
 void History::set(Entry& entry, const ObjectRef& object) {
@@ -85,14 +100,17 @@ void History::set(Entry& entry, const ObjectRef& object) {
     entry.object = object;
 }
 
-Entries History::entries() {
-    Entries entries;
-    entries.reserve(entries_.size());
-    for (auto& [number, entry] : entries_) {
-        entries.emplace_back(number, &entry);
+const Entries& History::entries() {
+    if (!areOrdered_) {
+        ordered_.clear();
+        ordered_.reserve(entries_.size());
+        for (auto& [number, entry] : entries_) {
+            ordered_.push_back(&entry);
+        }
+        std::ranges::sort(ordered_, {}, &Entry::number);
+        areOrdered_ = true;
     }
-    std::ranges::sort(entries);
-    return entries;
+    return ordered_;
 }
 
 const History::Line* History::findLine(std::uint32_t state) const {
@@ -100,15 +118,18 @@ const History::Line* History::findLine(std::uint32_t state) const {
     return found == lines_.end() || found->state != state ? nullptr : &*found;
 }
 
-qz::vector<std::uint32_t> History::changedSince(std::uint32_t state) const {
-    qz::vector<std::uint32_t> numbers;
+Entries History::changedSince(std::uint32_t state) const {
+    Entries entries;
     for (auto change = journal_.rbegin(); change != journal_.rend() && change->first > state;
          ++change) {
-        numbers.push_back(change->second);
+        entries.push_back(change->second);
     }
-    std::ranges::sort(numbers);
-    numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
-    return numbers;
+    std::ranges::reverse(entries); // mostly in order, then
+    if (!std::ranges::is_sorted(entries, {}, &Entry::number)) {
+        std::ranges::sort(entries, {}, &Entry::number);
+    }
+    entries.erase(std::unique(entries.begin(), entries.end()), entries.end());
+    return entries;
 }
 
 // All steps that can fail come first. If one fails, spare room and entries in the journal stay,
@@ -119,7 +140,8 @@ void History::append(Line line, const Changes& changes) {
         if (versions.size() == versions.capacity()) {
             versions.reserve(std::max<std::size_t>(2, 2 * versions.size()));
         }
-        journal_.emplace_back(line.state, change.entry->number);
+        journal_.emplace_back(line.state, change.entry);
+        ++change.entry->changes;
     }
     lines_.push_back(line);
     for (const Change& change : changes) {
@@ -192,8 +214,7 @@ void History::forget(std::uint32_t before) {
         lines_.pop_front();
     }
     while (!journal_.empty() && journal_.front().first <= before) {
-        prune(journal_.front().second, before);
-        journal_.pop_front();
+        forgetFirstChange(before);
     }
 }
 
@@ -203,18 +224,17 @@ void History::keep(std::size_t most, std::size_t mostBytes) {
     }
 }
 
-// Drops the versions of an object up to a state, except the last of them.
-void History::prune(std::uint32_t number, std::uint32_t before) {
-    const auto found = entries_.find(number);
-    if (found == entries_.end()) {
-        return;
-    }
-    qz::vector<Version>& versions = found->second.versions;
+// Drops the versions of its object up to a state, except the last of them.
+void History::forgetFirstChange(std::uint32_t before) {
+    Entry& entry = *journal_.front().second;
+    journal_.pop_front();
+    --entry.changes;
+    qz::vector<Version>& versions = entry.versions;
     const auto next = std::ranges::upper_bound(versions, before, {}, &Version::state);
     if (next - versions.begin() > 1) {
-        dropVersions(found->second, next - 1 - versions.begin());
+        dropVersions(entry, next - 1 - versions.begin());
     }
-    eraseIfGone(found->second);
+    eraseIfGone(entry);
 }
 
 // Drops the oldest versions. A version whose object the next one does not have may hold the last
@@ -235,7 +255,9 @@ void History::dropVersions(Entry& entry, std::ptrdiff_t count) {
 void History::eraseIfGone(Entry& entry) {
     const Version& last = entry.last();
     const std::uint32_t oldest = lines_.empty() ? 0 : lines_.front().state;
-    if (!entry.object && !entry.isMarked && !last.object && last.state <= oldest) {
+    const bool isHeld = entry.object || entry.isMarked || entry.changes > 0;
+    if (!isHeld && !last.object && last.state <= oldest) {
+        areOrdered_ = false;
         entries_.erase(std::uint32_t{entry.number}); // a copy, because this destroys the entry
     }
 }
@@ -244,10 +266,11 @@ void History::clear() {
     lines_.clear();
     journal_.clear();
     newestBytes_ = 0;
+    areOrdered_ = false;
     for (auto item = entries_.begin(); item != entries_.end();) {
         Entry& entry = item->second;
         dropVersions(entry, std::ssize(entry.versions));
-        entry.referrers = 0;
+        entry.referrers = entry.changes = 0;
         const bool isHeld = entry.object || entry.isMarked;
         item = isHeld ? std::next(item) : entries_.erase(item);
     }

@@ -28,6 +28,7 @@ struct Entry {
     ObjectRef object;             // the present one; null: removed
     bool isMarked = false;        // it is in the list of marked numbers, so it is not erased
     std::uint32_t referrers = 0;  // how many references to it the newest state has
+    std::uint32_t changes = 0;    // how many the journal has; while it has any, the entry stays
     qz::vector<Version> versions; // sorted by state
 
     // The version in a state.
@@ -53,7 +54,7 @@ private:
     std::uint64_t factor_; // odd
 };
 
-using Entries = qz::vector<std::pair<std::uint32_t, Entry*>>;
+using Entries = qz::vector<Entry*>;
 
 class History final : public Numbers {
 public:
@@ -83,8 +84,8 @@ public:
     Line newest() const { return lines_.empty() ? Line() : lines_.back(); }
     const Line* findLine(std::uint32_t state) const;
 
-    // The numbers of the objects that have changed since a state, in order. There may be others.
-    qz::vector<std::uint32_t> changedSince(std::uint32_t state) const;
+    // The entries that have changed since a state, sorted by number. There may be others.
+    Entries changedSince(std::uint32_t state) const;
 
     // Both add a state that differs from the newest one by `changes`; `replace` also makes its
     // objects the present ones. They throw std::bad_alloc, and then change nothing.
@@ -108,12 +109,13 @@ public:
 
     std::size_t count() const { return numbers_.size(); }
 
-    // All entries, sorted by number, which is mostly their order in memory, too.
-    Entries entries();
+    // All entries, sorted by number. Valid until an entry is added or removed.
+    const Entries& entries();
 
 private:
     void dropNumbers(const Changes& changes);
-    void prune(std::uint32_t number, std::uint32_t before);
+    void keepOrder(Entry& added);
+    void forgetFirstChange(std::uint32_t before);
     void dropVersions(Entry& entry, std::ptrdiff_t count);
     void changeReferences(const Image* was, const Image* is);
 
@@ -121,9 +123,11 @@ private:
     std::unordered_map<std::uint32_t, Entry, NumberHash> entries_;
     std::unordered_map<const Common::Identifiable*, std::uint32_t> numbers_; // of present objects
     std::deque<Line> lines_;
-    std::deque<std::pair<std::uint32_t, std::uint32_t>> journal_; // changes: state, number; sorted
-    std::size_t bytes_ = 0;                                       // memory of all states
-    std::size_t newestBytes_ = 0;                                 // memory of the newest one
+    Entries ordered_;                                      // sorted by number if areOrdered_
+    bool areOrdered_ = true;                               // ordered_ has exactly all entries
+    std::deque<std::pair<std::uint32_t, Entry*>> journal_; // changes, sorted by state
+    std::size_t bytes_ = 0;                                // memory of all states
+    std::size_t newestBytes_ = 0;                          // memory of the newest one
     Departing departing_;
 };
 

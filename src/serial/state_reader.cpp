@@ -39,15 +39,15 @@ constexpr char kDamaged[] = "a state with a list that is none";
 // begin as they were there.
 void StateReader::stage() {
     if (base_.state == 0) {
-        for (const auto& [number, entry] : history_.entries()) {
-            items_.try_emplace(items_.end(), number)->second.entry = entry;
+        for (Entry* const entry : history_.entries()) {
+            items_.try_emplace(items_.end(), entry->number)->second.entry = entry;
         }
         return;
     }
     count_ = history_.count();
     bytes_ = history_.bytes();
-    for (const std::uint32_t number : history_.changedSince(base_.state)) {
-        stage(number);
+    for (const Entry* const entry : history_.changedSince(base_.state)) {
+        stage(entry->number);
     }
 }
 
@@ -222,10 +222,10 @@ bool StateReader::stageReferrers() {
     if (stale.empty()) {
         return true;
     }
-    for (const auto& [number, entry] : history_.entries()) {
+    for (const Entry* const entry : history_.entries()) {
         const Image* const image = entry->last().image.get();
         if (image != nullptr && refersToAny(*image, stale)) {
-            stage(number);
+            stage(entry->number);
         }
     }
     return true;
