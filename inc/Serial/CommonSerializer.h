@@ -66,6 +66,7 @@
 #include "Core/Export.h"
 #include "Core/SameCompiler.h"
 #include "IO/Stream.h"
+#include "Serial/Field.h"
 #include "Serial/SerializableObject.h"
 #include "Serial/ValueSerializer.h"
 
@@ -75,6 +76,7 @@
 #include <memory>
 #include <string>
 #include <type_traits>
+#include <vector>
 
 namespace Common {
 
@@ -97,9 +99,19 @@ public:
         bool keepsUnknown = false;
     };
 
+    /* How a file is saved. */
+    struct Options {
+        /* Whether the file has the names and the types of the fields, for tools such as qz dump.
+         * This adds one description for each class and version to the file, and saving takes
+         * several times as long. Programs load the file as any other; older versions of the
+         * library refuse it. */
+        bool namesFields = false;
+    };
+
     /* Saves to a stream, at its position, when `finish` is called. `version` is that of the file;
      * see getVersion. */
     explicit CommonSerializer(io::Stream& out, std::uint32_t version = 0);
+    CommonSerializer(io::Stream& out, std::uint32_t version, const Options& options);
 
     /* Loads from a stream, at its position. The constructor reads and checks the whole file; then
      * the stream's position is behind it, and the stream is not used any more. The factories
@@ -142,7 +154,8 @@ public:
     /* The same, for calls through RandomSerializer. */
     void transfer(std::int32_t& value) final { transferInteger(value); }
 
-    /* The same with a name, which appears in the paths of errors. It must be a literal. */
+    /* The same with a name, which appears in the paths of errors and, with Options::namesFields, in
+     * the file. It must be a literal. */
     template<class T>
     void transfer(const char* name, T& value) {
         const char* const outer = name_;
@@ -229,6 +242,10 @@ public:
      * error; further calls return the same. */
     bool finish();
 
+    /* Returns the fields of what was saved as a whole, and then those of each class and version,
+     * after `finish` has loaded a file that names its fields. Otherwise nothing. */
+    std::vector<FieldsOfClass> getFields() const;
+
     /* The error, with the path of the value: "world.units[17].crew: ..."; empty if there was none.
      */
     const std::string& getError() const;
@@ -243,6 +260,9 @@ public:
     /* Writes the length of a sequence, or reads it, and returns it; 0 after an error. It is an
      * error if fewer bytes are left to read than the length times `size`. */
     std::size_t transferLength(std::size_t length, std::size_t size);
+
+    /* Writes whether an optional value follows, or reads it. After an error `isThere` stays. */
+    void transferPresence(bool& isThere) { transferBool<FieldKind::kOptional>(isThere); }
 
     template<class T>
     void transferReference(Ref<T>& reference) {
@@ -294,12 +314,12 @@ private:
             if (++serializer.depth_ > serializer.depthLimit_) {
                 serializer.failAsTooDeep();
             }
-            if (serializer.isPacked_) {
+            if (serializer.tellsLevels_) {
                 serializer.openLevel();
             }
         }
         ~Level() {
-            if (serializer_.isPacked_) {
+            if (serializer_.tellsLevels_) {
                 serializer_.closeLevel();
             }
             serializer_.scope_ = scope_.outer;
@@ -315,9 +335,10 @@ private:
     };
 
     bool prepareMore(std::size_t size) override;
-    void transferMore(void* bytes, std::size_t size, bool isSigned) override;
-    bool prepareCompact(std::uint64_t value, bool isSigned) override;
-    std::uint64_t readLongCompact(bool isSigned) override;
+    void transferMore(void* bytes, std::size_t size, FieldKind kind) override;
+    void transferMoreOfRow(void* bytes, std::size_t size, FieldKind element) override;
+    bool prepareCompact(std::uint64_t value, FieldKind kind) override;
+    std::uint64_t readLongCompact(FieldKind kind) override;
     void packBool(unsigned char& byte) override;
     void failAsRange() override;
 
@@ -333,6 +354,14 @@ private:
     void openLevel();
     void closeLevel();
 
+    /* For files that name their fields. Their cursor is at the end, too, while they are written. */
+    QZ_LOCAL bool isNaming() const;
+    QZ_LOCAL void putNamed(const void* bytes, std::size_t size);
+    QZ_LOCAL void putNamedCompact(std::uint64_t value, FieldKind kind);
+    QZ_LOCAL void saveFields();
+    QZ_LOCAL void loadFields();
+    QZ_LOCAL void transferFields();
+
     bool writeReference(const Identifiable* object); /* true if it is met for the first time */
     void introduce(const Identifiable& object, SerializableObject* serializable);
     Identifiable* readReference();
@@ -347,7 +376,7 @@ private:
     QZ_LOCAL std::uint32_t nodeOf(Scope* scope);
     QZ_LOCAL std::string path() const;
 
-    QZ_LOCAL void beginRecord(std::uint32_t version);
+    QZ_LOCAL void beginRecord(std::uint32_t version, std::size_t classNumber);
     QZ_LOCAL void endRecord();
     QZ_LOCAL void makeRoom(std::size_t size);
     QZ_LOCAL std::uint32_t writeClass(const SerializableObject& object);
@@ -364,6 +393,7 @@ private:
     QZ_LOCAL void transferRest(qz::vector<unsigned char>& bytes,
                                qz::vector<Ref<Identifiable>>& references);
 
+    bool tellsLevels_ = false; /* to a form for messages, or to what learns the names */
     bool isFinished_ = false;
     std::uint32_t version_ = 0;
     std::uint32_t depth_ = 0;

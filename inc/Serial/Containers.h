@@ -44,7 +44,7 @@ void serialize(CommonSerializer& serializer, std::pair<First, Second>& value) {
 template<class T>
 void serialize(CommonSerializer& serializer, std::optional<T>& value) {
     bool isThere = value.has_value();
-    serializer.transfer(isThere);
+    serializer.transferPresence(isThere);
     if (!isThere || !serializer.isGood()) {
         if (serializer.isGood()) {
             value.reset();

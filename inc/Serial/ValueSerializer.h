@@ -11,6 +11,7 @@
 #include "Core/Export.h"
 #include "Core/SameCompiler.h"
 #include "Random/RandomManager.h"
+#include "Serial/Field.h"
 
 #include <algorithm>
 #include <bit>
@@ -28,6 +29,22 @@ template<class T>
 concept SerializedAsBytes = (std::floating_point<T> && sizeof(T) <= 8) ||
                             (std::integral<T> && sizeof(T) == 1 && !std::same_as<T, bool>);
 
+/* What a value is to a reader who does not have its type. */
+template<class T>
+constexpr FieldKind fieldKindOf() {
+    if constexpr (std::same_as<T, bool>) {
+        return FieldKind::kBool;
+    } else if constexpr (std::floating_point<T>) {
+        return sizeof(T) == sizeof(float) ? FieldKind::kFloat : FieldKind::kDouble;
+    } else if constexpr (std::same_as<T, char>) {
+        return FieldKind::kCharacter;
+    } else if constexpr (sizeof(T) == 1) {
+        return std::signed_integral<T> ? FieldKind::kSignedByte : FieldKind::kUnsignedByte;
+    } else {
+        return std::signed_integral<T> ? FieldKind::kSigned : FieldKind::kUnsigned;
+    }
+}
+
 class QZ_API ValueSerializer : public RandomSerializer {
 public:
     ~ValueSerializer() override;
@@ -40,7 +57,7 @@ public:
     template<SerializedAsBytes T>
     void transferRow(T* values, std::size_t count) {
         if constexpr (sizeof(T) == 1 || std::endian::native == std::endian::little) {
-            transferBytes(values, count * sizeof(T));
+            transferBytes(values, count * sizeof(T), fieldKindOf<T>());
         } else {
             for (std::size_t i = 0; i < count; ++i) {
                 transferNumber(values[i]);
@@ -56,20 +73,21 @@ protected:
         return size <= static_cast<std::size_t>(end_ - cursor_) || prepareMore(size);
     }
 
-    void transferBytes(void* bytes, std::size_t size) {
+    /* A row of such elements. */
+    void transferBytes(void* bytes, std::size_t size, FieldKind element) {
         if (size > static_cast<std::size_t>(end_ - cursor_)) {
-            transferMore(bytes, size, false);
+            transferMoreOfRow(bytes, size, element);
         } else if (size != 0) {
             isLoading_ ? std::memcpy(bytes, cursor_, size) : std::memcpy(cursor_, bytes, size);
             cursor_ += size;
         }
     }
 
-    /* The same for a constant size, for which the compiler makes one or two moves. */
-    template<std::size_t kSize>
-    void transferBytes(void* bytes, bool isSigned = false) {
+    /* The same for a value of a constant size, for which the compiler makes one or two moves. */
+    template<std::size_t kSize, FieldKind kKind>
+    void transferBytes(void* bytes) {
         if (kSize > static_cast<std::size_t>(end_ - cursor_)) [[unlikely]] {
-            transferMore(bytes, kSize, isSigned);
+            transferMore(bytes, kSize, kKind);
             return;
         }
         isLoading_ ? std::memcpy(bytes, cursor_, kSize) : std::memcpy(cursor_, bytes, kSize);
@@ -79,20 +97,21 @@ protected:
     template<class T>
     void transferNumber(T& value) {
         if constexpr (sizeof(T) == 1 || std::endian::native == std::endian::little) {
-            transferBytes<sizeof value>(&value, std::same_as<T, signed char>);
+            transferBytes<sizeof value, fieldKindOf<T>()>(&value);
         } else {
             unsigned char bytes[sizeof value];
             std::memcpy(bytes, &value, sizeof value);
             std::reverse(bytes, bytes + sizeof value);
-            transferBytes<sizeof value>(bytes);
+            transferBytes<sizeof value, fieldKindOf<T>()>(bytes);
             std::reverse(bytes, bytes + sizeof value);
             std::memcpy(&value, bytes, sizeof value);
         }
     }
 
+    template<FieldKind kKind = FieldKind::kBool>
     void transferBool(bool& value) {
         unsigned char byte = value ? 1 : 0;
-        isPacked_ ? packBool(byte) : transferNumber(byte);
+        isPacked_ ? packBool(byte) : transferBytes<1, kKind>(&byte);
         if (byte > 1) {
             failAsRange();
         } else if (isGood()) {
@@ -111,10 +130,10 @@ protected:
                 bits =
                     static_cast<Unsigned>(bits << 1) ^ static_cast<Unsigned>(value >> kSignShift);
             }
-            writeCompact(bits, std::signed_integral<T>);
+            writeCompact<fieldKindOf<T>()>(bits);
             return;
         }
-        const std::uint64_t read = readCompact(std::signed_integral<T>);
+        const std::uint64_t read = readCompact<fieldKindOf<T>()>();
         if (read > std::numeric_limits<Unsigned>::max()) {
             failAsRange();
         }
@@ -129,9 +148,10 @@ protected:
 
     static constexpr std::size_t kMostCompact = 10;
 
-    void writeCompact(std::uint64_t value, bool isSigned = false) {
+    template<FieldKind kKind>
+    void writeCompact(std::uint64_t value) {
         if (kMostCompact > static_cast<std::size_t>(end_ - cursor_) &&
-            !prepareCompact(value, isSigned)) {
+            !prepareCompact(value, kKind)) {
             return;
         }
         for (; value >= 0x80; value >>= 7) {
@@ -140,11 +160,12 @@ protected:
         *cursor_++ = static_cast<unsigned char>(value);
     }
 
-    std::uint64_t readCompact(bool isSigned = false) {
+    template<FieldKind kKind = FieldKind::kUnsigned>
+    std::uint64_t readCompact() {
         if (cursor_ != end_ && *cursor_ < 0x80) {
             return *cursor_++;
         }
-        return readLongCompact(isSigned);
+        return readLongCompact(kKind);
     }
 
     /* The place in the record where values are read or written. */
@@ -155,13 +176,13 @@ protected:
     bool hasFailed_ = false;
 
 private:
-    /* Called for a value for which the block has not enough bytes. Messages tell signed values from
-     * others. */
+    /* Called for a value for which the block has not enough bytes. */
     virtual bool prepareMore(std::size_t size) = 0;
-    virtual void transferMore(void* bytes, std::size_t size, bool isSigned) = 0;
+    virtual void transferMore(void* bytes, std::size_t size, FieldKind kind) = 0;
+    virtual void transferMoreOfRow(void* bytes, std::size_t size, FieldKind element) = 0;
     /* false: it is written, or an error */
-    virtual bool prepareCompact(std::uint64_t value, bool isSigned) = 0;
-    virtual std::uint64_t readLongCompact(bool isSigned) = 0;
+    virtual bool prepareCompact(std::uint64_t value, FieldKind kind) = 0;
+    virtual std::uint64_t readLongCompact(FieldKind kind) = 0;
     virtual void packBool(unsigned char& byte) = 0;
 
     virtual void failAsRange() = 0;

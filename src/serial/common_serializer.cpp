@@ -5,6 +5,7 @@
 #include "serial/state.h"
 
 #include <algorithm>
+#include <cstring>
 #include <exception>
 #include <string_view>
 #include <utility>
@@ -19,6 +20,15 @@ std::uint32_t sumOf(const unsigned char* header, const unsigned char* body, std:
 } // namespace serial
 
 namespace Common {
+
+namespace {
+
+// Messages distinguish signed integers from others.
+std::uint64_t meaningOf(FieldKind kind) {
+    return kind == FieldKind::kSigned ? serial::kSigned : serial::kPlain;
+}
+
+} // namespace
 
 // Releases each object by itself, so that no chain of objects is destroyed recursively. The first
 // loop goes backwards, for objects that hold earlier ones; the second forwards, because most
@@ -36,10 +46,17 @@ CommonSerializer::State::~State() {
 }
 
 CommonSerializer::CommonSerializer(io::Stream& out, std::uint32_t version)
+    : CommonSerializer(out, version, Options()) {}
+
+CommonSerializer::CommonSerializer(io::Stream& out, std::uint32_t version, const Options& options)
     : ValueSerializer(false, false), depthLimit_(Limits().depth), state_(new State) {
     state_->out = &out;
     state_->version = version;
-    beginRecord(version);
+    state_->namesFields = tellsLevels_ = options.namesFields;
+    if (options.namesFields) {
+        state_->naming = std::make_unique<serial::Naming>();
+    }
+    beginRecord(version, 0);
 }
 
 CommonSerializer::CommonSerializer(io::Stream& in, FactoryManager& factories)
@@ -118,34 +135,77 @@ bool CommonSerializer::prepareMore(std::size_t size) {
     serial::Bytes& payload = state_->payload;
     const std::size_t done = usedBytes();
     constexpr std::size_t kLeast = 4096;
-    payload.resize(std::max({done + size, 2 * payload.size(), kLeast}));
+    if (payload.size() - done < size) {
+        payload.resize(std::max({done + size, 2 * payload.size(), kLeast}));
+    }
     cursor_ = payload.data() + done;
     end_ = payload.data() + payload.size();
     return true;
 }
 
-// Called if there is no room at the cursor: makes room, or passes the bytes to a form for messages.
-void CommonSerializer::transferMore(void* bytes, std::size_t size, bool isSigned) {
+// Called if there is no room at the cursor: makes room, or passes the bytes to a form for messages
+// or to a file that names its fields.
+void CommonSerializer::transferMore(void* bytes, std::size_t size, FieldKind kind) {
     if (isPacked_) {
         packBytes(static_cast<unsigned char*>(bytes), size,
-                  isSigned ? serial::kSignedByte : serial::kBytes);
+                  kind == FieldKind::kSignedByte ? serial::kSignedByte : serial::kBytes);
+    } else if (isNaming()) {
+        kind == FieldKind::kOptional
+            ? state_->naming->optional(name_, *static_cast<unsigned char*>(bytes) != 0)
+            : state_->naming->value(name_, kind);
+        putNamed(bytes, size);
     } else if (prepareMore(size)) {
-        transferBytes(bytes, size);
+        isLoading_ ? std::memcpy(bytes, cursor_, size) : std::memcpy(cursor_, bytes, size);
+        cursor_ += size;
     }
 }
 
-bool CommonSerializer::prepareCompact(std::uint64_t value, bool isSigned) {
-    if (!isPacked_) {
-        return prepareMore(kMostCompact);
+void CommonSerializer::transferMoreOfRow(void* bytes, std::size_t size, FieldKind element) {
+    if (isPacked_) {
+        packBytes(static_cast<unsigned char*>(bytes), size, serial::kBytes);
+    } else if (isNaming()) {
+        const std::size_t each = element == FieldKind::kDouble  ? sizeof(double)
+                                 : element == FieldKind::kFloat ? sizeof(float)
+                                                                : 1;
+        state_->naming->row(name_, element, size / each);
+        putNamed(bytes, size);
+    } else if (prepareMore(size)) {
+        transferBytes(bytes, size, element);
     }
-    packNumber(value, serial::kCompact, isSigned ? serial::kSigned : serial::kPlain);
-    return false;
 }
 
-std::uint64_t CommonSerializer::readLongCompact(bool isSigned) {
+void CommonSerializer::openLevel() {
+    if (isPacked_ && isGood()) {
+        accept(form().open(serial::kLevel | form().describe(scope_->name, serial::kPlain)));
+    } else if (isNaming()) {
+        state_->naming->open(scope_->name, FieldKind::kGroup);
+    }
+}
+
+void CommonSerializer::closeLevel() {
+    if (isPacked_ && isGood()) {
+        accept(form().close());
+    } else if (isNaming()) {
+        state_->naming->close();
+    }
+}
+
+bool CommonSerializer::prepareCompact(std::uint64_t value, FieldKind kind) {
+    if (isPacked_) {
+        packNumber(value, serial::kCompact, meaningOf(kind));
+        return false;
+    }
+    if (isNaming()) {
+        putNamedCompact(value, kind);
+        return false;
+    }
+    return prepareMore(kMostCompact);
+}
+
+std::uint64_t CommonSerializer::readLongCompact(FieldKind kind) {
     std::uint64_t value = 0;
     if (isPacked_) {
-        packNumber(value, serial::kCompact, isSigned ? serial::kSigned : serial::kPlain);
+        packNumber(value, serial::kCompact, meaningOf(kind));
         return value;
     }
     for (unsigned shift = 0; shift < 64; shift += 7) {
@@ -167,7 +227,7 @@ std::uint64_t CommonSerializer::readLongCompact(bool isSigned) {
 
 std::size_t CommonSerializer::transferLength(std::size_t length, std::size_t size) {
     if (!isLoading_) {
-        writeCompact(length);
+        writeCompact<FieldKind::kRow>(length);
         return isGood() ? length : 0;
     }
     const std::uint64_t read = readCompact();
@@ -182,7 +242,7 @@ std::size_t CommonSerializer::transferLength(std::size_t length, std::size_t siz
 CommonSerializer::Items::Items(CommonSerializer& serializer, std::size_t count)
     : serializer_(serializer), count_(count) {
     if (!serializer.isLoading_) {
-        serializer.writeCompact(count);
+        serializer.writeCompact<FieldKind::kList>(count);
         usedBefore_ = serializer.used();
         return;
     }
@@ -196,6 +256,9 @@ CommonSerializer::Items::Items(CommonSerializer& serializer, std::size_t count)
 // Refuses items that could not be read back: a reader limits their number by the bytes left.
 CommonSerializer::Items::~Items() {
     serializer_.scope_->index = 0;
+    if (serializer_.isNaming()) {
+        serializer_.state_->naming->close();
+    }
     if (!serializer_.isLoading_ && serializer_.isGood() &&
         serializer_.used() - usedBefore_ < count_) {
         serializer_.accept("items without contents");

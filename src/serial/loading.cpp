@@ -41,15 +41,17 @@ void CommonSerializer::load(io::Stream& in) {
         failToRead();
         return;
     }
-    if (std::memcmp(header, serial::kMark, sizeof serial::kMark - 1) != 0) {
+    if (std::memcmp(header, serial::kMark, sizeof serial::kMark) != 0) {
         fail("no file of saved objects");
         return;
     }
-    if (header[sizeof serial::kMark - 1] != serial::kMark[sizeof serial::kMark - 1]) {
+    const unsigned char version = header[sizeof serial::kMark];
+    if (version != serial::kPlainFormat && version != serial::kNamedFormat) {
         fail("a file in a format of another version");
         return;
     }
-    const auto size = serial::getFixed<std::uint64_t>(header + sizeof serial::kMark);
+    state.namesFields = version == serial::kNamedFormat;
+    const auto size = serial::getFixed<std::uint64_t>(header + serial::kSizeAt);
     if (size > state.limits.bytes) {
         fail("a file that is longer than allowed");
         return;
@@ -125,7 +127,7 @@ std::uint32_t CommonSerializer::readClass() {
         if (name.size() > serial::kMostNameBytes) {
             fail("a class whose name is too long");
         }
-        transferBytes(name.data(), name.size());
+        transferRow(name.data(), name.size());
         std::uint32_t version = 0;
         transferInteger(version);
         if (isGood()) {
@@ -210,6 +212,9 @@ void CommonSerializer::loadObjects() {
     }
     state.objectNode = 0;
     version_ = state.version;
+    if (state.namesFields) {
+        loadFields();
+    }
     if (isGood() && state.next != state.body.size()) {
         fail("something behind the last object");
     }
@@ -257,7 +262,10 @@ void CommonSerializer::transferRest(qz::vector<unsigned char>& bytes,
         bytes.assign(cursor_, end_);
         references.resize(state_->mentioned.size() - state_->nextMention);
     }
-    transferBytes(bytes.data(), bytes.size());
+    if (isNaming()) {
+        state_->naming->lose();
+    }
+    transferRow(bytes.data(), bytes.size());
     name_ = "references";
     {
         const Level level(*this);

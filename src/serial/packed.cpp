@@ -18,6 +18,7 @@ CommonSerializer::CommonSerializer(std::unique_ptr<detail::Form> form, bool isLo
     , depthLimit_(depth)
     , state_(new State) {
     state_->form = std::move(form);
+    tellsLevels_ = true;
 }
 
 detail::Form& CommonSerializer::form() const {
@@ -69,18 +70,6 @@ void CommonSerializer::packBool(unsigned char& byte) {
     std::uint64_t number = byte;
     packNumber(number, 1, serial::kBool);
     byte = static_cast<unsigned char>(number);
-}
-
-void CommonSerializer::openLevel() {
-    if (isGood()) {
-        accept(form().open(serial::kLevel | form().describe(scope_->name, serial::kPlain)));
-    }
-}
-
-void CommonSerializer::closeLevel() {
-    if (isGood()) {
-        accept(form().close());
-    }
 }
 
 void CommonSerializer::packInteger(const char* name, std::uint64_t& number, int bits, bool isSigned,

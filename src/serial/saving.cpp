@@ -25,12 +25,16 @@ void append(serial::Bytes& bytes, const unsigned char* data, std::size_t size) {
 } // namespace
 
 // Values are written to `payload` and references to `mentions`; endRecord puts them together.
-void CommonSerializer::beginRecord(std::uint32_t version) {
+void CommonSerializer::beginRecord(std::uint32_t version, std::size_t classNumber) {
     version_ = version;
     state_->mentions.clear();
     state_->mentionCount = 0;
     cursor_ = state_->payload.data();
     end_ = cursor_ + state_->payload.size();
+    if (isNaming()) {
+        end_ = cursor_;
+        state_->naming->beginRecord(classNumber);
+    }
 }
 
 void CommonSerializer::endRecord() {
@@ -41,6 +45,9 @@ void CommonSerializer::endRecord() {
     append(body, state_->mentionCount);
     append(body, state_->mentions.data(), state_->mentions.size());
     append(body, state_->payload.data(), size);
+    if (isNaming()) {
+        state_->naming->endRecord();
+    }
 }
 
 // Makes room for a record and, by the size of the records so far, for those to come. A body that
@@ -67,6 +74,9 @@ bool CommonSerializer::writeReference(const Identifiable* object) {
     if (isPacked_) {
         packReference(object);
         return false;
+    }
+    if (isNaming()) {
+        state_->naming->value(name_, FieldKind::kReference);
     }
     State& state = *state_;
     const auto next = static_cast<std::uint32_t>(state.objects.size() + 1);
@@ -127,9 +137,12 @@ void CommonSerializer::saveObjects() {
         const State::Object& object = state.objects[state.next];
         SerializableObject& serializable = *object.object;
         state.objectNode = object.node;
-        beginRecord(state.classes[object.classIndex].version);
+        beginRecord(state.classes[object.classIndex].version, object.classIndex + 1);
         serializable.serialize(*this);
         endRecord();
+    }
+    if (isGood() && isNaming()) {
+        saveFields();
     }
     if (isGood()) {
         handOver();
@@ -144,7 +157,8 @@ void CommonSerializer::handOver() {
     file.resize(end + serial::kSumSize);
     unsigned char* const header = file.data();
     std::copy(std::begin(serial::kMark), std::end(serial::kMark), header);
-    serial::putFixed<std::uint64_t>(header + sizeof serial::kMark, size);
+    header[sizeof serial::kMark] = state.namesFields ? serial::kNamedFormat : serial::kPlainFormat;
+    serial::putFixed<std::uint64_t>(header + serial::kSizeAt, size);
     serial::putFixed(header + end, serial::sumOf(header, header + serial::kHeaderSize, size));
     state.objectNode = 0;
     if (state.out->write(file.data(), file.size()) != file.size()) {

@@ -4,6 +4,7 @@
 #include "Common/Allocator.h"
 #include "Serial/CommonSerializer.h"
 #include "serial/form.h"
+#include "serial/naming.h"
 #include "serial/pointer_table.h"
 
 #include <cstddef>
@@ -12,13 +13,17 @@
 #include <memory>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace serial {
 
-// Each file begins with it. The last byte is the version of the format. The line end shows whether
-// a transfer has changed line ends.
-inline constexpr unsigned char kMark[8] = {0x89, 'Q', 'Z', 'O', '\r', '\n', 0x1A, 1};
-inline constexpr std::size_t kHeaderSize = sizeof kMark + sizeof(std::uint64_t);
+// Each file begins with it. The line end shows whether a transfer has changed line ends. The next
+// byte is the version of the format, which says whether the fields have names.
+inline constexpr unsigned char kMark[7] = {0x89, 'Q', 'Z', 'O', '\r', '\n', 0x1A};
+inline constexpr unsigned char kPlainFormat = 1;
+inline constexpr unsigned char kNamedFormat = 2;
+inline constexpr std::size_t kSizeAt = sizeof kMark + 1;
+inline constexpr std::size_t kHeaderSize = kSizeAt + sizeof(std::uint64_t);
 inline constexpr std::size_t kSumSize = sizeof(std::uint32_t);
 
 // Each object of an unknown class has a copy of its class's name: without a limit, a short file
@@ -82,6 +87,8 @@ struct CommonSerializer::State {
     std::uint32_t objectNode = 0;
     std::uint32_t version = 0; // the version of the file's own record
     serial::Bytes body;        // when saving, with the header in front
+    std::vector<Field> fields; // the field of the whole, then one for each class
+    bool namesFields = false;
     std::size_t next = 0; // saving: the next object to be written; loading: where its record begins
 
     // Saving.
@@ -89,6 +96,7 @@ struct CommonSerializer::State {
     serial::Bytes payload;
     serial::Bytes mentions;
     std::size_t mentionCount = 0;
+    std::unique_ptr<serial::Naming> naming; // of fields that have names
     std::map<std::pair<std::string, std::uint32_t>, std::uint32_t> classNumbers;
 
     // Loading.
