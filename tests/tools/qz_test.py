@@ -36,9 +36,9 @@ def hash_of(data, seed):
     return value ^ value >> 15
 
 
-def saved(body):
+def saved(body, version=1):
     """A file of saved objects."""
-    head = b"\x89QZO\r\n\x1a\x01" + struct.pack("<Q", len(body))
+    head = b"\x89QZO\r\n\x1a" + bytes([version]) + struct.pack("<Q", len(body))
     return head + body + struct.pack("<I", hash_of(body, hash_of(head, 0)))
 
 
@@ -46,6 +46,27 @@ def saved(body):
 # whose class name has control characters. The ship refers to the port and to itself.
 SAVED = saved(b"\3" + b"\x04\x04" + b"\1\0\4Ship\0" + b"\0" + b"\1" + b"\2\1\7P\x1b\x9b\xe2\x80\xae\"\7" + b"\3a\x1bz" +
               b"\x12\x02" + b"\2\1" + bytes(range(64, 82)) + b"\0\0")
+
+
+def field(name, kind, more=b""):
+    return bytes([len(name)]) + name.encode() + bytes([kind]) + more
+
+
+def group(*fields, kind=11, varies=0):
+    """What is behind the kind of a group, a list or an optional value."""
+    return bytes([varies, len(fields)]) + b"".join(fields)
+
+
+# A list of two references and a place; then a ship, and a port of which not all is told.
+NAMED = (b"\x0a\x02" + b"\1\0\4Ship\0" + b"\2\1\4Port\0" + b"\2" + b"\0\0\xc0\x3f" + b"\0\0\x80\x7f" + b"\1" +
+         b"\x0c\x01" + b"\2" + b"\2a\x1b" + b"\1\7" + b"\2\1\2" + b"\1\xff\1" + b"\1" +
+         b"\3\x01" + b"\0" + b"\5xy")
+NAMES = b"\3" + b"".join((
+    field("", 11, group(field("fleet", 12, group(field("", 14))), field("place", 11, group(field("", 7), field("", 7))),
+                        field("open", 1))),
+    field("", 11, group(field("name", 9, b"\2"), field("crew", 13, group(field("", 6))), field("log", 9, b"\4"),
+                        field("depths", 12, group(field("", 5))), field("home", 14), field("home", 1))),
+    field("", 11, group(field("kind", 5), varies=1))))
 
 
 class QzTest(unittest.TestCase):
@@ -293,6 +314,41 @@ class QzTest(unittest.TestCase):
                 {"number": 1, "class": "Ship", "version": 0, "references": [2, 1],
                  "bytes": bytes(range(64, 82)).hex()},
                 {"number": 2, "class": 'P\x1b\ufffd\u202e"', "version": 7, "bytes": "", "references": []}]})
+
+    def test_dump_of_fields_with_names(self):
+        body = b"\0" + NAMED + bytes([len(NAMES), 0]) + NAMES
+        (self.folder / "world.qzo").write_bytes(saved(body, 2))
+        self.assertEqual(self.run_qz("dump", "world.qzo"), (0, (
+            '2 objects, version 0, 10 bytes, 2 references\n'
+            '  fleet: 2 items\n'
+            '    [0]: #1 Ship, version 0, 12 bytes, 1 reference\n'
+            '      name: "a\\x1b"\n'
+            '      crew (unsigned): 7\n'
+            '      log (byte): 1, 2\n'
+            '      depths (signed): -128\n'
+            '      home: #2 Port, version 0, 3 bytes, 1 reference\n'
+            '        kind (signed): -3\n'
+            '        78 79                                            xy\n'
+            '        -> null\n'
+            '      home (bool): true\n'
+            '    [1]: -> #2\n'
+            '  place (float): 1.5, "inf"\n'
+            '  open (bool): true\n'), ""))
+        code, out, err = self.run_qz("dump", "--json", "world.qzo")
+        self.assertEqual((code, err), (0, ""))
+        self.assertEqual(json.loads(out), {
+            "version": 0, "fields": {"fleet": [{"object": 1}, {"object": 2}], "place": [1.5, "inf"], "open": True},
+            "objects": [
+                {"number": 1, "class": "Ship", "version": 0, "fields": {
+                    "name": "a\x1b", "crew": 7, "log": [1, 2], "depths": [-128], "home": {"object": 2}, "home'": True}},
+                {"number": 2, "class": "Port", "version": 0, "fields": {"kind": -3}, "bytes": "7879",
+                 "references": [None]}]})
+        # What is said of the values and what there is do not fit; nothing is lost.
+        (self.folder / "world.qzo").write_bytes(saved(b"\0\3\0\x7fab" + b"\x11\0\1" + field("", 11, group(
+            field("names", 12, group(field("", 9, b"\2"))))), 2))
+        self.assertEqual(self.run_qz("dump", "world.qzo"), (0, (
+            '0 objects, version 0, 3 bytes, 0 references\n'
+            '  7f 61 62                                         .ab\n'), ""))
 
     def test_dump_of_a_chain_longer_than_any_line(self):
         links = 20000

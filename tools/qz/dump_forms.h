@@ -9,7 +9,7 @@
 
 struct DumpLimits {
     std::size_t depth = 16; // of nested objects; deeper ones follow below the others
-    std::size_t bytes = 64; // shown bytes of a record
+    std::size_t bytes = 64; // shown bytes of a record, or shown items of a row or a text
 };
 
 // Two digits for each byte, with `between` between the bytes.

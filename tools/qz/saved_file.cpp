@@ -3,6 +3,8 @@
 #include "failure.h"
 #include "input.h"
 
+#include <utility>
+
 // Objects that refer to each other in a cycle would keep each other alive.
 SavedFile::~SavedFile() {
     for (const Record& record : records_) {
@@ -25,6 +27,13 @@ void SavedFile::load(const std::string& name) {
         throw Failure(name + ": " + serializer.getError());
     }
     version_ = serializer.getVersion();
+    for (Common::FieldsOfClass& one : serializer.getFields()) {
+        if (!fieldsOfWhole_) {
+            fieldsOfWhole_ = std::move(one.values);
+        } else {
+            fields_.try_emplace({one.className, one.version}, std::move(one.values));
+        }
+    }
 }
 
 // An object that is not yet in the list has the next number.
@@ -37,6 +46,16 @@ void SavedFile::findRecords(const Record& whole) {
             }
         }
     }
+}
+
+const Common::Field* SavedFile::fieldsOf(std::size_t number) const {
+    if (number == 0) {
+        return fieldsOfWhole_ ? &*fieldsOfWhole_ : nullptr;
+    }
+    const Common::Record& object = record(number);
+    const auto found =
+        fields_.find({object.getClassIdentifier().getClassName(), object.getVersion()});
+    return found == fields_.end() ? nullptr : &found->second;
 }
 
 std::size_t SavedFile::numberOf(const Common::Ref<Common::Identifiable>& reference) {

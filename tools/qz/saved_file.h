@@ -5,7 +5,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 class SavedFile {
@@ -25,6 +28,9 @@ public:
     std::size_t count() const { return records_.size(); }
     const Common::Record& record(std::size_t number) const { return *records_[number]; }
 
+    // What is in the record, null if the file does not say it.
+    const Common::Field* fieldsOf(std::size_t number) const;
+
     // 0 for null.
     static std::size_t numberOf(const Common::Ref<Common::Identifiable>& reference);
 
@@ -35,4 +41,6 @@ private:
 
     std::uint32_t version_ = 0;
     std::vector<Record> records_;
+    std::optional<Common::Field> fieldsOfWhole_;
+    std::map<std::pair<std::string, std::uint32_t>, Common::Field> fields_; // by class and version
 };
