@@ -103,6 +103,28 @@ void load(Common::FactoryManager& made, bool keepsUnknown) {
     holds(Node::count == before, "objects are left");
 }
 
+// With the names of the fields, of which the file tells when it is loaded.
+void name() {
+    stepOrThrow<std::bad_alloc>("naming", [] {
+        io::MemoryStream stream;
+        CommonSerializer::Options options;
+        options.namesFields = true;
+        CommonSerializer serializer(stream, 0, options);
+        serializer.transfer("world", world);
+        if (!step(serializer.finish(), "naming")) {
+            return;
+        }
+        World loaded;
+        stream.seek(0);
+        CommonSerializer loading(stream, *factories);
+        loading.transfer("world", loaded);
+        if (step(loading.finish(), "loading")) {
+            const auto classes = loading.getFields();
+            holds(classes.size() == 2 && classes[1].values.fields.size() == 4, "other fields");
+        }
+    });
+}
+
 std::string look(const CommonBufferizer& states) {
     const Aside aside;
     std::string text;
@@ -218,6 +240,7 @@ void work() {
         writeFile(kPath, saved);
     }
     load<Node>(*factories, false);
+    name();
     load<Common::Record>(*nobody, true);
     stepOrThrow<std::bad_alloc>("CommonBufferizer", watch);
     writeState();

@@ -1,5 +1,7 @@
 // Any bytes as a file of saved objects: loading ends with an error, or with a graph that is the
-// same after it is saved and loaded again; and every object that was made is destroyed.
+// same after it is saved and loaded again, with names or without; the description of the fields can
+// be followed; and every object that was made is destroyed.
+#include "field_walk.h"
 #include "require.h"
 
 #include "Core/Hash.h"
@@ -86,14 +88,28 @@ void append(std::string& bytes, T value) {
 }
 
 // Adds a valid header and sum.
-std::string fileOf(const std::string& body) {
-    std::string file("\x89QZO\r\n\x1A\1", 8);
+std::string fileOf(const std::string& body, char version) {
+    std::string file("\x89QZO\r\n\x1A");
+    file += version;
     append(file, std::uint64_t{body.size()});
     const auto seed = static_cast<std::uint32_t>(QZ_hash_data(file.data(), file.size(), 0));
     const std::uint64_t sum = QZ_hash_data(body.data(), body.size(), seed);
     file += body;
     append(file, static_cast<std::uint32_t>(sum));
     return file;
+}
+
+// The bytes as a record of such a class: each step takes some, or is within another.
+void follow(const Common::Field& fields, const std::string& bytes) {
+    constexpr std::size_t kDeepest = 400; // both ends of each
+    const std::size_t references = bytes.size() / 8;
+    FieldWalk walk(fields,
+                   Bytes(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()),
+                   references);
+    std::size_t steps = 0;
+    while (walk.next() != FieldWalk::Step::kEnd) {
+        require(++steps <= kDeepest * (bytes.size() + references + 1));
+    }
 }
 
 bool load(const std::string& file, World& world) {
@@ -110,12 +126,17 @@ bool load(const std::string& file, World& world) {
     serializer.transfer("world", world);
     const bool isLoaded = serializer.finish();
     require(isLoaded == serializer.getError().empty());
+    for (const Common::FieldsOfClass& one : serializer.getFields()) {
+        follow(one.values, file);
+    }
     return isLoaded;
 }
 
-std::string save(World& world) {
+std::string save(World& world, bool namesFields = false) {
     io::MemoryStream stream;
-    CommonSerializer serializer(stream);
+    CommonSerializer::Options options;
+    options.namesFields = namesFields;
+    CommonSerializer serializer(stream, 0, options);
     serializer.transfer("world", world);
     require(serializer.finish());
     return {stream.bytes().begin(), stream.bytes().end()};
@@ -129,17 +150,19 @@ extern "C" const char* __lsan_default_suppressions() {
     return "leak:makeObject";
 }
 
-// The input: a byte that chooses a whole file or only a file's body, and then its bytes.
+// The input: a byte that chooses a whole file or only a file's body, with or without names, and then
+// its bytes.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t length) {
     if (length == 0) {
         return 0;
     }
     const std::string bytes(reinterpret_cast<const char*>(data + 1), length - 1);
     {
-        World world, again;
-        if (load(data[0] % 2 == 0 ? bytes : fileOf(bytes), world)) {
+        World world, again, named;
+        if (load(data[0] % 2 == 0 ? bytes : fileOf(bytes, data[0] % 4 == 3 ? '\2' : '\1'), world)) {
             const std::string saved = save(world);
             require(load(saved, again) && save(again) == saved);
+            require(load(save(world, true), named) && save(named) == saved);
         }
         const std::vector<Ref<Node>> held = Node::held();
         for (const Ref<Node>& node : held) {

@@ -55,7 +55,9 @@ void FleetState::serialize(Common::CommonSerializer& serializer) {
 
 void saveFleet(const std::string& file, FleetState& fleet) {
     io::FileStream out(file.c_str(), io::FileStream::Mode::kReplace);
-    Common::CommonSerializer serializer(out);
+    Common::CommonSerializer::Options options;
+    options.namesFields = true; // the file is small, and qz dump tells more of it
+    Common::CommonSerializer serializer(out, 0, options);
     serializer.transfer("fleet", fleet);
     if (!serializer.finish()) {
         throw UserError(file + ": " + serializer.getError());

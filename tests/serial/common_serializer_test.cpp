@@ -1,6 +1,5 @@
 #include "Serial/CommonSerializer.h"
 
-#include "Core/Hash.h"
 #include "Serial/MathTypes.h"
 #include "serial/saved.h"
 #include "serial/values.h"
@@ -14,25 +13,11 @@
 namespace {
 
 using Common::CommonSerializer;
+using qz::test::fileWith;
 using qz::test::load;
 using qz::test::save;
 using qz::test::someValues;
 using qz::test::Values;
-
-// A file that consists of a header, a body and a sum.
-std::string fileWith(const std::string& body) {
-    std::string file("\x89QZO\r\n\x1A\1", 8);
-    for (int i = 0; i < 8; ++i) {
-        file += static_cast<char>(body.size() >> 8 * i);
-    }
-    const auto seed = static_cast<std::uint32_t>(QZ_hash_data(file.data(), file.size(), 0));
-    const auto sum = QZ_hash_data(body.data(), body.size(), seed);
-    file += body;
-    for (int i = 0; i < 4; ++i) {
-        file += static_cast<char>(sum >> 8 * i);
-    }
-    return file;
-}
 
 class Serializer : public ::testing::Test {
 protected:

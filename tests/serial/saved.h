@@ -3,6 +3,7 @@
 
 #include "Serial/CommonSerializer.h"
 
+#include "Core/Hash.h"
 #include "IO/MemoryStream.h"
 
 #include <functional>
@@ -31,10 +32,27 @@ private:
     std::vector<std::pair<const char*, std::function<Common::Identifiable*()>>> makers_;
 };
 
+// Gives a body a header and a sum.
+inline std::string fileWith(const std::string& body, char version = 1) {
+    std::string file("\x89QZO\r\n\x1A");
+    file += version;
+    for (int i = 0; i < 8; ++i) {
+        file += static_cast<char>(body.size() >> 8 * i);
+    }
+    const auto seed = static_cast<std::uint32_t>(QZ_hash_data(file.data(), file.size(), 0));
+    const auto sum = QZ_hash_data(body.data(), body.size(), seed);
+    file += body;
+    for (int i = 0; i < 4; ++i) {
+        file += static_cast<char>(sum >> 8 * i);
+    }
+    return file;
+}
+
 template<class T>
-std::string save(T& value, std::uint32_t version = 0) {
+std::string save(T& value, std::uint32_t version = 0,
+                 const Common::CommonSerializer::Options& options = {}) {
     io::MemoryStream stream;
-    Common::CommonSerializer serializer(stream, version);
+    Common::CommonSerializer serializer(stream, version, options);
     serializer.transfer("world", value);
     if (!serializer.finish()) {
         return "error: " + serializer.getError();
