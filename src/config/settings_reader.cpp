@@ -60,16 +60,17 @@ struct SettingsReader::State {
         return use != nullptr;
     }
 
-    // Asks for entries of a block or list. Anything else is a problem, which is told only once.
-    bool enter(const Place& place, bool isWanted, const char* wanted) {
+    // Notes that something in the entry is asked for, and returns whether the entry has the type that
+    // this takes. Another type is a problem, which is added the first time only.
+    bool enter(const Place& place, bool hasType, const char* type) {
         Use* const use = ask(place);
         if (use != nullptr && *use == Use::presence) {
-            *use = isWanted ? Use::outside : Use::whole;
-            if (!isWanted) {
-                addWrong(place, wanted);
+            *use = hasType ? Use::outside : Use::whole;
+            if (!hasType) {
+                addWrong(place, type);
             }
         }
-        return isWanted;
+        return hasType;
     }
     bool enterBlock(const Place& place) { return enter(place, place.isBlock(), "a block"); }
     bool enterList(const Place& place) { return enter(place, place.isList(), "a list"); }

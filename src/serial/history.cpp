@@ -175,6 +175,8 @@ void History::changeReferences(const Image* was, const Image* is) {
     }
 }
 
+// What may run out of memory comes first and can be taken back: the numbers of new objects, and the
+// state. Only then new objects take the places of old ones.
 void History::replace(Line line, const Changes& changes) {
     try {
         for (const Change& change : changes) {

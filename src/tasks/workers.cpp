@@ -168,6 +168,7 @@ void Workers::callSpareDrainers() {
     }
 }
 
+// One of those that are awaited, because it gets no thread. Only the first one in a row is logged.
 void Workers::giveDrainerUp() {
     {
         const Lock lock(mutex_, *this);
