@@ -151,15 +151,15 @@ const char* StateReader::make(Item& item, const Identifier& name,
     }
     const Common::Ref<Common::Identifiable> object(
         factories == nullptr ? nullptr : factories->createInstance(name));
-    ObjectRef made(dynamic_cast<Common::SerializableObject*>(object.get()));
-    if (!made) {
+    auto* const made = dynamic_cast<Common::SerializableObject*>(object.get());
+    if (made == nullptr) {
         return "no factory makes it";
     }
     const std::uint32_t next = ++madeCount_;
-    if (history_.numberOf(*made) != 0 || made_.findOrAdd(made.get(), next) != next) {
+    if (history_.numberOf(*made) != 0 || made_.findOrAdd(made, next) != next) {
         return "its factory has given it out before";
     }
-    item.version.object = std::move(made);
+    item.version.object = ObjectRef(made);
     return nullptr;
 }
 
