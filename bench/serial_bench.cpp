@@ -235,6 +235,34 @@ using Boost =
 
 constexpr const char* kSize = "size";
 
+// Reads what save reads, in the same order: what a walk over a million objects takes in any case.
+std::uint64_t walk(Ours::World& world) {
+    std::uint64_t sum = 0;
+    const auto add = [&sum](auto& field) {
+        if constexpr (requires { field.size(); }) {
+            for (const auto& part : field) {
+                sum += static_cast<std::uint64_t>(part);
+            }
+        } else {
+            sum += static_cast<std::uint64_t>(static_cast<std::int64_t>(field));
+        }
+    };
+    for (const auto& unit : world) {
+        unit->fields.visit(add);
+        sum += unit->leader ? unit->leader->fields.number : 0;
+        sum += unit->target ? unit->target->fields.number : 0;
+    }
+    return sum;
+}
+
+void walkOurs(benchmark::State& state) {
+    auto world = Ours::make(state.range(0));
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(walk(world));
+    }
+    bench::countEach(state, state.range(0));
+}
+
 template<class Library>
 void save(benchmark::State& state) {
     auto world = Library::make(state.range(0));
@@ -273,6 +301,7 @@ void oneSize(benchmark::internal::Benchmark* benchmark) {
 
 BENCHMARK(save<Ours>)->Name("save/ours")->Apply(threeSizes);
 BENCHMARK(load<Ours>)->Name("load/ours")->Apply(threeSizes);
+BENCHMARK(walkOurs)->Name("walk/ours")->Apply(threeSizes);
 BENCHMARK(save<Cereal>)->Name("save/cereal")->Apply(oneSize);
 BENCHMARK(load<Cereal>)->Name("load/cereal")->Apply(oneSize);
 BENCHMARK(save<Boost>)->Name("save/boost")->Apply(oneSize);
@@ -286,6 +315,7 @@ constexpr bench::Goal kGoals[] = {
     bench::atMost(1.0, "load/boost/100000", "load/ours/100000"),
     bench::growth(1.5, "save/ours/10000", "save/ours/1000000"),
     bench::growth(1.5, "load/ours/10000", "load/ours/1000000"),
+    bench::growth(1.5, "walk/ours/10000", "walk/ours/1000000"), // the caches' part in the two above
 };
 
 } // namespace
