@@ -355,7 +355,7 @@ private:
     void closeLevel();
 
     /* For files that name their fields. Their cursor is at the end, too, while they are written. */
-    QZ_LOCAL bool isNaming() const;
+    bool isNaming() const { return tellsLevels_ && !isPacked_ && !hasFailed_; }
     QZ_LOCAL void putNamed(const void* bytes, std::size_t size);
     QZ_LOCAL void putNamedCompact(std::uint64_t value, FieldKind kind);
     QZ_LOCAL void saveFields();

@@ -67,10 +67,6 @@ void Field::serialize(CommonSerializer& serializer) {
     }
 }
 
-bool CommonSerializer::isNaming() const {
-    return state_->naming != nullptr && isGood();
-}
-
 // The room behind the cursor is hidden again, so that the next value comes here, too.
 void CommonSerializer::putNamed(const void* bytes, std::size_t size) {
     if (prepareMore(size)) {
