@@ -150,8 +150,8 @@ extern "C" const char* __lsan_default_suppressions() {
     return "leak:makeObject";
 }
 
-// The input: a byte that chooses a whole file or only a file's body, with or without names, and then
-// its bytes.
+// The input: a byte that chooses a whole file or only a file's body, with or without names, and
+// then its bytes.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t length) {
     if (length == 0) {
         return 0;

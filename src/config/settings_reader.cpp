@@ -60,8 +60,8 @@ struct SettingsReader::State {
         return use != nullptr;
     }
 
-    // Notes that something in the entry is asked for, and returns whether the entry has the type that
-    // this takes. Another type is a problem, which is added the first time only.
+    // Notes that something in the entry is asked for, and returns whether the entry has the type
+    // that this takes. Another type is a problem, which is added the first time only.
     bool enter(const Place& place, bool hasType, const char* type) {
         Use* const use = ask(place);
         if (use != nullptr && *use == Use::presence) {

@@ -4,8 +4,8 @@
 // outside of the data counts as the start of the data. A position and its count of laps are one
 // word, so a party that is killed between any two instructions leaves a valid block.
 //
-// check() is about the memory of the object itself. The bytes of the block may be anybody's, so that
-// nothing in them is an invariant.
+// check() is about the memory of the object itself. The bytes of the block may be anybody's, so
+// that nothing in them is an invariant.
 //
 // Readers need no lock, although the writer may overwrite what they are copying. A reader that has
 // read a byte of a new record also sees by `oldest` that the old record was discarded, and drops
