@@ -153,7 +153,8 @@ std::vector<Unit> makeUnits(std::int64_t count, Make make) {
         units.back()->fields = fieldsOf(static_cast<std::uint32_t>(i));
         if (i > 0) {
             units.back()->leader = units[static_cast<std::size_t>(i - i % 10 - (i % 10 == 0))];
-            units.back()->target = units[static_cast<std::size_t>(i * 7919 % i)];
+            const std::uint32_t anywhere = static_cast<std::uint32_t>(i) * 2654435761U;
+            units.back()->target = units[anywhere % static_cast<std::size_t>(i)];
         }
     }
     return units;
