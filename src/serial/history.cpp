@@ -23,12 +23,10 @@ NumberHash::NumberHash()
               1U) {}
 
 const Version& Entry::at(std::uint32_t state) const {
-    for (auto version = versions.rbegin(); version != versions.rend(); ++version) {
-        if (version->state <= state) {
-            return *version;
-        }
-    }
-    return nothing();
+    const auto found =
+        std::find_if(versions.rbegin(), versions.rend(),
+                     [state](const Version& version) { return version.state <= state; });
+    return found == versions.rend() ? nothing() : *found;
 }
 
 const Version& Entry::last() const {
