@@ -84,7 +84,7 @@ struct CommonBufferizer::State {
             fail(kDisturbed);
             return Result();
         }
-        const Result result = attempt<Result>(function);
+        const auto result = attempt<Result>(function);
         history.release();
         return result;
     }
@@ -95,7 +95,7 @@ struct CommonBufferizer::State {
         return change<Result>([&] {
             isBusy = true;
             isDisturbed = false;
-            Result result = attempt<Result>(function);
+            auto result = attempt<Result>(function);
             isBusy = false;
             return result;
         });

@@ -19,7 +19,7 @@ std::string referenceOf(const Common::Ref<Common::Identifiable>& reference) {
 }
 
 std::string rawOf(Bytes bytes, References references) {
-    std::string text = "\"bytes\": \"" + hexOf(bytes) + "\", \"references\": [";
+    std::string text = R"("bytes": ")" + hexOf(bytes) + R"(", "references": [)";
     const char* separator = "";
     for (const auto& reference : references) {
         text += std::exchange(separator, ", ");
