@@ -27,7 +27,7 @@ using bench::atMost;
 
 constexpr bench::Goal kGoals[] = {
     atMost(0.25, "parse/libconfig/1", "parse/qz/1"), atMost(0.4, "parse/nlohmann/1", "parse/qz/1"),
-    atMost(11, "parse/qz/1", "parse/qz/10"),         atMost(1.0, "parse/rapidjson/1", "parse/qz/1"),
+    atMost(11, "parse/qz/1", "parse/qz/10"),         atMost(2.0, "parse/rapidjson/1", "parse/qz/1"),
     atMost(1.0, "parse/toml/1", "parse/qz/1"),       atMost(1.0, "save/nlohmann/1", "save/qz/1"),
     atMost(1.0, "save/libconfig/1", "save/qz/1"),
 };

@@ -15,7 +15,7 @@ constexpr bench::Goal kGoals[] = {
     atMost(0.10, "log_call/spdlog/producers:2", "log_call/qz/producers:2", "p99.9"),
 
     atLeast(2.5, "log_writer/spdlog_flushing", "log_writer/qz", "lines/s"),
-    atLeast(1.5, "log_writer/spdlog", "log_writer/qz", "lines/s"),
+    atLeast(3.0, "log_writer/spdlog", "log_writer/qz", "lines/s"),
 
     atMost(0.7, "gather/moodycamel/producers:1", "gather/qz/producers:1", "ns"),
     atMost(0.7, "gather/moodycamel/producers:2", "gather/qz/producers:2", "ns"),

@@ -1,5 +1,6 @@
 // An engine's frame with several services, compared with the same frame made with other libraries.
 // The two sides take turns, frame by frame, so that both run under the same conditions.
+#include "Core/Log.h"
 #include "frame/frame.h"
 
 #include <benchmark/benchmark.h>
@@ -11,6 +12,9 @@
 #include <filesystem>
 #include <iterator>
 #include <optional>
+#include <vector>
+
+QZ_LOG_ECHO_LEVELS(QZ_LOG_ALERT); // the peer, too, writes to its file alone
 
 namespace {
 
@@ -25,6 +29,16 @@ constexpr bench::Goal kGoals[] = {
 };
 
 constexpr std::size_t kServiceCount = std::size(kServices);
+
+// The goals, and each service's share without one.
+std::vector<bench::Goal> figures() {
+    std::vector<bench::Goal> figures(std::begin(kGoals), std::end(kGoals));
+    for (const char* service : kServices) {
+        figures.push_back(bench::beside("frame/peers", "frame/qz", service));
+    }
+    return figures;
+}
+
 constexpr int kWarmUp = 100, kFrames = 2000;
 
 // Microseconds of each service, followed by those of the frame.
@@ -136,5 +150,5 @@ int main(int argc, char** argv) {
             ->UseManualTime()
             ->Unit(benchmark::kMicrosecond);
     }
-    return bench::run(argc, argv, kGoals);
+    return bench::run(argc, argv, figures());
 }

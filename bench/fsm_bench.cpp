@@ -25,8 +25,9 @@ using bench::sumOf;
 using bench::target;
 
 constexpr bench::Goal kGoals[] = {
-    atMost(0.6, "msm", "qz"),
+    atMost(0.9, "msm", "qz"),
     atMost(1.0, "statechart", "qz"),
+    bench::beside("switch", "qz"),
 };
 
 constexpr std::size_t kEvents = 4096;

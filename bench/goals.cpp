@@ -81,12 +81,32 @@ struct Result {
     double measured, peer;
 
     double proportion() const { return measured / peer; }
-    bool isMet() const {
-        return goal->sense == Goal::Sense::atMost ? proportion() <= goal->proportion
-                                                  : proportion() >= goal->proportion;
-    }
-    const char* sense() const { return goal->sense == Goal::Sense::atMost ? "<=" : ">="; }
 };
+
+const char* nameOf(Goal::Sense sense) {
+    switch (sense) {
+    case Goal::Sense::atMost:
+        return "<=";
+    case Goal::Sense::atLeast:
+        return ">=";
+    case Goal::Sense::none:
+        break;
+    }
+    return "";
+}
+
+std::string outcomeOf(const Result& result) {
+    const double proportion = result.proportion(), wanted = result.goal->proportion;
+    switch (result.goal->sense) {
+    case Goal::Sense::atMost:
+        return proportion <= wanted ? "met" : "MISSED";
+    case Goal::Sense::atLeast:
+        return proportion >= wanted ? "met" : "MISSED";
+    case Goal::Sense::none:
+        break;
+    }
+    return "";
+}
 
 // Leaves out goals whose benchmarks were filtered out.
 std::vector<Result> resultsOf(std::span<const Goal> goals, const MedianReporter& medians) {
@@ -101,6 +121,19 @@ std::vector<Result> resultsOf(std::span<const Goal> goals, const MedianReporter&
     return results;
 }
 
+// A goal that was not measured although all benchmarks ran is misspelt, or its benchmark failed.
+bool reportMissing(std::span<const Goal> goals, const std::vector<Result>& results) {
+    bool isMissing = false;
+    for (const Goal& goal : goals) {
+        if (std::ranges::find(results, &goal, &Result::goal) == results.end()) {
+            std::fprintf(stderr, "No benchmark has the %s of this goal: %s beside %s\n",
+                         goal.figure, goal.measured, goal.peer);
+            isMissing = true;
+        }
+    }
+    return isMissing;
+}
+
 void print(const std::vector<Result>& results) {
     std::printf("\n%-36s %-36s %-16s %10s %10s %8s  %s\n", "Measured", "Peer", "Figure", "measured",
                 "peer", "ratio", "goal");
@@ -108,37 +141,36 @@ void print(const std::vector<Result>& results) {
         const Goal& goal = *result.goal;
         std::printf("%-36s %-36s %-16s %10.4g %10.4g %8.3f  %s %-6.3g %s\n", goal.measured,
                     goal.peer, goal.figure, result.measured, result.peer, result.proportion(),
-                    result.sense(), goal.proportion, result.isMet() ? "met" : "MISSED");
+                    nameOf(goal.sense), goal.proportion, outcomeOf(result).c_str());
     }
 }
 
-// Writes a line for each result, for scripts/bench_chart.py: the program, the goal's names, the
-// ratio, the goal.
+// Writes a line for each result, for scripts/bench_report.py.
 bool append(const std::vector<Result>& results, const std::string& program,
             const std::string& path) {
     std::ofstream file(path, std::ios::app);
     for (const Result& result : results) {
         const Goal& goal = *result.goal;
         file << program << ',' << goal.measured << ',' << goal.peer << ',' << goal.figure << ','
-             << result.proportion() << ',' << result.sense() << ',' << goal.proportion << '\n';
+             << result.measured << ',' << result.peer << ',' << nameOf(goal.sense) << ','
+             << goal.proportion << '\n';
     }
     file.flush();
     return file.good();
 }
 
-// Removes "--ratios=<file>" from the arguments and returns the file; empty if there is no such
+// Removes "<option><value>" from the arguments and returns the value; empty if there is no such
 // option.
-std::string takeRatiosFile(std::vector<char*>& arguments) {
-    constexpr std::string_view kOption = "--ratios=";
-    std::string path;
+std::string takeOption(std::vector<char*>& arguments, std::string_view option) {
+    std::string value;
     std::erase_if(arguments, [&](std::string_view argument) {
-        const bool isOption = argument.starts_with(kOption);
+        const bool isOption = argument.starts_with(option);
         if (isOption) {
-            path = argument.substr(kOption.size());
+            value = argument.substr(option.size());
         }
         return isOption;
     });
-    return path;
+    return value;
 }
 
 // In a process with one thread the C library omits atomic operations. Programs that use the
@@ -165,9 +197,15 @@ int run(int argc, char** argv, std::span<const Goal> goals) {
     // Rounds in random order, so that a machine that slows down affects all. Later arguments win.
     std::string interleaving = "--benchmark_enable_random_interleaving=true";
     std::string repetitions = "--benchmark_repetitions=5";
-    std::vector<char*> arguments{argv[0], interleaving.data(), repetitions.data()};
+    std::string length = "--benchmark_min_time=0.2"; // of a round, in seconds
+    std::vector<char*> arguments{argv[0], interleaving.data(), repetitions.data(), length.data()};
     arguments.insert(arguments.end(), argv + 1, argv + argc);
-    const std::string ratiosFile = takeRatiosFile(arguments);
+    const std::string resultsFile = takeOption(arguments, "--results=");
+    std::string filter = "--benchmark_filter=" + takeOption(arguments, "--benchmark_filter=");
+    const bool areAllRun = filter.ends_with('=');
+    if (!areAllRun) {
+        arguments.push_back(filter.data());
+    }
     int count = static_cast<int>(arguments.size());
     arguments.push_back(nullptr);
 
@@ -182,8 +220,11 @@ int run(int argc, char** argv, std::span<const Goal> goals) {
     const std::vector<Result> results = resultsOf(goals, medians);
     print(results);
     const std::string program = std::filesystem::path(argv[0]).stem().string();
-    if (!ratiosFile.empty() && !append(results, program, ratiosFile)) {
-        std::perror(ratiosFile.c_str());
+    if (!resultsFile.empty() && !append(results, program, resultsFile)) {
+        std::perror(resultsFile.c_str());
+        return 1;
+    }
+    if (areAllRun && reportMissing(goals, results)) {
         return 1;
     }
     return 0;

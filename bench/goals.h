@@ -11,7 +11,7 @@ namespace bench {
 constexpr const char* kTime = "time";
 
 struct Goal {
-    enum class Sense { atMost, atLeast };
+    enum class Sense { atMost, atLeast, none };
 
     const char* measured; // a benchmark with its arguments and its number of threads
     const char* peer;
@@ -30,13 +30,19 @@ constexpr Goal atLeast(double proportion, const char* peer, const char* measured
     return {measured, peer, figure, Goal::Sense::atLeast, proportion};
 }
 
+// For a comparison that has no goal.
+constexpr Goal beside(const char* peer, const char* measured, const char* figure = kTime) {
+    return {measured, peer, figure, Goal::Sense::none, 0};
+}
+
 // The value that this part of the values does not exceed. Changes their order.
 double percentile(std::vector<double>& values, double part);
 
-// A benchmark program's main function: runs the registered benchmarks, five rounds of each in
+// A benchmark program's main function: runs the registered benchmarks, five short rounds of each in
 // random order unless the command line (Google Benchmark's) says otherwise, and prints a table of
-// the goals. The option --ratios=<file> also appends the ratios to a file of comma-separated
-// values.
+// the goals. The option --results=<file> also appends the results to a file of comma-separated
+// values. Returns the program's exit code: 1 if all benchmarks ran and one that a goal names was
+// not among them.
 int run(int argc, char** argv, std::span<const Goal> goals);
 
 } // namespace bench

@@ -29,16 +29,23 @@
 namespace {
 
 using bench::atMost;
+using bench::beside;
 
 constexpr bench::Goal kGoals[] = {
     atMost(0.5, "pool/boost/threads:1", "pool/qz/threads:1"),
     atMost(1.0, "pool/mimalloc/threads:1", "pool/qz/threads:1"),
-    atMost(0.3, "pool/boost/threads:2", "pool/qz/threads:2"),
+    beside("pool/tbbmalloc/threads:1", "pool/qz/threads:1"),
+    beside("pool/glibc/threads:1", "pool/qz/threads:1"),
+    atMost(0.35, "pool/boost/threads:2", "pool/qz/threads:2"),
     atMost(1.0, "pool/mimalloc/threads:2", "pool/qz/threads:2"),
     atMost(0.3, "pool_across/boost", "pool_across/qz"),
     atMost(1.0, "pool_across/mimalloc", "pool_across/qz"),
-    atMost(0.6, "encode/protobuf", "encode/qz"),
-    atMost(0.5, "decode/protobuf", "decode/qz"),
+    atMost(0.55, "encode/protobuf", "encode/qz"),
+    atMost(0.40, "decode/protobuf", "decode/qz"),
+    beside("encode/flatbuffers", "encode/qz"),
+    beside("decode/flatbuffers", "decode/qz"),
+    beside("encode/protobuf", "encode/qz_message"),
+    beside("decode/protobuf", "decode/qz_message"),
     atMost(0.6, "send/map/threads:1", "send/qz/threads:1"),
     atMost(0.25, "send/map/threads:8", "send/qz/threads:8"),
 };

@@ -22,12 +22,12 @@ namespace {
 using bench::atMost;
 
 constexpr bench::Goal kGoals[] = {
-    atMost(1.02, "product/glm", "product/qz"),
-    atMost(1.02, "product/eigen", "product/qz"),
+    atMost(1.05, "product/glm", "product/qz"),
+    atMost(1.05, "product/eigen", "product/qz"),
     atMost(1.02, "product4x4/glm", "product4x4/qz"),
     atMost(1.02, "product4x4/eigen", "product4x4/qz"),
-    atMost(1.00, "slerp/glm", "slerp/qz"),
-    atMost(1.00, "slerp/eigen", "slerp/qz"),
+    atMost(0.90, "slerp/glm", "slerp/qz"),
+    atMost(0.90, "slerp/eigen", "slerp/qz"),
     atMost(1.00, "basis/glm", "basis/qz"),
     atMost(1.00, "basis/eigen", "basis/qz"),
     atMost(0.30, "float2half/imath", "float2half/qz"),

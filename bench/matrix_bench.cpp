@@ -17,13 +17,15 @@ constexpr bench::Goal kGoals[] = {
     atMost(1.00, "determinant/eigen/3", "determinant/qz/3"),
     atMost(1.00, "determinant/eigen/4", "determinant/qz/4"),
     atMost(1.00, "determinant/eigen/6", "determinant/qz/6"),
-    atMost(1.25, "determinant/eigen/10", "determinant/qz/10"),
-    atMost(1.25, "determinant/eigen/16", "determinant/qz/16"),
+    atMost(1.00, "determinant/eigen/10", "determinant/qz/10"),
+    atMost(1.00, "determinant/eigen/16", "determinant/qz/16"),
+    atMost(1.50, "determinant/eigen/64", "determinant/qz/64"),
     atMost(1.00, "inverse/eigen/3", "inverse/qz/3"),
     atMost(1.00, "inverse/eigen/4", "inverse/qz/4"),
     atMost(1.00, "inverse/eigen/6", "inverse/qz/6"),
-    atMost(1.25, "inverse/eigen/10", "inverse/qz/10"),
-    atMost(1.25, "inverse/eigen/16", "inverse/qz/16"),
+    atMost(1.00, "inverse/eigen/10", "inverse/qz/10"),
+    atMost(1.00, "inverse/eigen/16", "inverse/qz/16"),
+    atMost(1.50, "inverse/eigen/64", "inverse/qz/64"),
 };
 
 // Asks for the decomposition, because Eigen computes up to 4 rows in closed form otherwise.
@@ -81,7 +83,7 @@ void inverse(benchmark::State& state) {
 }
 
 void sizes(benchmark::internal::Benchmark* benchmark) {
-    for (const int n : {3, 4, 6, 10, 16}) {
+    for (const int n : {3, 4, 6, 10, 16, 64}) {
         benchmark->Arg(n);
     }
 }

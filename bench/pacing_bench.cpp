@@ -77,8 +77,15 @@ BENCHMARK(pace<Controller>)
     ->UseRealTime();
 BENCHMARK(pace<Grid>)->Name("pacing/grid")->Arg(60)->Arg(144)->Iterations(kFrames)->UseRealTime();
 
+constexpr bench::Goal kFigures[] = {
+    bench::beside("pacing/grid/60", "pacing/qz/60", "p50_us"),
+    bench::beside("pacing/grid/60", "pacing/qz/60", "p99_us"),
+    bench::beside("pacing/grid/144", "pacing/qz/144", "p50_us"),
+    bench::beside("pacing/grid/144", "pacing/qz/144", "p99_us"),
+};
+
 } // namespace
 
 int main(int argc, char** argv) {
-    return bench::run(argc, argv, {});
+    return bench::run(argc, argv, kFigures);
 }

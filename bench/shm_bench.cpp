@@ -33,23 +33,26 @@
 namespace {
 
 using bench::atMost;
+using bench::beside;
 
 constexpr bench::Goal kGoals[] = {
-    atMost(0.7, "messages/boost/64/1", "messages/qz/64/1"),
-    atMost(0.7, "messages/boost/64/2", "messages/qz/64/2"),
-    atMost(0.7, "messages/boost/1024/1", "messages/qz/1024/1"),
-    atMost(0.7, "messages/boost/1024/2", "messages/qz/1024/2"),
+    atMost(0.9, "messages/boost/64/1", "messages/qz/64/1"),
+    atMost(0.9, "messages/boost/64/2", "messages/qz/64/2"),
+    atMost(0.9, "messages/boost/1024/1", "messages/qz/1024/1"),
+    atMost(0.9, "messages/boost/1024/2", "messages/qz/1024/2"),
     atMost(0.7, "messages/boost/64/1", "messages/qz_records/64/1"),
     atMost(0.7, "messages/boost/64/2", "messages/qz_records/64/2"),
     atMost(0.7, "messages/boost/1024/1", "messages/qz_records/1024/1"),
     atMost(0.7, "messages/boost/1024/2", "messages/qz_records/1024/2"),
+    beside("messages/pipe/64/1", "messages/qz/64/1"),
+    beside("messages/pipe/64/2", "messages/qz/64/2"),
     atMost(1.0, "getline/memchr/5/1", "getline/qz/5/1"),
     atMost(0.5, "getline/std/5/1", "getline/qz/5/1"),
     atMost(1.0, "getline/memchr/5/2", "getline/qz/5/2"),
     atMost(0.5, "getline/std/5/2", "getline/qz/5/2"),
-    atMost(1 / 1.4, "getline/memchr/45/1", "getline/qz/45/1"),
+    atMost(1.0, "getline/memchr/45/1", "getline/qz/45/1"),
     atMost(0.5, "getline/std/45/1", "getline/qz/45/1"),
-    atMost(1 / 1.4, "getline/memchr/45/2", "getline/qz/45/2"),
+    atMost(1.0, "getline/memchr/45/2", "getline/qz/45/2"),
     atMost(0.5, "getline/std/45/2", "getline/qz/45/2"),
     atMost(1.0, "getline/memchr/1000/1", "getline/qz/1000/1"),
     atMost(0.5, "getline/std/1000/1", "getline/qz/1000/1"),

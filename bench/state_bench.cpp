@@ -6,7 +6,9 @@
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -87,11 +89,11 @@ void writeWhole(benchmark::State& state) {
     double size = 0;
     for (auto _ : state) {
         state.PauseTiming();
-        CommonBufferizer states;
-        fill(states, state.range(0));
+        std::optional<CommonBufferizer> states(std::in_place);
+        fill(*states, state.range(0));
         state.ResumeTiming();
-        states.capture();
-        size = sizeOf(states.write(0, 1));
+        states->capture();
+        size = sizeOf(states->write(0, 1));
         state.PauseTiming();
         states.reset();
         state.ResumeTiming();

@@ -138,10 +138,7 @@ private:
 
 class Log final : public Service {
 public:
-    explicit Log(const std::string& directory) {
-        setenv("QZ_LOG_ECHO", "alert", 1); // the peer also writes only to its file
-        qz_log_start(directory.c_str(), "qz");
-    }
+    explicit Log(const std::string& directory) { qz_log_start(directory.c_str(), "qz"); }
     ~Log() override { qz_log_stop(); }
     Log(const Log&) = delete;
     Log& operator=(const Log&) = delete;
