@@ -26,7 +26,9 @@ constexpr std::size_t kPathRoom = 256;
 constexpr char kNoSuffix[] = "";
 
 // An archive of each kind is looked for beside every path that is mounted: the path with the
-// suffix. The archiver reads it for PhysicsFS, and checks it before it accepts it.
+// suffix. The archiver reads it for PhysicsFS, and checks it before it accepts it. PhysicsFS offers
+// an archive to one archiver after another until one claims it, so an archiver says nothing of an
+// archive that it does not claim.
 struct ArchiveKind {
     const char* suffix;
     const PHYSFS_Archiver& archiver;
@@ -131,6 +133,9 @@ int mountOne(const char* path, const char* suffix, const char* point, int append
     const int result = reserve ? PHYSFS_mount(name.text(), point, append) : 0;
     if (result != 0) {
         qz_logf(vfs::kArchiveModule, QZ_LOG_DEBUG, "Mounted %s%s to %s.", path, suffix, point);
+    } else if (reserve && PHYSFS_getLastErrorCode() == PHYSFS_ERR_UNSUPPORTED) {
+        qz_logf(vfs::kArchiveModule, QZ_LOG_WARNING,
+                "%s is refused: it is no archive, or its end is missing.", name.text());
     }
     return result;
 }

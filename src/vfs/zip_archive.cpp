@@ -200,7 +200,10 @@ const ZipIndex::Node* find(void* archive, const char* name) {
 
 void* mountArchive(PHYSFS_Io& io, const char* name, int& claimed) {
     const ZipExtent extent = findZipDirectory(io);
-    claimed = extent.isZip ? 1 : 0;
+    if (!extent.isZip) {
+        return fail(PHYSFS_ERR_UNSUPPORTED); // another archiver may know it
+    }
+    claimed = 1;
     const char* refusal = extent.flaw;
     if (refusal == nullptr) {
         auto archive = std::make_unique<ZipArchive>(io, extent, name);
@@ -215,7 +218,7 @@ void* mountArchive(PHYSFS_Io& io, const char* name, int& claimed) {
         }
     }
     qz_logf(kArchiveModule, QZ_LOG_WARNING, "%s is refused: %s.", name, refusal);
-    return fail(extent.isZip ? PHYSFS_ERR_CORRUPT : PHYSFS_ERR_UNSUPPORTED);
+    return fail(PHYSFS_ERR_CORRUPT);
 }
 
 void* openArchive(PHYSFS_Io* io, const char* name, int forWriting, int* claimed) {
@@ -225,6 +228,7 @@ void* openArchive(PHYSFS_Io* io, const char* name, int forWriting, int* claimed)
     try {
         return mountArchive(*io, name, *claimed);
     } catch (const std::bad_alloc&) {
+        *claimed = 1; // else PhysicsFS would say that nobody knows the archive
         return failForMemory();
     }
 }

@@ -84,7 +84,7 @@ ZipExtent extentAt(PHYSFS_Io& io, Stated end) {
 enum class Likelihood { none, fits, isAtTheEnd, isBehindEntries };
 
 struct Candidate {
-    ZipExtent extent = {false, "it is no zip archive, or its end is missing", 0, 0, 0, 0, 0};
+    ZipExtent extent = {false, nullptr, 0, 0, 0, 0, 0};
     Likelihood likelihood = Likelihood::none;
 };
 
