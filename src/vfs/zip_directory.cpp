@@ -17,9 +17,6 @@ namespace {
 // Larger than the longest record of an entry.
 constexpr std::size_t kReadAhead = 256 << 10;
 
-constexpr std::size_t kMaxNameLength = 1024;
-constexpr std::ptrdiff_t kMaxNameDepth = 64;
-
 // How many bad entries get a line each.
 constexpr std::uint64_t kMostComplaints = 8;
 
@@ -89,34 +86,6 @@ ZipEntry fileOf(const zip::Entry& record, zip::Bytes extra, const ZipExtent& ext
     return entry;
 }
 
-// Whether a path can lead to the name.
-bool isInTree(std::string_view name) {
-    using namespace std::string_view_literals;
-    if (name.find_first_of("\\:\0"sv) != std::string_view::npos) {
-        return false;
-    }
-    for (std::size_t end = 0; end != std::string_view::npos;) {
-        end = name.find('/');
-        const std::string_view part = name.substr(0, end);
-        if (part.empty() || part == "." || part == "..") {
-            return false;
-        }
-        name.remove_prefix(part.size() + (end == std::string_view::npos ? 0 : 1));
-    }
-    return true;
-}
-
-// Why a name has no place in the tree, or null.
-const char* flawOf(std::string_view name) {
-    if (name.size() > kMaxNameLength) {
-        return "its name is too long; left out";
-    }
-    if (std::count(name.begin(), name.end(), '/') >= kMaxNameDepth) {
-        return "its name has too many levels; left out";
-    }
-    return isInTree(name) ? nullptr : "no path leads to its name; left out";
-}
-
 // Goes through the directory once.
 class Walk {
 public:
@@ -178,7 +147,7 @@ private:
         if ((zip::kEntryMode.of(record) & zip::kUnixTypeMask) == zip::kUnixSymbolicLink) {
             return complain("it is a symbolic link; left out");
         }
-        if (const char* const flaw = flawOf(name_)) {
+        if (const char* const flaw = ZipIndex::flawOf(name_)) {
             return complain(flaw);
         }
         return add(isFolder ? ZipEntry() : fileOf(record, extra, extent_));

@@ -21,6 +21,9 @@ constexpr std::uint64_t kStepsForAll = 65'536;
 // says.
 constexpr std::size_t kMostAtFirst = 1 << 20;
 
+constexpr std::size_t kMaxNameLength = 1024;
+constexpr std::ptrdiff_t kMaxNameDepth = 64;
+
 constexpr std::size_t kMaxNodes = std::numeric_limits<std::uint32_t>::max() / 2;
 constexpr std::size_t kMaxNames = std::numeric_limits<std::uint32_t>::max();
 
@@ -39,7 +42,34 @@ private:
     std::uint64_t state_ = 0xCBF29CE484222325;
 };
 
+// Whether a path can lead to the name.
+bool isInTree(std::string_view name) {
+    using namespace std::string_view_literals;
+    if (name.find_first_of("\\:\0"sv) != std::string_view::npos) {
+        return false;
+    }
+    for (std::size_t end = 0; end != std::string_view::npos;) {
+        end = name.find('/');
+        const std::string_view part = name.substr(0, end);
+        if (part.empty() || part == "." || part == "..") {
+            return false;
+        }
+        name.remove_prefix(part.size() + (end == std::string_view::npos ? 0 : 1));
+    }
+    return true;
+}
+
 } // namespace
+
+const char* ZipIndex::flawOf(std::string_view name) {
+    if (name.size() > kMaxNameLength) {
+        return "its name is too long; left out";
+    }
+    if (std::count(name.begin(), name.end(), '/') >= kMaxNameDepth) {
+        return "its name has too many levels; left out";
+    }
+    return isInTree(name) ? nullptr : "no path leads to its name; left out";
+}
 
 ZipIndex::ZipIndex(std::size_t entries)
     : slots_(std::bit_ceil(2 * std::min(entries, kMostAtFirst) + 2))

@@ -30,7 +30,7 @@ inline bool isReadable(const ZipEntry& entry) {
     return entry.content == ZipContent::stored || entry.content == ZipContent::deflated;
 }
 
-// A name has fewer than 65,536 bytes and "/" between its parts; no part is empty.
+// A name has "/" between its parts, and flawOf finds nothing wrong with it.
 class ZipIndex {
 public:
     // Pointers to nodes, and names, stay valid until the next call of add() or finish().
@@ -54,6 +54,9 @@ public:
         misfit,   // not added: a file has the name of a folder, or the other way round
         tooMuch,  // not added: the names would take too much memory or time
     };
+
+    // Why a name that an archive gives must not be added, or null.
+    static const char* flawOf(std::string_view name);
 
     // `entries` is the most that should be added. Both throw std::bad_alloc; the index is then of
     // no more use.
