@@ -6,7 +6,6 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/stat.h>
-#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -25,11 +24,10 @@ constinit std::atomic<bool> isEchoing{true};
 
 bool leadsSomewhere(int descriptor) {
     struct stat status {};
-    if (fstat(descriptor, &status) != 0) {
-        return false;
-    }
-    const dev_t nullDevice = makedev(1, 3);
-    return !S_ISCHR(status.st_mode) || status.st_rdev != nullDevice;
+    struct stat nowhere {};
+    return fstat(descriptor, &status) == 0 &&
+           !(S_ISCHR(status.st_mode) && stat("/dev/null", &nowhere) == 0 &&
+             status.st_rdev == nowhere.st_rdev);
 }
 
 bool isOpen(int descriptor) {

@@ -46,7 +46,7 @@ bool keepStackForFaults() {
     }
     static const Keeper keeper;
     void* memory = mmap(nullptr, kAlternateStackSize, PROT_READ | PROT_WRITE,
-                        MAP_PRIVATE | MAP_ANONYMOUS | MAP_STACK, -1, 0);
+                        MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (memory == MAP_FAILED) {
         return false;
     }

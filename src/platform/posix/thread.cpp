@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <bit>
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
@@ -44,7 +45,14 @@ timespec after(std::chrono::nanoseconds time) {
     return moment;
 }
 
-static_assert(sizeof(pthread_t) <= sizeof(Thread::native));
+// A number here, a pointer on other systems.
+std::uintptr_t numberOf(pthread_t thread) {
+    return std::bit_cast<std::uintptr_t>(thread);
+}
+
+pthread_t nativeOf(Thread thread) {
+    return std::bit_cast<pthread_t>(thread.native);
+}
 
 template<class Native>
 Native* as(unsigned char* storage) {
@@ -66,16 +74,16 @@ bool startThread(Thread& thread, ThreadEntry entry, void* argument) {
         return false;
     }
     static_cast<void>(start.release());
-    thread.native = native;
+    thread.native = numberOf(native);
     return true;
 }
 
 void joinThread(Thread thread) {
-    pthread_join(thread.native, nullptr);
+    pthread_join(nativeOf(thread), nullptr);
 }
 
 void detachThread(Thread thread) {
-    pthread_detach(thread.native);
+    pthread_detach(nativeOf(thread));
 }
 
 void joinEndingThread(Thread thread) {
@@ -83,7 +91,7 @@ void joinEndingThread(Thread thread) {
 }
 
 std::uintptr_t currentThread() {
-    return pthread_self();
+    return numberOf(pthread_self());
 }
 
 void nameThread(const char* name) {
