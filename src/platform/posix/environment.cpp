@@ -1,15 +1,12 @@
 #include "platform/environment.h"
 
-#include "platform/input.h"
+#include "platform/posix/process.h"
 #include "platform/posix/utf8.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <climits>
 #include <cstdlib>
 #include <cstring>
-#include <system_error>
+#include <utility>
 
 namespace platform {
 
@@ -23,29 +20,6 @@ constexpr std::size_t kGetValueUnits = 65536;
 bool fits(const char* text, std::size_t units) {
     const auto length = utf16Length(text);
     return length && *length < units;
-}
-
-std::optional<std::string> executablePath() {
-    char path[4096];
-    const ssize_t length = readlink("/proc/self/exe", path, sizeof path);
-    return length > 0 ? std::optional(std::string(path, static_cast<std::size_t>(length)))
-                      : std::nullopt;
-}
-
-std::vector<std::string> rawArguments() {
-    std::string bytes;
-    Input input("/proc/self/cmdline");
-    input.readToEnd(bytes, INT_MAX);
-    if (input.error() != 0) {
-        throw std::system_error(static_cast<int>(input.error()), std::generic_category());
-    }
-    std::vector<std::string> arguments;
-    for (auto begin = bytes.begin(); begin != bytes.end();) {
-        const auto end = std::find(begin, bytes.end(), '\0');
-        arguments.emplace_back(begin, end);
-        begin = end == bytes.end() ? end : end + 1;
-    }
-    return arguments;
 }
 
 bool isPlain(char c) {
