@@ -26,6 +26,7 @@ BESIDE = {("library.cpp", "globals"), ("library.cpp", "globals.h"), ("globals", 
 # Headers with ".h" that do not belong to a system: those of C, of the dependencies and of the processor.
 C_HEADERS = {"math.h", "stdarg.h", "stddef.h", "stdint.h", "string.h", "stdbool.h"}
 OTHERS_HEADERS = re.compile(r"oneapi/|tbb/|lua|lauxlib|lualib|physfs|zlib|iconv|[a-z]+intrin")
+ONE_SYSTEMS = re.compile(r"platform/(\w+)/")
 INCLUDE = re.compile(r'\s*#\s*include\s+(["<])([^">]+)')
 
 
@@ -40,6 +41,12 @@ def folder_of(path):
     return path.parts[1].lower()
 
 
+def may_use(source, system):
+    """Whether the source may include headers of the system's folder: it is there, or completes posix."""
+    own = ONE_SYSTEMS.search(source.as_posix())
+    return own is not None and (own[1] == system or (system == "posix" and own[1] != "win32"))
+
+
 def include_offence(source, kind, header):
     """What is wrong with the include, or None."""
     own = folder_of(source)
@@ -49,14 +56,13 @@ def include_offence(source, kind, header):
     if kind == "<" and not (names and other in FLOOR_OF):
         is_system = header.endswith(".h") and header not in C_HEADERS and not OTHERS_HEADERS.match(header)
         return f"<{header}> belongs in src/platform" if is_system and own != "platform" else None
-    if header.startswith("platform/linux/") and "posix" in source.parts:
-        return f'"{header}" is Linux alone; other systems have posix/, too'
+    system = ONE_SYSTEMS.match(header)
+    if system and not may_use(source, system[1]):
+        return f'"{header}" is one system\'s; include what others have, too'
     if other == own or (own, other) in BESIDE:
         return None
     if other not in FLOOR_OF:
         return f'"{header}" is in no folder of the library'
-    if re.match(r"platform/(posix|linux|win32)/", header) and own != "library.cpp":
-        return f'"{header}" is one system\'s; include what both have'
     if FLOOR_OF[other] >= FLOOR_OF[own]:
         return f'"{header}" is on floor {FLOOR_OF[other]} ({other}), this file on {FLOOR_OF[own]} ({own})'
     return None
