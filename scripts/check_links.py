@@ -12,7 +12,8 @@ import sys
 import urllib.parse
 
 FENCED = re.compile(r"^```.*?^```$", re.M | re.S)
-MARKDOWN_LINK = re.compile(r"\]\(([^)\s]+)\)")
+# A link, or the line below that says where a reference leads.
+MARKDOWN_LINK = re.compile(r"(?:\]\(|^ {0,3}\[[^\]]+\]: *)([^)\s]+)", re.M)
 MARKDOWN_HEADING = re.compile(r"^#+ (.*?)\s*$", re.M)
 
 

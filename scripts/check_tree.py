@@ -70,7 +70,7 @@ def include_offence(source, kind, header):
 
 def floor_offences(files):
     for source in files:
-        if source.parts[0] not in ("src", "inc") or source.suffix not in (".h", ".cpp"):
+        if source.parts[0] not in ("src", "inc") or source.suffix not in (".h", ".cpp", ".c"):
             continue
         for number, line in enumerate(source.read_text().splitlines(), 1):
             include = INCLUDE.match(line)
