@@ -84,7 +84,7 @@ inline bool writeAll(int file, std::string_view bytes) {
 // Returns 0 or the error. In pieces: on a file system in memory a call that a signal interrupts has
 // done nothing, so under frequent signals a long call would never end.
 inline int reserveRoom(int file, off_t size) {
-    constexpr off_t kPiece = 256 * 1024;
+    constexpr off_t kPiece = 256 << 10;
     int error = 0;
     for (off_t done = 0; done < size && error == 0; done += kPiece) {
         do {
