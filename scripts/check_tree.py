@@ -3,6 +3,7 @@
 
 Layers (FLOORS): a file includes only headers of lower layers and of its own folder. Folders of one layer
 cannot include each other, except the pairs in BESIDE. Only src/platform includes the system's headers.
+Costly headers: a public header includes a large standard header only for what it is needed for (COSTLY).
 Names: no two files, and no two headers as they are included, differ only in upper and lower case.
 """
 import pathlib
@@ -27,6 +28,11 @@ BESIDE = {("library.cpp", "globals"), ("library.cpp", "globals.h"), ("globals", 
 C_HEADERS = {"math.h", "stdarg.h", "stddef.h", "stdint.h", "string.h", "stdbool.h"}
 OTHERS_HEADERS = re.compile(r"oneapi/|tbb/|lua|lauxlib|lualib|physfs|zlib|iconv|[a-z]+intrin")
 ONE_SYSTEMS = re.compile(r"platform/(\w+)/")
+# Standard headers of more than 25,000 lines with all that they include. Everybody who includes a public
+# header pays for them, so it has to use what is named here.
+COSTLY = {"algorithm": "std::ranges::", "functional": "std::function", "memory": "std::(unique|shared)_ptr",
+          **dict.fromkeys(("chrono", "filesystem", "fstream", "future", "iostream", "mutex", "ranges", "regex",
+                           "sstream", "thread"), "$^")}
 INCLUDE = re.compile(r'\s*#\s*include\s+(["<])([^">]+)')
 
 
@@ -79,6 +85,16 @@ def floor_offences(files):
                 yield f"{source}:{number}: {offence}"
 
 
+def cost_offences(files):
+    for source in files:
+        if source.parts[0] != "inc":
+            continue
+        text = source.read_text()
+        for header in re.findall(r"^#include <(\w+)>", text, re.M):
+            if not re.search(COSTLY.get(header, ""), text):
+                yield f"{source}: <{header}> is large, and not needed here"
+
+
 def case_offences(files):
     seen = {}
     included = [path.relative_to(path.parts[0]) for path in files
@@ -91,7 +107,7 @@ def case_offences(files):
 
 def main():
     files = tracked()
-    offences = [*floor_offences(files), *case_offences(files)]
+    offences = [*floor_offences(files), *cost_offences(files), *case_offences(files)]
     print("\n".join(offences) if offences else f"{len(files)} files, no offence")
     return 1 if offences else 0
 

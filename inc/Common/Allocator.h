@@ -16,9 +16,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
-#include <functional>
 #include <list>
-#include <stdexcept>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -39,6 +37,9 @@ QZ_API std::uint64_t getSTLAllocatorCounter();
 QZ_API void* allocateCounted(std::size_t bytes);
 QZ_API void releaseCounted(void* block, std::size_t bytes);
 
+/* Throws std::length_error with the text that qz::allocator has for every container. */
+[[noreturn]] QZ_API void throwTooLong();
+
 /* A standard allocator over these two functions. All allocators of this kind are equal. */
 template<typename T>
 class allocator {
@@ -50,12 +51,12 @@ public:
     template<typename U>
     allocator(const allocator<U>&) {}
 
-    /* Throws std::length_error if the block would be larger than PTRDIFF_MAX bytes, with the same
-     * text for every container, and std::bad_alloc. */
+    /* Throws std::bad_alloc, and std::length_error if the block would be larger than PTRDIFF_MAX
+     * bytes. */
     T* allocate(std::size_t count) {
         static_assert(alignof(T) <= 16, "the pool aligns to 16 bytes");
         if (count > PTRDIFF_MAX / bytes(1)) {
-            throw std::length_error("list<T> too long");
+            throwTooLong();
         }
         return static_cast<T*>(allocateCounted(bytes(count)));
     }

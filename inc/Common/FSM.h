@@ -29,7 +29,6 @@
 #include "Core/Export.h"
 #include "Core/SameCompiler.h"
 
-#include <algorithm>
 #include <cstdint>
 
 namespace Common {
@@ -167,9 +166,7 @@ public:
         QZ_LOCAL const Transition* findTransition(std::uint32_t state, std::uint32_t symbol) const;
 
         std::uint32_t getInitialState() const { return initialState_; }
-        bool isFinishState(std::uint32_t state) const {
-            return std::binary_search(finishStates_.begin(), finishStates_.end(), state);
-        }
+        QZ_LOCAL bool isFinishState(std::uint32_t state) const;
         const Row* getTransitions(std::uint32_t state) const {
             return state < stateTransitions_.size() ? &stateTransitions_[state] : nullptr;
         }

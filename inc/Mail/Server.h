@@ -15,7 +15,6 @@
 #include "Tasks/Sync.h"
 
 #include <map>
-#include <memory>
 #include <stdint.h>
 #include <utility>
 
@@ -94,7 +93,7 @@ private:
     using Overflow = std::map<uint32_t, Mem::Ptr<Mailbox>, std::less<>,
                               qz::allocator<std::pair<const uint32_t, Mem::Ptr<Mailbox>>>>;
     using Direct = qz::vector<Mem::Ptr<Mailbox>>;
-    struct Directory;
+    struct QZ_LOCAL Directory;
 
     QZ_LOCAL void addToOverflow(uint32_t address, const Mem::Ptr<Mailbox>& mailbox);
     QZ_LOCAL Mem::Ptr<Mailbox> take(uint32_t address);
@@ -105,7 +104,7 @@ private:
     Direct direct_;
     Overflow overflow_; /* holds the mailboxes, in the order of release */
     bool isClosed_ = false;
-    std::unique_ptr<Directory> directory_; /* finds them */
+    Mem::Ptr<Directory> directory_; /* finds them */
 };
 
 } // namespace Mail

@@ -13,7 +13,6 @@
 #include "Random/RandomManager.h"
 #include "Serial/Field.h"
 
-#include <algorithm>
 #include <bit>
 #include <concepts>
 #include <cstddef>
@@ -21,6 +20,7 @@
 #include <cstring>
 #include <limits>
 #include <type_traits>
+#include <utility>
 
 namespace Common {
 
@@ -101,9 +101,9 @@ protected:
         } else {
             unsigned char bytes[sizeof value];
             std::memcpy(bytes, &value, sizeof value);
-            std::reverse(bytes, bytes + sizeof value);
+            reverse(bytes);
             transferBytes<sizeof value, fieldKindOf<T>()>(bytes);
-            std::reverse(bytes, bytes + sizeof value);
+            reverse(bytes);
             std::memcpy(&value, bytes, sizeof value);
         }
     }
@@ -176,6 +176,13 @@ protected:
     bool hasFailed_ = false;
 
 private:
+    template<std::size_t kSize>
+    static void reverse(unsigned char (&bytes)[kSize]) {
+        for (std::size_t i = 0; i < kSize / 2; ++i) {
+            std::swap(bytes[i], bytes[kSize - 1 - i]);
+        }
+    }
+
     /* Called for a value for which the block has not enough bytes. */
     virtual bool prepareMore(std::size_t size) = 0;
     virtual void transferMore(void* bytes, std::size_t size, FieldKind kind) = 0;

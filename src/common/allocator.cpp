@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <new>
+#include <stdexcept>
 
 namespace {
 
@@ -51,6 +52,10 @@ void qz::releaseCounted(void* block, std::size_t bytes) {
         core::defaultPool().release(block, bytes);
         decSTLAllocatorCounter(bytes);
     }
+}
+
+void qz::throwTooLong() {
+    throw std::length_error("list<T> too long");
 }
 
 common::AllocatorActivity common::allocatorActivity() {

@@ -1,5 +1,6 @@
 #include "Common/FSM.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace Common {
@@ -113,6 +114,10 @@ FSM::Descriptor::Step FSM::Descriptor::stepFor(std::uint32_t state, std::uint32_
     const bool isSilent = (target == state || symbolAt(onExitSymbols_, state) == NO_SYMBOL) &&
                           symbolAt(onEnterSymbols_, target) == NO_SYMBOL;
     return isSilent ? Step{found->outputSymbol, target, isFinishState(target)} : Step{};
+}
+
+bool FSM::Descriptor::isFinishState(std::uint32_t state) const {
+    return std::binary_search(finishStates_.begin(), finishStates_.end(), state);
 }
 
 } // namespace Common

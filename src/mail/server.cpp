@@ -11,7 +11,7 @@
 namespace Mail {
 
 // How senders find mailboxes at addresses that are not below directSize_.
-struct ServerImpl::Directory {
+struct ServerImpl::Directory : Mem::Shared {
     Readers readers; // of the index, of directSize_ and of direct_
     AddressIndex index;
     core::NowAndThen checkOfAll;

@@ -1,11 +1,14 @@
 // Includes the headers before and after windows.h, whose macros take common names; without
-// windows.h, after its worst two macros. Compiled, never run.
-#include "Common/Allocator.h" // standard headers do not compile after those two
+// windows.h, after its worst two macros. Standard headers do not compile after those two, so they
+// are included first. Compiled, never run.
+#include "Common/Allocator.h"
 #include "Globals.h"
 #include "IO/Adapters.h"
 #include "Serial/CommonSerializer.h"
 #include "Shm/RingBuffer.h"
 #include "Util/ConsoleArgs.h"
+
+#include <algorithm>
 #if __has_include(<windows.h>)
 #    include <windows.h>
 #endif
