@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Checks rules of the tree that no compiler checks, and names each line that breaks one.
 
-Layers (FLOORS): a file includes only headers of lower layers and of its own folder. Folders of one layer
+Layers (LAYERS): a file includes only headers of lower layers and of its own folder. Folders of one layer
 cannot include each other, except the pairs in BESIDE. Only src/platform includes the system's headers.
 Costly headers: a public header includes a large standard header only for what it is needed for (COSTLY).
 Names: no two files, and no two headers as they are included, differ only in upper and lower case.
@@ -12,7 +12,7 @@ import subprocess
 import sys
 
 # From the lowest layer to the highest. A folder of inc/ is in the layer of the src/ folder of that name.
-FLOORS = (("platform",),
+LAYERS = (("platform",),
           ("core",),
           ("common", "random"),
           ("math",),
@@ -22,7 +22,7 @@ FLOORS = (("platform",),
           ("io",),
           ("serial",),
           ("globals", "globals.h", "library.cpp"))
-FLOOR_OF = {folder: number for number, folders in enumerate(FLOORS) for folder in folders}
+LAYER_OF = {folder: number for number, folders in enumerate(LAYERS) for folder in folders}
 BESIDE = {("library.cpp", "globals"), ("library.cpp", "globals.h"), ("globals", "globals.h")}
 # Headers with ".h" that do not belong to a system: those of C, of the dependencies and of the processor.
 C_HEADERS = {"math.h", "stdarg.h", "stddef.h", "stdint.h", "string.h", "stdbool.h"}
@@ -56,10 +56,10 @@ def may_use(source, system):
 def include_offence(source, kind, header):
     """What is wrong with the include, or None."""
     own = folder_of(source)
-    if own not in FLOOR_OF:
-        return f"{own} has no floor yet: add it to FLOORS in scripts/check_tree.py"
+    if own not in LAYER_OF:
+        return f"{own} has no layer yet: add it to LAYERS in scripts/check_tree.py"
     other, *names = header.lower().split("/")
-    if kind == "<" and not (names and other in FLOOR_OF):
+    if kind == "<" and not (names and other in LAYER_OF):
         is_system = header.endswith(".h") and header not in C_HEADERS and not OTHERS_HEADERS.match(header)
         return f"<{header}> belongs in src/platform" if is_system and own != "platform" else None
     system = ONE_SYSTEMS.match(header)
@@ -67,14 +67,14 @@ def include_offence(source, kind, header):
         return f'"{header}" is one system\'s; include what others have, too'
     if other == own or (own, other) in BESIDE:
         return None
-    if other not in FLOOR_OF:
+    if other not in LAYER_OF:
         return f'"{header}" is in no folder of the library'
-    if FLOOR_OF[other] >= FLOOR_OF[own]:
-        return f'"{header}" is on floor {FLOOR_OF[other]} ({other}), this file on {FLOOR_OF[own]} ({own})'
+    if LAYER_OF[other] >= LAYER_OF[own]:
+        return f'"{header}" is in layer {LAYER_OF[other]} ({other}), this file in {LAYER_OF[own]} ({own})'
     return None
 
 
-def floor_offences(files):
+def layer_offences(files):
     for source in files:
         if source.parts[0] not in ("src", "inc") or source.suffix not in (".h", ".cpp", ".c"):
             continue
@@ -107,7 +107,7 @@ def case_offences(files):
 
 def main():
     files = tracked()
-    offences = [*floor_offences(files), *cost_offences(files), *case_offences(files)]
+    offences = [*layer_offences(files), *cost_offences(files), *case_offences(files)]
     print("\n".join(offences) if offences else f"{len(files)} files, no offence")
     return 1 if offences else 0
 

@@ -1,5 +1,7 @@
 #include "mail/address_index.h"
 
+#include "core/spread.h"
+
 #include <algorithm>
 
 namespace Mail {
@@ -40,8 +42,7 @@ void AddressIndex::clear() {
 
 // The upper half of the product depends on all bits of the address.
 std::size_t AddressIndex::ownSlot(std::uint32_t address) const {
-    constexpr std::uint64_t kSpread = 0x9E3779B97F4A7C15;
-    return ((address * kSpread) >> 32) & (slots_.size() - 1);
+    return ((address * core::kSpread) >> 32) & (slots_.size() - 1);
 }
 
 std::size_t AddressIndex::distance(std::size_t from, std::size_t to) const {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "core/spin.h"
+#include "core/spread.h"
 #include "platform/thread.h"
 
 #include <array>
@@ -67,8 +68,7 @@ private:
 
     // The upper bits of the product depend on all bits of the thread.
     Count& ownCount() {
-        constexpr std::uint64_t kSpread = 0x9E3779B97F4A7C15;
-        return counts_[(platform::currentThread() * kSpread) >> (64 - kCountBits)];
+        return counts_[(platform::currentThread() * core::kSpread) >> (64 - kCountBits)];
     }
 
     std::atomic<bool> isShut_{false};

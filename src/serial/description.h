@@ -1,6 +1,8 @@
 // Describes a field beyond its bits, so that two sides notice if their classes differ.
 #pragma once
 
+#include "core/spread.h"
+
 #include <array>
 #include <bit>
 #include <cstddef>
@@ -17,8 +19,8 @@ constexpr std::uint64_t kBytes = 4; // a float, or a short row
 constexpr std::uint64_t kSignedByte = 5;
 
 inline std::uint64_t rangeOf(double lowest, double highest) {
-    constexpr std::uint64_t kSpread = 0x9E3779B97F4A7C15; // 2^64 divided by the golden ratio
-    return std::bit_cast<std::uint64_t>(lowest) * kSpread + std::bit_cast<std::uint64_t>(highest);
+    return std::bit_cast<std::uint64_t>(lowest) * core::kSpread +
+           std::bit_cast<std::uint64_t>(highest);
 }
 
 // The low 8 bits of a value's kind say how it is written; the bits above are its description.
@@ -30,9 +32,8 @@ public:
     // The description, in the bits above the lowest 8. The name may be null.
     std::uint32_t of(const char* name, std::uint64_t meaning) {
         constexpr unsigned kUnused = 64 - std::bit_width(kSlots - 1);
-        constexpr std::uint64_t kSpread = 0x9E3779B97F4A7C15;
         const std::uint64_t key = reinterpret_cast<std::uintptr_t>(name) ^ meaning;
-        Slot& slot = slots_[static_cast<std::size_t>(key * kSpread >> kUnused)];
+        Slot& slot = slots_[static_cast<std::size_t>(key * core::kSpread >> kUnused)];
         if (!slot.isUsed || slot.name != name || slot.meaning != meaning) {
             slot = {name, meaning, describe(name, meaning), true};
         }

@@ -1,5 +1,7 @@
 #include "serial/history.h"
 
+#include "core/spread.h"
+
 #include <algorithm>
 #include <chrono>
 #include <iterator>
@@ -17,7 +19,7 @@ const Version& nothing() {
 } // namespace
 
 NumberHash::NumberHash()
-    : factor_((reinterpret_cast<std::uintptr_t>(this) * 0x9E3779B97F4A7C15 ^
+    : factor_((reinterpret_cast<std::uintptr_t>(this) * core::kSpread ^
                static_cast<std::uint64_t>(
                    std::chrono::steady_clock::now().time_since_epoch().count())) |
               1U) {}

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Common/Allocator.h"
+#include "core/spread.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -33,9 +34,8 @@ private:
     };
 
     Slot& slotFor(const void* address) {
-        constexpr std::uint64_t kSpread = 0x9E3779B97F4A7C15; // 2^64 divided by the golden ratio
         const std::size_t mask = slots_.size() - 1;
-        const std::uint64_t hash = reinterpret_cast<std::uintptr_t>(address) * kSpread;
+        const std::uint64_t hash = reinterpret_cast<std::uintptr_t>(address) * core::kSpread;
         std::size_t place = (hash >> 32) & mask;
         while (slots_[place].number != 0 && slots_[place].address != address) {
             place = (place + 1) & mask;

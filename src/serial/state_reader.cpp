@@ -291,10 +291,12 @@ std::string StateReader::suspects() const {
         }
     }
     std::string text;
+    std::size_t count = 0;
     for (const std::string& name : names) {
-        text += (text.empty() ? "; perhaps a class differs: " : ", ") + name;
+        text += text.empty() ? "; perhaps a class differs: " : ", ";
+        text += ++count > kMost ? "..." : name;
     }
-    return names.size() <= kMost ? text : text + ", ...";
+    return text;
 }
 
 void StateReader::commit(History::Line line) {

@@ -1,5 +1,7 @@
 #include "vfs/zip_index.h"
 
+#include "core/spread.h"
+
 #include <algorithm>
 #include <bit>
 #include <limits>
@@ -34,9 +36,7 @@ public:
         state_ = (state_ ^ static_cast<unsigned char>(letter)) * 0x100000001B3;
     }
 
-    std::uint32_t value() const {
-        return static_cast<std::uint32_t>(state_ * 0x9E3779B97F4A7C15 >> 32);
-    }
+    std::uint32_t value() const { return static_cast<std::uint32_t>(state_ * core::kSpread >> 32); }
 
 private:
     std::uint64_t state_ = 0xCBF29CE484222325;
