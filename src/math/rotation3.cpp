@@ -42,6 +42,70 @@ Rotation3<T> aboutAxis(Axis axis, T angle) {
     return {axis == X ? sine : 0, axis == Y ? sine : 0, axis == Z ? sine : 0, std::cos(angle / 2)};
 }
 
+// c[0] + c[1] x + c[2] x^2 + ... Even and odd powers are summed apart, so that neither sum waits
+// for the other.
+template<std::size_t kCount>
+double polynomial(const double (&c)[kCount], double x) {
+    constexpr std::size_t kLastEven = (kCount - 1) / 2 * 2, kLastOdd = kCount / 2 * 2 - 1;
+    double even = c[kLastEven];
+    double odd = c[kLastOdd];
+    for (std::size_t i = kLastEven; i >= 2; i -= 2) {
+        even = even * (x * x) + c[i - 2];
+    }
+    for (std::size_t i = kLastOdd; i >= 3; i -= 2) {
+        odd = odd * (x * x) + c[i - 2];
+    }
+    return even + x * odd;
+}
+
+template<typename T>
+constexpr T kSigns[] = {1, -1};
+
+// How much of each rotation slerp takes.
+template<typename T>
+struct Weights {
+    T from, to;
+};
+
+Weights<double> weigh(double cosine, double t) {
+    const double angle = std::acos(cosine);
+    const double sine = std::sin(angle);
+    return {std::sin((1 - t) * angle) / sine, std::sin(t * angle) / sine};
+}
+
+// Single precision is computed in double precision with two polynomials, whose relative errors are
+// below 4e-11. So the weights are those of exact arithmetic, rounded once, on every system.
+
+// The cosine is from 0 to 0.95.
+double fastArcCosine(double cosine) {
+    static constexpr double kFactors[] = {
+        1.41421356529963,       0.11785098932638832,    0.026519152275631126,
+        0.007865852729705736,   0.0028352860587380372,  0.00044637724762554157,
+        0.0016513162295430101,  -0.0017678869955261207, 0.0019038125887918173,
+        -0.0010001321499196296, 0.00027799413609513727};
+    return std::sqrt(1 - cosine) * polynomial(kFactors, 1 - cosine);
+}
+
+// The angle is from 0 to a right angle.
+double fastSine(double angle) {
+    static constexpr double kFactors[] = {0.9999999999788375,     -0.1666666660879911,
+                                          0.008333330719555334,   -0.00019840832695770303,
+                                          2.7523964554316104e-06, -2.386823102977082e-08};
+    return angle * polynomial(kFactors, angle * angle);
+}
+
+Weights<float> weigh(float cosine, float t) {
+    if (!(t >= 0 && t <= 1)) {
+        const auto [from, to] = weigh(static_cast<double>(cosine), static_cast<double>(t));
+        return {static_cast<float>(from), static_cast<float>(to)};
+    }
+    const double c = cosine;
+    const double angle = fastArcCosine(c);
+    const double perSine = 1 / std::sqrt(1 - c * c);
+    return {static_cast<float>(fastSine((1 - static_cast<double>(t)) * angle) * perSine),
+            static_cast<float>(fastSine(static_cast<double>(t) * angle) * perSine)};
+}
+
 template<typename T>
 Rotation3<T> blend(T a, const Rotation3<T>& from, T b, const Rotation3<T>& to) {
     return {a * from.x + b * to.x, a * from.y + b * to.y, a * from.z + b * to.z,
@@ -150,15 +214,15 @@ void Rotation3<T>::fromMatrix(const Matrix<3, T>& m) {
 template<typename T>
 Rotation3<T> slerp(const Rotation3<T>& from, const Rotation3<T>& to, std::type_identity_t<T> t) {
     const T product = dot(from, to);
-    // Either way may be the shorter one: a branch would be mispredicted half of the time.
-    const T sign = static_cast<T>(1 - 2 * static_cast<int>(product < 0));
+    // Either way may be the shorter one: a branch would be mispredicted half of the time, and the
+    // compiler makes one unless it has a table.
+    const T sign = kSigns<T>[static_cast<int>(product < 0)];
     const T cosine = std::fabs(product);
     if (!(static_cast<double>(1 - cosine) > kBlendBelow)) {
         return blend(sign * (1 - t), from, t, to);
     }
-    const T angle = std::acos(cosine);
-    const T sine = std::sin(angle);
-    return blend(sign * (std::sin((1 - t) * angle) / sine), from, std::sin(t * angle) / sine, to);
+    const Weights<T> weights = weigh(cosine, t);
+    return blend(sign * weights.from, from, weights.to, to);
 }
 
 // QZ_API stands before functions that are inline in the header: their copies are exported, too.

@@ -313,4 +313,18 @@ TYPED_TEST(Rotation3Test, SlerpBlendsFromItsThresholdOn) {
     this->expectSame(Math::slerp(from, to, 1), to);
 }
 
+TEST(SlerpTest, SinglePrecisionIsRoundedDoublePrecision) {
+    for (int i = 0; i <= 950; ++i) {
+        const float cosine = static_cast<float>(i) / 1000;
+        const Rotation<float> to{std::sqrt(1 - cosine * cosine), 0, 0, cosine};
+        const Rotation<double> sameTo{static_cast<double>(to.x), 0, 0, static_cast<double>(to.w)};
+        for (const float t : {-0.5F, 0.0F, 0.3F, 0.5F, 0.99F, 1.0F, 1.5F}) {
+            const auto rounded = Math::slerp(Rotation<float>{}, to, t);
+            const auto exact = Math::slerp(Rotation<double>{}, sameTo, static_cast<double>(t));
+            EXPECT_NEAR(static_cast<double>(rounded.x), exact.x, 1.2e-7) << cosine << ' ' << t;
+            EXPECT_NEAR(static_cast<double>(rounded.w), exact.w, 1.2e-7) << cosine << ' ' << t;
+        }
+    }
+}
+
 } // namespace
