@@ -76,12 +76,24 @@
 #include <memory>
 #include <string>
 #include <type_traits>
+#include <typeinfo>
 #include <vector>
 
 namespace Common {
 
 namespace detail {
 class Form;
+
+/* dynamic_cast, which takes long, unless the object is of class T itself. */
+template<class T>
+T* castTo(Identifiable* object) {
+    if constexpr (requires { static_cast<T*>(object); }) {
+        if (object != nullptr && &typeid(*object) == &typeid(T)) {
+            return static_cast<T*>(object);
+        }
+    }
+    return dynamic_cast<T*>(object);
+}
 } // namespace detail
 
 class QZ_API CommonSerializer : public ValueSerializer {
@@ -273,7 +285,7 @@ public:
             return;
         }
         Identifiable* const object = readReference();
-        T* const typed = dynamic_cast<T*>(object);
+        T* const typed = detail::castTo<T>(object);
         if (object != nullptr && typed == nullptr) {
             failAsMisfit(*object);
         }

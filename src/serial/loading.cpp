@@ -1,6 +1,7 @@
 #include "Serial/CommonSerializer.h"
 
 #include "Serial/Record.h"
+#include "platform/compiler.h"
 #include "serial/state.h"
 
 #include <algorithm>
@@ -73,6 +74,19 @@ void CommonSerializer::load(io::Stream& in) {
     openRecord();
 }
 
+// Makes room for so many references at once. Half of the time of loading a large list of new
+// objects would else go into moving tables that outgrow their memory.
+void CommonSerializer::State::expect(std::size_t references) {
+    const auto makeRoom = [references](auto& table) {
+        if (table.capacity() - table.size() < references) {
+            table.reserve(std::max(table.size() + references, 2 * table.capacity()));
+        }
+    };
+    makeRoom(mentioned);
+    makeRoom(objects);
+    makeRoom(nodes);
+}
+
 void CommonSerializer::openRecord() {
     State& state = *state_;
     if (!isGood()) {
@@ -86,6 +100,10 @@ void CommonSerializer::openRecord() {
     state.nextMention = 0;
     if (count > static_cast<std::size_t>(end_ - cursor_)) {
         fail("more references than there can be");
+    }
+    if (isGood()) {
+        state.expect(
+            static_cast<std::size_t>(std::min<std::uint64_t>(count, state.limits.objects)));
     }
     for (std::uint64_t i = 0; i < count && isGood(); ++i) {
         readMention();
@@ -108,8 +126,13 @@ void CommonSerializer::readMention() {
     } else if (number > state.limits.objects) {
         fail("more objects than allowed");
     }
-    if (isGood() && number == state.objects.size() + 1) {
+    if (!isGood()) {
+        return;
+    }
+    if (number == state.objects.size() + 1) {
         makeObject(readClass());
+    } else if (number != 0) { // the object's count is raised soon, and may be anywhere in memory
+        platform::prefetchForWriting(state.objects[number - 1].object.get());
     }
     if (isGood()) {
         state.mentioned.push_back(static_cast<std::uint32_t>(number));

@@ -77,6 +77,8 @@ struct CommonSerializer::State {
     State& operator=(const State&) = delete;
     ~State();
 
+    QZ_LOCAL void expect(std::size_t references);
+
     std::unique_ptr<detail::Form> form; // null for files
     Limits limits;
     std::string error;
