@@ -22,6 +22,9 @@ constexpr bench::Goal kGoals[] = {
     atMost(0.10, "watch/whole/10000", "watch/changed/10000"),
     bench::growth(1.5, "state/whole/10000", "state/whole/1000000"),
     bench::growth(1.5, "state/changed/10000", "state/changed/1000000"),
+    bench::growth(1.5, "walk/whole/10000",
+                  "walk/whole/1000000"), // the caches' part in the two above
+    bench::growth(1.5, "walk/changed/10000", "walk/changed/1000000"),
 };
 
 class Ship : public Common::SerializableObject {
