@@ -15,10 +15,8 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <semaphore>
 #include <sstream>
 #include <string>
-#include <thread>
 
 namespace {
 
@@ -211,25 +209,9 @@ private:
     std::filesystem::path path_;
 };
 
-// A second thread, as in any engine: the C library's allocator is faster in a process with only one
-// thread.
-class IdleThread {
-public:
-    IdleThread() : thread_([this] { end_.acquire(); }) {}
-    ~IdleThread() {
-        end_.release();
-        thread_.join();
-    }
-
-private:
-    std::binary_semaphore end_{0};
-    std::thread thread_;
-};
-
 } // namespace
 
 int main(int argc, char** argv) {
-    const IdleThread idle;
     const LinesFile lines;
     addScript<LinkedLua>("lua/qz/tables", kTables);
     addScript<StockLua>("lua/stock/tables", kTables);
