@@ -86,11 +86,17 @@ std::size_t FileStream::readAt(std::uint64_t position, void* data, std::size_t c
     if (!goTo(position, isReadable_)) {
         return 0;
     }
-    const std::size_t done = VFS_read(file_, data, count);
-    filePosition_ = position + done;
-    if (done < count && filePosition_ < sizeNow()) {
-        fail("can't read the file", path_);
+    auto* const bytes = static_cast<char*>(data);
+    std::size_t done = VFS_read(file_, bytes, count);
+    // Another program may have made the file longer since it ended here.
+    for (std::size_t more = done; done < count && position + done < sizeNow(); done += more) {
+        more = VFS_read(file_, bytes + done, count - done);
+        if (more == 0) {
+            fail("can't read the file", path_);
+            break;
+        }
     }
+    filePosition_ = position + done;
     return done;
 }
 

@@ -16,11 +16,16 @@ struct Chunk {
     char block[4096];
 };
 
-// Reading nothing before the file's end is an error: half a file must not pass for a whole one.
+// Reading nothing before the file's end is an error: half a file must not pass for a whole one. But
+// another program may have made the file longer since it ended here.
 const char* readBlock(lua_State* state, void* context, size_t* size) {
     Chunk& chunk = *static_cast<Chunk*>(context);
     *size = VFS_read(chunk.file, chunk.block, sizeof chunk.block);
-    if (*size == 0 && VFS_tell(chunk.file) < VFS_getsize(chunk.file)) {
+    const bool isLonger = *size == 0 && VFS_tell(chunk.file) < VFS_getsize(chunk.file);
+    if (isLonger) {
+        *size = VFS_read(chunk.file, chunk.block, sizeof chunk.block);
+    }
+    if (isLonger && *size == 0) {
         lua_pushfstring(state, "can't read '%s'", chunk.path);
         lua_error(state);
     }

@@ -35,6 +35,10 @@ FileHandle openFileWaiting(const char* path, SystemError& error);
 // off.
 SystemError closeFile(FileHandle file);
 
+// Lets others write to a file that was opened for writing. It is called before the file is closed,
+// because a child of fork() may still have the file open.
+void endClaim(FileHandle file);
+
 // Transfer as much as there is, in several system calls if needed. Return the number of bytes
 // transferred, also after an error.
 std::size_t readFile(FileHandle file, void* buffer, std::size_t count, SystemError& error);

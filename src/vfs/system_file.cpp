@@ -21,6 +21,7 @@ constexpr std::size_t kPathRoom = 256;
 struct VFS_File_win32 {
     VFS_File base; // first, so that the handle is the object
     platform::FileHandle handle;
+    bool isClaimed; // opened for writing
     char path[kPathRoom];
     std::unique_ptr<platform::NewContents> contents; // owns the handle of openForReplacing
     std::unique_ptr<char[]> target;                  // the whole path of openForReplacing
@@ -47,6 +48,9 @@ void closeFile(VFS_File* file) {
     const std::unique_ptr<VFS_File_win32> self(&systemFile(file));
     if (self->contents) {
         return;
+    }
+    if (self->isClaimed) {
+        platform::endClaim(self->handle);
     }
     if (const platform::SystemError error = platform::closeFile(self->handle); error != 0) {
         report(error, "CloseHandle(%s)", self->path);
@@ -100,23 +104,25 @@ std::int64_t getFileSize(VFS_File* file) {
 constexpr VFS_FileOps kSystemFileOps = {closeFile, readFile, writeFile,
                                         seekFile,  tellFile, getFileSize};
 
-void initialise(VFS_File_win32& file, platform::FileHandle handle, const char* path) {
+void initialise(VFS_File_win32& file, platform::FileHandle handle, const char* path,
+                bool isClaimed) {
     file.base.ops = &kSystemFileOps;
     file.handle = handle;
+    file.isClaimed = isClaimed;
     const std::size_t length = strnlen(path, sizeof file.path - 1);
     std::memcpy(file.path, path, length);
     file.path[length] = 0;
 }
 
 // Takes over the system's handle, and closes it on failure.
-VFS_File* makeFile(platform::FileHandle handle, const char* path) {
+VFS_File* makeFile(platform::FileHandle handle, const char* path, bool isClaimed) {
     auto* file = new (std::nothrow) VFS_File_win32;
     if (file == nullptr) {
         qz_logf("VFS", QZ_LOG_ERROR, "can't allocate struct VFS_File_win32 for %s", path);
         platform::closeFile(handle);
         return nullptr;
     }
-    initialise(*file, handle, path);
+    initialise(*file, handle, path, isClaimed);
     return &file->base;
 }
 
@@ -137,7 +143,7 @@ namespace vfs {
 VFS_File* openForReading(const char* path) {
     platform::SystemError error = 0;
     const platform::FileHandle handle = platform::openFile(path, platform::FileAccess::read, error);
-    return handle == platform::kNoFile ? nullptr : makeFile(handle, path);
+    return handle == platform::kNoFile ? nullptr : makeFile(handle, path, false);
 }
 
 VFS_File* openForWriting(const char* path) {
@@ -149,7 +155,7 @@ VFS_File* openForWriting(const char* path) {
     if (const platform::SystemError error = platform::truncateFile(handle); error != 0) {
         report(error, "SetEndOfFile(%s)", path);
     }
-    return makeFile(handle, path);
+    return makeFile(handle, path, true);
 }
 
 VFS_File* openForAppending(const char* path) {
@@ -161,7 +167,7 @@ VFS_File* openForAppending(const char* path) {
     if (const platform::SystemError error = platform::seekFileEnd(handle); error != 0) {
         report(error, "SetFilePointerEx(%s, END)", path);
     }
-    return makeFile(handle, path);
+    return makeFile(handle, path, true);
 }
 
 VFS_File* openForReplacing(const char* path) {
@@ -179,7 +185,7 @@ VFS_File* openForReplacing(const char* path) {
         return nullptr;
     }
     std::memcpy(target.get(), path, room);
-    initialise(*file, contents->file(), path);
+    initialise(*file, contents->file(), path, false);
     file->contents = std::move(contents);
     file->target = std::move(target);
     return &file->base;

@@ -111,4 +111,39 @@ TEST(IoMountedStream, ReadsAnywhere) {
     EXPECT_FALSE(io::MountedStream("stored.bin").isGood());
 }
 
+// A file to which another program adds something when a reader has met its end.
+struct GrowingFile : VFS_File {
+    GrowingFile() : VFS_File{&kOps} {}
+
+    std::string bytes = "old";
+    std::size_t position = 0;
+
+    static GrowingFile& of(VFS_File* file) { return *static_cast<GrowingFile*>(file); }
+    static std::size_t read(VFS_File* file, void* buffer, std::size_t count) {
+        GrowingFile& self = of(file);
+        const std::size_t done = self.bytes.copy(static_cast<char*>(buffer), count, self.position);
+        self.position += done;
+        if (self.bytes == "old") {
+            self.bytes += " and new";
+        }
+        return done;
+    }
+    static constexpr VFS_FileOps kOps = {
+        [](VFS_File*) {},
+        read,
+        nullptr,
+        nullptr,
+        [](VFS_File* file) { return static_cast<std::int64_t>(of(file).position); },
+        [](VFS_File* file) { return static_cast<std::int64_t>(of(file).bytes.size()); }};
+};
+
+TEST(IoFileStream, AFileMayGrowWhileItIsRead) {
+    GrowingFile growing;
+    io::FileStream file(&growing);
+    char text[12] = "";
+    EXPECT_EQ(file.read(text, 11), 11U);
+    EXPECT_STREQ(text, "old and new");
+    EXPECT_TRUE(file.isGood()) << file.getError();
+}
+
 } // namespace

@@ -9,6 +9,8 @@
 #include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <csignal>
@@ -79,6 +81,26 @@ TEST(IoReplacePosix, KnowsTheWholeOfALongPath) {
     EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(900));
     close(others);
     EXPECT_EQ(readFile(path), "new");
+}
+
+TEST(IoReplacePosix, ClosedFilesAreFreeThoughAChildHasThemOpen) {
+    const std::string path = (freshDirectory() / "file").string();
+    VFS_File* const written = VFS_open_write(path.c_str());
+    io::FileStream replacing((path + "2").c_str(), Mode::kReplace);
+    const pid_t child = fork();
+    if (child == 0) {
+        pause();
+        _exit(0);
+    }
+    VFS_close(written);
+    EXPECT_TRUE(replacing.close());
+    for (const std::string& closed : {path, path + "2"}) {
+        VFS_File* const again = VFS_open_write(closed.c_str());
+        EXPECT_NE(again, nullptr) << closed;
+        VFS_close(again);
+    }
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
 }
 
 } // namespace

@@ -121,6 +121,10 @@ FileHandle openFileWaiting(const char* path, SystemError& error) {
     return openFile(path, FileAccess::read, error);
 }
 
+void endClaim(FileHandle file) {
+    flock(descriptor(file), LOCK_UN);
+}
+
 SystemError closeFile(FileHandle file) {
     // An interrupted call has closed the file; a second call could close another thread's file.
     return close(descriptor(file)) == 0 || errno == EINTR ? 0 : lastError();

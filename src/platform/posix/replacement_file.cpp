@@ -87,6 +87,7 @@ bool ReplacementFile::takePlace() {
         return false;
     }
     temporaryName_[0] = 0;
+    flock(file_.number(), LOCK_UN); // closing is not enough if a child forked meanwhile has it open
     return true;
 }
 

@@ -265,6 +265,8 @@ FileHandle openFileWaiting(const char* path, SystemError& error) {
     return file;
 }
 
+void endClaim(FileHandle /*file*/) {} // no process inherits the handle
+
 SystemError closeFile(FileHandle file) {
     return CloseHandle(systemHandle(file)) != 0 ? 0 : GetLastError();
 }
