@@ -269,6 +269,7 @@ std::string ConfigParser::getSaveText() const {
 
 void ConfigParser::reset() {
     impl_->tree.clear();
+    impl_->file.forget();
 }
 
 ConfigParser::iterator ConfigParser::begin() {

@@ -132,4 +132,15 @@ TEST(ConfigSave, ReplacesAFileInOneStep) {
     EXPECT_EQ(countIn(directory), 1);
 }
 
+TEST(ConfigSave, AParserThatWasResetKnowsNoFile) {
+    const fs::path file = freshDirectory() / "settings.cfg";
+    writeFile(file, "a = 1; // kept\r\n");
+    ConfigParser parser;
+    ASSERT_TRUE(parser.parse(file.string()));
+    parser.reset();
+    EXPECT_FALSE(parser.saveEdited());
+    EXPECT_EQ(parser.getSaveResult(), ConfigParser::kFileUnknown);
+    EXPECT_EQ(readFile(file), "a = 1; // kept\r\n");
+}
+
 } // namespace

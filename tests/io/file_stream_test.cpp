@@ -111,6 +111,17 @@ TEST(IoMountedStream, ReadsAnywhere) {
     EXPECT_FALSE(io::MountedStream("stored.bin").isGood());
 }
 
+TEST(IoFileStream, ReplacingRemovesNothingButWhatAKilledProcessLeft) {
+    const fs::path directory = freshDirectory();
+    for (const char* name : {"file.qzsave-12345-0", "file.qzsave-notes", "file.qzsave-1-2.txt"}) {
+        writeFile(directory / name, "");
+    }
+    io::FileStream file((directory / "file").string().c_str(), Mode::kReplace);
+    EXPECT_TRUE(file.close());
+    EXPECT_FALSE(fs::exists(directory / "file.qzsave-12345-0"));
+    EXPECT_EQ(countIn(directory), 3);
+}
+
 // A file to which another program adds something when a reader has met its end.
 struct GrowingFile : VFS_File {
     GrowingFile() : VFS_File{&kOps} {}

@@ -1,5 +1,7 @@
 #include "platform/posix/replacement_file.h"
 
+#include "platform/temporary_name.h"
+
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
@@ -103,8 +105,10 @@ void ReplacementFile::removeAbandoned(int directory, const char* name) {
     }
     Name common;
     writeCommonName(common, name);
+    const std::size_t length = std::strlen(common);
     while (const dirent* entry = readdir(entries.get())) {
-        if (std::strncmp(entry->d_name, common, std::strlen(common)) == 0) {
+        if (std::strncmp(entry->d_name, common, length) == 0 &&
+            isTemporaryEnd(entry->d_name + length)) {
             removeIfAbandoned(directory, entry->d_name);
         }
     }

@@ -5,6 +5,7 @@
 #include "platform/posix/path.h"
 #include "platform/posix/replacement_file.h"
 #include "platform/posix/target_file.h"
+#include "platform/posix/write_signals.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -143,6 +144,7 @@ private:
 
 Replacement replaceContents(const char* path, std::string_view bytes,
                             WriteProtected writeProtected) noexcept {
+    const NoWriteSignals guard; // a limit on the size of files is an error like a full disk
     TargetFile target;
     if (const SystemError error = locate(path, writeProtected, target); error != 0) {
         return {error, false};

@@ -1,5 +1,6 @@
 #include "platform/whole_file.h"
 
+#include "platform/temporary_name.h"
 #include "platform/win32/path_target.h"
 #include "platform/win32/sharing.h"
 #include "platform/win32/wide.h"
@@ -113,10 +114,14 @@ void removeAbandoned(const wchar_t* path) {
     wchar_t pattern[kTemporaryUnits];
     nameBeside(path, L"*", pattern);
     const auto folder = static_cast<std::size_t>(nameIn(pattern) - pattern);
+    const std::size_t begin = std::wcslen(pattern) - folder - 1; // without the "*"
     WIN32_FIND_DATAW found;
     const HANDLE search = FindFirstFileW(pattern, &found);
     for (bool more = search != INVALID_HANDLE_VALUE; more;
          more = FindNextFileW(search, &found) != 0) {
+        if (std::wcslen(found.cFileName) < begin || !isTemporaryEnd(found.cFileName + begin)) {
+            continue;
+        }
         wchar_t name[kTemporaryUnits + MAX_PATH];
         std::swprintf(name, std::size(name), L"%.*ls%ls", static_cast<int>(folder), pattern,
                       found.cFileName);
