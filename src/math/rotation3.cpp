@@ -99,7 +99,7 @@ Weights<float> weigh(float cosine, float t) {
         const auto [from, to] = weigh(static_cast<double>(cosine), static_cast<double>(t));
         return {static_cast<float>(from), static_cast<float>(to)};
     }
-    const double c = cosine;
+    const auto c = static_cast<double>(cosine);
     const double angle = fastArcCosine(c);
     const double perSine = 1 / std::sqrt(1 - c * c);
     return {static_cast<float>(fastSine((1 - static_cast<double>(t)) * angle) * perSine),
