@@ -85,8 +85,8 @@ public:
      * Like all overloads it returns whether the variable was set. */
     template<SettingInteger T>
     bool read(const std::string& path, T& value,
-              std::type_identity_t<T> least = std::numeric_limits<T>::min(),
-              std::type_identity_t<T> most = std::numeric_limits<T>::max()) const {
+              std::type_identity_t<T> least = (std::numeric_limits<T>::min)(),
+              std::type_identity_t<T> most = (std::numeric_limits<T>::max)()) const {
         int number = 0;
         if (!readInt_(path, number, toLong_(least), toLong_(most))) {
             return false;
@@ -98,10 +98,10 @@ public:
     /* Reads a real or an integer. */
     QZ_API bool read(const std::string& path, double& value,
                      double least = std::numeric_limits<double>::lowest(),
-                     double most = std::numeric_limits<double>::max()) const;
+                     double most = (std::numeric_limits<double>::max)()) const;
     QZ_API bool read(const std::string& path, float& value,
                      double least = static_cast<double>(std::numeric_limits<float>::lowest()),
-                     double most = static_cast<double>(std::numeric_limits<float>::max())) const;
+                     double most = static_cast<double>((std::numeric_limits<float>::max)())) const;
 
     /* Reads true or false, or the integer 1 or 0. */
     QZ_API bool read(const std::string& path, bool& value) const;

@@ -134,7 +134,7 @@ protected:
             return;
         }
         const std::uint64_t read = readCompact<fieldKindOf<T>()>();
-        if (read > std::numeric_limits<Unsigned>::max()) {
+        if (read > (std::numeric_limits<Unsigned>::max)()) {
             failAsRange();
         }
         if (isGood()) {
