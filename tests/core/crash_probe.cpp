@@ -9,9 +9,7 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <exception>
-#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -100,20 +98,7 @@ PROBE_FUNCTION void outerFrame(void (*way)()) {
 
 namespace {
 
-struct Way {
-    const char* name;
-    void (*function)();
-};
-
-void overflow() {
-    static_cast<void>(dieOfOverflow(0));
-}
-
-void overflowInLargeSteps() {
-    static_cast<void>(dieOfLargeFrames(0));
-}
-
-constexpr Way kWays[] = {
+const Functions kWays = {
     {"null", dieOfNull},
     {"division", dieOfDivision},
     {"float_division", dieOfFloatDivision},
@@ -122,25 +107,22 @@ constexpr Way kWays[] = {
     {"single_step", dieOfSingleStep},
     {"privilege", dieOfPrivilege},
     {"abort", dieOfAbort},
-    {"abort_blocked", abortBlocked},
-    {"abort_signalled", abortSignalled},
     {"terminate", dieOfTerminate},
     {"exception", dieOfException},
     {"nowhere", dieInNowhere},
-    {"overflow", overflow},
-    {"large_frames", overflowInLargeSteps},
+    {"overflow", [] { static_cast<void>(dieOfOverflow(0)); }},
+    {"large_frames", [] { static_cast<void>(dieOfLargeFrames(0)); }},
     {"system", dieInSystemWay},
 };
 
-struct Other {
-    const char* where;
-    OtherHandler kind;
+const std::map<std::string, OtherHandler> kOtherHandlers = {
+    {"chained", OtherHandler::exits},
+    {"chained_returning", OtherHandler::returns},
+    {"chained_once", OtherHandler::returnsOnce},
+    {"forked", OtherHandler::stays},
 };
 
-constexpr Other kOtherHandlers[] = {{"chained", OtherHandler::exits},
-                                    {"chained_returning", OtherHandler::returns},
-                                    {"chained_once", OtherHandler::returnsOnce},
-                                    {"forked", OtherHandler::stays}};
+Function way = nullptr;
 
 // Installs a handler for uncaught exceptions above the library's, and the library's above it again.
 void entangleTerminate() {
@@ -150,74 +132,83 @@ void entangleTerminate() {
     bt_init(nullptr);
 }
 
-void* die(void* given) {
-    outerFrame(static_cast<const Way*>(given)->function);
+void putBackAndFinish() {
+    const Function restore = replaceHandler();
+    bt_fini();
+    restore();
+}
+
+void putBack() {
+    putBackAndFinish();
+    bt_init(nullptr);
+}
+
+void logMessages() {
+    qz_log_start(".", "probe");
+    for (int i = 0; i < 500; ++i) {
+        qz_log("M", QZ_LOG_INFO, ("message " + std::to_string(i)).c_str());
+    }
+}
+
+const Functions kPreparations = {
+    {"entangled", entangleTerminate},
+    {"finished", bt_fini},
+    {"logging", logMessages},
+    {"put_back", putBack},
+    {"put_back_and_finished", putBackAndFinish},
+};
+
+void* dieInThread(void*) {
+    die();
     return nullptr;
+}
+
+const Functions kPlaces = {
+    {"adopted", [] { std::thread([] { QZ_thread_adopt() != 0 ? die() : void(); }).join(); }},
+    {"foreign", dieInForeignThread},
+    {"task",
+     [] {
+         QZ_add_task(nullptr, [](void*) { die(); });
+         QZ_semaphore_wait(QZ_semaphore_create(0));
+     }},
+    {"thread", [] { QZ_thread_wait(QZ_thread_create(dieInThread, nullptr, 0)); }},
+};
+
+// The function that has this name in one of two tables; null if none has it.
+Function find(const std::string& name, const Functions& one, const Functions& other = {}) {
+    const Functions& table = one.contains(name) ? one : other;
+    return table.contains(name) ? table.at(name) : nullptr;
 }
 
 } // namespace
 
+void die() {
+    outerFrame(way);
+}
+
 int main(int argc, char** argv) {
-    const std::string where = argc > 2 ? argv[2] : "main";
-    if (argc > 2 && std::strcmp(argv[1], "retrace") == 0) {
-        return bt_retrace(argv[2]);
+    const std::string name = argc > 1 ? argv[1] : "", where = argc > 2 ? argv[2] : "main";
+    if (name == "retrace") {
+        return bt_retrace(where.c_str());
     }
-    const Way* way = std::begin(kWays);
-    while (way != std::end(kWays) && (argc < 2 || std::strcmp(way->name, argv[1]) != 0)) {
-        ++way;
-    }
-    if (way == std::end(kWays)) {
+    way = find(name, kWays, kSystemWays);
+    if (way == nullptr) {
         return 2;
     }
     if (where != "prefixed") {
         makeQuiet(); // for when the system handles the fault
     }
-    for (const auto& [name, kind] : kOtherHandlers) {
-        if (where == name) {
-            installOtherHandler(kind);
-        }
+    if (kOtherHandlers.contains(where)) {
+        installOtherHandler(kOtherHandlers.at(where));
     }
     bt_init(where == "prefixed" ? (argc > 3 ? argv[3] : "named") : nullptr);
-    if (where == "put_back" || where == "put_back_and_finished") {
-        const Restore restore = replaceHandler();
-        bt_fini();
-        restore();
+    if (const Function prepare = find(where, kPreparations, kSystemPreparations)) {
+        prepare();
     }
-    if (where == "put_back") {
-        bt_init(nullptr);
-    }
-    if (where == "entangled") {
-        entangleTerminate();
-    }
-    if (where == "without_descriptors") {
-        useUpDescriptors();
-    }
-    if (where == "cancelled") {
-        cancelThisThread();
-    }
-    if (where == "finished") {
-        bt_fini();
-    }
-    if (where == "logging") {
-        qz_log_start(".", "probe");
-        for (int i = 0; i < 500; ++i) {
-            qz_log("M", QZ_LOG_INFO, ("message " + std::to_string(i)).c_str());
-        }
-    }
-    auto* given = const_cast<Way*>(way);
-    if (where == "task") {
-        QZ_add_task(given, [](void* task) { die(task); });
-        QZ_semaphore_wait(QZ_semaphore_create(0));
-    } else if (where == "adopted") {
-        std::thread([given] { return QZ_thread_adopt() != 0 ? die(given) : nullptr; }).join();
-    } else if (where == "forked") {
-        crashInForkedChild(die, given);
-    } else if (where == "foreign") {
-        runInForeignThread(die, given);
-    } else if (where == "thread") {
-        QZ_thread_wait(QZ_thread_create(die, given, 0));
+    if (const Function dieElsewhere = find(where, kPlaces)) {
+        dieElsewhere();
     } else {
-        die(given);
+        die();
     }
     return 0;
 }

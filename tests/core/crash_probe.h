@@ -1,11 +1,24 @@
 // The parts of the probe that differ between the systems.
 #pragma once
 
+#include <map>
+#include <string>
+
+using Function = void (*)();
+using Functions = std::map<std::string, Function>;
+
+// Dies in the way that the arguments name.
+void die();
+
 // Keeps the system from showing dialogs and from storing core dumps.
 void makeQuiet();
 
 // A way to die that only this system has.
 extern "C" void dieInSystemWay();
+
+// What only this system has: more ways to die, and what may be done before.
+extern const Functions kSystemWays;
+extern const Functions kSystemPreparations;
 
 // A host's own handler, which prints "other handler".
 enum class OtherHandler {
@@ -17,25 +30,8 @@ enum class OtherHandler {
 void installOtherHandler(OtherHandler kind);
 
 // Replaces the present handler, and returns a function that puts it back.
-using Restore = void (*)();
-Restore replaceHandler();
+Function replaceHandler();
 
-// Calls function(argument) on a thread that the library does not know, with as small a stack for
-// handlers as the system allows.
-void runInForeignThread(void* (*function)(void*), void* argument);
-
-// Opens files until the system refuses, if it has a limit.
-void useUpDescriptors();
-
-// Both call abort() with all signals blocked: abortBlocked makes the report meet a fault, and
-// abortSignalled has another signal pending. For systems with signals.
-void abortBlocked();
-void abortSignalled();
-
-// Cancels the calling thread, which ends when it next waits or writes. For systems where threads
-// can be cancelled.
-void cancelThisThread();
-
-// Calls function(argument) in a thread and, while its fault is being reported, in a forked child.
-// For systems that fork.
-void crashInForkedChild(void* (*function)(void*), void* argument);
+// In a thread that the library does not know, with as small a stack for handlers as the system
+// allows.
+void dieInForeignThread();

@@ -44,22 +44,63 @@ void blockAllSignals() {
 
 struct sigaction replaced;
 
-struct Call {
-    void* (*function)(void*);
-    void* argument;
-};
-
-void* runWithSmallStackForHandlers(void* given) {
+void* runWithSmallStackForHandlers(void*) {
     static char memory[8192];
     stack_t stack{};
     stack.ss_sp = memory;
     stack.ss_size = sizeof memory;
     sigaltstack(&stack, nullptr);
-    const auto& call = *static_cast<Call*>(given);
-    return call.function(call.argument);
+    die();
+    return nullptr;
+}
+
+// The report meets a fault.
+void abortBlocked() {
+    blockAllSignals();
+    Dl_info library{}; // abort() is in it; a report reads its beginning
+    dladdr(reinterpret_cast<void*>(gnu_get_libc_version), &library);
+    mprotect(library.dli_fbase, 1, PROT_NONE);
+    std::abort();
+}
+
+// Another signal is pending.
+void abortSignalled() {
+    blockAllSignals();
+    kill(getpid(), SIGTRAP);
+    std::abort();
+}
+
+void useUpDescriptors() {
+    const rlimit few{100, 100};
+    setrlimit(RLIMIT_NOFILE, &few);
+    while (open("/dev/null", O_RDONLY) >= 0) {
+    }
+}
+
+// Dies in a thread and, while its fault is being reported, in a forked child.
+void dieInForkedChild() {
+    std::thread(die).detach();
+    const auto isReport = [](const auto& entry) { return entry.path().extension() == ".crash"; };
+    while (std::ranges::none_of(std::filesystem::directory_iterator("."), isReport)) {
+    }
+    const pid_t child = fork();
+    if (child == 0) {
+        die();
+    }
+    waitpid(child, nullptr, 0);
+    std::exit(0);
 }
 
 } // namespace
+
+const Functions kSystemWays = {{"abort_blocked", abortBlocked},
+                               {"abort_signalled", abortSignalled}};
+const Functions kSystemPreparations = {
+    // The thread ends when it next waits or writes.
+    {"cancelled", [] { pthread_cancel(pthread_self()); }},
+    {"forked", dieInForkedChild},
+    {"without_descriptors", useUpDescriptors},
+};
 
 void makeQuiet() {
     const rlimit none{0, 0};
@@ -82,53 +123,15 @@ void installOtherHandler(OtherHandler kind) {
     sigaction(SIGSEGV, &action, nullptr);
 }
 
-Restore replaceHandler() {
+Function replaceHandler() {
     struct sigaction action {};
     action.sa_handler = otherHandler;
     sigaction(SIGSEGV, &action, &replaced);
     return [] { sigaction(SIGSEGV, &replaced, nullptr); };
 }
 
-void runInForeignThread(void* (*function)(void*), void* argument) {
-    Call call{function, argument};
+void dieInForeignThread() {
     pthread_t thread{};
-    pthread_create(&thread, nullptr, runWithSmallStackForHandlers, &call);
+    pthread_create(&thread, nullptr, runWithSmallStackForHandlers, nullptr);
     pthread_join(thread, nullptr);
-}
-
-void useUpDescriptors() {
-    const rlimit few{100, 100};
-    setrlimit(RLIMIT_NOFILE, &few);
-    while (open("/dev/null", O_RDONLY) >= 0) {
-    }
-}
-
-void abortBlocked() {
-    blockAllSignals();
-    Dl_info library{}; // abort() is in it; a report reads its beginning
-    dladdr(reinterpret_cast<void*>(gnu_get_libc_version), &library);
-    mprotect(library.dli_fbase, 1, PROT_NONE);
-    std::abort();
-}
-
-void abortSignalled() {
-    blockAllSignals();
-    kill(getpid(), SIGTRAP);
-    std::abort();
-}
-
-void cancelThisThread() {
-    pthread_cancel(pthread_self());
-}
-
-void crashInForkedChild(void* (*function)(void*), void* argument) {
-    std::thread(function, argument).detach();
-    const auto isReport = [](const auto& entry) { return entry.path().extension() == ".crash"; };
-    while (std::ranges::none_of(std::filesystem::directory_iterator("."), isReport)) {
-    }
-    const pid_t child = fork();
-    if (child == 0) {
-        function(argument);
-    }
-    waitpid(child, nullptr, 0);
 }

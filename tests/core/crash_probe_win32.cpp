@@ -19,14 +19,8 @@ LONG WINAPI otherHandler(EXCEPTION_POINTERS*) {
 
 LPTOP_LEVEL_EXCEPTION_FILTER replaced;
 
-struct Call {
-    void* (*function)(void*);
-    void* argument;
-};
-
-DWORD WINAPI run(void* given) {
-    const auto& call = *static_cast<Call*>(given);
-    call.function(call.argument);
+DWORD WINAPI run(void*) {
+    die();
     return 0;
 }
 
@@ -36,6 +30,9 @@ LONG WINAPI endAtOnce(EXCEPTION_POINTERS*) {
 }
 
 } // namespace
+
+const Functions kSystemWays{};
+const Functions kSystemPreparations{};
 
 // The system would start a debugger, which takes seconds.
 void makeQuiet() {
@@ -53,22 +50,11 @@ void installOtherHandler(OtherHandler kind) {
     SetUnhandledExceptionFilter(otherHandler);
 }
 
-Restore replaceHandler() {
+Function replaceHandler() {
     replaced = SetUnhandledExceptionFilter(otherHandler);
     return [] { SetUnhandledExceptionFilter(replaced); };
 }
 
-void runInForeignThread(void* (*function)(void*), void* argument) {
-    Call call{function, argument};
-    WaitForSingleObject(CreateThread(nullptr, 0, run, &call, 0, nullptr), INFINITE);
+void dieInForeignThread() {
+    WaitForSingleObject(CreateThread(nullptr, 0, run, nullptr, 0, nullptr), INFINITE);
 }
-
-void useUpDescriptors() {}
-
-void abortBlocked() {}
-
-void abortSignalled() {}
-
-void cancelThisThread() {}
-
-void crashInForkedChild(void* (*)(void*), void*) {}
