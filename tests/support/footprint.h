@@ -1,8 +1,8 @@
 // The resources that this process holds, to see whether any are left behind.
 #pragma once
 
+#include <array>
 #include <cstddef>
-#include <cstdio>
 
 #ifdef _WIN32
 #    include <windows.h>
@@ -11,23 +11,15 @@
 #else
 #    include <malloc.h>
 
+#    include <algorithm>
 #    include <filesystem>
 #    include <fstream>
 #    include <iterator>
-#    include <string>
 #endif
 
-struct Footprint {
-    std::size_t heapBytes = 0; // as its users count them
-    std::size_t mappings = 0;  // of memory
-    std::size_t handles = 0;   // of files and other objects
-    std::size_t threads = 0;
-
-    void print(const char* when) const {
-        std::fprintf(stderr, "%s: %zu bytes, %zu mappings, %zu handles, %zu threads\n", when,
-                     heapBytes, mappings, handles, threads);
-    }
-};
+// Bytes on the heap as their users count them, mappings of memory, handles of files and other
+// objects, threads.
+using Footprint = std::array<std::size_t, 4>;
 
 #ifdef _WIN32
 inline std::size_t busyBytes(HANDLE heap) {
@@ -69,16 +61,13 @@ inline std::size_t countThreads() {
 }
 
 inline Footprint footprint() {
-    Footprint all;
     HANDLE heaps[64];
     const DWORD count = GetProcessHeaps(64, heaps);
+    std::size_t bytes = 0;
     for (DWORD i = 0; i < count && i < 64; ++i) {
-        all.heapBytes += busyBytes(heaps[i]);
+        bytes += busyBytes(heaps[i]);
     }
-    all.handles = firstFreeHandle();
-    all.mappings = countMappings();
-    all.threads = countThreads();
-    return all;
+    return {bytes, countMappings(), firstFreeHandle(), countThreads()};
 }
 #else
 inline std::size_t countFiles(const char* directory) {
@@ -87,15 +76,10 @@ inline std::size_t countFiles(const char* directory) {
 }
 
 inline Footprint footprint() {
-    Footprint all;
     const struct mallinfo2 heap = mallinfo2();
-    all.heapBytes = heap.uordblks + heap.hblkhd;
     std::ifstream maps("/proc/self/maps");
-    for (std::string line; std::getline(maps, line);) {
-        ++all.mappings;
-    }
-    all.handles = countFiles("/proc/self/fd");
-    all.threads = countFiles("/proc/self/task");
-    return all;
+    const auto mappings = std::count(std::istreambuf_iterator<char>(maps), {}, '\n');
+    return {heap.uordblks + heap.hblkhd, static_cast<std::size_t>(mappings),
+            countFiles("/proc/self/fd"), countFiles("/proc/self/task")};
 }
 #endif
