@@ -28,14 +28,14 @@ def run(command, **options):
 class PackageTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        folder = tempfile.TemporaryDirectory()
-        cls.addClassCleanup(folder.cleanup)
-        cls.folder = pathlib.Path(folder.name)
+        cls.folder = pathlib.Path(cls.enterClassContext(tempfile.TemporaryDirectory()))
         cls.prefix = cls.folder / "moved"
         shutil.move(cls.install(cls.folder / "first"), cls.prefix)
         cls.environment = dict(os.environ, LD_LIBRARY_PATH=str(cls.prefix / "lib"),
                                PKG_CONFIG_PATH=str(cls.prefix / "lib/pkgconfig"),
                                WINEPATH=str(cls.prefix / "bin"))
+        if OPTIONS.target == "Linux":  # Wine keeps its own files there
+            cls.environment["HOME"] = str(cls.folder)
 
     @staticmethod
     def install(folder):
@@ -52,10 +52,9 @@ class PackageTest(unittest.TestCase):
             tool.chmod(0o755)  # zip archives do not keep it
         return place
 
-    def test_tool_finds_the_library(self):
-        suffix = ".exe" if OPTIONS.target == "Windows" else ""
-        self.assertIn("Usage", run([*OPTIONS.emulator, self.prefix / f"bin/qz{suffix}", "--help"],
-                                   cwd=self.folder))
+    @staticmethod
+    def program(path):
+        return [*OPTIONS.emulator, f"{path}.exe" if OPTIONS.target == "Windows" else path]
 
     def test_licences_are_there(self):
         documents = self.prefix / "share/doc/qzCore"
@@ -113,15 +112,14 @@ class PackageTest(unittest.TestCase):
         cpp_program, lua_program = self.readme_blocks("cpp")
         lua = run(["pkg-config", "--variable=lua_module", "qzcore"], env=self.environment).strip()
         with_lua = with_lua.replace("lua5.1", lua)
-        home = dict(self.environment, HOME=str(place))
         for name, program, line, printed in (
                 ("host.c", c_program, plain_c, "WARNING NET: server is late"),
                 ("host.cpp", cpp_program, plain_cpp, "HOST: ships: 6"),
                 ("host.cpp", lua_program, with_lua, "script: writing to ")):
             with self.subTest(line=line):
                 (place / name).write_text(program, encoding="utf-8")
-                run(["sh", "-c", line], cwd=place, env=home)
-                self.assertIn(printed, run([place / "host"], cwd=place, env=home))
+                run(["sh", "-c", line], cwd=place, env=self.environment)
+                self.assertIn(printed, run([place / "host"], cwd=place, env=self.environment))
 
     def build_project(self, source, program):
         """Builds a project of CMake against the package; returns the command that runs its program."""
@@ -132,41 +130,30 @@ class PackageTest(unittest.TestCase):
         run(["cmake", "-S", source, "-B", build, "-G", "Ninja", place,
              f"-DCMAKE_TOOLCHAIN_FILE={OPTIONS.toolchain}"])
         run(["cmake", "--build", build])
-        suffix = ".exe" if OPTIONS.target == "Windows" else ""
-        return [*OPTIONS.emulator, build / f"{program}{suffix}"]
-
-    def test_readme_builds_with_cmake(self):
-        place = self.folder / "project"
-        place.mkdir()
-        (project,) = self.readme_blocks("cmake")
-        (place / "CMakeLists.txt").write_text(project, encoding="utf-8")
-        (place / "host.cpp").write_text(self.readme_blocks("cpp")[1], encoding="utf-8")
-        home = dict(self.environment, HOME=str(place)) if OPTIONS.target == "Linux" else self.environment
-        self.assertIn("script: writing to ", run(self.build_project(place, "host"), cwd=place, env=home))
+        return self.program(build / program)
 
     def test_version_is_one(self):
-        suffix = ".exe" if OPTIONS.target == "Windows" else ""
-        version = run([*OPTIONS.emulator, self.prefix / f"bin/qz{suffix}", "--version"]).split()[1]
+        version = run([*self.program(self.prefix / "bin/qz"), "--version"]).split()[1]
         pc_file = (self.prefix / "lib/pkgconfig/qzcore.pc").read_text(encoding="utf-8")
         self.assertIn(f"Version: {version}\n", pc_file)
 
-    def test_cpp_through_find_package(self):
-        printed = run([*self.build_project(EXAMPLES / "hello_cpp", "hello_cpp"), self.folder],
-                      env=self.environment)
-        self.assertIn("Greetings: 1 so far", printed)
-        self.check_log("hello_cpp", r"C\+\+")
-
-    def test_host_builds_outside_of_the_tree(self):
-        home = dict(self.environment, HOME=str(self.folder)) if OPTIONS.target == "Linux" else self.environment
+    def test_projects_build_outside_of_the_tree(self):
+        readme = self.folder / "readme_project"
+        readme.mkdir()
+        (project,) = self.readme_blocks("cmake")
+        (readme / "CMakeLists.txt").write_text(project, encoding="utf-8")
+        (readme / "host.cpp").write_text(self.readme_blocks("cpp")[1], encoding="utf-8")
         (self.folder / "empty.lua").touch()
-        printed = run([*self.build_project(EXAMPLES / "host", "qz_host"), "--fresh", "empty.lua"],
-                      cwd=self.folder, env=home)
-        self.assertIn("HOST: done\n", printed)
-
-    def test_server_builds_outside_of_the_tree(self):
-        printed = run([*self.build_project(EXAMPLES / "server", "qz_server"), "--directory", self.folder / "server",
-                       "--frames", "10"], env=self.environment)
-        self.assertRegex(printed, "^10 frames, .* 0 failed")
+        for source, program, arguments, printed in (
+                (readme, "host", [], "script: writing to "),
+                (EXAMPLES / "hello_cpp", "hello_cpp", ["."], "Greetings: 1 so far"),
+                (EXAMPLES / "host", "qz_host", ["--fresh", "empty.lua"], "HOST: done\n"),
+                (EXAMPLES / "server", "qz_server", ["--directory", "server", "--frames", "10"],
+                 "^10 frames, .* 0 failed")):
+            with self.subTest(source=source):
+                self.assertRegex(run([*self.build_project(source, program), *arguments],
+                                     cwd=self.folder, env=self.environment), printed)
+        self.check_log("hello_cpp", r"C\+\+")
 
     def test_c_through_pkg_config(self):
         self.needs_linux()

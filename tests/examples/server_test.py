@@ -13,9 +13,7 @@ COMMAND = []
 
 class ServerTest(unittest.TestCase):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = pathlib.Path(folder.name)
+        self.folder = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
 
     def run_server(self, frames):
         """Returns the exit code, standard output and the log."""

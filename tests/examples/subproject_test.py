@@ -30,9 +30,7 @@ int main() { return QZ_version() == QZ_VERSION_NUMBER ? 0 : 1; }
 
 class SubprojectTest(unittest.TestCase):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = pathlib.Path(folder.name)
+        self.folder = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
         self.build = self.folder / "build"
         (self.folder / "CMakeLists.txt").write_text(PARENT.format(source=SOURCE), encoding="utf-8")
         (self.folder / "host.cpp").write_text(HOST, encoding="utf-8")

@@ -28,9 +28,7 @@ def imports(module):
 class WindowsPackageTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        folder = tempfile.TemporaryDirectory()
-        cls.addClassCleanup(folder.cleanup)
-        cls.folder = pathlib.Path(folder.name)
+        cls.folder = pathlib.Path(cls.enterClassContext(tempfile.TemporaryDirectory()))
         cls.prefix = cls.folder / "package"
         run(["cmake", "--install", OPTIONS.build, "--prefix", cls.prefix])
         cls.modules = sorted((cls.prefix / "bin").glob("*.*"))
