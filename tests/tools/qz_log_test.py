@@ -9,8 +9,10 @@ import subprocess
 import sys
 import unittest
 
-PROBE = []
-QZ = []
+EMULATOR = sys.argv[2:-1]
+PROBE = [*EMULATOR, sys.argv[1]]
+QZ = [*EMULATOR, sys.argv[-1]]
+ON_WINDOWS = bool(EMULATOR) or sys.platform == "win32"
 
 LINES = ("8 NET server is gone", "10 NET server is late", "40 GAME level 3", "80 GAME \x1b[2Jred",
          "100 NET packet 7")
@@ -116,7 +118,7 @@ class LogTest(unittest.TestCase):
         self.assertEqual(said(), f"... {self.name}, process N, has started\n")
         self.assertRegex(said(), "INFO    M: anew$")
         program.stdin.close()
-        if sys.platform == "win32" or len(QZ) > 1:
+        if ON_WINDOWS:
             follower.kill()  # there nothing is published at the end of a process
             follower.wait()
             return
@@ -124,7 +126,7 @@ class LogTest(unittest.TestCase):
         self.assertEqual(follower.wait(60), 0)
 
     def test_no_next_one_of_two(self):
-        if sys.platform == "win32" or len(QZ) > 1:
+        if ON_WINDOWS:
             self.skipTest("nobody can be made to look late")
         program = self.publish(self.name, ["40 M first"])
         follower = subprocess.Popen([*QZ, "log", "follow", self.name, "--module", "M"], text=True,
@@ -165,34 +167,34 @@ class LogTest(unittest.TestCase):
         self.assertGreater(len(self.top("--json", "--timeout", "2").splitlines()), 1)
         self.assertIn("no running program", self.qz("nobody", command="top", code=1))
 
+    def shown_on_terminal(self, *arguments, rows=24, columns=80):
+        if ON_WINDOWS:
+            self.skipTest("needs a terminal")
+        import fcntl, pty, termios
+        ours, theirs = pty.openpty()
+        fcntl.ioctl(theirs, termios.TIOCSWINSZ, struct.pack("4H", rows, columns, 0, 0))
+        subprocess.run([*QZ, *arguments], stdout=theirs, timeout=60, check=True, env={**os.environ, "TERM": "xterm"})
+        shown = os.read(ours, 9000).decode()
+        os.close(theirs)
+        os.close(ours)
+        return shown
+
     def test_colours(self):
-        pty = __import__("pty") if len(QZ) == 1 else self.skipTest("needs a terminal")
         self.publish(self.name)
         for options, expected in (([], "\x1b[31mERROR\x1b[0m   NET"), (["--no-color"], " ERROR   NET")):
-            ours, theirs = pty.openpty()
             # With the module, because the library's own first lines may be there.
             for command in (["log", "follow", self.name, "--module", "NET", "--count", "1"],
                             ["top", "--once", self.name]):
-                subprocess.run([*QZ, *command, *options], stdout=theirs, timeout=60, check=True,
-                               env={**os.environ, "TERM": "xterm"})
-                self.assertIn(expected, os.read(ours, 5000).decode())
-            os.close(theirs)
-            os.close(ours)
+                self.assertIn(expected, self.shown_on_terminal(*command, *options))
 
     def test_top_fits_the_terminal(self):
-        pty = __import__("pty") if len(QZ) == 1 else self.skipTest("needs a terminal")
-        termios, fcntl = __import__("termios"), __import__("fcntl")
         self.publish(self.name)
         for columns, rows in ((20, 10), (7, 3), (100, 40)):
-            ours, theirs = pty.openpty()
-            fcntl.ioctl(theirs, termios.TIOCSWINSZ, struct.pack("4H", rows, columns, 0, 0))
-            subprocess.run([*QZ, "top", "--no-color", self.name, "--timeout", "0.1"], stdout=theirs, timeout=60,
-                           check=True, env={**os.environ, "TERM": "xterm"})
-            picture = re.sub("\x1b\\[[0-9]*[A-Z]", "", os.read(ours, 9000).decode()).split("\r\n")
+            shown = self.shown_on_terminal("top", "--no-color", self.name, "--timeout", "0.1",
+                                           rows=rows, columns=columns)
+            picture = re.sub("\x1b\\[[0-9]*[A-Z]", "", shown).split("\r\n")
             self.assertLessEqual(len(picture), rows)
             self.assertLessEqual(max(map(len, picture)), columns)
-            os.close(theirs)
-            os.close(ours)
 
     def test_usage(self):
         self.assertTrue(self.qz("--help").startswith("Usage: qz log"))
@@ -205,7 +207,4 @@ class LogTest(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    EMULATOR = sys.argv[2:-1]
-    PROBE = [*EMULATOR, sys.argv[1]]
-    QZ = [*EMULATOR, sys.argv[-1]]
     unittest.main(argv=sys.argv[:1], verbosity=2)

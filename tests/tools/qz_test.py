@@ -71,9 +71,7 @@ NAMES = b"\3" + b"".join((
 
 class QzTest(unittest.TestCase):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = pathlib.Path(folder.name)
+        self.folder = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
         self.file("settings.cfg", SETTINGS)
 
     def file(self, name, text):
@@ -82,21 +80,22 @@ class QzTest(unittest.TestCase):
     def text(self, name="settings.cfg"):
         return (self.folder / name).read_bytes().decode()
 
-    def run_qz(self, *arguments):
-        """Returns the exit code, standard output and standard error, lines ending in line feeds."""
-        done = subprocess.run([*COMMAND, *arguments], cwd=self.folder, text=True,
-                              capture_output=True, stdin=subprocess.DEVNULL, timeout=60)
-        return done.returncode, done.stdout, done.stderr
+    def run_with(self, given, *arguments, **options):
+        return subprocess.run([*COMMAND, *arguments], cwd=self.folder, timeout=60, input=given,
+                              capture_output=True, **options)
+
+    def run_qz(self, *arguments, code=0):
+        """Checks the exit code; returns standard output, or standard error after a failure. The other is empty."""
+        done = self.run_with("", *arguments, text=True)
+        printed, other = (done.stderr, done.stdout) if code else (done.stdout, done.stderr)
+        self.assertEqual((done.returncode, other), (code, ""), printed)
+        return printed
 
     def conf(self, *arguments):
-        code, out, err = self.run_qz("conf", *arguments)
-        self.assertEqual((code, err), (0, ""))
-        return out
+        return self.run_qz("conf", *arguments)
 
     def refused(self, *arguments):
-        code, out, err = self.run_qz("conf", *arguments)
-        self.assertEqual((code, out), (1, ""))
-        return err
+        return self.run_qz("conf", *arguments, code=1)
 
     def test_check_shows_the_spot(self):
         self.assertEqual(self.conf("check", "settings.cfg"), "")
@@ -139,9 +138,9 @@ class QzTest(unittest.TestCase):
 
     def test_comment_that_swallows_the_next_line(self):
         self.file("comment.cfg", "a = 1; // one\nb = 2;\r\n")
-        code, out, err = self.run_qz("conf", "check", "comment.cfg")
-        self.assertEqual((code, out), (0, ""))
-        self.assertIn("comment.cfg:1: warning: this line ends in a line feed alone", err)
+        done = self.run_with(b"", "conf", "check", "comment.cfg")
+        self.assertEqual((done.returncode, done.stdout), (0, b""))
+        self.assertIn(b"comment.cfg:1: warning: this line ends in a line feed alone", done.stderr)
         self.conf("fix-eol", "comment.cfg")
         self.assertEqual(self.text("comment.cfg"), "a = 1; // one\r\nb = 2;\r\n")
         self.assertEqual(self.conf("check", "comment.cfg"), "")
@@ -149,11 +148,9 @@ class QzTest(unittest.TestCase):
         self.assertIn("is no text", self.refused("fix-eol", "image.png"))
 
     def test_standard_input(self):
-        def piped(text, *arguments):
-            return subprocess.run([*COMMAND, "conf", *arguments], cwd=self.folder, timeout=60,
-                                  input=text.encode(), stdout=subprocess.PIPE).stdout
-        self.assertEqual(piped("a = 7;\r\n", "get", "-", "a"), b"7\n")
-        self.assertEqual(piped("a = 7; //\r\n", "set", "-", "a", "8"), b"a = 8; //\r\n")
+        for text, arguments, printed in ((b"a = 7;\r\n", ("get", "-", "a"), b"7\n"),
+                                         (b"a = 7; //\r\n", ("set", "-", "a", "8"), b"a = 8; //\r\n")):
+            self.assertEqual(self.run_with(text, "conf", *arguments).stdout, printed)
 
     def test_bare_line_feeds(self):
         self.file("lf.cfg", "a = 1;\n\nb = 2 @ 3;\n")
@@ -251,12 +248,9 @@ class QzTest(unittest.TestCase):
 
     # Redirected output has the same bytes as a file that --write has written.
     def test_output_is_written_as_it_is(self):
-        def output(*arguments):
-            return subprocess.run([*COMMAND, "conf", *arguments], cwd=self.folder, timeout=60,
-                                  stdin=subprocess.DEVNULL, stdout=subprocess.PIPE).stdout
         self.file("lines.cfg", 'text = "a\\r\\nb";\r\n')
-        self.assertEqual(output("get", "lines.cfg", "text"), b"a\r\nb\n")
-        formatted = output("fmt", "settings.cfg")
+        self.assertEqual(self.run_with(b"", "conf", "get", "lines.cfg", "text").stdout, b"a\r\nb\n")
+        formatted = self.run_with(b"", "conf", "fmt", "settings.cfg").stdout
         self.conf("fmt", "--write", "settings.cfg")
         self.assertEqual(formatted.decode(), self.text())
 
@@ -275,16 +269,14 @@ class QzTest(unittest.TestCase):
                              "00001234 00005678 0001:00000234 /nowhere/game\n")
         self.file("b.crash.txt", "no report\n")
         for count in ("1 report retraced\n", "0 reports retraced\n"):
-            self.assertEqual(self.run_qz("retrace", "."), (0, count, ""))
+            self.assertEqual(self.run_qz("retrace", "."), count)
         self.assertEqual(self.text("a.crash.info"), self.text("a.crash")[:-1] +
                          " (not retraced: no such module here)\n")
-        code, out, err = self.run_qz("retrace", "nowhere")
-        self.assertEqual((code, out), (1, ""))
-        self.assertIn("nowhere: no such directory", err)
+        self.assertIn("nowhere: no such directory", self.run_qz("retrace", "nowhere", code=1))
 
     def test_dump(self):
         (self.folder / "world.qzo").write_bytes(SAVED)
-        self.assertEqual(self.run_qz("dump", "world.qzo"), (0, (
+        self.assertEqual(self.run_qz("dump", "world.qzo"), (
             '2 objects, version 3, 4 bytes, 4 references\n'
             '  03 61 1b 7a                                      .a.z\n'
             '  #1 Ship, version 0, 18 bytes, 2 references\n'
@@ -294,8 +286,8 @@ class QzTest(unittest.TestCase):
             '    -> #1\n'
             '  -> null\n'
             '  -> #1\n'
-            '  -> #2\n'), ""))
-        self.assertEqual(self.run_qz("dump", "--depth", "1", "--bytes", "1", "world.qzo"), (0, (
+            '  -> #2\n'))
+        self.assertEqual(self.run_qz("dump", "--depth", "1", "--bytes", "1", "world.qzo"), (
             '2 objects, version 3, 4 bytes, 4 references\n'
             '  03                                               .\n'
             '  ... 3 more\n'
@@ -306,10 +298,8 @@ class QzTest(unittest.TestCase):
             '    -> #1\n'
             '  -> null\n'
             '  -> #1\n'
-            '  #2 P\\x1b\\x9b\\xe2\\x80\\xae", version 7, 0 bytes, 0 references\n'), ""))
-        code, out, err = self.run_qz("dump", "--json", "world.qzo")
-        self.assertEqual((code, err), (0, ""))
-        self.assertEqual(json.loads(out), {
+            '  #2 P\\x1b\\x9b\\xe2\\x80\\xae", version 7, 0 bytes, 0 references\n'))
+        self.assertEqual(json.loads(self.run_qz("dump", "--json", "world.qzo")), {
             "version": 3, "bytes": "03611b7a", "references": [1, None, 1, 2], "objects": [
                 {"number": 1, "class": "Ship", "version": 0, "references": [2, 1],
                  "bytes": bytes(range(64, 82)).hex()},
@@ -318,7 +308,7 @@ class QzTest(unittest.TestCase):
     def test_dump_of_fields_with_names(self):
         body = b"\0" + NAMED + bytes([len(NAMES), 0]) + NAMES
         (self.folder / "world.qzo").write_bytes(saved(body, 2))
-        self.assertEqual(self.run_qz("dump", "world.qzo"), (0, (
+        self.assertEqual(self.run_qz("dump", "world.qzo"), (
             '2 objects, version 0, 10 bytes, 2 references\n'
             '  fleet: 2 items\n'
             '    [0]: #1 Ship, version 0, 12 bytes, 1 reference\n'
@@ -333,10 +323,8 @@ class QzTest(unittest.TestCase):
             '      home (bool): true\n'
             '    [1]: -> #2\n'
             '  place (float): 1.5, "inf"\n'
-            '  open (bool): true\n'), ""))
-        code, out, err = self.run_qz("dump", "--json", "world.qzo")
-        self.assertEqual((code, err), (0, ""))
-        self.assertEqual(json.loads(out), {
+            '  open (bool): true\n'))
+        self.assertEqual(json.loads(self.run_qz("dump", "--json", "world.qzo")), {
             "version": 0, "fields": {"fleet": [{"object": 1}, {"object": 2}], "place": [1.5, "inf"], "open": True},
             "objects": [
                 {"number": 1, "class": "Ship", "version": 0, "fields": {
@@ -346,9 +334,9 @@ class QzTest(unittest.TestCase):
         # What is said of the values and what there is do not fit; nothing is lost.
         (self.folder / "world.qzo").write_bytes(saved(b"\0\3\0\x7fab" + b"\x11\0\1" + field("", 11, group(
             field("names", 12, group(field("", 9, b"\2"))))), 2))
-        self.assertEqual(self.run_qz("dump", "world.qzo"), (0, (
+        self.assertEqual(self.run_qz("dump", "world.qzo"), (
             '0 objects, version 0, 3 bytes, 0 references\n'
-            '  7f 61 62                                         .ab\n'), ""))
+            '  7f 61 62                                         .ab\n'))
 
     def test_dump_of_a_chain_longer_than_any_line(self):
         links = 20000
@@ -357,9 +345,7 @@ class QzTest(unittest.TestCase):
             compact = bytes([number & 127 | 128, number >> 7 & 127 | 128, number >> 14])
             body += b"\0\1" + compact + b"\0"
         (self.folder / "chain.qzo").write_bytes(saved(bytes(body + b"\0\0")))
-        code, out, err = self.run_qz("dump", "chain.qzo")
-        self.assertEqual((code, err), (0, ""))
-        lines = out.splitlines()
+        lines = self.run_qz("dump", "chain.qzo").splitlines()
         self.assertEqual([line for line in lines if line.endswith("below")][:2],
                          ["  " * 17 + "-> #17, below", "  " * 17 + "-> #33, below"])
         self.assertEqual([int(line.split("#")[1].split()[0]) for line in lines if "#" in line
@@ -371,7 +357,6 @@ class QzTest(unittest.TestCase):
                 (b"", "the file ends too early"), (SAVED[:-1], "the file ends too early"),
                 (b"GIF89a" * 9, "no file of saved objects"),
                 (SAVED[:30] + b"!" + SAVED[31:], "a damaged file: its sum is wrong"),
-                (saved(b"\0\0\1\1\0\xff\1" + b"n" * 255 + b"\0\0\0"), None),
                 (saved(b"\0\0\1\1\0\x80\2" + b"n" * 256 + b"\0\0\0"),
                  "a class whose name is too long"),
                 (saved(b"\0\0\2\0\1\0\1A\0\0\7\0"),
@@ -380,12 +365,10 @@ class QzTest(unittest.TestCase):
                  "references[1].references[1]: a record that is longer than the file"),
                 (saved(b"\0\0\0\0"), "something behind the last object")):
             (self.folder / "bad.qzo").write_bytes(data)
-            code, out, err = self.run_qz("dump", "bad.qzo")
-            if problem is None:
-                self.assertEqual((code, err), (0, ""))
-            else:
-                self.assertEqual((code, out, err), (1, "", f"qz: error: bad.qzo: {problem}\n"))
-        self.assertIn("nowhere: cannot be read: there is no such file", self.run_qz("dump", "nowhere")[2])
+            self.assertEqual(self.run_qz("dump", "bad.qzo", code=1), f"qz: error: bad.qzo: {problem}\n")
+        (self.folder / "good.qzo").write_bytes(saved(b"\0\0\1\1\0\xff\1" + b"n" * 255 + b"\0\0\0"))
+        self.run_qz("dump", "good.qzo")
+        self.assertIn("nowhere: cannot be read: there is no such file", self.run_qz("dump", "nowhere", code=1))
         with open("/dev/zero", "rb") as endless:
             done = subprocess.run([*COMMAND, "dump", "-"], stdin=endless, capture_output=True, timeout=60)
         self.assertEqual(done.stderr, b"qz: error: -: no file of saved objects\n")
@@ -393,15 +376,12 @@ class QzTest(unittest.TestCase):
     def test_usage(self):
         for help_wanted in (["--help"], ["conf", "--help"], ["conf", "set", "--help"],
                             ["retrace", "--help"], ["dump", "--help"]):
-            code, out, err = self.run_qz(*help_wanted)
-            self.assertEqual((code, out[:9], err), (0, "Usage: qz", ""))
+            self.assertEqual(self.run_qz(*help_wanted)[:9], "Usage: qz")
         for wrong in ([], ["frob"], ["retrace"], ["retrace", "--frob"], ["dump"], ["dump", "a", "b"],
                       ["dump", "--frob", "a"], ["dump", "--depth", "2000", "a"], ["conf"], ["conf", "frob"], ["conf", "get", "settings.cfg"],
                       ["conf", "get", "--frob", "settings.cfg", "a"],
                       ["conf", "json", "--write", "settings.cfg"]):
-            code, out, err = self.run_qz(*wrong)
-            self.assertEqual((code, out), (2, ""))
-            self.assertIn("qz: error: ", err)
+            self.assertIn("qz: error: ", self.run_qz(*wrong, code=2))
 
 
 if __name__ == "__main__":
