@@ -1,5 +1,6 @@
 // What the log does with paths that are not ordinary files. Linux only: Windows has no such things.
 #include "Core/Log.h"
+#include "log_tally.h"
 #include "support/test.h"
 
 #include <fcntl.h>
@@ -61,34 +62,9 @@ private:
     int ends_[2];
 };
 
-// Counts what became of messages "message <number>.".
-struct Account {
-    explicit Account(const std::string& text) {
-        std::istringstream lines(text);
-        for (std::string line; std::getline(lines, line);) {
-            unsigned number = 0;
-            int length = -1;
-            const std::string rest = line.substr(std::min<std::size_t>(line.size(), 10));
-            if (std::sscanf(rest.c_str(), "WARNING LOG: %u messages lost%n", &number, &length) ==
-                1) {
-                lost += number;
-            } else {
-                std::sscanf(rest.c_str(), "INFO    M: message %u.%n", &number, &length);
-                written += length > 0 ? 1 : 0;
-            }
-            isTorn = isTorn || (line.find("M: ") != std::string::npos &&
-                                length != static_cast<int>(rest.size()));
-        }
-    }
-
-    std::int64_t written = 0;
-    std::int64_t lost = 0;
-    bool isTorn = false; // a line is incomplete, or is two in one
-};
-
 void logMessages(int first, int end) {
     for (int i = first; i < end; ++i) {
-        qz_log("M", QZ_LOG_INFO, ("message " + std::to_string(i) + ".").c_str());
+        logNumber(0, i);
     }
 }
 
@@ -96,44 +72,52 @@ void logMessages(int first, int end) {
 void logSlowly(int first, int end) {
     for (int i = first; i < end; i += 10) {
         logMessages(i, i + 10);
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        std::this_thread::sleep_for(5ms);
     }
 }
 
-TEST(LogOnAPipe, NoCallerWaitsForAStuckDisk) {
-    const auto directory = freshDirectory();
-    StuckDisk disk(directory / "slow.log");
-    ASSERT_EQ(qz_log_start(directory.c_str(), "slow"), 0);
-    ::testing::internal::CaptureStderr();
+struct LogOnAPipe : testing::Test {
+    LogOnAPipe() { testing::internal::CaptureStderr(); }
+    ~LogOnAPipe() override { testing::internal::GetCapturedStderr(); }
+
+    // What the log writes from now on, with what is logged last.
+    std::string readToTheEnd(const std::function<void()>& logMore) {
+        std::string text;
+        std::thread reader([&] { text = disk_.readAll(); });
+        std::this_thread::sleep_for(300ms);
+        logMore();
+        qz_log_stop();
+        reader.join();
+        return text;
+    }
+
+    const fs::path directory_ = freshDirectory();
+    StuckDisk disk_{directory_ / "slow.log"};
+};
+
+TEST_F(LogOnAPipe, NoCallerWaitsForAStuckDisk) {
+    ASSERT_EQ(qz_log_start(directory_.c_str(), "slow"), 0);
     // Far more than the pipe and the pool hold. If a caller waited, this would never end: the pipe
     // is read only afterwards.
     constexpr int kMessages = 20000;
     logMessages(0, kMessages);
-    std::string text;
-    std::thread reader([&] { text = disk.readAll(); });
-    std::this_thread::sleep_for(std::chrono::milliseconds(300));
-    qz_log("M", QZ_LOG_INFO, "the last");
-    qz_log_stop();
-    reader.join();
-    ::testing::internal::GetCapturedStderr();
-
-    const Account account(text);
-    EXPECT_GT(account.lost, 0);
-    EXPECT_EQ(account.written + account.lost, kMessages);
+    const std::string text = readToTheEnd([] { qz_log("M", QZ_LOG_INFO, "the last"); });
+    const LogTally tally(text);
+    EXPECT_GT(tally.lost, 0);
+    EXPECT_EQ(tally.written + tally.lost, kMessages);
     EXPECT_NE(text.find("M: the last"), std::string::npos);
 }
 
-TEST(LogOnAPipe, OneThatNobodyReadsIsNoOutput) {
-    const auto directory = freshDirectory();
-    ASSERT_EQ(mkfifo((directory / "main.log").c_str(), 0600), 0);
-    ASSERT_EQ(qz_log_start(directory.c_str(), "main"), 0);
+TEST_F(LogOnAPipe, OneThatNobodyReadsIsNoOutput) {
+    disk_.leave();
+    ASSERT_EQ(qz_log_start(directory_.c_str(), "slow"), 0);
     qz_log("M", QZ_LOG_INFO, "into nothing");
     qz_log_stop();
-    EXPECT_FALSE(fs::exists(directory / "main.log.old"));
+    EXPECT_FALSE(fs::exists(directory_ / "slow.log.old"));
 }
 
 // Tests that the child ends: it would not if anything at exit waited for the pipe.
-TEST(LogOnAPipe, NoProcessWaitsForAStuckDiskAtItsEnd) {
+TEST(LogAtExit, NoProcessWaitsForAStuckDisk) {
     const auto directory = freshDirectory();
     const StuckDisk disk(directory / "slow.log");
     EXPECT_EXIT(
@@ -146,25 +130,15 @@ TEST(LogOnAPipe, NoProcessWaitsForAStuckDiskAtItsEnd) {
 }
 
 // Without the log's guard, a broken pipe would kill the process.
-TEST(LogOnAPipe, AReaderThatHasGoneEndsNobodyAndTheNextOneLearnsWhatWasLost) {
-    const auto directory = freshDirectory();
-    auto disk = std::make_unique<StuckDisk>(directory / "slow.log");
-    ASSERT_EQ(qz_log_start(directory.c_str(), "slow"), 0);
-    ::testing::internal::CaptureStderr();
+TEST_F(LogOnAPipe, AReaderThatHasGoneEndsNobodyAndTheNextOneLearnsWhatWasLost) {
+    ASSERT_EQ(qz_log_start(directory_.c_str(), "slow"), 0);
     logSlowly(0, 2500); // more than a pipe holds, and its last write is cut short
-    disk->leave();
+    disk_.leave();
     logSlowly(2500, 2600);
-    disk->comeBack();
-    std::string text;
-    std::thread reader([&] { text = disk->readAll(); });
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    logMessages(2600, 2700);
-    qz_log_stop();
-    reader.join();
-    ::testing::internal::GetCapturedStderr();
-    const Account account(text);
-    EXPECT_GT(account.lost, 0);
-    EXPECT_EQ(account.written + account.lost, 2700);
+    disk_.comeBack();
+    const LogTally tally(readToTheEnd([] { logMessages(2600, 2700); }));
+    EXPECT_GT(tally.lost, 0);
+    EXPECT_EQ(tally.written + tally.lost, 2700);
 }
 
 // Standard error is redirected after the log's start, which the log does not notice. Without its
@@ -200,9 +174,9 @@ TEST(LogEcho, WaitsForAPipeThatSomebodyMadeNonBlocking) {
         logMessages(0, kMessages);
     }
     reader.join();
-    const Account account(text);
-    EXPECT_EQ(account.written, kMessages);
-    EXPECT_FALSE(account.isTorn);
+    const LogTally tally(text);
+    EXPECT_EQ(tally.written, kMessages);
+    EXPECT_FALSE(tally.isTorn);
 }
 
 // A death test, because it forks.

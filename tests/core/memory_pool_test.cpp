@@ -71,22 +71,19 @@ TEST(MemoryPool, GivesNothingWhileClosedAndStaysWhileInUse) {
 // Blocks are passed on to the next thread, which finds them as they were and frees them.
 TEST_F(MemoryPoolTest, ThreadsFreeEachOthersBlocks) {
     constexpr size_t kThreads = 6;
-    constexpr size_t kBlocks = 5000;
-    const auto sizeOf = [](size_t i) { return i % 300 + 1; };
-    std::vector<std::vector<char*>> blocks(kThreads, std::vector<char*>(kBlocks));
+    const auto bytesOf = [](size_t t) { return std::string(40 * t + 1, static_cast<char>(t)); };
+    std::vector<std::vector<char*>> blocks(kThreads, std::vector<char*>(5000));
     inThreads(kThreads, [&](size_t t) {
-        for (size_t i = 0; i < kBlocks; ++i) {
-            blocks[t][i] = static_cast<char*>(pool_.allocate(sizeOf(i)));
-            std::memset(blocks[t][i], static_cast<int>('a' + t), sizeOf(i));
+        for (char*& block : blocks[t]) {
+            block = static_cast<char*>(pool_.allocate(bytesOf(t).size()));
+            std::memcpy(block, bytesOf(t).data(), bytesOf(t).size());
         }
     });
     inThreads(kThreads, [&](size_t t) {
-        const size_t other = (t + 1) % kThreads;
-        for (size_t i = 0; i < kBlocks; ++i) {
-            char* const block = blocks[other][i];
-            EXPECT_EQ(std::string(block, sizeOf(i)),
-                      std::string(sizeOf(i), static_cast<char>('a' + other)));
-            pool_.release(block, sizeOf(i));
+        const std::string expected = bytesOf((t + 1) % kThreads);
+        for (char* const block : blocks[(t + 1) % kThreads]) {
+            EXPECT_EQ(std::string(block, expected.size()), expected);
+            pool_.release(block, expected.size());
         }
     });
     EXPECT_EQ(pool_.liveBytes(), 0u);

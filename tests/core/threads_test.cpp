@@ -40,34 +40,18 @@ TEST(Semaphores, CountAndRefuseMoreThanTheMaximum) {
     EXPECT_EQ(QZ_semaphore_create(-1), nullptr);
 }
 
-struct PingPong {
-    QZ_semaphore* ping = QZ_semaphore_create(0);
-    QZ_semaphore* pong = QZ_semaphore_create(0);
-    int count = 0; // only the semaphores protect it
-};
-
 TEST(Semaphores, WakeAWaitingThreadAndOrderMemory) {
-    PingPong game;
-    QZ_thread* player = QZ_thread_create(
-        [](void* argument) -> void* {
-            auto* shared = static_cast<PingPong*>(argument);
-            for (int i = 0; i < 1000; ++i) {
-                QZ_semaphore_wait(shared->ping);
-                ++shared->count;
-                QZ_semaphore_signal(shared->pong);
-            }
-            return nullptr;
-        },
-        &game, 0);
-    for (int i = 0; i < 1000; ++i) {
-        ++game.count;
-        QZ_semaphore_signal(game.ping);
-        QZ_semaphore_wait(game.pong);
-    }
-    QZ_thread_wait(player);
-    EXPECT_EQ(game.count, 2000);
-    QZ_semaphore_destroy(game.ping);
-    QZ_semaphore_destroy(game.pong);
+    QZ_semaphore* const turns[] = {QZ_semaphore_create(1), QZ_semaphore_create(0)};
+    int count = 0; // only the semaphores protect it
+    qz::test::inThreads(2, [&](int player) {
+        for (int i = 0; i < 1000; ++i) {
+            QZ_semaphore_wait(turns[player]);
+            ++count;
+            QZ_semaphore_signal(turns[1 - player]);
+        }
+    });
+    EXPECT_EQ(count, 2000);
+    std::ranges::for_each(turns, QZ_semaphore_destroy);
 }
 
 TEST(Mutexes, AreTheOwnersToLockAgainAndNobodyElses) {
