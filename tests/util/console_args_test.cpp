@@ -107,18 +107,14 @@ TEST(ConsoleArgs, OptionalValuesGoByTokens) {
 
 TEST(ConsoleArgs, RemovesTokens) {
     const Strings given{"prog", "-a", "1", "2", "-b", "-a", "3"};
-    struct Case {
-        int count;
-        Strings left;
-    };
-    const Case cases[] = {
+    const std::pair<int, Strings> cases[] = {
         {-1, {"prog", "-b", "-a", "3"}}, {0, given},      {2, {"prog", "2", "-b", "-a", "3"}},
         {4, {"prog", "-a", "3"}},        {100, {"prog"}}, {-2, given},
     };
-    for (const Case& one : cases) {
+    for (const auto& [count, left] : cases) {
         ConsoleArgs args(given);
-        args.removeKey("-a", one.count);
-        EXPECT_EQ(tokens(args), one.left) << one.count;
+        args.removeKey("-a", count);
+        EXPECT_EQ(tokens(args), left) << count;
         EXPECT_EQ(args.getAllValues("-a"), Strings());
     }
     ConsoleArgs args(given);
