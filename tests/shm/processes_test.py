@@ -8,8 +8,6 @@ import time
 import unittest
 
 PROBE = []
-MESSAGES = 1000000
-WRITING_MS = 6000
 KILLS = 25
 # An emulator's mutex takes a hundred times as long, and so does the start of a process.
 KILLS_EMULATED = 5
@@ -17,7 +15,7 @@ KILLS_EMULATED = 5
 
 class Process:
     def __init__(self, *arguments):
-        self.process = subprocess.Popen([*PROBE, *map(str, arguments)], text=True,
+        self.process = subprocess.Popen([*PROBE, *arguments], text=True,
                                         stdin=subprocess.PIPE, stdout=subprocess.PIPE)
 
     def line(self):
@@ -35,41 +33,29 @@ class Process:
 
     def kill(self):
         self.process.kill()
-        self.process.wait()
-        self.process.stdin.close()
-        self.process.stdout.close()
+        self.process.communicate()
 
 
 class RingTest(unittest.TestCase):
     def setUp(self):
         self.name = f"qz test {os.getpid()} {self._testMethodName}"
 
-    def start(self, role, *arguments, name=None):
-        process = Process(role, name or self.name, *arguments)
+    def start(self, role, name=None):
+        process = Process(role, name or self.name)
         self.addCleanup(process.kill)
         return process
 
-    def start_ready(self, role, name=None):
-        process = self.start(role, name=name)
+    def start_ready(self, role):
+        process = self.start(role)
         self.assertEqual(process.line(), "ready")
         return process
 
     def count(self, name=None):
-        return self.start("count", name=name).finish()
+        return self.start("count", name).finish()
 
     def assert_nothing_left(self, name=None):
         """Checks where shared memory is a file; elsewhere the system removes it."""
         self.assertEqual(glob.glob(f"/dev/shm/*{name or self.name}*"), [])
-
-    def test_four_readers_are_lapped(self):
-        readers = [self.start_ready("read") for _ in range(4)]
-        code, written = self.start("write", MESSAGES, WRITING_MS).finish()
-        self.assertEqual(code, 0, written)
-        for reader in readers:
-            code, result = reader.finish()
-            self.assertEqual(code, 0, result)
-            print(f"read {result}, written {written}")
-        self.assert_nothing_left()
 
     def test_killed_in_the_middle(self):
         chance = random.Random(20261121)
@@ -91,8 +77,7 @@ class RingTest(unittest.TestCase):
             time.sleep(chance.uniform(0, 0.02))
             for victim in victims:
                 victim.kill()
-            code, messages = self.count()
-            self.assertEqual((code, messages), (0, "0"))
+            self.assertEqual(self.count(), (0, "0"))
         self.assert_nothing_left()
 
     def test_of_another_user(self):
