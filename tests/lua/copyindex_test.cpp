@@ -43,23 +43,13 @@ struct LuaCopyIndex : ::testing::Test {
 };
 
 TEST_F(LuaCopyIndex, CopiesPlainValuesAndTablesDeeply) {
-    const std::pair<std::string, std::string> cases[] = {
-        {"true", "true"},
-        {"0.1", "0.1"},
-        {"'text'", "\"text\""},
-        {"'cut\\0off'", "\"cut\""},
-        {"{}", "{}"},
-        {"{1, 'two', {x = {y = false}}}", "{[1]=1,[2]=\"two\",[3]={[\"x\"]={[\"y\"]=false}}}"},
-        {"{[{1}] = {2}, [{{}}] = 3}", "{[{[1]=1}]={[1]=2},[{[1]={}}]=3}"},
-        {"{f = print, [print] = 1, [{print}] = print, [true] = 2}", "{[true]=2}"},
-        {"setmetatable({a = 1}, {__index = {b = 2}})", "{[\"a\"]=1}"},
-    };
-    for (const auto& [expression, rendered] : cases) {
-        EXPECT_EQ(copy(expression), rendered);
-    }
-    for (const char* other : {"nil", "print", "newproxy()", "coroutine.create(function() end)"}) {
-        EXPECT_EQ(copy(other), "nil") << other;
-    }
+    expectEach([&](const std::string& expression) { return copy(expression); }, "true => true",
+               "0.1 => 0.1", "'text' => \"text\"", "'cut\\0off' => \"cut\"", "{} => {}",
+               "{1, 'two', {x = {y = false}}} => {[1]=1,[2]=\"two\",[3]={[\"x\"]={[\"y\"]=false}}}",
+               "{[{1}] = {2}, [{{}}] = 3} => {[{[1]=1}]={[1]=2},[{[1]={}}]=3}",
+               "{f = print, [print] = 1, [{print}] = print, [true] = 2} => {[true]=2}",
+               "setmetatable({a = 1}, {__index = {b = 2}}) => {[\"a\"]=1}", "nil => nil",
+               "print => nil", "newproxy() => nil", "coroutine.create(function() end) => nil");
     QZ_lua_copyindex(destination_.state(), source_.state(), 1); // an empty index
     EXPECT_EQ(describe(destination_.state(), -1), "nil");
     lua_settop(destination_.state(), 0);
@@ -90,13 +80,8 @@ TEST_F(LuaCopyIndex, IndexOnlySelectsTheCase) {
 
 TEST_F(LuaCopyIndex, RefusesCyclesAndEndlessDepth) {
     LogCapture log;
-    source_.run("function nest(depth)\n"
-                "    local t = {}\n"
-                "    for i = 2, depth do t = {t} end\n"
-                "    return t\n"
-                "end\n"
-                "cycle = {'first'} cycle.self = cycle\n"
-                "keyed = {} keyed[keyed] = true\n"
+    source_.run("function nest(depth) local t = {} for i = 2, depth do t = {t} end return t end "
+                "cycle = {'first'} cycle.self = cycle keyed = {} keyed[keyed] = true "
                 "wide = {} for i = 1, 5 do wide[i] = wide end");
     EXPECT_EQ(copy("nest(1000)").size(), 2 + 999 * 6u);
     EXPECT_TRUE(log.take().empty());

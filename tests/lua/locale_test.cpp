@@ -8,9 +8,10 @@ namespace {
 
 using namespace qz::test;
 
-TEST(LuaLocale, ChangesNoNumbers) {
-    const std::string dir = scriptDirectory();
-    const CommaLocale locale(dir);
+struct LuaLocale : InDirectory {};
+
+TEST_F(LuaLocale, ChangesNoNumbers) {
+    const CommaLocale locale(fs::current_path());
     if (!locale.isThere()) {
         GTEST_SKIP() << locale.reason();
     }
@@ -40,8 +41,8 @@ TEST(LuaLocale, ChangesNoNumbers) {
     EXPECT_TRUE(config.pop(&text));
     EXPECT_EQ(text, "2.25");
 
-    script.run("f = io.open('" + dir + "/out', 'w') f:write(2.25, ' ', 'x') f:close()");
-    EXPECT_EQ(readFile(dir + "/out"), "2.25 x");
+    script.run("f = io.open('out', 'w') f:write(2.25, ' ', 'x') f:close()");
+    EXPECT_EQ(readFile("out"), "2.25 x");
     log.take();
     script.run("log.info(log.INFO, 2.25)");
     EXPECT_EQ(log.messages(), Lines{"2.25"});

@@ -26,9 +26,8 @@ struct LuaLog : ::testing::Test {
 };
 
 TEST_F(LuaLog, TakesTheLevelFromTheFunctionOrTheFirstNumber) {
-    EXPECT_EQ(script_.run("return log.ALERT, log.ERROR, log.WARNING, log.INFO, log.DEBUG, log.ALL, "
-                          "log.TRACE"),
-              "2|8|16|64|128|255|256");
+    script_.expect("return log.ALERT, log.ERROR, log.WARNING, log.INFO, log.DEBUG, log.ALL, "
+                   "log.TRACE => 2|8|16|64|128|255|256");
     expectEach(logging_, "log.error('e') => 8 e", "log.warning('w') => 16 w",
                "log.info('i') => 64 i", "log.debug('d') => 128 d",
                "log.info(log.WARNING, 'raised') => 16 raised", "log.printf('x') => 8 x",
@@ -46,40 +45,31 @@ TEST_F(LuaLog, FormatsOnlyWhatHasValues) {
 }
 
 TEST_F(LuaLog, NeverRaises) {
-    EXPECT_EQ(logged("log.info()"), "64 <NULL>");
-    EXPECT_EQ(logged("log.info(64)"), "64 <NULL>");
-    EXPECT_EQ(logged("getmetatable(log).__call()"), "64 <NULL>");
-    EXPECT_EQ(logged("log.info({})"), "64 <NULL>");
-    EXPECT_EQ(logged("log.info(nil, 1)"), "64 <NULL>");
-    EXPECT_EQ(logged("local t = {} for i = 1, 7000 do t[i] = i end log.info('%d', unpack(t))"),
-              "64 1");
-    EXPECT_EQ(logged("string.format = function() error('no') end log.info('a %d', 1)"), "64 a %d");
-    EXPECT_EQ(logged("string.format = function() return {} end log.info('b %d', 1)"), "64 b %d");
-    EXPECT_EQ(logged("string.format = coroutine.yield log.info('c %d', 1)"), "64 c %d");
-    EXPECT_EQ(logged("string = nil log.info('d %d', 1)"), "64 d %d");
-    EXPECT_EQ(logged("setmetatable(_G, {__index = error}) log.info('e %d', 1)"), "64 e %d");
+    expectEach(logging_, "log.info() => 64 <NULL>", "log.info(64) => 64 <NULL>",
+               "getmetatable(log).__call() => 64 <NULL>", "log.info({}) => 64 <NULL>",
+               "log.info(nil, 1) => 64 <NULL>",
+               "local t = {} for i = 1, 7000 do t[i] = i end log.info('%d', unpack(t)) => 64 1",
+               "string.format = function() error('no') end log.info('a %d', 1) => 64 a %d",
+               "string.format = function() return {} end log.info('b %d', 1) => 64 b %d",
+               "string.format = coroutine.yield log.info('c %d', 1) => 64 c %d",
+               "string = nil log.info('d %d', 1) => 64 d %d",
+               "setmetatable(_G, {__index = error}) log.info('e %d', 1) => 64 e %d");
 }
 
 // Each level of recursion takes a level of the C stack, which Lua limits.
 TEST_F(LuaLog, FormatThatLogs) {
-    EXPECT_EQ(script_.run("local depth = 0\n"
-                          "string.format = function()\n"
-                          "    depth = depth + 1\n"
-                          "    log.info('%d', 1)\n"
-                          "    return 'deep'\n"
-                          "end\n"
-                          "log.info('%d', 1)\n"
-                          "return depth > 10"),
-              "true");
+    script_.expect("local depth = 0 string.format = function() "
+                   "depth = depth + 1 log.info('%d', 1) return 'deep' end "
+                   "log.info('%d', 1) return depth > 10 => true");
 }
 
 TEST_F(LuaLog, OpensAndClosesOutputs) {
-    EXPECT_EQ(script_.run("log.set_output()"),
-              "error: bad argument #1 to 'set_output' (logname should be provided)");
-    EXPECT_EQ(script_.run("log.set_output('net')"),
-              "error: bad argument #2 to 'set_output' (string expected, got no value)");
-    EXPECT_EQ(script_.run("log.set_output('net', 'NET')"),
-              "error: bad argument #3 to 'set_output' (number expected, got no value)");
+    script_.expect(
+        "log.set_output() => error: bad argument #1 to 'set_output' (logname should be provided)",
+        "log.set_output('net') => "
+        "error: bad argument #2 to 'set_output' (string expected, got no value)",
+        "log.set_output('net', 'NET') => "
+        "error: bad argument #3 to 'set_output' (number expected, got no value)");
     fs::remove("lua_log_test.log");
     EXPECT_EQ(logged("log.set_output('lua_log_test', 'Test', log.ERROR + log.WARNING)\n"
                      "log.info('not this') log.error('but this')\n"

@@ -8,59 +8,45 @@ namespace {
 
 using namespace qz::test;
 
-struct LuaMounted : ::testing::Test {
+struct LuaMounted : ScriptInDirectory {
     LuaMounted() {
         fs::create_directory("Temp");
         vfs_init();
-        writeFile(directory_ + "/units.lua", "units = {tank = {speed = 2.5}} return 'ran'");
-        writeFile(directory_ + "/zero", std::string("\0x", 2));
-        writeFile(directory_ + "/wrong.lua", "x =");
-        fs::create_directory(directory_ + "/empty");
-        EXPECT_NE(vfs_mount(directory_.c_str(), "/data", 1), 0);
+        writeFile("files/units.lua", "units = {tank = {speed = 2.5}} return 'ran'");
+        writeFile("files/zero", "\0x"s);
+        writeFile("files/wrong.lua", "x =");
+        fs::create_directory("files/empty");
+        EXPECT_NE(vfs_mount("files", "/data", 1), 0);
     }
     ~LuaMounted() override { vfs_deinit(); }
-
-    Script script_;
-    std::string directory_ = scriptDirectory();
 };
 
 TEST_F(LuaMounted, ScriptsReadItThroughALibraryOfItsOwn) {
-    EXPECT_EQ(script_.run("return mounted"), "nil") << "only if the host opens it";
+    script_.expect("return mounted => nil"); // only if the host opens it
     QZ_luaopen_mounted(script_.state());
     lua_settop(script_.state(), 0);
     LogCapture log;
-    for (const auto& [code, result] : {
-             std::pair("return #mounted.read('data/zero')", "2"),
-             {"return mounted.read('data/none')", ""},
-             {"return mounted.read('units.lua')", ""},
-             {"return mounted.kind('data/zero')", "file|2"},
-             {"return mounted.kind('/data')", "directory"},
-             {"return mounted.kind('../data')", ""},
-             {"return table.concat(mounted.list('data'), ' ')", "empty units.lua wrong.lua zero"},
-             {"return #mounted.list('data/empty')", "0"},
-             {"return mounted.list('data/zero')", ""},
-             {"return mounted.loadfile('data/units.lua')()", "ran"},
-             {"return mounted.loadfile('data/none.lua')", "nil|can't open 'data/none.lua'"},
-             {"return mounted.loadfile('data/wrong.lua')",
-              "nil|[string \"data/wrong.lua\"]:1: unexpected symbol near '<eof>'"},
-             {"table.insert(package.loaders, 2, function(name)\n"
-              "    local chunk, message = mounted.loadfile(name:gsub('%.', '/') .. '.lua')\n"
-              "    return chunk or '\\n\\t' .. message\n"
-              "end) return require('data.units')",
-              "ran"},
-             {"return io.open('data/units.lua')", "nil|can't open \"data/units.lua\" for 'r'"},
-         }) {
-        EXPECT_EQ(script_.run(code), result) << code;
-    }
+    script_.expect(
+        "return #mounted.read('data/zero') => 2", "return mounted.read('data/none') => ",
+        "return mounted.read('units.lua') => ", "return mounted.kind('data/zero') => file|2",
+        "return mounted.kind('/data') => directory", "return mounted.kind('../data') => ",
+        "return table.concat(mounted.list('data'), ' ') => empty units.lua wrong.lua zero",
+        "return #mounted.list('data/empty') => 0", "return mounted.list('data/zero') => ",
+        "return mounted.loadfile('data/units.lua')() => ran",
+        "return mounted.loadfile('data/none.lua') => nil|can't open 'data/none.lua'",
+        "return mounted.loadfile('data/wrong.lua') => "
+        "nil|[string \"data/wrong.lua\"]:1: unexpected symbol near '<eof>'",
+        "table.insert(package.loaders, 2, function(name)\n"
+        "    local chunk, message = mounted.loadfile(name:gsub('%.', '/') .. '.lua')\n"
+        "    return chunk or '\\n\\t' .. message\n"
+        "end) return require('data.units') => ran",
+        "return io.open('data/units.lua') => nil|can't open \"data/units.lua\" for 'r'");
     EXPECT_TRUE(log.take().empty());
     vfs_deinit();
-    for (const auto& [code, message] :
-         {std::pair("return mounted.read('x')", "nil|can't read \"x\""),
-          {"return mounted.kind('x')", "nil|can't look for \"x\""},
-          {"return mounted.list('x')", "nil|can't list \"x\""},
-          {"return mounted.loadfile('x')", "nil|can't read 'x'"}}) {
-        EXPECT_EQ(script_.run(code), message);
-    }
+    script_.expect("return mounted.read('x') => nil|can't read \"x\"",
+                   "return mounted.kind('x') => nil|can't look for \"x\"",
+                   "return mounted.list('x') => nil|can't list \"x\"",
+                   "return mounted.loadfile('x') => nil|can't read 'x'");
     EXPECT_EQ(log.take().size(), 4U);
 }
 
@@ -77,9 +63,9 @@ TEST_F(LuaMounted, LoadersReadItByACallOfItsOwn) {
     for (int constant = 0; constant < 1 << 18; ++constant) {
         tooMany += std::to_string(constant) + ",";
     }
-    writeFile(directory_ + "/many.lua", tooMany + "}");
+    writeFile("files/many.lua", tooMany + "}");
     EXPECT_EQ(QZ_lua_loadmounted(loader.getLuaState(), "data/many.lua"), 6);
-    EXPECT_EQ(QZ_lua_loadfile(loader.getLuaState(), (directory_ + "/many.lua").c_str()), 6);
+    EXPECT_EQ(QZ_lua_loadfile(loader.getLuaState(), "files/many.lua"), 6);
 #endif
 }
 

@@ -9,14 +9,13 @@ namespace qz::test {
 
 std::string describe(lua_State* state, int index) {
     switch (lua_type(state, index)) {
-    case LUA_TNUMBER: {
+    case LUA_TNUMBER:
+    case LUA_TSTRING: {
         lua_pushvalue(state, index); // conversion changes the value on the stack
-        std::string text = lua_tostring(state, -1);
+        std::string text(lua_tostring(state, -1), lua_objlen(state, -1));
         lua_pop(state, 1);
         return text;
     }
-    case LUA_TSTRING:
-        return std::string(lua_tostring(state, index), lua_objlen(state, index));
     case LUA_TBOOLEAN:
         return lua_toboolean(state, index) != 0 ? "true" : "false";
     default:

@@ -1,7 +1,7 @@
 // A Lua state as scripts see it.
 #pragma once
 
-#include "support/test.h"
+#include "support/in_directory.h"
 
 #include <lua.hpp>
 
@@ -22,6 +22,12 @@ public:
     lua_State* state() const { return state_; }
     std::string run(const std::string& code) { return qz::test::run(state_, code); }
 
+    // Expects the results of code: each case is "code => results".
+    template<class... Cases>
+    void expect(const Cases&... cases) {
+        expectEach([this](const std::string& code) { return run(code); }, cases...);
+    }
+
 private:
     lua_State* state_;
 };
@@ -30,14 +36,8 @@ private:
 // that scripts can use it as it is.
 std::string scriptDirectory();
 
-struct ScriptInDirectory : ::testing::Test {
-    // Runs code. Its variable `dir` is the test's directory.
-    std::string run(const std::string& code) {
-        return script_.run("local dir = '" + dir_ + "' " + code);
-    }
-
+struct ScriptInDirectory : InDirectory {
     Script script_;
-    std::string dir_ = scriptDirectory();
 };
 
 } // namespace qz::test

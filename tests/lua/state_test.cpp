@@ -30,25 +30,18 @@ TEST(LuaState, IsNamedAndLogsItsLife) {
 
 TEST(LuaState, HasTheListedLibrariesAndNoOthers) {
     Script script;
-    const std::string names = script.run("local names = {}\n"
-                                         "for name in pairs(package.loaded) do\n"
-                                         "    if name ~= 'jit' and not name:find('^jit%.') then\n"
-                                         "        names[#names + 1] = name\n"
-                                         "    end\n"
-                                         "end\n"
-                                         "table.sort(names)\n"
-                                         "return table.concat(names, ' ')");
-    EXPECT_EQ(names, "_G coroutine debug io lfs log math os package string table");
+    script.expect("local names = {} for name in pairs(package.loaded) do "
+                  "if name ~= 'jit' and not name:find('^jit%.') then names[#names + 1] = name end "
+                  "end table.sort(names) return table.concat(names, ' ') => "
+                  "_G coroutine debug io lfs log math os package string table");
 }
 
 // A script can damage what the library keeps in the registry, and must do no harm by that.
 TEST(LuaState, SurvivesAHostileRegistry) {
     LogCapture log;
     Script script;
-    script.run("local r = debug.getregistry()\n"
-               "setmetatable(r, {__index = function() error('no') end})\n"
-               "rawset(r, 'QZ.id', nil)\n"
-               "print('still here')");
+    script.run("local r = debug.getregistry() rawset(r, 'QZ.id', nil) "
+               "setmetatable(r, {__index = function() error('no') end}) print('still here')");
     QZ_lua_copyindex(script.state(), script.state(), LUA_REGISTRYINDEX);
     lua_pop(script.state(), 1);
     const std::vector<LogLine> lines = log.take();
@@ -74,11 +67,9 @@ TEST(LuaState, MemoryIsWatched) {
 }
 
 TEST(LuaState, StatesOfSeveralThreadsShareThePool) {
-    static constexpr char kCode[] = "local t = {}\n"
-                                    "for i = 1, 3000 do t[i] = {i, tostring(i)} end\n"
-                                    "local sum = 0\n"
-                                    "for i = 1, #t do sum = sum + t[i][1] + #t[i][2] end\n"
-                                    "return sum";
+    static constexpr char kCode[] =
+        "local t = {} for i = 1, 3000 do t[i] = {i, tostring(i)} end "
+        "local sum = 0 for i = 1, #t do sum = sum + t[i][1] + #t[i][2] end return sum";
     Lines results(6);
     inThreads(6, [&](std::size_t thread) {
         for (int round = 0; round < 5; ++round) {

@@ -95,7 +95,11 @@ std::string readFile(const std::filesystem::path& path) {
     return std::move(bytes).str();
 }
 
+// Makes the file's folders, too.
 void writeFile(const std::filesystem::path& path, const std::string& bytes) {
+    if (path.has_parent_path()) {
+        std::filesystem::create_directories(path.parent_path());
+    }
     std::ofstream file(path, std::ios::binary);
     file << bytes;
     EXPECT_TRUE(file.flush()) << path;
