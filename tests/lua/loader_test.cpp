@@ -9,25 +9,12 @@ namespace {
 
 using namespace qz::test;
 
-struct LuaLoader : ::testing::Test {
-    ~LuaLoader() override { lua_settop(state_, 0); }
-
-    template<class Call>
-    auto shaped(int popped, const std::string& pushed, const Call& call) {
-        return qz::test::shaped(state_, popped, pushed, call);
-    }
-
+struct LuaLoader : ShapedScript {
     // Runs code that makes the global table `root`, and enters it.
     void use(const std::string& code) {
         lua_settop(state_, 0);
         ASSERT_EQ(script_.run(code), "");
         shaped(0, "table", [&] { loader_.load("root"); });
-    }
-
-    // Reads and writes leave the stack as it is.
-    template<class Call>
-    auto still(const Call& call) {
-        return shaped(0, "", call);
     }
 
     // The message of the exception that a call throws. Checks that stack and path are as before.
@@ -51,28 +38,26 @@ struct LuaLoader : ::testing::Test {
                 failure([&] { loader_.beginArray(key); })};
     }
 
-    Script script_;
-    lua_State* state_ = script_.state();
     Lua::Loader loader_{state_};
 };
 
 TEST_F(LuaLoader, ReadsTypedEntries) {
     use("root = {i = 3.000000001, d = 10.5, t = true, zero = 0, two = 2, s = 'a\\0b',"
         " v = {1, 2, 3}, q = {0.5, 0, -0.5, 1}, ['k\\0'] = 4, 'first'}");
-    EXPECT_EQ(still([&] { return loader_.getInt("i"); }), 3);
-    EXPECT_EQ(still([&] { return loader_.getDouble(std::string("d")); }), 10.5);
-    EXPECT_TRUE(still([&] { return loader_.getBoolean("t"); }));
-    EXPECT_FALSE(still([&] { return loader_.getBoolean("zero"); }));
-    EXPECT_TRUE(still([&] { return loader_.getBoolean("two"); }));
-    EXPECT_EQ(still([&] { return loader_.getString("s"); }), std::string("a\0b", 3));
-    EXPECT_EQ(still([&] { return loader_.getString(1); }), "first");
-    EXPECT_EQ(loader_.getInt(std::string("k\0", 2)), 4);
-    EXPECT_TRUE(still([&] { return loader_.hasEntry(1); }));
-    EXPECT_FALSE(still([&] { return loader_.hasEntry("k"); }));
-    const Math::Vector<3, double> v = still([&] { return loader_.getVector("v"); });
-    EXPECT_TRUE(v.x == 1 && v.y == 2 && v.z == 3);
-    const Math::Rotation3<double> q = still([&] { return loader_.getQuaternion("q"); });
-    EXPECT_TRUE(q.x == 0.5 && q.y == 0 && q.z == -0.5 && q.w == 1);
+    still([&] {
+        EXPECT_EQ(loader_.getInt("i"), 3);
+        EXPECT_EQ(loader_.getDouble("d"s), 10.5);
+        EXPECT_TRUE(loader_.getBoolean("t") && loader_.getBoolean("two"));
+        EXPECT_FALSE(loader_.getBoolean("zero"));
+        EXPECT_EQ(loader_.getString("s"), "a\0b"s);
+        EXPECT_EQ(loader_.getString(1), "first");
+        EXPECT_EQ(loader_.getInt("k\0"s), 4);
+        EXPECT_TRUE(loader_.hasEntry(1) && !loader_.hasEntry("k"));
+        const Math::Vector<3, double> v = loader_.getVector("v");
+        EXPECT_TRUE(v.x == 1 && v.y == 2 && v.z == 3);
+        const Math::Rotation3<double> q = loader_.getQuaternion("q");
+        EXPECT_TRUE(q.x == 0.5 && q.y == 0 && q.z == -0.5 && q.w == 1);
+    });
 }
 
 TEST_F(LuaLoader, NamesWhatIsMissingOrHasTheWrongType) {
@@ -109,7 +94,6 @@ TEST_F(LuaLoader, NamesWhatIsMissingOrHasTheWrongType) {
 }
 
 TEST_F(LuaLoader, FullMessagesNameFileAndEntry) {
-    const std::string file = scriptDirectory() + "/units.lua";
     const auto fullFailure = [](const auto& call) {
         try {
             call();
@@ -118,19 +102,22 @@ TEST_F(LuaLoader, FullMessagesNameFileAndEntry) {
         }
         return "no exception"s;
     };
-    lua_newtable(state_);
+    lua_newtable(state_); // nothing was entered yet
+    EXPECT_EQ(failure([&] { loader_.getInt("x"); }), " is missing");
+    EXPECT_EQ(failure([&] { loader_.beginMetatable(); }), "No metatable at ");
+    still([&] { loader_.endSubtable(); });
     EXPECT_EQ(fullFailure([&] { loader_.getInt("x"); }), "x is missing");
     EXPECT_EQ(loader_.getFile(), "");
-    writeFile(file, "units = {speed = 1.5}");
-    loader_.load(file, "units");
-    EXPECT_EQ(loader_.getFile(), file);
+    writeFile("units.lua", "units = {speed = 1.5}");
+    loader_.load("units.lua", "units");
+    EXPECT_EQ(loader_.getFile(), "units.lua");
     EXPECT_EQ(fullFailure([&] { loader_.getInt("speed"); }),
-              file + ": units.speed is not an integer (1.5)");
-    EXPECT_EQ(fullFailure([&] { loader_.load(file, "none"); }),
-              file + ": No none table in config file");
-    writeFile(file, "=");
-    EXPECT_EQ(fullFailure([&] { loader_.load(file, "units"); }),
-              "[string \"" + file + "\"]:1: unexpected symbol near '='");
+              "units.lua: units.speed is not an integer (1.5)");
+    EXPECT_EQ(fullFailure([&] { loader_.load("units.lua", "none"); }),
+              "units.lua: No none table in config file");
+    writeFile("units.lua", "=");
+    EXPECT_EQ(fullFailure([&] { loader_.load("units.lua", "units"); }),
+              "[string \"units.lua\"]:1: unexpected symbol near '='");
 }
 
 TEST_F(LuaLoader, TellsWhatNobodyRead) {
@@ -159,34 +146,28 @@ TEST_F(LuaLoader, TellsWhatNobodyRead) {
     EXPECT_EQ(loader_.getUnread().size(), 7U) << "each entry of the root";
 }
 
-TEST_F(LuaLoader, PathTextIsEmptyWhileNothingWasEntered) {
-    lua_newtable(state_);
-    EXPECT_EQ(failure([&] { loader_.getInt("x"); }), " is missing");
-    EXPECT_EQ(failure([&] { loader_.beginMetatable(); }), "No metatable at ");
-    shaped(0, "", [&] { loader_.endSubtable(); });
-}
-
 TEST_F(LuaLoader, Writes) {
     use("root = {}");
-    still([&] { loader_.setInt("i", -5); });
-    still([&] { loader_.setDouble(2, 0.5); });
-    still([&] { loader_.setBoolean("b", true); });
-    still([&] { loader_.setString("s", std::string("x\0y", 3)); });
-    still([&] { loader_.setVector("v", {1, 2, 3}); });
-    still([&] { loader_.setQuaternion("q", {1, 2, 3, 4}); });
+    still([&] {
+        loader_.setInt("i", -5);
+        loader_.setDouble(2, 0.5);
+        loader_.setBoolean("b", true);
+        loader_.setString("s", "x\0y"s);
+        loader_.setVector("v", {1, 2, 3});
+        loader_.setQuaternion("q", {1, 2, 3, 4});
+    });
     shaped(0, "table", [&] { loader_.createSubtable("new"); });
     EXPECT_EQ(loader_.getCurrentPath(), "root.new");
     loader_.endSubtable();
-    EXPECT_EQ(script_.run("return root.i, root[2], root.b, #root.s, table.concat(root.v, ','),"
-                          " table.concat(root.q, ','), root.new"),
-              "-5|0.5|true|3|1,2,3|1,2,3,4|table");
     shaped(0, "table", [&] { loader_.createSubtable("v"); });
     EXPECT_EQ(loader_.getInt(3), 3);
     loader_.endSubtable();
     shaped(0, "table", [&] { loader_.createGlobalTable("made"); });
     EXPECT_EQ(loader_.getCurrentPath(), "made");
     loader_.setInt("x", 1);
-    EXPECT_EQ(script_.run("return made.x"), "1");
+    script_.expect("return root.i, root[2], root.b, #root.s, table.concat(root.v, ','),"
+                   " table.concat(root.q, ','), root.new, made.x => "
+                   "-5|0.5|true|3|1,2,3|1,2,3,4|table|1");
 }
 
 TEST_F(LuaLoader, WalksArraysToTheFirstNil) {
@@ -223,17 +204,15 @@ TEST_F(LuaLoader, WalksSubtables) {
     EXPECT_TRUE(names == "a1b2" || names == "b2a1") << names;
     EXPECT_FALSE(shaped(2, "", [&] { return loader_.nextSubtable(name); }));
     EXPECT_EQ(loader_.getCurrentPath(), "root.good");
-    lua_settop(state_, 0);
-    loader_.load("root");
-    loader_.beginSubtable("keys");
-    loader_.beginSubtables();
-    EXPECT_EQ(failure([&] { loader_.nextSubtable(name); }), "Not a string key in table: root.keys");
-    lua_settop(state_, 0);
-    loader_.load("root");
-    loader_.beginSubtable("values");
-    loader_.beginSubtables();
-    EXPECT_EQ(failure([&] { loader_.nextSubtable(name); }),
-              "Not a subtable element in table root.values");
+    for (const auto& [table, message] :
+         {std::pair("keys", "Not a string key in table: root.keys"),
+          {"values", "Not a subtable element in table root.values"}}) {
+        lua_settop(state_, 0);
+        loader_.load("root");
+        loader_.beginSubtable(table);
+        loader_.beginSubtables();
+        EXPECT_EQ(failure([&] { loader_.nextSubtable(name); }), message);
+    }
 }
 
 TEST_F(LuaLoader, EntersMetatables) {
@@ -282,27 +261,25 @@ TEST_F(LuaLoader, ATableWithinItselfEndsInAnException) {
 }
 
 TEST_F(LuaLoader, LoadsFilesIntoAStateOfItsOwn) {
-    const std::string dir = scriptDirectory();
-    writeFile(dir + "/units.lua", "units = require('tank')");
-    writeFile(dir + "/tank.lua", "return {tank = {speed = 10.5}}");
-    writeFile(dir + "/bad.lua", "units = = 1");
-    writeFile(dir + "/fails.lua", "error('broken', 0)");
+    writeFile("dir/units.lua", "units = require('tank')");
+    writeFile("dir/tank.lua", "return {tank = {speed = 10.5}}");
+    writeFile("dir/bad.lua", "units = = 1");
+    writeFile("dir/fails.lua", "error('broken', 0)");
     Lua::Loader loader;
     EXPECT_EQ(loader.getLuaState(), nullptr);
-    loader.load(dir + "/units.lua", "units");
-    EXPECT_EQ(loader.getRootDir(), dir + "/");
+    loader.load("dir/units.lua", "units");
+    EXPECT_EQ(loader.getRootDir(), "dir/");
     EXPECT_EQ(lua_gettop(loader.getLuaState()), 1);
     loader.beginSubtable("tank");
     EXPECT_EQ(loader.getDouble("speed"), 10.5);
     const auto failureOf = [&](const std::string& file) {
-        return messageOf([&] { shaped(0, "", [&] { loader.load(file, "units"); }); });
+        return messageOf([&] { loader.load(file, "units"); });
     };
     EXPECT_EQ(failureOf("none.lua"), "can't open 'none.lua'");
     EXPECT_EQ(loader.getRootDir(), "./");
-    EXPECT_EQ(failureOf(dir + "/bad.lua"),
-              "[string \"" + dir + "/bad.lua\"]:1: unexpected symbol near '='");
-    EXPECT_EQ(failureOf(dir + "\\fails.lua"), "broken");
-    EXPECT_EQ(loader.getRootDir(), dir + "\\");
+    EXPECT_EQ(failureOf("dir/bad.lua"), "[string \"dir/bad.lua\"]:1: unexpected symbol near '='");
+    EXPECT_EQ(failureOf("dir\\fails.lua"), "broken");
+    EXPECT_EQ(loader.getRootDir(), "dir\\");
     EXPECT_EQ(loader.getCurrentPath(), "units.tank");
     EXPECT_EQ(lua_gettop(loader.getLuaState()), 2);
 }
@@ -320,7 +297,7 @@ TEST_F(LuaLoader, WithoutAState) {
     EXPECT_THROW(loader.load("x"), Lua::LoaderException);
     loader.endSubtable();
     loader.createGlobalTable("x");
-    EXPECT_EQ(script_.run("return x"), "nil");
+    script_.expect("return x => nil");
     EXPECT_EQ(run(loader.getLuaState(), "return type(x)"), "table");
 }
 

@@ -48,8 +48,4 @@ Script::~Script() {
     QZ_lua_close(state_);
 }
 
-std::string scriptDirectory() {
-    return fs::relative(freshDirectory()).generic_string();
-}
-
 } // namespace qz::test

@@ -32,10 +32,6 @@ private:
     lua_State* state_;
 };
 
-// A fresh directory of the running test's own, relative to the working directory, with slashes, so
-// that scripts can use it as it is.
-std::string scriptDirectory();
-
 struct ScriptInDirectory : InDirectory {
     Script script_;
 };

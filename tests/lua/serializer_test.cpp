@@ -10,14 +10,14 @@ namespace {
 
 using namespace qz::test;
 
-struct LuaSerializer : ::testing::Test {
+struct LuaSerializer : ShapedScript {
     // Saves a global. Checks that the call leaves `pushed` on the stack, and pops it.
     std::string save(const std::string& name, const std::string& pushed = "") {
         std::ostringstream stream;
         Lua::Serializer serializer(stream);
-        shaped(script_.state(), 0, pushed, [&] { serializer.serialize(script_.state(), name); });
-        message_ = pushed.empty() ? "" : describe(script_.state(), -1);
-        lua_settop(script_.state(), 0);
+        shaped(0, pushed, [&] { serializer.serialize(state_, name); });
+        message_ = pushed.empty() ? "" : describe(state_, -1);
+        lua_settop(state_, 0);
         return stream.str();
     }
 
@@ -25,7 +25,6 @@ struct LuaSerializer : ::testing::Test {
     std::string reloaded(const std::string& code) { return script_.run(save("t") + "\n" + code); }
 
     LogCapture log_;
-    Script script_;
     std::string message_;
 };
 
@@ -97,11 +96,9 @@ TEST_F(LuaSerializer, StreamsThatThrow) {
     std::ostream stream(&full);
     stream.exceptions(std::ios::badbit);
     script_.run("t = {1}");
-    shaped(script_.state(), 0, "string",
-           [&] { Lua::Serializer(stream).serialize(script_.state(), "t"); });
-    EXPECT_EQ(describe(script_.state(), -1), "the stream does not take what is written");
+    shaped(0, "string", [&] { Lua::Serializer(stream).serialize(state_, "t"); });
+    EXPECT_EQ(describe(state_, -1), "the stream does not take what is written");
     EXPECT_TRUE(stream.bad());
-    lua_settop(script_.state(), 0);
 }
 
 } // namespace

@@ -9,48 +9,43 @@
 
 namespace qz::test {
 
+// The type of each value on the stack, and what tells it from other values.
+inline std::vector<std::pair<std::string, std::string>> valuesOf(lua_State* state) {
+    EXPECT_NE(lua_checkstack(state, 10), 0);
+    std::vector<std::pair<std::string, std::string>> values;
+    for (int i = 1; i <= lua_gettop(state); ++i) {
+        std::ostringstream identity;
+        identity << lua_topointer(state, i) << ' ' << describe(state, i);
+        values.emplace_back(luaL_typename(state, i), identity.str());
+    }
+    return values;
+}
+
 // Its destructor expects that the top `popped` values of those that were on the stack when it was
 // made are gone, that the others are still the same, and that on top of them are values of the
 // types in `pushed`, which are separated by blanks.
 class ExpectShape : NonCopyable {
 public:
     ExpectShape(lua_State* state, int popped, std::string pushed)
-        : state_(state), kept_(lua_gettop(state) - popped), pushed_(std::move(pushed)) {
-        EXPECT_NE(lua_checkstack(state, 10), 0);
-        lua_createtable(state, kept_, 0);
-        for (int i = 1; i <= kept_; ++i) {
-            lua_pushvalue(state, i);
-            lua_rawseti(state, -2, i);
-        }
-        before_ = luaL_ref(state, LUA_REGISTRYINDEX);
+        : state_(state), kept_(valuesOf(state)), pushed_(std::move(pushed)) {
+        kept_.resize(kept_.size() - static_cast<std::size_t>(popped));
     }
 
     ~ExpectShape() {
+        auto values = valuesOf(state_);
         std::string pushed;
-        for (int i = kept_ + 1; i <= lua_gettop(state_); ++i) {
-            pushed += (i > kept_ + 1 ? " " : "") + std::string(luaL_typename(state_, i));
+        for (std::size_t i = kept_.size(); i < values.size(); ++i) {
+            pushed += (pushed.empty() ? "" : " ") + values[i].first;
         }
+        values.resize(kept_.size());
         EXPECT_EQ(pushed, pushed_);
-        EXPECT_GE(lua_gettop(state_), kept_);
-        expectKept();
-        luaL_unref(state_, LUA_REGISTRYINDEX, before_);
+        EXPECT_EQ(values, kept_);
     }
 
 private:
-    void expectKept() {
-        lua_rawgeti(state_, LUA_REGISTRYINDEX, before_);
-        for (int i = 1; i <= kept_; ++i) {
-            lua_rawgeti(state_, -1, i);
-            EXPECT_TRUE(lua_rawequal(state_, -1, i)) << "value " << i << " has changed";
-            lua_pop(state_, 1);
-        }
-        lua_pop(state_, 1);
-    }
-
     lua_State* state_;
-    int kept_;
+    std::vector<std::pair<std::string, std::string>> kept_;
     std::string pushed_;
-    int before_;
 };
 
 // Makes a call and checks what it leaves.
@@ -59,5 +54,22 @@ auto shaped(lua_State* state, int popped, const std::string& pushed, const Call&
     const ExpectShape shape(state, popped, pushed);
     return call();
 }
+
+struct ShapedScript : ScriptInDirectory {
+    ~ShapedScript() override { lua_settop(state_, 0); }
+
+    template<class Call>
+    auto shaped(int popped, const std::string& pushed, const Call& call) {
+        return qz::test::shaped(state_, popped, pushed, call);
+    }
+
+    // Makes calls that leave the stack as it is.
+    template<class Call>
+    auto still(const Call& call) {
+        return shaped(0, "", call);
+    }
+
+    lua_State* state_ = script_.state();
+};
 
 } // namespace qz::test
