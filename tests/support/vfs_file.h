@@ -2,9 +2,11 @@
 #pragma once
 
 #include "VFS/File.h"
+#include "VFS/Locations.h"
 
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace qz::test {
@@ -33,6 +35,18 @@ inline std::vector<std::string> namesIn(const std::string& directory) {
         static_cast<std::vector<std::string>*>(context)->push_back(name);
     };
     return VFS_readdir(directory.c_str(), keep, &names) == 1 ? names : std::vector<std::string>{};
+}
+
+// Names and paths of the locations.
+using Locations = std::vector<std::pair<std::string, std::string>>;
+
+inline Locations allLocations() {
+    Locations locations;
+    const auto keep = [](void* context, const VFS_Location* location) {
+        static_cast<Locations*>(context)->emplace_back(location->name, location->path);
+    };
+    VFS_get_locations(keep, &locations);
+    return locations;
 }
 
 } // namespace qz::test

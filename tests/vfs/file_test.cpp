@@ -1,6 +1,6 @@
 #include "VFS/File.h"
 
-#include "support/test.h"
+#include "support/in_directory.h"
 #include "support/vfs_file.h"
 
 #include <ctime>
@@ -9,28 +9,7 @@ namespace {
 
 using namespace qz::test;
 
-// Relative to the working directory, as hosts would write it.
-const std::string& directory() {
-    static const std::string name = freshDirectory().filename().string();
-    return name;
-}
-
-std::string in(const std::string& name) {
-    return directory() + "\\" + name;
-}
-
-void write(const std::string& path, const std::string& text) {
-    const File file = openWrite(path);
-    ASSERT_TRUE(file);
-    ASSERT_EQ(VFS_write(file.get(), text.data(), text.size()), text.size());
-}
-
-std::string read(const std::string& path) {
-    const File file = openRead(path);
-    std::string text(static_cast<std::size_t>(VFS_getsize(file.get())), 0);
-    EXPECT_EQ(VFS_read(file.get(), text.data(), text.size()), text.size());
-    return text;
-}
+struct VfsFile : InDirectory {};
 
 // The logged messages without the system's reason. Checks that all are errors with a reason, on one
 // line.
@@ -45,15 +24,16 @@ Lines withoutReasons(LogCapture& log) {
     return messages;
 }
 
-TEST(VfsFile, WritingEmptiesAndAppendingGoesOn) {
-    const std::string path = in("a.txt");
+TEST_F(VfsFile, WritingEmptiesAndAppendingGoesOn) {
+    const char* const path = "a.txt";
     const auto before = std::time(nullptr) - 2; // file times may lag behind the clock a little
-    write(path, "a longer text");
-    write(path, "short");
-    EXPECT_EQ(read(path), "short");
-    EXPECT_GE(VFS_get_mod_time(path.c_str()), before);
-    EXPECT_LE(VFS_get_mod_time(path.c_str()), std::time(nullptr) + 2);
-    EXPECT_EQ(VFS_get_mod_time_ns(path.c_str()) / 1'000'000'000, VFS_get_mod_time(path.c_str()));
+    for (const std::string text : {"a longer text", "short"}) {
+        EXPECT_EQ(VFS_write(openWrite(path).get(), text.data(), text.size()), text.size());
+    }
+    EXPECT_EQ(readFile(path), "short");
+    EXPECT_GE(VFS_get_mod_time(path), before);
+    EXPECT_LE(VFS_get_mod_time(path), std::time(nullptr) + 2);
+    EXPECT_EQ(VFS_get_mod_time_ns(path) / 1'000'000'000, VFS_get_mod_time(path));
     {
         const File file = openAppend(path);
         EXPECT_EQ(VFS_tell(file.get()), 5);
@@ -62,19 +42,19 @@ TEST(VfsFile, WritingEmptiesAndAppendingGoesOn) {
         EXPECT_EQ(VFS_seek(file.get(), 0), 1);
         EXPECT_EQ(VFS_write(file.get(), "S", 1), 1U);
     }
-    EXPECT_EQ(read(path), "Shorter");
-    EXPECT_TRUE(openAppend(in("new.txt")));
-    EXPECT_EQ(read(in("new.txt")), "");
+    EXPECT_EQ(readFile(path), "Shorter");
+    EXPECT_TRUE(openAppend("new.txt"));
+    EXPECT_EQ(readFile("new.txt"), "");
 }
 
-TEST(VfsFile, ReadsAndSeeksAboveFourGibibytesAndBeyondTheEnd) {
+TEST_F(VfsFile, ReadsAndSeeksAboveFourGibibytesAndBeyondTheEnd) {
     constexpr std::int64_t kFarAway = (std::int64_t{5} << 30) + 3;
-    File file = openWrite(in("sparse"));
+    File file = openWrite("sparse");
     ASSERT_EQ(VFS_seek(file.get(), kFarAway), 1);
     ASSERT_EQ(VFS_write(file.get(), "end", 3), 3U);
     EXPECT_EQ(VFS_tell(file.get()), kFarAway + 3);
     file.reset();
-    file = openRead(in("sparse"));
+    file = openRead("sparse");
     EXPECT_EQ(VFS_getsize(file.get()), kFarAway + 3);
     ASSERT_EQ(VFS_seek(file.get(), kFarAway + 1), 1);
     char text[8] = {};
@@ -85,46 +65,45 @@ TEST(VfsFile, ReadsAndSeeksAboveFourGibibytesAndBeyondTheEnd) {
     EXPECT_EQ(VFS_tell(file.get()), kFarAway + 100);
     EXPECT_EQ(VFS_read(file.get(), text, sizeof text), 0U);
     file.reset();
-    EXPECT_NE(VFS_remove(in("sparse").c_str()), 0);
+    EXPECT_NE(VFS_remove("sparse"), 0);
 }
 
-TEST(VfsFile, SecondWriterIsRefusedAndChangesNothing) {
+TEST_F(VfsFile, SecondWriterIsRefusedAndChangesNothing) {
     LogCapture log;
-    write(in("a.txt"), "old");
+    writeFile("a.txt", "old");
     {
-        const File first = openAppend(in("a.txt"));
-        EXPECT_FALSE(openWrite(in("a.txt")) || openAppend(in("a.txt")));
+        const File first = openAppend("a.txt");
+        EXPECT_FALSE(openWrite("a.txt") || openAppend("a.txt"));
     }
-    EXPECT_EQ(read(in("a.txt")), "old");
-    EXPECT_EQ(withoutReasons(log), (Lines{"VFS_open_write: CreateFile(" + in("a.txt") + "): ",
-                                          "VFS_open_append: CreateFile(" + in("a.txt") + "): "}));
-    EXPECT_TRUE(openWrite(in("a.txt"))) << "closing gives it free";
+    EXPECT_EQ(readFile("a.txt"), "old");
+    EXPECT_EQ(withoutReasons(log), (Lines{"VFS_open_write: CreateFile(a.txt): ",
+                                          "VFS_open_append: CreateFile(a.txt): "}));
+    EXPECT_TRUE(openWrite("a.txt")) << "closing gives it free";
 }
 
-TEST(VfsFile, FailuresReturnNothingAndAreLoggedExceptForReaders) {
+TEST_F(VfsFile, FailuresReturnNothingAndAreLoggedExceptForReaders) {
     LogCapture log;
-    write(in("a.txt"), "x");
-    const std::string missing = in("missing\\a.txt");
+    writeFile("a.txt", "x");
+    const char* const missing = "missing\\a.txt";
     EXPECT_FALSE(openRead(missing));
-    EXPECT_FALSE(openRead(directory()));
-    EXPECT_EQ(VFS_exists(missing.c_str()), 0);
-    EXPECT_EQ(VFS_get_mod_time(missing.c_str()), 0);
-    EXPECT_EQ(VFS_get_mod_time_ns(missing.c_str()), 0);
+    EXPECT_FALSE(openRead("."));
+    EXPECT_EQ(VFS_exists(missing), 0);
+    EXPECT_EQ(VFS_get_mod_time(missing), 0);
+    EXPECT_EQ(VFS_get_mod_time_ns(missing), 0);
     EXPECT_EQ(log.messages(), Lines{});
 
     EXPECT_FALSE(openWrite(missing));
-    EXPECT_FALSE(openAppend(directory()));
-    const File writer = openAppend(in("b.txt"));
-    const File reader = openRead(in("a.txt"));
+    EXPECT_FALSE(openAppend("."));
+    const File writer = openAppend("b.txt");
+    const File reader = openRead("a.txt");
     char byte = 0;
     EXPECT_EQ(VFS_read(writer.get(), &byte, 1), 0U);
     EXPECT_EQ(VFS_write(reader.get(), &byte, 1), 0U);
     EXPECT_EQ(VFS_seek(reader.get(), -1), 0);
     EXPECT_EQ(VFS_tell(reader.get()), 0);
-    EXPECT_EQ(withoutReasons(log),
-              (Lines{"VFS_open_write: CreateFile(" + missing + "): ",
-                     "VFS_open_append: CreateFile(" + directory() + "): ", "ReadFile(1 bytes): ",
-                     "WriteFile(1 bytes): ", "SetFilePointerEx(-1): "}));
+    EXPECT_EQ(withoutReasons(log), (Lines{"VFS_open_write: CreateFile(missing\\a.txt): ",
+                                          "VFS_open_append: CreateFile(.): ", "ReadFile(1 bytes): ",
+                                          "WriteFile(1 bytes): ", "SetFilePointerEx(-1): "}));
 
     EXPECT_EQ(VFS_read(nullptr, &byte, 1) + VFS_write(nullptr, &byte, 1), 0U);
     EXPECT_EQ(VFS_seek(nullptr, 0) + VFS_tell(nullptr) + VFS_getsize(nullptr), 0);
@@ -133,7 +112,7 @@ TEST(VfsFile, FailuresReturnNothingAndAreLoggedExceptForReaders) {
                                      "VFS_tell(NULL)", "VFS_getsize(NULL)"}));
 }
 
-TEST(VfsFile, NullAndOverlongPathsAreFailures) {
+TEST_F(VfsFile, NullAndOverlongPathsAreFailures) {
     const std::string overlong(300, 'x');
     for (const char* path : {static_cast<const char*>(nullptr), overlong.c_str()}) {
         EXPECT_FALSE(VFS_open_read(path) || VFS_open_write(path) || VFS_open_append(path));
@@ -145,29 +124,29 @@ TEST(VfsFile, NullAndOverlongPathsAreFailures) {
     }
     EXPECT_EQ(VFS_readdir(".", nullptr, nullptr), 0);
     // A path is too long even if each of its parts is short enough.
-    std::string deep = directory();
+    std::string deep = ".";
     while (deep.size() < 300) {
-        deep += "\\..\\" + directory();
+        deep += "\\.";
     }
     EXPECT_EQ(VFS_isdir(deep.c_str()), 0);
 }
 
-TEST(VfsFile, DirectoriesAreMadeWithTheirParentsListedAndRemovedEmpty) {
+TEST_F(VfsFile, DirectoriesAreMadeWithTheirParentsListedAndRemovedEmpty) {
     const std::string name = "\u0444\u0430\u0439\u043B \u20AC.txt";
-    EXPECT_EQ(namesIn(in("a")), Lines{});
-    EXPECT_EQ(VFS_mkdir(in("a/b\\c/").c_str()), 1);
-    EXPECT_NE(VFS_isdir(in("a\\b\\c").c_str()), 0);
-    EXPECT_EQ(VFS_mkdir(in("a/b\\c/").c_str()), 0) << "exists already";
-    write(in("a\\" + name), "x");
-    Lines names = namesIn(in("a"));
+    EXPECT_EQ(namesIn("a"), Lines{});
+    EXPECT_EQ(VFS_mkdir("a/b\\c/"), 1);
+    EXPECT_NE(VFS_isdir("a\\b\\c"), 0);
+    EXPECT_EQ(VFS_mkdir("a/b\\c/"), 0) << "exists already";
+    EXPECT_EQ(VFS_write(openWrite("a\\" + name).get(), "x", 1), 1U);
+    Lines names = namesIn("a");
     std::sort(names.begin(), names.end());
     EXPECT_EQ(names, (Lines{".", "..", "b", name}));
-    EXPECT_EQ(namesIn(in("a\\b\\c")).size(), 2U);
-    EXPECT_EQ(VFS_remove(in("a\\b").c_str()), 0) << "not empty";
-    EXPECT_NE(VFS_remove(in("a\\b\\c").c_str()), 0);
-    EXPECT_EQ(VFS_exists(in("a\\b\\c").c_str()), 0);
+    EXPECT_EQ(namesIn("a\\b\\c").size(), 2U);
+    EXPECT_EQ(VFS_remove("a\\b"), 0) << "not empty";
+    EXPECT_NE(VFS_remove("a\\b\\c"), 0);
+    EXPECT_EQ(VFS_exists("a\\b\\c"), 0);
 
-    const std::string file = in("a\\" + name);
+    const std::string file = "a\\" + name;
     EXPECT_EQ(VFS_mkdir((file + "\\below").c_str()), 0);
     EXPECT_NE(VFS_exists(file.c_str()), 0);
     EXPECT_EQ(VFS_isdir(file.c_str()), 0);

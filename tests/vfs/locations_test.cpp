@@ -1,23 +1,12 @@
 #include "VFS/Locations.h"
 
 #include "Core/Environment.h"
-#include "VFS/File.h"
 #include "support/test.h"
+#include "support/vfs_file.h"
 
 namespace {
 
 using namespace qz::test;
-
-using Locations = std::vector<std::pair<std::string, std::string>>;
-
-Locations listed() {
-    Locations locations;
-    const auto keep = [](void* context, const VFS_Location* location) {
-        static_cast<Locations*>(context)->emplace_back(location->name, location->path);
-    };
-    VFS_get_locations(keep, &locations);
-    return locations;
-}
 
 unsigned int add(const std::string& name, const std::string& path) {
     const VFS_Location location = {name.c_str(), path.c_str()};
@@ -58,15 +47,15 @@ TEST(Locations, InitChoosesAndCreatesTheDirectories) {
 }
 
 TEST(Locations, AreListedOldestFirstAndThenTheDrives) {
-    const Locations drives = listed();
+    const Locations drives = allLocations();
     EXPECT_FALSE(drives.empty());
     EXPECT_EQ(add("same", "C:/One"), 1U);
     EXPECT_EQ(add("same", "C:\\One"), 1U) << "paths are not normalised";
     Locations expected = {{"same", "C:/One"}, {"same", "C:\\One"}};
     expected.insert(expected.end(), drives.begin(), drives.end());
-    EXPECT_EQ(listed(), expected);
+    EXPECT_EQ(allLocations(), expected);
     VFS_exit();
-    EXPECT_EQ(listed(), drives);
+    EXPECT_EQ(allLocations(), drives);
     VFS_get_locations(nullptr, nullptr);
 }
 
@@ -86,7 +75,7 @@ TEST(Locations, PathIsTheKeyWhateverTheCaseOfItsLetters) {
 
 TEST(Locations, TextsAreCutAndNullsRefused) {
     EXPECT_EQ(add(std::string(300, 'n'), std::string(300, 'p')), 1U);
-    EXPECT_EQ(listed().front(), std::pair(std::string(255, 'n'), std::string(255, 'p')));
+    EXPECT_EQ(allLocations().front(), std::pair(std::string(255, 'n'), std::string(255, 'p')));
     const VFS_Location noName = {nullptr, "path"};
     const VFS_Location noPath = {"name", nullptr};
     EXPECT_FALSE(VFS_add_location(&noName) || VFS_add_location(&noPath));

@@ -22,9 +22,9 @@ UNIX = 3 << 8
 DOS = 0
 
 
-def python_zip(path, extra=()):
+def python_zip(path):
     with zipfile.ZipFile(path, "w") as archive:
-        for name, data in list(extra) + list(FILES.items()):
+        for name, data in FILES.items():
             stored = name == "stored.txt"
             archive.writestr(name, data, zipfile.ZIP_STORED if stored else zipfile.ZIP_DEFLATED)
 
@@ -172,7 +172,6 @@ def main(folder, program):
             output.write(data)
 
     python_zip(path("python.zip"))
-    python_zip(path("java.jar"), [("META-INF/MANIFEST.MF", b"Manifest-Version: 1.0\r\n\r\n")])
     info_zip(path("infozip.zip"), program)
     big_zip(path("big.zip"))
     stored = [Entry(name.encode(), data) for name, data in FILES.items()]

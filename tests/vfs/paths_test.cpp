@@ -5,47 +5,48 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
 namespace {
 
-// A destination with guard bytes behind it, so that a byte past its size shows.
-class Destination : qz::test::NonCopyable {
-public:
-    explicit Destination(std::size_t size) : size_(size), bytes_(size + kGuard.size(), kGuard[0]) {}
-    Destination(std::size_t size, const std::string& text) : Destination(size) {
-        bytes_.replace(0, text.size() + 1, text.c_str(), text.size() + 1);
+using namespace qz::test;
+
+using Result = std::pair<unsigned int, std::string>; // status and text
+using Call = std::function<unsigned int(char* out, std::size_t size)>;
+
+// The result of a call that writes into a buffer. The buffer may hold a text before, and has guard
+// bytes behind it, so that a byte past its size shows.
+Result into(std::size_t size, const Call& call, const char* before = nullptr) {
+    const std::string guard(16, 'Z');
+    std::string bytes = before == nullptr ? "" : before + "\0"s;
+    bytes.resize(size, 'Z');
+    bytes += guard;
+    const unsigned int status = call(bytes.data(), size);
+    EXPECT_EQ(bytes.substr(size), guard) << "past the size";
+    const std::size_t length = strnlen(bytes.data(), size);
+    EXPECT_TRUE(size == 0 || length < size) << "not terminated";
+    return {status, bytes.substr(0, length)};
+}
+
+// Expects that a result fits into room for itself and its terminator, and not into less.
+void expectRoom(const std::string& whole, const Call& call) {
+    for (std::size_t size = 0; size <= whole.size() + 2; ++size) {
+        const auto [status, text] = into(size, call);
+        EXPECT_EQ(status, size > whole.size() ? 1U : 0U) << size;
+        EXPECT_TRUE(whole.starts_with(text)) << size;
     }
-    ~Destination() { EXPECT_EQ(bytes_.substr(size_), kGuard) << "past the size"; }
-
-    char* data() { return bytes_.data(); }
-    std::size_t size() const { return size_; }
-
-    std::string text() {
-        const std::size_t length = strnlen(data(), size_);
-        EXPECT_TRUE(size_ == 0 || length < size_) << "not terminated";
-        return {data(), length};
-    }
-
-private:
-    static inline const std::string kGuard = std::string(16, 'Z');
-
-    std::size_t size_;
-    std::string bytes_;
-};
+}
 
 using Conversion = unsigned int (*)(char*, size_t, const char*);
 
 std::string convert(Conversion conversion, const std::string& path) {
-    Destination destination(4 * path.size() + 1);
-    EXPECT_EQ(conversion(destination.data(), destination.size(), path.c_str()), 1U) << path;
-    return destination.text();
+    const auto [status, text] = into(4 * path.size() + 1, [&](char* out, std::size_t size) {
+        return conversion(out, size, path.c_str());
+    });
+    EXPECT_EQ(status, 1U) << path;
+    return text;
 }
 
-std::string folded(const std::string& path) {
-    return convert(VFS_path_normcase, path);
-}
-
-std::string joined(const char* base, const char* relative) {
-    Destination destination(256);
-    EXPECT_EQ(VFS_path_join(destination.data(), destination.size(), base, relative), 1U);
-    return destination.text();
+// Converts a path in its own place.
+Result convertInPlace(Conversion conversion, const char* path) {
+    const auto call = [&](char* out, std::size_t size) { return conversion(out, size, out); };
+    return into(std::strlen(path) + 1, call, path);
 }
 
 // The fuzz target: paths of all shapes in any room. It checks what callers rely on.
@@ -64,15 +65,6 @@ TEST(Paths, AnyPathFitsOrIsCut) {
     }
 }
 
-// Expects that a result fits into room for itself and its terminator, and not into less.
-void expectRoom(const std::string& whole, const std::function<unsigned int(char*, size_t)>& call) {
-    for (std::size_t size = 0; size <= whole.size() + 2; ++size) {
-        Destination destination(size);
-        EXPECT_EQ(call(destination.data(), size), size > whole.size() ? 1U : 0U) << size;
-        EXPECT_TRUE(whole.starts_with(destination.text())) << size;
-    }
-}
-
 TEST(Paths, NormalizeTurnsSlashesAndJoinsRuns) {
     for (const auto& [path, normal] :
          {std::pair("//server//share/./x/", "\\\\server\\share\\.\\x\\"),
@@ -80,9 +72,7 @@ TEST(Paths, NormalizeTurnsSlashesAndJoinsRuns) {
           {"a/\\//b", "a\\b"},
           {"", ""}}) {
         EXPECT_EQ(convert(VFS_path_normalize, path), normal);
-        Destination inPlace(std::strlen(path) + 1, path);
-        EXPECT_EQ(VFS_path_normalize(inPlace.data(), inPlace.size(), inPlace.data()), 1U);
-        EXPECT_EQ(inPlace.text(), normal);
+        EXPECT_EQ(convertInPlace(VFS_path_normalize, path), Result(1, normal));
     }
     EXPECT_EQ(VFS_path_normalize(nullptr, 0, ""), 1U); // an empty result fits without any room
     expectRoom("a\\b",
@@ -90,42 +80,49 @@ TEST(Paths, NormalizeTurnsSlashesAndJoinsRuns) {
 }
 
 TEST(Paths, NativeHasTheSeparatorsOfTheSystem) {
-    const bool isWindows = std::filesystem::path::preferred_separator == '\\';
+    const bool isWindows = fs::path::preferred_separator == '\\';
     EXPECT_EQ(convert(VFS_path_native, "C:/a//b\\c"), isWindows ? "C:\\a\\\\b\\c" : "C:/a//b/c");
     expectRoom(isWindows ? "a\\b\\c" : "a/b/c",
                [](char* out, size_t size) { return VFS_path_native(out, size, "a/b\\c"); });
-    Destination inPlace(4, "a\\b");
-    EXPECT_EQ(VFS_path_native(inPlace.data(), 4, inPlace.data()), 1U);
-    EXPECT_EQ(inPlace.text(), std::filesystem::path("a/b").make_preferred().string());
+    EXPECT_EQ(convertInPlace(VFS_path_native, "a\\b"), Result(1, isWindows ? "a\\b" : "a/b"));
 }
 
 TEST(Paths, NormcaseLowersLettersAndKeepsTheCodecsGroupOrder) {
-    EXPECT_EQ(folded("C:/Data\\X.LUA"), "c:/data\\x.lua");
-    EXPECT_EQ(folded("\u00D7\u00DF"), "\u00D7\u00DF"); // not letters with a lower case
-    EXPECT_EQ(folded("\u20AC"), "\u2B02");
-    EXPECT_EQ(folded("a\x80z"), "a?z");
-    EXPECT_EQ(folded("a\xE2\x82"), "a"); // cut short by the terminator: ends there
+    expectEach([](const std::string& path) { return convert(VFS_path_normcase, path); },
+               "C:/Data\\X.LUA => c:/data\\x.lua",
+               "\u00D7\u00DF => \u00D7\u00DF", // not letters with a lower case
+               "\u20AC => \u2B02", "a\x80z => a?z",
+               "a\xE2\x82 => a"); // cut short by the terminator: ends there
     expectRoom("a\u2B02",
                [](char* out, size_t size) { return VFS_path_normcase(out, size, "A\u20AC"); });
 }
 
 TEST(Paths, SplitTakesTheLastSeparator) {
     const char* file = nullptr;
-    Destination directory(8);
+    const auto split = [&](const char* path) {
+        return into(8,
+                    [&](char* out, size_t size) { return VFS_path_split(path, out, size, &file); });
+    };
     for (const auto& [path, before] : {std::pair("a/b\\c", "a\\b"), {"\\c", ""}, {"c", ""}}) {
-        EXPECT_EQ(VFS_path_split(path, directory.data(), 8, &file), 1U);
-        EXPECT_EQ(directory.text(), before);
+        EXPECT_EQ(split(path), Result(1, before));
         EXPECT_STREQ(file, "c");
     }
-    EXPECT_EQ(VFS_path_split("c", directory.data(), 8, nullptr), 1U);
-    EXPECT_EQ(VFS_path_split("c", nullptr, 0, &file), 1U);
-    EXPECT_STREQ(file, "c");
-    EXPECT_EQ(VFS_path_split("12345678/c", directory.data(), 8, &file), 0U);
-    EXPECT_EQ(VFS_path_split("1234567/c", directory.data(), 8, &file), 1U);
+    EXPECT_EQ(split("1234567/c").first, 1U);
+    char directory[8];
+    EXPECT_EQ(VFS_path_split("12345678/c", directory, 8, &file), 0U);
+    EXPECT_EQ(VFS_path_split("c", directory, 8, nullptr), 1U);
+    EXPECT_EQ(VFS_path_split(nullptr, directory, 8, &file), 0U);
     EXPECT_EQ(VFS_path_split("12345678/c", nullptr, 0, &file), 1U);
+    EXPECT_STREQ(file, "c");
 }
 
 TEST(Paths, JoinPutsOneSeparatorAndNeverDiscardsTheBase) {
+    const auto joined = [](const char* base, const char* relative) {
+        const auto [status, text] = into(
+            256, [&](char* out, size_t size) { return VFS_path_join(out, size, base, relative); });
+        EXPECT_EQ(status, 1U);
+        return text;
+    };
     EXPECT_EQ(joined("C:/games", "/saves//x.lua"), "C:\\games\\saves\\x.lua");
     EXPECT_EQ(joined("C:/games/", "x"), "C:\\games\\x");
     EXPECT_EQ(joined("a//b", nullptr), "a\\b");
@@ -134,30 +131,28 @@ TEST(Paths, JoinPutsOneSeparatorAndNeverDiscardsTheBase) {
 }
 
 TEST(Paths, JoinOntoTheDestinationOnlyTurnsSlashes) {
-    Destination path(16, "a//b");
-    EXPECT_EQ(VFS_path_join(path.data(), path.size(), path.data(), "c"), 1U);
-    EXPECT_EQ(path.text(), "a\\\\b\\c");
-
-    Destination unterminated(2);
-    EXPECT_EQ(VFS_path_join(unterminated.data(), 2, unterminated.data(), "c"), 0U);
+    const Call join = [](char* out, size_t size) { return VFS_path_join(out, size, out, "c"); };
+    EXPECT_EQ(into(16, join, "a//b"), Result(1, "a\\\\b\\c"));
+    char unterminated[] = "ab, and more";
+    EXPECT_EQ(join(unterminated, 2), 0U);
+    EXPECT_STREQ(unterminated + 2, ", and more");
 }
 
 TEST(Paths, JoinFailsWithoutRoomForTheTerminator) {
     expectRoom("base\\relative",
                [](char* out, size_t size) { return VFS_path_join(out, size, "base", "relative"); });
-    Destination uncollapsed(4);
-    EXPECT_EQ(VFS_path_join(uncollapsed.data(), 4, nullptr, "a//b"), 0U);
+    const Call join = [](char* out, size_t size) {
+        return VFS_path_join(out, size, nullptr, "a//b");
+    };
+    EXPECT_EQ(into(4, join).first, 0U) << "before slashes are joined";
 }
 
 TEST(Paths, NullIsAFailure) {
-    const char* file = nullptr;
-    Destination destination(4);
     for (const Conversion conversion : {VFS_path_normalize, VFS_path_normcase}) {
-        EXPECT_EQ(conversion(destination.data(), 4, nullptr), 0U);
-        EXPECT_EQ(destination.text(), "");
+        const Call call = [&](char* out, size_t size) { return conversion(out, size, nullptr); };
+        EXPECT_EQ(into(4, call), Result(0, ""));
         EXPECT_EQ(conversion(nullptr, 4, "a"), 0U);
     }
-    EXPECT_EQ(VFS_path_split(nullptr, destination.data(), 4, &file), 0U);
     EXPECT_EQ(VFS_path_join(nullptr, 4, "a", "b"), 0U);
 }
 

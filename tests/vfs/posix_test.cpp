@@ -4,7 +4,7 @@
 #include "VFS/Paths.h"
 
 #include "Core/Environment.h"
-#include "support/test.h"
+#include "support/in_directory.h"
 #include "support/vfs_file.h"
 
 #include <fcntl.h>
@@ -108,73 +108,69 @@ TEST_F(Home, TemporaryDirectoryIsTheUsersOwn) {
 TEST_F(Home, DocumentsFolderComesFromTheUsersConfigurationIfItIsUsable) {
     block(".local");
     const std::string key = "XDG_DOCUMENTS_DIR=";
-    const std::pair<std::string, std::string> cases[] = {
-        {"# " + key + "\"$HOME/no\"\n" + key + "\"$HOME/first\"\n  " + key +
-             "\"$HOME/Doku\\\"mente/\"\nXDG_MUSIC_DIR=\"$HOME/Musik\"\n",
-         "Doku\"mente/My Games"},
-        {key + "\"" + (home / "absolute").string() + "\"", "absolute/My Games"},
-        {key + "\"$HOME/\"\n", "My Games"}, // how a user without the folder says so
-        {key, "Documents/My Games"},
-        {key + "\"", "Documents/My Games"},
-        {key + "\"$HOME/open", "Documents/My Games"},
-        {key + "\"$HOME/open\\", "Documents/My Games"},
-        {key + "\"relative\"", "Documents/My Games"},
-        {key + "\"$HOMEless\"", "Documents/My Games"},
-        {key + "\"/nul" + std::string(1, 0) + "\"", "Documents/My Games"},
-        {key + "\"/" + std::string(100000, 'x') + "\"", "Documents/My Games"},
-        {std::string(100000, '\n') + key + "\"/behind the limit\"", "Documents/My Games"},
-    };
-    fs::create_directories(home / ".config");
-    for (const auto& [configuration, folder] : cases) {
+    const auto directoryBy = [&](const std::string& configuration) {
         writeFile(home / ".config/user-dirs.dirs", configuration);
-        EXPECT_EQ(writeDirectory(), expected(folder)) << configuration.substr(0, 80);
+        return writeDirectory();
+    };
+    EXPECT_EQ(directoryBy("# " + key + "\"$HOME/no\"\n" + key + "\"$HOME/first\"\n  " + key +
+                          "\"$HOME/Doku\\\"mente/\"\nXDG_MUSIC_DIR=\"$HOME/Musik\"\n"),
+              expected("Doku\"mente/My Games"));
+    EXPECT_EQ(directoryBy(key + "\"" + (home / "absolute").string() + "\""),
+              expected("absolute/My Games"));
+    EXPECT_EQ(directoryBy(key + "\"$HOME/\"\n"), expected("My Games"))
+        << "how a user without the folder says so";
+    for (const std::string& unusable :
+         {""s, "\""s, "\"$HOME/open"s, "\"$HOME/open\\"s, "\"relative\""s, "\"$HOMEless\""s,
+          "\"/nul\0\""s, "\"/" + std::string(100000, 'x') + "\""}) {
+        EXPECT_EQ(directoryBy(key + unusable), expected("Documents/My Games"))
+            << unusable.substr(0, 80);
     }
+    EXPECT_EQ(directoryBy(std::string(100000, '\n') + key + "\"/behind the limit\""),
+              expected("Documents/My Games"));
     fs::remove(home / ".config/user-dirs.dirs");
     ASSERT_EQ(mkfifo((home / ".config/user-dirs.dirs").c_str(), 0600), 0);
     EXPECT_EQ(writeDirectory(), expected("Documents/My Games"));
 }
 
-TEST(Posix, ReadersAndWritersDoNotHinderEachOther) {
-    const std::string path = asVfsPath(freshDirectory() / "a.txt");
-    const File writer = openWrite(path);
+struct Posix : InDirectory {};
+
+TEST_F(Posix, ReadersAndWritersDoNotHinderEachOther) {
+    const File writer = openWrite("a.txt");
     ASSERT_EQ(VFS_write(writer.get(), "abc", 3), 3U);
-    const File reader = openRead(path);
+    const File reader = openRead("a.txt");
     char text[4] = {};
     EXPECT_EQ(VFS_read(reader.get(), text, 3), 3U);
     EXPECT_STREQ(text, "abc");
-    EXPECT_NE(VFS_remove(path.c_str()), 0);
-    EXPECT_TRUE(openWrite(path)) << "another file by now";
+    EXPECT_NE(VFS_remove("a.txt"), 0);
+    EXPECT_TRUE(openWrite("a.txt")) << "another file by now";
 }
 
-TEST(Posix, WhatIsNoOrdinaryFileIsRefusedWithoutWaiting) {
-    const fs::path fifo = freshDirectory() / "fifo";
-    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-    const int otherEnd = open(fifo.c_str(), O_RDWR | O_CLOEXEC);
-    for (const fs::path& path : {fifo, fs::path("/dev/null")}) {
+TEST_F(Posix, WhatIsNoOrdinaryFileIsRefusedWithoutWaiting) {
+    ASSERT_EQ(mkfifo("fifo", 0600), 0);
+    const int otherEnd = open("fifo", O_RDWR | O_CLOEXEC);
+    for (const char* path : {"fifo", "/dev/null"}) {
         EXPECT_FALSE(openRead(path) || openWrite(path)) << path;
-        EXPECT_NE(VFS_exists(path.c_str()), 0) << path;
+        EXPECT_NE(VFS_exists(path), 0) << path;
     }
     close(otherEnd);
-    EXPECT_FALSE(openRead(fifo) || openAppend(fifo));
+    EXPECT_FALSE(openRead("fifo") || openAppend("fifo"));
 }
 
-TEST(Posix, HandlesAreNotInheritedAndWhatClosingReportsIsLogged) {
+TEST_F(Posix, HandlesAreNotInheritedAndWhatClosingReportsIsLogged) {
     LogCapture log;
-    const std::string path = freshDirectory() / "file";
     const int next = dup(STDIN_FILENO);
     close(next);
-    File file = openWrite(path);
+    File file = openWrite("file");
     EXPECT_EQ(fcntl(next, F_GETFD), FD_CLOEXEC);
     ASSERT_EQ(close(next), 0) << "the file's descriptor";
     file.reset();
-    EXPECT_EQ(log.messages(), Lines{"CloseHandle(" + path + "): Bad file descriptor"});
+    EXPECT_EQ(log.messages(), Lines{"CloseHandle(file): Bad file descriptor"});
 }
 
 // Not on Windows, which touches the whole buffer before it reads anything into it.
-TEST(Posix, CountsAboveFourGibibytesAreNotCut) {
-    const fs::path path = freshDirectory() / "a.txt";
-    writeFile(path, "text");
-    const File file = openRead(path);
+TEST_F(Posix, CountsAboveFourGibibytesAreNotCut) {
+    writeFile("a.txt", "text");
+    const File file = openRead("a.txt");
     // The low 32 bits are zero: a count cut to them would read nothing.
     constexpr std::size_t kCount = std::size_t{1} << 32;
     void* const room = mmap(nullptr, kCount, PROT_READ | PROT_WRITE,
@@ -185,32 +181,25 @@ TEST(Posix, CountsAboveFourGibibytesAreNotCut) {
     munmap(room, kCount);
 }
 
-TEST(Posix, RemovingALinkLeavesWhatItPointsAt) {
-    const fs::path directory = freshDirectory();
-    fs::create_directory_symlink(directory, directory / "link");
-    EXPECT_NE(VFS_isdir((directory / "link").c_str()), 0);
-    EXPECT_NE(VFS_remove((directory / "link").c_str()), 0);
-    EXPECT_FALSE(fs::exists(directory / "link"));
-    EXPECT_TRUE(fs::is_directory(directory));
+TEST_F(Posix, RemovingALinkLeavesWhatItPointsAt) {
+    fs::create_directory("directory");
+    fs::create_directory_symlink("directory", "link");
+    EXPECT_NE(VFS_isdir("link"), 0);
+    EXPECT_NE(VFS_remove("link"), 0);
+    EXPECT_FALSE(fs::exists(fs::symlink_status("link")));
+    EXPECT_TRUE(fs::is_directory("directory"));
 }
 
-TEST(Posix, AnyBytesAreAName) {
-    const fs::path directory = freshDirectory();
-    const std::string path = asVfsPath(directory) + "\\caf\xE9";
-    EXPECT_TRUE(openWrite(path));
-    EXPECT_TRUE(fs::exists(directory / "caf\xE9"));
+TEST_F(Posix, AnyBytesAreAName) {
+    EXPECT_TRUE(openWrite("caf\xE9"));
+    EXPECT_TRUE(fs::exists("caf\xE9"));
 }
 
-TEST(Posix, RootIsTheFirstDrive) {
-    Lines drives;
-    const auto keep = [](void* context, const VFS_Location* location) {
-        static_cast<Lines*>(context)->push_back(std::string(location->name) + "|" + location->path);
-    };
-    VFS_get_locations(keep, &drives);
-    EXPECT_EQ(drives.at(0), "/|\\");
+TEST_F(Posix, RootIsTheFirstDrive) {
+    EXPECT_EQ(allLocations().at(0), std::pair("/"s, "\\"s));
 }
 
-TEST(Posix, NormcaseFollowsTheProcessesLocale) {
+TEST_F(Posix, NormcaseFollowsTheProcessesLocale) {
     char folded[16];
     EXPECT_EQ(VFS_path_normcase(folded, sizeof folded, "\u00C9"), 1U);
     EXPECT_STREQ(folded, "\u00C9") << "the C locale knows the letters of ASCII only";
