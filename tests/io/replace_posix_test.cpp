@@ -2,8 +2,8 @@
 // process leaves a whole file.
 #include "IO/FileStream.h"
 
+#include "support/in_directory.h"
 #include "support/ordinary_user.h"
-#include "support/test.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -26,50 +26,42 @@ bool replace(const std::string& path, const std::string& bytes) {
     return file.close();
 }
 
-TEST(IoReplacePosix, KeepsRightsAndLinks) {
-    const fs::path directory = freshDirectory();
-    const std::string path = (directory / "file").string();
-    writeFile(path, "old");
-    ASSERT_EQ(chmod(path.c_str(), 0640), 0);
-    fs::create_symlink("file", directory / "link");
-    ASSERT_TRUE(replace((directory / "link").string(), "new"));
-    struct stat status {};
-    ASSERT_EQ(lstat(path.c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 07777U, 0640U);
-    EXPECT_EQ(readFile(path), "new");
-    EXPECT_TRUE(fs::is_symlink(directory / "link"));
+struct IoReplacePosix : InDirectory {
+    IoReplacePosix() { writeFile("file", "old"); }
+};
 
-    ASSERT_EQ(chmod(path.c_str(), 0444), 0);
-    ASSERT_EQ(chmod(directory.c_str(), 0777), 0);
+TEST_F(IoReplacePosix, KeepsRightsAndLinks) {
+    ASSERT_EQ(chmod("file", 0640), 0);
+    fs::create_symlink("file", "link");
+    ASSERT_TRUE(replace("link", "new"));
+    EXPECT_EQ(fs::symlink_status("file").permissions(), fs::perms(0640));
+    EXPECT_EQ(readFile("file"), "new");
+    EXPECT_TRUE(fs::is_symlink("link"));
+
+    ASSERT_EQ(chmod("file", 0444) + chmod(".", 0777), 0);
     {
         const OrdinaryUser user; // may not even be able to reach the file
-        EXPECT_FALSE(replace(path, "newer")) << "write-protected";
+        EXPECT_FALSE(replace("file", "newer")) << "write-protected";
     }
-    EXPECT_EQ(readFile(path), "new");
+    EXPECT_EQ(readFile("file"), "new");
 }
 
-TEST(IoReplacePosix, AFullDiskLeavesTheOldFile) {
-    const fs::path directory = freshDirectory();
-    const std::string path = (directory / "file").string();
-    writeFile(path, "old");
+TEST_F(IoReplacePosix, AFullDiskLeavesTheOldFile) {
     std::signal(SIGXFSZ, SIG_IGN);
     const rlimit limit{50'000, RLIM_INFINITY};
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
-    EXPECT_FALSE(replace(path, std::string(50'001, 'n')));
-    EXPECT_EQ(readFile(path), "old");
-    EXPECT_EQ(countIn(directory), 1);
-    EXPECT_TRUE(replace(path, std::string(50'000, 'n')));
+    EXPECT_FALSE(replace("file", std::string(50'001, 'n')));
+    EXPECT_EQ(readFile("file"), "old");
+    EXPECT_EQ(countIn("."), 1);
+    EXPECT_TRUE(replace("file", std::string(50'000, 'n')));
 }
 
 // 255 characters of two bytes each, and one more.
-TEST(IoReplacePosix, KnowsTheWholeOfALongPath) {
-    const fs::path directory = freshDirectory();
-    fs::current_path(directory);
+TEST_F(IoReplacePosix, KnowsTheWholeOfALongPath) {
     std::string folder = "d";
     for (int i = 0; i < 124; ++i) {
         folder += "\u0416";
     }
-    fs::create_directories(fs::path(folder) / folder);
     const std::string path = folder + "/" + folder + "/abc";
     writeFile(path, "old");
     EXPECT_FALSE(replace(path + "d", "too long"));
