@@ -31,15 +31,6 @@ std::uint32_t floatBitsOf(std::uint16_t half) {
     return sign + (magnitude == kInfinity ? 0x7F800000 : 0x7FC00000 | magnitude % 1024u * 8192);
 }
 
-TEST(Half, KnownValues) {
-    EXPECT_EQ(Math::float2half(-2.0F), 0xC000);
-    EXPECT_EQ(Math::float2half(65520.0F), 0x7C00);
-    EXPECT_EQ(Math::float2half(1 + 0x1p-11F), 0x3C01); // a middle, away from the even neighbour
-    EXPECT_EQ(Math::float2half(-0.0F), 0x0000);
-    EXPECT_EQ(Math::float2half(std::bit_cast<float>(0xFF800001)), 0xFC00); // loses its fraction
-    EXPECT_EQ(Math::half2float(0x0001), 0x1p-24F);
-}
-
 TEST(Half, EveryHalfBecomesTheFloatOfItsValue) {
     std::vector<unsigned short> halfs(65536);
     std::iota(halfs.begin(), halfs.end(), static_cast<unsigned short>(0));

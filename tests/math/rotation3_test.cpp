@@ -17,8 +17,9 @@ Table turnAbout(const Column& axis, double angle) {
     return Eigen::AngleAxisd(angle, axis.normalized()).toRotationMatrix();
 }
 
-Table turnAbout(int axis, double angle) {
-    return turnAbout(Column::Unit(axis), angle);
+template<typename T>
+Table turnAbout(int axis, T angle) {
+    return turnAbout(Column::Unit(axis), double(angle));
 }
 
 template<typename T>
@@ -32,10 +33,10 @@ class Rotation3Test : public testing::Test {
 protected:
     static constexpr T kTolerance = std::is_same_v<T, float> ? T(3e-6) : T(1e-14);
 
-    double angle(double low, double high) { return static_cast<double>(random(low, high)); }
+    double angle(double low, double high) { return double(random(low, high)); }
 
     T random(double low, double high) {
-        return static_cast<T>(std::uniform_real_distribution<double>(low, high)(generator_));
+        return T(std::uniform_real_distribution<double>(low, high)(generator_));
     }
 
     Column randomAxis() {
@@ -48,17 +49,16 @@ protected:
     }
 
     static Vector<T> vector(const Column& column) {
-        return {static_cast<T>(column.x()), static_cast<T>(column.y()), static_cast<T>(column.z())};
+        return {T(column.x()), T(column.y()), T(column.z())};
     }
 
     static Column column(const Vector<T>& vector) {
-        return {static_cast<double>(vector.x), static_cast<double>(vector.y),
-                static_cast<double>(vector.z)};
+        return {double(vector.x), double(vector.y), double(vector.z)};
     }
 
     static Rotation<T> about(const Column& axis, double angle) {
         Rotation<T> rotation;
-        rotation.setAngleAxis(static_cast<T>(angle), vector(axis));
+        rotation.setAngleAxis(T(angle), vector(axis));
         return rotation;
     }
 
@@ -74,7 +74,7 @@ protected:
 
     static void expectTurns(const Rotation<T>& rotation, const Table& expected) {
         const Table actual = tableOf(rotation);
-        EXPECT_LE((actual - expected).norm(), 3 * static_cast<double>(kTolerance)) << actual;
+        EXPECT_LE((actual - expected).norm(), 3 * double(kTolerance)) << actual;
     }
 
     static void expectNear(const Rotation<T>& actual, const Rotation<T>& expected,
@@ -135,15 +135,12 @@ TYPED_TEST(Rotation3Test, ProductTurnsByTheSecondAndThenTheFirst) {
 TYPED_TEST(Rotation3Test, EulerAnglesInAllOrders) {
     constexpr int kAxes[6][3] = {{0, 1, 2}, {1, 2, 0}, {2, 0, 1}, {0, 2, 1}, {1, 0, 2}, {2, 1, 0}};
     Rotation<TypeParam> rotation;
-    for (int order = 0; order < 6; ++order) {
-        for (int round = 0; round < 200; ++round) {
-            const TypeParam a = this->random(-6, 6), b = this->random(-6, 6);
-            const TypeParam c = this->random(-6, 6);
-            rotation.setEulerAngles(static_cast<Math::RotationOrder>(order), a, b, c);
-            this->expectTurns(rotation, turnAbout(kAxes[order][0], static_cast<double>(a)) *
-                                            turnAbout(kAxes[order][1], static_cast<double>(b)) *
-                                            turnAbout(kAxes[order][2], static_cast<double>(c)));
-        }
+    for (int round = 0; round < 1200; ++round) {
+        const int order = round % 6;
+        const TypeParam a = this->random(-6, 6), b = this->random(-6, 6), c = this->random(-6, 6);
+        rotation.setEulerAngles(static_cast<Math::RotationOrder>(order), a, b, c);
+        this->expectTurns(rotation, turnAbout(kAxes[order][0], a) * turnAbout(kAxes[order][1], b) *
+                                        turnAbout(kAxes[order][2], c));
     }
     for (const int none : {-1, 6, 1000000}) {
         rotation.setEulerAngles(static_cast<Math::RotationOrder>(none), 1, 2, 3);
@@ -158,9 +155,7 @@ TYPED_TEST(Rotation3Test, YawPitchRollThereAndBack) {
         const TypeParam yaw = this->random(0, 6.28), pitch = this->random(-1.5, 1.5);
         const TypeParam roll = this->random(-3.1, 3.1);
         rotation.setYawPitchRoll(yaw, pitch, roll);
-        this->expectTurns(rotation, turnAbout(1, static_cast<double>(yaw)) *
-                                        turnAbout(2, static_cast<double>(pitch)) *
-                                        turnAbout(0, static_cast<double>(roll)));
+        this->expectTurns(rotation, turnAbout(1, yaw) * turnAbout(2, pitch) * turnAbout(0, roll));
         TypeParam yawBack, pitchBack, rollBack;
         rotation.getYawPitchRoll(yawBack, pitchBack, rollBack);
         // Near the horizon an angle's cosine says little about the angle.
@@ -180,8 +175,7 @@ TYPED_TEST(Rotation3Test, YawPitchRollAtItsThresholds) {
     };
     const auto thereAndBack = [&](double yaw, double pitch, double roll) {
         Rotation<TypeParam> rotation;
-        rotation.setYawPitchRoll(static_cast<TypeParam>(yaw), static_cast<TypeParam>(pitch),
-                                 static_cast<TypeParam>(roll));
+        rotation.setYawPitchRoll(TypeParam(yaw), TypeParam(pitch), TypeParam(roll));
         return back(rotation);
     };
     // Straight up and down only the pitch is kept, even if rounding takes its sine beyond 1.
@@ -211,8 +205,7 @@ TYPED_TEST(Rotation3Test, YawPitchRollAtItsThresholds) {
 TYPED_TEST(Rotation3Test, FromToIsTheShortestTurn) {
     Rotation<TypeParam> rotation;
     for (int round = 0; round < 1000; ++round) {
-        const Column from = this->randomAxis().normalized();
-        const Column to = this->randomAxis().normalized();
+        const Column from = this->randomAxis().normalized(), to = this->randomAxis().normalized();
         const double cosine = from.dot(to);
         if (cosine < -0.99) {
             continue;
@@ -244,11 +237,9 @@ TYPED_TEST(Rotation3Test, FromMatrixUndoesGetBasis) {
         back.getBasis(nullptr, nullptr, nullptr);
         back.fromMatrix(rows);
         this->expectTurns(back, this->tableOf(rotation));
-        const TypeParam x = std::fabs(back.x), y = std::fabs(back.y), z = std::fabs(back.z);
-        ++branches[rows[0][0] + rows[1][1] + rows[2][2] >= 0 ? 3
-                   : x >= y && x >= z                        ? 0
-                   : y >= z                                  ? 1
-                                                             : 2];
+        const TypeParam axis[] = {std::fabs(back.x), std::fabs(back.y), std::fabs(back.z)};
+        const bool isTrace = rows[0][0] + rows[1][1] + rows[2][2] >= 0;
+        ++branches[isTrace ? 3 : std::max_element(axis, axis + 3) - axis];
     }
     for (const int count : branches) {
         EXPECT_GT(count, 100);
@@ -260,8 +251,7 @@ TYPED_TEST(Rotation3Test, FromMatrixAtItsTies) {
     Rotation<TypeParam> rotation;
     rotation.fromMatrix({}); // trace exactly zero
     this->expectSame(rotation, {0, 0, 0, TypeParam(0.5)});
-    const TypeParam large = std::sqrt(TypeParam(2)) / 2,
-                    small = TypeParam(0.5) / std::sqrt(TypeParam(2));
+    const TypeParam root = std::sqrt(TypeParam(2)), large = root / 2, small = TypeParam(0.5) / root;
     rotation.fromMatrix({{0, 0.5, 0, 0.5, 0, 0, 0, 0, -1}}); // X and Y tie
     this->expectSame(rotation, {large, small, 0, 0});
     rotation.fromMatrix({{-1, 0, 0, 0, 0, 0.5, 0, 0.5, 0}}); // Y and Z tie
@@ -286,24 +276,20 @@ TYPED_TEST(Rotation3Test, SlerpTurnsAtAnEvenPaceTheShorterWay) {
         const double angle = this->angle(0.7, 3.0); // d = cos(angle / 2) below 0.95
         auto to = from * this->about(axis, angle);
         const TypeParam t = this->random(-0.5, 1.5);
-        const Table expected =
-            this->tableOf(from) * turnAbout(axis, angle * static_cast<double>(t));
+        const Table expected = this->tableOf(from) * turnAbout(axis, angle * double(t));
         this->expectTurns(Math::slerp<TypeParam>(from, to, t), expected);
         to = {-to.x, -to.y, -to.z, -to.w}; // the same turn
-        const auto flipped = Math::slerp(from, to, t);
-        this->expectTurns(flipped, expected);
-        const auto start = Math::slerp(from, to, 0);
-        this->expectNear(start, {-from.x, -from.y, -from.z, -from.w});
+        this->expectTurns(Math::slerp(from, to, t), expected);
+        this->expectNear(Math::slerp(from, to, 0), {-from.x, -from.y, -from.z, -from.w});
     }
 }
 
 TYPED_TEST(Rotation3Test, SlerpBlendsFromItsThresholdOn) {
     const Rotation<TypeParam> from{};
     const auto halfWay = [&](double cosine) {
-        const Rotation<TypeParam> to{static_cast<TypeParam>(std::sqrt(1 - cosine * cosine)), 0, 0,
-                                     static_cast<TypeParam>(cosine)};
-        const Rotation<TypeParam> middle = Math::slerp(from, to, TypeParam(0.5));
-        return std::sqrt(static_cast<double>(middle.x * middle.x + middle.w * middle.w));
+        const TypeParam sine = TypeParam(std::sqrt(1 - cosine * cosine));
+        const auto middle = Math::slerp(from, {sine, 0, 0, TypeParam(cosine)}, TypeParam(0.5));
+        return std::hypot(double(middle.x), double(middle.w));
     };
     EXPECT_NEAR(halfWay(0.94999), 1, 1e-6);
     EXPECT_NEAR(halfWay(0.95001), std::sqrt((1 + 0.95001) / 2), 1e-6); // shorter than 1
