@@ -102,58 +102,38 @@ TEST(RandomObject, IsSavedAndRestored) {
     }
 }
 
-class Counted : public RandomObject {
-public:
-    explicit Counted(int& alive) : alive_(alive) { ++alive_; }
-    ~Counted() override { --alive_; }
-    Counted(const Counted&) = delete;
-    Counted& operator=(const Counted&) = delete;
+int alive = 0;
 
-private:
-    int& alive_;
+struct Counted : RandomObject {
+    explicit Counted(std::function<void()> atItsEnd = [] {}) : atItsEnd_(std::move(atItsEnd)) {
+        ++alive;
+    }
+    ~Counted() override {
+        --alive;
+        atItsEnd_();
+    }
+
+    std::function<void()> atItsEnd_;
 };
 
-TEST(RandomManager, OwnsItsObjects) {
-    int alive = 0;
+TEST(RandomManager, OwnsItsObjectsWhichMayChangeTheListWhenTheyGo) {
     {
         RandomManager manager;
-        auto* const first = new Counted(alive);
+        auto* const first = new Counted;
+        auto* const other = new Counted;
         manager.add(first);
         manager.add(first);
-        manager.add(new Counted(alive));
         manager.add(nullptr);
         manager.remove(nullptr);
-        EXPECT_EQ(alive, 2);
-        manager.remove(first);
-        EXPECT_EQ(alive, 1);
-    }
-    EXPECT_EQ(alive, 0);
-}
-
-// Its destructor removes another object and adds two.
-class Leaving final : public Counted {
-public:
-    Leaving(int& alive, RandomManager& manager, RandomObject* other)
-        : Counted(alive), alive_(alive), manager_(manager), other_(other) {}
-    ~Leaving() override {
-        manager_.remove(other_);
-        manager_.add(new Counted(alive_));
-        manager_.add(new Counted(alive_));
-    }
-
-private:
-    int& alive_;
-    RandomManager& manager_;
-    RandomObject* other_;
-};
-
-TEST(RandomManager, ObjectsThatGoMayChangeTheList) {
-    int alive = 0;
-    {
-        RandomManager manager;
-        auto* const other = new Counted(alive);
-        manager.add(new Leaving(alive, manager, other));
+        manager.add(new Counted([&] {
+            manager.remove(other);
+            manager.add(new Counted);
+            manager.add(new Counted);
+        }));
         manager.add(other);
+        EXPECT_EQ(alive, 3);
+        manager.remove(first);
+        EXPECT_EQ(alive, 2);
     }
     EXPECT_EQ(alive, 0);
 }
