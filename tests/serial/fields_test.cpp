@@ -2,20 +2,13 @@
 #include "serial/saved.h"
 #include "serial/values.h"
 
-#include <gtest/gtest.h>
-
-#include <iterator>
-#include <string>
-#include <vector>
-
 namespace {
+
+using namespace qz::test;
 
 using Common::CommonSerializer;
 using Common::Field;
 using Common::FieldKind;
-using qz::test::fileWith;
-using qz::test::load;
-using qz::test::save;
 
 // Such as "name:kind{fields}", with "..." where they vary.
 std::string outline(const Field& field) {
@@ -35,12 +28,11 @@ std::string outline(const Field& field) {
 
 // The outlines of all classes of a file, or the error.
 template<class T>
-std::vector<std::string> outlinesOf(const std::string& bytes, Common::FactoryManager& factories,
-                                    T value = {}) {
+Lines outlinesOf(const std::string& bytes, Common::FactoryManager& factories, T value = {}) {
     io::BlockStream stream(bytes.data(), bytes.size());
     CommonSerializer serializer(stream, factories);
     serializer.transfer("world", value);
-    std::vector<std::string> outlines;
+    Lines outlines;
     if (!serializer.finish()) {
         return {serializer.getError()};
     }
@@ -49,8 +41,6 @@ std::vector<std::string> outlinesOf(const std::string& bytes, Common::FactoryMan
     }
     return outlines;
 }
-
-using Outlines = std::vector<std::string>;
 
 // Objects of two shapes.
 struct Crate : Common::SerializableObject {
@@ -74,30 +64,28 @@ struct Crate : Common::SerializableObject {
 
 TEST(SerializerFields, AreThoseOfTheValues) {
     Common::FactoryManager factories;
-    qz::test::Values values = qz::test::someValues(), read;
+    Values values = someValues(), read;
     const std::string named = save(values, 7, {.namesFields = true});
     EXPECT_EQ(load(named, read, factories), "");
     EXPECT_EQ(read, values);
     EXPECT_EQ(
-        outlinesOf<qz::test::Values>(named, factories),
-        Outlines{"7:{world:{flag:bool letter:char tiny:i8 small:int number:int large:int huge:uint "
-                 "real:float precise:double colour:int text:row char "
-                 "positions:list{:{x:float y:double}} row:row double flags:list{:bool} "
-                 "nested:list{:list{:int}} queue:list{:row char} list:list{:int} "
-                 "byName:list{:{key:row char value:{x:float y:double}}} "
-                 "byNumber:list{:{key:int value:row char}} "
-                 "several:list{:{key:int value:row char}} names:list{:row char} numbers:list{:int} "
-                 "pair:{first:int second:row char} "
-                 "maybe:optional{:{x:float y:double}} none:optional fixed:fixed float3 "
-                 "outside:{:int :int}}}"});
-    EXPECT_EQ(outlinesOf<qz::test::Values>(save(values), factories), Outlines{});
+        outlinesOf<Values>(named, factories),
+        Lines{"7:{world:{flag:bool letter:char tiny:i8 small:int number:int large:int huge:uint "
+              "real:float precise:double colour:int text:row char "
+              "positions:list{:{x:float y:double}} row:row double flags:list{:bool} "
+              "nested:list{:list{:int}} queue:list{:row char} list:list{:int} "
+              "byName:list{:{key:row char value:{x:float y:double}}} "
+              "byNumber:list{:{key:int value:row char}} "
+              "several:list{:{key:int value:row char}} names:list{:row char} numbers:list{:int} "
+              "pair:{first:int second:row char} "
+              "maybe:optional{:{x:float y:double}} none:optional fixed:fixed float3 "
+              "outside:{:int :int}}}"});
+    EXPECT_EQ(outlinesOf<Values>(save(values), factories), Lines{});
 }
 
 TEST(SerializerFields, AreLearntFromAllObjects) {
-    auto* const factory = new qz::test::TestFactory;
-    factory->add("Crate", [] { return new Crate; });
     Common::FactoryManager factories;
-    factories.addFactory(factory);
+    factories.addFactory(new TestFactory({{"Crate", [] { return new Crate; }}}));
     using World = std::vector<Common::Ref<Crate>>;
     World world{Common::Ref<Crate>(new Crate), Common::Ref<Crate>(new Crate)};
     world[1]->items = {{1, true}};
@@ -105,9 +93,9 @@ TEST(SerializerFields, AreLearntFromAllObjects) {
     const auto outlines = [&] {
         return outlinesOf<World>(save(world, 0, {.namesFields = true}), factories);
     };
-    EXPECT_EQ(outlines(), (Outlines{"0:{world:list{:ref}}",
-                                    "Crate0:{shape:int items:list{:{first:int second:bool}} "
-                                    "label:optional{:row u8} next:ref}"}));
+    EXPECT_EQ(outlines(), (Lines{"0:{world:list{:ref}}",
+                                 "Crate0:{shape:int items:list{:{first:int second:bool}} "
+                                 "label:optional{:row u8} next:ref}"}));
     world[1]->label = "red";
     world.emplace_back(new Crate(1));
     EXPECT_EQ(outlines()[1], "Crate0:{shape:int items:list{:{first:int second:bool}} "
@@ -125,11 +113,10 @@ TEST(SerializerFields, ThatAreWrongAreRefused) {
         int number = 0;
         const std::string length{static_cast<char>((fields.size() & 127) | 128),
                                  static_cast<char>(fields.size() >> 7)};
-        return load(fileWith(std::string("\0\1\0\4", 4) + length + '\0' + fields, 2), number,
-                    factories);
+        return load(fileWith("\0\1\0\4"s + length + '\0' + fields, 2), number, factories);
     };
     const auto whole = [](const std::string& field, char count = 1) {
-        return std::string("\1\0\13\0", 4) + count + field;
+        return "\1\0\13\0"s + count + field;
     };
     EXPECT_EQ(errorOf(whole("\1n\5")), "");
     EXPECT_EQ(errorOf(whole("", 0)), "");
@@ -145,16 +132,16 @@ TEST(SerializerFields, ThatAreWrongAreRefused) {
         {whole("\1n\5").substr(0, 6),
          "fields[0].fields[0].name: a length beyond the end of the record"},
         {whole("\1n\5", 99), "fields[0].fields: a number of items beyond the end of the record"},
-        {whole(std::string("\1n\0", 3)), "fields[0].fields[0]: a kind that does not exist"},
+        {whole("\1n\0"s), "fields[0].fields[0]: a kind that does not exist"},
         {whole("\1n\17"), "fields[0].fields[0]: a kind that does not exist"},
         {whole("\1n\11\6"), "fields[0].fields[0]: a row of what is in none"},
-        {whole(std::string("\1n\12\7\0", 5)), "fields[0].fields[0]: a row without elements"},
-        {whole(std::string("\1n\14\0\2\0\5\0\5", 9)), "fields[0].fields[0]: more than one field"},
-        {whole(std::string("\1n\13\0\0", 5)), "fields[0]: a group without fields"},
+        {whole("\1n\12\7\0"s), "fields[0].fields[0]: a row without elements"},
+        {whole("\1n\14\0\2\0\5\0\5"s), "fields[0].fields[0]: more than one field"},
+        {whole("\1n\13\0\0"s), "fields[0]: a group without fields"},
         {whole("\x80\2" + std::string(256, 'n') + "\5"),
          "fields[0].fields[0]: a name that is too long"},
         {whole("\1n\5") + '\0', "fields of other classes"},
-        {std::string(1, '\0'), "fields of other classes"},
+        {"\0"s, "fields of other classes"},
     };
     for (const auto& [fields, error] : kWrong) {
         EXPECT_EQ(errorOf(fields), error);

@@ -3,23 +3,15 @@
 #include "Serial/Record.h"
 #include "serial/saved.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <memory>
-#include <random>
-#include <string>
-#include <vector>
-
 namespace {
+
+using namespace qz::test;
 
 using Common::CommonSerializer;
 using Common::Identifiable;
 using Common::Record;
 using Common::Ref;
 using Common::SerializableObject;
-using qz::test::load;
-using qz::test::save;
 
 class Node : public SerializableObject {
 public:
@@ -36,9 +28,8 @@ public:
     Ref<Node> next;
     std::vector<Ref<Node>> others;
 
-    static int count;
+    static inline int count = 0;
 };
-int Node::count = 0;
 
 // Has one more member since version 2, in the middle of the others.
 class Ship : public Node {
@@ -61,9 +52,8 @@ public:
     std::string name;
     Ref<Node> escort;
 
-    static std::uint32_t version;
+    static inline std::uint32_t version = 1;
 };
-std::uint32_t Ship::version = 1;
 
 // Takes references apart: counting alone would not free objects in a cycle.
 void takeApart(const std::vector<Ref<Node>>& nodes) {
@@ -76,16 +66,16 @@ void takeApart(const std::vector<Ref<Node>>& nodes) {
 class SerializerGraph : public ::testing::Test {
 protected:
     SerializerGraph() {
-        auto* const factory = new qz::test::TestFactory;
-        factory->add("Node", [] { return new Node; });
-        factory->add("Ship", [] { return new Ship; });
-        factory->add("Thing", [] { return new Identifiable("Thing"); });
-        factories.addFactory(factory);
+        factories.addFactory(new TestFactory({
+            {"Node", [] { return new Node; }},
+            {"Ship", [] { return new Ship; }},
+            {"Thing", [] { return new Identifiable("Thing"); }},
+        }));
     }
     ~SerializerGraph() override { EXPECT_EQ(Node::count, 0) << "objects are left"; }
 
-    Common::FactoryManager factories;
-    Common::FactoryManager nobody;
+    Common::FactoryManager factories, nobody;
+    CommonSerializer::Limits keeping{.keepsUnknown = true};
 };
 
 // Compares all nodes in the order of their numbers, with their references.
@@ -147,8 +137,7 @@ TEST_F(SerializerGraph, ChainsMayBeLong) {
     EXPECT_EQ(countAndFree(std::exchange(chain, {})), kLength);
 
     // A chain whose end cannot be read is released without recursion, too.
-    Ref<Node> end(new Node("Ghost"));
-    chain = makeChain(kLength / 10, std::move(end));
+    chain = makeChain(kLength / 10, Ref<Node>(new Node("Ghost")));
     const std::string cut = save(chain);
     countAndFree(std::exchange(chain, {}));
     EXPECT_TRUE(load(cut, chain, factories)
@@ -182,8 +171,6 @@ TEST_F(SerializerGraph, ChainsThatNobodyAskedForFallWithoutDepth) {
     }
     const std::string bytes = save(nodes);
     takeApart(nodes);
-    CommonSerializer::Limits keeping;
-    keeping.keepsUnknown = true;
     for (Common::FactoryManager* const known : {&factories, &nobody}) {
         io::BlockStream stream(bytes.data(), bytes.size());
         CommonSerializer serializer(stream, *known, keeping);
@@ -231,8 +218,6 @@ TEST_F(SerializerGraph, UnknownClassesAreKept) {
     world = {Ref<Identifiable>(ship.get()), Ref<Identifiable>(ship->escort.get())};
     const std::string bytes = save(world);
 
-    CommonSerializer::Limits keeping;
-    keeping.keepsUnknown = true;
     EXPECT_EQ(load(bytes, kept, nobody, keeping), "");
     auto* const record = dynamic_cast<Record*>(kept.at(0).get());
     ASSERT_NE(record, nullptr);
@@ -259,9 +244,7 @@ TEST_F(SerializerGraph, ErrorsTellWhere) {
     std::vector<Ref<Ship>> ships;
     EXPECT_EQ(load(bytes, read, nobody),
               "world[0]: an object of class \"Node\", which no factory makes");
-    auto* const sharing = new qz::test::TestFactory;
-    sharing->add("Node", [&] { return world[1].get(); });
-    nobody.addFactory(sharing);
+    nobody.addFactory(new TestFactory({{"Node", [&] { return world[1].get(); }}}));
     EXPECT_EQ(load(bytes, read, nobody),
               "world[1]: an object of class \"Node\", which its factory has given out before");
     EXPECT_EQ(load(bytes, ships, factories),

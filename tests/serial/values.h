@@ -2,11 +2,7 @@
 #pragma once
 
 #include "Serial/Containers.h"
-
-#include <cstdint>
-#include <limits>
-#include <string>
-#include <vector>
+#include "support/test.h"
 
 namespace qz::test {
 
@@ -92,35 +88,33 @@ struct Values {
 };
 
 inline Values someValues() {
-    Values values;
-    values.flag = true;
-    values.letter = 'q';
-    values.tiny = -128;
-    values.small = std::numeric_limits<short>::min();
-    values.number = std::numeric_limits<int>::max();
-    values.large = std::numeric_limits<long long>::min();
-    values.huge = std::numeric_limits<std::uint64_t>::max();
-    values.real = -0.0F;
-    values.precise = std::numeric_limits<double>::denorm_min();
-    values.colour = Colour::kGreen;
-    values.text = std::string("a\0b", 3);
-    values.positions = {{1, 2}, {3, 4}};
-    values.row = {1.5, -2.5};
-    values.flags = {true, false, true};
-    values.nested = {{}, {1, -1}, {}};
-    values.queue = {"one", "two"};
-    values.list = {-5, 5};
-    values.byName = {{"a", {5, 6}}, {"b", {7, 8}}};
-    values.byNumber = {{9, "nine"}, {-1, "minus one"}, {4, "four"}};
-    values.several = {{1, "b"}, {1, "a"}, {0, "c"}};
-    values.names = {"x", "y"};
-    values.numbers = {30, 10, 20};
-    values.pair = {-70000, "pair"};
-    values.maybe = Position{9, 10};
-    values.none.reset();
-    values.fixed = {1, 2, 3};
-    values.outside[1].value = 42;
-    return values;
+    return {.flag = true,
+            .letter = 'q',
+            .tiny = -128,
+            .small = std::numeric_limits<short>::min(),
+            .number = std::numeric_limits<int>::max(),
+            .large = std::numeric_limits<long long>::min(),
+            .huge = std::numeric_limits<std::uint64_t>::max(),
+            .real = -0.0F,
+            .precise = std::numeric_limits<double>::denorm_min(),
+            .colour = Colour::kGreen,
+            .text = std::string("a\0b", 3),
+            .positions = {{1, 2}, {3, 4}},
+            .row = {1.5, -2.5},
+            .flags = {true, false, true},
+            .nested = {{}, {1, -1}, {}},
+            .queue = {"one", "two"},
+            .list = {-5, 5},
+            .byName = {{"a", {5, 6}}, {"b", {7, 8}}},
+            .byNumber = {{9, "nine"}, {-1, "minus one"}, {4, "four"}},
+            .several = {{1, "b"}, {1, "a"}, {0, "c"}},
+            .names = {"x", "y"},
+            .numbers = {30, 10, 20},
+            .pair = {-70000, "pair"},
+            .maybe = Position{9, 10},
+            .none = std::nullopt,
+            .fixed = {1, 2, 3},
+            .outside = {{}, {42}}};
 }
 
 } // namespace qz::test
