@@ -21,6 +21,19 @@ inline std::string bytesOf(const ChunkPtr& chain) {
     return result;
 }
 
+// Makes the protected functions accessible.
+struct Parts : Mail::Chunk {
+    using Part = ChunkPtr (Mail::Chunk::*)(std::uint64_t) const;
+    static inline const Part kHead = &Parts::head;
+    static inline const Part kTail = &Parts::tail;
+    static inline const Part kBefore = &Parts::rbefore;
+    static inline const Part kAfter = &Parts::rafter;
+};
+
+inline ChunkPtr part(Parts::Part which, const ChunkPtr& chain, std::uint64_t n) {
+    return ((*chain).*which)(n);
+}
+
 // Each byte tells where it stands.
 inline std::string numberedBytes(int count) {
     std::string data;

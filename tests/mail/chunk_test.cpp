@@ -7,20 +7,7 @@ namespace {
 
 using namespace qz::test;
 
-// Makes the protected functions accessible.
-struct Parts : Mail::Chunk {
-    using Part = ChunkPtr (Mail::Chunk::*)(std::uint64_t) const;
-    static inline const Part kHead = &Parts::head;
-    static inline const Part kTail = &Parts::tail;
-    static inline const Part kBefore = &Parts::rbefore;
-    static inline const Part kAfter = &Parts::rafter;
-};
-
-ChunkPtr part(Parts::Part which, const ChunkPtr& chunk, std::uint64_t n) {
-    return ((*chunk).*which)(n);
-}
-
-TEST(Chunk, SmallRequestsShareABuffer) {
+TEST(Chunk, SmallRequestsShareABufferAndLargeOnesSpanSeveral) {
     Mail::Chunk::try_alloc(1024); // the rest of a buffer, or a whole one
     Mail::Chunk::try_alloc(1024);
     const ChunkPtr a = Mail::Chunk::try_alloc(100);
@@ -32,9 +19,7 @@ TEST(Chunk, SmallRequestsShareABuffer) {
     EXPECT_EQ(rest->size(), 824U);
     EXPECT_EQ(Mail::Chunk::try_alloc(2000)->size(), 1024U);
     EXPECT_EQ(Mail::Chunk::try_alloc(0), nullptr);
-}
 
-TEST(Chunk, AllocSpansBuffers) {
     const ChunkPtr chain = Mail::Chunk::alloc(2000);
     EXPECT_NE(chain->next(), nullptr);
     EXPECT_EQ(chain->totalSize(), 2000U);
@@ -42,36 +27,26 @@ TEST(Chunk, AllocSpansBuffers) {
     EXPECT_EQ(Mail::Chunk::alloc(~std::uint64_t{0}), nullptr);
 }
 
-TEST(Chunk, PartsOfOneChunk) {
-    const ChunkPtr chunk = Mail::Chunk::try_alloc(40);
-    const std::string all = bytesOf(chunk);
-    for (const std::uint64_t n : {std::uint64_t{0}, std::uint64_t{1}, chunk->size() - 1,
-                                  chunk->size(), chunk->size() + 1, ~std::uint64_t{0}}) {
-        const std::size_t cut = static_cast<std::size_t>(std::min<std::uint64_t>(n, all.size()));
-        EXPECT_EQ(bytesOf(part(Parts::kHead, chunk, n)), all.substr(0, cut));
-        EXPECT_EQ(bytesOf(part(Parts::kTail, chunk, n)), all.substr(cut));
-    }
-    EXPECT_EQ(part(Parts::kHead, chunk, 1)->begin(), chunk->begin());
-}
-
-TEST(Chunk, PartsOfAChainShareItsBytes) {
+// Of the first chunk alone, and of the whole chain.
+TEST(Chunk, PartsShareTheBytes) {
     constexpr int kSize = 2500; // three buffers at least
     const std::string all = numberedBytes(kSize);
     const ChunkPtr chain = chainOf(all);
-    std::mt19937 random(6);
-    for (int i = 0; i < 300; ++i) {
-        const std::uint64_t n = random() % (kSize + 100);
-        const ChunkPtr before = part(Parts::kBefore, chain, n);
-        const ChunkPtr after = part(Parts::kAfter, chain, n);
-        ASSERT_EQ(bytesOf(before), all.substr(0, n));
-        ASSERT_EQ(bytesOf(after), n < kSize ? all.substr(n) : "");
-        if (before) {
-            ASSERT_EQ(before->begin(), chain->begin());
+    const std::string first(chain->begin(), chain->end());
+    std::vector<std::uint64_t> cuts(300);
+    std::ranges::generate(cuts, [random = std::mt19937(6)]() mutable { return random() % 2600; });
+    cuts.insert(cuts.end(), {0, first.size() - 1, first.size(), first.size() + 1, kSize, ~0ULL});
+    for (const std::uint64_t n : cuts) {
+        for (const auto& [front, back, whole] : {std::tuple(Parts::kHead, Parts::kTail, first),
+                                                 std::tuple(Parts::kBefore, Parts::kAfter, all)}) {
+            const auto at = static_cast<std::size_t>(std::min<std::uint64_t>(n, whole.size()));
+            const ChunkPtr before = part(front, chain, n), after = part(back, chain, n);
+            ASSERT_EQ(bytesOf(before), whole.substr(0, at));
+            ASSERT_EQ(bytesOf(after), whole.substr(at));
+            ASSERT_EQ(before ? before->begin() : nullptr, at != 0 ? chain->begin() : nullptr);
+            ASSERT_EQ(after == nullptr, at == whole.size());
         }
     }
-    EXPECT_EQ(part(Parts::kBefore, chain, 0), nullptr);
-    EXPECT_EQ(part(Parts::kAfter, chain, kSize), nullptr);
-    EXPECT_EQ(part(Parts::kAfter, chain, ~std::uint64_t{0}), nullptr);
 }
 
 TEST(Chunk, LongChainsAreReleasedWithoutRecursion) {

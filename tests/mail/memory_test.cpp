@@ -44,12 +44,6 @@ std::string rest(Mail::ByteReader& reader) {
     return result;
 }
 
-struct Parts : Mail::Chunk {
-    static ChunkPtr before(const ChunkPtr& chain, std::uint64_t n) {
-        return ((*chain).*(&Parts::rbefore))(n);
-    }
-};
-
 TEST(MailMemory, ChunksGiveAllOfAPartOrNothing) {
     const std::string data = numberedBytes(3000);
     const ChunkPtr chain = chainOf(data);
@@ -63,23 +57,23 @@ TEST(MailMemory, ChunksGiveAllOfAPartOrNothing) {
     // Each checks what it got, and returns whether it got all that it asked for.
     const std::function<bool()> calls[] = {
         [&] {
-            const ChunkPtr part = Parts::before(chain, 2500);
-            EXPECT_EQ(bytesOf(part), part ? data.substr(0, 2500) : "");
-            return static_cast<bool>(part);
+            const ChunkPtr before = part(Parts::kBefore, chain, 2500);
+            EXPECT_EQ(bytesOf(before), before ? data.substr(0, 2500) : "");
+            return static_cast<bool>(before);
         },
         [&] {
             begin();
-            const ChunkPtr part = reader.getData(most.size());
-            EXPECT_EQ(bytesOf(part), part ? most : "");
-            EXPECT_EQ(rest(reader), data.substr(part ? 10 + most.size() : 10));
-            return static_cast<bool>(part);
+            const ChunkPtr got = reader.getData(most.size());
+            EXPECT_EQ(bytesOf(got), got ? most : "");
+            EXPECT_EQ(rest(reader), data.substr(got ? 10 + most.size() : 10));
+            return static_cast<bool>(got);
         },
         [&] {
             begin();
-            const ChunkPtr part = reader.getRemainingData();
-            EXPECT_EQ(bytesOf(part), part ? data.substr(10) : "");
-            EXPECT_EQ(rest(reader), part ? "" : data.substr(10));
-            return static_cast<bool>(part);
+            const ChunkPtr got = reader.getRemainingData();
+            EXPECT_EQ(bytesOf(got), got ? data.substr(10) : "");
+            EXPECT_EQ(rest(reader), got ? "" : data.substr(10));
+            return static_cast<bool>(got);
         },
         [&] {
             begin();
@@ -126,10 +120,9 @@ TEST(MailMemory, MessagesGetAllThatAWriterWroteOrNothing) {
         }
     }
     ASSERT_EQ(message.getSize(), data.size() * 2);
-    Mail::Reader reader(message);
-    for (const char byte : data + data) {
-        ASSERT_EQ(reader.get(8), static_cast<unsigned char>(byte));
-    }
+    std::string all(data.size() * 2, 0);
+    message.getBytes(all.data(), all.size());
+    ASSERT_EQ(all, data + data);
     {
         const ScarcePool bodies(Mail::MsgImpl::m_pool);
         const Mail::Message none(1);

@@ -39,7 +39,7 @@ TEST(Pool, HandsOutTheItemFreedLast) {
     }
 }
 
-TEST(Pool, EndsAfter8192Blocks) {
+TEST(Pool, EndsAfter8192BlocksOrIfNoneHoldsAnItem) {
     Mem::Pool pool(kBlock, 1);
     void* item = nullptr;
     for (int i = 0; i < 8192; ++i) {
@@ -49,9 +49,7 @@ TEST(Pool, EndsAfter8192Blocks) {
     EXPECT_EQ(pool.alloc(), nullptr);
     pool.free(item);
     EXPECT_EQ(pool.alloc(), item);
-}
 
-TEST(Pool, HasNothingToGiveIfNoBlockHoldsAnItem) {
     constexpr std::uint64_t kHuge = std::numeric_limits<std::uint64_t>::max();
     EXPECT_EQ(Mem::Pool(kHuge / 4, 8).alloc(), nullptr);
     EXPECT_EQ(Mem::Pool(kHuge, 1).alloc(), nullptr);
@@ -126,13 +124,8 @@ TEST(Ptr, DeletesWithTheLastReferenceIntoThePool) {
     EXPECT_EQ(living, 1);
     c = nullptr;
     EXPECT_EQ(living, 0) << "what was detached had no references";
-}
-
-TEST(PoolOf, TakesTheItemBackIfAConstructorThrows) {
-    int living = 0;
-    const void* const place = Thing::pool().make(living).get();
     EXPECT_THROW(Thing::pool().make("no"), std::runtime_error);
-    EXPECT_EQ(Thing::pool().make(living).get(), place);
+    EXPECT_EQ(Thing::pool().make(living).get(), place) << "after a constructor has thrown";
 }
 
 } // namespace

@@ -5,24 +5,16 @@
 
 namespace {
 
-class Box : public Mail::Mailbox {
-public:
+struct Box : Mail::Mailbox {
     using Receive = std::function<bool(const Mail::Message&)>;
 
-    Box(std::uint32_t ownAddress, Receive receive)
-        : Mailbox(ownAddress), receive_(std::move(receive)) {}
-    ~Box() override {
-        if (atEnd) {
-            atEnd();
-        }
-    }
+    Box(std::uint32_t own, Receive receiver) : Mailbox(own), onMessage(std::move(receiver)) {}
+    ~Box() override { atEnd(); }
 
-    bool receive(const Mail::Message& message) override { return receive_(message); }
+    bool receive(const Mail::Message& message) override { return onMessage(message); }
 
-    std::function<void()> atEnd;
-
-private:
-    Receive receive_;
+    Receive onMessage;
+    std::function<void()> atEnd = [] {};
 };
 
 Mem::Ptr<Box> box(
