@@ -23,7 +23,6 @@ public:
 
 class Machine : public FSM {
 public:
-    Machine() : FSM("tested") {}
     using FSM::FSM;
     using FSM::onSymbol;
     using FSM::onSymbolDelayed;
@@ -87,7 +86,7 @@ private:
         }
     }
 
-    Machine machine_;
+    Machine machine_{"tested"};
     Descriptor* tables_;
     Recipient first_{this, "a"}, second_{this, "b"};
     int callsLeft_ = 4;
@@ -146,23 +145,23 @@ TEST(FSM, DoesWhatTheRulesSay) {
 }
 
 struct Recorder final : FSM::SymbolRecepient {
-    void onOutputSymbol(Number symbol) override { symbols.push_back(symbol); }
+    void onOutputSymbol(Number symbol) override {
+        symbols.push_back(symbol);
+        if (symbol == thrown) {
+            throw 1;
+        }
+    }
     std::vector<Number> symbols;
+    Number thrown = kNone;
 };
 
 TEST(FSM, GoesOnAfterARecipientThatThrows) {
-    struct Thrower final : FSM::SymbolRecepient {
-        void onOutputSymbol(Number symbol) override {
-            if (symbol == 1) {
-                throw 1;
-            }
-        }
-    } thrower;
+    Recorder recorder;
+    recorder.thrown = 1;
     Descriptor descriptor(0);
     descriptor.addTransition(0, 0, 1, 0, FSM::kKeepStack);
     descriptor.addTransition(0, 1, 2, 3, FSM::kKeepStack);
-    Machine machine;
-    machine.init(&descriptor, &thrower);
+    Machine machine("throwing", &descriptor, &recorder);
     EXPECT_THROW(machine.onSymbol(0), int);
     machine.onSymbol(1);
     EXPECT_EQ(machine.getState(), 3U);

@@ -16,9 +16,9 @@ TEST(Globals, AreThereWhenTheLibraryIs) {
     EXPECT_NE(globalMail, nullptr);
     ASSERT_NE(Common::globalFactoryManager, nullptr);
     EXPECT_EQ(Common::globalFactoryManager->getRefCount(), 1);
-}
+    EXPECT_STREQ(std::setlocale(LC_NUMERIC, nullptr), "C") << "numbers have a point";
 
-TEST(Globals, TheRegistryIsOneAndEachCallAddsAReference) {
+    // The registry is one, and each call adds a reference.
     ASSERT_NE(registry, nullptr);
     EXPECT_EQ(registry->getRefCount(), 2) << "the library's own and that of the name";
     Common::FactoryManager* again = nullptr;
@@ -40,10 +40,6 @@ TEST(Globals, TheAllocatorWatchTellsWhatHappenedSinceTheLastLook) {
     EXPECT_EQ(look(), "total 3.00 Mb, new 1, delete 0") << "a publisher only looked";
     bytes = qz::vector<char>();
     EXPECT_EQ(look(), "total 0.00 Mb, new 0, delete 1");
-}
-
-TEST(Globals, NumbersHaveAPointInThisProcess) {
-    EXPECT_STREQ(std::setlocale(LC_NUMERIC, nullptr), "C");
 }
 
 TEST(Globals, DebugNewTouchesItsFile) {
