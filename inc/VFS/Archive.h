@@ -33,6 +33,9 @@
  * Bytes behind an archive and its comment are ignored with a WARNING line: the file may be a part
  * of a damaged larger archive, whose last entry was an archive itself.
  *
+ * An archive is opened by its path again for files that are read: a relative path then starts at
+ * the current directory of that moment. If the archive is gone, reading its files fails.
+ *
  * Mounted directories should only have ordinary files: on Linux opening a pipe waits for its other
  * end.
  *

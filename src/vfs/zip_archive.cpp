@@ -2,6 +2,7 @@
 
 #include "core/library_log.h"
 #include "vfs/archive_state.h"
+#include "vfs/mounted_file.h"
 #include "vfs/zip_directory.h"
 #include "vfs/zip_file.h"
 
@@ -84,7 +85,10 @@ public:
         }
         std::unique_ptr<OpenFile> opened = takeIdle();
         if (!opened) {
-            return nullptr;
+            const PHYSFS_ErrorCode error = PHYSFS_getLastErrorCode();
+            complain(node, "the archive cannot be opened");
+            // "Missing" would let PhysicsFS's callers take a later mount's file for the first one.
+            return fail(saysMissing(error) ? PHYSFS_ERR_IO : error);
         }
         opened->node = &node;
         if (const char* const flaw = opened->file.open(node.entry(), dataEnd_)) {
@@ -107,6 +111,7 @@ public:
     }
 
 private:
+    // Null, with PhysicsFS's error set, if the archive cannot be opened by its path again.
     std::unique_ptr<OpenFile> takeIdle() {
         const std::lock_guard lock(mutex_);
         if (idle_.empty()) {

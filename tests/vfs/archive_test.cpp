@@ -333,6 +333,22 @@ TEST_F(VfsArchive, TheEndIsNeitherInACommentNorIsSomethingBehindIt) {
                      "Mounted cut.zip to /."}));
 }
 
+// Here a relative path leads elsewhere after a change of the current directory. Renaming the
+// archive would have the same effect, but not every system allows that.
+TEST_F(VfsArchive, AnArchiveThatIsGoneIsNotReplacedByALaterMount) {
+    fs::copy_file(given / "small.zip", "new.zip");
+    write("old/fine.txt", "old");
+    fs::create_directory("elsewhere");
+    ASSERT_TRUE(mount("new") && mount(fs::absolute("old").string()));
+    fs::current_path("elsewhere");
+    log.take();
+    EXPECT_EQ(read("fine.txt"), std::nullopt);
+    readOptional("fine.txt", -1);
+    const std::string reason = "new.zip: fine.txt: the archive cannot be opened.";
+    const std::string failure = "Can't open file fine.txt.";
+    EXPECT_EQ(log.messages(), (Lines{reason, failure, reason, failure}));
+}
+
 // Cuts a small archive at every length and flips bits in every byte. It is refused, its files are,
 // or they are read unchanged. No file is left open: then it could not be unmounted.
 TEST_F(VfsArchive, DamageDoesNoHarm) {
