@@ -34,7 +34,8 @@
  * of a damaged larger archive, whose last entry was an archive itself.
  *
  * An archive is opened by its path again for files that are read: a relative path then starts at
- * the current directory of that moment. If the archive is gone, reading its files fails.
+ * the current directory of that moment. Reading a file fails if the archive is gone, or if another
+ * one in its place has no entry of that name at the same position.
  *
  * Mounted directories should only have ordinary files: on Linux opening a pipe waits for its other
  * end.

@@ -91,9 +91,9 @@ public:
             return fail(saysMissing(error) ? PHYSFS_ERR_IO : error);
         }
         opened->node = &node;
-        if (const char* const flaw = opened->file.open(node.entry(), dataEnd_)) {
-            complain(node, flaw);
-            close(std::move(opened));
+        if (const char* const flaw =
+                opened->file.open(node.entry(), index_.nameOf(node), dataEnd_)) {
+            complain(node, flaw); // and does not keep the view: it may be of another archive
             return fail(PHYSFS_ERR_CORRUPT);
         }
         return &opened.release()->io;

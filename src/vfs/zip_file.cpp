@@ -35,7 +35,7 @@ ZipFile::~ZipFile() {
     }
 }
 
-const char* ZipFile::open(const ZipEntry& entry, std::uint64_t dataEnd) {
+const char* ZipFile::open(const ZipEntry& entry, std::string_view name, std::uint64_t dataEnd) {
     entry_ = entry;
     position_ = 0;
     const std::uint64_t likelyEnd = entry.header + kExpectedHeader + entry.packed;
@@ -46,16 +46,28 @@ const char* ZipFile::open(const ZipEntry& entry, std::uint64_t dataEnd) {
     }
     zip::LocalHeader header;
     std::copy_n(start.begin(), zip::LocalHeader::kSize, header.bytes.begin());
-    const std::uint64_t length =
-        zip::LocalHeader::kSize + zip::kLocalName.of(header) + zip::kLocalExtra.of(header);
-    data_ = entry.header + length;
+    const std::uint64_t behindFixed = zip::kLocalName.of(header) + zip::kLocalExtra.of(header);
+    data_ = entry.header + zip::LocalHeader::kSize + behindFixed;
     if (!header.hasSignature(zip::kLocalSignature) || data_ > dataEnd ||
         entry.packed > dataEnd - data_) {
         return kMisplaced;
     }
     input_.setEnd(data_ + entry.packed);
-    input_.skip(length);
+    input_.skip(zip::LocalHeader::kSize);
+    if (zip::kLocalName.of(header) != name.size() || !isNext(name)) {
+        return kMisplaced;
+    }
+    input_.skip(behindFixed);
     return entry.size == 0 && entry.sum != 0 ? kWrongSum : begin();
+}
+
+// Whether the name comes next. In an archive of DOS it may have other separators.
+bool ZipFile::isNext(std::string_view name) {
+    const zip::Bytes bytes = input_.peek(name.size());
+    return bytes.size() >= name.size() &&
+           std::equal(name.begin(), name.end(), bytes.begin(), [](char letter, std::uint8_t byte) {
+               return static_cast<std::uint8_t>(letter) == byte || (letter == '/' && byte == '\\');
+           });
 }
 
 // Prepares for reading from the beginning of the data.

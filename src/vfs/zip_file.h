@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 namespace vfs {
 
@@ -23,10 +24,10 @@ public:
     ZipFile& operator=(const ZipFile&) = delete;
 
     // Both return null, or why they failed. The entry must be readable. Opening fails if the data
-    // does not lie before `dataEnd`, or if the file is empty and its sum is not 0. Reading fails if
-    // fewer than `count` bytes are left, and at the end of a file that was read from its beginning
-    // and does not have the right sum.
-    const char* open(const ZipEntry& entry, std::uint64_t dataEnd);
+    // does not lie before `dataEnd` behind a header with the entry's name, or if the file is empty
+    // and its sum is not 0. Reading fails if fewer than `count` bytes are left, and at the end of a
+    // file that was read from its beginning and does not have the right sum.
+    const char* open(const ZipEntry& entry, std::string_view name, std::uint64_t dataEnd);
     const char* read(void* to, std::size_t count);
 
     // The position must not be past the end.
@@ -36,6 +37,7 @@ public:
     std::uint64_t size() const { return entry_.size; }
 
 private:
+    bool isNext(std::string_view name);
     const char* begin();
     const char* moveTo(std::uint64_t position);
     const char* produce(std::uint8_t* to, std::size_t count);

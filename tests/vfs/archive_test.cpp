@@ -349,6 +349,25 @@ TEST_F(VfsArchive, AnArchiveThatIsGoneIsNotReplacedByALaterMount) {
     EXPECT_EQ(log.messages(), (Lines{reason, failure, reason, failure}));
 }
 
+// The other archive has the same bytes, except for the entry's name.
+TEST_F(VfsArchive, AnotherArchiveAtTheSamePathIsNotRead) {
+    std::string archive = readFile(given / "small.zip");
+    writeFile("new.zip", archive);
+    ASSERT_TRUE(mount("new"));
+    const std::string name = "fine.txt";
+    for (auto at = archive.find(name); at != std::string::npos; at = archive.find(name)) {
+        archive.replace(at, name.size(), "five.txt");
+    }
+    write("elsewhere/new.zip", archive);
+    fs::current_path("elsewhere");
+    log.take();
+    EXPECT_EQ(read(name), std::nullopt);
+    EXPECT_EQ(log.messages(), (Lines{"new.zip: fine.txt: its data is not where the archive says.",
+                                     "Can't open file fine.txt."}));
+    fs::current_path("..");
+    EXPECT_EQ(read(name), "fine") << "the other archive is not kept open";
+}
+
 // Cuts a small archive at every length and flips bits in every byte. It is refused, its files are,
 // or they are read unchanged. No file is left open: then it could not be unmounted.
 TEST_F(VfsArchive, DamageDoesNoHarm) {

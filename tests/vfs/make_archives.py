@@ -174,7 +174,7 @@ def main(folder, program):
     python_zip(path("python.zip"))
     info_zip(path("infozip.zip"), program)
     big_zip(path("big.zip"))
-    stored = [Entry(name.encode(), data) for name, data in FILES.items()]
+    stored = [Entry(name.encode().replace(b"/", b"\\"), data, DOS) for name, data in FILES.items()]
     sizes = struct.pack("<3H", 7, 2, 0) + numbers64(3, 3)
     stored64 = zip64(*stored, Entry(b"far.txt", b"far", size=HUGE, packed=HUGE, extra=sizes))
     program_text = b"#!/bin/sh\nexit\n"
