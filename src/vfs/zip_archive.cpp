@@ -7,6 +7,8 @@
 #include "vfs/zip_file.h"
 
 #include <algorithm>
+#include <atomic>
+#include <cstddef>
 #include <memory>
 #include <mutex>
 #include <new>
@@ -18,8 +20,12 @@ namespace vfs {
 
 namespace {
 
-// How many closed files are kept for the next ones to be opened. Each has a view of the archive.
+// How many closed files are kept for the next ones to be opened: of an archive, and of all
+// archives. Each has a view of its archive, which takes a descriptor.
 constexpr std::size_t kMostIdle = 2;
+constexpr std::size_t kMostIdleOfAll = 32;
+
+constinit std::atomic<std::size_t> idleOfAll{0};
 
 std::nullptr_t fail(PHYSFS_ErrorCode code) {
     PHYSFS_setErrorCode(code);
@@ -65,6 +71,9 @@ public:
         : io_(io), dataEnd_(extent.start), name_(name), index_(extent.entries) {
         idle_.reserve(kMostIdle);
     }
+    ~ZipArchive() { idleOfAll -= idle_.size(); }
+    ZipArchive(const ZipArchive&) = delete;
+    ZipArchive& operator=(const ZipArchive&) = delete;
 
     const char* readDirectory(const ZipExtent& extent) {
         const char* const refusal = readZipDirectory(io_, extent, name_.c_str(), index_);
@@ -102,7 +111,11 @@ public:
     void close(std::unique_ptr<OpenFile> file) {
         const std::lock_guard lock(mutex_);
         if (idle_.size() < kMostIdle) {
-            idle_.push_back(std::move(file));
+            if (idleOfAll++ < kMostIdleOfAll) {
+                idle_.push_back(std::move(file));
+            } else {
+                --idleOfAll;
+            }
         }
     }
 
@@ -120,6 +133,7 @@ private:
         }
         std::unique_ptr<OpenFile> file = std::move(idle_.back());
         idle_.pop_back();
+        --idleOfAll;
         return file;
     }
 

@@ -1,5 +1,6 @@
 // Behaviour of Linux alone: user folders by environment, sharing, paths that are not ordinary
-// files.
+// files, descriptors.
+#include "VFS/Archive.h"
 #include "VFS/Locations.h"
 #include "VFS/Paths.h"
 
@@ -154,6 +155,30 @@ TEST_F(Posix, WhatIsNoOrdinaryFileIsRefusedWithoutWaiting) {
     }
     close(otherEnd);
     EXPECT_FALSE(openRead("fifo") || openAppend("fifo"));
+}
+
+TEST_F(Posix, ArchivesThatWereReadKeepFewDescriptors) {
+    const LogCapture log;
+    const std::string given = readFile("../../archives/small.zip");
+    vfs_init();
+    constexpr std::ptrdiff_t kArchives = 50;
+    const std::ptrdiff_t before = countIn("/proc/self/fd");
+    for (int round = 0; round < 2; ++round) {
+        for (int i = 0; i < kArchives; ++i) {
+            const std::string number = std::to_string(i);
+            writeFile(number + ".zip", given);
+            ASSERT_NE(vfs_mount(number.c_str(), number.c_str(), 1), 0);
+            void* const text = vfs_read_file((number + "/fine.txt").c_str(), nullptr);
+            EXPECT_NE(text, nullptr);
+            vfs_free_file_buffer(text);
+        }
+        EXPECT_EQ(countIn("/proc/self/fd") - before, kArchives + 32) << round;
+        for (int i = 0; i < kArchives; ++i) {
+            EXPECT_NE(vfs_unmount(std::to_string(i).c_str()), 0);
+        }
+        EXPECT_EQ(countIn("/proc/self/fd"), before);
+    }
+    vfs_deinit();
 }
 
 TEST_F(Posix, HandlesAreNotInheritedAndWhatClosingReportsIsLogged) {
