@@ -1,10 +1,9 @@
 /* Three standard directories for a program's files, and a list of named locations to offer to a
  * user.
  *
- * Threads: the directories and the list are process-wide and not locked. VFS_init, VFS_exit,
- * VFS_add_location and VFS_del_location must not run at the same time as each other or as
- * VFS_get_locations; normally the host's main thread calls them. Any thread may call the getters of
- * the directories while VFS_init does not run.
+ * Threads: the directories and the list are process-wide. Any thread may call the functions for the
+ * list, at any time. Any thread may call the getters of the directories while VFS_init does not
+ * run; normally the host's main thread calls it, once.
  */
 #ifndef QZCORE_VFS_LOCATIONS_H
 #define QZCORE_VFS_LOCATIONS_H
@@ -74,7 +73,8 @@ QZ_API unsigned int VFS_add_location(const VFS_Location* location);
 QZ_API unsigned int VFS_del_location(const char* path);
 
 /* Called for each location; the texts are valid during the call only. It must return normally and
- * must not change the list. */
+ * must not change the list. Other threads that use the list wait for it, so it must not wait for
+ * them. */
 typedef void (*VFS_location_callback)(void* context, const VFS_Location* location);
 
 /* Calls the callback for each location of the list, oldest first, and then for each drive.

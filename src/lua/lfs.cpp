@@ -169,38 +169,33 @@ int tempdir(lua_State* state) {
 struct LocationTexts {
     char* texts;
     std::size_t room;
-    std::size_t size;
+    std::size_t size; // of all texts, also of those that have no room
 };
-
-std::size_t sizeOf(const VFS_Location& location) {
-    return std::strlen(location.name) + 1 + std::strlen(location.path) + 1;
-}
-
-void addSize(void* context, const VFS_Location* location) {
-    *static_cast<std::size_t*>(context) += sizeOf(*location);
-}
 
 void packText(LocationTexts& packed, const char* text) {
     const std::size_t size = std::strlen(text) + 1;
-    std::memcpy(packed.texts + packed.size, text, size);
+    if (size <= packed.room && packed.size <= packed.room - size) {
+        std::memcpy(packed.texts + packed.size, text, size);
+    }
     packed.size += size;
 }
 
 void packLocation(void* context, const VFS_Location* location) {
     auto& packed = *static_cast<LocationTexts*>(context);
-    if (sizeOf(*location) <= packed.room - packed.size) {
-        packText(packed, location->name);
-        packText(packed, location->path);
-    }
+    packText(packed, location->name);
+    packText(packed, location->path);
 }
 
-// Leaves the block that holds the texts on the stack. Allocating the block may run a finaliser that
-// changes the list; locations that do not fit then are left out.
+// Leaves the block that holds the texts on the stack. The list may have grown by the time there is
+// a block: other threads change it, and so may a finaliser.
 LocationTexts packLocations(lua_State* state) {
-    std::size_t size = 0;
-    VFS_get_locations(addSize, &size);
-    LocationTexts packed = {static_cast<char*>(lua_newuserdata(state, size)), size, 0};
+    LocationTexts packed = {nullptr, 0, 0};
     VFS_get_locations(packLocation, &packed);
+    while (packed.size > packed.room) {
+        lua_settop(state, 0);
+        packed = {static_cast<char*>(lua_newuserdata(state, packed.size)), packed.size, 0};
+        VFS_get_locations(packLocation, &packed);
+    }
     return packed;
 }
 

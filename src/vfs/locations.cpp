@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstring>
 #include <list>
+#include <mutex>
 #include <new>
 #include <string>
 #include <string_view>
@@ -53,16 +54,18 @@ struct Locations {
         byPath;
 };
 
-Locations* locations = nullptr;
+// Held while a callback gets the list, which may ask for the list again.
+constinit std::recursive_mutex listMutex;
+constinit Locations* locations = nullptr;
 
 // The part of a text that a location keeps.
 std::string_view cut(const char* text) {
     return {text, strnlen(text, kPathRoom - 1)};
 }
 
-// Adds a location and returns null, or returns the location that has the path already. Throws
-// std::bad_alloc.
-const LocationRecord* addLocation(const VFS_Location& location) {
+// Returns false and the name of the location that has the path already. Throws std::bad_alloc.
+bool addLocation(const VFS_Location& location, char (&sameName)[kPathRoom]) {
+    const std::lock_guard lock(listMutex);
     if (locations == nullptr) {
         locations = new Locations;
     }
@@ -70,13 +73,18 @@ const LocationRecord* addLocation(const VFS_Location& location) {
     added.push_back({std::string(cut(location.name)), std::string(cut(location.path))});
     const auto [place, isNew] = locations->byPath.try_emplace(added.front().path, added.begin());
     if (!isNew) {
-        return &*place->second;
+        std::snprintf(sameName, sizeof sameName, "%s", place->second->name.c_str());
+        return false;
     }
     locations->records.splice(locations->records.end(), added);
-    return nullptr;
+    return true;
 }
 
 bool removeLocation(const char* path) {
+    const std::lock_guard lock(listMutex);
+    if (locations == nullptr) {
+        return false;
+    }
     const auto found = locations->byPath.find(cut(path));
     if (found == locations->byPath.end()) {
         return false;
@@ -85,6 +93,17 @@ bool removeLocation(const char* path) {
     locations->byPath.erase(found);
     locations->records.erase(record);
     return true;
+}
+
+void callForLocations(VFS_location_callback callback, void* context) {
+    const std::lock_guard lock(listMutex);
+    if (locations == nullptr) {
+        return;
+    }
+    for (const LocationRecord& record : locations->records) {
+        const VFS_Location location = {record.name.c_str(), record.path.c_str()};
+        callback(context, &location);
+    }
 }
 
 void endWithSeparator(char* directory) {
@@ -151,6 +170,7 @@ unsigned int VFS_init(const char* application, const char* base_hint) {
 }
 
 void VFS_exit(void) {
+    const std::lock_guard lock(listMutex);
     delete std::exchange(locations, nullptr);
 }
 
@@ -171,12 +191,13 @@ unsigned int VFS_add_location(const VFS_Location* location) {
         return 0;
     }
     try {
-        const LocationRecord* const same = addLocation(*location);
-        if (same != nullptr) {
-            qz_logf("VFS", QZ_LOG_ERROR, R"(add_location {"%s", "%s"}: path already added as "%s")",
-                    location->name, location->path, same->name.c_str());
+        char same[kPathRoom];
+        if (addLocation(*location, same)) {
+            return 1;
         }
-        return same == nullptr ? 1 : 0;
+        qz_logf("VFS", QZ_LOG_ERROR, R"(add_location {"%s", "%s"}: path already added as "%s")",
+                location->name, location->path, same);
+        return 0;
     } catch (const std::bad_alloc&) {
         qz_logf("VFS", QZ_LOG_ERROR, R"(add_location {"%s", "%s"}: not enough memory)",
                 location->name, location->path);
@@ -185,19 +206,14 @@ unsigned int VFS_add_location(const VFS_Location* location) {
 }
 
 unsigned int VFS_del_location(const char* path) {
-    return path != nullptr && locations != nullptr && removeLocation(path) ? 1 : 0;
+    return path != nullptr && removeLocation(path) ? 1 : 0;
 }
 
 unsigned int VFS_get_locations(VFS_location_callback callback, void* context) {
     if (callback == nullptr) {
         return 0;
     }
-    if (locations != nullptr) {
-        for (const LocationRecord& record : locations->records) {
-            const VFS_Location location = {record.name.c_str(), record.path.c_str()};
-            callback(context, &location);
-        }
-    }
+    callForLocations(callback, context);
     return vfs::kPlatform.get_drives(callback, context);
 }
 

@@ -54,6 +54,12 @@ TEST(Locations, AreListedOldestFirstAndThenTheDrives) {
     Locations expected = {{"same", "C:/One"}, {"same", "C:\\One"}};
     expected.insert(expected.end(), drives.begin(), drives.end());
     EXPECT_EQ(allLocations(), expected);
+    const auto listAgain = [](void* context, const VFS_Location*) {
+        *static_cast<Locations*>(context) = allLocations();
+    };
+    Locations inner;
+    VFS_get_locations(listAgain, &inner);
+    EXPECT_EQ(inner, expected);
     VFS_exit();
     EXPECT_EQ(allLocations(), drives);
     VFS_get_locations(nullptr, nullptr);
