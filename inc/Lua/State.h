@@ -14,7 +14,8 @@
  * Threads: a state is for one thread at a time; different states are independent.
  *
  * Errors: Lua functions (those of the type lua_CFunction) raise Lua errors. So does
- * QZ_lua_copyindex when memory runs out, as Lua's own functions do; the others never raise.
+ * QZ_lua_copyindex when memory runs out, or when a finalizer of the state's scripts raises while
+ * Lua collects, as Lua's own functions do; the others never raise.
  */
 #ifndef QZCORE_LUA_STATE_H
 #define QZCORE_LUA_STATE_H
@@ -78,8 +79,8 @@ QZ_API int QZ_lua_loadmounted(lua_State* state, const char* path);
  * same happens if a stack has no room, or if there is a table at `index` but none on top.
  *
  * The source's stack is left as it was. The two states may be threads of one Lua state, or the
- * same. When memory runs out, a Lua error is raised in the state that needed it, and then the
- * source's stack may hold values on top. */
+ * same. When memory runs out or a finalizer raises, a Lua error is raised in the state where it
+ * happened, and then the source's stack may hold values on top. */
 QZ_API void QZ_lua_copyindex(lua_State* destination, lua_State* source, int index);
 
 /* Library openers. Call them through Lua, as its own openers: with lua_call and the library's name
