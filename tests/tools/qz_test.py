@@ -48,13 +48,19 @@ SAVED = saved(b"\3" + b"\x04\x04" + b"\1\0\4Ship\0" + b"\0" + b"\1" + b"\2\1\7P\
               b"\x12\x02" + b"\2\1" + bytes(range(64, 82)) + b"\0\0")
 
 
+def compact(number):
+    """The number, seven bits in a byte."""
+    more = number >> 7
+    return (bytes([number & 127 | 128]) + compact(more)) if more else bytes([number])
+
+
 def field(name, kind, more=b""):
     return bytes([len(name)]) + name.encode() + bytes([kind]) + more
 
 
 def group(*fields, kind=11, varies=0):
     """What is behind the kind of a group, a list or an optional value."""
-    return bytes([varies, len(fields)]) + b"".join(fields)
+    return bytes([varies]) + compact(len(fields)) + b"".join(fields)
 
 
 # A list of two references and a place; then a ship, and a port of which not all is told.
@@ -328,7 +334,7 @@ class QzTest(unittest.TestCase):
             "version": 0, "fields": {"fleet": [{"object": 1}, {"object": 2}], "place": [1.5, "inf"], "open": True},
             "objects": [
                 {"number": 1, "class": "Ship", "version": 0, "fields": {
-                    "name": "a\x1b", "crew": 7, "log": [1, 2], "depths": [-128], "home": {"object": 2}, "home'": True}},
+                    "name": "a\x1b", "crew": 7, "log": [1, 2], "depths": [-128], "home": {"object": 2}, "home'2": True}},
                 {"number": 2, "class": "Port", "version": 0, "fields": {"kind": -3}, "bytes": "7879",
                  "references": [None]}]})
         # What is said of the values and what there is do not fit; nothing is lost.
@@ -338,12 +344,20 @@ class QzTest(unittest.TestCase):
             '0 objects, version 0, 3 bytes, 0 references\n'
             '  7f 61 62                                         .ab\n'))
 
+    def test_dump_of_names_that_come_again(self):
+        # One of them is another's key.
+        values = compact(8001) + b"\0" + b"\1" * 8001
+        names = b"\1" + field("", 11, group(field("a'2", 4), *[field("a", 4)] * 8000))
+        (self.folder / "again.qzo").write_bytes(saved(b"\0" + values + compact(len(names)) + b"\0" + names, 2))
+        code, out, err = self.run_qz("dump", "--json", "again.qzo")
+        self.assertEqual((code, err), (0, ""))
+        self.assertEqual(list(json.loads(out)["fields"]), ["a'2", "a"] + [f"a'{i}" for i in range(3, 8002)])
+
     def test_dump_of_a_chain_longer_than_any_line(self):
         links = 20000
         body = bytearray(b"\0\0\1\1\0\1L\0")
         for number in range(2, links + 1):
-            compact = bytes([number & 127 | 128, number >> 7 & 127 | 128, number >> 14])
-            body += b"\0\1" + compact + b"\0"
+            body += b"\0\1" + compact(number) + b"\0"
         (self.folder / "chain.qzo").write_bytes(saved(bytes(body + b"\0\0")))
         lines = self.run_qz("dump", "chain.qzo").splitlines()
         self.assertEqual([line for line in lines if line.endswith("below")][:2],

@@ -4,7 +4,7 @@
 #include "terminal.h"
 
 #include <algorithm>
-#include <set>
+#include <map>
 #include <utility>
 
 namespace {
@@ -55,7 +55,7 @@ private:
     struct Open {
         bool isArray;
         std::size_t done = 0;
-        std::set<std::string> keys;
+        std::map<std::string, std::size_t> names; // and keys, with how often they came
     };
 
     bool takeStep() {
@@ -104,11 +104,18 @@ private:
         if (open.isArray) {
             return;
         }
-        std::string key = walk_.name().empty() ? std::to_string(open.done - 1) : walk_.name();
-        while (!open.keys.insert(key).second) {
-            key += '\''; // as a class has what its base has, too
+        text_ += jsonString(keyOf(open)) + ": ";
+    }
+
+    // A name comes again if a class has what its base has, too; it then gets its number.
+    std::string keyOf(Open& open) {
+        const std::string name =
+            walk_.name().empty() ? std::to_string(open.done - 1) : walk_.name();
+        std::string key = name;
+        while (!open.names.emplace(key, 1).second) {
+            key = name + '\'' + std::to_string(++open.names[name]);
         }
-        text_ += jsonString(key) + ": ";
+        return key;
     }
 
     // An object, so that it is not taken for a number.
