@@ -1,5 +1,6 @@
 """Runs the command-line tool as its users do: qz_test.py [emulator] path/to/qz"""
 import json
+import os
 import pathlib
 import re
 import struct
@@ -352,6 +353,22 @@ class QzTest(unittest.TestCase):
         code, out, err = self.run_qz("dump", "--json", "again.qzo")
         self.assertEqual((code, err), (0, ""))
         self.assertEqual(list(json.loads(out)["fields"]), ["a'2", "a"] + [f"a'{i}" for i in range(3, 8002)])
+
+    @unittest.skipUnless(sys.platform == "linux", "nothing else tells how much memory a program took")
+    def test_dump_takes_less_memory_than_it_prints(self):
+        deep = field("", 4)
+        for _ in range(64):
+            deep = field("n" * 120, 11, group(deep))
+        values = compact(10002) + b"\0" + compact(10000) + b"\1" * 10000
+        names = b"\1" + field("", 11, group(field("", 12, group(deep))))
+        (self.folder / "deep.qzo").write_bytes(saved(b"\0" + values + compact(len(names)) + b"\0" + names, 2))
+        with subprocess.Popen([*COMMAND, "dump", "--json", "deep.qzo"], cwd=self.folder, stdout=subprocess.PIPE,
+                              env={**os.environ, "ASAN_OPTIONS": "quarantine_size_mb=1"}) as running:
+            size = sum(map(len, iter(lambda: running.stdout.read(1 << 16), b"")))
+            _, running.returncode, usage = os.wait4(running.pid, 0)
+        self.assertEqual(running.returncode, 0)
+        self.assertGreater(size, 70_000_000)
+        self.assertLess(usage.ru_maxrss * 1024, size)
 
     def test_dump_of_a_chain_longer_than_any_line(self):
         links = 20000

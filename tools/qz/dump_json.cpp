@@ -18,37 +18,71 @@ std::string referenceOf(const Common::Ref<Common::Identifiable>& reference) {
     return number == 0 ? "null" : std::to_string(number);
 }
 
-std::string rawOf(Bytes bytes, References references) {
-    std::string text = R"("bytes": ")" + hexOf(bytes) + R"(", "references": [)";
+// Prints in pieces, because a small file may have a large output: each item of a list repeats the
+// names.
+class Output {
+public:
+    Output& operator+=(std::string_view text) {
+        text_ += text;
+        if (text_.size() >= kPiece) {
+            flush();
+        }
+        return *this;
+    }
+
+    void flush() {
+        print(text_);
+        text_.clear();
+    }
+
+private:
+    static constexpr std::size_t kPiece = 64 << 10;
+
+    std::string text_;
+};
+
+// The next bytes of a long row, whose numbers are no longer than a piece.
+Bytes sliceOf(Bytes bytes, std::size_t from) {
+    constexpr std::size_t kSlice = 4096; // whole elements
+    return bytes.subspan(from).first(std::min(kSlice, bytes.size() - from));
+}
+
+void addRaw(Output& output, Bytes bytes, References references) {
+    output += R"("bytes": ")";
+    for (std::size_t at = 0; at < bytes.size(); at += sliceOf(bytes, at).size()) {
+        output += hexOf(sliceOf(bytes, at));
+    }
+    output += R"(", "references": [)";
     const char* separator = "";
     for (const auto& reference : references) {
-        text += std::exchange(separator, ", ");
-        text += referenceOf(reference);
+        output += std::exchange(separator, ", ");
+        output += referenceOf(reference);
     }
-    return text += ']';
+    output += "]";
 }
 
 // Fields without names are an array; among others they go by their place.
 class FieldsJson {
 public:
-    FieldsJson(const Field& fields, const Common::Record& record)
-        : walk_(fields, record.getBytes(), record.getReferences().size())
-        , references_(record.getReferences()) {
-        begin(fields);
-    }
+    FieldsJson(Output& output, const Field& fields, const Common::Record& record)
+        : output_(output)
+        , fields_(fields)
+        , walk_(fields, record.getBytes(), record.getReferences().size())
+        , references_(record.getReferences()) {}
 
     // And what they do not tell.
-    std::string text() {
+    void add() {
+        output_ += "\"fields\": ";
+        begin(fields_);
         while (takeStep()) {
         }
         while (!open_.empty()) {
             close();
         }
-        std::string text = "\"fields\": " + text_;
         if (!walk_.rest().empty() || !references_.empty()) {
-            text += ", " + rawOf(walk_.rest(), references_);
+            output_ += ", ";
+            addRaw(output_, walk_.rest(), references_);
         }
-        return text;
     }
 
 private:
@@ -71,11 +105,11 @@ private:
             break;
         case FieldWalk::Step::kValue:
             addKey();
-            text_ += valueOf(walk_.field(), walk_.value());
+            addValue(walk_.field(), walk_.value());
             break;
         case FieldWalk::Step::kAbsent:
             addKey();
-            text_ += "null";
+            output_ += "null";
             break;
         case FieldWalk::Step::kReference:
             addKey();
@@ -90,21 +124,21 @@ private:
             field.kind == FieldKind::kList ||
             std::ranges::all_of(field.fields, [](const Field& one) { return one.name.empty(); });
         open_.push_back({isArray, 0, {}});
-        text_ += isArray ? '[' : '{';
+        output_ += isArray ? "[" : "{";
     }
 
     void close() {
-        text_ += open_.back().isArray ? ']' : '}';
+        output_ += open_.back().isArray ? "]" : "}";
         open_.pop_back();
     }
 
     void addKey() {
         Open& open = open_.back();
-        text_ += open.done++ == 0 ? "" : ", ";
+        output_ += open.done++ == 0 ? "" : ", ";
         if (open.isArray) {
             return;
         }
-        text_ += jsonString(keyOf(open)) + ": ";
+        output_ += jsonString(keyOf(open)) + ": ";
     }
 
     // A name comes again if a class has what its base has, too; it then gets its number.
@@ -121,49 +155,66 @@ private:
     // An object, so that it is not taken for a number.
     void addReference() {
         const std::string number = referenceOf(references_.front());
-        text_ += references_.front() ? "{\"object\": " + number + '}' : number;
+        output_ += references_.front() ? "{\"object\": " + number + '}' : number;
         references_ = references_.subspan(1);
     }
 
-    static std::string valueOf(const Field& field, Bytes bytes) {
+    void addValue(const Field& field, Bytes bytes) {
         if (isNumber(field.kind)) {
-            return numberOf(field.kind, bytes);
+            output_ += numberOf(field.kind, bytes);
+        } else if (field.element == FieldKind::kCharacter) {
+            output_ += jsonString({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+        } else {
+            addRow(field, bytes);
         }
-        if (field.element == FieldKind::kCharacter) {
-            return jsonString({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
-        }
-        return '[' + numbersOf(field, bytes, bytes.size()) + ']';
     }
 
+    void addRow(const Field& row, Bytes bytes) {
+        output_ += "[";
+        for (std::size_t at = 0; at < bytes.size(); at += sliceOf(bytes, at).size()) {
+            output_ += at == 0 ? "" : ", ";
+            output_ += numbersOf(row, sliceOf(bytes, at), bytes.size());
+        }
+        output_ += "]";
+    }
+
+    Output& output_;
+    const Field& fields_;
     FieldWalk walk_;
     References references_;
     std::vector<Open> open_;
-    std::string text_;
 };
 
-std::string contentsOf(const SavedFile& file, std::size_t number) {
+void addContents(Output& output, const SavedFile& file, std::size_t number) {
     const Common::Record& record = file.record(number);
-    const Field* const fields = file.fieldsOf(number);
-    return fields == nullptr ? rawOf(record.getBytes(), record.getReferences())
-                             : FieldsJson(*fields, record).text();
+    if (const Field* const fields = file.fieldsOf(number)) {
+        FieldsJson(output, *fields, record).add();
+    } else {
+        addRaw(output, record.getBytes(), record.getReferences());
+    }
 }
 
-std::string objectOf(const SavedFile& file, std::size_t number) {
+void addObject(Output& output, const SavedFile& file, std::size_t number) {
     const Common::Record& record = file.record(number);
-    return "{\"number\": " + std::to_string(number) +
-           ", \"class\": " + jsonString(record.getClassIdentifier().getClassName()) +
-           ", \"version\": " + std::to_string(record.getVersion()) + ", " +
-           contentsOf(file, number) + "}";
+    output += "{\"number\": " + std::to_string(number) +
+              ", \"class\": " + jsonString(record.getClassIdentifier().getClassName()) +
+              ", \"version\": " + std::to_string(record.getVersion()) + ", ";
+    addContents(output, file, number);
+    output += "}";
 }
 
 } // namespace
 
 void printJson(const SavedFile& file) {
-    print("{\"version\": " + std::to_string(file.version()) + ", " + contentsOf(file, 0) +
-          ", \"objects\": [");
+    Output output;
+    output += "{\"version\": " + std::to_string(file.version()) + ", ";
+    addContents(output, file, 0);
+    output += ", \"objects\": [";
     const char* separator = "\n";
     for (std::size_t number = 1; number < file.count(); ++number) {
-        print(std::exchange(separator, ",\n") + objectOf(file, number));
+        output += std::exchange(separator, ",\n");
+        addObject(output, file, number);
     }
-    print("]}\n");
+    output += "]}\n";
+    output.flush();
 }
