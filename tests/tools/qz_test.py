@@ -174,6 +174,11 @@ class QzTest(unittest.TestCase):
         self.assertEqual(self.text("lf.cfg"), 's = "1\n\r\n"; // "\nc = \'\n\';\r\n/* \n */ a = 2;\n'
                          "z = 1;\r\nb = 3;\n")
         self.assertEqual(json.loads(self.conf("json", "--lf", "lf.cfg"))["s"], "1\n\r\n")
+        for before, after in (("    1 // one\n// more\r\n// again\r\n", "    1, // one\n// more\r\n// again\r\n    2\n"),
+                              ("    1\r\n", "    1,\r\n    2\n")):
+            self.file("lf.cfg", "a = {\n" + before + "};\n")
+            self.conf("set", "--lf", "lf.cfg", "a.1", "2")
+            self.assertEqual(self.text("lf.cfg"), "a = {\n" + after + "};\n")
 
     def test_get(self):
         for path, value in (("title", "Outpost"), ("graphics.width", "1280"),

@@ -5,6 +5,9 @@
 namespace {
 
 constexpr size_t kNone = std::string_view::npos;
+constexpr std::string_view kLineEnd = "\r\n";
+
+using Lines = std::vector<std::string_view>; // with their ends
 
 // Walks over a text, its comments and quoted texts.
 class Scanner {
@@ -69,6 +72,25 @@ size_t inCommon(Left left, Left leftEnd, Right right, Right rightEnd) {
     return static_cast<size_t>(std::mismatch(left, leftEnd, right, rightEnd).first - left);
 }
 
+size_t beginOfLine(std::string_view text, size_t at) {
+    const size_t end = text.substr(0, at).rfind(kLineEnd);
+    return end == kNone ? 0 : end + kLineEnd.size();
+}
+
+size_t endOfLine(std::string_view text, size_t at) {
+    const size_t end = text.find(kLineEnd, at);
+    return end == kNone ? text.size() : end + kLineEnd.size();
+}
+
+Lines linesIn(std::string_view text) {
+    Lines lines;
+    while (!text.empty()) {
+        lines.push_back(text.substr(0, endOfLine(text, 0)));
+        text.remove_prefix(lines.back().size());
+    }
+    return lines;
+}
+
 } // namespace
 
 std::vector<BareLineFeed> bareLineFeeds(std::string_view text) {
@@ -97,14 +119,32 @@ std::string CompletedLines::restored(std::string_view changed) const {
     const size_t behind =
         inCommon(text_.rbegin(), text_.rend() - static_cast<ptrdiff_t>(before), changed.rbegin(),
                  changed.rend() - static_cast<ptrdiff_t>(before));
-    std::string result = fileOf(0, before);
-    const size_t end = changed.size() - behind;
-    for (size_t at = before; at < end; ++at) {
-        if (changed.substr(at, 2) != "\r\n") {
-            result += changed[at];
+    const size_t from = beginOfLine(text_, before);
+    const size_t to = endOfLine(text_, text_.size() - behind);
+    const Lines lines = linesIn(changed.substr(from, changed.size() - from - (text_.size() - to)));
+    const Lines old = linesIn(std::string_view(text_).substr(from, to - from));
+    std::string result = fileOf(0, from);
+    auto next = old.begin();
+    for (const std::string_view line : lines) {
+        auto same = std::find(next, old.end(), line);
+        if (same == old.end() && next != old.end() && !std::ranges::count(lines, *next)) {
+            same = next; // this line was changed
         }
+        if (!line.ends_with(kLineEnd)) {
+            result += line;
+        } else {
+            result += line.substr(0, line.size() - kLineEnd.size());
+            result += same != old.end() && same->ends_with(kLineEnd) ? endInFile(*same) : "\n";
+        }
+        next = same == old.end() ? next : same + 1;
     }
-    return result + fileOf(text_.size() - behind, text_.size());
+    return result + fileOf(to, text_.size());
+}
+
+// Of a line of the text.
+std::string CompletedLines::endInFile(std::string_view line) const {
+    const auto end = static_cast<size_t>(line.data() + line.size() - text_.data());
+    return fileOf(end - kLineEnd.size(), end);
 }
 
 std::string CompletedLines::fileOf(size_t from, size_t to) const {

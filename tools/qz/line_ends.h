@@ -26,11 +26,12 @@ public:
     // Converts an offset in the text to one in the file.
     size_t inFile(size_t offset) const;
 
-    // The file for a text that was changed in one place. The unchanged part is as it was in the
-    // file; new lines end in bare line feeds.
+    // The file for a changed text. Lines that were there before, changed or not, end as they did;
+    // new lines end in bare line feeds.
     std::string restored(std::string_view changed) const;
 
 private:
+    std::string endInFile(std::string_view line) const;
     std::string fileOf(size_t from, size_t to) const;
 
     std::string text_;
