@@ -152,7 +152,7 @@ bool ConfigParser::Impl::save(Build build, Save save) {
     }
     try {
         std::string text;
-        const bool isBuilt = (this->*build)(text) && text.size() <= INT_MAX;
+        const bool isBuilt = (this->*build)(text) && text.size() <= kLongestText;
         saveResult = isBuilt ? save(text) : kTreeUnreadable;
     } catch (const std::exception&) {
         return false; // out of memory

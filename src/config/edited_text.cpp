@@ -20,11 +20,19 @@ EditedText::EditedText(const Tree& tree, const IdentifierToken& names)
 }
 
 bool EditedText::build(std::string& output) {
-    if (!collectEntries(tree_.root(), 0)) {
-        return false;
-    }
-    apply(output);
-    return true;
+    return collectEntries(tree_.root(), 0) && apply(output);
+}
+
+// What is left of the longest text, if all of the source were erased.
+std::size_t EditedText::room() const {
+    return kLongestText + tree_.source().size() - added_;
+}
+
+bool EditedText::addEdit(std::size_t from, std::size_t to, Writer& writer) {
+    const bool fits = writer.text().size() <= room();
+    added_ += writer.text().size();
+    edits_.push_back({from, to, std::move(writer.text())});
+    return fits;
 }
 
 // The depth is that of the list's entries.
@@ -60,11 +68,10 @@ bool EditedText::collectEntry(const Entry& entry, int depth) {
 }
 
 bool EditedText::collectValue(const Entry& entry, int depth) {
-    Writer writer(names_, Layout::kLineEnd, Writer::Reals::shortest, {}, depth);
+    Writer writer(names_, Layout::kLineEnd, Writer::Reals::shortest, {}, depth, room());
     const bool isWritten = writer.addValue(entry);
     const Place place = valuePlaceOf(entry);
-    edits_.push_back({place.offset, place.end(), std::move(writer.text())});
-    return isWritten;
+    return addEdit(place.offset, place.end(), writer) && isWritten;
 }
 
 bool EditedText::collectInserted(const Entry& list, int depth) {
@@ -140,7 +147,8 @@ bool EditedText::insertEntriesWhereNoneAre(const Entry& list, const Inserted& in
 }
 
 bool EditedText::insert(const Inserted& inserted, const Spot& spot, int depth) {
-    Writer writer(names_, Layout::kLineEnd, Writer::Reals::shortest, spot.indentation, depth);
+    Writer writer(names_, Layout::kLineEnd, Writer::Reals::shortest, spot.indentation, depth,
+                  room());
     bool isWritten = true;
     for (const Entry* entry = inserted.first; isWritten && entry != inserted.next;
          entry = entry->next) {
@@ -148,8 +156,7 @@ bool EditedText::insert(const Inserted& inserted, const Spot& spot, int depth) {
         isWritten = entry->isNamed ? writer.addEntry(*entry) : writer.addValue(*entry);
         addSpace(writer, spot.behind);
     }
-    edits_.push_back({spot.offset, spot.offset, std::move(writer.text())});
-    return isWritten;
+    return addEdit(spot.offset, spot.offset, writer) && isWritten;
 }
 
 void EditedText::addSpace(Writer& writer, Space space) {
@@ -219,10 +226,18 @@ void EditedText::erase(std::size_t from, std::size_t to) {
     edits_.push_back({from, to, {}});
 }
 
-void EditedText::apply(std::string& output) {
+bool EditedText::apply(std::string& output) {
     std::stable_sort(edits_.begin(), edits_.end(), [](const Edit& left, const Edit& right) {
         return std::tie(left.from, left.to) < std::tie(right.from, right.to);
     });
+    std::size_t length = tree_.source().size();
+    for (const Edit& edit : edits_) {
+        length = length + edit.text.size() - (edit.to - edit.from);
+    }
+    if (length > kLongestText) {
+        return false;
+    }
+    output.reserve(length);
     std::size_t done = 0;
     for (const Edit& edit : edits_) {
         output.append(tree_.source(), done, edit.from - done);
@@ -230,6 +245,7 @@ void EditedText::apply(std::string& output) {
         done = edit.to;
     }
     output.append(tree_.source(), done);
+    return true;
 }
 
 } // namespace qz::config

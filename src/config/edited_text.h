@@ -17,7 +17,8 @@ class EditedText {
 public:
     EditedText(const Tree& tree, const IdentifierToken& names);
 
-    // False if a change has no text that could be read again, as with Writer.
+    // False if a change has no text that could be read again, as with Writer, or if the whole text
+    // would be too long.
     bool build(std::string& output);
 
 private:
@@ -71,13 +72,16 @@ private:
     std::vector<Place> erasedIn(const Entry& list) const;
     void appendCommas(const Entry& list, std::vector<Place>& erased) const;
     void erase(std::size_t from, std::size_t to);
-    void apply(std::string& output);
+    std::size_t room() const;
+    bool addEdit(std::size_t from, std::size_t to, Writer& writer);
+    bool apply(std::string& output);
 
     const Tree& tree_;
     const IdentifierToken& names_;
     Layout layout_;
     std::vector<Erased> erased_; // by list, then by place
     std::vector<Edit> edits_;
+    std::size_t added_ = 0; // bytes that writers have added to the edits
 };
 
 } // namespace qz::config

@@ -31,7 +31,7 @@ bool Writer::addEntries(const EntryList& entries) {
 }
 
 bool Writer::addEntry(const Entry& entry) {
-    if (!names_.matchesAllOf(entry.name())) {
+    if (isTooLong() || !names_.matchesAllOf(entry.name())) {
         return false;
     }
     text_ += entry.name();
@@ -45,6 +45,9 @@ bool Writer::addEntry(const Entry& entry) {
 }
 
 bool Writer::addValue(const Entry& entry) {
+    if (isTooLong()) {
+        return false;
+    }
     switch (entry.type) {
     case Type::kInteger:
         appendInteger(text_, entry.integer);
@@ -68,6 +71,9 @@ bool Writer::addValue(const Entry& entry) {
 }
 
 void Writer::addIndentation() {
+    if (isTooLong()) {
+        return;
+    }
     constexpr std::size_t kBlanksOfLevel = 4;
     text_ += indentation_.blanks;
     text_.append(kBlanksOfLevel * static_cast<std::size_t>(indentation_.levels), ' ');
