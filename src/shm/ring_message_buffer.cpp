@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <ctime>
 #include <exception>
+#include <limits>
 #include <new>
 #include <string>
 #include <string_view>
@@ -130,7 +131,7 @@ int CRingMessageBuffer::AddMessage(const char* text, unsigned long length) {
     if (memory == nullptr || (text == nullptr && length != 0)) {
         return 0;
     }
-    if (length >= kMeasure) {
+    if (length == kMeasure || length == std::numeric_limits<unsigned long>::max()) {
         length = static_cast<unsigned long>(std::strlen(text));
     }
     if (length > UINT32_MAX - kHeadSize) {

@@ -289,6 +289,10 @@ TEST(RingMessageBuffer, Messages) {
     EXPECT_EQ(reader.get(), 0);
     EXPECT_EQ(writer.ring->AddMessage("hello, world", 5), 1);
     EXPECT_EQ(writer.ring->AddMessage("measured", 0xFFFFFFFF), 1);
+    if constexpr (ULONG_MAX > 0xFFFFFFFF) {
+        EXPECT_EQ(writer.ring->AddMessage("no length", ULONG_MAX / 2), 0);
+        EXPECT_EQ(writer.ring->AddMessage("no length", ULONG_MAX - 1), 0);
+    }
     EXPECT_EQ(writer.ring->AddFormatMessage("%d%%%s", 7, std::string(2000, 'x').c_str()), 1);
     EXPECT_EQ(writer.ring->AddMessage("", 0), 1);
     EXPECT_EQ(reader.get(), 1);
