@@ -27,14 +27,14 @@ Result SavedFile::save(const std::string& name, std::string_view text, Overwrite
     }
     // If the turn does not come in this time, this saves without it, but still compares.
     constexpr std::chrono::seconds kLongestWait{1};
-    const platform::SaveTurn turn(name.c_str(), kLongestWait);
+    const platform::SaveTurn turn(pathOf(name), kLongestWait);
     const Result result = compare(name);
     return result == Result::kSaved ? replace(name, text) : result;
 }
 
 // A file that is gone may be replaced, because nothing can be lost.
 Result SavedFile::compare(const std::string& name) {
-    if (platform::pathKind(name.c_str()) == platform::PathKind::missing) {
+    if (platform::pathKind(pathOf(name)) == platform::PathKind::missing) {
         return Result::kSaved;
     }
     if (name == unread_ || !known_) {
@@ -50,7 +50,7 @@ Result SavedFile::compare(const std::string& name) {
 }
 
 Result SavedFile::replace(const std::string& name, std::string_view text) {
-    const platform::Replacement replacement = platform::replaceContents(name.c_str(), text);
+    const platform::Replacement replacement = platform::replaceContents(pathOf(name), text);
     error_ = replacement.error;
     if (!replacement) {
         return Result::kFileFailed;

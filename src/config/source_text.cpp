@@ -61,6 +61,10 @@ std::optional<SourceText> readToEnd(OpenFile& file) {
 
 } // namespace
 
+const char* pathOf(const std::string& fileName) {
+    return fileName.find('\0') == std::string::npos ? fileName.c_str() : "";
+}
+
 SourceText::SourceText(std::size_t size)
     : chars_(std::make_unique_for_overwrite<char[]>(size)), size_(size) {}
 
@@ -81,7 +85,7 @@ std::optional<SourceText> SourceText::read(const std::string& fileName) {
 }
 
 std::optional<SourceText> SourceText::read(const std::string& fileName, Failure& failure) {
-    OpenFile file(fileName.c_str());
+    OpenFile file(pathOf(fileName));
     if (!file.isOpen()) {
         failure = {"open", file.error()};
         return std::nullopt;

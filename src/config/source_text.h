@@ -13,6 +13,10 @@
 
 namespace qz::config {
 
+// The path for a file's name. A name with a NUL becomes the empty path, which no system takes: cut
+// short it would be another file's name.
+const char* pathOf(const std::string& fileName);
+
 class SourceText {
 public:
     SourceText() = default;

@@ -129,6 +129,14 @@ TEST(ConfigSave, ReplacesAFileInOneStep) {
     EXPECT_FALSE(parser.save(directory.string()));
     EXPECT_FALSE(parser.save((directory / "none" / "a.cfg").string()));
     EXPECT_FALSE(parser.save(""));
+    const std::string withNul = file.string() + std::string("\0x", 2);
+    EXPECT_FALSE(parser.save(withNul));
+    EXPECT_EQ(parser.getSaveResult(), ConfigParser::kFileFailed);
+    EXPECT_FALSE(parser.saveEdited(withNul));
+    EXPECT_EQ(parser.getSaveResult(), ConfigParser::kFileFailed);
+    EXPECT_FALSE(parser.parse(withNul));
+    EXPECT_EQ(parser.getErrorLine(), -1);
+    EXPECT_EQ(readFile(file), "a = 1;\r\n");
     EXPECT_EQ(countIn(directory), 1);
 }
 
