@@ -1,8 +1,10 @@
 #include "Core/Clock.h"
 #include "common/recording.h"
 #include "core/decimal.h"
+#include "core/utf8_sequence.h"
 #include "platform/files.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -60,18 +62,24 @@ private:
     std::string text_;
 };
 
-std::string quoted(const char* name) {
+// Bytes that are not UTF-8 become U+FFFD.
+std::string quoted(std::string_view name) {
     std::string text = "\"";
-    for (const char* c = name; *c != '\0'; ++c) {
-        if (*c == '"' || *c == '\\') {
-            text += {'\\', *c};
-        } else if (static_cast<unsigned char>(*c) < ' ') {
+    while (!name.empty()) {
+        const std::size_t length = core::sequenceLength(name);
+        const char first = name[0];
+        if (length == 0) {
+            text += "\xEF\xBF\xBD";
+        } else if (first == '"' || first == '\\') {
+            text += {'\\', first};
+        } else if (static_cast<unsigned char>(first) < ' ') {
             char escape[8];
-            std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(*c));
+            std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(first));
             text += escape;
         } else {
-            text += *c;
+            text += name.substr(0, length);
         }
+        name.remove_prefix(std::max<std::size_t>(length, 1));
     }
     return text + '"';
 }

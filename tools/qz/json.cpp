@@ -1,8 +1,9 @@
 #include "json.h"
 
+#include "core/utf8_sequence.h"
+
 #include <charconv>
 #include <cmath>
-#include <cstdint>
 #include <map>
 #include <string_view>
 #include <utility>
@@ -11,31 +12,6 @@
 namespace {
 
 using Iterator = ConfigParser::iterator;
-
-// The length of the text's first character in bytes; 0 if that is not UTF-8.
-size_t sequenceLength(std::string_view text) {
-    const auto lead = static_cast<unsigned char>(text[0]);
-    const size_t length = lead < 0x80   ? 1
-                          : lead < 0xC2 ? 0
-                          : lead < 0xE0 ? 2
-                          : lead < 0xF0 ? 3
-                          : lead < 0xF5 ? 4
-                                        : 0;
-    if (length == 0 || length > text.size()) {
-        return 0;
-    }
-    std::uint32_t code = length == 1 ? lead : lead & (0x7FU >> length);
-    for (size_t i = 1; i < length; ++i) {
-        const auto byte = static_cast<unsigned char>(text[i]);
-        if ((byte & 0xC0U) != 0x80) {
-            return 0;
-        }
-        code = code << 6 | (byte & 0x3FU);
-    }
-    const bool overlong = (length == 3 && code < 0x800) || (length == 4 && code < 0x10000);
-    const bool surrogate = code >= 0xD800 && code < 0xE000;
-    return overlong || surrogate || code > 0x10FFFF ? 0 : length;
-}
 
 // Characters that control a terminal are escaped too, because JSON may be printed on one.
 bool isControl(std::string_view sequence) {
@@ -175,7 +151,7 @@ private:
 std::string jsonString(std::string_view text) {
     std::string json(1, '"');
     while (!text.empty()) {
-        const size_t length = sequenceLength(text);
+        const size_t length = core::sequenceLength(text);
         if (length == 0) {
             json += "\xEF\xBF\xBD"; // U+FFFD
             text.remove_prefix(1);
