@@ -62,8 +62,9 @@
 QZ_EXTERN_C_BEGIN
 
 /* Prepares the tree and mounts the directory "./Temp" at "/tmp/", behind other mounts; if it is
- * missing, an ERROR line is logged and nothing else happens. The other functions fail before
- * vfs_init. */
+ * missing, an ERROR line is logged and nothing else happens. PhysicsFS needs a home directory: on
+ * Linux that of HOME, or of the user's password entry. Without one an ERROR line is logged,
+ * and the other functions fail, as they do before vfs_init. */
 QZ_API void vfs_init(void);
 
 /* Unmounts everything. Buffers that were read stay valid. Does nothing while another thread is in

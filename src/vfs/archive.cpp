@@ -3,6 +3,7 @@
 #include "VFS/File.h"
 #include "core/library_log.h"
 #include "vfs/archive_state.h"
+#include "vfs/mounted_file.h"
 #include "vfs/reserve.h"
 #include "vfs/sized_memory.h"
 #include "vfs/zip_archive.h"
@@ -98,16 +99,32 @@ bool leaveOnlyOurKinds() {
         [](const ArchiveKind& kind) { return PHYSFS_registerArchiver(&kind.archiver) != 0; });
 }
 
-bool startPhysicsFs() {
+// PhysicsFS forgets its error if it does not start, except that it was started before.
+const char* reasonOf(const vfs::Errors& errors) {
+    if (errors.lackedMemory()) {
+        return "out of memory";
+    }
+    const PHYSFS_ErrorCode error = errors.last();
+    return error == PHYSFS_ERR_OK ? "it finds no home directory, or not the program's path"
+                                  : PHYSFS_getErrorByCode(error);
+}
+
+// Null, or why it failed.
+const char* startPhysicsFs() {
+    const vfs::Errors errors;
     const vfs::Reserve reserve;
-    if (!reserve || PHYSFS_init(nullptr) == 0) {
-        return false;
+    if (!reserve) {
+        return "out of memory";
+    }
+    if (PHYSFS_init(nullptr) == 0) {
+        return reasonOf(errors);
     }
     if (!leaveOnlyOurKinds()) {
+        const char* const reason = reasonOf(errors);
         PHYSFS_deinit();
-        return false;
+        return reason;
     }
-    return true;
+    return nullptr;
 }
 
 // Only such files are mounted: PhysicsFS would open a pipe and wait for its other end.
@@ -189,11 +206,12 @@ extern "C" {
 void vfs_init(void) {
     if (!vfs::archiveGate.isOpen()) {
         PHYSFS_setAllocator(&kAllocator);
-        if (startPhysicsFs()) {
-            vfs::archiveGate.open();
-        } else {
+        if (const char* const reason = startPhysicsFs()) {
             takeAllocatorBack();
+            qz_logf(vfs::kArchiveModule, QZ_LOG_ERROR, "Can't start PhysicsFS: %s.", reason);
+            return;
         }
+        vfs::archiveGate.open();
     }
     vfs_mount("./Temp", "/tmp/", 1);
 }
