@@ -36,8 +36,9 @@ const char* readView(lua_State* /*state*/, void* context, std::size_t* size) {
 
 // A damaged count in a precompiled chunk makes Lua allocate any amount of memory, and fill it,
 // before it finds that the chunk is too short. The largest block that a sound chunk needs is
-// bounded by its length: 16 bytes for each constant, which takes at least one byte. kForTheState is
-// added for what the state itself may need meanwhile.
+// bounded by its length: 16 bytes for each constant, which takes at least one byte. What the
+// state itself may need meanwhile is added: kForTheState, and the size of its heap, because the
+// table of its strings may double.
 struct Limit {
     lua_Alloc allocate;
     void* context;
@@ -60,7 +61,8 @@ int loadChunk(lua_State* state, lua_Reader read, void* context, std::size_t size
     Source source{read, context, false};
     Limit limit;
     limit.allocate = lua_getallocf(state, &limit.context);
-    limit.largest = kForTheState + 16 * size;
+    const auto heap = static_cast<std::size_t>(lua_gc(state, LUA_GCCOUNT, 0)) << 10;
+    limit.largest = kForTheState + heap + 16 * size;
     lua_setallocf(state, allocateLimited, &limit);
     const int status = lua_load(state, readSource, &source, name);
     lua_setallocf(state, limit.allocate, limit.context);
