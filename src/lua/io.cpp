@@ -1,6 +1,7 @@
 #include "Lua/State.h"
 #include "VFS/File.h"
 #include "lua/number.h"
+#include "lua/open_files.h"
 
 #include <lua.hpp>
 
@@ -16,7 +17,8 @@ constexpr std::int64_t kPiece = 512;
 static_assert(LUAL_BUFFERSIZE >= kPiece);
 
 struct File {
-    VFS_File* handle; // null if closed
+    VFS_File* handle;    // null if closed
+    lua::OpenFile* open; // of this handle
     std::int32_t position;
     std::int32_t count;
     char buffer[1024]; // read ahead: the bytes from `position` to `count` are unread
@@ -170,6 +172,7 @@ int open(lua_State* state) {
     // Makes the object first, so that no error can be raised between opening and owning the file.
     File* const file = static_cast<File*>(lua_newuserdata(state, sizeof(File)));
     file->handle = nullptr;
+    file->open = nullptr;
     file->position = 0;
     file->count = 0;
     luaL_getmetatable(state, kMetatable);
@@ -177,19 +180,26 @@ int open(lua_State* state) {
         return luaL_error(state, "the registry has lost \"%s\"", kMetatable);
     }
     lua_setmetatable(state, -2);
-    file->handle = openHandle(name, mode[0]);
-    if (file->handle == nullptr) {
+    lua::OpenFile* const added = lua::addOpenFile(lua::fileOwner(state));
+    if (added == nullptr) {
+        return luaL_error(state, "not enough memory");
+    }
+    added->handle = openHandle(name, mode[0]);
+    if (added->handle == nullptr) {
+        lua::closeOpenFile(added);
         lua_pushnil(state);
         lua_pushfstring(state, "can't open \"%s\" for '%s'", name, mode);
         return 2;
     }
+    file->open = added;
+    file->handle = added->handle;
     return 1;
 }
 
 int close(lua_State* state) {
     File* const file = openFile(state, 1);
     if (file != nullptr) {
-        VFS_close(file->handle);
+        lua::closeOpenFile(file->open);
         file->handle = nullptr;
     }
     return 0;
@@ -249,6 +259,7 @@ constexpr luaL_Reg kFunctions[] = {
 } // namespace
 
 int QZ_luaopen_io(lua_State* state) {
+    lua::makeFileOwner(state);
     luaL_newmetatable(state, kMetatable);
     lua_pushvalue(state, -1);
     lua_setfield(state, -2, "__index");

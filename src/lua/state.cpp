@@ -3,6 +3,7 @@
 #include "core/library_log.h"
 #include "core/memory_pool.h"
 #include "lua/name.h"
+#include "lua/open_files.h"
 #include "lua/pool.h"
 
 #include <lua.hpp>
@@ -78,7 +79,10 @@ void QZ_lua_close(lua_State* state) {
     if (lua_cpcall(state, logDeletionProtected, nullptr) != 0) {
         logDeletion("!!!missing QZ.id!!!");
     }
+    lua_settop(state, 0); // makes room
+    const lua::FileOwner owner = lua::fileOwner(state);
     lua_close(state);
+    lua::closeFilesOf(owner);
 }
 
 void QZ_lua_openlibs(lua_State* state) {

@@ -81,6 +81,18 @@ TEST_F(LuaIo, CollectedFilesAreClosed) {
                    "collectgarbage() collectgarbage() return io.open('out', 'w') ~= nil => true");
 }
 
+TEST_F(LuaIo, ClosingTheStateClosesFilesThatHaveNoFinalizer) {
+    const std::string open = "f = io.open('" + dir_ + "/out', 'w') ";
+    for (const std::string& code :
+         {open + "getmetatable(f).__gc = nil", open + "debug.setmetatable(f, nil)",
+          "p = newproxy(true) getmetatable(p).__gc = function() " + open + "f:write('x') end"}) {
+        Script().run(code);
+        EXPECT_EQ(run(open + "local opened = f ~= nil if f then f:close() end return opened"),
+                  "true")
+            << code;
+    }
+}
+
 TEST_F(LuaIo, FileThatShrinksWhileItIsRead) {
     writeFile("in", std::string(5000, 'x'));
     script_.run("f = io.open('in') f:read(10)");
