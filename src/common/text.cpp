@@ -36,17 +36,21 @@ public:
         }
     }
     Converter(Converter&& other) noexcept
-        : descriptor_(std::exchange(other.descriptor_, closed())) {}
+        : descriptor_(std::exchange(other.descriptor_, closed()))
+        , nextQuestion_(std::move(other.nextQuestion_)) {}
     Converter& operator=(Converter&& other) noexcept {
         std::swap(descriptor_, other.descriptor_);
+        nextQuestion_.swap(other.nextQuestion_);
         return *this;
     }
 
     bool isOpen() const { return descriptor_ != closed(); }
 
     struct Rules {
-        std::size_t inputUnit;             // bytes to skip where the input is not understood
-        std::string_view question;         // what stands for them, in the output's encoding
+        std::size_t inputUnit;     // bytes to skip where the input is not understood
+        std::string_view question; // what stands for them, in the output's encoding
+        bool isQuestionConverted;  // whether the question is input, because its bytes depend on the
+                                   // set
         std::string_view beyondFirstPlane; // what stands for a well-formed four-byte character; may
                                            // be empty: then it is converted, or not understood
     };
@@ -70,6 +74,7 @@ private:
         std::string_view input;
         std::string output;
         std::size_t window = kFirstWindow; // bytes to offer at a time
+        std::size_t replacedAt = 0;        // bytes left behind the last question
     };
 
     static iconv_t closed() { return reinterpret_cast<iconv_t>(-1); }
@@ -96,14 +101,40 @@ private:
         return done || bufferWasFull || cutACharacter;
     }
 
-    static void replace(Conversion& conversion, const Rules& rules) {
+    void replace(Conversion& conversion, const Rules& rules) {
         if (!rules.beyondFirstPlane.empty() && startsBeyondFirstPlane(conversion.input)) {
             conversion.output += rules.beyondFirstPlane;
             conversion.input.remove_prefix(4);
         } else {
-            conversion.output += rules.question;
+            addQuestion(conversion, rules);
             conversion.input.remove_prefix(std::min(rules.inputUnit, conversion.input.size()));
+            conversion.replacedAt = conversion.input.size();
         }
+    }
+
+    // Questions in a row are all the same from the second one on; converting each takes too long.
+    void addQuestion(Conversion& conversion, const Rules& rules) {
+        if (!rules.isQuestionConverted) {
+            conversion.output += rules.question;
+        } else if (conversion.replacedAt != conversion.input.size()) {
+            conversion.output += converted(rules.question);
+        } else {
+            if (nextQuestion_.empty()) {
+                nextQuestion_ = converted(rules.question);
+            }
+            conversion.output += nextQuestion_;
+        }
+    }
+
+    // A short text; unchanged if the set does not have it.
+    std::string converted(std::string_view text) {
+        std::array<char, 64> buffer;
+        char* in = const_cast<char*>(text.data());
+        char* out = buffer.data();
+        std::size_t inLeft = text.size();
+        std::size_t outLeft = buffer.size();
+        const bool done = iconv(descriptor_, &in, &inLeft, &out, &outLeft) != kFailed;
+        return std::string(buffer.data(), out).append(done ? std::string_view() : text);
     }
 
     // Stateful character sets end a text with a return to their first state.
@@ -129,11 +160,13 @@ private:
     static constexpr std::size_t kLargestWindow = 1024;
 
     iconv_t descriptor_;
+    std::string nextQuestion_; // one that follows another; empty until there was one
 };
 
-constexpr Converter::Rules kBytesToBytes{1, "?", {}};
-constexpr Converter::Rules kBytesToWide{1, kQuestionUcs2, kReplacementUcs2};
-constexpr Converter::Rules kWideToBytes{kUcs2Unit, "?", {}};
+constexpr Converter::Rules kUtf8ToLocal{1, "?", true, {}};
+constexpr Converter::Rules kLocalToUtf8{1, "?", false, {}};
+constexpr Converter::Rules kBytesToWide{1, kQuestionUcs2, false, kReplacementUcs2};
+constexpr Converter::Rules kWideToBytes{kUcs2Unit, "?", false, {}};
 
 // One direction of conversion, open or not. It has as many converters as threads have ever
 // converted at the same time, so that none waits for another.
@@ -336,11 +369,11 @@ void Common::iconv_local_exit() {
 }
 
 std::string Common::iconv_local_from_utf8(const std::string& text) {
-    return directions().utf8ToLocal.convert(text, kBytesToBytes).value_or(text);
+    return directions().utf8ToLocal.convert(text, kUtf8ToLocal).value_or(text);
 }
 
 std::string Common::iconv_local_to_utf8(const std::string& text) {
-    return directions().localToUtf8.convert(text, kBytesToBytes).value_or(text);
+    return directions().localToUtf8.convert(text, kLocalToUtf8).value_or(text);
 }
 
 std::wstring Common::iconv_utf8_to_wchar(const std::string& text) {

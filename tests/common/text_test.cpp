@@ -73,6 +73,15 @@ TEST_F(Conversions, TurnWhatTheyCannotConvertIntoQuestionMarks) {
     EXPECT_EQ(Common::iconv_utf8_from_wchar(lone), "a?b");
 }
 
+TEST_F(Conversions, WriteQuestionMarksAsTheSetDoes) {
+    for (const char* charset : {"ISO-2022-JP", "UTF-16LE", "UTF-16", "UTF-7"}) {
+        Common::iconv_local_init(charset);
+        const std::string local = Common::iconv_local_from_utf8("\xFF日\xFF本\xFF\xFF語\xFF");
+        EXPECT_EQ(Common::iconv_local_to_utf8(local), "?日?本??語?") << charset;
+        Common::iconv_local_exit();
+    }
+}
+
 // The fuzz target.
 TEST_F(Conversions, EndForAnyBytes) {
     std::mt19937 random(7);
