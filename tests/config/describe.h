@@ -6,6 +6,13 @@
 
 namespace qz::test {
 
+inline std::string replaced(std::string text, const std::string& from, const std::string& to) {
+    for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
+        text.replace(at, from.size(), to);
+    }
+    return text;
+}
+
 inline std::string describe(const ConfigParser::iterator& begin);
 
 inline std::string describeValue(const ConfigParser::iterator& entry) {
@@ -54,6 +61,12 @@ inline std::string saved(ConfigParser& parser, Save save = &ConfigParser::save) 
 // Parses a text in memory by its whole length, zero bytes included.
 inline bool parse(ConfigParser& parser, const std::string& text) {
     return parser.parse(text.c_str(), static_cast<int>(text.size()));
+}
+
+// Saves a text's tree.
+inline bool save(const fs::path& file, const std::string& text = "a = 1;") {
+    ConfigParser parser;
+    return parse(parser, text) && parser.save(file.string());
 }
 
 // What a text parses to, or how it fails: "message@column line N".

@@ -100,15 +100,12 @@ TEST(ConfigLanguage, ReadsFiles) {
     ConfigParser parser;
     writeFile(file, "a = 1;\r\nb = 2 3;\r\n");
     EXPECT_FALSE(parser.parse(file.string()));
-    EXPECT_EQ(parser.getErrorLine(), 2);
-    EXPECT_EQ(parser.getErrorColumn(), 14);
+    EXPECT_EQ(std::pair(parser.getErrorLine(), parser.getErrorColumn()), std::pair(2, 14));
     writeFile(file, "a = 1;\r\n\r\n  ?\r\n");
     EXPECT_FALSE(parser.parse(file.string()));
     ConfigParser::Error error;
     EXPECT_TRUE(parser.getLastError(error));
-    EXPECT_EQ(error.message, "");
-    EXPECT_EQ(error.line, 3);
-    EXPECT_EQ(error.column, 12);
+    EXPECT_EQ(std::tuple(error.message, error.line, error.column), std::tuple(""s, 3, 12));
     writeFile(file, "");
     EXPECT_TRUE(parser.parse(file.string()));
     EXPECT_EQ(parser.getErrorLine(), -1);

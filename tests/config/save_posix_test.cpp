@@ -19,11 +19,6 @@ namespace {
 
 using namespace qz::test;
 
-bool save(const fs::path& file, const std::string& text = "a = 1;") {
-    ConfigParser parser;
-    return parser.parse(text.c_str(), 0) && parser.save(file.string());
-}
-
 struct stat statusOf(const fs::path& file) {
     struct stat status {};
     EXPECT_EQ(lstat(file.c_str(), &status), 0) << file;
@@ -53,36 +48,39 @@ private:
 
 TEST(ConfigSavePosix, KeepsOwnerAndRights) {
     const fs::path file = makeFile(freshDirectory() / "a.cfg", 0640);
-    const bool isRoot = geteuid() == 0;
-    if (isRoot) {
+    if (geteuid() == 0) {
         ASSERT_EQ(chown(file.c_str(), 12, 34), 0);
     }
-    const ino_t before = statusOf(file).st_ino;
+    const struct stat before = statusOf(file);
+    {
+        const SmallDisk disk(4);
+        EXPECT_FALSE(save(file));
+    }
+    EXPECT_EQ(readFile(file), "old");
+    EXPECT_EQ(countIn(file.parent_path()), 1);
     ASSERT_TRUE(save(file));
     const struct stat after = statusOf(file);
-    EXPECT_EQ(after.st_mode & 07777U, 0640U);
-    EXPECT_NE(after.st_ino, before) << "in one step";
-    if (isRoot) {
-        EXPECT_EQ(after.st_uid, 12U);
-        EXPECT_EQ(after.st_gid, 34U);
-    }
+    EXPECT_EQ(after.st_mode, before.st_mode);
+    EXPECT_EQ(after.st_uid, before.st_uid);
+    EXPECT_EQ(after.st_gid, before.st_gid);
+    EXPECT_NE(after.st_ino, before.st_ino) << "in one step";
 }
 
 TEST(ConfigSavePosix, KeepsTheAccessList) {
     const fs::path file = makeFile(freshDirectory() / "a.cfg", 0600);
     // Version 2; owner rw, user 12 rw, group nothing, mask rw, others nothing.
-    const unsigned char list[] = "\2\0\0\0\1\0\6\0\377\377\377\377\2\0\6\0\14\0\0\0\4\0\0\0\377\377"
-                                 "\377\377\20\0\6\0\377\377\377\377\40\0\0\0\377\377\377\377";
+    const std::string list = "\2\0\0\0\1\0\6\0\377\377\377\377\2\0\6\0\14\0\0\0\4\0\0\0\377\377"
+                             "\377\377\20\0\6\0\377\377\377\377\40\0\0\0\377\377\377\377"s;
     constexpr char kName[] = "system.posix_acl_access";
-    if (setxattr(file.c_str(), kName, list, sizeof list - 1, 0) != 0) {
+    if (setxattr(file.c_str(), kName, list.data(), list.size(), 0) != 0) {
         GTEST_SKIP() << "the file system has no access lists";
     }
     ASSERT_TRUE(save(file));
-    unsigned char kept[sizeof list] = {};
-    ASSERT_EQ(getxattr(file.c_str(), kName, kept, sizeof kept),
-              static_cast<ssize_t>(sizeof list - 1))
-        << "the mask alone would let the group write";
-    EXPECT_TRUE(std::equal(kept, kept + sizeof list - 1, list));
+    std::string kept(100, 0);
+    const ssize_t size = getxattr(file.c_str(), kName, kept.data(), kept.size());
+    ASSERT_GT(size, 0);
+    kept.resize(static_cast<std::size_t>(size));
+    EXPECT_EQ(kept, list) << "the mask alone would let the group write";
 }
 
 TEST(ConfigSavePosix, FollowsLinks) {
@@ -138,64 +136,41 @@ TEST(ConfigSavePosix, RemovesWhatKilledProcessesLeft) {
     EXPECT_EQ(countIn(directory), 3);
 }
 
-// A directory that every user can reach; the working directory may not be one.
-class PublicDirectory : NonCopyable {
-public:
-    PublicDirectory() : path(fs::temp_directory_path() / ("qz_test." + std::to_string(getpid()))) {
-        fs::create_directory(path);
-    }
-    ~PublicDirectory() { fs::remove_all(path); }
-
-    const fs::path path;
-};
-
-TEST(ConfigSavePosix, WritesInPlaceWhatCannotKeepItsOwner) {
-    const PublicDirectory place;
-    const fs::path& directory = place.path;
-    const fs::path foreign = makeFile(directory / "foreign.cfg", 0666);
+TEST(ConfigSavePosix, WritesInPlaceWhereItHasTo) {
+    // A directory that every user can reach; the working directory may not be one.
+    const fs::path directory = fs::temp_directory_path() / ("qz_test." + std::to_string(getpid()));
+    fs::create_directory(directory);
     ASSERT_EQ(chmod(directory.c_str(), 0777), 0);
+    const fs::path foreign = makeFile(directory / "foreign.cfg", 0666);
     const uid_t owner = statusOf(foreign).st_uid;
-    const OrdinaryUser user;
-    EXPECT_TRUE(save(foreign));
-    EXPECT_EQ(statusOf(foreign).st_uid, owner);
-    EXPECT_EQ(readFile(foreign), "a = 1;\r\n");
-}
-
-TEST(ConfigSavePosix, WritesInPlaceWhereNoFileCanBeMade) {
-    const PublicDirectory place;
-    const fs::path& directory = place.path;
-    const fs::path file = makeFile(directory / "a.cfg", 0444);
+    const fs::path own = makeFile(directory / "own.cfg", 0444);
     if (geteuid() == 0) {
-        ASSERT_EQ(chown(file.c_str(), kNobody, kNobody), 0);
+        ASSERT_EQ(chown(own.c_str(), kNobody, kNobody), 0);
+    }
+    {
+        const OrdinaryUser user; // who could make a file, but not give it the foreign owner
+        EXPECT_TRUE(save(foreign));
+        EXPECT_EQ(statusOf(foreign).st_uid, owner);
+        EXPECT_EQ(readFile(foreign), "a = 1;\r\n");
     }
     ASSERT_EQ(chmod(directory.c_str(), 0555), 0);
     {
-        const OrdinaryUser user;
-        const ino_t before = statusOf(file).st_ino;
-        EXPECT_TRUE(save(file, "long = \"0123456789\";"));
-        EXPECT_TRUE(save(file));
-        EXPECT_EQ(statusOf(file).st_ino, before);
-        EXPECT_EQ(statusOf(file).st_mode & 07777U, 0644U);
+        const OrdinaryUser user; // who can make no file
+        const ino_t before = statusOf(own).st_ino;
+        EXPECT_TRUE(save(own, "long = \"0123456789\";"));
+        EXPECT_TRUE(save(own));
+        EXPECT_EQ(statusOf(own).st_ino, before);
+        EXPECT_EQ(statusOf(own).st_mode & 07777U, 0644U);
         {
             const SmallDisk disk(20);
-            EXPECT_FALSE(save(file, "long = \"0123456789\";"));
+            EXPECT_FALSE(save(own, "long = \"0123456789\";"));
         }
-        EXPECT_EQ(readFile(file), "a = 1;\r\n");
+        EXPECT_EQ(readFile(own), "a = 1;\r\n");
         EXPECT_FALSE(save(directory / "new.cfg"));
     }
-    EXPECT_EQ(countIn(directory), 1);
+    EXPECT_EQ(countIn(directory), 2);
     ASSERT_EQ(chmod(directory.c_str(), 0755), 0);
-}
-
-TEST(ConfigSavePosix, KeepsTheOldContentsOnAFullDisk) {
-    const fs::path directory = freshDirectory();
-    const fs::path file = makeFile(directory / "a.cfg", 0644);
-    {
-        const SmallDisk disk(4);
-        EXPECT_FALSE(save(file));
-    }
-    EXPECT_EQ(readFile(file), "old");
-    EXPECT_EQ(countIn(directory), 1);
+    fs::remove_all(directory);
 }
 
 TEST(ConfigSavePosix, IsNotHeldUpByForeignLocks) {
@@ -224,13 +199,6 @@ TEST(ConfigSavePosix, IsNotHeldUpByForeignLocks) {
     EXPECT_LT(duration, std::chrono::seconds(10));
     close(locked);
     close(directory);
-}
-
-TEST(ConfigSavePosix, TakesEveryNameThatTheSystemTakes) {
-    fs::current_path(freshDirectory());
-    EXPECT_TRUE(save(std::string(250, 'n')));
-    EXPECT_TRUE(save(std::string(250, 'n')));
-    EXPECT_EQ(countIn("."), 1);
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 // Reading settings into variables, and the messages about mistakes.
 #include "Config/SettingsReader.h"
-#include "support/test.h"
+#include "config/describe.h"
 
 #include <list>
 
@@ -13,53 +13,37 @@ using Read = std::function<void(const SettingsReader&)>;
 
 // The report on a text after some reading, without the file's name; "|" stands for the end of a
 // line in both.
-std::string reported(std::string text, const Read& read) {
-    for (std::size_t at = 0; (at = text.find('|', at)) != std::string::npos;) {
-        text.replace(at, 1, "\r\n");
-    }
+std::string reported(const std::string& text, const Read& read) {
     ConfigParser parser;
-    const SettingsReader reader(parser, "f", text.c_str(), 0);
+    const SettingsReader reader(parser, "f", replaced(text, "|", "\r\n").c_str(), 0);
     read(reader);
-    std::string report = reader.report();
-    for (std::size_t at = 0; (at = report.find('\n', at)) != std::string::npos;) {
-        report.replace(at, 1, "|");
-    }
-    return report;
+    return replaced(reader.report(), "\n", "|");
 }
 
 TEST(SettingsReader, ReadsWhatIsThere) {
-    int port = 1;
-    std::uint16_t small = 2;
-    double rate = 3;
-    float scale = 4;
-    bool isOn = false;
-    std::string name = "default";
-    std::vector<int> numbers = {7};
-    std::list<Lines> tables;
+    const Read readAll = [](const SettingsReader& reader) {
+        const auto read = [&](const char* path, auto value, auto... range) {
+            EXPECT_TRUE(reader.read(path, value, range...)) << path;
+            return value;
+        };
+        EXPECT_EQ(read("port", 1, 1, 65535), 8000);
+        EXPECT_EQ(read("small", std::uint16_t{2}), 65535);
+        EXPECT_EQ(read("rate", 3.0, 1, 120), 20);
+        EXPECT_EQ(read("g.scale", 4.0F), 0.5F);
+        EXPECT_EQ(read("numbers", std::vector<int>{7}), (std::vector<int>{1, 2}));
+        EXPECT_EQ(read("tables", std::list<Lines>()), (std::list<Lines>{{"a"}, {"b", "c"}}));
+        bool isOn = false;
+        EXPECT_TRUE(reader.block("g").read("on", isOn) && isOn);
+        std::string name = "default";
+        EXPECT_FALSE(reader.read("g.name", name) || reader.read("g.scale.", name));
+        EXPECT_FALSE(reader.block("none").read("name", name));
+        EXPECT_EQ(name, "default");
+        EXPECT_EQ(reader.find("first").begin().getInt(), 5);
+    };
     EXPECT_EQ(reported("port = 8000; small = 65535; rate = 20; g { scale = 0.5; on = true; }"
                        "numbers = {1, 2}; tables = {{\"a\"}, {\"b\", \"c\"}}; first = {5, \"x\"};",
-                       [&](const SettingsReader& reader) {
-                           EXPECT_TRUE(reader.read("port", port, 1, 65535));
-                           EXPECT_TRUE(reader.read("small", small));
-                           EXPECT_TRUE(reader.read("rate", rate, 1, 120));
-                           EXPECT_TRUE(reader.read("g.scale", scale));
-                           EXPECT_TRUE(reader.block("g").read("on", isOn));
-                           EXPECT_FALSE(reader.read("g.name", name) ||
-                                        reader.read("g.scale.", scale));
-                           EXPECT_FALSE(reader.block("none").read("name", name));
-                           EXPECT_TRUE(reader.read("numbers", numbers));
-                           EXPECT_TRUE(reader.read("tables", tables));
-                           EXPECT_EQ(reader.find("first").begin().getInt(), 5);
-                       }),
+                       readAll),
               "");
-    EXPECT_EQ(port, 8000);
-    EXPECT_EQ(small, 65535);
-    EXPECT_EQ(rate, 20);
-    EXPECT_EQ(scale, 0.5F);
-    EXPECT_TRUE(isOn);
-    EXPECT_EQ(name, "default");
-    EXPECT_EQ(numbers, (std::vector<int>{1, 2}));
-    EXPECT_EQ(tables, (std::list<Lines>{{"a"}, {"b", "c"}}));
 }
 
 TEST(SettingsReader, TellsWhatIsWrongWithValues) {
@@ -70,11 +54,7 @@ TEST(SettingsReader, TellsWhatIsWrongWithValues) {
             EXPECT_EQ(read, value) << "is left alone";
         };
     };
-    const struct {
-        const char* value;
-        Read read;
-        const char* problem;
-    } cases[] = {
+    const std::tuple<std::string, Read, std::string> cases[] = {
         {"\"8000\"", into(1), "a whole number, not a text"},
         {"1.5", into(1), "a whole number, not 1.5"},
         {"0", into(1, 1, 9), "a whole number from 1 to 9, not 0"},
@@ -94,9 +74,8 @@ TEST(SettingsReader, TellsWhatIsWrongWithValues) {
         {"7", into(std::string("x")), "a text, not 7"},
         {"7", into(std::vector<int>{1}), "a list, not 7"},
     };
-    for (const auto& one : cases) {
-        EXPECT_EQ(reported(std::string("a {| b = ") + one.value + ";|}", one.read),
-                  std::string("f:2: a.b must be ") + one.problem + "|");
+    for (const auto& [value, read, problem] : cases) {
+        EXPECT_EQ(reported("a {| b = " + value + ";|}", read), "f:2: a.b must be " + problem + "|");
     }
     EXPECT_EQ(reported("a { b = {1,| \"x\",| 2.5}; }", into(std::vector<int>{1})),
               "f:2: a.b.1 must be a whole number, not a text|"
