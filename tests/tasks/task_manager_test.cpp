@@ -37,8 +37,7 @@ struct TaskManager : testing::Test {
 };
 
 TEST_F(TaskManager, RunsEveryTaskOnceWhoeverAddsIt) {
-    constexpr int kAdders = 4;
-    constexpr int kTasks = 20000;
+    constexpr int kAdders = 4, kTasks = 20000;
     std::atomic<int> done{0};
     inThreads(kAdders, [&](int) {
         for (int task = 0; task < kTasks; ++task) {
@@ -55,8 +54,7 @@ TEST_F(TaskManager, RunsEveryTaskOnceWhoeverAddsIt) {
 // Neither of two tasks may keep the other waiting, whatever the workers did before.
 TEST_F(TaskManager, RunsTwoTasksThatWaitForEachOther) {
     for (int round = 0; round < 500; ++round) {
-        Latch meeting(2);
-        Latch done(2);
+        Latch meeting(2), done(2);
         const auto meet = [&] {
             meeting.arrive_and_wait();
             done.count_down();
@@ -93,33 +91,19 @@ TEST_F(TaskManager, NumbersQueuesByName) {
 // Only the queue uses its counters, without any synchronisation. The pauses let the queues run
 // empty again and again: at that moment a callback could be lost.
 TEST_F(TaskManager, SerialCallbacksRunOneByOneInOrderAndNoneIsLost) {
-    constexpr int kAdders = 2;
-    constexpr int kEach = 20000;
+    constexpr int kAdders = 2, kEach = 20000;
     struct Queue {
         size_t index;
         std::array<int, kAdders> next{};
         bool isBroken = false;
-    };
-    struct Entry {
-        Queue* queue;
-        size_t adder;
-        int number;
-
-        static void run(void* given) {
-            const Entry& entry = *static_cast<Entry*>(given);
-            int& next = entry.queue->next[entry.adder];
-            entry.queue->isBroken |= next != entry.number;
-            ++next;
-        }
-    };
-    std::array<Queue, 2> queues{Queue{QZ_create_serial_queue("first")},
-                                Queue{QZ_create_serial_queue("second")}};
-    std::array<std::deque<Entry>, kAdders> entries;
+    } queues[] = {{QZ_create_serial_queue("first")}, {QZ_create_serial_queue("second")}};
     inThreads(kAdders, [&](size_t adder) {
         for (int i = 0; i < kEach; ++i) {
             for (Queue& queue : queues) {
-                Entry& entry = entries[adder].emplace_back(Entry{&queue, adder, i});
-                QZ_add_serial_queue_task(queue.index, &entry, Entry::run);
+                addSerial(queue.index, [&queue, adder, i] {
+                    queue.isBroken |= queue.next[adder] != i;
+                    ++queue.next[adder];
+                });
             }
             if (i % 16 == 0) {
                 std::this_thread::yield();
@@ -137,9 +121,7 @@ TEST_F(TaskManager, ClearDiscardsWhatWaitsAndNothingElse) {
     const size_t queue = QZ_create_serial_queue("cleared");
     for (int alreadyTaken : {0, 1}) { // callbacks that the turn has run before the clearing
         std::atomic<int> done{0};
-        Latch added(1);
-        Latch begun(1);
-        Latch cleared(1);
+        Latch added(1), begun(1), cleared(1);
         for (int i = 0; i < alreadyTaken; ++i) {
             addSerial(queue, [&] { added.wait(); });
         }
@@ -235,10 +217,8 @@ TEST_F(TaskManager, BusyQueuesLetOthersIn) {
 }
 
 TEST_F(TaskManager, ShutDownEndsEverything) {
-    std::atomic<int> done{0};
-    Latch begun(1);
-    Latch end(1);
-    std::atomic<int> result{-1};
+    std::atomic<int> done{0}, result{-1};
+    Latch begun(1), end(1);
     const size_t queue = QZ_create_serial_queue("ended");
     addSerial(queue, [&] {
         result = QZ_shutdown_tasks(10.0); // waits for nothing

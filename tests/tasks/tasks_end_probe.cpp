@@ -28,23 +28,11 @@ struct Tasks {
 constinit Tasks tasks{};
 constinit std::atomic<int> done{0};
 
-void runShortly(void*) {
-    ++done;
-}
-
-void sleepShortly(void*) {
-    std::this_thread::sleep_for(2ms);
-    ++done;
-}
-
-void runForEver(void*) {
-    for (;;) {
-        std::this_thread::sleep_for(1ms);
+void run(void* longer) {
+    if (longer != nullptr) {
+        std::this_thread::sleep_for(2ms);
     }
-}
-
-void exitFromTask(void*) {
-    std::exit(0);
+    ++done;
 }
 
 // Keeps the queue busy for ever.
@@ -56,7 +44,7 @@ void addItselfAgain(void* queue) {
 void addForEver() {
     constexpr int kMostWaiting = 500;
     for (int i = 0;; ++i) {
-        tasks.addTask(nullptr, i % 100 == 0 ? sleepShortly : runShortly);
+        tasks.addTask(i % 100 == 0 ? &done : nullptr, run);
         while (i - done > kMostWaiting) {
             std::this_thread::sleep_for(1ms);
         }
@@ -68,7 +56,7 @@ void keepBusy() {
     for (std::size_t i = 0; i < queues.size(); ++i) {
         queues[i] = tasks.createQueue(std::to_string(i).c_str());
         tasks.addSerial(queues[i], &queues[i], addItselfAgain);
-        tasks.addMain(nullptr, runShortly);
+        tasks.addMain(nullptr, run);
     }
     std::thread(addForEver).detach();
 }
@@ -89,7 +77,7 @@ bool findTasks(Library library) {
 
 int end(Library library, std::string_view way) {
     if (way == "exit_from_task") {
-        tasks.addTask(nullptr, exitFromTask);
+        tasks.addTask(nullptr, [](void*) { std::exit(0); });
         std::this_thread::sleep_for(20s);
         return 3;
     }
@@ -111,7 +99,11 @@ int main(int argc, char** argv) {
     }
     const std::string_view way = argv[2];
     if (way == "exit_while_running") {
-        tasks.addTask(nullptr, runForEver);
+        tasks.addTask(nullptr, [](void*) {
+            for (;;) {
+                std::this_thread::sleep_for(1ms);
+            }
+        });
     }
     keepBusy();
     std::this_thread::sleep_for(std::chrono::microseconds(std::atoi(argv[3]) * 50 % 3000));
