@@ -107,15 +107,14 @@ TEST(IoMountedStream, ReadsAnywhere) {
     EXPECT_FALSE(io::MountedStream("stored.bin").isGood());
 }
 
-TEST(IoFileStream, ReplacingRemovesNothingButWhatAKilledProcessLeft) {
-    const fs::path directory = freshDirectory();
+TEST_F(IoFileStream, ReplacingRemovesNothingButWhatAKilledProcessLeft) {
     for (const char* name : {"file.qzsave-12345-0", "file.qzsave-notes", "file.qzsave-1-2.txt"}) {
-        writeFile(directory / name, "");
+        writeFile(name, "");
     }
-    io::FileStream file((directory / "file").string().c_str(), Mode::kReplace);
+    io::FileStream file("file", Mode::kReplace);
     EXPECT_TRUE(file.close());
-    EXPECT_FALSE(fs::exists(directory / "file.qzsave-12345-0"));
-    EXPECT_EQ(countIn(directory), 3);
+    EXPECT_FALSE(fs::exists("file.qzsave-12345-0"));
+    EXPECT_EQ(countIn("."), 3);
 }
 
 // A file to which another program adds something when a reader has met its end.
@@ -144,7 +143,7 @@ struct GrowingFile : VFS_File {
         [](VFS_File* file) { return static_cast<std::int64_t>(of(file).bytes.size()); }};
 };
 
-TEST(IoFileStream, AFileMayGrowWhileItIsRead) {
+TEST_F(IoFileStream, AFileMayGrowWhileItIsRead) {
     GrowingFile growing;
     io::FileStream file(&growing);
     char text[12] = "";

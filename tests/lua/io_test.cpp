@@ -82,12 +82,13 @@ TEST_F(LuaIo, CollectedFilesAreClosed) {
 }
 
 TEST_F(LuaIo, ClosingTheStateClosesFilesThatHaveNoFinalizer) {
-    const std::string open = "f = io.open('" + dir_ + "/out', 'w') ";
+    const std::string open = "f = io.open('out', 'w') ";
     for (const std::string& code :
          {open + "getmetatable(f).__gc = nil", open + "debug.setmetatable(f, nil)",
           "p = newproxy(true) getmetatable(p).__gc = function() " + open + "f:write('x') end"}) {
         Script().run(code);
-        EXPECT_EQ(run(open + "local opened = f ~= nil if f then f:close() end return opened"),
+        EXPECT_EQ(script_.run(open + "local opened = f ~= nil if f then f:close() end "
+                                     "return opened"),
                   "true")
             << code;
     }

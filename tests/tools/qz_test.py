@@ -355,9 +355,8 @@ class QzTest(unittest.TestCase):
         values = compact(8001) + b"\0" + b"\1" * 8001
         names = b"\1" + field("", 11, group(field("a'2", 4), *[field("a", 4)] * 8000))
         (self.folder / "again.qzo").write_bytes(saved(b"\0" + values + compact(len(names)) + b"\0" + names, 2))
-        code, out, err = self.run_qz("dump", "--json", "again.qzo")
-        self.assertEqual((code, err), (0, ""))
-        self.assertEqual(list(json.loads(out)["fields"]), ["a'2", "a"] + [f"a'{i}" for i in range(3, 8002)])
+        fields = json.loads(self.run_qz("dump", "--json", "again.qzo"))["fields"]
+        self.assertEqual(list(fields), ["a'2", "a"] + [f"a'{i}" for i in range(3, 8002)])
 
     @unittest.skipUnless(sys.platform == "linux", "nothing else tells how much memory a program took")
     def test_dump_takes_less_memory_than_it_prints(self):

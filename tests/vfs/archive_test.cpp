@@ -337,7 +337,7 @@ TEST_F(VfsArchive, TheEndIsNeitherInACommentNorIsSomethingBehindIt) {
 // archive would have the same effect, but not every system allows that.
 TEST_F(VfsArchive, AnArchiveThatIsGoneIsNotReplacedByALaterMount) {
     fs::copy_file(given / "small.zip", "new.zip");
-    write("old/fine.txt", "old");
+    writeFile("old/fine.txt", "old");
     fs::create_directory("elsewhere");
     ASSERT_TRUE(mount("new") && mount(fs::absolute("old").string()));
     fs::current_path("elsewhere");
@@ -358,7 +358,7 @@ TEST_F(VfsArchive, AnotherArchiveAtTheSamePathIsNotRead) {
     for (auto at = archive.find(name); at != std::string::npos; at = archive.find(name)) {
         archive.replace(at, name.size(), "five.txt");
     }
-    write("elsewhere/new.zip", archive);
+    writeFile("elsewhere/new.zip", archive);
     fs::current_path("elsewhere");
     log.take();
     EXPECT_EQ(read(name), std::nullopt);
