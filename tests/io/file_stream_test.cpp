@@ -134,13 +134,13 @@ struct GrowingFile : VFS_File {
         }
         return done;
     }
-    static constexpr VFS_FileOps kOps = {
-        [](VFS_File*) {},
-        read,
-        nullptr,
-        nullptr,
-        [](VFS_File* file) { return static_cast<std::int64_t>(of(file).position); },
-        [](VFS_File* file) { return static_cast<std::int64_t>(of(file).bytes.size()); }};
+    static std::int64_t tell(VFS_File* file) {
+        return static_cast<std::int64_t>(of(file).position);
+    }
+    static std::int64_t getSize(VFS_File* file) {
+        return static_cast<std::int64_t>(of(file).bytes.size());
+    }
+    static constexpr VFS_FileOps kOps = {[](VFS_File*) {}, read, nullptr, nullptr, tell, getSize};
 };
 
 TEST_F(IoFileStream, AFileMayGrowWhileItIsRead) {
