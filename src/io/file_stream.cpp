@@ -89,12 +89,13 @@ std::size_t FileStream::readAt(std::uint64_t position, void* data, std::size_t c
     auto* const bytes = static_cast<char*>(data);
     std::size_t done = VFS_read(file_, bytes, count);
     // Another program may have made the file longer since it ended here.
-    for (std::size_t more = done; done < count && position + done < sizeNow(); done += more) {
-        more = VFS_read(file_, bytes + done, count - done);
+    while (done < count && position + done < sizeNow()) {
+        const std::size_t more = VFS_read(file_, bytes + done, count - done);
         if (more == 0) {
             fail("can't read the file", path_);
             break;
         }
+        done += more;
     }
     filePosition_ = position + done;
     return done;

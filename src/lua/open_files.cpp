@@ -84,7 +84,7 @@ FileOwner fileOwner(lua_State* state) {
 }
 
 OpenFile* addOpenFile(FileOwner owner) {
-    OpenFile* const file = new (std::nothrow) OpenFile{nullptr, owner, nullptr, nullptr};
+    auto* const file = new (std::nothrow) OpenFile{nullptr, owner, nullptr, nullptr};
     if (file != nullptr) {
         const std::lock_guard guard(lock);
         link(file);

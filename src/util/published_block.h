@@ -65,7 +65,7 @@ struct PublishedMessage {
 };
 
 struct PublishedBlock {
-    static constexpr std::size_t kSize = 256 * 1024;
+    static constexpr std::size_t kSize = 256 << 10;
 
     PublishedHead head;
     PublishedSnapshot snapshot;
@@ -73,7 +73,7 @@ struct PublishedBlock {
 };
 
 static_assert(sizeof(PublishedHead) == 32 && sizeof(PublishedFigures) == 56);
-static_assert(offsetof(PublishedBlock, log) == 6232 && sizeof(PublishedBlock) == 256 * 1024);
+static_assert(offsetof(PublishedBlock, log) == 6232 && sizeof(PublishedBlock) == 256 << 10);
 
 template<class Value>
 void storePublished(Value& shared, const Value& value) {
