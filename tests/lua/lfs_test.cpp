@@ -94,7 +94,7 @@ TEST_F(LuaLfs, SurvivesFinalisersThatChangeTheLocations) {
 // The list is one for all states.
 TEST_F(LuaLfs, StatesOfSeveralThreadsChangeTheLocations) {
     static constexpr char kCode[] =
-        "for i = 1, 3000 do local path = thread .. i % 20 "
+        "for i = 1, 500 do local path = thread .. i % 20 "
         "if not lfs.add_location(thread, path) then return 'lost' end "
         "local found for _, l in ipairs(lfs.locations()) do found = found or l.path == path end "
         "if not found then return 'not listed' end "
