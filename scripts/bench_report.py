@@ -123,7 +123,7 @@ class Comparison:
         """With the figure's unit, where it is known."""
         if self.figure in ("time", "each"):
             return with_unit(value * (1e-9 if self.figure == "time" else 1),
-                             [(1, "s"), (1e-3, "ms"), (1e-6, "µs"), (1e-9, "ns")])
+                             [(1, "s"), (1e-3, "ms"), (1e-6, "µs"), (1e-9, "ns"), (1e-12, "ps")])
         return with_unit(value, [(1e9, "G"), (1e6, "M"), (1e4, "k")])
 
 
