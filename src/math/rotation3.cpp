@@ -74,7 +74,8 @@ Weights<double> weigh(double cosine, double t) {
 }
 
 // Single precision is computed in double precision with two polynomials, whose relative errors are
-// below 4e-11. So the weights are those of exact arithmetic, rounded once, on every system.
+// below 4e-11. So for t from 0 to 1 the weights are those of exact arithmetic, rounded once, on
+// every system. Other t take the C library's functions.
 
 // The cosine is from 0 to 0.95.
 double fastArcCosine(double cosine) {
