@@ -13,7 +13,7 @@ namespace Sync {
 
 /* A recursive lock: a thread that has locked it several times must unlock it as many times. It is
  * meant for short sections: locking it when it is free takes one atomic operation, and unlocking
- * takes none. Threads that wait spin for a microsecond or two and then sleep, which takes no
+ * takes none. Threads that wait spin for some ten microseconds and then sleep, which takes no
  * processor time. They get the lock in no particular order; but if a millisecond has passed since
  * it was last handed over, unlocking hands it to the thread that has slept longest. So no thread
  * waits for ever if every owner unlocks it.

@@ -1,24 +1,13 @@
 // Waits while another thread finishes a few instructions.
 #pragma once
 
-#include "platform/compiler.h"
+#include "platform/pause.h"
 #include "platform/thread.h"
 
 #include <atomic>
 #include <chrono>
 
-#if defined(QZ_X64)
-#    include <immintrin.h>
-#endif
-
 namespace core {
-
-// Tells the processor that the loop waits.
-inline void relax() {
-#if defined(QZ_X64)
-    _mm_pause();
-#endif
-}
 
 // One turn of a waiting loop. The other thread needs nanoseconds, unless it has lost its processor.
 // Then spinning would only keep it from coming back, so this yields, and later sleeps, which lets
@@ -28,7 +17,7 @@ public:
     void turn() {
         ++turns_;
         if (turns_ < kTurnsBeforeYielding) {
-            relax();
+            pauses_.pauseOnce();
         } else if (turns_ < kTurnsBeforeSleeping) {
             platform::yieldThread();
         } else {
@@ -39,9 +28,10 @@ public:
     }
 
 private:
-    static constexpr int kTurnsBeforeYielding = 2000;
-    static constexpr int kTurnsBeforeSleeping = 2100;
+    static constexpr int kTurnsBeforeYielding = 70; // some fifty microseconds
+    static constexpr int kTurnsBeforeSleeping = 170;
 
+    platform::Pauses pauses_{1, 32};
     int turns_ = 0;
 };
 

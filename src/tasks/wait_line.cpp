@@ -2,6 +2,7 @@
 
 #include "platform/clock.h"
 #include "platform/fence.h"
+#include "platform/pause.h"
 #include "platform/thread.h"
 
 #include <chrono>
@@ -14,7 +15,6 @@ namespace tasks {
 namespace {
 
 constexpr std::uint32_t kLines = 256;
-constexpr unsigned kLongestPause = 16;
 
 // How long a thread sleeps that nobody would wake.
 constexpr std::chrono::milliseconds kNap{1};
@@ -26,18 +26,8 @@ std::int64_t handoverInterval() {
     return platform::counterRate() / 1000;
 }
 
-// Looks less and less often, because each look takes the cache line away from the owner. Does not
-// yield: if other programs keep the processor busy, that may take longer than to sleep.
 bool obtainBySpinning(Ownership& lock, std::uintptr_t self) {
-    for (unsigned pause = 1; pause <= kLongestPause; pause *= 2) {
-        for (unsigned i = 0; i < pause; ++i) {
-            core::relax();
-        }
-        if (lock.obtain(self)) {
-            return true;
-        }
-    }
-    return false;
+    return platform::succeedsSoon([&] { return lock.obtain(self); });
 }
 
 } // namespace

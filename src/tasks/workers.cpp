@@ -2,7 +2,7 @@
 
 #define QZ_LOG_NO_SHORT_NAMES
 #include "Core/Log.h"
-#include "core/spin.h"
+#include "platform/pause.h"
 #include "platform/thread.h"
 
 #include <utility>
@@ -284,7 +284,7 @@ bool Workers::stayToLook(Activity& activity) {
 void Workers::lookAround() const {
     for (int look = 0; look < kLooks && !hasTasks_.load(std::memory_order_relaxed); ++look) {
         for (int pause = 0; pause < kPausesALook; ++pause) {
-            core::relax();
+            platform::pause();
         }
         platform::yieldThread();
     }

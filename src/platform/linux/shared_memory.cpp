@@ -10,6 +10,7 @@
 // memory removes dead objects.
 #include "platform/shared_memory.h"
 
+#include "platform/pause.h"
 #include "platform/posix/descriptor.h"
 #include "platform/posix/write_signals.h"
 
@@ -43,18 +44,8 @@ constexpr std::string_view kMutexPrefix = "qzCore.mutex.";
 constexpr mode_t kSameUser = 0600;
 constexpr std::chrono::seconds kPatience(1);
 
-// After so many attempts the mutex's holder has probably lost the processor.
-constexpr int kSpins = 100;
-
 constexpr off_t kGate = 0;
 constexpr off_t kLife = 1;
-
-// Tells the processor that the loop waits.
-void relax() {
-#if defined(__x86_64__)
-    __builtin_ia32_pause();
-#endif
-}
 
 struct flock lockOf(off_t which, int type) {
     struct flock lock {};
@@ -358,11 +349,11 @@ void closeSharedMutex(SharedMutex* mutex) {
 
 bool lockShared(SharedMutex& mutex, std::chrono::milliseconds limit) {
     int error = pthread_mutex_trylock(mutex.native());
-    for (int i = 0; error == EBUSY && i < kSpins; ++i) {
-        relax();
+    const auto isDecided = [&] {
         error = pthread_mutex_trylock(mutex.native());
-    }
-    if (error == EBUSY) {
+        return error != EBUSY;
+    };
+    if (error == EBUSY && !succeedsSoon(isDecided)) {
         const timespec deadline = after(limit);
         error = pthread_mutex_timedlock(mutex.native(), &deadline);
     }
