@@ -23,7 +23,8 @@
  *     if (!loading.finish()) { ... }
  *
  * What can be transferred:
- * - booleans, integers, floats, enumerations, std::string, std::vector;
+ * - booleans, integers, floats, enumerations (give them a fixed type), std::string, std::vector;
+ *   items that write nothing, such as empty structures, are an error;
  * - with Serial/Containers.h the other containers, sets, pairs, optional values, arrays;
  * - with Serial/MathTypes.h the types of Math, and the randomizers; predictors need no header;
  * - with Serial/Containers.h the snapshot of a state machine (Common::FSM::Snapshot);
@@ -251,7 +252,8 @@ public:
     /* Ends saving or loading; without it nothing is saved. Saving: writes all objects that can be
      * reached by references, and then everything to the stream, which is not flushed. Loading:
      * reads the objects, and skips values that were not asked for. Returns false if there was an
-     * error; further calls return the same. */
+     * error; further calls return the same, unless something was transferred in between, which is
+     * an error. A class must not call it. */
     bool finish();
 
     /* Returns the fields of what was saved as a whole, and then those of each class and version,

@@ -1,8 +1,10 @@
 #include "Serial/Bufferizer.h"
 
+#include "platform/thread.h"
 #include "serial/packing.h"
 #include "serial/parts.h"
 
+#include <atomic>
 #include <memory>
 #include <utility>
 
@@ -19,9 +21,16 @@ serial::Beside beside(const std::shared_ptr<const void>& image) {
     return image ? serial::Beside(imageOf(image)) : serial::Beside();
 }
 
+// A child of fork is another process, and has a session of its own.
 std::uint32_t sessionOfProcess() {
-    static const std::uint32_t session = serial::newSession();
-    return session;
+    static std::atomic<std::uint64_t> known{0}; // the process, and below it the session
+    const auto process = static_cast<std::uint64_t>(platform::processId()) << 32;
+    std::uint64_t seen = known.load();
+    if (seen >> 32 != process >> 32) {
+        const std::uint64_t drawn = process | serial::newSession();
+        seen = known.compare_exchange_strong(seen, drawn) ? drawn : known.load();
+    }
+    return static_cast<std::uint32_t>(seen);
 }
 
 } // namespace

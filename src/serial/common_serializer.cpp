@@ -81,11 +81,16 @@ CommonSerializer::~CommonSerializer() {
 }
 
 bool CommonSerializer::finish() {
+    if (scope_ != nullptr || state_->isInObjects) {
+        fail("a class has called finish, or has thrown an exception");
+    }
     if (!isFinished_ && isGood()) {
         if (isPacked_) {
             accept(form().finish());
         } else {
+            state_->isInObjects = true;
             isLoading_ ? loadObjects() : saveObjects();
+            state_->isInObjects = false;
         }
     }
     isFinished_ = true;
@@ -112,8 +117,9 @@ void CommonSerializer::fail(const std::string& what) {
 }
 
 void CommonSerializer::failAsMisfit(const Identifiable& object) {
+    const bool isRecord = dynamic_cast<const Record*>(&object) != nullptr;
     fail("an object of class \"" + object.getClassIdentifier().getClassName() +
-         "\", which does not fit");
+         (isRecord ? "\", which no factory makes" : "\", which does not fit"));
 }
 
 void CommonSerializer::failAsRange() {

@@ -91,6 +91,7 @@ struct CommonSerializer::State {
     serial::Bytes body;        // when saving, with the header in front
     std::vector<Field> fields; // the field of the whole, then one for each class
     bool namesFields = false;
+    bool isInObjects = false; // the classes of the objects are being called
     std::size_t next = 0; // saving: the next object to be written; loading: where its record begins
 
     // Saving.

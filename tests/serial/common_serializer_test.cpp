@@ -121,6 +121,14 @@ TEST_F(Serializer, ErrorsTellWhere) {
               "world.inner[0]: values too deep within each other");
     Knot knots[2] = {{&knots[1]}, {&knots[0]}};
     EXPECT_TRUE(save(knots[0]).ends_with(".other: values too deep within each other"));
+    struct Ender : Common::SerializableObject {
+        Ender() : SerializableObject("Ender") {}
+        void serialize(CommonSerializer& s) override { EXPECT_FALSE(s.finish()); }
+    };
+    Common::Ref<Ender> ender(new Ender);
+    constexpr char kEnded[] = "a class has called finish, or has thrown an exception";
+    EXPECT_EQ(save(*ender), "error: world: "s + kEnded);
+    EXPECT_EQ(save(ender), "error: world: "s + kEnded);
 }
 
 } // namespace
