@@ -47,7 +47,8 @@ public:
      * not-a-number. */
     QZ_API void update(double x, double tolerance);
 
-    /* Advances by n ticks; does nothing if n is 0 or less. */
+    /* Advances by n ticks; does nothing if n is 0 or less. Each tick takes nanoseconds, so limit n
+     * where a clock may jump. */
     QZ_API void step(int n, const double* c);
 
     /* The output, d0. */

@@ -15,7 +15,8 @@ namespace Math {
  *     bytes.update(QZ_get_time(), received);
  *     show(bytes.rate);
  *
- * A plain value, for one thread at a time. With a decay of 0 the rate does not change. */
+ * A plain value, for one thread at a time. With a decay of 0 the rate does not change, but for
+ * rounding. An infinite amount makes it not-a-number for ever. */
 struct RateMeter {
     double time = 0;  /* of the last update */
     double rate = 0;  /* per unit of time */

@@ -38,8 +38,8 @@ struct Rotation3 {
     T z = 0;
     T w = 1; /* the scalar part, last in memory */
 
-    /* Sets a turn by `angle` about `axis`, which may have any length; a zero axis gives
-     * not-a-number. */
+    /* Sets a turn by `angle` about `axis`, which may have any length whose square
+     * is a normal number (1e-18 to 1e18 for float); a zero axis gives not-a-number. */
     QZ_API void setAngleAxis(T angle, const Vector<3, T>& axis);
 
     /* angle = 2 acos(w), from 0 to 2 pi; axis has length 1. There are no checks: the identity gives
@@ -76,7 +76,8 @@ struct Rotation3 {
      * rows. */
     QZ_API void fromMatrix(const Matrix<3, T>& axes);
 
-    /* Divide by the length. A length of zero or not-a-number gives the identity. */
+    /* Divide by the length, whose square must be a normal number. A length of zero or not-a-number
+     * gives the identity. */
     void normalize();
     Rotation3 normalized() const;
 };

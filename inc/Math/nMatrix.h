@@ -29,6 +29,8 @@ public:
     nMatrix() = default;
     QZ_API explicit nMatrix(unsigned n);
     QZ_API nMatrix(unsigned rows, unsigned cols);
+    nMatrix(unsigned rows, int cols) /* for a literal 0, which could be a null pointer, too */
+        : nMatrix(rows, static_cast<unsigned>(cols)) {}
     QZ_API nMatrix(unsigned n, const T* elements);
     QZ_API nMatrix(unsigned rows, unsigned cols, const T* elements);
     nMatrix(const nMatrix&) = default;
@@ -65,6 +67,7 @@ public:
     /* Become n x n, with d on the diagonal and 0 elsewhere. */
     QZ_API void diag(unsigned n, const T* d);
     QZ_API void diag(unsigned n, T d);
+    void diag(unsigned n, int d) { diag(n, static_cast<T>(d)); }
 
     /* Becomes n x n, with the square root of variances[i] times variances[j] at [i][j]. These are
      * the covariances of fully correlated variables; there are no correlation coefficients. */

@@ -108,10 +108,18 @@ void nMatrix<T>::init(unsigned n, const T* elements) {
 
 template<typename T>
 void nMatrix<T>::resize(unsigned rows, unsigned cols) {
-    rows_.resize(rows);
+    // What needs memory comes first: if there is none, the matrix is as it was.
+    const unsigned kept = std::min(rows, Rows());
+    rows_.reserve(rows);
+    for (Row& row : rows_) {
+        row.reserve(cols);
+    }
+    qz::vector<Row> added(rows - kept, Row(cols));
+    rows_.resize(kept);
     for (Row& row : rows_) {
         row.resize(cols);
     }
+    std::ranges::move(added, std::back_inserter(rows_));
 }
 
 template<typename T>
