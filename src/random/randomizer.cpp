@@ -1,5 +1,7 @@
 #include "Random/Randomizer.h"
 
+#include <vector>
+
 namespace {
 
 unsigned step(std::uint32_t& state) {
@@ -74,8 +76,12 @@ void RandomizerManager::remove(Randomizer<unsigned>* randomizer) {
 
 void RandomizerManager::setGenerativeSeed(unsigned seed) {
     generative_.setSeed(seed);
-    for (Randomizer<unsigned>* const randomizer : randomizers_) {
-        randomizer->setSeed(generative_.next());
+    // A generator may remove itself, or others, when it gets its seed.
+    const std::vector<Randomizer<unsigned>*> all(randomizers_.begin(), randomizers_.end());
+    for (Randomizer<unsigned>* const randomizer : all) {
+        if (places_.contains(randomizer)) {
+            randomizer->setSeed(generative_.next());
+        }
     }
 }
 

@@ -45,6 +45,15 @@ TEST(RandomizerManager, SeedsTheRegisteredInOrder) {
     EXPECT_EQ(removed.getSeed(), 0U);
     EXPECT_EQ(second.getSeed0(), 560608U);
     EXPECT_EQ(manager.nextGenerativeSeed(), 96857U);
+    struct Leaver : GenerativeRandomizer {
+        RandomizerManager* manager = nullptr;
+        void setSeed(unsigned) override { manager->remove(this); }
+    } leaver;
+    leaver.manager = &manager;
+    manager.add(&leaver);
+    manager.setGenerativeSeed(0); // it leaves
+    manager.setGenerativeSeed(0);
+    EXPECT_EQ(manager.nextGenerativeSeed(), 96857U);
 }
 
 } // namespace
