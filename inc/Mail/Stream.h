@@ -168,12 +168,18 @@ public:
 
     /* Writes or reads the low `bits` bits of a number or another trivially copyable object, at most
      * its size. Reading does not change the other bytes of the object; the other bits of a byte
-     * that is read in part become 0. */
+     * that is read in part become 0. A bool that is read is false for 0 and else true. */
     template<class T>
     void transfer(T& value, int bits = static_cast<int>(sizeof(T) * 8)) {
         static_assert(std::is_trivially_copyable_v<T>);
         constexpr int kAll = static_cast<int>(sizeof(T) * 8);
-        stream(&value, bits < kAll ? bits : kAll);
+        if constexpr (std::is_same_v<T, bool>) {
+            unsigned char byte = value ? 1 : 0;
+            stream(&byte, bits < kAll ? bits : kAll);
+            value = byte != 0;
+        } else {
+            stream(&value, bits < kAll ? bits : kAll);
+        }
     }
 
 protected:
@@ -208,7 +214,8 @@ public:
     bool finish();
 
     /* Returns the number of bytes that the message would have if the writer finished now, or has if
-     * it did. Senders use it to know when to begin another message. */
+     * it did; if it is too long, some number above the limit. Senders use it to know when to begin
+     * another message. */
     uint64_t getSize() const;
 
     /* Returns whether more was written than the message can take, or memory has run out; then
@@ -287,6 +294,7 @@ private:
 
     void storeAcross(uint32_t word);
     QZ_LOCAL void storeByte(uint64_t byte);
+    QZ_LOCAL bool makeRoom();
     void writeObject(const unsigned char* data, int bits);
     QZ_LOCAL size_t writeRun(const unsigned char* data, size_t count);
     QZ_LOCAL void flush();

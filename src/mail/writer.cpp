@@ -112,9 +112,18 @@ void Writer::storeAcross(std::uint32_t word) {
 }
 
 void Writer::storeByte(std::uint64_t byte) {
-    if (prepare()) {
+    if (makeRoom()) {
         *cursor_++ = static_cast<unsigned char>(byte);
     }
+}
+
+// When a message is too long already, what follows is written over one region again and again, so
+// that it takes no memory: everything will be dropped.
+bool Writer::makeRoom() {
+    if (cursor_ == end_ && chain_.first() && chain_.first()->totalSize() > Message::kMaxSize) {
+        cursor_ = start_;
+    }
+    return prepare();
 }
 
 void Writer::writeObject(const unsigned char* data, int bits) {

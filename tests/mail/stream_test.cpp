@@ -4,6 +4,9 @@
 #include "mail/chains.h"
 #include "support/test.h"
 
+#include <bit>
+#include <tuple>
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 namespace {
@@ -203,6 +206,10 @@ TEST(Message, GrowsTo65535BytesInManyChunksAndKeepsWhatItHad) {
     tooMuch.put(1, 1);
     EXPECT_TRUE(tooMuch.overflowed());
     EXPECT_EQ(tooMuch.getSize(), 65536U);
+    for (unsigned i = 0; i < 100'000; ++i) {
+        tooMuch.put(i, 25);
+    }
+    EXPECT_TRUE(tooMuch.overflowed() && tooMuch.getSize() < 150'000) << "it takes no more memory";
     EXPECT_FALSE(tooMuch.finish());
     tooMuch.put(1, 8);
     EXPECT_EQ(tooMuch.getSize(), 65535U);
@@ -253,16 +260,22 @@ TEST(Message, AHandleToNothingKeepsNothing) {
 }
 
 TEST(Stream, OneFunctionWritesAndReads) {
-    const auto exchange = [](Mail::Stream& stream, std::uint16_t type, double mass) {
+    const auto exchange = [](Mail::Stream& stream, std::uint16_t type, double mass, bool flag) {
         stream.transfer(type, 12);
         stream.transfer(mass);
-        return std::pair(type, mass);
+        stream.transfer(flag);
+        return std::tuple(type, mass, flag);
     };
     const Mail::Message message(1);
-    exchange(*std::make_unique<Mail::Writer>(message), 0xABC, -1.5);
+    exchange(*std::make_unique<Mail::Writer>(message), 0xABC, -1.5, true);
     Mail::Reader reader(message);
     EXPECT_FALSE(reader.isWriter());
-    EXPECT_EQ(exchange(reader, 0, 0), std::pair(std::uint16_t{0xABC}, -1.5));
+    EXPECT_EQ(exchange(reader, 0, 0, false), std::tuple(std::uint16_t{0xABC}, -1.5, true));
+    bool flag = false;
+    const Mail::Message other(1);
+    Mail::Writer(other).put(0xAB, 8);
+    Mail::Reader(other).transfer(flag);
+    EXPECT_EQ(std::bit_cast<char>(flag), 1) << "true, whatever the byte";
 }
 
 TEST(ByteWriter, SharesBuffersAndDropsWhatComesAfterItsEnd) {
