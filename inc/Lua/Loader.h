@@ -80,7 +80,7 @@ public:
 
     lua_State* getLuaState() const { return state_; }
 
-    /* The last file loaded, as it was given; empty if there is none. */
+    /* The last file that was loaded and run, as it was given; empty if there is none. */
     const std::string& getFile() const { return file_; }
 
     /* The directory of the last file loaded, with a separator at the end; "./" for a bare file
@@ -211,7 +211,7 @@ public:
 private:
     QZ_LOCAL void requireState(const char* name);
     QZ_LOCAL void beginLoading(const std::string& file);
-    QZ_LOCAL void finishLoading(int status, const std::string& table);
+    QZ_LOCAL void finishLoading(int status, const std::string& file, const std::string& table);
     QZ_LOCAL void reserve() const;
     [[noreturn]] QZ_LOCAL void fail(const std::string& message, const std::string& full) const;
     [[noreturn]] void fail(const std::string& message) const { fail(message, message); }

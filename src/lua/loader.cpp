@@ -98,7 +98,7 @@ void Loader::reserve() const {
         fail("No Lua state");
     }
     if (lua_checkstack(state_, lua::kRoom) == 0) {
-        fail(getCurrentPath() + " is nested too deeply");
+        fail(getCurrentPath() + " is nested too deeply, or too many tables were begun or loaded");
     }
 }
 
@@ -176,27 +176,27 @@ void Loader::beginLoading(const std::string& file) {
     reserve();
     const std::size_t separator = file.find_last_of("/\\");
     rootDir_ = separator == std::string::npos ? "./" : file.substr(0, separator + 1);
-    file_ = file;
 }
 
 // Runs the chunk on top of the stack, or throws the message that is there if loading it has failed.
-void Loader::finishLoading(int status, const std::string& table) {
+void Loader::finishLoading(int status, const std::string& file, const std::string& table) {
     if (status != 0 || lua_pcall(state_, 0, 0, 0) != 0) {
         const PopAtEnd message{state_};
         throw LoaderException(lua::errorText(state_));
     }
+    file_ = file;
     load(table);
 }
 
 void Loader::load(const std::string& file, const std::string& table) {
     beginLoading(file);
     appendPackagePath();
-    finishLoading(QZ_lua_loadfile(state_, file.c_str()), table);
+    finishLoading(QZ_lua_loadfile(state_, file.c_str()), file, table);
 }
 
 void Loader::loadMounted(const std::string& file, const std::string& table) {
     beginLoading(file);
-    finishLoading(QZ_lua_loadmounted(state_, file.c_str()), table);
+    finishLoading(QZ_lua_loadmounted(state_, file.c_str()), file, table);
 }
 
 void Loader::load(const std::string& table) {

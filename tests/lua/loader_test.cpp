@@ -115,6 +115,9 @@ TEST_F(LuaLoader, FullMessagesNameFileAndEntry) {
               "units.lua: units.speed is not an integer (1.5)");
     EXPECT_EQ(fullFailure([&] { loader_.load("units.lua", "none"); }),
               "units.lua: No none table in config file");
+    writeFile("broken.lua", "=");
+    EXPECT_THROW(loader_.load("broken.lua", "units"), Lua::LoaderException);
+    EXPECT_EQ(loader_.getFile(), "units.lua") << "the one that was loaded";
     writeFile("units.lua", "=");
     EXPECT_EQ(fullFailure([&] { loader_.load("units.lua", "units"); }),
               "[string \"units.lua\"]:1: unexpected symbol near '='");
