@@ -172,7 +172,7 @@ private:
             return numbersOf(field, bytes, limits_.bytes);
         }
         const Bytes visible = bytes.first(std::min(bytes.size(), limits_.bytes));
-        return '"' + shown({reinterpret_cast<const char*>(visible.data()), visible.size()}) + '"' +
+        return quoted({reinterpret_cast<const char*>(visible.data()), visible.size()}) +
                moreThan(visible.size(), bytes.size());
     }
 

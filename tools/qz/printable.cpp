@@ -81,3 +81,14 @@ std::string shown(std::string_view name) {
     }
     return text;
 }
+
+std::string quoted(std::string_view text) {
+    std::string escaped;
+    for (const char c : text) {
+        if (c == '"' || c == '\\') {
+            escaped += '\\';
+        }
+        escaped += c;
+    }
+    return '"' + shown(escaped) + '"';
+}

@@ -11,3 +11,6 @@ std::string printable(std::string_view text, std::string_view lineBreak = "\n   
 
 // For names: the bytes of characters that a terminal would not just draw become \xNN.
 std::string shown(std::string_view name);
+
+// For texts: the same between quotes, with a backslash in front of quotes and backslashes.
+std::string quoted(std::string_view text);
