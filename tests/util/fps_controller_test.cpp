@@ -3,12 +3,6 @@
 #include "Globals.h"
 #include "support/test.h"
 
-#ifndef _WIN32
-#    include <sys/time.h>
-
-#    include <csignal>
-#endif
-
 #include <regex>
 
 namespace {
@@ -20,7 +14,7 @@ void sleep(int milliseconds) {
 }
 
 // A machine may be late by any time, so times are only compared with their lower limits. The sleep
-// is rounded down to a millisecond.
+// is rounded down to a millisecond. Signals are the fault driver's.
 TEST(FpsController, SleepsForWhatIsMissing) {
     FPS_Controller controller(50);
     controller.StartFrame();
@@ -35,22 +29,6 @@ TEST(FpsController, SleepsForWhatIsMissing) {
         controller.StartFrame();
     }
 }
-
-#ifndef _WIN32
-TEST(FpsController, SignalsDoNotCutItsSleepShort) {
-    std::signal(SIGALRM, [](int) {});
-    const itimerval everyMillisecond{{0, 1000}, {0, 1000}};
-    setitimer(ITIMER_REAL, &everyMillisecond, nullptr);
-    FPS_Controller controller(50);
-    controller.StartFrame();
-    for (int i = 0; i < 3; ++i) {
-        controller.StartFrame();
-        EXPECT_GE(controller.lastDuration(), 0.0185);
-    }
-    const itimerval never{};
-    setitimer(ITIMER_REAL, &never, nullptr);
-}
-#endif
 
 TEST(FpsController, CountsLateFrames) {
     sleep(10);
