@@ -107,16 +107,6 @@ TEST(IoMountedStream, ReadsAnywhere) {
     EXPECT_FALSE(io::MountedStream("stored.bin").isGood());
 }
 
-TEST_F(IoFileStream, ReplacingRemovesNothingButWhatAKilledProcessLeft) {
-    for (const char* name : {"file.qzsave-12345-0", "file.qzsave-notes", "file.qzsave-1-2.txt"}) {
-        writeFile(name, "");
-    }
-    io::FileStream file("file", Mode::kReplace);
-    EXPECT_TRUE(file.close());
-    EXPECT_FALSE(fs::exists("file.qzsave-12345-0"));
-    EXPECT_EQ(countIn("."), 3);
-}
-
 // A file to which another program adds something when a reader has met its end.
 struct GrowingFile : VFS_File {
     GrowingFile() : VFS_File{&kOps} {}
