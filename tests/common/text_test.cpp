@@ -1,8 +1,6 @@
 #include "Common/Text.h"
 #include "support/test.h"
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
-
 namespace {
 
 TEST(Text, IsMadeAndCutInCharacters) {
@@ -79,16 +77,6 @@ TEST_F(Conversions, WriteQuestionMarksAsTheSetDoes) {
         const std::string local = Common::iconv_local_from_utf8("\xFF日\xFF本\xFF\xFF語\xFF");
         EXPECT_EQ(Common::iconv_local_to_utf8(local), "?日?本??語?") << charset;
         Common::iconv_local_exit();
-    }
-}
-
-// The fuzz target.
-TEST_F(Conversions, EndForAnyBytes) {
-    std::mt19937 random(7);
-    for (int round = 0; round < 1500; ++round) {
-        std::vector<std::uint8_t> bytes(1 + random() % 200);
-        std::ranges::generate(bytes, [&] { return static_cast<std::uint8_t>(random()); });
-        LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
     }
 }
 
