@@ -1,4 +1,4 @@
-// Saving over a file on Linux: links, owner, rights, files that a killed process left.
+// Saving over a file on Linux: links, owner, rights.
 #include "config/describe.h"
 
 #include "support/ordinary_user.h"
@@ -113,27 +113,6 @@ TEST(ConfigSavePosix, FollowsLinks) {
     EXPECT_EQ(statusOf("a.cfg").st_mode & 07777U, 0600U);
     fs::current_path(start);
     fs::remove_all(directory);
-}
-
-TEST(ConfigSavePosix, RemovesWhatKilledProcessesLeft) {
-    const fs::path directory = freshDirectory();
-    const fs::path file = makeFile(directory / "a.cfg", 0644);
-    const fs::path left = makeFile(directory / "a.cfg.qzsave-12345-0", 0600);
-    writeFile(directory / "b.cfg", "another file");
-    writeFile(directory / "a.cfg.tmp", "of somebody else");
-
-    // A locked file belongs to a process that is still writing it.
-    const int living = open(left.c_str(), O_RDONLY | O_CLOEXEC);
-    ASSERT_EQ(flock(living, LOCK_EX), 0);
-    EXPECT_TRUE(save(file));
-    EXPECT_TRUE(fs::exists(left));
-    EXPECT_TRUE(save(directory / "b.cfg"));
-    close(living);
-    EXPECT_TRUE(save(directory / "b.cfg"));
-    EXPECT_TRUE(fs::exists(left)) << "left by another file's save";
-    EXPECT_TRUE(save(file));
-    EXPECT_FALSE(fs::exists(left));
-    EXPECT_EQ(countIn(directory), 3);
 }
 
 TEST(ConfigSavePosix, WritesInPlaceWhereItHasTo) {

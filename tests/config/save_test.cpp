@@ -1,5 +1,6 @@
 // Saving: the layout, and that what is saved reads back as the same tree.
 #include "config/describe.h"
+#include "support/vfs_file.h"
 
 #include <cfloat>
 #include <fstream>
@@ -124,6 +125,24 @@ TEST(ConfigSave, ReplacesAFileInOneStep) {
     EXPECT_EQ(parser.getErrorLine(), -1);
     EXPECT_EQ(readFile(file), "a = 1;\r\n");
     EXPECT_EQ(countIn(directory), 1);
+}
+
+TEST(ConfigSave, RemovesWhatKilledProcessesLeft) {
+    fs::current_path(freshDirectory());
+    const std::string left = "a.cfg.qzsave-12345-0";
+    for (const std::string& name : {left, "a.cfg.qzsave-notes"s, "a.cfg.qzsave-1-2.txt"s}) {
+        writeFile(name, "");
+    }
+    {
+        const File living = openWrite(left); // of a process that is still writing it
+        EXPECT_TRUE(save("a.cfg"));
+        EXPECT_TRUE(fs::exists(left));
+    }
+    EXPECT_TRUE(save("b.cfg"));
+    EXPECT_TRUE(fs::exists(left)) << "left by another file's save";
+    EXPECT_TRUE(save("a.cfg"));
+    EXPECT_FALSE(fs::exists(left));
+    EXPECT_EQ(countIn("."), 4) << "others have similar names";
 }
 
 TEST(ConfigSave, AParserThatWasResetKnowsNoFile) {

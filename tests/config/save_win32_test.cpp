@@ -1,4 +1,4 @@
-// Saving over a file on Windows: attributes, access list, files that a killed process left.
+// Saving over a file on Windows: attributes, access list.
 #include "config/describe.h"
 
 #include <windows.h>
@@ -97,22 +97,6 @@ TEST(ConfigSaveWin32, WaitsForOthers) {
     ConfigParser parser;
     EXPECT_TRUE(whileHeld(file, 0, [&] { return parser.parse(file.string()); }));
     EXPECT_TRUE(whileHeld(file, 0, [&] { return parser.saveEdited(); }));
-}
-
-TEST(ConfigSaveWin32, RemovesWhatKilledProcessesLeft) {
-    const fs::path directory = freshDirectory();
-    const fs::path file = makeFile(directory / "a.cfg");
-    const fs::path left = makeFile(directory / "a.cfg.qzsave-1234-0");
-    const HANDLE living =
-        CreateFileW(left.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
-    EXPECT_TRUE(save(file));
-    EXPECT_TRUE(fs::exists(left));
-    CloseHandle(living);
-    EXPECT_TRUE(save(directory / "b.cfg"));
-    EXPECT_TRUE(fs::exists(left));
-    EXPECT_TRUE(save(file));
-    EXPECT_FALSE(fs::exists(left));
-    EXPECT_EQ(countIn(directory), 2);
 }
 
 TEST(ConfigSaveWin32, WritesInPlaceWhereNoFileCanBeMade) {
