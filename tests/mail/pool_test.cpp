@@ -68,23 +68,6 @@ TEST(PoolDeathTest, FaultsOnEitherSideOfABlock) {
     EXPECT_DEATH(block[-64 * 1024] = 1, "");
 }
 
-TEST(Pool, NeverGivesAnItemToTwoThreads) {
-    Mem::Pool pool(sizeof(int) * 4, 16);
-    qz::test::inThreads(4, [&pool](int me) {
-        for (int round = 0; round < 5000; ++round) {
-            std::array<int*, 7> held{};
-            for (int*& item : held) {
-                item = static_cast<int*>(pool.alloc());
-                item[2] = me;
-            }
-            for (int* item : held) {
-                ASSERT_EQ(item[2], me);
-                pool.free(item);
-            }
-        }
-    });
-}
-
 class Thing : public Mem::Shared {
 public:
     explicit Thing(int& living) : living_(living) { ++living_; }
