@@ -91,25 +91,6 @@ TEST_F(LuaLfs, SurvivesFinalisersThatChangeTheLocations) {
                    "local list = lfs.locations() return #list == list.n => true");
 }
 
-// The list is one for all states.
-TEST_F(LuaLfs, StatesOfSeveralThreadsChangeTheLocations) {
-    static constexpr char kCode[] =
-        "for i = 1, 500 do local path = thread .. i % 20 "
-        "if not lfs.add_location(thread, path) then return 'lost' end "
-        "local found for _, l in ipairs(lfs.locations()) do found = found or l.path == path end "
-        "if not found then return 'not listed' end "
-        "if not lfs.del_location(path) then return 'gone' end end return 'kept'";
-    Lines results(2);
-    inThreads(2, [&](std::size_t thread) {
-        lua_State* const state = QZ_lua_open("thread");
-        QZ_lua_openlibs(state);
-        results[thread] =
-            qz::test::run(state, "local thread = 'T" + std::to_string(thread) + "_' " + kCode);
-        QZ_lua_close(state);
-    });
-    EXPECT_EQ(results, Lines(2, "kept"));
-}
-
 TEST_F(LuaLfs, AListingThatIsOverTakesNoMoreEntries) {
     script_.expect("local kept debug.sethook(function() local f = debug.getinfo(2, 'f').func "
                    "if debug.getinfo(f, 'u').nups == 2 then kept = kept or f end end, 'c') "

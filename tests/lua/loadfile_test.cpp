@@ -63,22 +63,13 @@ TEST_F(LuaLoadfile, RefusesPrecompiledChunks) {
 
 #else
 
-// A truncated chunk is an error. A chunk with flipped bits is an error, or by chance still valid.
-TEST_F(LuaLoadfile, LoadsPrecompiledChunksAndRefusesDamagedOnes) {
+// The fuzz target changes their bytes.
+TEST_F(LuaLoadfile, LoadsPrecompiledChunksAndRefusesCutOnes) {
     const std::string chunk = precompiled();
     EXPECT_EQ(load(chunk), "0 function");
     for (size_t length = 1; length < chunk.size(); ++length) {
         EXPECT_EQ(load(chunk.substr(0, length))[0], '3') << length;
     }
-    int errors = 0;
-    for (size_t i = 0; i < chunk.size(); ++i) {
-        std::string damaged = chunk;
-        damaged[i] = static_cast<char>(damaged[i] ^ (1 << (i % 8)));
-        const char status = load(damaged)[0];
-        EXPECT_NE("034"s.find(status), std::string::npos) << i;
-        errors += status != '0' ? 1 : 0;
-    }
-    EXPECT_GT(errors, 0);
 }
 
 #endif

@@ -66,16 +66,23 @@ TEST(LuaState, MemoryIsWatched) {
     EXPECT_STREQ(little, "Memory:");
 }
 
+// And the list of locations.
 TEST(LuaState, StatesOfSeveralThreadsShareThePool) {
     static constexpr char kCode[] =
         "local t = {} for i = 1, 3000 do t[i] = {i, tostring(i)} end "
+        "for i = 1, 100 do local path = thread .. i % 20 "
+        "if not lfs.add_location(thread, path) then return 'lost' end "
+        "local found for _, l in ipairs(lfs.locations()) do found = found or l.path == path end "
+        "if not found then return 'not listed' end "
+        "if not lfs.del_location(path) then return 'gone' end end "
         "local sum = 0 for i = 1, #t do sum = sum + t[i][1] + #t[i][2] end return sum";
     Lines results(6);
     inThreads(6, [&](std::size_t thread) {
         for (int round = 0; round < 5; ++round) {
             lua_State* const state = QZ_lua_open("thread");
             QZ_lua_openlibs(state);
-            results[thread] = run(state, kCode);
+            results[thread] =
+                run(state, "local thread = 'T" + std::to_string(thread) + "_' " + kCode);
             QZ_lua_close(state);
         }
     });
