@@ -147,19 +147,14 @@ TEST_F(SerializerGraph, ChainsMayBeLong) {
 
 // Values and references are kept apart while a record is written, and the memory for them grows.
 TEST_F(SerializerGraph, ValuesBehindReferencesAreWhatTheyWere) {
-    std::pair<Ref<Node>, int> first{Ref<Node>(new Node), 42}, firstRead;
-    EXPECT_EQ(load(save(first), firstRead, factories), "");
-    EXPECT_EQ(firstRead.second, 42);
-    std::pair<Ref<Node>, std::string> text{Ref<Node>(new Node), std::string(5000, 'x')}, textRead;
-    EXPECT_EQ(load(save(text), textRead, factories), "");
-    EXPECT_EQ(textRead.second, text.second);
-    std::vector<std::pair<Ref<Node>, int>> many, read;
+    using Row = std::pair<Ref<Node>, std::pair<int, std::string>>;
+    std::vector<Row> rows, read;
     for (int i = 0; i < 6000; ++i) {
-        many.emplace_back(new Node, i);
+        const std::string text(i % 1000 == 0 ? 5000 : 3, 'x');
+        rows.emplace_back(new Node, std::pair(i, text));
     }
-    EXPECT_EQ(load(save(many), read, factories), "");
-    EXPECT_TRUE(std::ranges::equal(many, read, {}, &std::pair<Ref<Node>, int>::second,
-                                   &std::pair<Ref<Node>, int>::second));
+    EXPECT_EQ(load(save(rows), read, factories), "");
+    EXPECT_TRUE(std::ranges::equal(rows, read, {}, &Row::second, &Row::second));
 }
 
 // No loaded value refers to the objects; each refers to the one before.
