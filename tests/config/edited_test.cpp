@@ -218,6 +218,10 @@ TEST(ConfigEdited, LeavesAloneWhatItHasNotRead) {
     EXPECT_TRUE(isRefused(parser));
     EXPECT_TRUE(parser.saveEdited(file + ".none")) << "nothing can be lost";
     ASSERT_TRUE(parser.parse(file));
+    parser.reset();
+    EXPECT_FALSE(parser.saveEdited());
+    EXPECT_TRUE(isRefused(parser)) << "knows no file any more";
+    ASSERT_TRUE(parser.parse(file));
     ASSERT_TRUE(parser.parse("c = 3;", 0));
     EXPECT_TRUE(isRefused(parser));
     EXPECT_TRUE(parser.save()) << "is told to write over anything";

@@ -145,17 +145,6 @@ TEST(ConfigSave, RemovesWhatKilledProcessesLeft) {
     EXPECT_EQ(countIn("."), 4) << "others have similar names";
 }
 
-TEST(ConfigSave, AParserThatWasResetKnowsNoFile) {
-    const fs::path file = freshDirectory() / "settings.cfg";
-    writeFile(file, "a = 1; // kept\r\n");
-    ConfigParser parser;
-    ASSERT_TRUE(parser.parse(file.string()));
-    parser.reset();
-    EXPECT_FALSE(parser.saveEdited());
-    EXPECT_EQ(parser.getSaveResult(), ConfigParser::kFileUnknown);
-    EXPECT_EQ(readFile(file), "a = 1; // kept\r\n");
-}
-
 TEST(ConfigSave, TakesEveryNameThatTheSystemTakes) {
     fs::current_path(freshDirectory());
     const std::string name(250, 'n');
