@@ -48,19 +48,14 @@ private:
     std::string pushed_;
 };
 
-// Makes a call and checks what it leaves.
-template<class Call>
-auto shaped(lua_State* state, int popped, const std::string& pushed, const Call& call) {
-    const ExpectShape shape(state, popped, pushed);
-    return call();
-}
-
 struct ShapedScript : ScriptInDirectory {
     ~ShapedScript() override { lua_settop(state_, 0); }
 
+    // Makes a call and checks what it leaves.
     template<class Call>
     auto shaped(int popped, const std::string& pushed, const Call& call) {
-        return qz::test::shaped(state_, popped, pushed, call);
+        const ExpectShape shape(state_, popped, pushed);
+        return call();
     }
 
     // Makes calls that leave the stack as it is.

@@ -36,25 +36,25 @@ using namespace qz::test;
 static_assert(sizeof(osg::Vec4ub) == 4 && sizeof(osg::Vec2f) == 8);
 static_assert(sizeof(osg::Vec3d) == 24 && sizeof(osg::Vec4d) == 32);
 
-// The components of the vector that an expression reads as, or none.
-template<class Vector, int count>
-std::vector<double> read(const std::string& expression) {
-    Script script;
-    Lua::Config config(script.state());
-    EXPECT_EQ(luaL_dostring(script.state(), ("return " + expression).c_str()), 0);
-    Vector vector;
-    const bool complete = shaped(script.state(), 1, "", [&] { return config.pop(&vector); });
-    std::vector<double> components;
-    for (int i = 0; i < count; ++i) {
-        EXPECT_TRUE(complete || vector[i] == 0) << "written to without success";
-        components.push_back(static_cast<double>(vector[i]));
-    }
-    return complete ? components : std::vector<double>();
-}
-
 using Components = std::vector<double>;
 
-TEST(QZ_TEST_SUITE, AllComponentsOrNone) {
+struct QZ_TEST_SUITE : ShapedScript {
+    // The components of the vector that an expression reads as, or none.
+    template<class Vector, int count>
+    Components read(const std::string& expression) {
+        EXPECT_EQ(luaL_dostring(state_, ("return " + expression).c_str()), 0);
+        Vector vector;
+        const bool complete = shaped(1, "", [&] { return Lua::Config(state_).pop(&vector); });
+        Components components;
+        for (int i = 0; i < count; ++i) {
+            EXPECT_TRUE(complete || vector[i] == 0) << "written to without success";
+            components.push_back(static_cast<double>(vector[i]));
+        }
+        return complete ? components : Components();
+    }
+};
+
+TEST_F(QZ_TEST_SUITE, AllComponentsOrNone) {
     EXPECT_EQ((read<osg::Vec4ub, 4>("{1, 2.9, 256, -1, 5}")), (Components{1, 2, 0, 255}));
     EXPECT_EQ((read<osg::Vec2f, 2>("{0.5, -2}")), (Components{0.5, -2}));
     EXPECT_EQ((read<osg::Vec3d, 3>("setmetatable({1, 2}, {__index = {3, 3, 0.1}})")),
