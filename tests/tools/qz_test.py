@@ -66,7 +66,7 @@ def group(*fields, kind=11, varies=0):
 
 # A list of two references and a place; then a ship, and a port of which not all is told.
 NAMED = (b"\x0a\x02" + b"\1\0\4Ship\0" + b"\2\1\4Port\0" + b"\2" + b"\0\0\xc0\x3f" + b"\0\0\x80\x7f" + b"\1" +
-         b"\x0c\x01" + b"\2" + b"\2a\x1b" + b"\1\7" + b"\2\1\2" + b"\1\xff\1" + b"\1" +
+         b"\x0c\x01" + b"\2" + b"\2\\\x1b" + b"\1\7" + b"\2\1\2" + b"\1\xff\1" + b"\1" +
          b"\3\x01" + b"\0" + b"\5xy")
 NAMES = b"\3" + b"".join((
     field("", 11, group(field("fleet", 12, group(field("", 14))), field("place", 11, group(field("", 7), field("", 7))),
@@ -324,7 +324,7 @@ class QzTest(unittest.TestCase):
             '2 objects, version 0, 10 bytes, 2 references\n'
             '  fleet: 2 items\n'
             '    [0]: #1 Ship, version 0, 12 bytes, 1 reference\n'
-            '      name: "a\\x1b"\n'
+            '      name: "\\\\\\x1b"\n'
             '      crew (unsigned): 7\n'
             '      log (byte): 1, 2\n'
             '      depths (signed): -128\n'
@@ -340,7 +340,7 @@ class QzTest(unittest.TestCase):
             "version": 0, "fields": {"fleet": [{"object": 1}, {"object": 2}], "place": [1.5, "inf"], "open": True},
             "objects": [
                 {"number": 1, "class": "Ship", "version": 0, "fields": {
-                    "name": "a\x1b", "crew": 7, "log": [1, 2], "depths": [-128], "home": {"object": 2}, "home'2": True}},
+                    "name": "\\\x1b", "crew": 7, "log": [1, 2], "depths": [-128], "home": {"object": 2}, "home'2": True}},
                 {"number": 2, "class": "Port", "version": 0, "fields": {"kind": -3}, "bytes": "7879",
                  "references": [None]}]})
         # What is said of the values and what there is do not fit; nothing is lost.
