@@ -218,7 +218,7 @@ bool list(Listing listing, NameCallback callback, void* context) {
             callback(context, name);
         }
     } while (listing.next());
-    return true;
+    return GetLastError() == ERROR_NO_MORE_FILES;
 }
 
 } // namespace
