@@ -26,8 +26,8 @@
  * counts as missing, and one ERROR line "Call error %s:%s." names the key and the error. create and
  * set raise Lua errors, for example if a path leads through a number. All functions raise Lua
  * errors when memory runs out, when the stack has no room (Lua's limit is some 8000 values), or
- * when a finalizer of the state's scripts raises while Lua collects. To survive these errors, call
- * from inside lua_pcall or lua_cpcall.
+ * when a finalizer of the state's scripts raises while Lua collects. These errors end the process
+ * (Lua/State.h), except inside lua_pcall or lua_cpcall.
  *
  * Threads: the state is for one thread at a time.
  */

@@ -15,7 +15,9 @@
  *
  * Errors: Lua functions (those of the type lua_CFunction) raise Lua errors. So does
  * QZ_lua_copyindex when memory runs out, or when a finalizer of the state's scripts raises while
- * Lua collects, as Lua's own functions do; the others never raise.
+ * Lua collects, as Lua's own functions do; the others never raise. Outside of lua_pcall and
+ * lua_cpcall a Lua error ends the process by exit(1), after one ERROR line "unprotected error: %s"
+ * (module: the state's name). lua_atpanic replaces this line.
  */
 #ifndef QZCORE_LUA_STATE_H
 #define QZCORE_LUA_STATE_H

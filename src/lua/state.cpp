@@ -5,6 +5,7 @@
 #include "lua/name.h"
 #include "lua/open_files.h"
 #include "lua/pool.h"
+#include "lua/protect.h"
 
 #include <lua.hpp>
 
@@ -19,6 +20,16 @@ void* allocateFromPool(void* pool, void* block, std::size_t oldSize, std::size_t
         return nullptr;
     }
     return heap.reallocate(block, oldSize, size);
+}
+
+// Lua calls it for an error that nothing catches, and then ends the process by exit(). A further
+// error, or one of a finalizer, must not lead here again.
+int logUnprotectedError(lua_State* state) {
+    lua_atpanic(state, nullptr);
+    lua_gc(state, LUA_GCSTOP, 0);
+    const char* const error = lua::errorText(state);
+    qz_logf(lua::pushName(state, lua::kNameless), QZ_LOG_ERROR, "unprotected error: %s", error);
+    return 0;
 }
 
 // The functions that lua_cpcall runs get their argument as a light userdata at index 1.
@@ -64,6 +75,7 @@ lua_State* QZ_lua_open(const char* name) {
     if (state == nullptr) {
         return nullptr;
     }
+    lua_atpanic(state, logUnprotectedError);
     if (lua_cpcall(state, setNameProtected, const_cast<char*>(name)) != 0) {
         lua_close(state);
         return nullptr;

@@ -1,5 +1,6 @@
 #include "Lua/State.h"
 
+#include "Core/Log.h"
 #include "Core/Watch.h"
 #include "lua/script.h"
 
@@ -48,6 +49,24 @@ TEST(LuaState, SurvivesAHostileRegistry) {
     ASSERT_EQ(lines.size(), 3u);
     EXPECT_EQ(lines[1], (LogLine{"LUA", 0x80, "still here"}));
     EXPECT_EQ(lines[2].module, "LUA");
+}
+
+// In a thread, because with LuaJIT the handlers around a death test would catch the error.
+TEST(LuaState, LogsAnUnprotectedErrorBeforeTheProcessEnds) {
+    const fs::path directory = freshDirectory();
+    EXPECT_EXIT(
+        {
+            qz_log_start(directory.string().c_str(), "last");
+            std::thread([] {
+                lua_State* const state = QZ_lua_open("script");
+                lua_pushnumber(state, 1);
+                lua_getfield(state, -1, "width");
+            }).join();
+        },
+        ::testing::ExitedWithCode(1), "");
+    EXPECT_NE(
+        readFile(directory / "last.log").find("ERROR   script: unprotected error: attempt to"),
+        std::string::npos);
 }
 
 TEST(LuaState, MemoryIsWatched) {
