@@ -56,8 +56,10 @@ enum {
  * defines ERROR as 0, and builds define DEBUG. Code with such macros uses the long names. Define
  * QZ_LOG_NO_SHORT_NAMES before including this header to have the long names only. */
 #ifndef QZ_LOG_NO_SHORT_NAMES
-#    ifdef __cplusplus
+#    ifdef __cpp_inline_variables
 #        define QZ_LOG_SHORT_NAME(name) inline constexpr unsigned int name = QZ_LOG_##name;
+#    elif defined(__cplusplus)
+#        define QZ_LOG_SHORT_NAME(name) constexpr unsigned int name = QZ_LOG_##name;
 #    else
 #        define QZ_LOG_SHORT_NAME(name) enum { name = QZ_LOG_##name };
 #    endif
