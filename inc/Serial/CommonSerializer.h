@@ -158,8 +158,11 @@ public:
             }
             if constexpr (requires { value.serialize(*this); }) {
                 value.serialize(*this);
-            } else {
+            } else if constexpr (requires { serialize(*this, value); }) {
                 serialize(*this, value);
+            } else {
+                static_assert(sizeof(T) == 0, "T has no serialize function: write one, or include "
+                                              "Serial/Containers.h or Serial/MathTypes.h");
             }
         }
     }
