@@ -103,9 +103,10 @@ public:
     /* The number of sections and frames that are not in the trace because there were too many. */
     QZ_API std::uint64_t dropped() const;
 
-    /* Writes the trace as JSON (the "trace event" format). Threads have the names that they had
-     * when they entered their first section after start (QZ_thread_set_name). Returns false if
-     * writing fails or memory runs out; the file then holds what could be written. */
+    /* Writes the trace as JSON (the "trace event" format); the path may have either separator.
+     * Threads have the names that they had when they entered their first section after start
+     * (QZ_thread_set_name). Returns false if writing fails or memory runs out; the file then holds
+     * what could be written. */
     QZ_API bool writeTrace(const char* path) const;
 
     struct Recording; /* the library's own */

@@ -151,8 +151,8 @@ QZ_API int qz_log_parse_levels(const char* text, unsigned int* levels);
 
 /* Starts the writer thread.
  *
- * directory: where all log files go, at most 255 bytes; it is copied. The directory must exist. An
- *   empty text means the root, null the current directory.
+ * directory: where all log files go, at most 255 bytes, with either separator; it is copied. The
+ *   directory must exist. An empty text means the root, null the current directory.
  * name: the first output, opened at once as "<directory>/<name>.log" for every module with the mask
  *   ALL; null opens none. An existing file of that name is first renamed to "<name>.log.old",
  *   replacing an older one. If the output cannot be opened, for example because there is no such

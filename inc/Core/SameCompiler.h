@@ -1,6 +1,7 @@
 /* Included by the headers marked "C++ only". Their classes use the C++ binary interface of the
- * compiler that built the library, so the program has to be built by the same compiler. Programs
- * built by other compilers use the flat functions.
+ * compiler that built the library, so the program has to be built by the same compiler, or by one
+ * with the same interface and C++ library. Programs built by other compilers use the flat
+ * functions.
  */
 #ifndef QZCORE_CORE_SAMECOMPILER_H
 #define QZCORE_CORE_SAMECOMPILER_H

@@ -12,7 +12,7 @@
  *         printf("%.*s\n", length, line);
  *     }
  *
- * Names are UTF-8 paths of the system, not of the virtual file system.
+ * Names are UTF-8 paths of the system, with either separator, not of the virtual file system.
  *
  * Threads: an object is for one thread at a time; any number may read the same mapped bytes.
  */

@@ -58,12 +58,14 @@ public:
      * no byte for data, if it does not fit 32 bits, or if there is no memory. */
     virtual int InitNew(unsigned long size);
 
-    /* The same in memory that the caller owns, and that outlives the object. */
+    /* The same in memory that the caller owns, and that outlives the object. Readers that have the
+     * block open may lose their place. So a writer that comes back calls Open, and Init only if
+     * that fails. */
     virtual int Init(char* block, unsigned long size);
 
-    /* Attaches to a block that another party has initialised, without changing it. This call trusts
-     * the size in the header: the memory must be that large. Fails if the header is not valid, or
-     * is smaller than that of this class. */
+    /* Attaches to a block that another party has initialised, without changing it. That party may
+     * go on writing. This call trusts the size in the header: the memory must be that large. Fails
+     * if the header is not valid, or is smaller than that of this class. */
     virtual int Open(char* block);
 
     /* Writes blockLen bytes at the write position: up to srcLen of them are copied from src, the
@@ -155,8 +157,9 @@ public:
     /* Reading: PopStart goes to the next record and returns its length, 0 if there is none;
      * PopData, called any number of times, reads bytes; PopStop skips the rest of the record.
      *
-     * *overwritten becomes 1 if the reader missed records because the writer has overwritten them,
-     * else 0; overwritten may be null. */
+     * *overwritten becomes 1 if the reader missed records because the writer has overwritten them
+     * or has initialised the block again, else 0, also if PopStart returns 0; overwritten may be
+     * null. */
     unsigned long PopStart(int* overwritten);
 
     /* Reads the next n bytes of the record and copies at most dstLen of them to dst, which is

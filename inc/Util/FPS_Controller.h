@@ -11,8 +11,9 @@
  *     }
  *     globalFpsController->PrintStats();
  *
- * Times are those of QZ_get_time. A new controller starts at time zero, so its first frame counts
- * as skipped and lasts as long as the clock has run. Call Reset before the loop to avoid that.
+ * Times are those of QZ_get_time. The first frame counts as skipped, because there is none before
+ * it. The first frame of a new controller begins at time zero, and so lasts as long as the clock
+ * has run; call Reset before the loop to avoid that.
  *
  * Threads: a controller is for the thread that runs the loop. The process's controller,
  * globalFpsController, is in Globals.h.
@@ -37,12 +38,14 @@ public:
     /* Limits the frames per second; 0 means no limit. */
     void SetMaxFPS(float maxFps);
 
-    /* A frame is late if it takes more than `threshold` times as long as the frame before it. */
+    /* A frame is late if it takes more than `threshold` times as long as the frame before it. The
+     * limit does not matter: frames that all take too long are not late. */
     void SetThreshold(float threshold);
 
     /* Ends a frame and begins the next. If the frame that ends was shorter than the limit allows,
      * StartFrame first sleeps for the rest, in whole milliseconds (rounded down); the sleep is part
-     * of that frame. If the frame was late before the sleep, it counts as skipped.
+     * of that frame, and later frames do not make up for what it is too short or too long. If the
+     * frame was late before the sleep, it counts as skipped.
      *
      * On Windows sleeps end at ticks of the system's timer, every 15.6 ms unless the process has
      * asked for shorter ticks (timeBeginPeriod). */
@@ -51,8 +54,8 @@ public:
     /* Returns whether the current frame is not late yet. */
     bool IsFrameInTime() const;
 
-    /* Logs the frames per second and the skipped frames at INFO (module "QZCORE"); nothing before
-     * the first frame. */
+    /* Logs the frames per second and the skipped frames ("Skiped Frames", which is spelt so) at
+     * INFO (module "QZCORE"); nothing before the first frame. */
     void PrintStats() const;
 
     /* The duration of the last frame in seconds, and since the controller was made or reset: the

@@ -109,7 +109,7 @@ typedef void (*VFS_readdir_callback)(void* context, const char* directory, const
 QZ_API int VFS_readdir(const char* path, VFS_readdir_callback callback, void* context);
 
 /* Creates a directory with all its missing parents. Returns 1; 0 on failure, or if it exists
- * already. */
+ * already, which VFS_isdir tells. */
 QZ_API int VFS_mkdir(const char* path);
 
 /* Removes a file or an empty directory; of a symbolic link the link itself. Returns non-zero on
