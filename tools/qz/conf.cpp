@@ -103,15 +103,15 @@ constexpr Command kCommands[] = {
 constexpr char kUsage[] =
     "Usage: qz conf <command> [options] FILE ...\n"
     "\n"
-    "  check FILE ...        what is wrong, and where\n"
-    "  get FILE PATH         print a value\n"
-    "  set FILE PATH VALUE   change a value, and nothing else\n"
-    "  fmt FILE              print the file in the standard layout\n"
-    "  fix-eol FILE ...      make every line end in CR LF\n"
-    "  json FILE             print the file as JSON\n"
+    "  check FILE ...                   what is wrong, and where\n"
+    "  get FILE PATH                    print a value\n"
+    "  set [--string] FILE PATH VALUE   change a value, and nothing else\n"
+    "  fmt [--write] FILE               print the file in the standard layout, or replace it\n"
+    "  fix-eol FILE ...                 make every line end in CR LF\n"
+    "  json FILE                        print the file as JSON\n"
     "\n"
-    "  --lf                  lines may end in bare line feeds, and new ones do\n"
-    "  --help                usage of one command: qz conf <command> --help\n"
+    "  --lf                             lines may end in bare line feeds, and new ones do\n"
+    "  --help                           usage of one command: qz conf <command> --help\n"
     "\n"
     "Options precede the operands; -- ends them. The file - is standard input; what would be\n"
     "written to it is printed.\n";
@@ -151,7 +151,7 @@ void checkOperands(const Command& command, const CommandLine& line) {
     const size_t count = line.operands.size();
     if (count < command.fewest || count > command.most) {
         const std::string help = command.help;
-        throw UsageError(help.substr(0, help.find('\n')));
+        throw UsageError("wrong number of operands. " + help.substr(0, help.find('\n')));
     }
     if (line.options.write && command.name != "fmt") {
         throw UsageError("--write is for fmt only");
