@@ -1,10 +1,12 @@
-// Loads and unloads the library as a host of plug-ins does, or ends in the middle of calls:
-// unload_probe <way> <library> <plug-in> [<number>]
-// The number varies the moment of the end.
+// Loads and unloads the library as a host of plug-ins does, or ends in the middle of calls or of
+// tasks: unload_probe <way> <library> <plug-in> [<number>]
+// The number varies the moment of the end. Ways that begin with "tasks_" need no plug-in.
+#include "Tasks/TaskManager.h"
 #include "support/comma_locale.h"
 #include "support/footprint.h"
 #include "support/loaded_library.h"
 
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <cstddef>
@@ -33,6 +35,11 @@ Function find(Library library, const char* name) {
         std::exit(2);
     }
     return found;
+}
+
+template<class Function>
+void find(Library library, const char* name, Function& function) {
+    function = find<Function>(library, name);
 }
 
 Library loadOrEnd(const char* path) {
@@ -81,7 +88,7 @@ bool loadAgainAndAgain(const char* library, const char* plugIn, int times) {
 
 // The first loads are not counted: what they leave belongs to the system and the libraries below.
 bool leavesNothing(const char* library, const char* plugIn) {
-    constexpr Footprint kSome{20'000, 20, 20, 0};
+    constexpr Footprint kSome{20'000, 20, 20};
     if (!loadAgainAndAgain(library, plugIn, 100)) {
         return false;
     }
@@ -133,6 +140,79 @@ int setsThePoint(const char* library) {
     return locale.isThere() ? 1 : 0;
 }
 
+struct Tasks {
+    decltype(&QZ_add_task) addTask;
+    decltype(&QZ_create_serial_queue) createQueue;
+    decltype(&QZ_add_serial_queue_task) addSerial;
+    decltype(&QZ_add_main_thread_task) addMain;
+    decltype(&QZ_shutdown_tasks) shutDown;
+};
+
+constinit Tasks tasks{};
+constinit std::atomic<int> tasksDone{0};
+
+void runTask(void* longer) {
+    if (longer != nullptr) {
+        std::this_thread::sleep_for(2ms);
+    }
+    ++tasksDone;
+}
+
+void runForEver(void*) {
+    for (;;) {
+        std::this_thread::sleep_for(1ms);
+    }
+}
+
+// Keeps the queue busy for ever.
+void addItselfAgain(void* queue) {
+    tasks.addSerial(*static_cast<std::size_t*>(queue), queue, addItselfAgain);
+}
+
+// Adds tasks as fast as they are run.
+void addForEver() {
+    constexpr int kMostWaiting = 500;
+    for (int i = 0;; ++i) {
+        tasks.addTask(i % 100 == 0 ? &tasksDone : nullptr, runTask);
+        while (i - tasksDone > kMostWaiting) {
+            std::this_thread::sleep_for(1ms);
+        }
+    }
+}
+
+void keepTasksBusy() {
+    static std::array<std::size_t, 4> queues{};
+    for (std::size_t i = 0; i < queues.size(); ++i) {
+        queues[i] = tasks.createQueue(std::to_string(i).c_str());
+        tasks.addSerial(queues[i], &queues[i], addItselfAgain);
+        tasks.addMain(nullptr, runTask);
+    }
+    std::thread(addForEver).detach();
+}
+
+int endWhileTasksRun(const char* path, std::string_view way, int number) {
+    const Library library = loadOrEnd(path);
+    find(library, "QZ_add_task", tasks.addTask);
+    find(library, "QZ_create_serial_queue", tasks.createQueue);
+    find(library, "QZ_add_serial_queue_task", tasks.addSerial);
+    find(library, "QZ_add_main_thread_task", tasks.addMain);
+    find(library, "QZ_shutdown_tasks", tasks.shutDown);
+    if (way == "tasks_exit_while_running") {
+        tasks.addTask(nullptr, runForEver);
+    }
+    keepTasksBusy();
+    std::this_thread::sleep_for(std::chrono::microseconds(number * 50 % 3000));
+    if (way == "tasks_exit_from_task") {
+        tasks.addTask(nullptr, [](void*) { std::exit(0); });
+        std::this_thread::sleep_for(20s);
+        return 3;
+    }
+    if (way.starts_with("tasks_shutdown") && tasks.shutDown(20.0) != 1) {
+        return 4;
+    }
+    return way.ends_with("unload") && !unload(library) ? 5 : 0;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -140,6 +220,10 @@ int main(int argc, char** argv) {
         return 2;
     }
     const std::string_view way = argv[1];
+    const int number = std::atoi(argv[argc - 1]);
+    if (way.starts_with("tasks_")) {
+        return endWhileTasksRun(argv[2], way, number);
+    }
     if (way == "unload") {
         return leavesNothing(argv[2], argv[3]) ? 0 : 1;
     }
@@ -150,7 +234,7 @@ int main(int argc, char** argv) {
         return setsThePoint(argv[2]);
     }
     find<void (*)()>(loadOrEnd(argv[3]), "useForEver")();
-    std::this_thread::sleep_for(std::chrono::microseconds(argc > 4 ? std::atoi(argv[4]) * 500 : 0));
+    std::this_thread::sleep_for(std::chrono::microseconds(number * 500));
     if (way == "exit_from_thread") {
         std::thread([] { std::exit(0); }).join();
     }

@@ -6,8 +6,6 @@
 
 #ifdef _WIN32
 #    include <windows.h>
-
-#    include <tlhelp32.h>
 #else
 #    include <malloc.h>
 
@@ -17,9 +15,9 @@
 #    include <iterator>
 #endif
 
-// Bytes on the heap as their users count them, mappings of memory, handles of files and other
-// objects, threads.
-using Footprint = std::array<std::size_t, 4>;
+// Bytes on the heap as their users count them; mappings of memory, of which each thread has some;
+// handles of files and other objects.
+using Footprint = std::array<std::size_t, 3>;
 
 #ifdef _WIN32
 inline std::size_t busyBytes(HANDLE heap) {
@@ -48,18 +46,6 @@ inline std::size_t firstFreeHandle() {
     return reinterpret_cast<std::size_t>(handle) / 4;
 }
 
-inline std::size_t countThreads() {
-    const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
-    std::size_t count = 0;
-    THREADENTRY32 entry{};
-    entry.dwSize = sizeof entry;
-    for (BOOL more = Thread32First(snapshot, &entry); more; more = Thread32Next(snapshot, &entry)) {
-        count += entry.th32OwnerProcessID == GetCurrentProcessId();
-    }
-    CloseHandle(snapshot);
-    return count;
-}
-
 inline Footprint footprint() {
     HANDLE heaps[64];
     const DWORD count = GetProcessHeaps(64, heaps);
@@ -67,19 +53,15 @@ inline Footprint footprint() {
     for (DWORD i = 0; i < count && i < 64; ++i) {
         bytes += busyBytes(heaps[i]);
     }
-    return {bytes, countMappings(), firstFreeHandle(), countThreads()};
+    return {bytes, countMappings(), firstFreeHandle()};
 }
 #else
-inline std::size_t countFiles(const char* directory) {
-    return static_cast<std::size_t>(
-        std::distance(std::filesystem::directory_iterator(directory), {}));
-}
-
 inline Footprint footprint() {
     const struct mallinfo2 heap = mallinfo2();
     std::ifstream maps("/proc/self/maps");
     const auto mappings = std::count(std::istreambuf_iterator<char>(maps), {}, '\n');
+    const auto files = std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
     return {heap.uordblks + heap.hblkhd, static_cast<std::size_t>(mappings),
-            countFiles("/proc/self/fd"), countFiles("/proc/self/task")};
+            static_cast<std::size_t>(files)};
 }
 #endif
