@@ -45,13 +45,13 @@ class RingTest(unittest.TestCase):
         self.addCleanup(process.kill)
         return process
 
-    def start_ready(self, role):
+    def start_ready(self, role, says="ready"):
         process = self.start(role)
-        self.assertEqual(process.line(), "ready")
+        self.assertEqual(process.line(), says)
         return process
 
     def count(self, name=None):
-        return self.start("count", name).finish()
+        return self.start("check", name).finish()
 
     def assert_nothing_left(self, name=None):
         """Checks where shared memory is a file; elsewhere the system removes it."""
@@ -59,7 +59,7 @@ class RingTest(unittest.TestCase):
 
     def test_killed_in_the_middle(self):
         chance = random.Random(20261121)
-        survivor = self.start_ready("check")
+        survivor = self.start_ready("check", "0")
         for _ in range(KILLS):
             victims = [self.start_ready("churn") for _ in range(2)]
             time.sleep(chance.uniform(0, 0.02))

@@ -3,8 +3,6 @@
 
 #include <ctime>
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
-
 namespace {
 
 // Memory for a ring. Checks that nothing is written behind it.
@@ -436,17 +434,6 @@ TEST(RingMessageBuffer, FourReadersOfMessages) {
 #else
     writeAndRead(kRecords, write, makeReader);
 #endif
-}
-
-// The fuzz target: other parties write any bytes.
-TEST(Ring, HostileBlock) {
-    std::mt19937 random(20261121);
-    std::vector<std::uint8_t> input(2000);
-    for (int round = 0; round < 1000; ++round) {
-        std::generate(input.begin(), input.end(),
-                      [&] { return static_cast<std::uint8_t>(random()); });
-        LLVMFuzzerTestOneInput(input.data(), input.size());
-    }
 }
 
 } // namespace

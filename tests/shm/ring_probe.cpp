@@ -23,36 +23,20 @@ bool isWhole(const std::string& message) {
     return message == messageOf(std::strtoul(message.c_str(), nullptr, 10));
 }
 
-class Ring {
-public:
-    explicit Ring(const char* name) : ring_(CRingMessageBuffer::OpenNew(name, kSize, nullptr)) {
-        if (ring_ == nullptr) {
-            std::puts("cannot open");
-            std::exit(1);
-        }
-    }
-    ~Ring() { ring_->Close(1); }
-    Ring(const Ring&) = delete;
-    Ring& operator=(const Ring&) = delete;
+bool add(CRingMessageBuffer& ring, const std::string& text) {
+    return ring.AddMessage(text.data(), static_cast<unsigned long>(text.size())) == 1;
+}
 
-    bool add(const std::string& text) {
-        return ring_->AddMessage(text.data(), static_cast<unsigned long>(text.size())) == 1;
+bool get(CRingMessageBuffer& ring, std::string& text) {
+    char buffer[512] = "";
+    unsigned long words[3];
+    int64_t time = 0;
+    if (ring.GetMessageA(words[0], words[1], words[2], time, buffer, sizeof buffer) != 1) {
+        return false;
     }
-
-    bool get(std::string& text) {
-        char buffer[512] = "";
-        unsigned long words[3];
-        int64_t time = 0;
-        if (ring_->GetMessageA(words[0], words[1], words[2], time, buffer, sizeof buffer) != 1) {
-            return false;
-        }
-        text = buffer;
-        return true;
-    }
-
-private:
-    CRingMessageBuffer* ring_;
-};
+    text = buffer;
+    return true;
+}
 
 void say(const char* text) {
     std::puts(text);
@@ -65,29 +49,34 @@ int fail(const char* problem) {
 }
 
 // Runs until it is killed.
-int churn(Ring& ring) {
+int churn(CRingMessageBuffer& ring) {
     say("ready");
     std::string message;
     for (unsigned long number = 1;; ++number) {
-        ring.add(messageOf(number));
-        while (number % 3 == 0 && ring.get(message)) {
+        add(ring, messageOf(number));
+        while (number % 3 == 0 && get(ring, message)) {
         }
     }
 }
 
-// For each line of input, checks whether the ring is in order.
-int check(Ring& ring) {
-    say("ready");
+// Says how many messages there are. Then, for each line of input, checks whether the ring is in
+// order.
+int check(CRingMessageBuffer& ring) {
     std::string message;
+    int messages = 0;
+    while (get(ring, message)) {
+        ++messages;
+    }
+    say(std::to_string(messages).c_str());
     for (int c = 0; (c = std::getchar()) != EOF;) {
         if (c != '\n') {
             continue;
         }
         const auto start = Clock::now();
-        if (!ring.add(messageOf(1))) {
+        if (!add(ring, messageOf(1))) {
             return fail("not added");
         }
-        for (int i = 0; i < 1000 && ring.get(message); ++i) {
+        for (int i = 0; i < 1000 && get(ring, message); ++i) {
             if (!isWhole(message)) {
                 return fail("torn");
             }
@@ -100,26 +89,17 @@ int check(Ring& ring) {
     return 0;
 }
 
-int count(Ring& ring) {
-    std::string message;
-    int messages = 0;
-    while (ring.get(message)) {
-        ++messages;
-    }
-    std::printf("%d\n", messages);
-    return 0;
-}
-
 } // namespace
 
 int main(int argc, char** argv) {
     if (argc < 3) {
         return 2;
     }
-    const std::string role = argv[1];
-    Ring ring(argv[2]);
-    return role == "churn"   ? churn(ring)
-           : role == "check" ? check(ring)
-           : role == "count" ? count(ring)
-                             : 2;
+    CRingMessageBuffer* const ring = CRingMessageBuffer::OpenNew(argv[2], kSize, nullptr);
+    if (ring == nullptr) {
+        return fail("cannot open");
+    }
+    const int result = argv[1] == std::string("churn") ? churn(*ring) : check(*ring);
+    ring->Close(1);
+    return result;
 }

@@ -10,8 +10,6 @@
 #    include <unistd.h>
 #endif
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
-
 namespace {
 
 // The name that this test publishes under. Other tests run at the same time.
@@ -177,15 +175,6 @@ TEST(Published, SnapshotsAreWhole) {
     EXPECT_FALSE(view.snapshot().has_value());
     { const util::PublishedChange nextProgram(block->head); }
     EXPECT_TRUE(view.snapshot().has_value());
-}
-
-TEST(Published, HostileBlock) {
-    std::mt19937 random(20261122);
-    std::vector<std::uint8_t> input(2000);
-    for (int round = 0; round < 100; ++round) {
-        std::ranges::generate(input, [&] { return static_cast<std::uint8_t>(random()); });
-        LLVMFuzzerTestOneInput(input.data(), input.size());
-    }
 }
 
 } // namespace

@@ -1,8 +1,6 @@
 #include "VFS/Paths.h"
 #include "support/test.h"
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
-
 namespace {
 
 using namespace qz::test;
@@ -47,22 +45,6 @@ std::string convert(Conversion conversion, const std::string& path) {
 Result convertInPlace(Conversion conversion, const char* path) {
     const auto call = [&](char* out, std::size_t size) { return conversion(out, size, out); };
     return into(std::strlen(path) + 1, call, path);
-}
-
-// The fuzz target: paths of all shapes in any room. It checks what callers rely on.
-TEST(Paths, AnyPathFitsOrIsCut) {
-    const char* const pieces[] = {"/",  "\\", "//", "\\/",    "a",          "B",    ".",   "..",
-                                  "x ", "C:", "Ж",  "\u20AC", "\U0001F600", "\xFF", "\x80"};
-    std::mt19937 random(1);
-    for (int i = 0; i < 5000; ++i) {
-        std::string input(1, static_cast<char>(random() % 40)); // the room
-        for (auto count = random() % 12; count > 0; --count) {
-            input += pieces[random() % std::size(pieces)];
-        }
-        input += '\0';
-        input += pieces[random() % std::size(pieces)];
-        LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(input.data()), input.size());
-    }
 }
 
 TEST(Paths, NormalizeTurnsSlashesAndJoinsRuns) {
