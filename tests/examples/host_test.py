@@ -143,8 +143,6 @@ class HostTest(unittest.TestCase):
         world = "copy/archipelago.lua: world"
         for name, old, new, message in (
                 ("archipelago", "radius =  62", "radios = 62", world + ".islands.1.radius is missing"),
-                ("archipelago", '"amber", count = 90', '"amber", count = "many"',
-                 world + ".flocks.1.count is not a number"),
                 ("archipelago", "count = 90", "count = 0", world + ".flocks.1.count is 0, not from 1 to 5000"),
                 ("archipelago", "dusk", "night", world + ".palette: there is no palettes/night.txt in the data"),
                 ("archipelago", '"rose"', '"pink"', world + ".flocks.2.colour: there is no 'pink' in"),
@@ -154,7 +152,6 @@ class HostTest(unittest.TestCase):
                  world + ".ferries.4.route: no berth is left in 'Grey Stack'"),
                 ("settings", "steps = 1100", 'steps = "many"',
                  "copy/settings.lua: flight.steps must be a number, not a string"),
-                ("settings", "steps = 1100", "steps = = 2", 'settings.lua"]:8: unexpected symbol'),
                 ("settings", '"archipelago', '"nowhere', "can't open 'copy/nowhere.lua'")):
             _, err = self.fly(code=1, **{name: (old, new)})
             self.assertIn(message, err)
@@ -302,13 +299,9 @@ class HostTest(unittest.TestCase):
     def test_mistakes_in_the_start_up_file_are_explained(self):
         path = self.folder / "own.cfg"
         for text, message in (
-                ('rates\r\n{\r\n    checks = 1 @ 2;\r\n}\r\n',
-                 "own.cfg:3: nothing begins with the character at offset 25"),
-                ('rates {\r\n    checks = = 2;\r\n}\r\n', "own.cfg:2: unexpected text at offset 22"),
                 ("rates {\r\n", "own.cfg: the file ends too early"),
-                ('rates {\r\n check = 5;\r\n checks = "x"; }\r\n',
-                 "own.cfg:2: rates.check is no setting\n"
-                 "own.cfg:3: rates.checks must be a whole number from 1 to 1000000, not a text\n"),
+                ('rates {\r\n checks = "x"; }\r\n',
+                 "own.cfg:2: rates.checks must be a whole number from 1 to 1000000, not a text\n"),
                 ('log { output { levels = "all"; } }\r\n',
                  "own.cfg:1: log.output.name is missing\n"
                  "own.cfg:1: log.output.levels must be a list, not a text\n"),
