@@ -74,6 +74,8 @@ void useLog() {
     static qz_log_reader* reader = nullptr;
     qz_log_reader_close(std::exchange(reader, qz_log_reader_open()));
     qz_log_reader_read(reader);
+    qz_log_hook_start();
+    qz_log_hook_read();
 }
 
 void useFiles() {
@@ -170,6 +172,7 @@ void useOnce() {
 }
 
 void useForEver() {
+    qz_log_start(".", "for ever");
     vfs_init();
     globalProfiler.start();
     for (const auto use : kUses) {

@@ -105,12 +105,13 @@ bool leavesNothing(const char* library, const char* plugIn) {
     return isNothing;
 }
 
-// The thread cannot end, so it keeps the library loaded and goes on.
-bool unloadsUnderQueries(const char* library, const char* plugIn) {
-    static std::atomic<int> runs{0};
-    static std::atomic<bool> unloaded{false};
+std::atomic<int> queriesBegun{0};
+std::atomic<bool> queriesMayEnd{false};
+
+// Adds three queries, and returns when the first one runs.
+Library runQueries(const char* plugIn) {
     const Query query = [](void*) {
-        for (++runs; !unloaded;) {
+        for (++queriesBegun; !queriesMayEnd;) {
             std::this_thread::sleep_for(1ms);
         }
     };
@@ -119,14 +120,22 @@ bool unloadsUnderQueries(const char* library, const char* plugIn) {
     for (int i = 0; i < 3; ++i) {
         addQuery(query);
     }
-    if (!unload(loaded) || !loadOnce(library)) {
-        return false;
-    }
-    unloaded = true;
-    for (int i = 0; i < 10'000 && runs != 3; ++i) {
+    while (queriesBegun == 0) {
         std::this_thread::sleep_for(1ms);
     }
-    return runs == 3;
+    return loaded;
+}
+
+// The thread cannot end, so it keeps the library loaded and goes on.
+bool unloadsUnderQueries(const char* library, const char* plugIn) {
+    if (!unload(runQueries(plugIn)) || !loadOnce(library)) {
+        return false;
+    }
+    queriesMayEnd = true;
+    for (int i = 0; i < 10'000 && queriesBegun != 3; ++i) {
+        std::this_thread::sleep_for(1ms);
+    }
+    return queriesBegun == 3;
 }
 
 // In a process whose locale has a decimal comma.
@@ -229,6 +238,10 @@ int main(int argc, char** argv) {
     }
     if (way == "unload_under_queries") {
         return unloadsUnderQueries(argv[2], argv[3]) ? 0 : 1;
+    }
+    if (way == "exit_under_queries") {
+        runQueries(argv[3]);
+        return 0;
     }
     if (way == "locale") {
         return setsThePoint(argv[2]);

@@ -47,22 +47,4 @@ TEST(PathfinderThread, LeavesNoQueryWaitingForTheNext) {
     }
 }
 
-// The process ends while a query runs and another waits. The test's time limit would end a hang.
-TEST(PathfinderThread, HoldsNoProcessUp) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    static std::atomic<unsigned> running{0};
-    const auto endless = [](void*) {
-        for (running = 1;;) {
-            std::this_thread::sleep_for(1ms);
-        }
-    };
-    EXPECT_EXIT(
-        {
-            PathfinderThread::instance()->addQuery(endless, nullptr);
-            PathfinderThread::instance()->addQuery(endless, nullptr);
-            std::exit(comesTrue(running, 1) ? 7 : 8);
-        },
-        testing::ExitedWithCode(7), "");
-}
-
 } // namespace
