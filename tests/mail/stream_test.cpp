@@ -7,8 +7,6 @@
 #include <bit>
 #include <tuple>
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
-
 namespace {
 
 using Bytes = std::vector<unsigned char>;
@@ -76,15 +74,6 @@ TEST(Stream, IsBitForBitWhatAStringOfBitsSays) {
         all.insert(all.end(), bytes.begin(), bytes.end());
     }
     EXPECT_EQ(QZ_hash_data(all.data(), all.size(), 0), 473222967U);
-}
-
-// The fuzz target compares readers of bits and of bytes with plain strings.
-TEST(Stream, AnyBytesCanBeReadInAnyWay) {
-    std::mt19937 random(63);
-    for (int round = 0; round < 500; ++round) {
-        const Bytes input = randomBytes(random, random() % 6000);
-        LLVMFuzzerTestOneInput(input.data(), input.size());
-    }
 }
 
 // The bytes in docs/formats/message.md are among them.
