@@ -88,6 +88,9 @@ void prepare() {}
 
 void work() {
     started = started || step(qz_log_start(".", "main") == 0, "qz_log_start");
+    if (!started) {
+        giveUp(); // the log has ended
+    }
     qz_log_set_output("other", kModule, QZ_LOG_ALL);
     for (int i = 0; i < kMessages; ++i) {
         send();

@@ -159,7 +159,8 @@ QZ_API int qz_log_parse_levels(const char* text, unsigned int* levels);
  *   directory, the log runs without it, and an ERROR line is echoed.
  *
  * Returns 0; -1 if the thread is running or has ended before, or after qz_log_exit; the error
- * number if it cannot be started, after an ALERT "can't start log thread". */
+ * number if it cannot be started, after an ALERT "can't start log thread". What was logged before
+ * is written then, and the log has ended as after qz_log_stop. */
 QZ_API int qz_log_start(const char* directory, const char* name);
 
 /* Ends the writer thread when it has written what is queued, and closes the outputs and the hook.

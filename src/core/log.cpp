@@ -258,7 +258,6 @@ int qz_log_start(const char* directory, const char* name) {
     const int error = errno != 0 ? errno : EAGAIN;
     report(QZ_LOG_ALERT, "can't start log thread");
     drainAfterThread();
-    threadState.store(ThreadState::none, std::memory_order_release); // it never ran: try again
     return error;
 }
 

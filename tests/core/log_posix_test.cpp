@@ -1,9 +1,11 @@
-// What the log does with paths that are not ordinary files. Linux only: Windows has no such things.
+// What the log does where only Linux has the means: paths that are not ordinary files, threads that
+// cannot start.
 #include "Core/Log.h"
 #include "log_tally.h"
 #include "support/test.h"
 
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -177,6 +179,18 @@ TEST(LogEcho, WaitsForAPipeThatSomebodyMadeNonBlocking) {
     const LogTally tally(text);
     EXPECT_EQ(tally.written, kMessages);
     EXPECT_FALSE(tally.isTorn);
+}
+
+TEST(LogStart, IsNotTriedAgainAfterAFailure) {
+    pthread_attr_t tooLarge;
+    pthread_attr_init(&tooLarge);
+    pthread_attr_setstacksize(&tooLarge, std::size_t{1} << 50);
+    ASSERT_EQ(pthread_setattr_default_np(&tooLarge), 0);
+    const auto directory = freshDirectory();
+    qz_log("M", QZ_LOG_INFO, "before");
+    EXPECT_GT(qz_log_start(directory.c_str(), "failed"), 0);
+    EXPECT_EQ(qz_log_start(directory.c_str(), "failed"), -1);
+    EXPECT_NE(readFile(directory / "failed.log").find("before"), std::string::npos);
 }
 
 // A death test, because it forks.
