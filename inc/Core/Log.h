@@ -111,7 +111,8 @@ QZ_EXTERN_C_BEGIN
  * and qz_log_start checks again. ALERT shows a message box and returns when the user has closed it;
  * without a display, and on Linux, there is no box.
  *
- * When no record is free the message is lost: it is neither echoed nor shown in a box. */
+ * When no record is free the message is lost: it is neither echoed nor shown in a box. errno does
+ * not change. A thread that is cancelled (pthread_cancel) does not end in the call. */
 QZ_API void qz_log(const char* module, unsigned int level, const char* message);
 
 /* Formats as vprintf does, in the process's locale, into at most 1023 bytes, and logs the result.

@@ -3,6 +3,7 @@
 #include "core/library_log.h"
 #include "core/until_unload.h"
 #include "platform/environment.h"
+#include "platform/thread.h"
 
 #include <exception>
 #include <new>
@@ -43,6 +44,7 @@ std::string readDirectory() {
 // instance for want of descriptors or memory.
 template<class Answer, Answer (*ask)()>
 const Answer* askOnce() noexcept {
+    const platform::NoCancellation guard; // a cancelled thread cannot end in here
     try {
         static const Answer& answer = core::untilUnload(new Answer(ask()));
         return &answer;

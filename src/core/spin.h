@@ -21,9 +21,8 @@ public:
         } else if (turns_ < kTurnsBeforeSleeping) {
             platform::yieldThread();
         } else {
-            const int cancellation = platform::forbidCancellation(); // others may wait for us
+            const platform::NoCancellation guard; // others may wait for us
             platform::sleepFor(std::chrono::microseconds(50));
-            platform::resumeCancellation(cancellation);
         }
     }
 

@@ -52,6 +52,18 @@ void blockSignals();
 int forbidCancellation();
 void resumeCancellation(int before);
 
+// Does both.
+class NoCancellation {
+public:
+    NoCancellation() : before_(forbidCancellation()) {}
+    ~NoCancellation() { resumeCancellation(before_); }
+    NoCancellation(const NoCancellation&) = delete;
+    NoCancellation& operator=(const NoCancellation&) = delete;
+
+private:
+    const int before_;
+};
+
 int processId();
 
 // True when the process is ending and the system has killed all other threads, wherever they were.

@@ -1,5 +1,6 @@
 // What the log does where only Linux has the means: paths that are not ordinary files, threads that
 // cannot start.
+#include "Core/Environment.h"
 #include "Core/Log.h"
 #include "log_tally.h"
 #include "support/test.h"
@@ -9,6 +10,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 
 namespace {

@@ -192,9 +192,8 @@ void remember(Hook& hook) {
 }
 
 void waitForReport() {
-    const int cancellation = forbidCancellation();
+    const NoCancellation guard;
     turn.waitUntilFree();
-    resumeCancellation(cancellation);
 }
 
 // The child's only thread may have forked within its own report: then it keeps the turn.

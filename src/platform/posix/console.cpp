@@ -44,6 +44,14 @@ bool waitUntilItTakesMore(int descriptor) {
     return ready > 0;
 }
 
+// Guarded each time: the host may redirect standard error at any moment, to a pipe for instance.
+void writeGuarded(std::string_view text) {
+    const NoWriteSignals guard;
+    do {
+        text.remove_prefix(writeMost(STDERR_FILENO, text));
+    } while (!text.empty() && errno == EAGAIN && waitUntilItTakesMore(STDERR_FILENO));
+}
+
 } // namespace
 
 // If standard error was closed when the library was loaded, there is never an echo: the file that
@@ -61,14 +69,9 @@ bool echoWanted() {
     return isEchoing.load(std::memory_order_relaxed);
 }
 
-// Guarded each time: the host may redirect standard error at any moment, to a pipe for instance.
 void echo(const char* text, std::size_t length) {
     const int callersError = errno;
-    const NoWriteSignals guard;
-    std::string_view left(text, length);
-    do {
-        left.remove_prefix(writeMost(STDERR_FILENO, left));
-    } while (!left.empty() && errno == EAGAIN && waitUntilItTakesMore(STDERR_FILENO));
+    writeGuarded({text, length});
     errno = callersError;
 }
 

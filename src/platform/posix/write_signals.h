@@ -1,6 +1,8 @@
 // Writing without the signals that a refused write sends.
 #pragma once
 
+#include <pthread.h>
+
 #include <csignal>
 #include <ctime>
 
@@ -8,10 +10,11 @@ namespace platform {
 
 // Keeps a pipe without a reader (SIGPIPE) and a limit on file sizes (SIGXFSZ) from ending the
 // process: a line that cannot be written is no reason to die. Leaves signals alone that were
-// pending before.
+// pending before. Keeps others from cancelling the thread, which cannot end in the destructor.
 class NoWriteSignals {
 public:
     NoWriteSignals() {
+        pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancellation_);
         sigemptyset(&ours_);
         sigaddset(&ours_, SIGPIPE);
         sigaddset(&ours_, SIGXFSZ);
@@ -27,6 +30,7 @@ public:
         while (sigtimedwait(&ours_, nullptr, &now) > 0) {
         }
         pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+        pthread_setcancelstate(cancellation_, nullptr);
     }
     NoWriteSignals(const NoWriteSignals&) = delete;
     NoWriteSignals& operator=(const NoWriteSignals&) = delete;
@@ -41,6 +45,7 @@ private:
 
     sigset_t ours_; // the destructor consumes these
     sigset_t before_;
+    int cancellation_ = PTHREAD_CANCEL_ENABLE;
 };
 
 } // namespace platform
