@@ -183,11 +183,35 @@ TEST(LogEcho, WaitsForAPipeThatSomebodyMadeNonBlocking) {
     EXPECT_FALSE(tally.isTorn);
 }
 
+TEST(LogEcho, KeepsErrnoAndIsNoPlaceToBeCancelled) {
+    bool isDone = false;
+    std::thread([&isDone] {
+        pthread_cancel(pthread_self());
+        errno = ENOENT;
+        qz_log("M", QZ_LOG_INFO, "to standard error");
+        EXPECT_EQ(errno, ENOENT);
+        EXPECT_STRNE(SYS_cmdline(), ""); // opens a file
+        pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
+        isDone = true;
+    }).join();
+    EXPECT_TRUE(isDone);
+}
+
+void setDefaultStack(std::size_t size) {
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setstacksize(&attributes, size);
+    ASSERT_EQ(pthread_setattr_default_np(&attributes), 0);
+}
+
+TEST(LogStart, NeedsLittleStack) {
+    setDefaultStack(64 << 10);
+    ASSERT_EQ(qz_log_start(freshDirectory().c_str(), "small"), 0);
+    qz_log_stop();
+}
+
 TEST(LogStart, IsNotTriedAgainAfterAFailure) {
-    pthread_attr_t tooLarge;
-    pthread_attr_init(&tooLarge);
-    pthread_attr_setstacksize(&tooLarge, std::size_t{1} << 50);
-    ASSERT_EQ(pthread_setattr_default_np(&tooLarge), 0);
+    setDefaultStack(std::size_t{1} << 50); // no thread can start
     const auto directory = freshDirectory();
     qz_log("M", QZ_LOG_INFO, "before");
     EXPECT_GT(qz_log_start(directory.c_str(), "failed"), 0);

@@ -35,6 +35,21 @@ void* runThread(void* given) {
     return nullptr;
 }
 
+// As pthread_create, with room for the alternate stack beside the system's default: that may be
+// smaller than the alternate stack.
+int createThread(pthread_t& thread, void* (*function)(void*), void* argument) {
+    pthread_attr_t attributes;
+    if (const int error = pthread_getattr_default_np(&attributes); error != 0) {
+        return error;
+    }
+    std::size_t size = 0;
+    pthread_attr_getstacksize(&attributes, &size);
+    pthread_attr_setstacksize(&attributes, size + sizeof(AlternateStack));
+    const int error = pthread_create(&thread, &attributes, function, argument);
+    pthread_attr_destroy(&attributes);
+    return error;
+}
+
 // In terms of the monotonic clock, which nobody sets.
 timespec after(std::chrono::nanoseconds time) {
     timespec moment{};
@@ -68,8 +83,7 @@ bool startThread(Thread& thread, ThreadEntry entry, void* argument) {
         return false;
     }
     pthread_t native{};
-    const int error = pthread_create(&native, nullptr, runThread, start.get());
-    if (error != 0) {
+    if (const int error = createThread(native, runThread, start.get()); error != 0) {
         errno = error;
         return false;
     }
