@@ -24,7 +24,8 @@
  * may never be released. fork() waits while another thread writes a report, because the child would
  * inherit the thread's locks without the thread. It waits 30 seconds at most; after that no fork
  * waits for the same report. vfork, posix_spawn and _Fork do not wait. From bt_init to bt_fini six
- * file descriptors are reserved for a crash in which no other is free.
+ * file descriptors are reserved for a crash in which no other is free. A signal that somebody sends
+ * and that was ignored before bt_init leaves no report.
  */
 #ifndef QZCORE_CORE_CRASHREPORT_H
 #define QZCORE_CORE_CRASHREPORT_H
@@ -64,8 +65,8 @@ typedef long (*bt_filter)(struct _EXCEPTION_POINTERS* exception);
  * overflows. */
 QZ_API bt_filter bt_init(const char* prefix);
 
-/* Removes the handler and restores the one that was installed before bt_init. Does nothing when
- * none is installed. */
+/* Removes the handler and restores the one that was installed before bt_init, even if another one
+ * was installed since. Does nothing after bt_fini or without bt_init. */
 QZ_API void bt_fini(void);
 
 /* Writes an annotated copy, "<report>.info", beside each report that has none yet. Reports are all

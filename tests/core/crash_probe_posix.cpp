@@ -1,5 +1,7 @@
 #include "crash_probe.h"
 
+#include "Core/CrashReport.h"
+
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <gnu/libc-version.h>
@@ -91,6 +93,35 @@ void dieInForkedChild() {
     std::exit(0);
 }
 
+// More often than a process writes reports.
+void ignoreSignals() {
+    bt_fini();
+    signal(SIGTRAP, SIG_IGN);
+    bt_init(nullptr);
+    for (int i = 0; i < 20; ++i) {
+        raise(SIGTRAP);
+    }
+}
+
+// Nothing may take the place of the standard streams.
+void closeStreams() {
+    bt_fini();
+    for (const int stream : {0, 1, 2}) {
+        close(stream);
+    }
+    bt_init(nullptr);
+    for (const int stream : {0, 1, 2}) {
+        if (fcntl(stream, F_GETFD) >= 0) {
+            _exit(3);
+        }
+    }
+}
+
+void deleteProgram() {
+    std::filesystem::remove(std::filesystem::read_symlink("/proc/self/exe"));
+    bt_init(nullptr);
+}
+
 } // namespace
 
 const Functions kSystemWays = {{"abort_blocked", abortBlocked},
@@ -98,7 +129,10 @@ const Functions kSystemWays = {{"abort_blocked", abortBlocked},
 const Functions kSystemPreparations = {
     // The thread ends when it next waits or writes.
     {"cancelled", [] { pthread_cancel(pthread_self()); }},
+    {"deleted", deleteProgram},
     {"forked", dieInForkedChild},
+    {"ignoring", ignoreSignals},
+    {"streamless", closeStreams},
     {"without_descriptors", useUpDescriptors},
 };
 

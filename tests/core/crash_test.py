@@ -279,9 +279,16 @@ class CrashTest(unittest.TestCase):
     def test_special_places(self):
         places = [("null", "foreign"), ("null" if ON_WINDOWS else "overflow", "foreign"),
                   ("large_frames", "adopted"), ("large_frames", "task"), ("null", "without_descriptors")]
-        for way, where in places + ([] if ON_WINDOWS else [("null", "cancelled")]):
+        for where in () if ON_WINDOWS else ("cancelled", "ignoring", "streamless"):
+            places.append(("null", where))
+        for way, where in places:
             with self.subTest(way=way, where=where):
                 self.check_frames(self.crash(way, where)[3:], WAYS[way][2])
+
+    @unittest.skipIf(ON_WINDOWS, "deletes a running program")
+    def test_report_of_a_deleted_program_has_its_name(self):
+        self.crash("null", "deleted", probe=self.put_program(symbols=True))
+        self.assertTrue(self.report.name.startswith("crash_probe-"), self.report)
 
     # Wine may end the thread silently; the library's threads must not keep the process alive then.
     def test_overflow_of_the_main_thread_ends_the_process(self):

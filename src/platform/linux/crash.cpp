@@ -49,12 +49,15 @@ bool wasSent(const siginfo_t& info) {
     return info.si_code <= 0;
 }
 
+// abort() is a SIGABRT that this process sends to a thread.
+bool isAbort(const siginfo_t& info) {
+    return info.si_signo == SIGABRT && info.si_code == SI_TKILL && info.si_pid == getpid();
+}
+
 // A report ends at a fault of its own, at abort() and at its deadline, but not at signals that
-// others send. abort() is recognised by a SIGABRT that this process sends to a thread.
+// others send.
 bool endsReport(const siginfo_t& info) {
-    const bool isAbort =
-        info.si_signo == SIGABRT && info.si_code == SI_TKILL && info.si_pid == getpid();
-    return !wasSent(info) || isAbort || ReportDeadline::isSentBy(info);
+    return !wasSent(info) || isAbort(info) || ReportDeadline::isSentBy(info);
 }
 
 // Unblocks the signals of the report's own faults and of its deadline: a thread that calls abort()
@@ -95,6 +98,11 @@ Hook& hookOf(int signal) {
         ++hook;
     }
     return *hook;
+}
+
+// A fault can be neither ignored nor cancelled.
+bool isIgnored(int signal, const siginfo_t& info) {
+    return wasSent(info) && hookOf(signal).previous.sa_handler == SIG_IGN;
 }
 
 bool isFunction(const struct sigaction& action) {
@@ -147,9 +155,8 @@ void repeatWithDefaultAction(const Received& received) {
 void passOn(const Received& received) {
     Hook& hook = hookOf(received.signal);
     const struct sigaction previous = hook.previous;
-    const bool isIgnored = previous.sa_handler == SIG_IGN && wasSent(*received.info);
-    if (!isFunction(previous) && !isIgnored) {
-        repeatWithDefaultAction(received); // a fault can be neither ignored nor cancelled
+    if (!isFunction(previous) && !isIgnored(received.signal, *received.info)) {
+        repeatWithDefaultAction(received);
         return;
     }
     resumeCancellation(received.cancellation);
@@ -172,6 +179,9 @@ void onSignal(int signal, siginfo_t* info, void* registers) {
     }
     if (ReportDeadline::isSentBy(*info) || (isInReport && wasSent(*info))) {
         return; // the report has just ended, or the signal is not meant for it
+    }
+    if (isIgnored(signal, *info) && !isAbort(*info)) { // abort() ends the process nevertheless
+        return;
     }
     Received received{signal, info, registers, forbidCancellation()};
     if (!isInReport && turn.take()) {

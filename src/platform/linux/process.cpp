@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <string_view>
 #include <system_error>
 
 namespace platform {
@@ -13,8 +14,15 @@ namespace platform {
 std::optional<std::string> executablePath() {
     char path[4096];
     const ssize_t length = readlink("/proc/self/exe", path, sizeof path);
-    return length > 0 ? std::optional(std::string(path, static_cast<std::size_t>(length)))
-                      : std::nullopt;
+    if (length <= 0) {
+        return std::nullopt;
+    }
+    std::string text(path, static_cast<std::size_t>(length));
+    constexpr std::string_view kRemark = " (deleted)"; // by the system, when the file is replaced
+    if (text.ends_with(kRemark) && access(text.c_str(), F_OK) != 0) {
+        text.resize(text.size() - kRemark.size());
+    }
+    return text;
 }
 
 std::vector<std::string> rawArguments() {

@@ -1,5 +1,7 @@
 #include "platform/linux/spare_descriptors.h"
 
+#include "platform/posix/descriptor.h"
+
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -14,7 +16,7 @@ void SpareDescriptors::hold() {
     if (isMine(files_[0])) {
         return;
     }
-    files_[0] = memfd_create("spare", MFD_CLOEXEC);
+    files_[0] = aboveStandardStreams(memfd_create("spare", MFD_CLOEXEC));
     struct stat status {};
     if (files_[0] < 0) {
         return;
@@ -25,7 +27,7 @@ void SpareDescriptors::hold() {
     }
     id_ = status.st_ino;
     for (int i = 1; i < kCount; ++i) {
-        files_[i] = fcntl(files_[0], F_DUPFD_CLOEXEC, 0);
+        files_[i] = fcntl(files_[0], F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
     }
 }
 

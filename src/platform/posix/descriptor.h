@@ -23,6 +23,20 @@ auto uninterrupted(Call call) {
     return result;
 }
 
+// Moves a descriptor away from those of the standard streams, which the process may have closed:
+// what others write there must not land in the file. Returns the new one, -1 if there is none; a
+// negative number stays as it is.
+inline int aboveStandardStreams(int file) {
+    if (file > STDERR_FILENO || file < 0) {
+        return file;
+    }
+    const int moved = fcntl(file, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    const int error = errno;
+    close(file);
+    errno = error;
+    return moved;
+}
+
 // Owns a descriptor; a negative number means none.
 class Descriptor {
 public:

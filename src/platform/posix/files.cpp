@@ -105,8 +105,8 @@ FileHandle openFile(const char* path, FileAccess access, SystemError& error) {
         error = ENAMETOOLONG;
         return kNoFile;
     }
-    const int file =
-        uninterrupted([&] { return open(native.text(), openFlags(access), kNewFileMode); });
+    const int file = aboveStandardStreams(
+        uninterrupted([&] { return open(native.text(), openFlags(access), kNewFileMode); }));
     error = file < 0 ? lastError() : prepare(file, access);
     if (error == 0) {
         return file;

@@ -36,16 +36,9 @@ int openWithoutWaiting(const char* path) {
 
 } // namespace
 
-// Never returns a standard descriptor, even if the process has closed it: what is written to
-// standard error must not land in a log file.
 TextFile openTextFile(const char* path) {
-    const int descriptor = openWithoutWaiting(path);
-    if (descriptor > STDERR_FILENO || descriptor < 0) {
-        return descriptor < 0 ? kNoTextFile : descriptor;
-    }
-    const int moved = fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-    close(descriptor);
-    return moved < 0 ? kNoTextFile : moved;
+    const int descriptor = aboveStandardStreams(openWithoutWaiting(path));
+    return descriptor < 0 ? kNoTextFile : descriptor;
 }
 
 std::size_t writeText(TextFile file, std::string_view text) {
