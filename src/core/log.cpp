@@ -84,7 +84,8 @@ bool queueMessage(double time, unsigned int level, const char* module, const cha
 }
 
 void echo(double time, unsigned int level, const char* module, const char* message) {
-    if ((level & ~echoMask.load(std::memory_order_relaxed)) == 0 && platform::echoWanted()) {
+    const unsigned int echoed = echoMask.load(std::memory_order_relaxed);
+    if (echoed != 0 && (level & ~echoed) == 0 && platform::echoWanted()) {
         const core::LogLine line(time, level, module, message);
         platform::echo(line.text(), line.length());
     }
@@ -159,25 +160,25 @@ bool waitForOthersEnding(std::chrono::microseconds limit) {
     return true;
 }
 
-// Copies the variable's text to the buffer; null if there is none.
-const char* echoVariable(char* buffer, std::size_t size) {
+// `failed` if it is not set.
+platform::VariableStatus echoVariable(char* buffer, std::size_t size) {
     try {
-        const auto status = platform::getVariable("QZ_LOG_ECHO", buffer, size);
-        return status == platform::VariableStatus::done ? buffer : nullptr;
+        return platform::getVariable("QZ_LOG_ECHO", buffer, size);
     } catch (const std::bad_alloc&) {
-        return nullptr;
+        return platform::VariableStatus::failed;
     }
 }
 
 // The user's choice goes before the program's.
 std::optional<unsigned int> wantedEcho() {
+    using platform::VariableStatus;
     char buffer[128];
     unsigned int levels = 0;
-    const char* const text = echoVariable(buffer, sizeof buffer);
-    if (text != nullptr && qz_log_parse_levels(text, &levels) != 0) {
+    const VariableStatus status = echoVariable(buffer, sizeof buffer);
+    if (status == VariableStatus::done && qz_log_parse_levels(buffer, &levels) != 0) {
         return levels;
     }
-    if (text != nullptr) {
+    if (status != VariableStatus::failed) {
         report(QZ_LOG_WARNING, "QZ_LOG_ECHO does not name levels");
     }
     const unsigned int* const ofProgram = platform::echoLevels();

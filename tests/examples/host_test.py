@@ -79,7 +79,8 @@ class HostTest(unittest.TestCase):
                          [f"{percent:3}" for percent in range(0, 101, 10)])
 
     def test_the_user_decides_what_is_echoed(self):
-        for wanted, first in (("info", "INFO"), ("all", "DEBUG"), ("misspelt", "WARNING"), ("none", None)):
+        for wanted, first in (("info", "INFO"), ("all", "DEBUG"), ("misspelt", "WARNING"), ("none", None),
+                              ("all " * 32, "WARNING")):
             self.environment["QZ_LOG_ECHO"] = wanted
             _, err = self.run_script("log('in the script')")
             self.assertEqual(err.split()[1:2], [first] if first else [], (wanted, err))
