@@ -152,12 +152,14 @@ QZ_API int qz_log_parse_levels(const char* text, unsigned int* levels);
 
 /* Starts the writer thread.
  *
- * directory: where all log files go, at most 255 bytes, with either separator; it is copied. The
- *   directory must exist. An empty text means the root, null the current directory.
+ * directory: where all log files go, with either separator; it is copied. A text of more than 255
+ *   bytes is cut, which an ERROR says. The directory must exist. An empty text means the root, null
+ *   the current directory.
  * name: the first output, opened at once as "<directory>/<name>.log" for every module with the mask
  *   ALL; null opens none. An existing file of that name is first renamed to "<name>.log.old",
- *   replacing an older one. If the output cannot be opened, for example because there is no such
- *   directory, the log runs without it, and an ERROR line is echoed.
+ *   replacing an older one; if that is not possible, it is overwritten. If the output cannot be
+ *   opened, for example because there is no such directory, the log runs without it, and an ERROR
+ *   line is echoed.
  *
  * Returns 0; -1 if the thread is running or has ended before, or after qz_log_exit; the error
  * number if it cannot be started, after an ALERT "can't start log thread". What was logged before
@@ -205,7 +207,8 @@ QZ_API int qz_log_hook_start(void);
  * belongs to the log and stays valid until the next read or qz_log_hook_stop. */
 QZ_API const qz_log_entry* qz_log_hook_read(void);
 
-/* Ends the hook and drops the messages that were not read. */
+/* Ends the hook and drops the messages that were not read. The next message that the writer thread
+ * handles goes to no hook and is not counted, even if a hook was started before it. */
 QZ_API void qz_log_hook_stop(void);
 
 /* A reader is a consumer beside the hook and other readers. Each reads all messages that the writer

@@ -241,7 +241,9 @@ int qz_log_start(const char* directory, const char* name) {
     }
     platform::refreshEcho();
     directory = directory != nullptr ? directory : ".";
-    writer().outputs().setDirectory(directory);
+    if (!writer().outputs().setDirectory(directory)) {
+        qz_logf(core::kLogModule, QZ_LOG_ERROR, "directory cut at 255 bytes: \"%s\"", directory);
+    }
     if (name != nullptr) {
         openFirstOutput(directory, name);
     }

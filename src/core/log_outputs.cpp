@@ -12,8 +12,9 @@ bool LogOutputs::Output::accepts(const LogMessage& message) const {
            (moduleFilter[0] == '\0' || std::strcmp(moduleFilter, message.module) == 0);
 }
 
-void LogOutputs::setDirectory(const char* directory) {
+bool LogOutputs::setDirectory(const char* directory) {
     copyCut(directory_, directory);
+    return std::strcmp(directory_, directory) == 0;
 }
 
 bool LogOutputs::open(const char* name, const char* moduleFilter, std::uint32_t mask) {

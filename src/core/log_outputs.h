@@ -19,8 +19,8 @@ struct LogMessage {
 
 class LogOutputs {
 public:
-    // The directory of files that are opened later.
-    void setDirectory(const char* directory);
+    // The directory of files that are opened later. False if the text is too long and was cut.
+    bool setDirectory(const char* directory);
 
     // False if the file cannot be opened.
     bool open(const char* name, const char* moduleFilter, std::uint32_t mask);

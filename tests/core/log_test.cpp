@@ -148,8 +148,10 @@ TEST_F(Log, KeepsOnePreviousGeneration) {
 
 TEST_F(Log, AnOutputThatCannotBeOpenedIsAbsentAndOnlyTheFirstSaysSo) {
     ::testing::internal::CaptureStderr();
-    ASSERT_EQ(qz_log_start((directory_ / "missing").string().c_str(), "main"), 0);
+    const fs::path missing = directory_ / "missing" / std::string(255, 'm');
+    ASSERT_EQ(qz_log_start(missing.string().c_str(), "main"), 0);
     const std::string echo = ::testing::internal::GetCapturedStderr();
+    EXPECT_NE(echo.find("ERROR   LOG: directory cut at 255 bytes: \""), std::string::npos) << echo;
     EXPECT_NE(echo.find("ERROR   LOG: can't open \""), std::string::npos) << echo;
     qz_log_set_output("../still/missing", nullptr, QZ_LOG_ALL);
     qz_log_set_output("", nullptr, QZ_LOG_ALL);
