@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cstddef>
 #include <iterator>
+#include <set>
+#include <string_view>
 #include <utility>
 
 namespace qz {
@@ -128,10 +130,9 @@ std::vector<std::string> ConsoleArgs::getAllValues(const std::string& name) cons
 
 std::vector<std::string> ConsoleArgs::getUnknown(const std::vector<std::string>& known) const {
     std::vector<std::string> unknown;
+    std::set<std::string_view> seen(known.begin(), known.end());
     for (const std::string& token : tokens_) {
-        const auto isToken = [&token](const std::string& other) { return other == token; };
-        if (isOption(token) && std::ranges::none_of(known, isToken) &&
-            std::ranges::none_of(unknown, isToken)) {
+        if (isOption(token) && seen.insert(token).second) {
             unknown.push_back(token);
         }
     }
