@@ -355,7 +355,9 @@ std::string Common::utf8_substr(const std::string& text, std::size_t first, std:
 void Common::iconv_local_init(const std::string& charset) {
     Directions& all = directions();
     const std::lock_guard lock(all.mutex);
-    openBoth(all.utf8ToLocal, all.localToUtf8, kUtf8, charset.c_str());
+    if (!charset.empty()) { // which iconv takes for the locale's set
+        openBoth(all.utf8ToLocal, all.localToUtf8, kUtf8, charset.c_str());
+    }
     openBoth(all.utf8ToWide, all.wideToUtf8, kUtf8, kUcs2);
 }
 

@@ -29,6 +29,7 @@ TEST_F(Conversions, LeaveTextAloneBeforeTheyAreOpen) {
     EXPECT_EQ(Common::iconv_utf8_to_wchar(kRussian), L"");
     EXPECT_EQ(Common::iconv_utf8_from_wchar(L"text"), "");
     Common::iconv_local_init("no such character set");
+    Common::iconv_local_init("");
     EXPECT_EQ(Common::iconv_local_from_utf8(kRussian), kRussian);
     EXPECT_EQ(Common::iconv_utf8_to_wchar("a"), L"a");
 }
