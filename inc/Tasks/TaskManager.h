@@ -62,7 +62,8 @@ QZ_API void QZ_add_serial_queue_task(size_t queue, void* argument, QZ_task_funct
 
 /* Waits until all callbacks of the queue have run. It checks ten times a second, so it may return a
  * tenth of a second late; if the queue is idle it returns at once. Callbacks of the same queue must
- * not call it, because they would wait for themselves. */
+ * not call it, because they would wait for themselves. Other callbacks may: if no worker has begun
+ * with the queue's callbacks, the caller runs them itself, so it must not hold a lock of theirs. */
 QZ_API void QZ_wait_serial_queue(size_t queue);
 
 /* Discards the waiting callbacks of the queue, but not the one that is running or about to run. The
@@ -71,7 +72,7 @@ QZ_API void QZ_clear_serial_queue(size_t queue, int ignored);
 
 /* Runs main-thread tasks until there are none and no callback waits in any serial queue; checks ten
  * times a second. It is for the main thread, so that serial callbacks that add main-thread tasks
- * can finish.
+ * can finish. Callbacks on workers must not call it: they keep their workers from the queues.
  *
  * The last callback of each queue may still be running when this returns. */
 QZ_API void QZ_wait_all_serial_queues(void);

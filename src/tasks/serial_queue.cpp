@@ -57,6 +57,14 @@ bool SerialQueue::isIdle() {
     return !hasTurn_;
 }
 
+bool SerialQueue::takeWaitingTurn() {
+    const bool isWaiting = workers_.remove({this, takeTurn});
+    if (isWaiting) {
+        takeTurn();
+    }
+    return isWaiting;
+}
+
 void SerialQueue::takeTurn(void* self) {
     static_cast<SerialQueue*>(self)->takeTurn();
 }

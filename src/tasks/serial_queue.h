@@ -34,6 +34,9 @@ public:
     bool hasPending();
     bool isIdle();
 
+    // If the queue's turn waits for a worker, takes it on the calling thread. False if it does not.
+    bool takeWaitingTurn();
+
 private:
     using Lock = core::CheckedLock<tbb::spin_mutex::scoped_lock, SerialQueue>;
     friend Lock;

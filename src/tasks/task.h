@@ -10,6 +10,7 @@ struct Task {
     QZ_task_function function = nullptr;
 
     void run() const { function(argument); }
+    bool operator==(const Task&) const = default;
 };
 
 } // namespace tasks

@@ -66,8 +66,13 @@ private:
     tasks::TaskRing mainThreadTasks_;
 };
 
+// A task keeps a worker, and the queue may need that one. So the task runs the queue's callbacks;
+// but not others, which might wait for the callers of this.
 void TaskManager::wait(SerialQueue& queue) {
     while (!workers_.isStopped() && !queue.isIdle()) {
+        if (Workers::isCalledByTask() && queue.takeWaitingTurn()) {
+            continue;
+        }
         workers_.help();
         platform::sleepFor(kPoll);
     }

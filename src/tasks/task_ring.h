@@ -46,6 +46,20 @@ public:
         return oldest;
     }
 
+    // Takes out the oldest task like that one; false if there is none.
+    bool remove(Task task) {
+        const core::AtEnd checked([this] { check(); });
+        for (std::size_t i = 0; i < size_; ++i) {
+            if (slot(i) == task) {
+                for (--size_; i < size_; ++i) {
+                    slot(i) = slot(i + 1);
+                }
+                return true;
+            }
+        }
+        return false;
+    }
+
     void clear() { size_ = 0; }
 
     void swap(TaskRing& other) noexcept {

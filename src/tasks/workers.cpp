@@ -100,6 +100,13 @@ bool Workers::push(Task task, Room room) {
     return true;
 }
 
+bool Workers::remove(Task task) {
+    const Lock lock(mutex_, *this);
+    const bool isRemoved = tasks_.remove(task);
+    hasTasks_.store(!tasks_.empty(), std::memory_order_relaxed);
+    return isRemoved;
+}
+
 void Workers::retry() {
     if (!hasTasks_.load(std::memory_order_relaxed)) {
         return;

@@ -41,6 +41,9 @@ public:
     bool reserve();
     void addReserved(Task task);
 
+    // Takes out a task that waits, so that the caller can run it. False if it does not wait.
+    bool remove(Task task);
+
     // If tasks wait because no thread could be started, tries again.
     void retry();
 

@@ -117,6 +117,26 @@ TEST_F(TaskManager, SerialCallbacksRunOneByOneInOrderAndNoneIsLost) {
     }
 }
 
+TEST_F(TaskManager, QueuesRunWhileAllWorkersWaitForThem) {
+    const int workers = std::max(2, static_cast<int>(std::thread::hardware_concurrency()));
+    const size_t outer = QZ_create_serial_queue("outer"), inner = QZ_create_serial_queue("inner");
+    std::atomic<int> ran{0};
+    Latch meeting(workers), done(workers);
+    for (int i = 0; i < workers; ++i) {
+        addTask([&] {
+            meeting.arrive_and_wait();
+            addSerial(outer, [&] {
+                QZ_add_serial_queue_task(inner, &ran, count);
+                QZ_wait_serial_queue(inner);
+            });
+            QZ_wait_serial_queue(outer);
+            done.count_down();
+        });
+    }
+    done.wait();
+    EXPECT_EQ(ran, workers);
+}
+
 TEST_F(TaskManager, ClearDiscardsWhatWaitsAndNothingElse) {
     const size_t queue = QZ_create_serial_queue("cleared");
     for (int alreadyTaken : {0, 1}) { // callbacks that the turn has run before the clearing
