@@ -90,9 +90,14 @@ QZ_API void QZ_make_main_thread_task(double seconds);
  * that are added later; functions that wait return at once. Call it before you unload libraries or
  * release objects that callbacks use; other hosts need not call it.
  *
- * Waits at most `seconds` for callbacks that are running, but not for a callback that calls this.
- * Returns 1 when none is running and the workers have ended; 0 when a callback is still running,
- * which then goes on, or when a callback calls this. It may be called again. */
+ * Waits at most `seconds` for callbacks that are running on workers, but not for one that calls
+ * this. Returns 1 when none is running; 0 when one is still running, which then goes on, or when
+ * one calls this. Main-thread tasks may call it; it does not wait for those that are running. It
+ * may be called again.
+ *
+ * When it returns 1, the workers have ended or are idle for good. They stay idle as long as another
+ * thread lives that has made the first call or has added callbacks, or if the host itself uses
+ * oneTBB, or if a worker could not be started. */
 QZ_API int QZ_shutdown_tasks(double seconds);
 
 QZ_EXTERN_C_END

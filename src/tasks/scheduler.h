@@ -20,8 +20,9 @@ public:
 
     Scheduler();
 
-    // Nothing may be enqueued or running. Waits until the workers have ended, unless other code in
-    // the process uses oneTBB and keeps them. Not to be called by a worker.
+    // Nothing may be enqueued or running. Waits until the workers have ended, unless another living
+    // thread has enqueued jobs or uses oneTBB otherwise, and so keeps them. Not to be called by a
+    // worker.
     ~Scheduler();
 
     Scheduler(const Scheduler&) = delete;

@@ -326,14 +326,16 @@ bool Workers::close(std::chrono::milliseconds limit) {
     if (!waitUntil(limit, [this] { return drainersHaveEnded(); })) {
         return false;
     }
+    bool isFirst = false;
     {
         const Lock lock(mutex_, *this);
-        if (std::exchange(isClosed_, true)) {
-            return true;
-        }
+        isFirst = !std::exchange(isClosed_, true);
     }
-    scheduler_.reset();
-    return true;
+    if (isFirst) {
+        scheduler_.reset();
+        schedulerHasEnded_ = true;
+    }
+    return waitUntil(limit, [this] { return schedulerHasEnded_.load(); });
 }
 
 Census Workers::census() {

@@ -55,7 +55,7 @@ public:
     bool stop(std::chrono::milliseconds limit);
 
     // Ends the scheduler. Only after stop(), and not to be called by a task. False if a drainer is
-    // still running at the end of `limit`.
+    // still running, or another call is still ending the scheduler, at the end of `limit`.
     bool close(std::chrono::milliseconds limit);
 
     bool isStopped() const { return isStopped_.load(std::memory_order_acquire); }
@@ -114,6 +114,7 @@ private:
     bool isClosed_ = false;
     bool isShortage_ = false;           // no thread could be started; it has been reported
     std::atomic<bool> hasTasks_{false}; // may be read without the lock
+    std::atomic<bool> schedulerHasEnded_{false};
 };
 
 } // namespace tasks
