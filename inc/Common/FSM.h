@@ -202,7 +202,8 @@ public:
     QZ_API FSM(const char* name, Descriptor* descriptor, SymbolRecepient* recipient);
 
     /* A copy has the same tables, recipients, state, stack and queue, and is not processing a
-     * symbol. */
+     * symbol. So the copy of an object that is its own recipient sends its symbols to the original,
+     * even after that was destroyed: such a class deletes its copy constructor and assignment. */
     FSM(const FSM&) = default;
     FSM& operator=(const FSM&) = default;
 
@@ -210,14 +211,16 @@ public:
      * The machine owns neither. A null recipient adds none; a null descriptor leaves the machine
      * without one. If the machine is then valid, it enters the initial state, which may emit a
      * symbol; without an initial state it stays in its state. It is fastest if the tables are
-     * filled before this call and not changed later. */
+     * filled before this call and not changed later. In a recipient, see reset. */
     QZ_API void init(Descriptor* descriptor, SymbolRecepient* recipient);
 
     /* Brings the machine back to what it was before the first init, without recipients, descriptor,
      * state, stack and queue. */
     QZ_API void uninit();
 
-    /* Enters the initial state again. Stack and queue stay as they are. */
+    /* Enters the initial state again. Stack and queue stay as they are. In a recipient, the symbol
+     * then no longer counts as being processed: onSymbol and checkSymbolsQueue process symbols at
+     * once, inside of it, before it goes on. */
     QZ_API void reset();
 
     /* Processes one symbol, the oldest of the queue. Call it once a frame, or until the queue is
@@ -256,8 +259,9 @@ public:
 protected:
     /* Processes a symbol. If symbols wait in the queue, it goes behind them and the oldest is
      * processed. If a recipient calls this, while the machine processes another symbol, the symbol
-     * waits in the queue for a later onSymbol or checkSymbolsQueue. An exception of a recipient
-     * reaches the caller; the machine stays in the state that it has reached by then. */
+     * waits in the queue for a later onSymbol or checkSymbolsQueue; see also reset. An exception of
+     * a recipient reaches the caller; the machine stays in the state that it has reached by then.
+     */
     void onSymbol(std::uint32_t symbol) {
         if (valid()) {
             if (!busy_.set && delayedSymbols_.empty()) {
