@@ -59,12 +59,16 @@ public:
 private:
     using Identifiers = qz::list<Identifier>;
 
+    friend class FactoryManager;
+
     Identifiers identifiers_;
     qz::unordered_map<std::string_view, Identifiers::iterator> places_; /* by their texts */
+    bool hasNew_ = false; /* of a manager: identifiers that the host has added */
 };
 
 /* A factory for everything that the factories added to it can make. If two of them list the same
- * identifier, the one added first makes the objects. */
+ * identifier, the one added first makes the objects. Managers may hold managers, but not in a ring:
+ * requests would go round until the stack overflows. */
 class QZ_API FactoryManager : public Factory {
 public:
     ~FactoryManager() override;

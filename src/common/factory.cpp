@@ -25,6 +25,7 @@ void Factory::addIdentifier(const Identifier& identifier) {
     Identifiers added{identifier};
     places_.emplace(added.front().getClassName(), added.begin());
     identifiers_.splice(identifiers_.end(), added);
+    hasNew_ = true;
 }
 
 void Factory::removeIdentifier(const Identifier& identifier) {
@@ -94,7 +95,7 @@ void FactoryManager::removeFactory(Factory* factory) {
     for (const Identifier& identifier : removed.identifiers) {
         removeMaker(identifier, factory);
     }
-    if (requestIdentifiers().size() != makers_.size()) {
+    if (hasNew_) {
         removeUnmakeable();
     }
 }
@@ -102,7 +103,9 @@ void FactoryManager::removeFactory(Factory* factory) {
 void FactoryManager::addMaker(const Identifier& identifier, Factory* factory) {
     const auto makers = makers_.try_emplace(identifier.getClassName()).first;
     makers->second.emplace_back(factory);
+    const bool hostHasAdded = hasNew_;
     addIdentifier(identifier);
+    hasNew_ = hostHasAdded;
 }
 
 void FactoryManager::removeMaker(const Identifier& identifier, const Factory* factory) {
@@ -119,12 +122,13 @@ void FactoryManager::removeMaker(const Identifier& identifier, const Factory* fa
 
 // Removes the identifiers that the host has added to the manager itself.
 void FactoryManager::removeUnmakeable() {
-    const qz::list<Identifier> listed = requestIdentifiers();
-    for (const Identifier& identifier : listed) {
+    for (auto next = identifiers_.begin(); next != identifiers_.end();) {
+        const Identifier& identifier = *next++;
         if (!makers_.contains(identifier.getClassName())) {
             removeIdentifier(identifier);
         }
     }
+    hasNew_ = false;
 }
 
 } // namespace Common

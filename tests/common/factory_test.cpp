@@ -137,6 +137,13 @@ TEST_F(Factories, LeaveAloneWhatTheManagerDoesNotKnow) {
     manager->destroyInstance(&stranger);
     manager->destroyInstance(nullptr);
     EXPECT_EQ(Counted::alive, 2);
+
+    const Ref<ThingFactory> kept(new ThingFactory({"Unit"})), removed(new ThingFactory({"Ship"}));
+    manager->addFactory(kept.get());
+    manager->addFactory(removed.get());
+    manager->removeIdentifier("Unit");
+    manager->removeFactory(removed.get());
+    EXPECT_EQ(names(*manager), Lines()) << "nobody makes Mine";
 }
 
 // Destroys what it made in its destructor, through the manager.
