@@ -54,12 +54,14 @@ public:
     Profiler(const Profiler&) = delete;
     Profiler& operator=(const Profiler&) = delete;
 
-    /* Frees all memory. No thread may be in a call. */
+    /* Frees all memory. No thread may be in a call, and none that has entered a section may be
+     * ending: join such threads first, or let them live longer. */
     QZ_API ~Profiler();
 
-    /* Turn the profiler on and off. What was recorded stays until reset. start does nothing when
-     * memory runs out. A section that is open when the profiler is turned on or off does not count.
-     */
+    /* Turn the profiler on and off. What was recorded stays until reset. A section that is open
+     * when the profiler is turned on or off does not count. start does nothing when memory runs
+     * out, or the system's slots for thread-local values, of which Linux has 1024 for a process: a
+     * profiler that was started keeps one until it is destroyed. */
     QZ_API void start();
     void stop() { running_.store(false, std::memory_order_relaxed); }
     bool isRunning() const { return running_.load(std::memory_order_relaxed); }

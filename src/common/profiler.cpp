@@ -34,6 +34,7 @@ Common::Profiler& globalProfiler = reinterpret_cast<Common::Profiler&>(common::t
 namespace Common {
 
 // A thread's end takes no lock and only leaves a mark: the next new thread, or reader, clears up.
+// So the destructor cannot wait for a thread that is about to leave its mark.
 bool Profiler::Recording::open() {
     return own_.open([](void* thread) { static_cast<common::ProfiledThread*>(thread)->end(); });
 }
