@@ -60,7 +60,7 @@ public:
 
     /* The duration of the last frame in seconds, and since the controller was made or reset: the
      * duration of all frames in seconds, the number of frames, and the number of skipped frames.
-     * After 2^31 - 1 the counts begin again at 0. */
+     * After 2^31 - 1 frames these three begin again at 0. */
     double lastDuration() const { return lastDuration_; }
     double totalTime() const { return totalTime_; }
     std::int32_t frameCount() const { return frameCount_; }

@@ -13,7 +13,8 @@ namespace CoreUtils {
 
 /* Holds the names of files, in the order added. Its destructor removes the files through the
  * virtual file system and ignores failures. A copy removes the same files as the original. An
- * object is for one thread at a time. */
+ * assignment replaces the names; the files named before stay. An object is for one thread at a
+ * time. */
 class QZ_API TempFilesManager {
 public:
     TempFilesManager() = default;

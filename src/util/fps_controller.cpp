@@ -18,11 +18,6 @@ std::chrono::milliseconds sleepingTime(double seconds) {
     return std::chrono::milliseconds(static_cast<std::int64_t>(std::min(seconds * 1000, kLongest)));
 }
 
-// Counters go back to 0, because the host may run for years.
-void count(std::int32_t& counter) {
-    counter = counter == INT32_MAX ? 0 : counter + 1;
-}
-
 } // namespace
 
 void FPS_Controller::Reset() {
@@ -40,16 +35,18 @@ void FPS_Controller::SetThreshold(float threshold) {
 }
 
 void FPS_Controller::StartFrame() {
-    if (!IsFrameInTime()) {
-        count(skippedCount_);
+    if (frameCount_ == INT32_MAX) { // the host may run for years
+        frameCount_ = skippedCount_ = 0;
+        totalTime_ = 0;
     }
+    skippedCount_ += IsFrameInTime() ? 0 : 1;
     previousStart_ = currentStart_;
     measure();
     if (minimumDuration_ > lastDuration_) {
         platform::sleepFor(sleepingTime(minimumDuration_ - lastDuration_));
         measure();
     }
-    count(frameCount_);
+    ++frameCount_;
     totalTime_ += lastDuration_;
 }
 
