@@ -45,6 +45,7 @@ private:
     Sync::Counter refCount_;
 };
 
+// NOLINTBEGIN(clang-analyzer-cplusplus.NewDelete): it does not see the counts
 /* A reference to a T, which is derived from Mem::Shared, or null. A class that derives from
  * Mem::Shared privately declares `template<class> friend class Mem::Ptr`. */
 template<class T>
@@ -109,7 +110,6 @@ private:
     }
 
     void release() {
-        // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete): it does not see the counts
         if (object_ != nullptr && base(object_).release()) {
             base(object_).destroy();
         }
@@ -117,6 +117,7 @@ private:
 
     T* object_ = nullptr;
 };
+// NOLINTEND(clang-analyzer-cplusplus.NewDelete)
 
 } // namespace Mem
 

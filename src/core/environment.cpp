@@ -59,7 +59,7 @@ const Arguments* arguments() {
 
 template<std::string (*ask)()>
 const char* textOrEmpty() {
-    const std::string* const text = askOnce<std::string, ask>();
+    const auto* const text = askOnce<std::string, ask>();
     return text != nullptr ? text->c_str() : "";
 }
 

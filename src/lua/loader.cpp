@@ -39,9 +39,15 @@ std::string join(const std::vector<std::string>& path, std::size_t from, std::si
     return text;
 }
 
-struct PopAtEnd {
-    lua_State* state;
-    ~PopAtEnd() { lua_pop(state, 1); }
+class PopAtEnd {
+public:
+    explicit PopAtEnd(lua_State* state) : state_(state) {}
+    ~PopAtEnd() { lua_pop(state_, 1); }
+    PopAtEnd(const PopAtEnd&) = delete;
+    PopAtEnd& operator=(const PopAtEnd&) = delete;
+
+private:
+    lua_State* state_;
 };
 
 // Stack: T -> T; or T -> T, message, and returns Lua's error code.
@@ -103,7 +109,7 @@ void Loader::reserve() const {
 }
 
 void Loader::failWithLuaError(const std::string& where) const {
-    const PopAtEnd message{state_}; // pops it even if there is no memory for a copy
+    const PopAtEnd message(state_); // pops it even if there is no memory for a copy
     fail(where + lua::errorText(state_));
 }
 
@@ -113,7 +119,7 @@ void Loader::failEntry(const Key& key, const std::string& what) const {
 
 void Loader::check(int status, const Key& key) const {
     if (status != 0) {
-        const PopAtEnd message{state_};
+        const PopAtEnd message(state_);
         failEntry(key, std::string(": ") + lua::errorText(state_));
     }
 }
@@ -181,7 +187,7 @@ void Loader::beginLoading(const std::string& file) {
 // Runs the chunk on top of the stack, or throws the message that is there if loading it has failed.
 void Loader::finishLoading(int status, const std::string& file, const std::string& table) {
     if (status != 0 || lua_pcall(state_, 0, 0, 0) != 0) {
-        const PopAtEnd message{state_};
+        const PopAtEnd message(state_);
         throw LoaderException(lua::errorText(state_));
     }
     file_ = file;
@@ -309,7 +315,7 @@ std::string Loader::getString(Key key) const {
         return {};
     }
     pushEntry(key, LUA_TSTRING);
-    const PopAtEnd entry{state_}; // pops it even if there is no memory for the copy
+    const PopAtEnd entry(state_); // pops it even if there is no memory for the copy
     return {lua_tostring(state_, -1), lua_objlen(state_, -1)};
 }
 
