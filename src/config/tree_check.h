@@ -28,7 +28,8 @@ inline void checkLinks(const Entry& list, const Entry& entry) {
     const Entry* const behind = entry.next == nullptr ? first : entry.next;
     invariant(first != nullptr && first->previous->next == nullptr,
               "configuration tree: the end of a list is not known");
-    invariant(behind->previous == &entry, "configuration tree: a list is broken backwards");
+    invariant(behind != nullptr && behind->previous == &entry,
+              "configuration tree: a list is broken backwards");
     invariant(&entry == first || entry.previous->next == &entry,
               "configuration tree: a list is broken forwards");
     invariant(entry.isNamed == (list.type == ConfigParser::iterator::kBlock),

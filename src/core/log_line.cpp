@@ -9,7 +9,7 @@
 
 namespace core {
 
-PaddedLevel::PaddedLevel(unsigned int level) : text("       ") {
+PaddedLevel::PaddedLevel(unsigned int level) {
     const char* const name = qz_log_level_name(level);
     std::memcpy(text, name, std::min(std::strlen(name), sizeof text - 1));
 }

@@ -10,7 +10,7 @@ namespace core {
 struct PaddedLevel {
     explicit PaddedLevel(unsigned int level);
 
-    char text[8];
+    char text[8] = "       ";
 };
 
 // The module name of the log's own messages.
