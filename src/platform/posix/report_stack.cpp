@@ -10,8 +10,8 @@ namespace platform {
 namespace {
 
 // Measured: 21 KiB, most of them for reading debugging information.
-constexpr std::size_t kSize = 256 * 1024;
-constexpr std::size_t kSizeForFaults = 64 * 1024;
+constexpr std::size_t kSize = std::size_t{256} * 1024;
+constexpr std::size_t kSizeForFaults = std::size_t{64} * 1024;
 
 struct Memory {
     alignas(16) char stack[kSize];
