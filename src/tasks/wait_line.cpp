@@ -203,6 +203,7 @@ void WaitLine::append(Waiter& waiter) {
 
 void WaitLine::remove(Waiter& waiter) {
     Waiter*& first = *firstFor(waiter.lock);
+    // NOLINTNEXTLINE(clang-analyzer-core.NullDereference): the waiter is in the list
     (waiter.behind != nullptr ? waiter.behind->ahead : first->last) = waiter.ahead;
     if (waiter.ahead != nullptr) {
         waiter.ahead->behind = waiter.behind;

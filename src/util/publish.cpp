@@ -77,7 +77,7 @@ void letGo() {
 void open(const char* name) {
     letGo();
     if (!isName(name)) {
-        refuse(name, "a name has 1 to 48 letters, digits, \".\", \"-\" and \"_\"");
+        refuse(name, R"(a name has 1 to 48 letters, digits, ".", "-" and "_")");
         return;
     }
     try {
