@@ -28,7 +28,9 @@ std::uint32_t sessionOfProcess() {
     std::uint64_t seen = known.load();
     if (seen >> 32 != process >> 32) {
         const std::uint64_t drawn = process | serial::newSession();
-        seen = known.compare_exchange_strong(seen, drawn) ? drawn : known.load();
+        if (known.compare_exchange_strong(seen, drawn)) {
+            seen = drawn;
+        }
     }
     return static_cast<std::uint32_t>(seen);
 }

@@ -100,9 +100,8 @@ void WaitLine::wait(Ownership& lock, std::uintptr_t self) {
         return;
     }
     // A thread cancelled here would leave its waiter in the line, and perhaps keep the lock.
-    const int cancellation = platform::forbidCancellation();
+    const platform::NoCancellation guard;
     sleepUntilObtained(lock, self);
-    platform::resumeCancellation(cancellation);
 }
 
 void WaitLine::sleepUntilObtained(Ownership& lock, std::uintptr_t self) {

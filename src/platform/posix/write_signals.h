@@ -10,7 +10,8 @@ namespace platform {
 
 // Keeps a pipe without a reader (SIGPIPE) and a limit on file sizes (SIGXFSZ) from ending the
 // process: a line that cannot be written is no reason to die. Leaves signals alone that were
-// pending before. Keeps others from cancelling the thread, which cannot end in the destructor.
+// pending before. Keeps others from cancelling the thread, which cannot end in the destructor; not
+// by NoCancellation, because the tool uses this header without the sources of threads.
 class NoWriteSignals {
 public:
     NoWriteSignals() {
