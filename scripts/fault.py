@@ -145,6 +145,8 @@ class Sweep:
     def __init__(self, build):
         self.build = pathlib.Path(build).resolve()
         self.injector = self.build / "lib" / "qz_fault.so"
+        if not self.injector.exists():
+            sys.exit(f"fault: {self.injector} is missing; build the target qz_fault")
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="qz-fault-"))
         self.fixtures, self.stripped = self.folder / "fixtures", self.folder / "stripped"
         self.stripped.mkdir()

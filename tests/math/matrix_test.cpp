@@ -70,13 +70,9 @@ TYPED_TEST(MatrixTest, InvertOrtho) {
     for (int round = 0; round < 100; ++round) {
         TypeParam table = TypeParam::Random();
         auto block = table.template topLeftCorner<kLast, kLast>();
-        for (int c = 0; c < kLast; ++c) {
-            for (int earlier = 0; earlier < c; ++earlier) {
-                const auto other = block.col(earlier);
-                block.col(c) -= other * (other.dot(block.col(c)) / other.squaredNorm());
-            }
-            block.col(c) *= (2 + table(kLast, c)) / block.col(c).norm();
-        }
+        const auto lengths = table.row(kLast).template head<kLast>().array() + 2;
+        block = block.eval().householderQr().householderQ();
+        block.array().rowwise() *= lengths.eval();
         auto inverse = matrixOf(table);
         Math::invertOrtho(inverse, inverse);
         table.row(kLast) = identity.row(kLast);
