@@ -3,7 +3,7 @@
  *
  *     ConfigParser config;
  *     if (!config.parse("settings.cfg")) {
- *         // config.getErrorLine(), config.getErrorColumn()
+ *         std::cerr << "settings.cfg: " << config.getErrorText() << '\n';
  *     }
  *     int width = 1280;
  *     ConfigParser::iterator graphics = config.find("graphics");
@@ -226,6 +226,11 @@ public:
     bool getLastError(Error& error) const;
     int getErrorLine() const;
     int getErrorColumn() const;
+
+    /* The error of the last parse as an English text without the file's name, for example
+     * "unexpected text at offset 12; ..."; for a file that cannot be read with the system's own
+     * words. Empty after a success. */
+    std::string getErrorText() const;
 
     /* Returns whether the last parse failed at a line that ends in a line feed alone.
      * "qz conf fix-eol" repairs such files. */

@@ -1,6 +1,7 @@
 #include "Config/ConfigParser.h"
 
 #include "config/edited_text.h"
+#include "config/error_text.h"
 #include "config/lexical_analyser.h"
 #include "config/path.h"
 #include "config/saved_file.h"
@@ -8,6 +9,7 @@
 #include "config/tree.h"
 #include "config/vocabulary.h"
 #include "config/writer.h"
+#include "core/library_log.h"
 
 #include <algorithm>
 #include <climits>
@@ -61,6 +63,7 @@ struct QZ_LOCAL ConfigParser::Impl {
     // `read` returns the text, or nothing.
     template<class Read>
     bool parse(Read read, Origin origin);
+    std::optional<SourceText> readFile(const std::string& name);
     void locate(const Place& place);
     bool setPath(const std::string& path, const Value& value);
 
@@ -80,6 +83,7 @@ struct QZ_LOCAL ConfigParser::Impl {
     SavedFile file;
     Error error;
     bool isErrorLineFeed = false;
+    std::string unread;                   // why there was no text to parse
     std::optional<SaveResult> saveResult; // none: nothing was saved yet
 };
 
@@ -87,6 +91,7 @@ template<class Read>
 bool ConfigParser::Impl::parse(Read read, Origin origin) {
     error.reset();
     isErrorLineFeed = false;
+    unread.clear();
     tree.clear(); // before the next text is read: both may be large
     file.forget();
     if (!analysers) {
@@ -95,6 +100,7 @@ bool ConfigParser::Impl::parse(Read read, Origin origin) {
     try {
         std::optional<SourceText> text = read();
         if (!text) {
+            unread = unread.empty() ? "there is no text, or it is too long" : unread;
             return false;
         }
         tree.setSource(std::move(*text));
@@ -116,6 +122,19 @@ bool ConfigParser::Impl::parse(Read read, Origin origin) {
     }
     tree.clear();
     return false;
+}
+
+std::optional<SourceText> ConfigParser::Impl::readFile(const std::string& name) {
+    SourceText::Failure failure{};
+    std::optional<SourceText> text = SourceText::read(name, failure);
+    if (!text) {
+        qz_logf("QZCORE", QZ_LOG_ERROR, "LexicalAnalyser: Cannot %s %s", failure.verb,
+                name.c_str());
+        const char* const problem =
+            failure.error != 0 ? "cannot be read" : "is too long, or became shorter meanwhile";
+        unread = withReason(problem, failure.error);
+    }
+    return text;
 }
 
 void ConfigParser::Impl::locate(const Place& place) {
@@ -193,7 +212,7 @@ ConfigParser::~ConfigParser() = default;
 bool ConfigParser::parse(const std::string& fileName) {
     const auto read = [&] {
         impl_->file.willRead(fileName);
-        return SourceText::read(fileName);
+        return impl_->readFile(fileName);
     };
     if (!impl_->parse(read, Origin::file)) {
         return false;
@@ -262,9 +281,7 @@ std::string ConfigParser::getSaveText() const {
     case kFileFailed:
         break;
     }
-    char text[256];
-    platform::systemErrorText(impl_->file.error(), text, sizeof text);
-    return std::string("the file cannot be replaced: ") + text;
+    return withReason("the file cannot be replaced", impl_->file.error());
 }
 
 void ConfigParser::reset() {
@@ -321,6 +338,14 @@ int ConfigParser::getErrorLine() const {
 
 int ConfigParser::getErrorColumn() const {
     return impl_->error.column;
+}
+
+std::string ConfigParser::getErrorText() const {
+    if (!isInitialized()) {
+        return "out of memory";
+    }
+    return impl_->unread.empty() ? describeFailure(impl_->error, impl_->isErrorLineFeed)
+                                 : impl_->unread;
 }
 
 bool ConfigParser::isErrorLineFeed() const {

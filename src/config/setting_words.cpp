@@ -17,22 +17,4 @@ std::string describe(const ConfigParser::iterator& entry) {
     }
 }
 
-std::string describeFailure(const ConfigParser& config) {
-    ConfigParser::Error error;
-    config.getLastError(error);
-    if (error.column < 0) {
-        return error.message == "End Of File" ? "the file ends too early"
-               : error.message.empty()        ? "cannot be read"
-                                              : error.message;
-    }
-    const std::string offset = " at offset " + textOf(error.column);
-    if (config.isErrorLineFeed()) {
-        return "a line ends in a line feed alone, not in CR LF," + offset +
-               "; \"qz conf fix-eol\" mends that";
-    }
-    const std::string problem =
-        error.message.empty() ? "nothing begins with the character" : "unexpected text";
-    return problem + offset + "; \"qz conf check\" shows the spot";
-}
-
 } // namespace qz::config

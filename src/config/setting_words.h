@@ -39,7 +39,4 @@ std::string describe(const std::string& kind, Range<Number> range, Range<Number>
 // What an entry is.
 std::string describe(const ConfigParser::iterator& entry);
 
-// Why the last text could not be parsed.
-std::string describeFailure(const ConfigParser& config);
-
 } // namespace qz::config

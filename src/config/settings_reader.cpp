@@ -132,7 +132,7 @@ void SettingsReader::start_(bool isParsed) {
     if (!isParsed) {
         const ConfigParser& config = state_->config;
         state_->problems.push_back(
-            {state_->file, config.getErrorLine(), {}, describeFailure(config)});
+            {state_->file, config.getErrorLine(), {}, config.getErrorText()});
     }
 }
 

@@ -1,6 +1,5 @@
 #include "config/source_text.h"
 
-#include "core/library_log.h"
 #include "platform/files.h"
 
 #include <algorithm>
@@ -72,16 +71,6 @@ SourceText SourceText::copyOf(std::string_view text) {
     SourceText copy(text.size());
     std::copy(text.begin(), text.end(), copy.chars_.get());
     return copy;
-}
-
-std::optional<SourceText> SourceText::read(const std::string& fileName) {
-    Failure failure{};
-    std::optional<SourceText> text = read(fileName, failure);
-    if (!text) {
-        qz_logf("QZCORE", QZ_LOG_ERROR, "LexicalAnalyser: Cannot %s %s", failure.verb,
-                fileName.c_str());
-    }
-    return text;
 }
 
 std::optional<SourceText> SourceText::read(const std::string& fileName, Failure& failure) {

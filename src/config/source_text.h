@@ -28,8 +28,7 @@ public:
         platform::SystemError error; // 0 for a file that is too long or gets shorter meanwhile
     };
 
-    // Nothing if the file cannot be opened or read; the first function logs that.
-    static std::optional<SourceText> read(const std::string& fileName);
+    // Nothing if the file cannot be opened or read.
     static std::optional<SourceText> read(const std::string& fileName, Failure& failure);
 
     std::string_view view() const { return {chars_.get(), size_}; }

@@ -163,7 +163,8 @@ TEST(SettingsReader, TellsWhyAFileCannotBeRead) {
     ConfigParser parser;
     const SettingsReader reader(parser, "there is no such file");
     ASSERT_EQ(reader.problems().size(), 1U);
-    EXPECT_EQ(reader.problems()[0].message(), "there is no such file: cannot be read");
+    EXPECT_EQ(reader.problems()[0].message(), "there is no such file: " + parser.getErrorText());
+    EXPECT_TRUE(parser.getErrorText().starts_with("cannot be read: "));
 }
 
 } // namespace
