@@ -13,8 +13,8 @@
  * line "%d messages lost" before the next message that is queued, or at their end. The same line
  * stands where a file continues after writing failed, for example because the disk was full; it
  * does not depend on the file's module and levels. A line that was written in part is removed or,
- * in a pipe, ended. Texts are UTF-8, and are cut: module names at 63 bytes, messages at 383 bytes.
- * A null text reads "<NULL>".
+ * in a pipe, ended. Texts are UTF-8, and are cut behind a whole character: module names at 63
+ * bytes, messages at 383. A null text reads "<NULL>".
  *
  * A message equal to the previous one is not written. "%d duplicate message(s) skipped." is written
  * before the next different one. Only the texts are compared, not modules or levels.

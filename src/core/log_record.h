@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Core/Atomics.h"
+#include "core/cut_text.h"
 #include "core/lock_free.h"
 #include "platform/compiler.h"
 
@@ -31,9 +32,10 @@ struct alignas(64) LogRecord {
     bool isRequest() const { return time < 0.0; }
 };
 
-// Copies a text into a buffer, cut if it does not fit and always terminated.
+// Copies a text into a buffer, cut behind a whole character if it does not fit, and always
+// terminated.
 inline void copyCut(char* buffer, std::size_t size, const char* text) {
-    const std::size_t length = strnlen(text, size - 1);
+    const std::size_t length = lengthToKeep({text, strnlen(text, size)}, size - 1);
     std::memcpy(buffer, text, length);
     buffer[length] = '\0';
 }

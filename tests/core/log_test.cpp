@@ -49,6 +49,7 @@ TEST_F(Log, WritesLinesOfEveryLevelAndCutsLongTexts) {
     qz_log("M", QZ_LOG_INFO, "");
     qz_log("M", QZ_LOG_INFO, "two\n\n");
     qz_log("M", QZ_LOG_INFO, std::string(5000, 'x').c_str());
+    qz_log((std::string(62, 'm') + "\u00E4").c_str(), QZ_LOG_INFO, "whole characters");
     qz_log(std::string(100, 'm').c_str(), QZ_LOG_INFO, "y");
     qz_logf("M", QZ_LOG_INFO, "%d of %s", 1, "two");
     qz_log_stop();
@@ -56,6 +57,7 @@ TEST_F(Log, WritesLinesOfEveryLevelAndCutsLongTexts) {
                               "INFO    M: 100% %s %n", "DEBUG   M: e", "UNKNOWN M: g",
                               "INFO    <NULL>: <NULL>", "INFO    M: one line break", "INFO    M: ",
                               "INFO    M: two", "", "INFO    M: " + std::string(383, 'x'),
+                              "INFO    " + std::string(62, 'm') + ": whole characters",
                               "INFO    " + std::string(63, 'm') + ": y", "INFO    M: 1 of two"}));
     const std::string first = readFile(path("main")).substr(0, 10);
     EXPECT_TRUE(std::regex_match(first, std::regex("0000[0-9]\\.[0-9]{3} "))) << first;
