@@ -33,11 +33,10 @@
  * Bytes behind an archive and its comment are ignored with a WARNING line: the file may be a part
  * of a damaged larger archive, whose last entry was an archive itself.
  *
- * An archive is opened by its path again for files that are read: a relative path then starts at
- * the current directory of that moment. Reading a file fails if the archive is gone, or if another
- * one in its place has no entry of that name at the same position. Each mounted archive and each
- * open file of one takes a descriptor. Up to 32 more stay open, so that the next files are read
- * faster.
+ * A mounted archive takes one descriptor, however many of its files are open, and is read even if
+ * its path leads elsewhere meanwhile. On Linux it may be replaced by a new file, and is read until
+ * it is unmounted; on Windows nobody can change, rename or remove it until then. Children of fork()
+ * can read it, too.
  *
  * Mounted directories should only have ordinary files: on Linux opening a pipe waits for its other
  * end.

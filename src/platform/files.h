@@ -44,6 +44,11 @@ void endClaim(FileHandle file);
 std::size_t readFile(FileHandle file, void* buffer, std::size_t count, SystemError& error);
 std::size_t writeFile(FileHandle file, const void* buffer, std::size_t count, SystemError& error);
 
+// Reads at a position. Several threads, and children of fork(), may do so at once, if nobody uses
+// the file's own position, which changes on Windows.
+std::size_t readFileAt(FileHandle file, std::uint64_t position, void* buffer, std::size_t count,
+                       SystemError& error);
+
 // Ends the file at its position.
 SystemError truncateFile(FileHandle file);
 

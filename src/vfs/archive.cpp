@@ -2,6 +2,7 @@
 
 #include "VFS/File.h"
 #include "core/library_log.h"
+#include "vfs/archive_io.h"
 #include "vfs/archive_state.h"
 #include "vfs/mounted_file.h"
 #include "vfs/reserve.h"
@@ -141,13 +142,28 @@ void takeAllocatorBack() {
     vfs::dropRecycled();
 }
 
+// As PHYSFS_mount.
+int mountArchive(const char* name, const char* point, int append) {
+    if (PHYSFS_getMountPoint(name) != nullptr) {
+        return 1; // it stays where it is
+    }
+    vfs::Io io = vfs::openArchiveIo(name);
+    const int result = io ? PHYSFS_mountIo(io.get(), name, point, append) : 0;
+    if (result != 0) {
+        static_cast<void>(io.release()); // is PhysicsFS's own now
+    }
+    return result;
+}
+
 int mountOne(const char* path, const char* suffix, const char* point, int append) {
     const MountedName name(path, suffix);
-    if (VFS_isdir(name.text()) == 0 && !isOrdinaryFile(name.text())) {
+    const bool isDirectory = VFS_isdir(name.text()) != 0;
+    if (!isDirectory && !isOrdinaryFile(name.text())) {
         return 0;
     }
     const vfs::Reserve reserve;
-    const int result = reserve ? PHYSFS_mount(name.text(), point, append) : 0;
+    const auto mount = isDirectory ? PHYSFS_mount : mountArchive;
+    const int result = reserve ? mount(name.text(), point, append) : 0;
     if (result != 0) {
         qz_logf(vfs::kArchiveModule, QZ_LOG_DEBUG, "Mounted %s%s to %s.", path, suffix, point);
     } else if (reserve && PHYSFS_getLastErrorCode() == PHYSFS_ERR_UNSUPPORTED) {

@@ -81,7 +81,7 @@ std::size_t MountedFile::readAt(std::uint64_t position, void* buffer, std::size_
     }
     count = static_cast<std::size_t>(std::min<std::uint64_t>(count, size_ - position));
     const std::size_t done = readEntry(file_.get(), buffer, count);
-    position_ = position + done;
+    position_ = done == count ? position + done : kUnknown;
     return done;
 }
 

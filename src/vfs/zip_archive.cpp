@@ -1,6 +1,7 @@
 #include "vfs/zip_archive.h"
 
 #include "core/library_log.h"
+#include "vfs/archive_io.h"
 #include "vfs/archive_state.h"
 #include "vfs/mounted_file.h"
 #include "vfs/zip_directory.h"
@@ -21,7 +22,7 @@ namespace vfs {
 namespace {
 
 // How many closed files are kept for the next ones to be opened: of an archive, and of all
-// archives. Each has a view of its archive, which takes a descriptor.
+// archives. Each has a buffer, and most have an inflater.
 constexpr std::size_t kMostIdle = 2;
 constexpr std::size_t kMostIdleOfAll = 32;
 
@@ -30,12 +31,6 @@ constinit std::atomic<std::size_t> idleOfAll{0};
 std::nullptr_t fail(PHYSFS_ErrorCode code) {
     PHYSFS_setErrorCode(code);
     return nullptr;
-}
-
-// Counts the shortage, because PhysicsFS may go on to the next mount and lose the error.
-std::nullptr_t failForMemory() {
-    ++archiveShortages;
-    return fail(PHYSFS_ERR_OUT_OF_MEMORY);
 }
 
 // Why a file cannot be read, or null.

@@ -38,6 +38,7 @@ ZipFile::~ZipFile() {
 const char* ZipFile::open(const ZipEntry& entry, std::string_view name, std::uint64_t dataEnd) {
     entry_ = entry;
     position_ = 0;
+    hasFailed_ = false;
     const std::uint64_t likelyEnd = entry.header + kExpectedHeader + entry.packed;
     input_.setRun(entry.header, std::min(likelyEnd, dataEnd));
     const zip::Bytes start = input_.peek(zip::LocalHeader::kSize);
@@ -93,14 +94,15 @@ const char* ZipFile::read(void* to, std::size_t count) {
         failure = produce(bytes + done, piece);
         done += piece;
     }
-    position_ = produced_;
+    hasFailed_ = failure != nullptr;
+    position_ = hasFailed_ ? position_ : produced_;
     return failure;
 }
 
 const char* ZipFile::moveTo(std::uint64_t position) {
     const bool isStored = entry_.content == ZipContent::stored;
     const char* failure = nullptr;
-    if (position < produced_ || (isStored && position > produced_)) {
+    if (hasFailed_ || position < produced_ || (isStored && position > produced_)) {
         const std::uint64_t from = isStored ? position : 0;
         input_.setRun(data_ + from, data_ + entry_.packed);
         failure = begin();
@@ -136,7 +138,7 @@ const char* ZipFile::unpack(std::uint8_t* to, std::size_t count) {
     while (inflater_.avail_out > 0) {
         const zip::Bytes packed = input_.peek(1);
         if (packed.empty()) {
-            return kDamaged;
+            return input_.hasFailed() ? kUnreadable : kDamaged;
         }
         // If all is unpacked at once, the inflater need not keep a window of it.
         const bool isAll = count == entry_.size && packed.size() == entry_.packed;

@@ -1,6 +1,7 @@
 // Reads a file of a zip archive and checks its data.
 #pragma once
 
+#include "vfs/archive_io.h"
 #include "vfs/zip_index.h"
 #include "vfs/zip_input.h"
 
@@ -50,6 +51,7 @@ private:
     ZipEntry entry_;
     std::uint64_t data_ = 0; // the position of the entry's data in the archive
     std::uint64_t position_ = 0;
+    bool hasFailed_ = false;     // the last read; the next one begins anew
     std::uint64_t produced_ = 0; // the position in the file of the next byte to be produced
     std::uint64_t summed_ = 0;   // how many bytes of the file are in the sum
     std::uint32_t sum_ = 0;

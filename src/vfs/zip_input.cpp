@@ -25,6 +25,7 @@ void ZipInput::setRun(std::uint64_t position, std::uint64_t end) {
     begin_ = end_ = 0;
     position_ = position;
     runEnd_ = end;
+    hasFailed_ = false;
 }
 
 void ZipInput::setEnd(std::uint64_t end) {
@@ -43,7 +44,8 @@ std::span<const std::uint8_t> ZipInput::peek(std::size_t least) {
         const std::uint64_t left = from < runEnd_ ? runEnd_ - from : 0;
         const auto count =
             static_cast<std::size_t>(std::min<std::uint64_t>(buffer_.size() - kept, left));
-        if (kept + count < least || !readAt(io_, from, buffer_.data() + kept, count)) {
+        hasFailed_ = kept + count >= least && !readAt(io_, from, buffer_.data() + kept, count);
+        if (kept + count < least || hasFailed_) {
             return {};
         }
         end_ += count;

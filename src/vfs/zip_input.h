@@ -5,16 +5,10 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <span>
 #include <vector>
 
 namespace vfs {
-
-struct IoDestroyer {
-    void operator()(PHYSFS_Io* io) const { io->destroy(io); }
-};
-using Io = std::unique_ptr<PHYSFS_Io, IoDestroyer>;
 
 // False unless all `size` bytes were read.
 bool readAt(PHYSFS_Io& io, std::uint64_t position, void* buffer, std::size_t size);
@@ -35,6 +29,9 @@ public:
     // or reading fails. They stay valid until the next call.
     std::span<const std::uint8_t> peek(std::size_t least);
 
+    // Whether the source failed, and not only the run ended, since the last setRun.
+    bool hasFailed() const { return hasFailed_; }
+
     // Skips any number of bytes, even past the end of the run, where none can be read.
     void skip(std::uint64_t size);
 
@@ -50,6 +47,7 @@ private:
     std::size_t end_ = 0;
     std::uint64_t position_ = 0;
     std::uint64_t runEnd_ = 0;
+    bool hasFailed_ = false;
 };
 
 } // namespace vfs

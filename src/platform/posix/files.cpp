@@ -136,6 +136,14 @@ std::size_t readFile(FileHandle file, void* buffer, std::size_t count, SystemErr
     });
 }
 
+std::size_t readFileAt(FileHandle file, std::uint64_t position, void* buffer, std::size_t count,
+                       SystemError& error) {
+    return transfer(count, error, [&](std::size_t done, std::size_t left) {
+        return pread(descriptor(file), static_cast<char*>(buffer) + done, left,
+                     static_cast<off_t>(position + done));
+    });
+}
+
 std::size_t writeFile(FileHandle file, const void* buffer, std::size_t count, SystemError& error) {
     return transfer(count, error, [&](std::size_t done, std::size_t left) {
         return write(descriptor(file), static_cast<const char*>(buffer) + done, left);

@@ -278,6 +278,20 @@ std::size_t readFile(FileHandle file, void* buffer, std::size_t count, SystemErr
     });
 }
 
+std::size_t readFileAt(FileHandle file, std::uint64_t position, void* buffer, std::size_t count,
+                       SystemError& error) {
+    const std::size_t read =
+        transfer(count, error, [&](std::size_t done, DWORD wanted, DWORD* moved) {
+            OVERLAPPED place = {};
+            place.Offset = static_cast<DWORD>(position + done);
+            place.OffsetHigh = static_cast<DWORD>((position + done) >> 32U);
+            return ReadFile(systemHandle(file), static_cast<char*>(buffer) + done, wanted, moved,
+                            &place);
+        });
+    error = error == ERROR_HANDLE_EOF ? 0 : error; // only reads at a position report the end
+    return read;
+}
+
 std::size_t writeFile(FileHandle file, const void* buffer, std::size_t count, SystemError& error) {
     return transfer(count, error, [&](std::size_t done, DWORD wanted, DWORD* moved) {
         return WriteFile(systemHandle(file), static_cast<const char*>(buffer) + done, wanted, moved,
