@@ -13,7 +13,10 @@ MODE = ["--target=x86_64-pc-windows-msvc", "-fms-compatibility", "-fms-extension
         "-fms-compatibility-version=19.39", "-fsyntax-only", "-nostdlibinc", "-D_UCRT", "-Werror",
         "-isystem", f"/usr/{TARGET}/include", "-I", str(HEADERS)]
 CPP = ["-xc++", "-std=c++20", "-include", str(pathlib.Path(__file__).with_name("msvc_mode.h")),
-       "-U__SIZEOF_INT128__", "-isystem", str(LIBRARY), "-isystem", str(LIBRARY / TARGET)]
+       "-U__SIZEOF_INT128__", "-isystem", str(LIBRARY), "-isystem", str(LIBRARY / TARGET),
+       "-D__GCC_ATOMIC_TEST_AND_SET_TRUEVAL=1",
+       *(f"-D__GCC_ATOMIC_{kind}_LOCK_FREE=2" for kind in (
+           "BOOL", "CHAR", "CHAR8_T", "CHAR16_T", "CHAR32_T", "WCHAR_T", "SHORT", "INT", "LONG", "LLONG", "POINTER"))]
 SAME_COMPILER = '#include "Core/SameCompiler.h"'
 
 
