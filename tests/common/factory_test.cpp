@@ -5,8 +5,6 @@
 
 namespace {
 
-using namespace qz::test;
-
 using Common::Factory;
 using Common::FactoryManager;
 using Common::Identifiable;

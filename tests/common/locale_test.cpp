@@ -11,8 +11,6 @@
 
 namespace {
 
-using namespace qz::test;
-
 TEST(Locale, ChangesNoNumbers) {
     const fs::path directory = freshDirectory();
     const CommaLocale locale(directory);

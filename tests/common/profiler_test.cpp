@@ -8,8 +8,6 @@
 
 namespace {
 
-using namespace qz::test;
-
 using Common::ProfiledFunc;
 using Common::Profiler;
 

@@ -44,16 +44,12 @@ TEST(ConversionsPosix, OpenInBothDirectionsOrNone) {
 }
 
 TEST(ConversionsPosix, OfManyThreadsShareWhatConvertersThereAre) {
-    std::string text;
-    std::wstring wide;
-    for (int i = 0; i < 1000; ++i) {
-        text += "\xCE\xB1";
-        wide += L'\u03B1';
-    }
+    const std::string text = repeated("\xCE\xB1", 1000);
+    const std::wstring wide(1000, L'\u03B1');
     Common::iconv_local_init("ISO-8859-7");
     for (const bool areNoMore : {true, false}) {
         refusesAll = areNoMore;
-        qz::test::inThreads(4, [&](int) {
+        inThreads(4, [&](int) {
             for (int i = 0; i < 50; ++i) {
                 EXPECT_EQ(Common::iconv_local_from_utf8(text), std::string(1000, '\xE1'));
                 EXPECT_EQ(Common::iconv_utf8_from_wchar(wide), text);

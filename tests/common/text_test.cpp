@@ -41,10 +41,7 @@ TEST_F(Conversions, RoundTripRealTexts) {
         {"utf-8", "emoji 😀 too", 14}};
     for (const auto& [charset, sample, localSize] : cases) {
         Common::iconv_local_init(charset);
-        std::string text;
-        for (int i = 0; i < 100; ++i) { // many buffers, with characters across their ends
-            text += sample;
-        }
+        const std::string text = repeated(sample, 100); // characters across buffers' ends
         const std::string local = Common::iconv_local_from_utf8(text);
         EXPECT_EQ(Common::iconv_local_from_utf8(sample).size(), localSize) << charset;
         EXPECT_EQ(Common::iconv_local_to_utf8(local), text) << charset;

@@ -6,13 +6,6 @@
 
 namespace qz::test {
 
-inline std::string replaced(std::string text, const std::string& from, const std::string& to) {
-    for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
-        text.replace(at, from.size(), to);
-    }
-    return text;
-}
-
 inline std::string describe(const ConfigParser::iterator& begin);
 
 inline std::string describeValue(const ConfigParser::iterator& entry) {

@@ -3,8 +3,6 @@
 
 namespace {
 
-using namespace qz::test;
-
 using Change = std::function<void(ConfigParser&)>;
 
 // Parses the text, changes the tree, and returns the saved text. "|" stands for the end of a line.

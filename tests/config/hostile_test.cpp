@@ -4,17 +4,7 @@
 
 namespace {
 
-using namespace qz::test;
-
 constexpr std::size_t kMany = 1'000'000;
-
-std::string repeated(const std::string& part, std::size_t count) {
-    std::string text;
-    while (count-- > 0) {
-        text += part;
-    }
-    return text;
-}
 
 // A list, or blocks, of that depth.
 std::string lists(std::size_t depth) {

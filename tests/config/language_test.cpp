@@ -3,8 +3,6 @@
 
 namespace {
 
-using namespace qz::test;
-
 // What the value of `a` parses to, or where in `a = <value>;` it fails.
 std::string value(const std::string& text) {
     const std::string whole = parsed("a = " + text + ";");

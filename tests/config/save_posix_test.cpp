@@ -17,8 +17,6 @@
 
 namespace {
 
-using namespace qz::test;
-
 struct stat statusOf(const fs::path& file) {
     struct stat status {};
     EXPECT_EQ(lstat(file.c_str(), &status), 0) << file;

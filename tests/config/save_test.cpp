@@ -7,8 +7,6 @@
 
 namespace {
 
-using namespace qz::test;
-
 TEST(ConfigSave, HasOneLayout) {
     ConfigParser parser;
     EXPECT_EQ(saved(parser), "");

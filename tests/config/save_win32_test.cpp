@@ -8,8 +8,6 @@
 
 namespace {
 
-using namespace qz::test;
-
 fs::path makeFile(const fs::path& file) {
     writeFile(file, "old");
     return file;

@@ -6,7 +6,6 @@
 
 namespace {
 
-using namespace qz::test;
 using qz::SettingsReader;
 
 using Read = std::function<void(const SettingsReader&)>;

@@ -5,8 +5,6 @@
 
 namespace {
 
-using namespace qz::test;
-
 using iterator = ConfigParser::iterator;
 
 struct ConfigTree : ::testing::Test {
@@ -82,10 +80,7 @@ TEST_F(ConfigTree, FindsAndSetsByPaths) {
 
 // Blocks that exist count towards the depth like those that are added.
 TEST_F(ConfigTree, SetsPathsAsDeepAsCanBeSaved) {
-    std::string path = "d";
-    for (int i = 0; i < 255; ++i) {
-        path += ".d";
-    }
+    const std::string path = "d" + repeated(".d", 255);
     ASSERT_TRUE(parser.setPath(path + ".a", 1));
     EXPECT_FALSE(parser.setPath(path + ".b.a", 1) || parser.setPath("e." + path + ".a", 1));
     EXPECT_TRUE(parser.setPath(path + ".c", 1));

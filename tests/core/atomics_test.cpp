@@ -3,8 +3,6 @@
 
 namespace {
 
-using namespace qz::test;
-
 struct Element {
     void* link = nullptr;
     int producer = 0;

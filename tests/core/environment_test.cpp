@@ -4,8 +4,6 @@
 
 namespace {
 
-using namespace qz::test;
-
 constexpr char kName[] = "QZ_ENVIRONMENT_TEST";
 
 TEST(Environment, DescribesTheProcess) {

@@ -3,7 +3,6 @@
 #include "Core/Environment.h"
 #include "Core/Log.h"
 #include "log_tally.h"
-#include "support/test.h"
 
 #include <fcntl.h>
 #include <pthread.h>
@@ -14,8 +13,6 @@
 #include <csignal>
 
 namespace {
-
-using namespace qz::test;
 
 // A disk that takes no data until it is told to: a pipe.
 class StuckDisk : NonCopyable {

@@ -2,13 +2,10 @@
 
 #include "Core/Environment.h"
 #include "log_tally.h"
-#include "support/test.h"
 
 #include <regex>
 
 namespace {
-
-using namespace qz::test;
 
 // A log in a directory of its own. Lines are read after the log was stopped.
 struct Log : ::testing::Test {

@@ -2,11 +2,9 @@
 #include "support/null_from_malloc.h"
 #include "support/test.h"
 
-namespace core {
-
 namespace {
 
-using namespace qz::test;
+using core::MemoryPool;
 
 struct MemoryPoolTest : ::testing::Test {
     MemoryPoolTest() { EXPECT_TRUE(pool_.open()); }
@@ -90,5 +88,3 @@ TEST_F(MemoryPoolTest, ThreadsFreeEachOthersBlocks) {
 }
 
 } // namespace
-
-} // namespace core

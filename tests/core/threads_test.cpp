@@ -43,7 +43,7 @@ TEST(Semaphores, CountAndRefuseMoreThanTheMaximum) {
 TEST(Semaphores, WakeAWaitingThreadAndOrderMemory) {
     QZ_semaphore* const turns[] = {QZ_semaphore_create(1), QZ_semaphore_create(0)};
     int count = 0; // only the semaphores protect it
-    qz::test::inThreads(2, [&](int player) {
+    inThreads(2, [&](int player) {
         for (int i = 0; i < 1000; ++i) {
             QZ_semaphore_wait(turns[player]);
             ++count;

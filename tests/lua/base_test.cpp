@@ -2,8 +2,6 @@
 
 namespace {
 
-using namespace qz::test;
-
 struct LuaBase : ScriptInDirectory {
     LogCapture log_;
 };

@@ -1,12 +1,8 @@
 #include "Lua/CheckedLoader.h"
 
-#include "lua/script.h"
 #include "lua/stack_shape.h"
-#include "support/message_of.h"
 
 namespace {
-
-using namespace qz::test;
 
 struct LuaCheckedLoader : ShapedScript {
     // The message of the exception, or none.

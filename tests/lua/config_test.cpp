@@ -1,11 +1,8 @@
 #include "Lua/Config.h"
 
-#include "lua/script.h"
 #include "lua/stack_shape.h"
 
 namespace {
-
-using namespace qz::test;
 
 constexpr std::uint32_t kError = 0x08;
 

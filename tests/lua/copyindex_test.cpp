@@ -4,8 +4,6 @@
 
 namespace {
 
-using namespace qz::test;
-
 // Renders tables as text, with sorted keys, so that copies can be compared.
 constexpr char kRender[] =
     "function render(v)\n"

@@ -2,8 +2,6 @@
 
 namespace {
 
-using namespace qz::test;
-
 struct LuaIo : ScriptInDirectory {
     // Opens a file that holds these bytes as `f` and runs code.
     std::string read(const std::string& bytes, const std::string& code) {

@@ -5,8 +5,6 @@
 
 namespace {
 
-using namespace qz::test;
-
 struct LuaLfs : ScriptInDirectory {};
 
 TEST_F(LuaLfs, SaysWhichArgumentIsMissing) {

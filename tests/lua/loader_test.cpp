@@ -1,13 +1,9 @@
 #include "Lua/Loader.h"
 
 #include "Lua/State.h"
-#include "lua/script.h"
 #include "lua/stack_shape.h"
-#include "support/message_of.h"
 
 namespace {
-
-using namespace qz::test;
 
 struct LuaLoader : ShapedScript {
     // Runs code that makes the global table `root`, and enters it.

@@ -4,8 +4,6 @@
 
 namespace {
 
-using namespace qz::test;
-
 struct LuaLoadfile : ScriptInDirectory {
     // The result of loading bytes as a file; with the message, if it fails.
     std::string load(const std::string& bytes) {
@@ -47,11 +45,7 @@ TEST_F(LuaLoadfile, LoadsText) {
     EXPECT_EQ(load("return 1"), "0 function");
     EXPECT_EQ(load("\n\nx ="), "3 [string \"chunk.lua\"]:3: unexpected symbol near '<eof>'");
     EXPECT_EQ(load("#!shebang")[0], '3');
-    std::string sum = "return 0";
-    for (int i = 0; i < 3000; ++i) { // many blocks
-        sum += " + 1";
-    }
-    writeFile("chunk.lua", sum);
+    writeFile("chunk.lua", "return 0" + repeated(" + 1", 3000)); // many blocks
     EXPECT_EQ(script_.run("return dofile('chunk.lua')"), "3000");
 }
 

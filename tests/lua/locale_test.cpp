@@ -6,8 +6,6 @@
 
 namespace {
 
-using namespace qz::test;
-
 struct LuaLocale : InDirectory {};
 
 TEST_F(LuaLocale, ChangesNoNumbers) {

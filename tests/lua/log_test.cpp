@@ -2,8 +2,6 @@
 
 namespace {
 
-using namespace qz::test;
-
 struct LuaLog : ::testing::Test {
     LuaLog() { log_.take(); }
 

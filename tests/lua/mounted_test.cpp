@@ -6,8 +6,6 @@
 
 namespace {
 
-using namespace qz::test;
-
 struct LuaMounted : ScriptInDirectory {
     LuaMounted() {
         fs::create_directory("Temp");

@@ -2,8 +2,6 @@
 
 namespace {
 
-using namespace qz::test;
-
 struct LuaPackage : ScriptInDirectory {};
 
 TEST_F(LuaPackage, RequiresModulesFromTheVfs) {

@@ -1,7 +1,6 @@
 #include "lua/script.h"
 
 #include "Lua/State.h"
-#include "support/log_capture.h"
 
 #include <regex>
 

@@ -1,7 +1,7 @@
 // A Lua state as scripts see it.
 #pragma once
 
-#include "support/in_directory.h"
+#include "support/test.h"
 
 #include <lua.hpp>
 

@@ -1,14 +1,10 @@
 #include "Lua/Serializer.h"
 
-#include "lua/script.h"
 #include "lua/stack_shape.h"
-#include "support/message_of.h"
 
 #include <streambuf>
 
 namespace {
-
-using namespace qz::test;
 
 struct LuaSerializer : ShapedScript {
     // Saves a global. Checks that the call leaves `pushed` on the stack, and pops it.

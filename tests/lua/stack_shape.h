@@ -3,10 +3,6 @@
 
 #include "lua/script.h"
 
-#include <lua.hpp>
-
-#include <string>
-
 namespace qz::test {
 
 // The type of each value on the stack, and what tells it from other values.

@@ -6,8 +6,6 @@
 
 namespace {
 
-using namespace qz::test;
-
 TEST(LuaState, IsNamedAndLogsItsLife) {
     LogCapture log;
     lua_State* state = QZ_lua_open("Größe");

@@ -2,7 +2,6 @@
 // the same names and layout. Both link against the same library.
 #include "Lua/Config.h"
 
-#include "lua/script.h"
 #include "lua/stack_shape.h"
 
 #ifdef QZ_TEST_HOST_VECTORS
@@ -30,8 +29,6 @@ class Vec4d : public HostVector<double, 4> {};
 #endif
 
 namespace {
-
-using namespace qz::test;
 
 static_assert(sizeof(osg::Vec4ub) == 4 && sizeof(osg::Vec2f) == 8);
 static_assert(sizeof(osg::Vec3d) == 24 && sizeof(osg::Vec4d) == 32);

@@ -143,11 +143,11 @@ TEST(NMatrix, Calculates) {
 }
 
 TEST(NMatrix, IsPrinted) {
-    const std::string path = (qz::test::freshDirectory() / "matrix.txt").string();
+    const std::string path = (freshDirectory() / "matrix.txt").string();
     const Matrix matrix(2, Numbers{1, 2.5, -3, 4}.data());
     fprint_matrix(path.c_str(), "wb", "first", matrix, "%.1f ");
     fprint_matrix(path.c_str(), "ab", "second", Matrix(1, 600), "%04.0f");
-    EXPECT_EQ(qz::test::readFile(path),
+    EXPECT_EQ(readFile(path),
               "\nfirst\n1.0 2.5 \n-3.0 4.0 \n\nsecond\n" + std::string(999, '0') + "\n")
         << "cut in the middle of a number";
     fprint_matrix((path + "/none").c_str(), "w", "title", matrix, "%f");

@@ -6,8 +6,6 @@
 
 namespace {
 
-using namespace qz::test;
-
 using Common::Baseline;
 using Common::Bufferizer;
 using Common::CommonSerializer;

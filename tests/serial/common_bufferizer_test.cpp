@@ -5,8 +5,6 @@
 
 namespace {
 
-using namespace qz::test;
-
 using Common::CommonBufferizer;
 using Common::CommonSerializer;
 using Common::Ref;

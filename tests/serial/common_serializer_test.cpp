@@ -6,8 +6,6 @@
 
 namespace {
 
-using namespace qz::test;
-
 using Common::CommonSerializer;
 
 class Serializer : public ::testing::Test {

@@ -4,8 +4,6 @@
 
 namespace {
 
-using namespace qz::test;
-
 using Common::CommonSerializer;
 using Common::Field;
 using Common::FieldKind;

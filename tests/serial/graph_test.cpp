@@ -5,8 +5,6 @@
 
 namespace {
 
-using namespace qz::test;
-
 using Common::CommonSerializer;
 using Common::Identifiable;
 using Common::Record;

@@ -3,11 +3,7 @@
 
 #include "VFS/File.h"
 #include "VFS/Locations.h"
-
-#include <memory>
-#include <string>
-#include <utility>
-#include <vector>
+#include "support/test.h"
 
 namespace qz::test {
 
@@ -29,12 +25,12 @@ inline File openAppend(const std::string& path) {
 }
 
 // The names that VFS_readdir reports; none if it fails.
-inline std::vector<std::string> namesIn(const std::string& directory) {
-    std::vector<std::string> names;
+inline Lines namesIn(const std::string& directory) {
+    Lines names;
     const auto keep = [](void* context, const char*, const char* name) {
-        static_cast<std::vector<std::string>*>(context)->push_back(name);
+        static_cast<Lines*>(context)->push_back(name);
     };
-    return VFS_readdir(directory.c_str(), keep, &names) == 1 ? names : std::vector<std::string>{};
+    return VFS_readdir(directory.c_str(), keep, &names) == 1 ? names : Lines{};
 }
 
 // Names and paths of the locations.

@@ -28,7 +28,7 @@ std::vector<std::string> publishedNames() {
 }
 
 TEST(Publish, NamesComeAndGo) {
-    qz::test::LogCapture log;
+    LogCapture log;
     std::string longest = own() + ".";
     longest.resize(48, 'x');
     for (const char* name : {"", "a/b", "a\\b", "a b", "\xC3\xA4"}) {
@@ -93,7 +93,7 @@ TEST(Publish, AWatchMayPublish) {
 }
 
 TEST(Publish, WithoutALogReader) {
-    qz::test::LogCapture log;
+    LogCapture log;
     std::vector<qz_log_reader*> readers;
     while (qz_log_reader* const reader = qz_log_reader_open()) {
         readers.push_back(reader);

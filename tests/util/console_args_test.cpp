@@ -1,12 +1,10 @@
 #include "Util/ConsoleArgs.h"
 
 #include "Core/Environment.h"
-#include "support/message_of.h"
 #include "support/test.h"
 
 namespace {
 
-using namespace qz::test;
 using qz::ConsoleArgs;
 using Strings = std::vector<std::string>;
 

@@ -7,8 +7,6 @@
 
 namespace {
 
-using namespace qz::test;
-
 void sleep(int milliseconds) {
     std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
 }

@@ -5,8 +5,6 @@
 
 namespace {
 
-using namespace qz::test;
-
 TEST(Strings, ChangesCaseUpToWhatEndsIt) {
     EXPECT_EQ(qz::toLower("Hello, World 42"), "hello, world 42");
     EXPECT_EQ(qz::toUpper("Hello, World 42"), "HELLO, WORLD 42");

@@ -11,11 +11,8 @@ namespace {
 
 using CoreUtils::TempFilesManager;
 
-struct TempFiles : testing::Test {
-    void SetUp() override {
-        std::filesystem::current_path(qz::test::freshDirectory());
-        VFS_mkdir(VFS_get_tempdir());
-    }
+struct TempFiles : InDirectory {
+    TempFiles() { VFS_mkdir(VFS_get_tempdir()); }
 };
 
 TEST_F(TempFiles, HaveNamesOfTheirOwn) {
@@ -33,12 +30,12 @@ TEST_F(TempFiles, AreRemovedWithTheirManager) {
     {
         TempFilesManager manager;
         first = manager.newTempFile("a");
-        qz::test::writeFile(first, "");
+        writeFile(first, "");
         manager.addTempFile("./Temp/never created");
         manager.addTempFile(std::string(1000, 'x'));
         second = "./Temp/given";
         manager.addTempFile(second);
-        qz::test::writeFile(second, "");
+        writeFile(second, "");
         TempFilesManager moved = std::move(manager);
         TempFilesManager other;
         other = moved;
@@ -51,7 +48,7 @@ TEST_F(TempFiles, AreRemovedWithTheirManager) {
 TEST_F(TempFiles, AreDifferentForThreadsAtOnce) {
     std::mutex mutex;
     std::set<std::string> names;
-    qz::test::inThreads(4, [&](int) {
+    inThreads(4, [&](int) {
         for (int i = 0; i < 200; ++i) {
             const std::string name = TempFilesManager::getTempFileName("shared");
             const std::lock_guard lock(mutex);
@@ -66,7 +63,7 @@ TEST_F(TempFiles, EndWhenAllNumbersAreTaken) {
     const auto create = [](unsigned number) {
         char name[32];
         std::snprintf(name, sizeof name, "./Temp/full%08X", number);
-        qz::test::writeFile(name, "");
+        writeFile(name, "");
     };
     for (unsigned number = 0; number < 0x8000; ++number) {
         create(number == 0x1234 ? 0 : number);

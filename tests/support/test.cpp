@@ -1,18 +1,9 @@
-#include "support/log_capture.h"
+#include "support/test.h"
 
 #define QZ_LOG_NO_SHORT_NAMES
 #include "Core/Log.h"
 
-#include <gtest/gtest.h>
-
-#include <chrono>
-#include <cstdio>
-#include <cstdlib>
 #include <fstream>
-#include <iterator>
-#include <sstream>
-#include <thread>
-#include <utility>
 
 namespace qz::test {
 
@@ -54,11 +45,11 @@ std::vector<LogLine> LogCapture::take() {
     const std::string marker = nextMarker();
     qz_log(kMarkerModule, QZ_LOG_TRACE, marker.c_str());
     std::vector<LogLine> lines;
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    const auto deadline = std::chrono::steady_clock::now() + 30s;
     while (std::chrono::steady_clock::now() < deadline) {
         const qz_log_entry* entry = qz_log_hook_read();
         if (entry == nullptr) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            std::this_thread::sleep_for(1ms);
         } else if (entry->module == std::string(kMarkerModule) && entry->message == marker) {
             return lines;
         } else {
@@ -69,25 +60,24 @@ std::vector<LogLine> LogCapture::take() {
     return lines;
 }
 
-std::vector<std::string> LogCapture::messages() {
-    std::vector<std::string> texts;
+Lines LogCapture::messages() {
+    Lines texts;
     for (LogLine& line : take()) {
         texts.push_back(std::move(line.message));
     }
     return texts;
 }
 
-std::filesystem::path freshDirectory() {
+fs::path freshDirectory() {
     const ::testing::TestInfo* test = ::testing::UnitTest::GetInstance()->current_test_info();
-    const std::filesystem::path directory =
-        std::filesystem::current_path() /
-        (std::string(test->test_suite_name()) + "." + test->name());
-    std::filesystem::remove_all(directory);
-    std::filesystem::create_directories(directory);
+    const fs::path directory =
+        fs::current_path() / (std::string(test->test_suite_name()) + "." + test->name());
+    fs::remove_all(directory);
+    fs::create_directories(directory);
     return directory;
 }
 
-std::string readFile(const std::filesystem::path& path) {
+std::string readFile(const fs::path& path) {
     std::ifstream file(path, std::ios::binary);
     EXPECT_TRUE(file) << path;
     std::ostringstream bytes;
@@ -95,18 +85,39 @@ std::string readFile(const std::filesystem::path& path) {
     return std::move(bytes).str();
 }
 
-// Makes the file's folders, too.
-void writeFile(const std::filesystem::path& path, const std::string& bytes) {
+void writeFile(const fs::path& path, const std::string& bytes) {
     if (path.has_parent_path()) {
-        std::filesystem::create_directories(path.parent_path());
+        fs::create_directories(path.parent_path());
     }
     std::ofstream file(path, std::ios::binary);
     file << bytes;
     EXPECT_TRUE(file.flush()) << path;
 }
 
-std::ptrdiff_t countIn(const std::filesystem::path& directory) {
-    return std::distance(std::filesystem::directory_iterator(directory), {});
+std::ptrdiff_t countIn(const fs::path& directory) {
+    return std::distance(fs::directory_iterator(directory), {});
+}
+
+std::string repeated(const std::string& text, std::size_t times) {
+    std::string all;
+    for (; times > 0; --times) {
+        all += text;
+    }
+    return all;
+}
+
+std::string replaced(std::string text, const std::string& from, const std::string& to) {
+    for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
+        text.replace(at, from.size(), to);
+    }
+    return text;
+}
+
+std::string someBytes(std::size_t size) {
+    std::mt19937 random(static_cast<unsigned>(size));
+    std::string bytes(size, 0);
+    std::ranges::generate(bytes, [&] { return static_cast<char>(random()); });
+    return bytes;
 }
 
 } // namespace qz::test
