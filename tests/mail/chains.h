@@ -2,8 +2,7 @@
 #pragma once
 
 #include "Mail/Stream.h"
-
-#include <string>
+#include "support/test.h"
 
 namespace qz::test {
 
@@ -32,15 +31,6 @@ struct Parts : Mail::Chunk {
 
 inline ChunkPtr part(Parts::Part which, const ChunkPtr& chain, std::uint64_t n) {
     return ((*chain).*which)(n);
-}
-
-// Each byte tells where it stands.
-inline std::string numberedBytes(int count) {
-    std::string data;
-    for (int i = 0; i < count; ++i) {
-        data += static_cast<char>(i * 7 % 251);
-    }
-    return data;
 }
 
 } // namespace qz::test

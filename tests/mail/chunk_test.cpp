@@ -1,11 +1,8 @@
 #include "Mail/Chunk.h"
 
 #include "mail/chains.h"
-#include "support/test.h"
 
 namespace {
-
-using namespace qz::test;
 
 TEST(Chunk, SmallRequestsShareABufferAndLargeOnesSpanSeveral) {
     Mail::Chunk::try_alloc(1024); // the rest of a buffer, or a whole one
@@ -30,7 +27,7 @@ TEST(Chunk, SmallRequestsShareABufferAndLargeOnesSpanSeveral) {
 // Of the first chunk alone, and of the whole chain.
 TEST(Chunk, PartsShareTheBytes) {
     constexpr int kSize = 2500; // three buffers at least
-    const std::string all = numberedBytes(kSize);
+    const std::string all = someBytes(kSize);
     const ChunkPtr chain = chainOf(all);
     const std::string first(chain->begin(), chain->end());
     std::vector<std::uint64_t> cuts(300);

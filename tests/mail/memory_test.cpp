@@ -3,11 +3,8 @@
 #include "Mail/Server.h"
 #include "Mail/Stream.h"
 #include "mail/chains.h"
-#include "support/test.h"
 
 namespace {
-
-using namespace qz::test;
 
 // Takes all items of a pool, and gives back as many as it is told to.
 class ScarcePool : NonCopyable {
@@ -45,7 +42,7 @@ std::string rest(Mail::ByteReader& reader) {
 }
 
 TEST(MailMemory, ChunksGiveAllOfAPartOrNothing) {
-    const std::string data = numberedBytes(3000);
+    const std::string data = someBytes(3000);
     const ChunkPtr chain = chainOf(data);
     const std::string most = data.substr(10, 2500);
     Mail::ByteReader reader;
@@ -96,7 +93,7 @@ TEST(MailMemory, MessagesGetAllThatAWriterWroteOrNothing) {
 #ifdef __SANITIZE_THREAD__
     GTEST_SKIP() << "an exhausted pool leaves no room for the thread sanitizer's own memory";
 #endif
-    const std::string data = numberedBytes(3000);
+    const std::string data = someBytes(3000);
     const Mail::Message message(1);
     const auto write = [&] {
         Mail::Writer writer(message);

@@ -165,22 +165,18 @@ TEST(MailServerThreads, DoAllAtOnce) {
         return server.send(numbered((message.getAddress() + hops) % kAddresses, hops - 1, length));
     };
     const Clock::time_point end = Clock::now() + std::chrono::seconds(2);
-    std::vector<std::jthread> threads;
-    for (unsigned seed = 0; seed < 4; ++seed) {
-        threads.emplace_back([&, seed] {
-            std::minstd_rand random(seed + 1);
-            while (Clock::now() < end) {
-                const auto address = static_cast<std::uint32_t>(random() % kAddresses);
-                server.addMailbox(box(address, receive));
-                server.send(numbered(address, static_cast<unsigned>(random() % 4),
-                                     static_cast<unsigned>(random() % 3000)));
-                if (random() % 8 == 0) {
-                    server.removeMailbox(address);
-                }
+    inThreads(4, [&](unsigned seed) {
+        std::minstd_rand random(seed + 1);
+        while (Clock::now() < end) {
+            const auto address = static_cast<std::uint32_t>(random() % kAddresses);
+            server.addMailbox(box(address, receive));
+            server.send(numbered(address, static_cast<unsigned>(random() % 4),
+                                 static_cast<unsigned>(random() % 3000)));
+            if (random() % 8 == 0) {
+                server.removeMailbox(address);
             }
-        });
-    }
-    threads.clear();
+        }
+    });
     EXPECT_GT(received, 100U);
 }
 

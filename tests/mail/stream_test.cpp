@@ -2,7 +2,6 @@
 
 #include "Core/Hash.h"
 #include "mail/chains.h"
-#include "support/test.h"
 
 #include <bit>
 #include <tuple>
@@ -10,7 +9,6 @@
 namespace {
 
 using Bytes = std::vector<unsigned char>;
-using namespace qz::test;
 
 Bytes bytesOf(const Mail::Message& message) {
     Bytes bytes(message.getSize());
@@ -34,19 +32,13 @@ Mail::Message messageOf(const Bytes& bytes) {
     return message;
 }
 
-Bytes randomBytes(std::mt19937& random, std::size_t count) {
-    Bytes result(count);
-    std::generate(result.begin(), result.end(),
-                  [&] { return static_cast<unsigned char>(random()); });
-    return result;
-}
-
 void writeSomething(std::mt19937& random, Mail::Writer& writer) {
     const auto value = static_cast<unsigned>(random());
     const auto width = static_cast<unsigned>(random() % 25 + 1);
     const auto kind = random() % 5;
     if (kind == 0) {
-        Bytes object = randomBytes(random, 40);
+        Bytes object(40);
+        std::ranges::generate(object, [&] { return static_cast<unsigned char>(random()); });
         writer.stream(object.data(), static_cast<int>(random() % 320));
     } else if (kind == 1) {
         writer.writeHalf(static_cast<float>((value - 2147483648.0) / 7));

@@ -1,23 +1,12 @@
 #include "Shm/MappedFile.h"
-#include "support/message_of.h"
 #include "support/test.h"
 
 #include <fstream>
 
 namespace {
 
-using namespace qz::test;
-
-struct MappedFile : testing::Test {
-    void TearDown() override { fs::remove(path()); }
-
-    // A file of the test's own: tests run at the same time.
-    static const char* path() {
-        static const std::string name =
-            std::string(testing::UnitTest::GetInstance()->current_test_info()->name()) + ".bin";
-        return name.c_str();
-    }
-
+struct MappedFile : InDirectory {
+    static const char* path() { return "file"; }
     static void write(const std::string& bytes) { writeFile(path(), bytes); }
     static std::string read() { return readFile(path()); }
     static Lines linesOf(const misc::mmf& file) {
@@ -100,6 +89,7 @@ TEST_F(MappedFile, Failures) {
     fs::resize_file(path(), std::uintmax_t{4} << 30);
     EXPECT_FALSE(file.open(path(), true));
     EXPECT_NE(std::string(file.error()).find("large"), std::string::npos) << file.error();
+    fs::remove(path());
 }
 
 TEST_F(MappedFile, CopyOnWrite) {

@@ -6,7 +6,7 @@
 namespace {
 
 // Memory for a ring. Checks that nothing is written behind it.
-struct Block : qz::test::NonCopyable {
+struct Block : NonCopyable {
     explicit Block(std::size_t count) : bytes(count, 0), size(count) {
         bytes += std::string(64, 'Z');
     }
@@ -248,20 +248,18 @@ TEST(UniRingBuffer, Records) {
     EXPECT_EQ(reader.ReadHeader(&seen, &overwritten), 0);
 }
 
-struct Messages : qz::test::NonCopyable {
-    explicit Messages(const char* name, unsigned long size = 0)
-        : ring(CRingMessageBuffer::OpenNew(name, size, nullptr)) {}
-    ~Messages() {
-        if (ring != nullptr) {
-            EXPECT_EQ(ring->Close(1), 1);
-        }
+struct Messages : NonCopyable {
+    explicit Messages(const std::string& name, unsigned long size = 0)
+        : ring(CRingMessageBuffer::OpenNew(name.c_str(), size, nullptr)) {
+        EXPECT_NE(ring, nullptr) << name;
     }
+    ~Messages() { EXPECT_EQ(ring->Close(1), 1); }
 
     int get(unsigned long capacity = sizeof text) {
         return ring->GetMessageA(words[0], words[1], words[2], time, text, capacity);
     }
 
-    CRingMessageBuffer* ring;
+    CRingMessageBuffer* const ring;
     unsigned long words[3] = {9, 9, 9};
     int64_t time = 0;
     char text[200] = "untouched";
@@ -273,9 +271,7 @@ std::string nameOf(const char* test) {
 
 TEST(RingMessageBuffer, Messages) {
     const std::string name = nameOf("messages");
-    Messages writer(name.c_str()), reader(name.c_str(), 500);
-    ASSERT_NE(writer.ring, nullptr);
-    ASSERT_NE(reader.ring, nullptr);
+    Messages writer(name), reader(name, 500);
     EXPECT_EQ(reader.get(), 0);
     EXPECT_STREQ(reader.text, "untouched");
     EXPECT_EQ(reader.ring->Open("qz another", 0, nullptr), 0);
@@ -328,14 +324,11 @@ TEST(RingMessageBuffer, Names) {
     const std::string longest = nameOf(std::string(45, 'n').c_str()).substr(0, 64);
     const std::string name = nameOf("names");
     {
-        Messages first(longest.c_str()), other(name.c_str());
-        ASSERT_NE(first.ring, nullptr);
-        ASSERT_NE(other.ring, nullptr);
+        Messages first(longest), other(name);
         EXPECT_EQ(first.ring->AddMessage("first", 5), 1);
         EXPECT_EQ(other.get(), 0);
     }
-    Messages again(name.c_str());
-    ASSERT_NE(again.ring, nullptr);
+    Messages again(name);
     EXPECT_EQ(again.get(), 0); // the last user to close it removed it
     EXPECT_EQ(CRingMessageBuffer::OpenNew((name + "too small").c_str(), 32, nullptr), nullptr);
 
@@ -375,11 +368,7 @@ template<class Write, class MakeReader>
 void writeAndRead(unsigned long count, Write write, MakeReader makeReader) {
     std::atomic<bool> done = false;
     std::vector<unsigned long> last(4);
-    {
-        std::vector<std::jthread> readers;
-        for (unsigned long& result : last) {
-            readers.emplace_back([&] { result = readRecords(makeReader(), done); });
-        }
+    std::jthread writer([&] {
         for (unsigned long number = 1; number <= count; ++number) {
             write(record(number));
             if (number % 1024 == 0) {
@@ -387,7 +376,8 @@ void writeAndRead(unsigned long count, Write write, MakeReader makeReader) {
             }
         }
         done = true;
-    }
+    });
+    inThreads(4, [&](std::size_t reader) { last[reader] = readRecords(makeReader(), done); });
     EXPECT_EQ(last, std::vector<unsigned long>(4, count));
 }
 
@@ -416,10 +406,9 @@ TEST(Ring, FourReadersWithoutLock) {
 
 TEST(RingMessageBuffer, FourReadersOfMessages) {
     const std::string name = nameOf("readers");
-    Messages writer(name.c_str(), 4001);
-    ASSERT_NE(writer.ring, nullptr);
+    Messages writer(name, 4001);
     const auto makeReader = [&]() -> Read {
-        const auto reader = std::make_shared<Messages>(name.c_str());
+        const auto reader = std::make_shared<Messages>(name);
         return [reader](std::string& text) {
             const bool isRead = reader->get() == 1;
             text = reader->text;

@@ -3,8 +3,6 @@
 
 namespace {
 
-using namespace qz::test;
-
 bool comesTrue(const std::atomic<unsigned>& count, unsigned value) {
     for (int i = 0; i < 5000 && count != value; ++i) {
         std::this_thread::sleep_for(1ms);
@@ -19,22 +17,18 @@ void change(void* number) {
 }
 
 TEST(PathfinderThread, RunsQueriesInTheOrderAdded) {
-    static std::atomic<unsigned> first, second;
-    const auto addMany = [](std::atomic<unsigned>* number) {
+    static std::atomic<unsigned> numbers[2];
+    inThreads(2, [](int thread) {
         for (int i = 0; i < 1000; ++i) {
-            PathfinderThread::instance()->addQuery(change<3, 1>, number);
-            PathfinderThread::instance()->addQuery(change<5, 7>, number);
+            PathfinderThread::instance()->addQuery(change<3, 1>, &numbers[thread]);
+            PathfinderThread::instance()->addQuery(change<5, 7>, &numbers[thread]);
         }
-    };
-    std::thread other(addMany, &first);
-    addMany(&second);
-    other.join();
+    });
     unsigned expected = 0;
     for (int i = 0; i < 1000; ++i) {
         expected = (expected * 3 + 1) * 5 + 7;
     }
-    EXPECT_TRUE(comesTrue(first, expected));
-    EXPECT_TRUE(comesTrue(second, expected));
+    EXPECT_TRUE(comesTrue(numbers[0], expected) && comesTrue(numbers[1], expected));
 }
 
 // Adds each query alone, when the thread has just found nothing to do or has slept for a while.

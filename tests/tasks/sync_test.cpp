@@ -5,8 +5,6 @@
 
 namespace {
 
-using namespace qz::test;
-
 // Every 256th lock shares a line of sleeping threads. Now and then an owner sleeps, so that the
 // other threads sleep, too.
 TEST(Futex, LetsOneThreadInAtATime) {

@@ -6,8 +6,6 @@
 
 namespace {
 
-using namespace qz::test;
-
 using Closure = std::function<void()>;
 
 void runOnce(void* closure) {

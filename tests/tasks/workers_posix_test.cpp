@@ -4,15 +4,12 @@
 
 namespace {
 
-std::ptrdiff_t threads() {
-    return std::distance(std::filesystem::directory_iterator("/proc/self/task"), {});
-}
-
 TEST(Workers, AreAsManyAsProcessorsButTwoAtLeast) {
     std::thread([] {}).join(); // with the first thread a sanitizer starts one of its own
-    const std::ptrdiff_t before = threads();
+    const std::ptrdiff_t before = countIn("/proc/self/task");
     QZ_create_serial_queue("the first call starts them");
-    EXPECT_EQ(threads() - before, std::max(2U, std::thread::hardware_concurrency()));
+    EXPECT_EQ(countIn("/proc/self/task") - before,
+              std::max(2U, std::thread::hardware_concurrency()));
 }
 
 } // namespace
