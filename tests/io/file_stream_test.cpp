@@ -1,11 +1,10 @@
 #include "IO/FileStream.h"
 
 #include "VFS/Archive.h"
-#include "support/in_directory.h"
+#include "support/memory_file.h"
 
 namespace {
 
-using namespace qz::test;
 using Mode = io::FileStream::Mode;
 
 struct IoFileStream : InDirectory {};
@@ -103,34 +102,9 @@ TEST(IoMountedStream, ReadsAnywhere) {
     EXPECT_FALSE(io::MountedStream("stored.bin").isGood());
 }
 
-// A file to which another program adds something when a reader has met its end.
-struct GrowingFile : VFS_File {
-    GrowingFile() : VFS_File{&kOps} {}
-
-    std::string bytes = "old";
-    std::size_t position = 0;
-
-    static GrowingFile& of(VFS_File* file) { return *static_cast<GrowingFile*>(file); }
-    static std::size_t read(VFS_File* file, void* buffer, std::size_t count) {
-        GrowingFile& self = of(file);
-        const std::size_t done = self.bytes.copy(static_cast<char*>(buffer), count, self.position);
-        self.position += done;
-        if (self.bytes == "old") {
-            self.bytes += " and new";
-        }
-        return done;
-    }
-    static std::int64_t tell(VFS_File* file) {
-        return static_cast<std::int64_t>(of(file).position);
-    }
-    static std::int64_t getSize(VFS_File* file) {
-        return static_cast<std::int64_t>(of(file).bytes.size());
-    }
-    static constexpr VFS_FileOps kOps = {[](VFS_File*) {}, read, nullptr, nullptr, tell, getSize};
-};
-
 TEST_F(IoFileStream, AFileMayGrowWhileItIsRead) {
-    GrowingFile growing;
+    MemoryFile growing("old");
+    growing.more = " and new";
     io::FileStream file(&growing);
     char text[12] = "";
     EXPECT_EQ(file.read(text, 11), 11U);

@@ -2,8 +2,8 @@
 // that a killed process leaves a whole file.
 #include "IO/FileStream.h"
 
-#include "support/in_directory.h"
 #include "support/ordinary_user.h"
+#include "support/test.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -16,7 +16,6 @@
 
 namespace {
 
-using namespace qz::test;
 using Mode = io::FileStream::Mode;
 
 bool replace(const std::string& path, const std::string& bytes) {
@@ -47,10 +46,7 @@ TEST_F(IoReplacePosix, KeepsRightsAndLinks) {
 
 // 255 characters of two bytes each, and one more.
 TEST_F(IoReplacePosix, KnowsTheWholeOfALongPath) {
-    std::string folder = "d";
-    for (int i = 0; i < 124; ++i) {
-        folder += "\u0416";
-    }
+    const std::string folder = "d" + repeated("\u0416", 124);
     const std::string path = folder + "/" + folder + "/abc";
     writeFile(path, "old");
     EXPECT_FALSE(replace(path + "d", "too long"));

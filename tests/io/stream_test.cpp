@@ -8,15 +8,7 @@
 
 namespace {
 
-using namespace qz::test;
 using Mode = io::FileStream::Mode;
-
-std::string someBytes(std::size_t size) {
-    std::mt19937 random(static_cast<unsigned>(size));
-    std::string bytes(size, 0);
-    std::ranges::generate(bytes, [&] { return static_cast<char>(random()); });
-    return bytes;
-}
 
 std::string restOf(io::Stream& stream) {
     std::string rest;

@@ -1,19 +1,8 @@
 #include "VFS/Archive.h"
 
-#include "support/test.h"
 #include "support/vfs_file.h"
 
 namespace {
-
-using namespace qz::test;
-
-std::string repeated(const std::string& text, int times) {
-    std::string all;
-    for (int i = 0; i < times; ++i) {
-        all += text;
-    }
-    return all;
-}
 
 // The contents that make_archives.py puts into every archive.
 const std::string kDeflated = repeated("again and again ", 1000);
@@ -66,16 +55,15 @@ bool unmount(const std::string& what) {
 }
 
 // Each test works in a directory of its own, with an empty ./Temp, which is mounted at first.
-struct VfsArchive : ::testing::Test {
-    VfsArchive() : given(fs::absolute("../archives")) {
-        fs::current_path(freshDirectory());
+struct VfsArchive : InDirectory {
+    VfsArchive() {
         fs::create_directory("Temp");
         vfs_init();
         log.take();
     }
     ~VfsArchive() override { vfs_deinit(); }
 
-    fs::path given;
+    const fs::path given = fs::absolute("../../archives");
     LogCapture log;
 };
 

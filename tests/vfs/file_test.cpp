@@ -1,13 +1,10 @@
 #include "VFS/File.h"
 
-#include "support/in_directory.h"
 #include "support/vfs_file.h"
 
 #include <ctime>
 
 namespace {
-
-using namespace qz::test;
 
 struct VfsFile : InDirectory {};
 
@@ -124,11 +121,7 @@ TEST_F(VfsFile, NullAndOverlongPathsAreFailures) {
     }
     EXPECT_EQ(VFS_readdir(".", nullptr, nullptr), 0);
     // A path is too long even if each of its parts is short enough.
-    std::string deep = ".";
-    while (deep.size() < 300) {
-        deep += "\\.";
-    }
-    EXPECT_EQ(VFS_isdir(deep.c_str()), 0);
+    EXPECT_EQ(VFS_isdir(("." + repeated("\\.", 150)).c_str()), 0);
 }
 
 TEST_F(VfsFile, DirectoriesAreMadeWithTheirParentsListedAndRemovedEmpty) {

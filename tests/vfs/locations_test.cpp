@@ -1,12 +1,9 @@
 #include "VFS/Locations.h"
 
 #include "Core/Environment.h"
-#include "support/test.h"
 #include "support/vfs_file.h"
 
 namespace {
-
-using namespace qz::test;
 
 unsigned int add(const std::string& name, const std::string& path) {
     const VFS_Location location = {name.c_str(), path.c_str()};

@@ -3,8 +3,6 @@
 
 namespace {
 
-using namespace qz::test;
-
 using Result = std::pair<unsigned int, std::string>; // status and text
 using Call = std::function<unsigned int(char* out, std::size_t size)>;
 

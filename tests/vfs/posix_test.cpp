@@ -6,7 +6,6 @@
 #include "VFS/Paths.h"
 
 #include "Core/Environment.h"
-#include "support/in_directory.h"
 #include "support/vfs_file.h"
 
 #include <fcntl.h>
@@ -19,12 +18,8 @@
 
 namespace {
 
-using namespace qz::test;
-
 std::string asVfsPath(const fs::path& path) {
-    std::string text = path.string();
-    std::replace(text.begin(), text.end(), '/', '\\');
-    return text;
+    return replaced(path.string(), "/", "\\");
 }
 
 // A home directory of the test's own. Variables that could lead out of it are unset.

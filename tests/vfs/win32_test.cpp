@@ -4,14 +4,11 @@
 #include "Core/Log.h"
 #include "VFS/Archive.h"
 
-#include "support/in_directory.h"
 #include "support/vfs_file.h"
 
 #include <windows.h>
 
 namespace {
-
-using namespace qz::test;
 
 struct Win32 : InDirectory {};
 
