@@ -243,7 +243,8 @@ int vfs_mount(const char* path, const char* mount_point, int append) {
     const char* const point = mount_point == nullptr ? "/" : mount_point;
     const core::Gate::Visit visit(vfs::archiveGate);
     const Change change;
-    const int result = visit && path != nullptr ? mountAll(path, point, append) : 0;
+    const bool isSound = path != nullptr && vfs::staysInTree(point);
+    const int result = visit && isSound ? mountAll(path, point, append) : 0;
     if (result == 0) {
         qz_logf(vfs::kArchiveModule, QZ_LOG_ERROR, "Can't mount '%s' to '%s'.",
                 path == nullptr ? "" : path, point);

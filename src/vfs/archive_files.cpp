@@ -14,16 +14,15 @@
 #include <new>
 #include <set>
 #include <string>
-#include <string_view>
 #include <utility>
 
 // Reads and lists files of the mounted tree. PhysicsFS holds its lock during each call, so nothing
 // is unmounted in the middle of one. No place that a call has returned is used after it.
 namespace {
 
-using vfs::endsInDevice;
 using vfs::Errors;
 using vfs::saysMissing;
+using vfs::staysInTree;
 
 // The length of a read is passed in 32 bits.
 constexpr PHYSFS_sint64 kMaxLength = std::numeric_limits<std::uint32_t>::max();
@@ -68,7 +67,7 @@ vfs_kind kindOf(const PHYSFS_Stat& entry) {
 }
 
 vfs_kind look(const char* path, std::uint64_t& size) {
-    if (endsInDevice(path)) {
+    if (!staysInTree(path)) {
         return VFS_KIND_NONE;
     }
     const Errors errors;
@@ -143,16 +142,10 @@ bool readIfThere(const char* path, Contents& contents, Failure& failure) {
     return true;
 }
 
-// Whether a path can lead to an entry of this name.
-bool isNameInTree(std::string_view name) {
-    return !name.empty() && name != "." && name != ".." &&
-           name.find_first_of(":\\") == std::string_view::npos && !endsInDevice(name);
-}
-
 PHYSFS_EnumerateCallbackResult addName(void* context, const char* /*directory*/, const char* name) {
     auto& names = *static_cast<Names*>(context);
     try {
-        if (isNameInTree(name)) {
+        if (*name != 0 && staysInTree(name)) {
             names.emplace(name);
         }
     } catch (const std::bad_alloc&) {
@@ -177,7 +170,7 @@ bool collectNames(const char* path, Names& names) {
 }
 
 vfs_kind listNames(const char* path, Names& names) {
-    if (endsInDevice(path)) {
+    if (!staysInTree(path)) {
         return VFS_KIND_NONE;
     }
     for (int attempt = 0; attempt < kAttempts; ++attempt) {

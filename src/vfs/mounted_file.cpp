@@ -23,16 +23,36 @@ bool saysMissing(PHYSFS_ErrorCode code) {
     }
 }
 
-bool endsInDevice(std::string_view path) {
-    path = path.substr(0, path.find_last_not_of('/') + 1);
-    path.remove_prefix(path.rfind('/') + 1);
+namespace {
+
+bool isDevice(std::string_view segment) {
     char name[256] = "";
-    path.copy(name, core::lengthToKeep(path, sizeof name - 1));
+    segment.copy(name, core::lengthToKeep(segment, sizeof name - 1));
     return platform::leadsToDevice(name);
 }
 
+} // namespace
+
+bool staysInTree(std::string_view path) {
+    if (path.find_first_of(":\\") != std::string_view::npos) {
+        return false;
+    }
+    path = path.substr(0, path.find_last_not_of('/') + 1);
+    for (;;) {
+        const std::size_t length = path.find('/');
+        const std::string_view segment = path.substr(0, length);
+        if (segment == "." || segment == "..") {
+            return false;
+        }
+        if (length == std::string_view::npos) {
+            return !isDevice(segment);
+        }
+        path.remove_prefix(length + 1);
+    }
+}
+
 Opened openFirstCopy(const char* path) {
-    if (endsInDevice(path)) {
+    if (!staysInTree(path)) {
         return {nullptr, true};
     }
     const Errors errors;

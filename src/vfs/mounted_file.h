@@ -30,9 +30,10 @@ private:
 
 bool saysMissing(PHYSFS_ErrorCode code);
 
-// Whether the last name of a path is a device's, which the system would open in a mounted
-// directory, too. Ignores separators behind the name, as PhysicsFS does.
-bool endsInDevice(std::string_view path);
+// Whether a path can lead to an entry or a mount point: not if it has a "\", a ":" or a segment "."
+// or "..", the last of which PhysicsFS would follow, or if its last name is a device's, which the
+// system would open in a mounted directory, too. Ignores separators at the end, as PhysicsFS does.
+bool staysInTree(std::string_view path);
 
 struct EntryCloser {
     void operator()(PHYSFS_File* file) const { PHYSFS_close(file); }
