@@ -78,11 +78,13 @@ QZ_API int QZ_lua_loadmounted(lua_State* state, const char* path);
  *
  * A table that is nested deeper than 1000 levels, or contains itself, is not copied: the
  * destination gets nil, and one ERROR line (module: the destination's name) tells the reason. The
- * same happens if a stack has no room, or if there is a table at `index` but none on top.
+ * same happens if a stack has no room for a table, or if there is a table at `index` but none on
+ * top.
  *
  * The source's stack is left as it was. The two states may be threads of one Lua state, or the
- * same. When memory runs out or a finalizer raises, a Lua error is raised in the state where it
- * happened, and then the source's stack may hold values on top. */
+ * same. When memory runs out, a finalizer raises, or the destination's stack has no room for any
+ * value, a Lua error is raised in the state where it happened, and then the source's stack may hold
+ * values on top. */
 QZ_API void QZ_lua_copyindex(lua_State* destination, lua_State* source, int index);
 
 /* Library openers. Call them through Lua, as its own openers: with lua_call and the library's name

@@ -101,6 +101,7 @@ void logFailure(lua_State* destination, const char* reason) {
 } // namespace
 
 void QZ_lua_copyindex(lua_State* destination, lua_State* source, int index) {
+    luaL_checkstack(destination, 2, "no room for a copy");
     const int destinationTop = lua_gettop(destination);
     const int sourceTop = lua_gettop(source);
     Copier copier{destination, source};

@@ -68,7 +68,10 @@ TEST_F(LuaCopyIndex, IndexOnlySelectsTheCase) {
     QZ_lua_copyindex(destination_.state(), source, 1);
     lua_setglobal(destination_.state(), "copy");
     EXPECT_EQ(destination_.run("return render(copy)"), "{[1]=2}");
-    lua_pushnumber(source, 3); // no table on top
+    lua_pushnumber(source, 3);                      // no table on top
+    for (int copies = 0; copies < 1000; ++copies) { // more than the stack has room for at first
+        QZ_lua_copyindex(destination_.state(), source, 3);
+    }
     QZ_lua_copyindex(destination_.state(), source, 1);
     EXPECT_EQ(describe(destination_.state(), -1), "nil");
     EXPECT_EQ(lua_gettop(source), 3);
