@@ -4,7 +4,6 @@
 #include "platform/save_turn.h"
 #include "platform/whole_file.h"
 
-#include <chrono>
 #include <functional>
 #include <optional>
 #include <utility>
@@ -25,9 +24,8 @@ Result SavedFile::save(const std::string& name, std::string_view text, Overwrite
     if (overwrite == Overwrite::anything || (name != name_ && name != unread_)) {
         return replace(name, text);
     }
-    // If the turn does not come in this time, this saves without it, but still compares.
-    constexpr std::chrono::seconds kLongestWait{1};
-    const platform::SaveTurn turn(pathOf(name), kLongestWait);
+    // If the turn does not come in time, this saves without it, but still compares.
+    const platform::SaveTurn turn(pathOf(name));
     const Result result = compare(name);
     return result == Result::kSaved ? replace(name, text) : result;
 }

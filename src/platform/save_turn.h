@@ -14,7 +14,8 @@ namespace platform {
 class SaveTurn {
 public:
     // Waits for others. Symbolic links are followed as replaceContents does.
-    SaveTurn(const char* path, std::chrono::milliseconds longestWait) noexcept;
+    explicit SaveTurn(const char* path,
+                      std::chrono::milliseconds longestWait = std::chrono::seconds(1)) noexcept;
     ~SaveTurn();
     SaveTurn(const SaveTurn&) = delete;
     SaveTurn& operator=(const SaveTurn&) = delete;

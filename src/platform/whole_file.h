@@ -50,7 +50,9 @@ public:
     // The handle to write to. Only this object closes it.
     virtual FileHandle file() const = 0;
 
-    // To be called once, when everything is written.
+    // To be called once, when everything is written. Takes a SaveTurn, so as not to replace the
+    // file after another program has checked it and before that program replaces it. Goes on
+    // without a turn if it does not come in time. The current directory may have changed meanwhile.
     virtual SystemError takePlace() noexcept = 0;
 };
 

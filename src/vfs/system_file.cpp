@@ -2,10 +2,8 @@
 
 #include "core/library_log.h"
 #include "platform/files.h"
-#include "platform/save_turn.h"
 #include "platform/whole_file.h"
 
-#include <chrono>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -24,7 +22,6 @@ struct VFS_File_win32 {
     bool isClaimed; // opened for writing
     char path[kPathRoom];
     std::unique_ptr<platform::NewContents> contents; // owns the handle of openForReplacing
-    std::unique_ptr<char[]> target;                  // the whole path of openForReplacing
 };
 
 VFS_File_win32& systemFile(VFS_File* file) {
@@ -177,26 +174,18 @@ VFS_File* openForReplacing(const char* path) {
         report(error, "can't replace %s", path);
         return nullptr;
     }
-    const std::size_t room = std::strlen(path) + 1;
-    std::unique_ptr<char[]> target(new (std::nothrow) char[room]);
-    auto* const file = target ? new (std::nothrow) VFS_File_win32 : nullptr;
+    auto* const file = new (std::nothrow) VFS_File_win32;
     if (file == nullptr) {
         qz_logf("VFS", QZ_LOG_ERROR, "can't allocate struct VFS_File_win32 for %s", path);
         return nullptr;
     }
-    std::memcpy(target.get(), path, room);
     initialise(*file, contents->file(), path, false);
     file->contents = std::move(contents);
-    file->target = std::move(target);
     return &file->base;
 }
 
-// Takes a turn, so as not to replace the file after another program has checked it and before that
-// program replaces it. Goes on without a turn after kLongestWait.
 bool takePlace(VFS_File* file) {
-    constexpr std::chrono::seconds kLongestWait{1};
     const VFS_File_win32& self = systemFile(file);
-    const platform::SaveTurn turn(self.target.get(), kLongestWait);
     const platform::SystemError error = self.contents->takePlace();
     if (error != 0) {
         report(error, "can't replace %s", self.path);

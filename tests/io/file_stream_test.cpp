@@ -48,6 +48,16 @@ TEST_F(IoFileStream, ReplacesWhenItIsClosedWell) {
     }
 }
 
+TEST_F(IoFileStream, ReplacesTheFileThatWasOpened) {
+    writeFile("folder/file", "another");
+    io::FileStream file("file", Mode::kReplace);
+    EXPECT_EQ(file.write("new", 3), 3U);
+    fs::current_path("folder");
+    EXPECT_TRUE(file.close()) << file.getError();
+    EXPECT_EQ(readFile("file"), "another");
+    EXPECT_EQ(readFile("../file"), "new");
+}
+
 TEST_F(IoFileStream, KeepsTheOldFileAfterAnError) {
     writeFile("file", "old");
     io::FileStream file("file", Mode::kReplace);

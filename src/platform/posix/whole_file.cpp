@@ -6,6 +6,7 @@
 #include "platform/posix/replacement_file.h"
 #include "platform/posix/target_file.h"
 #include "platform/posix/write_signals.h"
+#include "platform/save_turn.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -13,6 +14,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
+#include <cstdio>
 #include <memory>
 #include <new>
 #include <optional>
@@ -133,7 +136,13 @@ public:
     }
 
     FileHandle file() const override { return file_->number(); }
-    SystemError takePlace() noexcept override { return platform::takePlace(target_, *file_); }
+    SystemError takePlace() noexcept override {
+        char path[64 + NAME_MAX]; // still leads to the directory if that was moved
+        std::snprintf(path, sizeof path, "/proc/self/fd/%d/%s", target_.directory(),
+                      target_.name());
+        const SaveTurn turn(path);
+        return platform::takePlace(target_, *file_);
+    }
 
 private:
     TargetFile target_;

@@ -15,7 +15,7 @@ namespace platform {
 
 namespace {
 
-constexpr std::size_t kPathUnits = MAX_PATH + 1;
+constexpr std::size_t kPathUnits = 2 * (MAX_PATH + 1); // a directory's and one relative to it
 
 // Identifies a directory that exists.
 bool identify(const wchar_t* directory, BY_HANDLE_FILE_INFORMATION& information) {

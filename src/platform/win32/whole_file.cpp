@@ -1,5 +1,6 @@
 #include "platform/whole_file.h"
 
+#include "platform/save_turn.h"
 #include "platform/temporary_name.h"
 #include "platform/win32/path_target.h"
 #include "platform/win32/sharing.h"
@@ -21,7 +22,8 @@ namespace platform {
 namespace {
 
 constexpr std::size_t kPathUnits = MAX_PATH + 1;
-constexpr std::size_t kTemporaryUnits = kPathUnits + 32;
+constexpr std::size_t kFullUnits = 2 * kPathUnits; // a directory's path and one relative to it
+constexpr std::size_t kTemporaryUnits = kFullUnits + 32;
 
 // Stands behind the beginning of the replaced file's name, which is cut so that everything fits.
 constexpr wchar_t kMark[] = L".qzsave-";
@@ -71,18 +73,23 @@ private:
 };
 
 struct Target {
-    wchar_t path[kPathUnits];
+    wchar_t path[kFullUnits]; // absolute: the current directory may change
     bool exists;
     DWORD attributes; // for the new file
 };
 
 SystemError locate(const char* path, Target& target) {
-    if (!toWide(path, target.path, kPathUnits)) {
+    wchar_t given[kPathUnits];
+    if (!toWide(path, given, kPathUnits)) {
         return ERROR_PATH_NOT_FOUND;
     }
     // A stream cannot be replaced, and a file beside a device may itself be a device.
-    if (targetOf(target.path) != PathTarget::file) {
+    if (targetOf(given) != PathTarget::file) {
         return ERROR_INVALID_NAME;
+    }
+    const DWORD length = GetFullPathNameW(given, kFullUnits, target.path, nullptr);
+    if (length == 0 || length >= kFullUnits) {
+        return ERROR_PATH_NOT_FOUND;
     }
     const DWORD attributes = GetFileAttributesW(target.path);
     target.exists = attributes != INVALID_FILE_ATTRIBUTES;
@@ -289,6 +296,9 @@ public:
     FileHandle file() const override { return reinterpret_cast<FileHandle>(file_); }
 
     SystemError takePlace() noexcept override {
+        char path[3 * kFullUnits]; // no unit makes more bytes
+        fromWide(target_.path, path, sizeof path);
+        const SaveTurn turn(path);
         hasTakenPlace_ = platform::takePlace(file_, target_);
         return hasTakenPlace_ ? 0 : GetLastError();
     }
