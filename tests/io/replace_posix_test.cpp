@@ -2,6 +2,8 @@
 // that a killed process leaves a whole file.
 #include "IO/FileStream.h"
 
+#include "Shm/MappedFile.h"
+#include "Shm/RingBuffer.h"
 #include "support/ordinary_user.h"
 #include "support/test.h"
 
@@ -11,6 +13,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 
@@ -58,6 +61,27 @@ TEST_F(IoReplacePosix, KnowsTheWholeOfALongPath) {
     EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(900));
     close(others);
     EXPECT_EQ(readFile(path), "new");
+}
+
+// What others print would land in them.
+TEST_F(IoReplacePosix, NothingTakesThePlaceOfAClosedStandardStream) {
+    const pid_t child = fork();
+    if (child == 0) {
+        constexpr int kStandard[] = {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO};
+        std::ranges::for_each(kStandard, close);
+        const io::FileStream replacing("new", Mode::kReplace);
+        const misc::mmf mapped("file", false);
+        const std::string name = "qz streams " + std::to_string(getpid());
+        CRingMessageBuffer* const ring = CRingMessageBuffer::OpenNew(name.c_str(), 0, nullptr);
+        const bool areOpen = replacing.isOpen() && mapped.error()[0] == 0 && ring != nullptr;
+        const bool areAbove =
+            std::ranges::none_of(kStandard, [](int file) { return write(file, "x", 1) == 1; });
+        ring->Close(1);
+        _exit(areOpen && areAbove ? 0 : 1);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
 }
 
 TEST_F(IoReplacePosix, ClosedFilesAreFreeThoughAChildHasThemOpen) {

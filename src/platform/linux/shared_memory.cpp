@@ -100,8 +100,9 @@ std::string pathOf(std::string_view prefix, std::string_view name) {
     return path.append(prefix).append(name);
 }
 
-Descriptor openObject(const std::string& path) {
-    return Descriptor(uninterrupted([&] { return shm_open(path.c_str(), O_RDWR | O_CLOEXEC, 0); }));
+Descriptor openObject(const std::string& path, int flags = 0) {
+    return Descriptor(aboveStandardStreams(uninterrupted(
+        [&] { return shm_open(path.c_str(), O_RDWR | O_CLOEXEC | flags, kSameUser); })));
 }
 
 // Removes the object if nobody else has it open. The caller holds the gate.
@@ -209,8 +210,7 @@ private:
     bool openPassingGate() {
         const Clock::time_point deadline = Clock::now() + kPatience;
         do {
-            file_ = uninterrupted(
-                [&] { return shm_open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, kSameUser); });
+            file_ = openObject(path_, O_CREAT).release();
             if (file_ < 0) {
                 return false;
             }

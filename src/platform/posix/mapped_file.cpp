@@ -37,10 +37,10 @@ SystemError lastSystemError() {
 FileHandle openFileToMap(const char* path, bool readOnly, SystemError& error) {
     // Opening a pipe would wait for its other end without O_NONBLOCK.
     const std::string native = nativePath(path);
-    const int file = uninterrupted([&] {
+    const int file = aboveStandardStreams(uninterrupted([&] {
         return open(native.c_str(),
                     (readOnly ? O_RDONLY : O_RDWR) | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
-    });
+    }));
     error = file < 0 ? lastSystemError() : static_cast<SystemError>(requireOrdinaryFile(file));
     if (file >= 0 && error != 0) {
         close(file);

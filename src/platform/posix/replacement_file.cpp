@@ -69,10 +69,10 @@ ReplacementFile::~ReplacementFile() {
 bool ReplacementFile::create(mode_t mode) {
     for (int attempt = 0; attempt < 100; ++attempt) {
         writeTemporaryName(temporaryName_, name_);
-        file_ = Descriptor(uninterrupted([&] {
+        file_ = Descriptor(aboveStandardStreams(uninterrupted([&] {
             return openat(directory_, temporaryName_, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC,
                           mode);
-        }));
+        })));
         if (file_.isOpen() ? claim(file_.number()) : errno != EEXIST) {
             break;
         }

@@ -39,9 +39,9 @@ SystemError TargetFile::locate(const char* path) {
 }
 
 Descriptor TargetFile::open(int flags) const {
-    return Descriptor(uninterrupted([&] {
+    return Descriptor(aboveStandardStreams(uninterrupted([&] {
         return openat(directory(), name_, flags | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
-    }));
+    })));
 }
 
 // Opens the directory part of the path, relative to the directory of the link that it comes from.
