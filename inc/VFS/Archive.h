@@ -42,7 +42,8 @@
  * end.
  *
  * A failure gives a null, zero or negative result and one ERROR line, after a WARNING line if an
- * archive is the reason; the module is "VFS". vfs_read_optional_file, vfs_get_kind and vfs_list
+ * archive is the reason; the module is "VFS". Control characters of a file's path or name are
+ * logged as "?". vfs_read_optional_file, vfs_get_kind and vfs_list
  * have different results for missing files and for failures, and log nothing about missing files.
  *
  * Threads: any threads may read, query and list the tree at once, even while another thread mounts

@@ -13,7 +13,8 @@
  *
  * Failures are told by results. A failed open for reading and a failed query log nothing, so that
  * programs can probe for files. A failed open for writing and a failed operation on a handle log
- * one ERROR line (module "VFS") that ends in the system's own words.
+ * one ERROR line (module "VFS") that ends in the system's own words. Control characters of a path
+ * are logged as "?".
  *
  * On Linux the system ends a process that writes beyond its limit on file sizes (ulimit -f), unless
  * the program ignores SIGXFSZ: then writing fails as on a full disk.

@@ -1,7 +1,7 @@
 #include "VFS/Archive.h"
 
-#include "core/library_log.h"
 #include "vfs/archive_state.h"
+#include "vfs/log.h"
 #include "vfs/mounted_file.h"
 #include "vfs/sized_memory.h"
 
@@ -51,8 +51,7 @@ using Buffer = std::unique_ptr<void, Releaser>;
 using Names = std::set<std::string>;
 
 void logFailure(const char* complaint, const char* path, const char* end = ".") {
-    qz_logf(vfs::kArchiveModule, QZ_LOG_ERROR, "%s %s%s", complaint, path == nullptr ? "" : path,
-            end);
+    vfs::logLine(QZ_LOG_ERROR, "%s %s%s", complaint, path == nullptr ? "" : path, end);
 }
 
 vfs_kind kindOf(const PHYSFS_Stat& entry) {

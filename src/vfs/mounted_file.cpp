@@ -1,8 +1,8 @@
 #include "vfs/mounted_file.h"
 
 #include "core/cut_text.h"
-#include "core/library_log.h"
 #include "platform/files.h"
+#include "vfs/log.h"
 
 #include <algorithm>
 #include <limits>
@@ -83,7 +83,7 @@ std::unique_ptr<MountedFile> MountedFile::open(const char* path) noexcept {
     }
     const PHYSFS_sint64 size = file && file->file_ ? PHYSFS_fileLength(file->file_.get()) : -1;
     if (size < 0) {
-        qz_logf(kArchiveModule, QZ_LOG_ERROR, "Can't open file %s.", path == nullptr ? "" : path);
+        logLine(QZ_LOG_ERROR, "Can't open file %s.", path == nullptr ? "" : path);
         return nullptr;
     }
     file->size_ = static_cast<std::uint64_t>(size);

@@ -1,8 +1,8 @@
 #include "vfs/system_file.h"
 
-#include "core/library_log.h"
 #include "platform/files.h"
 #include "platform/whole_file.h"
+#include "vfs/log.h"
 
 #include <cstdarg>
 #include <cstdio>
@@ -38,7 +38,7 @@ void report(platform::SystemError error, const char* format, ...) {
     va_end(arguments);
     char reason[1024];
     platform::systemErrorText(error, reason, sizeof reason);
-    qz_logf("VFS", QZ_LOG_ERROR, "%s: %s", message, reason);
+    vfs::logLine(QZ_LOG_ERROR, "%s: %s", message, reason);
 }
 
 void closeFile(VFS_File* file) {
@@ -115,7 +115,7 @@ void initialise(VFS_File_win32& file, platform::FileHandle handle, const char* p
 VFS_File* makeFile(platform::FileHandle handle, const char* path, bool isClaimed) {
     auto* file = new (std::nothrow) VFS_File_win32;
     if (file == nullptr) {
-        qz_logf("VFS", QZ_LOG_ERROR, "can't allocate struct VFS_File_win32 for %s", path);
+        vfs::logLine(QZ_LOG_ERROR, "can't allocate struct VFS_File_win32 for %s", path);
         platform::closeFile(handle);
         return nullptr;
     }
@@ -176,7 +176,7 @@ VFS_File* openForReplacing(const char* path) {
     }
     auto* const file = new (std::nothrow) VFS_File_win32;
     if (file == nullptr) {
-        qz_logf("VFS", QZ_LOG_ERROR, "can't allocate struct VFS_File_win32 for %s", path);
+        vfs::logLine(QZ_LOG_ERROR, "can't allocate struct VFS_File_win32 for %s", path);
         return nullptr;
     }
     initialise(*file, contents->file(), path, false);

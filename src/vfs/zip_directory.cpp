@@ -3,6 +3,7 @@
 #include "core/cut_text.h"
 #include "core/library_log.h"
 #include "vfs/archive_state.h"
+#include "vfs/log.h"
 #include "vfs/zip_input.h"
 #include "vfs/zip_records.h"
 
@@ -193,7 +194,7 @@ private:
 } // namespace
 
 void logZipFlaw(const char* archive, std::string_view name, const char* flaw) {
-    qz_logf(kArchiveModule, QZ_LOG_WARNING, "%s: %.*s: %s.", archive,
+    logLine(QZ_LOG_WARNING, "%s: %.*s: %s.", archive,
             static_cast<int>(core::lengthToKeep(name, kMostOfName)), name.data(), flaw);
 }
 

@@ -140,9 +140,9 @@ UNREADABLE = zip64(
 # Entries without a place in the tree, and more of them than get a line each.
 LEFT_OUT = plain(
     FINE, Entry(b"link", b"fine.txt", attributes=SYMBOLIC_LINK), Entry(b"n" * 2000),
-    Entry(b"/".join([b"d"] * 100)), Entry(b""), Entry(b"sub/../up"), Entry(b"fine.txt/below"),
-    Entry(b"twice", b"first"), Entry(b"twice", b"second"), Entry(b"folder/file"), Entry(b"folder"),
-    Entry(b"//"))
+    Entry(b"/".join([b"d"] * 100)), Entry(b""), Entry(b"\ns\x7f/../\xc2\x9b"),
+    Entry(b"fine.txt/below"), Entry(b"twice", b"first"), Entry(b"twice", b"second"), Entry(b"folder/file"),
+    Entry(b"folder"), Entry(b"//"))
 
 # Archives that cannot be mounted. Some crash or stop a program that trusts them.
 HOSTILE = {
