@@ -164,8 +164,8 @@ public:
 
     /* Reads the next n bytes of the record and copies at most dstLen of them to dst, which is
      * written to although it is declared const. Returns 1 if the record had n bytes left. Returns 0
-     * if it had fewer, which were read, or if the writer has overwritten the record meanwhile: then
-     * the record is lost, and the copied bytes are not valid. */
+     * if it had fewer, which were read, or if the writer has overwritten the record or initialised
+     * the block again meanwhile: then the record is lost, and the copied bytes are not valid. */
     int PopData(const char* dst, unsigned long dstLen, unsigned long n);
 
     void PopStop();

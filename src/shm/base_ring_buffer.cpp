@@ -173,8 +173,7 @@ int CBaseRingBuffer::IsReadOverwritten() {
         return 0;
     }
     const View view(*this);
-    const Cursor reader = view.cursorOf(readPos, readLap);
-    return reader.isBehind(view.oldest()) || view.write().isBehind(reader) ? 1 : 0;
+    return view.isOverwritten(view.cursorOf(readPos, readLap)) ? 1 : 0;
 }
 
 void CBaseRingBuffer::CorrectReadPosition(int* corrected) {
@@ -200,7 +199,7 @@ bool CBaseRingBuffer::View::findNext(CBaseRingBuffer& ring, const shm::Framing& 
         const View view(ring);
         const Cursor start = view.cursorOf(ring.readPos, ring.readLap);
         isFound = view.findRecord(framing, start, record);
-        if (!start.isBehind(view.oldest())) {
+        if (!view.isOverwritten(start)) {
             break;
         }
         isFound = false;

@@ -140,7 +140,7 @@ int CRingBuffer::PopData(const char* dst, unsigned long dstLen, unsigned long n)
     const auto taken = static_cast<std::uint32_t>(std::min<unsigned long>(n, toPop_));
     Cursor at = view.cursorOf(readPos, readLap);
     view.get(at, const_cast<char*>(dst), dst == nullptr ? 0 : dstLen, taken);
-    const bool isLost = taken > 0 && Cursor{recordPos_, recordLap_}.isBehind(view.oldest());
+    const bool isLost = taken > 0 && view.isOverwritten({recordPos_, recordLap_});
     // A lost reader goes back to the start of the record: there the next PopStart detects that the
     // writer has overwritten it.
     readPos = isLost ? recordPos_ : at.pos;

@@ -98,6 +98,12 @@ public:
     void setWrite(Cursor cursor) const { store(headerOf(memory_)->write, cursor); }
     void setOldest(Cursor cursor) const { store(headerOf(memory_)->oldest, cursor); }
 
+    // Whether the writer has discarded what a reader reads there, or has initialised the block
+    // again.
+    bool isOverwritten(Cursor reader) const {
+        return reader.isBehind(oldest()) || write().isBehind(reader);
+    }
+
     Cursor cursorOf(unsigned long pos, unsigned long lap) const {
         return inside({pos > UINT32_MAX ? 0 : static_cast<std::uint32_t>(pos),
                        static_cast<std::uint32_t>(lap)});

@@ -47,7 +47,7 @@ int CUNIRingBuffer::Get(const char* dst, unsigned long cap, int* overwritten) {
         const std::uint64_t size = shm::kPrefixSize + record.restLength;
         Cursor at = record.start;
         view.get(at, const_cast<char*>(dst), dst == nullptr ? 0 : cap, size);
-        isLost = record.start.isBehind(view.oldest());
+        isLost = view.isOverwritten(record.start);
         if (!isLost) {
             readPos = at.pos;
             readLap = at.lap;

@@ -117,8 +117,11 @@ TEST_F(RingBuffer, RoomAndLapping) {
     EXPECT_EQ(overwritten, 1);
 
     // A writer that initialises the ring again starts its count of laps again.
+    ASSERT_EQ(push(ring, "old"), 1);
+    ASSERT_EQ(late.PopStart(nullptr), 3U);
     ASSERT_EQ(ring.Init(block.get(), 144), 1);
     ASSERT_EQ(push(ring, "new"), 1);
+    EXPECT_EQ(late.PopData(&byte, 1, 1), 0);
     EXPECT_EQ(pop(late, &overwritten), "new");
 }
 
