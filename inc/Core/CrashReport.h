@@ -18,7 +18,8 @@
  *
  * After the report the log's writer thread has up to a second to write what is queued; then the
  * earlier handler runs. That handler may return to the fault, which then happens again, so a
- * process writes 16 reports at most.
+ * process writes 16 reports at most. Processes of one prefix that crash in the same second write to
+ * one file, each after the other; one that has waited for five seconds leaves no report.
  *
  * Linux only: a report that takes longer than 25 seconds is cut off, because a lock of the system
  * may never be released. fork() waits while another thread writes a report, because the child would
@@ -81,10 +82,10 @@ QZ_API void bt_fini(void);
  * names a symbol that may be the wrong one.
  *
  * Returns the number of copies written; 0 if there is nothing to do; -1 if the system's debugging
- * library cannot be used, or memory runs out. Reports that cannot be read, or are larger than 64
- * MiB, are skipped, and so are copies that cannot be written. If a report's modules cannot be read
- * because memory or, on Linux, descriptors ran out, no copy is written, and a later call tries
- * again. Any thread may call it; calls run one at a time. */
+ * library cannot be used, or memory runs out. Reports that cannot be read, are being written, or
+ * are larger than 64 MiB, are skipped, and so are copies that cannot be written. If a report's
+ * modules cannot be read because memory or, on Linux, descriptors ran out, no copy is written, and
+ * a later call tries again. Any thread may call it; calls run one at a time. */
 QZ_API int bt_retrace(const char* directory);
 
 QZ_EXTERN_C_END

@@ -48,6 +48,7 @@ public:
     ~ReportFile() {
         if (isOpen()) {
             flush();
+            platform::endClaim(file_);
             platform::closeFile(file_);
         }
     }

@@ -229,11 +229,11 @@ public:
     ReportReader(const ReportReader&) = delete;
     ReportReader& operator=(const ReportReader&) = delete;
 
-    // The report; nothing if it cannot be read.
+    // The report; nothing if it cannot be read or is being written.
     std::optional<std::string> text() {
         std::int64_t size = 0;
-        if (file_ == platform::kNoFile || platform::sizeFile(file_, size) != 0 ||
-            size > kLargestReport) {
+        if (file_ == platform::kNoFile || !platform::keepWritersOut(file_) ||
+            platform::sizeFile(file_, size) != 0 || size > kLargestReport) {
             return std::nullopt;
         }
         std::string text(static_cast<std::size_t>(size), '\0');

@@ -20,7 +20,8 @@ enum class FileAccess {
     read,   // an existing file
     write,  // created if missing; emptied on opening (Windows) or by truncateFile (Linux)
     append, // created if missing
-    record, // as append; each write waits for the disk; on Windows nobody else may open the file
+    record, // as append; each write waits for the disk; on Windows nobody else may open the file.
+            // Opening waits five seconds at most for another record to be closed.
 };
 
 // Opens an ordinary file without waiting. For writing it also claims the file: a second writer is
@@ -30,6 +31,10 @@ FileHandle openFile(const char* path, FileAccess access, SystemError& error);
 // Opens for reading, and waits up to a second for a program that keeps others from the file, for
 // instance while it replaces the file. On Linux no program can do that.
 FileHandle openFileWaiting(const char* path, SystemError& error);
+
+// Keeps writers from a file that is open for reading, until it is closed. False while one has it
+// open. On Windows the opening has done that.
+bool keepWritersOut(FileHandle file);
 
 // Closes the file in any case. The error may be that of an earlier write that the system had put
 // off.

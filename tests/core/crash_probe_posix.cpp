@@ -93,6 +93,16 @@ void dieInForkedChild() {
     std::exit(0);
 }
 
+void dieAfterForkedChildren() {
+    for (int i = 0; i < 2; ++i) {
+        if (fork() == 0) {
+            die();
+        }
+    }
+    while (wait(nullptr) > 0) {
+    }
+}
+
 // More often than a process writes reports.
 void ignoreSignals() {
     bt_fini();
@@ -127,6 +137,7 @@ void deleteProgram() {
 const Functions kSystemWays = {{"abort_blocked", abortBlocked},
                                {"abort_signalled", abortSignalled}};
 const Functions kSystemPreparations = {
+    {"after_children", dieAfterForkedChildren},
     // The thread ends when it next waits or writes.
     {"cancelled", [] { pthread_cancel(pthread_self()); }},
     {"deleted", deleteProgram},

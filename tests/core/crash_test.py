@@ -1,4 +1,5 @@
 """Lets a program die and reads what it left: crash_test.py path/to/crash_probe strip [emulator]"""
+import fcntl
 import os
 import pathlib
 import re
@@ -257,6 +258,10 @@ class CrashTest(unittest.TestCase):
             self.assertEqual((limit, copy.exists()), (limit, done.returncode == 1))
             self.assertEqual(self.lines(copy) if copy.exists() else whole, whole)
         self.assertTrue(copy.exists())
+        copy.unlink()
+        with open(self.report) as writing:
+            fcntl.flock(writing, fcntl.LOCK_EX)
+            self.assertEqual((self.run_probe("retrace", "./").returncode, copy.exists()), (0, False))
 
     def test_prefix_and_end(self):
         self.crash("null", "prefixed")
@@ -316,7 +321,8 @@ class CrashTest(unittest.TestCase):
                  "put_back": (None, 0, 1), "put_back_and_finished": (None, 0, 0)}
         if not ON_WINDOWS:
             # The thread that writes the report, and holds locks, does not exist in a forked child.
-            cases |= {"chained_once": (-11, 1, None), "forked": (0, 0, 2)}
+            cases |= {"chained_once": (-11, 1, None), "forked": (0, 0, 2),
+                      "after_children": (-11, 0, 3)}
         for where, (code, calls, reports) in cases.items():
             with self.subTest(where=where):
                 done = self.run_probe("null", where)

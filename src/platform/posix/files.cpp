@@ -13,6 +13,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 #include <limits>
 #include <memory>
 
@@ -48,17 +49,31 @@ int openFlags(FileAccess access) {
 
 // The lock belongs to the open file and ends with its last descriptor. On a file system without
 // locks nothing refuses a second writer.
-SystemError claimForWriting(int file) {
-    if (uninterrupted([&] { return flock(file, LOCK_EX | LOCK_NB); }) == 0) {
+SystemError claim(int file, int kind) {
+    if (uninterrupted([&] { return flock(file, kind | LOCK_NB); }) == 0) {
         return 0;
     }
     return errno == EWOULDBLOCK ? lastError() : 0;
 }
 
+SystemError claimForRecord(int file) {
+    constexpr int kPausesAtMost = 500;
+    constexpr timespec kPause{0, 10'000'000};
+    SystemError error = claim(file, LOCK_EX);
+    for (int i = 0; error != 0 && i < kPausesAtMost; ++i) {
+        nanosleep(&kPause, nullptr);
+        error = claim(file, LOCK_EX);
+    }
+    return error;
+}
+
 // Only ordinary files have what the handle's operations promise: a position, a size, no waiting.
 SystemError prepare(int file, FileAccess access) {
     const auto error = static_cast<SystemError>(requireOrdinaryFile(file));
-    return error != 0 || access == FileAccess::read ? error : claimForWriting(file);
+    if (error != 0 || access == FileAccess::read) {
+        return error;
+    }
+    return access == FileAccess::record ? claimForRecord(file) : claim(file, LOCK_EX);
 }
 
 // Repeats a transfer until everything is through, the file ends or something fails.
@@ -119,6 +134,10 @@ FileHandle openFile(const char* path, FileAccess access, SystemError& error) {
 
 FileHandle openFileWaiting(const char* path, SystemError& error) {
     return openFile(path, FileAccess::read, error);
+}
+
+bool keepWritersOut(FileHandle file) {
+    return claim(descriptor(file), LOCK_SH) == 0;
 }
 
 void endClaim(FileHandle file) {

@@ -234,15 +234,21 @@ FileHandle openFile(const char* path, FileAccess access, SystemError& error) {
     const DWORD sharing = isRecord ? 0 : FILE_SHARE_READ;
     const DWORD attributes =
         isRecord ? FILE_ATTRIBUTE_NORMAL | FILE_FLAG_WRITE_THROUGH : FILE_ATTRIBUTE_NORMAL;
-    const HANDLE file = native.call(
-        [&](const wchar_t* wide) {
-            return CreateFileW(wide, rights, sharing, nullptr, disposition(access), attributes,
-                               nullptr);
-        },
-        [&](const char* bytes) {
-            return CreateFileA(bytes, rights, sharing, nullptr, disposition(access), attributes,
-                               nullptr);
-        });
+    HANDLE file = INVALID_HANDLE_VALUE;
+    const auto open = [&] {
+        file = native.call(
+            [&](const wchar_t* wide) {
+                return CreateFileW(wide, rights, sharing, nullptr, disposition(access), attributes,
+                                   nullptr);
+            },
+            [&](const char* bytes) {
+                return CreateFileA(bytes, rights, sharing, nullptr, disposition(access), attributes,
+                                   nullptr);
+            });
+        return file != INVALID_HANDLE_VALUE || !isRecord;
+    };
+    constexpr ULONGLONG kLongestWait = 5000;
+    waitForOthers(open, ERROR_SHARING_VIOLATION, kLongestWait);
     if (file == INVALID_HANDLE_VALUE) {
         error = GetLastError();
         return kNoFile;
@@ -263,6 +269,10 @@ FileHandle openFileWaiting(const char* path, SystemError& error) {
         return file != kNoFile;
     });
     return file;
+}
+
+bool keepWritersOut(FileHandle /*file*/) {
+    return true;
 }
 
 void endClaim(FileHandle /*file*/) {} // no process inherits the handle
