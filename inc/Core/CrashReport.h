@@ -53,8 +53,9 @@ typedef long (*bt_filter)(struct _EXCEPTION_POINTERS* exception);
  *
  * The folder has to exist: if it does not, bt_init logs one ERROR, and a crash leaves no report. On
  * Windows a ":" in a report's name makes it an alternate stream, which no listing shows; bt_init
- * logs one ERROR for such a prefix, too. When a report was written, its path is logged as an ERROR,
- * which standard error shows, too.
+ * logs one ERROR for such a prefix, too. A crash logs the report's path as an ERROR, which standard
+ * error shows, too. The line also says why there is no report, or why it is cut off or empty, as by
+ * a full disk.
  *
  * Call it early, from the main thread. A second call only changes the prefix and returns null. The
  * library stays loaded from the first call on. Two threads must not call it at once.

@@ -57,6 +57,9 @@ public:
 
     bool isOpen() const { return file_ != platform::kNoFile; }
 
+    // What went wrong first, in opening or in writing; 0 for nothing. Nothing is written behind it.
+    platform::SystemError error() const { return error_; }
+
     void write(CrashLine& line) {
         const std::string_view text = line.end().text();
         if (used_ + text.size() > sizeof buffer_) {
@@ -69,13 +72,15 @@ public:
         }
     }
 
-private:
-    static constexpr int kWrittenAtOnce = 64;
-
     void flush() {
-        platform::writeFile(file_, buffer_, used_, error_);
+        if (error_ == 0) {
+            platform::writeFile(file_, buffer_, used_, error_);
+        }
         used_ = 0;
     }
+
+private:
+    static constexpr int kWrittenAtOnce = 64;
 
     platform::SystemError error_ = 0;
     platform::FileHandle file_;
@@ -131,22 +136,32 @@ void writeException() {
     }
 }
 
+void logReport(const ReportFile& file, std::string_view path) {
+    CrashLine message;
+    message.add(file.isOpen() ? "Crash report: " : "No crash report: ").add(path);
+    if (file.error() != 0) {
+        char why[128];
+        platform::systemErrorText(file.error(), why, sizeof why);
+        message.add(file.isOpen() ? ", cut off: " : ": ").add(why);
+    }
+    qz_log(kModule, QZ_LOG_ERROR, message.terminated());
+}
+
 void writeReport(const platform::Fault& fault) {
     CrashLine stamp;
     core::addTimeStamp(stamp, platform::systemTime());
     CrashLine path;
     path.add(prefix).add("-").add(stamp.text()).add(".crash");
     ReportFile file(path.terminated());
-    if (!file.isOpen()) {
-        return;
+    if (file.isOpen()) {
+        workplace.file = &file;
+        workplace.frames = 0;
+        writeHeader(fault, stamp.text());
+        platform::walkStack(fault, writeFrame, nullptr);
+        writeException();
+        file.flush();
     }
-    workplace.file = &file;
-    workplace.frames = 0;
-    writeHeader(fault, stamp.text());
-    platform::walkStack(fault, writeFrame, nullptr);
-    writeException();
-    CrashLine message;
-    qz_log(kModule, QZ_LOG_ERROR, message.add("Crash report: ").add(path.text()).terminated());
+    logReport(file, path.text());
 }
 
 void onFault(const platform::Fault& fault) {

@@ -279,6 +279,10 @@ class CrashTest(unittest.TestCase):
                                        ("some:where", b'named "some:where" are alternate streams', int(ON_WINDOWS))):
             done = self.run_probe("null", "prefixed", prefix)
             self.assertEqual(done.stderr.count(warning), times, done)
+            self.assertIn(b"rash report: " + prefix.encode(), done.stderr)
+        if not ON_WINDOWS:
+            done = self.run_probe("null", "main", first=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (100, 100)))
+            self.assertIn(b".crash, cut off: File too large", done.stderr)
 
     # A foreign thread's stack for handlers may be smaller than a report needs.
     def test_special_places(self):
