@@ -1,4 +1,5 @@
-// Reads anything to its end: files, those of /proc too, pipes, devices, standard input.
+// Reads anything to its end: files, those of /proc too, pipes, standard input, and on Linux
+// devices.
 #pragma once
 
 #include "platform/files.h"

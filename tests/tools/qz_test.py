@@ -10,6 +10,7 @@ import tempfile
 import unittest
 
 COMMAND = []
+ON_WINDOWS = sys.platform == "win32" or "wine" in " ".join(sys.argv)
 
 SETTINGS = ('// how the window looks\r\n'
             'title = "Outpost";\r\n'
@@ -266,8 +267,14 @@ class QzTest(unittest.TestCase):
         self.conf("fmt", "--write", "settings.cfg")
         self.assertEqual(formatted.decode(), self.text())
 
+    @unittest.skipUnless(ON_WINDOWS, "Linux reads devices")
+    def test_devices_are_not_opened(self):
+        for name in ("NUL", "COM1", "sub/aux.cfg"):
+            self.assertIn(": is a device\n", self.refused("check", name))
+            self.assertIn(": is a device\n", self.run_qz("dump", name, code=1))
+
     # Wildcards as shells that do not expand them pass them on.
-    @unittest.skipUnless(sys.platform == "win32" or "wine" in " ".join(sys.argv), "the shell's job")
+    @unittest.skipUnless(ON_WINDOWS, "the shell's job")
     def test_wildcards(self):
         for name in ("töne1.cfg", "töne2.cfg"):
             self.file(name, "a = @;\r\n")

@@ -19,6 +19,9 @@ platform::Input open(const std::string& name) {
 } // namespace
 
 std::string reasonOf(platform::SystemError error, const std::string& name) {
+    if (platform::leadsToDevice(name.c_str())) {
+        return "is a device";
+    }
     switch (name == kStandardStreams ? platform::PathKind::file
                                      : platform::pathKind(name.c_str())) {
     case platform::PathKind::missing:

@@ -1,5 +1,6 @@
 #include "platform/input.h"
 
+#include "platform/win32/path_target.h"
 #include "platform/win32/sharing.h"
 #include "platform/win32/wide.h"
 
@@ -18,6 +19,10 @@ Input::Input(const char* path) {
     wchar_t wide[kPathUnits];
     if (!toWide(path, wide, kPathUnits)) {
         error_ = ERROR_PATH_NOT_FOUND;
+        return;
+    }
+    if (targetOf(wide) == PathTarget::device) {
+        error_ = ERROR_INVALID_NAME;
         return;
     }
     HANDLE file = INVALID_HANDLE_VALUE;
