@@ -19,8 +19,9 @@ else()
 endif()
 list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES QZ_WINDOWS_DEPS)
 
-# Otherwise CMake would find libraries and headers of the build machine, which fail to link.
-set(CMAKE_FIND_ROOT_PATH ${QZ_WINDOWS_DEPS} /usr/${QZ_MINGW})
+# Otherwise CMake would find libraries and headers of the build machine, which fail to link. What a host
+# names as its prefixes is for Windows.
+set(CMAKE_FIND_ROOT_PATH ${CMAKE_PREFIX_PATH} ${QZ_WINDOWS_DEPS} /usr/${QZ_MINGW})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
