@@ -12,9 +12,10 @@
  * runtime that the library uses. On Linux they are the signals SIGSEGV, SIGBUS, SIGFPE, SIGILL,
  * SIGTRAP, SIGSYS and SIGABRT, which reports call by the Windows names.
  *
- * An exception that nobody catches ends in abort(). Before that its what() is logged as an ERROR,
- * and the terminate handler that was installed before bt_init runs. The what() is also the report's
- * last line. On Windows this works only in programs that use the same C++ runtime library.
+ * An exception that nobody catches ends in abort(). Before that its what(), or the name of a type
+ * that has none, is logged as an ERROR, and the terminate handler that was installed before bt_init
+ * runs. The same text is the report's last line. On Windows this works only in programs that use
+ * the same C++ runtime library.
  *
  * After the report the log's writer thread has up to a second to write what is queued; then the
  * earlier handler runs. That handler may return to the fault, which then happens again, so a

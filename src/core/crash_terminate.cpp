@@ -2,6 +2,7 @@
 
 #include "core/cut_text.h"
 #include "core/library_log.h"
+#include "platform/demangle.h"
 #include "platform/thread.h"
 
 #include <algorithm>
@@ -39,15 +40,18 @@ struct Words {
 };
 constinit Words words{};
 
+void logWords(const char* text) {
+    qz_logf("QZCORE", QZ_LOG_ERROR, "Uncaught exception: %s", text);
+    words.keep(text);
+}
+
 void logException() {
     try {
         std::rethrow_exception(std::current_exception());
     } catch (const std::exception& exception) {
-        const char* const what = exception.what();
-        qz_logf("QZCORE", QZ_LOG_ERROR, "Uncaught exception: %s", what);
-        words.keep(what);
+        logWords(exception.what());
     } catch (...) {
-        qz_log("QZCORE", QZ_LOG_ERROR, "Uncaught exception of a class of its own");
+        logWords(("of type " + platform::caughtType()).c_str());
     }
 }
 

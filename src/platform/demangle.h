@@ -9,6 +9,7 @@
 #    include <cstdlib>
 #    include <memory>
 #    include <new>
+#    include <typeinfo>
 #endif
 
 namespace platform {
@@ -29,6 +30,16 @@ inline std::string demangled([[maybe_unused]] const char* symbol) {
     }
 #endif
     return {};
+}
+
+// The type of the exception that the calling thread has caught last. Throws std::bad_alloc.
+inline std::string caughtType() {
+#if __has_include(<cxxabi.h>)
+    if (const std::type_info* const type = abi::__cxa_current_exception_type(); type != nullptr) {
+        return demangled(type->name());
+    }
+#endif
+    return "unknown";
 }
 
 } // namespace platform

@@ -109,6 +109,7 @@ const Functions kWays = {
     {"abort", dieOfAbort},
     {"terminate", dieOfTerminate},
     {"exception", dieOfException},
+    {"number", [] { throw 42; }},
     {"nowhere", dieInNowhere},
     {"overflow", [] { static_cast<void>(dieOfOverflow(0)); }},
     {"large_frames", [] { static_cast<void>(dieOfLargeFrames(0)); }},

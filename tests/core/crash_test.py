@@ -316,6 +316,7 @@ class CrashTest(unittest.TestCase):
             self.assertEqual(self.printed.count(b"QZCORE: Uncaught exception: nobody wants this"), 1)
             self.assertIn("# 40000015 ", lines[2])
             self.assertEqual(lines[-1], "# Uncaught exception: nobody wants this")
+        self.assertEqual(self.crash("number")[-1], "# Uncaught exception: of type int")
 
     def test_other_handlers(self):
         """How the process ends, the calls of an earlier handler, and the reports."""
