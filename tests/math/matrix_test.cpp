@@ -71,8 +71,9 @@ TYPED_TEST(MatrixTest, InvertOrtho) {
         TypeParam table = TypeParam::Random();
         auto block = table.template topLeftCorner<kLast, kLast>();
         const auto lengths = table.row(kLast).template head<kLast>().array() + 2;
-        block = block.eval().householderQr().householderQ();
-        block.array().rowwise() *= lengths.eval();
+        const Eigen::MatrixXd orthogonal =
+            Eigen::MatrixXd::Random(kLast, kLast).householderQr().householderQ();
+        block = orthogonal.cast<typename TypeParam::Scalar>() * lengths.matrix().asDiagonal();
         auto inverse = matrixOf(table);
         Math::invertOrtho(inverse, inverse);
         table.row(kLast) = identity.row(kLast);
