@@ -95,7 +95,8 @@ public:
      * seconds, at most `room` of them. Moves `next` behind the last one and returns how many were
      * copied. Frames are numbered from 0 in the order in which they end; after a reset numbers
      * begin at 0 again. The last 512 frames are kept: if frame `next` is gone, or not yet there
-     * after a reset, reading begins at the oldest that is kept.
+     * after a reset, reading begins at the oldest that is kept. Copies none if another thread keeps
+     * the frames for more than a moment, as may be for ever in a forked child.
      *
      *     std::uint64_t next = 0;
      *     double seconds[512];

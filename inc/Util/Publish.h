@@ -42,16 +42,17 @@ enum { QZ_PUBLISH_WATCH_MODE = 0x5150 };
  * logged, all else is published, and each reading of the watches tries again.
  *
  * Watches are read on the calling thread: all in the first call, later one in a call, and each at
- * most every 250 ms. Names are cut at 31 bytes, values at 95. Exceptions of callbacks reach the
- * caller.
+ * most every 250 ms. While another thread reads or changes the watches, they are left to later
+ * calls. Names are cut at 31 bytes, values at 95. Exceptions of callbacks reach the caller.
  *
  * Returns 1; 0 if nothing is published: the name is not valid, the system gives no memory, or a
  * program of the same name and process number runs in another container that shares /dev/shm. Then
  * one ERROR line is logged, and calls with the same name do nothing until qz_publish_stop.
  *
  * Threads: any. A call during another call, for example from a watch, does nothing and returns 1. A
- * forked child publishes as a program of its own, without a log; if it was forked during a call,
- * its calls publish nothing and return 0. */
+ * forked child publishes as a program of its own, without a log, and without watches or frames if
+ * it was forked while another thread had them; if it was forked during a call, its calls publish
+ * nothing and return 0. */
 QZ_API int qz_publish(const char* name);
 
 /* Frees the memory after the last messages. Waits for the log's writer thread to publish them, 200

@@ -29,10 +29,14 @@ public:
 
     // Calls back with each kept frame from number `next` on, at most `room` of them. Returns the
     // number after the last one. A `next` larger than the number of frames so far comes
-    // from before a reset: then reading begins with the oldest frame.
+    // from before a reset: then reading begins with the oldest frame. Reads nothing if another
+    // thread has the lock for more than a moment; in a forked child it may have it for ever.
     template<class Visit>
     std::uint64_t read(std::uint64_t next, std::size_t room, Visit visit) const {
-        const std::lock_guard lock(lock_);
+        if (!lock_.lockSoon()) {
+            return next;
+        }
+        const std::lock_guard lock(lock_, std::adopt_lock);
         const std::uint64_t oldest = count_ > kKept ? count_ - kKept : 0;
         next = next > count_ ? oldest : std::max(next, oldest);
         for (; room > 0 && next < count_; --room, ++next) {

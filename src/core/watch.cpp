@@ -2,6 +2,7 @@
 
 #include "core/watch_table.h"
 
+#include "platform/pause.h"
 #include "platform/thread.h"
 
 #include <algorithm>
@@ -116,6 +117,17 @@ void core::closeWatchTable() {
     if (tableIsOpen.exchange(false)) {
         watches.fill(Watch{});
         tableMutex.destroy();
+    }
+}
+
+core::HeldWatchTable::HeldWatchTable()
+    : isHeld_(
+          tableIsOpen.load(std::memory_order_acquire) &&
+          (tableMutex.tryLock() || platform::succeedsSoon([] { return tableMutex.tryLock(); }))) {}
+
+core::HeldWatchTable::~HeldWatchTable() {
+    if (isHeld_) {
+        tableMutex.unlock();
     }
 }
 

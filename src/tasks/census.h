@@ -12,7 +12,7 @@ struct Census {
     std::size_t mainThread; // tasks that wait for the main thread
 };
 
-// All zeros if nobody has used the task manager yet: the call does not start it.
+// All zeros if nobody in this process has used the task manager yet: the call does not start it.
 Census census();
 
 } // namespace tasks

@@ -53,6 +53,9 @@ public:
 
     tasks::Census census();
 
+    // False in a forked child. It has none of the workers, and a lock may be held for ever.
+    bool isOfThisProcess() const { return process_ == platform::processId(); }
+
 private:
     using Lock = tbb::spin_mutex::scoped_lock;
 
@@ -64,6 +67,8 @@ private:
 
     tbb::spin_mutex mainThreadMutex_;
     tasks::TaskRing mainThreadTasks_;
+
+    const int process_ = platform::processId();
 };
 
 // A task keeps a worker, and the queue may need that one. So the task runs the queue's callbacks;
@@ -199,7 +204,7 @@ void tasks::discardAtExit() {
 
 tasks::Census tasks::census() {
     TaskManager* const manager = existing;
-    return manager != nullptr ? manager->census() : Census{};
+    return manager != nullptr && manager->isOfThisProcess() ? manager->census() : Census{};
 }
 
 void QZ_add_task(void* argument, QZ_task_function function) {

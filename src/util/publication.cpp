@@ -5,6 +5,7 @@
 #include "Core/Watch.h"
 #include "Util/Publish.h"
 #include "core/library_log.h"
+#include "core/watch_table.h"
 #include "platform/thread.h"
 #include "tasks/census.h"
 #include "util/published_log.h"
@@ -113,7 +114,7 @@ void Publication::publish() {
     if (watches_.isWhole && now >= nextLook_) {
         nextLook_ = now + kSecondsBetweenLooks;
         attachLog();
-        listWatches();
+        watches_ = {};
     }
     readWatches(isFirst ? kPublishedWatches : kWatchesACall);
     publishFigures();
@@ -157,7 +158,6 @@ void Publication::publishFrames(std::span<const double> seconds) {
 
 // Takes only the names; the values are read later, over several calls.
 void Publication::listWatches() {
-    watches_ = {};
     QZ_watch_get_list(
         [](const char* name, void* context) {
             auto& watches = *static_cast<Watches*>(context);
@@ -173,6 +173,13 @@ void Publication::listWatches() {
 void Publication::readWatches(std::size_t most) {
     if (watches_.isWhole) {
         return;
+    }
+    const core::HeldWatchTable table;
+    if (!table) {
+        return;
+    }
+    if (!std::exchange(watches_.isListed, true)) {
+        listWatches();
     }
     const std::size_t end = std::min(watches_.count, watches_.read + most);
     while (watches_.read < end) {

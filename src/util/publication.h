@@ -40,6 +40,7 @@ private:
         PublishedWatch places[kPublishedWatches] = {};
         std::size_t count = 0;
         std::size_t read = 0;
+        bool isListed = false;
         bool isWhole = false; // all are read and published
     };
 

@@ -92,6 +92,29 @@ TEST(Publish, AWatchMayPublish) {
     qz_publish_stop();
 }
 
+// In a forked child that thread may never come back.
+TEST(Publish, DoesNotWaitForAThreadThatReadsWatches) {
+    static std::atomic<int> calls = 0;
+    static std::atomic<bool> mayLeave = false;
+    const auto wait = [](unsigned int, char*, size_t, void*) -> size_t {
+        for (++calls; !mayLeave;) {
+            std::this_thread::yield();
+        }
+        return 0;
+    };
+    ASSERT_EQ(QZ_watch_set("slow", wait, nullptr), 1);
+    std::thread other([] { QZ_watch_get_one("slow", 0, nullptr, 0); });
+    while (calls == 0) {
+        std::this_thread::yield();
+    }
+    EXPECT_EQ(qz_publish(own().c_str()), 1);
+    mayLeave = true;
+    other.join();
+    while (calls == 1) {
+        EXPECT_EQ(qz_publish(own().c_str()), 1);
+    }
+}
+
 TEST(Publish, WithoutALogReader) {
     LogCapture log;
     std::vector<qz_log_reader*> readers;
