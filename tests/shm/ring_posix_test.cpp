@@ -2,6 +2,7 @@
 #include "Shm/RingBuffer.h"
 #include "support/test.h"
 
+#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/time.h>
 #include <sys/wait.h>
@@ -31,6 +32,21 @@ TEST(RingMessageBuffer, ForkedChildCloses) {
     other->Close(1);
     ring->Close(1);
     EXPECT_NE(access(("/dev/shm/qzCore.memory." + name).c_str(), F_OK), 0);
+}
+
+// A daemon closes all descriptors; files that it opens then get their numbers.
+TEST(RingMessageBuffer, ClosesNoFileOfItsHost) {
+    CRingMessageBuffer ring;
+    ASSERT_EQ(ring.Open(("qz daemon " + std::to_string(getpid())).c_str(), 0, nullptr), 1);
+    std::vector<int> files;
+    for (int file = 3; file < 16; ++file) {
+        close(file);
+        files.push_back(open("/dev/null", O_RDONLY));
+    }
+    ring.Close(0);
+    for (const int file : files) {
+        EXPECT_GE(fcntl(file, F_GETFD), 0);
+    }
 }
 
 TEST(RingMessageBuffer, IsMadeUnderSignals) {

@@ -179,7 +179,7 @@ public:
         if (bytes_ != nullptr) {
             munmap(bytes_, size_);
         }
-        if (file_ >= 0) {
+        if (isFileOpen()) {
             if (opener_ == getpid() && passGate(file_)) {
                 removeIfAlone(file_, path_.c_str());
             }
@@ -195,6 +195,7 @@ public:
         if (!openPassingGate()) {
             return false;
         }
+        fstat(file_, &opened_);
         isNew = setLock(file_, kLife, F_WRLCK);
         const bool isOpen = (!isNew || makeZeros(size)) && map() &&
                             (!isNew || initialise(bytes_)) && setLock(file_, kLife, F_RDLCK);
@@ -206,6 +207,14 @@ public:
     std::uint64_t size() const { return size_; }
 
 private:
+    // False if the host has closed the descriptor, as a daemon closes all, even if it has opened
+    // another file that got the same number.
+    bool isFileOpen() const {
+        struct stat status {};
+        return fstat(file_, &status) == 0 && status.st_dev == opened_.st_dev &&
+               status.st_ino == opened_.st_ino;
+    }
+
     // While a process waits at the gate, the object may be removed by the one before it.
     bool openPassingGate() {
         const Clock::time_point deadline = Clock::now() + kPatience;
@@ -245,6 +254,7 @@ private:
 
     std::string path_;
     int file_ = -1;
+    struct stat opened_ {};
     // A forked child shares the locks with its parent: they do not tell whether the parent lives.
     const pid_t opener_ = getpid();
     char* bytes_ = nullptr;
