@@ -1,4 +1,5 @@
 #include "platform/shared_memory.h"
+#include "platform/thread.h"
 #include "shm/ring_view.h"
 
 #include <array>
@@ -78,6 +79,7 @@ int CRingMessageBuffer::Open(const char* name, unsigned long size, SECURITY_ATTR
         return 0;
     }
     const unsigned long wanted = size == 0 ? kDefaultSize : size;
+    const platform::NoCancellation guard; // a cancelled thread cannot end in a destructor
     try {
         mapping = platform::openSharedMemory(name, static_cast<std::uint32_t>(wanted), security);
         if (mapping != nullptr) {
@@ -108,6 +110,7 @@ int CRingMessageBuffer::OpenBlock(unsigned long size) {
 }
 
 int CRingMessageBuffer::Close(int deleteSelf) {
+    const platform::NoCancellation guard;
     Detach();
     if (mutex != nullptr) {
         platform::closeSharedMutex(static_cast<platform::SharedMutex*>(mutex));

@@ -101,6 +101,7 @@ void util::closePublication() {
 }
 
 int qz_publish(const char* name) {
+    const platform::NoCancellation guard; // a cancelled thread cannot end in a destructor
     const std::unique_lock lock(turn, std::try_to_lock);
     if (!lock.owns_lock()) {
         return turn.isHeldInParent() ? 0 : 1;
@@ -120,6 +121,7 @@ int qz_publish(const char* name) {
 }
 
 void qz_publish_stop(void) {
+    const platform::NoCancellation guard;
     core::letLogCatchUp(kLogMoment);
     std::unique_lock lock(turn, std::defer_lock);
     for (core::Spin spin; !lock.try_lock(); spin.turn()) {

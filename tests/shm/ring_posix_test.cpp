@@ -1,5 +1,6 @@
 // Behaviour of rings that only Linux has.
 #include "Shm/RingBuffer.h"
+#include "Util/Publish.h"
 #include "support/test.h"
 
 #include <fcntl.h>
@@ -47,6 +48,25 @@ TEST(RingMessageBuffer, ClosesNoFileOfItsHost) {
     for (const int file : files) {
         EXPECT_GE(fcntl(file, F_GETFD), 0);
     }
+}
+
+TEST(RingMessageBuffer, ACancelledThreadFinishesItsCalls) {
+    static std::atomic<bool> isDone = false;
+    pthread_t thread{};
+    const auto run = [](void*) -> void* {
+        const std::string name = "qz_cancelled." + std::to_string(getpid());
+        pthread_cancel(pthread_self());
+        CRingMessageBuffer ring;
+        isDone = ring.Open(name.c_str(), 0, nullptr) == 1 && ring.Close(0) == 1 &&
+                 qz_publish(name.c_str()) == 1;
+        qz_publish_stop();
+        pthread_testcancel();
+        return nullptr;
+    };
+    ASSERT_EQ(pthread_create(&thread, nullptr, run, nullptr), 0);
+    void* result = nullptr;
+    pthread_join(thread, &result);
+    EXPECT_TRUE(isDone && result == PTHREAD_CANCELED);
 }
 
 TEST(RingMessageBuffer, IsMadeUnderSignals) {
