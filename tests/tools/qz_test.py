@@ -281,6 +281,8 @@ class QzTest(unittest.TestCase):
         err = self.refused("check", "töne?.cfg")
         self.assertEqual(re.findall(r"^(\S+?):1: error", err, re.M), ["töne1.cfg", "töne2.cfg"])
         self.assertIn("no*.cfg", self.refused("check", "no*.cfg"))
+        self.conf("set", "settings.cfg", "filter", "t?ne1.cfg")  # no file
+        self.assertEqual(self.conf("get", "settings.cfg", "filter"), "t?ne1.cfg\n")
 
     def test_retrace(self):
         self.file("a.crash", "# -------------- 20260101-120000 --------------\n/nowhere/game\n"

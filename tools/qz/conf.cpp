@@ -4,8 +4,11 @@
 #include "failure.h"
 #include "terminal.h"
 
+#include "platform/terminal.h"
+
 #include <algorithm>
 #include <cstdio>
+#include <iterator>
 #include <string_view>
 
 namespace {
@@ -147,6 +150,15 @@ CommandLine readCommandLine(const Arguments& arguments) {
     return line;
 }
 
+// For commands whose operands are all files: a value may look like a pattern.
+Arguments matchingFiles(const Arguments& patterns) {
+    Arguments files;
+    for (const std::string& pattern : patterns) {
+        std::ranges::move(platform::matchingFiles(pattern), std::back_inserter(files));
+    }
+    return files;
+}
+
 void checkOperands(const Command& command, const CommandLine& line) {
     const size_t count = line.operands.size();
     if (count < command.fewest || count > command.most) {
@@ -178,10 +190,13 @@ int conf(const Arguments& arguments) {
     if (command == std::end(kCommands)) {
         throw UsageError("there is no command conf " + arguments[0]);
     }
-    const CommandLine line = readCommandLine(arguments);
+    CommandLine line = readCommandLine(arguments);
     if (line.help) {
         print(command->help);
         return 0;
+    }
+    if (command->most == kAnyNumber) {
+        line.operands = matchingFiles(line.operands);
     }
     checkOperands(*command, line);
     return command->run(line);

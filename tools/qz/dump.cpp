@@ -4,6 +4,8 @@
 #include "dump_forms.h"
 #include "terminal.h"
 
+#include "platform/terminal.h"
+
 #include <optional>
 #include <string>
 
@@ -67,10 +69,12 @@ int dump(const Arguments& arguments) {
         if (takeOption(options, argument, line)) {
             continue;
         }
-        if (name) {
-            throw UsageError("dump takes one file at a time");
+        for (const std::string& file : platform::matchingFiles(argument)) {
+            if (name) {
+                throw UsageError("dump takes one file at a time");
+            }
+            name = file;
         }
-        name = argument;
     }
     if (!name) {
         throw UsageError("dump which file?");

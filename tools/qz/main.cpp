@@ -92,9 +92,6 @@ int runAndExplain(const Arguments& arguments) {
 int main() {
     platform::useBinaryStreams();
     // The library's own argument list, because it is UTF-8 on Windows too.
-    Arguments arguments;
-    for (int i = 1; i < SYS_argc(); ++i) {
-        std::ranges::move(platform::matchingFiles(SYS_argv()[i]), std::back_inserter(arguments));
-    }
-    return runAndExplain(arguments);
+    const char* const* const all = SYS_argv();
+    return runAndExplain({all + std::min(SYS_argc(), 1), all + SYS_argc()});
 }
