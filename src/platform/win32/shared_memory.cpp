@@ -156,7 +156,8 @@ void listSharedMemory(void (*callback)(void* context, const char* name), void* c
     if (query == nullptr || !names) {
         return;
     }
-    alignas(DirectoryEntry) std::byte buffer[2048];
+    // Has room for any entry: an object's name has 64 KiB at most.
+    alignas(DirectoryEntry) std::byte buffer[0x10400];
     ULONG position = 0;
     while (query(names.get(), buffer, sizeof buffer, TRUE, FALSE, &position, nullptr) == 0) {
         const auto* entry = reinterpret_cast<const DirectoryEntry*>(buffer);
