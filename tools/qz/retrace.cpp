@@ -5,6 +5,7 @@
 
 #include "Core/CrashReport.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 
@@ -33,6 +34,17 @@ int retraceIn(const std::string& directory) {
     return count;
 }
 
+// A report without a copy was too large or out of reach, is being written, or its folder is
+// write-protected.
+std::ptrdiff_t reportsLeftIn(const std::string& directory) {
+    const std::u8string path(directory.begin(), directory.end());
+    return std::ranges::count_if(std::filesystem::directory_iterator(path), [](const auto& entry) {
+        auto copy = entry.path();
+        return copy.extension() == ".crash" && entry.is_regular_file() &&
+               !std::filesystem::exists(copy += ".info");
+    });
+}
+
 } // namespace
 
 int retrace(const Arguments& arguments) {
@@ -44,12 +56,19 @@ int retrace(const Arguments& arguments) {
         return 0;
     }
     int count = 0;
+    std::ptrdiff_t left = 0;
     for (const std::string& argument : arguments) {
         if (argument.starts_with("-")) {
             throw UsageError("retrace has no option " + argument);
         }
         count += retraceIn(argument);
+        left += reportsLeftIn(argument);
     }
-    print(std::to_string(count) + (count == 1 ? " report" : " reports") + " retraced\n");
+    const std::string retraced =
+        std::to_string(count) + (count == 1 ? " report" : " reports") + " retraced";
+    if (left > 0) {
+        throw Failure(retraced + ", " + std::to_string(left) + " could not be");
+    }
+    print(retraced + "\n");
     return 0;
 }
