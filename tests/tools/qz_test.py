@@ -290,7 +290,7 @@ class QzTest(unittest.TestCase):
                              "00001234 00005678 0001:00000234 /nowhere/game\n")
         self.file("b.crash.txt", "no report\n")
         for count in ("1 report retraced\n", "0 reports retraced\n"):
-            self.assertEqual(self.run_qz("retrace", "."), count)
+            self.assertEqual(self.run_qz("retrace", "--", "."), count)
         self.assertEqual(self.text("a.crash.info"), self.text("a.crash")[:-1] +
                          " (not retraced: no such module here)\n")
         self.assertIn("nowhere: no such directory", self.run_qz("retrace", "nowhere", code=1))

@@ -36,7 +36,7 @@ struct Options {
     bool json = false;
 };
 
-bool takeOption(Options& options, const std::string& option, CommandLine& line) {
+void takeOption(Options& options, const std::string& option, CommandLine& line) {
     if (option == "--depth") {
         options.limits.depth = line.numberOf<std::size_t>(option);
         if (options.limits.depth > kDeepest) {
@@ -46,12 +46,9 @@ bool takeOption(Options& options, const std::string& option, CommandLine& line) 
         options.limits.bytes = line.numberOf<std::size_t>(option);
     } else if (option == "--json") {
         options.json = true;
-    } else if (option.size() > 1 && option.starts_with('-')) {
-        throw UsageError("dump has no option " + option);
     } else {
-        return false;
+        throw UsageError("dump has no option " + option);
     }
-    return true;
 }
 
 } // namespace
@@ -61,15 +58,16 @@ int dump(const Arguments& arguments) {
     Options options;
     std::optional<std::string> name;
     while (!line.isAtEnd()) {
-        const std::string& argument = line.take();
-        if (argument == "--help" || argument == "-h") {
+        const std::string option = line.takeOption();
+        if (option == "--help" || option == "-h") {
             print(kUsage);
             return 0;
         }
-        if (takeOption(options, argument, line)) {
+        if (!option.empty()) {
+            takeOption(options, option, line);
             continue;
         }
-        for (const std::string& file : platform::matchingFiles(argument)) {
+        for (const std::string& file : platform::matchingFiles(line.take())) {
             if (name) {
                 throw UsageError("dump takes one file at a time");
             }

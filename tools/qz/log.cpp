@@ -40,7 +40,7 @@ int rankOf(const std::string& name) {
     return rank;
 }
 
-bool takeOption(FollowOptions& options, const std::string& option, CommandLine& line) {
+void takeOption(FollowOptions& options, const std::string& option, CommandLine& line) {
     if (option == "--level") {
         options.rank = rankOf(line.valueOf(option));
     } else if (option == "--module") {
@@ -53,12 +53,9 @@ bool takeOption(FollowOptions& options, const std::string& option, CommandLine& 
         options.count = line.numberOf<unsigned long>(option);
     } else if (option == "--timeout") {
         options.time = std::chrono::duration<double>(line.numberOf<double>(option));
-    } else if (option.starts_with('-')) {
-        throw UsageError("there is no option " + option);
     } else {
-        return false;
+        throw UsageError("there is no option " + option);
     }
-    return true;
 }
 
 void follow(const Arguments& arguments) {
@@ -66,14 +63,13 @@ void follow(const Arguments& arguments) {
     FollowOptions options;
     std::optional<std::string> name;
     while (!line.isAtEnd()) {
-        const std::string& argument = line.take();
-        if (takeOption(options, argument, line)) {
-            continue;
-        }
-        if (name) {
+        if (const std::string option = line.takeOption(); !option.empty()) {
+            takeOption(options, option, line);
+        } else if (name) {
             throw UsageError("one program at a time");
+        } else {
+            name = line.take();
         }
-        name = argument;
     }
     if (!name) {
         throw UsageError("follow which program?");

@@ -1,5 +1,6 @@
 #include "retrace.h"
 
+#include "command_line.h"
 #include "failure.h"
 #include "terminal.h"
 
@@ -48,7 +49,8 @@ std::ptrdiff_t reportsLeftIn(const std::string& directory) {
 } // namespace
 
 int retrace(const Arguments& arguments) {
-    if (arguments.empty()) {
+    CommandLine line(arguments);
+    if (line.isAtEnd()) {
         throw UsageError("retrace needs a directory");
     }
     if (arguments[0] == "--help" || arguments[0] == "-h") {
@@ -57,12 +59,13 @@ int retrace(const Arguments& arguments) {
     }
     int count = 0;
     std::ptrdiff_t left = 0;
-    for (const std::string& argument : arguments) {
-        if (argument.starts_with("-")) {
-            throw UsageError("retrace has no option " + argument);
+    while (!line.isAtEnd()) {
+        if (const std::string option = line.takeOption(); !option.empty()) {
+            throw UsageError("retrace has no option " + option);
         }
-        count += retraceIn(argument);
-        left += reportsLeftIn(argument);
+        const std::string& directory = line.take();
+        count += retraceIn(directory);
+        left += reportsLeftIn(directory);
     }
     const std::string retraced =
         std::to_string(count) + (count == 1 ? " report" : " reports") + " retraced";

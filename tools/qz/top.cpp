@@ -46,21 +46,21 @@ Options parse(const Arguments& arguments) {
     CommandLine line(arguments);
     Options options;
     while (!line.isAtEnd()) {
-        const std::string& argument = line.take();
-        if (argument == "--once") {
+        const std::string option = line.takeOption();
+        if (option == "--once") {
             options.once = true;
-        } else if (argument == "--json") {
+        } else if (option == "--json") {
             options.json = true;
-        } else if (argument == "--no-color") {
+        } else if (option == "--no-color") {
             options.colours = false;
-        } else if (argument == "--timeout") {
-            options.time = Seconds(line.numberOf<double>(argument));
-        } else if (argument.starts_with('-')) {
-            throw UsageError("there is no option " + argument);
+        } else if (option == "--timeout") {
+            options.time = Seconds(line.numberOf<double>(option));
+        } else if (!option.empty()) {
+            throw UsageError("there is no option " + option);
         } else if (!options.name.empty()) {
             throw UsageError("one program at a time");
         } else {
-            options.name = argument;
+            options.name = line.take();
         }
     }
     if (options.name.empty()) {
