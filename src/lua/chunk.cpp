@@ -36,21 +36,28 @@ const char* readView(lua_State* /*state*/, void* context, std::size_t* size) {
 
 // A damaged count in a precompiled chunk makes Lua allocate any amount of memory, and fill it,
 // before it finds that the chunk is too short. The largest block that a sound chunk needs is
-// bounded by its length: 16 bytes for each constant, which takes at least one byte. What the
-// state itself may need meanwhile is added: kForTheState, and the size of its heap, because the
-// table of its strings may double.
+// bounded by its length: 16 bytes for each constant, which takes at least one byte. So is the sum
+// of all blocks. Functions with many short names took most: up to 35 bytes for each byte of source
+// text without garbage collection; 64 are allowed. What the state itself may need meanwhile is
+// added to both: kForTheState, and the size of its heap, because the table of its strings may
+// double.
 struct Limit {
     lua_Alloc allocate;
     void* context;
     std::size_t largest;
+    std::size_t room; // by how much all blocks together may still grow
 };
 
 void* allocateLimited(void* context, void* block, std::size_t oldSize, std::size_t size) {
-    const Limit& limit = *static_cast<const Limit*>(context);
-    if (size > limit.largest && size > oldSize) {
+    Limit& limit = *static_cast<Limit*>(context);
+    if (size > oldSize && (size > limit.largest || size - oldSize > limit.room)) {
         return nullptr;
     }
-    return limit.allocate(limit.context, block, oldSize, size);
+    void* const result = limit.allocate(limit.context, block, oldSize, size);
+    if (size <= oldSize || result != nullptr) {
+        limit.room += oldSize - size;
+    }
+    return result;
 }
 
 } // namespace
@@ -63,6 +70,7 @@ int loadChunk(lua_State* state, lua_Reader read, void* context, std::size_t size
     limit.allocate = lua_getallocf(state, &limit.context);
     const auto heap = static_cast<std::size_t>(lua_gc(state, LUA_GCCOUNT, 0)) << 10;
     limit.largest = kForTheState + heap + 16 * size;
+    limit.room = kForTheState + heap + 64 * size;
     lua_setallocf(state, allocateLimited, &limit);
     const int status = lua_load(state, readSource, &source, name);
     lua_setallocf(state, limit.allocate, limit.context);

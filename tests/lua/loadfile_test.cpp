@@ -64,6 +64,9 @@ TEST_F(LuaLoadfile, LoadsPrecompiledChunksAndRefusesCutOnes) {
     for (size_t length = 1; length < chunk.size(); ++length) {
         EXPECT_EQ(load(chunk.substr(0, length))[0], '3') << length;
     }
+    // Two nested functions, each of which claims to have five million others.
+    const std::string claims = std::string(28, '\0') + std::string("\0\0\x50\0", 4);
+    EXPECT_EQ(load(chunk.substr(0, 12) + claims + claims), "4 not enough memory");
 }
 
 #endif
