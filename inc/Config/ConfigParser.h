@@ -43,6 +43,7 @@
 #include <exception>
 #include <memory>
 #include <string>
+#include <type_traits>
 #include <utility>
 
 namespace qz::config {
@@ -59,6 +60,14 @@ constexpr bool fitsInt(T value) {
     return value < 0 ? static_cast<long long>(value) >= INT_MIN
                      : static_cast<unsigned long long>(value) <= INT_MAX;
 }
+
+/* char8_t, or char where the compiler has no char8_t. */
+using Char8 = std::remove_cvref_t<decltype(*u8"")>;
+
+/* Pointers to other things would be taken for a bool, so they do not compile. */
+template<class T>
+concept NoText =
+    !std::same_as<std::remove_cv_t<T>, char> && !std::same_as<std::remove_cv_t<T>, Char8>;
 
 } // namespace qz::config
 
@@ -213,6 +222,12 @@ public:
     bool setPath(const std::string& path, const char* value) {
         return value != nullptr && setPath(path, std::string(value));
     }
+    template<std::same_as<qz::config::Char8> Char>
+    bool setPath(const std::string& path, const Char* value) {
+        return setPath(path, reinterpret_cast<const char*>(value));
+    }
+    template<qz::config::NoText T>
+    bool setPath(const std::string& path, T* value) = delete;
     template<qz::config::WideInteger Integer>
     bool setPath(const std::string& path, Integer value) {
         return qz::config::fitsInt(value) && setPath(path, static_cast<int>(value));
@@ -337,6 +352,12 @@ public:
     bool set(bool value) { return setBool(value); }
     bool set(const std::string& value) { return setString(value); }
     bool set(const char* value) { return value != nullptr && setString(value); }
+    template<std::same_as<qz::config::Char8> Char>
+    bool set(const Char* value) {
+        return set(reinterpret_cast<const char*>(value));
+    }
+    template<qz::config::NoText T>
+    bool set(T* value) = delete;
 
     /* Sets an integer of another type. Returns false if the value does not fit an int. */
     template<qz::config::WideInteger Integer>
@@ -364,6 +385,12 @@ public:
     iterator insert(const std::string& name, const char* value) {
         return value == nullptr ? end_() : insertString(name, value);
     }
+    template<std::same_as<qz::config::Char8> Char>
+    iterator insert(const std::string& name, const Char* value) {
+        return insert(name, reinterpret_cast<const char*>(value));
+    }
+    template<qz::config::NoText T>
+    iterator insert(const std::string& name, T* value) = delete;
 
     /* Nothing is inserted if the value does not fit an int. */
     template<qz::config::WideInteger Integer>

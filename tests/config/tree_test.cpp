@@ -137,11 +137,20 @@ TEST_F(ConfigTree, ReadsValuesByTheirTypes) {
     EXPECT_EQ(numbers, std::vector<int>{1});
 }
 
+template<class T>
+constexpr bool kCanSet = requires(iterator entry, T value) {
+    entry.set(value);
+};
+static_assert(kCanSet<std::nullptr_t> && kCanSet<char*> && kCanSet<std::vector<bool>::reference>);
+static_assert(!kCanSet<const unsigned char*> && !kCanSet<wchar_t*>);
+
 TEST_F(ConfigTree, IsChanged) {
     iterator block = parser.begin();
     EXPECT_FALSE(block.set(1));
-    EXPECT_TRUE(block.find("i").set("literal"));
+    EXPECT_TRUE(block.find("i").set(u8"literal"));
     EXPECT_TRUE(block.find("r").set(true));
+    EXPECT_TRUE(parser.setPath("b.u", u8"path"));
+    block.begin().insert("v", u8"first");
     EXPECT_TRUE(block.setName("c"));
     EXPECT_TRUE(parser.find("l").set(-7L) && parser.find("l").set(7U));
     EXPECT_FALSE(parser.find("l").set(1LL << 40) || parser.find("l").set(~0ULL));
@@ -152,8 +161,8 @@ TEST_F(ConfigTree, IsChanged) {
     EXPECT_TRUE(parser.find("s").set(std::string("\0", 1)));
     EXPECT_FALSE(parser.find("s").set(static_cast<const char*>(nullptr)));
     EXPECT_FALSE(parser.find("e").begin().setName("n"));
-    EXPECT_EQ(tree(), "c:{i:\"literal\", r:1}, s:\"" + std::string(1, '\0') +
-                          "\", l:2r, e:[1, \"y\"], b:{i:4}");
+    EXPECT_EQ(tree(), "c:{v:\"first\", i:\"literal\", r:1, u:\"path\"}, s:\"" +
+                          std::string(1, '\0') + "\", l:2r, e:[1, \"y\"], b:{i:4}");
 }
 
 TEST_F(ConfigTree, GrowsAndShrinks) {
