@@ -421,6 +421,8 @@ class QzTest(unittest.TestCase):
                       ["conf", "get", "--frob", "settings.cfg", "a"],
                       ["conf", "json", "--write", "settings.cfg"]):
             self.assertIn("qz: error: ", self.run_qz(*wrong, code=2))
+        if len(COMMAND) == 1 and sys.platform == "linux":  # where an argument can be any bytes
+            self.assertIn("argument 2 is not valid Unicode", self.run_qz("conf", b"\xff\n", code=2))
 
 
 if __name__ == "__main__":

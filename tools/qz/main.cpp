@@ -18,6 +18,7 @@
 #include <exception>
 #include <iterator>
 #include <string>
+#include <string_view>
 
 // A tool's output must not contain the library's lines about its start.
 QZ_LOG_ECHO_LEVELS(QZ_LOG_ALERT);
@@ -70,8 +71,25 @@ int run(const Arguments& arguments) {
     throw UsageError("there is no command " + arguments[0]);
 }
 
-int runAndExplain(const Arguments& arguments) {
+// The library's own list, because it is UTF-8 on Windows too. An argument that is not valid text is
+// "#error" there; so is the whole command line then, which tells it from an argument "#error".
+Arguments readArguments() {
+    const std::string_view error = "#error";
+    Arguments arguments;
+    for (int i = 1; i < SYS_argc(); ++i) {
+        const char* const argument = SYS_argv()[i];
+        if (argument == error && SYS_cmdline() == error) {
+            throw UsageError("argument " + std::to_string(i) + " is not valid Unicode");
+        }
+        arguments.emplace_back(argument);
+    }
+    return arguments;
+}
+
+int runAndExplain() {
+    Arguments arguments;
     try {
+        arguments = readArguments();
         const int exitCode = run(arguments);
         if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
             throw Failure("standard output cannot be written");
@@ -91,7 +109,5 @@ int runAndExplain(const Arguments& arguments) {
 
 int main() {
     platform::useBinaryStreams();
-    // The library's own argument list, because it is UTF-8 on Windows too.
-    const char* const* const all = SYS_argv();
-    return runAndExplain({all + std::min(SYS_argc(), 1), all + SYS_argc()});
+    return runAndExplain();
 }
