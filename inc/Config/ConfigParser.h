@@ -30,7 +30,8 @@
  * fails leaves the tree as it was.
  *
  * Threads: different parsers share nothing. One parser, with its iterators, is for one thread at a
- * time; several threads may read from it while none changes or saves it.
+ * time; several threads may read from it while none changes or saves it. A thread that is cancelled
+ * (pthread_cancel) does not end in parse or save.
  */
 #ifndef QZCORE_CONFIG_CONFIGPARSER_H
 #define QZCORE_CONFIG_CONFIGPARSER_H

@@ -10,6 +10,7 @@
 #include "config/vocabulary.h"
 #include "config/writer.h"
 #include "core/library_log.h"
+#include "platform/thread.h"
 
 #include <algorithm>
 #include <climits>
@@ -165,6 +166,7 @@ bool ConfigParser::Impl::buildEdited(std::string& text) const {
 // `save` gets the text and returns what has become of it.
 template<class Save>
 bool ConfigParser::Impl::save(Build build, Save save) {
+    const platform::NoCancellation guard;
     saveResult = kOutOfMemory;
     if (!analysers) {
         return false;
@@ -210,6 +212,7 @@ ConfigParser::ConfigParser() : impl_(std::make_unique<Impl>()) {}
 ConfigParser::~ConfigParser() = default;
 
 bool ConfigParser::parse(const std::string& fileName) {
+    const platform::NoCancellation guard;
     const auto read = [&] {
         impl_->file.willRead(fileName);
         return impl_->readFile(fileName);

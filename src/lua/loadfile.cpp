@@ -2,6 +2,7 @@
 #include "VFS/Archive.h"
 #include "VFS/File.h"
 #include "lua/chunk.h"
+#include "platform/thread.h"
 
 #include <lua.hpp>
 
@@ -61,6 +62,7 @@ int QZ_lua_loadfile(lua_State* state, const char* path) {
     if (path == nullptr) {
         return fail(state, {"no filename given", nullptr});
     }
+    const platform::NoCancellation guard; // the file has to be closed
     Chunk chunk;
     chunk.path = path;
     chunk.file = VFS_open_read(path);

@@ -4,6 +4,7 @@
 #include "lua/number.h"
 #include "lua/protect.h"
 #include "lua/serializer_source.h"
+#include "platform/thread.h"
 
 #include <lua.hpp>
 
@@ -82,6 +83,7 @@ void Serializer::serialize(lua_State* state, const std::string& name) {
     if (lua_checkstack(state, lua::kRoom) == 0) {
         throw SerializerException("stack overflow");
     }
+    const platform::NoCancellation guard; // a cancelled thread would unwind through Lua
     if (runSource(state) != 0 || installOutput(state, this) != 0) {
         const std::string reason = lua::errorText(state);
         lua_pop(state, 1);

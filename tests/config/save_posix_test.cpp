@@ -4,6 +4,7 @@
 #include "support/ordinary_user.h"
 
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -14,6 +15,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <thread>
 
 namespace {
 
@@ -128,6 +130,19 @@ TEST(ConfigSavePosix, WritesInPlaceWhereItHasTo) {
     EXPECT_EQ(countIn(directory), 2);
     ASSERT_EQ(chmod(directory.c_str(), 0755), 0);
     fs::remove_all(directory);
+}
+
+TEST(ConfigSavePosix, IsNoPlaceToBeCancelled) {
+    const fs::path file = makeFile(freshDirectory() / "a.cfg", 0644);
+    ASSERT_TRUE(save(file));
+    bool isDone = false;
+    std::thread([&] {
+        pthread_cancel(pthread_self());
+        ConfigParser parser;
+        isDone = parser.parse(file.string()) && parser.setPath("a", 2) && parser.saveEdited();
+        pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
+    }).join();
+    EXPECT_TRUE(isDone);
 }
 
 TEST(ConfigSavePosix, IsNotHeldUpByForeignLocks) {
