@@ -17,6 +17,19 @@ namespace {
 
 constexpr char kGlobal[] = "state";
 
+// A text with one of these characters would be loaded as another text, or as other entries.
+constexpr char kCheck[] =
+    "local seen = {}\n"
+    "local function check(value)\n"
+    "    if type(value) == 'string' and value:find('[%z\\r\\n\"\\\\]') then\n"
+    "        error('a text has a quote, a backslash, a line break or a zero byte', 0)\n"
+    "    elseif type(value) == 'table' and not seen[value] then\n"
+    "        seen[value] = true\n"
+    "        for key, entry in pairs(value) do check(key) check(entry) end\n"
+    "    end\n"
+    "end\n"
+    "check(state)";
+
 struct Closer {
     void operator()(VFS_File* file) const { VFS_close(file); }
 };
@@ -47,6 +60,9 @@ std::string takeError(lua_State* L) {
 }
 
 std::string serialized(lua_State* L, const std::string& file) {
+    if (luaL_dostring(L, kCheck)) {
+        fail(file, takeError(L));
+    }
     std::ostringstream source;
     const int top = lua_gettop(L);
     Lua::Serializer(source).serialize(L, kGlobal);
@@ -54,7 +70,7 @@ std::string serialized(lua_State* L, const std::string& file) {
         fail(file, takeError(L));
     }
     const std::string text = source.str();
-    // A text with a quote or a line break in it would be loaded differently.
+    // Too large a table would not load.
     if (luaL_loadbuffer(L, text.data(), text.size(), kGlobal) != 0) {
         fail(file, takeError(L));
     }

@@ -17,14 +17,14 @@
  * Entries are in the order of pairs. Numbers are written as by Lua's tostring (14 digits), with a
  * point in every locale. Metatables are not saved.
  *
- * Some output cannot be read back. To be sure, load it once before you rely on it:
+ * Some output cannot be read back, or is read as something else, even as other entries:
  *
  * - Strings are written between double quotes without escapes. They must not hold quotes,
- *   backslashes, line breaks or zero bytes, or the output does not compile or means something else.
+ *   backslashes, line breaks or zero bytes. Loading does not show it: refuse such strings before.
  *   The table's name has to be a Lua name.
  * - Infinity and not-a-number are written as words that Lua takes for globals.
  * - One file may hold some 260 000 different numbers and strings, keys included; with LuaJIT some
- *   65 000, where each nested table counts as one, too.
+ *   65 000, where each nested table counts as one, too. A larger one does not load.
  */
 #ifndef QZCORE_LUA_SERIALIZER_H
 #define QZCORE_LUA_SERIALIZER_H
@@ -56,8 +56,9 @@ public:
      *
      * Each call compiles a Lua function, __serialize, into the state and calls it. It and its
      * helpers stay there as globals: fill_cache, write, output_table, can_pretty, write_tab,
-     * dopretty, save_pretty; and __write, which writes nothing after the call. Throws
-     * SerializerException with Lua's text if these functions cannot be made.
+     * dopretty, save_pretty; and __write, which writes nothing after the call. They replace globals
+     * of these names, even the table that is to be saved. Throws SerializerException with Lua's
+     * text if these functions cannot be made.
      *
      * An error while the table is written (a function as a value, no table of that name) is not
      * thrown: the stream keeps what was written before, and the error message stays on the stack,

@@ -342,7 +342,7 @@ class HostTest(unittest.TestCase):
         # A state that cannot be saved leaves the last good one.
         for text, code, said in ((counting, 0, ": 1\n"), (counting, 0, ": 2\n"),
                                  ("state = {print}", 1, "the state cannot be saved: Don't know how to write"),
-                                 ("state = {'two\\nlines'}", 1, ".state.lua: the state cannot be saved"),
+                                 ("state = {['C:\\\\new'] = 1}", 1, ".state.lua: the state cannot be saved: a text"),
                                  (counting, 0, ": 3\n")):
             self.assertIn(said, self.run_host("--logs", "logs", self.script(text, name), code=code)[1])
 
