@@ -12,14 +12,15 @@ namespace {
 
 constexpr int kSignificantDigits = 10;
 
-// The power of ten of the first digit that is not 0. It is only rough, which is enough for numbers
-// that are far too large or too small.
-std::int64_t magnitudeOf(std::string_view text) {
-    const std::size_t exponentAt = std::min(text.find_first_of("eE"), text.size());
+// The power of ten, or of 2, of the first digit that is not 0. It is only rough, which is enough
+// for numbers that are far too large or too small.
+std::int64_t magnitudeOf(std::string_view text, bool isHexadecimal) {
+    const std::size_t exponentAt =
+        std::min(text.find_first_of(isHexadecimal ? "pP" : "eE"), text.size());
     const std::string_view digits = text.substr(0, exponentAt);
     const auto point = static_cast<std::int64_t>(std::min(digits.find('.'), digits.size()));
     const auto first =
-        static_cast<std::int64_t>(std::min(digits.find_first_of("123456789"), digits.size()));
+        static_cast<std::int64_t>(std::min(digits.find_first_not_of("0."), digits.size()));
     std::int64_t exponent = 0;
     if (exponentAt < text.size()) {
         const std::string_view rest = text.substr(exponentAt + 1);
@@ -30,14 +31,14 @@ std::int64_t magnitudeOf(std::string_view text) {
         std::from_chars(begin, rest.data() + rest.size(), exponent);
         exponent = isNegative ? -exponent : exponent;
     }
-    return point - first + exponent;
+    return (point - first) * (isHexadecimal ? 4 : 1) + exponent;
 }
 
 double parseAnySize(std::string_view text) {
     double value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (error == std::errc::result_out_of_range) {
-        return magnitudeOf(text) > 0 ? std::numeric_limits<double>::infinity() : 0;
+        return beyondDouble(text, false);
     }
     return value;
 }
@@ -53,6 +54,10 @@ void appendWithPoint(std::string& output, std::string_view text) {
 }
 
 } // namespace
+
+double beyondDouble(std::string_view text, bool isHexadecimal) {
+    return magnitudeOf(text, isHexadecimal) > 0 ? std::numeric_limits<double>::infinity() : 0;
+}
 
 // A whole number of so few digits and the power of ten are both exact. So their quotient is rounded
 // once, as it should be.

@@ -23,7 +23,9 @@ bool parseUnsigned(std::string_view text, double& out) {
     if (isHexadecimal) {
         text.remove_prefix(2);
     }
-    if (text.starts_with('-')) { // from_chars would accept it
+    // from_chars would accept another sign, and infinity and not-a-number behind "0x".
+    const bool isWord = text.find_first_of("nN") != std::string_view::npos;
+    if (text.starts_with('-') || (isHexadecimal && isWord)) {
         return false;
     }
     const char* const end = text.data() + text.size();
@@ -32,8 +34,8 @@ bool parseUnsigned(std::string_view text, double& out) {
     if (stop != end || error == std::errc::invalid_argument) {
         return false;
     }
-    if (error == std::errc::result_out_of_range && !isHexadecimal) {
-        out = qz::config::parseDecimal(text); // infinite or 0, as in the C library
+    if (error == std::errc::result_out_of_range) {
+        out = qz::config::beyondDouble(text, isHexadecimal); // as in the C library
         return true;
     }
     return error == std::errc();

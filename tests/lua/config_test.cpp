@@ -172,6 +172,7 @@ TEST_F(LuaConfig, PopsWhatHasTheWantedType) {
     expectPopped<float>("0.1 => 0.1");
     expectPopped<double>("'1e3' => 1000", "'\\t-1.5E-3\\r\\n' => -0.0015", "'+.5' => 0.5",
                          "'5.' => 5", "'-0XfF' => -255", "'-1e999' => -inf", "'1e-999' => 0",
+                         "'0x1p5000' => inf", "'0x.1p-2000' => 0", "'0x' .. ('f'):rep(400) => inf",
                          "'7\\0x' => 7", "0.1 => 0.1");
     expectPopped<bool>("true => 1");
 
@@ -181,7 +182,7 @@ TEST_F(LuaConfig, PopsWhatHasTheWantedType) {
     EXPECT_TRUE(pop("10.5", &text) && text == "10.5");
     EXPECT_TRUE(pop("'a\\0b'", &text) && text == "a\0b"s);
     for (const char* expression : {"nil", "{}", "print", "'3x'", "''", "' '", "'.'", "'+-3'",
-                                   "'0x'", "'0x-3'", "'3 3'", "false"}) {
+                                   "'0x'", "'0x-3'", "'0xinf'", "'3 3'", "false"}) {
         EXPECT_FALSE(pop(expression, &number)) << expression;
     }
     EXPECT_FALSE(pop("1", &truth) || pop("nil", &truth) || pop("true", &text));
