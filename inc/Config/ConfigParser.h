@@ -79,8 +79,9 @@ public:
     /* What is wrong with a text, and where. The throwing getters of iterator throw it, too.
      *
      * column is the offset in bytes from the start of the whole text, not of the line. Lines count
-     * from 1. A lone CR or LF ends a line as CR LF does, unless it is the last character. line and
-     * column are -1 if there is no position. */
+     * from 1. A lone CR or LF, as in comments, ends a line together with the character behind it:
+     * two line feeds in a row count as one, and the last character as none. line and column are -1
+     * if there is no position. */
     class QZ_API Error : public std::exception {
     public:
         Error() = default;

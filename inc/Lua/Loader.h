@@ -83,8 +83,8 @@ public:
     /* The last file that was loaded and run, as it was given; empty if there is none. */
     const std::string& getFile() const { return file_; }
 
-    /* The directory of the last file loaded, with a separator at the end; "./" for a bare file
-     * name. */
+    /* The directory of the last file that was to be loaded, even in vain, with a separator at the
+     * end; "./" for a bare file name. */
     const std::string& getRootDir() const { return rootDir_; }
 
     /* Runs a file of the VFS (VFS/File.h), then enters a global table as load(table) does.
