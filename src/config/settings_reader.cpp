@@ -185,8 +185,11 @@ bool SettingsReader::readReal_(const std::string& path, Real& value, double leas
     constexpr auto kMost = static_cast<double>(std::numeric_limits<Real>::max());
     const Range<double> range{least, most};
     double number = 0;
-    if (!place.entry->get(number) || !range.has(number)) {
-        state_->addWrong(place, describe("a number", range, {-kMost, kMost}));
+    const bool isNumber = place.entry->get(number);
+    if (!isNumber || !range.has(number)) {
+        // A number that is too large for a float is told the float's limits.
+        const double unsaid = isNumber ? std::numeric_limits<double>::infinity() : kMost;
+        state_->addWrong(place, describe("a number", range, {-unsaid, unsaid}));
         return false;
     }
     value = static_cast<Real>(number);
