@@ -134,6 +134,7 @@ class QzTest(unittest.TestCase):
                              ("a = 1; # one\r\n", "write // in its place, at offset 7"),
                              ("a = 1e6;\r\n", "needs a point: 1.0e6, at offset 5"),
                              ("a = 1.5e3x;\r\n", "this is not expected here"),
+                             ("a = -2147483649;\r\n", "this one is too large, at offset 4"),
                              ("a = 'x;\r\n", "this quote, or one before it, is not closed"),
                              ("a = 'x;\r\nb = 'y;\r\n", "1: error: this quote is not closed in"),
                              ("a = 'xy';\r\n", "a text stands in double quotes"),

@@ -86,7 +86,7 @@ constexpr Command kCommands[] = {
      "Usage: qz conf fmt [--lf] [--write] FILE\n"
      "\n"
      "Prints the file in the library's own layout. Comments are lost, and so is the difference\n"
-     "between an expression and its result.\n"
+     "between an expression and its result. Reals are rounded to 10 digits.\n"
      "\n"
      "  --write    replace the file instead of printing\n",
      format},

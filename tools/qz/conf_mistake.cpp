@@ -1,5 +1,8 @@
 #include "conf_mistake.h"
 
+#include <charconv>
+#include <system_error>
+
 namespace {
 
 // A character with which no token begins.
@@ -39,6 +42,16 @@ bool endsInWholeNumber(std::string_view text) {
     return digits < text.size() && (digits == 0 || text[digits - 1] != '.');
 }
 
+// Whether the text begins with a whole number, or one after a sign, that no int can hold.
+bool beginsTooLarge(std::string_view text) {
+    const char* const begin =
+        text.data() + (text.starts_with('-') || text.starts_with('+') ? 1 : 0);
+    const char* const end = text.data() + text.size();
+    int value = 0;
+    const auto [stop, error] = std::from_chars(begin, end, value);
+    return error == std::errc::result_out_of_range && (stop == end || *stop != '.');
+}
+
 // A token in the wrong place.
 std::string explainToken(std::string_view before, std::string_view rest) {
     const char first = rest.empty() ? ' ' : rest.front();
@@ -47,6 +60,9 @@ std::string explainToken(std::string_view before, std::string_view rest) {
     }
     if (first == '\'') {
         return explainQuoted(rest);
+    }
+    if (beginsTooLarge(rest)) {
+        return "a whole number has 32 bits, so this one is too large";
     }
     if (rest.starts_with("//")) {
         return "this comment needs an end of line behind it";
