@@ -29,10 +29,14 @@ public:
         /* Gives a file new contents in one step, or makes it. They are written to a second file in
          * the same directory, which replaces the file when `close` is called and there was no
          * error. Until then, and after any failure such as a crash or a full disk, the file has its
-         * old contents. It keeps its owner, permissions and access list; a symbolic link is
-         * followed, and other names of the file (hard links) keep the old contents. Opening fails
-         * if the file is write-protected, or no file can be made in its directory. The second file
-         * of a killed process is removed by the next replacement of the same file.
+         * old contents. Opening fails if the file is write-protected, or no file can be made in its
+         * directory. The second file of a killed process is removed by the next replacement of the
+         * same file.
+         *
+         * The file keeps its owner, permissions and access list: on Linux those that it has when
+         * `close` is called, on Windows those at `open`. On Linux a symbolic link is followed, and
+         * one that leads nowhere is an error; on Windows the file replaces the link. Other names of
+         * the file (hard links) keep the old contents.
          *
          * If two streams replace a file at once, it gets the contents of the one that is closed
          * last. Do not replace a file that is open for writing: on Linux the writer continues

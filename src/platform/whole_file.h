@@ -52,7 +52,8 @@ public:
 
     // To be called once, when everything is written. Takes a SaveTurn, so as not to replace the
     // file after another program has checked it and before that program replaces it. Goes on
-    // without a turn if it does not come in time. The current directory may have changed meanwhile.
+    // without a turn if it does not come in time. The current directory may have changed meanwhile,
+    // on Linux also the file's owner and permissions.
     virtual SystemError takePlace() noexcept = 0;
 };
 

@@ -39,6 +39,12 @@ TEST_F(IoReplacePosix, KeepsRightsAndLinks) {
     EXPECT_EQ(readFile("file"), "new");
     EXPECT_TRUE(fs::is_symlink("link"));
 
+    io::FileStream secret("file", Mode::kReplace);
+    ASSERT_EQ(chmod("file", 0600), 0);
+    EXPECT_TRUE(secret.close());
+    EXPECT_EQ(fs::status("file").permissions(), fs::perms(0600)) << "changed meanwhile";
+
+    ASSERT_TRUE(replace("file", "new"));
     ASSERT_EQ(chmod("file", 0444) + chmod(".", 0777), 0);
     {
         const OrdinaryUser user; // may not even be able to reach the file

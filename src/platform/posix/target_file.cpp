@@ -38,6 +38,12 @@ SystemError TargetFile::locate(const char* path) {
     return ELOOP;
 }
 
+SystemError TargetFile::lookAgain() {
+    exists_ = fstatat(directory(), name_, &status_, AT_SYMLINK_NOFOLLOW) == 0 &&
+              !S_ISLNK(status_.st_mode);
+    return exists_ ? static_cast<SystemError>(requireOrdinary(status_)) : 0;
+}
+
 Descriptor TargetFile::open(int flags) const {
     return Descriptor(aboveStandardStreams(uninterrupted([&] {
         return openat(directory(), name_, flags | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);

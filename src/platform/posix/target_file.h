@@ -23,6 +23,10 @@ public:
     // Follows links. 0 if the path leads to an ordinary file or one can be made there.
     SystemError locate(const char* path);
 
+    // Sees what has taken the file's place meanwhile. A new link there is not followed; it counts
+    // as no file. 0 if there is an ordinary file or none.
+    SystemError lookAgain();
+
     int directory() const { return directory_.number(); }
     const char* name() const { return name_; }
     bool exists() const { return exists_; }

@@ -110,13 +110,18 @@ Replacement writeInPlace(const TargetFile& target, std::string_view bytes) {
     return {isWritten ? 0 : lastError(), true};
 }
 
+// Sets errno.
+bool refuses(const TargetFile& target, WriteProtected writeProtected) {
+    return writeProtected == WriteProtected::refuse && target.exists() &&
+           faccessat(target.directory(), target.name(), W_OK, AT_EACCESS) != 0;
+}
+
 // Finds the file to be replaced, and removes abandoned files beside it; 0 is success.
 SystemError locate(const char* path, WriteProtected writeProtected, TargetFile& target) {
     if (const SystemError error = target.locate(path); error != 0) {
         return error;
     }
-    if (writeProtected == WriteProtected::refuse && target.exists() &&
-        faccessat(target.directory(), target.name(), W_OK, AT_EACCESS) != 0) {
+    if (refuses(target, writeProtected)) {
         return lastError();
     }
     ReplacementFile::removeAbandoned(target.directory(), target.name());
@@ -141,7 +146,16 @@ public:
         std::snprintf(path, sizeof path, "/proc/self/fd/%d/%s", target_.directory(),
                       target_.name());
         const SaveTurn turn(path);
-        return platform::takePlace(target_, *file_);
+        // Its permissions may have changed.
+        if (const SystemError error = target_.lookAgain(); error != 0) {
+            return error;
+        }
+        if (refuses(target_, WriteProtected::refuse)) {
+            return lastError();
+        }
+        return target_.exists() && !takeOver(target_, file_->number())
+                   ? EPERM
+                   : platform::takePlace(target_, *file_);
     }
 
 private:
