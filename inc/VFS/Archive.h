@@ -39,7 +39,8 @@
  * can read it, too.
  *
  * Mounted directories should only have ordinary files: on Linux opening a pipe waits for its other
- * end.
+ * end. A directory that was mounted by a relative path, such as "./Temp", is looked for in the
+ * current directory of each moment: mount absolute paths if the program may change that.
  *
  * A failure gives a null, zero or negative result and one ERROR line, after a WARNING line if an
  * archive is the reason; the module is "VFS". Control characters of a file's path or name are
@@ -80,7 +81,8 @@ QZ_API void vfs_deinit(void);
  *
  * Returns non-zero if at least one of the two was mounted, with a DEBUG line for each. The other
  * one may have failed, for example because the archive is damaged. A path that is already mounted
- * keeps its place, even if mount_point differs, and counts as mounted. */
+ * keeps its place, even if mount_point differs, and counts as mounted; only the DEBUG line has the
+ * new mount_point. */
 QZ_API int vfs_mount(const char* path, const char* mount_point, int append);
 
 /* Unmounts the directory and archive that vfs_mount mounted for this path, with a DEBUG line for
