@@ -142,8 +142,8 @@ public:
      * Windows (a.cfg:notes) and devices cannot be saved to.
      *
      * The new contents are first written to a file in the same directory, whose name is that of the
-     * file followed by ".qzsave-" and numbers. A program that is killed leaves that file behind;
-     * the next save removes it.
+     * file followed by ".qzsave-" and a number, on Windows two numbers. A program that is killed
+     * leaves that file behind; the next save removes it.
      *
      * If no file can be made in the directory, or a new file cannot get the owner or the access
      * list, the file itself is overwritten, not in one step: whoever reads it meanwhile may see a

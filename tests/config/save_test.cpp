@@ -127,7 +127,8 @@ TEST(ConfigSave, ReplacesAFileInOneStep) {
 
 TEST(ConfigSave, RemovesWhatKilledProcessesLeft) {
     fs::current_path(freshDirectory());
-    const std::string left = "a.cfg.qzsave-12345-0";
+    const bool isWindows = fs::path::preferred_separator == '\\';
+    const std::string left = isWindows ? "a.cfg.qzsave-12345-0" : "a.cfg.qzsave-2";
     for (const std::string& name : {left, "a.cfg.qzsave-notes"s, "a.cfg.qzsave-1-2.txt"s}) {
         writeFile(name, "");
     }

@@ -93,6 +93,14 @@ TEST_F(IoReplacePosix, NothingTakesThePlaceOfAClosedStandardStream) {
 TEST_F(IoReplacePosix, ClosedFilesAreFreeThoughAChildHasThemOpen) {
     VFS_File* const written = VFS_open_write("written");
     io::FileStream replacing("replaced", Mode::kReplace);
+    auto left = std::make_unique<io::FileStream>("left", Mode::kReplace);
+    const pid_t careless = fork();
+    if (careless == 0) {
+        left.reset();
+        _exit(0);
+    }
+    waitpid(careless, nullptr, 0);
+    EXPECT_TRUE(left->close()) << "the child's copy is another one";
     const pid_t child = fork();
     if (child == 0) {
         pause();

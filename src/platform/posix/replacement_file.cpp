@@ -1,15 +1,9 @@
 #include "platform/posix/replacement_file.h"
 
-#include "platform/temporary_name.h"
-
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
 
-#include <atomic>
 #include <cstdio>
-#include <cstring>
-#include <memory>
 
 namespace platform {
 
@@ -21,17 +15,10 @@ constexpr int kMostOfName = 200;
 
 using Name = char[NAME_MAX + 1];
 
-// The part that all temporary names of a file have in common.
-void writeCommonName(Name& text, const char* name) {
-    std::snprintf(text, sizeof text, "%.*s%s", kMostOfName, name, kMark);
-}
-
-void writeTemporaryName(Name& text, const char* name) {
-    static constinit std::atomic<unsigned int> count{0};
-    writeCommonName(text, name);
-    const std::size_t length = std::strlen(text);
-    std::snprintf(text + length, sizeof text - length, "%ld-%u", static_cast<long>(getpid()),
-                  count.fetch_add(1, std::memory_order_relaxed));
+// The numbers begin with 0 for each file, so that a look at a few names finds what was left behind:
+// to list a large directory takes long.
+void writeTemporaryName(Name& text, const char* name, int number) {
+    std::snprintf(text, sizeof text, "%.*s%s%d", kMostOfName, name, kMark, number);
 }
 
 // The lock belongs to the open file; the kernel releases it when the process dies.
@@ -45,10 +32,14 @@ bool claim(int file) {
     return lock(file) ? fstat(file, &status) != 0 || status.st_nlink != 0 : errno != EWOULDBLOCK;
 }
 
-// Compares under the lock: nobody else can give the name to another file from then on.
-void removeIfAbandoned(int directory, const char* name) {
+// Compares under the lock: nobody else can give the name to another file from then on. False if
+// there is no such file.
+bool removeIfAbandoned(int directory, const char* name) {
     const Descriptor file(
         openat(directory, name, O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY));
+    if (!file.isOpen() && errno == ENOENT) {
+        return false;
+    }
     struct stat opened {};
     struct stat named {};
     if (file.isOpen() && lock(file.number()) && fstat(file.number(), &opened) == 0 &&
@@ -56,19 +47,21 @@ void removeIfAbandoned(int directory, const char* name) {
         opened.st_ino == named.st_ino && opened.st_dev == named.st_dev) {
         unlinkat(directory, name, 0);
     }
+    return true;
 }
 
 } // namespace
 
 ReplacementFile::~ReplacementFile() {
-    if (temporaryName_[0] != 0) {
+    if (temporaryName_[0] != 0 && maker_ == getpid()) {
         unlinkat(directory_, temporaryName_, 0);
     }
 }
 
 bool ReplacementFile::create(mode_t mode) {
-    for (int attempt = 0; attempt < 100; ++attempt) {
-        writeTemporaryName(temporaryName_, name_);
+    constexpr int kMostNumbers = 10'000;
+    for (int number = 0; number < kMostNumbers; ++number) {
+        writeTemporaryName(temporaryName_, name_, number);
         file_ = Descriptor(aboveStandardStreams(uninterrupted([&] {
             return openat(directory_, temporaryName_, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC,
                           mode);
@@ -94,23 +87,12 @@ bool ReplacementFile::takePlace() {
 }
 
 void ReplacementFile::removeAbandoned(int directory, const char* name) {
-    const int listed = openat(directory, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    const std::unique_ptr<DIR, int (*)(DIR*)> entries(listed < 0 ? nullptr : fdopendir(listed),
-                                                      closedir);
-    if (!entries) {
-        if (listed >= 0) {
-            close(listed);
-        }
-        return;
-    }
-    Name common;
-    writeCommonName(common, name);
-    const std::size_t length = std::strlen(common);
-    while (const dirent* entry = readdir(entries.get())) {
-        if (std::strncmp(entry->d_name, common, length) == 0 &&
-            isTemporaryEnd(entry->d_name + length)) {
-            removeIfAbandoned(directory, entry->d_name);
-        }
+    constexpr int kMostFree = 4; // so many free numbers in a row are the end
+    int free = 0;
+    for (int number = 0; free < kMostFree; ++number) {
+        Name temporary;
+        writeTemporaryName(temporary, name, number);
+        free = removeIfAbandoned(directory, temporary) ? 0 : free + 1;
     }
 }
 

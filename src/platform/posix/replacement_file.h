@@ -4,6 +4,7 @@
 #include "platform/posix/descriptor.h"
 
 #include <sys/types.h>
+#include <unistd.h>
 
 #include <climits>
 #include <cstddef>
@@ -19,7 +20,8 @@ public:
     ReplacementFile(const ReplacementFile&) = delete;
     ReplacementFile& operator=(const ReplacementFile&) = delete;
 
-    // Removes the file unless it has taken the other's place.
+    // Removes the file unless it has taken the other's place. A forked child's copy leaves it
+    // alone.
     ~ReplacementFile();
 
     // On failure these set errno.
@@ -32,6 +34,7 @@ public:
     static void removeAbandoned(int directory, const char* name);
 
 private:
+    const pid_t maker_ = getpid();
     int directory_;
     const char* name_;
     char temporaryName_[NAME_MAX + 1] = {}; // empty if there is no file

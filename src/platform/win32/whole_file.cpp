@@ -1,7 +1,6 @@
 #include "platform/whole_file.h"
 
 #include "platform/save_turn.h"
-#include "platform/temporary_name.h"
 #include "platform/win32/path_target.h"
 #include "platform/win32/sharing.h"
 #include "platform/win32/wide.h"
@@ -114,6 +113,18 @@ void nameBeside(const wchar_t* path, const wchar_t* rest, wchar_t (&name)[kTempo
     const std::size_t length = std::min(std::wcslen(path), folder + kMostOfName);
     std::swprintf(name, std::size(name), L"%.*ls%ls%ls", static_cast<int>(length), path, kMark,
                   rest);
+}
+
+// Whether a text is what a temporary name ends in: the number of a process, "-" and a count.
+bool isTemporaryEnd(const wchar_t* text) {
+    const auto skipNumber = [&text] {
+        const wchar_t* const begin = text;
+        while (*text >= L'0' && *text <= L'9') {
+            ++text;
+        }
+        return text != begin;
+    };
+    return skipNumber() && *text++ == L'-' && skipNumber() && *text == 0;
 }
 
 // Removes files of dead processes. Those of living ones are open, so the system keeps them.
