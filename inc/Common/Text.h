@@ -3,7 +3,8 @@
  *
  * Conversions never fail: each input unit (a byte, or a unit of wide text) that cannot be converted
  * becomes a "?". Wide text has one 16-bit unit for a character, so characters beyond the first
- * plane, such as emoji, become U+FFFD in it.
+ * plane, such as emoji, become U+FFFD in it. In sets with letters that accents may follow (CP1255,
+ * CP1258, TCVN), the "?" for a byte behind such a letter stands in front of it.
  *
  * Wide conversions give the same results on both targets, and local ones do for the single-byte
  * sets and GB18030. Windows uses GNU libiconv, Linux the C library, and they differ elsewhere: in a

@@ -76,6 +76,8 @@ TEST_F(Conversions, WriteQuestionMarksAsTheSetDoes) {
         EXPECT_EQ(Common::iconv_local_to_utf8(local), "?日?本??語?") << charset;
         Common::iconv_local_exit();
     }
+    Common::iconv_local_init("ASCII//IGNORE");
+    EXPECT_EQ(Common::iconv_local_from_utf8("0123456789€abcdefgh"), "0123456789abcdefgh");
 }
 
 } // namespace
