@@ -30,6 +30,9 @@ bool Stream::seek(std::uint64_t position) {
     if (!isGood()) {
         return false;
     }
+    if (isWriting() && position == tell()) {
+        return true; // what was written may stay in the buffer
+    }
     if (!isWriting() && position >= origin_ &&
         position - origin_ < static_cast<std::uint64_t>(readEnd_ - window_)) {
         read_ = window_ + (position - origin_);

@@ -107,6 +107,10 @@ TEST(IoStream, EveryKindWritesWhatItIsTold) {
     EXPECT_EQ(around, std::string(10, 'x') + partModel + std::string(9'990, 'x'));
 
     io::FileStream file(path.c_str(), Mode::kWrite);
+    io::PartStream small(file, 0, 100);
+    EXPECT_EQ(small.write("some", 4) + small.write("thing", 5), 9U);
+    EXPECT_EQ(readFile(path), "") << "it is in the file's buffer";
+    EXPECT_TRUE(file.open(path.c_str(), Mode::kWrite));
     compareWithModel(file, fileModel, kWrites);
     EXPECT_TRUE(file.close());
     EXPECT_EQ(readFile(path), fileModel);
