@@ -6,8 +6,9 @@
  * length as an mbint and then its bytes, without terminator.
  *
  * Reading past the end of the file gives zeros and logs nothing; VFS_tell and VFS_getsize tell
- * whether zeros are stored. A null file logs one ERROR line (module "VFS") for each access,
- * "VFS_read(NULL)" and so on, and gives 0; other errors are logged as VFS/File.h says.
+ * whether zeros are stored. (For VFS_get_string see there.) A null file logs one ERROR line (module
+ * "VFS") for each access, "VFS_read(NULL)" and so on, and gives 0; other errors are logged as
+ * VFS/File.h says.
  *
  * Threads: as for the file (VFS/File.h).
  */
@@ -57,8 +58,10 @@ QZ_API size_t VFS_put_string(VFS_File* file, const void* data, size_t length);
  *
  * Returns the length that is stored in the file. If it is `size` or more, the string was cut, and
  * the buffer holds its first size - 1 bytes or fewer. If the file has fewer bytes than this length,
- * the position is behind the file's end, or at the end if there is no such position. Returns 0 if
- * the file's read operation reports more bytes than it was asked for. */
+ * the position is behind the file's end, or at the end if there is no such position. The system
+ * may then refuse a seek, which logs an ERROR line. To recognise a damaged file, compare the length
+ * and the position with VFS_getsize. Returns 0 if the file's read operation reports more bytes than
+ * it was asked for. */
 QZ_API uint64_t VFS_get_string(VFS_File* file, char* buffer, size_t size);
 
 QZ_EXTERN_C_END
