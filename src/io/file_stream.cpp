@@ -1,6 +1,7 @@
 #include "IO/FileStream.h"
 
 #include "core/cut_text.h"
+#include "platform/thread.h"
 #include "vfs/system_file.h"
 
 #include <string_view>
@@ -41,6 +42,7 @@ FileStream::FileStream(VFS_File* file) : FileStream() {
 }
 
 FileStream::~FileStream() {
+    const platform::NoCancellation guard; // a cancelled thread cannot end in here
     if (!isReplacing_) {
         flush();
     }

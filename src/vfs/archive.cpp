@@ -220,6 +220,7 @@ int unmountAll(const char* path) {
 extern "C" {
 
 void vfs_init(void) {
+    const platform::NoCancellation guard;
     if (!vfs::archiveGate.isOpen()) {
         PHYSFS_setAllocator(&kAllocator);
         if (const char* const reason = startPhysicsFs()) {
@@ -233,6 +234,7 @@ void vfs_init(void) {
 }
 
 void vfs_deinit(void) {
+    const platform::NoCancellation guard;
     if (vfs::archiveGate.close()) {
         PHYSFS_deinit();
         takeAllocatorBack();
@@ -241,7 +243,7 @@ void vfs_deinit(void) {
 
 int vfs_mount(const char* path, const char* mount_point, int append) {
     const char* const point = mount_point == nullptr ? "/" : mount_point;
-    const core::Gate::Visit visit(vfs::archiveGate);
+    const vfs::ArchiveVisit visit;
     const Change change;
     const bool isSound = path != nullptr && vfs::staysInTree(point);
     const int result = visit && isSound ? mountAll(path, point, append) : 0;
@@ -253,7 +255,7 @@ int vfs_mount(const char* path, const char* mount_point, int append) {
 }
 
 int vfs_unmount(const char* path) {
-    const core::Gate::Visit visit(vfs::archiveGate);
+    const vfs::ArchiveVisit visit;
     const Change change;
     const int result = visit && path != nullptr ? unmountAll(path) : 0;
     if (result == 0) {

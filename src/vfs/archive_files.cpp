@@ -203,7 +203,7 @@ void* vfs_read_file(const char* path, uint64_t* size) {
         *size = 0;
     }
     Contents contents;
-    const core::Gate::Visit visit(vfs::archiveGate);
+    const vfs::ArchiveVisit visit;
     Failure failure =
         visit && path != nullptr ? readWhole(path, contents) : Failure{"Can't open file"};
     if (failure.complaint == nullptr && contents.size == 0) {
@@ -223,7 +223,7 @@ int vfs_read_optional_file(const char* path, void** buffer, uint64_t* size) {
     *buffer = nullptr;
     *size = 0;
     Contents contents;
-    const core::Gate::Visit visit(vfs::archiveGate);
+    const vfs::ArchiveVisit visit;
     Failure failure{"Can't open file"};
     if (visit && path != nullptr && !readIfThere(path, contents, failure)) {
         return 0;
@@ -243,7 +243,7 @@ void vfs_free_file_buffer(void* buffer) {
 
 vfs_kind vfs_get_kind(const char* path, uint64_t* size) {
     std::uint64_t found = 0;
-    const core::Gate::Visit visit(vfs::archiveGate);
+    const vfs::ArchiveVisit visit;
     const vfs_kind kind = visit && path != nullptr ? look(path, found) : VFS_KIND_UNKNOWN;
     if (kind == VFS_KIND_UNKNOWN) {
         logFailure("Can't look for", path);
@@ -258,7 +258,7 @@ int vfs_list(const char* path, vfs_list_callback callback, void* context) {
     Names names;
     vfs_kind kind = VFS_KIND_UNKNOWN;
     {
-        const core::Gate::Visit visit(vfs::archiveGate);
+        const vfs::ArchiveVisit visit;
         kind = visit && path != nullptr ? listNames(path, names) : VFS_KIND_UNKNOWN;
     }
     if (kind == VFS_KIND_UNKNOWN) {

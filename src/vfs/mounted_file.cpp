@@ -77,6 +77,7 @@ std::size_t readEntry(PHYSFS_File* file, void* buffer, std::size_t count) {
 }
 
 std::unique_ptr<MountedFile> MountedFile::open(const char* path) noexcept {
+    const platform::NoCancellation guard;
     std::unique_ptr<MountedFile> file(new (std::nothrow) MountedFile);
     if (file && file->visit_ && path != nullptr) {
         file->file_ = openFirstCopy(path).file;
@@ -90,11 +91,17 @@ std::unique_ptr<MountedFile> MountedFile::open(const char* path) noexcept {
     return file;
 }
 
+MountedFile::~MountedFile() {
+    const platform::NoCancellation guard;
+    file_.reset(); // before the visit ends
+}
+
 std::size_t MountedFile::readAt(std::uint64_t position, void* buffer, std::size_t count) {
     constexpr std::uint64_t kUnknown = std::numeric_limits<std::uint64_t>::max();
     if (position >= size_) {
         return 0;
     }
+    const platform::NoCancellation guard;
     if (position != position_ && PHYSFS_seek(file_.get(), position) == 0) {
         position_ = kUnknown;
         return 0;

@@ -58,6 +58,9 @@ class MountedFile {
 public:
     // Null, with a log line, if the file cannot be opened.
     static std::unique_ptr<MountedFile> open(const char* path) noexcept;
+    ~MountedFile();
+    MountedFile(const MountedFile&) = delete;
+    MountedFile& operator=(const MountedFile&) = delete;
 
     std::uint64_t size() const { return size_; }
 
@@ -68,7 +71,7 @@ private:
     MountedFile() = default;
 
     core::Gate::Visit visit_{archiveGate};
-    Entry file_; // closed before the visit ends
+    Entry file_;
     std::uint64_t size_ = 0;
     std::uint64_t position_ = 0;
 };

@@ -1,6 +1,7 @@
 #include "vfs/system_file.h"
 
 #include "platform/files.h"
+#include "platform/thread.h"
 #include "platform/whole_file.h"
 #include "vfs/log.h"
 
@@ -42,6 +43,7 @@ void report(platform::SystemError error, const char* format, ...) {
 }
 
 void closeFile(VFS_File* file) {
+    const platform::NoCancellation guard; // a cancelled thread would leave it open
     const std::unique_ptr<VFS_File_win32> self(&systemFile(file));
     if (self->contents) {
         return;
@@ -168,6 +170,7 @@ VFS_File* openForAppending(const char* path) {
 }
 
 VFS_File* openForReplacing(const char* path) {
+    const platform::NoCancellation guard;
     platform::SystemError error = 0;
     std::unique_ptr<platform::NewContents> contents = platform::beginReplacement(path, error);
     if (!contents) {
@@ -185,6 +188,7 @@ VFS_File* openForReplacing(const char* path) {
 }
 
 bool takePlace(VFS_File* file) {
+    const platform::NoCancellation guard;
     const VFS_File_win32& self = systemFile(file);
     const platform::SystemError error = self.contents->takePlace();
     if (error != 0) {

@@ -212,6 +212,26 @@ TEST_F(Posix, HandlesAreNotInheritedAndWhatClosingReportsIsLogged) {
     EXPECT_EQ(log.messages(), Lines{"CloseHandle(file): Bad file descriptor"});
 }
 
+TEST_F(Posix, NoThreadIsCancelledWithinACall) {
+    writeFile("data/file", "text");
+    bool isDone = false;
+    std::thread([&isDone] {
+        pthread_cancel(pthread_self());
+        vfs_init();
+        EXPECT_NE(vfs_mount("data", nullptr, 1), 0);
+        vfs_free_file_buffer(vfs_read_file("file", nullptr));
+        EXPECT_EQ(vfs_get_kind("file", nullptr), VFS_KIND_FILE);
+        char c = 0;
+        EXPECT_EQ(io::MountedStream("file").read(&c, 1), 1U);
+        EXPECT_TRUE(io::FileStream("new", io::FileStream::Mode::kReplace).close());
+        io::FileStream("other", io::FileStream::Mode::kReplace).write("text", 4);
+        vfs_deinit();
+        pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
+        isDone = true;
+    }).join();
+    EXPECT_TRUE(isDone);
+}
+
 // Not on Windows, which touches the whole buffer before it reads anything into it.
 TEST_F(Posix, CountsAboveFourGibibytesAreNotCut) {
     writeFile("a.txt", "text");
