@@ -421,7 +421,9 @@ class QzTest(unittest.TestCase):
                       ["dump", "--frob", "a"], ["dump", "--depth", "2000", "a"], ["conf"], ["conf", "frob"], ["conf", "get", "settings.cfg"],
                       ["conf", "get", "--frob", "settings.cfg", "a"],
                       ["conf", "json", "--write", "settings.cfg"]):
-            self.assertIn("qz: error: ", self.run_qz(*wrong, code=2))
+            where = "See qz --help." if wrong in ([], ["frob"]) else f"See qz {wrong[0]} --help."
+            self.assertRegex(self.run_qz(*wrong, code=2), f"^qz: error: .*\n{where}\n$")
+        self.assertEqual(self.run_qz("help", "conf"), self.conf("--help"))
         if len(COMMAND) == 1 and sys.platform == "linux":  # where an argument can be any bytes
             self.assertIn("argument 2 is not valid Unicode", self.run_qz("conf", b"\xff\n", code=2))
 

@@ -41,9 +41,31 @@ constexpr char kUsage[] = "Usage: qz <command> ...\n"
                           "\n"
                           "Exit code: 0; 1 if the job failed; 2 if the command line is wrong.\n";
 
+struct Command {
+    std::string_view name;
+    int (*run)(const Arguments& arguments);
+};
+
+constexpr Command kCommands[] = {
+    {"conf", conf}, {"dump", dump}, {"log", logCommand}, {"top", top}, {"retrace", retrace},
+};
+
+const Command* commandOf(const Arguments& arguments) {
+    const Command* const end = std::end(kCommands);
+    const Command* const found =
+        arguments.empty() ? end : std::ranges::find(kCommands, arguments[0], &Command::name);
+    return found != end ? found : nullptr;
+}
+
 int run(const Arguments& arguments) {
+    if (const Command* const command = commandOf(arguments); command != nullptr) {
+        return command->run({arguments.begin() + 1, arguments.end()});
+    }
     if (arguments.empty()) {
         throw UsageError("no command");
+    }
+    if (arguments[0] == "help" && arguments.size() > 1) {
+        return run({arguments[1], "--help"});
     }
     if (arguments[0] == "--help" || arguments[0] == "-h" || arguments[0] == "help") {
         print(kUsage);
@@ -52,21 +74,6 @@ int run(const Arguments& arguments) {
     if (arguments[0] == "--version") {
         print("qz " + std::string(QZ_version_string()) + "\n");
         return 0;
-    }
-    if (arguments[0] == "conf") {
-        return conf({arguments.begin() + 1, arguments.end()});
-    }
-    if (arguments[0] == "dump") {
-        return dump({arguments.begin() + 1, arguments.end()});
-    }
-    if (arguments[0] == "log") {
-        return logCommand({arguments.begin() + 1, arguments.end()});
-    }
-    if (arguments[0] == "top") {
-        return top({arguments.begin() + 1, arguments.end()});
-    }
-    if (arguments[0] == "retrace") {
-        return retrace({arguments.begin() + 1, arguments.end()});
     }
     throw UsageError("there is no command " + arguments[0]);
 }
@@ -97,7 +104,9 @@ int runAndExplain() {
         return exitCode;
     } catch (const UsageError& mistake) {
         complain(mistake.what());
-        printError("See qz --help.\n");
+        const Command* const command = commandOf(arguments);
+        printError("See qz " + (command != nullptr ? std::string(command->name) + " " : "") +
+                   "--help.\n");
         return kExitUsage;
     } catch (const std::exception& failure) {
         complain(failure.what());
