@@ -21,7 +21,8 @@ typedef struct QZ_mutex QZ_mutex;
 typedef void* (*QZ_thread_function)(void* argument);
 
 /* Starts a thread that calls function(argument), with the platform's default stack. flags is not
- * used. Returns null with errno set if the thread cannot be started. */
+ * used. Returns null with errno set if the thread cannot be started. The library must stay loaded
+ * until the thread has been waited for: the function returns into it. */
 QZ_API QZ_thread* QZ_thread_create(QZ_thread_function function, void* argument, uint32_t flags);
 
 /* Waits, without limit, until the thread has ended, and frees the handle. Call it exactly once for
