@@ -81,7 +81,8 @@ QZ_API void bt_fini(void);
  * the module's file, which is read and never run. A line without these is looked up by its address
  * if the rest of the report tells which module was loaded there. If the file is gone, is younger
  * than the crash, or contradicts the line, the line keeps its text and says so. The copy never
- * names a symbol that may be the wrong one.
+ * names a symbol that may be the wrong one. It is written even if nothing was found; delete it to
+ * have the report looked up again.
  *
  * Returns the number of copies written; 0 if there is nothing to do; -1 if the system's debugging
  * library cannot be used, or memory runs out. Reports that cannot be read, are being written, or

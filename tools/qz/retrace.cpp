@@ -16,7 +16,8 @@ constexpr char kUsage[] =
     "Usage: qz retrace DIR ...\n"
     "\n"
     "Writes an annotated copy, *.crash.info, beside each crash report *.crash in the directories\n"
-    "that has none yet, with all symbols and source lines that can be found.\n";
+    "that has none yet, with all symbols and source lines that can be found. Delete a\n"
+    "copy to look again.\n";
 
 std::string withSeparator(const std::string& directory) {
     const bool hasOne = directory.ends_with('/') || directory.ends_with('\\');
