@@ -41,7 +41,7 @@ QZ_API int SYS_getenv(const char* name, char* buffer, size_t size);
 
 /* Sets a variable of this process; a null or empty value removes it. Returns non-zero on success. A
  * name or value that is not valid text, or has 32,768 UTF-16 units or more, is refused with one
- * ERROR line. */
+ * ERROR line. On Windows getenv does not see the change: the C library has a copy of its own. */
 QZ_API int SYS_putenv(const char* name, const char* value);
 
 QZ_EXTERN_C_END

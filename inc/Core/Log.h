@@ -21,7 +21,7 @@
  *
  * A line reads "%09.3f %s %s: %s\n": seconds since the library was loaded, the level padded to
  * seven characters, the module, the message. A message that ends in a line break does not get a
- * second one. TRACE lines are shorter: "%s: %s\n", module and message.
+ * second one. TRACE lines: "%s: %s\n", module and message. Files on Windows have CR LF for "\n".
  *
  * Threads: any thread may call qz_log, qz_vlogf and qz_log_set_output at any time; they never wait
  * for the log files or for a lock and allocate nothing. Only the echo may wait: for standard error,

@@ -92,7 +92,8 @@ QZ_API int64_t VFS_getsize(VFS_File* file);
  * network failure. */
 QZ_API void VFS_close(VFS_File* file);
 
-/* Returns non-zero if there is such a file or directory. */
+/* Returns non-zero if there is such a file or directory. On Windows it does so for names of devices
+ * too, such as NUL, which cannot be opened. */
 QZ_API int VFS_exists(const char* path);
 
 /* Returns non-zero if there is such a directory. */
