@@ -14,6 +14,7 @@ if(WIN32)
   add_library(qzCore::lua ALIAS qz::lua)
   target_include_directories(qz::lua SYSTEM INTERFACE ${QZ_LUA_INCLUDE})
   target_link_libraries(qz::lua INTERFACE ${QZ_LUA_LIBRARY})
+  set(QZ_LUA_MODULE lua5.1)
 
   find_path(QZ_PHYSFS_INCLUDE physfs.h REQUIRED NO_CACHE)
   find_library(QZ_PHYSFS_LIBRARY NAMES physfs REQUIRED NO_CACHE)
