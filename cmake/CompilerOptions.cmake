@@ -31,6 +31,8 @@ if(WIN32)
     # The debugging help library that the tests run under reads DWARF up to version 4.
     target_compile_options(qz_options INTERFACE -gdwarf-4)
   endif()
+  # PDB files, and thus crash reports, do not tell where the tree is on the building machine.
+  target_compile_options(qz_options INTERFACE "-fdebug-prefix-map=${PROJECT_SOURCE_DIR}=/qzCore")
   target_compile_definitions(qz_options INTERFACE
     __USE_MINGW_ANSI_STDIO=1 UNICODE _UNICODE WINVER=0x0601 _WIN32_WINNT=0x0601)
 endif()
