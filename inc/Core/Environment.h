@@ -4,9 +4,9 @@
  * The texts belong to the library and stay valid while it is loaded. If the system cannot tell, for
  * example because no descriptor is free, or there is no memory, the texts are empty and there are
  * no arguments; the next call asks again. On Linux a program that changes its argv, for instance to
- * hide a password, calls SYS_cmdline and SYS_argv before. Any thread may call these functions. On Linux it is
- * unsafe, as always there, to change the environment while another thread reads it through the C
- * library.
+ * hide a password, calls SYS_cmdline and SYS_argv before. Any thread may call these functions. On
+ * Linux it is unsafe, as always there, to change the environment while another thread reads it
+ * through the C library.
  */
 #ifndef QZCORE_CORE_ENVIRONMENT_H
 #define QZCORE_CORE_ENVIRONMENT_H

@@ -44,8 +44,7 @@ bool endsInWholeNumber(std::string_view text) {
 
 // Whether the text begins with a whole number, or one after a sign, that no int can hold.
 bool beginsTooLarge(std::string_view text) {
-    const char* const begin =
-        text.data() + (text.starts_with('-') || text.starts_with('+') ? 1 : 0);
+    const char* const begin = text.data() + (text.starts_with('+') ? 1 : 0);
     const char* const end = text.data() + text.size();
     int value = 0;
     const auto [stop, error] = std::from_chars(begin, end, value);
