@@ -106,6 +106,7 @@ QZ_API void* vfs_read_file(const char* path, uint64_t* size);
 /* Reads a whole file, which may be missing.
  *
  * buffer, size: receive the buffer and the size as from vfs_read_file; null and 0 if there is none.
+ * size may be null, but a null buffer is a failure.
  * An empty file is not a failure here: its buffer has no bytes, and is not null.
  *
  * Returns 1 if the file was read; 0 if there is nothing at that path, or a folder; -1 if reading
@@ -138,9 +139,10 @@ typedef void (*vfs_list_callback)(void* context, const char* name);
  * callback is called without any lock: it may call all functions of this header, and the file of a
  * name may be gone by then.
  *
- * Returns 1; 0 if no mount has such a folder; -1, without calling the callback, if memory runs out,
- * if a mount's folder cannot be listed, or if there are more than a million names. If the disk
- * fails in the middle of a folder, the list ends there, because PhysicsFS does not report it. */
+ * Returns 1; 0 if no mount has such a folder; -1, without calling the callback, if it is null, if
+ * memory runs out, if a mount's folder cannot be listed, or if there are more than a million names.
+ * If the disk fails in the middle of a folder, the list ends there, because PhysicsFS does not
+ * report it. */
 QZ_API int vfs_list(const char* path, vfs_list_callback callback, void* context);
 
 QZ_EXTERN_C_END

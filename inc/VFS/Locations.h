@@ -34,13 +34,15 @@ QZ_EXTERN_C_BEGIN
  * GetTempPath, on Linux $TMPDIR, else /tmp. On Linux variables with a relative path are ignored,
  * and home is $HOME, else that of the password database.
  *
- * On Linux only the user may access the temporary directory. If another user has made a directory
- * or link of that name, or others may write to it, a number is appended to the first segment of the
+ * On Linux the temporary directory is made for the user alone; one that the user made before keeps
+ * its permissions, so that others may be able to read it. If another user has made a directory or
+ * link of that name, or others may write to it, a number is appended to the first segment of the
  * application's name ("game-1" to "game-15"); if all are taken, the directory is in ".".
  *
- * Each directory ends in "\" and is absolute, unless it is in ".". A directory of more than 255
- * bytes is not used; an application name that makes it longer is left out. Failure to create the
- * directories is not reported.
+ * Each directory is absolute, unless it is in ".", and ends in "\", unless it has 255 bytes without
+ * it: then no file's path fits either. A directory of more than 255 bytes is not used; an
+ * application name that makes it longer is left out. Failure to create the directories is not
+ * reported.
  *
  * Always returns 1. */
 QZ_API unsigned int VFS_init(const char* application, const char* base_hint);

@@ -220,19 +220,26 @@ void* vfs_read_file(const char* path, uint64_t* size) {
 }
 
 int vfs_read_optional_file(const char* path, void** buffer, uint64_t* size) {
-    *buffer = nullptr;
-    *size = 0;
+    if (buffer != nullptr) {
+        *buffer = nullptr;
+    }
+    if (size != nullptr) {
+        *size = 0;
+    }
     Contents contents;
     const vfs::ArchiveVisit visit;
     Failure failure{"Can't open file"};
-    if (visit && path != nullptr && !readIfThere(path, contents, failure)) {
+    const bool isAsked = visit && path != nullptr && buffer != nullptr;
+    if (isAsked && !readIfThere(path, contents, failure)) {
         return 0;
     }
     if (failure.complaint != nullptr) {
         logFailure(failure.complaint, path, failure.end);
         return -1;
     }
-    *size = contents.size;
+    if (size != nullptr) {
+        *size = contents.size;
+    }
     *buffer = contents.buffer.release();
     return 1;
 }
@@ -259,7 +266,8 @@ int vfs_list(const char* path, vfs_list_callback callback, void* context) {
     vfs_kind kind = VFS_KIND_UNKNOWN;
     {
         const vfs::ArchiveVisit visit;
-        kind = visit && path != nullptr ? listNames(path, names) : VFS_KIND_UNKNOWN;
+        kind = visit && path != nullptr && callback != nullptr ? listNames(path, names)
+                                                               : VFS_KIND_UNKNOWN;
     }
     if (kind == VFS_KIND_UNKNOWN) {
         logFailure("Can't list directory", path);

@@ -224,6 +224,8 @@ TEST_F(VfsArchive, FailuresAreOneLineEach) {
     EXPECT_FALSE(unmount("missing") || vfs_unmount(nullptr) != 0);
     EXPECT_FALSE(read("tmp/empty") || read("tmp/missing"));
     EXPECT_EQ(vfs_read_file(nullptr, nullptr), nullptr);
+    EXPECT_EQ(vfs_read_optional_file("a", nullptr, nullptr), -1);
+    EXPECT_EQ(vfs_list("tmp", nullptr, nullptr), -1);
     vfs_free_file_buffer(nullptr);
     Lines messages;
     for (const auto& [module, level, message] : log.take()) {
@@ -233,7 +235,8 @@ TEST_F(VfsArchive, FailuresAreOneLineEach) {
     EXPECT_EQ(messages, (Lines{"Can't mount 'missing' to '/there'.", "Can't mount '' to '/'.",
                                "Can't mount '.' to '/out/..'.", "Can't unmount 'missing'.",
                                "Can't unmount ''.", "Can't read file tmp/empty.",
-                               "Can't open file tmp/missing.", "Can't open file ."}));
+                               "Can't open file tmp/missing.", "Can't open file .",
+                               "Can't open file a.", "Can't list directory tmp."}));
     EXPECT_FALSE(mount(std::string(300, 'x')));
     EXPECT_FALSE(read("tmp/" + std::string(100'000, 'x')) || read("tmp"));
     EXPECT_EQ(log.take().size(), 3U);
