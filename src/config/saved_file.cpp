@@ -2,7 +2,6 @@
 
 #include "config/source_text.h"
 #include "platform/save_turn.h"
-#include "platform/thread.h"
 #include "platform/whole_file.h"
 
 #include <functional>
@@ -25,7 +24,6 @@ Result SavedFile::save(const std::string& name, std::string_view text, Overwrite
     if (overwrite == Overwrite::anything || (name != name_ && name != unread_)) {
         return replace(name, text);
     }
-    const platform::NoCancellation guard; // a cancelled thread cannot end in here
     // If the turn does not come in time, this saves without it, but still compares.
     const platform::SaveTurn turn(pathOf(name));
     const Result result = compare(name);

@@ -18,7 +18,7 @@ extern constinit core::Gate archiveGate;
 // in one would keep for ever.
 class ArchiveVisit {
 public:
-    explicit operator bool() const { return bool(visit_); }
+    explicit operator bool() const { return static_cast<bool>(visit_); }
 
 private:
     const platform::NoCancellation guard_;

@@ -211,8 +211,11 @@ private:
     // another file that got the same number.
     bool isFileOpen() const {
         struct stat status {};
-        return fstat(file_, &status) == 0 && status.st_dev == opened_.st_dev &&
-               status.st_ino == opened_.st_ino;
+        if (file_ < 0 || fstat(file_, &status) != 0) {
+            return file_ >= 0 && errno != EBADF;
+        }
+        const bool isKnown = opened_.st_ino != 0;
+        return !isKnown || (status.st_dev == opened_.st_dev && status.st_ino == opened_.st_ino);
     }
 
     // While a process waits at the gate, the object may be removed by the one before it.
@@ -254,7 +257,7 @@ private:
 
     std::string path_;
     int file_ = -1;
-    struct stat opened_ {};
+    struct stat opened_ {}; // zeros if the system did not tell
     // A forked child shares the locks with its parent: they do not tell whether the parent lives.
     const pid_t opener_ = getpid();
     char* bytes_ = nullptr;

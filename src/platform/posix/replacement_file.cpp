@@ -13,6 +13,8 @@ namespace {
 constexpr char kMark[] = ".qzsave-";
 constexpr int kMostOfName = 200;
 
+constexpr int kMostNumbers = 10'000;
+
 using Name = char[NAME_MAX + 1];
 
 // The numbers begin with 0 for each file, so that a look at a few names finds what was left behind:
@@ -33,16 +35,16 @@ bool claim(int file) {
 }
 
 // Compares under the lock: nobody else can give the name to another file from then on. False if
-// there is no such file.
+// there is no such file, or the system cannot open it for want of a descriptor.
 bool removeIfAbandoned(int directory, const char* name) {
     const Descriptor file(
         openat(directory, name, O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY));
-    if (!file.isOpen() && errno == ENOENT) {
-        return false;
+    if (!file.isOpen()) {
+        return errno == EACCES;
     }
     struct stat opened {};
     struct stat named {};
-    if (file.isOpen() && lock(file.number()) && fstat(file.number(), &opened) == 0 &&
+    if (lock(file.number()) && fstat(file.number(), &opened) == 0 &&
         fstatat(directory, name, &named, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(opened.st_mode) &&
         opened.st_ino == named.st_ino && opened.st_dev == named.st_dev) {
         unlinkat(directory, name, 0);
@@ -59,7 +61,6 @@ ReplacementFile::~ReplacementFile() {
 }
 
 bool ReplacementFile::create(mode_t mode) {
-    constexpr int kMostNumbers = 10'000;
     for (int number = 0; number < kMostNumbers; ++number) {
         writeTemporaryName(temporaryName_, name_, number);
         file_ = Descriptor(aboveStandardStreams(uninterrupted([&] {
@@ -89,7 +90,7 @@ bool ReplacementFile::takePlace() {
 void ReplacementFile::removeAbandoned(int directory, const char* name) {
     constexpr int kMostFree = 4; // so many free numbers in a row are the end
     int free = 0;
-    for (int number = 0; free < kMostFree; ++number) {
+    for (int number = 0; free < kMostFree && number < kMostNumbers; ++number) {
         Name temporary;
         writeTemporaryName(temporary, name, number);
         free = removeIfAbandoned(directory, temporary) ? 0 : free + 1;
