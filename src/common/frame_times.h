@@ -2,6 +2,7 @@
 #pragma once
 
 #include "core/spin.h"
+#include "platform/pause.h"
 
 #include <algorithm>
 #include <array>
@@ -33,10 +34,10 @@ public:
     // thread has the lock for more than a moment; in a forked child it may have it for ever.
     template<class Visit>
     std::uint64_t read(std::uint64_t next, std::size_t room, Visit visit) const {
-        if (!lock_.lockSoon()) {
+        std::unique_lock lock(lock_, std::try_to_lock);
+        if (!lock && !platform::succeedsSoon([&] { return lock.try_lock(); })) {
             return next;
         }
-        const std::lock_guard lock(lock_, std::adopt_lock);
         const std::uint64_t oldest = count_ > kKept ? count_ - kKept : 0;
         next = next > count_ ? oldest : std::max(next, oldest);
         for (; room > 0 && next < count_; --room, ++next) {

@@ -101,7 +101,9 @@ bool ConfigParser::Impl::parse(Read read, Origin origin) {
     try {
         std::optional<SourceText> text = read();
         if (!text) {
-            unread = unread.empty() ? "there is no text, or it is too long" : unread;
+            if (unread.empty()) {
+                unread = "there is no text, or it is too long";
+            }
             return false;
         }
         tree.setSource(std::move(*text));

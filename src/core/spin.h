@@ -44,19 +44,6 @@ public:
             spin.turn();
         }
     }
-    // False if another thread keeps the lock for longer than it takes to yield to it a few times.
-    bool lockSoon() {
-        constexpr int kTurns = 100;
-        Spin spin;
-        int left = kTurns;
-        while (!try_lock()) {
-            if (--left == 0) {
-                return false;
-            }
-            spin.turn();
-        }
-        return true;
-    }
     bool try_lock() { return !busy_.test_and_set(std::memory_order_acquire); }
     void unlock() { busy_.clear(std::memory_order_release); }
 

@@ -97,7 +97,7 @@ public:
         opened->node = &node;
         if (const char* const flaw =
                 opened->file.open(node.entry(), index_.nameOf(node), dataEnd_)) {
-            complain(node, flaw); // and does not keep the view: it may be of another archive
+            complain(node, flaw); // and drops the view: a host's Io may have opened another archive
             return fail(PHYSFS_ERR_CORRUPT);
         }
         return &opened.release()->io;
@@ -119,7 +119,8 @@ public:
     }
 
 private:
-    // Null, with PhysicsFS's error set, if the archive cannot be opened by its path again.
+    // Null, with PhysicsFS's error set, if memory runs out, or if a host's own Io, which may open
+    // the archive by its path again, fails.
     std::unique_ptr<OpenFile> takeIdle() {
         const std::lock_guard lock(mutex_);
         if (idle_.empty()) {
