@@ -125,7 +125,7 @@ public:
 
 private:
     Mem::Ptr<Chunk> first_;
-    Mem::Ptr<Chunk> last_;
+    Chunk* last_ = nullptr; /* valid if first_ is set, which holds it */
 };
 
 } // namespace Mail

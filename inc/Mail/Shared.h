@@ -34,7 +34,14 @@ private:
     template<class T>
     friend class Ptr;
 
-    void retain() { ++refCount_; }
+    /* Nobody but its maker has an object without references. */
+    void retain() {
+        if (refCount_.get() == 0) {
+            refCount_.set(1);
+        } else {
+            ++refCount_;
+        }
+    }
 
     /* Returns true if that was the last reference. The holder of the only reference need not count
      * down, because nobody else can take another. */

@@ -67,6 +67,11 @@ public:
 
     int32_t get() const { return static_cast<int32_t>(value_.load()); }
 
+    /* Cheaper than the operators, and no barrier: for a thread that alone has the counter. */
+    void set(int32_t value) {
+        value_.store(static_cast<uint32_t>(value), std::memory_order_relaxed);
+    }
+
 private:
     std::atomic<uint32_t> value_{0}; /* unsigned: overflow is defined */
 };

@@ -61,7 +61,7 @@ Mem::Ptr<Chunk> Chunk::alloc(std::uint64_t n) {
     }
     Mem::Ptr<Chunk> first = try_alloc(n);
     if (!first || first->size() == n) {
-        return first; // the usual case; a Chain would count references for nothing
+        return first; // the usual case
     }
     Chain chain;
     for (Mem::Ptr<Chunk> chunk = std::move(first); chunk; chunk = try_alloc(n)) {
@@ -118,11 +118,12 @@ void Chain::append(Mem::Ptr<Chunk> chunks) {
     if (!chunks) {
         return;
     }
-    (last_ ? last_->next_ : first_) = chunks;
-    while (chunks->next_) {
-        chunks = Mem::Ptr<Chunk>(chunks->next_);
+    Chunk* last = chunks.get();
+    while (last->next_) {
+        last = last->next_.get();
     }
-    last_ = std::move(chunks);
+    (first_ ? last_->next_ : first_) = std::move(chunks);
+    last_ = last;
 }
 
 Mem::Ptr<Chunk> Chain::pop() {
@@ -130,14 +131,10 @@ Mem::Ptr<Chunk> Chain::pop() {
     if (chunk) {
         first_ = std::move(chunk->next_);
     }
-    if (!first_) {
-        last_ = nullptr;
-    }
     return chunk;
 }
 
 Mem::Ptr<Chunk> Chain::take() {
-    last_ = nullptr;
     return std::move(first_);
 }
 

@@ -44,11 +44,10 @@ Region SpareSpace::take() {
 
 Region SpareSpace::takeGivenBack() {
     const std::lock_guard lock(lock_);
-    if (!first_) {
+    Mem::Ptr<Chunk> chunk = givenBack_.pop();
+    if (!chunk) {
         return {};
     }
-    Mem::Ptr<Chunk> chunk = std::move(first_);
-    first_ = std::move(chunk->next_);
     Region region{std::move(chunk->buffer_), chunk->begin_, chunk->end_};
     chunk->next_ = std::move(unused_);
     unused_ = std::move(chunk);
@@ -57,13 +56,8 @@ Region SpareSpace::takeGivenBack() {
 
 void SpareSpace::giveBack(Region region) {
     const std::lock_guard lock(lock_);
-    Mem::Ptr<Chunk> chunk = chunkFor(std::move(region));
-    if (!chunk) {
-        return; // the region's bytes are free again when the whole buffer is
-    }
-    Chunk* const added = chunk.get();
-    (first_ ? last_->next_ : first_) = std::move(chunk);
-    last_ = added;
+    // Without a chunk the region's bytes are free again when the whole buffer is.
+    givenBack_.append(chunkFor(std::move(region)));
 }
 
 Mem::Ptr<Chunk> SpareSpace::chunkFor(Region region) {

@@ -48,8 +48,7 @@ private:
     Mem::Ptr<Chunk> chunkFor(Region region);
 
     Sync::Futex lock_;
-    Mem::Ptr<Chunk> first_;  // of the regions given back
-    Chunk* last_ = nullptr;  // valid if first_ is set; a Chain would count references to it
+    Chain givenBack_;
     Mem::Ptr<Chunk> unused_; // a list of chunks to reuse without taking the pool's lock
 };
 
