@@ -1,18 +1,16 @@
 #include "core/library_log.h"
 
 #include "Core/Clock.h"
-#include "Core/Threads.h"
 #include "core/log_line.h"
 #include "core/log_record.h"
+#include "core/log_thread.h"
 #include "core/log_writer.h"
 #include "core/static_storage.h"
-#include "core/thread_unload.h"
 #include "platform/console.h"
 #include "platform/environment.h"
 #include "platform/thread.h"
 
 #include <atomic>
-#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <new>
@@ -37,28 +35,10 @@ constinit std::atomic<bool> initialised{false};
 
 constinit std::atomic<unsigned int> echoMask{kEchoable};
 
-// The thread that changes the state from `running` to `ending` ends the writer thread and drains.
-enum class ThreadState { none, running, ending, ended };
-constinit std::atomic<ThreadState> threadState{ThreadState::none};
-constinit int threadsProcess = 0; // a forked child has the state, but not the thread
-
-constinit QZ_thread* writerThread = nullptr;
-constinit std::atomic<std::uintptr_t> writerThreadId{0};
-constinit platform::Semaphore writerThreadBegun{};
-constinit platform::Semaphore writerThreadEnded{};
+constinit core::LogThread thread;
 
 core::LogWriter& writer() {
     return writerStorage.object();
-}
-
-void* runWriterThread(void*) {
-    platform::nameThread("qz log");
-    writerThreadId.store(platform::currentThread(), std::memory_order_relaxed);
-    writerThreadBegun.signal();
-    platform::blockSignals(); // the host's handlers must not interrupt this thread
-    writer().run();
-    writerThreadEnded.signal();
-    return nullptr;
 }
 
 // Another processor was most likely the last to write the data that all callers write to. Asking
@@ -108,56 +88,15 @@ void openFirstOutput(const char* directory, const char* name) {
     }
 }
 
-// True in a child that was forked while the thread ran. The parent writes what is queued, and locks
-// that the thread held stay locked in the child.
-bool isThreadElsewhere() {
-    const ThreadState state = threadState.load(std::memory_order_acquire);
-    return (state == ThreadState::running || state == ThreadState::ending) &&
-           threadsProcess != platform::processId();
-}
-
-bool takeOverEnding() {
-    ThreadState expected = ThreadState::running;
-    return threadState.compare_exchange_strong(expected, ThreadState::ending);
-}
-
-void askThreadToEnd() {
-    writer().hook().close();
-    writer().endThread();
-}
-
-void drainAfterThread() {
-    writerThread = nullptr;
-    writer().drain();
-    threadState.store(ThreadState::ended, std::memory_order_release);
-}
-
-bool isRunning() {
-    return threadState.load(std::memory_order_acquire) == ThreadState::running;
-}
-
 void closeWriter() {
     writer().drain();
     writer().close();
-    const bool somebodyIsEndingTheThread =
-        threadState.load(std::memory_order_acquire) == ThreadState::ending;
-    if (!somebodyIsEndingTheThread) {
-        writerThreadBegun.destroy();
-        writerThreadEnded.destroy();
-    }
+    thread.close();
 }
 
-// Waits while another thread ends the writer thread; false if that takes too long.
-bool waitForOthersEnding(std::chrono::microseconds limit) {
-    constexpr std::chrono::milliseconds kStep{1};
-    for (auto left = limit; threadState.load(std::memory_order_acquire) == ThreadState::ending;
-         left -= kStep) {
-        if (left <= std::chrono::microseconds::zero()) {
-            return false;
-        }
-        platform::sleepFor(kStep);
-    }
-    return true;
+// True for the caller that ends the use of the log. In a forked child there is nothing to end.
+bool endUse() {
+    return initialised.exchange(false) && !thread.isElsewhere();
 }
 
 // `failed` if it is not set.
@@ -194,8 +133,7 @@ int qz_log_init() {
     pool.fill();
     writerStorage.make(pool, duplicates);
     writer().open();
-    writerThreadBegun.create(0);
-    writerThreadEnded.create(0);
+    thread.open(writer());
     platform::refreshEcho();
     if (const auto levels = wantedEcho()) {
         echoMask.store(*levels & kEchoable, std::memory_order_relaxed);
@@ -235,8 +173,7 @@ void qz_vlogf(const char* module, unsigned int level, const char* format, va_lis
 }
 
 int qz_log_start(const char* directory, const char* name) {
-    if (!initialised.load(std::memory_order_acquire) ||
-        threadState.load(std::memory_order_acquire) != ThreadState::none) {
+    if (!initialised.load(std::memory_order_acquire) || thread.wasStarted()) {
         return -1;
     }
     platform::refreshEcho();
@@ -247,56 +184,29 @@ int qz_log_start(const char* directory, const char* name) {
     if (name != nullptr) {
         openFirstOutput(directory, name);
     }
-    writer().allowThread();
-    threadsProcess = platform::processId();
-    threadState.store(ThreadState::running, std::memory_order_release);
-    writerThread = QZ_thread_create(runWriterThread, nullptr, 1);
-    if (writerThread != nullptr) {
-        // If the system begins and ends threads with the loader's lock held, a thread that had not
-        // begun could not end during an unload. The limit is for hosts that start the log with that
-        // lock held.
-        writerThreadBegun.waitFor(std::chrono::seconds(1));
-        return 0;
+    const int error = thread.start();
+    if (error != 0) {
+        report(QZ_LOG_ALERT, "can't start log thread");
     }
-    const int error = errno != 0 ? errno : EAGAIN;
-    report(QZ_LOG_ALERT, "can't start log thread");
-    drainAfterThread();
     return error;
 }
 
 void qz_log_stop(void) {
-    if (!isThreadElsewhere() && takeOverEnding()) {
-        askThreadToEnd();
-        writerThreadEnded.wait();
-        QZ_thread_wait(writerThread);
-        drainAfterThread();
-    }
+    thread.stop();
 }
 
 void qz_log_exit(void) {
-    if (!initialised.exchange(false) || isThreadElsewhere()) {
-        return;
+    if (endUse()) {
+        thread.stop();
+        closeWriter();
     }
-    qz_log_stop();
-    closeWriter();
 }
 
 void core::closeLogAtUnload() {
     constexpr std::chrono::seconds kLongestWait{2};
-    if (!initialised.exchange(false) || isThreadElsewhere()) {
-        return;
+    if (endUse() && thread.stopAtUnload(kLongestWait)) {
+        closeWriter();
     }
-    if (takeOverEnding()) {
-        askThreadToEnd();
-        if (!writerThreadEnded.waitFor(kLongestWait)) {
-            return;
-        }
-        core::waitAtUnload(writerThread);
-        drainAfterThread();
-    } else if (!waitForOthersEnding(kLongestWait)) {
-        return;
-    }
-    closeWriter();
 }
 
 void core::closeLogReadersAtUnload() {
@@ -304,15 +214,7 @@ void core::closeLogReadersAtUnload() {
 }
 
 void core::letLogCatchUp(std::chrono::milliseconds longest) {
-    constexpr std::chrono::milliseconds kStep{1};
-    if (writerThreadId.load(std::memory_order_relaxed) == platform::currentThread() ||
-        isThreadElsewhere()) {
-        return;
-    }
-    while (longest.count() > 0 && isRunning() && !writer().isIdle()) {
-        platform::sleepFor(kStep);
-        longest -= kStep;
-    }
+    thread.catchUp(longest);
 }
 
 void core::rescueLogAtProcessEnd() {
@@ -334,7 +236,7 @@ void qz_log_set_output(const char* name, const char* module_filter, unsigned int
 }
 
 int qz_log_hook_start(void) {
-    return isRunning() && writer().hook().start() ? 0 : -1;
+    return thread.isRunning() && writer().hook().start() ? 0 : -1;
 }
 
 const qz_log_entry* qz_log_hook_read(void) {
@@ -348,9 +250,8 @@ void qz_log_hook_stop(void) {
 }
 
 bool core::isLogToCome() {
-    const ThreadState state = threadState.load(std::memory_order_acquire);
-    return initialised.load(std::memory_order_acquire) &&
-           (state == ThreadState::none || state == ThreadState::running) && !isThreadElsewhere();
+    return initialised.load(std::memory_order_acquire) && !thread.hasEnded() &&
+           !thread.isElsewhere();
 }
 
 qz_log_reader* core::openLogSink(std::unique_ptr<LogSink> sink) {

@@ -38,11 +38,9 @@ public:
     // True if everything queued so far is written and the writer thread rests. Any thread.
     bool isIdle() const { return signal_.isIdle(); }
 
-    // The writer thread's loop, until endThread was called or it meets a signal without a record.
+    // The writer thread's loop, until endThread was called, which ends it after its current batch,
+    // or it meets a signal without a record.
     void run();
-
-    // allowThread comes before the thread starts; endThread ends it after its current batch.
-    void allowThread() { endRequested_.store(false, std::memory_order_release); }
     void endThread();
 
     // Takes all records out of circulation, writes those that are queued, says how many messages
