@@ -4,8 +4,8 @@
  *     io::FileStream file("options.lua", io::FileStream::Mode::kReplace);
  *     io::StreamBuffer buffer(file);
  *     std::ostream out(&buffer);
- *     Lua::Serializer(out).serialize(state, "options");
- *     if (!file.close()) { ... }
+ *     out << text;
+ *     if (!out || !file.close()) { ... }
  */
 #ifndef QZCORE_IO_ADAPTERS_H
 #define QZCORE_IO_ADAPTERS_H
@@ -22,8 +22,12 @@
 namespace io {
 
 /* A std::istream as a stream. Positions are those of the std::istream's buffer. The stream has no
- * buffer of its own, so both may be used in turns. A std::istream that cannot seek, for example a
- * pipe, is read from where it is; then positions count from 0, and the size is unknown. */
+ * buffer of its own, so both may be used in turns: each goes on where the other has stopped. `tell`
+ * does not count what went past this stream; seek sets that right. Files that Windows opened in
+ * text mode are read and written well, but their positions are not those of the bytes.
+ *
+ * A std::istream that cannot seek, for example a pipe, is read from where it is; then positions
+ * count from 0, and the size is unknown. */
 class QZ_API StdInputStream final : public Stream {
 public:
     /* The std::istream outlives this stream. Its state bits do not change: only this stream tells
@@ -39,6 +43,7 @@ protected:
 private:
     std::istream& in_;
     bool isSeekable_ = false;
+    bool isSought_ = false;        /* the next access goes to another position */
     std::uint64_t inPosition_ = 0; /* if it cannot seek */
 };
 
@@ -57,13 +62,15 @@ protected:
 private:
     std::ostream& out_;
     bool isSeekable_ = false;
+    bool isSought_ = false;
     std::uint64_t outPosition_ = 0;
 };
 
 /* A stream as the buffer of a std::istream or std::ostream, whose constructor takes its address. It
- * buffers at most one character, which was peeked at: after reading call std::istream::sync before
- * you use the stream itself again. An error sets the C++ stream's bad or fail bit, and the stream
- * has its text. Nothing throws, unless the C++ stream was told to. */
+ * buffers at most one character, which was peeked at, and keeps the one before, to be put back:
+ * after reading call std::istream::sync before you use the stream itself again. An error sets the
+ * C++ stream's bad or fail bit, and the stream has its text. Nothing throws, unless the C++ stream
+ * was told to. */
 class QZ_API StreamBuffer final : public std::streambuf {
 public:
     /* The stream outlives the buffer. */
@@ -81,11 +88,12 @@ protected:
     int sync() override;
 
 private:
+    QZ_LOCAL std::size_t ahead() const; /* characters in the get area that were not read */
     QZ_LOCAL std::uint64_t position() const;
     QZ_LOCAL bool leaveNext();
 
     Stream& stream_;
-    char next_ = 0; /* the character that was peeked at, in the get area until it is read */
+    char area_[2] = {}; /* the character read last, and the one that was peeked at */
 };
 
 } // namespace io

@@ -44,8 +44,15 @@ private:
     }
 
     /* Returns true if that was the last reference. The holder of the only reference need not count
-     * down, because nobody else can take another. */
-    bool release() { return refCount_.get() == 1 || --refCount_ == 0; }
+     * down, because nobody else can take another. The count is then 1, so that a reference which
+     * the destructor takes does not become the last one again. */
+    bool release() {
+        if (refCount_.get() != 1 && --refCount_ != 0) {
+            return false;
+        }
+        refCount_.set(1);
+        return true;
+    }
 
     void destroy() { delete this; }
 

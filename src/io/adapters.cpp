@@ -54,6 +54,7 @@ StdInputStream::StdInputStream(std::istream& in) : in_(in) {
     isSeekable_ = position >= 0;
     inPosition_ = isSeekable_ ? static_cast<std::uint64_t>(position) : 0;
     seek(inPosition_);
+    isSought_ = false;
 }
 
 StdInputStream::~StdInputStream() = default;
@@ -64,14 +65,15 @@ std::size_t StdInputStream::readAt(std::uint64_t position, void* data, std::size
         return 0;
     }
     std::streambuf& buffer = *in_.rdbuf();
-    if (isSeekable_ && tellOf(buffer, std::ios::in) != static_cast<std::streamoff>(position) &&
-        !goTo(buffer, position, std::ios::in)) {
+    if (isSought_ && !goTo(buffer, position, std::ios::in)) {
         return 0; // the position is past the end, and this buffer cannot seek there
     }
+    isSought_ = false;
     const auto wanted = static_cast<std::streamsize>(count);
     const std::streamsize done =
         attempt([&] { return buffer.sgetn(static_cast<char*>(data), wanted); }, -1);
-    if (done < 0) {
+    const bool wasClosed = done == 0 && isSeekable_ && tellOf(buffer, std::ios::in) < 0;
+    if (done < 0 || wasClosed) {
         fail("can't read the std::istream");
         return 0;
     }
@@ -84,6 +86,7 @@ std::uint64_t StdInputStream::sizeNow() {
 }
 
 bool StdInputStream::canSeek(std::uint64_t position) {
+    isSought_ = isSeekable_;
     return isSeekable_ || position == inPosition_ || fail("this std::istream cannot seek");
 }
 
@@ -96,6 +99,7 @@ StdOutputStream::StdOutputStream(std::ostream& out) : out_(out) {
     isSeekable_ = position >= 0;
     outPosition_ = isSeekable_ ? static_cast<std::uint64_t>(position) : 0;
     seek(outPosition_);
+    isSought_ = false;
 }
 
 StdOutputStream::~StdOutputStream() = default;
@@ -106,11 +110,11 @@ std::size_t StdOutputStream::writeAt(std::uint64_t position, const void* data, s
         return 0;
     }
     std::streambuf& buffer = *out_.rdbuf();
-    if (isSeekable_ && tellOf(buffer, std::ios::out) != static_cast<std::streamoff>(position) &&
-        !goTo(buffer, position, std::ios::out)) {
+    if (isSought_ && !goTo(buffer, position, std::ios::out)) {
         fail("this std::ostream cannot go there");
         return 0;
     }
+    isSought_ = false;
     const auto wanted = static_cast<std::streamsize>(count);
     const std::streamsize done =
         attempt([&] { return buffer.sputn(static_cast<const char*>(data), wanted); }, 0);
@@ -134,6 +138,7 @@ bool StdOutputStream::sync() {
 }
 
 bool StdOutputStream::canSeek(std::uint64_t position) {
+    isSought_ = isSeekable_;
     return isSeekable_ || position == outPosition_ || fail("this std::ostream cannot seek");
 }
 
@@ -143,28 +148,29 @@ StreamBuffer::int_type StreamBuffer::underflow() {
     if (gptr() < egptr()) {
         return traits_type::to_int_type(*gptr());
     }
-    if (stream_.read(&next_, 1) == 0) {
+    const bool hasLast = gptr() != nullptr;
+    const char last = hasLast ? *(gptr() - 1) : '\0';
+    if (stream_.read(&area_[1], 1) == 0) {
         return traits_type::eof();
     }
-    setg(&next_, &next_, &next_ + 1);
-    return traits_type::to_int_type(next_);
+    area_[0] = last;
+    setg(hasLast ? &area_[0] : &area_[1], &area_[1], area_ + 2);
+    return traits_type::to_int_type(area_[1]);
 }
 
 std::streamsize StreamBuffer::xsgetn(char* data, std::streamsize count) {
     if (count <= 0) {
         return 0;
     }
-    const bool hasNext = gptr() < egptr();
-    if (hasNext) {
-        *data = *gptr();
-        gbump(1);
-    }
-    const std::size_t taken = hasNext ? 1 : 0;
-    const std::size_t rest = static_cast<std::size_t>(count) - taken;
-    const std::size_t done = taken + stream_.read(data + taken, rest);
-    if (done > 0) {
-        next_ = data[done - 1];
-        setg(&next_, &next_ + 1, &next_ + 1); // so that the last byte can be put back
+    const auto wanted = static_cast<std::size_t>(count);
+    const std::size_t taken = std::min(wanted, ahead());
+    std::copy_n(gptr(), taken, data);
+    gbump(static_cast<int>(taken));
+    const std::size_t done =
+        taken < wanted ? taken + stream_.read(data + taken, wanted - taken) : taken;
+    if (done > taken) {
+        area_[0] = data[done - 1];
+        setg(&area_[0], &area_[1], &area_[1]); // so that the last byte can be put back
     }
     return static_cast<std::streamsize>(done);
 }
@@ -209,15 +215,19 @@ int StreamBuffer::sync() {
     return leaveNext() && stream_.flush() ? 0 : -1;
 }
 
-std::uint64_t StreamBuffer::position() const {
-    return stream_.tell() - (gptr() < egptr() ? 1U : 0U);
+std::size_t StreamBuffer::ahead() const {
+    return static_cast<std::size_t>(egptr() - gptr());
 }
 
-// Gives back to the stream a byte that was looked at but not taken.
+std::uint64_t StreamBuffer::position() const {
+    return stream_.tell() - ahead();
+}
+
+// Gives back to the stream what was looked at but not taken.
 bool StreamBuffer::leaveNext() {
-    const bool hasNext = gptr() < egptr();
+    const std::size_t left = ahead();
     setg(nullptr, nullptr, nullptr);
-    return !hasNext || stream_.seek(stream_.tell() - 1);
+    return left == 0 || stream_.seek(stream_.tell() - left);
 }
 
 } // namespace io

@@ -6,6 +6,8 @@
 #include "support/null_from_malloc.h"
 #include "support/test.h"
 
+#include <fstream>
+
 namespace {
 
 using Mode = io::FileStream::Mode;
@@ -124,6 +126,46 @@ TEST(IoStream, EveryKindWritesWhatItIsTold) {
     EXPECT_EQ(text.str(), textModel.replace(1, 2, "EX"));
 }
 
+TEST(IoStream, StandardStreamsAreUsedInTurns) {
+    std::stringstream text;
+    io::StdOutputStream out(text);
+    io::StdInputStream in(text);
+    EXPECT_EQ(out.write("ab", 2), 2U);
+    text << "CD";
+    EXPECT_EQ(out.write("ef", 2), 2U);
+    EXPECT_EQ(text.str(), "abCDef");
+    char two[2];
+    EXPECT_EQ(in.read(two, 2), 2U);
+    EXPECT_EQ(text.get(), 'C');
+    EXPECT_EQ(in.read(two, 2), 2U);
+    EXPECT_EQ(std::string_view(two, 2), "De");
+    EXPECT_TRUE(in.seek(in.tell()) && in.read(two, 2) == 2);
+    EXPECT_EQ(std::string_view(two, 2), "ef") << "a position is the buffer's";
+
+    const std::string path = (freshDirectory() / "lines").string();
+    std::string lines;
+    std::ofstream file(path); // as text
+    io::StdOutputStream intoFile(file);
+    for (int i = 0; i < 3000; ++i) {
+        const std::string line = std::to_string(i) + '\n';
+        EXPECT_EQ(intoFile.write(line.data(), line.size()), line.size());
+        lines += line;
+    }
+    file.close();
+    std::ifstream opened(path);
+    io::StdInputStream fromFile(opened);
+    std::string read;
+    for (char three[3]; read.size() < lines.size();) {
+        const std::size_t count = fromFile.read(three, sizeof three);
+        ASSERT_NE(count, 0U);
+        read.append(three, count);
+    }
+    EXPECT_EQ(read, lines);
+    opened.close();
+    EXPECT_EQ(fromFile.read(two, 1), 0U);
+    EXPECT_FALSE(fromFile.isGood()) << "no end, but an error";
+}
+
 TEST(IoStream, MessagesTakeAllOrNothing) {
     Mail::Message message(7);
     message.addBytes("ab", 2);
@@ -238,6 +280,10 @@ TEST(IoStream, StandardStreamsOverOurs) {
     EXPECT_EQ(std::string(std::istreambuf_iterator<char>(both), {}), "first LINE\n4711\n");
 
     both.clear();
+    both.seekg(0);
+    EXPECT_EQ(both.get(), 'f');
+    EXPECT_EQ(both.peek(), 'i');
+    EXPECT_EQ(both.unget().tellg(), 0) << "a look ahead does not forget what was read";
     both.seekg(0);
     char small[4];
     both.peek();
