@@ -2,10 +2,17 @@
 
 #include "Core/Threads.h"
 #include "core/thread_unload.h"
+#include "platform/wait_until.h"
 
 #include <cerrno>
 
 namespace core {
+
+namespace {
+
+constexpr std::chrono::milliseconds kLookInterval{1}; // while waiting for the thread
+
+} // namespace
 
 void LogThread::open(LogWriter& writer) {
     writer_ = &writer;
@@ -73,7 +80,7 @@ void LogThread::stop() {
     }
 }
 
-bool LogThread::stopAtUnload(std::chrono::microseconds limit) {
+bool LogThread::stopAtUnload(std::chrono::milliseconds limit) {
     if (!takeOverEnding()) {
         return waitForOthersEnding(limit);
     }
@@ -86,15 +93,8 @@ bool LogThread::stopAtUnload(std::chrono::microseconds limit) {
     return true;
 }
 
-bool LogThread::waitForOthersEnding(std::chrono::microseconds limit) const {
-    constexpr std::chrono::milliseconds kStep{1};
-    for (auto left = limit; state() == State::ending; left -= kStep) {
-        if (left <= std::chrono::microseconds::zero()) {
-            return false;
-        }
-        platform::sleepFor(kStep);
-    }
-    return true;
+bool LogThread::waitForOthersEnding(std::chrono::milliseconds limit) const {
+    return platform::waitUntil(limit, kLookInterval, [this] { return state() != State::ending; });
 }
 
 bool LogThread::isElsewhere() const {
@@ -103,13 +103,9 @@ bool LogThread::isElsewhere() const {
 }
 
 void LogThread::catchUp(std::chrono::milliseconds longest) const {
-    constexpr std::chrono::milliseconds kStep{1};
-    if (id_.load(std::memory_order_relaxed) == platform::currentThread() || isElsewhere()) {
-        return;
-    }
-    while (longest.count() > 0 && isRunning() && !writer_->isIdle()) {
-        platform::sleepFor(kStep);
-        longest -= kStep;
+    if (id_.load(std::memory_order_relaxed) != platform::currentThread() && !isElsewhere()) {
+        platform::waitUntil(longest, kLookInterval,
+                            [this] { return !isRunning() || writer_->isIdle(); });
     }
 }
 

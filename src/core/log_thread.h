@@ -31,7 +31,7 @@ public:
     // The same for the unloading of the library, which holds the loader's lock. Waits also for
     // somebody who is ending the thread. False if that takes longer than the limit; the thread then
     // keeps what it uses.
-    bool stopAtUnload(std::chrono::microseconds limit);
+    bool stopAtUnload(std::chrono::milliseconds limit);
 
     bool wasStarted() const { return state() != State::none; }
     bool isRunning() const { return state() == State::running; }
@@ -54,7 +54,7 @@ private:
     bool takeOverEnding();
     void askToEnd();
     void drain();
-    bool waitForOthersEnding(std::chrono::microseconds limit) const;
+    bool waitForOthersEnding(std::chrono::milliseconds limit) const;
 
     LogWriter* writer_ = nullptr;
     std::atomic<State> state_{State::none};

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "platform/thread.h"
+#include "platform/wait_until.h"
 
 #include <atomic>
 #include <chrono>
@@ -41,17 +42,15 @@ private:
     bool succeedsInTime(Attempt attempt) {
         constexpr std::chrono::milliseconds kLongestWait{30'000};
         constexpr std::chrono::milliseconds kStep{5};
-        for (std::chrono::milliseconds left = kLongestWait; left.count() > 0; left -= kStep) {
-            if (attempt()) {
-                return true;
-            }
-            if (isStuck()) {
-                return false;
-            }
-            sleepFor(kStep);
+        bool isDone = false;
+        const bool isDecided = waitUntil(kLongestWait, kStep, [&] {
+            isDone = attempt();
+            return isDone || isStuck();
+        });
+        if (!isDecided) {
+            stuck_.store(holder_.load());
         }
-        stuck_.store(holder_.load());
-        return false;
+        return isDone;
     }
 
     bool isStuck() const {

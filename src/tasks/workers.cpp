@@ -4,6 +4,7 @@
 #include "Core/Log.h"
 #include "platform/pause.h"
 #include "platform/thread.h"
+#include "platform/wait_until.h"
 
 #include <utility>
 
@@ -23,18 +24,6 @@ constexpr std::chrono::milliseconds kPoll{1};
 // How many drainers run on this thread. More than one if a task waits for other work of the
 // scheduler, which may run a drainer meanwhile.
 thread_local unsigned drainersHere = 0;
-
-template<class Condition>
-bool waitUntil(std::chrono::milliseconds limit, Condition isTrue) {
-    const auto end = std::chrono::steady_clock::now() + limit;
-    while (!isTrue()) {
-        if (std::chrono::steady_clock::now() >= end) {
-            return false;
-        }
-        platform::sleepFor(kPoll);
-    }
-    return true;
-}
 
 } // namespace
 
@@ -319,11 +308,11 @@ bool Workers::stop(std::chrono::milliseconds limit) {
         tasks_.clear();
         hasTasks_.store(false, std::memory_order_relaxed);
     }
-    return waitUntil(limit, [this] { return tasksHaveEnded(); });
+    return platform::waitUntil(limit, kPoll, [this] { return tasksHaveEnded(); });
 }
 
 bool Workers::close(std::chrono::milliseconds limit) {
-    if (!waitUntil(limit, [this] { return drainersHaveEnded(); })) {
+    if (!platform::waitUntil(limit, kPoll, [this] { return drainersHaveEnded(); })) {
         return false;
     }
     bool isFirst = false;
@@ -335,7 +324,7 @@ bool Workers::close(std::chrono::milliseconds limit) {
         scheduler_.reset();
         schedulerHasEnded_ = true;
     }
-    return waitUntil(limit, [this] { return schedulerHasEnded_.load(); });
+    return platform::waitUntil(limit, kPoll, [this] { return schedulerHasEnded_.load(); });
 }
 
 Census Workers::census() {

@@ -7,6 +7,7 @@
 #include "core/library_log.h"
 #include "core/watch_table.h"
 #include "platform/thread.h"
+#include "platform/wait_until.h"
 #include "tasks/census.h"
 #include "util/published_log.h"
 
@@ -93,10 +94,8 @@ void Publication::initialise() {
 Publication::~Publication() {
     qz_log_reader_close(log_);
     constexpr std::chrono::milliseconds kStep{1};
-    for (auto left = kWriterMoment;
-         isOfThisProcess() && memory_.use_count() > 1 && left.count() > 0; left -= kStep) {
-        platform::sleepFor(kStep);
-    }
+    platform::waitUntil(kWriterMoment, kStep,
+                        [this] { return !isOfThisProcess() || memory_.use_count() <= 1; });
 }
 
 bool Publication::isOfThisProcess() const {
