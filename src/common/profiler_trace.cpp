@@ -2,7 +2,7 @@
 #include "common/recording.h"
 #include "core/decimal.h"
 #include "core/utf8_sequence.h"
-#include "platform/files.h"
+#include "platform/file.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -15,19 +15,14 @@ namespace common {
 
 namespace {
 
-// A file that is written in large pieces; it remembers a failure.
+// A file that is written in large pieces.
 class TraceFile {
 public:
-    explicit TraceFile(const char* path)
-        : file_(platform::openFile(path, platform::FileAccess::write, error_)) {
-        if (file_ != platform::kNoFile) {
-            error_ = platform::truncateFile(file_);
+    explicit TraceFile(const char* path) : file_(path, platform::FileAccess::write) {
+        if (file_.isOpen()) {
+            file_.truncate();
         }
     }
-
-    ~TraceFile() { close(); }
-    TraceFile(const TraceFile&) = delete;
-    TraceFile& operator=(const TraceFile&) = delete;
 
     void write(std::string_view text) {
         text_ += text;
@@ -38,27 +33,20 @@ public:
 
     // True if everything was written.
     bool close() {
-        if (file_ != platform::kNoFile) {
-            flush();
-            const platform::SystemError error = platform::closeFile(file_);
-            error_ = error_ != 0 ? error_ : error;
-            file_ = platform::kNoFile;
-        }
-        return error_ == 0;
+        flush();
+        file_.close();
+        return file_.error() == 0;
     }
 
 private:
     static constexpr std::size_t kPiece = 1 << 16;
 
     void flush() {
-        if (error_ == 0) {
-            platform::writeFile(file_, text_.data(), text_.size(), error_);
-        }
+        file_.write(text_.data(), text_.size());
         text_.clear();
     }
 
-    platform::SystemError error_ = 0;
-    platform::FileHandle file_;
+    platform::File file_;
     std::string text_;
 };
 

@@ -1,6 +1,6 @@
 #include "config/source_text.h"
 
-#include "platform/files.h"
+#include "platform/file.h"
 
 #include <algorithm>
 #include <climits>
@@ -12,41 +12,8 @@ namespace qz::config {
 
 namespace {
 
-class OpenFile {
-public:
-    explicit OpenFile(const char* path) : handle_(platform::openFileWaiting(path, error_)) {}
-    ~OpenFile() {
-        if (isOpen()) {
-            platform::closeFile(handle_);
-        }
-    }
-    OpenFile(const OpenFile&) = delete;
-    OpenFile& operator=(const OpenFile&) = delete;
-
-    bool isOpen() const { return handle_ != platform::kNoFile; }
-
-    // Nothing if the file is too long for an error's column to tell all positions.
-    std::optional<std::size_t> size() const {
-        std::int64_t size = 0;
-        if (platform::sizeFile(handle_, size) != 0 || size > INT_MAX) {
-            return std::nullopt;
-        }
-        return static_cast<std::size_t>(size);
-    }
-
-    platform::SystemError error() const { return error_; }
-
-    std::size_t read(char* buffer, std::size_t count) {
-        return platform::readFile(handle_, buffer, count, error_);
-    }
-
-private:
-    platform::SystemError error_ = 0;
-    platform::FileHandle handle_;
-};
-
 // Files of /proc have contents although their size is 0.
-std::optional<SourceText> readToEnd(OpenFile& file) {
+std::optional<SourceText> readToEnd(platform::File& file) {
     std::string bytes;
     char part[4096];
     std::size_t count = 0;
@@ -74,18 +41,19 @@ SourceText SourceText::copyOf(std::string_view text) {
 }
 
 std::optional<SourceText> SourceText::read(const std::string& fileName, Failure& failure) {
-    OpenFile file(pathOf(fileName));
+    platform::File file = platform::File::waiting(pathOf(fileName));
     if (!file.isOpen()) {
         failure = {"open", file.error()};
         return std::nullopt;
     }
-    const std::optional<std::size_t> size = file.size();
+    // An error's column could not tell all positions in a longer file.
+    const std::int64_t size = file.size();
     std::optional<SourceText> text;
-    if (size && *size == 0) {
+    if (size == 0) {
         text = readToEnd(file);
-    } else if (size) {
-        text = SourceText(*size);
-        if (file.read(text->chars_.get(), *size) != *size) {
+    } else if (size > 0 && size <= INT_MAX) {
+        text = SourceText(static_cast<std::size_t>(size));
+        if (file.read(text->chars_.get(), text->size_) != text->size_) {
             text.reset();
         }
     }

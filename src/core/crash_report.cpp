@@ -6,7 +6,7 @@
 #include "core/library_log.h"
 #include "platform/crash.h"
 #include "platform/environment.h"
-#include "platform/files.h"
+#include "platform/file.h"
 #include "platform/library.h"
 #include "platform/symbols.h"
 
@@ -39,26 +39,14 @@ constinit int reports = 0; // changed by the thread that has the turn to report
 // once.
 class ReportFile {
 public:
-    explicit ReportFile(const char* path)
-        : file_(platform::openFile(path, platform::FileAccess::record, error_)) {
+    explicit ReportFile(const char* path) : file_(path, platform::FileAccess::record) {
         if (isOpen()) {
-            platform::seekFileEnd(file_);
+            file_.seekEnd();
         }
     }
-    ~ReportFile() {
-        if (isOpen()) {
-            flush();
-            platform::endClaim(file_);
-            platform::closeFile(file_);
-        }
-    }
-    ReportFile(const ReportFile&) = delete;
-    ReportFile& operator=(const ReportFile&) = delete;
 
-    bool isOpen() const { return file_ != platform::kNoFile; }
-
-    // What went wrong first, in opening or in writing; 0 for nothing. Nothing is written behind it.
-    platform::SystemError error() const { return error_; }
+    bool isOpen() const { return file_.isOpen(); }
+    platform::SystemError error() const { return file_.error(); }
 
     void write(CrashLine& line) {
         const std::string_view text = line.end().text();
@@ -73,17 +61,14 @@ public:
     }
 
     void flush() {
-        if (error_ == 0) {
-            platform::writeFile(file_, buffer_, used_, error_);
-        }
+        file_.write(buffer_, used_);
         used_ = 0;
     }
 
 private:
     static constexpr int kWrittenAtOnce = 64;
 
-    platform::SystemError error_ = 0;
-    platform::FileHandle file_;
+    platform::File file_;
     int lines_ = 0;
     std::size_t used_ = 0;
     char buffer_[4096];

@@ -3,7 +3,7 @@
 #include "core/crash_modules.h"
 #include "core/crash_text.h"
 #include "platform/demangle.h"
-#include "platform/files.h"
+#include "platform/file.h"
 #include "platform/symbols.h"
 #include "platform/whole_file.h"
 
@@ -217,41 +217,27 @@ bool Retrace::writeFound(const core::FrameLine& frame, const Position& position,
     return true;
 }
 
-class ReportReader {
-public:
-    explicit ReportReader(const std::string& path)
-        : file_(platform::openFile(path.c_str(), platform::FileAccess::read, error_)) {}
-    ~ReportReader() {
-        if (file_ != platform::kNoFile) {
-            platform::closeFile(file_);
-        }
+// The report; nothing if it cannot be read or is being written.
+std::optional<std::string> readReport(const std::string& path) {
+    platform::File file(path.c_str(), platform::FileAccess::read);
+    if (!file.isOpen() || !file.keepWritersOut()) {
+        return std::nullopt;
     }
-    ReportReader(const ReportReader&) = delete;
-    ReportReader& operator=(const ReportReader&) = delete;
-
-    // The report; nothing if it cannot be read or is being written.
-    std::optional<std::string> text() {
-        std::int64_t size = 0;
-        if (file_ == platform::kNoFile || !platform::keepWritersOut(file_) ||
-            platform::sizeFile(file_, size) != 0 || size > kLargestReport) {
-            return std::nullopt;
-        }
-        std::string text(static_cast<std::size_t>(size), '\0');
-        text.resize(platform::readFile(file_, text.data(), text.size(), error_));
-        return error_ == 0 ? std::optional(std::move(text)) : std::nullopt;
+    const std::int64_t size = file.size();
+    if (size < 0 || size > kLargestReport) {
+        return std::nullopt;
     }
-
-private:
-    platform::SystemError error_ = 0;
-    platform::FileHandle file_;
-};
+    std::string text(static_cast<std::size_t>(size), '\0');
+    text.resize(file.read(text.data(), text.size()));
+    return file.error() == 0 ? std::optional(std::move(text)) : std::nullopt;
+}
 
 bool retraceReport(const std::string& path) try {
     const std::string copyPath = path + std::string(kCopyEnding);
     if (platform::pathKind(copyPath.c_str()) != platform::PathKind::missing) {
         return false;
     }
-    const std::optional<std::string> report = ReportReader(path).text();
+    const std::optional<std::string> report = readReport(path);
     return report && platform::replaceContents(copyPath.c_str(), Retrace(*report).copy());
 } catch (const platform::SymbolsOutOfReach&) {
     return false; // the next call may write a better copy

@@ -1,6 +1,6 @@
 #include "vfs/archive_io.h"
 
-#include "platform/files.h"
+#include "platform/file.h"
 #include "vfs/archive_state.h"
 
 #include <cstdint>
@@ -11,39 +11,7 @@ namespace vfs {
 
 namespace {
 
-class ArchiveFile {
-public:
-    explicit ArchiveFile(const char* path)
-        : handle_(platform::openFile(path, platform::FileAccess::read, error_)) {}
-    ~ArchiveFile() {
-        if (isOpen()) {
-            platform::closeFile(handle_);
-        }
-    }
-    ArchiveFile(const ArchiveFile&) = delete;
-    ArchiveFile& operator=(const ArchiveFile&) = delete;
-
-    bool isOpen() const { return handle_ != platform::kNoFile; }
-
-    // -1 if the system does not say.
-    PHYSFS_sint64 size() const {
-        std::int64_t size = 0;
-        return platform::sizeFile(handle_, size) == 0 ? size : -1;
-    }
-
-    // The number of bytes; -1 if reading failed.
-    PHYSFS_sint64 read(std::uint64_t position, void* to, std::size_t count) const {
-        platform::SystemError error = 0;
-        const std::size_t done = platform::readFileAt(handle_, position, to, count, error);
-        return error == 0 ? static_cast<PHYSFS_sint64>(done) : -1;
-    }
-
-private:
-    platform::SystemError error_ = 0;
-    platform::FileHandle handle_;
-};
-
-using SharedFile = std::shared_ptr<const ArchiveFile>;
+using SharedFile = std::shared_ptr<const platform::File>;
 
 // A position in the file.
 struct View {
@@ -60,13 +28,15 @@ View& viewOf(PHYSFS_Io* io) {
 
 PHYSFS_sint64 read(PHYSFS_Io* io, void* to, PHYSFS_uint64 count) {
     View& view = viewOf(io);
-    const PHYSFS_sint64 done = view.file->read(view.position, to, static_cast<std::size_t>(count));
-    if (done < 0) {
+    platform::SystemError error = 0;
+    const std::size_t done =
+        view.file->readAt(view.position, to, static_cast<std::size_t>(count), error);
+    if (error != 0) {
         PHYSFS_setErrorCode(PHYSFS_ERR_IO);
         return -1;
     }
-    view.position += static_cast<std::uint64_t>(done);
-    return done;
+    view.position += done;
+    return static_cast<PHYSFS_sint64>(done);
 }
 
 int seek(PHYSFS_Io* io, PHYSFS_uint64 position) {
@@ -114,7 +84,7 @@ std::nullptr_t failForMemory() {
 
 Io openArchiveIo(const char* path) {
     try {
-        auto file = std::make_shared<const ArchiveFile>(path);
+        auto file = std::make_shared<const platform::File>(path, platform::FileAccess::read);
         if (!file->isOpen()) {
             PHYSFS_setErrorCode(PHYSFS_ERR_OS_ERROR);
             return nullptr;

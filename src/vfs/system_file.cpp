@@ -1,6 +1,6 @@
 #include "vfs/system_file.h"
 
-#include "platform/files.h"
+#include "platform/file.h"
 #include "platform/thread.h"
 #include "platform/whole_file.h"
 #include "vfs/log.h"
@@ -19,10 +19,10 @@ constexpr std::size_t kPathRoom = 256;
 // The name is in error texts. It is older than the library's support of Linux.
 struct VFS_File_win32 {
     VFS_File base; // first, so that the handle is the object
+    platform::File file;
+    std::unique_ptr<platform::NewContents> contents; // the file's owner for openForReplacing
     platform::FileHandle handle;
-    bool isClaimed; // opened for writing
     char path[kPathRoom];
-    std::unique_ptr<platform::NewContents> contents; // owns the handle of openForReplacing
 };
 
 VFS_File_win32& systemFile(VFS_File* file) {
@@ -45,13 +45,7 @@ void report(platform::SystemError error, const char* format, ...) {
 void closeFile(VFS_File* file) {
     const platform::NoCancellation guard; // a cancelled thread would leave it open
     const std::unique_ptr<VFS_File_win32> self(&systemFile(file));
-    if (self->contents) {
-        return;
-    }
-    if (self->isClaimed) {
-        platform::endClaim(self->handle);
-    }
-    if (const platform::SystemError error = platform::closeFile(self->handle); error != 0) {
+    if (const platform::SystemError error = self->file.close(); error != 0) {
         report(error, "CloseHandle(%s)", self->path);
     }
 }
@@ -103,36 +97,28 @@ std::int64_t getFileSize(VFS_File* file) {
 constexpr VFS_FileOps kSystemFileOps = {closeFile, readFile, writeFile,
                                         seekFile,  tellFile, getFileSize};
 
-void initialise(VFS_File_win32& file, platform::FileHandle handle, const char* path,
-                bool isClaimed) {
-    file.base.ops = &kSystemFileOps;
-    file.handle = handle;
-    file.isClaimed = isClaimed;
-    const std::size_t length = strnlen(path, sizeof file.path - 1);
-    std::memcpy(file.path, path, length);
-    file.path[length] = 0;
-}
-
-// Takes over the system's handle, and closes it on failure.
-VFS_File* makeFile(platform::FileHandle handle, const char* path, bool isClaimed) {
-    auto* file = new (std::nothrow) VFS_File_win32;
-    if (file == nullptr) {
+// One of the two owns the file.
+VFS_File* makeFile(const char* path, platform::File file,
+                   std::unique_ptr<platform::NewContents> contents = nullptr) {
+    const platform::FileHandle handle = contents ? contents->file() : file.handle();
+    auto* const self = new (std::nothrow)
+        VFS_File_win32{{&kSystemFileOps}, std::move(file), std::move(contents), handle, ""};
+    if (self == nullptr) {
         vfs::logLine(QZ_LOG_ERROR, "can't allocate struct VFS_File_win32 for %s", path);
-        platform::closeFile(handle);
         return nullptr;
     }
-    initialise(*file, handle, path, isClaimed);
-    return &file->base;
+    const std::size_t length = strnlen(path, sizeof self->path - 1);
+    std::memcpy(self->path, path, length);
+    self->path[length] = 0;
+    return &self->base;
 }
 
-platform::FileHandle openOrReport(const char* path, platform::FileAccess access,
-                                  const char* operation) {
-    platform::SystemError error = 0;
-    const platform::FileHandle handle = platform::openFile(path, access, error);
-    if (handle == platform::kNoFile) {
-        report(error, "%s: CreateFile(%s)", operation, path);
+platform::File openOrReport(const char* path, platform::FileAccess access, const char* operation) {
+    platform::File file(path, access);
+    if (!file.isOpen()) {
+        report(file.error(), "%s: CreateFile(%s)", operation, path);
     }
-    return handle;
+    return file;
 }
 
 } // namespace
@@ -140,33 +126,30 @@ platform::FileHandle openOrReport(const char* path, platform::FileAccess access,
 namespace vfs {
 
 VFS_File* openForReading(const char* path) {
-    platform::SystemError error = 0;
-    const platform::FileHandle handle = platform::openFile(path, platform::FileAccess::read, error);
-    return handle == platform::kNoFile ? nullptr : makeFile(handle, path, false);
+    platform::File file(path, platform::FileAccess::read);
+    return file.isOpen() ? makeFile(path, std::move(file)) : nullptr;
 }
 
 VFS_File* openForWriting(const char* path) {
-    const platform::FileHandle handle =
-        openOrReport(path, platform::FileAccess::write, "VFS_open_write");
-    if (handle == platform::kNoFile) {
+    platform::File file = openOrReport(path, platform::FileAccess::write, "VFS_open_write");
+    if (!file.isOpen()) {
         return nullptr;
     }
-    if (const platform::SystemError error = platform::truncateFile(handle); error != 0) {
+    if (const platform::SystemError error = file.truncate(); error != 0) {
         report(error, "SetEndOfFile(%s)", path);
     }
-    return makeFile(handle, path, true);
+    return makeFile(path, std::move(file));
 }
 
 VFS_File* openForAppending(const char* path) {
-    const platform::FileHandle handle =
-        openOrReport(path, platform::FileAccess::append, "VFS_open_append");
-    if (handle == platform::kNoFile) {
+    platform::File file = openOrReport(path, platform::FileAccess::append, "VFS_open_append");
+    if (!file.isOpen()) {
         return nullptr;
     }
-    if (const platform::SystemError error = platform::seekFileEnd(handle); error != 0) {
+    if (const platform::SystemError error = file.seekEnd(); error != 0) {
         report(error, "SetFilePointerEx(%s, END)", path);
     }
-    return makeFile(handle, path, true);
+    return makeFile(path, std::move(file));
 }
 
 VFS_File* openForReplacing(const char* path) {
@@ -177,14 +160,7 @@ VFS_File* openForReplacing(const char* path) {
         report(error, "can't replace %s", path);
         return nullptr;
     }
-    auto* const file = new (std::nothrow) VFS_File_win32;
-    if (file == nullptr) {
-        vfs::logLine(QZ_LOG_ERROR, "can't allocate struct VFS_File_win32 for %s", path);
-        return nullptr;
-    }
-    initialise(*file, contents->file(), path, false);
-    file->contents = std::move(contents);
-    return &file->base;
+    return makeFile(path, {}, std::move(contents));
 }
 
 bool takePlace(VFS_File* file) {
