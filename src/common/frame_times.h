@@ -34,8 +34,8 @@ public:
     // thread has the lock for more than a moment; in a forked child it may have it for ever.
     template<class Visit>
     std::uint64_t read(std::uint64_t next, std::size_t room, Visit visit) const {
-        std::unique_lock lock(lock_, std::try_to_lock);
-        if (!lock && !platform::succeedsSoon([&] { return lock.try_lock(); })) {
+        std::unique_lock lock(lock_, std::defer_lock);
+        if (!platform::succeedsSoon([&] { return lock.try_lock(); })) {
             return next;
         }
         const std::uint64_t oldest = count_ > kKept ? count_ - kKept : 0;

@@ -121,9 +121,8 @@ void core::closeWatchTable() {
 }
 
 core::HeldWatchTable::HeldWatchTable()
-    : isHeld_(
-          tableIsOpen.load(std::memory_order_acquire) &&
-          (tableMutex.tryLock() || platform::succeedsSoon([] { return tableMutex.tryLock(); }))) {}
+    : isHeld_(tableIsOpen.load(std::memory_order_acquire) &&
+              platform::succeedsSoon([] { return tableMutex.tryLock(); })) {}
 
 core::HeldWatchTable::~HeldWatchTable() {
     if (isHeld_) {

@@ -1,4 +1,12 @@
-// How a loop waits for another thread that needs nanoseconds.
+// How a loop waits for another thread that needs nanoseconds. What comes then decides how long:
+//
+//   who                at first                      then
+//   core::Spin         50 us of pauses, 100 yields   sleeps 50 us at a time: nobody would wake it
+//   succeedsSoon       10 us of pauses, about what   returns: the caller sleeps until somebody
+//                      sleeping and waking take      wakes it, or does without
+//   tasks::Workers     20 us of pauses, 16 yields    gives its thread back: waking another for
+//                      (lookAround)                  the next task takes twice as long
+//   core::WakeSignal   32 yields, 10 us (wait)       naps, and later sleeps: its work can wait
 #pragma once
 
 #include "platform/compiler.h"
@@ -36,20 +44,19 @@ private:
     unsigned longest_;
 };
 
-// Returns true as soon as `attempt` does, or false after about as long as it takes to sleep and be
-// woken, some ten microseconds. Does not yield: if other programs keep the processor busy, that may
-// take longer than to sleep.
+// Tries at once. Returns true as soon as `attempt` does, or false after about as long as it takes
+// to sleep and be woken, some ten microseconds. Does not yield: if other programs keep the
+// processor busy, that may take longer than to sleep.
 template<class Attempt>
 bool succeedsSoon(Attempt attempt) {
-    constexpr int kAttempts = 6;
+    constexpr int kPauses = 6;
     Pauses pauses(8, 256);
-    for (int i = 0; i < kAttempts; ++i) {
+    bool isDone = attempt();
+    for (int i = 0; i < kPauses && !isDone; ++i) {
         pauses.pauseOnce();
-        if (attempt()) {
-            return true;
-        }
+        isDone = attempt();
     }
-    return false;
+    return isDone;
 }
 
 } // namespace platform

@@ -361,12 +361,12 @@ void closeSharedMutex(SharedMutex* mutex) {
 }
 
 bool lockShared(SharedMutex& mutex, std::chrono::milliseconds limit) {
-    int error = pthread_mutex_trylock(mutex.native());
+    int error = 0;
     const auto isDecided = [&] {
         error = pthread_mutex_trylock(mutex.native());
         return error != EBUSY;
     };
-    if (error == EBUSY && !succeedsSoon(isDecided)) {
+    if (!succeedsSoon(isDecided)) {
         const timespec deadline = after(limit);
         error = pthread_mutex_timedlock(mutex.native(), &deadline);
     }
