@@ -45,6 +45,11 @@ constexpr char kAllocatorWatch[] = "STL allocator";
 constexpr std::uint32_t kDirectMailboxes = 256;
 constexpr double kMebibyte = 1024.0 * 1024.0;
 
+// How long the log's last lines may take. A disk that hangs must not keep a process from ending.
+// But if the process goes on, the writer thread must not return to code that is gone.
+constexpr std::chrono::seconds kForLogAtExit{2};
+constexpr std::chrono::hours kForLogAtUnload{24};
+
 // What globalMail is, unless the host has put another there.
 constinit Mail::ServerImpl* mailServer = nullptr;
 constinit bool attached = false;
@@ -134,7 +139,7 @@ void detach() {
     QZ_watch_reset(kMainPoolWatch);
     core::defaultPool().close();
     core::closeWatchTable();
-    core::closeLogAtUnload();
+    core::closeLogAtUnload(kForLogAtUnload);
     util::closePublication(); // behind the log's last lines
     core::closeLogReadersAtUnload();
     core::deleteObjectsAtUnload();
@@ -149,7 +154,7 @@ void detachAtExit() {
     if (mailServer != nullptr) {
         mailServer->close();
     }
-    core::closeLogAtUnload();
+    core::closeLogAtUnload(kForLogAtExit);
     util::closePublication();
 }
 

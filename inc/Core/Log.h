@@ -29,7 +29,7 @@
  * reads any more does not end the process. Each reader (qz_log_reader) is for one thread at a time.
  * The other functions are for one thread at a time, normally the host's main thread. Signal
  * handlers must not call any of them. A child that was forked while the writer thread ran has no
- * such thread: its messages are echoed at best, and qz_log_stop and qz_log_exit leave the files to
+ * such thread: its messages are only echoed, and qz_log_stop and qz_log_exit leave the files to
  * the parent.
  */
 #ifndef QZCORE_CORE_LOG_H

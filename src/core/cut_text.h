@@ -6,13 +6,20 @@
 
 namespace core {
 
-// How many bytes of a text to keep, `most` or less, so that the cut is not within a character.
+// How many bytes of a text to keep, `most` or less, so that the cut is not within a character. A
+// text that is not UTF-8 is cut at `most`.
 inline std::size_t lengthToKeep(std::string_view text, std::size_t most) {
     if (text.size() <= most) {
         return text.size();
     }
-    while (most > 0 && (static_cast<unsigned char>(text[most]) & 0xC0U) == 0x80) {
-        --most;
+    constexpr std::size_t kLongestRest = 3; // of a character, behind its first byte
+    for (std::size_t end = most; end + kLongestRest >= most; --end) {
+        if ((static_cast<unsigned char>(text[end]) & 0xC0U) != 0x80) {
+            return end;
+        }
+        if (end == 0) {
+            break;
+        }
     }
     return most;
 }

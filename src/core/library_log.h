@@ -14,10 +14,9 @@ namespace core {
 
 class LogSink;
 
-// qz_log_exit for the unloading of the library. It waits for the writer thread's last lines, but at
-// most for two seconds, because a disk that hangs must not keep a process from ending. A thread
-// that has not ended by then keeps what it uses.
-void closeLogAtUnload();
+// qz_log_exit for the unloading of the library. It waits for the writer thread's last lines, but no
+// longer than the limit. A thread that has not ended by then keeps what it uses.
+void closeLogAtUnload(std::chrono::milliseconds limit);
 
 // Closes all readers. To be called after closeLogAtUnload, when nobody reads any more.
 void closeLogReadersAtUnload();

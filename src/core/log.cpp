@@ -10,6 +10,7 @@
 #include "platform/environment.h"
 #include "platform/thread.h"
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
@@ -54,7 +55,7 @@ bool queueMessage(double time, unsigned int level, const char* module, const cha
     if (record == nullptr) {
         return false;
     }
-    record->time = time;
+    record->time = std::max(time, 0.0); // a clock that was set back makes no request of it
     record->level = level;
     record->lost = pool.takeLost();
     core::copyCut(record->module, module);
@@ -99,6 +100,14 @@ bool endUse() {
     return initialised.exchange(false) && !thread.isElsewhere();
 }
 
+// In a child that is forked while the writer thread runs, messages are only echoed: another thread
+// may have been using the records or the queue, and would never end.
+void leaveToParent() {
+    if (thread.isElsewhere()) {
+        initialised.store(false, std::memory_order_release);
+    }
+}
+
 // `failed` if it is not set.
 platform::VariableStatus echoVariable(char* buffer, std::size_t size) {
     try {
@@ -130,6 +139,7 @@ int qz_log_init() {
     if (initialised.load(std::memory_order_acquire)) {
         return -1;
     }
+    platform::callInChildren(leaveToParent);
     pool.fill();
     writerStorage.make(pool, duplicates);
     writer().open();
@@ -202,9 +212,8 @@ void qz_log_exit(void) {
     }
 }
 
-void core::closeLogAtUnload() {
-    constexpr std::chrono::seconds kLongestWait{2};
-    if (endUse() && thread.stopAtUnload(kLongestWait)) {
+void core::closeLogAtUnload(std::chrono::milliseconds limit) {
+    if (endUse() && thread.stopAtUnload(limit)) {
         closeWriter();
     }
 }

@@ -73,6 +73,7 @@ void LogHook::release() {
     while (void* record = gatherPop(queue_)) {
         giveBack(*static_cast<LogRecord*>(record));
     }
+    lost_.store(0, std::memory_order_relaxed); // the next consumer has lost nothing yet
 }
 
 void LogHook::releaseCurrent() {

@@ -4,6 +4,7 @@
 #include "core/thread_unload.h"
 #include "platform/wait_until.h"
 
+#include <algorithm>
 #include <cerrno>
 
 namespace core {
@@ -11,6 +12,9 @@ namespace core {
 namespace {
 
 constexpr std::chrono::milliseconds kLookInterval{1}; // while waiting for the thread
+
+// A thread that has not begun by the time of an unload may be waiting for the loader's lock.
+constexpr std::chrono::milliseconds kLongestForUnbegun{2000};
 
 } // namespace
 
@@ -85,7 +89,8 @@ bool LogThread::stopAtUnload(std::chrono::milliseconds limit) {
         return waitForOthersEnding(limit);
     }
     askToEnd();
-    if (!ended_.waitFor(limit)) {
+    const bool hasBegun = id_.load(std::memory_order_relaxed) != 0;
+    if (!ended_.waitFor(hasBegun ? limit : std::min(limit, kLongestForUnbegun))) {
         return false;
     }
     waitAtUnload(thread_);

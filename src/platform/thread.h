@@ -66,6 +66,10 @@ private:
 
 int processId();
 
+// Has a function called in each child of fork() until the library is unloaded. On Windows there are
+// no such children.
+void callInChildren(void (*function)());
+
 // True when the process is ending and the system has killed all other threads, wherever they were.
 bool otherThreadsAreGone();
 

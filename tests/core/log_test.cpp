@@ -46,6 +46,7 @@ TEST_F(Log, WritesLinesOfEveryLevelAndCutsLongTexts) {
     qz_log("M", QZ_LOG_INFO, "");
     qz_log("M", QZ_LOG_INFO, "two\n\n");
     qz_log("M", QZ_LOG_INFO, std::string(5000, 'x').c_str());
+    qz_log("M", QZ_LOG_INFO, std::string(500, '\xB1').c_str()); // not UTF-8
     qz_log((std::string(62, 'm') + "\u00E4").c_str(), QZ_LOG_INFO, "whole characters");
     qz_log(std::string(100, 'm').c_str(), QZ_LOG_INFO, "y");
     qz_logf("M", QZ_LOG_INFO, "%d of %s", 1, "two");
@@ -54,6 +55,7 @@ TEST_F(Log, WritesLinesOfEveryLevelAndCutsLongTexts) {
                               "INFO    M: 100% %s %n", "DEBUG   M: e", "UNKNOWN M: g",
                               "INFO    <NULL>: <NULL>", "INFO    M: one line break", "INFO    M: ",
                               "INFO    M: two", "", "INFO    M: " + std::string(383, 'x'),
+                              "INFO    M: " + std::string(383, '\xB1'),
                               "INFO    " + std::string(62, 'm') + ": whole characters",
                               "INFO    " + std::string(63, 'm') + ": y", "INFO    M: 1 of two"}));
     const std::string first = readFile(path("main")).substr(0, 10);
@@ -221,8 +223,21 @@ TEST(LogHook, DeliversWhatTheWriterThreadHandledAndCountsWhatItsQueueCannotHold)
     }
     ASSERT_NE(entry, nullptr);
     EXPECT_EQ(entry->lost, kMessages - 511u);
+    for (std::uint32_t i = 0; i < kMessages; ++i) {
+        qz_log("M", QZ_LOG_TRACE, std::to_string(i).c_str());
+    }
+    std::this_thread::sleep_for(100ms);
     qz_log_hook_stop();
     EXPECT_EQ(qz_log_hook_read(), nullptr);
+
+    qz_log("M", QZ_LOG_TRACE, "to nobody"); // with it the thread gives up what the first one left
+    std::this_thread::sleep_for(100ms);
+    ASSERT_EQ(qz_log_hook_start(), 0);
+    qz_log("M", QZ_LOG_TRACE, "to the second");
+    for (entry = nullptr; entry == nullptr; entry = qz_log_hook_read()) {
+        std::this_thread::sleep_for(5ms);
+    }
+    EXPECT_EQ(entry->lost, 0u) << "nothing was lost since it began";
 }
 
 // Reads until this text comes; returns the number of entries read.

@@ -160,6 +160,10 @@ int processId() {
     return getpid();
 }
 
+void callInChildren(void (*function)()) {
+    pthread_atfork(nullptr, nullptr, function);
+}
+
 bool otherThreadsAreGone() {
     return false;
 }

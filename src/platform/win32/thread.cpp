@@ -129,6 +129,8 @@ int processId() {
     return static_cast<int>(GetCurrentProcessId());
 }
 
+void callInChildren(void (*)()) {}
+
 bool otherThreadsAreGone() {
     using IsEnding = BOOLEAN(NTAPI*)();
     // No initialiser: if a thread were killed in one, the thread that is left would wait for it.
