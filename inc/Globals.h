@@ -10,7 +10,8 @@
  * At the end of the process they stay, because other threads may be using them: neither their
  * destructors nor finalizers of Lua are called. Only the log is ended.
  *
- * globalProfiler is in Common/Profiler.h.
+ * globalProfiler is in Common/Profiler.h. On Linux the symbols of these variables begin with qz_, as
+ * in "qz_globalConfig": a program may have variables with such names.
  */
 #ifndef QZCORE_GLOBALS_H
 #define QZCORE_GLOBALS_H
@@ -25,7 +26,7 @@ struct lua_State;
 
 /* The Lua state named "Config", with all script libraries of the library open. For one thread at a
  * time, normally the host's main thread. Null once unloading has begun. */
-extern QZ_API struct lua_State* globalConfig;
+extern QZ_API struct lua_State* globalConfig QZ_SYMBOL("qz_globalConfig");
 
 QZ_EXTERN_C_END
 
@@ -45,12 +46,12 @@ class Server;
 }
 
 /* Delivers messages between the engine's parts; addresses below 256 are found fastest. */
-extern QZ_API Mail::Server* globalMail;
+extern QZ_API Mail::Server* globalMail QZ_SYMBOL("qz_globalMail");
 
 class FPS_Controller;
 
 /* Paces the host's main loop. Static initialisers may use it. */
-extern QZ_API FPS_Controller* globalFpsController;
+extern QZ_API FPS_Controller* globalFpsController QZ_SYMBOL("qz_globalFpsController");
 
 class RandomManager;
 
@@ -59,7 +60,7 @@ class RandomManager;
 QZ_API RandomManager* globalRandomManager();
 
 /* Modules register the classes that they can make here. Static initialisers may use it. */
-extern QZ_API Common::FactoryManager* registry;
+extern QZ_API Common::FactoryManager* registry QZ_SYMBOL("qz_registry");
 
 /* Stores `registry` in *out with a reference, which the caller owns, or null if there was no memory
  * to make it. It is for Common::Registrator. The library makes the first call, when it is loaded;

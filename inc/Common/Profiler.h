@@ -151,7 +151,7 @@ private:
 } // namespace Common
 
 /* The process's profiler; off until the host starts it. */
-extern QZ_API Common::Profiler& globalProfiler;
+extern QZ_API Common::Profiler& globalProfiler QZ_SYMBOL("qz_globalProfiler");
 
 inline Common::ProfiledFunc::ProfiledFunc(const char* name) : ProfiledFunc(name, globalProfiler) {}
 

@@ -18,6 +18,15 @@
 #    define QZ_API __attribute__((visibility("default")))
 #endif
 
+/* What a variable is called where the names of a program and of all its libraries meet. On Linux a
+ * variable of the program would else take the place of one of the library with the same name, and
+ * the library would write to it. */
+#if defined(_WIN32)
+#    define QZ_SYMBOL(name)
+#else
+#    define QZ_SYMBOL(name) __asm__(name)
+#endif
+
 /* Marks private members of an exported class that only the library calls, so that they are not
  * exported. It has no effect on Windows, which exports an exported class as a whole. A class
  * without virtual functions can export its public members one by one instead; then no private
