@@ -314,7 +314,8 @@ public:
 
     /* Read the value. Return false, with nothing written, if the entry has another type. An integer
      * can be read as a real, but a real not as an integer, because its fraction would be lost. A
-     * bool is read from an integer: 0 is false, any other is true. */
+     * real that is too large for a float is read as an infinite one. A bool is read from an
+     * integer: 0 is false, any other is true. */
     bool getInt(int& value) const;
     bool getDouble(double& value) const;
     bool getFloat(float& value) const;

@@ -75,9 +75,9 @@ private:
 };
 
 /* A part of another stream: `size` bytes from `start` on, as a stream that begins at 0 and does not
- * grow. It is smaller if the other stream has fewer bytes. The other stream outlives the part. Both
- * may be used in turns; each access to the part moves the other stream's position. An error of the
- * other stream is an error of the part, too. */
+ * grow beyond that. It is smaller while the other stream has fewer bytes. The other stream outlives
+ * the part. Both may be used in turns; each access to the part moves the other stream's position.
+ * An error of the other stream is an error of the part, too. */
 class QZ_API PartStream : public Stream {
 public:
     PartStream(Stream& whole, std::uint64_t start, std::uint64_t size);
@@ -107,6 +107,8 @@ public:
     /* Throws std::bad_alloc. The position is 0; to write, seek the end: `seek(size())`. */
     explicit MessageStream(const Mail::Message& message);
     ~MessageStream() override;
+
+    void clear() = delete; /* what a message has stays */
 
 protected:
     Window writeWindow(std::uint64_t position, std::size_t wanted) override;

@@ -25,7 +25,8 @@
  * What can be transferred:
  * - booleans, integers, floats, enumerations (give them a fixed type), std::string, std::vector;
  *   items that write nothing, such as empty structures, are an error;
- * - with Serial/Containers.h the other containers, sets, pairs, optional values, arrays;
+ * - with Serial/Containers.h lists, deques, maps, multimaps, sets and unordered maps and sets,
+ *   pairs, optional values, arrays;
  * - with Serial/MathTypes.h the types of Math, and the randomizers; predictors need no header;
  * - with Serial/Containers.h the snapshot of a state machine (Common::FSM::Snapshot);
  * - structures and classes with a member function `serialize(Common::CommonSerializer&)`, or a free
@@ -103,7 +104,7 @@ public:
     struct Limits {
         std::uint64_t bytes = std::uint64_t{1} << 30;
         std::uint32_t objects = 1U << 22;
-        std::uint32_t depth = 64; /* of nested values; when saving, too */
+        std::uint32_t depth = 64; /* of nested values */
 
         /* Whether an object of a class that no factory makes is kept as a Common::Record. Otherwise
          * a reference to it is an error. Records in a cycle keep each other alive, even if you have
@@ -119,6 +120,8 @@ public:
          * several times as long. Programs load the file as any other; older versions of the
          * library refuse it. */
         bool namesFields = false;
+
+        std::uint32_t depth = 64; /* of nested values; what loads the file needs as much */
     };
 
     /* Saves to a stream, at its position, when `finish` is called. `version` is that of the file;

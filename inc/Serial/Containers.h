@@ -1,6 +1,9 @@
 /* Containers, pairs, optional values and arrays for Common::CommonSerializer. C++ only, for
  * programs built by the library's compiler.
  *
+ * Unordered containers that are read from unknown sources need a hash with a secret seed: keys can
+ * be chosen that all have the same std::hash, and then each takes longer than the one before.
+ *
  * Maps and sets are written in the order of their keys, even unordered ones if their keys have an
  * order, so that the same contents give the same bytes. Reading a key twice is an error. */
 #ifndef QZCORE_SERIAL_CONTAINERS_H

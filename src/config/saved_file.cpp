@@ -17,11 +17,17 @@ SavedFile::Fingerprint::Fingerprint(std::string_view contents) noexcept
 
 void SavedFile::wasRead(std::string_view contents) noexcept {
     name_ = std::exchange(unread_, {});
+    made_.clear();
     known_ = Fingerprint(contents);
 }
 
+bool SavedFile::knows(const std::string& name) const {
+    return known_ && name == (made_.empty() ? name_ : made_);
+}
+
 Result SavedFile::save(const std::string& name, std::string_view text, Overwrite overwrite) {
-    if (overwrite == Overwrite::anything || (name != name_ && name != unread_)) {
+    const bool isStrange = name != name_ && name != unread_ && !knows(name);
+    if (overwrite == Overwrite::anything || isStrange) {
         return replace(name, text);
     }
     // If the turn does not come in time, this saves without it, but still compares.
@@ -35,7 +41,7 @@ Result SavedFile::compare(const std::string& name) {
     if (platform::pathKind(pathOf(name)) == platform::PathKind::missing) {
         return Result::kSaved;
     }
-    if (name == unread_ || !known_) {
+    if (!knows(name)) {
         return Result::kFileUnknown;
     }
     SourceText::Failure failure{};
@@ -53,11 +59,14 @@ Result SavedFile::replace(const std::string& name, std::string_view text) {
     if (!replacement) {
         return Result::kFileFailed;
     }
-    if (name == name_) {
-        known_ = Fingerprint(text);
-    }
     if (name == unread_) {
-        unread_.clear();
+        made_ = std::exchange(unread_, {});
+        known_ = Fingerprint(text);
+    } else if (name == name_) {
+        made_.clear();
+        known_ = Fingerprint(text);
+    } else if (knows(name)) {
+        known_ = Fingerprint(text);
     }
     return Result::kSaved;
 }

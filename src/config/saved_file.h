@@ -18,7 +18,10 @@ public:
 
     // forget() is called before another text is read, and willRead() before that is read from a
     // file. Until wasRead() nothing is known of what files hold. willRead() throws std::bad_alloc.
-    void forget() noexcept { known_.reset(); }
+    void forget() noexcept {
+        known_.reset();
+        made_.clear();
+    }
     void willRead(const std::string& name) { unread_ = name; }
 
     // The file of willRead() was read and held these contents.
@@ -44,13 +47,16 @@ private:
         std::size_t hash;
     };
 
+    bool knows(const std::string& name) const;
+
     // kSaved if the file may be replaced.
     ConfigParser::SaveResult compare(const std::string& name);
     ConfigParser::SaveResult replace(const std::string& name, std::string_view text);
 
     std::string name_;                 // empty: no file was read yet
     std::string unread_;               // the file that was to be read last, until it was
-    std::optional<Fingerprint> known_; // contents of `name_`
+    std::string made_;                 // a file that could not be read, and was saved to since
+    std::optional<Fingerprint> known_; // contents of `made_`, or else of `name_`
     platform::SystemError error_ = 0;
 };
 

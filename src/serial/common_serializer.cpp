@@ -49,7 +49,7 @@ CommonSerializer::CommonSerializer(io::Stream& out, std::uint32_t version)
     : CommonSerializer(out, version, Options()) {}
 
 CommonSerializer::CommonSerializer(io::Stream& out, std::uint32_t version, const Options& options)
-    : ValueSerializer(false, false), depthLimit_(Limits().depth), state_(new State) {
+    : ValueSerializer(false, false), depthLimit_(options.depth), state_(new State) {
     state_->out = &out;
     state_->version = version;
     state_->namesFields = tellsLevels_ = options.namesFields;

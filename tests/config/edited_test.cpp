@@ -215,6 +215,11 @@ TEST(ConfigEdited, LeavesAloneWhatItHasNotRead) {
     EXPECT_FALSE(parser.parse(file + ".none"));
     EXPECT_TRUE(isRefused(parser));
     EXPECT_TRUE(parser.saveEdited(file + ".none")) << "nothing can be lost";
+    parser.end().insert("c", 3);
+    EXPECT_TRUE(parser.saveEdited(file + ".none")) << "has been written by ourselves";
+    writeFile(file + ".none", "theirs = 1;\r\n");
+    EXPECT_FALSE(parser.saveEdited(file + ".none"));
+    EXPECT_EQ(parser.getSaveResult(), ConfigParser::kFileChanged);
     ASSERT_TRUE(parser.parse(file));
     parser.reset();
     EXPECT_FALSE(parser.saveEdited());
