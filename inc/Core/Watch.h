@@ -24,7 +24,8 @@ typedef size_t (*QZ_watch_callback)(unsigned int mode, char* buffer, size_t size
 /* Receives one name; the text is valid during the call only. */
 typedef void (*QZ_watch_list_function)(const char* name, void* context);
 
-/* Registers a watch. Names are cut at 31 characters, here and in the functions below.
+/* Registers a watch. Names are cut at 31 bytes, but not within a character, here and in the
+ * functions below.
  *
  * Returns 1 if it was registered, 0 if the table is full or the name is taken; a watch is never
  * replaced. With a null callback it removes the watch of that name and returns 1, or returns 0 if

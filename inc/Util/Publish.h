@@ -43,7 +43,8 @@ enum { QZ_PUBLISH_WATCH_MODE = 0x5150 };
  *
  * Watches are read on the calling thread: all in the first call, later one in a call, and each at
  * most every 250 ms. While another thread reads or changes the watches, they are left to later
- * calls. Names are cut at 31 bytes, values at 95. Exceptions of callbacks reach the caller.
+ * calls. Names are cut at 31 bytes, values at 95, but not within a character. Exceptions of
+ * callbacks reach the caller.
  *
  * Returns 1; 0 if nothing is published: the name is not valid, the system gives no memory, or a
  * program of the same name and process number runs in another container that shares /dev/shm. Then

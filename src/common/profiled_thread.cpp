@@ -12,11 +12,6 @@ namespace common {
 
 namespace {
 
-std::string_view cutName(const char* text) {
-    const std::string_view begin(text, strnlen(text, kProfiledNameSize));
-    return begin.substr(0, core::lengthToKeep(begin, kProfiledNameSize - 1));
-}
-
 std::size_t cacheSlot(const char* name, std::size_t slots) {
     return (reinterpret_cast<std::uintptr_t>(name) >> 3U) % slots;
 }
@@ -35,7 +30,7 @@ void ProfiledUnit::add(const ProfiledUnit& other) noexcept {
 }
 
 void CountedUnit::setName(std::string_view name) {
-    name_[name.copy(name_, sizeof name_ - 1)] = '\0';
+    core::copyCut(name_, name);
 }
 
 // Releases: a reader that sees one of the new values also sees that a change has begun.
@@ -175,7 +170,7 @@ CountedUnit* ProfiledThread::unitOf(const char* name) noexcept {
 }
 
 CountedUnit* ProfiledThread::findOrAdd(const char* text) {
-    const std::string_view name = cutName(text);
+    const std::string_view name = core::cut(text, kProfiledNameSize - 1);
     if (CountedUnit* const found = index_.find(name)) {
         return found;
     }

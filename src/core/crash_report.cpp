@@ -157,17 +157,11 @@ void onFault(const platform::Fault& fault) {
     core::letLogCatchUp(kLogMoment);
 }
 
-void setPrefix(std::string_view text) {
-    const std::size_t length = core::lengthToKeep(text, kLongestPrefix);
-    std::memcpy(prefix, text.data(), length);
-    prefix[length] = 0;
-}
-
 void usePrefixOfProgram() try {
     const std::string name = platform::executableName().value_or(kNamelessProgram);
-    setPrefix(std::string_view(name).substr(0, name.rfind('.')));
+    core::copyCut(prefix, std::string_view(name).substr(0, name.rfind('.')));
 } catch (const std::exception&) { // out of memory
-    setPrefix(kNamelessProgram);
+    core::copyCut(prefix, kNamelessProgram);
 }
 
 // Logs what is wrong with the prefix now: a crash could not say so any more.
@@ -188,7 +182,7 @@ void reportUnfitPrefix() {
 
 bt_filter bt_init(const char* given) {
     if (given != nullptr) {
-        setPrefix(given);
+        core::copyCut(prefix, given);
     } else {
         usePrefixOfProgram();
     }

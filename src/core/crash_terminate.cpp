@@ -10,7 +10,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <exception>
 #include <utility>
 
@@ -26,7 +25,7 @@ struct Words {
         if (isTaken.exchange(true)) {
             return;
         }
-        length = lengthToKeep({what, strnlen(what, sizeof text + 1)}, sizeof text);
+        length = cut(what, sizeof text).size();
         std::replace_copy_if(what, what + length, text, isControl, ' ');
         thread.store(platform::currentThread(), std::memory_order_release);
     }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstring>
 #include <string_view>
 
 namespace core {
@@ -22,6 +23,22 @@ inline std::size_t lengthToKeep(std::string_view text, std::size_t most) {
         }
     }
     return most;
+}
+
+// What to keep of a text that ends with a zero byte.
+inline std::string_view cut(const char* text, std::size_t most) {
+    return {text, lengthToKeep({text, strnlen(text, most + 1)}, most)};
+}
+
+// Copy what fits of a text into a buffer, and terminate it.
+template<std::size_t size>
+void copyCut(char (&buffer)[size], std::string_view text) {
+    buffer[text.copy(buffer, lengthToKeep(text, size - 1))] = '\0';
+}
+
+template<std::size_t size>
+void copyCut(char (&buffer)[size], const char* text) {
+    copyCut(buffer, cut(text, size - 1));
 }
 
 } // namespace core

@@ -11,7 +11,6 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 
 namespace core {
 
@@ -31,19 +30,6 @@ struct alignas(64) LogRecord {
 
     bool isRequest() const { return time < 0.0; }
 };
-
-// Copies a text into a buffer, cut behind a whole character if it does not fit, and always
-// terminated.
-inline void copyCut(char* buffer, std::size_t size, const char* text) {
-    const std::size_t length = lengthToKeep({text, strnlen(text, size)}, size - 1);
-    std::memcpy(buffer, text, length);
-    buffer[length] = '\0';
-}
-
-template<std::size_t size>
-void copyCut(char (&buffer)[size], const char* text) {
-    copyCut(buffer, size, text);
-}
 
 // The fixed set of records. Any thread may take and give back records, without a lock.
 class LogRecordPool {

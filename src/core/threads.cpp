@@ -6,7 +6,6 @@
 
 #include <cerrno>
 #include <cstddef>
-#include <cstring>
 #include <memory>
 #include <new>
 
@@ -54,11 +53,8 @@ int QZ_thread_adopt() {
 }
 
 void QZ_thread_set_name(const char* name) {
-    constexpr std::size_t kLongest = 15;
-    char text[kLongest + 1] = "";
-    if (name != nullptr) {
-        std::memcpy(text, name, core::lengthToKeep({name, strnlen(name, kLongest + 1)}, kLongest));
-    }
+    char text[16]; // more than 15 bytes the system refuses
+    core::copyCut(text, name != nullptr ? name : "");
     platform::nameThread(text);
 }
 

@@ -1,7 +1,7 @@
 #include "Core/Watch.h"
 
+#include "core/cut_text.h"
 #include "core/watch_table.h"
-
 #include "platform/pause.h"
 #include "platform/thread.h"
 
@@ -16,12 +16,16 @@ namespace {
 constexpr std::size_t kPlaces = 16;
 constexpr std::size_t kNameSize = 32;
 
-using Name = std::array<char, kNameSize>;
+struct Name {
+    char text[kNameSize] = ""; // zeros behind the name
+
+    bool operator==(const Name&) const = default;
+};
 
 struct Watch {
     QZ_watch_callback callback = nullptr; // null: the place is free
     void* data = nullptr;
-    Name name{};
+    Name name;
 };
 
 constinit std::array<Watch, kPlaces> watches{};
@@ -52,8 +56,8 @@ private:
 };
 
 Name cutName(const char* name) {
-    Name cut{};
-    std::snprintf(cut.data(), cut.size(), "%s", name != nullptr ? name : "");
+    Name cut;
+    core::copyCut(cut.text, name != nullptr ? name : "");
     return cut;
 }
 
@@ -78,12 +82,12 @@ public:
     // False if not everything fitted.
     bool append(const Watch& watch, unsigned int mode) {
         const char* separator = written_ > 0 && buffer_[written_ - 1] != '\n' ? "\n" : "";
-        const std::size_t prefix = std::strlen(separator) + std::strlen(watch.name.data()) + 2;
+        const std::size_t prefix = std::strlen(separator) + std::strlen(watch.name.text) + 2;
         if (prefix + 2 > left()) {
             std::snprintf(end(), left(), "<...>");
             return false;
         }
-        std::snprintf(end(), left(), "%s%s: ", separator, watch.name.data());
+        std::snprintf(end(), left(), "%s%s: ", separator, watch.name.text);
         written_ += prefix;
         const std::size_t value = watch.callback(mode, end(), left(), watch.data);
         if (value > left()) {
@@ -176,7 +180,7 @@ void QZ_watch_get_list(QZ_watch_list_function function, void* context) {
     const TableLock lock;
     for (const Watch& watch : watches) {
         if (watch.callback != nullptr) {
-            function(watch.name.data(), context);
+            function(watch.name.text, context);
         }
     }
 }

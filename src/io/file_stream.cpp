@@ -63,8 +63,7 @@ bool FileStream::open(const char* path, Mode mode) {
 
 // Keeps the path for error texts; one that is too long is cut.
 void FileStream::rememberPath(const char* path) {
-    const std::string_view text(path, core::lengthToKeep(path, sizeof path_ - 1));
-    path_[text.copy(path_, text.size())] = 0;
+    core::copyCut(path_, path);
 }
 
 bool FileStream::close() {

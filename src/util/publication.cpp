@@ -4,6 +4,7 @@
 #include "Core/Clock.h"
 #include "Core/Watch.h"
 #include "Util/Publish.h"
+#include "core/cut_text.h"
 #include "core/library_log.h"
 #include "core/watch_table.h"
 #include "platform/thread.h"
@@ -183,8 +184,9 @@ void Publication::readWatches(std::size_t most) {
     const std::size_t end = std::min(watches_.count, watches_.read + most);
     while (watches_.read < end) {
         PublishedWatch& watch = watches_.places[watches_.read++];
-        QZ_watch_get_one(watch.name, QZ_PUBLISH_WATCH_MODE, watch.value, sizeof watch.value);
-        watch.value[sizeof watch.value - 1] = '\0';
+        char value[sizeof watch.value + 1] = ""; // shows whether a character ends at the cut
+        QZ_watch_get_one(watch.name, QZ_PUBLISH_WATCH_MODE, value, sizeof value);
+        core::copyCut(watch.value, value);
     }
     watches_.isWhole = end == watches_.count;
     if (watches_.isWhole) {

@@ -26,8 +26,8 @@ bool saysMissing(PHYSFS_ErrorCode code) {
 namespace {
 
 bool isDevice(std::string_view segment) {
-    char name[256] = "";
-    segment.copy(name, core::lengthToKeep(segment, sizeof name - 1));
+    char name[256];
+    core::copyCut(name, segment);
     return platform::leadsToDevice(name);
 }
 

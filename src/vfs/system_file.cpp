@@ -1,5 +1,6 @@
 #include "vfs/system_file.h"
 
+#include "core/cut_text.h"
 #include "platform/file.h"
 #include "platform/thread.h"
 #include "platform/whole_file.h"
@@ -7,7 +8,6 @@
 
 #include <cstdarg>
 #include <cstdio>
-#include <cstring>
 #include <memory>
 #include <new>
 #include <utility>
@@ -107,9 +107,7 @@ VFS_File* makeFile(const char* path, platform::File file,
         vfs::logLine(QZ_LOG_ERROR, "can't allocate struct VFS_File_win32 for %s", path);
         return nullptr;
     }
-    const std::size_t length = strnlen(path, sizeof self->path - 1);
-    std::memcpy(self->path, path, length);
-    self->path[length] = 0;
+    core::copyCut(self->path, path);
     return &self->base;
 }
 

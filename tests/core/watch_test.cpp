@@ -66,6 +66,8 @@ TEST_F(WatchTable, CutsNamesWhereverTheyAreGiven) {
     EXPECT_EQ(names(), std::vector<std::string>{common});
     QZ_watch_reset((common + "3").c_str());
     EXPECT_TRUE(names().empty());
+    QZ_watch_set((common.substr(1) + "\u20AC").c_str(), printText, value);
+    EXPECT_EQ(names(), std::vector<std::string>{common.substr(1)}); // no part of a character
     EXPECT_EQ(QZ_watch_set(nullptr, nullptr, nullptr), 0);
 }
 
