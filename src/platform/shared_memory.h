@@ -32,9 +32,6 @@ bool sharedMemoryExists(const char* name);
 // Calls back with the name of each memory that a process has open and the user may see.
 void listSharedMemory(void (*callback)(void* context, const char* name), void* context);
 
-// Frees memory and mutexes that only killed processes had open.
-void removeDeadSharedMemory();
-
 SharedMutex* openSharedMutex(const char* name, void* security);
 void closeSharedMutex(SharedMutex* mutex);
 

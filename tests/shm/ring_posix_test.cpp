@@ -35,6 +35,25 @@ TEST(RingMessageBuffer, ForkedChildCloses) {
     EXPECT_NE(access(("/dev/shm/qzCore.memory." + name).c_str(), F_OK), 0);
 }
 
+// Each opening but the first looks only at the next few of the objects that are there.
+TEST(RingMessageBuffer, ComesToADeadObjectBehindLivingOnes) {
+    const std::string name = "qz sweep " + std::to_string(getpid());
+    std::array<CRingMessageBuffer, 20> living;
+    for (std::size_t i = 0; i < living.size(); ++i) {
+        ASSERT_EQ(living[i].Open((name + std::to_string(i)).c_str(), 0, nullptr), 1);
+    }
+    const fs::path dead = "/dev/shm/qzCore.memory." + name + "x";
+    writeFile(dead, "");
+    for (int i = 0; i < 20 && fs::exists(dead); ++i) {
+        living[0].Close(0);
+        ASSERT_EQ(living[0].Open((name + "0").c_str(), 0, nullptr), 1);
+    }
+    EXPECT_FALSE(fs::exists(dead));
+    for (CRingMessageBuffer& ring : living) {
+        ring.Close(0);
+    }
+}
+
 // A daemon closes all descriptors; files that it opens then get their numbers.
 TEST(RingMessageBuffer, ClosesNoFileOfItsHost) {
     CRingMessageBuffer ring;

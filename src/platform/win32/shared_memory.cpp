@@ -169,8 +169,6 @@ void listSharedMemory(void (*callback)(void* context, const char* name), void* c
     }
 }
 
-void removeDeadSharedMemory() {} // the system does it
-
 SharedMutex* openSharedMutex(const char* name, void* security) {
     wchar_t wide[kNameUnits];
     if (!toWide(name, wide, kNameUnits)) {

@@ -1,0 +1,171 @@
+#include "platform/linux/shared_object.h"
+
+#include "platform/posix/descriptor.h"
+#include "platform/posix/write_signals.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+
+#include <cerrno>
+#include <chrono>
+#include <ctime>
+#include <utility>
+
+namespace platform {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr mode_t kSameUser = 0600;
+constexpr std::chrono::seconds kPatience(1);
+
+constexpr off_t kGate = 0;
+constexpr off_t kLife = 1;
+
+struct flock lockOf(off_t which, int type) {
+    struct flock lock {};
+    lock.l_type = static_cast<short>(type);
+    lock.l_whence = SEEK_SET;
+    lock.l_start = which;
+    lock.l_len = 1;
+    return lock;
+}
+
+bool setLock(int file, off_t which, int type) {
+    struct flock lock = lockOf(which, type);
+    return fcntl(file, F_OFD_SETLK, &lock) == 0;
+}
+
+// The others at the gate need microseconds, unless they were stopped.
+bool passGate(int file) {
+    const Clock::time_point deadline = Clock::now() + kPatience;
+    while (!setLock(file, kGate, F_WRLCK)) {
+        if ((errno != EAGAIN && errno != EACCES) || Clock::now() > deadline) {
+            return false;
+        }
+        const timespec pause{0, 200'000};
+        nanosleep(&pause, nullptr);
+    }
+    return true;
+}
+
+bool isRemoved(int file) {
+    struct stat status {};
+    return fstat(file, &status) != 0 || status.st_nlink == 0;
+}
+
+std::uint64_t sizeOfFile(int file) {
+    struct stat status {};
+    return fstat(file, &status) == 0 ? static_cast<std::uint64_t>(status.st_size) : 0;
+}
+
+// False for another user's object: its owner could put bad pointers into a mutex that we lock.
+bool isOurs(int file) {
+    struct stat status {};
+    return fstat(file, &status) == 0 && status.st_uid == geteuid();
+}
+
+Descriptor openObject(const std::string& path, int flags = 0) {
+    return Descriptor(aboveStandardStreams(uninterrupted(
+        [&] { return shm_open(path.c_str(), O_RDWR | O_CLOEXEC | flags, kSameUser); })));
+}
+
+// Removes the object if nobody else has it open. The caller holds the gate.
+void removeIfAlone(int file, const char* path) {
+    if (!isRemoved(file) && setLock(file, kLife, F_WRLCK)) {
+        shm_unlink(path);
+    }
+}
+
+} // namespace
+
+SharedObject::~SharedObject() {
+    if (bytes_ != nullptr) {
+        munmap(bytes_, size_);
+    }
+    if (isFileOpen()) {
+        if (opener_ == getpid() && passGate(file_)) {
+            removeIfAlone(file_, path_.c_str());
+        }
+        close(file_);
+    }
+}
+
+bool SharedObject::open(std::string path, std::uint64_t size, Initialise initialise) {
+    path_ = std::move(path);
+    if (!openPassingGate()) {
+        return false;
+    }
+    fstat(file_, &opened_);
+    const bool isNew = setLock(file_, kLife, F_WRLCK);
+    const bool isOpen = (!isNew || makeZeros(size)) && map() && (!isNew || initialise(bytes_)) &&
+                        setLock(file_, kLife, F_RDLCK);
+    setLock(file_, kGate, F_UNLCK);
+    return isOpen;
+}
+
+// False if the host has closed the descriptor, as a daemon closes all, even if it has opened
+// another file that got the same number.
+bool SharedObject::isFileOpen() const {
+    struct stat status {};
+    if (file_ < 0 || fstat(file_, &status) != 0) {
+        return file_ >= 0 && errno != EBADF;
+    }
+    const bool isKnown = opened_.st_ino != 0;
+    return !isKnown || (status.st_dev == opened_.st_dev && status.st_ino == opened_.st_ino);
+}
+
+// While a process waits at the gate, the object may be removed by the one before it.
+bool SharedObject::openPassingGate() {
+    const Clock::time_point deadline = Clock::now() + kPatience;
+    do {
+        file_ = openObject(path_, O_CREAT).release();
+        if (file_ < 0) {
+            return false;
+        }
+        const bool isRefused = !isOurs(file_);
+        if (!isRefused && passGate(file_) && !isRemoved(file_)) {
+            return true;
+        }
+        close(file_);
+        file_ = -1;
+        if (isRefused) {
+            return false;
+        }
+    } while (Clock::now() < deadline);
+    return false;
+}
+
+// Reserves the pages now: if one were missing later, the process would die.
+bool SharedObject::makeZeros(std::uint64_t size) const {
+    const NoWriteSignals guard; // the limit on the size of files holds for memory, too
+    return uninterrupted([&] { return ftruncate(file_, 0); }) == 0 &&
+           reserveRoom(file_, static_cast<off_t>(size)) == 0;
+}
+
+bool SharedObject::map() {
+    size_ = sizeOfFile(file_);
+    void* const mapped = size_ == 0
+                             ? MAP_FAILED
+                             : mmap(nullptr, size_, PROT_READ | PROT_WRITE, MAP_SHARED, file_, 0);
+    bytes_ = mapped == MAP_FAILED ? nullptr : static_cast<char*>(mapped);
+    return bytes_ != nullptr;
+}
+
+// Takes no lock, not even for a moment: an opener would believe that a dead object lives.
+bool hasLife(const std::string& path) {
+    const Descriptor file = openObject(path);
+    struct flock lock = lockOf(kLife, F_WRLCK);
+    return isOurs(file.number()) && fcntl(file.number(), F_OFD_GETLK, &lock) == 0 &&
+           lock.l_type != F_UNLCK;
+}
+
+void removeIfDead(const std::string& path) {
+    const Descriptor file = openObject(path);
+    if (isOurs(file.number()) && setLock(file.number(), kGate, F_WRLCK)) {
+        removeIfAlone(file.number(), path.c_str());
+    }
+}
+
+} // namespace platform
