@@ -34,8 +34,8 @@ class EndOfTasks {
 public:
     EndOfTasks() = default;
     ~EndOfTasks() {
-        if (QZ_shutdown_tasks(kSecondsForTasksToEnd) == 0) {
-            hostLog(QZ_LOG_WARNING, "a task is still running");
+        while (QZ_shutdown_tasks(kSecondsForTasksToEnd) == 0) {
+            hostLog(QZ_LOG_WARNING, "waiting for a task that is still running");
         }
     }
     EndOfTasks(const EndOfTasks&) = delete;

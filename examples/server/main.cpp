@@ -49,7 +49,11 @@ std::string findFile(const std::string& directory, const char* name) {
 
 /* Tasks refer to objects of the server, so they must end before these are destroyed. */
 struct EndOfTasks {
-    ~EndOfTasks() { QZ_shutdown_tasks(60); }
+    ~EndOfTasks() {
+        while (QZ_shutdown_tasks(2.0) == 0) {
+            qz_log("SERVER", QZ_LOG_WARNING, "waiting for a task that is still running");
+        }
+    }
 };
 
 /* frames: 0 runs until a signal asks the server to end. */

@@ -93,7 +93,7 @@ QZ_API void QZ_make_main_thread_task(double seconds);
  * Waits at most `seconds` for callbacks that are running on workers, but not for one that calls
  * this. Returns 1 when none is running; 0 when one is still running, which then goes on, or when
  * one calls this. Main-thread tasks may call it; it does not wait for those that are running. It
- * may be called again.
+ * may be called again: until it returns 1, objects that callbacks use must not be destroyed.
  *
  * When it returns 1, the workers have ended or are idle for good. They stay idle as long as another
  * thread lives that has made the first call or has added callbacks, or if the host itself uses
