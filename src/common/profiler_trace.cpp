@@ -1,8 +1,8 @@
 #include "Core/Clock.h"
 #include "common/recording.h"
 #include "core/decimal.h"
-#include "core/utf8_sequence.h"
 #include "platform/file.h"
+#include "platform/utf8_sequence.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -54,7 +54,7 @@ private:
 std::string quoted(std::string_view name) {
     std::string text = "\"";
     while (!name.empty()) {
-        const std::size_t length = core::sequenceLength(name);
+        const std::size_t length = platform::sequenceLength(name);
         const char first = name[0];
         if (length == 0) {
             text += "\xEF\xBF\xBD";

@@ -2,6 +2,7 @@
 
 #include "Core/Utf8.h"
 #include "core/until_unload.h"
+#include "platform/utf8_sequence.h"
 
 #include <iconv.h>
 
@@ -105,7 +106,7 @@ private:
     }
 
     void replace(Conversion& conversion, const Rules& rules) {
-        if (!rules.beyondFirstPlane.empty() && startsBeyondFirstPlane(conversion.input)) {
+        if (!rules.beyondFirstPlane.empty() && platform::sequenceLength(conversion.input) == 4) {
             conversion.output += rules.beyondFirstPlane;
             conversion.input.remove_prefix(4);
         } else {
@@ -148,14 +149,6 @@ private:
         if (iconv(descriptor_, nullptr, nullptr, &out, &outLeft) != kFailed) {
             output.append(buffer.data(), buffer.size() - outLeft);
         }
-    }
-
-    static bool startsBeyondFirstPlane(std::string_view text) {
-        const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-        const auto follows = [&](std::size_t i) { return (byte(i) & 0xC0) == 0x80; };
-        return text.size() >= 4 && byte(0) >= 0xF0 && byte(0) <= 0xF4 && follows(1) && follows(2) &&
-               follows(3) && (byte(0) != 0xF0 || byte(1) >= 0x90) &&
-               (byte(0) != 0xF4 || byte(1) < 0x90);
     }
 
     static constexpr std::size_t kFailed = static_cast<std::size_t>(-1);

@@ -1,6 +1,8 @@
 // Cutting UTF-8 where it does not fit.
 #pragma once
 
+#include "platform/utf8_sequence.h"
+
 #include <cstddef>
 #include <cstring>
 #include <string_view>
@@ -15,7 +17,7 @@ inline std::size_t lengthToKeep(std::string_view text, std::size_t most) {
     }
     constexpr std::size_t kLongestRest = 3; // of a character, behind its first byte
     for (std::size_t end = most; end + kLongestRest >= most; --end) {
-        if ((static_cast<unsigned char>(text[end]) & 0xC0U) != 0x80) {
+        if (!platform::isContinuation(text[end])) {
             return end;
         }
         if (end == 0) {

@@ -71,11 +71,12 @@ class LogTest(unittest.TestCase):
         self.assertEqual(self.follow(self.name, "--level", "alert", "--timeout", "0.2"), [])
 
     def test_controls_are_shown(self):
-        # A control sequence as a byte, as a character and as an overlong form; and ordinary characters.
-        texts = [b"\x9b2Jred", b"\xc2\x9b2Jred", b"\xe0\x82\x9b2Jred", b"\xc3\xa9\xe2\x82\xac"]
+        # A control sequence as a byte, as a character and as an overlong form; a surrogate; and ordinary characters.
+        texts = [b"\x9b2Jred", b"\xc2\x9b2Jred", b"\xe0\x82\x9b2Jred", b"\xed\xa0\x802Jred",
+                 b"\xc3\xa9\xe2\x82\xac"]
         program = self.publish(self.name, [])
         self.log(program, *(b"40 M " + text for text in texts))
-        for line, text in zip(self.follow(self.name, "--module", "M", "--count", "4"), texts):
+        for line, text in zip(self.follow(self.name, "--module", "M", "--count", "5"), texts):
             self.assertNotRegex(line, "[\x00-\x1f\x7f-\x9f]")
             self.assertTrue(line.endswith("2Jred" if b"red" in text else "\u00e9\u20ac"), line)
 

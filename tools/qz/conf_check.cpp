@@ -4,6 +4,8 @@
 #include "printable.h"
 #include "terminal.h"
 
+#include "platform/utf8_sequence.h"
+
 #include <algorithm>
 #include <cstdio>
 
@@ -11,21 +13,17 @@ namespace {
 
 constexpr size_t kShownWidth = 100;
 
-bool isContinuation(char c) {
-    return (static_cast<unsigned char>(c) & 0xC0U) == 0x80;
-}
-
 // A piece of the line around the mistake, of whole characters, printed by `shown`. Tabs become
 // blanks.
 struct Excerpt {
     explicit Excerpt(const Mistake& mistake) {
         size_t begin = mistake.column > kShownWidth / 2 ? mistake.column - kShownWidth / 2 : 0;
         size_t end = std::min(begin + kShownWidth, mistake.text.size());
-        while (begin < mistake.column && isContinuation(mistake.text[begin])) {
+        while (begin < mistake.column && platform::isContinuation(mistake.text[begin])) {
             ++begin;
         }
         while (end < mistake.text.size() && end > mistake.column &&
-               isContinuation(mistake.text[end])) {
+               platform::isContinuation(mistake.text[end])) {
             --end;
         }
         std::string piece = mistake.text.substr(begin, end - begin);
@@ -33,7 +31,7 @@ struct Excerpt {
         text = shown(piece);
         const std::string before = shown(piece.substr(0, mistake.column - begin));
         indent = static_cast<size_t>(
-            std::ranges::count_if(before, [](char c) { return !isContinuation(c); }));
+            std::ranges::count_if(before, [](char c) { return !platform::isContinuation(c); }));
     }
 
     std::string text;

@@ -1,6 +1,6 @@
 #include "json.h"
 
-#include "core/utf8_sequence.h"
+#include "platform/utf8_sequence.h"
 
 #include <charconv>
 #include <cmath>
@@ -13,18 +13,11 @@ namespace {
 
 using Iterator = ConfigParser::iterator;
 
-// Characters that control a terminal are escaped too, because JSON may be printed on one.
-bool isControl(std::string_view sequence) {
-    const auto last = static_cast<unsigned char>(sequence.back());
-    return sequence.size() == 1 ? last < 0x20 || last == 0x7F
-                                : sequence.front() == '\xC2' && last < 0xA0;
-}
-
 void appendCharacter(std::string& text, std::string_view sequence) {
     const char c = sequence.front();
     if (c == '"' || c == '\\') {
         text += {'\\', c};
-    } else if (isControl(sequence)) {
+    } else if (platform::isControl(sequence)) { // JSON may be printed on a terminal
         constexpr char kDigits[] = "0123456789abcdef";
         const auto code = static_cast<unsigned char>(sequence.back());
         text += "\\u00";
@@ -151,7 +144,7 @@ private:
 std::string jsonString(std::string_view text) {
     std::string json(1, '"');
     while (!text.empty()) {
-        const size_t length = core::sequenceLength(text);
+        const size_t length = platform::sequenceLength(text);
         if (length == 0) {
             json += "\xEF\xBF\xBD"; // U+FFFD
             text.remove_prefix(1);

@@ -1,5 +1,7 @@
 #include "printable.h"
 
+#include "platform/utf8_sequence.h"
+
 #include <cstdio>
 
 namespace {
@@ -17,30 +19,12 @@ bool isOrderMark(std::string_view character) {
 
 // Length in bytes of the text's first character, if terminals only draw it; else 0.
 std::size_t lengthOfDrawn(std::string_view text) {
-    const auto byteAt = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-    const auto isBetween = [](unsigned char byte, int first, int last) {
-        return byte >= first && byte <= last;
-    };
-    const unsigned char lead = byteAt(0);
-    if (isBetween(lead, 0x20, 0x7E)) {
-        return 1;
-    }
-    const std::size_t length = isBetween(lead, 0xC2, 0xDF)   ? 2
-                               : isBetween(lead, 0xE0, 0xEF) ? 3
-                               : isBetween(lead, 0xF0, 0xF4) ? 4
-                                                             : 0;
-    if (length == 0 || length > text.size()) {
+    const std::size_t length = platform::sequenceLength(text);
+    if (length == 0) {
         return 0;
     }
-    // The least second byte excludes the second set of control characters, and overlong forms,
-    // which some terminals decode as the short ones.
-    const int least = lead == 0xC2 || lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
-    for (std::size_t i = 1; i < length; ++i) {
-        if (!isBetween(byteAt(i), i == 1 ? least : 0x80, 0xBF)) {
-            return 0;
-        }
-    }
-    return isOrderMark(text.substr(0, length)) ? 0 : length;
+    const std::string_view character = text.substr(0, length);
+    return platform::isControl(character) || isOrderMark(character) ? 0 : length;
 }
 
 } // namespace

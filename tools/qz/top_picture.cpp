@@ -8,6 +8,8 @@
 #include "Core/Export.h"
 #include "Core/Log.h"
 
+#include "platform/utf8_sequence.h"
+
 #include <algorithm>
 #include <cstdarg>
 #include <cstdio>
@@ -43,8 +45,7 @@ std::string format(const char* format, ...) {
 std::string_view cut(std::string_view text, std::size_t most) {
     std::size_t columns = 0;
     for (std::size_t i = 0; i < text.size(); ++i) {
-        const bool isFirstByte = (static_cast<unsigned char>(text[i]) & 0xC0U) != 0x80;
-        columns += isFirstByte ? 1 : 0;
+        columns += platform::isContinuation(text[i]) ? 0U : 1U;
         if (columns > most) {
             return text.substr(0, i);
         }
