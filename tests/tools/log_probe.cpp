@@ -1,5 +1,5 @@
 // A program that is watched. Logs each line "<level> <module> <message>" of its standard input, and
-// publishes itself under the name it is given, with a watch and frames of some milliseconds.
+// publishes itself under the name it is given, with watches and frames of some milliseconds.
 #include "Common/Profiler.h"
 #include "Core/Log.h"
 #include "Core/Watch.h"
@@ -33,6 +33,7 @@ int main(int argc, char** argv) {
         return 2;
     }
     QZ_watch_set("Level", printLevel, nullptr);
+    QZ_watch_set("N\u00e4chste", printLevel, nullptr);
     globalProfiler.start();
     if (!runFrame(argv[1])) {
         return 3;

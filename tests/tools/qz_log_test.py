@@ -165,6 +165,8 @@ class LogTest(unittest.TestCase):
         for part in (f"^{self.name}, process ", "^frame .* median .* p90 .* p99 ", "\u2588", "^tasks ",
                      r"^Level +3 \?\[2J of 7$", "^[0-9.]{9} TRACE   NET: packet 7$"):
             self.assertRegex(picture, re.compile(part, re.M))
+        values = [line.index("3 ?") for line in picture.splitlines() if line.endswith(" of 7")]
+        self.assertEqual(values[:1] * 2, values, "of N\u00e4chste too")
         self.assertGreater(len(self.top("--json", "--timeout", "2").splitlines()), 1)
         self.assertIn("no running program", self.qz("nobody", command="top", code=1))
 

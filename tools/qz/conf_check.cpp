@@ -29,13 +29,11 @@ struct Excerpt {
         std::string piece = mistake.text.substr(begin, end - begin);
         std::ranges::replace(piece, '\t', ' ');
         text = shown(piece);
-        const std::string before = shown(piece.substr(0, mistake.column - begin));
-        indent = static_cast<size_t>(
-            std::ranges::count_if(before, [](char c) { return !platform::isContinuation(c); }));
+        indent = columnsOf(shown(piece.substr(0, mistake.column - begin)));
     }
 
     std::string text;
-    size_t indent; // characters before the mistake
+    size_t indent; // columns before the mistake
 };
 
 void explain(const std::string& file, const std::string& kind, const Mistake& mistake) {

@@ -132,11 +132,10 @@ void logList() {
     const std::vector<Program> programs = runningPrograms();
     std::size_t width = 0;
     for (const Program& program : programs) {
-        width = std::max(width, program.name.size());
+        width = std::max(width, columnsOf(printable(program.name)));
     }
     for (const Program& program : programs) {
-        print(printable(program.name) + std::string(width + 2 - program.name.size(), ' ') +
-              std::to_string(program.process) + "\n");
+        print(padded(printable(program.name), width + 2) + std::to_string(program.process) + "\n");
     }
 }
 

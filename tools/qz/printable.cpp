@@ -2,6 +2,7 @@
 
 #include "platform/utf8_sequence.h"
 
+#include <algorithm>
 #include <cstdio>
 
 namespace {
@@ -75,4 +76,26 @@ std::string quoted(std::string_view text) {
         escaped += c;
     }
     return '"' + shown(escaped) + '"';
+}
+
+std::size_t columnsOf(std::string_view text) {
+    const auto continuations = std::ranges::count_if(text, platform::isContinuation);
+    return text.size() - static_cast<std::size_t>(continuations);
+}
+
+std::string_view cut(std::string_view text, std::size_t most) {
+    std::size_t columns = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        columns += platform::isContinuation(text[i]) ? 0U : 1U;
+        if (columns > most) {
+            return text.substr(0, i);
+        }
+    }
+    return text;
+}
+
+std::string padded(std::string text, std::size_t width) {
+    const std::size_t columns = columnsOf(text);
+    text.append(columns < width ? width - columns : 0, ' ');
+    return text;
 }

@@ -8,8 +8,6 @@
 #include "Core/Export.h"
 #include "Core/Log.h"
 
-#include "platform/utf8_sequence.h"
-
 #include <algorithm>
 #include <cstdarg>
 #include <cstdio>
@@ -38,18 +36,6 @@ std::string format(const char* format, ...) {
     va_start(arguments, format);
     std::vsnprintf(text, sizeof text, format, arguments);
     va_end(arguments);
-    return text;
-}
-
-// Counts each character as one column, and does not cut within a character.
-std::string_view cut(std::string_view text, std::size_t most) {
-    std::size_t columns = 0;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        columns += platform::isContinuation(text[i]) ? 0U : 1U;
-        if (columns > most) {
-            return text.substr(0, i);
-        }
-    }
     return text;
 }
 
@@ -134,11 +120,10 @@ void addWatches(std::vector<Row>& rows, const Look& look) {
                              .first(static_cast<std::size_t>(look.snapshot.figures.watches));
     std::size_t width = 0;
     for (const util::PublishedWatch& watch : watches) {
-        width = std::max(width, oneLine(watch.name).size());
+        width = std::max(width, columnsOf(oneLine(watch.name)));
     }
     for (const util::PublishedWatch& watch : watches) {
-        const std::string name = oneLine(watch.name);
-        rows.push_back({name + std::string(width + 2 - name.size(), ' ') + oneLine(watch.value)});
+        rows.push_back({padded(oneLine(watch.name), width + 2) + oneLine(watch.value)});
     }
 }
 
@@ -146,8 +131,7 @@ Row rowOf(const LogLine& line) {
     const std::string time = timeOfLine(line) + " ";
     const std::string level = qz_log_level_name(line.level);
     const int rank = rankOfLevel(line.level);
-    return {time + level + std::string(8 - level.size(), ' ') + oneLine(line.module) + ": " +
-                oneLine(line.text),
+    return {time + padded(level, 8) + oneLine(line.module) + ": " + oneLine(line.text),
             rank >= 0 ? qz_log_levels()[rank].colour : nullptr, time.size(), level.size()};
 }
 
