@@ -414,9 +414,12 @@ class QzTest(unittest.TestCase):
         self.assertEqual(done.stderr, b"qz: error: -: no file of saved objects\n")
 
     def test_usage(self):
-        for help_wanted in (["--help"], ["conf", "--help"], ["conf", "set", "--help"],
-                            ["retrace", "--help"], ["dump", "--help"]):
-            self.assertEqual(self.run_qz(*help_wanted)[:9], "Usage: qz")
+        for command in ([], ["conf"], ["conf", "set"], ["conf", "set", "--string"], ["dump", "a"], ["log"],
+                        ["log", "follow", "a"], ["top", "a", "b"], ["retrace", "nowhere"]):
+            for help_wanted in ("--help", "-h"):
+                usage = self.run_qz(*command, help_wanted)
+                self.assertEqual(usage.split()[:3], ["Usage:", "qz", command[0] if command else "<command>"])
+        self.assertIn("no running program is called --help", self.run_qz("top", "--", "--help", code=1))
         for wrong in ([], ["frob"], ["retrace"], ["retrace", "--frob"], ["dump"], ["dump", "a", "b"],
                       ["dump", "--frob", "a"], ["dump", "--depth", "2000", "a"], ["conf"], ["conf", "frob"], ["conf", "get", "settings.cfg"],
                       ["conf", "get", "--frob", "settings.cfg", "a"],

@@ -7,6 +7,10 @@
 #include <charconv>
 #include <string>
 
+inline bool isHelp(const std::string& option) {
+    return option == "--help" || option == "-h";
+}
+
 class CommandLine {
 public:
     explicit CommandLine(const Arguments& arguments)
@@ -27,6 +31,11 @@ public:
         return isOption ? take() : std::string();
     }
     const std::string& take() { return *next_++; }
+    Arguments rest() const { return {next_, end_}; }
+
+    [[noreturn]] static void refuse(const std::string& option) {
+        throw UsageError("there is no option " + option);
+    }
 
     const std::string& valueOf(const std::string& option) {
         if (next_ == end_) {

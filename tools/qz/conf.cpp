@@ -1,5 +1,6 @@
 #include "conf.h"
 
+#include "command_line.h"
 #include "conf_commands.h"
 #include "failure.h"
 #include "terminal.h"
@@ -13,7 +14,7 @@
 
 namespace {
 
-struct CommandLine {
+struct Request {
     ConfOptions options;
     bool help = false;
     Arguments operands;
@@ -23,37 +24,37 @@ struct Command {
     std::string_view name;
     size_t fewest, most; // operands
     const char* help;
-    int (*run)(const CommandLine& line);
+    int (*run)(const Request& request);
 };
 
 constexpr size_t kAnyNumber = static_cast<size_t>(-1);
 
-int check(const CommandLine& line) {
-    return confCheck(line.operands, line.options);
+int check(const Request& request) {
+    return confCheck(request.operands, request.options);
 }
 
-int get(const CommandLine& line) {
-    confGet(line.operands[0], line.operands[1], line.options);
+int get(const Request& request) {
+    confGet(request.operands[0], request.operands[1], request.options);
     return 0;
 }
 
-int set(const CommandLine& line) {
-    confSet(line.operands[0], line.operands[1], line.operands[2], line.options);
+int set(const Request& request) {
+    confSet(request.operands[0], request.operands[1], request.operands[2], request.options);
     return 0;
 }
 
-int format(const CommandLine& line) {
-    confFormat(line.operands[0], line.options);
+int format(const Request& request) {
+    confFormat(request.operands[0], request.options);
     return 0;
 }
 
-int fixLineEnds(const CommandLine& line) {
-    confFixLineEnds(line.operands);
+int fixLineEnds(const Request& request) {
+    confFixLineEnds(request.operands);
     return 0;
 }
 
-int json(const CommandLine& line) {
-    confJson(line.operands[0], line.options);
+int json(const Request& request) {
+    confJson(request.operands[0], request.options);
     return 0;
 }
 
@@ -119,35 +120,33 @@ constexpr char kUsage[] =
     "Options precede the operands; -- ends them. The file - is standard input; what would be\n"
     "written to it is printed.\n";
 
-// Returns false if the argument is no option.
-bool takeOption(CommandLine& line, const std::string& argument) {
-    if (argument == "--lf") {
-        line.options.bareLineFeeds = true;
-    } else if (argument == "--write") {
-        line.options.write = true;
-    } else if (argument == "--string") {
-        line.options.asString = true;
-    } else if (argument == "--help" || argument == "-h") {
-        line.help = true;
-    } else if (argument.size() > 1 && argument[0] == '-') {
-        throw UsageError("there is no option " + argument);
+void takeOption(Request& request, const std::string& option) {
+    if (option == "--lf") {
+        request.options.bareLineFeeds = true;
+    } else if (option == "--write") {
+        request.options.write = true;
+    } else if (option == "--string") {
+        request.options.asString = true;
+    } else if (isHelp(option)) {
+        request.help = true;
     } else {
-        return false;
+        CommandLine::refuse(option);
     }
-    return true;
 }
 
-CommandLine readCommandLine(const Arguments& arguments) {
-    CommandLine line;
-    auto argument = arguments.begin() + 1;
-    while (argument != arguments.end() && *argument != "--" && takeOption(line, *argument)) {
-        ++argument;
+// Options precede the operands, because a value may begin with "-".
+Request parse(const Arguments& arguments) {
+    CommandLine line(arguments);
+    Request request;
+    while (!line.isAtEnd()) {
+        const std::string option = line.takeOption();
+        if (option.empty()) {
+            break;
+        }
+        takeOption(request, option);
     }
-    if (argument != arguments.end() && *argument == "--") {
-        ++argument;
-    }
-    line.operands.assign(argument, arguments.end());
-    return line;
+    request.operands = line.rest();
+    return request;
 }
 
 // For commands whose operands are all files: a value may look like a pattern.
@@ -159,19 +158,19 @@ Arguments matchingFiles(const Arguments& patterns) {
     return files;
 }
 
-void checkOperands(const Command& command, const CommandLine& line) {
-    const size_t count = line.operands.size();
+void checkOperands(const Command& command, const Request& request) {
+    const size_t count = request.operands.size();
     if (count < command.fewest || count > command.most) {
         const std::string help = command.help;
         throw UsageError("wrong number of operands. " + help.substr(0, help.find('\n')));
     }
-    if (line.options.write && command.name != "fmt") {
+    if (request.options.write && command.name != "fmt") {
         throw UsageError("--write is for fmt only");
     }
-    if (line.options.bareLineFeeds && command.name == "fix-eol") {
+    if (request.options.bareLineFeeds && command.name == "fix-eol") {
         throw UsageError("--lf is not for fix-eol");
     }
-    if (line.options.asString && command.name != "set") {
+    if (request.options.asString && command.name != "set") {
         throw UsageError("--string is for set only");
     }
 }
@@ -182,7 +181,7 @@ int conf(const Arguments& arguments) {
     if (arguments.empty()) {
         throw UsageError("no command of conf");
     }
-    if (arguments[0] == "--help" || arguments[0] == "-h") {
+    if (isHelp(arguments[0])) {
         print(kUsage);
         return 0;
     }
@@ -190,14 +189,14 @@ int conf(const Arguments& arguments) {
     if (command == std::end(kCommands)) {
         throw UsageError("there is no command conf " + arguments[0]);
     }
-    CommandLine line = readCommandLine(arguments);
-    if (line.help) {
+    Request request = parse({arguments.begin() + 1, arguments.end()});
+    if (request.help) {
         print(command->help);
         return 0;
     }
     if (command->most == kAnyNumber) {
-        line.operands = matchingFiles(line.operands);
+        request.operands = matchingFiles(request.operands);
     }
-    checkOperands(*command, line);
-    return command->run(line);
+    checkOperands(*command, request);
+    return command->run(request);
 }

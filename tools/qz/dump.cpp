@@ -2,16 +2,13 @@
 
 #include "command_line.h"
 #include "dump_forms.h"
-#include "terminal.h"
 
 #include "platform/terminal.h"
 
 #include <optional>
 #include <string>
 
-namespace {
-
-constexpr char kUsage[] =
+const char kDumpUsage[] =
     "Usage: qz dump [options] FILE\n"
     "\n"
     "Shows a file saved by Common::CommonSerializer without the program's classes: the number,\n"
@@ -27,6 +24,8 @@ constexpr char kUsage[] =
     "A file with a mistake is refused as a whole. The message names the first mistake and, if the\n"
     "sum is right, the path to it, such as references[3].references[0]. A file may have 1 GiB and\n"
     "4,194,304 objects.\n";
+
+namespace {
 
 // Each object is indented by two more columns: lines of deeper ones could not be read.
 constexpr std::size_t kDeepest = 1000;
@@ -47,7 +46,7 @@ void takeOption(Options& options, const std::string& option, CommandLine& line) 
     } else if (option == "--json") {
         options.json = true;
     } else {
-        throw UsageError("dump has no option " + option);
+        CommandLine::refuse(option);
     }
 }
 
@@ -58,12 +57,7 @@ int dump(const Arguments& arguments) {
     Options options;
     std::optional<std::string> name;
     while (!line.isAtEnd()) {
-        const std::string option = line.takeOption();
-        if (option == "--help" || option == "-h") {
-            print(kUsage);
-            return 0;
-        }
-        if (!option.empty()) {
+        if (const std::string option = line.takeOption(); !option.empty()) {
             takeOption(options, option, line);
             continue;
         }

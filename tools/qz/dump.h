@@ -5,3 +5,5 @@
 
 // Returns the exit code. Throws Failure and UsageError.
 int dump(const Arguments& arguments);
+
+extern const char kDumpUsage[];

@@ -3,17 +3,13 @@
 #include "command_line.h"
 #include "failure.h"
 #include "log_commands.h"
-#include "terminal.h"
 
 #include "Core/Log.h"
 
-#include <algorithm>
 #include <optional>
 #include <string>
 
-namespace {
-
-constexpr char kUsage[] =
+const char kLogUsage[] =
     "Usage: qz log list\n"
     "       qz log follow [options] NAME\n"
     "\n"
@@ -30,6 +26,8 @@ constexpr char kUsage[] =
     "  --no-color         no colours\n"
     "  --count N          end after N lines\n"
     "  --timeout SECONDS  end after this time; otherwise Ctrl-C ends it\n";
+
+namespace {
 
 int rankOf(const std::string& name) {
     unsigned int level = 0;
@@ -54,7 +52,7 @@ void takeOption(FollowOptions& options, const std::string& option, CommandLine& 
     } else if (option == "--timeout") {
         options.time = std::chrono::duration<double>(line.numberOf<double>(option));
     } else {
-        throw UsageError("there is no option " + option);
+        CommandLine::refuse(option);
     }
 }
 
@@ -84,10 +82,7 @@ int logCommand(const Arguments& arguments) {
         throw UsageError("no command of log");
     }
     const Arguments rest(arguments.begin() + 1, arguments.end());
-    if (arguments[0] == "--help" || arguments[0] == "-h" ||
-        std::ranges::find(rest, "--help") != rest.end()) {
-        print(kUsage);
-    } else if (arguments[0] == "list" && rest.empty()) {
+    if (arguments[0] == "list" && rest.empty()) {
         logList();
     } else if (arguments[0] == "follow") {
         follow(rest);

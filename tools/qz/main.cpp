@@ -1,4 +1,5 @@
 // The command-line tool: runs the command, and turns its exceptions into an exit code.
+#include "command_line.h"
 #include "conf.h"
 #include "dump.h"
 #include "failure.h"
@@ -44,10 +45,12 @@ constexpr char kUsage[] = "Usage: qz <command> ...\n"
 struct Command {
     std::string_view name;
     int (*run)(const Arguments& arguments);
+    const char* usage; // null: the command prints it by itself
 };
 
 constexpr Command kCommands[] = {
-    {"conf", conf}, {"dump", dump}, {"log", logCommand}, {"top", top}, {"retrace", retrace},
+    {"conf", conf, nullptr}, {"dump", dump, kDumpUsage},          {"log", logCommand, kLogUsage},
+    {"top", top, kTopUsage}, {"retrace", retrace, kRetraceUsage},
 };
 
 const Command* commandOf(const Arguments& arguments) {
@@ -57,9 +60,18 @@ const Command* commandOf(const Arguments& arguments) {
     return found != end ? found : nullptr;
 }
 
+int run(const Command& command, const Arguments& arguments) {
+    const auto end = std::ranges::find(arguments, "--");
+    if (command.usage != nullptr && std::any_of(arguments.begin(), end, isHelp)) {
+        print(command.usage);
+        return 0;
+    }
+    return command.run(arguments);
+}
+
 int run(const Arguments& arguments) {
     if (const Command* const command = commandOf(arguments); command != nullptr) {
-        return command->run({arguments.begin() + 1, arguments.end()});
+        return run(*command, {arguments.begin() + 1, arguments.end()});
     }
     if (arguments.empty()) {
         throw UsageError("no command");
@@ -67,7 +79,7 @@ int run(const Arguments& arguments) {
     if (arguments[0] == "help" && arguments.size() > 1) {
         return run({arguments[1], "--help"});
     }
-    if (arguments[0] == "--help" || arguments[0] == "-h" || arguments[0] == "help") {
+    if (isHelp(arguments[0]) || arguments[0] == "help") {
         print(kUsage);
         return 0;
     }

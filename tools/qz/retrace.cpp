@@ -10,14 +10,14 @@
 #include <cstdio>
 #include <filesystem>
 
-namespace {
-
-constexpr char kUsage[] =
+const char kRetraceUsage[] =
     "Usage: qz retrace DIR ...\n"
     "\n"
     "Writes an annotated copy, *.crash.info, beside each crash report *.crash in the directories\n"
     "that has none yet, with all symbols and source lines that can be found. Delete a\n"
     "copy to look again.\n";
+
+namespace {
 
 std::string withSeparator(const std::string& directory) {
     const bool hasOne = directory.ends_with('/') || directory.ends_with('\\');
@@ -54,15 +54,11 @@ int retrace(const Arguments& arguments) {
     if (line.isAtEnd()) {
         throw UsageError("retrace needs a directory");
     }
-    if (arguments[0] == "--help" || arguments[0] == "-h") {
-        print(kUsage);
-        return 0;
-    }
     int count = 0;
     std::ptrdiff_t left = 0;
     while (!line.isAtEnd()) {
         if (const std::string option = line.takeOption(); !option.empty()) {
-            throw UsageError("retrace has no option " + option);
+            CommandLine::refuse(option);
         }
         const std::string& directory = line.take();
         count += retraceIn(directory);

@@ -5,3 +5,5 @@
 
 // Takes the arguments behind "retrace"; returns the exit code, or throws.
 int retrace(const Arguments& arguments);
+
+extern const char kRetraceUsage[];

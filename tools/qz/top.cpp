@@ -14,12 +14,7 @@
 #include <thread>
 #include <utility>
 
-namespace {
-
-using Clock = std::chrono::steady_clock;
-using Seconds = std::chrono::duration<double>;
-
-constexpr char kUsage[] =
+const char kTopUsage[] =
     "Usage: qz top [options] NAME\n"
     "\n"
     "Shows a running program that publishes itself: frames, tasks, watches and the last\n"
@@ -30,6 +25,11 @@ constexpr char kUsage[] =
     "  --json             print a line of JSON each time\n"
     "  --no-color         no colours\n"
     "  --timeout SECONDS  end after this time\n";
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Seconds = std::chrono::duration<double>;
 
 constexpr std::chrono::milliseconds kPause(500);
 constexpr std::size_t kMostLines = 20;
@@ -56,7 +56,7 @@ Options parse(const Arguments& arguments) {
         } else if (option == "--timeout") {
             options.time = Seconds(line.numberOf<double>(option));
         } else if (!option.empty()) {
-            throw UsageError("there is no option " + option);
+            CommandLine::refuse(option);
         } else if (!options.name.empty()) {
             throw UsageError("one program at a time");
         } else {
@@ -170,11 +170,6 @@ void run(const Options& options) {
 } // namespace
 
 int top(const Arguments& arguments) {
-    if (std::ranges::find(arguments, "--help") != arguments.end() ||
-        std::ranges::find(arguments, "-h") != arguments.end()) {
-        print(kUsage);
-        return 0;
-    }
     run(parse(arguments));
     return 0;
 }

@@ -5,3 +5,5 @@
 
 // Returns the exit code. Throws Failure and UsageError.
 int top(const Arguments& arguments);
+
+extern const char kTopUsage[];
