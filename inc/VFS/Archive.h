@@ -47,11 +47,11 @@
  * logged as "?". vfs_read_optional_file, vfs_get_kind and vfs_list
  * have different results for missing files and for failures, and log nothing about missing files.
  *
- * Threads: any threads may read, query and list the tree at once, even while another thread mounts
- * or unmounts: each call sees the tree either before or after that. vfs_init, vfs_deinit, mounting
- * and unmounting are for start-up and shut-down, one call at a time. The list of mounts belongs to
- * PhysicsFS and is process-wide. On Linux a host that uses PhysicsFS itself shares the list, and
- * must let vfs_init initialise PhysicsFS; otherwise all functions here fail.
+ * Threads: any threads may read, query and list the tree, mount and unmount at once. Mounts and
+ * unmounts take turns; while one is under way, other calls may find only one of a directory and its
+ * archive. vfs_init and vfs_deinit are for start-up and shut-down, one call at a time. The list of
+ * mounts belongs to PhysicsFS and is process-wide. On Linux a host that uses PhysicsFS itself
+ * shares the list, and must let vfs_init initialise PhysicsFS; otherwise all functions here fail.
  */
 #ifndef QZCORE_VFS_ARCHIVE_H
 #define QZCORE_VFS_ARCHIVE_H

@@ -16,6 +16,7 @@
 #include <cstdio>
 #include <cstring>
 #include <iterator>
+#include <mutex>
 
 constinit core::Gate vfs::archiveGate;
 constinit std::atomic<unsigned> vfs::archiveShortages{0};
@@ -58,12 +59,21 @@ const PHYSFS_Allocator kAllocator = {
     [](void* block) { vfs::releaseRecycled(block); },
 };
 
+// One thread at a time starts PhysicsFS, mounts or unmounts.
 class Change {
 public:
-    Change() { ++vfs::archiveChanges; }
+    Change() : turn_(turns()) { ++vfs::archiveChanges; }
     ~Change() { ++vfs::archiveChanges; }
     Change(const Change&) = delete;
     Change& operator=(const Change&) = delete;
+
+private:
+    static std::mutex& turns() {
+        static std::mutex mutex; // not constinit: its constructor is not constexpr on Windows
+        return mutex;
+    }
+
+    std::lock_guard<std::mutex> turn_;
 };
 
 // The path by which PhysicsFS knows a mounted directory or archive. It has slashes, because
@@ -112,6 +122,7 @@ const char* reasonOf(const vfs::Errors& errors) {
 
 // Null, or why it failed.
 const char* startPhysicsFs() {
+    const Change change;
     const vfs::Errors errors;
     const vfs::Reserve reserve;
     if (!reserve) {

@@ -13,14 +13,9 @@ namespace {
 constinit Reserve* current = nullptr; // only the owner uses it
 constinit std::atomic<std::uintptr_t> owner{0};
 
-std::mutex& turns() {
-    static std::mutex mutex; // not constinit: its constructor is not constexpr on Windows
-    return mutex;
-}
-
 } // namespace
 
-Reserve::Reserve() : turn_(turns()) {
+Reserve::Reserve() {
     while (count_ < kCount) {
         void* const block = allocateRecycled(kBlockSize);
         if (block == nullptr) {

@@ -5,12 +5,11 @@
 
 #include <array>
 #include <cstddef>
-#include <mutex>
 
 namespace vfs {
 
-// While it lives, small allocations of its thread fall back to its blocks. One thread at a time has
-// a reserve; other threads wait for their turn.
+// While it lives, small allocations of its thread fall back to its blocks. Only one thread at a
+// time may have a reserve.
 class Reserve {
 public:
     Reserve();
@@ -34,7 +33,6 @@ private:
     // small blocks.
     static constexpr std::size_t kCount = 16;
 
-    std::lock_guard<std::mutex> turn_;
     std::array<void*, kCount> blocks_{};
     std::size_t count_ = 0;
     bool filled_ = false;

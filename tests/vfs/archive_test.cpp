@@ -367,6 +367,20 @@ TEST_F(VfsArchive, DamageDoesNoHarm) {
     EXPECT_GT(harmful, 100);
 }
 
+TEST_F(VfsArchive, ThreadsMountAtOnce) {
+    writeFile("a/stored.txt", "loose");
+    writeFile("b/sub/one.txt", "loose");
+    for (const char* copy : {"a.zip", "b.zip"}) {
+        fs::copy_file(given / "python.zip", copy);
+    }
+    for (int round = 0; round < 100; ++round) {
+        inThreads(2, [](int index) { EXPECT_TRUE(mount(index == 0 ? "a" : "b")); });
+        // One directory and its archive come before the other two.
+        EXPECT_NE(read("stored.txt") == "loose", read("sub/one.txt") == "loose");
+        EXPECT_TRUE(unmount("a") && unmount("b"));
+    }
+}
+
 TEST_F(VfsArchive, ThreadsReadAtOnce) {
     writeFile("loose/loose.txt", "loose");
     ASSERT_TRUE(mount((given / "python.zip").string()) && mount("loose"));
