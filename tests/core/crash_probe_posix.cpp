@@ -1,6 +1,7 @@
 #include "crash_probe.h"
 
 #include "Core/CrashReport.h"
+#include "Core/Environment.h"
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -127,6 +128,24 @@ void closeStreams() {
     }
 }
 
+// The first thread ends; another one asks about the process, and dies.
+void endFirstThread() {
+    static const auto isFirstAlive = [] {
+        char byte = 0;
+        return readlink("/proc/self/exe", &byte, 1) > 0;
+    };
+    std::thread([] {
+        while (isFirstAlive()) {
+            std::this_thread::yield();
+        }
+        if (SYS_argc() == 3 && *SYS_bindir() != 0) {
+            die();
+        }
+        _exit(3);
+    }).detach();
+    pthread_exit(nullptr);
+}
+
 void deleteProgram() {
     std::filesystem::remove(std::filesystem::read_symlink("/proc/self/exe"));
     bt_init(nullptr);
@@ -141,6 +160,7 @@ const Functions kSystemPreparations = {
     // The thread ends when it next waits or writes.
     {"cancelled", [] { pthread_cancel(pthread_self()); }},
     {"deleted", deleteProgram},
+    {"firstless", endFirstThread},
     {"forked", dieInForkedChild},
     {"ignoring", ignoreSignals},
     {"streamless", closeStreams},

@@ -290,7 +290,7 @@ class CrashTest(unittest.TestCase):
     def test_special_places(self):
         places = [("null", "foreign"), ("null" if ON_WINDOWS else "overflow", "foreign"),
                   ("large_frames", "adopted"), ("large_frames", "task"), ("null", "without_descriptors")]
-        for where in () if ON_WINDOWS else ("cancelled", "ignoring", "streamless"):
+        for where in () if ON_WINDOWS else ("cancelled", "firstless", "ignoring", "streamless"):
             places.append(("null", where))
         for way, where in places:
             with self.subTest(way=way, where=where):

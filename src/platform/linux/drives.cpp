@@ -1,5 +1,7 @@
 #include "platform/folders.h"
 
+#include "platform/posix/own_path.h"
+
 #include <mntent.h>
 #include <sys/stat.h>
 
@@ -55,7 +57,7 @@ void reportDrive(const char* mount, SeenDevices& seen, DriveCallback callback, v
 void listDrives(DriveCallback callback, void* context) {
     SeenDevices seen;
     reportDrive("/", seen, callback, context);
-    std::FILE* mounts = setmntent("/proc/self/mounts", "re");
+    std::FILE* mounts = setmntent(OwnPath("mounts").text, "re");
     if (mounts == nullptr) {
         return;
     }

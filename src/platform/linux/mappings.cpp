@@ -1,5 +1,7 @@
 #include "platform/linux/mappings.h"
 
+#include "platform/posix/own_path.h"
+
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -111,7 +113,7 @@ void setPath(Mapping& mapping, const char* path) {
 template<class Visit>
 void readMappings(Mapping& mapping, Visit visit) {
     mapping = {};
-    LineReader maps("/proc/self/maps");
+    LineReader maps(OwnPath("maps").text);
     char line[sizeof mapping.path + 80] = "";
     while (maps.next(line, sizeof line)) {
         const Entry entry(line);

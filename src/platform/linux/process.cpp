@@ -1,10 +1,12 @@
 #include "platform/posix/process.h"
 
 #include "platform/input.h"
+#include "platform/posix/own_path.h"
 
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <climits>
 #include <string_view>
 #include <system_error>
@@ -13,7 +15,7 @@ namespace platform {
 
 std::optional<std::string> executablePath() {
     char path[4096];
-    const ssize_t length = readlink("/proc/self/exe", path, sizeof path);
+    const ssize_t length = readlink(OwnPath("exe").text, path, sizeof path);
     if (length <= 0) {
         return std::nullopt;
     }
@@ -27,10 +29,13 @@ std::optional<std::string> executablePath() {
 
 std::vector<std::string> rawArguments() {
     std::string bytes;
-    Input input("/proc/self/cmdline");
+    Input input(OwnPath("cmdline").text);
     input.readToEnd(bytes, INT_MAX);
     if (input.error() != 0) {
         throw std::system_error(static_cast<int>(input.error()), std::generic_category());
+    }
+    if (bytes.empty()) { // also where the system does not know the living thread's folder
+        throw std::system_error(ESRCH, std::generic_category());
     }
     std::vector<std::string> arguments;
     for (auto begin = bytes.begin(); begin != bytes.end();) {

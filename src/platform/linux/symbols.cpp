@@ -207,7 +207,9 @@ private:
 
 void startSymbols() {
     Lookup none{};
-    processSymbols = backtrace_create_state(nullptr, 0, noteError, &none);
+    // The reader's own choice, /proc/self/exe, is empty when the first thread has ended; it comes
+    // back to that where there is no /proc/thread-self.
+    processSymbols = backtrace_create_state("/proc/thread-self/exe", 0, noteError, &none);
 }
 
 void findModule(std::uintptr_t address, ModulePlace& place) {

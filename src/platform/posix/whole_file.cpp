@@ -2,6 +2,7 @@
 
 #include "platform/posix/access_list.h"
 #include "platform/posix/descriptor.h"
+#include "platform/posix/own_path.h"
 #include "platform/posix/path.h"
 #include "platform/posix/replacement_file.h"
 #include "platform/posix/target_file.h"
@@ -143,7 +144,7 @@ public:
     FileHandle file() const override { return file_->number(); }
     SystemError takePlace() noexcept override {
         char path[64 + NAME_MAX]; // still leads to the directory if that was moved
-        std::snprintf(path, sizeof path, "/proc/self/fd/%d/%s", target_.directory(),
+        std::snprintf(path, sizeof path, "%s/%d/%s", OwnPath("fd").text, target_.directory(),
                       target_.name());
         const SaveTurn turn(path);
         // Its permissions may have changed.
