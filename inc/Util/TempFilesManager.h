@@ -13,8 +13,8 @@ namespace CoreUtils {
 
 /* Holds the names of files, in the order added. Its destructor removes the files through the
  * virtual file system and ignores failures. A copy removes the same files as the original. An
- * assignment replaces the names; the files named before stay. An object is for one thread at a
- * time. */
+ * assignment replaces the names; the files named before stay. In a forked child the names from
+ * before the fork are the parent's, and are forgotten. An object is for one thread at a time. */
 class QZ_API TempFilesManager {
 public:
     TempFilesManager() = default;
@@ -29,7 +29,8 @@ public:
      * it has two separators in a row, because the directory ends in one.
      *
      * The file is not created, so another process may take the name. All threads of the process
-     * share one sequence: a number is not repeated before all others were used.
+     * share one sequence: a number is not repeated before all others were used. A forked child has
+     * a sequence of its own.
      *
      * Returns an empty name if all numbers are taken, or the name would have more than 255 bytes.
      * Any thread may call it. */
@@ -43,6 +44,7 @@ public:
 
 private:
     std::vector<std::string> names_;
+    int process_ = 0; /* that added the names */
 };
 
 } // namespace CoreUtils

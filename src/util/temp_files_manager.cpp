@@ -24,17 +24,27 @@ unsigned firstNumber() {
     return static_cast<unsigned>(core::LibraryRand(time ^ process).next());
 }
 
-// One sequence for the whole process: calls at the same time get different numbers.
+// One sequence for the whole process: calls at the same time get different numbers. A forked child
+// begins its own.
 unsigned nextNumber() {
-    static std::atomic<unsigned> next{firstNumber()};
-    return next.fetch_add(1, std::memory_order_relaxed) % kNumbers;
+    static std::atomic<std::uint64_t> sequence{0}; // the process, and the next number
+    const auto owner = static_cast<std::uint64_t>(platform::processId()) * kNumbers;
+    std::uint64_t seen = sequence.load(std::memory_order_relaxed);
+    std::uint64_t number = 0;
+    do {
+        number = seen - seen % kNumbers == owner ? seen % kNumbers : firstNumber();
+    } while (!sequence.compare_exchange_weak(seen, owner + (number + 1) % kNumbers,
+                                             std::memory_order_relaxed));
+    return static_cast<unsigned>(number);
 }
 
 } // namespace
 
 TempFilesManager::~TempFilesManager() {
-    for (const std::string& name : names_) {
-        VFS_remove(name.c_str());
+    if (process_ == platform::processId()) {
+        for (const std::string& name : names_) {
+            VFS_remove(name.c_str());
+        }
     }
 }
 
@@ -62,6 +72,11 @@ std::string TempFilesManager::newTempFile(const std::string& prefix) {
 }
 
 void TempFilesManager::addTempFile(const std::string& name) {
+    const int process = platform::processId();
+    if (process_ != process) {
+        names_.clear();
+        process_ = process;
+    }
     names_.push_back(name);
 }
 

@@ -7,6 +7,11 @@
 #include <mutex>
 #include <regex>
 
+#ifndef _WIN32
+#    include <sys/wait.h>
+#    include <unistd.h>
+#endif
+
 namespace {
 
 using CoreUtils::TempFilesManager;
@@ -58,7 +63,28 @@ TEST_F(TempFiles, AreDifferentForThreadsAtOnce) {
     EXPECT_EQ(names.size(), 800U);
 }
 
-#ifndef _WIN32 // 32 768 files in one directory take Wine many minutes
+#ifndef _WIN32
+TEST_F(TempFiles, StayWithTheProcessThatAddedThem) {
+    auto manager = std::make_unique<TempFilesManager>();
+    const std::string kept = manager->newTempFile("kept");
+    writeFile(kept, "");
+    for (const char* child : {"1", "2"}) {
+        if (fork() == 0) {
+            writeFile(child, TempFilesManager::getTempFileName("a"));
+            writeFile(manager->newTempFile("own"), "");
+            manager.reset();
+            _exit(0);
+        }
+        wait(nullptr);
+    }
+    EXPECT_EQ(countIn("Temp"), 1) << "the children's files";
+    EXPECT_NE(VFS_exists(kept.c_str()), 0);
+    const std::set<std::string> names{readFile("1"), readFile("2"),
+                                      TempFilesManager::getTempFileName("a")};
+    EXPECT_GT(names.size(), 1U); // two may agree by chance
+}
+
+// 32 768 files in one directory take Wine many minutes.
 TEST_F(TempFiles, EndWhenAllNumbersAreTaken) {
     const auto create = [](unsigned number) {
         char name[32];
