@@ -38,10 +38,11 @@ mmf_write::~mmf_write() {
 }
 
 bool mmf_write::Create(const char* name, int reserveBytes) {
+    const std::string kept = name == nullptr ? "" : name; // it may be a part of the object
     Reset();
-    const size_t length = name == nullptr ? 0 : std::strlen(name);
-    if (length >= sizeof fileName) {
-        throw error(shm::format("CreateFile(\"%s\", write) %s", name, "File name too long"));
+    if (kept.size() >= sizeof fileName) {
+        throw error(
+            shm::format("CreateFile(\"%s\", write) %s", kept.c_str(), "File name too long"));
     }
     if (reserveBytes != 0) {
         memory = reserve(reserveBytes);
@@ -49,9 +50,7 @@ bool mmf_write::Create(const char* name, int reserveBytes) {
     } else {
         memory = static_cast<char*>(reserveMax(reserved));
     }
-    if (length != 0) {
-        std::memcpy(fileName, name, length + 1);
-    }
+    std::memcpy(fileName, kept.c_str(), kept.size() + 1);
     return true;
 }
 
@@ -95,6 +94,9 @@ bool mmf_write::alloc(int size, int* offset) {
 bool mmf_write::takeAside(uint64_t size, int* offset) {
     if (size > sideRemaining || sideRemaining == 0) {
         return false;
+    }
+    if (sideCursor > INT_MAX) {
+        throw error(shm::format("Memory overflow %d", static_cast<int>(reserved)));
     }
     *offset = static_cast<int>(sideCursor);
     sideCursor += static_cast<uint32_t>(size);

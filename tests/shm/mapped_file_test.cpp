@@ -154,6 +154,9 @@ TEST_F(MappedFile, Writer) {
     EXPECT_EQ(offset, 48);
     EXPECT_EQ(image.sideCursor, 80U);
     EXPECT_THROW(image.alloc(17, &offset), misc::error); // no room there or elsewhere
+    image.sideCursor = 0x80000000;
+    image.sideRemaining = 16;
+    EXPECT_THROW(image.alloc(1, &offset), misc::error); // the offset does not fit
     EXPECT_EQ(image.allocated[0], 100'000U);
     image.Close();
     std::string expected(100'000, 0);
@@ -165,6 +168,7 @@ TEST_F(MappedFile, Writer) {
     image.Close();
     EXPECT_EQ(read(), expected); // only Close writes, and only after a Create
     ASSERT_TRUE(image.Create(path(), 10));
+    ASSERT_TRUE(image.Create(image.fileName, 10));
     image.Close();
     EXPECT_EQ(read(), ""); // replaced by an empty file
 }
