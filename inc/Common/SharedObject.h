@@ -66,15 +66,19 @@ public:
 
 namespace Common {
 
-/* T, for objects on the heap: the last release deletes the object. T is ISharedObject, Serializable
- * or a class derived from one of them. */
+/* T, for objects on the heap: the last release deletes the object, whose destructor may still take
+ * and drop references to it. T is ISharedObject, Serializable or a class derived from one of them.
+ */
 template<typename T>
 class Unknown : public T {
 public:
     using T::T;
 
 private:
-    void FinalRelease() override { delete this; }
+    void FinalRelease() override {
+        this->addRef(); // for the destructor
+        delete this;
+    }
 };
 
 /* T, for objects that somebody else owns, such as members and statics: references are counted, but

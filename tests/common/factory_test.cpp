@@ -23,6 +23,10 @@ struct Thing : Identifiable, Counted {
     using Identifiable::Identifiable;
 };
 
+struct SelfReferrer : Identifiable, Counted {
+    ~SelfReferrer() override { const Ref<SelfReferrer> self(this); }
+};
+
 // Counts what it was told to destroy.
 class ThingFactory : public Factory, public Counted {
 public:
@@ -90,6 +94,8 @@ TEST_F(Factories, ObjectsEndWithTheirLastReference) {
     { const Ref<Identifiable> reference(&onTheStack); }
     EXPECT_EQ(onTheStack.getRefCount(), 0);
     const Ref<Serializable> onTheHeap(new Common::Unknown<Serializable>);
+    { const Ref<SelfReferrer> reference(new SelfReferrer); }
+    EXPECT_EQ(Counted::alive, 2);
 }
 
 TEST_F(Factories, AddedFirstWin) {
