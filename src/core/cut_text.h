@@ -3,6 +3,7 @@
 
 #include "platform/utf8_sequence.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 #include <string_view>
@@ -16,13 +17,11 @@ inline std::size_t lengthToKeep(std::string_view text, std::size_t most) {
         return text.size();
     }
     constexpr std::size_t kLongestRest = 3; // of a character, behind its first byte
-    for (std::size_t end = most; end + kLongestRest >= most; --end) {
-        if (!platform::isContinuation(text[end])) {
-            return end;
-        }
-        if (end == 0) {
-            break;
-        }
+    const std::size_t first = most - std::min(most, kLongestRest);
+    const std::string_view end = text.substr(first, most + 1 - first);
+    const auto start = std::find_if_not(end.rbegin(), end.rend(), platform::isContinuation);
+    if (start != end.rend()) {
+        return most - static_cast<std::size_t>(start - end.rbegin());
     }
     return most;
 }
