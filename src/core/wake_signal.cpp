@@ -9,11 +9,14 @@ namespace {
 
 constexpr int kTurnsBeforeNap = 32; // some ten microseconds
 
+using Clock = std::chrono::steady_clock;
+
 // Naps grow, so that a log with little to do costs little: a tenth of a millisecond first, sixteen
-// times as much from the fifth on; after a tenth of a second without work the thread sleeps.
+// times as much from the fifth on. On Windows each lasts until the system's tick, 15.6 ms at most.
+// After a tenth of a second without work the thread sleeps.
 constexpr std::chrono::microseconds kFirstNap{100};
 constexpr int kDoublings = 4;
-constexpr int kNapsBeforeSleep = 64;
+constexpr std::chrono::milliseconds kNapTime{100};
 
 std::chrono::microseconds napLength(int naps) {
     return kFirstNap * (1 << std::min(naps, kDoublings));
@@ -64,13 +67,20 @@ std::int32_t WakeSignal::take(std::int32_t most) {
 }
 
 std::int32_t WakeSignal::wait(std::int32_t most) {
+    Clock::time_point bedtime;
     for (int rests = -kTurnsBeforeNap;; ++rests) {
         if (const std::int32_t taken = take(most)) {
             return taken;
         }
         if (rests < 0) {
             platform::yieldThread();
-        } else if (rests < kNapsBeforeSleep) {
+            continue;
+        }
+        const Clock::time_point now = Clock::now();
+        if (rests == 0) {
+            bedtime = now + kNapTime;
+        }
+        if (now < bedtime) {
             nap(napLength(rests));
         } else {
             sleep();
