@@ -47,23 +47,18 @@ bool isShortage(int error) {
 }
 
 ElfFile::ElfFile(const char* path)
-    : file_(openOrdinary(path)), isOutOfReach_(file_ < 0 && isShortage(errno)) {
-    isOpen_ = file_ >= 0 && readHeader() && readSegments();
-}
-
-ElfFile::~ElfFile() {
-    if (file_ >= 0) {
-        ::close(file_);
-    }
+    : file_(openOrdinary(path)), isOutOfReach_(!file_.isOpen() && isShortage(errno)) {
+    isOpen_ = file_.isOpen() && readHeader() && readSegments();
 }
 
 bool ElfFile::read(void* buffer, std::size_t count, std::uint64_t offset) const {
-    return pread(file_, buffer, count, static_cast<off_t>(offset)) == static_cast<ssize_t>(count);
+    return pread(file_.number(), buffer, count, static_cast<off_t>(offset)) ==
+           static_cast<ssize_t>(count);
 }
 
 bool ElfFile::readHeader() {
     struct stat status {};
-    if (fstat(file_, &status) != 0 || !S_ISREG(status.st_mode) ||
+    if (fstat(file_.number(), &status) != 0 || !S_ISREG(status.st_mode) ||
         !read(&header_, sizeof header_, 0)) {
         return false;
     }
@@ -172,7 +167,7 @@ bool ElfFile::textOf(const char* sectionName, char* text, std::size_t room) cons
 bool ElfFile::beginsLike(const void* memory) const {
     char piece[2048];
     for (std::uint64_t done = 0; done < kPage; done += sizeof piece) {
-        const ssize_t count = pread(file_, piece, sizeof piece, static_cast<off_t>(done));
+        const ssize_t count = pread(file_.number(), piece, sizeof piece, static_cast<off_t>(done));
         if (count < 0 || std::memcmp(piece, static_cast<const char*>(memory) + done,
                                      static_cast<std::size_t>(count)) != 0) {
             return false;

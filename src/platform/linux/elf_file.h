@@ -1,6 +1,8 @@
 // The tables of an ELF file, read as data. Safe in a signal handler, and against any contents.
 #pragma once
 
+#include "platform/posix/descriptor.h"
+
 #include <elf.h>
 
 #include <cstddef>
@@ -15,9 +17,6 @@ class ElfFile {
 public:
     // Opens an ordinary file with the header of a 64-bit ELF file.
     explicit ElfFile(const char* path);
-    ~ElfFile();
-    ElfFile(const ElfFile&) = delete;
-    ElfFile& operator=(const ElfFile&) = delete;
 
     bool isOpen() const { return isOpen_; }
 
@@ -54,7 +53,7 @@ private:
     bool readSegments();
     unsigned readSections(unsigned first, Elf64_Shdr* sections, unsigned room) const;
 
-    int file_;
+    Descriptor file_;
     bool isOutOfReach_;
     bool isOpen_ = false;
     Elf64_Ehdr header_{};

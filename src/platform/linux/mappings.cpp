@@ -1,5 +1,6 @@
 #include "platform/linux/mappings.h"
 
+#include "platform/posix/descriptor.h"
 #include "platform/posix/own_path.h"
 
 #include <fcntl.h>
@@ -15,13 +16,6 @@ namespace {
 class LineReader {
 public:
     explicit LineReader(const char* path) : file_(open(path, O_RDONLY | O_CLOEXEC)) {}
-    ~LineReader() {
-        if (file_ >= 0) {
-            close(file_);
-        }
-    }
-    LineReader(const LineReader&) = delete;
-    LineReader& operator=(const LineReader&) = delete;
 
     // The next line without its end, cut if it is too long; false at the end of the file.
     bool next(char* line, std::size_t size) {
@@ -41,7 +35,8 @@ public:
 private:
     bool take(char& byte) {
         if (position_ == filled_) {
-            const ssize_t count = file_ >= 0 ? read(file_, buffer_, sizeof buffer_) : 0;
+            const ssize_t count =
+                file_.isOpen() ? read(file_.number(), buffer_, sizeof buffer_) : 0;
             if (count <= 0) {
                 return false;
             }
@@ -52,7 +47,7 @@ private:
         return true;
     }
 
-    int file_;
+    Descriptor file_;
     std::size_t position_ = 0;
     std::size_t filled_ = 0;
     char buffer_[2048];

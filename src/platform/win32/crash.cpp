@@ -4,6 +4,7 @@
 #include "platform/report_turn.h"
 #include "platform/thread.h"
 #include "platform/win32/file_time.h"
+#include "platform/win32/handle.h"
 #include "platform/win32/symbols.h"
 #include "platform/win32/wide.h"
 
@@ -274,9 +275,9 @@ void walkStack(const Fault& fault, FrameFunction function, void* context) {
     if (process == nullptr) {
         return;
     }
-    const HANDLE thread =
+    const Handle thread(
         OpenThread(THREAD_GET_CONTEXT | THREAD_SUSPEND_RESUME | THREAD_QUERY_INFORMATION, FALSE,
-                   registers.thread);
+                   registers.thread));
     CONTEXT copy = *registers.context; // the walk changes it
     const auto stack = static_cast<std::uintptr_t>(copy.Rsp);
     const bool isFirstLeft = fault.isJumpToNowhere ? leaveNowhere(copy, process)
@@ -288,9 +289,8 @@ void walkStack(const Fault& fault, FrameFunction function, void* context) {
     }
     if (goesOn) {
         const bool isReturnAddress = isFirstLeft || fault.code == fault_code::kAbort;
-        walk(process, thread, copy, isReturnAddress, function, context);
+        walk(process, thread.get(), copy, isReturnAddress, function, context);
     }
-    CloseHandle(thread);
     endSymbols();
 }
 

@@ -1,5 +1,6 @@
 #include "platform/mapped_file.h"
 
+#include "platform/win32/handle.h"
 #include "platform/win32/path_target.h"
 #include "platform/win32/wide.h"
 
@@ -70,16 +71,14 @@ FileHandle openFileToMap(const char* path, bool readOnly, SystemError& error) {
         error = ERROR_INVALID_NAME;
         return kNoFile;
     }
-    const HANDLE file = CreateFileW(wide, readOnly ? GENERIC_READ : GENERIC_READ | GENERIC_WRITE,
-                                    FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
-                                    FILE_ATTRIBUTE_NORMAL | FILE_FLAG_RANDOM_ACCESS, nullptr);
-    error = file == INVALID_HANDLE_VALUE ? GetLastError() : 0;
-    if (error == 0 && GetFileType(file) != FILE_TYPE_DISK) {
-        CloseHandle(file);
+    Handle file(CreateFileW(wide, readOnly ? GENERIC_READ : GENERIC_READ | GENERIC_WRITE,
+                            FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
+                            FILE_ATTRIBUTE_NORMAL | FILE_FLAG_RANDOM_ACCESS, nullptr));
+    error = file ? 0 : GetLastError();
+    if (file && GetFileType(file.get()) != FILE_TYPE_DISK) {
         error = ERROR_BAD_FILE_TYPE;
-        return kNoFile;
     }
-    return reinterpret_cast<FileHandle>(file);
+    return error == 0 ? reinterpret_cast<FileHandle>(file.release()) : kNoFile;
 }
 
 MappingHandle createMapping(FileHandle file, bool readOnly, std::uint32_t size,

@@ -2,6 +2,7 @@
 // identifies the directory, whatever path leads there.
 #include "platform/save_turn.h"
 
+#include "platform/win32/handle.h"
 #include "platform/win32/wide.h"
 
 #include <windows.h>
@@ -20,14 +21,9 @@ constexpr std::size_t kPathUnits = 2 * (MAX_PATH + 1); // a directory's and one 
 // Identifies a directory that exists.
 bool identify(const wchar_t* directory, BY_HANDLE_FILE_INFORMATION& information) {
     constexpr DWORD kShared = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-    const HANDLE opened = CreateFileW(directory, 0, kShared, nullptr, OPEN_EXISTING,
-                                      FILE_FLAG_BACKUP_SEMANTICS, nullptr);
-    if (opened == INVALID_HANDLE_VALUE) {
-        return false;
-    }
-    const bool isKnown = GetFileInformationByHandle(opened, &information) != 0;
-    CloseHandle(opened);
-    return isKnown;
+    const Handle opened(CreateFileW(directory, 0, kShared, nullptr, OPEN_EXISTING,
+                                    FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+    return opened && GetFileInformationByHandle(opened.get(), &information) != 0;
 }
 
 // Replaces the name of the file by ".", so that the path of a drive gives a directory, too.
@@ -45,12 +41,12 @@ bool writeDirectory(const char* path, wchar_t (&directory)[kPathUnits]) {
 }
 
 // Any user may take the mutex, because several users may write the same files.
-HANDLE openMutex(const wchar_t* name) {
+Handle openMutex(const wchar_t* name) {
     SECURITY_DESCRIPTOR everybody;
     InitializeSecurityDescriptor(&everybody, SECURITY_DESCRIPTOR_REVISION);
     SetSecurityDescriptorDacl(&everybody, TRUE, nullptr, FALSE);
     SECURITY_ATTRIBUTES security{sizeof security, &everybody, FALSE};
-    return CreateMutexW(&security, FALSE, name);
+    return Handle(CreateMutexW(&security, FALSE, name));
 }
 
 } // namespace
@@ -65,24 +61,22 @@ SaveTurn::SaveTurn(const char* path, std::chrono::milliseconds longestWait) noex
     std::swprintf(name, std::size(name), L"Global\\qzsave-%08lx-%08lx%08lx",
                   information.dwVolumeSerialNumber, information.nFileIndexHigh,
                   information.nFileIndexLow);
-    const HANDLE mutex = openMutex(name);
-    if (mutex == nullptr) {
+    Handle mutex = openMutex(name);
+    if (!mutex) {
         return;
     }
-    const DWORD result = WaitForSingleObject(mutex, static_cast<DWORD>(longestWait.count()));
+    const DWORD result = WaitForSingleObject(mutex.get(), static_cast<DWORD>(longestWait.count()));
     if (result == WAIT_OBJECT_0 || result == WAIT_ABANDONED) {
-        lock_ = reinterpret_cast<std::intptr_t>(mutex);
+        lock_ = reinterpret_cast<std::intptr_t>(mutex.release());
         return;
     }
     isMine_ = result != WAIT_TIMEOUT; // another result means that there is no lock
-    CloseHandle(mutex);
 }
 
 SaveTurn::~SaveTurn() {
     if (lock_ != kNone) {
-        const auto mutex = reinterpret_cast<HANDLE>(lock_);
-        ReleaseMutex(mutex);
-        CloseHandle(mutex);
+        const Handle mutex(reinterpret_cast<HANDLE>(lock_));
+        ReleaseMutex(mutex.get());
     }
 }
 

@@ -1,6 +1,7 @@
 // Named sections and mutexes, which Windows itself frees.
 #include "platform/shared_memory.h"
 
+#include "platform/win32/handle.h"
 #include "platform/win32/wide.h"
 
 #include <windows.h>
@@ -18,28 +19,6 @@ namespace platform {
 namespace {
 
 constexpr std::size_t kNameUnits = MAX_PATH + 1;
-
-class Handle {
-public:
-    Handle() = default;
-    explicit Handle(HANDLE handle) : handle_(handle) {}
-    ~Handle() {
-        if (handle_ != nullptr) {
-            CloseHandle(handle_);
-        }
-    }
-    Handle(Handle&& other) noexcept : handle_(std::exchange(other.handle_, nullptr)) {}
-    Handle& operator=(Handle&& other) noexcept {
-        std::swap(handle_, other.handle_);
-        return *this;
-    }
-
-    explicit operator bool() const { return handle_ != nullptr; }
-    HANDLE get() const { return handle_; }
-
-private:
-    HANDLE handle_ = nullptr;
-};
 
 Handle openSection(const wchar_t* name) {
     return Handle(OpenFileMappingW(FILE_MAP_ALL_ACCESS, FALSE, name));

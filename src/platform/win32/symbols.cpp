@@ -1,4 +1,5 @@
 #include "platform/win32/symbols.h"
+#include "platform/win32/handle.h"
 
 #include "platform/symbols.h"
 #include "platform/win32/file_time.h"
@@ -156,25 +157,19 @@ public:
         : file_(CreateFileW(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr,
                             OPEN_EXISTING, 0, nullptr)) {
         LARGE_INTEGER size;
-        if (file_ == INVALID_HANDLE_VALUE || GetFileType(file_) != FILE_TYPE_DISK ||
-            !GetFileSizeEx(file_, &size) || size.QuadPart <= 0) {
+        if (!file_ || GetFileType(file_.get()) != FILE_TYPE_DISK ||
+            !GetFileSizeEx(file_.get(), &size) || size.QuadPart <= 0) {
             return;
         }
-        mapping_ = CreateFileMappingW(file_, nullptr, PAGE_READONLY, 0, 0, nullptr);
-        if (mapping_ != nullptr) {
-            bytes_ = MapViewOfFile(mapping_, FILE_MAP_READ, 0, 0, 0);
+        mapping_ = Handle(CreateFileMappingW(file_.get(), nullptr, PAGE_READONLY, 0, 0, nullptr));
+        if (mapping_) {
+            bytes_ = MapViewOfFile(mapping_.get(), FILE_MAP_READ, 0, 0, 0);
             size_ = static_cast<std::size_t>(size.QuadPart);
         }
     }
     ~FileMapping() {
         if (bytes_ != nullptr) {
             UnmapViewOfFile(bytes_);
-        }
-        if (mapping_ != nullptr) {
-            CloseHandle(mapping_);
-        }
-        if (file_ != INVALID_HANDLE_VALUE) {
-            CloseHandle(file_);
         }
     }
     FileMapping(const FileMapping&) = delete;
@@ -186,13 +181,13 @@ public:
 
     std::int64_t changeTime() const {
         FILETIME written = {};
-        GetFileTime(file_, nullptr, nullptr, &written);
+        GetFileTime(file_.get(), nullptr, nullptr, &written);
         return secondsOf(written);
     }
 
 private:
-    HANDLE file_;
-    HANDLE mapping_ = nullptr;
+    Handle file_;
+    Handle mapping_;
     const void* bytes_ = nullptr;
     std::size_t size_ = 0;
 };

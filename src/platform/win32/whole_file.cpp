@@ -1,6 +1,7 @@
 #include "platform/whole_file.h"
 
 #include "platform/save_turn.h"
+#include "platform/win32/handle.h"
 #include "platform/win32/path_target.h"
 #include "platform/win32/sharing.h"
 #include "platform/win32/wide.h"
@@ -27,24 +28,6 @@ constexpr std::size_t kTemporaryUnits = kFullUnits + 32;
 // Stands behind the beginning of the replaced file's name, which is cut so that everything fits.
 constexpr wchar_t kMark[] = L".qzsave-";
 constexpr std::size_t kMostOfName = 200;
-
-class Handle {
-public:
-    explicit Handle(HANDLE handle) : handle_(handle) {}
-    ~Handle() {
-        if (isOpen()) {
-            CloseHandle(handle_);
-        }
-    }
-    Handle(const Handle&) = delete;
-    Handle& operator=(const Handle&) = delete;
-
-    bool isOpen() const { return handle_ != INVALID_HANDLE_VALUE; }
-    HANDLE get() const { return handle_; }
-
-private:
-    HANDLE handle_;
-};
 
 // Makes an existing file writable for this object's lifetime, or for good if keep() is called.
 class WritableFile {
@@ -249,7 +232,7 @@ bool setPosition(HANDLE file, LONGLONG position) {
 Replacement writeInPlace(const Target& target, std::string_view bytes) {
     const Handle file(
         CreateFileW(target.path, GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr));
-    if (!file.isOpen()) {
+    if (!file) {
         return {GetLastError(), false};
     }
     LARGE_INTEGER old;
@@ -271,7 +254,7 @@ Replacement replace(const Target& target, std::string_view bytes) {
     AccessList access;
     if (access.read(target)) {
         const Handle file(createBeside(target, access));
-        if (file.isOpen()) {
+        if (file) {
             return replaceByNewFile(target, file.get(), bytes);
         }
     }
@@ -283,11 +266,8 @@ Replacement replace(const Target& target, std::string_view bytes) {
 class NewFile final : public NewContents {
 public:
     ~NewFile() override {
-        if (file_ != INVALID_HANDLE_VALUE) {
-            if (!hasTakenPlace_) {
-                removeOpenFile(file_);
-            }
-            CloseHandle(file_);
+        if (file_ && !hasTakenPlace_) {
+            removeOpenFile(file_.get());
         }
     }
 
@@ -300,23 +280,25 @@ public:
         }
         removeAbandoned(target_.path);
         AccessList access;
-        file_ = access.read(target_) ? createBeside(target_, access) : INVALID_HANDLE_VALUE;
-        return file_ == INVALID_HANDLE_VALUE ? GetLastError() : 0;
+        if (access.read(target_)) {
+            file_ = Handle(createBeside(target_, access));
+        }
+        return file_ ? 0 : GetLastError();
     }
 
-    FileHandle file() const override { return reinterpret_cast<FileHandle>(file_); }
+    FileHandle file() const override { return reinterpret_cast<FileHandle>(file_.get()); }
 
     SystemError takePlace() noexcept override {
         char path[3 * kFullUnits]; // no unit makes more bytes
         fromWide(target_.path, path, sizeof path);
         const SaveTurn turn(path);
-        hasTakenPlace_ = platform::takePlace(file_, target_);
+        hasTakenPlace_ = platform::takePlace(file_.get(), target_);
         return hasTakenPlace_ ? 0 : GetLastError();
     }
 
 private:
     Target target_;
-    HANDLE file_ = INVALID_HANDLE_VALUE;
+    Handle file_;
     bool hasTakenPlace_ = false;
 };
 
