@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 namespace platform {
 
@@ -86,6 +87,11 @@ std::int64_t modificationTime(const char* path);
 
 // The same in nanoseconds, as finely as the file system has it.
 std::int64_t modificationTimeNs(const char* path);
+
+// Whether an entry's name stands for the directory itself or the one above.
+inline bool isSelfOrParent(std::string_view name) {
+    return name == "." || name == "..";
+}
 
 using NameCallback = void (*)(void* context, const char* name);
 

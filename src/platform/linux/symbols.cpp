@@ -27,12 +27,6 @@ constexpr std::uint32_t kPage = 4096;
 // Only for walkStack in a dying process; see startSymbols.
 constinit backtrace_state* processSymbols = nullptr;
 
-void copyText(char (&to)[SourcePlace::kNameRoom], const char* from) {
-    const std::size_t length = std::min(std::strlen(from), sizeof to - 1);
-    std::memcpy(to, from, length);
-    to[length] = 0;
-}
-
 struct Lookup {
     std::uintptr_t address;
     SourcePlace* place;

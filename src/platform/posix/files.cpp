@@ -1,6 +1,7 @@
 #include "platform/files.h"
 
 #include "platform/posix/descriptor.h"
+#include "platform/posix/last_error.h"
 #include "platform/posix/path.h"
 
 #include <dirent.h>
@@ -25,10 +26,6 @@ namespace {
 
 constexpr mode_t kNewFileMode = 0666;
 constexpr mode_t kNewDirectoryMode = 0777;
-
-SystemError lastError() {
-    return static_cast<SystemError>(errno);
-}
 
 int descriptor(FileHandle file) {
     return static_cast<int>(file);
@@ -104,10 +101,6 @@ DIR* openDirectory(const char* path) {
         directory = opendir(path);
     }
     return directory;
-}
-
-bool isSelfOrParent(const char* name) {
-    return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
 }
 
 } // namespace

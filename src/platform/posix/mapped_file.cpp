@@ -1,6 +1,7 @@
 #include "platform/mapped_file.h"
 
 #include "platform/posix/descriptor.h"
+#include "platform/posix/last_error.h"
 #include "platform/posix/path.h"
 
 #include <fcntl.h>
@@ -20,7 +21,7 @@ int fileOf(MappingHandle mapping) {
 
 char* map(MappingHandle mapping, int protection, int kind, std::uint32_t size, SystemError& error) {
     void* const view = mmap(nullptr, size, protection, kind, fileOf(mapping), 0);
-    error = view == MAP_FAILED ? lastSystemError() : 0;
+    error = view == MAP_FAILED ? lastError() : 0;
     return view == MAP_FAILED ? nullptr : static_cast<char*>(view);
 }
 
@@ -31,7 +32,7 @@ std::uint32_t pageSize() {
 }
 
 SystemError lastSystemError() {
-    return static_cast<SystemError>(errno);
+    return lastError();
 }
 
 FileHandle openFileToMap(const char* path, bool readOnly, SystemError& error) {
@@ -41,7 +42,7 @@ FileHandle openFileToMap(const char* path, bool readOnly, SystemError& error) {
         return open(native.c_str(),
                     (readOnly ? O_RDONLY : O_RDWR) | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
     }));
-    error = file < 0 ? lastSystemError() : static_cast<SystemError>(requireOrdinaryFile(file));
+    error = file < 0 ? lastError() : static_cast<SystemError>(requireOrdinaryFile(file));
     if (file >= 0 && error != 0) {
         close(file);
         return kNoFile;
@@ -74,7 +75,7 @@ char* mapCopy(MappingHandle mapping, std::uint32_t size, std::uint32_t writable,
     if (view == nullptr || writable == 0 || mprotect(view, writable, PROT_READ | PROT_WRITE) == 0) {
         return view;
     }
-    error = lastSystemError();
+    error = lastError();
     munmap(view, size);
     return nullptr;
 }

@@ -1,21 +1,16 @@
 // Files to be replaced, each with the directory that the new file is made in.
 #pragma once
 
-#include "platform/files.h"
 #include "platform/posix/descriptor.h"
+#include "platform/posix/last_error.h"
 #include "platform/posix/path.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include <cerrno>
 #include <utility>
 
 namespace platform {
-
-inline SystemError lastError() {
-    return static_cast<SystemError>(errno);
-}
 
 // The file behind a path, by its directory and its name there.
 class TargetFile {

@@ -1,5 +1,6 @@
 #include "platform/files.h"
 
+#include "platform/win32/file_time.h"
 #include "platform/win32/path_target.h"
 #include "platform/win32/sharing.h"
 #include "platform/win32/wide.h"
@@ -114,7 +115,9 @@ bool createDirectories(const char* path) {
            SHCreateDirectoryExA(nullptr, full, nullptr) == ERROR_SUCCESS;
 }
 
-std::int64_t asLocalCalendarTime(const FILETIME& written) {
+// Seconds since 1970 by way of local time, as hosts have always got them. They differ from those of
+// UTC by the hour that occurs twice when summer time ends.
+std::int64_t secondsByLocalTime(const FILETIME& written) {
     SYSTEMTIME utc;
     SYSTEMTIME local;
     TIME_ZONE_INFORMATION zone;
@@ -149,13 +152,9 @@ bool findModificationTime(const char* path, FILETIME& written) {
     return found;
 }
 
-// A FILETIME counts tenths of a microsecond from the start of 1601.
-std::int64_t sinceEpochNs(const FILETIME& time) {
-    constexpr std::int64_t kEpoch = 116'444'736'000'000'000;
+std::int64_t nanosecondsOf(const FILETIME& time) {
     constexpr std::int64_t kLast = std::numeric_limits<std::int64_t>::max() / 100;
-    const auto ticks =
-        static_cast<std::int64_t>(std::uint64_t{time.dwHighDateTime} << 32U | time.dwLowDateTime);
-    return std::min(ticks - kEpoch, kLast) * 100;
+    return std::min(ticksOf(time), kLast) * 100;
 }
 
 // Only files on a disk have what the handle's operations promise: a position, a size, no waiting.
@@ -197,10 +196,6 @@ private:
 struct ListingCloser {
     void operator()(HANDLE listing) const { FindClose(listing); }
 };
-
-bool isSelfOrParent(const char* name) {
-    return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
-}
 
 template<class Listing>
 bool list(Listing listing, NameCallback callback, void* context) {
@@ -375,12 +370,12 @@ bool makeDirectories(const char* path) {
 
 std::int64_t modificationTime(const char* path) {
     FILETIME written;
-    return findModificationTime(path, written) ? asLocalCalendarTime(written) : 0;
+    return findModificationTime(path, written) ? secondsByLocalTime(written) : 0;
 }
 
 std::int64_t modificationTimeNs(const char* path) {
     FILETIME written;
-    return findModificationTime(path, written) ? sinceEpochNs(written) : 0;
+    return findModificationTime(path, written) ? nanosecondsOf(written) : 0;
 }
 
 bool listDirectory(const char* path, NameCallback callback, void* context) {

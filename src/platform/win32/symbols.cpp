@@ -91,12 +91,6 @@ bool initialiseAnew() {
            initialise(process, true);
 }
 
-void copyText(char (&to)[SourcePlace::kNameRoom], const char* from) {
-    const std::size_t length = std::min(std::strlen(from), sizeof to - 1);
-    std::memcpy(to, from, length);
-    to[length] = 0;
-}
-
 // dbghelp names the nearest symbol below the address, however far away. The symbol is the right one
 // if it stands in the same function.
 bool isRight(const SYMBOL_INFO& symbol, std::uint64_t address, std::uint64_t base,
