@@ -1,6 +1,6 @@
 #include "vfs/zip_file.h"
 
-#include "vfs/check_sum.h"
+#include "vfs/crc32.h"
 #include "vfs/zip_records.h"
 
 #include <algorithm>
@@ -125,7 +125,7 @@ const char* ZipFile::produce(std::uint8_t* to, std::size_t count) {
         return kUnreadable;
     }
     if (summed_ == produced_) {
-        sum_ = checkSum(sum_, to, count);
+        sum_ = updateCrc32(sum_, to, count);
         summed_ += count;
     }
     produced_ += count;

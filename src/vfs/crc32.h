@@ -1,4 +1,4 @@
-// The check sum of zip archives: CRC-32.
+// CRC-32, the check sum of zip archives.
 #pragma once
 
 #include <cstddef>
@@ -7,6 +7,6 @@
 namespace vfs {
 
 // Continues a sum over the next `size` bytes. The first call's `sum` is 0.
-std::uint32_t checkSum(std::uint32_t sum, const void* data, std::size_t size);
+std::uint32_t updateCrc32(std::uint32_t sum, const void* data, std::size_t size);
 
 } // namespace vfs

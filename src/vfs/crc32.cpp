@@ -1,4 +1,4 @@
-#include "vfs/check_sum.h"
+#include "vfs/crc32.h"
 
 #include "platform/compiler.h"
 
@@ -73,7 +73,7 @@ QZ_TARGET_PCLMUL std::uint32_t sumOfBlocks(std::uint32_t sum, const std::uint8_t
 
 } // namespace
 
-std::uint32_t checkSum(std::uint32_t sum, const void* data, std::size_t size) {
+std::uint32_t updateCrc32(std::uint32_t sum, const void* data, std::size_t size) {
     auto* bytes = static_cast<const std::uint8_t*>(data);
 #if defined(QZ_X64)
     if (size >= kWorthIt && hasPclmul()) {
