@@ -31,7 +31,7 @@ void Naming::Learnt::cut(std::size_t at) noexcept {
 
 void Naming::beginRecord(std::size_t classNumber) {
     if (classNumber >= classes_.size()) {
-        classes_.resize(classNumber + 1, {nullptr, Kind::kGroup, {}, 0, false, false, {}});
+        classes_.resize(classNumber + 1, {nullptr, Kind::kGroup});
     }
     lost_ = 0;
     open_.clear();
@@ -87,11 +87,11 @@ Naming::Learnt* Naming::next(Learnt field) {
 }
 
 void Naming::value(const char* name, Kind kind) {
-    next({name, kind, {}, 0, false, false, {}});
+    next({name, kind});
 }
 
 void Naming::length(const char* name, std::size_t length) {
-    Learnt* const row = next({name, Kind::kRow, {}, 0, false, false, {}});
+    Learnt* const row = next({name, Kind::kRow});
     if (row != nullptr && length != 0) {
         open_.back().row = row;
         open_.back().rowLength = length;
@@ -105,18 +105,12 @@ void Naming::row(const char* name, Kind element, std::size_t count) {
     Open& open = open_.back();
     if (open.row == nullptr || open.rowLength != count) {
         const bool fits = count <= UINT32_MAX;
-        next({name,
-              Kind::kFixedRow,
-              element,
-              fits ? static_cast<std::uint32_t>(count) : 0,
-              false,
-              false,
-              {}});
+        next({name, Kind::kFixedRow, element, fits ? static_cast<std::uint32_t>(count) : 0});
         if (!fits) {
             lose();
         }
     } else if (open.row->fields.empty()) {
-        open.row->fields.push_back({nullptr, element, {}, 0, false, false, {}});
+        open.row->fields.push_back({nullptr, element});
         open.row = nullptr;
     } else if (open.row->fields[0].kind == element) {
         open.row = nullptr;
@@ -126,14 +120,14 @@ void Naming::row(const char* name, Kind element, std::size_t count) {
 }
 
 void Naming::optional(const char* name, bool isThere) {
-    Learnt* const field = next({name, Kind::kOptional, {}, 0, false, false, {}});
+    Learnt* const field = next({name, Kind::kOptional});
     if (field != nullptr && isThere) {
         open_.back().optional = field;
     }
 }
 
 void Naming::open(const char* name, Kind kind, std::size_t count) {
-    Learnt* const field = next({name, kind, {}, 0, false, false, {}});
+    Learnt* const field = next({name, kind});
     if (field == nullptr) {
         ++lost_;
     } else if (open_.size() == kDeepestOpen) {

@@ -44,11 +44,11 @@ private:
     struct Learnt {
         const char* name;
         Kind kind;
-        Kind element;
+        Kind element{};
         std::uint32_t count = 0;
         bool isWhole = false; // a group that was closed once
         bool varies = false;
-        std::vector<Learnt> fields;
+        std::vector<Learnt> fields{};
 
         bool repeats() const { return kind == Kind::kList || kind == Kind::kOptional; }
         bool isLike(const Learnt& other) const;
