@@ -1,5 +1,6 @@
 #include "Lua/State.h"
 #include "core/library_log.h"
+#include "lua/chunk.h"
 #include "lua/name.h"
 
 #include <lua.hpp>
@@ -34,21 +35,11 @@ int print(lua_State* state) {
 }
 
 int loadfile(lua_State* state) {
-    if (QZ_lua_loadfile(state, luaL_optstring(state, 1, nullptr)) == 0) {
-        return 1;
-    }
-    lua_pushnil(state);
-    lua_insert(state, -2);
-    return 2;
+    return lua::loadResults(state, QZ_lua_loadfile(state, luaL_optstring(state, 1, nullptr)));
 }
 
 int dofile(lua_State* state) {
-    const int before = lua_gettop(state);
-    if (QZ_lua_loadfile(state, luaL_optstring(state, 1, nullptr)) != 0) {
-        return lua_error(state);
-    }
-    lua_call(state, 0, LUA_MULTRET);
-    return lua_gettop(state) - before;
+    return lua::dofile(state, LUA_GLOBALSINDEX);
 }
 
 } // namespace

@@ -1,5 +1,7 @@
 #include "lua/chunk.h"
 
+#include "Lua/State.h"
+
 #include <utility>
 
 namespace lua {
@@ -79,6 +81,26 @@ int loadChunk(lua_State* state, lua_Reader read, void* context, std::size_t size
 
 int loadChunk(lua_State* state, std::string_view chunk, const char* name) {
     return loadChunk(state, readView, &chunk, chunk.size(), name);
+}
+
+int loadResults(lua_State* state, int loadStatus) {
+    if (loadStatus == 0) {
+        return 1;
+    }
+    lua_pushnil(state);
+    lua_insert(state, -2);
+    return 2;
+}
+
+int dofile(lua_State* state, int environment) {
+    const int before = lua_gettop(state);
+    if (QZ_lua_loadfile(state, luaL_optstring(state, 1, nullptr)) != 0) {
+        return lua_error(state);
+    }
+    lua_pushvalue(state, environment);
+    lua_setfenv(state, -2);
+    lua_call(state, 0, LUA_MULTRET);
+    return lua_gettop(state) - before;
 }
 
 } // namespace lua

@@ -1,4 +1,4 @@
-// Loading chunks that may be damaged.
+// Loading chunks that may be damaged, and what scripts get of them.
 #pragma once
 
 #include <lua.hpp>
@@ -13,5 +13,11 @@ namespace lua {
 // chunks, so with LuaJIT each one is a syntax error. A null name is "?".
 int loadChunk(lua_State* state, lua_Reader read, void* context, std::size_t size, const char* name);
 int loadChunk(lua_State* state, std::string_view chunk, const char* name);
+
+// Returns a chunk that was loaded to a script, or nil and the message.
+int loadResults(lua_State* state, int loadStatus);
+
+// The function `dofile` of scripts, for chunks that run in the table at an index.
+int dofile(lua_State* state, int environment);
 
 } // namespace lua

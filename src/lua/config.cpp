@@ -28,14 +28,10 @@ bool takeKey(const char*& path, std::string_view& key) {
     return true;
 }
 
-void reserve(lua_State* state, int room = lua::kRoom) {
-    luaL_checkstack(state, room, "too many open tables");
-}
-
 // Pushes nil. Reading hostile data of any depth must not raise an error, so an entry that is too
 // deep for the stack counts as missing, too.
 void pushMissing(lua_State* state) {
-    reserve(state, 1);
+    lua::reserve(state, 1);
     lua_pushnil(state);
 }
 
@@ -165,24 +161,24 @@ bool Config::open_raw(const char* name) {
 }
 
 void Config::create(const char* path) {
-    reserve(state_);
+    lua::reserve(state_);
     const Key key = createContainer(state_, -1, path);
     createEntry(state_, key);
     lua_remove(state_, -2);
 }
 
 void Config::create(int index) {
-    reserve(state_);
+    lua::reserve(state_);
     createEntry(state_, index);
 }
 
 void Config::create_raw(const char* name) {
-    reserve(state_);
+    lua::reserve(state_);
     createEntry(state_, name);
 }
 
 void Config::set(const char* path) {
-    reserve(state_);
+    lua::reserve(state_);
     const Key key = createContainer(state_, -2, path);
     lua::pushKey(state_, key);
     lua_pushvalue(state_, -3);
@@ -191,7 +187,7 @@ void Config::set(const char* path) {
 }
 
 void Config::set(int index) {
-    reserve(state_);
+    lua::reserve(state_);
     lua_pushnumber(state_, index);
     lua_insert(state_, -2);
     lua_settable(state_, -3);

@@ -17,10 +17,6 @@ namespace {
 constexpr char kModule[] = "Lua::Config";
 constexpr int kNameLimit = 255; // bytes of a text that stand for its name
 
-void reserve(lua_State* state) {
-    luaL_checkstack(state, lua::kRoom, "no room for a chunk");
-}
-
 const char* nameOf(const char* file) {
     return file != nullptr ? file : "<NULL>";
 }
@@ -67,14 +63,7 @@ int nameLength(const char* text) {
 
 // The `dofile` of chunks that run in a table of their own. The table is the upvalue.
 int dofileInTable(lua_State* state) {
-    const int before = lua_gettop(state);
-    if (QZ_lua_loadfile(state, luaL_optstring(state, 1, nullptr)) != 0) {
-        return lua_error(state);
-    }
-    lua_pushvalue(state, lua_upvalueindex(1));
-    lua_setfenv(state, -2);
-    lua_call(state, 0, LUA_MULTRET);
-    return lua_gettop(state) - before;
+    return lua::dofile(state, lua_upvalueindex(1));
 }
 
 // Lets chunks that run in the table at an index see the state's globals.
@@ -108,18 +97,18 @@ bool runInTable(lua_State* state, int loadStatus, bool withGlobals) {
 } // namespace
 
 bool Config::load(const char* file) {
-    reserve(state_);
+    lua::reserve(state_);
     return run(state_, QZ_lua_loadfile(state_, file), LUA_MULTRET) || failLoad(state_, file);
 }
 
 bool Config::dofile(const char* file) {
-    reserve(state_);
+    lua::reserve(state_);
     return run(state_, QZ_lua_loadfile(state_, file), LUA_MULTRET) ||
            failRun(state_, nameOf(file), -1);
 }
 
 bool Config::dostring(const char* text) {
-    reserve(state_);
+    lua::reserve(state_);
     if (run(state_, loadText(state_, text), LUA_MULTRET)) {
         return true;
     }
@@ -128,7 +117,7 @@ bool Config::dostring(const char* text) {
 }
 
 bool Config::tmpload(const char* file, bool withGlobals) {
-    reserve(state_);
+    lua::reserve(state_);
     lua_newtable(state_);
     if (runInTable(state_, QZ_lua_loadfile(state_, file), withGlobals)) {
         return true;
@@ -144,7 +133,7 @@ bool Config::tmpload_buf(const char* buffer, std::uint64_t size, bool withGlobal
         buffer = "";
         size = 0;
     }
-    reserve(state_);
+    lua::reserve(state_);
     lua_newtable(state_);
     if (runInTable(state_, lua::loadChunk(state_, {buffer, size}, nullptr), withGlobals)) {
         return true;

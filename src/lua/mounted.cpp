@@ -1,5 +1,6 @@
 #include "Lua/State.h"
 #include "VFS/Archive.h"
+#include "lua/chunk.h"
 #include "lua/listing.h"
 #include "lua/protect.h"
 
@@ -67,12 +68,7 @@ int list(lua_State* state) {
 }
 
 int loadfile(lua_State* state) {
-    if (QZ_lua_loadmounted(state, luaL_checkstring(state, 1)) == 0) {
-        return 1;
-    }
-    lua_pushnil(state);
-    lua_insert(state, -2);
-    return 2;
+    return lua::loadResults(state, QZ_lua_loadmounted(state, luaL_checkstring(state, 1)));
 }
 
 constexpr luaL_Reg kFunctions[] = {

@@ -60,6 +60,10 @@ int pushRunner(lua_State* state, Box*& box) {
 
 } // namespace
 
+void reserve(lua_State* state, int room) {
+    luaL_checkstack(state, room, "too many open tables");
+}
+
 int runProtected(lua_State* state, int arguments, int results, const ProtectedCall& call) {
     const int base = lua_gettop(state) - arguments;
     Box* box = nullptr;

@@ -11,6 +11,9 @@ namespace lua {
 // call. Only reserving them may still raise an error.
 inline constexpr int kRoom = 12;
 
+// Reserves slots; may raise an error.
+void reserve(lua_State* state, int room = kRoom);
+
 struct ProtectedCall {
     int (*invoke)(lua_State* state, const void* operation);
     const void* operation;
