@@ -123,8 +123,9 @@ class Comparison:
         """With the figure's unit, where it is known."""
         if self.figure in ("time", "each"):
             return with_unit(value * (1e-9 if self.figure == "time" else 1),
-                             [(1, "s"), (1e-3, "ms"), (1e-6, "µs"), (1e-9, "ns"), (1e-12, "ps")])
-        return with_unit(value, [(1e9, "G"), (1e6, "M"), (1e4, "k")])
+                             [(size, size, unit) for size, unit in
+                              ((1, "s"), (1e-3, "ms"), (1e-6, "µs"), (1e-9, "ns"), (1e-12, "ps"))])
+        return with_unit(value, [(1e9, 1e9, "G"), (1e6, 1e6, "M"), (1e4, 1e3, "k")])
 
 
 def rounded(text):
@@ -132,9 +133,10 @@ def rounded(text):
 
 
 def with_unit(value, units):
-    for size, unit in units:
-        if value >= size:
-            return f"{plain(value / size * (10 if unit == 'k' else 1))} {unit}"
+    """In the first unit, of (from which value on, its size, its name), that fits."""
+    for least, size, unit in units:
+        if value >= least:
+            return f"{plain(value / size)} {unit}"
     return plain(value)
 
 
@@ -159,8 +161,9 @@ def merged(rows, new, is_whole, is_anew):
     """The newest runs of each figure. A whole run has all figures, so what it lacks is gone; after
     a change that made something faster, what was measured before says nothing (anew)."""
     added = {row.key() for row in new}
-    kept = [row for row in rows if (row.key() not in added if is_anew else True)
-            and (row.key() in added if is_whole else True)]
+    def is_kept(row):
+        return not is_anew if row.key() in added else not is_whole
+    kept = filter(is_kept, rows)
     by_key = {}
     for row in [*kept, *new]:
         by_key.setdefault(row.key(), []).append(row)
