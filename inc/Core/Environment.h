@@ -18,7 +18,8 @@
 QZ_EXTERN_C_BEGIN
 
 /* Returns the directory of the process's executable, with the system's own separators and none at
- * its end. */
+ * its end: "" or "C:" if that is the root, so append a separator before you open it. On Linux it
+ * has the system's bytes, even if they are not valid text. */
 QZ_API const char* SYS_bindir(void);
 
 /* Returns the whole command line: on Windows as it was given, on Linux the arguments, quoted where
