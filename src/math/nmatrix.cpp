@@ -25,6 +25,14 @@ T signedBy(unsigned index, T value) {
     return index % 2 == 0 ? value : -value;
 }
 
+// Doubles at least, so that growing step by step takes time in proportion to the result.
+template<typename List>
+void makeRoom(List& list, std::size_t size) {
+    if (size > list.capacity()) {
+        list.reserve(std::max(size, 2 * list.capacity()));
+    }
+}
+
 // Expands along the first row, and computes each minor of the lower rows once. A minor of the last
 // rows is in the table at the index whose bits are the minor's columns.
 template<typename T>
@@ -110,14 +118,18 @@ template<typename T>
 void nMatrix<T>::resize(unsigned rows, unsigned cols) {
     // What needs memory comes first: if there is none, the matrix is as it was.
     const unsigned kept = std::min(rows, Rows());
-    rows_.reserve(rows);
-    for (Row& row : rows_) {
-        row.reserve(cols);
+    const unsigned changed = cols == Cols() ? 0 : kept;
+    makeRoom(rows_, rows);
+    for (unsigned i = 0; i < changed; ++i) {
+        makeRoom(rows_[i], cols);
     }
-    qz::vector<Row> added(rows - kept, Row(cols));
-    rows_.resize(kept);
-    for (Row& row : rows_) {
+    qz::vector<Row> added(rows - kept);
+    for (Row& row : added) {
         row.resize(cols);
+    }
+    rows_.resize(kept);
+    for (unsigned i = 0; i < changed; ++i) {
+        rows_[i].resize(cols);
     }
     std::ranges::move(added, std::back_inserter(rows_));
 }

@@ -103,6 +103,17 @@ TEST(NMatrix, LeavesWhatHasNoInverse) {
     EXPECT_EQ(two.getCofactor(2, 2), 0);
 }
 
+TEST(NMatrix, TakesMemoryInFewSteps) {
+    Matrix matrix;
+    std::set<const void*> places;
+    for (unsigned n = 1; n <= 1000; ++n) {
+        matrix.resize(n, 1);
+        places.insert(&matrix[0]);
+    }
+    EXPECT_LE(places.size(), 12U);
+    EXPECT_NO_THROW(matrix.resize(0, UINT_MAX)) << "no row is that long";
+}
+
 TEST(NMatrix, ChangesItsShape) {
     Matrix matrix(2, 3, Numbers{1, 2, 3, 4, 5, 6}.data());
     EXPECT_EQ(elements(matrix.getTranspose()), (Numbers{1, 4, 2, 5, 3, 6}));
