@@ -94,6 +94,7 @@ private:
     unsigned char* start_ = nullptr;
     unsigned char* cursor_ = nullptr;
     unsigned char* end_ = nullptr;
+    uint64_t kept_ = 0; // bytes in chain_
 };
 
 /* Reads the bytes of chains, without changing the chains. */

@@ -76,6 +76,7 @@ void ByteWriter::keepWritten() {
         close();
         return;
     }
+    kept_ += written->size();
     chain_.append(std::move(written));
     start_ = cursor_;
 }
@@ -90,6 +91,7 @@ void ByteWriter::giveBackRest() {
 // Drops what was written so far: a part of it is of no use.
 void ByteWriter::close() {
     chain_.take();
+    kept_ = 0;
     buffer_ = nullptr;
     start_ = cursor_ = end_ = nullptr;
 }

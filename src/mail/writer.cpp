@@ -50,10 +50,9 @@ std::uint64_t Writer::getSize() const {
     if (state_ != State::open) {
         return sizeBefore();
     }
-    const Mem::Ptr<Chunk>& chain = chain_.first();
     const auto inRegion = static_cast<std::uint64_t>(cursor_ - start_);
     const std::uint64_t pending = (bitCount_ + 7) / 8;
-    return sizeBefore() + (chain ? chain->totalSize() : 0) + inRegion + pending;
+    return sizeBefore() + kept_ + inRegion + pending;
 }
 
 bool Writer::overflowed() const {
@@ -120,7 +119,7 @@ void Writer::storeByte(std::uint64_t byte) {
 // When a message is too long already, what follows is written over one region again and again, so
 // that it takes no memory: everything will be dropped.
 bool Writer::makeRoom() {
-    if (cursor_ == end_ && chain_.first() && chain_.first()->totalSize() > Message::kMaxSize) {
+    if (cursor_ == end_ && kept_ > Message::kMaxSize) {
         cursor_ = start_;
     }
     return prepare();
