@@ -16,7 +16,8 @@ namespace Math {
  *     show(bytes.rate);
  *
  * A plain value, for one thread at a time. With a decay of 0 the rate does not change, but for
- * rounding. An infinite amount makes it not-a-number for ever. */
+ * rounding. An amount makes the rate not-a-number for ever if it is infinite, or so large for the
+ * time that passed that the quotient is infinite. After an infinite time no update counts. */
 struct RateMeter {
     double time = 0;  /* of the last update */
     double rate = 0;  /* per unit of time */
