@@ -1,11 +1,9 @@
 #include "Core/Clock.h"
 #include "common/recording.h"
 #include "core/decimal.h"
+#include "core/json_text.h"
 #include "platform/file.h"
-#include "platform/utf8_sequence.h"
 
-#include <algorithm>
-#include <cstdio>
 #include <cstring>
 #include <string>
 #include <string_view>
@@ -50,28 +48,6 @@ private:
     std::string text_;
 };
 
-// Bytes that are not UTF-8 become U+FFFD.
-std::string quoted(std::string_view name) {
-    std::string text = "\"";
-    while (!name.empty()) {
-        const std::size_t length = platform::sequenceLength(name);
-        const char first = name[0];
-        if (length == 0) {
-            text += "\xEF\xBF\xBD";
-        } else if (first == '"' || first == '\\') {
-            text += {'\\', first};
-        } else if (static_cast<unsigned char>(first) < ' ') {
-            char escape[8];
-            std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(first));
-            text += escape;
-        } else {
-            text += name.substr(0, length);
-        }
-        name.remove_prefix(std::max<std::size_t>(length, 1));
-    }
-    return text + '"';
-}
-
 // Converts ticks to the format's unit, microseconds.
 class Times {
 public:
@@ -94,13 +70,13 @@ public:
             file_.write(std::exchange(separator_, ",\n"));
             file_.write(R"({"name":"thread_name","ph":"M","pid":1,"tid":)" +
                         std::to_string(thread.number) + R"(,"args":{"name":)" +
-                        quoted(thread.name.text) + "}}");
+                        core::jsonText(thread.name.text) + "}}");
         }
     }
 
     void write(const char* name, unsigned thread, std::int64_t start, std::int64_t duration) {
         file_.write(std::exchange(separator_, ",\n"));
-        file_.write("{\"name\":" + quoted(name) + R"(,"ph":"X","pid":1,"tid":)" +
+        file_.write("{\"name\":" + core::jsonText(name) + R"(,"ph":"X","pid":1,"tid":)" +
                     std::to_string(thread) + R"(,"ts":)" +
                     core::Fixed(microseconds_(start), 3).text() + R"(,"dur":)" +
                     core::Fixed(microseconds_(duration), 3).text() + "}");

@@ -132,7 +132,7 @@ TEST(Profiler, WritesATraceOfEachThread) {
         inThreads(5, [&profiler](int number) {
             QZ_thread_set_name("\"fourteen byte\u03A9"); // 16 bytes: the last character is cut off
             for (int n = 0; number > 0 && n < 600; ++n) {
-                const ProfiledFunc outer("a \"name\"\n\xC3\xA9\xE9\xED\xA0\x80", profiler);
+                const ProfiledFunc outer("a \"name\"\n\u009B\xC3\xA9\xE9\xED\xA0\x80", profiler);
                 const ProfiledFunc inner("inner", profiler);
             }
             for (int n = 0; number == 0 && n < 50; ++n) { // reads while others write
@@ -162,7 +162,8 @@ TEST(Profiler, WritesATraceOfEachThread) {
     }
     for (const char* thread : {"1", "2", "3", "4"}) {
         const std::string tid = std::string(R"(,"pid":1,"tid":)") + thread + ",";
-        expected["{\"name\":\"a \\\"name\\\"\\u000a\u00E9\uFFFD\uFFFD\uFFFD\uFFFD\",\"ph\":\"X\"" +
+        expected["{\"name\":\"a "
+                 "\\\"name\\\"\\u000a\\u009b\u00E9\uFFFD\uFFFD\uFFFD\uFFFD\",\"ph\":\"X\"" +
                  tid + "}"] = 600;
         expected[R"({"name":"inner","ph":"X")" + tid + "}"] = 600;
         expected[R"({"name":"thread_name","ph":"M")" + tid +

@@ -1,7 +1,8 @@
 #include "dump_forms.h"
 #include "field_text.h"
-#include "json.h"
 #include "terminal.h"
+
+#include "core/json_text.h"
 
 #include <algorithm>
 #include <map>
@@ -138,7 +139,7 @@ private:
         if (open.isArray) {
             return;
         }
-        output_ += jsonString(keyOf(open)) + ": ";
+        output_ += core::jsonText(keyOf(open)) + ": ";
     }
 
     // A name comes again if a class has what its base has, too; it then gets its number.
@@ -163,7 +164,7 @@ private:
         if (isNumber(field.kind)) {
             output_ += numberOf(field.kind, bytes);
         } else if (field.element == FieldKind::kCharacter) {
-            output_ += jsonString({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+            output_ += core::jsonText({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
         } else {
             addRow(field, bytes);
         }
@@ -197,7 +198,7 @@ void addContents(Output& output, const SavedFile& file, std::size_t number) {
 void addObject(Output& output, const SavedFile& file, std::size_t number) {
     const Common::Record& record = file.record(number);
     output += "{\"number\": " + std::to_string(number) +
-              ", \"class\": " + jsonString(record.getClassIdentifier().getClassName()) +
+              ", \"class\": " + core::jsonText(record.getClassIdentifier().getClassName()) +
               ", \"version\": " + std::to_string(record.getVersion()) + ", ";
     addContents(output, file, number);
     output += "}";

@@ -176,8 +176,8 @@ private:
                moreThan(visible.size(), bytes.size());
     }
 
-    static std::string moreThan(std::size_t shown, std::size_t count) {
-        return shown == count ? "" : "... " + std::to_string(count - shown) + " more";
+    static std::string moreThan(std::size_t printed, std::size_t count) {
+        return printed == count ? "" : "... " + std::to_string(count - printed) + " more";
     }
 
     // What is printed next is within the object.

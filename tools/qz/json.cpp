@@ -1,6 +1,6 @@
 #include "json.h"
 
-#include "platform/utf8_sequence.h"
+#include "core/json_text.h"
 
 #include <charconv>
 #include <cmath>
@@ -12,20 +12,6 @@
 namespace {
 
 using Iterator = ConfigParser::iterator;
-
-void appendCharacter(std::string& text, std::string_view sequence) {
-    const char c = sequence.front();
-    if (c == '"' || c == '\\') {
-        text += {'\\', c};
-    } else if (platform::isControl(sequence)) { // JSON may be printed on a terminal
-        constexpr char kDigits[] = "0123456789abcdef";
-        const auto code = static_cast<unsigned char>(sequence.back());
-        text += "\\u00";
-        text += {kDigits[code >> 4U], kDigits[code & 15U]};
-    } else {
-        text += sequence;
-    }
-}
 
 class Printer {
 public:
@@ -46,7 +32,7 @@ public:
             number(entry.getDouble());
             break;
         default:
-            text_ += jsonString(entry.getString());
+            text_ += core::jsonText(entry.getString());
         }
     }
 
@@ -57,7 +43,7 @@ public:
             text_ += separator;
             separator = ",";
             line();
-            text_ += jsonString(name);
+            text_ += core::jsonText(name);
             text_ += ": ";
             if (entries.size() == 1) {
                 value(entries.front());
@@ -140,21 +126,6 @@ private:
 };
 
 } // namespace
-
-std::string jsonString(std::string_view text) {
-    std::string json(1, '"');
-    while (!text.empty()) {
-        const size_t length = platform::sequenceLength(text);
-        if (length == 0) {
-            json += "\xEF\xBF\xBD"; // U+FFFD
-            text.remove_prefix(1);
-        } else {
-            appendCharacter(json, text.substr(0, length));
-            text.remove_prefix(length);
-        }
-    }
-    return json += '"';
-}
 
 std::string jsonObject(ConfigParser::iterator first) {
     Printer printer;

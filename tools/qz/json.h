@@ -1,13 +1,9 @@
-// Texts and a configuration's entries as JSON.
+// A configuration's entries as JSON.
 #pragma once
 
 #include "Config/ConfigParser.h"
 
 #include <string>
-#include <string_view>
-
-// In quotes. Bytes that are not UTF-8 become U+FFFD.
-std::string jsonString(std::string_view text);
 
 // The entries from `first` on as an object. Entries of the same name become one array, at the place
 // of the first one.

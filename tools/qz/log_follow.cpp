@@ -27,9 +27,9 @@ bool isWanted(const LogLine& line, const FollowOptions& options) {
 void show(const LogLine& line, bool colours) {
     const int rank = rankOfLevel(line.level);
     const std::string level = qz_log_level_name(line.level);
-    const std::string shown =
+    const std::string inColour =
         rank >= 0 && colours ? coloured(stdout, qz_log_levels()[rank].colour, level) : level;
-    print(timeOfLine(line) + " " + shown + std::string(8 - level.size(), ' ') +
+    print(timeOfLine(line) + " " + inColour + std::string(8 - level.size(), ' ') +
           printable(line.module) + ": " + printable(line.text) + "\n");
 }
 

@@ -31,24 +31,24 @@ std::size_t lengthOfDrawn(std::string_view text) {
 } // namespace
 
 std::string printable(std::string_view text, std::string_view lineBreak) {
-    std::string shown;
+    std::string safe;
     text = text.substr(0, text.find_last_not_of("\r\n") + 1);
     while (!text.empty()) {
         const auto byte = static_cast<unsigned char>(text.front());
         std::size_t length = 1;
         if (byte == '\n') {
-            shown += lineBreak;
+            safe += lineBreak;
         } else if (byte == '\t') {
-            shown += '\t';
+            safe += '\t';
         } else if (const std::size_t drawn = lengthOfDrawn(text); drawn != 0) {
-            shown += text.substr(0, drawn);
+            safe += text.substr(0, drawn);
             length = drawn;
         } else {
-            shown += '?';
+            safe += '?';
         }
         text.remove_prefix(length);
     }
-    return shown;
+    return safe;
 }
 
 std::string shown(std::string_view name) {

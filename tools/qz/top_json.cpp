@@ -1,8 +1,9 @@
 #include "frame_figures.h"
-#include "json.h"
 #include "top_picture.h"
 
 #include "Core/Log.h"
+
+#include "core/json_text.h"
 
 #include <charconv>
 #include <cmath>
@@ -47,16 +48,17 @@ std::string watchesOf(const util::PublishedSnapshot& snapshot) {
     const char* separator = "";
     for (const util::PublishedWatch& watch :
          std::span(snapshot.watches).first(static_cast<std::size_t>(snapshot.figures.watches))) {
-        json += std::exchange(separator, ", ") + jsonString(watch.name) + ": " +
-                jsonString(watch.value);
+        json += std::exchange(separator, ", ") + core::jsonText(watch.name) + ": " +
+                core::jsonText(watch.value);
     }
     return json + "}";
 }
 
 std::string lineOf(const LogLine& line) {
     return "{\"time\": " + number(line.time) +
-           ", \"level\": " + jsonString(qz_log_level_name(line.level)) +
-           ", \"module\": " + jsonString(line.module) + ", \"message\": " + jsonString(line.text) +
+           ", \"level\": " + core::jsonText(qz_log_level_name(line.level)) +
+           ", \"module\": " + core::jsonText(line.module) +
+           ", \"message\": " + core::jsonText(line.text) +
            ", \"lost\": " + std::to_string(line.lost) + "}";
 }
 
@@ -67,7 +69,7 @@ std::string jsonOf(const Look& look) {
     for (const LogLine& line : look.lines) {
         log += (log.empty() ? "" : ", ") + lineOf(line);
     }
-    return "{\"name\": " + jsonString(look.program.name) +
+    return "{\"name\": " + core::jsonText(look.program.name) +
            ", \"process\": " + std::to_string(look.program.process) +
            ", \"running\": " + (look.isRunning ? "true" : "false") +
            ", \"age\": " + (look.age ? number(*look.age) : "null") +
