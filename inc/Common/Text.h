@@ -33,8 +33,9 @@ QZ_API std::string utf8_substr(const std::string& text, std::size_t first, std::
 
 /* Opens the local and the wide conversions below. charset: a name that iconv knows, for example
  * "windows-1251" or "ISO-8859-7". Each kind is opened in both directions or not at all. A kind that
- * is open stays as it is. With an unknown or empty name, or without memory or descriptors, a kind
- * stays closed. Any thread may call this and the functions below. */
+ * is open stays as it is. With an unknown or empty name, such as "//TRANSLIT", or without memory or
+ * descriptors, a kind stays closed. On Linux most sets may stay unknown for the rest of the process
+ * if the first call found no free descriptor. Any thread may call this and the functions below. */
 QZ_API void iconv_local_init(const std::string& charset);
 
 /* Closes the conversions. */

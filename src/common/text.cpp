@@ -1,6 +1,7 @@
 #include "Common/Text.h"
 
 #include "Core/Utf8.h"
+#include "core/ascii.h"
 #include "core/until_unload.h"
 #include "platform/utf8_sequence.h"
 
@@ -279,6 +280,14 @@ void openBoth(Direction& there, Direction& back, const char* from, const char* t
     }
 }
 
+// Without a letter or a digit before its first slash, iconv takes a name for the locale's set.
+bool namesSet(std::string_view charset) {
+    return std::ranges::any_of(charset.substr(0, charset.find('/')), [](char c) {
+        const char lower = core::lowerAscii(c);
+        return (lower >= 'a' && lower <= 'z') || (c >= '0' && c <= '9');
+    });
+}
+
 std::wstring widen(std::string_view ucs2) {
     std::wstring wide(ucs2.size() / kUcs2Unit, L'\0');
     for (std::size_t i = 0; i < wide.size(); ++i) {
@@ -351,7 +360,7 @@ std::string Common::utf8_substr(const std::string& text, std::size_t first, std:
 void Common::iconv_local_init(const std::string& charset) {
     Directions& all = directions();
     const std::lock_guard lock(all.mutex);
-    if (!charset.empty()) { // which iconv takes for the locale's set
+    if (namesSet(charset.c_str())) {
         openBoth(all.utf8ToLocal, all.localToUtf8, kUtf8, charset.c_str());
     }
     openBoth(all.utf8ToWide, all.wideToUtf8, kUtf8, kUcs2);

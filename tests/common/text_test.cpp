@@ -29,7 +29,9 @@ TEST_F(Conversions, LeaveTextAloneBeforeTheyAreOpen) {
     EXPECT_EQ(Common::iconv_utf8_to_wchar(kRussian), L"");
     EXPECT_EQ(Common::iconv_utf8_from_wchar(L"text"), "");
     Common::iconv_local_init("no such character set");
-    Common::iconv_local_init("");
+    for (const std::string& empty : {""s, " "s, "//TRANSLIT"s, " /IGNORE"s, ",#"s, "\0UTF-7"s}) {
+        Common::iconv_local_init(empty);
+    }
     EXPECT_EQ(Common::iconv_local_from_utf8(kRussian), kRussian);
     EXPECT_EQ(Common::iconv_utf8_to_wchar("a"), L"a");
 }
