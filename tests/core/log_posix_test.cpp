@@ -6,6 +6,7 @@
 
 #include <fcntl.h>
 #include <pthread.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -192,6 +193,49 @@ TEST(LogEcho, KeepsErrnoAndIsNoPlaceToBeCancelled) {
         isDone = true;
     }).join();
     EXPECT_TRUE(isDone);
+}
+
+// As in a daemon that closes all descriptors and then opens its own files.
+TEST(LogFile, LeavesAFileOfTheHostsWithItsNumberAlone) {
+    const auto directory = freshDirectory();
+    writeFile(directory / "own", "save");
+    const int number = dup(STDIN_FILENO);
+    close(number);
+    ASSERT_EQ(qz_log_start(directory.c_str(), "daemon"), 0);
+    ASSERT_EQ(fs::read_symlink("/proc/self/fd/" + std::to_string(number)).filename(), "daemon.log");
+    const int own = open((directory / "own").c_str(), O_RDWR);
+    dup2(own, number);
+    logMessages(0, 10);
+    qz_log_stop();
+    EXPECT_EQ(readFile(directory / "own"), "save");
+    EXPECT_EQ(lseek(number, 0, SEEK_CUR), 0);
+    close(number);
+    close(own);
+}
+
+// One that another program empties, as log rotation does, on a disk that then becomes full.
+TEST(LogFile, ContinuesAtItsEndAndWithWholeLines) {
+    const auto path = freshDirectory() / "cut.log";
+    ASSERT_EQ(qz_log_start(path.parent_path().c_str(), "cut"), 0);
+    logMessages(0, 100);
+    std::this_thread::sleep_for(50ms); // more than the writer needs
+    fs::resize_file(path, 0);
+    qz_log("M", QZ_LOG_INFO, "anew");
+    std::this_thread::sleep_for(50ms);
+    rlimit limit{};
+    getrlimit(RLIMIT_FSIZE, &limit);
+    const rlimit small{1000, limit.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &small);
+    logSlowly(100, 200);
+    setrlimit(RLIMIT_FSIZE, &limit);
+    logMessages(200, 300);
+    qz_log_stop();
+    const std::string text = readFile(path);
+    EXPECT_EQ(text.find("INFO    M: anew"), 10U);
+    const LogTally tally(text);
+    EXPECT_GT(tally.lost, 0);
+    EXPECT_EQ(tally.written + tally.lost, 200);
+    EXPECT_FALSE(tally.isTorn);
 }
 
 void setDefaultStack(std::size_t size) {

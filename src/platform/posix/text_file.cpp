@@ -14,8 +14,12 @@ namespace platform {
 
 namespace {
 
+bool isOpen(TextFile file) {
+    return file.id.isOf(file.handle);
+}
+
 int descriptorOf(TextFile file) {
-    return static_cast<int>(file);
+    return static_cast<int>(file.handle);
 }
 
 struct KernelPath : SystemPath {
@@ -25,7 +29,7 @@ struct KernelPath : SystemPath {
 // With O_NONBLOCK the opening of a pipe without a reader fails and does not wait. Writing is to
 // wait, so the flag is taken off afterwards.
 int openWithoutWaiting(const char* path) {
-    constexpr int kFlags = O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK;
+    constexpr int kFlags = O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC | O_NONBLOCK;
     const KernelPath native(path);
     const int descriptor = uninterrupted([&] { return open(native.text(), kFlags, 0666); });
     if (descriptor >= 0) {
@@ -38,10 +42,13 @@ int openWithoutWaiting(const char* path) {
 
 TextFile openTextFile(const char* path) {
     const int descriptor = aboveStandardStreams(openWithoutWaiting(path));
-    return descriptor < 0 ? kNoTextFile : descriptor;
+    return descriptor < 0 ? kNoTextFile : TextFile{descriptor, FileId(descriptor)};
 }
 
 std::size_t writeText(TextFile file, std::string_view text) {
+    if (!isOpen(file)) {
+        return 0;
+    }
     const NoWriteSignals guard;
     return writeMost(descriptorOf(file), text);
 }
@@ -50,11 +57,13 @@ bool takeBackText(TextFile file, std::string_view tail) {
     const int descriptor = descriptorOf(file);
     const off_t end =
         lseek(descriptor, 0, SEEK_CUR) - static_cast<off_t>(tail.size()); // negative for a pipe
-    return end >= 0 && ftruncate(descriptor, end) == 0 && lseek(descriptor, end, SEEK_SET) == end;
+    return end >= 0 && isOpen(file) && ftruncate(descriptor, end) == 0;
 }
 
 void closeTextFile(TextFile file) {
-    close(descriptorOf(file));
+    if (isOpen(file)) {
+        close(descriptorOf(file));
+    }
 }
 
 bool isOrdinaryFile(const char* path) {

@@ -14,7 +14,7 @@ namespace {
 constexpr std::size_t kPathUnits = MAX_PATH + 1;
 
 HANDLE handleOf(TextFile file) {
-    return reinterpret_cast<HANDLE>(file);
+    return reinterpret_cast<HANDLE>(file.handle);
 }
 
 bool toFilePath(const char* path, wchar_t* wide) {
@@ -72,7 +72,8 @@ TextFile openTextFile(const char* path) {
     }
     const HANDLE handle = CreateFileW(wide, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
                                       nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-    return handle != INVALID_HANDLE_VALUE ? reinterpret_cast<TextFile>(handle) : kNoTextFile;
+    return handle != INVALID_HANDLE_VALUE ? TextFile{reinterpret_cast<std::intptr_t>(handle), {}}
+                                          : kNoTextFile;
 }
 
 std::size_t writeText(TextFile file, std::string_view text) {
