@@ -22,7 +22,7 @@ public:
     // Appends everything up to the end, but stops soon after `bytes` is longer than `most`. Throws
     // std::bad_alloc.
     void readToEnd(std::string& bytes, std::size_t most) {
-        char part[65536];
+        char part[4096]; // the caller's stack may be small
         std::size_t count = sizeof part;
         while (count == sizeof part && bytes.size() <= most) {
             count = read(part, sizeof part);
