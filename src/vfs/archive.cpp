@@ -116,9 +116,12 @@ const char* reasonOf(const vfs::Errors& errors) {
         return "out of memory";
     }
     const PHYSFS_ErrorCode error = errors.last();
-    return error == PHYSFS_ERR_OK ? "it finds no home directory, or not the program's path"
-                                  : PHYSFS_getErrorByCode(error);
+    return error == PHYSFS_ERR_OK ? "it finds no home directory" : PHYSFS_getErrorByCode(error);
 }
+
+// PhysicsFS does not start without the program's path, which Linux does not tell where /proc is not
+// mounted. Nothing here depends on it.
+constexpr char kAnyProgram[] = "/program";
 
 // Null, or why it failed.
 const char* startPhysicsFs() {
@@ -128,7 +131,7 @@ const char* startPhysicsFs() {
     if (!reserve) {
         return "out of memory";
     }
-    if (PHYSFS_init(nullptr) == 0) {
+    if (PHYSFS_init(nullptr) == 0 && (errors.lackedMemory() || PHYSFS_init(kAnyProgram) == 0)) {
         return reasonOf(errors);
     }
     if (!leaveOnlyOurKinds()) {
