@@ -77,6 +77,9 @@ public:
         return kept(closeFile(std::exchange(handle_, kNoFile)));
     }
 
+    // Leaves the file open, if it is.
+    void release() { handle_ = kNoFile; }
+
 private:
     SystemError kept(SystemError error) {
         error_ = error_ != 0 ? error_ : error;

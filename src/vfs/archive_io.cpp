@@ -1,6 +1,7 @@
 #include "vfs/archive_io.h"
 
 #include "platform/file.h"
+#include "platform/file_id.h"
 #include "vfs/archive_state.h"
 
 #include <cstdint>
@@ -11,7 +12,21 @@ namespace vfs {
 
 namespace {
 
-using SharedFile = std::shared_ptr<const platform::File>;
+// It is open for long, and the host may close it meanwhile, as daemons close all descriptors.
+struct ArchiveFile : platform::File {
+    explicit ArchiveFile(const char* path) : File(path, platform::FileAccess::read) {}
+    ArchiveFile(ArchiveFile&&) = delete;
+    ArchiveFile& operator=(ArchiveFile&&) = delete;
+    ~ArchiveFile() {
+        if (!id.isOf(handle())) {
+            release();
+        }
+    }
+
+    const platform::FileId id{handle()};
+};
+
+using SharedFile = std::shared_ptr<const ArchiveFile>;
 
 // A position in the file.
 struct View {
@@ -84,7 +99,7 @@ std::nullptr_t failForMemory() {
 
 Io openArchiveIo(const char* path) {
     try {
-        auto file = std::make_shared<const platform::File>(path, platform::FileAccess::read);
+        auto file = std::make_shared<const ArchiveFile>(path);
         if (!file->isOpen()) {
             PHYSFS_setErrorCode(PHYSFS_ERR_OS_ERROR);
             return nullptr;

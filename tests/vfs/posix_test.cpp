@@ -177,6 +177,12 @@ TEST_F(Posix, AnArchiveTakesOneDescriptor) {
         }
         EXPECT_EQ(countIn("/proc/self/fd"), before);
     }
+    const int next = dup(STDIN_FILENO);
+    close(next);
+    ASSERT_NE(vfs_mount("0", nullptr, 1), 0);
+    dup2(STDERR_FILENO, next); // as in a host that closes all descriptors and opens its own files
+    EXPECT_NE(vfs_unmount("0"), 0);
+    EXPECT_EQ(close(next), 0);
     vfs_deinit();
 }
 
