@@ -57,11 +57,13 @@ bool Thread::wait(int milliseconds) {
 }
 
 void Thread::work() {
+    // By a destructor, because a task may end its thread, for instance by pthread_exit.
+    const auto signal = [](Worker* worker) { worker->finished.signal(); };
+    const std::unique_ptr<Worker, decltype(signal)> finish(thread_, signal);
     bool again = task_->run(false);
     while (running_ != 0 && again) {
         again = task_->run(true);
     }
-    thread_->finished.signal();
 }
 
 void Thread::collect() {
