@@ -60,7 +60,7 @@ QZ_API int qz_publish(const char* name);
  * ms at most, and for a call of qz_publish to end. Does nothing if nothing is published. It may be
  * called before or after qz_log_stop. Unloading the library calls it, and on Linux the end of the
  * process does; on Windows the end of the process publishes nothing, because the other threads are
- * killed first. Any thread may call it, but watches must not. */
+ * killed first. Any thread may call it; in a watch that qz_publish reads it does nothing. */
 QZ_API void qz_publish_stop(void);
 
 QZ_EXTERN_C_END

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <mutex>
@@ -24,10 +25,22 @@ class Turn {
 public:
     bool try_lock() {
         int nobody = kNobody;
-        return holder_.compare_exchange_strong(
+        const bool isTaken = holder_.compare_exchange_strong(
             nobody, platform::processId(), std::memory_order_acquire, std::memory_order_relaxed);
+        if (isTaken) {
+            thread_.store(platform::currentThread(), std::memory_order_relaxed);
+        }
+        return isTaken;
     }
-    void unlock() { holder_.store(kNobody, std::memory_order_release); }
+    void unlock() {
+        thread_.store(kNoThread, std::memory_order_relaxed);
+        holder_.store(kNobody, std::memory_order_release);
+    }
+
+    // True in a watch that the calling thread's qz_publish reads.
+    bool isMine() const {
+        return thread_.load(std::memory_order_relaxed) == platform::currentThread();
+    }
 
     // True in a child that was forked while a thread held the turn. Nobody gives it back there, and
     // the data that it guards, the watches' mutex too, may be in the middle of a change.
@@ -38,8 +51,10 @@ public:
 
 private:
     static constexpr int kNobody = 0;
+    static constexpr std::uintptr_t kNoThread = 0;
 
     std::atomic<int> holder_{kNobody}; // its process
+    std::atomic<std::uintptr_t> thread_{kNoThread};
 };
 
 // How long the log's writer thread may take to hand over the last lines; the disk may hang.
@@ -125,7 +140,7 @@ void qz_publish_stop(void) {
     core::letLogCatchUp(kLogMoment);
     std::unique_lock lock(turn, std::defer_lock);
     for (core::Spin spin; !lock.try_lock(); spin.turn()) {
-        if (turn.isHeldInParent()) {
+        if (turn.isMine() || turn.isHeldInParent()) {
             return;
         }
     }

@@ -74,6 +74,7 @@ TEST(Publish, AWatchMayPublish) {
                   "recursive",
                   [](unsigned int, char* buffer, size_t size, void*) -> size_t {
                       publishInAForkedChild();
+                      qz_publish_stop(); // as a static object may when a watch calls exit
                       const int result = qz_publish((own() + ".other").c_str());
                       const auto first = Watched(own()).view().snapshot();
                       const bool hasTime = first && first->figures.time != 0;
