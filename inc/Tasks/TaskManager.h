@@ -20,11 +20,13 @@
  * is no memory for a callback, it is not added, and one line is logged; other callbacks are not
  * affected.
  *
- * If a worker cannot be started, plain threads take the place of those of oneTBB, as many as are
+ * If a worker cannot be started, or the host has limited oneTBB (global_control) to fewer threads
+ * than these workers and one more, plain threads take the place of those of oneTBB, as many as are
  * needed, and end when there is nothing to do. If these cannot be started either, callbacks wait,
  * one line is logged, and each later call of a function that adds, waits or runs main-thread tasks
  * tries again. A function that waits for serial queues then runs the callbacks itself, on the
- * calling thread.
+ * calling thread. A limit that the host sets only after the first call takes workers away; two
+ * tasks that wait for each other may then never both run.
  *
  * Life cycle: the first call of any function starts the manager with all its workers and keeps the
  * library loaded until the process ends, because the workers run its code. Measured on Linux, that
@@ -92,8 +94,10 @@ QZ_API void QZ_make_main_thread_task(double seconds);
  *
  * Waits at most `seconds` for callbacks that are running on workers, but not for one that calls
  * this. Returns 1 when none is running; 0 when one is still running, which then goes on, or when
- * one calls this. Main-thread tasks may call it; it does not wait for those that are running. It
- * may be called again: until it returns 1, objects that callbacks use must not be destroyed.
+ * one calls this. The limit does not hold for work that the host itself has given oneTBB: what is
+ * running of that may have to end first. Main-thread tasks may call it; it does not wait for those
+ * that are running. It may be called again: until it returns 1, objects that callbacks use must not
+ * be destroyed.
  *
  * When it returns 1, the workers have ended or are idle for good. They stay idle as long as another
  * thread lives that has made the first call or has added callbacks, or if the host itself uses

@@ -15,9 +15,26 @@
 
 namespace tasks {
 
+namespace {
+
+constexpr auto kLimit = tbb::global_control::max_allowed_parallelism;
+
+std::size_t neededLimit() {
+    return Scheduler::workerCount() + std::size_t{1};
+}
+
+bool hostAllowsEnough() {
+    const tbb::global_control ours(kLimit, neededLimit()); // without any, the processors count
+    return tbb::global_control::active_value(kLimit) >= neededLimit();
+}
+
+} // namespace
+
 struct Scheduler::Arena {
-    // The limit also counts one thread that is not a worker.
-    tbb::global_control control{tbb::global_control::max_allowed_parallelism, workerCount() + 1};
+    // The limit also counts one thread that is not a worker. The lowest limit of all holds, so this
+    // one is not below the host's.
+    tbb::global_control control{kLimit,
+                                std::max(neededLimit(), tbb::global_control::active_value(kLimit))};
     tbb::task_scheduler_handle handle{tbb::attach{}};
     tbb::task_arena arena{static_cast<int>(workerCount()), 0};
     WorkerObserver observer{arena};
@@ -63,6 +80,10 @@ Scheduler::Scheduler() : hasFailed_(!processors().areKnown) {
         return;
     }
     try {
+        if (!hostAllowsEnough()) {
+            hasFailed_ = true;
+            return;
+        }
         arena_ = std::make_unique<Arena>();
         start();
     } catch (...) {
