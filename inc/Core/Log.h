@@ -92,10 +92,11 @@ QZ_LOG_SHORT_NAME(ALL)
  *     QZ_LOG_ECHO_LEVELS(QZ_LOG_ALERT | QZ_LOG_ERROR);
  *
  * It holds from the load of the library on, so a command-line tool need not show the lines that the
- * library logs then. The default is all levels but TRACE, which is never echoed. The environment
- * variable QZ_LOG_ECHO overrides it for one run, as in QZ_LOG_ECHO=alert,error; qz_log_parse_levels
- * reads it. A value that cannot be read is ignored with one WARNING. Log files and message boxes
- * are not affected. */
+ * library logs then. On Linux a program that loads the library with dlopen must export its symbols
+ * for it (link with -rdynamic). The default is all levels but TRACE, which is never echoed. The
+ * environment variable QZ_LOG_ECHO overrides it for one run, as in QZ_LOG_ECHO=alert,error;
+ * qz_log_parse_levels reads it. A value that cannot be read is ignored with one WARNING. Log files
+ * and message boxes are not affected. */
 #define QZ_LOG_ECHO_LEVELS(levels)                                 \
     QZ_EXTERN_C QZ_PROGRAM_EXPORT unsigned int qz_log_echo_levels; \
     unsigned int qz_log_echo_levels = (levels)
@@ -108,11 +109,13 @@ QZ_EXTERN_C_BEGIN
  * line goes to the debugger and to standard error before the call returns: to a console as
  * characters, to a file or pipe as UTF-8 bytes. On Linux nothing is echoed if standard error was
  * closed when the library was loaded, or leads to the null device; loading checks for that device,
- * and qz_log_start checks again. ALERT shows a message box and returns when the user has closed it;
- * without a display, and on Linux, there is no box.
+ * and qz_log_start checks again. So a daemon leads standard error there and does not close it: the
+ * next file that it opens could get the number, and the lines. ALERT shows a message box and
+ * returns when the user has closed it; without a display, and on Linux, there is no box.
  *
  * When no record is free the message is lost: it is neither echoed nor shown in a box. errno does
- * not change. A thread that is cancelled (pthread_cancel) does not end in the call. */
+ * not change. A thread that is cancelled (pthread_cancel) does not end in the call, unless it has
+ * chosen to be cancelled at any moment (PTHREAD_CANCEL_ASYNCHRONOUS). */
 QZ_API void qz_log(const char* module, unsigned int level, const char* message);
 
 /* Formats as vprintf does, in the process's locale, into at most 1023 bytes, and logs the result.

@@ -11,7 +11,9 @@
  * have native modules, os.execute and the debug library, and only Lua itself checks precompiled
  * chunks.
  *
- * Threads: a state is for one thread at a time; different states are independent.
+ * Threads: a state is for one thread at a time; different states are independent. A thread that
+ * uses states needs a stack of 128 KiB: QZ_lua_copyindex of deep tables and nested dofile take the
+ * most.
  *
  * Errors: Lua functions (those of the type lua_CFunction) raise Lua errors. So does
  * QZ_lua_copyindex when memory runs out, or when a finalizer of the state's scripts raises while
