@@ -5,9 +5,9 @@
 #include <dirent.h>
 
 #include <algorithm>
+#include <atomic>
 #include <climits>
 #include <memory>
-#include <mutex>
 #include <utility>
 
 namespace platform {
@@ -20,16 +20,31 @@ bool isObject(std::string_view name) {
     return name.starts_with(kMemoryPrefix) || name.starts_with(kMutexPrefix);
 }
 
+// Calls back with the names of objects, from a place in their folder on, until the callback returns
+// false. Returns the place to go on from, 0 at the end of the folder.
+template<class Callback>
+long visitObjects(long place, Callback callback) {
+    const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(kObjectFolder), closedir);
+    if (folder == nullptr) {
+        return 0;
+    }
+    seekdir(folder.get(), place);
+    while (const dirent* entry = readdir(folder.get())) {
+        if (isObject(entry->d_name) && !callback(std::string(entry->d_name))) {
+            return telldir(folder.get());
+        }
+    }
+    return 0;
+}
+
 } // namespace
 
 std::vector<std::string> listObjects() {
     std::vector<std::string> names;
-    const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(kObjectFolder), closedir);
-    while (const dirent* entry = folder != nullptr ? readdir(folder.get()) : nullptr) {
-        if (isObject(entry->d_name)) {
-            names.emplace_back(entry->d_name);
-        }
-    }
+    visitObjects(0, [&](std::string name) {
+        names.push_back(std::move(name));
+        return true;
+    });
     std::sort(names.begin(), names.end());
     return names;
 }
@@ -45,27 +60,24 @@ void removeDeadObjects() {
     }
 }
 
-// Goes on behind the last name, whether or not that object still exists. If another thread does it
-// just now, that is enough; in a forked child that thread may have the lock for ever.
+// A place is that of a folder which was closed since. In this file system it is a number that goes
+// on meaning about the same: if objects come and go, some may be looked at a round later. Listing
+// all names each time would cost more than what it is for.
 void removeSomeDeadObjects() {
-    constexpr std::size_t kFew = 16;
-    static std::mutex turn;
-    static bool isFirst = true;
-    static char last[NAME_MAX + 1] = "";
-    const std::unique_lock lock(turn, std::try_to_lock);
-    if (!lock) {
-        return;
-    }
-    std::vector<std::string> names = listObjects();
-    const auto next = std::upper_bound(names.begin(), names.end(), std::string_view(last));
-    std::rotate(names.begin(), next, names.end());
-    if (!std::exchange(isFirst, false)) {
-        names.resize(std::min(names.size(), kFew));
-    }
-    for (const std::string& name : names) {
+    constexpr int kFew = 16;
+    static std::atomic<bool> isFirst{true};
+    static std::atomic<long> place{0};
+    const long first = place.load();
+    int left = isFirst.exchange(false) ? INT_MAX : kFew;
+    const auto remove = [&](const std::string& name) {
         removeIfDead(pathOf(name));
-        last[name.copy(last, NAME_MAX)] = 0;
+        return --left > 0;
+    };
+    long next = visitObjects(first, remove);
+    if (next == 0 && first != 0) {
+        next = visitObjects(0, remove);
     }
+    place = next;
 }
 
 } // namespace platform
