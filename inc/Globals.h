@@ -10,8 +10,8 @@
  * At the end of the process they stay, because other threads may be using them: neither their
  * destructors nor finalizers of Lua are called. Only the log is ended.
  *
- * globalProfiler is in Common/Profiler.h. On Linux the symbols of these variables begin with qz_,
- * as in "qz_globalConfig": a program may have variables with such names.
+ * globalProfiler is in Common/Profiler.h. On Linux a program that does not include these headers
+ * may have variables of its own with such names.
  */
 #ifndef QZCORE_GLOBALS_H
 #define QZCORE_GLOBALS_H

@@ -21,6 +21,7 @@
 #include "globals/registry.h"
 #include "lua/pool.h"
 #include "mail/memory.h"
+#include "platform/compiler.h"
 #include "platform/entry.h"
 #include "platform/fence.h"
 #include "random/default_manager.h"
@@ -35,8 +36,10 @@
 #include <utility>
 
 constinit lua_State* globalConfig = nullptr;
+QZ_EXPORT_BY_NAME(lua_State*, globalConfig);
 constinit Common::FactoryManager* Common::globalFactoryManager = nullptr;
 constinit Mail::Server* globalMail = nullptr;
+QZ_EXPORT_BY_NAME(Mail::Server*, globalMail);
 
 namespace {
 
@@ -161,6 +164,7 @@ void detachAtExit() {
 } // namespace
 
 constinit FPS_Controller* globalFpsController = &fpsController;
+QZ_EXPORT_BY_NAME(FPS_Controller*, globalFpsController);
 
 RandomManager* globalRandomManager() {
     return &random_tables::defaultManager();

@@ -2,6 +2,7 @@
 
 #include "Core/Clock.h"
 #include "core/static_storage.h"
+#include "platform/compiler.h"
 
 #include <iterator>
 #include <memory>
@@ -30,6 +31,7 @@ void closeGlobalProfiler() {
 } // namespace common
 
 Common::Profiler& globalProfiler = reinterpret_cast<Common::Profiler&>(common::theProfiler);
+QZ_EXPORT_BY_NAME(Common::Profiler&, globalProfiler);
 
 namespace Common {
 

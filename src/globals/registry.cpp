@@ -2,6 +2,7 @@
 
 #include "Common/Factory.h"
 #include "Globals.h"
+#include "platform/compiler.h"
 
 #include <new>
 #include <utility>
@@ -13,6 +14,7 @@ constinit Common::FactoryManager* theRegistry = nullptr;
 } // namespace
 
 constinit Common::FactoryManager* registry = nullptr;
+QZ_EXPORT_BY_NAME(Common::FactoryManager*, registry);
 
 void getRegistry(Common::FactoryManager** out) {
     if (theRegistry == nullptr) {

@@ -27,6 +27,17 @@
 #    define QZ_UNCHECKED_READS __declspec(no_sanitize_address)
 #endif
 
+// Exports a variable whose symbol begins with qz_ by its plain name, too, for programs that look it
+// up when they run. The library does not use that name, so a program's own variable of that name
+// does no harm.
+#if defined(_WIN32)
+#    define QZ_EXPORT_BY_NAME(type, name) static_assert(true)
+#else
+#    define QZ_EXPORT_BY_NAME(type, name)                                 \
+        extern __attribute__((visibility("default"), alias("qz_" #name))) \
+        type name##Alias __asm__(#name)
+#endif
+
 namespace platform {
 
 // Fetches the cache line at an address for a write that follows soon. Any address is allowed.

@@ -104,7 +104,8 @@ Io openArchiveIo(const char* path) {
             PHYSFS_setErrorCode(PHYSFS_ERR_OS_ERROR);
             return nullptr;
         }
-        return Io(&(new View(std::move(file)))->io);
+        Io io(&(new View(std::move(file)))->io);
+        return io;
     } catch (const std::bad_alloc&) {
         return Io(failForMemory());
     }
