@@ -170,7 +170,7 @@ public:
      * saving to it, under the name by which it was read, fails with kFileChanged; the caller then
      * parses it again and repeats the changes. Saving to it fails with kFileUnknown if a later
      * parse failed or was of a text in memory; so does saving to a file whose parse failed last. A
-     * missing file is made again.
+     * missing file is made again. Of files that were made by saving, only the last one is compared.
      *
      * Programs that use saveEdited or qz conf on the same file at the same time wait for each
      * other, for 1 second at most; after that the file is only compared. save and editors do not

@@ -109,6 +109,8 @@ private:
 class QZ_API Chain {
 public:
     Chain() = default;
+    Chain(Chain&&) noexcept = default;
+    Chain& operator=(Chain&&) noexcept = default;
 
     /* Appends the chain `chunks`, which may be null. This changes the last chunk of the chain so
      * far, which nobody else may be using, unless it belongs to a message that is being written. */

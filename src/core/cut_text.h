@@ -10,8 +10,8 @@
 
 namespace core {
 
-// How many bytes of a text to keep, `most` or less, so that the cut is not within a character. A
-// text that is not UTF-8 is cut at `most`.
+// How many bytes of a text to keep, `most` or less, so that the cut is not within a character. Of a
+// text that is not UTF-8 it may drop up to three bytes more.
 inline std::size_t lengthToKeep(std::string_view text, std::size_t most) {
     if (text.size() <= most) {
         return text.size();

@@ -259,8 +259,7 @@ void qz_log_hook_stop(void) {
 }
 
 bool core::isLogToCome() {
-    return initialised.load(std::memory_order_acquire) && !thread.hasEnded() &&
-           !thread.isElsewhere();
+    return initialised.load(std::memory_order_acquire) && !thread.isOver() && !thread.isElsewhere();
 }
 
 qz_log_reader* core::openLogSink(std::unique_ptr<LogSink> sink) {

@@ -35,7 +35,7 @@ public:
 
     bool wasStarted() const { return state() != State::none; }
     bool isRunning() const { return state() == State::running; }
-    bool hasEnded() const { return state() == State::ending || state() == State::ended; }
+    bool isOver() const { return state() == State::ending || state() == State::ended; }
 
     // True in a child that was forked while the thread ran. The parent writes what is queued, and
     // locks that the thread held stay locked in the child.

@@ -14,7 +14,7 @@ namespace lua {
 int loadChunk(lua_State* state, lua_Reader read, void* context, std::size_t size, const char* name);
 int loadChunk(lua_State* state, std::string_view chunk, const char* name);
 
-// Returns a chunk that was loaded to a script, or nil and the message.
+// The results for a script: the chunk that was loaded, or nil and the message.
 int loadResults(lua_State* state, int loadStatus);
 
 // The function `dofile` of scripts, for chunks that run in the table at an index.

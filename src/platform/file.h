@@ -37,7 +37,7 @@ public:
     // What went wrong first, in opening or later; 0 for nothing.
     SystemError error() const { return error_; }
 
-    // As keepWritersOut, which claims the file, too.
+    // Claims a file that is open for reading.
     bool keepWritersOut() { return isClaimed_ = platform::keepWritersOut(handle_); }
 
     std::size_t read(void* buffer, std::size_t count) {

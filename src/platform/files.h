@@ -41,8 +41,8 @@ bool keepWritersOut(FileHandle file);
 // off.
 SystemError closeFile(FileHandle file);
 
-// Lets others write to a file that was opened for writing. It is called before the file is closed,
-// because a child of fork() may still have the file open.
+// Lets others write to a file that was claimed, by opening it for writing or by keepWritersOut. It
+// is called before the file is closed, because a child of fork() may still have the file open.
 void endClaim(FileHandle file);
 
 // Transfer as much as there is, in several system calls if needed. Return the number of bytes

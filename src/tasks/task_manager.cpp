@@ -256,5 +256,7 @@ void QZ_make_main_thread_task(double seconds) {
 }
 
 int QZ_shutdown_tasks(double seconds) {
-    return manager().shutDown(toMilliseconds(seconds)) ? 1 : 0;
+    TaskManager& existingOrNew = manager();
+    const bool canNoneRun = !existingOrNew.isOfThisProcess();
+    return canNoneRun || existingOrNew.shutDown(toMilliseconds(seconds)) ? 1 : 0;
 }

@@ -136,11 +136,14 @@ int qz_publish(const char* name) {
 }
 
 void qz_publish_stop(void) {
+    if (turn.isMine()) {
+        return;
+    }
     const platform::NoCancellation guard;
     core::letLogCatchUp(kLogMoment);
     std::unique_lock lock(turn, std::defer_lock);
     for (core::Spin spin; !lock.try_lock(); spin.turn()) {
-        if (turn.isMine() || turn.isHeldInParent()) {
+        if (turn.isHeldInParent()) {
             return;
         }
     }

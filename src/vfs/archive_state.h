@@ -28,7 +28,8 @@ private:
 // How often an allocation for PhysicsFS has failed.
 extern constinit std::atomic<unsigned> archiveShortages;
 
-// Incremented when a mount or unmount begins and when it ends: odd while one is under way.
+// Incremented when PhysicsFS is started, or a mount or unmount begins, and when that ends: odd
+// while one is under way.
 extern constinit std::atomic<unsigned> archiveChanges;
 
 } // namespace vfs

@@ -218,10 +218,15 @@ TEST(LogFile, ContinuesAtItsEndAndWithWholeLines) {
     const auto path = freshDirectory() / "cut.log";
     ASSERT_EQ(qz_log_start(path.parent_path().c_str(), "cut"), 0);
     logMessages(0, 100);
-    std::this_thread::sleep_for(50ms); // more than the writer needs
+    const auto waitFor = [&](const char* line) {
+        for (int tries = 0; !readFile(path).ends_with(line) && tries < 5000; ++tries) {
+            std::this_thread::sleep_for(1ms);
+        }
+    };
+    waitFor("99\n");
     fs::resize_file(path, 0);
     qz_log("M", QZ_LOG_INFO, "anew");
-    std::this_thread::sleep_for(50ms);
+    waitFor("anew\n");
     rlimit limit{};
     getrlimit(RLIMIT_FSIZE, &limit);
     const rlimit small{1000, limit.rlim_max};

@@ -216,11 +216,15 @@ TEST(LogHook, DeliversWhatTheWriterThreadHandledAndCountsWhatItsQueueCannotHold)
     }
     EXPECT_EQ(count, 512u);
     qz_log("M", QZ_LOG_TRACE, "next");
-    const qz_log_entry* entry = nullptr;
-    for (int tries = 0; entry == nullptr && tries < 1000; ++tries) {
-        std::this_thread::sleep_for(5ms);
-        entry = qz_log_hook_read();
-    }
+    const auto readSoon = [] {
+        const qz_log_entry* read = nullptr;
+        for (int tries = 0; read == nullptr && tries < 1000; ++tries) {
+            std::this_thread::sleep_for(5ms);
+            read = qz_log_hook_read();
+        }
+        return read;
+    };
+    const qz_log_entry* entry = readSoon();
     ASSERT_NE(entry, nullptr);
     EXPECT_EQ(entry->lost, kMessages - 511u);
     for (std::uint32_t i = 0; i < kMessages; ++i) {
@@ -234,9 +238,8 @@ TEST(LogHook, DeliversWhatTheWriterThreadHandledAndCountsWhatItsQueueCannotHold)
     std::this_thread::sleep_for(100ms);
     ASSERT_EQ(qz_log_hook_start(), 0);
     qz_log("M", QZ_LOG_TRACE, "to the second");
-    for (entry = nullptr; entry == nullptr; entry = qz_log_hook_read()) {
-        std::this_thread::sleep_for(5ms);
-    }
+    entry = readSoon();
+    ASSERT_NE(entry, nullptr);
     EXPECT_EQ(entry->lost, 0u) << "nothing was lost since it began";
 }
 

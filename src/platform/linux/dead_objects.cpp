@@ -60,9 +60,9 @@ void removeDeadObjects() {
     }
 }
 
-// A place is that of a folder which was closed since. In this file system it is a number that goes
-// on meaning about the same: if objects come and go, some may be looked at a round later. Listing
-// all names each time would cost more than what it is for.
+// The folder that a place came from is closed by the next call. In this file system a place is a
+// number that goes on meaning about the same: if objects come and go, some may be looked at a round
+// later. Listing all names each time would cost more than what it is for.
 void removeSomeDeadObjects() {
     constexpr int kFew = 16;
     static std::atomic<bool> isFirst{true};

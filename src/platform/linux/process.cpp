@@ -34,7 +34,7 @@ std::vector<std::string> rawArguments() {
     if (input.error() != 0) {
         throw std::system_error(static_cast<int>(input.error()), std::generic_category());
     }
-    if (bytes.empty()) { // also where the system does not know the living thread's folder
+    if (bytes.empty()) { // or there is no /proc/thread-self
         throw std::system_error(ESRCH, std::generic_category());
     }
     std::vector<std::string> arguments;

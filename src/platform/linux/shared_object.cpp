@@ -84,7 +84,7 @@ SharedObject::~SharedObject() {
     if (bytes_ != nullptr) {
         munmap(bytes_, size_);
     }
-    if (isFileOpen()) {
+    if (id_.isOf(file_)) {
         if (opener_ == getpid() && passGate(file_)) {
             removeIfAlone(file_, path_.c_str());
         }
@@ -97,23 +97,12 @@ bool SharedObject::open(std::string path, std::uint64_t size, Initialise initial
     if (!openPassingGate()) {
         return false;
     }
-    fstat(file_, &opened_);
+    id_ = FileId(file_);
     const bool isNew = setLock(file_, kLife, F_WRLCK);
     const bool isOpen = (!isNew || makeZeros(size)) && map() && (!isNew || initialise(bytes_)) &&
                         setLock(file_, kLife, F_RDLCK);
     setLock(file_, kGate, F_UNLCK);
     return isOpen;
-}
-
-// False if the host has closed the descriptor, as a daemon closes all, even if it has opened
-// another file that got the same number.
-bool SharedObject::isFileOpen() const {
-    struct stat status {};
-    if (file_ < 0 || fstat(file_, &status) != 0) {
-        return file_ >= 0 && errno != EBADF;
-    }
-    const bool isKnown = opened_.st_ino != 0;
-    return !isKnown || (status.st_dev == opened_.st_dev && status.st_ino == opened_.st_ino);
 }
 
 // While a process waits at the gate, the object may be removed by the one before it.

@@ -10,7 +10,8 @@
 // is left.
 #pragma once
 
-#include <sys/stat.h>
+#include "platform/file_id.h"
+
 #include <unistd.h>
 
 #include <cstdint>
@@ -36,14 +37,13 @@ public:
     std::uint64_t size() const { return size_; }
 
 private:
-    bool isFileOpen() const;
     bool openPassingGate();
     bool makeZeros(std::uint64_t size) const;
     bool map();
 
     std::string path_;
     int file_ = -1;
-    struct stat opened_ {}; // zeros if the system did not tell
+    FileId id_;
     // A forked child shares the locks with its parent: they do not tell whether the parent lives.
     const pid_t opener_ = getpid();
     char* bytes_ = nullptr;

@@ -115,7 +115,7 @@ bool createDirectories(const char* path) {
            SHCreateDirectoryExA(nullptr, full, nullptr) == ERROR_SUCCESS;
 }
 
-// Seconds since 1970 by way of local time, as hosts have always got them. They differ from those of
+// Seconds since 1970 by way of local time, as hosts expect them. They differ from those of
 // UTC by the hour that occurs twice when summer time ends.
 std::int64_t secondsByLocalTime(const FILETIME& written) {
     SYSTEMTIME utc;

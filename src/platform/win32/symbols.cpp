@@ -1,8 +1,8 @@
 #include "platform/win32/symbols.h"
-#include "platform/win32/handle.h"
 
 #include "platform/symbols.h"
 #include "platform/win32/file_time.h"
+#include "platform/win32/handle.h"
 #include "platform/win32/pe_image.h"
 #include "platform/win32/wide.h"
 
