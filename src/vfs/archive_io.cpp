@@ -104,10 +104,10 @@ Io openArchiveIo(const char* path) {
             PHYSFS_setErrorCode(PHYSFS_ERR_OS_ERROR);
             return nullptr;
         }
-        Io io(&(new View(std::move(file)))->io);
-        return io;
+        return Io(&(new View(std::move(file)))->io);
     } catch (const std::bad_alloc&) {
-        return Io(failForMemory());
+        failForMemory();
+        return nullptr;
     }
 }
 
