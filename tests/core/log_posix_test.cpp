@@ -2,6 +2,7 @@
 // cannot start.
 #include "Core/Environment.h"
 #include "Core/Log.h"
+#include "Core/Threads.h"
 #include "log_tally.h"
 
 #include <fcntl.h>
@@ -253,7 +254,11 @@ void setDefaultStack(std::size_t size) {
 TEST(LogStart, NeedsLittleStack) {
     setDefaultStack(64 << 10);
     ASSERT_EQ(qz_log_start(freshDirectory().c_str(), "small"), 0);
-    std::thread([] { EXPECT_GT(SYS_argc(), 0); }).join();
+    const auto readArguments = [](void*) -> void* {
+        EXPECT_GT(SYS_argc(), 0);
+        return nullptr;
+    };
+    QZ_thread_wait(QZ_thread_create(readArguments, nullptr, 1));
     qz_log_stop();
 }
 
