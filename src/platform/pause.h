@@ -1,12 +1,12 @@
 // How a loop waits for another thread that needs nanoseconds. What comes then decides how long:
 //
 //   who                at first                      then
-//   core::Spin         50 us of pauses, 100 yields   sleeps 50 us at a time: nobody would wake it
-//   succeedsSoon       10 us of pauses, about what   returns: the caller sleeps until somebody
+//   core::Spin         pauses, then yields           sleeps a little at a time: nobody would wake it
+//   succeedsSoon       pauses, for about what        returns: the caller sleeps until somebody
 //                      sleeping and waking take      wakes it, or does without
-//   tasks::Workers     20 us of pauses, 16 yields    gives its thread back: waking another for
-//                      (lookAround)                  the next task takes twice as long
-//   core::WakeSignal   32 yields, 10 us (wait)       naps, and later sleeps: its work can wait
+//   tasks::Workers     pauses, with yields between   gives its thread back: waking another for
+//                      (lookAround)                  the next task takes longer
+//   core::WakeSignal   yields (wait)                 naps, and later sleeps: its work can wait
 #pragma once
 
 #include "platform/compiler.h"
