@@ -1,7 +1,7 @@
 // How a loop waits for another thread that needs nanoseconds. What comes then decides how long:
 //
 //   who                at first                      then
-//   core::Spin         pauses, then yields           sleeps a little at a time: nobody would wake it
+//   core::Spin         pauses, then yields           sleeps for moments: nobody would wake it
 //   succeedsSoon       pauses, for about what        returns: the caller sleeps until somebody
 //                      sleeping and waking take      wakes it, or does without
 //   tasks::Workers     pauses, with yields between   gives its thread back: waking another for
