@@ -5,8 +5,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <functional>
-#include <utility>
 
 namespace common {
 
@@ -66,40 +64,16 @@ ProfiledUnit CountedUnit::read() const {
 }
 
 // The first slot from the name's own on that has the name or is empty.
-CountedUnit** UnitIndex::slotOf(std::string_view name) {
-    std::size_t slot = std::hash<std::string_view>()(name) & (slots_.size() - 1);
-    while (slots_[slot] != nullptr && slots_[slot]->name() != name) {
-        slot = (slot + 1) & (slots_.size() - 1);
-    }
-    return &slots_[slot];
-}
-
-CountedUnit* UnitIndex::find(std::string_view name) {
-    return slots_.empty() ? nullptr : *slotOf(name);
+CountedUnit* UnitIndex::find(std::string_view name) const {
+    const Slot* const slot = table_.find(std::hash<std::string_view>()(name),
+                                         [&](const Slot& one) { return one.unit->name() == name; });
+    return slot == nullptr ? nullptr : slot->unit;
 }
 
 void UnitIndex::add(CountedUnit& unit) {
-    if (2 * (size_ + 1) > slots_.size()) {
-        grow();
-    }
-    *slotOf(unit.name()) = &unit;
-    ++size_;
-}
-
-void UnitIndex::grow() {
-    constexpr std::size_t kFirstSlots = 32;
-    const auto smaller = std::exchange(
-        slots_, qz::vector<CountedUnit*>(std::max(2 * slots_.size(), kFirstSlots), nullptr));
-    for (CountedUnit* const unit : smaller) {
-        if (unit != nullptr) {
-            *slotOf(unit->name()) = unit;
-        }
-    }
-}
-
-void UnitIndex::swap(UnitIndex& other) noexcept {
-    slots_.swap(other.slots_);
-    std::swap(size_, other.size_);
+    table_.makeRoom();
+    const Slot added{&unit};
+    table_.fill(table_.slotFor(added.hash(), [](const Slot&) { return false; }), added);
 }
 
 void ProfiledThread::enter(const char* name, unsigned session, std::int64_t now) {

@@ -4,12 +4,14 @@
 #include "Common/Allocator.h"
 #include "common/frame_times.h"
 #include "common/growing_list.h"
+#include "core/probe_table.h"
 #include "platform/thread.h"
 
 #include <array>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <mutex>
 #include <string_view>
 
@@ -61,16 +63,19 @@ struct ThreadId {
 // A thread's units by name, for the thread itself.
 class UnitIndex {
 public:
-    CountedUnit* find(std::string_view name); // null if there is none
-    void add(CountedUnit& unit);              // throws std::bad_alloc
-    void swap(UnitIndex& other) noexcept;
+    CountedUnit* find(std::string_view name) const; // null if there is none
+    void add(CountedUnit& unit);                    // throws std::bad_alloc
+    void swap(UnitIndex& other) noexcept { table_.swap(other.table_); }
 
 private:
-    CountedUnit** slotOf(std::string_view name);
-    void grow();
+    struct Slot {
+        CountedUnit* unit = nullptr;
 
-    qz::vector<CountedUnit*> slots_; // a power of two; at least half of them are null
-    std::size_t size_ = 0;
+        bool isFree() const { return unit == nullptr; }
+        std::size_t hash() const { return std::hash<std::string_view>()(unit->name()); }
+    };
+
+    core::ProbeTable<qz::vector<Slot>> table_;
 };
 
 // What one thread has recorded, and the sections that it is in. The thread takes the lock for each

@@ -3,78 +3,66 @@
 
 #include "Common/Allocator.h"
 #include "Mail/Server.h"
-#include "core/invariant.h"
+#include "core/probe_table.h"
+#include "core/spread.h"
 
-#include <bit>
 #include <cstddef>
 #include <cstdint>
 
 namespace Mail {
 
-// A hash table with linear probing: a mailbox goes into the first free slot from its address's own
-// slot on.
 class AddressIndex {
 public:
     // Null if no mailbox has the address.
-    Mailbox* find(std::uint32_t address) const;
+    Mailbox* find(std::uint32_t address) const {
+        const Slot* const slot = slotOf(address);
+        return slot == nullptr ? nullptr : slot->mailbox;
+    }
 
     // The address must not be in the table yet. Throws std::bad_alloc.
-    void add(std::uint32_t address, Mailbox* mailbox);
+    void add(std::uint32_t address, Mailbox* mailbox) {
+        table_.makeRoom();
+        table_.fill(table_.slotFor(hashOf(address), Has{address}), {mailbox, address});
+    }
 
     // Does nothing if the address is not in the table.
-    void remove(std::uint32_t address);
+    void remove(std::uint32_t address) {
+        if (const Slot* const slot = slotOf(address)) {
+            table_.remove(*slot);
+        }
+    }
 
-    void clear();
+    void clear() { table_ = {}; }
 
-    std::size_t size() const { return used_; }
+    std::size_t size() const { return table_.size(); }
 
     // The invariants: near an address that was added or removed, or of all, which returns how many
     // slots there are.
-    void check(std::uint32_t address) const;
-    std::size_t check() const;
+    void check(std::uint32_t address) const { table_.check(hashOf(address)); }
+    std::size_t check() const { return table_.check(); }
 
 private:
+    // The upper half of the product depends on all bits of the address.
+    static std::size_t hashOf(std::uint32_t address) { return (address * core::kSpread) >> 32; }
+
     struct Slot {
-        Mailbox* mailbox; // null: free
-        std::uint32_t address;
+        Mailbox* mailbox = nullptr;
+        std::uint32_t address = 0;
+
+        bool isFree() const { return mailbox == nullptr; }
+        std::size_t hash() const { return hashOf(address); }
     };
 
-    std::size_t ownSlot(std::uint32_t address) const;
-    std::size_t next(std::size_t slot) const { return (slot + 1) & (slots_.size() - 1); }
-    std::size_t distance(std::size_t from, std::size_t to) const;
-    std::size_t slotOf(std::uint32_t address) const;
-    void grow();
-    void checkSlot(std::size_t slot) const;
+    struct Has {
+        std::uint32_t address;
+        bool operator()(const Slot& slot) const { return slot.address == address; }
+    };
 
-    qz::vector<Slot> slots_; // empty, or a power of two of slots, some of them free
-    std::size_t used_ = 0;
+    const Slot* slotOf(std::uint32_t address) const {
+        return table_.find(hashOf(address), Has{address});
+    }
+
+    core::ProbeTable<qz::vector<Slot>> table_;
 };
-
-inline void AddressIndex::checkSlot(std::size_t slot) const {
-    core::invariant(slots_[slot].mailbox == nullptr || slotOf(slots_[slot].address) == slot,
-                    "AddressIndex: a mailbox is where nobody finds it");
-}
-
-inline void AddressIndex::check(std::uint32_t address) const {
-    core::invariant(used_ * 3 <= slots_.size() * 2, "AddressIndex: too few free slots");
-    if (used_ == 0) {
-        return;
-    }
-    for (std::size_t slot = ownSlot(address); slots_[slot].mailbox != nullptr; slot = next(slot)) {
-        checkSlot(slot);
-    }
-}
-
-inline std::size_t AddressIndex::check() const {
-    core::invariant(slots_.empty() || std::has_single_bit(slots_.size()),
-                    "AddressIndex: the number of slots is no power of two");
-    std::size_t used = 0;
-    for (std::size_t slot = 0; slot < slots_.size(); ++slot) {
-        checkSlot(slot);
-        used += slots_[slot].mailbox == nullptr ? 0U : 1U;
-    }
-    core::invariant(used == used_, "AddressIndex: the mailboxes are not as many as were counted");
-    return slots_.size();
-}
 
 } // namespace Mail

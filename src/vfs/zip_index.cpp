@@ -3,7 +3,6 @@
 #include "core/spread.h"
 
 #include <algorithm>
-#include <bit>
 #include <limits>
 
 namespace vfs {
@@ -72,8 +71,8 @@ const char* ZipIndex::flawOf(std::string_view name) {
 }
 
 ZipIndex::ZipIndex(std::size_t entries)
-    : slots_(std::bit_ceil(2 * std::min(entries, kMostAtFirst) + 2))
-    , mostNodes_(std::min(kFoldersForEach * entries + kFoldersForAll, kMaxNodes)) {
+    : mostNodes_(std::min(kFoldersForEach * entries + kFoldersForAll, kMaxNodes)) {
+    slots_.reserve(std::min(entries, kMostAtFirst) + 1);
     nodes_.reserve(std::min(entries, kMostAtFirst) + 1);
     nodes_.emplace_back();
 }
@@ -127,11 +126,11 @@ ZipIndex::Added ZipIndex::addKept(std::uint32_t name, std::size_t length, const 
 
 // The node of the wanted name, which is added if there was none; 0 if there are too many.
 std::uint32_t ZipIndex::ensure(std::uint32_t hash, const Node& wanted, std::uint32_t parent) {
-    makeRoom();
-    const std::size_t slot = search(hash, nameOf(wanted));
-    steps_ += (slot - hash) & (slots_.size() - 1);
-    if (slots_[slot].node != 0) {
-        return slots_[slot].node;
+    slots_.makeRoom();
+    Slot& slot = slots_.slotFor(hash, isOf(hash, nameOf(wanted)));
+    steps_ += slots_.stepsTo(slot, hash);
+    if (!slot.isFree()) {
+        return slot.node;
     }
     if (nodes_.size() >= mostNodes_ || steps_ > kStepsForEach * nodes_.size() + kStepsForAll) {
         return 0;
@@ -140,38 +139,8 @@ std::uint32_t ZipIndex::ensure(std::uint32_t hash, const Node& wanted, std::uint
     nodes_.push_back(wanted);
     nodes_.back().nextSibling_ = nodes_[parent].firstChild_;
     nodes_[parent].firstChild_ = number;
-    slots_[slot] = {hash, number};
+    slots_.fill(slot, {hash, number});
     return number;
-}
-
-// The slot of the name, or the free one that it would take.
-std::size_t ZipIndex::search(std::uint32_t hash, std::string_view name) const {
-    const std::size_t mask = slots_.size() - 1;
-    std::size_t slot = hash & mask;
-    while (slots_[slot].node != 0 &&
-           (slots_[slot].hash != hash || nameOf(nodes_[slots_[slot].node]) != name)) {
-        slot = (slot + 1) & mask;
-    }
-    return slot;
-}
-
-// Makes room for one more node.
-void ZipIndex::makeRoom() {
-    if (2 * nodes_.size() < slots_.size()) {
-        return;
-    }
-    std::vector<Slot> old(2 * slots_.size());
-    old.swap(slots_);
-    const std::size_t mask = slots_.size() - 1;
-    for (const Slot& one : old) {
-        std::size_t slot = one.hash & mask;
-        while (one.node != 0 && slots_[slot].node != 0) {
-            slot = (slot + 1) & mask;
-        }
-        if (one.node != 0) {
-            slots_[slot] = one;
-        }
-    }
 }
 
 void ZipIndex::finish() {
@@ -187,7 +156,8 @@ const ZipIndex::Node* ZipIndex::find(std::string_view name) const {
     for (const char letter : name) {
         hash.add(letter);
     }
-    return nodeOrNull(slots_[search(hash.value(), name)].node);
+    const Slot* const slot = slots_.find(hash.value(), isOf(hash.value(), name));
+    return slot == nullptr ? nullptr : &nodes_[slot->node];
 }
 
 } // namespace vfs

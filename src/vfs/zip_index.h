@@ -1,6 +1,8 @@
 // The tree of an archive's names. The time to find a name does not grow with their number.
 #pragma once
 
+#include "core/probe_table.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -79,21 +81,29 @@ public:
 
 private:
     struct Slot {
-        std::uint32_t hash;
-        std::uint32_t node; // 0 if the slot is free: node 0 is the root, which has no slot
+        std::uint32_t nameHash = 0;
+        std::uint32_t node = 0; // 0 if the slot is free: node 0 is the root, which has no slot
+
+        bool isFree() const { return node == 0; }
+        std::size_t hash() const { return nameHash; }
     };
+
+    // Whether a slot is that of a name.
+    auto isOf(std::uint32_t hash, std::string_view name) const {
+        return [this, hash, name](const Slot& slot) {
+            return slot.nameHash == hash && nameOf(nodes_[slot.node]) == name;
+        };
+    }
 
     const Node* nodeOrNull(std::uint32_t number) const {
         return number == 0 ? nullptr : &nodes_[number];
     }
     Added addKept(std::uint32_t name, std::size_t length, const ZipEntry& entry);
     std::uint32_t ensure(std::uint32_t hash, const Node& wanted, std::uint32_t parent);
-    std::size_t search(std::uint32_t hash, std::string_view name) const;
-    void makeRoom();
 
     std::vector<Node> nodes_;
     std::vector<char> names_;
-    std::vector<Slot> slots_; // their number is a power of two; at least half of them are free
+    core::ProbeTable<std::vector<Slot>> slots_;
     std::size_t mostNodes_;
     std::uint64_t steps_ = 0; // taken by all searches of `add`
 };
