@@ -37,7 +37,8 @@
  *   but written one after the other, so chains may have any length.
  *
  * On loading, a factory manager makes each object by the name of its class. A reference is set at
- * once, but the members of the object may be read later: `serialize` must not use the object. A
+ * once, but the members of the object may be read later: `serialize` must not use the object. An
+ * object to which no reference is read is made, but not read, and the serializer deletes it. A
  * factory must make a new object each time; if it returns an object again, a reference to that is
  * an error.
  *
@@ -107,9 +108,9 @@ public:
         std::uint32_t depth = 64; /* of nested values */
 
         /* Whether an object of a class that no factory makes is kept as a Common::Record. Otherwise
-         * a reference to it is an error. Records in a cycle keep each other alive, even if you have
-         * no reference to them: call Record::letGo for all that you can reach, and do not set this
-         * for files from untrusted sources. */
+         * a reference to it is an error. Records in a cycle keep each other alive: call
+         * Record::letGo for all that you can reach, and do not set this for files from untrusted
+         * sources, which may have cycles through objects of your classes, too. */
         bool keepsUnknown = false;
     };
 
@@ -410,6 +411,7 @@ private:
     QZ_LOCAL void makeObject(std::uint32_t classIndex);
     QZ_LOCAL bool hasNumber(const Identifiable& object);
     QZ_LOCAL void loadObjects();
+    QZ_LOCAL void loadObject(std::uint32_t index);
     QZ_LOCAL void transferRest(qz::vector<unsigned char>& bytes,
                                qz::vector<Ref<Identifiable>>& references);
 

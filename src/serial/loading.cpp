@@ -71,6 +71,8 @@ void CommonSerializer::load(io::Stream& in) {
     transferInteger(state.version);
     state.next = isGood() ? static_cast<std::size_t>(cursor_ - state.body.data()) : 0;
     version_ = state.version;
+    state.nodes.push_back({0, 0, nullptr}); // so that each path has a node, even an empty one
+    state.objectNode = 1;
     openRecord();
 }
 
@@ -212,6 +214,9 @@ Identifiable* CommonSerializer::readReference() {
     State::Object& object = state.objects[number - 1];
     if (object.node == 0) {
         object.node = nodeOf(scope_);
+        if (number <= state.passed) {
+            state.late.push_back(number - 1);
+        }
     }
     if (!object.object) {
         fail("an object of class \"" + state.classes[object.classIndex].name.getClassName() +
@@ -221,17 +226,30 @@ Identifiable* CommonSerializer::readReference() {
     return object.object.get();
 }
 
-// `objects` is a work list: reading an object may append others to it.
+// `objects` is a work list: opening a record may append others to it. An object is read only once
+// somebody has taken a reference to it. Objects that nobody can reach thus stay empty, and cannot
+// keep each other alive in a cycle.
 void CommonSerializer::loadObjects() {
     State& state = *state_;
-    for (std::size_t i = 0; i < state.objects.size() && isGood(); ++i) {
-        state.objectNode = state.objects[i].node;
+    for (; state.passed < state.objects.size() && isGood(); ++state.passed) {
+        const auto index = static_cast<std::uint32_t>(state.passed);
+        state.objectNode = state.objects[index].node;
         openRecord();
-        SerializableObject* const object = state.objects[i].object.get();
-        if (object != nullptr && isGood()) {
-            version_ = state.classes[state.objects[i].classIndex].version;
-            object->serialize(*this);
+        if (state.objectNode != 0) {
+            loadObject(index);
+        } else if (isGood()) {
+            state.waiting.push_back({index, cursor_, end_, state.mentioned});
         }
+    }
+    for (std::size_t i = 0; i < state.late.size() && isGood(); ++i) {
+        State::Waiting& record =
+            *std::ranges::lower_bound(state.waiting, state.late[i], {}, &State::Waiting::index);
+        state.mentioned = std::move(record.mentioned);
+        state.nextMention = 0;
+        cursor_ = record.begin;
+        end_ = record.end;
+        state.objectNode = state.objects[record.index].node;
+        loadObject(record.index);
     }
     state.objectNode = 0;
     version_ = state.version;
@@ -240,6 +258,15 @@ void CommonSerializer::loadObjects() {
     }
     if (isGood() && state.next != state.body.size()) {
         fail("something behind the last object");
+    }
+}
+
+// Reads an object from the open record.
+void CommonSerializer::loadObject(std::uint32_t index) {
+    const State::Object& object = state_->objects[index];
+    if (object.object && isGood()) {
+        version_ = state_->classes[object.classIndex].version;
+        object.object->serialize(*this);
     }
 }
 

@@ -62,7 +62,15 @@ struct CommonSerializer::State {
     struct Object {
         Ref<SerializableObject> object; // null for one that no factory made
         std::uint32_t classIndex;
-        std::uint32_t node; // the path of the first reference to it
+        std::uint32_t node; // the path of the first reference to it; 0: none was transferred
+    };
+
+    // A record of an object to which nobody has taken a reference.
+    struct Waiting {
+        std::uint32_t index;
+        unsigned char* begin;
+        unsigned char* end;
+        qz::vector<std::uint32_t> mentioned;
     };
 
     // A step of a path: a name, or the number of an item, or both.
@@ -107,7 +115,10 @@ struct CommonSerializer::State {
     qz::vector<std::uint32_t> mentioned; // the record's references, as numbers
     std::size_t nextMention = 0;
     std::size_t known = 0;
-    std::uint32_t givenTwice = 0; // the first object that a factory gave out twice; 0: none
+    std::size_t passed = 0;         // of the objects, those whose records were opened
+    qz::vector<Waiting> waiting;    // in the order of the objects
+    qz::vector<std::uint32_t> late; // those among them that were referred to at last
+    std::uint32_t givenTwice = 0;   // the first object that a factory gave out twice; 0: none
 };
 
 } // namespace Common
