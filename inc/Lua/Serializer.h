@@ -57,8 +57,9 @@ public:
      * Each call compiles a Lua function, __serialize, into the state and calls it. It and its
      * helpers stay there as globals: fill_cache, write, output_table, can_pretty, write_tab,
      * dopretty, save_pretty; and __write, which writes nothing after the call. They replace globals
-     * of these names, even the table that is to be saved. Throws SerializerException with Lua's
-     * text if these functions cannot be made.
+     * of these names, even the table that is to be saved; a call within another, made by its
+     * stream, puts those of the outer one back. Throws SerializerException with Lua's text if these
+     * functions cannot be made.
      *
      * An error while the table is written (a function as a value, no table of that name) is not
      * thrown: the stream keeps what was written before, and the error message stays on the stack,

@@ -44,6 +44,55 @@ int writeText(lua_State* state) {
     return 0;
 }
 
+// The source's functions, and the one that they call.
+constexpr const char* kGlobals[] = {"__write",   "__serialize",  "fill_cache",
+                                    "write",     "output_table", "can_pretty",
+                                    "write_tab", "dopretty",     "save_pretty"};
+
+// Whether the value on top of the stack is the __write of a call that goes on.
+bool isWriting(lua_State* state) {
+    if (lua_tocfunction(state, -1) != writeText || lua_getupvalue(state, -1, 1) == nullptr) {
+        return false;
+    }
+    const auto& output = *static_cast<SerializerOutput*>(lua_touserdata(state, -1));
+    lua_pop(state, 1);
+    return output.serializer != nullptr;
+}
+
+// Pushes a table of the globals if this call is made within another, by its stream; otherwise nil.
+int keepGlobals(lua_State* state) {
+    return lua::protect(state, 0, 1, [](lua_State* inner) {
+        lua_pushliteral(inner, "__write");
+        lua_rawget(inner, LUA_GLOBALSINDEX);
+        if (!isWriting(inner)) {
+            lua_pushnil(inner);
+            return 1;
+        }
+        lua_newtable(inner);
+        for (const char* const name : kGlobals) {
+            lua_getglobal(inner, name);
+            lua_setfield(inner, -2, name);
+        }
+        return 1;
+    });
+}
+
+// Gives the outer call its globals back, if there is one.
+void restoreGlobals(lua_State* state, int kept) {
+    if (!lua_istable(state, kept)) {
+        return;
+    }
+    lua_pushvalue(state, kept);
+    const int status = lua::protect(state, 1, 0, [](lua_State* inner) {
+        for (const char* const name : kGlobals) {
+            lua_getfield(inner, 1, name);
+            lua_setglobal(inner, name);
+        }
+        return 0;
+    });
+    lua_pop(state, status != 0 ? 1 : 0);
+}
+
 // Sets the global __write. Pushes its output, which keeps the output from being collected.
 int installOutput(lua_State* state, Serializer* serializer) {
     return lua::protect(state, 0, 1, [serializer](lua_State* inner) {
@@ -84,15 +133,19 @@ void Serializer::serialize(lua_State* state, const std::string& name) {
         throw SerializerException("stack overflow");
     }
     const platform::NoCancellation guard; // a cancelled thread would unwind through Lua
-    if (runSource(state) != 0 || installOutput(state, this) != 0) {
+    const int kept = lua_gettop(state) + 1;
+    const int output = kept + 1;
+    if (keepGlobals(state) != 0 || runSource(state) != 0 || installOutput(state, this) != 0) {
         const std::string reason = lua::errorText(state);
-        lua_pop(state, 1);
+        restoreGlobals(state, kept);
+        lua_settop(state, kept - 1);
         throw SerializerException(reason);
     }
-    const int output = lua_gettop(state);
     callSerialize(state, name);
     static_cast<SerializerOutput*>(lua_touserdata(state, output))->serializer = nullptr;
+    restoreGlobals(state, kept);
     lua_remove(state, output);
+    lua_remove(state, kept);
 }
 
 void Serializer::write_(const std::string& text) {

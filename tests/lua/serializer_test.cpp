@@ -86,6 +86,30 @@ TEST_F(LuaSerializer, TheOutputFunctionOutlivesTheCall) {
     EXPECT_EQ(script_.run("collectgarbage() __write('late') return (pcall(__write))"), "false");
 }
 
+TEST_F(LuaSerializer, AStreamMaySaveTooWhileItTakesText) {
+    struct Saving : std::stringbuf {
+        std::streamsize xsputn(const char* text, std::streamsize size) override {
+            const auto save = std::exchange(save_, nullptr);
+            save ? save() : void();
+            return std::stringbuf::xsputn(text, size);
+        }
+        std::function<void()> save_;
+    } buffer;
+    script_.run("t = {} t.self = t bad = {f = print, t = t} bad.self = bad");
+    const std::string whole = save("t");
+    for (const char* const other : {"t", "bad"}) {
+        buffer.str("");
+        buffer.save_ = [&] {
+            std::ostringstream text;
+            Lua::Serializer(text).serialize(state_, other);
+            lua_settop(state_, 1);
+        };
+        std::ostream stream(&buffer);
+        still([&] { Lua::Serializer(stream).serialize(state_, "t"); });
+        EXPECT_EQ(buffer.str(), whole);
+    }
+}
+
 TEST_F(LuaSerializer, StreamsThatThrow) {
     struct Full : std::streambuf {
     } full; // takes nothing: overflow() returns an error
