@@ -25,8 +25,8 @@
  * What can be transferred:
  * - booleans, integers, floats, enumerations (give them a fixed type), std::string, std::vector;
  *   items that write nothing, such as empty structures, are an error;
- * - with Serial/Containers.h lists, deques, maps, multimaps, sets and unordered maps and sets,
- *   pairs, optional values, arrays;
+ * - with Serial/Containers.h lists, deques, maps and sets (also unordered ones, and those
+ *   that have a key several times), pairs, optional values, arrays;
  * - with Serial/MathTypes.h the types of Math, and the randomizers; predictors need no header;
  * - with Serial/Containers.h the snapshot of a state machine (Common::FSM::Snapshot);
  * - structures and classes with a member function `serialize(Common::CommonSerializer&)`, or a free

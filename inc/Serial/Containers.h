@@ -122,6 +122,17 @@ void loadMap(CommonSerializer& serializer, CommonSerializer::Items& items, Map& 
     }
 }
 
+/* Inserts a key of a set; false if it is there already. */
+template<class Set>
+bool insertKey(Set& set, typename Set::key_type&& key) {
+    if constexpr (requires { set.insert(std::move(key)).second; }) {
+        return set.insert(std::move(key)).second;
+    } else {
+        set.insert(std::move(key));
+        return true;
+    }
+}
+
 template<class Set>
 void loadSet(CommonSerializer& serializer, CommonSerializer::Items& items, Set& set) {
     if (serializer.isGood()) {
@@ -132,7 +143,7 @@ void loadSet(CommonSerializer& serializer, CommonSerializer::Items& items, Set& 
         if (!items.transfer(key)) {
             return;
         }
-        if (!set.insert(std::move(key)).second) {
+        if (!insertKey(set, std::move(key))) {
             serializer.fail(kKeyTwice);
             return;
         }
@@ -183,6 +194,54 @@ void serializeOrdered(CommonSerializer& serializer, Map& map) {
     }
 }
 
+template<class Set>
+void serializeSet(CommonSerializer& serializer, Set& set) {
+    CommonSerializer::Items items(serializer, set.size());
+    if (serializer.isLoading()) {
+        loadSet(serializer, items, set);
+        return;
+    }
+    for (const auto& key : set) {
+        if (!saveKey(items, key)) {
+            break;
+        }
+    }
+}
+
+template<class Set>
+void serializeUnorderedSet(CommonSerializer& serializer, Set& set) {
+    CommonSerializer::Items items(serializer, set.size());
+    if (serializer.isLoading()) {
+        loadSet(serializer, items, set);
+        return;
+    }
+    const auto keyOf = [](const auto& key) -> const auto& {
+        return key;
+    };
+    for (const auto* const key : inOrder(set, keyOf)) {
+        if (!saveKey(items, *key)) {
+            break;
+        }
+    }
+}
+
+template<class Map>
+void serializeUnorderedMap(CommonSerializer& serializer, Map& map) {
+    CommonSerializer::Items items(serializer, map.size());
+    if (serializer.isLoading()) {
+        loadMap(serializer, items, map);
+        return;
+    }
+    const auto keyOf = [](const auto& entry) -> const auto& {
+        return entry.first;
+    };
+    for (auto* const entry : inOrder(map, keyOf)) {
+        if (!saveEntry<Map>(items, *entry)) {
+            break;
+        }
+    }
+}
+
 } // namespace detail
 
 template<class T, std::size_t N>
@@ -208,48 +267,36 @@ void serialize(CommonSerializer& serializer, std::multimap<Key, T, Compare, Allo
 
 template<class Key, class Compare, class Allocator>
 void serialize(CommonSerializer& serializer, std::set<Key, Compare, Allocator>& set) {
-    CommonSerializer::Items items(serializer, set.size());
-    if (serializer.isLoading()) {
-        detail::loadSet(serializer, items, set);
-        return;
-    }
-    for (const Key& key : set) {
-        if (!detail::saveKey(items, key)) {
-            break;
-        }
-    }
+    detail::serializeSet(serializer, set);
+}
+
+template<class Key, class Compare, class Allocator>
+void serialize(CommonSerializer& serializer, std::multiset<Key, Compare, Allocator>& set) {
+    detail::serializeSet(serializer, set);
 }
 
 template<class Key, class Hash, class Equal, class Allocator>
 void serialize(CommonSerializer& serializer, std::unordered_set<Key, Hash, Equal, Allocator>& set) {
-    CommonSerializer::Items items(serializer, set.size());
-    if (serializer.isLoading()) {
-        detail::loadSet(serializer, items, set);
-        return;
-    }
-    const auto keyOf = [](const Key& key) -> const Key& { return key; };
-    for (const Key* const key : detail::inOrder(set, keyOf)) {
-        if (!detail::saveKey(items, *key)) {
-            break;
-        }
-    }
+    detail::serializeUnorderedSet(serializer, set);
+}
+
+template<class Key, class Hash, class Equal, class Allocator>
+void serialize(CommonSerializer& serializer,
+               std::unordered_multiset<Key, Hash, Equal, Allocator>& set) {
+    detail::serializeUnorderedSet(serializer, set);
 }
 
 template<class Key, class T, class Hash, class Equal, class Allocator>
 void serialize(CommonSerializer& serializer,
                std::unordered_map<Key, T, Hash, Equal, Allocator>& map) {
-    using Map = std::unordered_map<Key, T, Hash, Equal, Allocator>;
-    CommonSerializer::Items items(serializer, map.size());
-    if (serializer.isLoading()) {
-        detail::loadMap(serializer, items, map);
-        return;
-    }
-    const auto keyOf = [](const auto& entry) -> const Key& { return entry.first; };
-    for (auto* const entry : detail::inOrder(map, keyOf)) {
-        if (!detail::saveEntry<Map>(items, *entry)) {
-            break;
-        }
-    }
+    detail::serializeUnorderedMap(serializer, map);
+}
+
+/* Entries of one key come in any order. */
+template<class Key, class T, class Hash, class Equal, class Allocator>
+void serialize(CommonSerializer& serializer,
+               std::unordered_multimap<Key, T, Hash, Equal, Allocator>& map) {
+    detail::serializeUnorderedMap(serializer, map);
 }
 
 } // namespace Common

@@ -75,6 +75,7 @@ TEST(SerializerFields, AreThoseOfTheValues) {
               "byName:list{:{key:row char value:{x:float y:double}}} "
               "byNumber:list{:{key:int value:row char}} "
               "several:list{:{key:int value:row char}} names:list{:row char} numbers:list{:int} "
+              "dice:list{:int} throws:list{:int} owners:list{:{key:int value:int}} "
               "pair:{first:int second:row char} "
               "maybe:optional{:{x:float y:double}} none:optional fixed:fixed float3 "
               "outside:{:int :int}}}"});

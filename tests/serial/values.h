@@ -50,6 +50,9 @@ struct Values {
     std::multimap<int, std::string> several;
     std::set<std::string> names;
     std::unordered_set<int> numbers;
+    std::multiset<int> dice;
+    std::unordered_multiset<int> throws;
+    std::unordered_multimap<int, int> owners;
     std::pair<int, std::string> pair;
     std::optional<Position> maybe, none{Position{}};
     std::array<float, 3> fixed{};
@@ -78,6 +81,9 @@ struct Values {
         s.transfer("several", several);
         s.transfer("names", names);
         s.transfer("numbers", numbers);
+        s.transfer("dice", dice);
+        s.transfer("throws", throws);
+        s.transfer("owners", owners);
         s.transfer("pair", pair);
         s.transfer("maybe", maybe);
         s.transfer("none", none);
@@ -110,6 +116,9 @@ inline Values someValues() {
             .several = {{1, "b"}, {1, "a"}, {0, "c"}},
             .names = {"x", "y"},
             .numbers = {30, 10, 20},
+            .dice = {6, 1, 6},
+            .throws = {5, 2, 5},
+            .owners = {{8, 4}, {3, 9}, {8, 4}},
             .pair = {-70000, "pair"},
             .maybe = Position{9, 10},
             .none = std::nullopt,
