@@ -42,7 +42,8 @@ public:
     /* Returns a new object of the class, without references, or null. */
     virtual Identifiable* create(const Identifier& identifier) = 0;
 
-    /* Deletes the object, however many references there are. Null is ignored. */
+    /* Deletes the object, however many references there are. Its destructor may take and drop
+     * more. Null is ignored. */
     virtual void destroyInstance(Identifiable* object);
 
     /* Stores the result of create in *out and adds a reference, which the caller owns. */

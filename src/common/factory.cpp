@@ -8,7 +8,10 @@ namespace Common {
 Factory::~Factory() = default;
 
 void Factory::destroyInstance(Identifiable* object) {
-    delete object;
+    if (object != nullptr) {
+        object->addRef(); // for the destructor
+        delete object;
+    }
 }
 
 void Factory::createInstance(const Identifier& identifier, Identifiable** out) {

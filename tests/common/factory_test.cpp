@@ -112,7 +112,8 @@ TEST_F(Factories, AddedFirstWin) {
     Identifiable* unit = manager->createInstance("Unit");
     EXPECT_EQ(unit->getRefCount(), 0);
     manager->destroyInstance(unit);
-    EXPECT_EQ(first->destroyed, 1);
+    first->destroyInstance(new SelfReferrer);
+    EXPECT_EQ(first->destroyed, 2);
 
     manager->removeFactory(first.get());
     EXPECT_EQ(names(*manager), (Lines{"Unit", "Ship"}));
