@@ -4,7 +4,11 @@
 #include "support/test.h"
 
 #include <fcntl.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -101,10 +105,28 @@ TEST(RingMessageBuffer, IsMadeUnderSignals) {
     setitimer(ITIMER_REAL, &never, nullptr);
 }
 
+// As some containers refuse the call that reserves room.
+void refuseToReserve() {
+    sock_filter steps[] = {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+                           BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_fallocate, 0, 1),
+                           BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EPERM),
+                           BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)};
+    const sock_fprog filter{std::size(steps), steps};
+    ASSERT_EQ(prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0), 0);
+    ASSERT_EQ(prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter), 0);
+    ASSERT_EQ(fallocate(-1, 0, 0, 1), -1);
+    ASSERT_EQ(errno, EPERM);
+}
+
 // The limit on the size of files holds for shared memory, too.
 TEST(RingMessageBuffer, ALimitOnFilesIsAFailure) {
     std::signal(SIGXFSZ, SIG_DFL);
     const rlimit limit{4096, RLIM_INFINITY};
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
-    EXPECT_EQ(CRingMessageBuffer::OpenNew("qz_limited", 65536, nullptr), nullptr);
+    CRingMessageBuffer ring;
+    EXPECT_EQ(ring.Open("qz_limited", 65536, nullptr), 0);
+    refuseToReserve();
+    EXPECT_EQ(ring.Open("qz_limited", 65536, nullptr), 0);
+    EXPECT_EQ(ring.Open("qz_small", 2048, nullptr), 1);
+    EXPECT_EQ(ring.Close(0), 1);
 }

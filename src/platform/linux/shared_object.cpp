@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <sys/mman.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <ctime>
@@ -71,6 +72,16 @@ Descriptor openObject(const std::string& path, int flags = 0) {
         [&] { return shm_open(path.c_str(), O_RDWR | O_CLOEXEC | flags, kSameUser); })));
 }
 
+bool writeZeros(int file, std::uint64_t count) {
+    constexpr char kZeros[4096] = {};
+    for (std::uint64_t done = 0; done < count; done += sizeof kZeros) {
+        if (!writeAll(file, {kZeros, std::min<std::uint64_t>(count - done, sizeof kZeros)})) {
+            return false;
+        }
+    }
+    return true;
+}
+
 // Removes the object if nobody else has it open. The caller holds the gate.
 void removeIfAlone(int file, const char* path) {
     if (!isRemoved(file) && setLock(file, kLife, F_WRLCK)) {
@@ -126,11 +137,14 @@ bool SharedObject::openPassingGate() {
     return false;
 }
 
-// Reserves the pages now: if one were missing later, the process would die.
+// Gets the pages now: if one were missing later, the process would die.
 bool SharedObject::makeZeros(std::uint64_t size) const {
     const NoWriteSignals guard; // the limit on the size of files holds for memory, too
-    return uninterrupted([&] { return ftruncate(file_, 0); }) == 0 &&
-           reserveRoom(file_, static_cast<off_t>(size)) == 0;
+    if (uninterrupted([&] { return ftruncate(file_, 0); }) != 0) {
+        return false;
+    }
+    const int error = reserveRoom(file_, static_cast<off_t>(size));
+    return error == 0 || (reservesNone(error) && writeZeros(file_, size));
 }
 
 bool SharedObject::map() {

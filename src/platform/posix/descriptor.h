@@ -108,4 +108,11 @@ inline int reserveRoom(int file, off_t size) {
     return error;
 }
 
+// Whether an error of reserveRoom says that the file system, or a container's filter of system
+// calls, lets nobody reserve room; the room itself may be there.
+inline bool reservesNone(int error) {
+    return error == EOPNOTSUPP || error == EINVAL || error == EPERM || error == ENOSYS ||
+           error == EACCES;
+}
+
 } // namespace platform

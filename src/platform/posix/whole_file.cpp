@@ -79,11 +79,11 @@ Replacement replaceByNewFile(const TargetFile& target, std::string_view bytes) {
     return {writeAll(file.number(), bytes) ? takePlace(target, file) : lastError(), true};
 }
 
-// Reserves room for everything that is to be written. 0 is success, or a file system that cannot
-// reserve room.
+// Reserves room for everything that is to be written. 0 is success, or that nobody can reserve
+// room.
 int makeRoom(int file, std::size_t size) {
     const int error = reserveRoom(file, static_cast<off_t>(size));
-    return error == EOPNOTSUPP || error == EINVAL ? 0 : error;
+    return reservesNone(error) ? 0 : error;
 }
 
 bool truncate(int file, off_t size) {
