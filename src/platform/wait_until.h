@@ -12,7 +12,7 @@ namespace platform {
 // tick. Looks once more after the limit, because the last sleep may have been a long one. Allocates
 // nothing and may run in a signal handler, if the condition may.
 template<class Condition>
-bool waitUntil(std::chrono::milliseconds limit, std::chrono::milliseconds step, Condition isTrue) {
+bool waitUntil(std::chrono::milliseconds limit, std::chrono::microseconds step, Condition isTrue) {
     using Clock = std::chrono::steady_clock;
     const Clock::time_point end = Clock::now() + limit;
     for (;;) {

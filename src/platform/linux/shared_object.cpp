@@ -2,6 +2,7 @@
 
 #include "platform/posix/descriptor.h"
 #include "platform/posix/write_signals.h"
+#include "platform/wait_until.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -9,7 +10,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <ctime>
 #include <utility>
 
 namespace platform {
@@ -40,15 +40,13 @@ bool setLock(int file, off_t which, int type) {
 
 // The others at the gate need microseconds, unless they were stopped.
 bool passGate(int file) {
-    const Clock::time_point deadline = Clock::now() + kPatience;
-    while (!setLock(file, kGate, F_WRLCK)) {
-        if ((errno != EAGAIN && errno != EACCES) || Clock::now() > deadline) {
-            return false;
-        }
-        const timespec pause{0, 200'000};
-        nanosleep(&pause, nullptr);
-    }
-    return true;
+    constexpr std::chrono::microseconds kStep{200};
+    bool isPassed = false;
+    waitUntil(kPatience, kStep, [&] {
+        isPassed = setLock(file, kGate, F_WRLCK);
+        return isPassed || (errno != EAGAIN && errno != EACCES);
+    });
+    return isPassed;
 }
 
 bool isRemoved(int file) {

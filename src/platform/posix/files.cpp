@@ -3,6 +3,7 @@
 #include "platform/posix/descriptor.h"
 #include "platform/posix/last_error.h"
 #include "platform/posix/path.h"
+#include "platform/wait_until.h"
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -12,9 +13,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <limits>
 #include <memory>
 
@@ -54,13 +55,13 @@ SystemError claim(int file, int kind) {
 }
 
 SystemError claimForRecord(int file) {
-    constexpr int kPausesAtMost = 500;
-    constexpr timespec kPause{0, 10'000'000};
-    SystemError error = claim(file, LOCK_EX);
-    for (int i = 0; error != 0 && i < kPausesAtMost; ++i) {
-        nanosleep(&kPause, nullptr);
+    constexpr std::chrono::seconds kPatience{5};
+    constexpr std::chrono::milliseconds kStep{10};
+    SystemError error = 0;
+    waitUntil(kPatience, kStep, [&] {
         error = claim(file, LOCK_EX);
-    }
+        return error == 0;
+    });
     return error;
 }
 

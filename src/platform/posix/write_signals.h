@@ -1,7 +1,7 @@
 // Writing without the signals that a refused write sends.
 #pragma once
 
-#include <pthread.h>
+#include "platform/thread.h"
 
 #include <csignal>
 #include <ctime>
@@ -10,12 +10,10 @@ namespace platform {
 
 // Keeps a pipe without a reader (SIGPIPE) and a limit on file sizes (SIGXFSZ) from ending the
 // process: a line that cannot be written is no reason to die. Leaves signals alone that were
-// pending before. Keeps others from cancelling the thread, which cannot end in the destructor; not
-// by NoCancellation, because the tool uses this header without the sources of threads.
+// pending before. Keeps others from cancelling the thread, which cannot end in the destructor.
 class NoWriteSignals {
 public:
     NoWriteSignals() {
-        pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancellation_);
         sigemptyset(&ours_);
         sigaddset(&ours_, SIGPIPE);
         sigaddset(&ours_, SIGXFSZ);
@@ -31,7 +29,6 @@ public:
         while (sigtimedwait(&ours_, nullptr, &now) > 0) {
         }
         pthread_sigmask(SIG_SETMASK, &before_, nullptr);
-        pthread_setcancelstate(cancellation_, nullptr);
     }
     NoWriteSignals(const NoWriteSignals&) = delete;
     NoWriteSignals& operator=(const NoWriteSignals&) = delete;
@@ -44,9 +41,9 @@ private:
         return sigismember(&pending, signal) == 1;
     }
 
+    const NoCancellation noCancellation_;
     sigset_t ours_; // the destructor consumes these
     sigset_t before_;
-    int cancellation_ = PTHREAD_CANCEL_ENABLE;
 };
 
 } // namespace platform
