@@ -2,6 +2,7 @@
 #include "core/crash_lines.h"
 #include "core/crash_modules.h"
 #include "core/crash_text.h"
+#include "core/cut_text.h"
 #include "platform/demangle.h"
 #include "platform/file.h"
 #include "platform/symbols.h"
@@ -55,7 +56,7 @@ void makeReadable(platform::SourcePlace& source) {
     }
     if (std::string name = platform::demangled(source.symbol); !name.empty()) {
         dropParameters(name);
-        source.symbol[name.copy(source.symbol, sizeof source.symbol - 1)] = 0;
+        core::copyCut(source.symbol, name);
     }
 }
 
@@ -210,7 +211,7 @@ bool Retrace::writeFound(const core::FrameLine& frame, const Position& position,
     makeReadable(source);
     platform::ModulePlace place;
     position.file->placeOf(position.address, place.section, place.offset);
-    place.module[position.path.copy(place.module, sizeof place.module - 1)] = 0;
+    core::copyCut(place.module, position.path);
     core::CrashLine text;
     core::addLocation(text, place, source);
     write(frame, text.text(), {});

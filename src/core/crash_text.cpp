@@ -1,5 +1,6 @@
 #include "core/crash_text.h"
 
+#include "core/cut_text.h"
 #include "platform/crash.h"
 
 #include <algorithm>
@@ -79,9 +80,11 @@ int readNumber(std::string_view digits) {
 } // namespace
 
 CrashLine& CrashLine::add(std::string_view text) {
-    for (const char c : text.substr(0, kRoom - 1 - length_)) {
+    const std::string_view kept = text.substr(0, lengthToKeep(text, mostLength_ - length_));
+    for (const char c : kept) {
         text_[length_++] = isControl(c) ? ' ' : c;
     }
+    mostLength_ = kept.size() < text.size() ? length_ : mostLength_;
     return *this;
 }
 

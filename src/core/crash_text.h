@@ -10,7 +10,7 @@
 namespace core {
 
 // A line that is put together without the C library, whose formatting may allocate. Text that does
-// not fit is cut; end() always has room.
+// not fit is cut, and none follows it; end() always has room.
 class CrashLine {
 public:
     std::string_view text() const { return {text_, length_}; }
@@ -31,6 +31,7 @@ private:
 
     char text_[kRoom];
     std::size_t length_ = 0;
+    std::size_t mostLength_ = kRoom - 1; // the length, once something was cut
 };
 
 // "YYYYMMDD-hhmmss" of a time, and the time of such a text; -1 for another text.

@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <exception>
 #include <memory>
-#include <string_view>
 
 namespace platform {
 
@@ -25,10 +24,6 @@ struct SourcePlace {
     char file[kNameRoom] = "";      // empty if no line is known
     unsigned line = 0;
 };
-
-inline void copyText(char (&to)[SourcePlace::kNameRoom], std::string_view from) {
-    to[from.copy(to, sizeof to - 1)] = 0;
-}
 
 // The module and section of an address of this process. For fault functions.
 void findModule(std::uintptr_t address, ModulePlace& place);

@@ -301,6 +301,13 @@ class CrashTest(unittest.TestCase):
         self.crash("null", "deleted", probe=self.put_program(symbols=True))
         self.assertTrue(self.report.name.startswith("crash_probe-"), self.report)
 
+    @unittest.skipIf(ON_WINDOWS, "has no paths so long")
+    def test_long_paths_are_cut_between_characters(self):
+        for start in ("", "x"):
+            folder = self.folder.joinpath(start + "\u00e4" * 100, *["\u00e4" * 100] * 5)
+            folder.mkdir(parents=True)
+            self.assertGreater(len(self.crash("null", "main", probe=shutil.copy2(PROBE, folder))[1].encode()), 1020)
+
     # Wine may end the thread silently; the library's threads must not keep the process alive then.
     def test_overflow_of_the_main_thread_ends_the_process(self):
         self.assertNotIn(self.run_probe("overflow").returncode, (0, 2))

@@ -1,5 +1,6 @@
 #include "platform/linux/mappings.h"
 
+#include "platform/cut_text.h"
 #include "platform/posix/descriptor.h"
 #include "platform/posix/own_path.h"
 
@@ -98,12 +99,6 @@ bool contains(const Mapping& mapping, std::uintptr_t address) {
     return address - mapping.begin < mapping.end - mapping.begin;
 }
 
-void setPath(Mapping& mapping, const char* path) {
-    const std::size_t length = std::min(std::strlen(path), sizeof mapping.path - 1);
-    std::memcpy(mapping.path, path, length);
-    mapping.path[length] = 0;
-}
-
 // Calls visit(mapping, isCode) for each mapping, in the order of addresses, until it returns false.
 template<class Visit>
 void readMappings(Mapping& mapping, Visit visit) {
@@ -114,7 +109,7 @@ void readMappings(Mapping& mapping, Visit visit) {
         const Entry entry(line);
         const bool isSameFile = std::strcmp(entry.rest, mapping.path) == 0;
         if (!isSameFile || entry.offset == 0) {
-            setPath(mapping, entry.rest);
+            copyCut(mapping.path, entry.rest);
             mapping.base = entry.offset == 0 ? entry.begin : 0;
         }
         mapping.begin = entry.begin;
@@ -151,7 +146,7 @@ public:
         mapping.begin = code.begin;
         mapping.end = code.end;
         mapping.base = code.base;
-        setPath(mapping, paths_ + code.path);
+        copyCut(mapping.path, paths_ + code.path);
         return true;
     }
 

@@ -1,5 +1,6 @@
 #include "platform/symbols.h"
 
+#include "platform/cut_text.h"
 #include "platform/linux/elf_file.h"
 #include "platform/linux/mappings.h"
 #include "platform/linux/symbols.h"
@@ -41,7 +42,7 @@ void noteError(void* context, const char*, int error) {
 int takeLine(void* context, std::uintptr_t, const char* file, int line, const char*) {
     SourcePlace& place = *static_cast<Lookup*>(context)->place;
     if (file != nullptr && line > 0) {
-        copyText(place.file, file);
+        copyCut(place.file, file);
         place.line = static_cast<unsigned>(line);
     }
     return 1;
@@ -51,7 +52,7 @@ void takeSymbol(void* context, std::uintptr_t, const char* name, std::uintptr_t 
                 std::uintptr_t) {
     const Lookup& lookup = *static_cast<Lookup*>(context);
     if (name != nullptr) {
-        copyText(lookup.place->symbol, name);
+        copyCut(lookup.place->symbol, name);
         lookup.place->displacement = lookup.address - start;
     }
 }

@@ -1,5 +1,6 @@
 #include "platform/win32/symbols.h"
 
+#include "platform/cut_text.h"
 #include "platform/symbols.h"
 #include "platform/win32/file_time.h"
 #include "platform/win32/handle.h"
@@ -116,14 +117,14 @@ void lookUp(HANDLE session, std::uint64_t address, std::uint64_t base, const PeI
         if (!isRight(symbol, instruction, base, image)) {
             return;
         }
-        copyText(place.symbol, symbol.Name);
+        copyCut(place.symbol, symbol.Name);
         place.displacement = address - symbol.Address;
     }
     IMAGEHLP_LINE64 line = {};
     line.SizeOfStruct = sizeof line;
     DWORD columns = 0;
     if (SymGetLineFromAddr64(session, instruction, &columns, &line) && line.FileName != nullptr) {
-        copyText(place.file, line.FileName);
+        copyCut(place.file, line.FileName);
         place.line = line.LineNumber;
     }
 }
