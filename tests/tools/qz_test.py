@@ -290,6 +290,7 @@ class QzTest(unittest.TestCase):
                              "# C0000005 ACCESS_VIOLATION at 00001234 01:00000234\n"
                              "00001234 00005678 0001:00000234 /nowhere/game\n")
         self.file("b.crash.txt", "no report\n")
+        self.run_qz("retrace", ".", "--frob", code=2)
         for count in ("1 report retraced\n", "0 reports retraced\n"):
             self.assertEqual(self.run_qz("retrace", "--", "."), count)
         self.assertEqual(self.text("a.crash.info"), self.text("a.crash")[:-1] +

@@ -54,13 +54,16 @@ int retrace(const Arguments& arguments) {
     if (line.isAtEnd()) {
         throw UsageError("retrace needs a directory");
     }
-    int count = 0;
-    std::ptrdiff_t left = 0;
+    Arguments directories;
     while (!line.isAtEnd()) {
         if (const std::string option = line.takeOption(); !option.empty()) {
             CommandLine::refuse(option);
         }
-        const std::string& directory = line.take();
+        directories.push_back(line.take());
+    }
+    int count = 0;
+    std::ptrdiff_t left = 0;
+    for (const std::string& directory : directories) {
         count += retraceIn(directory);
         left += reportsLeftIn(directory);
     }
