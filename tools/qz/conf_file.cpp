@@ -4,7 +4,7 @@
 #include "input.h"
 #include "terminal.h"
 
-#include "platform/files.h"
+#include "platform/file.h"
 #include "platform/save_turn.h"
 #include "platform/whole_file.h"
 
@@ -20,13 +20,11 @@ constexpr size_t kMostBytes = std::numeric_limits<int>::max();
 
 // Only ordinary files can be replaced, not files on which reading may wait, such as pipes.
 void requireOrdinary(const std::string& name) {
-    platform::SystemError error = 0;
-    const platform::FileHandle file = platform::openFileWaiting(name.c_str(), error);
-    if (file == platform::kNoFile) {
-        throw Failure(name +
-                      ": is no ordinary file that can be replaced: " + reasonOf(error, name));
+    const platform::File file = platform::File::waiting(name.c_str());
+    if (!file.isOpen()) {
+        throw Failure(
+            name + ": is no ordinary file that can be replaced: " + reasonOf(file.error(), name));
     }
-    platform::closeFile(file);
 }
 
 // The parser's text, saved into a buffer by `save` or `saveEdited`.
