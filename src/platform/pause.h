@@ -1,12 +1,12 @@
 // How a loop waits for another thread that needs nanoseconds. What comes then decides how long:
 //
-//   who                at first                      then
-//   core::Spin         pauses, then yields           sleeps for moments: nobody would wake it
-//   succeedsSoon       pauses, for about what        returns: the caller sleeps until somebody
-//                      sleeping and waking take      wakes it, or does without
-//   tasks::Workers     pauses, with yields between   gives its thread back: waking another for
-//                      (lookAround)                  the next task takes longer
-//   core::WakeSignal   yields (wait)                 naps, and later sleeps: its work can wait
+//   waits for               at first                      then
+//   a lock without wakers   pauses, then yields           sleeps for moments
+//   a lock, or a moment     pauses, for about what        returns: the caller sleeps until
+//   (succeedsSoon)          sleeping and waking take      somebody wakes it, or does without
+//   the next task           pauses, with yields between   gives its thread back: waking another
+//                                                         takes longer
+//   work that can wait      yields                        naps, and later sleeps
 #pragma once
 
 #include "platform/compiler.h"
