@@ -139,7 +139,7 @@ int qz_log_init() {
     if (initialised.load(std::memory_order_acquire)) {
         return -1;
     }
-    platform::callInChildren(leaveToParent);
+    const bool areForksNoted = platform::callInChildren(leaveToParent);
     pool.fill();
     writerStorage.make(pool, duplicates);
     writer().open();
@@ -147,6 +147,9 @@ int qz_log_init() {
     platform::refreshEcho();
     if (const auto levels = wantedEcho()) {
         echoMask.store(*levels & kEchoable, std::memory_order_relaxed);
+    }
+    if (!areForksNoted) {
+        report(QZ_LOG_WARNING, "no memory to note forks: a forked child must not log");
     }
     initialised.store(true, std::memory_order_release);
     return 0;

@@ -66,9 +66,9 @@ private:
 
 int processId();
 
-// Has a function called in each child of fork() until the library is unloaded. On Windows there are
-// no such children.
-void callInChildren(void (*function)());
+// Has a function called in each child of fork() until the library is unloaded; false if there is no
+// memory for that. On Windows there are no such children.
+bool callInChildren(void (*function)());
 
 // True when the process is ending and the system has killed all other threads, wherever they were.
 bool otherThreadsAreGone();

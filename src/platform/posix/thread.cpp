@@ -160,8 +160,8 @@ int processId() {
     return getpid();
 }
 
-void callInChildren(void (*function)()) {
-    pthread_atfork(nullptr, nullptr, function);
+bool callInChildren(void (*function)()) {
+    return pthread_atfork(nullptr, nullptr, function) == 0;
 }
 
 bool otherThreadsAreGone() {

@@ -129,7 +129,9 @@ int processId() {
     return static_cast<int>(GetCurrentProcessId());
 }
 
-void callInChildren(void (*)()) {}
+bool callInChildren(void (*)()) {
+    return true;
+}
 
 bool otherThreadsAreGone() {
     using IsEnding = BOOLEAN(NTAPI*)();
