@@ -14,7 +14,8 @@ namespace CoreUtils {
 /* Holds the names of files, in the order added. Its destructor removes the files through the
  * virtual file system and ignores failures. A copy removes the same files as the original. An
  * assignment replaces the names; the files named before stay. In a forked child the names from
- * before the fork are the parent's, and are forgotten. An object is for one thread at a time. */
+ * before the fork are the parent's, and are forgotten; a daemon whose parent has ended has to add
+ * them again. An object is for one thread at a time. */
 class QZ_API TempFilesManager {
 public:
     TempFilesManager() = default;
