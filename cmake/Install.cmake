@@ -2,6 +2,11 @@
 # development, tools, docs.
 include(CMakePackageConfigHelpers)
 
+# In a larger project the folder of documents is by default that project's.
+if(NOT PROJECT_IS_TOP_LEVEL)
+  set(CMAKE_INSTALL_DOCDIR ${CMAKE_INSTALL_DATAROOTDIR}/doc/${PROJECT_NAME})
+endif()
+
 install(TARGETS qzCore EXPORT qzCoreTargets
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development

@@ -9,6 +9,8 @@ die() {
     exit 1
 }
 
+[[ $QZ_JOBS =~ ^[1-9][0-9]*$ ]] || die "QZ_JOBS is not a number of jobs: $QZ_JOBS"
+
 # Seconds since $1, an earlier $EPOCHREALTIME, with one decimal. The decimal sign of $EPOCHREALTIME
 # depends on the locale, so everything but its digits is removed.
 seconds_since() {
