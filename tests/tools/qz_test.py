@@ -296,6 +296,8 @@ class QzTest(unittest.TestCase):
         self.assertEqual(self.text("a.crash.info"), self.text("a.crash")[:-1] +
                          " (not retraced: no such module here)\n")
         self.assertIn("nowhere: no such directory", self.run_qz("retrace", "nowhere", code=1))
+        if not ON_WINDOWS:
+            (self.folder / "loop.crash").symlink_to("loop.crash")
         with open(self.folder / "large.crash", "wb") as large:
             large.truncate((64 << 20) + 1)
         self.assertIn("0 reports retraced, 1 could not be", self.run_qz("retrace", ".", code=1))

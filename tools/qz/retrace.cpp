@@ -41,9 +41,10 @@ int retraceIn(const std::string& directory) {
 std::ptrdiff_t reportsLeftIn(const std::string& directory) {
     const std::u8string path(directory.begin(), directory.end());
     return std::ranges::count_if(std::filesystem::directory_iterator(path), [](const auto& entry) {
+        std::error_code error; // a link may lead to itself
         auto copy = entry.path();
-        return copy.extension() == ".crash" && entry.is_regular_file() &&
-               !std::filesystem::exists(copy += ".info");
+        return copy.extension() == ".crash" && entry.is_regular_file(error) &&
+               !std::filesystem::exists(copy += ".info", error);
     });
 }
 
