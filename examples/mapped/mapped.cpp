@@ -3,6 +3,8 @@
  *
  *     qz_mapped stars.img
  *
+ * A file that is no such image stays as it is.
+ *
  * For data that changes, or that other versions of a program read, see Serial/CommonSerializer.h.
  */
 #include <Core/Environment.h>
@@ -13,6 +15,7 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <filesystem>
 #include <span>
 #include <string>
 
@@ -77,7 +80,7 @@ int main() {
     }
     const char* const file = SYS_argv()[1];
     try {
-        if (starsOf(misc::mmf(file, true)).empty()) {
+        if (!std::filesystem::exists(reinterpret_cast<const char8_t*>(file))) {
             write(file);
             std::printf("made %s\n", file);
         }
@@ -86,6 +89,11 @@ int main() {
         return 1;
     }
     const misc::mmf image(file, true);
+    if (starsOf(image).empty()) {
+        std::fprintf(stderr, "qz_mapped: %s is no image of stars; remove it to have it made anew\n",
+                     file);
+        return 1;
+    }
     float brightest = 0;
     for (const Star& star : starsOf(image)) {
         brightest = star.brightness > brightest ? star.brightness : brightest;

@@ -270,13 +270,16 @@ class HostTest(unittest.TestCase):
     def test_a_mapped_image_is_made_once(self):
         program = COMMAND[-1].replace("qz_host", "qz_mapped")
         image = self.folder / "stars.img"
-        for before, made in ((None, "made stars.img\n"), (None, ""), (b"no image", "made stars.img\n"),
-                             (b"STR1" + b"\xff" * 12, "made stars.img\n")):
-            if before:
-                image.write_bytes(before)
+        for foreign, made in ((None, "made stars.img\n"), (None, ""), (b"no image", None),
+                              (b"STR1" + b"\xff" * 12, None)):
+            if foreign:
+                image.write_bytes(foreign)
             done = subprocess.run([*COMMAND[:-1], program, "stars.img"], cwd=self.folder, text=True,
                                   env=self.environment, stdout=subprocess.PIPE, timeout=60)
-            self.assertEqual(done.stdout, made + "1000 stars, the brightest of 2.953\n")
+            if foreign:
+                self.assertEqual((done.returncode, image.read_bytes()), (1, foreign))
+            else:
+                self.assertEqual(done.stdout, made + "1000 stars, the brightest of 2.953\n")
 
     def test_a_crash_is_told_of_at_the_next_start(self):
         if WINDOWS:
