@@ -1,5 +1,5 @@
 // Captures and writes states.
-#include "serial/common_state.h"
+#include "serial/bufferizer_state.h"
 
 #include <limits>
 #include <map>

@@ -1,8 +1,8 @@
 #include "Serial/CommonBufferizer.h"
 
-#include "serial/common_state.h"
+#include "serial/bufferizer_state.h"
 #include "serial/parts.h"
-#include "serial/state.h"
+#include "serial/serializer_state.h"
 
 #include <exception>
 #include <utility>

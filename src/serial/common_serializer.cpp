@@ -2,7 +2,7 @@
 
 #include "Core/Hash.h"
 #include "Serial/Record.h"
-#include "serial/state.h"
+#include "serial/serializer_state.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,6 +1,6 @@
 #include "serial/departing.h"
 
-#include "serial/common_state.h"
+#include "serial/bufferizer_state.h"
 
 #include <algorithm>
 #include <exception>

@@ -1,7 +1,7 @@
 #include "serial/image.h"
 
 #include "Core/Hash.h"
-#include "serial/state.h"
+#include "serial/serializer_state.h"
 
 #include <algorithm>
 

@@ -2,7 +2,7 @@
 
 #include "Serial/Record.h"
 #include "platform/compiler.h"
-#include "serial/state.h"
+#include "serial/serializer_state.h"
 
 #include <algorithm>
 #include <cstring>

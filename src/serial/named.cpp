@@ -1,6 +1,6 @@
 // Files that name their fields: a record more tells what the values of the others are.
 #include "Serial/CommonSerializer.h"
-#include "serial/state.h"
+#include "serial/serializer_state.h"
 
 #include <cstring>
 #include <utility>

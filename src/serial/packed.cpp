@@ -1,7 +1,7 @@
 // Transfers values through the forms for messages.
 #include "Math/Half.h"
 #include "Serial/CommonSerializer.h"
-#include "serial/state.h"
+#include "serial/serializer_state.h"
 
 #include <algorithm>
 #include <cmath>

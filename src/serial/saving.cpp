@@ -1,6 +1,6 @@
 #include "Serial/CommonSerializer.h"
 
-#include "serial/state.h"
+#include "serial/serializer_state.h"
 
 #include <algorithm>
 #include <iterator>

@@ -1,6 +1,6 @@
 #include "serial/state_reader.h"
 
-#include "serial/state.h"
+#include "serial/serializer_state.h"
 
 #include <algorithm>
 #include <limits>

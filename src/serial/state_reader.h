@@ -1,7 +1,7 @@
 // Reads a state of objects.
 #pragma once
 
-#include "serial/common_state.h"
+#include "serial/bufferizer_state.h"
 #include "serial/pointer_table.h"
 
 #include <cstddef>

@@ -1,4 +1,4 @@
-// The private part of a serializer.
+// The implementation of Common::CommonSerializer.
 #pragma once
 
 #include "Common/Allocator.h"
