@@ -49,26 +49,40 @@ constexpr const char* kGlobals[] = {"__write",   "__serialize",  "fill_cache",
                                     "write",     "output_table", "can_pretty",
                                     "write_tab", "dopretty",     "save_pretty"};
 
-// Whether the value on top of the stack is the __write of a call that goes on.
-bool isWriting(lua_State* state) {
-    if (lua_tocfunction(state, -1) != writeText || lua_getupvalue(state, -1, 1) == nullptr) {
-        return false;
-    }
-    const auto& output = *static_cast<SerializerOutput*>(lua_touserdata(state, -1));
-    lua_pop(state, 1);
-    return output.serializer != nullptr;
+// The registry has the output of the last call under this key. The global __write would not do: a
+// script may keep its globals elsewhere, with a metatable.
+char outputKey;
+
+void pushLastOutput(lua_State* state) {
+    lua_pushlightuserdata(state, &outputKey);
+    lua_rawget(state, LUA_REGISTRYINDEX);
 }
 
-// Pushes a table of the globals if this call is made within another, by its stream; otherwise nil.
+// Takes the output from the stack.
+void setLastOutput(lua_State* state) {
+    lua_pushlightuserdata(state, &outputKey);
+    lua_insert(state, -2);
+    lua_rawset(state, LUA_REGISTRYINDEX);
+}
+
+// Whether the value on top of the stack is the output of a call that goes on.
+bool isWriting(lua_State* state) {
+    const auto* const output = static_cast<SerializerOutput*>(lua_touserdata(state, -1));
+    return output != nullptr && output->serializer != nullptr;
+}
+
+// If this call is made within another, by its stream: pushes a table of the globals, and of the
+// other's output at 1. Otherwise pushes nil.
 int keepGlobals(lua_State* state) {
     return lua::protect(state, 0, 1, [](lua_State* inner) {
-        lua_pushliteral(inner, "__write");
-        lua_rawget(inner, LUA_GLOBALSINDEX);
+        pushLastOutput(inner);
         if (!isWriting(inner)) {
             lua_pushnil(inner);
             return 1;
         }
         lua_newtable(inner);
+        lua_insert(inner, -2);
+        lua_rawseti(inner, -2, 1);
         for (const char* const name : kGlobals) {
             lua_getglobal(inner, name);
             lua_setfield(inner, -2, name);
@@ -84,6 +98,8 @@ void restoreGlobals(lua_State* state, int kept) {
     }
     lua_pushvalue(state, kept);
     const int status = lua::protect(state, 1, 0, [](lua_State* inner) {
+        lua_rawgeti(inner, 1, 1);
+        setLastOutput(inner);
         for (const char* const name : kGlobals) {
             lua_getfield(inner, 1, name);
             lua_setglobal(inner, name);
@@ -98,6 +114,8 @@ int installOutput(lua_State* state, Serializer* serializer) {
     return lua::protect(state, 0, 1, [serializer](lua_State* inner) {
         void* const output = lua_newuserdata(inner, sizeof(SerializerOutput));
         static_cast<SerializerOutput*>(output)->serializer = serializer;
+        lua_pushvalue(inner, -1);
+        setLastOutput(inner);
         lua_pushvalue(inner, -1);
         lua_pushcclosure(inner, writeText, 1);
         lua_setglobal(inner, "__write");

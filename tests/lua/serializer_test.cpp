@@ -97,7 +97,7 @@ TEST_F(LuaSerializer, AStreamMaySaveTooWhileItTakesText) {
     } buffer;
     script_.run("t = {} t.self = t bad = {f = print, t = t} bad.self = bad");
     const std::string whole = save("t");
-    for (const char* const other : {"t", "bad"}) {
+    for (const char* const other : {"t", "bad", "t"}) {
         buffer.str("");
         buffer.save_ = [&] {
             std::ostringstream text;
@@ -107,6 +107,10 @@ TEST_F(LuaSerializer, AStreamMaySaveTooWhileItTakesText) {
         std::ostream stream(&buffer);
         still([&] { Lua::Serializer(stream).serialize(state_, "t"); });
         EXPECT_EQ(buffer.str(), whole);
+        script_.run("local all = {} setmetatable(_G, {__index = all, "
+                    "__newindex = function(_, name, value) all[name] = value end}) "
+                    "for name in pairs{__write = 1, __serialize = 1, fill_cache = 1, write = 1, "
+                    "output_table = 1} do _G[name] = nil end");
     }
 }
 
