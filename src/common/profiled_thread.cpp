@@ -1,7 +1,7 @@
 #include "common/profiled_thread.h"
 
 #include "Common/Profiler.h"
-#include "core/cut_text.h"
+#include "platform/cut_text.h"
 
 #include <algorithm>
 #include <cstring>
@@ -28,7 +28,7 @@ void ProfiledUnit::add(const ProfiledUnit& other) noexcept {
 }
 
 void CountedUnit::setName(std::string_view name) {
-    core::copyCut(name_, name);
+    platform::copyCut(name_, name);
 }
 
 // Releases: a reader that sees one of the new values also sees that a change has begun.
@@ -63,7 +63,6 @@ ProfiledUnit CountedUnit::read() const {
     }
 }
 
-// The first slot from the name's own on that has the name or is empty.
 CountedUnit* UnitIndex::find(std::string_view name) const {
     const Slot* const slot = table_.find(std::hash<std::string_view>()(name),
                                          [&](const Slot& one) { return one.unit->name() == name; });
@@ -73,7 +72,7 @@ CountedUnit* UnitIndex::find(std::string_view name) const {
 void UnitIndex::add(CountedUnit& unit) {
     table_.makeRoom();
     const Slot added{&unit};
-    table_.fill(table_.slotFor(added.hash(), [](const Slot&) { return false; }), added);
+    table_.fill(table_.freeSlotFor(added.hash()), added);
 }
 
 void ProfiledThread::enter(const char* name, unsigned session, std::int64_t now) {
@@ -144,7 +143,7 @@ CountedUnit* ProfiledThread::unitOf(const char* name) noexcept {
 }
 
 CountedUnit* ProfiledThread::findOrAdd(const char* text) {
-    const std::string_view name = core::cut(text, kProfiledNameSize - 1);
+    const std::string_view name = platform::cut(text, kProfiledNameSize - 1);
     if (CountedUnit* const found = index_.find(name)) {
         return found;
     }

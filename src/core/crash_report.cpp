@@ -2,9 +2,9 @@
 
 #include "core/crash_terminate.h"
 #include "core/crash_text.h"
-#include "core/cut_text.h"
 #include "core/library_log.h"
 #include "platform/crash.h"
+#include "platform/cut_text.h"
 #include "platform/environment.h"
 #include "platform/file.h"
 #include "platform/library.h"
@@ -159,9 +159,9 @@ void onFault(const platform::Fault& fault) {
 
 void usePrefixOfProgram() try {
     const std::string name = platform::executableName().value_or(kNamelessProgram);
-    core::copyCut(prefix, std::string_view(name).substr(0, name.rfind('.')));
+    platform::copyCut(prefix, std::string_view(name).substr(0, name.rfind('.')));
 } catch (const std::exception&) { // out of memory
-    core::copyCut(prefix, kNamelessProgram);
+    platform::copyCut(prefix, kNamelessProgram);
 }
 
 // Logs what is wrong with the prefix now: a crash could not say so any more.
@@ -182,7 +182,7 @@ void reportUnfitPrefix() {
 
 bt_filter bt_init(const char* given) {
     if (given != nullptr) {
-        core::copyCut(prefix, given);
+        platform::copyCut(prefix, given);
     } else {
         usePrefixOfProgram();
     }

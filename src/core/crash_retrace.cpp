@@ -2,7 +2,7 @@
 #include "core/crash_lines.h"
 #include "core/crash_modules.h"
 #include "core/crash_text.h"
-#include "core/cut_text.h"
+#include "platform/cut_text.h"
 #include "platform/demangle.h"
 #include "platform/file.h"
 #include "platform/symbols.h"
@@ -56,7 +56,7 @@ void makeReadable(platform::SourcePlace& source) {
     }
     if (std::string name = platform::demangled(source.symbol); !name.empty()) {
         dropParameters(name);
-        core::copyCut(source.symbol, name);
+        platform::copyCut(source.symbol, name);
     }
 }
 
@@ -211,7 +211,7 @@ bool Retrace::writeFound(const core::FrameLine& frame, const Position& position,
     makeReadable(source);
     platform::ModulePlace place;
     position.file->placeOf(position.address, place.section, place.offset);
-    core::copyCut(place.module, position.path);
+    platform::copyCut(place.module, position.path);
     core::CrashLine text;
     core::addLocation(text, place, source);
     write(frame, text.text(), {});

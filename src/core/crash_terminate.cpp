@@ -1,7 +1,7 @@
 #include "core/crash_terminate.h"
 
-#include "core/cut_text.h"
 #include "core/library_log.h"
+#include "platform/cut_text.h"
 #include "platform/demangle.h"
 #include "platform/thread.h"
 
@@ -25,7 +25,7 @@ struct Words {
         if (isTaken.exchange(true)) {
             return;
         }
-        length = cut(what, sizeof text).size();
+        length = platform::cut(what, sizeof text).size();
         std::replace_copy_if(what, what + length, text, isControl, ' ');
         thread.store(platform::currentThread(), std::memory_order_release);
     }

@@ -1,7 +1,7 @@
 #include "core/crash_text.h"
 
-#include "core/cut_text.h"
 #include "platform/crash.h"
+#include "platform/cut_text.h"
 
 #include <algorithm>
 #include <chrono>
@@ -80,11 +80,14 @@ int readNumber(std::string_view digits) {
 } // namespace
 
 CrashLine& CrashLine::add(std::string_view text) {
-    const std::string_view kept = text.substr(0, lengthToKeep(text, mostLength_ - length_));
+    const std::string_view kept =
+        text.substr(0, platform::lengthToKeep(text, mostLength_ - length_));
     for (const char c : kept) {
         text_[length_++] = isControl(c) ? ' ' : c;
     }
-    mostLength_ = kept.size() < text.size() ? length_ : mostLength_;
+    if (kept.size() < text.size()) {
+        mostLength_ = length_;
+    }
     return *this;
 }
 
@@ -107,6 +110,7 @@ CrashLine& CrashLine::decimal(std::uint64_t value, unsigned digits) {
 }
 
 CrashLine& CrashLine::end() {
+    mostLength_ = length_;
     text_[length_++] = '\n';
     return *this;
 }

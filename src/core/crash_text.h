@@ -10,7 +10,7 @@
 namespace core {
 
 // A line that is put together without the C library, whose formatting may allocate. Text that does
-// not fit is cut, and none follows it; end() always has room.
+// not fit is cut, and none follows it; end() always has room, once.
 class CrashLine {
 public:
     std::string_view text() const { return {text_, length_}; }
@@ -29,7 +29,7 @@ private:
 
     CrashLine& number(std::uint64_t value, unsigned base, unsigned digits);
 
-    char text_[kRoom];
+    char text_[kRoom + 1]; // with room for a zero byte
     std::size_t length_ = 0;
     std::size_t mostLength_ = kRoom - 1; // the length, once something was cut
 };

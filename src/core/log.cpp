@@ -7,6 +7,7 @@
 #include "core/log_writer.h"
 #include "core/static_storage.h"
 #include "platform/console.h"
+#include "platform/cut_text.h"
 #include "platform/environment.h"
 #include "platform/thread.h"
 
@@ -58,8 +59,8 @@ bool queueMessage(double time, unsigned int level, const char* module, const cha
     record->time = std::max(time, 0.0); // a clock that was set back makes no request of it
     record->level = level;
     record->lost = pool.takeLost();
-    core::copyCut(record->module, module);
-    core::copyCut(record->message, message);
+    platform::copyCut(record->module, module);
+    platform::copyCut(record->message, message);
     writer().queue(*record);
     return true;
 }
@@ -180,7 +181,7 @@ void qz_vlogf(const char* module, unsigned int level, const char* format, va_lis
     char message[1024];
     if (std::vsnprintf(message, sizeof message, format, arguments) < 0) {
         // An argument could not be converted: the format alone is better than nothing.
-        core::copyCut(message, format);
+        platform::copyCut(message, format);
     }
     qz_log(module, level, message);
 }
@@ -241,8 +242,8 @@ void qz_log_set_output(const char* name, const char* module_filter, unsigned int
         record->time = LogRecord::kControlTime;
         record->level = mask;
         record->lost = 0; // left for a message to report: requests write nothing
-        core::copyCut(record->module, module_filter != nullptr ? module_filter : "");
-        core::copyCut(record->message, name != nullptr ? name : "");
+        platform::copyCut(record->module, module_filter != nullptr ? module_filter : "");
+        platform::copyCut(record->message, name != nullptr ? name : "");
         writer().queue(*record);
     }
 }

@@ -1,6 +1,7 @@
 #include "core/log_duplicates.h"
 
 #include "core/log_record.h"
+#include "platform/cut_text.h"
 
 #include <cstring>
 #include <mutex>
@@ -25,7 +26,7 @@ LogDuplicates::Verdict LogDuplicates::compare(const char* message) {
         ++count_;
         return {true, 0};
     }
-    copyCut(last_, message);
+    platform::copyCut(last_, message);
     return {false, std::exchange(count_, 0)};
 }
 

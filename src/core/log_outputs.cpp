@@ -1,5 +1,7 @@
 #include "core/log_outputs.h"
 
+#include "platform/cut_text.h"
+
 #include <cstdio>
 #include <cstring>
 #include <new>
@@ -13,7 +15,7 @@ bool LogOutputs::Output::accepts(const LogMessage& message) const {
 }
 
 bool LogOutputs::setDirectory(const char* directory) {
-    copyCut(directory_, directory);
+    platform::copyCut(directory_, directory);
     return std::strcmp(directory_, directory) == 0;
 }
 
@@ -23,8 +25,8 @@ bool LogOutputs::open(const char* name, const char* moduleFilter, std::uint32_t 
         return false;
     }
     output->mask = mask;
-    copyCut(output->moduleFilter, moduleFilter);
-    copyCut(output->name, name);
+    platform::copyCut(output->moduleFilter, moduleFilter);
+    platform::copyCut(output->name, name);
     char path[512];
     std::snprintf(path, sizeof path, "%s/%s.log", directory_, output->name);
     if (!output->file.open(path)) {
@@ -45,13 +47,13 @@ std::unique_ptr<LogOutputs::Output>& LogOutputs::find(const char* name) {
 
 void LogOutputs::handle(const LogRecord& request) {
     char name[sizeof(Output::name)];
-    copyCut(name, request.message);
+    platform::copyCut(name, request.message);
     std::unique_ptr<Output>& place = find(name);
     if (place && request.level == 0) {
         place = std::move(place->next);
     } else if (place) {
         place->mask = request.level;
-        copyCut(place->moduleFilter, request.module);
+        platform::copyCut(place->moduleFilter, request.module);
     } else if (request.level != 0) {
         open(name, request.module, request.level);
     }

@@ -1,5 +1,7 @@
 #include "core/log_reader.h"
 
+#include "platform/cut_text.h"
+
 #include <algorithm>
 #include <utility>
 
@@ -19,8 +21,8 @@ void LogReaderQueue::add(const LogRecord& record) {
     copy.time = record.time;
     copy.level = record.level;
     copy.lost = record.lost + std::exchange(lost_, 0);
-    copyCut(copy.module, record.module);
-    copyCut(copy.message, record.message);
+    platform::copyCut(copy.module, record.module);
+    platform::copyCut(copy.message, record.message);
     added_.store(added + 1, std::memory_order_release);
 }
 

@@ -2,7 +2,6 @@
 #pragma once
 
 #include "Core/Atomics.h"
-#include "core/cut_text.h"
 #include "core/lock_free.h"
 #include "platform/compiler.h"
 

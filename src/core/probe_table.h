@@ -41,6 +41,11 @@ public:
         return slots_[placeFor(hash, isIt)];
     }
 
+    // The slot that an entry would take which is not in the table.
+    Slot& freeSlotFor(std::size_t hash) {
+        return slotFor(hash, [](const Slot&) { return false; });
+    }
+
     // Puts an entry into the free slot that slotFor has found for it.
     void fill(Slot& slot, const Slot& entry) {
         slot = entry;
@@ -81,15 +86,15 @@ public:
         std::swap(size_, other.size_);
     }
 
-    // The invariants: of the entries near the own slot of an entry that was added or removed, or of
-    // all, which returns how many slots there are.
-    void check(std::size_t hash) const {
+    // The invariants of the entries near the own slot of one that was added or removed.
+    void checkNear(std::size_t hash) const {
         invariant(2 * size_ <= slots_.size(), "a hash table: too few free slots");
         for (std::size_t at = hash & mask(); size_ != 0 && !slots_[at].isFree(); at = next(at)) {
             checkPlace(at);
         }
     }
 
+    // The invariants of all entries. Returns how many slots there are.
     std::size_t check() const {
         invariant(slots_.empty() || std::has_single_bit(slots_.size()),
                   "a hash table: the number of slots is no power of two");
@@ -133,7 +138,7 @@ private:
         old.swap(slots_);
         for (const Slot& slot : old) {
             if (!slot.isFree()) {
-                slotFor(slot.hash(), [](const Slot&) { return false; }) = slot;
+                freeSlotFor(slot.hash()) = slot;
             }
         }
     }

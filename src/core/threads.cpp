@@ -1,6 +1,6 @@
 #include "core/thread_unload.h"
 
-#include "core/cut_text.h"
+#include "platform/cut_text.h"
 #include "platform/fault_stack.h"
 #include "platform/thread.h"
 
@@ -54,7 +54,7 @@ int QZ_thread_adopt() {
 
 void QZ_thread_set_name(const char* name) {
     char text[16]; // more than 15 bytes the system refuses
-    core::copyCut(text, name != nullptr ? name : "");
+    platform::copyCut(text, name != nullptr ? name : "");
     platform::nameThread(text);
 }
 

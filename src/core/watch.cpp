@@ -1,7 +1,7 @@
 #include "Core/Watch.h"
 
-#include "core/cut_text.h"
 #include "core/watch_table.h"
+#include "platform/cut_text.h"
 #include "platform/pause.h"
 #include "platform/thread.h"
 
@@ -57,7 +57,7 @@ private:
 
 Name cutName(const char* name) {
     Name cut;
-    core::copyCut(cut.text, name != nullptr ? name : "");
+    platform::copyCut(cut.text, name != nullptr ? name : "");
     return cut;
 }
 

@@ -1,6 +1,6 @@
 #include "IO/FileStream.h"
 
-#include "core/cut_text.h"
+#include "platform/cut_text.h"
 #include "platform/thread.h"
 #include "vfs/system_file.h"
 
@@ -63,7 +63,7 @@ bool FileStream::open(const char* path, Mode mode) {
 
 // Keeps the path for error texts; one that is too long is cut.
 void FileStream::rememberPath(const char* path) {
-    core::copyCut(path_, path);
+    platform::copyCut(path_, path);
 }
 
 bool FileStream::close() {

@@ -36,9 +36,10 @@ public:
 
     std::size_t size() const { return table_.size(); }
 
-    // The invariants: near an address that was added or removed, or of all, which returns how many
-    // slots there are.
-    void check(std::uint32_t address) const { table_.check(hashOf(address)); }
+    // The invariants near an address that was added or removed.
+    void checkNear(std::uint32_t address) const { table_.checkNear(hashOf(address)); }
+
+    // The invariants of all. Returns how many slots there are.
     std::size_t check() const { return table_.check(); }
 
 private:

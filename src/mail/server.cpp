@@ -39,7 +39,7 @@ inline void ServerImpl::Directory::check(const ServerImpl& server, std::uint32_t
         const bool isKept = kept != server.overflow_.end();
         core::invariant(index.find(address) == (isKept ? kept->second.get() : nullptr),
                         "mail server: the index has another mailbox than is kept");
-        index.check(address);
+        index.checkNear(address);
     }
     check(server);
 }

@@ -30,9 +30,9 @@ std::uint64_t meaningOf(FieldKind kind) {
 
 } // namespace
 
-// Releases each object by itself, so that no chain of objects is destroyed recursively. The first
-// loop goes backwards, for objects that hold earlier ones; the second forwards, because most
-// objects are held by earlier ones.
+// Releases the objects so that usual chains are not destroyed recursively: the first loop goes
+// backwards, for objects that hold earlier ones; the second forwards, because most objects are held
+// by earlier ones.
 CommonSerializer::State::~State() {
     for (std::size_t i = objects.size(); i > 0; --i) {
         Ref<SerializableObject>& object = objects[i - 1].object;

@@ -117,7 +117,7 @@ struct CommonSerializer::State {
     std::size_t known = 0;
     std::size_t passed = 0;         // of the objects, those whose records were opened
     qz::vector<Waiting> waiting;    // in the order of the objects
-    qz::vector<std::uint32_t> late; // those among them that were referred to at last
+    qz::vector<std::uint32_t> late; // those among them that were referred to later
     std::uint32_t givenTwice = 0;   // the first object that a factory gave out twice; 0: none
 };
 

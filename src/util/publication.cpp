@@ -4,9 +4,9 @@
 #include "Core/Clock.h"
 #include "Core/Watch.h"
 #include "Util/Publish.h"
-#include "core/cut_text.h"
 #include "core/library_log.h"
 #include "core/watch_table.h"
+#include "platform/cut_text.h"
 #include "platform/thread.h"
 #include "platform/wait_until.h"
 #include "tasks/census.h"
@@ -186,7 +186,7 @@ void Publication::readWatches(std::size_t most) {
         PublishedWatch& watch = watches_.places[watches_.read++];
         char value[sizeof watch.value + 1] = ""; // shows whether a character ends at the cut
         QZ_watch_get_one(watch.name, QZ_PUBLISH_WATCH_MODE, value, sizeof value);
-        core::copyCut(watch.value, value);
+        platform::copyCut(watch.value, value);
     }
     watches_.isWhole = end == watches_.count;
     if (watches_.isWhole) {

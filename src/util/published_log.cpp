@@ -1,5 +1,6 @@
 #include "util/published_log.h"
 
+#include "platform/cut_text.h"
 #include "platform/thread.h"
 
 #include <cstring>
@@ -23,7 +24,7 @@ void PublishedLog::add(std::span<const core::LogRecord* const> records) {
 void PublishedLog::add(const core::LogRecord& record) {
     PublishedMessage message{record.time, record.level, record.lost, {}};
     static_assert(sizeof message.module == sizeof record.module);
-    core::copyCut(message.module, record.module);
+    platform::copyCut(message.module, record.module);
     const auto length = static_cast<unsigned long>(std::strlen(record.message));
     if (ring_.PushStart(sizeof message + length) != 0) {
         ring_.PushData(reinterpret_cast<const char*>(&message), sizeof message);

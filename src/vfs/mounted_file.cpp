@@ -1,6 +1,6 @@
 #include "vfs/mounted_file.h"
 
-#include "core/cut_text.h"
+#include "platform/cut_text.h"
 #include "platform/files.h"
 #include "vfs/log.h"
 
@@ -27,7 +27,7 @@ namespace {
 
 bool isDevice(std::string_view segment) {
     char name[256];
-    core::copyCut(name, segment);
+    platform::copyCut(name, segment);
     return platform::leadsToDevice(name);
 }
 

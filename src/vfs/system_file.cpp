@@ -1,6 +1,6 @@
 #include "vfs/system_file.h"
 
-#include "core/cut_text.h"
+#include "platform/cut_text.h"
 #include "platform/file.h"
 #include "platform/thread.h"
 #include "platform/whole_file.h"
@@ -107,7 +107,7 @@ VFS_File* makeFile(const char* path, platform::File file,
         vfs::logLine(QZ_LOG_ERROR, "can't allocate struct VFS_File_win32 for %s", path);
         return nullptr;
     }
-    core::copyCut(self->path, path);
+    platform::copyCut(self->path, path);
     return &self->base;
 }
 

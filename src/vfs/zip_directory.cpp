@@ -1,7 +1,7 @@
 #include "vfs/zip_directory.h"
 
-#include "core/cut_text.h"
 #include "core/library_log.h"
+#include "platform/cut_text.h"
 #include "vfs/archive_state.h"
 #include "vfs/log.h"
 #include "vfs/zip_input.h"
@@ -195,7 +195,7 @@ private:
 
 void logZipFlaw(const char* archive, std::string_view name, const char* flaw) {
     logLine(QZ_LOG_WARNING, "%s: %.*s: %s.", archive,
-            static_cast<int>(core::lengthToKeep(name, kMostOfName)), name.data(), flaw);
+            static_cast<int>(platform::lengthToKeep(name, kMostOfName)), name.data(), flaw);
 }
 
 const char* readZipDirectory(PHYSFS_Io& io, const ZipExtent& extent, const char* archive,
