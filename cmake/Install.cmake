@@ -2,8 +2,9 @@
 # development, tools, docs.
 include(CMakePackageConfigHelpers)
 
-# In a larger project the folder of documents is by default that project's.
-if(NOT PROJECT_IS_TOP_LEVEL)
+# In a larger project the folder of documents is by default that project's. Another choice stays.
+if(NOT PROJECT_IS_TOP_LEVEL AND
+   CMAKE_INSTALL_DOCDIR STREQUAL "${CMAKE_INSTALL_DATAROOTDIR}/doc/${CMAKE_PROJECT_NAME}")
   set(CMAKE_INSTALL_DOCDIR ${CMAKE_INSTALL_DATAROOTDIR}/doc/${PROJECT_NAME})
 endif()
 

@@ -74,7 +74,7 @@ std::span<const Star> starsOf(const misc::mmf& image) {
 } // namespace
 
 int main() {
-    if (SYS_argc() != 2) {
+    if (SYS_argc() != 2 || *SYS_argv()[1] == '\0') {
         std::fputs("Usage: qz_mapped FILE\n", stderr);
         return 2;
     }
@@ -90,8 +90,10 @@ int main() {
     }
     const misc::mmf image(file, true);
     if (starsOf(image).empty()) {
-        std::fprintf(stderr, "qz_mapped: %s is no image of stars; remove it to have it made anew\n",
-                     file);
+        const bool isRead = *image.error() == '\0';
+        std::fprintf(stderr, "qz_mapped: %s %s\n", file,
+                     isRead ? "is no image of stars; remove it to have it made anew"
+                            : "cannot be read");
         return 1;
     }
     float brightest = 0;

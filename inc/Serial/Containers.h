@@ -5,7 +5,8 @@
  * be chosen that all have the same std::hash, and then each takes longer than the one before.
  *
  * Maps and sets are written in the order of their keys, even unordered ones if their keys have an
- * order, so that the same contents give the same bytes. Reading a key twice is an error. */
+ * order, so that the same contents give the same bytes. Of an unordered_multimap the entries of one
+ * key are written in any order. Reading a key twice is an error where a container has it once. */
 #ifndef QZCORE_SERIAL_CONTAINERS_H
 #define QZCORE_SERIAL_CONTAINERS_H
 

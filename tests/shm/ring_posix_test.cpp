@@ -121,12 +121,12 @@ void refuseToReserve() {
 // The limit on the size of files holds for shared memory, too.
 TEST(RingMessageBuffer, ALimitOnFilesIsAFailure) {
     std::signal(SIGXFSZ, SIG_DFL);
-    const rlimit limit{4096, RLIM_INFINITY};
+    const rlimit limit{16384, RLIM_INFINITY};
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
     CRingMessageBuffer ring;
     EXPECT_EQ(ring.Open("qz_limited", 65536, nullptr), 0);
     refuseToReserve();
     EXPECT_EQ(ring.Open("qz_limited", 65536, nullptr), 0);
-    EXPECT_EQ(ring.Open("qz_small", 2048, nullptr), 1);
+    EXPECT_EQ(ring.Open("qz_small", 8192, nullptr), 1);
     EXPECT_EQ(ring.Close(0), 1);
 }
