@@ -95,7 +95,7 @@ public:
         return true;
     }
 
-    /* Reads a real or an integer. */
+    /* Reads a real or an integer. A number that a float cannot hold is out of range, too. */
     QZ_API bool read(const std::string& path, double& value,
                      double least = std::numeric_limits<double>::lowest(),
                      double most = (std::numeric_limits<double>::max)()) const;

@@ -3,6 +3,7 @@
 #include "config/setting_words.h"
 
 #include <algorithm>
+#include <limits>
 #include <string_view>
 #include <unordered_map>
 
@@ -184,15 +185,18 @@ bool SettingsReader::readReal_(const std::string& path, Real& value, double leas
     }
     constexpr auto kMost = static_cast<double>(std::numeric_limits<Real>::max());
     const Range<double> range{least, most};
+    const Range<double> held{std::max(least, -kMost), std::min(most, kMost)};
     double number = 0;
     const bool isNumber = place.entry->get(number);
-    if (!isNumber || !range.has(number)) {
+    const auto real = held.has(number) ? static_cast<Real>(number) : Real{};
+    if (!isNumber || !held.has(number) || (real == 0 && !range.has(0))) {
         // A number that is too large for a float is told the float's limits.
+        const bool isTooLarge = isNumber && range.has(number) && !held.has(number);
         const double unsaid = isNumber ? std::numeric_limits<double>::infinity() : kMost;
-        state_->addWrong(place, describe("a number", range, {-unsaid, unsaid}));
+        state_->addWrong(place, describe("a number", isTooLarge ? held : range, {-unsaid, unsaid}));
         return false;
     }
-    value = static_cast<Real>(number);
+    value = real;
     return true;
 }
 

@@ -70,6 +70,8 @@ TEST(SettingsReader, TellsWhatIsWrongWithValues) {
         {"0.1", into(1.5, 0.25, 1), "a number from 0.25 to 1, not 0.1"},
         {"1.0e300", into(1.5F),
          "a number from -3.4028234663852886e+38 to 3.4028234663852886e+38, not 1e+300"},
+        {"1.0e39", into(1.5F, 0, 1e300), "a number from 0 to 3.4028234663852886e+38, not 1e+39"},
+        {"1.0e-55", into(1.5F, 1e-60, 1), "a number from 1e-60 to 1, not 1e-55"},
         {"2", into(true), "true or false, not 2"},
         {"7", into(std::string("x")), "a text, not 7"},
         {"7", into(std::vector<int>{1}), "a list, not 7"},
