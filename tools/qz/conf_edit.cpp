@@ -124,7 +124,7 @@ private:
                              : real ? tree.setPath(path_, *real)
                                     : tree.setPath(path_, value);
         if (!isAdded) {
-            failToFind("cannot be added: it has a name that is no identifier");
+            failToFind("cannot be added: it has a name that is no identifier, or too many names");
         }
     }
 

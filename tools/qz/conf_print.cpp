@@ -1,11 +1,27 @@
 #include "conf_commands.h"
 #include "conf_file.h"
 #include "json.h"
+#include "printable.h"
 #include "terminal.h"
+
+#include <algorithm>
+
+namespace {
+
+// Whole lines: unchanged to files and pipes, and so that a terminal only draws them.
+void printLines(std::string lines) {
+    if (takesCommands(stdout)) {
+        std::erase(lines, '\r');
+        lines = printable(lines, "\n") + '\n';
+    }
+    print(lines);
+}
+
+} // namespace
 
 void printValue(const ConfigParser::iterator& entry) {
     std::string text;
-    print((entry.getString(text) ? text : jsonValue(entry)) + "\n");
+    printLines((entry.getString(text) ? text : jsonValue(entry)) + "\n");
 }
 
 void confFormat(const std::string& name, const ConfOptions& options) {
@@ -14,7 +30,7 @@ void confFormat(const std::string& name, const ConfOptions& options) {
     if (options.write) {
         file.writeFormatted();
     } else {
-        print(file.formatted());
+        printLines(file.formatted());
     }
 }
 
