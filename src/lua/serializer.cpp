@@ -67,8 +67,9 @@ void setLastOutput(lua_State* state) {
 
 // Whether the value on top of the stack is the output of a call that goes on.
 bool isWriting(lua_State* state) {
-    const auto* const output = static_cast<SerializerOutput*>(lua_touserdata(state, -1));
-    return output != nullptr && output->serializer != nullptr;
+    // Scripts can change the registry through the debug library.
+    return lua_objlen(state, -1) == sizeof(SerializerOutput) && lua_isuserdata(state, -1) != 0 &&
+           static_cast<SerializerOutput*>(lua_touserdata(state, -1))->serializer != nullptr;
 }
 
 // If this call is made within another, by its stream: pushes a table of the globals, and of the
