@@ -216,31 +216,15 @@ TEST(LogHook, DeliversWhatTheWriterThreadHandledAndCountsWhatItsQueueCannotHold)
     }
     EXPECT_EQ(count, 512u);
     qz_log("M", QZ_LOG_TRACE, "next");
-    const auto readSoon = [] {
-        const qz_log_entry* read = nullptr;
-        for (int tries = 0; read == nullptr && tries < 1000; ++tries) {
-            std::this_thread::sleep_for(5ms);
-            read = qz_log_hook_read();
-        }
-        return read;
-    };
-    const qz_log_entry* entry = readSoon();
+    const qz_log_entry* entry = nullptr;
+    for (int tries = 0; entry == nullptr && tries < 1000; ++tries) {
+        std::this_thread::sleep_for(5ms);
+        entry = qz_log_hook_read();
+    }
     ASSERT_NE(entry, nullptr);
     EXPECT_EQ(entry->lost, kMessages - 511u);
-    for (std::uint32_t i = 0; i < kMessages; ++i) {
-        qz_log("M", QZ_LOG_TRACE, std::to_string(i).c_str());
-    }
-    std::this_thread::sleep_for(100ms);
     qz_log_hook_stop();
     EXPECT_EQ(qz_log_hook_read(), nullptr);
-
-    qz_log("M", QZ_LOG_TRACE, "to nobody"); // with it the thread gives up what the first one left
-    std::this_thread::sleep_for(100ms);
-    ASSERT_EQ(qz_log_hook_start(), 0);
-    qz_log("M", QZ_LOG_TRACE, "to the second");
-    entry = readSoon();
-    ASSERT_NE(entry, nullptr);
-    EXPECT_EQ(entry->lost, 0u) << "nothing was lost since it began";
 }
 
 // Reads until this text comes; returns the number of entries read.
