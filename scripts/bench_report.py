@@ -210,6 +210,30 @@ def runs_table(groups):
         yield "| " + " | ".join([*run, str(count)]) + " |"
 
 
+def maker(row):
+    """Of the run's processor: the first word of its name."""
+    return row.run[1].split("× ")[-1].split()[0].removesuffix("(R)")
+
+
+def processors_table(groups):
+    """The goals that are met on the processors of one maker and missed on those of another."""
+    makers = sorted({maker(row) for group in groups.values() for row in group})
+    yield "| What | Beside | Goal | " + " | ".join(makers) + " |"
+    yield "|---|---|---|" + "---|" * len(makers)
+    for group in groups.values():
+        by_maker = {name: Comparison([row for row in group if maker(row) == name]) for name in makers
+                    if any(maker(row) == name for row in group)}
+        if len({each.outcome() for each in by_maker.values()}) < 2:
+            continue
+        last = Comparison(group)
+        cells = [f"`{last.label()}`", f"`{last.short_peer()}`", last.shown_goal()]
+        cells += [f"{by_maker[name].ratio:.3g}" if name in by_maker else "" for name in makers]
+        yield "| " + " | ".join(cells) + " |"
+
+
+TABLES_OF_ALL = {"runs": runs_table, "processors": processors_table}
+
+
 def fill_tables(text, groups):
     """Replaces what stands between the marks of each table; returns the programs without marks too."""
     comparisons = [Comparison(group) for group in groups.values()]
@@ -218,8 +242,10 @@ def fill_tables(text, groups):
     def fill(mark):
         name = mark.group("name")
         missing.discard(name)
-        of_program = [each for each in comparisons if each.program == name]
-        lines = runs_table(groups) if name == "runs" else table(of_program)
+        if name in TABLES_OF_ALL:
+            lines = TABLES_OF_ALL[name](groups)
+        else:
+            lines = table(each for each in comparisons if each.program == name)
         return "\n".join([mark.group("head"), *lines, mark.group("tail")])
 
     return MARKS.sub(fill, text), sorted(missing)
