@@ -104,10 +104,6 @@ void joinEndingThread(Thread thread) {
     joinThread(thread); // no thread needs the loader in order to end
 }
 
-std::uintptr_t currentThread() {
-    return numberOf(pthread_self());
-}
-
 void nameThread(const char* name) {
     pthread_setname_np(pthread_self(), name);
 }
