@@ -30,6 +30,10 @@ namespace {
 
 using bench::countEach;
 
+double nanosecondsOfTick() {
+    return 1e9 / static_cast<double>(QZ_get_tick_rate());
+}
+
 std::vector<std::string> names(const char* beginning, std::int64_t count) {
     std::vector<std::string> all;
     for (std::int64_t i = 0; i < count; ++i) {
@@ -60,6 +64,28 @@ void firstCharacter(benchmark::State& state) {
         benchmark::DoNotOptimize(Common::utf8_substr(text, 0, 1));
     }
     countEach(state, 1);
+}
+
+// The slowest of short conversions, with or without another thread that converts a long text.
+void convertBeside(benchmark::State& state) {
+    const bool isBusy = state.range(0) != 0;
+    const std::string text = "Привет", longText(std::size_t{1} << 20, 'x');
+    Common::iconv_local_init("windows-1251");
+    {
+        const std::jthread other([&](const std::stop_token& stop) {
+            while (isBusy && !stop.stop_requested()) {
+                benchmark::DoNotOptimize(Common::iconv_local_from_utf8(longText));
+            }
+        });
+        std::vector<double> times;
+        for (auto _ : state) {
+            const std::int64_t begin = QZ_get_ticks();
+            benchmark::DoNotOptimize(Common::iconv_local_from_utf8(text));
+            times.push_back(static_cast<double>(QZ_get_ticks() - begin));
+        }
+        state.counters["p99.9"] = bench::percentile(times, 0.999) * nanosecondsOfTick();
+    }
+    Common::iconv_local_exit();
 }
 
 // --- Registries.
@@ -211,8 +237,7 @@ void profiledSection(benchmark::State& state) {
         times.push_back(static_cast<double>(QZ_get_ticks() - begin));
         next = next + 1 < sections.size() ? next + 1 : 0;
     }
-    const double nanoseconds = 1e9 / static_cast<double>(QZ_get_tick_rate());
-    state.counters["p99.9"] = bench::percentile(times, 0.999) * nanoseconds;
+    state.counters["p99.9"] = bench::percentile(times, 0.999) * nanosecondsOfTick();
     countEach(state, 1);
 }
 
@@ -257,6 +282,7 @@ void popArguments(benchmark::State& state) {
 
 BENCHMARK(japaneseToCyrillic)->Name("text/unfit")->Apply(bench::threeSizes<10'000>);
 BENCHMARK(firstCharacter)->Name("text/first_character")->Apply(bench::threeSizes<10'000>);
+BENCHMARK(convertBeside)->Name("text/beside")->Arg(0)->Arg(1)->UseRealTime();
 BENCHMARK(hashMap)->Name("hash_map")->Apply(bench::threeSizes<1000>);
 BENCHMARK(queueByName)->Name("queue/by_name")->Apply(bench::threeSizes<1000>);
 BENCHMARK(createByName)->Name("factory/create")->Apply(bench::threeSizes<1000>);
@@ -277,6 +303,7 @@ BENCHMARK(popArguments)->Name("arguments/pop")->Apply(bench::threeSizes<1000>);
 constexpr bench::Goal kGoals[] = {
     bench::growth(1.5, "text/unfit/10000", "text/unfit/1000000"),
     bench::growth(1.5, "text/first_character/10000", "text/first_character/1000000"),
+    bench::atMost(2.0, "text/beside/0", "text/beside/1", "p99.9"),
     bench::atMost(5.0, "hash_map/100000", "queue/by_name/100000"),
     bench::growth(15.0, "queue/by_name/1000", "queue/by_name/100000"),
     bench::atMost(5.0, "hash_map/100000", "factory/create/100000"),

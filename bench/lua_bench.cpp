@@ -31,11 +31,15 @@ constexpr bench::Goal kGoals[] = {
     bench::atMost(kProportion, "lua/stock/strings", "lua/qz/strings"),
     bench::atMost(kProportion, "lua/stock/calls", "lua/qz/calls"),
     bench::atMost(1.5, "lua/stock/lines", "lua/qz/lines"),
+    bench::atMost(1.5, "lua/stock/lines_2000", "lua/qz/lines_2000"),
     bench::growth(2.0, "lua/save_chain/1000", "lua/save_chain/100000"),
 };
 
-constexpr char kLines[] = R"(
-    local path = os.getenv('QZ_BENCH_LINES')
+constexpr char kLines[] = "QZ_BENCH_LINES", kLongLines[] = "QZ_BENCH_LONG_LINES";
+
+// Of the file whose path this variable of the environment has.
+std::string linesScript(const char* variable) {
+    return std::string("local path = os.getenv('") + variable + R"(')
     return function()
         local count = 0
         local file = io.open(path)
@@ -44,6 +48,7 @@ constexpr char kLines[] = R"(
         return count
     end
 )";
+}
 
 // Each script returns its work as a function, so that an iteration runs only the work.
 constexpr char kTables[] = R"(
@@ -144,13 +149,13 @@ struct StockLua {
 };
 
 template<class Lua>
-void runScript(benchmark::State& benchmark, const char* script) {
+void runScript(benchmark::State& benchmark, const std::string& script) {
     lua_State* const state = Lua::open();
     if (state == nullptr) {
         benchmark.SkipWithError("no stock Lua 5.1 (liblua5.1.so.0)");
         return;
     }
-    bool sound = Lua::loadstring(state, script) == 0 && Lua::pcall(state, 0, 1, 0) == 0;
+    bool sound = Lua::loadstring(state, script.c_str()) == 0 && Lua::pcall(state, 0, 1, 0) == 0;
     for (auto _ : benchmark) {
         Lua::pushvalue(state, 1);
         sound = sound && Lua::pcall(state, 0, 1, 0) == 0;
@@ -163,7 +168,7 @@ void runScript(benchmark::State& benchmark, const char* script) {
 }
 
 template<class Lua>
-void addScript(const char* name, const char* script) {
+void addScript(const char* name, const std::string& script) {
     benchmark::RegisterBenchmark(name, [script](benchmark::State& state) {
         runScript<Lua>(state, script);
     })->Unit(benchmark::kMillisecond);
@@ -190,16 +195,18 @@ void saveChain(benchmark::State& benchmark) {
     LinkedLua::close(state);
 }
 
-// Both Luas get its path in the environment, because their scripts can open different files.
+// 64 MiB in lines of one length. Both Luas get its path in the environment, because their scripts
+// can open different files.
 class LinesFile {
 public:
-    LinesFile() : path_(std::filesystem::temp_directory_path() / "qz_bench_lines") {
+    LinesFile(const char* variable, std::size_t length)
+        : path_(std::filesystem::temp_directory_path() / variable) {
         std::ofstream file(path_, std::ios::binary);
-        const std::string line = std::string(44, 'x') + '\n';
+        const std::string line = std::string(length, 'x') + '\n';
         for (std::size_t size = 0; size < (std::size_t{64} << 20); size += line.size()) {
             file << line;
         }
-        setenv("QZ_BENCH_LINES", path_.c_str(), 1);
+        setenv(variable, path_.c_str(), 1);
     }
     ~LinesFile() { std::filesystem::remove(path_); }
     LinesFile(const LinesFile&) = delete;
@@ -212,15 +219,17 @@ private:
 } // namespace
 
 int main(int argc, char** argv) {
-    const LinesFile lines;
+    const LinesFile lines(kLines, 44), longLines(kLongLines, 2000);
     addScript<LinkedLua>("lua/qz/tables", kTables);
     addScript<StockLua>("lua/stock/tables", kTables);
     addScript<LinkedLua>("lua/qz/strings", kStrings);
     addScript<StockLua>("lua/stock/strings", kStrings);
     addScript<LinkedLua>("lua/qz/calls", kCalls);
     addScript<StockLua>("lua/stock/calls", kCalls);
-    addScript<LinkedLua>("lua/qz/lines", kLines);
-    addScript<StockLua>("lua/stock/lines", kLines);
+    addScript<LinkedLua>("lua/qz/lines", linesScript(kLines));
+    addScript<StockLua>("lua/stock/lines", linesScript(kLines));
+    addScript<LinkedLua>("lua/qz/lines_2000", linesScript(kLongLines));
+    addScript<StockLua>("lua/stock/lines_2000", linesScript(kLongLines));
     benchmark::RegisterBenchmark("lua/save_chain", saveChain)->Apply(bench::threeSizes<1000>);
     return bench::run(argc, argv, kGoals);
 }

@@ -1,6 +1,7 @@
 // The pools of messages, compared with other allocators, the codec with other encodings, and the
 // server with a map and a mutex.
 #include "goals.h"
+#include "growth.h"
 
 #include "Mail/Pool.h"
 #include "Mail/Server.h"
@@ -48,6 +49,7 @@ constexpr bench::Goal kGoals[] = {
     beside("decode/protobuf", "decode/qz_message"),
     atMost(0.6, "send/map/threads:1", "send/qz/threads:1"),
     atMost(0.25, "send/map/threads:8", "send/qz/threads:8"),
+    bench::growth(1.5, "remaining/10000", "remaining/1000000"),
 };
 
 // --- Items of 64 bytes ------------------------------------------------------------------------
@@ -481,6 +483,22 @@ void sendMap(benchmark::State& state) {
 
 BENCHMARK(sendQz)->Name("send/qz")->Threads(1)->Threads(8)->UseRealTime();
 BENCHMARK(sendMap)->Name("send/map")->Threads(1)->Threads(8)->UseRealTime();
+
+// Takes what is left of a chain of so many bytes.
+void takeRemaining(benchmark::State& state) {
+    const std::string bytes(static_cast<std::size_t>(state.range(0)), 'x');
+    Mail::ByteWriter writer;
+    const Mem::Ptr<Mail::Chunk> chain = writer.putData(bytes.data(), bytes.size()).end();
+    Mail::ByteReader reader;
+    for (auto _ : state) {
+        reader.init(chain);
+        reader.getInt(1);
+        benchmark::DoNotOptimize(reader.getRemainingData());
+    }
+    bench::countEach(state, 1);
+}
+
+BENCHMARK(takeRemaining)->Name("remaining")->Apply(bench::threeSizes<10'000>);
 
 BENCHMARK(encodeQz)->Name("encode/qz");
 BENCHMARK(encodeMessageQz)->Name("encode/qz_message");
