@@ -30,8 +30,17 @@ namespace {
 
 using bench::countEach;
 
-double nanosecondsOfTick() {
-    return 1e9 / static_cast<double>(QZ_get_tick_rate());
+// Times each call, for operations that few calls may hold up.
+template<class Operation>
+void timeCalls(benchmark::State& state, Operation operation) {
+    std::vector<double> times;
+    for (auto _ : state) {
+        const std::int64_t begin = QZ_get_ticks();
+        operation();
+        times.push_back(static_cast<double>(QZ_get_ticks() - begin));
+    }
+    const double nanoseconds = 1e9 / static_cast<double>(QZ_get_tick_rate());
+    state.counters["p99.9"] = bench::percentile(times, 0.999) * nanoseconds;
 }
 
 std::vector<std::string> names(const char* beginning, std::int64_t count) {
@@ -66,7 +75,7 @@ void firstCharacter(benchmark::State& state) {
     countEach(state, 1);
 }
 
-// The slowest of short conversions, with or without another thread that converts a long text.
+// Short conversions, with or without another thread that converts a long text.
 void convertBeside(benchmark::State& state) {
     const bool isBusy = state.range(0) != 0;
     const std::string text = "Привет", longText(std::size_t{1} << 20, 'x');
@@ -77,13 +86,7 @@ void convertBeside(benchmark::State& state) {
                 benchmark::DoNotOptimize(Common::iconv_local_from_utf8(longText));
             }
         });
-        std::vector<double> times;
-        for (auto _ : state) {
-            const std::int64_t begin = QZ_get_ticks();
-            benchmark::DoNotOptimize(Common::iconv_local_from_utf8(text));
-            times.push_back(static_cast<double>(QZ_get_ticks() - begin));
-        }
-        state.counters["p99.9"] = bench::percentile(times, 0.999) * nanosecondsOfTick();
+        timeCalls(state, [&] { benchmark::DoNotOptimize(Common::iconv_local_from_utf8(text)); });
     }
     Common::iconv_local_exit();
 }
@@ -229,15 +232,11 @@ void profiledSection(benchmark::State& state) {
             profiler.visit([](void*, const char*, const Common::Profiler::Statistics&) {}, nullptr);
         }
     });
-    std::vector<double> times;
     std::size_t next = 0;
-    for (auto _ : state) {
-        const std::int64_t begin = QZ_get_ticks();
+    timeCalls(state, [&] {
         { const Common::ProfiledFunc section(sections[next].c_str(), profiler); }
-        times.push_back(static_cast<double>(QZ_get_ticks() - begin));
         next = next + 1 < sections.size() ? next + 1 : 0;
-    }
-    state.counters["p99.9"] = bench::percentile(times, 0.999) * nanosecondsOfTick();
+    });
     countEach(state, 1);
 }
 

@@ -31,6 +31,7 @@ namespace {
 
 using bench::atMost;
 using bench::beside;
+using bench::growth;
 
 constexpr bench::Goal kGoals[] = {
     atMost(0.5, "pool/boost/threads:1", "pool/qz/threads:1"),
@@ -49,7 +50,7 @@ constexpr bench::Goal kGoals[] = {
     beside("decode/protobuf", "decode/qz_message"),
     atMost(0.6, "send/map/threads:1", "send/qz/threads:1"),
     atMost(0.25, "send/map/threads:8", "send/qz/threads:8"),
-    bench::growth(1.5, "remaining/10000", "remaining/1000000"),
+    growth(1.5, "remaining/10000", "remaining/1000000"),
 };
 
 // --- Items of 64 bytes ------------------------------------------------------------------------

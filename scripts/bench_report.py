@@ -221,12 +221,14 @@ def processors_table(groups):
     yield "| What | Beside | Goal | " + " | ".join(makers) + " |"
     yield "|---|---|---|" + "---|" * len(makers)
     for group in groups.values():
-        by_maker = {name: Comparison([row for row in group if maker(row) == name]) for name in makers
-                    if any(maker(row) == name for row in group)}
+        rows = {}
+        for row in group:
+            rows.setdefault(maker(row), []).append(row)
+        by_maker = {name: Comparison(own) for name, own in rows.items()}
         if len({each.outcome() for each in by_maker.values()}) < 2:
             continue
-        last = Comparison(group)
-        cells = [f"`{last.label()}`", f"`{last.short_peer()}`", last.shown_goal()]
+        total = Comparison(group)
+        cells = [f"`{total.label()}`", f"`{total.short_peer()}`", total.shown_goal()]
         cells += [f"{by_maker[name].ratio:.3g}" if name in by_maker else "" for name in makers]
         yield "| " + " | ".join(cells) + " |"
 
